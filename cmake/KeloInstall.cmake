@@ -1,0 +1,1 @@
+# Installation: library, header, CMake package, pkg-config file.

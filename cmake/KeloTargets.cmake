@@ -1,0 +1,31 @@
+# Target helpers: warnings, sanitizers, and one object library per folder of src/.
+
+add_library(kelo_flags INTERFACE)
+target_compile_options(kelo_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
+if(KELO_SANITIZE)
+  target_compile_options(kelo_flags INTERFACE
+    -fsanitize=${KELO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(kelo_flags INTERFACE -fsanitize=${KELO_SANITIZE})
+endif()
+
+# kelo_module(NAME SOURCES file... [LIBRARIES target...]): the object library kelo_NAME of a folder
+# of src/. LIBRARIES are the outside libraries that its sources call.
+function(kelo_module name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_library(kelo_${name} OBJECT ${ARG_SOURCES})
+  target_include_directories(kelo_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+  target_link_libraries(kelo_${name} PUBLIC ${ARG_LIBRARIES} PRIVATE $<BUILD_INTERFACE:kelo_flags>)
+endfunction()
+
+# kelo_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...]): a GoogleTest program whose
+# cases are registered one by one with CTest.
+function(kelo_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} kelo_flags GTest::gmock GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 120)
+endfunction()

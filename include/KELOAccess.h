@@ -1,0 +1,319 @@
+/*
+ * KELOAccess.h - the public interface of libtVQAccess2.
+ *
+ * A host loads the library, calls KELOAccessInitialize once, sends commands through
+ * KELOAccessCommand, and calls KELOAccessClose when it is done. Everything that crosses this
+ * interface is a plain record owned by the host, described below.
+ *
+ * Conventions
+ *   - Words are 32 bits wide, unsigned, in native byte order, unless a field says otherwise.
+ *   - Text fields are fixed-width byte arrays. What the library writes is cut to the field and
+ *     NUL-terminated. What it reads ends at the first NUL or at the field's width.
+ *   - Texts are UTF-8. Names, captions and dates that come from the service are handed out as the
+ *     service wrote them: character and entity references are not resolved.
+ *   - The library copies records in and out; host buffers need no particular alignment.
+ *   - Threads: one command at a time. The only call that may come from another thread while a
+ *     command runs is KELOAccessCommand with kKELOCommand_Abort. Events are delivered on the thread
+ *     of the running command, with no lock held.
+ *
+ * The header needs nothing but <stdint.h> and <stddef.h> and compiles as C99 and as C++.
+ */
+#ifndef KELOACCESS_H
+#define KELOACCESS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define KELO_EXPORT __declspec(dllexport)
+#elif defined(__GNUC__)
+#define KELO_EXPORT __attribute__((visibility("default")))
+#else
+#define KELO_EXPORT
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Command codes: the first argument of KELOAccessCommand. Any other code answers 0. ---- */
+enum {
+  kKELOCommand_OpenSession = 3,
+  kKELOCommand_CloseSession = 4,
+  kKELOCommand_GetSessionInfo = 5,
+  kKELOCommand_SetSessionInfo = 6,
+  kKELOCommand_Abort = 7,
+  kKELOCommand_LoadHierarchy = 8,
+  kKELOCommand_GetItemsCount = 9,
+  kKELOCommand_GetItemsList = 16,
+  kKELOCommand_GetItemInfo = 17,
+  kKELOCommand_AddItems = 18,
+  kKELOCommand_AddNewLink = 19,
+  kKELOCommand_Upload = 20,
+  kKELOCommand_VerifyRecipient = 21,
+  kKELOCommand_GetAddressList = 22,
+  kKELOCommand_SendPictureMail = 23,
+  kKELOCommand_GetStorageCapacity = 24,
+  kKELOCommand_ModifyProps = 25,
+  kKELOCommand_RegisterEventCallBack = 32,
+  kKELOCommand_UnregisterEventCallBack = 33,
+  kKELOCommand_ExtendTokenLimit = 48,
+  kKELOCommand_AddTags = 50,
+  kKELOCommand_Download = 51
+};
+
+/* ---- Result codes: what KELOAccessCommand answers, and the result word of records. ---- */
+enum {
+  kKELOResult_Success = 0,
+  kKELOResult_Aborted = 3,                /* the abort command ended the request */
+  kKELOResult_FormatFailure = 4097,       /* reserved for the file format table */
+  kKELOResult_NotFound = 4098,            /* no session to hand out; download answered 404 or its URL
+                                             is unusable; upload file unreadable; unknown item */
+  kKELOResult_AlreadyExists = 4099,       /* download destination exists; file already stored */
+  kKELOResult_Conflict = 4101,            /* service errors 208 and 318 */
+  kKELOResult_NoSpace = 4102,             /* local disk full; service storage full (203) */
+  kKELOResult_TooLarge = 4103,            /* request too large (413; service errors 204 to 206) */
+  kKELOResult_AlreadyInAlbum = 4104,      /* file already stored and placed in the album */
+  kKELOResult_BadParameter = 4112,        /* missing pointer, failed validation; 301, 311, 315, 401 */
+  kKELOResult_DestinationUnusable = 4113, /* download destination cannot be created */
+  kKELOResult_TransportFailure = 4114,    /* host not found, unexpected HTTP status, other error */
+  kKELOResult_InvalidTarget = 4115,       /* invalid target or item; 207, 302, 312, 314 */
+  kKELOResult_NoSession = 4116,           /* no session, or the service no longer knows it (107, 108) */
+  kKELOResult_RecipientsRejected = 4117,  /* some recipients were rejected */
+  kKELOResult_TimedOut = 4128,            /* HTTP 408 or 504, or nothing moved for too long */
+  kKELOResult_ConnectionLost = 4129,      /* the connection broke */
+  kKELOResult_GeneralFailure = 4144       /* unusable answer, unknown service error, internal failure */
+};
+
+/* ---- Kinds of entries: bits of tagKELO_ItemInfo.kind and of the selection flags of queries. ---- */
+enum {
+  kKELOKind_Folder = 0x001,
+  kKELOKind_Album = 0x002,
+  kKELOKind_FileItem = 0x004,
+  kKELOKind_FriendAlbum = 0x010,
+  kKELOKind_RootAlbum = 0x040,
+  kKELOKind_SharedAlbum = 0x100 /* a shared album carries 0x102 */
+};
+
+/* ---- Output options of tagCommandControlInfo. ---- */
+enum {
+  kKELOOption_AskService = 0x002,       /* get item info: ask the service, not the cache */
+  kKELOOption_ReturnTexts = 0x100,      /* verify recipient, picture mail: hand the lists back */
+  kKELOOption_VerifyRecipients = 0x200, /* picture mail: verify the recipients first */
+  kKELOOption_CheckDuplicates = 0x400   /* upload: ask which files are stored already */
+};
+
+/* ---- Selection flags of uploads: the dates that the duplicate check compares. ---- */
+enum {
+  kKELOCheck_FileModifyDate = 1,
+  kKELOCheck_FileCreateDate = 2,
+  kKELOCheck_ShotDate = 4
+};
+
+/* ---- Events. ---- */
+enum {
+  kKELOEvent_UploadProgress = 20,
+  kKELOEvent_DownloadProgress = 51,
+  kKELOEventKind_Progress = 48,       /* the second argument of every event */
+  kKELOEventMask_Progress = 0x200     /* progress is delivered only while this mask bit is set */
+};
+
+/* ---- Identifiers. A service identifier is a text of 27 characters. ---- */
+enum {
+  KELO_ID_FIELD_SIZE = 41, /* identifier field of most records: 40 characters and the NUL */
+  KELO_SPECIAL_ID_LENGTH = 27
+};
+
+/* Target id of the root album (items in no album) and of the whole server. The empty text is the
+ * root folder. */
+#define KELO_ROOT_ALBUM_ID                                                                         \
+  "\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8\xF8"   \
+  "\xF8\xF8\xF8\xF8"
+#define KELO_ALL_ITEMS_ID                                                                          \
+  "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"   \
+  "\xFF\xFF\xFF\xFF"
+
+#pragma pack(push, 8)
+
+/* A text handed across the interface. On input `length` bytes at `text` (no NUL needed); a null
+ * pointer or length 0 is the empty text. On output the library allocates length + 1 bytes with C++
+ * array new, NUL-terminates them and overwrites both fields without freeing what they held; the
+ * buffer then belongs to the host, which frees it with C++ array delete. */
+typedef struct tagKELO_StringInfo {
+  char* text;      /* offset 0 */
+  uint32_t length; /* bytes without the NUL; offset 4 with 4-byte pointers, 8 with 8-byte ones */
+} tagKELO_StringInfo;
+
+/* The command record. 176 bytes; all named offsets are the same for both pointer widths. */
+typedef struct tagCommandControlInfo {
+  uint32_t unread0;        /* 0 */
+  char targetId[44];       /* 4: folder, album or item that the command addresses; empty: none */
+  uint32_t entryCount;     /* 48: number of records in the array at `data` */
+  uint32_t unread52;       /* 52 */
+  void* data;              /* 56: the command's argument, see each command in the README */
+#if UINTPTR_MAX > 0xFFFFFFFFu
+  uint32_t unread64;       /* 64 */
+#else
+  uint32_t unread60[2];    /* 60 */
+#endif
+  uint32_t outputOptions;  /* 68: kKELOOption bits */
+  uint32_t selectionFlags; /* 72: kind mask, event mask, check mask, or the tag selector */
+  char authToken[33];      /* 76: sent by open session */
+  char apiKey[33];         /* 109: sent by open session */
+  char signingSecret[33];  /* 142: signs every request; at most 32 characters */
+  char unread175;          /* 175 */
+} tagCommandControlInfo;
+
+/* The same storage, as the validators call it. */
+typedef tagCommandControlInfo tagCommandProcParam;
+
+/* The session. 800 bytes, opaque to most hosts, handed out and restored whole (commands 5, 6, 48). */
+typedef struct tagKELO_SessionInfo {
+  uint32_t word;         /* 0: carried from the open-session block, never interpreted */
+  char token[28];        /* 4: a non-zero first byte means that a session exists */
+  char uploadUrl[256];   /* 32 */
+  char manageUrl[256];   /* 288 */
+  char downloadUrl[256]; /* 544 */
+} tagKELO_SessionInfo;
+
+/* The argument of open session: 88 bytes whose layout is the host's. The first word goes into the
+ * session's word. */
+typedef struct tagKELO_OpenSessionInfo {
+  uint32_t word;      /* 0 */
+  char hostBytes[84]; /* 4 */
+} tagKELO_OpenSessionInfo;
+
+/* One entry of the catalogue. 2728 bytes. */
+typedef struct tagKELO_ItemInfo {
+  uint32_t result;     /* 0: this record's own result: 0, 4098 unknown item, 4112 not answered */
+  char parentId[41];   /* 4: folder or album that holds it; empty for the root folder's children */
+  char itemId[41];     /* 45 */
+  char padding86[2];   /* 86 */
+  uint32_t kind;       /* 88: kKELOKind bits */
+  uint32_t fileFormat; /* 92: file items: 1 JPEG, 2 and 3 raw, 4 TIFF, 5 QuickTime, 6 AVI, 7 WAV,
+                          4097 binary, 4098 unknown, 4099 unrecognized */
+  char name[256];      /* 96 */
+  uint32_t itemCount;  /* 352: folders and albums: entries below */
+  uint32_t word356;    /* 356: 0 */
+  char modifyDate[32]; /* 360 */
+  char shotDate[32];   /* 392 */
+  char uploadDate[32]; /* 424 */
+  uint32_t word456;    /* 456: 0 */
+  uint32_t word460;    /* 460: 0 */
+  char text464[1240];  /* 464: cleared */
+  char text1704[256];  /* 1704: cleared */
+  char screenUrl[256]; /* 1960: screen-size image */
+  char text2216[256];  /* 2216: cleared */
+  char origUrl[256];   /* 2472: full-size file */
+} tagKELO_ItemInfo;
+
+/* One file of an upload. 1116 bytes with 4-byte pointers, 1136 with 8-byte ones. */
+typedef struct tagKELO_LoadInfo {
+  uint32_t result;             /* 0 / 0: 0 sent or to be sent; 4099, 4104, 4115, 4103, or the command's */
+  char albumId[41];            /* 4 / 4: overwritten with the command's target */
+  char itemId[41];             /* 45 / 45: written: id of the stored file; empty: not confirmed */
+  char padding86[2];           /* 86 / 86 */
+  tagKELO_StringInfo filePath; /* 88 / 88: UTF-8 path */
+  tagKELO_StringInfo fileName; /* 96 / 104: display name; empty: last component of the path */
+  int32_t fileSize;            /* 104 / 120: bytes to send; negative is refused */
+  char fileModifyDate[32];     /* 108 / 124: sent as it is; required in the first record */
+  char fileCreateDate[32];     /* 140 / 156: sent as it is; required in the first record */
+  char shotDate[32];           /* 172 / 188 */
+  uint32_t width;              /* 204 / 220: pixels; 0 unknown */
+  uint32_t height;             /* 208 / 224 */
+  char tagList[904];           /* 212 / 228 */
+} tagKELO_LoadInfo;
+
+/* One file of a download. 272 bytes with 4-byte pointers, 288 with 8-byte ones. */
+typedef struct tagKELO_DownloadInfo {
+  uint32_t result;             /* 0 / 0: 0 stored; 4098, 4099, 4113 or the code that ended the batch */
+  char url[256];               /* 4 / 4: used as it stands, all 255 characters if need be */
+  tagKELO_StringInfo destPath; /* 260 / 264: UTF-8 path; nothing may exist there */
+  uint32_t receivedSize;       /* 268 / 280: bytes received; 0xFFFFFFFF for anything beyond */
+} tagKELO_DownloadInfo;
+
+/* The edits of modify props. 336 bytes. */
+typedef struct tagKELO_PropertyInfo {
+  uint32_t result;       /* 0 */
+  char caption[320];     /* 4 */
+  uint32_t captionFlag;  /* 324: 1 is true, anything else false */
+  uint32_t rating;       /* 328 */
+  uint32_t propertyMask; /* 332: 1 caption, 2 caption flag, 4 rating */
+} tagKELO_PropertyInfo;
+
+/* The tags of add tags. The text ends at its first NUL; a host may pass a shorter buffer that holds
+ * the NUL. */
+typedef struct tagKELO_TagInfo {
+  uint32_t result; /* 0 */
+  char text[904];  /* 4 */
+} tagKELO_TagInfo;
+
+/* One link of add new link. 88 bytes. */
+typedef struct tagKELO_AddLinkInfo {
+  uint32_t result;     /* 0 */
+  char albumId[41];    /* 4: overwritten with the command's target */
+  char itemIdList[43]; /* 45: one id, or several with commas */
+} tagKELO_AddLinkInfo;
+
+/* The storage capacity. Result word 0, not the command's result, carries a service error. */
+#pragma pack(push, 4)
+typedef struct tagKELO_StorageCapacityInfo {
+  uint32_t result;          /* 0 */
+  uint64_t dataCapacity;    /* 4: bytes stored */
+  uint64_t storageCapacity; /* 12: bytes that may be stored */
+} tagKELO_StorageCapacityInfo;
+#pragma pack(pop)
+
+/* The argument of verify recipient: the address list (separated by ";" or ",") and, with
+ * kKELOOption_ReturnTexts, the lists handed back. 24 / 48 bytes. */
+typedef struct tagKELO_RecipientInfo {
+  tagKELO_StringInfo recipients; /* 0 / 0 */
+  tagKELO_StringInfo accepted;   /* 8 / 16: written only when not empty; overwritten, never freed */
+  tagKELO_StringInfo rejected;   /* 16 / 32: likewise */
+} tagKELO_RecipientInfo;
+
+/* The argument of send picture mail. 48 bytes with 4-byte pointers, 96 with 8-byte ones. */
+typedef struct tagKELO_PictureMailInfo {
+  uint32_t status;               /* 0 / 0: 0; 4117: sent, but not to everyone; or the failure */
+  tagKELO_StringInfo recipients; /* 4 / 8 */
+  tagKELO_StringInfo accepted;   /* 12 / 24: written only when not empty; overwritten, never freed */
+  tagKELO_StringInfo rejected;   /* 20 / 40: likewise */
+  tagKELO_StringInfo subject;    /* 28 / 56 */
+  tagKELO_StringInfo body;       /* 36 / 72 */
+  uint32_t removeGPS;            /* 44 / 88: 1 removes the position data, anything else keeps it */
+} tagKELO_PictureMailInfo;
+
+/* What an event carries. Words 0 and 3 change roles between download and upload, deliberately. */
+typedef struct tagKELO_ProgressInfo {
+  uint32_t transferTotal; /* 0: download: bytes of this file; upload: bytes to send */
+  uint32_t transferDone;  /* 4: bytes of this transfer done */
+  uint32_t itemCount;     /* 8: files of this command */
+  uint32_t fourthWord;    /* 12: download: files finished; upload: files sent, as the transport counts */
+} tagKELO_ProgressInfo;
+
+#pragma pack(pop)
+
+/* Called on the command's thread while it runs; the result is ignored. It may send the abort
+ * command, which then returns at once; any other command from inside it is not allowed. */
+typedef uint32_t (*KELOAccessEventCallback)(uint32_t event, uint32_t kind,
+                                            const tagKELO_ProgressInfo* progress);
+
+/* Prepares the library. `parameter` is the budget in bytes for finished item records that are kept
+ * for repeated queries (0 keeps none). A second call changes nothing and answers 0; 4144 when
+ * memory is short. */
+KELO_EXPORT uint32_t KELOAccessInitialize(uint32_t parameter);
+
+/* Forgets everything. Sends nothing: a host that wants the session closed sends command 4 first.
+ * No command may be running. */
+KELO_EXPORT void KELOAccessClose(void);
+
+/* Performs one command and returns when it is over. `info` may be null only for commands that read
+ * no record (4, 7, 8 and codes that do nothing). Before KELOAccessInitialize every code answers 0.
+ * Never throws: any internal failure is 4144. */
+KELO_EXPORT uint32_t KELOAccessCommand(uint32_t commandCode, tagCommandControlInfo* info);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KELOACCESS_H */
