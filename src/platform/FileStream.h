@@ -1,0 +1,61 @@
+// Owned file descriptors, and reading and writing through them without partial results.
+//
+// `error` arguments receive errno values, 0 on success. Interrupted calls are repeated. Descriptors
+// are closed on exec. One thread at a time per descriptor.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace kelo {
+
+/// Owns one descriptor; closes it at the end of its life.
+class FileDescriptor {
+ public:
+  FileDescriptor() = default;
+  explicit FileDescriptor(int fd) : fd_(fd) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    if (this != &other) {
+      Close();
+      fd_ = std::exchange(other.fd_, -1);
+    }
+    return *this;
+  }
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  ~FileDescriptor() { Close(); }
+
+  int Get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+  int Release() { return std::exchange(fd_, -1); }
+  /// Closes now. 0, or the errno by which the system reports that written data was lost.
+  int Close();
+
+ private:
+  int fd_ = -1;
+};
+
+/// Creates a file that did not exist: a file or link in its place is EEXIST and is left alone.
+/// Open for reading and writing. No descriptor on failure.
+FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error);
+
+/// Opens a regular file and tells its size in bytes. Anything else is refused without blocking:
+/// EISDIR for a folder, EINVAL for a FIFO, a device or a socket.
+FileDescriptor OpenRegularFileForReading(const std::string& path, std::uint64_t& size, int& error);
+
+/// Writes everything, or fails.
+bool WriteAll(int fd, const void* data, std::size_t size, int& error);
+
+/// One read: the number of bytes, 0 at the end of the file, -1 on failure.
+ssize_t ReadSome(int fd, void* buffer, std::size_t size, int& error);
+
+/// Reads until the buffer is full or the file ends; the number of bytes. Fewer than `size` with
+/// error 0 means that the file ended.
+std::size_t ReadFull(int fd, void* buffer, std::size_t size, int& error);
+
+}  // namespace kelo

@@ -1,0 +1,35 @@
+// The table of the service's MIME types and the format numbers that the host sees.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace kelo {
+
+/// Const calls from any thread; one thread at a time otherwise.
+class KELOAccessFileInfoConverter {
+ public:
+  static constexpr std::uint32_t kUnrecognized = 4099;
+
+  KELOAccessFileInfoConverter();
+  KELOAccessFileInfoConverter(const KELOAccessFileInfoConverter&) = default;
+  KELOAccessFileInfoConverter& operator=(const KELOAccessFileInfoConverter&) = default;
+  virtual ~KELOAccessFileInfoConverter() = default;
+
+  /// Restores exactly the known types.
+  void SetupFileFormatList();
+
+  /// Adds a type; one that is already there keeps its number.
+  void UpdateFileFormatList(std::string_view mimeType, std::uint32_t format);
+
+  /// The number of a type, compared byte for byte; kUnrecognized for any other text.
+  std::uint32_t ConvertFileFormatFromKELO(std::string_view mimeType) const;
+
+ private:
+  std::map<std::string, std::uint32_t, std::less<>> formats_;
+};
+
+}  // namespace kelo
