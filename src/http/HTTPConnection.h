@@ -1,0 +1,100 @@
+// The connection that a KELOHTTPController owns, the abstract platform connection below it, and the
+// records of a request.
+//
+// Every operation runs on the calling thread until it is over and answers a transport code
+// (TransportCode.h). One operation at a time; only HTTPAbort may come from another thread.
+// Exceptions of progress callbacks and a full memory pass through; the operation has been cleaned
+// up by then.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kelo {
+
+class HTTPConnection;
+class KELOHTTPController;
+
+/// One extra request header.
+struct tagHTTPConnection_HeaderInfo {
+  std::string name;
+  std::string value;
+};
+
+/// One piece of a multipart body: literal bytes, then a file.
+struct tagHTTPConnection_MultipartBody {
+  std::string bytes;           // sent as they are; may be empty
+  std::string filePath;        // UTF-8; empty: no file
+  std::uint32_t fileSize = 0;  // exactly so many bytes of the file are sent
+};
+
+/// The abstract platform connection. The operations of the base do nothing and answer 0.
+class HTTPConnectionBase {
+ public:
+  HTTPConnectionBase() = default;
+  HTTPConnectionBase(const HTTPConnectionBase&) = delete;
+  HTTPConnectionBase& operator=(const HTTPConnectionBase&) = delete;
+  virtual ~HTTPConnectionBase() = default;
+
+  virtual std::uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
+                                       const std::string& body, std::string& response,
+                                       std::uint32_t timeout);
+  virtual std::uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
+                                       std::string& response, std::uint32_t timeout);
+  virtual std::uint32_t HTTPRequestFileUpload(
+      const std::string& url, const std::string& query,
+      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+      const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
+      std::uint32_t timeout);
+  virtual std::uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                         std::uint32_t& fileSize, std::uint32_t timeout);
+  virtual std::uint32_t HTTPAbort();
+
+  /// The owner that progress goes to; must outlive this object or be taken back with null.
+  void SetCallback(HTTPConnection* owner) { owner_ = owner; }
+
+  /// Deliver progress upward; nothing happens without an owner that has a callback.
+  void ExecuteCallback_UploadProgress(const std::string& name, const std::uint32_t& done,
+                                      const std::uint32_t& total);
+  void ExecuteCallback_DownloadProgress(const std::string& name, const std::uint32_t& done,
+                                        const std::uint32_t& total);
+
+ private:
+  HTTPConnection* owner_ = nullptr;
+};
+
+/// Owns one platform connection and forwards to it.
+class HTTPConnection {
+ public:
+  HTTPConnection();
+  /// With another platform connection, such as one over a scripted loader.
+  explicit HTTPConnection(std::unique_ptr<HTTPConnectionBase> platform);
+  HTTPConnection(const HTTPConnection&) = delete;
+  HTTPConnection& operator=(const HTTPConnection&) = delete;
+  virtual ~HTTPConnection();
+
+  std::uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
+                               const std::string& body, std::string& response,
+                               std::uint32_t timeout);
+  std::uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
+                               std::string& response, std::uint32_t timeout);
+  std::uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                      std::string& response, std::uint32_t timeout);
+  std::uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                 std::uint32_t& fileSize, std::uint32_t timeout);
+  std::uint32_t HTTPAbort();
+
+  /// The controller that progress goes to; not owned, must outlive the requests.
+  void SetCallback(KELOHTTPController* callback) { callback_ = callback; }
+  KELOHTTPController* Callback() const { return callback_; }
+
+ private:
+  std::unique_ptr<HTTPConnectionBase> platform_;
+  KELOHTTPController* callback_ = nullptr;
+};
+
+}  // namespace kelo

@@ -1,0 +1,38 @@
+// The platform connection: forwards each operation to its MacHTTPControl inside an autorelease
+// scope.
+#pragma once
+
+#include <memory>
+
+#include "http/HTTPConnection.h"
+
+namespace kelo {
+
+class MacHTTPControl;
+class URLLoader;
+
+class HTTPConnectionMac final : public HTTPConnectionBase {
+ public:
+  HTTPConnectionMac();
+  /// Over another loader and with another place for the upload spool file.
+  HTTPConnectionMac(std::unique_ptr<URLLoader> loader, const std::string& spoolPath);
+  ~HTTPConnectionMac() override;
+
+  std::uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
+                               const std::string& body, std::string& response,
+                               std::uint32_t timeout) override;
+  std::uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
+                               std::string& response, std::uint32_t timeout) override;
+  std::uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                      std::string& response, std::uint32_t timeout) override;
+  std::uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                 std::uint32_t& fileSize, std::uint32_t timeout) override;
+  std::uint32_t HTTPAbort() override;
+
+ private:
+  std::unique_ptr<MacHTTPControl> control_;
+};
+
+}  // namespace kelo

@@ -1,0 +1,110 @@
+// URL loading as events: a request, a connection that performs it, a delegate that hears about it,
+// and the run-loop slice in which all of that happens.
+//
+// Threads: a loader, its connections and its delegates belong to one thread at a time; every event
+// arrives inside RunSlice on the thread that called it. Only WakeUp may come from anywhere.
+//
+// Only http and https are loaded. A GET follows up to 10 redirects, never from https to http and
+// never to another scheme; other methods see a redirect as an ordinary status. Certificates are
+// verified. A request whose body began to travel is never repeated.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace kelo {
+
+/// The error domain of URL loading, and those of its codes that anyone tells apart.
+inline constexpr std::string_view kURLErrorDomain = "NSURLErrorDomain";
+enum URLErrorCode : int {
+  kURLError_Unknown = -1,
+  kURLError_Cancelled = -999,
+  kURLError_BadURL = -1000,
+  kURLError_TimedOut = -1001,
+  kURLError_UnsupportedURL = -1002,
+  kURLError_CannotFindHost = -1003,
+  kURLError_CannotConnectToHost = -1004,
+  kURLError_ConnectionLost = -1005,
+  kURLError_DNSLookupFailed = -1006,
+  kURLError_TooManyRedirects = -1007,
+  kURLError_RedirectRefused = -1010
+};
+
+/// A body that lies in a file: `length` bytes from its beginning, read by position. The descriptor
+/// stays the caller's and must stay open while the connection lives.
+struct URLFileBody {
+  int descriptor = -1;
+  std::uint64_t length = 0;
+};
+
+/// No body, bytes that must stay where they are while the connection lives, or a file.
+using URLBody = std::variant<std::monostate, std::string_view, URLFileBody>;
+
+struct URLHeader {
+  std::string name;
+  std::string value;  // may be empty: the header is then sent with an empty value
+};
+
+struct URLRequest {
+  std::string method = "GET";
+  std::string url;
+  /// Seconds without any movement after which the request has timed out. After the last byte of a
+  /// body 180 seconds are added for each GiB of it.
+  std::uint32_t timeout = 60;
+  /// Sent as they are, each once. Without an "Accept-Encoding" among them answers may travel
+  /// compressed and arrive decoded.
+  std::vector<URLHeader> headers;
+  URLBody body;
+  bool freshConnection = false;  // never over a connection that served before
+};
+
+/// Hears what happens to one connection: a response, data any number of times, and then either the
+/// end or a failure; or a failure at any time. Nothing after Cancel. An event may throw: the
+/// connection has then ended and the exception goes on from RunSlice.
+class URLConnectionDelegate {
+ public:
+  virtual void DidReceiveResponse(int status, std::optional<std::uint64_t> contentLength) = 0;
+  virtual void DidReceiveData(std::string_view data) = 0;
+  virtual void DidFinishLoading() = 0;
+  virtual void DidFailWithError(std::string_view domain, int code) = 0;
+
+ protected:
+  ~URLConnectionDelegate() = default;
+};
+
+/// One request under way; gives it up at the end of its life.
+class URLConnection {
+ public:
+  virtual ~URLConnection() = default;
+  /// Gives the request up, also from inside an event: no event follows.
+  virtual void Cancel() = 0;
+};
+
+/// Performs connections, one at a time, and keeps idle network connections for the next ones.
+class URLLoader {
+ public:
+  virtual ~URLLoader() = default;
+  /// Begins a request. The delegate must outlive the connection, the connection must not outlive
+  /// the loader. Throws std::bad_alloc when memory is short.
+  virtual std::unique_ptr<URLConnection> Start(const URLRequest& request,
+                                               URLConnectionDelegate& delegate) = 0;
+  /// Delivers what has happened; waits for it at most so long. Returns early when something has
+  /// happened or WakeUp was called.
+  virtual void RunSlice(std::chrono::milliseconds slice) = 0;
+  /// Ends a RunSlice that is waiting, or the next one. Any thread.
+  virtual void WakeUp() = 0;
+};
+
+/// The engine. Throws std::bad_alloc when it cannot be set up.
+std::unique_ptr<URLLoader> MakeURLLoader();
+
+/// Whether a URL can be formed from the text, whatever its scheme.
+bool IsWellFormedURL(std::string_view text);
+
+}  // namespace kelo
