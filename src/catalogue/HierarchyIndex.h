@@ -1,0 +1,61 @@
+// Where each id of the cached hierarchy stands, so that a look-up costs the same whatever the
+// number of albums.
+#pragma once
+
+#include <memory>
+#include <set>
+#include <string_view>
+#include <unordered_map>
+
+#include "catalogue/HierarchyRecords.h"
+
+namespace kelo {
+
+// One place where an id stands. The order of kinds, and of the holders' ids within a kind, is the
+// order in which a query for the id prefers the places.
+struct HierarchyPlace {
+  enum class Kind { RootAlbumFile, Directory, FriendAlbum, DirectoryFile, FriendAlbumFile };
+
+  Kind kind;
+  std::string_view holderID;              // DirectoryFile, FriendAlbumFile: whose list it is
+  tagFileItemData* file = nullptr;        // the kinds of file items
+  tagDirectoryInfo* directory = nullptr;  // Directory, FriendAlbum
+
+  bool operator<(const HierarchyPlace& other) const {
+    return kind != other.kind ? kind < other.kind : holderID < other.holderID;
+  }
+};
+
+// Refers to keys and records of the hierarchy's maps: they must stay where they are until Clear.
+// Since entries are replaced in place and removed only all together, nothing else is needed.
+class HierarchyIndex {
+ public:
+  // Adds a place that the id does not have yet; `id` must be the key in the hierarchy's own map.
+  void Add(std::string_view id, const HierarchyPlace& place);
+
+  // The most preferred place of the id that `accept` accepts, or null.
+  template <typename Accept>
+  const HierarchyPlace* Find(std::string_view id, Accept accept) const {
+    const auto found = m_places.find(id);
+    if (found == m_places.end()) return nullptr;
+    const Places& places = found->second;
+    if (accept(places.first)) return &places.first;
+    if (!places.others) return nullptr;
+    for (const HierarchyPlace& place : *places.others) {
+      if (accept(place)) return &place;
+    }
+    return nullptr;
+  }
+
+  void Clear() { m_places.clear(); }
+
+ private:
+  struct Places {
+    HierarchyPlace first;
+    std::unique_ptr<std::set<HierarchyPlace>> others;  // rare: most ids stand in one place
+  };
+
+  std::unordered_map<std::string_view, Places> m_places;
+};
+
+}  // namespace kelo

@@ -1,0 +1,48 @@
+// The bounded store of finished item records, first in, first out.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "KELOAccess.h"
+
+namespace kelo {
+
+// Holds at most `capacity` records. Every operation costs the same whatever the store holds. Ids
+// are taken as they are; the owner puts the root id in place of an empty one. Not thread-safe.
+class ItemInfoCache {
+ public:
+  explicit ItemInfoCache(uint32_t capacity) : m_capacity(capacity) {}
+  ItemInfoCache(const ItemInfoCache&) = delete;
+  ItemInfoCache& operator=(const ItemInfoCache&) = delete;
+
+  // Makes `id` the newest entry and stores a copy of `info`, unless a record of that id is stored
+  // already: that one stays. A full store gives up its oldest entry for a new id. Nothing happens
+  // when the capacity is 0.
+  void Store(std::string_view id, const tagKELO_ItemInfo& info);
+
+  // The stored record or null; valid until the next change of the store. Renews nothing.
+  const tagKELO_ItemInfo* Find(std::string_view id) const;
+
+  // Drops the record of `id`. Its place in the order of eviction stays, deliberately.
+  void Remove(std::string_view id);
+
+  void Clear();
+
+ private:
+  struct Slot {
+    std::string id;
+    bool stored = false;  // false after Remove
+    tagKELO_ItemInfo info = {};
+  };
+  using Slots = std::list<Slot>;  // oldest first
+
+  uint32_t m_capacity;
+  Slots m_order;
+  std::unordered_map<std::string_view, Slots::iterator> m_slots;  // keys are the slots' ids
+};
+
+}  // namespace kelo

@@ -1,0 +1,140 @@
+// The client's copy of the user's hierarchy, kept between commands and queried without the service.
+//
+//   building, checking, record cache   KELOAccessCacheManager.cpp
+//   counts, lists and records          CacheQueries.cpp
+//
+// Everything happens in memory on the caller's thread, one operation at a time. Ids, records and
+// buffers belong to the caller and are copied. Building operations report nothing: one whose target
+// is missing does nothing. An empty directory or album id means the root folder, unless said
+// otherwise. Looking up an entry costs the logarithm of the number of entries at most.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "catalogue/HierarchyIndex.h"
+#include "catalogue/HierarchyRecords.h"
+#include "catalogue/ItemInfoCache.h"
+
+namespace kelo {
+
+class KELOCriticalSection;
+
+class KELOAccessCacheManager {
+ public:
+  // `budgetBytes` is what finished item records may take: budgetBytes / 2728 of them are kept, none
+  // with less than 2728. No root entry exists before SetupRootFolder.
+  explicit KELOAccessCacheManager(uint32_t budgetBytes = 0);
+  ~KELOAccessCacheManager();
+  KELOAccessCacheManager(const KELOAccessCacheManager&) = delete;
+  KELOAccessCacheManager& operator=(const KELOAccessCacheManager&) = delete;
+
+  // ---- Building. The `index` and `sequence` of data given are ignored: the cache assigns them. An
+  // entry added again goes to the end of its list. An empty id adds nothing. ----
+
+  // Empties a hierarchy that has a root folder, then adds the root folder.
+  void SetupRootFolder();
+  // Empties everything, finished records included; only the root of the friend albums remains.
+  void ClearAllFolder();
+  void SetupFriendAlbum();
+  // Links the entry to its parent, if that is known, and adds it to the directories, unless it is
+  // one already. `parentID` is stored as given. `flags` are kind bits.
+  void AddDirectoryItem(std::string_view parentID, std::string_view id, tagDirectoryItemData data,
+                        uint32_t flags);
+  void AddAlbum(std::string_view parentID, std::string_view id, tagDirectoryItemData data,
+                bool shared);
+  void AddFolder(std::string_view parentID, std::string_view id, tagDirectoryItemData data);
+  void AddFileItem(std::string_view parentID, std::string_view id, tagFileItemData data);
+  void AddFileItemToRootAlbum(std::string_view id, tagFileItemData data);
+  void AddFriendAlbum(std::string_view id, tagDirectoryItemData data);
+  void AddFileItemToFriendAlbum(std::string_view friendAlbumID, std::string_view id,
+                                tagFileItemData data);
+  // Replaces the item's data in the root album and in every directory, each keeping its place, and
+  // drops its finished record. Friend albums keep theirs.
+  void UpdateFileItem(std::string_view id, const tagFileItemData& data);
+
+  // Whether `id` is a directory; `isAlbum` also says whether it is an album (false otherwise).
+  bool CheckDirectoryItemID(std::string_view id, bool& isAlbum) const;
+  // Whether `id`, as it stands, is a friend album's.
+  bool CheckFriendAlbumID(std::string_view id) const;
+
+  // ---- Finished item records: see ItemInfoCache. ----
+
+  void UpdateKELO_ItemInfoCache(std::string_view id, const tagKELO_ItemInfo& info);
+  // The record or null; valid until the next operation of the cache.
+  const tagKELO_ItemInfo* GetKELO_ItemInfoCache(std::string_view id) const;
+  void RemoveKELO_ItemInfoCache(std::string_view id);
+  void ClearKELO_ItemInfoCache();
+  // Fills name, dates, URLs and format, and clears the words and areas without a use. Result, ids,
+  // kind and item count stay as they are.
+  static void GetItemInfoFromFileItemData(const tagFileItemData& data, tagKELO_ItemInfo& info);
+
+  // ---- Queries. Masks are kind bits; kKELOKind_SharedAlbum counts where kKELOKind_Album is not
+  // set. A list is written only if it has exactly `count` entries: else the answer is
+  // kKELOResult_BadParameter (target) or kKELOResult_GeneralFailure (server) and the buffer stays
+  // untouched. ID buffers hold slots of 41 bytes; the bytes behind an id's NUL stay as they were.
+  // Info buffers hold tagKELO_ItemInfo records, whole and at any alignment. ----
+
+  // ID lists are in id order, record lists in the service's order. ID lists leave out friend
+  // albums' items, deliberately. Records of a target list name the target as their parent.
+  uint32_t GetItemsCountOnTargetID(std::string_view targetID, uint32_t kindMask) const;
+  uint32_t GetItemsIDListOnTargetID(std::string_view targetID, uint32_t count, char* idBuffer,
+                                    uint32_t kindMask) const;
+  uint32_t GetItemsInfoOnTargetID(std::string_view targetID, uint32_t count, void* infoBuffer,
+                                  uint32_t kindMask);
+
+  // The whole server; nothing before the root folder exists.
+  uint32_t GetAllItemsCountOnServer(uint32_t kindMask) const;
+  uint32_t GetAllItemsIDListOnServer(uint32_t count, char* idBuffer, uint32_t kindMask) const;
+  uint32_t GetAllItemsInfoOnServer(uint32_t count, void* infoBuffer, uint32_t kindMask);
+
+  // Fills the record of one entry, from the finished records if it is there, and keeps it there. An
+  // unknown id gives a cleared record with the result kKELOResult_NotFound, which is not kept.
+  void GetItemInfo(std::string_view id, tagKELO_ItemInfo& info);
+
+  // One entry of a list on its way into the service's order.
+  struct IndexedID {
+    uint32_t index;
+    uint64_t sequence;
+    std::string_view id;
+  };
+  // Appends the ids to `out` in ascending order of index, equal indexes in order of addition, and
+  // empties `byIndex`. (A map from index to id would lose one of two entries of equal index.)
+  static void AlignIDByIndex(std::vector<std::string_view>& out, std::vector<IndexedID>& byIndex);
+
+ private:
+  using IDList = std::vector<std::string_view>;  // views of the hierarchy's keys
+
+  template <typename Record>
+  static void AppendInIDOrder(IDList& out, const IDMap<Record>& list);
+  template <typename Record>
+  static void AppendInServiceOrder(IDList& out, const IDMap<Record>& list);
+
+  template <typename Record>
+  std::pair<typename IDMap<Record>::iterator, bool> PutAtEnd(IDMap<Record>& list,
+                                                             std::string_view id, Record data);
+  void PutFile(IDMap<tagFileItemData>& list, std::string_view id, tagFileItemData data,
+               HierarchyPlace place);
+  void AddRootEntry(tagDirectoryInfo& entry, HierarchyPlace::Kind kind);
+
+  IDList SharedAlbumsUnder(std::string_view targetID) const;
+  void AppendServerGroups(IDList& out, const tagDirectoryInfo& directory, std::string_view id,
+                          uint32_t kindMask) const;
+  void AppendFriendAlbums(IDList& out) const;
+  const tagFriendAlbumInfo* FriendAlbumTarget(std::string_view targetID) const;
+  bool FillItemInfo(std::string_view id, tagKELO_ItemInfo& info) const;
+
+  tagServerHierarchyInfo m_hierarchy;
+  HierarchyIndex m_index;
+  // The ids of the shared albums by their stored parent id.
+  std::unordered_map<std::string_view, std::set<std::string_view>> m_sharedAlbums;
+  uint64_t m_additions = 0;
+  ItemInfoCache m_itemInfoCache;
+  std::unique_ptr<KELOCriticalSection> m_lock;  // no operation here takes it
+};
+
+}  // namespace kelo
