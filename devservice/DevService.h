@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct LoggedRequest {
   std::string body;     // bodies above 1 MiB are kept only while Options::logLargeBodies is set
   std::uint64_t bodySize = 0;
   std::string apiMethod;  // "OpenSession", "GetHierarchy", ...; empty where none can be read
+  bool complete = true;   // false when the peer left, or was answered, before the body's end
 
   std::string Header(std::string_view name) const;  // ignoring case; empty when absent
 };
@@ -41,6 +43,7 @@ struct Reply {
   std::optional<std::size_t> cutAfter;      // close the connection after this many body bytes
   bool closeAtOnce = false;                 // close without answering at all
   bool silent = false;                      // never answer, until the peer leaves or the service stops
+  std::uint64_t readFirst = 0;              // head scripts only: body bytes to take before this answer
 };
 
 // Decides about one request: a reply, or nothing to let the service answer it. Called on server threads,
@@ -54,7 +57,9 @@ class Service {
     int port = 0;                         // 0: a free one
     std::uint64_t quotaBytes = 5ull << 30;
     bool logLargeBodies = false;
-    std::chrono::seconds tokenLifetime{3600};
+    std::chrono::seconds tokenLifetime{3600};  // counted from the token's last use
+    std::uint64_t maxRequestBytes = 4ull << 30;  // a longer body is answered 413 before it has ended
+    std::size_t logLimit = 1'000'000;            // older requests leave the log
   };
 
   Service();
@@ -86,9 +91,13 @@ class Service {
   // Thread-safe; replaces the former script. An empty one removes it.
   void SetScript(Script script);
 
+  // Likewise, but asked before the body is read: `body` is empty and `bodySize` is the announced length.
+  // Its reply is sent after Reply::readFirst bytes of the body, and the connection closes.
+  void SetHeadScript(Script script);
+
   std::vector<LoggedRequest> Log() const;
   void ClearLog();
-  std::size_t RequestCount() const;
+  std::size_t RequestCount() const;  // since the start or the last ClearLog
   // Waits until a request for which `predicate` holds has arrived; false after the time-out.
   bool WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
                       std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
