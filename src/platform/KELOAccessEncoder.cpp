@@ -1,0 +1,53 @@
+// The encoder: the platform's digests as texts.
+#include "platform/KELOAccessEncoder.h"
+
+#include <array>
+
+#include "platform/CAutoreleasePool.h"
+#include "platform/CDSAUtility.h"
+
+namespace kelo {
+namespace {
+
+using OutputBuffer = std::array<char, 512>;
+
+class KELOAccessEncoderMac final : public KELOAccessEncoderBase {
+ public:
+  std::uint32_t AccessEncodeSHA1(std::string_view text, std::string& digest) override {
+    const CAutoreleasePool pool;
+    OutputBuffer buffer{};
+    CDSAUtilityAccess().makeHash(text, buffer);
+    digest = buffer.data();
+    return 1;
+  }
+
+  std::uint32_t AccessEncodeFileMD5(std::string_view path, std::string& digest) override {
+    const CAutoreleasePool pool;
+    OutputBuffer buffer{};
+    const int result = CDSAUtilityAccess().makeDigestFromFile(std::string(path), buffer);
+    digest = buffer.data();
+    return result == 0 ? 1 : 0;
+  }
+};
+
+}  // namespace
+
+std::uint32_t KELOAccessEncoderBase::AccessEncodeSHA1(std::string_view, std::string&) {
+  return 0;
+}
+
+std::uint32_t KELOAccessEncoderBase::AccessEncodeFileMD5(std::string_view, std::string&) {
+  return 0;
+}
+
+KELOAccessEncoder::KELOAccessEncoder() : platform_(std::make_unique<KELOAccessEncoderMac>()) {}
+
+std::uint32_t KELOAccessEncoder::AccessEncodeSHA1(std::string_view text, std::string& digest) {
+  return platform_->AccessEncodeSHA1(text, digest);
+}
+
+std::uint32_t KELOAccessEncoder::AccessEncodeFileMD5(std::string_view path, std::string& digest) {
+  return platform_->AccessEncodeFileMD5(path, digest);
+}
+
+}  // namespace kelo

@@ -1,0 +1,67 @@
+// Local utilities over POSIX.
+#include "platform/KELOUtility.h"
+
+#include <chrono>
+#include <limits>
+#include <string>
+
+#include "platform/CAutoreleasePool.h"
+#include "platform/FileStream.h"
+
+namespace kelo {
+namespace {
+
+/// The platform's utility object.
+class MacKELOUtility {
+ public:
+  std::unique_ptr<std::uint8_t[]> utilityFuncReadLocalTextFile(std::string_view path,
+                                                               std::uint32_t& size) const;
+  double utilityFuncGetTimeIntervalSinceReferenceDate() const;
+};
+
+std::unique_ptr<std::uint8_t[]> MacKELOUtility::utilityFuncReadLocalTextFile(
+    std::string_view path, std::uint32_t& size) const {
+  std::uint64_t fileSize = 0;
+  int error = 0;
+  const FileDescriptor file = OpenRegularFileForReading(std::string(path), fileSize, error);
+  if (!file || fileSize > std::numeric_limits<std::uint32_t>::max()) {
+    return nullptr;
+  }
+  auto bytes = std::make_unique<std::uint8_t[]>(fileSize);
+  const std::size_t got = ReadFull(file.Get(), bytes.get(), fileSize, error);
+  if (error != 0) {
+    return nullptr;
+  }
+  size = static_cast<std::uint32_t>(got);
+  return bytes;
+}
+
+double MacKELOUtility::utilityFuncGetTimeIntervalSinceReferenceDate() const {
+  using namespace std::chrono;
+  constexpr sys_days kReferenceDate = 2001y / January / 1;
+  return duration<double>(system_clock::now() - kReferenceDate).count();
+}
+
+class KELOUtilityMac final : public KELOUtilityBase {
+ public:
+  std::unique_ptr<std::uint8_t[]> ReadLocalTextFile(std::string_view path,
+                                                    std::uint32_t& size) override {
+    const CAutoreleasePool pool;
+    size = 0;
+    return path.empty() ? nullptr : utility_.utilityFuncReadLocalTextFile(path, size);
+  }
+
+ private:
+  MacKELOUtility utility_;
+};
+
+}  // namespace
+
+KELOUtility::KELOUtility() : platform_(std::make_unique<KELOUtilityMac>()) {}
+
+double GetTimeIntervalSinceReferenceDate() {
+  const CAutoreleasePool pool;
+  return MacKELOUtility().utilityFuncGetTimeIntervalSinceReferenceDate();
+}
+
+}  // namespace kelo

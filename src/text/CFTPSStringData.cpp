@@ -1,0 +1,131 @@
+// CFTPSStringData: lazy conversion between its two forms.
+#include "text/CFTPSStringData.h"
+
+#include <utility>
+
+#include "text/Unicode.h"
+
+namespace kelo {
+namespace {
+
+std::u16string_view FirstUnits(const char16_t* text, std::uint32_t count) {
+  return std::u16string_view(text).substr(0, count);
+}
+
+// Undecodable text comes first.
+int Compare(const CFTPSStringData& a, const CFTPSStringData& b, std::uint32_t count) {
+  const char16_t* first = a.GetPtrUnicode();
+  const char16_t* second = b.GetPtrUnicode();
+  if (first == nullptr || second == nullptr) {
+    return (first != nullptr) - (second != nullptr);
+  }
+  return CompareFolded(FirstUnits(first, count), FirstUnits(second, count));
+}
+
+}  // namespace
+
+std::uint32_t CFTPSStringData::InitWithUtf8(const char* text) {
+  if (text == nullptr) {
+    *this = {};
+    return kFailure;
+  }
+  return InitWithUtf8(std::string_view(text));
+}
+
+std::uint32_t CFTPSStringData::InitWithUtf8(std::string_view text) {
+  utf8_ = std::string(UntilZero(text));  // copied before the old form goes: it may be its source
+  unicode_.reset();
+  return kSuccess;
+}
+
+std::uint32_t CFTPSStringData::InitWithUnicode(const char16_t* text) {
+  if (text == nullptr) {
+    *this = {};
+    return kFailure;
+  }
+  return InitWithUnicode(std::u16string_view(text));
+}
+
+std::uint32_t CFTPSStringData::InitWithUnicode(std::u16string_view text) {
+  unicode_ = std::u16string(text.substr(0, text.find(u'\0')));
+  utf8_.reset();
+  return kSuccess;
+}
+
+std::uint32_t CFTPSStringData::InitWithCFString(std::u16string_view text) {
+  return InitWithUnicode(text);
+}
+
+const std::string* CFTPSStringData::Utf8() const {
+  if (!utf8_) {
+    std::string converted;
+    if (unicode_ && !AppendUtf8(*unicode_, converted)) {
+      return nullptr;
+    }
+    utf8_ = std::move(converted);
+  }
+  return &*utf8_;
+}
+
+const std::u16string* CFTPSStringData::Unicode() const {
+  if (!unicode_) {
+    std::u16string converted;
+    if (utf8_ && !Utf8ToUtf16(*utf8_, converted)) {
+      return nullptr;
+    }
+    unicode_ = std::move(converted);
+  }
+  return &*unicode_;
+}
+
+const char* CFTPSStringData::GetPtrUtf8() const {
+  const std::string* text = Utf8();
+  return text != nullptr ? text->c_str() : nullptr;
+}
+
+const char16_t* CFTPSStringData::GetPtrUnicode() const {
+  const std::u16string* text = Unicode();
+  return text != nullptr ? text->c_str() : nullptr;
+}
+
+std::uint32_t CFTPSStringData::GetLengthChar() const {
+  const std::u16string* text = Unicode();
+  return text != nullptr ? static_cast<std::uint32_t>(text->size()) : 0;
+}
+
+std::uint32_t CFTPSStringData::NormalizeUtf8String() {
+  const std::string* text = Utf8();
+  if (text == nullptr) {
+    return kFailure;
+  }
+  std::string composed;
+  const std::string_view result = ComposeUtf8(*text, composed);
+  return result.data() != nullptr ? InitWithUtf8(result) : kFailure;
+}
+
+CFTPSStringData CFTPSStringData::Mid(std::uint32_t start, std::uint32_t count) const {
+  CFTPSStringData result;
+  const std::uint32_t length = GetLengthChar();
+  if (length > start && length >= count) {
+    result.InitWithUnicode(std::u16string_view(*Unicode()).substr(start, count));
+  }
+  return result;
+}
+
+int FTPSStringDataCmpi(const CFTPSStringData& a, const CFTPSStringData& b) {
+  return Compare(a, b, UINT32_MAX);
+}
+
+int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, std::uint32_t count) {
+  return Compare(a, b, count);
+}
+
+CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, std::uint32_t count) {
+  CFTPSStringData result;
+  if (text.GetLengthChar() > count) {
+    result.InitWithUnicode(text.GetPtrUnicode() + count);
+  }
+  return result;
+}
+
+}  // namespace kelo
