@@ -17,7 +17,7 @@ struct HierarchyPlace {
   enum class Kind { RootAlbumFile, Directory, FriendAlbum, DirectoryFile, FriendAlbumFile };
 
   Kind kind;
-  std::string_view holderID;              // DirectoryFile, FriendAlbumFile: whose list it is
+  std::string_view holderID = {};         // DirectoryFile, FriendAlbumFile: whose list it is
   tagFileItemData* file = nullptr;        // the kinds of file items
   tagDirectoryInfo* directory = nullptr;  // Directory, FriendAlbum
 
@@ -36,8 +36,8 @@ class HierarchyIndex {
   // The most preferred place of the id that `accept` accepts, or null.
   template <typename Accept>
   const HierarchyPlace* Find(std::string_view id, Accept accept) const {
-    const auto found = m_places.find(id);
-    if (found == m_places.end()) return nullptr;
+    const auto found = places_.find(id);
+    if (found == places_.end()) return nullptr;
     const Places& places = found->second;
     if (accept(places.first)) return &places.first;
     if (!places.others) return nullptr;
@@ -47,7 +47,7 @@ class HierarchyIndex {
     return nullptr;
   }
 
-  void Clear() { m_places.clear(); }
+  void Clear() { places_.clear(); }
 
  private:
   struct Places {
@@ -55,7 +55,7 @@ class HierarchyIndex {
     std::unique_ptr<std::set<HierarchyPlace>> others;  // rare: most ids stand in one place
   };
 
-  std::unordered_map<std::string_view, Places> m_places;
+  std::unordered_map<std::string_view, Places> places_;
 };
 
 }  // namespace kelo

@@ -20,7 +20,7 @@ class KELOAccessCacheManager;
 // cache empty. So every operation that answers a result code answers kKELOResult_Success.
 class HierarchyLoader {
  public:
-  explicit HierarchyLoader(KELOAccessCacheManager& cache) : m_cache(cache) {}
+  explicit HierarchyLoader(KELOAccessCacheManager& cache) : cache_(cache) {}
 
   // Rebuilds the cache from the answer to GetHierarchy.
   uint32_t RefreshHierarchyInfoByXMLData(std::string_view response);
@@ -48,9 +48,10 @@ class HierarchyLoader {
  private:
   void AddFolderElement(std::string_view parentID, std::string_view tag, std::string_view content);
   void AddAlbumElement(std::string_view parentID, std::string_view tag, std::string_view content);
+  void AddFriendAlbumElement(std::string_view tag, std::string_view content);
 
-  KELOAccessCacheManager& m_cache;
-  KELOAccessFileInfoConverter m_converter;
+  KELOAccessCacheManager& cache_;
+  KELOAccessFileInfoConverter converter_;
 };
 
 }  // namespace kelo

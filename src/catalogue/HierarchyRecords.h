@@ -16,6 +16,9 @@ namespace kelo {
 // Key of the root folder and of the root entry of the friend albums. An empty id given by a caller
 // means this id.
 inline constexpr std::string_view kRootID = "KELO_CACHEINFO_ROOT_ID";
+constexpr std::string_view OrRoot(std::string_view id) {
+  return id.empty() ? kRootID : id;
+}
 // Parent id of a root entry: the top of the parent chain.
 inline constexpr std::string_view kTerminateID = "KELO_CACHEINFO_TERMINATE_ID";
 // The pseudo-album of the items that belong to no album; listed as a child of the root folder.

@@ -15,7 +15,7 @@ namespace kelo {
 // are taken as they are; the owner puts the root id in place of an empty one. Not thread-safe.
 class ItemInfoCache {
  public:
-  explicit ItemInfoCache(uint32_t capacity) : m_capacity(capacity) {}
+  explicit ItemInfoCache(uint32_t capacity) : capacity_(capacity) {}
   ItemInfoCache(const ItemInfoCache&) = delete;
   ItemInfoCache& operator=(const ItemInfoCache&) = delete;
 
@@ -40,9 +40,9 @@ class ItemInfoCache {
   };
   using Slots = std::list<Slot>;  // oldest first
 
-  uint32_t m_capacity;
-  Slots m_order;
-  std::unordered_map<std::string_view, Slots::iterator> m_slots;  // keys are the slots' ids
+  uint32_t capacity_;
+  Slots order_;
+  std::unordered_map<std::string_view, Slots::iterator> slots_;  // keys are the slots' ids
 };
 
 }  // namespace kelo

@@ -110,31 +110,29 @@ class KELOAccessCacheManager {
   using IDList = std::vector<std::string_view>;  // views of the hierarchy's keys
 
   template <typename Record>
-  static void AppendInIDOrder(IDList& out, const IDMap<Record>& list);
-  template <typename Record>
-  static void AppendInServiceOrder(IDList& out, const IDMap<Record>& list);
-
+  void AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind);
   template <typename Record>
   std::pair<typename IDMap<Record>::iterator, bool> PutAtEnd(IDMap<Record>& list,
                                                              std::string_view id, Record data);
   void PutFile(IDMap<tagFileItemData>& list, std::string_view id, tagFileItemData data,
                HierarchyPlace place);
-  void AddRootEntry(tagDirectoryInfo& entry, HierarchyPlace::Kind kind);
 
-  IDList SharedAlbumsUnder(std::string_view targetID) const;
-  void AppendServerGroups(IDList& out, const tagDirectoryInfo& directory, std::string_view id,
-                          uint32_t kindMask) const;
-  void AppendFriendAlbums(IDList& out) const;
-  const tagFriendAlbumInfo* FriendAlbumTarget(std::string_view targetID) const;
-  bool FillItemInfo(std::string_view id, tagKELO_ItemInfo& info) const;
+  enum class Order { ID, Service };
+  template <typename Record>
+  static void Append(IDList& out, const IDMap<Record>& list, Order order);
+  IDList CollectOnTarget(std::string_view targetID, uint32_t kindMask, Order order) const;
+  IDList CollectOnServer(uint32_t kindMask, Order order) const;
+  const tagFriendAlbumInfo* FriendAlbumOnly(std::string_view targetID) const;
+  const std::set<std::string_view>& SharedAlbumsUnder(std::string_view targetID) const;
+  bool BuildItemInfo(std::string_view id, tagKELO_ItemInfo& info) const;
 
-  tagServerHierarchyInfo m_hierarchy;
-  HierarchyIndex m_index;
+  tagServerHierarchyInfo hierarchy_;
+  HierarchyIndex index_;
   // The ids of the shared albums by their stored parent id.
-  std::unordered_map<std::string_view, std::set<std::string_view>> m_sharedAlbums;
-  uint64_t m_additions = 0;
-  ItemInfoCache m_itemInfoCache;
-  std::unique_ptr<KELOCriticalSection> m_lock;  // no operation here takes it
+  std::unordered_map<std::string_view, std::set<std::string_view>> sharedAlbums_;
+  uint64_t additions_ = 0;
+  ItemInfoCache itemInfoCache_;
+  std::unique_ptr<KELOCriticalSection> lock_;  // no operation here takes it
 };
 
 }  // namespace kelo

@@ -1,0 +1,202 @@
+// Building and checking the cached hierarchy, and the finished item records.
+#include "catalogue/KELOAccessCacheManager.h"
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "platform/KELOCriticalSection.h"
+#include "platform/TextField.h"
+
+namespace kelo {
+namespace {
+
+template <typename Record>
+Record* FindEntry(IDMap<Record>& map, std::string_view id) {
+  const auto found = map.find(id);
+  return found == map.end() ? nullptr : &found->second;
+}
+
+// Keeps the entry that is there already.
+template <typename Record>
+typename std::pair<typename IDMap<Record>::iterator, bool> Insert(IDMap<Record>& map,
+                                                                  std::string_view id) {
+  const auto position = map.lower_bound(id);
+  if (position != map.end() && position->first == id) return {position, false};
+  return {map.emplace_hint(position, id, Record()), true};
+}
+
+}  // namespace
+
+KELOAccessCacheManager::KELOAccessCacheManager(uint32_t budgetBytes)
+    : itemInfoCache_(budgetBytes / static_cast<uint32_t>(sizeof(tagKELO_ItemInfo))),
+      lock_(std::make_unique<KELOCriticalSection>()) {}
+
+KELOAccessCacheManager::~KELOAccessCacheManager() = default;
+
+void KELOAccessCacheManager::SetupRootFolder() {
+  if (hierarchy_.directories.contains(kRootID)) ClearAllFolder();
+  AddRootEntry(hierarchy_.directories, HierarchyPlace::Kind::Directory);
+}
+
+void KELOAccessCacheManager::ClearAllFolder() {
+  index_.Clear();  // it refers to the maps
+  sharedAlbums_.clear();
+  hierarchy_ = {};
+  SetupFriendAlbum();
+  ClearKELO_ItemInfoCache();
+}
+
+void KELOAccessCacheManager::SetupFriendAlbum() {
+  AddRootEntry(hierarchy_.friendAlbums, HierarchyPlace::Kind::FriendAlbum);
+}
+
+template <typename Record>
+void KELOAccessCacheManager::AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind) {
+  const auto [entry, added] = Insert(map, kRootID);
+  if (!added) return;
+  CopyTextField(entry->second.parentID, kTerminateID);
+  entry->second.name = kRootName;
+  entry->second.flags = kKELOKind_Folder;
+  index_.Add(entry->first, {.kind = kind, .directory = &entry->second});
+}
+
+// An entry that is replaced stays in its node, since the index refers to it. Its new index is what
+// it would be after a removal: the size of the list without it.
+template <typename Record>
+std::pair<typename IDMap<Record>::iterator, bool> KELOAccessCacheManager::PutAtEnd(
+    IDMap<Record>& list, std::string_view id, Record data) {
+  const auto [entry, added] = Insert(list, id);
+  data.index = static_cast<uint32_t>(list.size() - 1);
+  data.sequence = additions_++;
+  entry->second = std::move(data);
+  return {entry, added};
+}
+
+void KELOAccessCacheManager::PutFile(IDMap<tagFileItemData>& list, std::string_view id,
+                                     tagFileItemData data, HierarchyPlace place) {
+  const auto [entry, added] = PutAtEnd(list, id, std::move(data));
+  if (!added) return;
+  place.file = &entry->second;
+  index_.Add(entry->first, place);
+}
+
+void KELOAccessCacheManager::AddDirectoryItem(std::string_view parentID, std::string_view id,
+                                              tagDirectoryItemData data, uint32_t flags) {
+  if (id.empty()) return;
+  if (tagDirectoryInfo* parent = FindEntry(hierarchy_.directories, OrRoot(parentID))) {
+    if (flags & kKELOKind_Folder) {
+      PutAtEnd(parent->items.folders, id, data);
+    } else if (flags & kKELOKind_Album) {
+      PutAtEnd(parent->items.albums, id, data);
+    }
+  }
+  const auto [entry, added] = Insert(hierarchy_.directories, id);
+  if (!added) return;
+  tagDirectoryInfo& directory = entry->second;
+  CopyTextField(directory.parentID, parentID);
+  directory.name = std::move(data.name);
+  directory.modifyDate = std::move(data.modifyDate);
+  directory.flags = flags;
+  index_.Add(entry->first, {.kind = HierarchyPlace::Kind::Directory, .directory = &directory});
+  if (flags & kKELOKind_SharedAlbum) {
+    sharedAlbums_[ReadTextField(directory.parentID)].insert(entry->first);
+  }
+}
+
+void KELOAccessCacheManager::AddAlbum(std::string_view parentID, std::string_view id,
+                                      tagDirectoryItemData data, bool shared) {
+  AddDirectoryItem(parentID, id, std::move(data),
+                   shared ? kSharedAlbumFlags : uint32_t{kKELOKind_Album});
+}
+
+void KELOAccessCacheManager::AddFolder(std::string_view parentID, std::string_view id,
+                                       tagDirectoryItemData data) {
+  AddDirectoryItem(parentID, id, std::move(data), kKELOKind_Folder);
+}
+
+void KELOAccessCacheManager::AddFileItem(std::string_view parentID, std::string_view id,
+                                         tagFileItemData data) {
+  if (id.empty()) return;
+  const auto parent = hierarchy_.directories.find(OrRoot(parentID));
+  if (parent == hierarchy_.directories.end()) return;
+  PutFile(parent->second.items.files, id, std::move(data),
+          {.kind = HierarchyPlace::Kind::DirectoryFile, .holderID = parent->first});
+}
+
+void KELOAccessCacheManager::AddFileItemToRootAlbum(std::string_view id, tagFileItemData data) {
+  if (id.empty()) return;
+  PutFile(hierarchy_.rootAlbumFiles, id, std::move(data),
+          {.kind = HierarchyPlace::Kind::RootAlbumFile, .holderID = kRootAlbumID});
+}
+
+void KELOAccessCacheManager::AddFriendAlbum(std::string_view id, tagDirectoryItemData data) {
+  if (id.empty()) return;
+  if (tagFriendAlbumInfo* root = FindEntry(hierarchy_.friendAlbums, kRootID)) {
+    PutAtEnd(root->items.albums, id, data);
+  }
+  const auto [entry, added] = Insert(hierarchy_.friendAlbums, id);
+  if (!added) return;
+  tagFriendAlbumInfo& album = entry->second;
+  album.name = std::move(data.name);
+  album.modifyDate = std::move(data.modifyDate);
+  album.flags = kKELOKind_FriendAlbum;
+  index_.Add(entry->first, {.kind = HierarchyPlace::Kind::FriendAlbum, .directory = &album});
+}
+
+void KELOAccessCacheManager::AddFileItemToFriendAlbum(std::string_view friendAlbumID,
+                                                      std::string_view id, tagFileItemData data) {
+  if (id.empty()) return;
+  const auto album = hierarchy_.friendAlbums.find(OrRoot(friendAlbumID));
+  if (album == hierarchy_.friendAlbums.end()) return;
+  PutFile(album->second.items.files, id, std::move(data),
+          {.kind = HierarchyPlace::Kind::FriendAlbumFile, .holderID = album->first});
+}
+
+void KELOAccessCacheManager::UpdateFileItem(std::string_view id, const tagFileItemData& data) {
+  bool replaced = false;
+  index_.Find(id, [&](const HierarchyPlace& place) {
+    if (place.kind == HierarchyPlace::Kind::RootAlbumFile ||
+        place.kind == HierarchyPlace::Kind::DirectoryFile) {
+      const uint32_t index = place.file->index;
+      const uint64_t sequence = place.file->sequence;
+      *place.file = data;
+      place.file->index = index;
+      place.file->sequence = sequence;
+      replaced = true;
+    }
+    return false;  // on to the next place
+  });
+  if (replaced) RemoveKELO_ItemInfoCache(id);
+}
+
+bool KELOAccessCacheManager::CheckDirectoryItemID(std::string_view id, bool& isAlbum) const {
+  isAlbum = false;
+  const auto found = hierarchy_.directories.find(OrRoot(id));
+  if (found == hierarchy_.directories.end()) return false;
+  isAlbum = (found->second.flags & kKELOKind_Album) != 0;
+  return true;
+}
+
+bool KELOAccessCacheManager::CheckFriendAlbumID(std::string_view id) const {
+  return hierarchy_.friendAlbums.contains(id);
+}
+
+void KELOAccessCacheManager::UpdateKELO_ItemInfoCache(std::string_view id,
+                                                      const tagKELO_ItemInfo& info) {
+  itemInfoCache_.Store(OrRoot(id), info);
+}
+
+const tagKELO_ItemInfo* KELOAccessCacheManager::GetKELO_ItemInfoCache(std::string_view id) const {
+  return itemInfoCache_.Find(OrRoot(id));
+}
+
+void KELOAccessCacheManager::RemoveKELO_ItemInfoCache(std::string_view id) {
+  itemInfoCache_.Remove(OrRoot(id));
+}
+
+void KELOAccessCacheManager::ClearKELO_ItemInfoCache() {
+  itemInfoCache_.Clear();
+}
+
+}  // namespace kelo
