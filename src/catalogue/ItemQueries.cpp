@@ -1,0 +1,98 @@
+// The read commands over the catalogue: counts, lists, and one item's record from memory or fresh
+// from the service.
+
+#include <map>
+
+#include "catalogue/HierarchyLoader.h"
+#include "interface/KELOAccessCommandController.h"
+#include "platform/HostRecord.h"
+#include "platform/TextField.h"
+#include "protocol/RequestDocument.h"
+#include "text/XMLSearch.h"
+
+namespace kelo {
+
+uint32_t KELOAccessCommandController::AccessCommand_GetItemsCount(tagCommandControlInfo* info) {
+  if (!IsCorrectGetItemParam(info)) return kKELOResult_InvalidTarget;
+  const std::string_view target = ReadTextField(info->targetId);
+  const uint32_t count = target == KELO_ALL_ITEMS_ID
+                             ? cacheManager_->GetAllItemsCountOnServer(info->selectionFlags)
+                             : cacheManager_->GetItemsCountOnTargetID(target, info->selectionFlags);
+  StoreRecord(info->data, count);
+  return kKELOResult_Success;
+}
+
+uint32_t KELOAccessCommandController::AccessCommand_GetItemsList(tagCommandControlInfo* info) {
+  if (!IsCorrectGetItemParam(info)) return kKELOResult_InvalidTarget;
+  const std::string_view target = ReadTextField(info->targetId);
+  auto* records = static_cast<tagKELO_ItemInfo*>(info->data);
+  if (target == KELO_ALL_ITEMS_ID) {
+    return cacheManager_->GetAllItemsInfoOnServer(info->entryCount, records, info->selectionFlags);
+  }
+  return cacheManager_->GetItemsInfoOnTargetID(target, info->entryCount, records,
+                                               info->selectionFlags);
+}
+
+uint32_t KELOAccessCommandController::AccessCommand_GetItemInfo(tagCommandControlInfo* info) {
+  if (info->outputOptions & kKELOOption_AskService) return ProcessGetItemInfo(info);
+  tagKELO_ItemInfo record{};
+  cacheManager_->GetItemInfo(ReadTextField(info->targetId), record);
+  if (record.result != kKELOResult_Success) return kKELOResult_BadParameter;
+  StoreRecord(info->data, record);
+  return kKELOResult_Success;
+}
+
+uint32_t KELOAccessCommandController::ProcessGetItemInfo(tagCommandControlInfo* info) {
+  std::vector<tagKELO_ItemInfo> items = LoadRecords<tagKELO_ItemInfo>(info->data, 1);
+  items[0].result = kKELOResult_Success;
+  CopyTextField(items[0].itemId, ReadTextField(info->targetId));
+  const uint32_t failure = GetItemsInfo(items);
+  if (failure != kKELOResult_Success) items[0].result = failure;
+  StoreRecords(info->data, items);
+  return items[0].result;
+}
+
+uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>& items) {
+  std::string idList;
+  for (tagKELO_ItemInfo& item : items) {
+    const std::string_view id = ReadTextField(item.itemId);
+    if (id.empty()) continue;
+    if (id == kRootID || id == KELO_ROOT_ALBUM_ID) {
+      item.result = kKELOResult_BadParameter;
+      continue;
+    }
+    if (!idList.empty()) idList.append(",");
+    idList.append(id);
+  }
+  if (idList.empty()) return kKELOResult_BadParameter;
+
+  std::string parameters;
+  AppendAttribute(parameters, "itemIdList", idList);
+  parameters.append(" sortBy=\"UploadDate\" sortOrder=\"desc\"");
+  ServiceAnswer answer;
+  const uint32_t failure = CallService("GetItemsInfo", parameters, answer, kRequestTimeout);
+  if (failure != kKELOResult_Success) return failure;
+
+  std::map<std::string, tagFileItemData, std::less<>> answered;
+  HierarchyLoader loader(*cacheManager_);
+  if (const auto list = FindOutermost(answer.Text(), "<items>", "</items>")) {
+    ForEachBetween(*list, "<item ", "</item>", [&](std::string_view element) {
+      std::string id;
+      tagFileItemData data;
+      if (loader.ExtractFileItemInfo(element, id, data) == 0) return;
+      cacheManager_->UpdateFileItem(id, data);
+      answered.insert_or_assign(std::move(id), std::move(data));
+    });
+  }
+  for (tagKELO_ItemInfo& item : items) {
+    const auto found = answered.find(ReadTextField(item.itemId));
+    if (found == answered.end()) {
+      item.result = kKELOResult_BadParameter;
+    } else {
+      cacheManager_->GetItemInfoFromFileItemData(found->second, item);
+    }
+  }
+  return kKELOResult_Success;
+}
+
+}  // namespace kelo

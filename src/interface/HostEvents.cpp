@@ -1,0 +1,50 @@
+// The host's event callback, and the abort command.
+
+#include <cstring>
+
+#include "interface/KELOAccessCommandController.h"
+
+namespace kelo {
+
+uint32_t KELOAccessCommandController::AccessCommand_RegisterEventCallBack(
+    tagCommandControlInfo* info) {
+  static_assert(sizeof eventCallback_ == sizeof info->data);
+  std::memcpy(&eventCallback_, &info->data, sizeof eventCallback_);
+  eventMask_ = info->selectionFlags;
+  return kKELOResult_Success;
+}
+
+uint32_t KELOAccessCommandController::AccessCommand_UnregisterEventCallBack(
+    tagCommandControlInfo* info) {
+  eventMask_ &= ~info->selectionFlags;
+  return kKELOResult_Success;
+}
+
+// May run on another thread than the running command: it touches the ready flag and the HTTP
+// controller only.
+uint32_t KELOAccessCommandController::AccessCommand_Abort(tagCommandControlInfo*) {
+  return subControllersReady_ == 0 ? uint32_t{kKELOResult_Success} : httpController_->HTTPAbort();
+}
+
+void KELOAccessCommandController::Callback_DownloadProgress(const std::string&,
+                                                            const uint32_t& done,
+                                                            const uint32_t& total) {
+  progress_.transferDone = done;
+  progress_.transferTotal = total;
+  DeliverEvent(kKELOEvent_DownloadProgress);
+}
+
+void KELOAccessCommandController::Callback_UploadProgress(const std::string&, const uint32_t& done,
+                                                          const uint32_t& total) {
+  progress_.transferDone = done;
+  progress_.fourthWord = total;
+  DeliverEvent(kKELOEvent_UploadProgress);
+}
+
+void KELOAccessCommandController::DeliverEvent(uint32_t event) {
+  if ((eventMask_ & kKELOEventMask_Progress) == 0 || eventCallback_ == nullptr) return;
+  const tagKELO_ProgressInfo record = progress_;
+  eventCallback_(event, kKELOEventKind_Progress, &record);
+}
+
+}  // namespace kelo

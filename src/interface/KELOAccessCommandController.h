@@ -1,0 +1,232 @@
+// The one object behind the exported functions: it owns the session, the catalogue and the
+// connection, and has a work function for every command. Contents, with the file of each section:
+//
+//   Lifecycle            interface/ControllerLifecycle.cpp
+//   Dispatch             interface/CommandDispatch.cpp (table, checks, front functions)
+//   Events and abort     interface/HostEvents.cpp
+//   Service requests     protocol/ServiceRequests.cpp
+//   Session              protocol/Session.cpp
+//   Loading              catalogue/LoadHierarchy.cpp
+//   Item queries         catalogue/ItemQueries.cpp
+//   Upload               transfer/Upload.cpp, transfer/UploadCheck.cpp,
+//   transfer/UploadNegotiation.cpp Download             transfer/Download.cpp Edits
+//   transfer/ItemEdits.cpp, transfer/NewContainers.cpp Storage capacity
+//   transfer/StorageCapacity.cpp Recipients           sharing/Recipients.cpp Picture mail
+//   sharing/PictureMail.cpp
+//
+// Every operation returns a result code (see KELOAccess.h) unless it says otherwise. Threads: all
+// operations belong to the thread of the running command, except AccessCommand_Abort.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "KELOAccess.h"
+#include "catalogue/KELOAccessCacheManager.h"
+#include "http/KELOHTTPController.h"
+#include "protocol/ServiceAnswer.h"
+
+namespace kelo {
+
+class KELOAccessCommandController {
+ public:
+  // ---- Lifecycle ----
+
+  // `parameter` is the byte budget of the item record cache.
+  explicit KELOAccessCommandController(uint32_t parameter = 0);
+  ~KELOAccessCommandController();
+  KELOAccessCommandController(const KELOAccessCommandController&) = delete;
+  KELOAccessCommandController& operator=(const KELOAccessCommandController&) = delete;
+
+  // Makes the cache manager and the HTTP controller. They are made by the first command that
+  // needs them, through RequireSubControllers.
+  void SetupKELOAccessSubController();
+  void RequireSubControllers();
+  bool IsExistSessionInfo() const { return session_.token[0] != '\0'; }
+
+  // ---- Dispatch ----
+
+  uint32_t AccessCommand(uint32_t code, tagCommandControlInfo* info);
+  uint32_t AccessCommandBranch(uint32_t code, tagCommandControlInfo* info);
+
+  // The front functions check what is particular to a command, after the checks that the command
+  // table asks for, and call its work function.
+  uint32_t AccessCommand_OpenSession(tagCommandControlInfo* info);
+  uint32_t AccessCommand_CloseSession(tagCommandControlInfo* info);
+  uint32_t AccessCommand_GetSessionInfo(tagCommandControlInfo* info);
+  uint32_t AccessCommand_SetSessionInfo(tagCommandControlInfo* info);
+  uint32_t AccessCommand_Abort(tagCommandControlInfo* info);
+  uint32_t AccessCommand_LoadHierarchy(tagCommandControlInfo* info);
+  uint32_t AccessCommand_GetItemsCount(tagCommandControlInfo* info);
+  uint32_t AccessCommand_GetItemsList(tagCommandControlInfo* info);
+  uint32_t AccessCommand_GetItemInfo(tagCommandControlInfo* info);
+  uint32_t AccessCommand_AddItems(tagCommandControlInfo* info);
+  uint32_t AccessCommand_AddNewLink(tagCommandControlInfo* info);
+  uint32_t AccessCommand_Upload(tagCommandControlInfo* info);
+  uint32_t AccessCommand_VerifyRecipient(tagCommandControlInfo* info);
+  uint32_t AccessCommand_GetAddressList(tagCommandControlInfo* info);
+  uint32_t AccessCommand_SendPictureMail(tagCommandControlInfo* info);
+  uint32_t AccessCommand_GetStorageCapacity(tagCommandControlInfo* info);
+  uint32_t AccessCommand_ModifyProps(tagCommandControlInfo* info);
+  uint32_t AccessCommand_RegisterEventCallBack(tagCommandControlInfo* info);
+  uint32_t AccessCommand_UnregisterEventCallBack(tagCommandControlInfo* info);
+  uint32_t AccessCommand_ExtendTokenLimit(tagCommandControlInfo* info);
+  uint32_t AccessCommand_AddTags(tagCommandControlInfo* info);
+  uint32_t AccessCommand_Download(tagCommandControlInfo* info);
+
+  bool IsCorrectGetItemParam(tagCommandProcParam* param);
+  bool IsCorrectUploadParam(tagCommandProcParam* param);
+  bool IsCorrectSendPictureMailParam(tagCommandProcParam* param);
+
+  // ---- Events and abort ----
+
+  // Called by the HTTP controller while a command runs; byte counts, the name is ignored.
+  void Callback_UploadProgress(const std::string& name, const uint32_t& done,
+                               const uint32_t& total);
+  void Callback_DownloadProgress(const std::string& name, const uint32_t& done,
+                                 const uint32_t& total);
+
+  // ---- Service requests ----
+
+  // A call identifier: milliseconds, strictly increasing for the life of the controller.
+  uint64_t GetCallID();
+
+  // Sends an empty element to the manage URL; 4144 without that URL. The answer is not looked into.
+  uint32_t EexcuteHTTPWithXMLMode(const std::string& method, const std::string& parameters,
+                                  std::string& answer, uint32_t timeout);
+  // Sends an element with content to the upload URL; otherwise the same.
+  uint32_t EexcuteHTTPWithXMLParameters_ForUpload(const std::string& method,
+                                                  const std::string& content, std::string& answer,
+                                                  uint32_t timeout);
+  // EexcuteHTTPWithXMLMode and the answer's own result: the transport's failure, or what the
+  // service answered.
+  uint32_t CallService(const std::string& method, const std::string& parameters,
+                       ServiceAnswer& answer, uint32_t timeout);
+
+  // The value of the first "<property" of that exact name; returns 1, or 0 and leaves `value`.
+  static uint32_t ExtractPropertyInfo(std::string_view answer, std::string_view name,
+                                      std::string& value);
+  // "2008:05:17 10:11:12" becomes "2008-05-17 10:11:12"; shorter texts and other forms stay.
+  static void ConvertDateInfoExifToUTC(std::string& date);
+
+  // ---- Session ----
+
+  uint32_t ProcessOpenSession(tagCommandControlInfo* info);
+  uint32_t ProcessCloseSession(tagCommandControlInfo* info);
+  uint32_t ProcessExtendTokenLimit(tagCommandControlInfo* info);
+
+  // ---- Loading ----
+
+  uint32_t ProcessLoadHierarchy(tagCommandControlInfo* info);
+  uint32_t GetUserArchiveInfo(uint32_t& totalCount);
+
+  // ---- Item queries ----
+
+  uint32_t ProcessGetItemInfo(tagCommandControlInfo* info);
+  // Asks the service for every record by its item id and writes each record's own result.
+  uint32_t GetItemsInfo(std::vector<tagKELO_ItemInfo>& items);
+
+  // ---- Upload ----
+
+  uint32_t ProcessUpload(tagCommandControlInfo* info);
+  // Asks which records the service holds already and writes result and item id of each; sets the
+  // progress words to what remains to be sent.
+  uint32_t CheckUploadItems(const std::string& albumId, std::vector<tagKELO_LoadInfo>& records,
+                            uint32_t checkMask);
+  // The result of the record at the 1-based `index`, decided by the answer's item elements.
+  static uint32_t CheckUploadItemByIdx(uint32_t index, const std::string& albumId,
+                                       const std::vector<std::string>& elements,
+                                       std::string& itemId);
+  // Asks for an upload identifier with a digest of every file; complete files come out as 4099.
+  uint32_t NegotiateUploadItems(const std::string& albumId, std::vector<tagKELO_LoadInfo>& records,
+                                std::string& uploadId);
+  // Sends the records whose result is 0.
+  uint32_t UploadItems(const std::string& albumId, std::vector<tagKELO_LoadInfo>& records,
+                       const std::string& uploadId);
+  // Sends all records in one request; the key is a record's 1-based position in the command.
+  uint32_t UploadAnyItems(const std::string& albumId, std::map<uint32_t, tagKELO_LoadInfo>& records,
+                          const std::string& uploadId);
+
+  // ---- Download ----
+
+  uint32_t ProcessDownload(tagCommandControlInfo* info);
+  uint32_t DownloadItems(std::vector<tagKELO_DownloadInfo>& records);
+
+  // ---- Edits ----
+
+  uint32_t ProcessModifyProps(tagCommandControlInfo* info);
+  uint32_t ProcessAddTags(tagCommandControlInfo* info);
+  uint32_t ProcessAddItems(tagCommandControlInfo* info);
+  uint32_t ProcessAddNewLink(tagCommandControlInfo* info);
+
+  // ---- Storage capacity ----
+
+  uint32_t ProcessGetStorageCapacity(tagCommandControlInfo* info);
+
+  // ---- Recipients ----
+
+  uint32_t ProcessVerifyRecipient(tagCommandControlInfo* info);
+  // Splits `input` (addresses separated by ";" or ",") into what the service accepts and rejects,
+  // each joined with ";". 0, 4117 when some were rejected, or the failure.
+  uint32_t VerifyRecipient(const std::string& input, std::string& accepted, std::string& rejected);
+  uint32_t ProcessGetAddressList(tagCommandControlInfo* info);
+
+  // ---- Picture mail ----
+
+  uint32_t ProcessSendPictureMail(tagCommandControlInfo* info);
+  uint32_t ShareAlbum(const std::string& albumId, const std::string& recipients,
+                      const std::string& subject, const std::string& body, uint32_t removeGPS);
+
+ private:
+  void SetupKELOAccessCommandController(uint32_t parameter);
+
+  // The checks that the command table asks for; the first failure, or 0.
+  uint32_t CheckRequirements(uint32_t requirements, const tagCommandControlInfo* info) const;
+
+  // The kinds that a query on `target` may ask for; 0 for an unknown target.
+  uint32_t AllowedKinds(std::string_view target) const;
+
+  void DeliverEvent(uint32_t event);
+  void ResetProgress() { progress_ = {}; }
+
+  // Signs `document` for the session and puts it to `url`; 4144 for an empty `url`.
+  uint32_t SendDocument(std::string_view url, const std::string& document, std::string& answer,
+                        uint32_t timeout);
+  // SessionQuery with a fresh call identifier, signed; nothing when that fails.
+  std::optional<std::string> SignForSession(std::string_view document);
+  // A GET of the authentication endpoint with `query`, signed with `secret`.
+  uint32_t CallAuthentication(std::string_view secret, std::string query, ServiceAnswer& answer);
+  void AdoptSecret(std::string_view secret);
+  void ForgetHierarchy();
+
+  // CallService's counterpart for documents to the upload URL.
+  uint32_t CallUploadService(const std::string& method, const std::string& content,
+                             ServiceAnswer& answer, uint32_t timeout);
+  // Shows an uploaded or already stored file in its cached album at once.
+  void AddToCachedAlbum(const std::string& albumId, const std::string& itemId,
+                        const std::string& displayName);
+
+  // Creates the container that `record` describes and fills in its id. `stops` tells whether a
+  // failure ends the whole command.
+  uint32_t AddContainer(tagKELO_ItemInfo& record, bool& stops);
+
+  std::atomic<uint32_t> subControllersReady_;  // read by an abort from another thread
+  uint32_t initParameter_;
+  uint64_t lastCallId_;
+  tagKELO_SessionInfo session_;
+  tagKELO_OpenSessionInfo openingParameters_;
+  char signingSecret_[33];
+  KELOAccessEventCallback eventCallback_;
+  uint32_t eventMask_;
+  tagKELO_ProgressInfo progress_;
+  std::unique_ptr<KELOAccessCacheManager> cacheManager_;
+  std::unique_ptr<KELOHTTPController> httpController_;
+};
+
+}  // namespace kelo

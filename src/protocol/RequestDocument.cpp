@@ -1,0 +1,59 @@
+#include "protocol/RequestDocument.h"
+
+#include <algorithm>
+
+#include "platform/KELOAccessEncoder.h"
+#include "text/XMLUtility.h"
+
+namespace kelo {
+
+std::string EmptyElementDocument(std::string_view method, std::string_view parameters) {
+  std::string document(kDocumentDeclaration);
+  document.append("<").append(method).append(parameters).append(" />\r\n");
+  return document;
+}
+
+std::string ContentDocument(std::string_view method, std::string_view content) {
+  std::string document(kDocumentDeclaration);
+  document.append("<").append(method).append(">\r\n");
+  document.append(content);
+  document.append("</").append(method).append(">\r\n");
+  return document;
+}
+
+void AppendAttribute(std::string& out, std::string_view name, std::string_view value) {
+  out.append(" ").append(name).append("=\"").append(value).append("\"");
+}
+
+void AppendAttribute(std::string& out, std::string_view name, uint64_t value) {
+  AppendAttribute(out, name, std::to_string(value));
+}
+
+std::string TextAsReferences(std::string_view text) {
+  std::string references;
+  XMLUtility().ConvertStringUTF8ToReference(text, references);
+  return references.empty() ? std::string(text) : references;
+}
+
+std::string SessionQuery(std::string_view token, uint64_t callId) {
+  std::string query("keloSessToken=");
+  query.append(token).append("&callId=").append(std::to_string(callId));
+  return query;
+}
+
+std::optional<std::string> SignedQuery(std::string_view secret, std::string query,
+                                       std::string_view document) {
+  std::string signedText(secret);
+  signedText.append("?").append(query);
+  if (!document.empty()) signedText.append("\r\n").append(document);
+  std::string signature;
+  if (KELOAccessEncoder().AccessEncodeSHA1(signedText, signature) != 1) return std::nullopt;
+  query.append("&keloApiSig=").append(signature);
+  return query;
+}
+
+uint32_t DecideTimeoutSetting(uint32_t size) {
+  return std::min(size / 5000 + 1, 5u) * 60;
+}
+
+}  // namespace kelo

@@ -1,0 +1,67 @@
+#include "protocol/ServiceAnswer.h"
+
+#include <array>
+#include <utility>
+
+#include "KELOAccess.h"
+#include "text/StringInfo.h"
+#include "text/XMLSearch.h"
+
+namespace kelo {
+namespace {
+
+constexpr std::array<std::pair<uint32_t, uint32_t>, 16> kServiceErrors{{
+    {107, kKELOResult_NoSession},
+    {108, kKELOResult_NoSession},
+    {203, kKELOResult_NoSpace},
+    {204, kKELOResult_TooLarge},
+    {205, kKELOResult_TooLarge},
+    {206, kKELOResult_TooLarge},
+    {207, kKELOResult_InvalidTarget},
+    {208, kKELOResult_Conflict},
+    {301, kKELOResult_BadParameter},
+    {302, kKELOResult_InvalidTarget},
+    {311, kKELOResult_BadParameter},
+    {312, kKELOResult_InvalidTarget},
+    {314, kKELOResult_InvalidTarget},
+    {315, kKELOResult_BadParameter},
+    {318, kKELOResult_Conflict},
+    {401, kKELOResult_BadParameter},
+}};
+
+}  // namespace
+
+uint32_t ConvertErrorCodeFromKELO(std::string_view errcode) {
+  if (errcode.empty()) return kKELOResult_GeneralFailure;
+  const uint64_t number = StringToULL(errcode);
+  for (const auto& [serviceError, result] : kServiceErrors) {
+    if (serviceError == number) return result;
+  }
+  return kKELOResult_GeneralFailure;
+}
+
+ServiceAnswer::ServiceAnswer(std::string text)
+    : text_(std::move(text)), result_(kKELOResult_GeneralFailure) {
+  const auto stat = Attribute("stat");
+  if (!stat) return;
+  if (*stat == "ok") {
+    result_ = kKELOResult_Success;
+    return;
+  }
+  const auto errcode = Attribute("errcode");
+  if (!errcode) return;
+  serviceError_ = true;
+  result_ = ConvertErrorCodeFromKELO(*errcode);
+}
+
+uint32_t ServiceAnswer::Adopt(uint32_t transferResult, std::string text) {
+  const bool transferred = transferResult == kKELOResult_Success;
+  *this = transferred ? ServiceAnswer(std::move(text)) : ServiceAnswer();
+  return transferred ? result_ : transferResult;
+}
+
+std::optional<std::string_view> ServiceAnswer::Attribute(std::string_view name) const {
+  return FindPresentAttribute(text_, name);
+}
+
+}  // namespace kelo

@@ -1,0 +1,41 @@
+// The service's answer to one request: its status as a result code, and its attributes with absent
+// told apart from present and empty. A value type without shared state.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kelo {
+
+// The result code of a service error number, given as the text of "errcode". 4144 for an empty text
+// and for every number that has no code of its own.
+uint32_t ConvertErrorCodeFromKELO(std::string_view errcode);
+
+class ServiceAnswer {
+ public:
+  ServiceAnswer() : ServiceAnswer(std::string()) {}
+  explicit ServiceAnswer(std::string text);
+
+  // Becomes the answer in `text` and gives its result; a failed transfer gives its own code and
+  // leaves an answer without "stat".
+  uint32_t Adopt(uint32_t transferResult, std::string text);
+
+  // 0 for "ok"; the code of the service's error; 4144 where "stat" or "errcode" is missing.
+  uint32_t Result() const { return result_; }
+  // The service understood the request and refused it: "stat" and "errcode" are both there.
+  bool IsServiceError() const { return serviceError_; }
+
+  // The raw value of the first attribute `name`; nothing where the answer has none. The view lives
+  // as long as the answer.
+  std::optional<std::string_view> Attribute(std::string_view name) const;
+  const std::string& Text() const { return text_; }
+
+ private:
+  std::string text_;
+  uint32_t result_;
+  bool serviceError_ = false;
+};
+
+}  // namespace kelo

@@ -1,0 +1,109 @@
+// The session: opening, closing, handing out, restoring, and keeping its token alive.
+
+#include <cstring>
+
+#include "interface/KELOAccessCommandController.h"
+#include "platform/HostRecord.h"
+#include "platform/TextField.h"
+#include "protocol/RequestDocument.h"
+
+namespace kelo {
+namespace {
+
+constexpr std::string_view kAuthenticationPath = "/P2PwebCmdController/api-auth";
+
+// A missing attribute deliberately leaves the field as it was.
+template <size_t Size>
+void AdoptAttribute(const ServiceAnswer& answer, std::string_view name, char (&field)[Size]) {
+  if (const auto value = answer.Attribute(name)) CopyTextField(field, *value);
+}
+
+}  // namespace
+
+uint32_t KELOAccessCommandController::CallAuthentication(std::string_view secret, std::string query,
+                                                         ServiceAnswer& answer) {
+  const std::optional<std::string> signedQuery = SignedQuery(secret, std::move(query));
+  if (!signedQuery) return kKELOResult_GeneralFailure;
+  std::string url;
+  httpController_->GetURLofKELOServer(url);
+  std::string text;
+  const uint32_t transfer = httpController_->HTTPRequestGET(url.append(kAuthenticationPath),
+                                                            *signedQuery, text, kRequestTimeout);
+  return answer.Adopt(transfer, std::move(text));
+}
+
+uint32_t KELOAccessCommandController::ProcessOpenSession(tagCommandControlInfo* info) {
+  RequireSubControllers();
+  const std::string_view secret = ReadTextField(info->signingSecret);
+  std::string query = "method=OpenSession&callId=" + std::to_string(GetCallID());
+  query.append("&keloApiKey=").append(ReadTextField(info->apiKey));
+  query.append("&keloAuthToken=").append(ReadTextField(info->authToken));
+  ServiceAnswer answer;
+  const uint32_t failure = CallAuthentication(secret, std::move(query), answer);
+  if (failure != kKELOResult_Success) return failure;
+
+  AdoptAttribute(answer, "keloSessToken", session_.token);
+  openingParameters_ = LoadRecord<tagKELO_OpenSessionInfo>(info->data);
+  session_.word = openingParameters_.word;
+  AdoptAttribute(answer, "keloUploadUrl", session_.uploadUrl);
+  AdoptAttribute(answer, "keloManageUrl", session_.manageUrl);
+  AdoptAttribute(answer, "keloDownloadUrl", session_.downloadUrl);
+  AdoptSecret(secret);
+  ForgetHierarchy();
+  return kKELOResult_Success;
+}
+
+// The session, the secret and the catalogue deliberately stay as they are: the host discards them
+// by restoring or opening another session.
+uint32_t KELOAccessCommandController::ProcessCloseSession(tagCommandControlInfo*) {
+  RequireSubControllers();
+  std::string query("keloSessToken=");
+  query.append(ReadTextField(session_.token)).append("&method=CloseSession&callId=");
+  query.append(std::to_string(GetCallID()));
+  ServiceAnswer answer;
+  return CallAuthentication(signingSecret_, std::move(query), answer);
+}
+
+uint32_t KELOAccessCommandController::AccessCommand_GetSessionInfo(tagCommandControlInfo* info) {
+  if (!IsExistSessionInfo()) return kKELOResult_NotFound;
+  StoreRecord(info->data, session_);
+  return kKELOResult_Success;
+}
+
+uint32_t KELOAccessCommandController::AccessCommand_SetSessionInfo(tagCommandControlInfo* info) {
+  RequireSubControllers();
+  ForgetHierarchy();
+  if (info->signingSecret[0] != '\0') AdoptSecret(ReadTextField(info->signingSecret));
+  session_ = LoadRecord<tagKELO_SessionInfo>(info->data);
+  return kKELOResult_Success;
+}
+
+// Any request keeps a token alive, so one that the service is sure to refuse is sent, and neither
+// its transfer nor its answer matters. All it needs comes from the host's record.
+uint32_t KELOAccessCommandController::ProcessExtendTokenLimit(tagCommandControlInfo* info) {
+  RequireSubControllers();
+  const auto session = LoadRecord<tagKELO_SessionInfo>(info->data);
+  std::string parameters;
+  AppendAttribute(parameters, "recipientList", "AAAAA");
+  const std::string document = EmptyElementDocument("VerifyRecipients", parameters);
+  const std::optional<std::string> query =
+      SignedQuery(ReadTextField(info->signingSecret),
+                  SessionQuery(ReadTextField(session.token), GetCallID()), document);
+  if (query) {
+    std::string answer;
+    httpController_->HTTPRequestPUT(std::string(ReadTextField(session.manageUrl)), *query, document,
+                                    answer, kRequestTimeout);
+  }
+  return kKELOResult_Success;
+}
+
+void KELOAccessCommandController::AdoptSecret(std::string_view secret) {
+  CopyTextField(signingSecret_, secret);
+}
+
+void KELOAccessCommandController::ForgetHierarchy() {
+  cacheManager_->ClearAllFolder();
+  cacheManager_->SetupRootFolder();
+}
+
+}  // namespace kelo

@@ -1,0 +1,98 @@
+// Edits of what is stored: properties of items, and tags.
+
+#include <cstring>
+
+#include "catalogue/HierarchyRecords.h"
+#include "interface/KELOAccessCommandController.h"
+#include "platform/HostRecord.h"
+#include "platform/TextField.h"
+#include "protocol/RequestDocument.h"
+
+namespace kelo {
+namespace {
+
+enum PropertyMask : uint32_t { kCaption = 1, kCaptionFlag = 2, kRating = 4 };
+
+void AppendProperty(std::string& document, std::string_view name, std::string_view value) {
+  document.append("<property");
+  AppendAttribute(document, "name", name);
+  AppendAttribute(document, "value", value);
+  document.append(" />\r\n");
+}
+
+std::string ModifyPropsDocument(std::string_view itemIdList, const tagKELO_PropertyInfo& edit) {
+  std::string document(kDocumentDeclaration);
+  document.append("<ModifyProps");
+  AppendAttribute(document, "itemIdList", itemIdList);
+  document.append(">\r\n");
+  if (edit.propertyMask & kCaption) {
+    AppendProperty(document, "caption", TextAsReferences(ReadTextField(edit.caption)));
+  }
+  if (edit.propertyMask & kCaptionFlag) {
+    AppendProperty(document, "captionFlag", edit.captionFlag == 1 ? "true" : "false");
+  }
+  if (edit.propertyMask & kRating) {
+    AppendProperty(document, "rating", std::to_string(edit.rating));
+  }
+  // Deliberately without a line end.
+  return document.append("</ModifyProps>");
+}
+
+// Tags go to one file item (selector 4), or to all file items of an album (selector 2) or of the
+// root album (selector 0).
+bool AcceptsTags(const tagKELO_ItemInfo& target, uint32_t selector) {
+  if (target.result != kKELOResult_Success) return false;
+  if (target.kind == kKELOKind_Folder || (target.kind & kKELOKind_FriendAlbum)) return false;
+  if (target.kind == kKELOKind_FileItem) return selector == kKELOKind_FileItem;
+  return selector == (target.kind & kKELOKind_Album);
+}
+
+}  // namespace
+
+uint32_t KELOAccessCommandController::ProcessModifyProps(tagCommandControlInfo* info) {
+  auto record = LoadRecord<tagKELO_PropertyInfo>(info->data);
+  const std::string document = ModifyPropsDocument(ReadTextField(info->targetId), record);
+  std::string answer;
+  const uint32_t transfer =
+      SendDocument(ReadTextField(session_.manageUrl), document, answer, kRequestTimeout);
+  record.result = ServiceAnswer().Adopt(transfer, std::move(answer));
+  StoreRecord(info->data, record.result);
+  return record.result;
+}
+
+uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info) {
+  RequireSubControllers();
+  const auto finish = [info](uint32_t result) {
+    StoreRecord(info->data, result);
+    return result;
+  };
+  const std::string_view targetId = ReadTextField(info->targetId);
+  tagKELO_ItemInfo target{};
+  cacheManager_->GetItemInfo(targetId, target);
+  if (!AcceptsTags(target, info->selectionFlags)) return finish(kKELOResult_InvalidTarget);
+
+  std::string itemIdList(targetId);
+  if (target.kind != kKELOKind_FileItem) {
+    const uint32_t count = cacheManager_->GetItemsCountOnTargetID(targetId, kKELOKind_FileItem);
+    if (count == 0) return finish(kKELOResult_Success);
+    std::vector<tagKELO_ItemInfo> items(count);
+    const uint32_t failure =
+        cacheManager_->GetItemsInfoOnTargetID(targetId, count, items.data(), kKELOKind_FileItem);
+    if (failure != kKELOResult_Success) return finish(failure);
+    itemIdList.clear();
+    for (const tagKELO_ItemInfo& item : items) {
+      if (!itemIdList.empty()) itemIdList.append(",");
+      itemIdList.append(ReadTextField(item.itemId));
+    }
+  }
+  // The host's buffer may be shorter than the record: the text is read to its NUL and no further.
+  const char* text = static_cast<const char*>(info->data) + offsetof(tagKELO_TagInfo, text);
+  std::string parameters;
+  AppendAttribute(parameters, "itemIdList", itemIdList);
+  AppendAttribute(parameters, "tagList",
+                  TextAsReferences({text, strnlen(text, sizeof tagKELO_TagInfo::text)}));
+  ServiceAnswer answer;
+  return finish(CallService("AddTags", parameters, answer, kRequestTimeout));
+}
+
+}  // namespace kelo

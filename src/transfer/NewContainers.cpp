@@ -1,0 +1,101 @@
+// New folders and albums, and links of items into albums: commands over an array of records, each
+// with its own result.
+
+#include "catalogue/HierarchyRecords.h"
+#include "interface/KELOAccessCommandController.h"
+#include "platform/HostRecord.h"
+#include "platform/TextField.h"
+#include "protocol/RequestDocument.h"
+
+namespace kelo {
+namespace {
+
+// Works on the records in order. `work` writes nothing into the result word; it answers the
+// record's result and sets `stops` where that ends the command: then all later records get the same
+// result.
+template <class Record, class Work>
+uint32_t WorkOnRecords(std::vector<Record>& records, Work work) {
+  bool stops = false;
+  uint32_t result = kKELOResult_Success;
+  for (Record& record : records) {
+    if (!stops) result = work(record, stops);
+    record.result = result;
+  }
+  return stops ? result : uint32_t{kKELOResult_Success};
+}
+
+}  // namespace
+
+uint32_t KELOAccessCommandController::ProcessAddItems(tagCommandControlInfo* info) {
+  RequireSubControllers();
+  auto records = LoadRecords<tagKELO_ItemInfo>(info->data, info->entryCount);
+  const std::string_view parent = ReadTextField(info->targetId);
+  const uint32_t result = WorkOnRecords(records, [&](tagKELO_ItemInfo& record, bool& stops) {
+    tagKELO_ItemInfo normalised{};
+    CopyTextField(normalised.parentId, parent);
+    normalised.kind = record.kind;
+    CopyTextField(normalised.name, ReadTextField(record.name));
+    record = normalised;
+    return AddContainer(record, stops);
+  });
+  StoreRecords(info->data, records);
+  return result;
+}
+
+uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, bool& stops) {
+  const bool isAlbum = record.kind == kKELOKind_Album;
+  const std::string_view parent = ReadTextField(record.parentId);
+  const bool isRootFolder =
+      record.kind == kKELOKind_Folder && (parent.empty() || parent == kRootID);
+  if (!isAlbum && !isRootFolder) return kKELOResult_InvalidTarget;
+
+  tagDirectoryItemData data;
+  data.name = TextAsReferences(ReadTextField(record.name));
+  std::string parameters;
+  if (isAlbum) AppendAttribute(parameters, "folderId", parent);
+  // A folder's parent is not sent, deliberately.
+  AppendAttribute(parameters, isAlbum ? "albumName" : "folderName", data.name);
+  ServiceAnswer answer;
+  const uint32_t result =
+      CallService(isAlbum ? "AddAlbum" : "AddFolder", parameters, answer, kRequestTimeout);
+  if (result != kKELOResult_Success) {
+    stops = !answer.IsServiceError();
+    return result;
+  }
+  const auto id = answer.Attribute(isAlbum ? "albumId" : "folderId");
+  if (!id) {
+    stops = true;
+    return kKELOResult_GeneralFailure;
+  }
+  CopyTextField(record.itemId, *id);
+  const std::string newId(*id);
+  if (isAlbum) {
+    cacheManager_->AddAlbum(parent, newId, data, false);
+  } else {
+    cacheManager_->AddFolder(parent, newId, data);
+  }
+  // The parent's next record has to show the new count.
+  cacheManager_->RemoveKELO_ItemInfoCache(parent);
+  return kKELOResult_Success;
+}
+
+uint32_t KELOAccessCommandController::ProcessAddNewLink(tagCommandControlInfo* info) {
+  auto records = LoadRecords<tagKELO_AddLinkInfo>(info->data, info->entryCount);
+  for (tagKELO_AddLinkInfo& record : records) {
+    record.result = kKELOResult_Success;
+    CopyTextField(record.albumId, ReadTextField(info->targetId));
+  }
+  const uint32_t result = WorkOnRecords(records, [&](tagKELO_AddLinkInfo& record, bool& stops) {
+    std::string parameters;
+    AppendAttribute(parameters, "albumId", ReadTextField(record.albumId));
+    AppendAttribute(parameters, "itemIdList", ReadTextField(record.itemIdList));
+    ServiceAnswer answer;
+    const uint32_t itemResult = CallService("AddItemsToAlbum", parameters, answer, kRequestTimeout);
+    stops = itemResult != kKELOResult_Success && !answer.IsServiceError();
+    return itemResult;
+  });
+  StoreRecords(info->data, records);
+  return result;
+}
+
+}  // namespace kelo

@@ -1,0 +1,189 @@
+// The upload command: the host's files in one multipart request, whose first part is the signed
+// document that describes them.
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+#include "interface/KELOAccessCommandController.h"
+#include "platform/HostRecord.h"
+#include "platform/TextField.h"
+#include "protocol/RequestDocument.h"
+#include "text/StringInfo.h"
+#include "text/XMLSearch.h"
+#include "transfer/UploadNames.h"
+
+namespace kelo {
+namespace {
+
+// Deliberately constant: the service expects it.
+constexpr std::string_view kPartOpening = "--BOUNDARY\r\n";
+constexpr std::string_view kBodyEnd = "\r\n--BOUNDARY--\r\n";
+
+constexpr std::string_view kDocumentPartHeader =
+    "Content-Disposition: form-data; name=\"XML\"\r\n"
+    "Content-Type: text/plain; charset=UTF-8\r\n"
+    "Content-Transfer-Encoding: 8bit\r\n"
+    "\r\n";
+
+constexpr std::string_view kFilePartTypes =
+    "Content-Type: application/octet-stream\r\n"
+    "Content-Transfer-Encoding: binary\r\n"
+    "\r\n";
+
+using UploadRecords = std::map<uint32_t, tagKELO_LoadInfo>;
+
+void SetResults(std::vector<tagKELO_LoadInfo>& records, uint32_t result) {
+  for (tagKELO_LoadInfo& record : records) record.result = result;
+}
+
+void AppendAttributeUnlessEmpty(std::string& out, std::string_view name, std::string_view value) {
+  if (!value.empty()) AppendAttribute(out, name, value);
+}
+
+// The document's line about one file.
+void AppendItem(std::string& document, uint32_t idx, const tagKELO_LoadInfo& record,
+                std::string_view displayName, std::string_view albumId) {
+  document.append("<item");
+  AppendAttribute(document, "idx", idx);
+  AppendAttribute(document, "fileName", displayName);
+  AppendAttribute(document, "size", static_cast<uint32_t>(record.fileSize));
+  AppendAttributeUnlessEmpty(document, "fileCreateDate", ReadTextField(record.fileCreateDate));
+  AppendAttributeUnlessEmpty(document, "fileModifyDate", ReadTextField(record.fileModifyDate));
+  AppendAttributeUnlessEmpty(document, "albumId", albumId);
+  AppendAttributeUnlessEmpty(document, "tagList", TextAsReferences(ReadTextField(record.tagList)));
+  document.append(" />\r\n");
+}
+
+tagHTTPConnection_MultipartBody FilePart(const tagKELO_LoadInfo& record,
+                                         std::string_view displayName) {
+  tagHTTPConnection_MultipartBody part;
+  part.bytes.append("\r\n").append(kPartOpening);
+  part.bytes.append("Content-Disposition: form-data; name=\"").append(displayName).append("\"\r\n");
+  part.bytes.append(kFilePartTypes);
+  part.filePath = KELOStringInfoToString(record.filePath);
+  part.fileSize = static_cast<uint32_t>(record.fileSize);
+  return part;
+}
+
+struct MultipartRequest {
+  std::string document;
+  std::vector<tagHTTPConnection_MultipartBody> parts;
+  uint64_t length = 0;  // bytes of the whole body
+};
+
+MultipartRequest BuildRequest(const UploadRecords& records, std::string_view albumId,
+                              std::string_view uploadId) {
+  MultipartRequest request;
+  request.parts.resize(1);
+  std::string& document = request.document;
+  document.append(kDocumentDeclaration).append("<UploadItems");
+  AppendAttributeUnlessEmpty(document, "uploadId", uploadId);
+  document.append(">\r\n<items>\r\n");
+  for (const auto& [idx, record] : records) {
+    const std::string displayName = DisplayName(record);
+    AppendItem(document, idx, record, displayName, albumId);
+    request.parts.push_back(FilePart(record, displayName));
+  }
+  document.append("</items>\r\n</UploadItems>\r\n");
+  request.parts.front().bytes.append(kPartOpening).append(kDocumentPartHeader).append(document);
+  request.parts.emplace_back().bytes = kBodyEnd;
+  for (const auto& part : request.parts) request.length += part.bytes.size() + part.fileSize;
+  return request;
+}
+
+}  // namespace
+
+uint32_t KELOAccessCommandController::ProcessUpload(tagCommandControlInfo* info) {
+  RequireSubControllers();
+  const std::string albumId(ReadTextField(info->targetId).substr(0, KELO_ID_FIELD_SIZE - 1));
+  auto records = LoadRecords<tagKELO_LoadInfo>(info->data, info->entryCount);
+  ResetProgress();
+  if (records.empty()) return kKELOResult_Success;
+  uint64_t bytes = 0;
+  bool anyNegative = false;
+  for (tagKELO_LoadInfo& record : records) {
+    record.result = kKELOResult_Success;
+    CopyTextField(record.albumId, albumId);
+    anyNegative |= record.fileSize < 0;
+    bytes += static_cast<uint32_t>(record.fileSize);
+  }
+
+  uint32_t result = kKELOResult_Success;
+  if (anyNegative) {
+    result = kKELOResult_TooLarge;
+    SetResults(records, result);
+  } else if (info->outputOptions & kKELOOption_CheckDuplicates) {
+    result = CheckUploadItems(albumId, records, info->selectionFlags);
+    if (result != kKELOResult_Success) SetResults(records, result);
+  } else {
+    for (tagKELO_LoadInfo& record : records) CopyTextField(record.itemId, "");
+    progress_.itemCount = static_cast<uint32_t>(records.size());
+    progress_.transferTotal =
+        static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
+  }
+  if (result == kKELOResult_Success && progress_.itemCount != 0) {
+    result = UploadItems(albumId, records, "");
+  }
+  StoreRecords(info->data, records);
+  ResetProgress();
+  return result;
+}
+
+uint32_t KELOAccessCommandController::UploadItems(const std::string& albumId,
+                                                  std::vector<tagKELO_LoadInfo>& records,
+                                                  const std::string& uploadId) {
+  UploadRecords toSend;
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (records[i].result == kKELOResult_Success) {
+      toSend.emplace_hint(toSend.end(), static_cast<uint32_t>(i + 1), records[i]);
+    }
+  }
+  if (toSend.empty()) return kKELOResult_Success;
+  const uint32_t result = UploadAnyItems(albumId, toSend, uploadId);
+  for (const auto& [position, record] : toSend) records[position - 1] = record;
+  return result;
+}
+
+uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
+                                                     UploadRecords& records,
+                                                     const std::string& uploadId) {
+  RequireSubControllers();
+  const std::string url(ReadTextField(session_.uploadUrl));
+  if (url.empty()) return kKELOResult_GeneralFailure;
+  const MultipartRequest request = BuildRequest(records, albumId, uploadId);
+  const std::optional<std::string> query = SignForSession(request.document);
+  if (!query) return kKELOResult_GeneralFailure;
+  const std::vector<tagHTTPConnection_HeaderInfo> headers{
+      {"Content-Type", "multipart/form-data; boundary=BOUNDARY"},
+      {"Content-Length", std::to_string(request.length)},
+  };
+  std::string text;
+  const uint32_t transfer = httpController_->HTTPRequestFileUpload(
+      url, *query, headers, request.parts, text, kRequestTimeout);
+  ServiceAnswer answer;
+  const uint32_t failure = answer.Adopt(transfer, std::move(text));
+  if (failure != kKELOResult_Success) return failure;
+  ForEachBetween(answer.Text(), "<item ", "/>", [&](std::string_view element) {
+    const std::string idx(FindPresentAttribute(element, "idx").value_or(""));
+    const auto found = records.find(static_cast<uint32_t>(std::atol(idx.c_str())));
+    const auto itemId = FindPresentAttribute(element, "itemId");
+    if (found == records.end() || !itemId) return;
+    CopyTextField(found->second.itemId, *itemId);
+    AddToCachedAlbum(albumId, std::string(ReadTextField(found->second.itemId)),
+                     DisplayName(found->second));
+  });
+  return kKELOResult_Success;
+}
+
+// The album's finished record is dropped, so that its next one shows the new item count.
+void KELOAccessCommandController::AddToCachedAlbum(const std::string& albumId,
+                                                   const std::string& itemId,
+                                                   const std::string& displayName) {
+  tagFileItemData data;
+  data.fileName = displayName;
+  cacheManager_->AddFileItem(albumId, itemId, data);
+  cacheManager_->RemoveKELO_ItemInfoCache(albumId);
+}
+
+}  // namespace kelo

@@ -1,0 +1,148 @@
+// The duplicate check before an upload: which files the service holds already.
+
+#include <limits>
+#include <unordered_map>
+
+#include "interface/KELOAccessCommandController.h"
+#include "platform/TextField.h"
+#include "protocol/RequestDocument.h"
+#include "text/XMLSearch.h"
+#include "transfer/UploadNames.h"
+
+namespace kelo {
+namespace {
+
+void AppendDate(std::string& out, std::string_view name, std::string_view date, bool wanted) {
+  if (wanted && !date.empty()) AppendAttribute(out, name, date);
+}
+
+void AppendItem(std::string& content, size_t position, const tagKELO_LoadInfo& record,
+                std::string_view displayName, uint32_t checkMask) {
+  content.append("<item");
+  AppendAttribute(content, "idx", position);
+  AppendAttribute(content, "fileName", displayName);
+  AppendAttribute(content, "fileSize", std::to_string(record.fileSize));
+  AppendDate(content, "shotDate", ReadTextField(record.shotDate), checkMask & kKELOCheck_ShotDate);
+  AppendDate(content, "fileCreateDate", ReadTextField(record.fileCreateDate),
+             checkMask & kKELOCheck_FileCreateDate);
+  AppendDate(content, "fileModifyDate", ReadTextField(record.fileModifyDate),
+             checkMask & kKELOCheck_FileModifyDate);
+  if (record.albumId[0] != '\0') AppendAttribute(content, "albumId", ReadTextField(record.albumId));
+  content.append(" />\r\n");
+}
+
+// The answer's elements by their "idx", each group in the answer's order.
+using ElementsByIdx = std::unordered_map<std::string, std::vector<std::string>>;
+
+ElementsByIdx GroupElements(std::string_view answer) {
+  ElementsByIdx groups;
+  if (const auto items = FindOutermostTag(answer, "items")) {
+    ForEachBetween(*items, "<item", "/>", [&](std::string_view element) {
+      groups[std::string(FindPresentAttribute(element, "idx").value_or(""))].emplace_back(element);
+    });
+  }
+  return groups;
+}
+
+// What the service says of one file; `decides` is false where the scan has to go on.
+struct Decision {
+  uint32_t result = kKELOResult_Success;
+  bool named = false;  // the element names the stored item
+  bool decides = false;
+};
+
+// Status 1 ends the scan only without an album: with one, a later element may still place the file.
+Decision Decide(std::string_view status, bool withAlbum) {
+  if (status == "0") return {kKELOResult_Success, false, true};
+  if (status == "1") return {kKELOResult_AlreadyExists, true, !withAlbum};
+  if (!withAlbum) return {};
+  if (status == "2") return {kKELOResult_AlreadyInAlbum, true, true};
+  if (status == "3") return {kKELOResult_InvalidTarget, false, true};
+  if (status == "4") return {kKELOResult_Success, false, true};
+  return {};
+}
+
+}  // namespace
+
+uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumId,
+                                                       std::vector<tagKELO_LoadInfo>& records,
+                                                       uint32_t checkMask) {
+  std::vector<std::string> names;
+  std::vector<bool> sound;
+  std::string content("<items>\r\n");
+  for (const tagKELO_LoadInfo& record : records) {
+    names.push_back(DisplayName(record));
+    sound.push_back(IsSoundFile(names.back()));
+    if (!sound.back()) AppendItem(content, names.size(), record, names.back(), checkMask);
+  }
+  content.append("</items>\r\n");
+
+  ServiceAnswer answer;
+  const uint32_t failure =
+      CallUploadService("CheckUploadItems", content, answer,
+                        DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
+  if (failure != kKELOResult_Success) return failure;
+  const ElementsByIdx elements = GroupElements(answer.Text());
+  if (elements.empty()) return kKELOResult_GeneralFailure;
+
+  uint64_t bytes = 0;
+  bool anyPicture = false;
+  bool anyDuplicate = false;
+  for (size_t i = 0; i < records.size(); ++i) {
+    tagKELO_LoadInfo& record = records[i];
+    record.result = kKELOResult_Success;
+    if (!sound[i]) {
+      const auto group = elements.find(std::to_string(i + 1));
+      std::string itemId;
+      if (group != elements.end()) {
+        record.result =
+            CheckUploadItemByIdx(static_cast<uint32_t>(i + 1), albumId, group->second, itemId);
+      }
+      anyPicture |= record.result == kKELOResult_Success;
+      const bool inAlbum = record.result == kKELOResult_AlreadyInAlbum;
+      if (inAlbum || record.result == kKELOResult_AlreadyExists) {
+        anyDuplicate = true;
+        CopyTextField(record.itemId, itemId);
+        if (inAlbum) {
+          AddToCachedAlbum(std::string(ReadTextField(record.albumId)),
+                           std::string(ReadTextField(record.itemId)), names[i]);
+        }
+      }
+    }
+    if (record.result == kKELOResult_Success) {
+      ++progress_.itemCount;
+      bytes += static_cast<uint32_t>(record.fileSize);
+    }
+  }
+  progress_.transferTotal =
+      static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
+
+  // A voice memo never travels without a picture, deliberately.
+  if (!anyPicture) {
+    progress_.itemCount = 0;
+    progress_.transferTotal = 0;
+    for (size_t i = 0; anyDuplicate && i < records.size(); ++i) {
+      if (sound[i]) records[i].result = kKELOResult_AlreadyExists;
+    }
+  }
+  return kKELOResult_Success;
+}
+
+uint32_t KELOAccessCommandController::CheckUploadItemByIdx(uint32_t index,
+                                                           const std::string& albumId,
+                                                           const std::vector<std::string>& elements,
+                                                           std::string& itemId) {
+  const std::string wanted = std::to_string(index);
+  uint32_t remembered = kKELOResult_Success;
+  for (const std::string& element : elements) {
+    if (FindPresentAttribute(element, "idx") != wanted) continue;
+    const auto status = FindPresentAttribute(element, "status");
+    const Decision decision = Decide(status.value_or(""), !albumId.empty());
+    if (decision.named) itemId = FindPresentAttribute(element, "itemId").value_or("");
+    if (decision.decides) return decision.result;
+    if (decision.named) remembered = decision.result;
+  }
+  return remembered;
+}
+
+}  // namespace kelo
