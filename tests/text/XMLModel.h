@@ -1,0 +1,86 @@
+// The search rules once more, as plainly as they can be written: byte by byte, copying everything.
+// The real ones are compared with these on random texts and by the fuzzer.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelo::model {
+
+inline std::optional<std::size_t> First(const std::string& source, const std::string& key,
+                                        std::size_t from) {
+  for (std::size_t i = from; !key.empty() && i + key.size() <= source.size(); ++i) {
+    if (std::string(source, i, key.size()) == key) {
+      return i;
+    }
+  }
+  return std::nullopt;
+}
+
+inline std::optional<std::size_t> Last(const std::string& source, const std::string& key,
+                                       std::size_t from) {
+  std::optional<std::size_t> last;
+  for (auto at = First(source, key, from); at; at = First(source, key, *at + 1)) {
+    last = at;
+  }
+  return last;
+}
+
+inline bool TooShort(const std::string& source, const std::string& start, const std::string& end) {
+  return source.empty() || source.size() < start.size() + end.size();
+}
+
+inline std::optional<std::string> Outermost(const std::string& source, const std::string& start,
+                                            const std::string& end) {
+  const auto at = First(source, start, 0);
+  const auto stop = at ? Last(source, end, *at + start.size()) : std::nullopt;
+  if (TooShort(source, start, end) || !stop) {
+    return std::nullopt;
+  }
+  return std::string(source, *at + start.size(), *stop - *at - start.size());
+}
+
+inline std::optional<std::string> Inside(const std::string& source, const std::string& start,
+                                         const std::string& end) {
+  const auto at = First(source, start, 0);
+  const std::size_t begin = at ? *at + start.size() : 0;
+  const auto stop = First(source, end, begin);
+  if (TooShort(source, start, end) || start.empty() || !stop) {
+    return std::nullopt;
+  }
+  return std::string(source, begin, *stop - begin);
+}
+
+// Every value, with its keys or without.
+inline std::vector<std::string> All(const std::string& source, const std::string& start,
+                                    const std::string& end, bool withKeys) {
+  std::vector<std::string> values;
+  std::size_t position = 0;
+  while (!TooShort(source, start, end) && position < source.size()) {
+    const auto at = First(source, start, position);
+    const auto stop = at ? First(source, end, *at + start.size()) : std::nullopt;
+    if (!stop) {
+      break;
+    }
+    const std::string value(source, *at + start.size(), *stop - *at - start.size());
+    values.push_back(withKeys ? start + value + end : value);
+    position = *stop + end.size();
+  }
+  return values;
+}
+
+// Replaces in place, as often as there is something left.
+inline std::string Replace(const std::string& source, const std::string& search,
+                           const std::string& replacement) {
+  if (source.empty() || search.empty()) {
+    return {};
+  }
+  std::string copy = source;
+  for (auto at = First(copy, search, 0); at; at = First(copy, search, *at + replacement.size())) {
+    copy.replace(*at, search.size(), replacement);
+  }
+  return copy;
+}
+
+}  // namespace kelo::model
