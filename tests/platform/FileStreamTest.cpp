@@ -1,0 +1,143 @@
+// Descriptors: exclusive creation, refusal of what is no file, whole reads and writes.
+#include "platform/FileStream.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include "platform/TemporaryFolder.h"
+
+namespace kelo {
+namespace {
+
+bool IsOpen(int fd) {
+  return ::fcntl(fd, F_GETFD) >= 0;
+}
+
+TEST(FileDescriptor, HasOneOwner) {
+  const TemporaryFolder folder;
+  int error = -1;
+  FileDescriptor first = OpenNewFile(folder.Path("a"), 0600, error);
+  ASSERT_TRUE(first);
+  EXPECT_EQ(error, 0);
+  const int fd = first.Get();
+  {
+    FileDescriptor second(std::move(first));
+    EXPECT_FALSE(first);  // NOLINT: a moved-from descriptor is empty
+    EXPECT_EQ(second.Get(), fd);
+    first = std::move(second);
+    EXPECT_FALSE(second);  // NOLINT
+  }
+  EXPECT_TRUE(IsOpen(fd));
+  FileDescriptor other = OpenNewFile(folder.Path("b"), 0600, error);
+  first = std::move(other);
+  EXPECT_FALSE(IsOpen(fd)) << "an assignment closes what was held";
+  const int released = first.Release();
+  EXPECT_FALSE(first);
+  EXPECT_TRUE(IsOpen(released));
+  EXPECT_EQ(FileDescriptor(released).Close(), 0);
+  EXPECT_FALSE(IsOpen(released));
+  EXPECT_EQ(FileDescriptor().Close(), 0);
+}
+
+TEST(OpenNewFile, CreatesOnlyWhatDidNotExist) {
+  const TemporaryFolder folder;
+  int error = 0;
+  const std::string path = folder.Path("new");
+  const FileDescriptor created = OpenNewFile(path, 0600, error);
+  ASSERT_TRUE(created) << std::strerror(error);
+  struct stat status {};
+  ASSERT_EQ(::fstat(created.Get(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+  EXPECT_NE(::fcntl(created.Get(), F_GETFD) & FD_CLOEXEC, 0);
+
+  std::filesystem::create_directory(folder.Path("folder"));
+  std::filesystem::create_symlink("new", folder.Path("link"));
+  std::filesystem::create_symlink("nowhere", folder.Path("dangling"));
+  const std::pair<const char*, int> refused[] = {{"new", EEXIST},
+                                                 {"folder", EEXIST},
+                                                 {"link", EEXIST},
+                                                 {"dangling", EEXIST},
+                                                 {"missing/x", ENOENT}};
+  for (const auto& [name, reason] : refused) {
+    EXPECT_FALSE(OpenNewFile(folder.Path(name), 0600, error)) << name;
+    EXPECT_EQ(error, reason) << name;
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("nowhere"))) << "a link was followed";
+}
+
+TEST(OpenRegularFileForReading, TellsTheSizeAndRefusesTheRest) {
+  const TemporaryFolder folder;
+  std::uint64_t size = 99;
+  int error = -1;
+  const FileDescriptor file = OpenRegularFileForReading(folder.Write("f", "12345"), size, error);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(size, 5u);
+  EXPECT_EQ(error, 0);
+  EXPECT_NE(::fcntl(file.Get(), F_GETFD) & FD_CLOEXEC, 0);
+
+  ASSERT_EQ(::mkfifo(folder.Path("fifo").c_str(), 0600), 0);
+  const std::pair<std::string, int> refused[] = {{folder.Path(""), EISDIR},
+                                                 {folder.Path("fifo"), EINVAL},
+                                                 {"/dev/zero", EINVAL},
+                                                 {folder.Path("missing"), ENOENT},
+                                                 {"", ENOENT}};
+  for (const auto& [path, reason] : refused) {
+    size = 99;
+    EXPECT_FALSE(OpenRegularFileForReading(path, size, error)) << path;
+    EXPECT_EQ(error, reason) << path;
+    EXPECT_EQ(size, 0u) << path;
+  }
+}
+
+TEST(ReadAndWrite, WholeThroughAPipeThatTakesLittle) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
+  std::string sent(1000003, '\0');
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    sent[i] = static_cast<char>(i * 31 >> 3);
+  }
+  std::thread writer([&] {
+    int error = -1;
+    EXPECT_TRUE(WriteAll(writing.Get(), sent.data(), sent.size(), error));
+    EXPECT_EQ(error, 0);
+    writing.Close();
+  });
+  std::string got(sent.size() + 10, 'x');
+  int error = -1;
+  EXPECT_EQ(ReadFull(reading.Get(), got.data(), got.size(), error), sent.size());
+  writer.join();
+  EXPECT_EQ(error, 0) << "the end of the file is no error";
+  got.resize(sent.size());
+  EXPECT_TRUE(got == sent);
+  EXPECT_EQ(ReadSome(reading.Get(), got.data(), 1, error), 0);
+}
+
+TEST(ReadAndWrite, ReportTheReason) {
+  int error = 0;
+  char byte = 'x';
+  EXPECT_FALSE(WriteAll(-1, &byte, 1, error));
+  EXPECT_EQ(error, EBADF);
+  error = 0;
+  EXPECT_EQ(ReadSome(-1, &byte, 1, error), -1);
+  EXPECT_EQ(error, EBADF);
+  error = 0;
+  EXPECT_EQ(ReadFull(-1, &byte, 1, error), 0u);
+  EXPECT_EQ(error, EBADF);
+  if (const FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC)); full) {
+    EXPECT_FALSE(WriteAll(full.Get(), &byte, 1, error));
+    EXPECT_EQ(error, ENOSPC);
+  }
+}
+
+}  // namespace
+}  // namespace kelo

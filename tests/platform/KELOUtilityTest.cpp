@@ -1,0 +1,47 @@
+// Reading a file whole, and the clock.
+#include "platform/KELOUtility.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <ctime>
+
+#include "platform/TemporaryFolder.h"
+
+namespace kelo {
+namespace {
+
+TEST(KELOUtility, ReadsRawBytes) {
+  const TemporaryFolder folder;
+  const std::string_view contents[] = {"", "x", {"a\0\xFF\r\n", 5}};
+  for (const std::string_view content : contents) {
+    std::uint32_t size = 99;
+    const auto bytes = KELOUtility().ReadLocalTextFile(folder.Write("f", content), size);
+    ASSERT_NE(bytes, nullptr) << content;
+    ASSERT_EQ(size, content.size());
+    EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(bytes.get()), size), content);
+  }
+}
+
+TEST(KELOUtility, NothingToRead) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(::mkfifo(folder.Path("fifo").c_str(), 0600), 0);
+  for (const std::string& path :
+       {std::string(), folder.Path(""), folder.Path("missing"), folder.Path("fifo")}) {
+    std::uint32_t size = 99;
+    EXPECT_EQ(KELOUtility().ReadLocalTextFile(path, size), nullptr) << path;
+    EXPECT_EQ(size, 0u) << path;
+  }
+}
+
+TEST(KELOUtility, SecondsSinceTheReferenceDate) {
+  constexpr double kReferenceDate = 978307200;  // 2001-01-01T00:00:00Z in Unix time
+  const auto before = static_cast<double>(std::time(nullptr));
+  const double now = GetTimeIntervalSinceReferenceDate() + kReferenceDate;
+  const auto after = static_cast<double>(std::time(nullptr));
+  EXPECT_GE(now, before);
+  EXPECT_LT(now, after + 1);
+}
+
+}  // namespace
+}  // namespace kelo
