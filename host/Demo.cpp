@@ -1,0 +1,51 @@
+// demo: finds the pictures and runs the story.
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+#include "DemoStory.h"
+#include "Host.h"
+#include "ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The samples of an installation, or of the source tree that this program was built from; both are
+// found from where the program lies, so that either can be moved.
+fs::path SamplesFolder() {
+  std::error_code failed;
+  const fs::path here = fs::read_symlink("/proc/self/exe", failed).parent_path();
+  for (const char* relative : {KELO_SAMPLES_INSTALLED, KELO_SAMPLES_BUILT}) {
+    const fs::path folder = (here / relative).lexically_normal();
+    if (!failed && fs::is_directory(folder, failed)) return folder;
+  }
+  throw Failure("the sample pictures are not installed; name a folder with pictures of your own");
+}
+
+int Demo(Host& host, const std::string& wanted) {
+  const fs::path folder = wanted.empty() ? SamplesFolder() : fs::path(wanted);
+  if (!fs::is_directory(folder)) throw Failure(folder.string() + " is not a folder");
+  DemoStory(host.Bare(), folder).Tell();
+  return 0;
+}
+
+}  // namespace
+
+void AddDemoCommand(CLI::App& app, Action& chosen) {
+  CLI::App* demo =
+      app.add_subcommand("demo", "Show everything, on a local service inside this program");
+  const auto folder = std::make_shared<std::string>();
+  demo->add_option("DIR", *folder, "Folder with pictures; without it, the sample pictures");
+  demo->footer(
+      "Uploads the pictures, organises, shares and downloads them, and proves that every byte came "
+      "back.\n"
+      "The pictures are only read; what the demonstration writes lies in a temporary folder that "
+      "it removes.");
+  demo->callback(
+      [folder, &chosen] { chosen = [folder](Host& host) { return Demo(host, *folder); }; });
+}
+
+}  // namespace kelo::host

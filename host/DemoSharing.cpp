@@ -1,0 +1,219 @@
+// The second half of the demonstration: edits, downloads, sharing, abort, end.
+#include <fmt/format.h>
+
+#include <array>
+#include <fstream>
+#include <future>
+#include <map>
+
+#include "DemoStory.h"
+#include "Fetch.h"
+#include "Names.h"
+#include "Progress.h"
+#include "Records.h"
+#include "ResultText.h"
+#include "devservice/DevService.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Byte for byte; false also when either cannot be read.
+bool SameContent(const fs::path& left, const fs::path& right) {
+  std::ifstream a(left, std::ios::binary);
+  std::ifstream b(right, std::ios::binary);
+  if (!a || !b) return false;
+  std::array<char, 65536> blockA;
+  std::array<char, 65536> blockB;
+  for (;;) {
+    a.read(blockA.data(), blockA.size());
+    b.read(blockB.data(), blockB.size());
+    const auto count = static_cast<std::size_t>(a.gcount());
+    if (a.gcount() != b.gcount() ||
+        !std::equal(blockA.begin(), blockA.begin() + count, blockB.begin())) {
+      return false;
+    }
+    if (count < blockA.size()) return a.eof() && b.eof();
+  }
+}
+
+// "/a/b" of "http://host/a/b?c".
+std::string PathOf(const std::string& url) {
+  const std::size_t host = url.find("://");
+  const std::size_t path = host == std::string::npos ? host : url.find('/', host + 3);
+  return path == std::string::npos ? "/" : url.substr(path, url.find('?', path) - path);
+}
+
+constexpr const char* kFriend = "anna@talvo.example";
+constexpr const char* kBadAddress = "not-an-address";
+
+}  // namespace
+
+void DemoStory::Edit() {
+  Title("Caption, rating, tags");
+  const std::string& id = uploaded_[0].itemId;
+  tagKELO_PropertyInfo properties{};
+  CopyText(properties.caption, "Morning light <before breakfast>");
+  properties.captionFlag = 1;
+  properties.rating = 5;
+  properties.propertyMask = 7;
+  library_.ModifyProps(id, properties);
+  library_.AddTags(id, kKELOKind_FileItem, "favourite, morning");
+  library_.AddTags(albumId_, kKELOKind_Album, "demonstration");
+  Prove(Arrived("ModifyProps") == 1 && Arrived("AddTags") == 2,
+        "one item captioned, rated and tagged, the album tagged");
+}
+
+void DemoStory::LinkIntoAlbum() {
+  Title("Link a picture into a second album");
+  const std::string best = AddContainer("", kKELOKind_Album, "Best of");
+  std::vector<tagKELO_AddLinkInfo> links(1);
+  CopyText(links[0].itemIdList, uploaded_[0].itemId);
+  const std::uint32_t result = library_.AddLinks(best, links);
+  Check("link the picture", result != 0 ? result : links[0].result, kKELOCommand_AddNewLink);
+  library_.LoadHierarchy();
+  const auto items = library_.List(best, kKELOKind_FileItem);
+  Prove(items.size() == 1 && FieldText(items[0].itemId) == uploaded_[0].itemId,
+        "the album shows it");
+}
+
+std::size_t DemoStory::DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& items,
+                                          const std::string& folder,
+                                          const std::vector<fs::path>& originals) {
+  const fs::path to = folder_.Path() / folder;
+  fs::create_directory(to);
+  const auto files = Fetch(library_, items, to);
+  for (std::size_t at = 0; at < files.size(); ++at) {
+    Check("download " + files[at].path.filename().string(), files[at].result,
+          kKELOCommand_Download);
+    Prove(SameContent(files[at].path, originals[at]),
+          fmt::format("{}: {} bytes, the same", Shown(files[at].path.filename().string()),
+                      fs::file_size(files[at].path)));
+  }
+  return files.size();
+}
+
+void DemoStory::DownloadEverything() {
+  Title("Download every original, and compare each byte");
+  std::map<std::string, fs::path> sources;
+  for (const UploadedFile& file : uploaded_) sources[file.itemId] = file.file.path;
+  const auto items = library_.List(albumId_, kKELOKind_FileItem);
+  std::vector<fs::path> originals;
+  for (const auto& item : items) originals.push_back(sources[std::string(FieldText(item.itemId))]);
+  DownloadAndCompare(items, "mine", originals);
+
+  const auto albums = library_.List(KELO_ALL_ITEMS_ID, kKELOKind_FriendAlbum);
+  Prove(albums.size() == 1,
+        fmt::format("a friend's album is there: \"{}\"", Shown(FieldText(albums.at(0).name))));
+  const auto theirs = library_.List(FieldText(albums[0].itemId), kKELOKind_FileItem);
+  std::map<std::string, fs::path> byName;
+  for (const fs::path& path : friends_) byName[path.filename().string()] = path;
+  originals.clear();
+  for (const auto& item : theirs) originals.push_back(byName[Resolved(FieldText(item.name))]);
+  Prove(DownloadAndCompare(theirs, "theirs", originals) == byName.size(),
+        "the friend's album is complete");
+}
+
+void DemoStory::ShowStorage() {
+  Title("Ask for the storage");
+  std::uint64_t sent = 0;
+  for (const UploadedFile& file : uploaded_) sent += file.file.size;
+  const tagKELO_StorageCapacityInfo capacity = library_.Capacity();
+  const std::uint64_t used = capacity.dataCapacity;
+  const std::uint64_t all = capacity.storageCapacity;
+  Prove(used >= sent && used <= all, fmt::format("{} of {} used", ByteText(used), ByteText(all)));
+}
+
+void DemoStory::Recipients() {
+  Title("Address list and verification");
+  const std::string contacts = Shown(library_.AddressList());
+  fmt::print("  address list: {}\n", contacts.empty() ? "(empty)" : contacts);
+  RecipientLists lists;
+  const std::uint32_t result = library_.Verify(fmt::format("{};{}", kFriend, kBadAddress), lists);
+  Prove(result == kKELOResult_RecipientsRejected && lists.accepted == kFriend &&
+            lists.rejected == kBadAddress,
+        fmt::format("\"{}\" accepted, \"{}\" rejected", Shown(lists.accepted),
+                    Shown(lists.rejected)));
+}
+
+void DemoStory::SendMail() {
+  Title("Share the album by picture mail, without positions");
+  PictureMail mail{.recipients = fmt::format("{},{}", kFriend, kBadAddress),
+                   .subject = "Pictures & greetings",
+                   .text = "Hello Anna,\nlook at these!",
+                   .removeGps = true,
+                   .verify = true};
+  RecipientLists lists;
+  const std::uint32_t status = library_.Mail(albumId_, mail, lists);
+  const auto outbox = service_->Outbox();
+  Prove(outbox.size() == 1 && outbox[0].recipients == std::vector<std::string>{kFriend} &&
+            outbox[0].gpsRemoved && outbox[0].subject == mail.subject &&
+            outbox[0].body == mail.text,
+        fmt::format("the mail went to {} with its subject and text", kFriend));
+  Prove(status == kKELOResult_RecipientsRejected && lists.rejected == kBadAddress,
+        fmt::format("the sender learns that \"{}\" was left out", Shown(lists.rejected)));
+}
+
+void DemoStory::AbortDownload() {
+  Title("Abort a download that takes for ever");
+  const std::string url = Resolved(FieldText(library_.Info(uploaded_[0].itemId).origUrl));
+  const std::string path = (folder_.Path() / "aborted.jpg").string();
+  service_->SetScript([slow = PathOf(url)](const devservice::LoggedRequest& request) {
+    std::optional<devservice::Reply> reply;
+    if (request.path != slow) return reply;
+    reply.emplace();
+    reply->body.assign(1 << 20, 'x');
+    reply->chunkSize = 1024;
+    reply->chunkDelay = std::chrono::milliseconds(50);
+    return reply;
+  });
+  std::vector<tagKELO_DownloadInfo> records(1);
+  CopyText(records[0].url, url);
+  records[0].destPath = LentText(path);
+  std::promise<void> moving;
+  std::once_flag once;
+  std::future<void> aborter;
+  bool begun = false;
+  {
+    Progress progress(library_, {"aborted.jpg"});
+    progress.SetListener([&](std::uint32_t, const tagKELO_ProgressInfo& state) {
+      if (state.transferDone > 0) std::call_once(once, [&] { moving.set_value(); });
+    });
+    aborter = std::async(std::launch::async, [&] {
+      begun = moving.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+      library_.AbortRunning();
+    });
+    records[0].result = library_.Download(records);
+    std::call_once(once, [&] { moving.set_value(); });
+    aborter.get();
+  }
+  service_->SetScript({});
+  Prove(begun && records[0].result == kKELOResult_Aborted,
+        "bytes were moving, and the command ended: " + ResultText(records[0].result));
+  Prove(!fs::exists(path), "no partial file is left");
+}
+
+void DemoStory::ExtendAndClose() {
+  Title("Keep the session alive, then close it");
+  const std::size_t before = Arrived("VerifyRecipients");
+  library_.ExtendToken(library_.Session(), service_->Secret());
+  Prove(Arrived("VerifyRecipients") == before + 1, "the service saw the token in use");
+  library_.CloseSession();
+  std::uint32_t code = 0;
+  try {
+    library_.LoadHierarchy();
+  } catch (const CommandFailure& failure) {
+    code = failure.Code();
+  }
+  Prove(code == kKELOResult_NoSession, "the closed session is no longer accepted");
+}
+
+void DemoStory::AllCommandsSeen() const {
+  constexpr std::size_t kCommands = 22;
+  Title("Done");
+  Prove(library_.SentCommands().size() == kCommands,
+        fmt::format("all {} commands of the library were used", kCommands));
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,184 @@
+// The first half of the demonstration: session, upload, browsing.
+#include "DemoStory.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+#include "Names.h"
+#include "Records.h"
+#include "ResultText.h"
+#include "StateFile.h"
+#include "Tree.h"
+#include "devservice/DevService.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kFriendPictures = 2;
+
+fs::path MakeTemporaryFolder() {
+  std::string pattern = (fs::temp_directory_path() / "kelo-demo-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) {
+    throw Failure(fmt::format("cannot create {}: {}", pattern, std::strerror(errno)));
+  }
+  return pattern;
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() : path_(MakeTemporaryFolder()) {}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code failed;
+  fs::remove_all(path_, failed);
+}
+
+void Prove(bool proven, const std::string& what) {
+  if (!proven) throw Failure("the proof failed: " + what);
+  fmt::print("  OK: {}\n", what);
+}
+
+void Title(const std::string& title) {
+  fmt::print("\n{}\n", title);
+}
+
+DemoStory::DemoStory(Library& library, fs::path pictures)
+    : library_(library), pictures_(std::move(pictures)) {}
+
+DemoStory::~DemoStory() = default;
+
+void DemoStory::Tell() {
+  StartService();
+  OpenSession();
+  CreateAlbum();
+  UploadPictures();
+  UploadAgain();
+  Browse();
+  Edit();
+  LinkIntoAlbum();
+  DownloadEverything();
+  ShowStorage();
+  Recipients();
+  SendMail();
+  AbortDownload();
+  ExtendAndClose();
+  AllCommandsSeen();
+}
+
+void DemoStory::StartService() {
+  const UploadPlan plan = PlanUpload({pictures_.string()}, true);
+  const fs::path album = folder_.Path() / "Anna's garden";
+  fs::create_directory(album);
+  for (const auto& batch : plan.batches) {
+    for (const LocalFile& file : batch) {
+      if (friends_.size() == kFriendPictures || IsSoundMemo(file.path)) continue;
+      fs::copy_file(file.path, album / file.path.filename(), fs::copy_options::overwrite_existing);
+      friends_.push_back(file.path);
+    }
+  }
+  if (friends_.empty()) throw Failure(pictures_.string() + " holds no pictures");
+  devservice::Service::Options options;
+  options.quotaBytes = 1ull << 40;
+  service_ = std::make_unique<devservice::Service>(options);
+  service_->ImportFriend(album);
+  StateFile(folder_.Path() / "state").SaveUrl(service_->Url());
+  fmt::print("A local service runs at {}; a friend shares the album \"Anna's garden\".\n",
+             service_->Url());
+}
+
+void DemoStory::OpenSession() {
+  Title("Open a session, hand it out, take it back");
+  const std::string secret = service_->Secret();
+  library_.OpenSession({service_->ApiKey(), service_->AuthToken(), secret});
+  const tagKELO_SessionInfo session = library_.Session();
+  library_.SetSession(session, secret);
+  const tagKELO_SessionInfo again = library_.Session();
+  Prove(std::memcmp(&session, &again, sizeof session) == 0, "the session came back unchanged");
+  library_.LoadHierarchy();
+  Prove(library_.Count(KELO_ALL_ITEMS_ID, kKELOKind_FileItem) == 0,
+        "the account is loaded, and empty");
+}
+
+std::string DemoStory::AddContainer(const std::string& parent, std::uint32_t kind,
+                                    const std::string& name) {
+  std::vector<tagKELO_ItemInfo> records(1);
+  records[0].kind = kind;
+  CopyText(records[0].name, name);
+  const std::uint32_t result = library_.AddContainers(parent, records);
+  Check("create " + name, result != 0 ? result : records[0].result, kKELOCommand_AddItems);
+  fmt::print("  {} \"{}\" [{}]\n", KindText(kind), name, FieldText(records[0].itemId));
+  return std::string(FieldText(records[0].itemId));
+}
+
+void DemoStory::CreateAlbum() {
+  Title("Create a folder, and an album in it");
+  const std::string folder = AddContainer("", kKELOKind_Folder, "Demonstration");
+  albumId_ = AddContainer(folder, kKELOKind_Album, "Pictures & more");
+}
+
+std::vector<UploadedFile> DemoStory::Put() {
+  std::vector<UploadedFile> files;
+  SendPlan(library_, PlanUpload({pictures_.string()}, true), {.album = albumId_, .tags = "demo"},
+           [&](const UploadedFile& file) { files.push_back(file); });
+  return files;
+}
+
+std::size_t DemoStory::Arrived(const std::string& method) const {
+  std::size_t count = 0;
+  for (const auto& request : service_->Log()) count += request.apiMethod == method ? 1 : 0;
+  return count;
+}
+
+void DemoStory::UploadPictures() {
+  Title("Put the pictures into the album");
+  std::map<std::string, bool> seen;
+  std::size_t held = 0;
+  const auto files = Put();
+  for (const UploadedFile& file : files) {
+    const LocalFile& local = file.file;
+    const std::string size =
+        local.width == 0 ? "" : fmt::format(", {} x {}", local.width, local.height);
+    const std::string shot = local.shotDate.empty() ? "" : ", shot " + local.shotDate;
+    fmt::print("  {}: {}{}{}\n", Shown(local.path.filename().string()), file.Words(), size, shot);
+    held += file.Held() ? 1 : 0;
+    if (file.Held() && !file.itemId.empty() && !std::exchange(seen[file.itemId], true))
+      uploaded_.push_back(file);
+  }
+  Prove(held == files.size() && !uploaded_.empty(), "the service confirmed each of them");
+}
+
+void DemoStory::UploadAgain() {
+  Title("Put them again");
+  const std::size_t before = Arrived("UploadItems");
+  const auto files = Put();
+  for (const UploadedFile& file : files) {
+    if (file.outcome == UploadOutcome::kStored) Prove(false, "a picture was sent twice");
+  }
+  Prove(Arrived("UploadItems") == before,
+        fmt::format("{} checked, nothing sent", CountText(files.size(), "file")));
+}
+
+void DemoStory::Browse() {
+  Title("Load the account again, and browse it");
+  library_.LoadHierarchy();
+  PrintTree(library_, true);
+  const auto items = library_.List(albumId_, kKELOKind_FileItem);
+  Prove(items.size() == uploaded_.size() &&
+            library_.Count(albumId_, kKELOKind_FileItem) == items.size(),
+        fmt::format("the album counts and lists {}", CountText(items.size(), "item")));
+  const std::string_view id = FieldText(items[0].itemId);
+  const tagKELO_ItemInfo cached = library_.Info(id);
+  const tagKELO_ItemInfo fresh = library_.Info(id, true);
+  Prove(FieldText(cached.name) == FieldText(fresh.name) &&
+            FieldText(cached.origUrl) == FieldText(fresh.origUrl),
+        fmt::format("\"{}\" reads the same from memory and asked afresh",
+                    Shown(FieldText(fresh.name))));
+}
+
+}  // namespace kelo::host

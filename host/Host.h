@@ -1,0 +1,53 @@
+// What every command of the program works with: the stored session and the library.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "Interrupt.h"
+#include "Library.h"
+#include "StateFile.h"
+
+namespace CLI {
+class App;
+}
+
+namespace kelo::host {
+
+class Host {
+ public:
+  Host() : interrupt_(library_) {}
+
+  // The library without a session.
+  Library& Bare() { return library_; }
+  // With the stored session restored. Throws Failure when there is none.
+  Library& WithSession();
+  // With the session and the account's hierarchy loaded, both once.
+  Library& Loaded();
+
+ private:
+  Library library_;
+  Interrupt interrupt_;  // ends before the library closes
+  bool restored_ = false;
+  bool loaded_ = false;
+};
+
+// What the command line asked for: runs with the library and gives the exit code.
+using Action = std::function<int(Host&)>;
+
+// Each adds its sub-commands to the command line; parsing sets `chosen`.
+void AddSessionCommands(CLI::App& app, Action& chosen);
+void AddBrowseCommands(CLI::App& app, Action& chosen);
+void AddGetCommand(CLI::App& app, Action& chosen);
+void AddPutCommand(CLI::App& app, Action& chosen);
+void AddEditCommands(CLI::App& app, Action& chosen);
+void AddShareCommands(CLI::App& app, Action& chosen);
+void AddDemoCommand(CLI::App& app, Action& chosen);
+
+// The entry that a person names by id, by the word "root" (the root album) or by the name of one
+// folder or album. Throws Failure when there is none, or more than one. Needs the hierarchy.
+tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted);
+// The same for an album that can hold items of ours; a folder is refused.
+tagKELO_ItemInfo FindAlbum(Library& library, const std::string& wanted);
+
+}  // namespace kelo::host

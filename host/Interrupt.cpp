@@ -1,0 +1,53 @@
+// The signal thread.
+#include "Interrupt.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+namespace kelo::host {
+namespace {
+
+std::atomic<int> arrived = 0;
+
+// The signals that end a command, and the one that wakes the thread when the program is done.
+constexpr int kWakeUp = SIGUSR1;
+
+sigset_t Signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, kWakeUp}) sigaddset(&set, signal);
+  return set;
+}
+
+}  // namespace
+
+void Interrupt::BlockSignals() {
+  const sigset_t set = Signals();
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+int Interrupt::Signal() {
+  return arrived;
+}
+
+Interrupt::Interrupt(Library& library) : library_(library), thread_([this] { Wait(); }) {}
+
+Interrupt::~Interrupt() {
+  ending_ = true;
+  pthread_kill(thread_.native_handle(), kWakeUp);
+  thread_.join();
+}
+
+void Interrupt::Wait() {
+  const sigset_t set = Signals();
+  int signal = 0;
+  while (sigwait(&set, &signal) == 0) {
+    if (ending_) return;
+    if (signal == kWakeUp) continue;
+    // The second one ends the program where it stands: its own work may be what hangs.
+    if (arrived.exchange(signal) != 0) _exit(128 + signal);
+    library_.Stop();
+  }
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,102 @@
+// The library's transfers, edits and sharing.
+#include "Library.h"
+#include "Records.h"
+#include "ResultText.h"
+
+namespace kelo::host {
+
+std::uint32_t Library::Upload(std::string_view album, std::vector<tagKELO_LoadInfo>& files,
+                              bool check) {
+  tagCommandControlInfo info =
+      Targeted(album, files.data(), static_cast<std::uint32_t>(files.size()));
+  if (check) {
+    info.outputOptions = kKELOOption_CheckDuplicates;
+    info.selectionFlags =
+        kKELOCheck_FileModifyDate | kKELOCheck_FileCreateDate | kKELOCheck_ShotDate;
+  }
+  return Send(kKELOCommand_Upload, &info);
+}
+
+std::uint32_t Library::Download(std::vector<tagKELO_DownloadInfo>& files) {
+  tagCommandControlInfo info = Record(files.data(), static_cast<std::uint32_t>(files.size()));
+  return Send(kKELOCommand_Download, &info);
+}
+
+void Library::ModifyProps(std::string_view id, tagKELO_PropertyInfo properties) {
+  tagCommandControlInfo info = Targeted(id, &properties);
+  Check("change the item", Send(kKELOCommand_ModifyProps, &info), kKELOCommand_ModifyProps);
+}
+
+void Library::AddTags(std::string_view id, std::uint32_t kind, std::string_view tags) {
+  tagKELO_TagInfo record{};
+  CopyText(record.text, tags);
+  tagCommandControlInfo info = Targeted(id, &record);
+  info.selectionFlags = kind == kKELOKind_FileItem ? kind : kind & kKELOKind_Album;
+  Check("add the tags", Send(kKELOCommand_AddTags, &info), kKELOCommand_AddTags);
+}
+
+std::uint32_t Library::AddContainers(std::string_view parent,
+                                     std::vector<tagKELO_ItemInfo>& containers) {
+  tagCommandControlInfo info =
+      Targeted(parent, containers.data(), static_cast<std::uint32_t>(containers.size()));
+  return Send(kKELOCommand_AddItems, &info);
+}
+
+std::uint32_t Library::AddLinks(std::string_view album, std::vector<tagKELO_AddLinkInfo>& links) {
+  tagCommandControlInfo info =
+      Targeted(album, links.data(), static_cast<std::uint32_t>(links.size()));
+  return Send(kKELOCommand_AddNewLink, &info);
+}
+
+std::uint32_t Library::Verify(const std::string& recipients, RecipientLists& lists) {
+  tagKELO_RecipientInfo record{};
+  record.recipients = LentText(recipients);
+  tagCommandControlInfo info = Record(&record);
+  info.outputOptions = kKELOOption_ReturnTexts;
+  const std::uint32_t result = Send(kKELOCommand_VerifyRecipient, &info);
+  lists = {TakeText(record.accepted), TakeText(record.rejected)};
+  if (result != kKELOResult_RecipientsRejected) {
+    Check("verify the addresses", result, kKELOCommand_VerifyRecipient);
+  }
+  return result;
+}
+
+std::string Library::AddressList() {
+  tagKELO_StringInfo list{};
+  tagCommandControlInfo info = Record(&list);
+  const std::uint32_t result = Send(kKELOCommand_GetAddressList, &info);
+  std::string text = TakeText(list);
+  Check("fetch the address list", result, kKELOCommand_GetAddressList);
+  return text;
+}
+
+std::uint32_t Library::Mail(std::string_view album, const PictureMail& mail,
+                            RecipientLists& lists) {
+  tagKELO_PictureMailInfo record{};
+  record.recipients = LentText(mail.recipients);
+  record.subject = LentText(mail.subject);
+  record.body = LentText(mail.text);
+  record.removeGPS = mail.removeGps ? 1 : 0;
+  tagCommandControlInfo info = Targeted(album, &record);
+  if (mail.verify) info.outputOptions = kKELOOption_VerifyRecipients | kKELOOption_ReturnTexts;
+  const std::uint32_t result = Send(kKELOCommand_SendPictureMail, &info);
+  lists = {TakeText(record.accepted), TakeText(record.rejected)};
+  Check("send the mail", result, kKELOCommand_SendPictureMail);
+  return record.status;
+}
+
+void Library::RegisterProgress(KELOAccessEventCallback callback) {
+  // The record's data pointer carries the function itself.
+  tagCommandControlInfo info = Record(reinterpret_cast<void*>(callback));
+  info.selectionFlags = kKELOEventMask_Progress;
+  Check("follow the progress", Send(kKELOCommand_RegisterEventCallBack, &info),
+        kKELOCommand_RegisterEventCallBack);
+}
+
+void Library::UnregisterProgress() {
+  tagCommandControlInfo info = Record(nullptr);
+  info.selectionFlags = kKELOEventMask_Progress;
+  Send(kKELOCommand_UnregisterEventCallBack, &info);
+}
+
+}  // namespace kelo::host

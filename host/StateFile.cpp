@@ -1,0 +1,141 @@
+// The session file: a fixed block of bytes that is written and read whole.
+#include "StateFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "Records.h"
+#include "ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+// In native byte order, as the session block is: the file does not travel between machines.
+struct FileContent {
+  char magic[16] = "kelo session 1\n";
+  std::uint32_t byteOrder = 0x01020304;
+  char secret[36] = {};
+  tagKELO_SessionInfo session{};
+};
+static_assert(sizeof(FileContent) == 16 + 4 + 36 + 800);
+
+constexpr const char* kUrlsVariable = "KELO_URLS_FILE";
+
+std::filesystem::path DefaultFolder() {
+  // A relative XDG path is to be ignored.
+  const char* state = std::getenv("XDG_STATE_HOME");
+  if (state != nullptr && state[0] == '/') return std::filesystem::path(state) / "kelo";
+  const char* home = std::getenv("HOME");
+  if (home == nullptr || home[0] != '/') {
+    throw Failure("cannot find the state folder: neither XDG_STATE_HOME nor HOME is set");
+  }
+  return std::filesystem::path(home) / ".local/state/kelo";
+}
+
+[[noreturn]] void FailFile(std::string_view doing, const std::filesystem::path& path) {
+  const std::string reason = std::strerror(errno);
+  throw Failure(fmt::format("cannot {} {}: {}", doing, path.string(), reason));
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() { Close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int Number() const { return number_; }
+  bool Close() {
+    if (number_ < 0) return true;
+    return ::close(std::exchange(number_, -1)) == 0;
+  }
+
+ private:
+  int number_;
+};
+
+// A file of mode 0600, there whole or not at all.
+void WriteAtomically(const std::filesystem::path& path, std::string_view bytes) {
+  std::error_code failed;
+  std::filesystem::create_directories(path.parent_path(), failed);
+  std::filesystem::permissions(path.parent_path(), std::filesystem::perms::owner_all, failed);
+  std::string temporary = path.string() + ".XXXXXX";
+  Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+  if (file.Number() < 0) FailFile("create", temporary);
+  const auto written = ::write(file.Number(), bytes.data(), bytes.size());
+  const bool whole = written == static_cast<ssize_t>(bytes.size()) && ::fsync(file.Number()) == 0;
+  if (!whole || !file.Close() || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    const int reason = errno;
+    ::unlink(temporary.c_str());
+    errno = reason;
+    FailFile("write", path);
+  }
+}
+
+}  // namespace
+
+StateFile::StateFile() : StateFile(DefaultFolder()) {}
+StateFile::StateFile(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+void StateFile::Save(const StoredSession& stored) const {
+  FileContent content;
+  content.session = stored.session;
+  CopyText(content.secret, stored.secret);
+  WriteAtomically(SessionPath(), {reinterpret_cast<const char*>(&content), sizeof content});
+}
+
+StoredSession StateFile::Load() const {
+  const std::filesystem::path path = SessionPath();
+  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  if (file.Number() < 0) {
+    if (errno == ENOENT) throw Failure("no session: log in with 'kelo login'");
+    FailFile("read", path);
+  }
+  char bytes[sizeof(FileContent) + 1];  // one more, to notice a longer file
+  const auto size = ::read(file.Number(), bytes, sizeof bytes);
+  if (size < 0) FailFile("read", path);
+  FileContent content;
+  if (size != sizeof content) {
+    throw Failure(fmt::format(
+        "the session file {} is not one of this version of kelo ({} than {} bytes); log in again",
+        path.string(), size < static_cast<ssize_t>(sizeof content) ? "shorter" : "longer",
+        sizeof content));
+  }
+  std::memcpy(&content, bytes, sizeof content);
+  const FileContent expected;
+  if (std::memcmp(content.magic, expected.magic, sizeof content.magic) != 0 ||
+      content.byteOrder != expected.byteOrder || content.session.token[0] == '\0') {
+    throw Failure(fmt::format(
+        "the session file {} is damaged, or of another program or machine; log in again",
+        path.string()));
+  }
+  return {content.session, std::string(FieldText(content.secret))};
+}
+
+void StateFile::Remove() const {
+  if (::unlink(SessionPath().c_str()) != 0 && errno != ENOENT) FailFile("remove", SessionPath());
+}
+
+void StateFile::SaveUrl(const std::string& url) const {
+  if (url.find('"') != std::string::npos) throw Failure("a URL has no quotation marks in it");
+  if (url.empty()) {
+    std::error_code failed;
+    std::filesystem::remove(UrlPath(), failed);
+    ::unsetenv(kUrlsVariable);
+    return;
+  }
+  WriteAtomically(UrlPath(), fmt::format("kKELO_URLofKELOServer = \"{}\"\n", url));
+  ::setenv(kUrlsVariable, UrlPath().c_str(), 1);
+}
+
+void StateFile::ApplyUrl() const {
+  std::error_code failed;
+  if (std::filesystem::exists(UrlPath(), failed)) ::setenv(kUrlsVariable, UrlPath().c_str(), 0);
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,90 @@
+// kelo: the command-line host of the photo service library.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "Host.h"
+#include "Manual.h"
+#include "ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+constexpr const char* kFooter =
+    "Begin with 'kelo login'; 'kelo COMMAND --help' tells about each command, and 'kelo demo' "
+    "shows "
+    "everything on a service of its own. Folders and albums can be named by id or by name, items "
+    "by id: "
+    "'kelo ls' and 'kelo tree --items' show the ids. Exit codes: 0 success, 1 failure (the message "
+    "ends "
+    "with the library's result code), 2 wrong usage, 130 aborted by Ctrl-C.";
+
+void Describe(CLI::App& app, Action& chosen) {
+  app.name("kelo");
+  app.set_version_flag("--version", "kelo " KELO_VERSION, "Show the version");
+  app.footer(kFooter);
+  app.require_subcommand(0, 1);
+  AddSessionCommands(app, chosen);
+  AddBrowseCommands(app, chosen);
+  AddGetCommand(app, chosen);
+  AddPutCommand(app, chosen);
+  AddEditCommands(app, chosen);
+  AddShareCommands(app, chosen);
+  AddDemoCommand(app, chosen);
+}
+
+int Run(const Action& action) {
+  try {
+    StateFile().ApplyUrl();
+  } catch (const Failure&) {
+    // No home folder: the commands that need one say so.
+  }
+  try {
+    Host host;
+    return action(host);
+  } catch (const CLI::ParseError& error) {
+    fmt::print(stderr, "kelo: {}\n", error.what());
+    return kUsage;
+  } catch (const std::exception& failure) {
+    if (Interrupt::Signal() == 0) {
+      fmt::print(stderr, "kelo: {}\n", failure.what());
+      return kFailed;
+    }
+  }
+  fmt::print(stderr, "kelo: aborted\n");
+  return 128 + Interrupt::Signal();
+}
+
+int Main(int argc, char** argv) {
+  Interrupt::BlockSignals();
+  CLI::App app("command-line host of the photo storage and sharing service");
+  Action chosen;
+  Describe(app, chosen);
+  bool manual = false;
+  bool completion = false;
+  app.add_flag("--man", manual)->group("");
+  app.add_flag("--completion", completion)->group("");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kUsage;
+  }
+  if (manual || completion) {
+    fmt::print("{}", manual ? ManualPage(app) : BashCompletion(app));
+    return 0;
+  }
+  if (chosen) return Run(chosen);
+  fmt::print(stderr, "{}", app.help());
+  return kUsage;
+}
+
+}  // namespace
+}  // namespace kelo::host
+
+int main(int argc, char** argv) {
+  return kelo::host::Main(argc, argv);
+}
