@@ -16,8 +16,8 @@
 #include <thread>
 #include <vector>
 
+#include "http/DownloadFile.h"
 #include "http/HTTPConnection.h"
-#include "platform/FileStream.h"
 #include "platform/URLLoading.h"
 
 namespace kelo {
@@ -26,12 +26,9 @@ class HTTPConnectionMac;
 
 class MacHTTPControl final : private URLConnectionDelegate {
  public:
-  /// Where an upload body of 100 MiB or more is kept while it is sent.
+  /// Where an upload body of 100 MiB of files or more is spooled.
   static constexpr const char* kSpoolPath = "/tmp/tVQLTempFile.dat";
-  /// Sum of the file sizes from which a body goes through the spool file.
-  static constexpr std::uint64_t kSpoolThreshold = 104857600;
 
-  MacHTTPControl();
   MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath);
   ~MacHTTPControl();
 
@@ -86,7 +83,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
   bool httpConnectionDownloadActive_ = false;
   std::uint64_t httpConnectionDownloadFinishedSize_ = 0;
   std::uint64_t httpConnectionDownloadTotalSize_ = 0;
-  FileDescriptor httpConnectionDownloadOutputStream_;
+  DownloadFile httpConnectionDownloadOutputStream_;
   std::uint32_t httpConnectionResult_ = 0;
 
   // Shared with httpFuncAbort. The lock orders the beginning and the end of an operation against

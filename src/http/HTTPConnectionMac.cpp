@@ -1,0 +1,60 @@
+// Forwarding from the platform connection to its control object.
+#include "http/HTTPConnectionMac.h"
+
+#include <utility>
+
+#include "http/MacHTTPControl.h"
+#include "platform/CAutoreleasePool.h"
+
+namespace kelo {
+
+HTTPConnectionMac::HTTPConnectionMac()
+    : HTTPConnectionMac(MakeURLLoader(), MacHTTPControl::kSpoolPath) {}
+
+HTTPConnectionMac::HTTPConnectionMac(std::unique_ptr<URLLoader> loader,
+                                     const std::string& spoolPath) {
+  const CAutoreleasePool pool;
+  control_ = std::make_unique<MacHTTPControl>(std::move(loader), spoolPath);
+  control_->setupCallback(this);
+}
+
+HTTPConnectionMac::~HTTPConnectionMac() {
+  const CAutoreleasePool pool;
+  control_->endControl();
+}
+
+std::uint32_t HTTPConnectionMac::HTTPRequestPUT(const std::string& url, const std::string& query,
+                                                const std::string& body, std::string& response,
+                                                std::uint32_t timeout) {
+  const CAutoreleasePool pool;
+  return control_->httpFuncPUT(url, query, body, response, timeout);
+}
+
+std::uint32_t HTTPConnectionMac::HTTPRequestGET(const std::string& url, const std::string& query,
+                                                std::string& response, std::uint32_t timeout) {
+  const CAutoreleasePool pool;
+  return control_->httpFuncGET(url, query, response, timeout);
+}
+
+std::uint32_t HTTPConnectionMac::HTTPRequestFileUpload(
+    const std::string& url, const std::string& query,
+    const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+    const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
+    std::uint32_t timeout) {
+  const CAutoreleasePool pool;
+  return control_->httpFuncUpload(url, query, headers, parts, response, timeout);
+}
+
+std::uint32_t HTTPConnectionMac::HTTPFileDownload(const std::string& url,
+                                                  const std::string& destPath,
+                                                  std::uint32_t& fileSize, std::uint32_t timeout) {
+  const CAutoreleasePool pool;
+  return control_->httpFuncDownload(url, destPath, fileSize, timeout);
+}
+
+std::uint32_t HTTPConnectionMac::HTTPAbort() {
+  const CAutoreleasePool pool;
+  return control_->httpFuncAbort();
+}
+
+}  // namespace kelo

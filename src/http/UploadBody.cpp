@@ -1,0 +1,134 @@
+// Building the body of an upload, in memory or in the spool file.
+#include "http/UploadBody.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "http/TransportCode.h"
+
+namespace kelo {
+namespace {
+
+constexpr std::size_t kChunkSize = 65536;
+constexpr std::size_t kReadStep = 1 << 20;  // between two looks at the abort flag
+constexpr int kMostSpoolAttempts = 10;
+
+}  // namespace
+
+UploadBody::UploadBody(std::string spoolPath, std::function<bool()> aborted)
+    : spoolPath_(std::move(spoolPath)), aborted_(std::move(aborted)) {}
+
+UploadBody::~UploadBody() {
+  unlink(spoolPath_.c_str());
+}
+
+std::uint32_t UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+  std::uint64_t fileSizes = 0;
+  for (const auto& part : parts) fileSizes += part.fileSize;
+  return fileSizes < kSpoolThreshold ? BuildInMemory(parts) : BuildInSpool(parts);
+}
+
+URLBody UploadBody::Body() const {
+  if (spool_) return URLFileBody{spool_.Get(), length_};
+  return std::string_view(buffer_.get(), length_);
+}
+
+std::uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+  std::uint64_t total = 0;
+  for (const auto& part : parts) {
+    total += part.bytes.size() + (part.filePath.empty() ? 0 : part.fileSize);
+  }
+  buffer_ = std::make_unique_for_overwrite<char[]>(total);
+  for (const auto& part : parts) {
+    std::memcpy(buffer_.get() + length_, part.bytes.data(), part.bytes.size());
+    length_ += part.bytes.size();
+    if (part.filePath.empty()) continue;
+    if (const std::uint32_t code = ReadFileIntoBuffer(part)) return code;
+    CountFile(part);
+  }
+  return kTransport_Success;
+}
+
+std::uint32_t UploadBody::ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part) {
+  const FileDescriptor file = OpenPart(part);
+  if (!file) return kTransport_UploadFileUnreadable;
+  for (std::size_t left = part.fileSize; left > 0;) {
+    if (aborted_()) return kTransport_Aborted;
+    const std::size_t step = std::min(left, kReadStep);
+    int error = 0;
+    if (ReadFull(file.Get(), buffer_.get() + length_, step, error) != step) {
+      return kTransport_UploadFileUnreadable;
+    }
+    length_ += step;
+    left -= step;
+  }
+  return kTransport_Success;
+}
+
+std::uint32_t UploadBody::BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+  if (!OpenSpool()) return kTransport_OtherFailure;
+  chunk_ = std::make_unique_for_overwrite<char[]>(kChunkSize);
+  for (const auto& part : parts) {
+    if (const std::uint32_t code = AppendToSpool(part.bytes.data(), part.bytes.size())) return code;
+    if (part.filePath.empty()) continue;
+    if (const std::uint32_t code = CopyFileIntoSpool(part)) return code;
+    CountFile(part);
+  }
+  chunk_.reset();
+  return kTransport_Success;
+}
+
+std::uint32_t UploadBody::CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part) {
+  const FileDescriptor file = OpenPart(part);
+  if (!file) return kTransport_UploadFileUnreadable;
+  for (std::size_t left = part.fileSize; left > 0;) {
+    if (aborted_()) return kTransport_Aborted;
+    const std::size_t step = std::min(left, kChunkSize);
+    int error = 0;
+    if (ReadFull(file.Get(), chunk_.get(), step, error) != step) {
+      return kTransport_UploadFileUnreadable;
+    }
+    if (const std::uint32_t code = AppendToSpool(chunk_.get(), step)) return code;
+    left -= step;
+  }
+  return kTransport_Success;
+}
+
+std::uint32_t UploadBody::AppendToSpool(const void* data, std::size_t size) {
+  int error = 0;
+  if (!WriteAll(spool_.Get(), data, size, error)) return kTransport_OtherFailure;
+  length_ += size;
+  return kTransport_Success;
+}
+
+bool UploadBody::OpenSpool() {
+  // What stands in the place is old, or another upload's that has given the name up already.
+  // Another host may take the place between the two calls, so there are a few attempts.
+  for (int attempt = 0; attempt < kMostSpoolAttempts && !spool_; ++attempt) {
+    unlink(spoolPath_.c_str());
+    int error = 0;
+    spool_ = OpenNewFile(spoolPath_, 0600, error);
+  }
+  unlink(spoolPath_.c_str());
+  return static_cast<bool>(spool_);
+}
+
+FileDescriptor UploadBody::OpenPart(const tagHTTPConnection_MultipartBody& part) const {
+  if (part.filePath.find('\0') != std::string::npos) return {};
+  std::uint64_t size = 0;
+  int error = 0;
+  FileDescriptor file = OpenRegularFileForReading(part.filePath, size, error);
+  return size < part.fileSize ? FileDescriptor() : std::move(file);
+}
+
+void UploadBody::CountFile(const tagHTTPConnection_MultipartBody& part) {
+  lastPath_ = part.filePath;
+  fileBytes_ += part.fileSize;
+  ++fileCount_;
+}
+
+}  // namespace kelo

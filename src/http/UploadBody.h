@@ -1,0 +1,63 @@
+// The body of a multipart upload, complete before its first byte is sent: what happens to a file
+// afterwards changes nothing.
+//
+// Below 100 MiB of files it is one buffer of the exact size, into which each file is read straight.
+// From there on it is spooled to a file whose name is given up as soon as it is open, so that it is
+// gone on every path, and two hosts that upload at the same time don't meet.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "http/HTTPConnection.h"
+#include "platform/FileStream.h"
+#include "platform/URLLoading.h"
+
+namespace kelo {
+
+class UploadBody {
+ public:
+  /// Sum of the file sizes from which the body is spooled.
+  static constexpr std::uint64_t kSpoolThreshold = 104857600;
+
+  /// `aborted` is asked between steps of bounded length.
+  UploadBody(std::string spoolPath, std::function<bool()> aborted);
+  UploadBody(const UploadBody&) = delete;
+  UploadBody& operator=(const UploadBody&) = delete;
+  /// Also removes what a host that died may have left at the spool path.
+  ~UploadBody();
+
+  /// Reads everything. A transport code; 4107 for a file that cannot supply its declared size.
+  std::uint32_t Build(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+
+  /// The body, valid while this object lives.
+  URLBody Body() const;
+  const std::string& LastPath() const { return lastPath_; }
+  std::uint64_t FileBytes() const { return fileBytes_; }
+  std::uint64_t FileCount() const { return fileCount_; }
+
+ private:
+  std::uint32_t BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  std::uint32_t BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  std::uint32_t ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part);
+  std::uint32_t CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part);
+  std::uint32_t AppendToSpool(const void* data, std::size_t size);
+  bool OpenSpool();
+  FileDescriptor OpenPart(const tagHTTPConnection_MultipartBody& part) const;
+  void CountFile(const tagHTTPConnection_MultipartBody& part);
+
+  const std::string spoolPath_;
+  const std::function<bool()> aborted_;
+  std::unique_ptr<char[]> buffer_;
+  FileDescriptor spool_;
+  std::unique_ptr<char[]> chunk_;  // between a file and the spool
+  std::uint64_t length_ = 0;       // of the body so far
+  std::string lastPath_;
+  std::uint64_t fileBytes_ = 0;
+  std::uint64_t fileCount_ = 0;
+};
+
+}  // namespace kelo

@@ -1,0 +1,63 @@
+// What URL loading needs of libcurl in typed form: handles with owners, options and questions whose
+// value types are checked when compiling, and the translation of its errors. Included by the
+// URLLoading sources only.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <string_view>
+#include <type_traits>
+
+namespace kelo {
+
+template <auto free>
+struct CurlDeleter {
+  template <class Handle>
+  void operator()(Handle* handle) const {
+    free(handle);
+  }
+};
+using CurlEasy = std::unique_ptr<CURL, CurlDeleter<curl_easy_cleanup>>;
+using CurlMulti = std::unique_ptr<CURLM, CurlDeleter<curl_multi_cleanup>>;
+using CurlList = std::unique_ptr<curl_slist, CurlDeleter<curl_slist_free_all>>;
+using CurlURL = std::unique_ptr<CURLU, CurlDeleter<curl_url_cleanup>>;
+
+enum class URLScheme { Malformed, Unsupported, HTTP, HTTPS };
+
+/// The scheme of a URL. Throws std::bad_alloc.
+URLScheme SchemeOfURL(std::string_view text);
+
+/// The URL loading error code for a transfer's result, which is not CURLE_OK. Throws std::bad_alloc
+/// for a full memory.
+int URLErrorFromCurl(CURLcode code);
+
+/// Throws unless the call succeeded: std::bad_alloc for a full memory, std::runtime_error for what
+/// this library could not do at all.
+void CheckCurl(CURLcode code);
+void CheckCurl(CURLMcode code);
+
+/// Sets an option. libcurl reads its variadic argument by the option's number range, so a value of
+/// another width would be misread silently.
+template <CURLoption option, class Value>
+void SetCurlOption(CURL* easy, Value value) {
+  constexpr int kind = static_cast<int>(option) / 10000;
+  static_assert(kind != 0 || std::is_same_v<Value, long>);
+  static_assert((kind != 1 && kind != 2) || std::is_pointer_v<Value>);
+  static_assert(kind != 3 || std::is_same_v<Value, curl_off_t>);
+  CheckCurl(curl_easy_setopt(easy, option, value));
+}
+
+/// Asks about a transfer; `otherwise` where libcurl does not know.
+template <CURLINFO info, class Value>
+Value GetCurlInfo(CURL* easy, Value otherwise) {
+  constexpr int kind = static_cast<int>(info) & CURLINFO_TYPEMASK;
+  static_assert(kind != CURLINFO_STRING || std::is_same_v<Value, char*>);
+  static_assert(kind != CURLINFO_LONG || std::is_same_v<Value, long>);
+  static_assert(kind != CURLINFO_OFF_T || std::is_same_v<Value, curl_off_t>);
+  static_assert(kind != CURLINFO_SOCKET || std::is_same_v<Value, curl_socket_t>);
+  Value value = otherwise;
+  return curl_easy_getinfo(easy, info, &value) == CURLE_OK ? value : otherwise;
+}
+
+}  // namespace kelo
