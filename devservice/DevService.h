@@ -1,6 +1,6 @@
-// A complete local photo service on loopback: the server that the tests, the benchmarks, the demo and
-// `kelo-devservice` use. It speaks the whole protocol against a SQLite account store, keeps a log of
-// what arrived, and lets a test answer any request by itself, faults included.
+// A complete local photo service on loopback: the server that the tests, the benchmarks, the demo
+// and `kelo-devservice` use. It speaks the whole protocol against a SQLite account store, keeps a
+// log of what arrived, and lets a test answer any request by itself, faults included.
 #pragma once
 
 #include <chrono>
@@ -18,12 +18,12 @@ namespace kelo::devservice {
 
 // What arrived. Header names are as sent.
 struct LoggedRequest {
-  std::string method;   // "GET", "PUT", "POST"
-  std::string target;   // path and query exactly as sent
+  std::string method;  // "GET", "PUT", "POST"
+  std::string target;  // path and query exactly as sent
   std::string path;
-  std::string query;    // undecoded, without the "?"
+  std::string query;  // undecoded, without the "?"
   std::vector<std::pair<std::string, std::string>> headers;
-  std::string body;     // bodies above 1 MiB are kept only while Options::logLargeBodies is set
+  std::string body;  // bodies above 1 MiB are kept only while Options::logLargeBodies is set
   std::uint64_t bodySize = 0;
   std::string apiMethod;  // "OpenSession", "GetHierarchy", ...; empty where none can be read
   bool complete = true;   // false when the peer left, or was answered, before the body's end
@@ -34,32 +34,34 @@ struct LoggedRequest {
 // A scripted answer. The defaults are an ordinary 200.
 struct Reply {
   int status = 200;
-  std::string body;
-  std::vector<std::pair<std::string, std::string>> headers;
-  std::chrono::milliseconds delay{0};       // silence before the first byte
-  std::size_t chunkSize = 0;                // body sent in pieces of this size ...
-  std::chrono::milliseconds chunkDelay{0};  // ... with this pause after each
-  std::optional<std::uint64_t> declaredLength;  // Content-Length to claim instead of the true one
-  std::optional<std::size_t> cutAfter;      // close the connection after this many body bytes
-  bool closeAtOnce = false;                 // close without answering at all
-  bool silent = false;                      // never answer, until the peer leaves or the service stops
-  std::uint64_t readFirst = 0;              // head scripts only: body bytes to take before this answer
+  std::string body{};
+  std::vector<std::pair<std::string, std::string>> headers{};
+  std::chrono::milliseconds delay{0};             // silence before the first byte
+  std::size_t chunkSize = 0;                      // body sent in pieces of this size ...
+  std::chrono::milliseconds chunkDelay{0};        // ... with this pause after each
+  std::optional<std::uint64_t> declaredLength{};  // Content-Length to claim instead of the true one
+  std::optional<std::size_t> cutAfter{};          // close the connection after this many body bytes
+  bool closeAtOnce = false;                       // close without answering at all
+  bool silent = false;          // never answer, until the peer leaves or the service stops
+  std::uint64_t readFirst = 0;  // head scripts only: body bytes to take before this answer
 };
 
-// Decides about one request: a reply, or nothing to let the service answer it. Called on server threads,
-// possibly several at once. Answers are sent compressed only when the service answers by itself.
+// Decides about one request: a reply, or nothing to let the service answer it. Called on server
+// threads, possibly several at once. Answers are sent compressed only when the service answers by
+// itself.
 using Script = std::function<std::optional<Reply>(const LoggedRequest&)>;
 
 class Service {
  public:
   struct Options {
-    std::filesystem::path dataDirectory;  // empty: SQLite in memory, files in a temporary folder
-    int port = 0;                         // 0: a free one
+    std::filesystem::path dataDirectory{};  // empty: SQLite in memory, files in a temporary folder
+    int port = 0;                           // 0: a free one
     std::uint64_t quotaBytes = 5ull << 30;
     bool logLargeBodies = false;
     std::chrono::seconds tokenLifetime{3600};  // counted from the token's last use
-    std::uint64_t maxRequestBytes = 4ull << 30;  // a longer body is answered 413 before it has ended
-    std::size_t logLimit = 1'000'000;            // older requests leave the log
+    std::uint64_t maxRequestBytes = 4ull
+                                    << 30;  // a longer body is answered 413 before it has ended
+    std::size_t logLimit = 1'000'000;       // older requests leave the log
   };
 
   Service();
@@ -84,15 +86,16 @@ class Service {
   Account AddAccount(const std::string& address);
 
   // Fills the first account from a folder of pictures: sub-folders become folders and albums,
-  // files at the top go to the root album. Import of a friend's album: one album with the folder's name.
+  // files at the top go to the root album. Import of a friend's album: one album with the folder's
+  // name.
   void Import(const std::filesystem::path& directory);
   void ImportFriend(const std::filesystem::path& directory);
 
   // Thread-safe; replaces the former script. An empty one removes it.
   void SetScript(Script script);
 
-  // Likewise, but asked before the body is read: `body` is empty and `bodySize` is the announced length.
-  // Its reply is sent after Reply::readFirst bytes of the body, and the connection closes.
+  // Likewise, but asked before the body is read: `body` is empty and `bodySize` is the announced
+  // length. Its reply is sent after Reply::readFirst bytes of the body, and the connection closes.
   void SetHeadScript(Script script);
 
   std::vector<LoggedRequest> Log() const;
@@ -119,5 +122,8 @@ class Service {
   class Impl;
   std::unique_ptr<Impl> impl_;
 };
+
+// A mail as a text of several lines, for people.
+std::string DescribeMail(const Service::Mail& mail);
 
 }  // namespace kelo::devservice

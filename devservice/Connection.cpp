@@ -1,0 +1,233 @@
+// Reading through one large buffer, and writing of answers with every scripted fault.
+#include "devservice/Connection.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/sendfile.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "devservice/Gzip.h"
+
+namespace kelo::devservice {
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kCompressFrom = 1024;  // smaller answers travel in one packet anyway
+constexpr milliseconds kIdleLimit{300'000};
+constexpr milliseconds kDrainLimit{10'000};
+
+struct StatusText {
+  int status;
+  std::string_view text;
+};
+constexpr StatusText kStatusTexts[] = {
+    {200, "OK"},
+    {204, "No Content"},
+    {206, "Partial Content"},
+    {301, "Moved Permanently"},
+    {302, "Found"},
+    {303, "See Other"},
+    {304, "Not Modified"},
+    {307, "Temporary Redirect"},
+    {308, "Permanent Redirect"},
+    {400, "Bad Request"},
+    {401, "Unauthorized"},
+    {403, "Forbidden"},
+    {404, "Not Found"},
+    {408, "Request Timeout"},
+    {413, "Payload Too Large"},
+    {500, "Internal Server Error"},
+    {503, "Service Unavailable"},
+    {504, "Gateway Timeout"},
+};
+
+std::string_view TextOfStatus(int status) {
+  const auto* found = std::ranges::find(kStatusTexts, status, &StatusText::status);
+  return found == std::end(kStatusTexts) ? "Status" : found->text;
+}
+
+bool HasHeader(const Reply& reply, const char* name) {
+  return std::ranges::any_of(reply.headers, [&](const auto& header) {
+    return strcasecmp(header.first.c_str(), name) == 0;
+  });
+}
+
+std::string HeadOf(const Reply& reply, std::uint64_t length) {
+  std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " ";
+  head += TextOfStatus(reply.status);
+  head += "\r\n";
+  for (const auto& [name, value] : reply.headers) head += name + ": " + value + "\r\n";
+  if (!HasHeader(reply, "Content-Type")) head += "Content-Type: text/xml; charset=UTF-8\r\n";
+  const bool bodyless = reply.status == 204 || reply.status == 304;
+  if (!bodyless && !HasHeader(reply, "Content-Length") && !HasHeader(reply, "Transfer-Encoding")) {
+    head += "Content-Length: " + std::to_string(reply.declaredLength.value_or(length)) + "\r\n";
+  }
+  return head + "\r\n";
+}
+
+void ReadAddress(const sockaddr_storage& address, std::string& ip, int& port) {
+  if (address.ss_family != AF_INET) return;
+  sockaddr_in v4{};
+  std::memcpy(&v4, &address, sizeof v4);
+  char text[INET_ADDRSTRLEN] = {};
+  if (inet_ntop(AF_INET, &v4.sin_addr, text, sizeof text)) ip = text;
+  port = ntohs(v4.sin_port);
+}
+
+}  // namespace
+
+Connection::Connection(int socket) : socket_(socket), buffer_(kBufferSize) {}
+
+bool Connection::AwaitRequest() {
+  answered_ = false;
+  if (begin_ < end_) return true;
+  pollfd wait{socket_, POLLIN, 0};
+  int ready = 0;
+  do {
+    ready = poll(&wait, 1, static_cast<int>(kIdleLimit.count()));
+  } while (ready < 0 && errno == EINTR);
+  return ready > 0;
+}
+
+ssize_t Connection::read(char* data, size_t size) {
+  if (begin_ == end_) {
+    ssize_t received = 0;
+    do {
+      received = recv(socket_, buffer_.data(), buffer_.size(), 0);
+    } while (received < 0 && errno == EINTR);
+    if (received <= 0) return received;
+    begin_ = 0;
+    end_ = static_cast<std::size_t>(received);
+  }
+  const std::size_t taken = std::min(size, end_ - begin_);
+  std::memcpy(data, buffer_.data() + begin_, taken);
+  begin_ += taken;
+  return static_cast<ssize_t>(taken);
+}
+
+ssize_t Connection::write(const char* data, size_t size) {
+  if (answered_) return static_cast<ssize_t>(size);
+  return SendAll({data, size}) ? static_cast<ssize_t>(size) : -1;
+}
+
+void Connection::get_remote_ip_and_port(std::string& ip, int& port) const {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  if (getpeername(socket_, reinterpret_cast<sockaddr*>(&address), &size) == 0) {
+    ReadAddress(address, ip, port);
+  }
+}
+
+void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  if (getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) == 0) {
+    ReadAddress(address, ip, port);
+  }
+}
+
+bool Connection::Pause(std::optional<milliseconds> duration) {
+  const auto until = Clock::now() + duration.value_or(milliseconds(0));
+  while (!duration || Clock::now() < until) {
+    pollfd wait{socket_, POLLRDHUP, 0};
+    const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
+    const int ready =
+        poll(&wait, 1, duration ? static_cast<int>(std::max<long>(0, left.count())) : -1);
+    if (ready > 0) return false;
+    if (ready < 0 && errno != EINTR) return false;
+  }
+  return true;
+}
+
+bool Connection::SendAll(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+  return true;
+}
+
+void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
+  answered_ = true;
+  Reply reply = answer.reply;
+  if (reply.silent) Pause(std::nullopt);
+  if (reply.silent || reply.closeAtOnce || !Pause(reply.delay)) {
+    mustClose_ = true;
+    return;
+  }
+  bool sent = false;
+  if (!answer.file.empty()) {
+    sent = SendFile(answer.file, HeadOf(reply, std::filesystem::file_size(answer.file)));
+  } else {
+    if (answer.mayCompress && peerTakesGzip && reply.body.size() >= kCompressFrom) {
+      reply.body = Gzip(reply.body);
+      reply.headers.emplace_back("Content-Encoding", "gzip");
+    }
+    if (headOnly) {
+      sent = SendAll(HeadOf(reply, reply.body.size()));
+    } else {
+      sent = SendBody(reply);
+    }
+  }
+  const bool lengthIsWrong = reply.declaredLength && *reply.declaredLength != reply.body.size();
+  if (!sent || reply.cutAfter || lengthIsWrong) mustClose_ = true;
+}
+
+bool Connection::SendBody(const Reply& reply) {
+  std::string head = HeadOf(reply, reply.body.size());
+  std::string_view body = reply.body;
+  body = body.substr(0, reply.cutAfter.value_or(body.size()));
+  if (reply.chunkSize == 0 && body.size() < kBufferSize) return SendAll(head.append(body));
+  if (!SendAll(head)) return false;
+  const std::size_t piece = reply.chunkSize ? reply.chunkSize : body.size();
+  for (; !body.empty(); body.remove_prefix(std::min(piece, body.size()))) {
+    if (!SendAll(body.substr(0, piece)) || !Pause(reply.chunkDelay)) return false;
+  }
+  return true;
+}
+
+bool Connection::SendFile(const std::filesystem::path& path, const std::string& head) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  bool good = SendAll(head);
+  off_t left = static_cast<off_t>(std::filesystem::file_size(path));
+  while (good && left > 0) {
+    const ssize_t sent = sendfile(socket_, file, nullptr, static_cast<std::size_t>(left));
+    if (sent < 0 && errno == EINTR) continue;
+    good = sent > 0;
+    left -= sent;
+  }
+  close(file);
+  return good;
+}
+
+void Connection::SendAndLeave(const Answer& answer) {
+  Send(answer, false, false);
+  mustClose_ = true;
+  // Closing with unread bytes would reset the connection and could destroy the answer under way.
+  if (!answer.reply.closeAtOnce && !answer.reply.silent) DrainUntilPeerLeaves();
+}
+
+void Connection::DrainUntilPeerLeaves() {
+  shutdown(socket_, SHUT_WR);
+  const auto until = Clock::now() + kDrainLimit;
+  while (Clock::now() < until) {
+    pollfd wait{socket_, POLLIN, 0};
+    if (poll(&wait, 1, static_cast<int>(kDrainLimit.count())) <= 0) return;
+    if (recv(socket_, buffer_.data(), buffer_.size(), 0) <= 0) return;
+  }
+}
+
+}  // namespace kelo::devservice

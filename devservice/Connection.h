@@ -1,0 +1,67 @@
+// One accepted connection. cpp-httplib parses the requests that are read from it; the answers are
+// written here, byte by byte as wanted, because faults (pauses, cuts, wrong lengths) and big files
+// need more control than that library's own writer gives.
+#pragma once
+
+#include <httplib.h>
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "devservice/DevService.h"
+
+namespace kelo::devservice {
+
+// An answer of the service: a reply, or a file that is sent from disk instead of its body.
+struct Answer {
+  Reply reply;
+  std::filesystem::path file;
+  bool mayCompress = false;
+};
+
+// Used by the connection's own thread; the socket is shut down from outside to end it at once.
+class Connection final : public httplib::Stream {
+ public:
+  explicit Connection(int socket);
+
+  // Waits for the first byte of the next request; false when the peer left or fell idle.
+  bool AwaitRequest();
+
+  // Answers the current request. What httplib then writes for it is swallowed.
+  void Send(const Answer& answer, bool headOnly, bool peerTakesGzip);
+  // The connection ends after this answer, although the peer is still sending.
+  void SendAndLeave(const Answer& answer);
+
+  bool MustClose() const { return mustClose_; }
+  void CloseAfterwards() { mustClose_ = true; }
+
+  // httplib::Stream
+  bool is_readable() const override { return true; }
+  bool is_writable() const override { return true; }
+  ssize_t read(char* data, size_t size) override;
+  ssize_t write(const char* data, size_t size) override;
+  void get_remote_ip_and_port(std::string& ip, int& port) const override;
+  void get_local_ip_and_port(std::string& ip, int& port) const override;
+  int socket() const override { return socket_; }
+
+ private:
+  // False when the peer left (or the service stops) meanwhile.
+  bool Pause(std::optional<std::chrono::milliseconds> duration);
+  bool SendAll(std::string_view bytes);
+  bool SendBody(const Reply& reply);
+  bool SendFile(const std::filesystem::path& file, const std::string& head);
+  void DrainUntilPeerLeaves();
+
+  int socket_;
+  std::vector<char> buffer_;
+  std::size_t begin_ = 0;
+  std::size_t end_ = 0;
+  bool answered_ = false;
+  bool mustClose_ = false;
+};
+
+}  // namespace kelo::devservice

@@ -1,0 +1,91 @@
+// A thin SQLite wrapper: owned handles, bound parameters, errors as exceptions.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <concepts>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace kelo::devservice {
+
+class DatabaseError : public std::runtime_error {
+ public:
+  DatabaseError(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
+  bool IsConstraint() const { return (code_ & 0xFF) == SQLITE_CONSTRAINT; }
+
+ private:
+  int code_;
+};
+
+// One prepared statement. Text columns stay valid until the next step.
+class Statement {
+ public:
+  Statement(sqlite3* handle, std::string_view sql);
+
+  // Binds to the next parameter, in order.
+  Statement& Bind(std::string_view text);
+  Statement& Bind(std::integral auto number) {
+    return BindNumber(static_cast<std::int64_t>(number));
+  }
+
+  bool Step();  // true while there is a row
+  std::string Text(int column) const;
+  std::int64_t Number(int column) const;
+
+ private:
+  Statement& BindNumber(std::int64_t number);
+  void Check(int code) const;
+
+  sqlite3* handle_;
+  std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement_;
+  int bound_ = 0;
+};
+
+// Not thread-safe: its owner serialises the calls.
+class Database {
+ public:
+  explicit Database(const std::string& path);
+
+  void Run(const std::string& script);
+
+  // Prepares and binds.
+  Statement Query(std::string_view sql, const auto&... values) {
+    Statement statement(handle_.get(), sql);
+    (statement.Bind(values), ...);
+    return statement;
+  }
+  // Runs a statement that gives no rows.
+  void Execute(std::string_view sql, const auto&... values) {
+    Statement statement = Query(sql, values...);
+    while (statement.Step()) {
+    }
+  }
+  bool Exists(std::string_view sql, const auto&... values) { return Query(sql, values...).Step(); }
+  std::int64_t Count(std::string_view sql, const auto&... values) {
+    Statement statement = Query(sql, values...);
+    return statement.Step() ? statement.Number(0) : 0;
+  }
+
+ private:
+  std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle_{nullptr, &sqlite3_close};
+};
+
+// Everything until Commit happens, or nothing does.
+class Transaction {
+ public:
+  explicit Transaction(Database& database) : database_(&database) { database.Run("BEGIN"); }
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  void Commit();
+
+ private:
+  Database* database_;
+};
+
+}  // namespace kelo::devservice

@@ -1,0 +1,299 @@
+// The service put together: HTTP, protocol, store, scripts and log.
+#include "devservice/DevService.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdlib>
+#include <deque>
+#include <mutex>
+#include <stdexcept>
+
+#include "devservice/Answers.h"
+#include "devservice/Api.h"
+#include "devservice/HttpServer.h"
+#include "devservice/Import.h"
+#include "devservice/Store.h"
+#include "devservice/UploadReceiver.h"
+
+namespace kelo::devservice {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kOutboxPath = "/outbox";
+constexpr std::string_view kOwnerAddress = "me@home.example";
+constexpr std::string_view kFriendAddress = "friend@home.example";
+
+// The folder for the files of a service that keeps nothing; removed with it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = (fs::temp_directory_path() / "kelo-devservice-XXXXXX").string();
+    if (!mkdtemp(name.data())) throw std::runtime_error("cannot make a temporary folder");
+    path_ = name;
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const fs::path& Path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+Reply PlainReply(int status, std::string body) {
+  Reply reply;
+  reply.status = status;
+  reply.body = std::move(body);
+  reply.headers.emplace_back("Content-Type", "text/plain; charset=UTF-8");
+  return reply;
+}
+
+std::string MethodOf(const LoggedRequest& request) {
+  if (request.method != "GET") return MethodOfDocument(request.body);
+  static constexpr std::string_view mark = "method=";
+  const std::size_t start = request.query.find(mark);
+  if (request.path != Api::kAuthPath || start == std::string::npos) return {};
+  const std::string rest = request.query.substr(start + mark.size());
+  return rest.substr(0, rest.find('&'));
+}
+
+}  // namespace
+
+std::string LoggedRequest::Header(std::string_view name) const {
+  const std::string wanted(name);
+  for (const auto& [header, value] : headers) {
+    if (strcasecmp(header.c_str(), wanted.c_str()) == 0) return value;
+  }
+  return {};
+}
+
+class Service::Impl final : private RequestHandler {
+ public:
+  explicit Impl(Options options)
+      : options_(std::move(options)),
+        store_(options_.dataDirectory, FilesDirectory()),
+        owner_(store_.AddAccount(kOwnerAddress)),
+        server_(options_.port, *this),
+        url_("http://127.0.0.1:" + std::to_string(server_.Port())),
+        api_(store_, {url_, options_.quotaBytes, options_.tokenLifetime}) {
+    server_.Start();
+  }
+  ~Impl() override { server_.Stop(); }
+
+  const std::string& Url() const { return url_; }
+  const Credentials& Owner() const { return owner_; }
+
+  template <typename Work>
+  auto WithStore(Work work) {
+    const std::lock_guard lock(api_.Mutex());
+    return work(store_);
+  }
+
+  bool CopiesFiles() const { return !options_.dataDirectory.empty(); }
+
+  void SetScript(Script script, bool ofHeads) {
+    const std::lock_guard lock(mutex_);
+    (ofHeads ? headScript_ : script_) = std::move(script);
+  }
+
+  std::vector<LoggedRequest> Log() const {
+    const std::lock_guard lock(mutex_);
+    return {log_.begin(), log_.end()};
+  }
+
+  void ClearLog() {
+    const std::lock_guard lock(mutex_);
+    log_.clear();
+    requestCount_ = 0;
+  }
+
+  std::size_t RequestCount() const {
+    const std::lock_guard lock(mutex_);
+    return requestCount_;
+  }
+
+  bool WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
+                      std::chrono::milliseconds timeout) const {
+    std::unique_lock lock(mutex_);
+    return logged_.wait_for(lock, timeout,
+                            [&] { return std::any_of(log_.begin(), log_.end(), predicate); });
+  }
+
+ private:
+  const fs::path FilesDirectory() {
+    if (!options_.dataDirectory.empty()) return options_.dataDirectory / "files";
+    return temporary_.emplace().Path();
+  }
+
+  std::optional<Reply> OnHead(const LoggedRequest& request) override {
+    if (request.bodySize > options_.maxRequestBytes) return PlainReply(413, "Request too large\n");
+    return Ask(headScript_, request);
+  }
+
+  std::unique_ptr<BodySink> SinkFor(const LoggedRequest& request) override {
+    if (request.method != "POST" || request.path != Api::kUploadPath) return nullptr;
+    return std::make_unique<UploadReceiver>(api_, request);
+  }
+
+  bool KeepsLargeBodies() const override { return options_.logLargeBodies; }
+
+  Answer OnRequest(LoggedRequest request, BodySink* sink) override {
+    request.apiMethod = sink ? "UploadItems" : MethodOf(request);
+    const bool keepsBody = options_.logLargeBodies || request.body.size() <= HttpServer::kLargeBody;
+    LoggedRequest logged = request;
+    if (!keepsBody) logged.body.clear();
+    AddToLog(logged);
+    if (!request.complete) return {};
+    if (auto scripted = Ask(script_, logged)) return {std::move(*scripted), {}, false};
+    return AnswerByItself(request, sink);
+  }
+
+  void AddToLog(const LoggedRequest& request) {
+    const std::lock_guard lock(mutex_);
+    log_.push_back(request);
+    ++requestCount_;
+    while (log_.size() > options_.logLimit) log_.pop_front();
+    logged_.notify_all();
+  }
+
+  std::optional<Reply> Ask(const Script& script, const LoggedRequest& request) {
+    std::unique_lock lock(mutex_);
+    const Script copy = script;
+    lock.unlock();
+    return copy ? copy(request) : std::nullopt;
+  }
+
+  Answer AnswerByItself(const LoggedRequest& request, BodySink* sink) {
+    if (request.method == "GET") return AnswerGet(request);
+    if (sink) return Document(static_cast<UploadReceiver*>(sink)->Finish());
+    if (request.method == "PUT" && request.path == Api::kManagePath) {
+      return Document(api_.Call(Endpoint::Manage, request.query, request.body));
+    }
+    if (request.method == "PUT" && request.path == Api::kUploadPath) {
+      return Document(api_.Call(Endpoint::Upload, request.query, request.body));
+    }
+    return {PlainReply(404, "Not found\n"), {}, false};
+  }
+
+  Answer AnswerGet(const LoggedRequest& request) {
+    if (request.path == Api::kAuthPath) return Document(api_.Authenticate(request.query));
+    if (request.path == kOutboxPath) return {PlainReply(200, OutboxText()), {}, true};
+    const fs::path file = api_.FileOf(request.path);
+    if (file.empty()) return {PlainReply(404, "Not found\n"), {}, false};
+    Reply reply;
+    reply.headers.emplace_back("Content-Type", "application/octet-stream");
+    return {reply, file, false};
+  }
+
+  static Answer Document(std::string text) {
+    Reply reply;
+    reply.body = std::move(text);
+    return {std::move(reply), {}, true};
+  }
+
+  std::string OutboxText() {
+    std::string text;
+    for (const Mail& mail : WithStore([](Store& store) { return store.Outbox(); })) {
+      text += DescribeMail(mail) + "\n";
+    }
+    return text.empty() ? "No mail.\n" : text;
+  }
+
+  const Options options_;
+  std::optional<TemporaryFolder> temporary_;
+  Store store_;
+  const Credentials owner_;
+  HttpServer server_;
+  const std::string url_;
+  Api api_;
+
+  mutable std::mutex mutex_;  // guards what follows
+  mutable std::condition_variable logged_;
+  std::deque<LoggedRequest> log_;
+  std::size_t requestCount_ = 0;
+  Script script_;
+  Script headScript_;
+};
+
+Service::Service() : Service(Options{}) {}
+Service::Service(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {}
+Service::~Service() = default;
+
+std::string Service::Url() const {
+  return impl_->Url();
+}
+std::string Service::ApiKey() const {
+  return impl_->WithStore([](Store& store) { return store.ApiKey(); });
+}
+std::string Service::AuthToken() const {
+  return impl_->Owner().authToken;
+}
+std::string Service::Secret() const {
+  return impl_->Owner().secret;
+}
+
+Service::Account Service::AddAccount(const std::string& address) {
+  const Credentials added =
+      impl_->WithStore([&](Store& store) { return store.AddAccount(address); });
+  return {added.address, added.authToken, added.secret};
+}
+
+void Service::Import(const fs::path& directory) {
+  impl_->WithStore([&](Store& store) {
+    ImportFolder(store, impl_->Owner().account, directory, impl_->CopiesFiles());
+  });
+}
+
+void Service::ImportFriend(const fs::path& directory) {
+  impl_->WithStore([&](Store& store) {
+    const AccountId friendly = store.AddAccount(kFriendAddress).account;
+    const std::string album = ImportAlbum(store, friendly, directory, impl_->CopiesFiles());
+    store.ShareWith(friendly, album, impl_->Owner().account);
+  });
+}
+
+void Service::SetScript(Script script) {
+  impl_->SetScript(std::move(script), false);
+}
+void Service::SetHeadScript(Script script) {
+  impl_->SetScript(std::move(script), true);
+}
+std::vector<LoggedRequest> Service::Log() const {
+  return impl_->Log();
+}
+void Service::ClearLog() {
+  impl_->ClearLog();
+}
+std::size_t Service::RequestCount() const {
+  return impl_->RequestCount();
+}
+
+bool Service::WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
+                             std::chrono::milliseconds timeout) const {
+  return impl_->WaitForRequest(predicate, timeout);
+}
+
+void Service::ExpireTokens() {
+  impl_->WithStore([](Store& store) { store.ExpireSessions(); });
+}
+
+std::vector<Service::Mail> Service::Outbox() const {
+  return impl_->WithStore([](Store& store) { return store.Outbox(); });
+}
+
+std::string DescribeMail(const Service::Mail& mail) {
+  std::string text = "To: ";
+  for (const std::string& recipient : mail.recipients) {
+    text += (&recipient == &mail.recipients.front() ? "" : ", ") + recipient;
+  }
+  text += "\nAlbum: " + mail.albumId + "\nGPS removed: " + (mail.gpsRemoved ? "yes" : "no");
+  return text + "\nSubject: " + mail.subject + "\n\n" + mail.body + "\n";
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,62 @@
+// SHA-1 and MD5 as hexadecimal text.
+#include "devservice/Digest.h"
+
+#include <openssl/evp.h>
+
+#include <array>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace kelo::devservice {
+namespace {
+
+class Hash {
+ public:
+  explicit Hash(const EVP_MD* kind) : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
+    Check(context_ && EVP_DigestInit_ex(context_.get(), kind, nullptr));
+  }
+  void Add(const char* data, std::size_t size) {
+    Check(EVP_DigestUpdate(context_.get(), data, size));
+  }
+  std::string Hex() {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
+    unsigned int size = 0;
+    Check(EVP_DigestFinal_ex(context_.get(), bytes.data(), &size));
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned int i = 0; i < size; ++i) {
+      hex += digits[bytes[i] >> 4];
+      hex += digits[bytes[i] & 15];
+    }
+    return hex;
+  }
+
+ private:
+  static void Check(bool succeeded) {
+    if (!succeeded) throw std::runtime_error("digest failed");
+  }
+  std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
+};
+
+}  // namespace
+
+std::string Sha1Hex(std::string_view text) {
+  Hash hash(EVP_sha1());
+  hash.Add(text.data(), text.size());
+  return hash.Hex();
+}
+
+std::string Md5HexOfFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return {};
+  Hash hash(EVP_md5());
+  std::vector<char> block(1 << 16);
+  while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0) {
+    hash.Add(block.data(), static_cast<std::size_t>(file.gcount()));
+  }
+  return file.bad() ? std::string() : hash.Hex();
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,228 @@
+// cpp-httplib driven connection by connection.
+#include "devservice/HttpServer.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <limits>
+#include <list>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+namespace kelo::devservice {
+namespace {
+
+// The connection that this thread serves: httplib's handlers don't say which one it is.
+thread_local Connection* currentConnection = nullptr;
+
+// A thread for every connection, so that silent answers never keep others waiting.
+class ThreadPerConnection final : public httplib::TaskQueue {
+ public:
+  void enqueue(std::function<void()> task) override {
+    const std::lock_guard lock(mutex_);
+    JoinFinished();
+    threads_.emplace_back();
+    const auto self = std::prev(threads_.end());
+    *self = std::thread([this, self, task = std::move(task)] {
+      task();
+      const std::lock_guard finishedLock(mutex_);
+      finished_.push_back(self);
+    });
+  }
+
+  void shutdown() override {
+    std::unique_lock lock(mutex_);
+    std::list<std::thread> threads = std::move(threads_);
+    threads_.clear();
+    lock.unlock();
+    for (std::thread& thread : threads) thread.join();
+  }
+
+ private:
+  void JoinFinished() {
+    for (const auto thread : finished_) {
+      thread->join();
+      threads_.erase(thread);
+    }
+    finished_.clear();
+  }
+
+  std::mutex mutex_;
+  std::list<std::thread> threads_;
+  std::vector<std::list<std::thread>::iterator> finished_;
+};
+
+LoggedRequest HeadOf(const httplib::Request& request) {
+  LoggedRequest head;
+  head.method = request.method;
+  head.target = request.target;
+  const std::size_t mark = request.target.find('?');
+  head.path = request.target.substr(0, mark);
+  if (mark != std::string::npos) head.query = request.target.substr(mark + 1);
+  for (const auto& [name, value] : request.headers) {
+    // These four are httplib's own additions.
+    if (name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
+        name == "LOCAL_PORT") {
+      continue;
+    }
+    head.headers.emplace_back(name, value);
+  }
+  head.bodySize = request.get_header_value<std::uint64_t>("Content-Length");
+  return head;
+}
+
+}  // namespace
+
+class HttpServer::Impl final : private httplib::Server {
+ public:
+  Impl(int port, RequestHandler& handler) : handler_(handler) {
+    new_task_queue = [] { return new ThreadPerConnection; };  // httplib takes ownership
+    set_tcp_nodelay(true);
+    set_read_timeout(0);  // the connections watch themselves
+    set_write_timeout(0);
+    set_payload_max_length(std::numeric_limits<std::size_t>::max());
+    const char* every = R"([\s\S]*)";
+    Get(every,
+        [this](const httplib::Request& request, httplib::Response&) { Serve(request, nullptr); });
+    const auto withBody = [this](const httplib::Request& request, httplib::Response&,
+                                 const httplib::ContentReader& reader) { Serve(request, &reader); };
+    Put(every, withBody);
+    Post(every, withBody);
+    port_ = port == 0 ? bind_to_any_port("127.0.0.1") : bind_to_port("127.0.0.1", port) ? port : -1;
+    if (port_ <= 0) throw std::runtime_error("cannot listen on port " + std::to_string(port));
+  }
+
+  ~Impl() override { StopAll(); }
+
+  int Port() const { return port_; }
+
+  void Start() {
+    listener_ = std::thread([this] { listen_after_bind(); });
+  }
+
+  void StopAll() {
+    {
+      const std::lock_guard lock(mutex_);
+      if (stopping_) return;
+      stopping_ = true;
+      for (const int socket : sockets_) shutdown(socket, SHUT_RDWR);
+    }
+    // Not stop(): closing the socket under the listening thread would race with its accept.
+    shutdown(svr_sock_, SHUT_RDWR);
+    if (listener_.joinable()) listener_.join();
+  }
+
+ private:
+  bool process_and_close_socket(int socket) override {
+    if (Enter(socket)) {
+      Connection connection(socket);
+      currentConnection = &connection;
+      ServeConnection(connection);
+      currentConnection = nullptr;
+      Leave(socket);
+    }
+    close(socket);
+    return true;
+  }
+
+  void ServeConnection(Connection& connection) {
+    bool closed = false;
+    while (!closed && !connection.MustClose() && connection.AwaitRequest()) {
+      if (!process_request(connection, false, closed, nullptr)) break;
+    }
+  }
+
+  bool Enter(int socket) {
+    const std::lock_guard lock(mutex_);
+    if (!stopping_) sockets_.insert(socket);
+    return !stopping_;
+  }
+
+  void Leave(int socket) {
+    const std::lock_guard lock(mutex_);
+    sockets_.erase(socket);
+  }
+
+  void Serve(const httplib::Request& request, const httplib::ContentReader* reader) {
+    Connection& connection = *currentConnection;
+    try {
+      ServeRequest(connection, request, reader);
+    } catch (const std::exception& error) {
+      Reply failure;
+      failure.status = 500;
+      failure.body = std::string(error.what()) + "\n";
+      failure.headers.emplace_back("Content-Type", "text/plain");
+      connection.SendAndLeave({failure, {}, false});
+    }
+  }
+
+  void ServeRequest(Connection& connection, const httplib::Request& request,
+                    const httplib::ContentReader* reader) {
+    LoggedRequest head = HeadOf(request);
+    if (const auto early = handler_.OnHead(head)) {
+      ReadBody(head, reader, nullptr, early->readFirst);
+      head.complete = false;
+      handler_.OnRequest(std::move(head), nullptr);
+      connection.SendAndLeave({*early, {}, false});
+      return;
+    }
+    const std::unique_ptr<BodySink> sink = handler_.SinkFor(head);
+    ReadBody(head, reader, sink.get(), std::numeric_limits<std::uint64_t>::max());
+    const bool whole = head.complete;
+    const bool headOnly = head.method == "HEAD";
+    const bool takesGzip = head.Header("Accept-Encoding").find("gzip") != std::string::npos;
+    const Answer answer = handler_.OnRequest(std::move(head), sink.get());
+    if (!whole) {
+      connection.CloseAfterwards();
+      return;
+    }
+    connection.Send(answer, headOnly, takesGzip);
+  }
+
+  // Reads at most `limit` bytes; sets body, bodySize and complete.
+  void ReadBody(LoggedRequest& request, const httplib::ContentReader* reader, BodySink* sink,
+                std::uint64_t limit) {
+    request.bodySize = 0;
+    if (!reader || limit == 0) return;
+    bool keeping = true;
+    const auto receive = [&](const char* data, std::size_t size) {
+      request.bodySize += size;
+      if (sink) sink->Take({data, size});
+      keeping = keeping && (!sink || handler_.KeepsLargeBodies() || request.bodySize <= kLargeBody);
+      if (keeping) request.body.append(data, size);
+      return request.bodySize < limit;
+    };
+    request.complete = (*reader)(receive);
+    if (!keeping) request.body.clear();
+  }
+
+  RequestHandler& handler_;
+  int port_ = 0;
+  std::thread listener_;
+  std::mutex mutex_;
+  std::set<int> sockets_;
+  bool stopping_ = false;
+};
+
+HttpServer::HttpServer(int port, RequestHandler& handler)
+    : impl_(std::make_unique<Impl>(port, handler)) {}
+
+HttpServer::~HttpServer() = default;
+
+int HttpServer::Port() const {
+  return impl_->Port();
+}
+
+void HttpServer::Start() {
+  impl_->Start();
+}
+
+void HttpServer::Stop() {
+  impl_->StopAll();
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,54 @@
+// The HTTP side: accepts connections (a thread for each), reads requests with cpp-httplib, hands
+// them to the service and sends its answers. Knows nothing of the protocol.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "devservice/Connection.h"
+#include "devservice/DevService.h"
+
+namespace kelo::devservice {
+
+// Takes a request body as it arrives, instead of memory.
+class BodySink {
+ public:
+  virtual ~BodySink() = default;
+  virtual void Take(std::string_view bytes) = 0;
+};
+
+// What the server asks. Called on connection threads, several at once.
+class RequestHandler {
+ public:
+  virtual ~RequestHandler() = default;
+  // Before the body is read. A reply ends the request there.
+  virtual std::optional<Reply> OnHead(const LoggedRequest& request) = 0;
+  // Where the body goes; null: into LoggedRequest::body.
+  virtual std::unique_ptr<BodySink> SinkFor(const LoggedRequest& request) = 0;
+  // A whole request, or (complete == false) one that is over already and gets no answer.
+  virtual Answer OnRequest(LoggedRequest request, BodySink* sink) = 0;
+  virtual bool KeepsLargeBodies() const = 0;
+};
+
+class HttpServer {
+ public:
+  // Bodies beyond this are not kept for the log while they go into a sink.
+  static constexpr std::size_t kLargeBody = 1 << 20;
+
+  HttpServer(int port, RequestHandler& handler);
+  ~HttpServer();  // ends all connections at once
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  int Port() const;
+  void Start();  // before this, connections wait
+  void Stop();
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace kelo::devservice

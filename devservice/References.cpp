@@ -1,0 +1,151 @@
+// Reference conversion of the service side.
+#include "devservice/References.h"
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <utility>
+
+namespace kelo::devservice {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+constexpr std::array<std::pair<std::string_view, char>, 5> kEntities{{
+    {"amp", '&'},
+    {"quot", '"'},
+    {"apos", '\''},
+    {"lt", '<'},
+    {"gt", '>'},
+}};
+
+void AppendUtf8(std::string& out, char32_t c) {
+  const auto tail = [&](int shift) { out += static_cast<char>(0x80 | ((c >> shift) & 0x3F)); };
+  if (c < 0x80) {
+    out += static_cast<char>(c);
+  } else if (c < 0x800) {
+    out += static_cast<char>(0xC0 | (c >> 6));
+    tail(0);
+  } else if (c < 0x10000) {
+    out += static_cast<char>(0xE0 | (c >> 12));
+    tail(6);
+    tail(0);
+  } else {
+    out += static_cast<char>(0xF0 | (c >> 18));
+    tail(12);
+    tail(6);
+    tail(0);
+  }
+}
+
+// Takes one character off the text; nothing for bytes that are not UTF-8 (one byte is taken then).
+std::optional<char32_t> TakeUtf8(std::string_view& text) {
+  const auto lead = static_cast<unsigned char>(text.front());
+  const std::size_t size = lead < 0x80   ? 1
+                           : lead < 0xC2 ? 0
+                           : lead < 0xE0 ? 2
+                           : lead < 0xF0 ? 3
+                           : lead < 0xF5 ? 4
+                                         : 0;
+  if (size == 0 || size > text.size()) {
+    text.remove_prefix(1);
+    return std::nullopt;
+  }
+  char32_t c = size == 1 ? lead : lead & (0x7Fu >> size);
+  for (std::size_t i = 1; i < size; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if ((byte & 0xC0) != 0x80) {
+      text.remove_prefix(1);
+      return std::nullopt;
+    }
+    c = (c << 6) | (byte & 0x3Fu);
+  }
+  text.remove_prefix(size);
+  const bool overlong = (size == 3 && c < 0x800) || (size == 4 && c < 0x10000);
+  if (overlong || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) return std::nullopt;
+  return c;
+}
+
+void AppendUnit(std::string& out, char32_t unit) {
+  out += "&#";
+  out += std::to_string(static_cast<std::uint32_t>(unit));
+  out += ';';
+}
+
+void AppendReference(std::string& out, char32_t c) {
+  for (const auto& [name, character] : kEntities) {
+    if (c == static_cast<unsigned char>(character)) {
+      out += '&';
+      out += name;
+      out += ';';
+      return;
+    }
+  }
+  if (c >= 0x20 && c < 0x7F) {
+    out += static_cast<char>(c);
+  } else if (c < 0x10000) {
+    AppendUnit(out, c);
+  } else {
+    AppendUnit(out, 0xD800 + ((c - 0x10000) >> 10));
+    AppendUnit(out, 0xDC00 + ((c - 0x10000) & 0x3FF));
+  }
+}
+
+// The value between "&" and ";".
+std::optional<char32_t> ReferenceValue(std::string_view body) {
+  for (const auto& [name, character] : kEntities) {
+    if (body == name) return static_cast<unsigned char>(character);
+  }
+  if (body.size() < 2 || body.front() != '#') return std::nullopt;
+  body.remove_prefix(1);
+  const int base = body.front() == 'x' ? 16 : 10;
+  if (base == 16) body.remove_prefix(1);
+  std::uint32_t value = 0;
+  const auto [end, error] = std::from_chars(body.data(), body.data() + body.size(), value, base);
+  if (error != std::errc() || end != body.data() + body.size() || value > 0x10FFFF) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+}  // namespace
+
+std::string EncodeReferences(std::string_view utf8) {
+  std::string out;
+  out.reserve(utf8.size() + 16);
+  while (!utf8.empty()) AppendReference(out, TakeUtf8(utf8).value_or(kReplacement));
+  return out;
+}
+
+std::optional<std::string> DecodeReferences(std::string_view value) {
+  std::string out;
+  out.reserve(value.size());
+  char32_t high = 0;  // a first surrogate that waits for its second
+  while (!value.empty()) {
+    std::optional<char32_t> c;
+    const bool isReference = value.front() == '&';
+    if (isReference) {
+      const std::size_t end = value.find(';');
+      if (end == std::string_view::npos) return std::nullopt;
+      c = ReferenceValue(value.substr(1, end - 1));
+      value.remove_prefix(end + 1);
+    } else {
+      c = TakeUtf8(value);
+    }
+    if (!c) return std::nullopt;
+    const bool isLow = *c >= 0xDC00 && *c < 0xE000;
+    if (isLow != (high != 0)) return std::nullopt;
+    if (isLow) {
+      AppendUtf8(out, 0x10000 + ((high - 0xD800) << 10) + (*c - 0xDC00));
+      high = 0;
+    } else if (*c >= 0xD800 && *c < 0xDC00) {
+      high = *c;
+    } else {
+      AppendUtf8(out, *c);
+    }
+  }
+  if (high != 0) return std::nullopt;
+  return out;
+}
+
+}  // namespace kelo::devservice
