@@ -25,11 +25,11 @@ uint32_t KELOAccessCommandController::AccessCommand_GetItemsCount(tagCommandCont
 uint32_t KELOAccessCommandController::AccessCommand_GetItemsList(tagCommandControlInfo* info) {
   if (!IsCorrectGetItemParam(info)) return kKELOResult_InvalidTarget;
   const std::string_view target = ReadTextField(info->targetId);
-  auto* records = static_cast<tagKELO_ItemInfo*>(info->data);
   if (target == KELO_ALL_ITEMS_ID) {
-    return cacheManager_->GetAllItemsInfoOnServer(info->entryCount, records, info->selectionFlags);
+    return cacheManager_->GetAllItemsInfoOnServer(info->entryCount, info->data,
+                                                  info->selectionFlags);
   }
-  return cacheManager_->GetItemsInfoOnTargetID(target, info->entryCount, records,
+  return cacheManager_->GetItemsInfoOnTargetID(target, info->entryCount, info->data,
                                                info->selectionFlags);
 }
 

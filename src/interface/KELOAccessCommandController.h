@@ -209,8 +209,8 @@ class KELOAccessCommandController {
   uint32_t CallUploadService(const std::string& method, const std::string& content,
                              ServiceAnswer& answer, uint32_t timeout);
   // Shows an uploaded or already stored file in its cached album at once.
-  void AddToCachedAlbum(const std::string& albumId, const std::string& itemId,
-                        const std::string& displayName);
+  void AddToCachedAlbum(std::string_view albumId, std::string_view itemId,
+                        std::string_view displayName);
 
   // Creates the container that `record` describes and fills in its id. `stops` tells whether a
   // failure ends the whole command.

@@ -68,11 +68,10 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
     return kKELOResult_GeneralFailure;
   }
   CopyTextField(record.itemId, *id);
-  const std::string newId(*id);
   if (isAlbum) {
-    cacheManager_->AddAlbum(parent, newId, data, false);
+    cacheManager_->AddAlbum(parent, *id, data, false);
   } else {
-    cacheManager_->AddFolder(parent, newId, data);
+    cacheManager_->AddFolder(parent, *id, data);
   }
   // The parent's next record has to show the new count.
   cacheManager_->RemoveKELO_ItemInfoCache(parent);

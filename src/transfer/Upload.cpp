@@ -170,19 +170,18 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
     const auto itemId = FindPresentAttribute(element, "itemId");
     if (found == records.end() || !itemId) return;
     CopyTextField(found->second.itemId, *itemId);
-    AddToCachedAlbum(albumId, std::string(ReadTextField(found->second.itemId)),
-                     DisplayName(found->second));
+    AddToCachedAlbum(albumId, ReadTextField(found->second.itemId), DisplayName(found->second));
   });
   return kKELOResult_Success;
 }
 
 // The album's finished record is dropped, so that its next one shows the new item count.
-void KELOAccessCommandController::AddToCachedAlbum(const std::string& albumId,
-                                                   const std::string& itemId,
-                                                   const std::string& displayName) {
+void KELOAccessCommandController::AddToCachedAlbum(std::string_view albumId,
+                                                   std::string_view itemId,
+                                                   std::string_view displayName) {
   tagFileItemData data;
   data.fileName = displayName;
-  cacheManager_->AddFileItem(albumId, itemId, data);
+  cacheManager_->AddFileItem(albumId, itemId, std::move(data));
   cacheManager_->RemoveKELO_ItemInfoCache(albumId);
 }
 

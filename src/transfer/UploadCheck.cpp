@@ -104,8 +104,7 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
         anyDuplicate = true;
         CopyTextField(record.itemId, itemId);
         if (inAlbum) {
-          AddToCachedAlbum(std::string(ReadTextField(record.albumId)),
-                           std::string(ReadTextField(record.itemId)), names[i]);
+          AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), names[i]);
         }
       }
     }

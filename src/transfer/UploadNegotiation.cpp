@@ -53,8 +53,7 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
     tagKELO_LoadInfo& record = records[idx - 1];
     record.result = kKELOResult_AlreadyExists;
     CopyTextField(record.itemId, FindPresentAttribute(element, "itemId").value_or(""));
-    AddToCachedAlbum(std::string(ReadTextField(record.albumId)),
-                     std::string(ReadTextField(record.itemId)), names[idx - 1]);
+    AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), names[idx - 1]);
   });
   return kKELOResult_Success;
 }
