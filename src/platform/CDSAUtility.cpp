@@ -85,7 +85,8 @@ int CDSAUtilityAccess::makeDigestFromFile(const std::string& path, std::span<cha
   int error = 0;
   const FileDescriptor file = OpenRegularFileForReading(path, size, error);
   Context context;
-  if (!file || cdsaStagedDigestInit(Md5(), context) != 0) {
+  // A descriptor below 1 counts as failure, deliberately.
+  if (file.Get() < 1 || cdsaStagedDigestInit(Md5(), context) != 0) {
     return -1;
   }
   Digest digest;

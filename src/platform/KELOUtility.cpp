@@ -27,7 +27,7 @@ std::unique_ptr<std::uint8_t[]> MacKELOUtility::utilityFuncReadLocalTextFile(
   if (!file || fileSize > std::numeric_limits<std::uint32_t>::max()) {
     return nullptr;
   }
-  auto bytes = std::make_unique<std::uint8_t[]>(fileSize);
+  auto bytes = std::make_unique_for_overwrite<std::uint8_t[]>(fileSize);
   const std::size_t got = ReadFull(file.Get(), bytes.get(), fileSize, error);
   if (error != 0) {
     return nullptr;
