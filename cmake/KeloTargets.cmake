@@ -23,6 +23,9 @@ function(kelo_module name)
   target_link_libraries(kelo_${name} PUBLIC ${ARG_LIBRARIES} PRIVATE $<BUILD_INTERFACE:kelo_flags>)
 endfunction()
 
+# The programs that also run under the thread sanitizer: those labelled `threads`.
+add_custom_target(threaded_tests)
+
 # kelo_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...]): a GoogleTest program whose
 # cases are registered one by one with CTest.
 function(kelo_test name)
