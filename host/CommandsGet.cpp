@@ -86,6 +86,7 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
                   "Id or name of an album to download whole; 'root' for the items in no album")
       ->excludes(ids);
   get->add_option("--to", options->folder, "Folder to download into, created if missing")
+      ->type_name("DIR")
       ->capture_default_str();
   get->footer(
       "A file that exists is never overwritten. Ctrl-C ends the download and leaves no partial "

@@ -65,7 +65,7 @@ int Put(Host& host, const PutOptions& options) {
     if (refused == 0) throw Failure("there is nothing to send");
     return reporter.Finish(refused);
   }
-  UploadOptions upload{.tags = options.tags, .check = !options.force};
+  UploadOptions upload{.album = {}, .tags = options.tags, .check = !options.force};
   if (!options.album.empty() && options.album != "root") {
     upload.album = FieldText(FindAlbum(host.Loaded(), options.album).itemId);
     reporter.hintWanted = true;

@@ -91,6 +91,7 @@ void AddMail(CLI::App& app, Action& chosen) {
   command->add_option("ALBUM", options->album, "Id or name of the album")->required();
   command->add_option("--to", options->to, "Addresses, separated by commas or given one by one")
       ->required()
+      ->type_name("ADDRESS")
       ->allow_extra_args(false);
   command->add_option("--subject", options->mail.subject, "Subject of the mail");
   command->add_option("--text", options->mail.text, "Text of the mail");

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <future>
 #include <map>
+#include <mutex>
 
 #include "DemoStory.h"
 #include "Fetch.h"

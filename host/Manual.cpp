@@ -3,18 +3,10 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
+#include "Help.h"
 
 namespace kelo::host {
 namespace {
-
-std::vector<const CLI::App*> Commands(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App*) { return true; });
-}
-
-std::vector<const CLI::Option*> Options(const CLI::App& app) {
-  return app.get_options([](const CLI::Option* option) { return !option->get_group().empty(); });
-}
 
 // Text that roff does not take for requests or escapes.
 std::string Roff(const std::string& text) {
@@ -35,34 +27,14 @@ std::string Roff(const std::string& text) {
   return out;
 }
 
-// What stands behind an option's name: "VALUE" for those that take one.
-std::string ValueName(const CLI::Option& option) {
-  if (option.get_positional() || option.get_expected_max() == 0) return {};
-  return " " + option.get_type_name();
-}
-
 std::string OptionEntry(const CLI::Option& option) {
-  std::string text = option.get_description();
-  if (!option.get_envname().empty()) text += " (environment: " + option.get_envname() + ")";
-  const std::string name = option.get_name(option.get_positional(), true);
-  return fmt::format(".TP\n.B {}{}\n{}\n", Roff(name), Roff(ValueName(option)), Roff(text));
-}
-
-std::string Synopsis(const CLI::App& command) {
-  std::string line = "kelo " + command.get_name();
-  for (const CLI::Option* option : Options(command)) {
-    if (option == command.get_help_ptr()) continue;
-    std::string part = option->get_name(option->get_positional()) + ValueName(*option);
-    if (option->get_expected_max() > 1) part += " ...";
-    line += " " + (option->get_required() ? part : "[" + part + "]");
-  }
-  return line;
+  return fmt::format(".TP\n.B {}\n{}\n", Roff(OptionLabel(option)), Roff(OptionText(option)));
 }
 
 // Options of a command as completion words.
 std::string OptionWords(const CLI::App& app) {
   std::string words;
-  for (const CLI::Option* option : Options(app)) {
+  for (const CLI::Option* option : ListedOptions(app)) {
     for (const auto& name : option->get_lnames()) words += (words.empty() ? "--" : " --") + name;
   }
   return words;
@@ -72,16 +44,16 @@ std::string OptionWords(const CLI::App& app) {
 
 std::string ManualPage(const CLI::App& app) {
   std::string page = fmt::format(
-      ".TH KELO 1 \"\" \"kelo {}\" \"User Commands\"\n.SH NAME\nkelo \\- {}\n.SH SYNOPSIS\n.B "
+      ".TH KELO 1 \"\" \"{}\" \"User Commands\"\n.SH NAME\nkelo \\- {}\n.SH SYNOPSIS\n.B "
       "kelo\n"
       ".I COMMAND\n[\\fIARGUMENTS\\fR]\n.SH DESCRIPTION\n{}\n.SH OPTIONS\n",
       app.version(), Roff(app.get_description()), Roff(app.get_footer()));
-  for (const CLI::Option* option : Options(app)) page += OptionEntry(*option);
+  for (const CLI::Option* option : ListedOptions(app)) page += OptionEntry(*option);
   page += ".SH COMMANDS\n";
-  for (const CLI::App* command : Commands(app)) {
+  for (const CLI::App* command : ListedCommands(app)) {
     page +=
         fmt::format(".SS {}\n{}.\n", Roff(Synopsis(*command)), Roff(command->get_description()));
-    for (const CLI::Option* option : Options(*command)) {
+    for (const CLI::Option* option : ListedOptions(*command)) {
       if (option != command->get_help_ptr()) page += OptionEntry(*option);
     }
     if (!command->get_footer().empty()) page += ".PP\n" + Roff(command->get_footer()) + "\n";
@@ -92,7 +64,7 @@ std::string ManualPage(const CLI::App& app) {
 std::string BashCompletion(const CLI::App& app) {
   std::string names;
   std::string cases;
-  for (const CLI::App* command : Commands(app)) {
+  for (const CLI::App* command : ListedCommands(app)) {
     names += (names.empty() ? "" : " ") + command->get_name();
     cases += fmt::format("    {}) words='{}' ;;\n", command->get_name(), OptionWords(*command));
   }

@@ -3,7 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 
+#include "Help.h"
 #include "Host.h"
 #include "Manual.h"
 #include "ResultText.h"
@@ -26,7 +28,11 @@ constexpr const char* kFooter =
 void Describe(CLI::App& app, Action& chosen) {
   app.name("kelo");
   app.set_version_flag("--version", "kelo " KELO_VERSION, "Show the version");
-  app.footer(kFooter);
+  app.set_help_flag("-h,--help", "Show this help");
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.failure_message([](const CLI::App*, const CLI::Error& error) {
+    return fmt::format("kelo: {}; see 'kelo --help'\n", error.what());
+  });
   app.require_subcommand(0, 1);
   AddSessionCommands(app, chosen);
   AddBrowseCommands(app, chosen);
@@ -35,6 +41,7 @@ void Describe(CLI::App& app, Action& chosen) {
   AddEditCommands(app, chosen);
   AddShareCommands(app, chosen);
   AddDemoCommand(app, chosen);
+  app.footer(kFooter);  // after the commands, which would inherit it
 }
 
 int Run(const Action& action) {
@@ -61,7 +68,7 @@ int Run(const Action& action) {
 
 int Main(int argc, char** argv) {
   Interrupt::BlockSignals();
-  CLI::App app("command-line host of the photo storage and sharing service");
+  CLI::App app("Command-line host of the photo storage and sharing service");
   Action chosen;
   Describe(app, chosen);
   bool manual = false;
