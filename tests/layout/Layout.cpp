@@ -1,0 +1,2 @@
+// The asserts as C++.
+#include "Layout.h"
