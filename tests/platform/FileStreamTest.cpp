@@ -3,13 +3,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <random>
 #include <thread>
 
 #include "platform/TemporaryFolder.h"
@@ -97,29 +99,39 @@ TEST(OpenRegularFileForReading, TellsTheSizeAndRefusesTheRest) {
   }
 }
 
-TEST(ReadAndWrite, WholeThroughAPipeThatTakesLittle) {
+// Signals cut the writes of the other thread short, at any place.
+TEST(ReadAndWrite, WholeInSpiteOfInterruptions) {
+  struct sigaction interrupt {};
+  struct sigaction previous {};
+  interrupt.sa_handler = [](int) {};  // without SA_RESTART
+  ASSERT_EQ(::sigaction(SIGUSR1, &interrupt, &previous), 0);
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
-  FileDescriptor reading(ends[0]);
+  const FileDescriptor reading(ends[0]);
   FileDescriptor writing(ends[1]);
   std::string sent(1000003, '\0');
-  for (std::size_t i = 0; i < sent.size(); ++i) {
-    sent[i] = static_cast<char>(i * 31 >> 3);
-  }
+  std::mt19937 random(1);  // no period, or a repeated or missing block could go unseen
+  std::generate(sent.begin(), sent.end(), [&] { return static_cast<char>(random()); });
   std::thread writer([&] {
     int error = -1;
     EXPECT_TRUE(WriteAll(writing.Get(), sent.data(), sent.size(), error));
     EXPECT_EQ(error, 0);
     writing.Close();
   });
-  std::string got(sent.size() + 10, 'x');
+  std::string got;
+  std::string slice(5000, '\0');
   int error = -1;
-  EXPECT_EQ(ReadFull(reading.Get(), got.data(), got.size(), error), sent.size());
+  std::size_t size = 0;
+  do {
+    size = ReadFull(reading.Get(), slice.data(), slice.size(), error);
+    got.append(slice, 0, size);
+    ::pthread_kill(writer.native_handle(), SIGUSR1);
+  } while (size == slice.size());
   writer.join();
+  ::sigaction(SIGUSR1, &previous, nullptr);
   EXPECT_EQ(error, 0) << "the end of the file is no error";
-  got.resize(sent.size());
-  EXPECT_TRUE(got == sent);
-  EXPECT_EQ(ReadSome(reading.Get(), got.data(), 1, error), 0);
+  EXPECT_TRUE(got == sent) << got.size() << " of " << sent.size() << " bytes";
+  EXPECT_EQ(ReadSome(reading.Get(), slice.data(), 1, error), 0);
 }
 
 TEST(ReadAndWrite, ReportTheReason) {
