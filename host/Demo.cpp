@@ -25,10 +25,22 @@ fs::path SamplesFolder() {
   throw Failure("the sample pictures are not installed; name a folder with pictures of your own");
 }
 
+fs::path FirstFolderIn(const fs::path& folder) {
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (entry.is_directory()) return entry.path();
+  }
+  return folder;
+}
+
 int Demo(Host& host, const std::string& wanted) {
   const fs::path folder = wanted.empty() ? SamplesFolder() : fs::path(wanted);
   if (!fs::is_directory(folder)) throw Failure(folder.string() + " is not a folder");
-  DemoStory(host.Bare(), folder).Tell();
+  // The samples bring a friend's album along; of a folder of your own, the friend has copies.
+  if (fs::is_directory(folder / "mine") && fs::is_directory(folder / "friend")) {
+    DemoStory(host.Bare(), folder / "mine", FirstFolderIn(folder / "friend")).Tell();
+  } else {
+    DemoStory(host.Bare(), folder, {}).Tell();
+  }
   return 0;
 }
 
@@ -38,7 +50,7 @@ void AddDemoCommand(CLI::App& app, Action& chosen) {
   CLI::App* demo =
       app.add_subcommand("demo", "Show everything, on a local service inside this program");
   const auto folder = std::make_shared<std::string>();
-  demo->add_option("DIR", *folder, "Folder with pictures; without it, the sample pictures");
+  demo->add_option("DIR", *folder, "Folder with pictures; without one, the sample pictures");
   demo->footer(
       "Uploads the pictures, organises, shares and downloads them, and proves that every byte came "
       "back.\n"

@@ -109,7 +109,9 @@ void DemoStory::DownloadEverything() {
         fmt::format("a friend's album is there: \"{}\"", Shown(FieldText(albums.at(0).name))));
   const auto theirs = library_.List(FieldText(albums[0].itemId), kKELOKind_FileItem);
   std::map<std::string, fs::path> byName;
-  for (const fs::path& path : friends_) byName[path.filename().string()] = path;
+  for (const auto& entry : fs::directory_iterator(friendAlbum_)) {
+    byName[entry.path().filename().string()] = entry.path();
+  }
   originals.clear();
   for (const auto& item : theirs) originals.push_back(byName[Resolved(FieldText(item.name))]);
   Prove(DownloadAndCompare(theirs, "theirs", originals) == byName.size(),

@@ -49,8 +49,8 @@ void Title(const std::string& title) {
   fmt::print("\n{}\n", title);
 }
 
-DemoStory::DemoStory(Library& library, fs::path pictures)
-    : library_(library), pictures_(std::move(pictures)) {}
+DemoStory::DemoStory(Library& library, fs::path pictures, fs::path friendAlbum)
+    : library_(library), pictures_(std::move(pictures)), friendAlbum_(std::move(friendAlbum)) {}
 
 DemoStory::~DemoStory() = default;
 
@@ -72,25 +72,31 @@ void DemoStory::Tell() {
   AllCommandsSeen();
 }
 
-void DemoStory::StartService() {
-  const UploadPlan plan = PlanUpload({pictures_.string()}, true);
-  const fs::path album = folder_.Path() / "Anna's garden";
-  fs::create_directory(album);
-  for (const auto& batch : plan.batches) {
+void DemoStory::MakeFriendAlbum() {
+  friendAlbum_ = folder_.Path() / "Anna's garden";
+  fs::create_directory(friendAlbum_);
+  std::size_t count = 0;
+  for (const auto& batch : PlanUpload({pictures_.string()}, true).batches) {
     for (const LocalFile& file : batch) {
-      if (friends_.size() == kFriendPictures || IsSoundMemo(file.path)) continue;
-      fs::copy_file(file.path, album / file.path.filename(), fs::copy_options::overwrite_existing);
-      friends_.push_back(file.path);
+      if (count == kFriendPictures || IsSoundMemo(file.path)) continue;
+      const fs::path copy = friendAlbum_ / file.path.filename();
+      count += fs::copy_file(file.path, copy, fs::copy_options::skip_existing) ? 1 : 0;
     }
   }
-  if (friends_.empty()) throw Failure(pictures_.string() + " holds no pictures");
+}
+
+void DemoStory::StartService() {
+  if (PlanUpload({pictures_.string()}, true).FileCount() == 0) {
+    throw Failure(pictures_.string() + " holds no pictures");
+  }
+  if (friendAlbum_.empty()) MakeFriendAlbum();
   devservice::Service::Options options;
   options.quotaBytes = 1ull << 40;
   service_ = std::make_unique<devservice::Service>(options);
-  service_->ImportFriend(album);
+  service_->ImportFriend(friendAlbum_);
   StateFile(folder_.Path() / "state").SaveUrl(service_->Url());
-  fmt::print("A local service runs at {}; a friend shares the album \"Anna's garden\".\n",
-             service_->Url());
+  fmt::print("A local service runs at {}; a friend shares the album \"{}\".\n", service_->Url(),
+             Shown(friendAlbum_.filename().string()));
 }
 
 void DemoStory::OpenSession() {

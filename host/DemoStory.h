@@ -31,8 +31,9 @@ class TemporaryFolder {
 
 class DemoStory {
  public:
-  // Reads the pictures in `pictures`, changes nothing there.
-  DemoStory(Library& library, std::filesystem::path pictures);
+  // Reads the pictures in `pictures`, changes nothing there. `friendAlbum` becomes a friend's
+  // album; empty: one is made of copies of the first pictures.
+  DemoStory(Library& library, std::filesystem::path pictures, std::filesystem::path friendAlbum);
   ~DemoStory();
 
   void Tell();
@@ -40,6 +41,7 @@ class DemoStory {
  private:
   // Each step narrates itself. DemoStory.cpp: session to upload.
   void StartService();
+  void MakeFriendAlbum();
   void OpenSession();
   void CreateAlbum();
   void UploadPictures();
@@ -65,11 +67,11 @@ class DemoStory {
 
   Library& library_;
   const std::filesystem::path pictures_;
+  std::filesystem::path friendAlbum_;
   const TemporaryFolder folder_;
   std::unique_ptr<devservice::Service> service_;
   std::string albumId_;
-  std::vector<UploadedFile> uploaded_;          // in the album, each item once
-  std::vector<std::filesystem::path> friends_;  // what the friend's album was made of
+  std::vector<UploadedFile> uploaded_;  // in the album, each item once
 };
 
 // Throws Failure unless `proven`.

@@ -1,0 +1,65 @@
+// Runs the program `kelo` as a person's shell would, with a home of its own, against a service
+// inside the test.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "devservice/DevService.h"
+
+namespace kelo::host::testing {
+
+struct Outcome {
+  int exitCode = -1;  // 128 + signal when a signal ended it
+  std::string out;
+  std::string err;
+};
+
+// One running kelo. Its output is read to the end by Wait.
+class KeloProcess {
+ public:
+  KeloProcess(const std::vector<std::string>& arguments,
+              const std::vector<std::string>& environment);
+  ~KeloProcess();
+  KeloProcess(const KeloProcess&) = delete;
+  KeloProcess& operator=(const KeloProcess&) = delete;
+
+  // Reads standard error until it holds `text`; false when it ends first.
+  bool ReadErrorUntil(const std::string& text);
+  void Signal(int signal) const;
+  Outcome Wait();
+
+ private:
+  pid_t process_ = -1;
+  int out_ = -1;
+  int err_ = -1;
+  std::string errorSoFar_;
+};
+
+// A service, a temporary folder with a home in it, and kelo logged in or not.
+class HostTest : public ::testing::Test {
+ protected:
+  HostTest();
+  ~HostTest() override;
+
+  std::vector<std::string> Environment() const;
+  Outcome Kelo(const std::vector<std::string>& arguments) const;
+  // Logs in and expects success.
+  void LogIn() const;
+  // Creates a file below the folder, with the folders on the way.
+  std::filesystem::path Write(const std::string& name, const std::string& content) const;
+  std::size_t Arrived(const std::string& method) const;
+  // The names in a folder below the test's, sorted.
+  std::vector<std::string> Names(const std::string& folder) const;
+
+  std::filesystem::path folder_;
+  devservice::Service service_;
+};
+
+std::string ReadFile(const std::filesystem::path& path);
+
+}  // namespace kelo::host::testing

@@ -1,0 +1,70 @@
+// Names made fit for terminals and file systems.
+#include "host/Names.h"
+
+#include <gtest/gtest.h>
+
+namespace kelo::host {
+namespace {
+
+TEST(NamesTest, ShowsReferencesResolvedAndNothingThatATerminalObeys) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"plain", "plain"},
+      {"a &amp; b &lt;c&gt;", "a & b <c>"},
+      {"&#26716;&#12398;&#24237;", "桜の庭"},
+      {"&#55357;&#56360;", "😨"},
+      {"caf\xC3\xA9", "caf\xC3\xA9"},
+      {"esc \x1B[2J", "esc ?[2J"},
+      {"esc &#27;]0;x&#7;", "esc ?]0;x?"},
+      {"c1 \xC2\x9B"
+       "31m",
+       "c1 ?31m"},
+      {"right-to-left \xE2\x80\xAEgpj.exe", "right-to-left ?gpj.exe"},
+      {"cut \xE6\xA1", "cut ??"},
+      {"overlong \xC0\xAF", "overlong ??"},
+      {"surrogate \xED\xA0\x80", "surrogate ???"},
+  };
+  for (const auto& [raw, shown] : cases) EXPECT_EQ(Shown(raw), shown) << raw;
+}
+
+TEST(NamesTest, MakesOneHarmlessPathComponent) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a.jpg", "a.jpg"},
+      {"", "id"},
+      {".", "_"},
+      {"..", "_."},
+      {"a/b", "a_b"},
+      {"a&#47;b", "a_b"},
+      {"&#46;&#46;&#47;x", "_._x"},
+      {"nul\x01", "nul_"},
+      {"桜.jpg", "桜.jpg"},
+  };
+  for (const auto& [raw, name] : cases) EXPECT_EQ(FileName(raw, "id"), name) << raw;
+  EXPECT_EQ(FileName("", "../x"), "_._x");
+  // 80 characters of three bytes each, and the extension is kept.
+  std::string longName;
+  for (int i = 0; i < 100; ++i) longName += "桜";
+  const std::string cut = FileName(longName + ".jpg", "id");
+  EXPECT_LE(cut.size(), 240u);
+  EXPECT_EQ(Shown(cut), cut);
+  EXPECT_TRUE(cut.ends_with("桜.jpg")) << cut;
+}
+
+TEST(NamesTest, GivesEachNameOnce) {
+  UniqueNames names;
+  EXPECT_EQ(names.Take("a.jpg"), "a.jpg");
+  EXPECT_EQ(names.Take("a (2).jpg"), "a (2).jpg");
+  EXPECT_EQ(names.Take("a.jpg"), "a (3).jpg");
+  EXPECT_EQ(names.Take("A.JPG"), "A (4).JPG");
+  EXPECT_EQ(names.Take("README"), "README");
+  EXPECT_EQ(names.Take("README"), "README (2)");
+}
+
+TEST(NamesTest, WritesSizes) {
+  const std::pair<std::uint64_t, std::string> cases[] = {
+      {0, "0 bytes"},        {1, "1 byte"},       {999, "999 bytes"},        {1000, "1.0 kB"},
+      {999'949, "999.9 kB"}, {999'951, "1.0 MB"}, {5'368'709'120, "5.4 GB"}, {~0ull, "18446.7 PB"}};
+  for (const auto& [bytes, text] : cases) EXPECT_EQ(ByteText(bytes), text);
+}
+
+}  // namespace
+}  // namespace kelo::host

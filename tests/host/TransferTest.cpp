@@ -1,0 +1,194 @@
+// Uploads and downloads through the program.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+
+#include "KeloProcess.h"
+
+namespace kelo::host::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using devservice::LoggedRequest;
+using devservice::Reply;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+class TransferTest : public HostTest {
+ protected:
+  TransferTest() { LogIn(); }
+
+  // An account whose root album holds items of these raw names; their originals are `content`.
+  void ScriptAccount(const std::vector<std::string>& names, const Reply& original) {
+    std::string items;
+    for (std::size_t at = 0; at < names.size(); ++at) {
+      const std::string id = "item" + std::to_string(at);
+      items += "<item itemId=\"" + id + "\" fileName=\"" + names[at] + "\" origUrl=\"" +
+               service_.Url() + "/scripted/" + id + "\"/>";
+    }
+    service_.SetScript([=](const LoggedRequest& request) -> std::optional<Reply> {
+      if (request.path.starts_with("/scripted/")) return original;
+      if (request.apiMethod == "GetUserArchiveInfo")
+        return Reply{.body = "<a stat=\"ok\" totalCount=\"9\"/>"};
+      if (request.apiMethod == "GetHierarchy") {
+        return Reply{.body = "<a stat=\"ok\"/><rootAlbum>" + items + "</rootAlbum>"};
+      }
+      return std::nullopt;
+    });
+  }
+};
+
+TEST_F(TransferTest, StoresFindsAgainAndBringsBackEveryByte) {
+  const std::string one(100'000, 'a');
+  const std::string two = std::string("\0\xFF\r\n--BOUNDARY--", 16) + std::string(999, 'b');
+  Write("in/one.jpg", one);
+  Write("in/below/t\xC3\xA9 & <two>.jpg", two);
+  Write("in/.hidden", "h");
+  ASSERT_EQ(Kelo({"mkdir", "Journeys"}).exitCode, 0);
+  ASSERT_EQ(Kelo({"mkalbum", "Lis\"bon", "--folder", "Journeys"}).exitCode, 0);
+
+  const Outcome first =
+      Kelo({"put", (folder_ / "in").string(), "--album", "Lis\"bon", "--tags", "sea"});
+  EXPECT_EQ(first.exitCode, 0) << first.err;
+  EXPECT_THAT(first.out, EndsWith("2 stored, 0 already there, 0 not stored\n"));
+  const Outcome second = Kelo({"put", (folder_ / "in").string(), "--album", "Lis\"bon"});
+  EXPECT_EQ(second.exitCode, 0) << second.err;
+  EXPECT_THAT(second.out, EndsWith("0 stored, 2 already there, 0 not stored\n"));
+  EXPECT_THAT(second.out, HasSubstr("one.jpg: already in the album ["));
+  EXPECT_EQ(Arrived("UploadItems"), 1u);
+
+  const Outcome tree = Kelo({"tree", "--items"});
+  EXPECT_THAT(tree.out, AllOf(HasSubstr("Journeys/"), HasSubstr("── Lis\"bon  ["),
+                              HasSubstr("t\xC3\xA9 & <two>.jpg")));
+
+  const Outcome get = Kelo({"get", "--album", "Lis\"bon", "--to", (folder_ / "out").string()});
+  EXPECT_EQ(get.exitCode, 0) << get.err;
+  EXPECT_THAT(Names("out"), ElementsAre("one.jpg", "t\xC3\xA9 & <two>.jpg"));
+  EXPECT_TRUE(ReadFile(folder_ / "out/one.jpg") == one);
+  EXPECT_TRUE(ReadFile(folder_ / "out/t\xC3\xA9 & <two>.jpg") == two);
+
+  const Outcome again = Kelo({"get", "--album", "Lis\"bon", "--to", (folder_ / "out").string()});
+  EXPECT_EQ(again.exitCode, 1);
+  EXPECT_THAT(again.err,
+              AllOf(HasSubstr("exists already (4099)"), HasSubstr("2 of 2 files not downloaded")));
+}
+
+TEST_F(TransferTest, OneBadFileDoesNotLoseTheRest) {
+  Write("in/a.jpg", "aaa");
+  Write("in/bad.exe", "program");
+  fs::create_symlink("nowhere", folder_ / "in/dangling.jpg");
+  std::ofstream(folder_ / "in/huge.mov").close();
+  fs::resize_file(folder_ / "in/huge.mov", 1ull << 31);
+  Write("in/z.jpg", "zzz");
+  const Outcome put = Kelo({"put", (folder_ / "in").string()});
+  EXPECT_EQ(put.exitCode, 1);
+  EXPECT_THAT(put.out, EndsWith("2 stored, 0 already there, 3 not stored\n"));
+  EXPECT_THAT(put.err, AllOf(HasSubstr("bad.exe: refused by the service (4115)"),
+                             HasSubstr("huge.mov: 2.1 GB is too large; a file must be below 2 GiB"),
+                             HasSubstr("dangling.jpg: No such file or directory")));
+}
+
+// The check's answer is the moment between planning and sending at which a file can vanish.
+TEST_F(TransferTest, SendsABatchAgainWithoutAFileThatVanished) {
+  Write("in/a.jpg", "aaa");
+  const fs::path vanishing = Write("in/b.jpg", "bbb");
+  Write("in/c.jpg", "ccc");
+  service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
+    if (request.apiMethod == "CheckUploadItems") fs::remove(vanishing);
+    return std::nullopt;
+  });
+  const Outcome put = Kelo({"put", (folder_ / "in").string()});
+  EXPECT_EQ(put.exitCode, 1);
+  EXPECT_THAT(put.out, EndsWith("2 stored, 0 already there, 1 not stored\n"));
+  EXPECT_THAT(put.err, HasSubstr("b.jpg: a file cannot be read, or has become shorter (4098)"));
+  EXPECT_EQ(Arrived("UploadItems"), 1u);
+}
+
+TEST_F(TransferTest, AMemoTravelsWithItsPictureOnly) {
+  Write("in/dawn.jpg", "picture");
+  Write("in/dawn.wav", "memo");
+  Write("in/alone.wav", "lone memo");
+  Write("in/other.jpg", "other");
+  const Outcome first = Kelo({"put", (folder_ / "in").string()});
+  EXPECT_THAT(first.out, EndsWith("3 stored, 0 already there, 1 not stored\n"));
+  EXPECT_THAT(first.err, HasSubstr("alone.wav: a sound memo goes with the picture of its name"));
+  fs::remove(folder_ / "in/alone.wav");
+  Write("in/new.jpg", "new");  // must not take the memo along again
+  const Outcome second = Kelo({"put", (folder_ / "in").string()});
+  EXPECT_EQ(second.exitCode, 0) << second.err;
+  EXPECT_THAT(second.out, EndsWith("1 stored, 3 already there, 0 not stored\n"));
+}
+
+TEST_F(TransferTest, HostileNamesNeitherLeaveTheFolderNorReachTheTerminal) {
+  ScriptAccount(
+      {"../../evil.jpg", "/etc/evil", "..", ".bashrc", "a&#27;[31mred.jpg", "same.jpg", "Same.jpg",
+       "line&#13;&#10;break.jpg", "", "back\\slash", std::string(250, 'n') + ".jpg"},
+      {.body = "x"});
+  const Outcome get = Kelo({"get", "--album", "root", "--to", (folder_ / "out").string()});
+  EXPECT_EQ(get.exitCode, 0) << get.err;
+  EXPECT_THAT(Names("out"),
+              ElementsAre("Same (2).jpg", "_._.._evil.jpg", "_.", "_bashrc", "_etc_evil",
+                          "a_[31mred.jpg", "back_slash", "item8", "line__break.jpg",
+                          std::string(236, 'n') + ".jpg", "same.jpg"));
+  EXPECT_THAT(Names("."), ElementsAre("home", "out"));
+  for (const auto& command :
+       {std::vector<std::string>{"tree", "--items"}, {"ls", "root"}, {"info", "item4"}}) {
+    const Outcome shown = Kelo(command);
+    EXPECT_EQ(shown.exitCode, 0) << shown.err;
+    EXPECT_THAT(shown.out + get.out + get.err,
+                Not(::testing::ContainsRegex("[\x01-\x09\x0B-\x1F]")))
+        << command[0];
+  }
+}
+
+TEST_F(TransferTest, CtrlCEndsADownloadAndLeavesNothing) {
+  ScriptAccount({"slow.jpg"}, {.body = std::string(1 << 20, 'x'),
+                               .chunkSize = 1024,
+                               .chunkDelay = std::chrono::milliseconds(100)});
+  KeloProcess kelo({"get", "item0", "--to", (folder_ / "out").string()}, Environment());
+  ASSERT_TRUE(kelo.ReadErrorUntil("fetching 1 of 1: slow.jpg, 1.0 MB"));
+  kelo.Signal(SIGINT);
+  const Outcome outcome = kelo.Wait();
+  EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+  EXPECT_THAT(outcome.err, EndsWith("kelo: aborted\n"));
+  EXPECT_THAT(Names("out"), IsEmpty());
+}
+
+TEST_F(TransferTest, CtrlCEndsAnUploadThatIsNotAnswered) {
+  const fs::path file = Write("a.jpg", "aaa");
+  service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
+    if (request.apiMethod == "UploadItems") return Reply{.silent = true};
+    return std::nullopt;
+  });
+  KeloProcess kelo({"put", file.string()}, Environment());
+  ASSERT_TRUE(service_.WaitForRequest(
+      [](const auto& request) { return request.apiMethod == "UploadItems"; }));
+  kelo.Signal(SIGINT);
+  const Outcome outcome = kelo.Wait();
+  EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+  EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(TransferTest, ABatchThatCannotReachTheServiceEndsTheUpload) {
+  Write("in/a.jpg", "aaa");
+  Write("in/a.wav", "memo");
+  Write("in/b.jpg", "bbb");
+  service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
+    if (request.apiMethod == "CheckUploadItems") return Reply{.status = 504};
+    return std::nullopt;
+  });
+  const Outcome put = Kelo({"put", (folder_ / "in").string()});
+  EXPECT_EQ(put.exitCode, 1);
+  EXPECT_EQ(Arrived("CheckUploadItems"), 1u);
+  EXPECT_THAT(put.err, AllOf(HasSubstr("a.jpg: the service did not answer in time (4128)"),
+                             HasSubstr("b.jpg: not sent")));
+}
+
+}  // namespace
+}  // namespace kelo::host::testing
