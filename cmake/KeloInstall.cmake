@@ -1,4 +1,5 @@
-# Installation: library, header, CMake package, pkg-config file.
+# Installation: library, header, CMake package, pkg-config file, manual pages, and, where the host is
+# built, kelo, kelo-devservice and the sample pictures.
 include(CMakePackageConfigHelpers)
 
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/tVQAccess2)
@@ -17,5 +18,42 @@ install(FILES
   ${PROJECT_BINARY_DIR}/tVQAccess2ConfigVersion.cmake
   DESTINATION ${package_directory})
 
+# The pkg-config file finds the prefix from its own place, so an installation can be moved.
+file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/tVQAccess2.pc.in ${PROJECT_BINARY_DIR}/tVQAccess2.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tVQAccess2.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The library's manual page is made from the header.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+set(manual_page ${PROJECT_BINARY_DIR}/libtVQAccess2.3)
+set(public_header ${PROJECT_SOURCE_DIR}/include/KELOAccess.h)
+set(manual_maker ${PROJECT_SOURCE_DIR}/scripts/make-header-man)
+add_custom_command(OUTPUT ${manual_page}
+  COMMAND Python3::Interpreter ${manual_maker} ${public_header} ${PROJECT_VERSION} ${manual_page}
+  DEPENDS ${public_header} ${manual_maker} VERBATIM)
+add_custom_target(library_manual ALL DEPENDS ${manual_page})
+install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+
+if(KELO_BUILD_HOST)
+  install(TARGETS kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/samples DESTINATION ${CMAKE_INSTALL_DATADIR}/kelo)
+endif()
+
+# The Debian package: everything above in one file.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME libtvqaccess2)
+set(CPACK_PACKAGE_VENDOR "The libtVQAccess2 developers")
+set(CPACK_PACKAGE_CONTACT "The libtVQAccess2 developers <developers@talvo.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "client library of an online photo service, and its tools")
+set(CPACK_PACKAGE_DESCRIPTION
+  "libtVQAccess2 opens sessions at an online photo storage and sharing service, loads the account's
+catalogue, uploads, downloads, edits and shares. The package holds the shared library with what is
+needed to build against it, the command-line host kelo, and kelo-devservice, a local service to try
+it with.")
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+include(CPack)
