@@ -1,0 +1,275 @@
+// Abort from another thread in every phase of a request, and its races with the end of one. Run
+// under the thread sanitizer too.
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "http/HTTPTestSupport.h"
+#include "http/SocketServer.h"
+
+namespace kelo {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kAtOnce = 2s;  // far below the time-outs; the benchmark measures the real bound
+constexpr std::uint32_t kLong = 60;  // a time-out that a test never sees
+
+/// Name lookups of one host that hang until they are let go.
+class HangingLookup {
+ public:
+  static constexpr const char* kHost = "hangs.invalid";
+
+  ~HangingLookup() {
+    std::unique_lock lock(lock_);
+    released_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return inside_ == 0; });
+  }
+  void Hang() {
+    std::unique_lock lock(lock_);
+    ++inside_;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return released_; });
+    --inside_;
+    changed_.notify_all();
+  }
+  void WaitUntilHanging() {
+    std::unique_lock lock(lock_);
+    changed_.wait_for(lock, 10s, [this] { return inside_ > 0; });
+  }
+
+ private:
+  std::mutex lock_;
+  std::condition_variable changed_;
+  bool released_ = false;
+  int inside_ = 0;
+};
+
+std::atomic<HangingLookup*> hangingLookup = nullptr;
+
+/// A port that accepts nothing and refuses nothing: its queue is full.
+class FullPort {
+ public:
+  FullPort() {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address_;
+    listener_ = Socket();
+    bind(listener_, reinterpret_cast<sockaddr*>(&address_), size);
+    listen(listener_, 0);
+    getsockname(listener_, reinterpret_cast<sockaddr*>(&address_), &size);
+    for (int& filler : fillers_) {
+      filler = Socket();
+      connect(filler, reinterpret_cast<sockaddr*>(&address_), size);
+    }
+  }
+  FullPort(const FullPort&) = delete;
+  FullPort& operator=(const FullPort&) = delete;
+  ~FullPort() {
+    for (const int filler : fillers_) close(filler);
+    close(listener_);
+  }
+  std::string Url() const { return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)); }
+
+ private:
+  static int Socket() { return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
+  sockaddr_in address_{};
+  int listener_ = -1;
+  int fillers_[4] = {};
+};
+
+/// Runs `request` here, aborts it from another thread once `underWay` has returned, and checks that
+/// both ended at once.
+void ExpectPromptAbort(Transport& transport, const std::function<std::uint32_t()>& request,
+                       const std::function<void()>& underWay) {
+  Clock::time_point asked;
+  Clock::time_point answered;
+  std::atomic<bool> ended = false;
+  std::thread aborter([&] {
+    underWay();
+    asked = Clock::now();
+    transport.connection.HTTPAbort();
+    answered = Clock::now();
+    EXPECT_TRUE(ended || answered - asked < kAtOnce);
+  });
+  const std::uint32_t code = request();
+  const auto over = Clock::now();
+  ended = true;
+  aborter.join();
+  EXPECT_EQ(code, 1u);
+  EXPECT_LT(over - asked, kAtOnce);
+  EXPECT_LT(answered - asked, kAtOnce);
+  EXPECT_EQ(transport.folder.Entries(), 0u);
+}
+
+void ReadAndStaySilent(Peer& peer) {
+  peer.ReadRequest();
+  peer.WaitUntilClosed();
+}
+
+TEST(Abort, DuringASilentAnswer) {
+  SocketServer server(ReadAndStaySilent);
+  Transport transport;
+  std::string response;
+  for (std::size_t i = 1; i <= 3; ++i) {
+    ExpectPromptAbort(
+        transport,
+        [&] { return transport.connection.HTTPRequestPUT(server.Url(), "", "b", response, kLong); },
+        [&] { EXPECT_TRUE(server.WaitForRequests(i)); });
+  }
+}
+
+TEST(Abort, DuringASlowDownload) {
+  SocketServer server([](Peer& peer) {
+    peer.ReadRequest();
+    peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
+    while (peer.Send("slow ") && peer.Pause(20ms)) {
+    }
+  });
+  Transport transport;
+  std::atomic<bool> moving = false;
+  transport.progress.reaction = [&] {
+    moving = true;
+    moving.notify_all();
+  };
+  std::uint32_t size = 0;
+  ExpectPromptAbort(
+      transport,
+      [&] {
+        return transport.connection.HTTPFileDownload(server.Url(), transport.folder / "f", size,
+                                                     kLong);
+      },
+      [&] { moving.wait(false); });
+  EXPECT_EQ(size, 0u);
+}
+
+TEST(Abort, WhileABodyIsStuck) {
+  SocketServer server([](Peer& peer) {
+    peer.ReadHead();
+    while (peer.Pause(10s)) {
+    }
+  });
+  Transport transport;
+  std::atomic<bool> begun = false;
+  transport.progress.reaction = [&] {
+    begun = true;
+    begun.notify_all();
+  };
+  TemporaryFolder files;
+  const std::string file = files.File("f", std::string(32 << 20, 'x'));
+  std::string response;
+  ExpectPromptAbort(
+      transport,
+      [&] {
+        return transport.connection.HTTPRequestFileUpload(server.Url(), "", {},
+                                                          {{"", file, 32 << 20}}, response, kLong);
+      },
+      [&] { begun.wait(false); });
+}
+
+TEST(Abort, WhileConnectingHangs) {
+  const FullPort port;
+  Transport transport;
+  std::string response;
+  ExpectPromptAbort(
+      transport,
+      [&] { return transport.connection.HTTPRequestGET(port.Url(), "", response, kLong); },
+      [] { std::this_thread::sleep_for(100ms); });  // nothing outside shows a connect that hangs
+  const auto begun = Clock::now();
+  EXPECT_EQ(transport.connection.HTTPRequestGET(port.Url(), "", response, 1), 4098u)
+      << "connecting counts as silence";
+  EXPECT_LT(Clock::now() - begun, 5s);
+}
+
+TEST(Abort, WhileANameLookupHangs) {
+  std::string response;
+  Transport transport;
+  HangingLookup lookup;
+  hangingLookup = &lookup;
+  const std::string url = std::string("http://") + HangingLookup::kHost;
+  ExpectPromptAbort(
+      transport, [&] { return transport.connection.HTTPRequestGET(url, "", response, kLong); },
+      [&] { lookup.WaitUntilHanging(); });
+  EXPECT_EQ(transport.connection.HTTPRequestGET(url, "", response, 1), 4098u);
+  hangingLookup = nullptr;
+}
+
+TEST(Abort, SeveralAtOnceAllReturnAndTheNextRequestWorks) {
+  SocketServer server([](Peer& peer) {
+    for (std::string request; !(request = peer.ReadRequest()).empty();) {
+      if (request.starts_with("GET /fine")) peer.Reply(200, "fine");
+    }
+  });
+  Transport transport;
+  std::string response;
+  std::vector<std::thread> aborters;
+  for (int i = 0; i < 8; ++i) {
+    aborters.emplace_back([&] {
+      server.WaitForRequests(1);
+      EXPECT_EQ(transport.connection.HTTPAbort(), 0u);
+    });
+  }
+  EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url("/silent"), "", response, kLong), 1u);
+  for (std::thread& aborter : aborters) aborter.join();
+  EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url("/fine"), "", response, kLong), 0u);
+  EXPECT_EQ(response, "fine");
+}
+
+TEST(Abort, RacesWithTheBeginningAndTheEndOfRequests) {
+  SocketServer server([](Peer& peer) {
+    while (!peer.ReadRequest().empty() && peer.Reply(200, "fine")) {
+    }
+  });
+  Transport transport;
+  std::atomic<bool> over = false;
+  std::thread aborter([&] {
+    while (!over) transport.connection.HTTPAbort();
+  });
+  std::string response;
+  int finished = 0;
+  for (int i = 0; i < 300; ++i) {
+    const std::uint32_t code =
+        transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong);
+    EXPECT_TRUE(code == 0 || code == 1) << code;
+    EXPECT_EQ(response, code == 0 ? "fine" : "");
+    finished += code == 0;
+  }
+  over = true;
+  aborter.join();
+  EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong), 0u)
+      << "after " << finished << " of 300 had finished";
+}
+
+}  // namespace
+}  // namespace kelo
+
+// Stands before the system's for this program and the libraries it loads.
+extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* node,
+                                                                  const char* service,
+                                                                  const addrinfo* hints,
+                                                                  addrinfo** result) {
+  kelo::HangingLookup* const lookup = kelo::hangingLookup;
+  if (lookup != nullptr && node != nullptr && std::strcmp(node, kelo::HangingLookup::kHost) == 0) {
+    lookup->Hang();
+    return EAI_FAIL;
+  }
+  static const auto system =
+      reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  return system(node, service, hints, result);
+}

@@ -1,0 +1,160 @@
+// Downloads and the files they make, or must not touch.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "http/FaultyFiles.h"
+#include "http/HTTPTestSupport.h"
+#include "http/SocketServer.h"
+
+namespace kelo {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Bytes(std::size_t size) {
+  std::string bytes(size, '\0');
+  std::uint32_t state = 1;
+  for (char& byte : bytes) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+  return bytes;
+}
+
+struct Download : testing::Test {
+  const std::string bytes = Bytes(3 << 20);
+  SocketServer server{[this](Peer& peer) {
+    while (!peer.ReadRequest().empty()) peer.Reply(200, bytes);
+  }};
+  Transport transport;
+  TemporaryFolder& folder = transport.folder;
+  std::uint32_t size = 99;
+
+  std::uint32_t To(const std::string& path) {
+    return transport.connection.HTTPFileDownload(server.Url("/f"), path, size, 5);
+  }
+};
+
+TEST_F(Download, StoresEveryByte) {
+  EXPECT_EQ(To(folder / "f"), 0u);
+  EXPECT_EQ(size, bytes.size());
+  EXPECT_TRUE(Contents(folder / "f") == bytes);
+  std::uint32_t last = 0;
+  for (const Progress& progress : transport.progress.downloads) {
+    EXPECT_GT(progress.done, last);
+    EXPECT_EQ(progress.total, bytes.size());
+    last = progress.done;
+  }
+  EXPECT_EQ(last, bytes.size());
+}
+
+TEST_F(Download, LeavesAloneWhatStandsAtTheDestination) {
+  const std::string file = folder.File("file", "mine");
+  fs::create_symlink(folder / "nowhere", folder / "dangling");
+  fs::create_symlink(file, folder / "link");
+  fs::create_directory(folder / "dir");
+  const std::pair<std::string, std::uint32_t> cases[] = {
+      {file, 4102},
+      {folder / "dangling", 4102},
+      {folder / "link", 4102},
+      {folder / "dir", 4102},
+      {folder / "dir/", 4102},
+      {"", 4106},
+      {folder / "missing/f", 4106},
+      {file + "/f", 4106},
+      {"/proc/kelo-cannot-exist", 4106},
+      {folder / std::string(300, 'n'), 4106},
+      {folder / std::string("a\0b", 3), 4106},
+  };
+  for (const auto& [path, code] : cases) {
+    EXPECT_EQ(To(path), code) << path;
+    EXPECT_EQ(size, 0u) << path;
+  }
+  EXPECT_EQ(folder.Entries(), 4u);
+  EXPECT_EQ(Contents(file), "mine");
+  EXPECT_TRUE(fs::is_symlink(folder / "dangling") && fs::is_symlink(folder / "link"));
+  EXPECT_EQ(server.Connections(), 0) << "nothing is asked for that cannot be stored";
+}
+
+TEST_F(Download, UrlsThatCannotBeLoaded) {
+  const std::string file = folder.File("file", "mine");
+  const struct {
+    std::string url, path;
+    std::uint32_t code;
+  } cases[] = {{"", folder / "f", 4101},
+               {"not a url", folder / "f", 4101},
+               {"http://", file, 4101},
+               {"ftp://127.0.0.1/f", folder / "f", 4112},
+               {"file://" + file, folder / "f", 4112},
+               {"ftp://127.0.0.1/f", file, 4102}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(transport.connection.HTTPFileDownload(c.url, c.path, size, 5), c.code) << c.url;
+  }
+  EXPECT_EQ(folder.Entries(), 1u);
+  EXPECT_EQ(Contents(file), "mine");
+}
+
+TEST_F(Download, DiskFaultsLeaveNoFile) {
+  const struct {
+    const char* name;
+    int error;
+    std::size_t bytesBefore;
+    bool onClose;
+    std::uint32_t code;
+  } cases[] = {{"full at once", ENOSPC, 0, false, 4104},
+               {"full later", ENOSPC, 1 << 20, false, 4104},
+               {"broken", EIO, 1 << 20, false, 4112},
+               {"full when closing", ENOSPC, 0, true, 4104},
+               {"broken when closing", EIO, 0, true, 4112}};
+  for (const auto& c : cases) {
+    std::uint32_t code;
+    {
+      const FaultyFiles faulty(c.error, c.bytesBefore, c.onClose);
+      code = To(folder / "f");
+    }
+    EXPECT_EQ(code, c.code) << c.name;
+    EXPECT_EQ(size, 0u) << c.name;
+    EXPECT_EQ(folder.Entries(), 0u) << c.name;
+  }
+  EXPECT_EQ(To(folder / "f"), 0u);
+}
+
+TEST_F(Download, ThrowingProgressLeavesNoFileAndTheNextDownloadWorks) {
+  transport.progress.reaction = [] { throw std::runtime_error("host"); };
+  EXPECT_THROW(To(folder / "f"), std::runtime_error);
+  EXPECT_EQ(folder.Entries(), 0u);
+  transport.progress.reaction = nullptr;
+  EXPECT_EQ(To(folder / "f"), 0u);
+  EXPECT_TRUE(Contents(folder / "f") == bytes);
+}
+
+TEST_F(Download, AbortFromTheProgressCallback) {
+  transport.progress.reaction = [this] { transport.connection.HTTPAbort(); };
+  EXPECT_EQ(To(folder / "f"), 1u);
+  EXPECT_EQ(transport.progress.downloads.size(), 1u) << "nothing follows an abort";
+  EXPECT_EQ(folder.Entries(), 0u);
+  transport.progress.reaction = nullptr;
+  EXPECT_EQ(To(folder / "f"), 0u);
+}
+
+TEST_F(Download, AbortWithTheLastByteStillAborts) {
+  transport.progress.reaction = [this] {
+    if (transport.progress.downloads.back().done == bytes.size()) transport.connection.HTTPAbort();
+  };
+  EXPECT_EQ(To(folder / "f"), 1u);
+  EXPECT_EQ(folder.Entries(), 0u);
+}
+
+TEST_F(Download, NeverRemovesAFileThatTookThePlaceOfItsOwn) {
+  transport.progress.reaction = [this] {
+    fs::remove(folder / "f");
+    folder.File("f", "somebody else's");
+    throw std::runtime_error("end it");
+  };
+  EXPECT_THROW(To(folder / "f"), std::runtime_error);
+  EXPECT_EQ(Contents(folder / "f"), "somebody else's");
+}
+
+}  // namespace
+}  // namespace kelo

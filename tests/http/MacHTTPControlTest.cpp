@@ -1,0 +1,256 @@
+// The rules of a request against scripted events: what is asked for, and what each course of events
+// comes to.
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <stdexcept>
+
+#include "KELOAccess.h"
+#include "http/HTTPTestSupport.h"
+#include "http/ScriptedLoader.h"
+
+namespace kelo {
+namespace {
+
+struct Scripted {
+  LoaderScript script;
+  Transport transport{std::make_unique<ScriptedLoader>(script)};
+  HTTPConnection& connection = transport.connection;
+  std::string response = "stale";
+
+  std::uint32_t Get() { return connection.HTTPRequestGET("http://h/p", "q=1", response, 7); }
+  std::uint32_t Download(std::uint32_t& size) {
+    return connection.HTTPFileDownload("http://h/f", transport.folder / "out", size, 7);
+  }
+};
+
+TEST(MacHTTPControl, AsksForWhatEachOperationMeans) {
+  Scripted s;
+  std::uint32_t size = 1;
+  for (int i = 0; i < 4; ++i) s.script.Answer(200, "");
+  s.connection.HTTPRequestGET("http://h/get", "", s.response, 11);
+  s.connection.HTTPRequestPUT("http://h/put", "a=b&c", std::string("body\0rest", 9), s.response,
+                              12);
+  s.connection.HTTPRequestFileUpload("http://h/post", "q", {{"Content-Type", "x"}, {"Empty", ""}},
+                                     {{"head", "", 0}, {"tail", "", 0}}, s.response, 13);
+  s.connection.HTTPFileDownload("http://h/file?x", s.transport.folder / "f", size, 14);
+
+  ASSERT_EQ(s.script.requests.size(), 4u);
+  struct {
+    const char *method, *url, *body;
+    std::uint32_t timeout;
+    bool fresh;
+    std::size_t headers;
+  } const expected[] = {{"GET", "http://h/get?", "", 11, false, 0},
+                        {"PUT", "http://h/put?a=b&c", "body", 12, false, 0},
+                        {"POST", "http://h/post?q", "headtail", 13, true, 2},
+                        {"GET", "http://h/file?x", "", 14, false, 1}};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const URLRequest& request = s.script.requests[i];
+    EXPECT_EQ(request.method, expected[i].method);
+    EXPECT_EQ(request.url, expected[i].url);
+    EXPECT_EQ(s.script.bodies[i], expected[i].body);
+    EXPECT_EQ(request.timeout, expected[i].timeout);
+    EXPECT_EQ(request.freshConnection, expected[i].fresh);
+    EXPECT_EQ(request.headers.size(), expected[i].headers);
+  }
+  EXPECT_EQ(s.script.requests[3].headers[0].name, "Accept-Encoding");
+  EXPECT_EQ(s.script.requests[3].headers[0].value, "");
+  EXPECT_EQ(s.script.open, 0);
+}
+
+TEST(MacHTTPControl, StatusDecidesAndTheBodyIsDeliveredAnyway) {
+  const struct {
+    int status;
+    std::uint32_t get, download;
+  } cases[] = {{200, 0, 0},       {404, 4097, 4101}, {408, 4098, 4098}, {504, 4098, 4098},
+               {413, 4100, 4100}, {201, 4112, 4112}, {204, 4112, 4112}, {302, 4112, 4112},
+               {500, 4112, 4112}, {0, 4112, 4112}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.status);
+    Scripted s;
+    s.script.Answer(c.status, "answer");
+    EXPECT_EQ(s.Get(), c.get);
+    EXPECT_EQ(s.response, "answer");
+    s.script.Answer(c.status, "answer");
+    std::uint32_t size = 99;
+    EXPECT_EQ(s.Download(size), c.download);
+    EXPECT_EQ(size, c.download == 0 ? 6u : 0u);
+    EXPECT_EQ(s.transport.folder.Entries(), c.download == 0 ? 1u : 0u);
+    EXPECT_EQ(s.transport.progress.downloads.size(), c.download == 0 ? 1u : 0u);
+  }
+}
+
+TEST(MacHTTPControl, FailuresDecideOverTheStatusAndDeliverNothing) {
+  const struct {
+    std::string_view domain;
+    int code;
+    std::uint32_t expected;
+  } cases[] = {{kURLErrorDomain, -1003, 4097}, {kURLErrorDomain, -1006, 4097},
+               {kURLErrorDomain, -1005, 4099}, {kURLErrorDomain, -1001, 4098},
+               {kURLErrorDomain, -999, 4100},  {kURLErrorDomain, -1002, 4112},
+               {kURLErrorDomain, -1, 4112},    {"NSPOSIXErrorDomain", -1001, 4112}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.code);
+    Scripted s;
+    s.script.Response(413);  // -999 leaves this one standing
+    s.script.Data("partial");
+    s.script.Fail(c.domain, c.code);
+    EXPECT_EQ(s.Get(), c.expected);
+    EXPECT_EQ(s.response, "");
+    s.script.Answer(200, "next");
+    EXPECT_EQ(s.Get(), 0u) << "the next request begins anew";
+    EXPECT_EQ(s.response, "next");
+  }
+}
+
+TEST(MacHTTPControl, AnswerTextEndsAtItsFirstZeroByte) {
+  Scripted s;
+  s.script.Answer(200, std::string("text\0more\0", 10));
+  EXPECT_EQ(s.Get(), 0u);
+  EXPECT_EQ(s.response, "text");
+  s.script.Answer(200, std::string("\0", 1));
+  EXPECT_EQ(s.Get(), 0u);
+  EXPECT_EQ(s.response, "");
+}
+
+TEST(MacHTTPControl, AnAnswerWithoutEndIsGivenUp) {
+  Scripted s;
+  const std::size_t tooMuch = (std::size_t{512} << 20) + 1;
+  const std::unique_ptr<char[]> untouched(new char[tooMuch]);
+  s.script.Response(200, std::numeric_limits<std::uint64_t>::max());
+  s.script.steps.push_back([&](URLConnectionDelegate& delegate) {
+    delegate.DidReceiveData(std::string_view(untouched.get(), tooMuch));
+  });
+  EXPECT_EQ(s.Get(), 4112u);
+  EXPECT_EQ(s.response, "");
+}
+
+TEST(MacHTTPControl, DownloadProgressSaturatesAndTheFileIsWhatCame) {
+  Scripted s;
+  s.script.Response(200, (std::uint64_t{5} << 32) + 1);
+  s.script.Data("abc");
+  s.script.Data("defg");
+  s.script.Finish();
+  std::uint32_t size = 0;
+  EXPECT_EQ(s.Download(size), 0u);
+  EXPECT_EQ(size, 7u);
+  const std::vector<Progress> expected = {{"", 3, 0xFFFFFFFF}, {"", 7, 0xFFFFFFFF}};
+  EXPECT_EQ(s.transport.progress.downloads, expected);
+  EXPECT_EQ(Contents(s.transport.folder / "out"), "abcdefg");
+
+  Scripted unknownLength;
+  unknownLength.script.Response(200);
+  unknownLength.script.Data("abc");
+  unknownLength.script.Finish();
+  EXPECT_EQ(unknownLength.Download(size), 0u);
+  EXPECT_EQ(unknownLength.transport.progress.downloads, (std::vector<Progress>{{"", 3, 0}}));
+}
+
+TEST(MacHTTPControl, AbortFromInsideAnEventEndsTheRequestAndNotTheNextOne) {
+  Scripted s;
+  s.script.Response(200, 6);
+  s.script.steps.push_back([&](URLConnectionDelegate& delegate) {
+    delegate.DidReceiveData("abc");
+    EXPECT_EQ(s.connection.HTTPAbort(), 0u);
+    delegate.DidFailWithError(kURLErrorDomain, kURLError_Cancelled);
+  });
+  std::uint32_t size = 0;
+  EXPECT_EQ(s.Download(size), 1u);
+  EXPECT_EQ(s.script.cancelled, 1);
+  EXPECT_EQ(s.transport.folder.Entries(), 0u);
+  s.script.Answer(200, "abcdef");
+  EXPECT_EQ(s.Download(size), 0u);
+}
+
+TEST(MacHTTPControl, AbortWinsOverAFailureButNotOverTheEnd) {
+  Scripted s;
+  const auto abort = [&](URLConnectionDelegate&) { s.connection.HTTPAbort(); };
+  s.script.Response(413);
+  s.script.steps.push_back([&](URLConnectionDelegate& delegate) {
+    abort(delegate);
+    delegate.DidFailWithError(kURLErrorDomain, kURLError_TimedOut);
+  });
+  EXPECT_EQ(s.Get(), 1u);
+  s.script.Response(200);
+  s.script.steps.push_back([&](URLConnectionDelegate& delegate) {
+    delegate.DidFinishLoading();
+    abort(delegate);
+  });
+  EXPECT_EQ(s.Get(), 0u);
+}
+
+TEST(MacHTTPControl, AbortWhileNothingRunsLeavesNoTrace) {
+  Scripted s;
+  EXPECT_EQ(s.connection.HTTPAbort(), 0u);
+  s.script.Answer(200, "fine");
+  EXPECT_EQ(s.Get(), 0u);
+}
+
+TEST(MacHTTPControl, ThrowingProgressPassesThroughAndLeavesNothing) {
+  Scripted s;
+  s.transport.progress.reaction = [] { throw std::runtime_error("host"); };
+  s.script.Response(200);
+  s.script.Data("abc");
+  std::uint32_t size = 0;
+  EXPECT_THROW(s.Download(size), std::runtime_error);
+  EXPECT_EQ(s.transport.folder.Entries(), 0u);
+  EXPECT_EQ(s.script.open, 0);
+  s.transport.progress.reaction = nullptr;
+  s.script.Answer(200, "next");
+  EXPECT_EQ(s.Get(), 0u);
+}
+
+TEST(MacHTTPControl, AbortInTheFirstUploadProgressSendsNothing) {
+  Scripted s;
+  s.transport.progress.reaction = [&] { s.connection.HTTPAbort(); };
+  EXPECT_EQ(s.connection.HTTPRequestFileUpload("http://h", "", {}, {{"x", "", 0}}, s.response, 1),
+            1u);
+  EXPECT_TRUE(s.script.requests.empty());
+}
+
+TEST(KELOHTTPController, TranslatesTransportCodes) {
+  KELOHTTPController controller;
+  const std::pair<std::uint32_t, std::uint32_t> cases[] = {
+      {0, 0},       {1, 3},       {4097, 4114}, {4098, 4128}, {4099, 4129},      {4100, 4103},
+      {4101, 4098}, {4102, 4099}, {4103, 4101}, {4104, 4102}, {4105, 4114},      {4106, 4113},
+      {4107, 4098}, {4112, 4114}, {2, 4114},    {4096, 4114}, {0xFFFFFFFF, 4114}};
+  for (const auto& [transport, result] : cases) {
+    EXPECT_EQ(controller.ConvertErrorCodeHTTPtoKELO(transport), result) << transport;
+  }
+}
+
+TEST(KELOHTTPController, AnswersResultCodes) {
+  LoaderScript script;
+  TemporaryFolder folder;
+  KELOHTTPController controller(
+      std::make_unique<HTTPConnection>(std::make_unique<HTTPConnectionMac>(
+          std::make_unique<ScriptedLoader>(script), folder / "spool")));
+  std::string response;
+  std::uint32_t size = 0;
+  for (int i = 0; i < 4; ++i) script.Answer(404, "");
+  EXPECT_EQ(controller.HTTPRequestGET("http://h", "", response, 1), kKELOResult_TransportFailure);
+  EXPECT_EQ(controller.HTTPRequestPUT("http://h", "", "b", response, 1),
+            kKELOResult_TransportFailure);
+  EXPECT_EQ(controller.HTTPRequestFileUpload("http://h", "", {}, {}, response, 1),
+            kKELOResult_TransportFailure);
+  EXPECT_EQ(controller.HTTPFileDownload("http://h", folder / "f", size, 1), kKELOResult_NotFound);
+  EXPECT_EQ(controller.HTTPAbort(), 0u);
+}
+
+TEST(HTTPConnection, ProgressWithoutAnyoneToHearItIsIgnored) {
+  HTTPConnectionBase base;
+  base.ExecuteCallback_UploadProgress("name", 1, 2);
+  std::string response;
+  std::uint32_t size = 0;
+  EXPECT_EQ(base.HTTPRequestGET("", "", response, 0), 0u);
+  EXPECT_EQ(base.HTTPFileDownload("", "", size, 0), 0u);
+  EXPECT_EQ(base.HTTPAbort(), 0u);
+  HTTPConnection unheard;
+  base.SetCallback(&unheard);
+  base.ExecuteCallback_DownloadProgress("name", 1, 2);
+}
+
+}  // namespace
+}  // namespace kelo

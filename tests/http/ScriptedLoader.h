@@ -1,0 +1,80 @@
+// A loader whose events are written by the test: each slice runs the next step.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/URLLoading.h"
+
+namespace kelo {
+
+/// What a ScriptedLoader is told and what it saw; shared with the test, which outlives the loader.
+struct LoaderScript {
+  using Step = std::function<void(URLConnectionDelegate&)>;
+  std::deque<Step> steps;
+  std::vector<URLRequest> requests;
+  std::vector<std::string> bodies;  // those given as bytes
+  int cancelled = 0;
+  int open = 0;
+
+  void Response(int status, std::optional<std::uint64_t> length = std::nullopt) {
+    steps.push_back([=](URLConnectionDelegate& d) { d.DidReceiveResponse(status, length); });
+  }
+  void Data(std::string data) {
+    steps.push_back([data](URLConnectionDelegate& d) { d.DidReceiveData(data); });
+  }
+  void Finish() {
+    steps.push_back([](URLConnectionDelegate& d) { d.DidFinishLoading(); });
+  }
+  void Fail(std::string_view domain, int code) {
+    steps.push_back([=](URLConnectionDelegate& d) { d.DidFailWithError(domain, code); });
+  }
+  /// A whole answer.
+  void Answer(int status, const std::string& body) {
+    Response(status, body.size());
+    Data(body);
+    Finish();
+  }
+};
+
+class ScriptedLoader final : public URLLoader {
+ public:
+  explicit ScriptedLoader(LoaderScript& script) : script_(script) {}
+
+  std::unique_ptr<URLConnection> Start(const URLRequest& request,
+                                       URLConnectionDelegate& delegate) override {
+    script_.requests.push_back(request);
+    const auto* body = std::get_if<std::string_view>(&request.body);
+    script_.bodies.emplace_back(body == nullptr ? std::string_view() : *body);
+    delegate_ = &delegate;
+    ++script_.open;
+    return std::make_unique<Connection>(script_);
+  }
+  void RunSlice(std::chrono::milliseconds) override {
+    if (script_.steps.empty()) throw std::logic_error("the wait went on after the last event");
+    const auto step = script_.steps.front();
+    script_.steps.pop_front();
+    step(*delegate_);
+  }
+  void WakeUp() override {}
+
+ private:
+  struct Connection final : URLConnection {
+    explicit Connection(LoaderScript& script) : script_(script) {}
+    ~Connection() override { --script_.open; }
+    void Cancel() override { ++script_.cancelled; }
+    LoaderScript& script_;
+  };
+
+  LoaderScript& script_;
+  URLConnectionDelegate* delegate_ = nullptr;
+};
+
+}  // namespace kelo

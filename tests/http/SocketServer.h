@@ -1,0 +1,94 @@
+// A scripted peer on loopback for faults that lie below HTTP: each connection is handed to the
+// test's function on a thread of its own, which reads and sends what it likes.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace kelo {
+
+class SocketServer;
+
+/// One accepted connection, seen from the server. Every wait ends when the server stops.
+class Peer {
+ public:
+  /// Index of the connection, from 0.
+  int Index() const { return index_; }
+  /// Reads one request, head and body by its Content-Length, and logs it. Empty when the client
+  /// left.
+  std::string ReadRequest();
+  /// Reads one head; the body stays unread.
+  std::string ReadHead();
+  /// Reads so many bytes and throws them away; how many came.
+  std::size_t Skip(std::size_t size);
+  /// False when the client has left.
+  bool Send(std::string_view bytes);
+  /// An ordinary answer with its Content-Length.
+  bool Reply(int status, std::string_view body, std::string_view headers = "");
+  /// False when the server stops.
+  bool Pause(std::chrono::milliseconds time);
+  /// Returns when the client has left.
+  void WaitUntilClosed();
+  /// The connection will be reset instead of closed.
+  void ResetAtEnd();
+
+ private:
+  friend class SocketServer;
+  Peer(SocketServer& server, int socket, int index)
+      : server_(server), socket_(socket), index_(index) {}
+  bool Fill();
+
+  SocketServer& server_;
+  const int socket_;
+  const int index_;
+  std::string pending_;
+};
+
+class SocketServer {
+ public:
+  using Handler = std::function<void(Peer&)>;
+  explicit SocketServer(Handler handler);
+  SocketServer(const SocketServer&) = delete;
+  SocketServer& operator=(const SocketServer&) = delete;
+  ~SocketServer();
+
+  /// "http://127.0.0.1:PORT" and the path.
+  std::string Url(std::string_view path = "") const;
+  int Port() const { return port_; }
+  /// The requests as they came, in the order in which they were complete.
+  std::vector<std::string> Requests() const;
+  int Connections() const { return connections_; }
+  /// Waits until so many requests have arrived; false after ten seconds.
+  bool WaitForRequests(std::size_t count) const;
+  /// Likewise for connections that the server has closed.
+  bool WaitForClosed(int count) const;
+
+ private:
+  friend class Peer;
+  void Accept();
+  void Log(std::string request);
+
+  const Handler handler_;
+  int listener_ = -1;
+  int port_ = 0;
+  std::atomic<int> connections_ = 0;
+  mutable std::mutex lock_;
+  mutable std::condition_variable changed_;
+  bool stopping_ = false;
+  std::vector<std::string> requests_;
+  std::vector<int> sockets_;
+  int closed_ = 0;
+  std::list<std::thread> threads_;
+  std::thread acceptor_;
+};
+
+}  // namespace kelo

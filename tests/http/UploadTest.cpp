@@ -1,0 +1,233 @@
+// Uploads: framing, files that cannot be read, the spool, progress.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "http/FaultyFiles.h"
+#include "http/HTTPTestSupport.h"
+#include "http/SocketServer.h"
+
+namespace kelo {
+namespace {
+
+namespace fs = std::filesystem;
+using Parts = std::vector<tagHTTPConnection_MultipartBody>;
+
+constexpr std::uint32_t kThreshold = 104857600;
+
+struct Upload : testing::Test {
+  SocketServer server{[](Peer& peer) {
+    while (!peer.ReadRequest().empty()) peer.Reply(200, "stored");
+  }};
+  Transport transport;
+  TemporaryFolder& folder = transport.folder;
+  TemporaryFolder files;
+  std::string response;
+
+  std::uint32_t Send(const Parts& parts,
+                     const std::vector<tagHTTPConnection_HeaderInfo>& headers = {}) {
+    return transport.connection.HTTPRequestFileUpload(server.Url("/up"), "q=1", headers, parts,
+                                                      response, 5);
+  }
+  std::string LastBody() {
+    const std::string request = server.Requests().back();
+    return request.substr(request.find("\r\n\r\n") + 4);
+  }
+  /// A sparse file that begins with `mark`.
+  std::string BigFile(const std::string& name, const std::string& mark, std::uint32_t size) {
+    const std::string path = files.File(name, mark);
+    fs::resize_file(path, size);
+    return path;
+  }
+};
+
+TEST_F(Upload, IsFramedAsGiven) {
+  const std::string a = files.File("a", std::string("A\0\r\n", 4));
+  const std::string longer = files.File("longer", "only the first five");
+  const std::string empty = files.File("empty", "");
+  const std::string body =
+      "--B\r\nhead<xml/>\r\n--B\r\n\r\n" + std::string("A\0\r\n", 4) + "x" + "only " + "\r\n--B--";
+  EXPECT_EQ(Send({{"--B\r\nhead<xml/>", "", 0},
+                  {"\r\n--B\r\n\r\n", a, 4},
+                  {"x", longer, 5},
+                  {"", empty, 0},
+                  {"\r\n--B--", "", 0}},
+                 {{"Content-Type", "multipart/form-data; boundary=B"},
+                  {"Content-Length", std::to_string(body.size())},
+                  {"X-Empty", ""}}),
+            0u);
+  EXPECT_EQ(response, "stored");
+  EXPECT_EQ(server.Requests().at(0),
+            "POST /up?q=1 HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
+                "\r\nAccept: */*\r\nAccept-Encoding: deflate, gzip, br, zstd\r\n"
+                "Content-Type: multipart/form-data; boundary=B\r\n"
+                "Content-Length: " +
+                std::to_string(body.size()) + "\r\nX-Empty:\r\n\r\n" + body);
+  EXPECT_EQ(transport.progress.uploads, (std::vector<Progress>{{empty, 0, 0}, {empty, 9, 3}}));
+}
+
+TEST_F(Upload, SendsNothingUnlessEveryFileSuppliesItsSize) {
+  const std::string good = files.File("good", "good");
+  fs::create_directory(files / "dir");
+  ASSERT_EQ(mkfifo((files / "fifo").c_str(), 0600), 0);
+  const std::pair<std::string, std::uint32_t> cases[] = {{files / "missing", 0},
+                                                         {files / "dir", 0},
+                                                         {files / "fifo", 1},
+                                                         {"/dev/zero", 4},
+                                                         {files.File("short", "abc"), 4},
+                                                         {files.File("empty", ""), 1},
+                                                         {good + "/x", 1},
+                                                         {good + std::string("\0x", 2), 1},
+                                                         {"/proc/self/mem", 1}};
+  for (const auto& [path, size] : cases) {
+    for (const std::uint32_t ballast : {0u, kThreshold}) {  // in memory, through the spool
+      EXPECT_EQ(Send({{"h", good, 4}, {"h", path, size}, {"t", "", ballast}}), 4107u)
+          << path << " with " << ballast;
+    }
+  }
+  EXPECT_EQ(server.Connections(), 0);
+  EXPECT_TRUE(transport.progress.uploads.empty());
+  EXPECT_EQ(folder.Entries(), 0u);
+}
+
+TEST_F(Upload, SpoolsFromAHundredMebibytesOn) {
+  const std::string almost = BigFile("almost", "first", kThreshold - 1);
+  const std::string last = files.File("last", "Zz");
+  bool spooled = false;
+  transport.progress.reaction = [&] {
+    spooled = false;
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+      std::error_code gone;
+      const std::string target = fs::read_symlink(entry.path(), gone).string();
+      if (!target.starts_with(folder / "spool")) continue;
+      spooled = true;
+      EXPECT_TRUE(target.ends_with("(deleted)")) << target;
+      struct stat status;
+      ASSERT_EQ(stat(entry.path().c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 0777, 0600u);
+    }
+    EXPECT_EQ(folder.Entries(), 0u);
+  };
+  for (const std::uint32_t size : {0u, 1u, 2u}) {
+    SCOPED_TRACE(size);
+    transport.progress.uploads.clear();
+    ASSERT_EQ(Send({{"<", almost, kThreshold - 1}, {"|", last, size}, {">", "", 0}}), 0u);
+    EXPECT_EQ(spooled, size > 0);
+    const std::string body = LastBody();
+    ASSERT_EQ(body.size(), kThreshold + 2 + size);
+    EXPECT_TRUE(body.starts_with("<first"));
+    EXPECT_EQ(body.substr(kThreshold), "|" + std::string("Zz", size) + ">");
+    EXPECT_EQ(body.find_first_not_of('\0', 6), kThreshold);
+    EXPECT_EQ(transport.progress.uploads,
+              (std::vector<Progress>{{last, 0, 0}, {last, kThreshold - 1 + size, 2}}));
+  }
+}
+
+TEST_F(Upload, WhatStandsInTheSpoolsPlace) {
+  const std::string spool = folder / "spool";
+  const std::string victim = files.File("victim", "precious");
+  const Parts small = {{"small", "", 0}};
+  const Parts large = {{"large", "", kThreshold}};  // counted, though there is no file behind it
+  for (const Parts& parts : {small, large}) {
+    folder.File("spool", "stale");
+    EXPECT_EQ(Send(parts), 0u);
+    EXPECT_EQ(folder.Entries(), 0u) << "a stale file goes";
+    fs::create_symlink(victim, spool);
+    EXPECT_EQ(Send(parts), 0u);
+    EXPECT_EQ(folder.Entries(), 0u) << "a link goes";
+    EXPECT_EQ(Contents(victim), "precious");
+  }
+  fs::create_directory(spool);
+  EXPECT_EQ(Send(small), 0u);
+  const std::size_t before = server.Requests().size();
+  EXPECT_EQ(Send(large), 4112u);
+  EXPECT_EQ(server.Requests().size(), before);
+  EXPECT_TRUE(fs::is_directory(spool));
+}
+
+TEST_F(Upload, AFullSpoolDiskSendsNothing) {
+  const std::string big = BigFile("big", "x", kThreshold);
+  std::uint32_t code;
+  {
+    const FaultyFiles faulty(ENOSPC, 10 << 20);
+    code = Send({{"h", big, kThreshold}});
+  }
+  EXPECT_EQ(code, 4112u);
+  EXPECT_EQ(server.Connections(), 0);
+  EXPECT_EQ(folder.Entries(), 0u);
+}
+
+TEST_F(Upload, SendsWhatItReadWhateverBecomesOfTheFile) {
+  const std::string small = files.File("small", "as it was");
+  const std::string big = BigFile("big", "as it was", kThreshold);
+  transport.progress.reaction = [&] {
+    files.File("small", "");
+    fs::remove(big);
+  };
+  ASSERT_EQ(Send({{"", small, 9}}), 0u);
+  EXPECT_EQ(LastBody(), "as it was");
+  fs::remove(big);
+  BigFile("big", "as it was", kThreshold);
+  ASSERT_EQ(Send({{"", big, kThreshold}}), 0u);
+  EXPECT_TRUE(LastBody().starts_with("as it was"));
+  EXPECT_EQ(LastBody().size(), kThreshold);
+}
+
+TEST_F(Upload, ThrowingProgressLeavesNothing) {
+  const std::string big = BigFile("big", "x", kThreshold);
+  for (const int throwAt : {1, 2}) {
+    int events = 0;
+    transport.progress.reaction = [&] {
+      if (++events == throwAt) throw std::runtime_error("host");
+    };
+    EXPECT_THROW(Send({{"", big, kThreshold}}), std::runtime_error);
+    EXPECT_EQ(folder.Entries(), 0u);
+  }
+}
+
+TEST_F(Upload, TwoHostsAtOnceDontMeet) {
+  const std::string paths[] = {BigFile("one", "one", kThreshold),
+                               BigFile("two", "two", kThreshold)};
+  std::uint32_t codes[] = {99, 99};
+  std::thread other([&] {
+    Transport second(MakeURLLoader(), folder / "spool");
+    std::string answer;
+    codes[1] = second.connection.HTTPRequestFileUpload(server.Url("/two"), "", {},
+                                                       {{"", paths[1], kThreshold}}, answer, 20);
+  });
+  codes[0] = transport.connection.HTTPRequestFileUpload(server.Url("/one"), "", {},
+                                                        {{"", paths[0], kThreshold}}, response, 20);
+  other.join();
+  EXPECT_EQ(codes[0], 0u);
+  EXPECT_EQ(codes[1], 0u);
+  for (const std::string& request : server.Requests()) {
+    const std::string mark = request.starts_with("POST /one") ? "one" : "two";
+    EXPECT_EQ(request.substr(request.find("\r\n\r\n") + 4, 3), mark);
+  }
+  EXPECT_EQ(server.Requests().size(), 2u);
+  EXPECT_EQ(folder.Entries(), 0u);
+}
+
+TEST(UploadPeer, ThatClosesInTheMiddleOfTheBodyGetsItOnce) {
+  SocketServer server([](Peer& peer) {
+    peer.ReadHead();
+    peer.Skip(1 << 20);
+  });
+  Transport transport;
+  TemporaryFolder files;
+  const std::string file = files.File("f", std::string(16 << 20, 'x'));
+  std::string response;
+  EXPECT_EQ(transport.connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"", file, 16 << 20}},
+                                                       response, 5),
+            4099u);
+  EXPECT_EQ(server.Connections(), 1);
+  EXPECT_EQ(transport.progress.uploads, (std::vector<Progress>{{file, 0, 0}}));
+}
+
+}  // namespace
+}  // namespace kelo

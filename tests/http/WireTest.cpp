@@ -1,0 +1,213 @@
+// Requests as they stand on the wire, the life of connections, redirects and encodings.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "http/HTTPTestSupport.h"
+#include "http/SocketServer.h"
+
+namespace kelo {
+namespace {
+
+/// Answers every request of every connection with "ok".
+void AnswerAll(Peer& peer) {
+  while (!peer.ReadRequest().empty() && peer.Reply(200, "ok")) {
+  }
+}
+
+std::size_t Occurrences(std::string_view text, std::string_view what) {
+  std::size_t count = 0;
+  for (auto at = text.find(what); at != std::string_view::npos; at = text.find(what, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+TEST(Wire, RequestsAreExactlyWhatWasAskedFor) {
+  SocketServer server(AnswerAll);
+  Transport transport;
+  std::string response;
+  std::uint32_t size = 0;
+  const std::string host = "Host: 127.0.0.1:" + std::to_string(server.Port()) + "\r\n";
+  ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url("/a"), "", response, 5), 0u);
+  ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url("/b"), "x=1&y=%20", "<a>\r\n</a>",
+                                                response, 5),
+            0u);
+  ASSERT_EQ(
+      transport.connection.HTTPFileDownload(server.Url("/c?d"), transport.folder / "f", size, 5),
+      0u);
+  const auto requests = server.Requests();
+  ASSERT_EQ(requests.size(), 3u);
+  const std::string accept = "Accept: */*\r\n";
+  EXPECT_TRUE(requests[0].starts_with("GET /a? HTTP/1.1\r\n" + host)) << requests[0];
+  EXPECT_TRUE(requests[0].ends_with("\r\n\r\n")) << requests[0];
+  EXPECT_NE(requests[0].find("gzip"), std::string::npos) << requests[0];
+  EXPECT_TRUE(requests[1].starts_with("PUT /b?x=1&y=%20 HTTP/1.1\r\n" + host)) << requests[1];
+  EXPECT_TRUE(requests[1].ends_with("\r\nContent-Length: 9\r\n\r\n<a>\r\n</a>")) << requests[1];
+  EXPECT_EQ(requests[1].find("Content-Type"), std::string::npos) << requests[1];
+  EXPECT_EQ(requests[2], "GET /c?d HTTP/1.1\r\n" + host + accept + "Accept-Encoding:\r\n\r\n");
+}
+
+TEST(Wire, LargePutWaitsForNoPermissionAndArrivesWhole) {
+  SocketServer server(AnswerAll);
+  Transport transport;
+  std::string body(3 << 20, 'x');
+  for (std::size_t i = 0; i < body.size(); i += 1000) body[i] = static_cast<char>('a' + i % 26);
+  std::string response;
+  ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "q", body, response, 10), 0u);
+  const std::string request = server.Requests().at(0);
+  EXPECT_EQ(request.find("Expect"), std::string::npos);
+  EXPECT_EQ(Occurrences(request, "Content-Length"), 1u);
+  EXPECT_TRUE(request.substr(request.find("\r\n\r\n") + 4) == body);
+}
+
+TEST(Wire, ConnectionsAreReusedExceptForUploads) {
+  SocketServer server(AnswerAll);
+  Transport transport;
+  std::string response;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 5), 0u);
+    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
+  }
+  EXPECT_EQ(server.Connections(), 1);
+  ASSERT_EQ(
+      transport.connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"x", "", 0}}, response, 5),
+      0u);
+  EXPECT_EQ(server.Connections(), 2);
+}
+
+TEST(Wire, AReusedConnectionThatDiesRepeatsOnlyWhatIsHarmless) {
+  // The first request is answered; the second one is read whole and then nothing comes.
+  const auto dieOnSecond = [](Peer& peer) {
+    if (peer.Index() > 0) return AnswerAll(peer);
+    peer.ReadRequest();
+    peer.Reply(200, "first");
+    peer.ReadRequest();
+  };
+  std::string response;
+  {
+    SocketServer server(dieOnSecond);
+    Transport transport;
+    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
+    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 5), 4099u);
+    EXPECT_EQ(server.Requests().size(), 2u) << "sent twice";
+    ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 5), 0u);
+  }
+  {
+    SocketServer server(dieOnSecond);
+    Transport transport;
+    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
+    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "", response, 5), 4099u);
+    EXPECT_EQ(server.Requests().size(), 2u) << "sent twice, without a body";
+  }
+  {
+    SocketServer server(dieOnSecond);
+    Transport transport;
+    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
+    EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
+    EXPECT_EQ(response, "ok");
+  }
+}
+
+TEST(Wire, AnIdleConnectionThatThePeerClosedIsReplaced) {
+  SocketServer server([](Peer& peer) {
+    peer.ReadRequest();
+    peer.Reply(200, "ok");
+  });
+  Transport transport;
+  std::string response;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 5), 0u) << i;
+    ASSERT_TRUE(server.WaitForClosed(i + 1));
+  }
+  EXPECT_EQ(server.Requests().size(), 3u);
+}
+
+TEST(Wire, RedirectsAreFollowedForGetOnly) {
+  // "/N" leads to "/N-1", "/0" is the end; "/to?URL" leads anywhere.
+  SocketServer server([](Peer& peer) {
+    for (std::string request; !(request = peer.ReadRequest()).empty();) {
+      const std::string path =
+          request.substr(request.find('/'), request.find(" HTTP/") - request.find('/'));
+      if (path.starts_with("/to?")) {
+        peer.Reply(302, "elsewhere", "Location: " + path.substr(4) + "\r\n");
+      } else if (const int left = std::stoi(path.substr(1)); left > 0) {
+        const int status[] = {301, 302, 303, 307, 308};
+        peer.Reply(status[left % 5], "moved", "Location: /" + std::to_string(left - 1) + "\r\n");
+      } else {
+        peer.Reply(200, "arrived");
+      }
+    }
+  });
+  Transport transport;
+  const struct {
+    const char *method, *path, *query;
+    std::uint32_t expected;
+    const char* body;
+    std::size_t requests;
+  } cases[] = {
+      {"GET", "/10", "", 0, "arrived", 11},
+      {"GET", "/11", "", 4112, "", 11},
+      {"PUT", "/1", "", 4112, "moved", 1},
+      {"POST", "/1", "", 4112, "moved", 1},
+      {"GET", "/to", "ftp://127.0.0.1/x", 4112, "", 1},
+      {"GET", "/to", "file:///etc/passwd", 4112, "", 1},
+      {"GET", "/to", "http://a:b:c/", 4112, "", 1},
+      {"DOWNLOAD", "/3", "", 0, "arrived", 4},
+      {"DOWNLOAD", "/to?file:///etc/passwd", "", 4112, "", 1},
+  };
+  std::size_t before = 0;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.method) + " " + c.path + " " + c.query);
+    const std::string method = c.method, url = server.Url(c.path), file = transport.folder / "f";
+    std::string response;
+    std::uint32_t size = 0;
+    HTTPConnection& connection = transport.connection;
+    const std::uint32_t code =
+        method == "GET"   ? connection.HTTPRequestGET(url, c.query, response, 5)
+        : method == "PUT" ? connection.HTTPRequestPUT(url, c.query, "b", response, 5)
+        : method == "POST"
+            ? connection.HTTPRequestFileUpload(url, c.query, {}, {{"b", "", 0}}, response, 5)
+            : connection.HTTPFileDownload(url, file, size, 5);
+    EXPECT_EQ(code, c.expected);
+    EXPECT_EQ(method == "DOWNLOAD" ? Contents(file) : response, c.body);
+    EXPECT_EQ(server.Requests().size() - before, c.requests);
+    before = server.Requests().size();
+    std::filesystem::remove(file);
+  }
+}
+
+TEST(Wire, AnswersArriveDecodedAndDownloadsAsTheyAre) {
+  const std::string packed(
+      "\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03\xcb\x48\xcd\xc9\xc9\x07\x00\x86\xa6\x10\x36\x05\x00"
+      "\x00\x00",
+      25);
+  SocketServer server([&](Peer& peer) {
+    while (!peer.ReadRequest().empty()) peer.Reply(200, packed, "Content-Encoding: gzip\r\n");
+  });
+  Transport transport;
+  std::string response;
+  std::uint32_t size = 0;
+  EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
+  EXPECT_EQ(response, "hello");
+  EXPECT_EQ(transport.connection.HTTPFileDownload(server.Url(), transport.folder / "f", size, 5),
+            0u);
+  EXPECT_EQ(size, packed.size());
+  EXPECT_EQ(Contents(transport.folder / "f"), packed);
+}
+
+TEST(Wire, HeadersThatWouldBreakTheRequestAreRefused) {
+  SocketServer server(AnswerAll);
+  Transport transport;
+  std::string response;
+  for (const auto& header : std::vector<tagHTTPConnection_HeaderInfo>{
+           {"A", "b\r\nInjected: 1"}, {"A\n", "b"}, {"", "b"}, {"A", std::string("b\0c", 3)}}) {
+    EXPECT_EQ(
+        transport.connection.HTTPRequestFileUpload(server.Url(), "", {header}, {}, response, 5),
+        4112u);
+  }
+  EXPECT_EQ(server.Connections(), 0);
+}
+
+}  // namespace
+}  // namespace kelo
