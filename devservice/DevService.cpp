@@ -253,8 +253,10 @@ void Service::Import(const fs::path& directory) {
 void Service::ImportFriend(const fs::path& directory) {
   impl_->WithStore([&](Store& store) {
     const AccountId friendly = store.AddAccount(kFriendAddress).account;
-    const std::string album = ImportAlbum(store, friendly, directory, impl_->CopiesFiles());
-    store.ShareWith(friendly, album, impl_->Owner().account);
+    for (const std::string& album :
+         ImportAlbums(store, friendly, directory, impl_->CopiesFiles())) {
+      store.ShareWith(friendly, album, impl_->Owner().account);
+    }
   });
 }
 

@@ -16,8 +16,12 @@
 namespace kelo::devservice {
 namespace {
 
-// The connection that this thread serves: httplib's handlers don't say which one it is.
-thread_local Connection* currentConnection = nullptr;
+// What this thread serves: httplib's handlers don't say which connection it is.
+struct Current {
+  Connection* connection = nullptr;
+  LoggedRequest head;
+};
+thread_local Current current;
 
 // A thread for every connection, so that silent answers never keep others waiting.
 class ThreadPerConnection final : public httplib::TaskQueue {
@@ -86,10 +90,9 @@ class HttpServer::Impl final : private httplib::Server {
     set_write_timeout(0);
     set_payload_max_length(std::numeric_limits<std::size_t>::max());
     const char* every = R"([\s\S]*)";
-    Get(every,
-        [this](const httplib::Request& request, httplib::Response&) { Serve(request, nullptr); });
-    const auto withBody = [this](const httplib::Request& request, httplib::Response&,
-                                 const httplib::ContentReader& reader) { Serve(request, &reader); };
+    Get(every, [this](const httplib::Request&, httplib::Response&) { Serve(nullptr); });
+    const auto withBody = [this](const httplib::Request&, httplib::Response&,
+                                 const httplib::ContentReader& reader) { Serve(&reader); };
     Put(every, withBody);
     Post(every, withBody);
     port_ = port == 0 ? bind_to_any_port("127.0.0.1") : bind_to_port("127.0.0.1", port) ? port : -1;
@@ -120,9 +123,9 @@ class HttpServer::Impl final : private httplib::Server {
   bool process_and_close_socket(int socket) override {
     if (Enter(socket)) {
       Connection connection(socket);
-      currentConnection = &connection;
+      current.connection = &connection;
       ServeConnection(connection);
-      currentConnection = nullptr;
+      current = {};
       Leave(socket);
     }
     close(socket);
@@ -132,7 +135,12 @@ class HttpServer::Impl final : private httplib::Server {
   void ServeConnection(Connection& connection) {
     bool closed = false;
     while (!closed && !connection.MustClose() && connection.AwaitRequest()) {
-      if (!process_request(connection, false, closed, nullptr)) break;
+      const auto prepare = [](httplib::Request& request) {
+        current.head = HeadOf(request);
+        // Left in, this would make httplib take a multipart body apart, which is done elsewhere.
+        request.headers.erase("Content-Type");
+      };
+      if (!process_request(connection, false, closed, prepare)) break;
     }
   }
 
@@ -147,10 +155,10 @@ class HttpServer::Impl final : private httplib::Server {
     sockets_.erase(socket);
   }
 
-  void Serve(const httplib::Request& request, const httplib::ContentReader* reader) {
-    Connection& connection = *currentConnection;
+  void Serve(const httplib::ContentReader* reader) {
+    Connection& connection = *current.connection;
     try {
-      ServeRequest(connection, request, reader);
+      ServeRequest(connection, std::move(current.head), reader);
     } catch (const std::exception& error) {
       Reply failure;
       failure.status = 500;
@@ -160,9 +168,8 @@ class HttpServer::Impl final : private httplib::Server {
     }
   }
 
-  void ServeRequest(Connection& connection, const httplib::Request& request,
+  void ServeRequest(Connection& connection, LoggedRequest head,
                     const httplib::ContentReader* reader) {
-    LoggedRequest head = HeadOf(request);
     if (const auto early = handler_.OnHead(head)) {
       ReadBody(head, reader, nullptr, early->readFirst);
       head.complete = false;

@@ -13,6 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr Order kByName{"Name", false};
+
 struct Contents {
   std::vector<fs::path> files;
   std::vector<fs::path> folders;
@@ -58,14 +60,14 @@ class Importer {
   }
 
   std::string AlbumNamed(const std::string& folder, const std::string& name) {
-    for (const Album& album : store_.Albums(account_, folder, {})) {
+    for (const Album& album : store_.Albums(account_, folder, kByName)) {
       if (album.name == name) return album.id;
     }
     return store_.AddAlbum(account_, folder, name);
   }
 
   std::string FolderNamed(const std::string& name) {
-    for (const Folder& folder : store_.Folders(account_, {})) {
+    for (const Folder& folder : store_.Folders(account_, kByName)) {
       if (folder.name == name) return folder.id;
     }
     return store_.AddFolder(account_, name);
@@ -122,13 +124,19 @@ void ImportFolder(Store& store, AccountId account, const fs::path& directory, bo
   transaction.Commit();
 }
 
-std::string ImportAlbum(Store& store, AccountId owner, const fs::path& directory, bool copy) {
+std::vector<std::string> ImportAlbums(Store& store, AccountId owner, const fs::path& directory,
+                                      bool copy) {
   Transaction transaction = store.Begin();
   Importer importer(store, owner, copy);
-  const std::string album = importer.AlbumNamed("", NameOf(directory));
-  importer.AddFiles(album, FilesBelow(directory));
+  const Contents top = ContentsOf(directory);
+  const bool holdsAlbums = top.files.empty() && !top.folders.empty();
+  std::vector<std::string> albums;
+  for (const fs::path& path : holdsAlbums ? top.folders : std::vector{directory}) {
+    albums.push_back(importer.AlbumNamed("", NameOf(path)));
+    importer.AddFiles(albums.back(), FilesBelow(path));
+  }
   transaction.Commit();
-  return album;
+  return albums;
 }
 
 }  // namespace kelo::devservice

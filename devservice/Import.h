@@ -2,6 +2,8 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "devservice/Store.h"
 
@@ -15,8 +17,9 @@ namespace kelo::devservice {
 void ImportFolder(Store& store, AccountId account, const std::filesystem::path& directory,
                   bool copy);
 
-// All files below become one album with the folder's name, owned by `owner`; gives its id.
-std::string ImportAlbum(Store& store, AccountId owner, const std::filesystem::path& directory,
-                        bool copy);
+// An album for the folder, with all files below; for a folder that holds only folders, one for each
+// of them. They belong to `owner`; gives their ids.
+std::vector<std::string> ImportAlbums(Store& store, AccountId owner,
+                                      const std::filesystem::path& directory, bool copy);
 
 }  // namespace kelo::devservice

@@ -1,5 +1,6 @@
 // Folders, albums and the items in them.
 #include <algorithm>
+#include <span>
 
 #include "devservice/ServiceError.h"
 #include "devservice/Store.h"
@@ -19,25 +20,27 @@ bool IsReservedId(std::string_view id) {
          std::ranges::all_of(id, [](char c) { return c == static_cast<char>(0xF8); });
 }
 
+struct SortKey {
+  std::string_view by;
+  std::string_view column;
+};
+constexpr SortKey kItemKeys[] = {
+    {"UploadDate", "uploadDate"},
+    {"ModifyDate", "items.modifyDate"},
+    {"ShotDate", "shotDate"},
+    {"FileName", "items.name"},
+};
+constexpr SortKey kContainerKeys[] = {{"ModifyDate", "modifyDate"}, {"Name", "name"}};
+
 // Ties stand in the order of their creation, so every listing is stable.
-std::string OrderClause(const Order& order, std::string_view prefix, std::string_view position) {
-  struct Column {
-    std::string_view by;
-    std::string_view column;
-  };
-  static constexpr Column columns[] = {
-      {"UploadDate", "uploadDate"},
-      {"ModifyDate", "modifyDate"},
-      {"ShotDate", "shotDate"},
-      {"FileName", "name"},
-      {"Name", "name"},
-  };
-  const auto* found = std::ranges::find(columns, order.by, &Column::by);
-  if (found == std::end(columns)) {
-    throw ServiceError(ErrorNumber::UnusableValue, "Unknown sort key " + std::string(order.by));
+std::string OrderClause(const Order& order, std::span<const SortKey> keys,
+                        std::string_view position) {
+  const auto found = std::ranges::find(keys, order.by, &SortKey::by);
+  if (found == keys.end()) {
+    throw ServiceError(ErrorNumber::UnusableValue, "Unknown sort key");
   }
-  return " ORDER BY " + std::string(prefix) + std::string(found->column) +
-         (order.descending ? " DESC, " : " ASC, ") + std::string(position);
+  return " ORDER BY " + std::string(found->column) + (order.descending ? " DESC, " : " ASC, ") +
+         std::string(position);
 }
 
 Album AlbumOf(const Statement& row) {
@@ -71,7 +74,7 @@ Item ItemOf(const Statement& row) {
 
 std::vector<Folder> Store::Folders(AccountId account, const Order& order) {
   Statement rows = database_.Query("SELECT id, name, modifyDate FROM folders WHERE account = ?" +
-                                       OrderClause(order, "", "position"),
+                                       OrderClause(order, kContainerKeys, "position"),
                                    account);
   std::vector<Folder> folders;
   while (rows.Step()) folders.push_back({rows.Text(0), rows.Text(1), rows.Text(2)});
@@ -82,7 +85,7 @@ std::vector<Album> Store::Albums(AccountId account, std::string_view folder, con
   return AlbumsOf(
       database_.Query("SELECT id, name, modifyDate, shared FROM albums"
                       " WHERE account = ? AND folder = ? AND isRoot = 0" +
-                          OrderClause(order, "", "position"),
+                          OrderClause(order, kContainerKeys, "position"),
                       account, folder));
 }
 
@@ -96,7 +99,7 @@ std::vector<Album> Store::FriendAlbums(AccountId account) {
 std::vector<Item> Store::Items(std::string_view album, const Order& order) {
   Statement rows = database_.Query(
       "SELECT " ITEM_COLUMNS " FROM albumItems JOIN items ON items.id = item WHERE album = ?" +
-          OrderClause(order, "items.", "albumItems.position"),
+          OrderClause(order, kItemKeys, "albumItems.position"),
       album);
   std::vector<Item> items;
   while (rows.Step()) items.push_back(ItemOf(rows));

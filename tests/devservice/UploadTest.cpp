@@ -1,0 +1,234 @@
+// Upload checks and multipart uploads.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "devservice/Client.h"
+
+namespace kelo::devservice {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct File {
+  std::string name;
+  std::string bytes;
+  std::string more =
+      " fileCreateDate=\"2026:01:01 10:00:00\" fileModifyDate=\"2026:01:02 11:00:00\"";
+};
+
+// The pieces of an upload, each of which a test can spoil.
+struct Upload {
+  std::string document;
+  std::string body;
+};
+
+Upload MakeUpload(const std::vector<File>& files, const std::string& opening = "<UploadItems>") {
+  Upload upload;
+  upload.document = Client::kDeclarations + opening + "\r\n<items>\r\n";
+  std::string parts;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    upload.document += "<item idx=\"" + std::to_string(i + 1) + "\" fileName=\"" + files[i].name +
+                       "\" size=\"" + std::to_string(files[i].bytes.size()) + "\"" + files[i].more +
+                       " />\r\n";
+    parts += "\r\n--BOUNDARY\r\nContent-Disposition: form-data; name=\"" + files[i].name +
+             "\"\r\nContent-Type: application/octet-stream\r\nContent-Transfer-Encoding: "
+             "binary\r\n\r\n" +
+             files[i].bytes;
+  }
+  upload.document += "</items>\r\n</UploadItems>\r\n";
+  upload.body =
+      "--BOUNDARY\r\nContent-Disposition: form-data; name=\"XML\"\r\n"
+      "Content-Type: text/plain; charset=UTF-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n" +
+      upload.document + parts + "\r\n--BOUNDARY--\r\n";
+  return upload;
+}
+
+Response Post(Client& client, const Upload& upload,
+              const std::string& type = "multipart/form-data; boundary=BOUNDARY") {
+  return client.Send("POST", client.uploadUrl + "?" + client.Query(upload.document), &upload.body,
+                     {"Content-Type: " + type});
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t found = text.rfind(from);
+  EXPECT_NE(found, std::string::npos) << from;
+  return text.replace(found, from.size(), to);
+}
+
+TEST(Upload, StoresEveryByte) {
+  Service service;
+  Client client(service);
+  client.Open();
+  const std::string album =
+      client.Call("AddAlbum", " folderId=\"\" albumName=\"New\"").Attribute("albumId");
+  std::string large(3'000'000, '\0');
+  for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i * i / 7 + i);
+  const std::string inAlbum = " albumId=\"" + album + "\" tagList=\"a,b\"";
+  const Upload upload = MakeUpload({{"one.bin", large},
+                                    {"caf&#233;.mov", "\r\n--BOUNDARY--\r\n--BOUNDARY", inAlbum},
+                                    {"empty.jpg", ""}});
+  const Response response = Post(client, upload);
+  ASSERT_EQ(response.Outcome(), "ok") << response.body;
+  EXPECT_EQ(Between(response.body, "idx=\"", "\""), (std::vector<std::string>{"1", "2", "3"}));
+  const Response tree = client.GetHierarchy();
+  const std::string root = Between(tree.body, "<rootAlbum>", "</rootAlbum>").at(0);
+  EXPECT_EQ(Between(root, "fileName=\"", "\""), (std::vector<std::string>{"one.bin", "empty.jpg"}));
+  EXPECT_EQ(Between(root, "modifyDate=\"", "\"").at(0), "2026:01:02 11:00:00");
+  const std::string listed = Between(tree.body, "<album ", "</album>").at(0);
+  EXPECT_EQ(Between(listed, "fileName=\"", "\""), std::vector<std::string>{"caf&#233;.mov"});
+  EXPECT_EQ(Between(listed, "fileFormat=\"", "\""), std::vector<std::string>{"video/quicktime"});
+  EXPECT_TRUE(client.Send("GET", Between(root, "origUrl=\"", "\"").at(0)).body == large);
+  EXPECT_EQ(client.Send("GET", Between(listed, "origUrl=\"", "\"").at(0)).body,
+            "\r\n--BOUNDARY--\r\n--BOUNDARY");
+  EXPECT_EQ(client.Call("GetStorageCapacity").Attribute("dataCapacity"), "3000026");
+  EXPECT_TRUE(service.Log().at(2).body.empty()) << "a large body is not kept";
+  EXPECT_EQ(service.Log().at(2).bodySize, upload.body.size());
+  EXPECT_EQ(service.Log().at(2).apiMethod, "UploadItems");
+}
+
+TEST(Upload, RefusesEveryDeviationAndStoresNothing) {
+  Service::Options options;
+  options.quotaBytes = 1000;
+  Service service(options);
+  Client client(service);
+  client.Open();
+  const std::vector<File> files{{"a.jpg", "abc"}, {"b.jpg", "defg"}};
+  const Upload good = MakeUpload(files);
+  struct Case {
+    const char* what;
+    Upload upload;
+    std::string outcome;
+  };
+  const auto spoiled = [&](const std::string& from, const std::string& to) {
+    return Upload{good.document, Replaced(good.body, from, to)};
+  };
+  const Case cases[] = {
+      {"one byte too many", spoiled("defg", "defgh"), "402"},
+      {"one byte too few", spoiled("defg", "def"), "402"},
+      {"another boundary", spoiled("\r\n--BOUNDARY\r\n", "\r\n--Boundary\r\n"), "402"},
+      {"another part name", spoiled("name=\"b.jpg\"", "name=\"c.jpg\""), "402"},
+      {"another encoding", spoiled("binary", "8bit"), "402"},
+      {"no closing boundary", spoiled("\r\n--BOUNDARY--\r\n", ""), "402"},
+      {"cut closing boundary", spoiled("--BOUNDARY--\r\n", "--BOUNDARY--"), "402"},
+      {"bytes at the end", spoiled("--BOUNDARY--\r\n", "--BOUNDARY--\r\n\r\n"), "402"},
+      {"another document header", spoiled("Transfer-Encoding: 8bit", "Transfer-Encoding: 7bit"),
+       "402"},
+      {"unsigned document", spoiled("fileName=\"a.jpg\"", "fileName=\"b.jpg\""), "103"},
+      {"no document", {good.document, "--BOUNDARY--\r\n"}, "402"},
+      {"nothing", {good.document, ""}, "402"},
+      {"unknown album", MakeUpload({{"a.jpg", "abc", " albumId=\"nowhere\""}}), "207"},
+      {"unknown upload id", MakeUpload(files, "<UploadItems uploadId=\"x\">"), "301"},
+      {"over quota",
+       MakeUpload({{"a.jpg", std::string(600, 'x')}, {"b.jpg", std::string(401, 'x')}}), "203"},
+  };
+  for (const Case& c : cases) {
+    const Response response = Post(client, c.upload);
+    EXPECT_EQ(response.Outcome(), c.outcome) << c.what << "\n" << response.body;
+  }
+  EXPECT_EQ(Post(client, good, "multipart/form-data; boundary=Other").Outcome(), "402");
+  EXPECT_EQ(client.Call("GetUserArchiveInfo").Attribute("totalCount"), "0");
+  EXPECT_EQ(Post(client, good).Outcome(), "ok") << "nothing of the above is left behind";
+}
+
+TEST(Upload, FindsEveryStatusOfACheck) {
+  Service service;
+  Client client(service);
+  client.Open();
+  const std::string album =
+      client.Call("AddAlbum", " folderId=\"\" albumName=\"New\"").Attribute("albumId");
+  const std::string dates =
+      " fileCreateDate=\"2026:01:01 10:00:00\" fileModifyDate=\"2026:01:02 11:00:00\"";
+  const std::string asked = " albumId=\"" + album + "\"";
+  ASSERT_EQ(Post(client, MakeUpload({{"root.jpg", "abc", dates},
+                                     {"album.jpg", "abcd", dates + asked},
+                                     {"virus.EXE", "abc"}}))
+                .Outcome(),
+            "ok");
+  struct Case {
+    std::string item;
+    std::string status;
+  };
+  const Case cases[] = {
+      {"fileName=\"root.jpg\" fileSize=\"3\"" + dates + asked, "1"},
+      {"fileName=\"root.jpg\" fileSize=\"3\"" + dates, "1"},
+      {"fileName=\"root.jpg\" fileSize=\"3\" fileModifyDate=\"2026-01-02 11:00:00\"", "1"},
+      {"fileName=\"root.jpg\" fileSize=\"3\" fileModifyDate=\"2026-01-02 11:00:01\"", "4"},
+      {"fileName=\"root.jpg\" fileSize=\"4\"" + dates, "0"},
+      {"fileName=\"album.jpg\" fileSize=\"4\"" + dates + asked, "2"},
+      {"fileName=\"album.jpg\" fileSize=\"4\"" + dates, "1"},
+      {"fileName=\"virus.EXE\" fileSize=\"3\"" + dates, "3"},
+      {"fileName=\"other.jpg\" fileSize=\"3\"" + dates, "0"},
+  };
+  std::string document = Client::kDeclarations + "<CheckUploadItems>\r\n<items>\r\n";
+  std::vector<std::string> expected;
+  for (const Case& c : cases) {
+    document += "<item idx=\"" + std::to_string(expected.size() + 1) + "\" " + c.item + " />\r\n";
+    expected.push_back(c.status);
+  }
+  const Response response =
+      client.SendDocument(document + "</items>\r\n</CheckUploadItems>\r\n", true);
+  EXPECT_EQ(Between(response.body, "status=\"", "\""), expected) << response.body;
+  EXPECT_EQ(Between(response.body, "itemId=\"", "\"").size(), 5u) << response.body;
+}
+
+TEST(Upload, NegotiatesByDigest) {
+  Service service;
+  Client client(service);
+  client.Open();
+  ASSERT_EQ(Post(client, MakeUpload({{"a.jpg", "abc"}})).Outcome(), "ok");
+  const auto item = [](int idx, const std::string& md5) {
+    return "<item idx=\"" + std::to_string(idx) +
+           "\" fileName=\"n.jpg\" fileSize=\"3\" fileDate=\"\" resolution=\"4x3\" md5=\"" + md5 +
+           "\" />\r\n";
+  };
+  const Response response = client.SendDocument(
+      Client::kDeclarations + "<NegotiateUploadItems>\r\n<items>\r\n" +
+          item(1, "900150983cd24fb0d6963f7d28e17f72") +
+          item(2, "900150983cd24fb0d6963f7d28e17f73") + "</items>\r\n</NegotiateUploadItems>\r\n",
+      true);
+  EXPECT_EQ(Between(response.body, "uploadComplete=\"", "\""),
+            (std::vector<std::string>{"true", "false"}));
+  const std::string opening = "<UploadItems uploadId=\"" + response.Attribute("uploadId") + "\">";
+  EXPECT_EQ(Post(client, MakeUpload({{"n.jpg", "xyz"}}, opening)).Outcome(), "ok");
+}
+
+TEST(Upload, AnswersTooLongRequestsBeforeTheirEnd) {
+  Service::Options options;
+  options.maxRequestBytes = 100'000;
+  Service service(options);
+  Client client(service);
+  client.Open();
+  EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", std::string(100'000, 'x')}})).status, 413);
+  EXPECT_EQ(service.Log().back().bodySize, 0u);
+  EXPECT_FALSE(service.Log().back().complete);
+  EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", std::string(1000, 'x')}})).Outcome(), "ok");
+}
+
+TEST(DataDirectory, KeepsAccountsAndFiles) {
+  std::string name = (fs::temp_directory_path() / "kelo-data-XXXXXX").string();
+  ASSERT_NE(mkdtemp(name.data()), nullptr);
+  Service::Options options;
+  options.dataDirectory = name;
+  std::string token;
+  for (int round = 0; round < 2; ++round) {
+    Service service(options);
+    EXPECT_TRUE(token.empty() || token == service.AuthToken());
+    token = service.AuthToken();
+    service.Import(fs::path(KELO_SAMPLES_DIRECTORY) / "mine");  // the second time changes nothing
+    Client client(service);
+    client.Open();
+    if (round == 0) {
+      ASSERT_EQ(Post(client, MakeUpload({{"kept.mov", "kept bytes"}})).Outcome(), "ok");
+    }
+    const Response tree = client.GetHierarchy();
+    EXPECT_EQ(Between(tree.body, "<item ", "/>").size(), 8u) << tree.body;
+    const std::string kept = Between(tree.body, "fileName=\"kept.mov\"", "/>").at(0);
+    EXPECT_EQ(client.Send("GET", Between(kept, "origUrl=\"", "\"").at(0)).body, "kept bytes");
+  }
+  fs::remove_all(name);
+}
+
+}  // namespace
+}  // namespace kelo::devservice
