@@ -14,7 +14,14 @@ namespace kelo {
 // One place where an id stands. The order of kinds, and of the holders' ids within a kind, is the
 // order in which a query for the id prefers the places.
 struct HierarchyPlace {
-  enum class Kind { RootAlbumFile, Directory, FriendAlbum, DirectoryFile, FriendAlbumFile };
+  enum class Kind {
+    RootAlbum,
+    RootAlbumFile,
+    Directory,
+    FriendAlbum,
+    DirectoryFile,
+    FriendAlbumFile
+  };
 
   Kind kind;
   std::string_view holderID = {};         // DirectoryFile, FriendAlbumFile: whose list it is
@@ -30,7 +37,10 @@ struct HierarchyPlace {
 // Since entries are replaced in place and removed only all together, nothing else is needed.
 class HierarchyIndex {
  public:
-  // Adds a place that the id does not have yet; `id` must be the key in the hierarchy's own map.
+  HierarchyIndex() { Clear(); }
+
+  // Adds a place that the id does not have yet; `id` must be the key in the hierarchy's own map. A
+  // file item's `preferred` says from then on whether its place is the first one of the id.
   void Add(std::string_view id, const HierarchyPlace& place);
 
   // The most preferred place of the id that `accept` accepts, or null.
@@ -47,7 +57,11 @@ class HierarchyIndex {
     return nullptr;
   }
 
-  void Clear() { places_.clear(); }
+  // Makes room for so many ids at once.
+  void Reserve(size_t ids) { places_.reserve(ids); }
+
+  // Only the root album's id remains: it always has a place.
+  void Clear();
 
  private:
   struct Places {

@@ -79,6 +79,9 @@ std::optional<Element> ReadElement(std::string_view text, size_t at, const Eleme
   return Element{tag, text.substr(content, close - content), close + keys.close.size()};
 }
 
+// About as long as an item in an answer.
+constexpr size_t kItemLength = 320;
+
 // "<item " leaves out an "<items>" around the items.
 template <typename Visit>
 void ForEachItem(std::string_view text, Visit visit) {
@@ -104,6 +107,7 @@ std::string_view CutFolders(std::string_view response, std::string_view folders,
 uint32_t HierarchyLoader::RefreshHierarchyInfoByXMLData(std::string_view response) {
   cache_.ClearAllFolder();
   cache_.SetupRootFolder();
+  cache_.ReserveItems(response.size() / kItemLength);
   AddRootAlbumItems(response);
   std::string joined;
   std::string_view rest = response;

@@ -4,12 +4,11 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 
 #include "KELOAccess.h"
+#include "catalogue/EntryList.h"
 
 namespace kelo {
 
@@ -37,34 +36,44 @@ inline constexpr uint32_t kIDLength = KELO_ID_FIELD_SIZE - 1;
 
 // Texts are stored as the service wrote them, references included.
 struct tagFileItemData {
-  std::string fileName;
-  std::string modifyDate;
-  std::string shotDate;
-  std::string uploadDate;
-  std::string screenUrl;
-  std::string origUrl;
+  std::string fileName = {};
+  std::string modifyDate = {};
+  std::string shotDate = {};
+  std::string uploadDate = {};
+  std::string screenUrl = {};
+  std::string origUrl = {};
   uint32_t fileFormat = 0;
-  uint32_t index = 0;     // position in its list, given by the cache: the list's size when added
-  uint64_t sequence = 0;  // given by the cache: entries of equal index stand in order of addition
+  // Given by the cache:
+  uint32_t index = 0;      // position in its list: the list's size when it was added
+  uint64_t sequence = 0;   // entries of equal index stand in the order in which they were added
+  bool preferred = false;  // this is what a query for the item's id finds
+
+  void KeepPlaceOf(const tagFileItemData& other) {
+    index = other.index;
+    sequence = other.sequence;
+    preferred = other.preferred;
+  }
 };
 
 // The link from a directory to a child folder or album.
 struct tagDirectoryItemData {
-  std::string name;
-  std::string modifyDate;
-  uint32_t index = 0;     // as in tagFileItemData, among the siblings of the same kind
-  uint64_t sequence = 0;  // as in tagFileItemData
-};
+  std::string name = {};
+  std::string modifyDate = {};
+  // As in tagFileItemData, among the siblings of the same kind:
+  uint32_t index = 0;
+  uint64_t sequence = 0;
 
-// All maps are ordered by byte-wise comparison of the ids; the service's order is in `index`.
-template <typename Record>
-using IDMap = std::map<std::string, Record, std::less<>>;
+  void KeepPlaceOf(const tagDirectoryItemData& other) {
+    index = other.index;
+    sequence = other.sequence;
+  }
+};
 
 // The children of one directory.
 struct tagDirectoryItemList {
-  IDMap<tagDirectoryItemData> folders;
-  IDMap<tagDirectoryItemData> albums;
-  IDMap<tagFileItemData> files;
+  EntryList<tagDirectoryItemData> folders;
+  EntryList<tagDirectoryItemData> albums;
+  EntryList<tagFileItemData> files;
 };
 
 // A folder, an album or the root folder.
@@ -81,9 +90,9 @@ struct tagFriendAlbumInfo : tagDirectoryInfo {};
 
 // The whole hierarchy. The bounded store of finished item records is ItemInfoCache.
 struct tagServerHierarchyInfo {
-  IDMap<tagDirectoryInfo> directories;     // the root folder under kRootID, every folder and album
-  IDMap<tagFileItemData> rootAlbumFiles;   // the items of the root album
-  IDMap<tagFriendAlbumInfo> friendAlbums;  // with a root entry under kRootID
+  IDMap<tagDirectoryInfo> directories;  // the root folder under kRootID, every folder and album
+  EntryList<tagFileItemData> rootAlbumFiles;  // the items of the root album
+  IDMap<tagFriendAlbumInfo> friendAlbums;     // with a root entry under kRootID
 };
 
 }  // namespace kelo

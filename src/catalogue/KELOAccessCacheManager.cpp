@@ -17,15 +17,6 @@ Record* FindEntry(IDMap<Record>& map, std::string_view id) {
   return found == map.end() ? nullptr : &found->second;
 }
 
-// Keeps the entry that is there already.
-template <typename Record>
-typename std::pair<typename IDMap<Record>::iterator, bool> Insert(IDMap<Record>& map,
-                                                                  std::string_view id) {
-  const auto position = map.lower_bound(id);
-  if (position != map.end() && position->first == id) return {position, false};
-  return {map.emplace_hint(position, id, Record()), true};
-}
-
 }  // namespace
 
 KELOAccessCacheManager::KELOAccessCacheManager(uint32_t budgetBytes)
@@ -37,6 +28,10 @@ KELOAccessCacheManager::~KELOAccessCacheManager() = default;
 void KELOAccessCacheManager::SetupRootFolder() {
   if (hierarchy_.directories.contains(kRootID)) ClearAllFolder();
   AddRootEntry(hierarchy_.directories, HierarchyPlace::Kind::Directory);
+}
+
+void KELOAccessCacheManager::ReserveItems(size_t items) {
+  index_.Reserve(items);
 }
 
 void KELOAccessCacheManager::ClearAllFolder() {
@@ -53,7 +48,7 @@ void KELOAccessCacheManager::SetupFriendAlbum() {
 
 template <typename Record>
 void KELOAccessCacheManager::AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind) {
-  const auto [entry, added] = Insert(map, kRootID);
+  const auto [entry, added] = InsertNew(map, kRootID);
   if (!added) return;
   CopyTextField(entry->second.parentID, kTerminateID);
   entry->second.name = kRootName;
@@ -61,21 +56,9 @@ void KELOAccessCacheManager::AddRootEntry(IDMap<Record>& map, HierarchyPlace::Ki
   index_.Add(entry->first, {.kind = kind, .directory = &entry->second});
 }
 
-// An entry that is replaced stays in its node, since the index refers to it. Its new index is what
-// it would be after a removal: the size of the list without it.
-template <typename Record>
-std::pair<typename IDMap<Record>::iterator, bool> KELOAccessCacheManager::PutAtEnd(
-    IDMap<Record>& list, std::string_view id, Record data) {
-  const auto [entry, added] = Insert(list, id);
-  data.index = static_cast<uint32_t>(list.size() - 1);
-  data.sequence = additions_++;
-  entry->second = std::move(data);
-  return {entry, added};
-}
-
-void KELOAccessCacheManager::PutFile(IDMap<tagFileItemData>& list, std::string_view id,
+void KELOAccessCacheManager::PutFile(EntryList<tagFileItemData>& list, std::string_view id,
                                      tagFileItemData data, HierarchyPlace place) {
-  const auto [entry, added] = PutAtEnd(list, id, std::move(data));
+  const auto [entry, added] = list.PutAtEnd(id, std::move(data), additions_++);
   if (!added) return;
   place.file = &entry->second;
   index_.Add(entry->first, place);
@@ -86,12 +69,12 @@ void KELOAccessCacheManager::AddDirectoryItem(std::string_view parentID, std::st
   if (id.empty()) return;
   if (tagDirectoryInfo* parent = FindEntry(hierarchy_.directories, OrRoot(parentID))) {
     if (flags & kKELOKind_Folder) {
-      PutAtEnd(parent->items.folders, id, data);
+      parent->items.folders.PutAtEnd(id, data, additions_++);
     } else if (flags & kKELOKind_Album) {
-      PutAtEnd(parent->items.albums, id, data);
+      parent->items.albums.PutAtEnd(id, data, additions_++);
     }
   }
-  const auto [entry, added] = Insert(hierarchy_.directories, id);
+  const auto [entry, added] = InsertNew(hierarchy_.directories, id);
   if (!added) return;
   tagDirectoryInfo& directory = entry->second;
   CopyTextField(directory.parentID, parentID);
@@ -133,9 +116,9 @@ void KELOAccessCacheManager::AddFileItemToRootAlbum(std::string_view id, tagFile
 void KELOAccessCacheManager::AddFriendAlbum(std::string_view id, tagDirectoryItemData data) {
   if (id.empty()) return;
   if (tagFriendAlbumInfo* root = FindEntry(hierarchy_.friendAlbums, kRootID)) {
-    PutAtEnd(root->items.albums, id, data);
+    root->items.albums.PutAtEnd(id, data, additions_++);
   }
-  const auto [entry, added] = Insert(hierarchy_.friendAlbums, id);
+  const auto [entry, added] = InsertNew(hierarchy_.friendAlbums, id);
   if (!added) return;
   tagFriendAlbumInfo& album = entry->second;
   album.name = std::move(data.name);
@@ -158,11 +141,9 @@ void KELOAccessCacheManager::UpdateFileItem(std::string_view id, const tagFileIt
   index_.Find(id, [&](const HierarchyPlace& place) {
     if (place.kind == HierarchyPlace::Kind::RootAlbumFile ||
         place.kind == HierarchyPlace::Kind::DirectoryFile) {
-      const uint32_t index = place.file->index;
-      const uint64_t sequence = place.file->sequence;
-      *place.file = data;
-      place.file->index = index;
-      place.file->sequence = sequence;
+      tagFileItemData replacement = data;
+      replacement.KeepPlaceOf(*place.file);
+      *place.file = std::move(replacement);
       replaced = true;
     }
     return false;  // on to the next place

@@ -1,7 +1,8 @@
 // The client's copy of the user's hierarchy, kept between commands and queried without the service.
 //
 //   building, checking, record cache   KELOAccessCacheManager.cpp
-//   counts, lists and records          CacheQueries.cpp
+//   counts and lists                   CacheQueries.cpp
+//   the record of one entry            ItemRecords.cpp
 //
 // Everything happens in memory on the caller's thread, one operation at a time. Ids, records and
 // buffers belong to the caller and are copied. Building operations report nothing: one whose target
@@ -38,6 +39,8 @@ class KELOAccessCacheManager {
 
   // Empties a hierarchy that has a root folder, then adds the root folder.
   void SetupRootFolder();
+  // Makes room for so many file items at once, which speeds up adding them.
+  void ReserveItems(size_t items);
   // Empties everything, finished records included; only the root of the friend albums remains.
   void ClearAllFolder();
   void SetupFriendAlbum();
@@ -96,35 +99,34 @@ class KELOAccessCacheManager {
   // unknown id gives a cleared record with the result kKELOResult_NotFound, which is not kept.
   void GetItemInfo(std::string_view id, tagKELO_ItemInfo& info);
 
-  // One entry of a list on its way into the service's order.
-  struct IndexedID {
-    uint32_t index;
-    uint64_t sequence;
-    std::string_view id;
+  // An entry of a list. Most file items bring the source of their record along, so that listing
+  // them needs no look-up by id; for all others `file` is null.
+  struct ListedID {
+    std::string_view id;  // of the hierarchy's own key
+    uint32_t index = 0;
+    uint64_t sequence = 0;
+    const tagFileItemData* file = nullptr;
+    std::string_view holderID = {};
   };
-  // Appends the ids to `out` in ascending order of index, equal indexes in order of addition, and
-  // empties `byIndex`. (A map from index to id would lose one of two entries of equal index.)
-  static void AlignIDByIndex(std::vector<std::string_view>& out, std::vector<IndexedID>& byIndex);
+  using IDList = std::vector<ListedID>;
+  // Appends `byIndex` to `out` in ascending order of index, equal indexes in order of addition, and
+  // empties it. (A map from index to id would lose one of two entries of equal index.)
+  static void AlignIDByIndex(IDList& out, IDList& byIndex);
 
  private:
-  using IDList = std::vector<std::string_view>;  // views of the hierarchy's keys
-
   template <typename Record>
   void AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind);
-  template <typename Record>
-  std::pair<typename IDMap<Record>::iterator, bool> PutAtEnd(IDMap<Record>& list,
-                                                             std::string_view id, Record data);
-  void PutFile(IDMap<tagFileItemData>& list, std::string_view id, tagFileItemData data,
+  void PutFile(EntryList<tagFileItemData>& list, std::string_view id, tagFileItemData data,
                HierarchyPlace place);
 
-  enum class Order { ID, Service };
-  template <typename Record>
-  static void Append(IDList& out, const IDMap<Record>& list, Order order);
-  IDList CollectOnTarget(std::string_view targetID, uint32_t kindMask, Order order) const;
-  IDList CollectOnServer(uint32_t kindMask, Order order) const;
+  class Collector;
+  void CollectOnTarget(std::string_view targetID, uint32_t kindMask, Collector& list) const;
+  void CollectRootAlbum(uint32_t kindMask, Collector& list) const;
+  void CollectFriendAlbums(uint32_t kindMask, Collector& list) const;
   const tagFriendAlbumInfo* FriendAlbumOnly(std::string_view targetID) const;
   const std::set<std::string_view>& SharedAlbumsUnder(std::string_view targetID) const;
   bool BuildItemInfo(std::string_view id, tagKELO_ItemInfo& info) const;
+  void GetListedItemInfo(const ListedID& entry, tagKELO_ItemInfo& info);
 
   tagServerHierarchyInfo hierarchy_;
   HierarchyIndex index_;

@@ -1,0 +1,106 @@
+// Listing an account, one record of it, and adding uploaded items to it.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "catalogue/HierarchyLoader.h"
+#include "catalogue/KELOAccessCacheManager.h"
+#include "catalogue/SampleAccount.h"
+#include "catalogue/Timing.h"
+
+namespace kelo::bench {
+namespace {
+
+std::unique_ptr<KELOAccessCacheManager> Account(const AccountSize& size, uint32_t records) {
+  auto cache = std::make_unique<KELOAccessCacheManager>(
+      records * static_cast<uint32_t>(sizeof(tagKELO_ItemInfo)));
+  HierarchyLoader(*cache).RefreshHierarchyInfoByXMLData(SampleHierarchyAnswer(size));
+  return cache;
+}
+
+// Arguments: items, albums, finished records that are kept. The yardstick writes as many filled
+// records into the same buffer; the two take turns. The time of one record must hardly grow.
+void ListServer(benchmark::State& state) {
+  const auto items = static_cast<size_t>(state.range(0));
+  const auto cache = Account({items, static_cast<size_t>(state.range(1)), 50},
+                             static_cast<uint32_t>(state.range(2)));
+  std::vector<char> buffer(items * sizeof(tagKELO_ItemInfo));
+  tagKELO_ItemInfo filled;
+  std::memset(&filled, 'x', sizeof filled);
+  std::vector<double> ours;
+  std::vector<double> writing;
+  for (auto _ : state) {
+    writing.push_back(Seconds([&] {
+      for (size_t i = 0; i < items; ++i) {
+        std::memcpy(buffer.data() + i * sizeof filled, &filled, sizeof filled);
+        benchmark::ClobberMemory();
+      }
+    }));
+    ours.push_back(Seconds([&] {
+      if (cache->GetAllItemsInfoOnServer(static_cast<uint32_t>(items), buffer.data(),
+                                         kKELOKind_FileItem) != kKELOResult_Success) {
+        std::abort();
+      }
+    }));
+    state.SetIterationTime(ours.back());
+  }
+  state.counters["yardstick_ms"] = Median(writing) * 1000;
+  state.counters["ratio"] = Median(ours) / Median(writing);
+  state.counters["record_ns"] = Median(ours) / static_cast<double>(items) * 1e9;
+}
+BENCHMARK(ListServer)
+    ->ArgNames({"items", "albums", "records_kept"})
+    ->ArgsProduct({{25000, 50000, 100000}, {1000, 10000}, {0, 10000}})
+    ->UseManualTime()
+    ->Iterations(7)
+    ->Unit(benchmark::kMillisecond);
+
+// One record that is not kept, of an account of so many items.
+void OneFreshRecord(benchmark::State& state) {
+  const auto items = static_cast<size_t>(state.range(0));
+  const auto cache = Account({items, std::max<size_t>(1, items / 10), 50}, 0);
+  tagKELO_ItemInfo info;
+  uint64_t number = 0;
+  for (auto _ : state) {
+    number = (number + 7919) % items;
+    cache->GetItemInfo(SampleID('i', number), info);
+    if (info.result != kKELOResult_Success) std::abort();
+  }
+}
+BENCHMARK(OneFreshRecord)->ArgName("items")->RangeMultiplier(10)->Range(1000, 100000);
+
+// Arguments: uploaded items, items that the account had. One album takes them all, and each new
+// item is asked for at once.
+void AddUploadedItems(benchmark::State& state) {
+  const auto added = static_cast<uint64_t>(state.range(0));
+  const auto before = static_cast<size_t>(state.range(1));
+  for (auto _ : state) {
+    const auto cache = Account({before, 1000, 50}, 1000);
+    std::vector<std::string> ids;
+    for (uint64_t i = 0; i < added; ++i) ids.push_back(SampleID('n', i));
+    tagKELO_ItemInfo info;
+    state.SetIterationTime(Seconds([&] {
+      for (const std::string& id : ids) {
+        cache->AddFileItem(SampleID('a', 3), id, {.fileName = "picture.jpg"});
+        cache->GetItemInfo(id, info);
+      }
+    }));
+  }
+  state.counters["item_ns"] = benchmark::Counter(
+      static_cast<double>(added) * 1e-9,
+      benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(AddUploadedItems)
+    ->ArgNames({"added", "before"})
+    ->ArgsProduct({{1000, 10000, 100000}, {1000, 100000}})
+    ->UseManualTime()
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace kelo::bench
