@@ -169,7 +169,8 @@ void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
   }
   bool sent = false;
   if (!answer.file.empty()) {
-    sent = SendFile(answer.file, HeadOf(reply, std::filesystem::file_size(answer.file)));
+    const std::string head = HeadOf(reply, std::filesystem::file_size(answer.file));
+    sent = headOnly ? SendAll(head) : SendFile(answer.file, head);
   } else {
     if (answer.mayCompress && peerTakesGzip && reply.body.size() >= kCompressFrom) {
       reply.body = Gzip(reply.body);
@@ -213,7 +214,8 @@ bool Connection::SendFile(const std::filesystem::path& path, const std::string& 
   return good;
 }
 
-void Connection::SendAndLeave(const Answer& answer) {
+void Connection::SendAndLeave(Answer answer) {
+  answer.reply.headers.emplace_back("Connection", "close");
   Send(answer, false, false);
   mustClose_ = true;
   // Closing with unread bytes would reset the connection and could destroy the answer under way.

@@ -34,7 +34,7 @@ class Connection final : public httplib::Stream {
   // Answers the current request. What httplib then writes for it is swallowed.
   void Send(const Answer& answer, bool headOnly, bool peerTakesGzip);
   // The connection ends after this answer, although the peer is still sending.
-  void SendAndLeave(const Answer& answer);
+  void SendAndLeave(Answer answer);
 
   bool MustClose() const { return mustClose_; }
   void CloseAfterwards() { mustClose_ = true; }

@@ -5,16 +5,15 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <cstdlib>
 #include <deque>
 #include <mutex>
-#include <stdexcept>
 
 #include "devservice/Answers.h"
 #include "devservice/Api.h"
 #include "devservice/HttpServer.h"
 #include "devservice/Import.h"
 #include "devservice/Store.h"
+#include "devservice/TemporaryFolder.h"
 #include "devservice/UploadReceiver.h"
 
 namespace kelo::devservice {
@@ -25,26 +24,6 @@ namespace fs = std::filesystem;
 constexpr std::string_view kOutboxPath = "/outbox";
 constexpr std::string_view kOwnerAddress = "me@home.example";
 constexpr std::string_view kFriendAddress = "friend@home.example";
-
-// The folder for the files of a service that keeps nothing; removed with it.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (fs::temp_directory_path() / "kelo-devservice-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("cannot make a temporary folder");
-    path_ = name;
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const fs::path& Path() const { return path_; }
-
- private:
-  fs::path path_;
-};
 
 Reply PlainReply(int status, std::string body) {
   Reply reply;

@@ -76,6 +76,7 @@ class Service {
   std::string ApiKey() const;
   std::string AuthToken() const;
   std::string Secret() const;
+  std::string Address() const;  // its mail address: what others share with
 
   // One more account; the credentials to use for it. The API key is the service's.
   struct Account {

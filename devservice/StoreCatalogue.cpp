@@ -1,6 +1,7 @@
 // Folders, albums and the items in them.
 #include <algorithm>
 #include <span>
+#include <string>
 
 #include "devservice/ServiceError.h"
 #include "devservice/Store.h"
@@ -8,9 +9,9 @@
 namespace kelo::devservice {
 namespace {
 
-#define ITEM_COLUMNS                                                                               \
-  "items.id, items.name, format, shotDate, uploadDate, items.modifyDate, createDate, size, file, " \
-  "caption, captionFlag, rating"
+const std::string kSelectItem =
+    "SELECT items.id, items.name, format, shotDate, uploadDate, items.modifyDate, createDate, size,"
+    " file, caption, captionFlag, rating, items.account FROM items";
 
 constexpr std::string_view kRootId = "KELO_CACHEINFO_ROOT_ID";
 
@@ -97,10 +98,10 @@ std::vector<Album> Store::FriendAlbums(AccountId account) {
 }
 
 std::vector<Item> Store::Items(std::string_view album, const Order& order) {
-  Statement rows = database_.Query(
-      "SELECT " ITEM_COLUMNS " FROM albumItems JOIN items ON items.id = item WHERE album = ?" +
-          OrderClause(order, kItemKeys, "albumItems.position"),
-      album);
+  Statement rows =
+      database_.Query(kSelectItem + " JOIN albumItems ON items.id = item WHERE album = ?" +
+                          OrderClause(order, kItemKeys, "albumItems.position"),
+                      album);
   std::vector<Item> items;
   while (rows.Step()) items.push_back(ItemOf(rows));
   return items;
@@ -122,7 +123,7 @@ std::string Store::RequireAlbum(AccountId account, std::string_view id) {
 }
 
 Item Store::RequireItem(AccountId account, std::string_view id, bool forReading) {
-  Statement row = database_.Query("SELECT " ITEM_COLUMNS ", account FROM items WHERE id = ?", id);
+  Statement row = database_.Query(kSelectItem + " WHERE id = ?", id);
   if (!row.Step()) throw ServiceError(ErrorNumber::UnknownItem, "Unknown item");
   const bool mine = row.Number(12) == account;
   const bool readable =
@@ -134,7 +135,7 @@ Item Store::RequireItem(AccountId account, std::string_view id, bool forReading)
 }
 
 std::optional<Item> Store::FindItem(std::string_view id) {
-  Statement row = database_.Query("SELECT " ITEM_COLUMNS " FROM items WHERE id = ?", id);
+  Statement row = database_.Query(kSelectItem + " WHERE id = ?", id);
   if (!row.Step()) return std::nullopt;
   return ItemOf(row);
 }

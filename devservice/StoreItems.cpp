@@ -4,10 +4,19 @@
 
 namespace kelo::devservice {
 
+namespace {
+
+std::string PlainDate(const std::string& date) {
+  return "REPLACE(REPLACE(REPLACE(" + date + ", ':', ''), '-', ''), 'T', ' ')";
+}
+
 // Dates that both sides know must agree, whether written with colons or hyphens.
-#define PLAIN_DATE(date) "REPLACE(REPLACE(REPLACE(" date ", ':', ''), '-', ''), 'T', ' ')"
-#define SAME_DATE(column, given) \
-  " AND (" given " = '' OR " column " = '' OR " PLAIN_DATE(column) " = " PLAIN_DATE(given) ")"
+std::string SameDate(const std::string& column, const std::string& given) {
+  return " AND (" + given + " = '' OR " + column + " = '' OR " + PlainDate(column) + " = " +
+         PlainDate(given) + ")";
+}
+
+}  // namespace
 
 std::uint64_t Store::StoredBytes(AccountId account) {
   return static_cast<std::uint64_t>(
@@ -31,12 +40,13 @@ void Store::AddItem(AccountId account, std::string_view album, const Item& item)
 
 std::optional<Item> Store::FindDuplicate(AccountId account, const FileDescription& file,
                                          std::string_view album) {
-  Statement row = database_.Query(
-      "SELECT id, EXISTS(SELECT 1 FROM albumItems WHERE album = ?1 AND item = id) AS inAlbum FROM "
-      "items"
-      " WHERE account = ?2 AND name = ?3 AND size = ?4" SAME_DATE("shotDate", "?5") SAME_DATE(
-          "createDate", "?6") SAME_DATE("modifyDate", "?7") " ORDER BY inAlbum DESC, position",
-      album, account, file.name, file.size, file.shotDate, file.createDate, file.modifyDate);
+  static const std::string find =
+      "SELECT id, EXISTS(SELECT 1 FROM albumItems WHERE album = ?1 AND item = id) AS inAlbum"
+      " FROM items WHERE account = ?2 AND name = ?3 AND size = ?4" +
+      SameDate("shotDate", "?5") + SameDate("createDate", "?6") + SameDate("modifyDate", "?7") +
+      " ORDER BY inAlbum DESC, position";
+  Statement row = database_.Query(find, album, account, file.name, file.size, file.shotDate,
+                                  file.createDate, file.modifyDate);
   if (!row.Step()) return std::nullopt;
   return FindItem(row.Text(0));
 }

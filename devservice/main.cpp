@@ -9,7 +9,9 @@
 #include <array>
 #include <filesystem>
 #include <iostream>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "devservice/DevService.h"
 
@@ -21,6 +23,7 @@ struct Arguments {
   Service::Options options;
   std::filesystem::path import;
   std::filesystem::path friendFolder;
+  std::vector<std::string> accounts;
   std::int64_t expirySeconds = 3600;
   bool untilEof = false;
   bool showOutbox = false;
@@ -48,6 +51,8 @@ void Declare(CLI::App& app, Arguments& arguments) {
   app.add_option("--friend", arguments.friendFolder, "share this folder as a friend's album")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
+  app.add_option("--account", arguments.accounts, "add an account with this mail address")
+      ->type_name("ADDRESS");
   app.add_option("--port", arguments.options.port, "port on loopback; 0 takes a free one")
       ->capture_default_str()
       ->check(CLI::Range(0, 65535));
@@ -91,7 +96,13 @@ void Serve(const Arguments& arguments) {
   std::cout << "URL     " << service.Url() << "\nkey     " << service.ApiKey() << "\ntoken   "
             << service.AuthToken() << "\nsecret  " << service.Secret()
             << "\nKELO_URLS_FILE should name a file with this line:\n  kKELO_URLofKELOServer = \""
-            << service.Url() << "\"" << std::endl;
+            << service.Url() << "\"\n";
+  for (const std::string& address : arguments.accounts) {
+    const Service::Account account = service.AddAccount(address);
+    std::cout << "Account " << account.address << ": token " << account.authToken << ", secret "
+              << account.secret << "\n";
+  }
+  std::cout << std::flush;
   WaitForStop(signals, arguments.untilEof);
   if (!arguments.showOutbox) return;
   for (const Service::Mail& mail : service.Outbox()) {

@@ -1,0 +1,31 @@
+// A folder of its own that goes with its owner.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+namespace kelo::devservice {
+
+// The folder for the files of a service that keeps nothing; removed with it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "kelo-devservice-XXXXXX").string();
+    if (!mkdtemp(name.data())) throw std::runtime_error("cannot make a temporary folder");
+    path_ = name;
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const std::filesystem::path& Path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace kelo::devservice
