@@ -20,7 +20,7 @@ fs::path SamplesFolder() {
   const fs::path here = fs::read_symlink("/proc/self/exe", failed).parent_path();
   for (const char* relative : {KELO_SAMPLES_INSTALLED, KELO_SAMPLES_BUILT}) {
     const fs::path folder = (here / relative).lexically_normal();
-    if (!failed && fs::is_directory(folder, failed)) return folder;
+    if (fs::is_directory(folder, failed)) return folder;
   }
   throw Failure("the sample pictures are not installed; name a folder with pictures of your own");
 }

@@ -52,7 +52,7 @@ constexpr const char* kBadAddress = "not-an-address";
 }  // namespace
 
 void DemoStory::Edit() {
-  Title("Caption, rating, tags");
+  Title("Caption, rating, tags (25, 50)");
   const std::string& id = uploaded_[0].itemId;
   tagKELO_PropertyInfo properties{};
   CopyText(properties.caption, "Morning light <before breakfast>");
@@ -67,7 +67,7 @@ void DemoStory::Edit() {
 }
 
 void DemoStory::LinkIntoAlbum() {
-  Title("Link a picture into a second album");
+  Title("Link a picture into a second album (19)");
   const std::string best = AddContainer("", kKELOKind_Album, "Best of");
   std::vector<tagKELO_AddLinkInfo> links(1);
   CopyText(links[0].itemIdList, uploaded_[0].itemId);
@@ -96,7 +96,7 @@ std::size_t DemoStory::DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& i
 }
 
 void DemoStory::DownloadEverything() {
-  Title("Download every original, and compare each byte");
+  Title("Download every original, and compare each byte (51)");
   std::map<std::string, fs::path> sources;
   for (const UploadedFile& file : uploaded_) sources[file.itemId] = file.file.path;
   const auto items = library_.List(albumId_, kKELOKind_FileItem);
@@ -119,7 +119,7 @@ void DemoStory::DownloadEverything() {
 }
 
 void DemoStory::ShowStorage() {
-  Title("Ask for the storage");
+  Title("Ask for the storage (24)");
   std::uint64_t sent = 0;
   for (const UploadedFile& file : uploaded_) sent += file.file.size;
   const tagKELO_StorageCapacityInfo capacity = library_.Capacity();
@@ -129,7 +129,7 @@ void DemoStory::ShowStorage() {
 }
 
 void DemoStory::Recipients() {
-  Title("Address list and verification");
+  Title("Address list and verification (22, 21)");
   const std::string contacts = Shown(library_.AddressList());
   fmt::print("  address list: {}\n", contacts.empty() ? "(empty)" : contacts);
   RecipientLists lists;
@@ -141,7 +141,7 @@ void DemoStory::Recipients() {
 }
 
 void DemoStory::SendMail() {
-  Title("Share the album by picture mail, without positions");
+  Title("Share the album by picture mail, without positions (23)");
   PictureMail mail{.recipients = fmt::format("{},{}", kFriend, kBadAddress),
                    .subject = "Pictures & greetings",
                    .text = "Hello Anna,\nlook at these!",
@@ -159,7 +159,7 @@ void DemoStory::SendMail() {
 }
 
 void DemoStory::AbortDownload() {
-  Title("Abort a download that takes for ever");
+  Title("Abort a download that takes for ever (7)");
   const std::string url = Resolved(FieldText(library_.Info(uploaded_[0].itemId).origUrl));
   const std::string path = (folder_.Path() / "aborted.jpg").string();
   service_->SetScript([slow = PathOf(url)](const devservice::LoggedRequest& request) {
@@ -198,7 +198,7 @@ void DemoStory::AbortDownload() {
 }
 
 void DemoStory::ExtendAndClose() {
-  Title("Keep the session alive, then close it");
+  Title("Keep the session alive, then close it (48, 4)");
   const std::size_t before = Arrived("VerifyRecipients");
   library_.ExtendToken(library_.Session(), service_->Secret());
   Prove(Arrived("VerifyRecipients") == before + 1, "the service saw the token in use");

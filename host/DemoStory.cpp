@@ -91,7 +91,7 @@ void DemoStory::StartService() {
   }
   if (friendAlbum_.empty()) MakeFriendAlbum();
   devservice::Service::Options options;
-  options.quotaBytes = 1ull << 40;
+  options.quotaBytes = 1'000'000'000'000;
   service_ = std::make_unique<devservice::Service>(options);
   service_->ImportFriend(friendAlbum_);
   StateFile(folder_.Path() / "state").SaveUrl(service_->Url());
@@ -100,7 +100,7 @@ void DemoStory::StartService() {
 }
 
 void DemoStory::OpenSession() {
-  Title("Open a session, hand it out, take it back");
+  Title("Open a session, hand it out, take it back; load the account (commands 3, 5, 6, 8)");
   const std::string secret = service_->Secret();
   library_.OpenSession({service_->ApiKey(), service_->AuthToken(), secret});
   const tagKELO_SessionInfo session = library_.Session();
@@ -124,7 +124,7 @@ std::string DemoStory::AddContainer(const std::string& parent, std::uint32_t kin
 }
 
 void DemoStory::CreateAlbum() {
-  Title("Create a folder, and an album in it");
+  Title("Create a folder, and an album in it (18)");
   const std::string folder = AddContainer("", kKELOKind_Folder, "Demonstration");
   albumId_ = AddContainer(folder, kKELOKind_Album, "Pictures & more");
 }
@@ -143,7 +143,7 @@ std::size_t DemoStory::Arrived(const std::string& method) const {
 }
 
 void DemoStory::UploadPictures() {
-  Title("Put the pictures into the album");
+  Title("Put the pictures into the album (20; progress by 32 and 33)");
   std::map<std::string, bool> seen;
   std::size_t held = 0;
   const auto files = Put();
@@ -161,7 +161,7 @@ void DemoStory::UploadPictures() {
 }
 
 void DemoStory::UploadAgain() {
-  Title("Put them again");
+  Title("Put them again (20 with its check)");
   const std::size_t before = Arrived("UploadItems");
   const auto files = Put();
   for (const UploadedFile& file : files) {
@@ -172,7 +172,7 @@ void DemoStory::UploadAgain() {
 }
 
 void DemoStory::Browse() {
-  Title("Load the account again, and browse it");
+  Title("Load the account again, and browse it (8, 9, 16, 17)");
   library_.LoadHierarchy();
   PrintTree(library_, true);
   const auto items = library_.List(albumId_, kKELOKind_FileItem);

@@ -56,6 +56,7 @@ Progress::Progress(Library& library, std::vector<std::string> names)
       names_(std::move(names)),
       terminal_(IsTerminal()),
       begin_(std::chrono::steady_clock::now()) {
+  std::fflush(stdout);  // what was said before comes before
   current = this;
   library_.RegisterProgress(&Progress::OnEvent);
   if (terminal_) ticker_ = std::thread([this] { Tick(); });
