@@ -17,8 +17,8 @@
 
 KELO_CHECK(pointer, sizeof(void*) == 4 || sizeof(void*) == 8);
 
-/* clang-format off: a table.
-     record                     field            4-byte 8-byte */
+/* clang-format off */
+/*   record                     field            4-byte 8-byte */
 AT(tagCommandControlInfo,       targetId,        4,     4);
 AT(tagCommandControlInfo,       entryCount,      48,    48);
 AT(tagCommandControlInfo,       data,            56,    56);
