@@ -11,7 +11,7 @@ TEST(NamesTest, ShowsReferencesResolvedAndNothingThatATerminalObeys) {
       {"plain", "plain"},
       {"a &amp; b &lt;c&gt;", "a & b <c>"},
       {"&#26716;&#12398;&#24237;", "桜の庭"},
-      {"&#55357;&#56360;", "😨"},
+      {"&#55357;&#56360;", "🐨"},
       {"caf\xC3\xA9", "caf\xC3\xA9"},
       {"esc \x1B[2J", "esc ?[2J"},
       {"esc &#27;]0;x&#7;", "esc ?]0;x?"},
