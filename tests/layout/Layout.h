@@ -1,5 +1,5 @@
-/* The layout of every record that crosses the interface, as asserts: one row a field, one column for
- * each pointer width. Compiled as C99 and as C++20, for this machine and for other targets. */
+/* The layout of every record that crosses the interface, as asserts: one row a field, one column
+ * for each pointer width. Compiled as C99 and as C++20, for this machine and for other targets. */
 #include "KELOAccess.h"
 
 #ifdef __cplusplus
