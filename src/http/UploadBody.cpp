@@ -28,7 +28,11 @@ UploadBody::~UploadBody() {
 
 std::uint32_t UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
   std::uint64_t fileSizes = 0;
-  for (const auto& part : parts) fileSizes += part.fileSize;
+  for (const auto& part : parts) {
+    // Bytes are declared, but no file is named that could supply them.
+    if (part.filePath.empty() && part.fileSize != 0) return kTransport_UploadFileUnreadable;
+    fileSizes += part.fileSize;
+  }
   return fileSizes < kSpoolThreshold ? BuildInMemory(parts) : BuildInSpool(parts);
 }
 
@@ -39,9 +43,7 @@ URLBody UploadBody::Body() const {
 
 std::uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
   std::uint64_t total = 0;
-  for (const auto& part : parts) {
-    total += part.bytes.size() + (part.filePath.empty() ? 0 : part.fileSize);
-  }
+  for (const auto& part : parts) total += part.bytes.size() + part.fileSize;
   buffer_ = std::make_unique_for_overwrite<char[]>(total);
   for (const auto& part : parts) {
     std::memcpy(buffer_.get() + length_, part.bytes.data(), part.bytes.size());

@@ -1,0 +1,181 @@
+// The command frame: what is checked before any work, in which order, and what is answered then.
+
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+struct CommandCase {
+  uint32_t code;
+  bool readsRecord;
+  bool needsData;
+  bool needsSession;
+  bool needsCache;
+};
+
+const CommandCase kAllCommands[] = {
+    {3, true, true, false, false},  {4, false, false, true, false},
+    {6, true, true, false, false},  {7, false, false, false, false},
+    {8, false, false, true, false}, {9, true, true, true, true},
+    {16, true, true, true, true},   {17, true, true, true, true},
+    {18, true, true, true, false},  {19, true, true, true, false},
+    {20, true, true, true, false},  {21, true, true, true, false},
+    {22, true, true, true, false},  {23, true, true, true, false},
+    {24, true, true, true, false},  {25, true, true, true, false},
+    {32, true, true, false, false}, {33, true, false, false, false},
+    {48, true, true, false, false}, {50, true, true, true, false},
+    {51, true, true, true, false},
+};
+
+TEST(UninitialisedLibrary, AnswersZeroAndTouchesNothing) {
+  tagCommandControlInfo record;
+  std::memset(&record, 0x55, sizeof record);
+  const tagCommandControlInfo before = record;
+  for (uint32_t code = 0; code < 70; ++code) {
+    EXPECT_EQ(KELOAccessCommand(code, &record), 0u) << code;
+    EXPECT_EQ(KELOAccessCommand(code, nullptr), 0u) << code;
+  }
+  EXPECT_EQ(std::memcmp(&before, &record, sizeof record), 0);
+  KELOAccessClose();
+  EXPECT_EQ(KELOAccessInitialize(0), 0u);
+  EXPECT_EQ(KELOAccessInitialize(1u << 20), 0u);
+  KELOAccessClose();
+  KELOAccessClose();
+}
+
+class DispatchTest : public CommandTest {};
+
+TEST_F(DispatchTest, ChecksRecordThenDataThenSessionThenCache) {
+  alignas(8) char data[4096] = {};
+  for (const CommandCase& c : kAllCommands) {
+    if (c.readsRecord) {
+      EXPECT_EQ(KELOAccessCommand(c.code, nullptr), 4112u) << c.code;
+    }
+    if (c.needsData) {
+      EXPECT_EQ(Send(c.code, Record()), 4112u) << c.code;
+    }
+    if (c.needsSession) {
+      EXPECT_EQ(Send(c.code, Record(data, "X")), 4116u) << c.code;
+    }
+  }
+  EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record()), 4112u);
+  EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(data)), 4098u);
+  EXPECT_EQ(KELOAccessCommand(kKELOCommand_Abort, nullptr), 0u);
+  EXPECT_EQ(service().RequestCount(), 0u);
+}
+
+TEST_F(DispatchTest, UnusedCodesDoNothing) {
+  tagCommandControlInfo record;
+  std::memset(&record, 0x55, sizeof record);
+  const tagCommandControlInfo before = record;
+  for (const uint32_t code : {0u, 1u, 2u, 10u, 15u, 26u, 31u, 34u, 47u, 49u, 52u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(KELOAccessCommand(code, &record), 0u) << code;
+  }
+  EXPECT_EQ(std::memcmp(&before, &record, sizeof record), 0);
+}
+
+TEST_F(DispatchTest, QueriesAcceptOnlyTheKindsOfTheirTarget) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  struct Case {
+    const char* target;
+    uint32_t kinds;
+    uint32_t result;
+  };
+  const Case cases[] = {
+      {"", 0x143, 0},
+      {"", 0x40, 0},
+      {"", 0x147, 4115},
+      {"", 0, 4115},
+      {KELO_ALL_ITEMS_ID, 0x157, 0},
+      {KELO_ALL_ITEMS_ID, 0x158, 4115},
+      {KELO_ROOT_ALBUM_ID, 4, 0},
+      {KELO_ROOT_ALBUM_ID, 6, 4115},
+      {"F1", 0x002, 0},
+      {"F1", 0x100, 0},
+      {"F1", 0x004, 4115},
+      {"F1", 0x006, 4115},
+      {"A1", 4, 0},
+      {"A1", 2, 4115},
+      {"A2", 4, 0},
+      {"B1", 4, 0},
+      {"B1", 2, 4115},
+      {"unknown", 4, 4115},
+  };
+  for (const Case& c : cases) {
+    uint32_t count = 77;
+    tagCommandControlInfo record = Record(&count, c.target);
+    record.selectionFlags = c.kinds;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), c.result) << c.target << " " << c.kinds;
+    EXPECT_EQ(count == 77, c.result != 0) << c.target << " " << c.kinds;
+    std::vector<tagKELO_ItemInfo> items(c.result == 0 ? count : 0);
+    tagKELO_ItemInfo none;
+    record.data = items.empty() ? &none : items.data();
+    record.entryCount = static_cast<uint32_t>(items.size());
+    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), c.result) << c.target << " " << c.kinds;
+  }
+}
+
+TEST_F(DispatchTest, RecordsAtOddAddressesAndWithoutTheLastByteAreRead) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  char space[200];
+  char* odd = space + 1;
+  uint32_t counts[2] = {};
+  char* oddCount = reinterpret_cast<char*>(counts) + 1;
+  tagCommandControlInfo record = Record(oddCount, "A1");
+  record.selectionFlags = kKELOKind_FileItem;
+  std::memset(space, 0x55, sizeof space);
+  std::memcpy(odd, &record, 175);
+  auto* info = reinterpret_cast<tagCommandControlInfo*>(odd);  // as a packed host would pass it
+  ASSERT_EQ(KELOAccessCommand(kKELOCommand_GetItemsCount, info), 0u);
+  uint32_t count;
+  std::memcpy(&count, oddCount, sizeof count);
+  EXPECT_EQ(count, 2u);
+}
+
+TEST_F(DispatchTest, EventsFollowMaskAndCallback) {
+  OpenScriptedSession();
+  struct Seen {
+    uint32_t event, kind;
+    tagKELO_ProgressInfo progress;
+  };
+  static std::vector<Seen> seen;
+  seen.clear();
+  const KELOAccessEventCallback callback = [](uint32_t event, uint32_t kind,
+                                              const tagKELO_ProgressInfo* progress) -> uint32_t {
+    seen.push_back({event, kind, *progress});
+    return 0xDEAD;
+  };
+  void* pointer;
+  std::memcpy(&pointer, &callback, sizeof pointer);
+  const auto countEvents = [&] {
+    seen.clear();
+    tagKELO_DownloadInfo download{};
+    SetField(download.url, Url() + "/picture");
+    std::string path = folder().Path("picture" + std::to_string(rand()));
+    download.destPath = Text(path);
+    tagCommandControlInfo record = Record(&download);
+    record.entryCount = 1;
+    EXPECT_EQ(Send(kKELOCommand_Download, record), 0u);
+    return seen.size();
+  };
+  tagCommandControlInfo registration = Record(pointer);
+  registration.selectionFlags = 0xFFFFFFFFu & ~0x200u;
+  EXPECT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+  EXPECT_EQ(countEvents(), 0u);
+  registration.selectionFlags = 0x201;
+  EXPECT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+  EXPECT_GE(countEvents(), 2u);  // at least one chunk, and the end of the batch
+  EXPECT_EQ(seen.back().event, 51u);
+  EXPECT_EQ(seen.back().kind, 48u);
+  registration.selectionFlags = 0x1;
+  EXPECT_EQ(Send(kKELOCommand_UnregisterEventCallBack, registration), 0u);
+  EXPECT_GE(countEvents(), 2u);
+  registration.selectionFlags = 0x200;
+  EXPECT_EQ(Send(kKELOCommand_UnregisterEventCallBack, registration), 0u);
+  EXPECT_EQ(countEvents(), 0u);
+}
+
+}  // namespace
+}  // namespace kelo::testing

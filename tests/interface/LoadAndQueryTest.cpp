@@ -1,0 +1,163 @@
+// Loading the account and querying it through the commands: the requests on the wire, the order of
+// lists, and the fresh query of one item.
+
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+class LoadAndQueryTest : public CommandTest {
+ protected:
+  LoadAndQueryTest() : CommandTest(100 * sizeof(tagKELO_ItemInfo)) {}
+
+  uint32_t Count(const std::string& target, uint32_t kinds) {
+    uint32_t count = 0;
+    tagCommandControlInfo record = Record(&count, target);
+    record.selectionFlags = kinds;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), 0u);
+    return count;
+  }
+  std::vector<std::string> List(const std::string& target, uint32_t kinds) {
+    std::vector<tagKELO_ItemInfo> items(Count(target, kinds));
+    tagCommandControlInfo record = Record(items.data(), target);
+    record.selectionFlags = kinds;
+    record.entryCount = static_cast<uint32_t>(items.size());
+    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 0u);
+    std::vector<std::string> ids;
+    for (const tagKELO_ItemInfo& item : items) {
+      EXPECT_EQ(item.result, 0u);
+      ids.push_back(FieldText(item.parentId) + "/" + FieldText(item.itemId));
+    }
+    return ids;
+  }
+  uint32_t Info(const std::string& id, tagKELO_ItemInfo& info, bool fresh = false) {
+    tagCommandControlInfo record = Record(&info, id);
+    record.outputOptions = fresh ? kKELOOption_AskService : 0;
+    return Send(kKELOCommand_GetItemInfo, record);
+  }
+};
+
+TEST_F(LoadAndQueryTest, AsksInThreeDocuments) {
+  OpenScriptedSession();
+  Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"12000\" />");
+  ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
+  const auto log = service().Log();
+  ASSERT_EQ(log.size(), 3u);
+  EXPECT_EQ(log[0].path, "/manage");
+  ExpectDocument(log[0], "<GetUserArchiveInfo />\r\n");
+  ExpectDocument(log[1],
+                 "<GetHierarchy folderSortBy=\"ModifyDate\" folderSortOrder=\"desc\""
+                 " albumSortBy=\"ModifyDate\" albumSortOrder=\"desc\""
+                 " sortBy=\"UploadDate\" sortOrder=\"desc\""
+                 " needFileFormat=\"true\" needFileName=\"true\" needOrigUrl=\"true\""
+                 " needScreenUrl=\"true\" needShotDate=\"true\" needUploadDate=\"true\""
+                 " needModifyDate=\"true\" />\r\n");
+  ExpectDocument(log[2], "<GetForeignAlbumItems needDate=\"true\" />\r\n");
+}
+
+TEST_F(LoadAndQueryTest, AFailureOfEachRequestEndsTheLoadWithItsCode) {
+  OpenScriptedSession();
+  struct Case {
+    const char* method;
+    const char* answer;
+    uint32_t result;
+    size_t requests;
+  };
+  const Case cases[] = {
+      {"GetUserArchiveInfo", "<r stat=\"fail\" errcode=\"108\" />", 4116, 1},
+      {"GetUserArchiveInfo", "<r stat=\"ok\" />", 4144, 1},
+      {"GetHierarchy", "<r stat=\"fail\" errcode=\"207\" />", 4115, 2},
+      {"GetHierarchy", "", 4144, 2},
+      {"GetForeignAlbumItems", "<r stat=\"fail\" />", 4144, 3},
+  };
+  for (const Case& c : cases) {
+    for (const char* method : {"GetUserArchiveInfo", "GetHierarchy", "GetForeignAlbumItems"}) {
+      Unqueue(method);
+    }
+    LoadSmallHierarchy();
+    Unqueue(c.method);
+    Queue(c.method, c.answer);
+    EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), c.result) << c.method << c.answer;
+    EXPECT_EQ(service().RequestCount(), c.requests) << c.method << c.answer;
+    // What was loaded last stays; of a failed friends' request the rest is already rebuilt.
+    EXPECT_EQ(Count(KELO_ALL_ITEMS_ID, kKELOKind_FileItem), 4u) << c.method;
+  }
+}
+
+TEST_F(LoadAndQueryTest, ListsAndCountsAnswerFromMemory) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  using Ids = std::vector<std::string>;
+  const std::string rootAlbum = KELO_ROOT_ALBUM_ID;
+  EXPECT_EQ(List("", 0x43), (Ids{"/" + rootAlbum, "/F1", "/A1"}));
+  EXPECT_EQ(List("F1", 0x2), (Ids{"F1/A2"}));
+  EXPECT_EQ(List("F1", 0x100), (Ids{"F1/A2"}));
+  EXPECT_EQ(List("A1", 0x4), (Ids{"A1/I2", "A1/I1"}));
+  EXPECT_EQ(List("B1", 0x4), (Ids{"B1/J1"}));
+  EXPECT_EQ(List(rootAlbum, 0x4), (Ids{rootAlbum + "/R1"}));
+  EXPECT_EQ(List(KELO_ALL_ITEMS_ID, 0x14),
+            (Ids{rootAlbum + "/R1", "A1/I2", "A1/I1", "A2/I3", "/B1"}));
+  EXPECT_EQ(service().RequestCount(), 0u);
+
+  tagKELO_ItemInfo buffer;
+  std::memset(&buffer, 0x55, sizeof buffer);
+  tagCommandControlInfo record = Record(&buffer, "A1");
+  record.selectionFlags = kKELOKind_FileItem;
+  record.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 4112u);
+  SetField(record.targetId, KELO_ALL_ITEMS_ID);
+  EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 4144u);
+  EXPECT_EQ(buffer.result, 0x55555555u);
+}
+
+TEST_F(LoadAndQueryTest, OneItemFromMemory) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  tagKELO_ItemInfo info{};
+  ASSERT_EQ(Info("I3", info), 0u);
+  EXPECT_EQ(FieldText(info.parentId), "A2");
+  EXPECT_EQ(FieldText(info.name), "i3.jpg");
+  EXPECT_EQ(info.kind, 4u);
+  ASSERT_EQ(Info("", info), 0u);
+  EXPECT_EQ(FieldText(info.name), "Root");
+  EXPECT_EQ(FieldText(info.itemId), "");
+  EXPECT_EQ(info.itemCount, 1u + 1u + 0u + 2u);
+  std::memset(&info, 0x55, sizeof info);
+  EXPECT_EQ(Info("unknown", info), 4112u);
+  EXPECT_EQ(info.result, 0x55555555u);
+}
+
+TEST_F(LoadAndQueryTest, OneItemFreshFromTheService) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  tagKELO_ItemInfo cached{};
+  ASSERT_EQ(Info("I1", cached), 0u);  // keeps a finished record, which the answer must replace
+  Queue("GetItemsInfo",
+        "<r stat=\"ok\"><items><item itemId=\"I1\" fileName=\"new&#233;.jpg\" "
+        "fileFormat=\"image/tiff\" exif.36867=\"2008:05:17\"></item></items></r>");
+  tagKELO_ItemInfo info{};
+  ASSERT_EQ(Info("I1", info, true), 0u);
+  ExpectDocument(OnlyRequest(),
+                 "<GetItemsInfo itemIdList=\"I1\" sortBy=\"UploadDate\" sortOrder=\"desc\" />\r\n");
+  EXPECT_EQ(FieldText(info.name), "new&#233;.jpg");
+  EXPECT_EQ(FieldText(info.shotDate), "2008:05:17");
+  EXPECT_EQ(info.fileFormat, 4u);
+  ASSERT_EQ(Info("I1", cached), 0u);
+  EXPECT_EQ(FieldText(cached.name), "new&#233;.jpg");
+
+  EXPECT_EQ(Info("I2", info, true), 4112u);  // not in the answer
+  EXPECT_EQ(info.result, 4112u);
+  EXPECT_EQ(FieldText(info.itemId), "I2");
+
+  service().ClearLog();
+  for (const char* id : {"", KELO_ROOT_ALBUM_ID, "KELO_CACHEINFO_ROOT_ID"}) {
+    EXPECT_EQ(Info(id, info, true), 4112u) << id;
+  }
+  EXPECT_EQ(service().RequestCount(), 0u);
+  Unqueue("GetItemsInfo");
+  Queue("GetItemsInfo", "<r stat=\"fail\" errcode=\"207\" />");
+  EXPECT_EQ(Info("I2", info, true), 4115u);
+}
+
+}  // namespace
+}  // namespace kelo::testing

@@ -1,0 +1,119 @@
+// What answers mean: status, error numbers, absent and empty attributes, properties; and the texts
+// of requests.
+
+#include "protocol/ServiceAnswer.h"
+
+#include <gtest/gtest.h>
+
+#include "interface/KELOAccessCommandController.h"
+#include "protocol/RequestDocument.h"
+
+namespace kelo {
+namespace {
+
+TEST(ServiceAnswer, TurnsStatusIntoAResultCode) {
+  struct Case {
+    const char* answer;
+    uint32_t result;
+    bool serviceError;
+  };
+  const Case cases[] = {
+      {"", 4144, false},
+      {"no markup at all", 4144, false},
+      {"<r stat='ok'/>", 4144, false},
+      {"<r stat = \"ok\"/>", 4144, false},
+      {"<r errcode=\"207\"/>", 4144, false},
+      {"<r stat=\"ok", 4144, false},
+      {"<r stat=\"ok\"/>", 0, false},
+      {"<r stat=\"OK\"/>", 4144, false},
+      {"<r stat=\"fail\"/>", 4144, false},
+      {"<r stat=\"fail\" errcode=\"\"/>", 4144, true},
+      {"<r stat=\"fail\" errcode=\"999\"/>", 4144, true},
+      {"<r stat=\"fail\" errcode=\"abc\"/>", 4144, true},
+      {"<r stat=\"\" errcode=\"207\"/>", 4115, true},
+      {"<r stat=\"fail\" errcode=\"207x\"/>", 4115, true},
+      {"<r stat=\"fail\" errcode=\"107\"/>", 4116, true},
+      {"<r stat=\"fail\" errcode=\"108\"/>", 4116, true},
+      {"<r stat=\"fail\" errcode=\"203\"/>", 4102, true},
+      {"<r stat=\"fail\" errcode=\"204\"/>", 4103, true},
+      {"<r stat=\"fail\" errcode=\"206\"/>", 4103, true},
+      {"<r stat=\"fail\" errcode=\"208\"/>", 4101, true},
+      {"<r stat=\"fail\" errcode=\"301\"/>", 4112, true},
+      {"<r stat=\"fail\" errcode=\"302\"/>", 4115, true},
+      {"<r stat=\"fail\" errcode=\"311\"/>", 4112, true},
+      {"<r stat=\"fail\" errcode=\"312\"/>", 4115, true},
+      {"<r stat=\"fail\" errcode=\"313\"/>", 4144, true},
+      {"<r stat=\"fail\" errcode=\"314\"/>", 4115, true},
+      {"<r stat=\"fail\" errcode=\"315\"/>", 4112, true},
+      {"<r stat=\"fail\" errcode=\"318\"/>", 4101, true},
+      {"<r stat=\"fail\" errcode=\"401\"/>", 4112, true},
+  };
+  for (const Case& c : cases) {
+    const ServiceAnswer answer(c.answer);
+    EXPECT_EQ(answer.Result(), c.result) << c.answer;
+    EXPECT_EQ(answer.IsServiceError(), c.serviceError) << c.answer;
+  }
+}
+
+TEST(ServiceAnswer, TellsAbsentFromEmpty) {
+  const ServiceAnswer answer("<r stat=\"ok\" name=\"\" />");
+  EXPECT_EQ(answer.Attribute("name"), "");
+  EXPECT_FALSE(answer.Attribute("count").has_value());
+}
+
+TEST(ServiceAnswer, AFailedTransferLeavesNoServiceError) {
+  ServiceAnswer answer("<r stat=\"fail\" errcode=\"207\"/>");
+  EXPECT_EQ(answer.Adopt(4129, "<r stat=\"fail\" errcode=\"207\"/>"), 4129u);
+  EXPECT_FALSE(answer.IsServiceError());
+}
+
+TEST(Properties, TheFirstOfANameWins) {
+  const std::string answer =
+      "<property name=\"Caption\" value=\"other case\" /><property value=\"1\" name=\"caption\" />"
+      "<property name=\"caption\" value=\"2\" /><property name=\"bare\" />";
+  std::string value = "before";
+  EXPECT_EQ(KELOAccessCommandController::ExtractPropertyInfo(answer, "caption", value), 1u);
+  EXPECT_EQ(value, "1");
+  EXPECT_EQ(KELOAccessCommandController::ExtractPropertyInfo(answer, "bare", value), 1u);
+  EXPECT_EQ(value, "");
+  value = "before";
+  EXPECT_EQ(KELOAccessCommandController::ExtractPropertyInfo(answer, "capt", value), 0u);
+  EXPECT_EQ(value, "before");
+}
+
+TEST(Dates, OnlyTheColonsOfAnExifDateChange) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"2008:05:17 10:11:12", "2008-05-17 10:11:12"},
+      {"2008-05-17 10:11:12", "2008-05-17 10:11:12"},
+      {"2008:05/17", "2008-05/17"},
+      {"2008:05", "2008:05"},
+      {"", ""},
+  };
+  for (const auto& [before, after] : cases) {
+    std::string date = before;
+    KELOAccessCommandController::ConvertDateInfoExifToUTC(date);
+    EXPECT_EQ(date, after) << before;
+  }
+}
+
+TEST(RequestTimeout, GrowsByAMinuteForEach5000) {
+  const std::pair<uint32_t, uint32_t> cases[] = {{0, 60},      {1, 60},           {4999, 60},
+                                                 {5000, 120},  {12000, 180},      {19999, 240},
+                                                 {20000, 300}, {0xFFFFFFFFu, 300}};
+  for (const auto& [size, seconds] : cases) {
+    EXPECT_EQ(DecideTimeoutSetting(size), seconds) << size;
+  }
+}
+
+TEST(CallIdentifiers, AreStrictlyIncreasing) {
+  KELOAccessCommandController controller;
+  uint64_t last = 0;
+  for (int i = 0; i < 1000; ++i) {
+    const uint64_t id = controller.GetCallID();
+    ASSERT_GT(id, last);
+    last = id;
+  }
+}
+
+}  // namespace
+}  // namespace kelo

@@ -1,0 +1,145 @@
+// Opening, handing out, restoring, extending and closing a session, as the wire and the host see
+// it.
+
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+class SessionTest : public CommandTest {
+ protected:
+  uint32_t Open(uint32_t word = 7) {
+    tagKELO_OpenSessionInfo block{};
+    block.word = word;
+    return Send(kKELOCommand_OpenSession, Record(&block));
+  }
+  tagKELO_SessionInfo Session() {
+    tagKELO_SessionInfo session{};
+    EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session)), 0u);
+    return session;
+  }
+};
+
+TEST_F(SessionTest, OpenAndCloseAreSignedGetsOfTheAuthenticationPath) {
+  ASSERT_EQ(Open(), 0u);
+  const LoggedRequest open = OnlyRequest();
+  EXPECT_EQ(open.method, "GET");
+  EXPECT_EQ(open.path, "/P2PwebCmdController/api-auth");
+  EXPECT_EQ(open.body, "");
+  const std::string opening = "method=OpenSession&callId=" + QueryValue(open.query, "callId") +
+                              "&keloApiKey=" + service().ApiKey() +
+                              "&keloAuthToken=" + service().AuthToken();
+  EXPECT_EQ(open.query, opening + "&keloApiSig=" + Sha1Hex(service().Secret() + "?" + opening));
+
+  service().ClearLog();
+  const tagKELO_SessionInfo before = Session();
+  ASSERT_EQ(Send(kKELOCommand_CloseSession, {}), 0u);
+  const LoggedRequest close = OnlyRequest();
+  const std::string closing = "keloSessToken=" + FieldText(before.token) +
+                              "&method=CloseSession&callId=" + QueryValue(close.query, "callId");
+  EXPECT_EQ(close.path, "/P2PwebCmdController/api-auth");
+  EXPECT_EQ(close.query, closing + "&keloApiSig=" + Sha1Hex(service().Secret() + "?" + closing));
+  EXPECT_GT(std::stoull(QueryValue(close.query, "callId")),
+            std::stoull(QueryValue(open.query, "callId")));
+  // The block stays; only the service has forgotten the token.
+  const tagKELO_SessionInfo after = Session();
+  EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+  EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, {}), uint32_t{kKELOResult_NoSession});
+}
+
+TEST_F(SessionTest, AnswersFillOnlyWhatTheyHold) {
+  ScriptAnswers();
+  Queue("OpenSession", std::string("<r stat=\"ok\" keloSessToken=\"") + kToken +
+                           "\" keloUploadUrl=\"http://u\" keloManageUrl=\"http://m\" "
+                           "keloDownloadUrl=\"http://d\" />");
+  Queue("OpenSession",
+        "<r stat=\"ok\" keloSessToken=\"SHORT\" keloUploadUrl=\"\" keloManageUrl=\"" +
+            std::string(300, 'm') + "\" />");
+  Queue("OpenSession", "<r stat=\"fail\" errcode=\"401\" keloSessToken=\"NEVER\" />");
+  Queue("OpenSession", "<r stat=\"ok\" />");
+
+  ASSERT_EQ(Open(7), 0u);
+  EXPECT_EQ(FieldText(Session().token), std::string(kToken, 27));
+  EXPECT_EQ(Session().word, 7u);
+  ASSERT_EQ(Open(8), 0u);
+  tagKELO_SessionInfo session = Session();
+  EXPECT_EQ(FieldText(session.token), "SHORT");
+  EXPECT_EQ(FieldText(session.uploadUrl), "");
+  EXPECT_EQ(FieldText(session.manageUrl), std::string(255, 'm'));
+  EXPECT_EQ(FieldText(session.downloadUrl), "http://d");
+  // A failure changes nothing; an answer without attributes changes the host's word alone.
+  EXPECT_EQ(Open(9), uint32_t{kKELOResult_BadParameter});
+  EXPECT_EQ(Session().word, 8u);
+  EXPECT_EQ(Open(10), 0u);
+  session.word = 10;
+  const tagKELO_SessionInfo now = Session();
+  EXPECT_EQ(std::memcmp(&session, &now, sizeof now), 0);
+}
+
+TEST_F(SessionTest, OpenReadsUnterminatedFieldsToTheirWidth) {
+  ScriptAnswers();
+  tagKELO_OpenSessionInfo block{};
+  tagCommandControlInfo record = Record(&block);
+  std::memset(record.authToken, 'a', sizeof record.authToken);
+  std::memset(record.apiKey, 'k', sizeof record.apiKey);
+  std::memset(record.signingSecret, 's', sizeof record.signingSecret);
+  ASSERT_EQ(KELOAccessCommand(kKELOCommand_OpenSession, &record), 0u);
+  const std::string query = OnlyRequest().query;
+  EXPECT_EQ(QueryValue(query, "keloApiKey"), std::string(33, 'k'));
+  EXPECT_EQ(QueryValue(query, "keloAuthToken"), std::string(33, 'a'));
+  EXPECT_EQ(QueryValue(query, "keloApiSig"),
+            Sha1Hex(std::string(33, 's') + "?" + query.substr(0, query.find("&keloApiSig"))));
+}
+
+TEST_F(SessionTest, ARestoredSessionReplacesSessionAndCatalogueAndKeepsTheSecretUnlessGiven) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  tagKELO_SessionInfo session = ScriptedSession();
+  tagCommandControlInfo record = Record(&session);
+  SetField(record.signingSecret, "");
+  ASSERT_EQ(KELOAccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
+  uint32_t count = 99;
+  tagCommandControlInfo query = Record(&count, KELO_ALL_ITEMS_ID);
+  query.selectionFlags = kKELOKind_Album | kKELOKind_FileItem | kKELOKind_FriendAlbum;
+  EXPECT_EQ(Send(kKELOCommand_GetItemsCount, query), 0u);
+  EXPECT_EQ(count, 0u);
+
+  tagKELO_StorageCapacityInfo capacity{};
+  Send(kKELOCommand_GetStorageCapacity, Record(&capacity));
+  ExpectDocument(OnlyRequest(), "<GetStorageCapacity />\r\n");
+
+  const tagKELO_SessionInfo none{};
+  session = none;
+  ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+  EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, {}), uint32_t{kKELOResult_NoSession});
+  std::memset(&session, 0x55, sizeof session);
+  EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session)), uint32_t{kKELOResult_NotFound});
+  EXPECT_EQ(session.word, 0x55555555u);
+}
+
+TEST_F(SessionTest, ExtendingUsesTheHostsBlockAloneAndIgnoresTheOutcome) {
+  ScriptAnswers();
+  tagKELO_SessionInfo block = ScriptedSession();
+  ASSERT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);
+  ExpectDocument(OnlyRequest(), "<VerifyRecipients recipientList=\"AAAAA\" />\r\n");
+  EXPECT_EQ(QueryValue(OnlyRequest().query, "keloSessToken"), FieldText(block.token));
+  EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&block)), uint32_t{kKELOResult_NotFound});
+
+  Queue("VerifyRecipients", ReplyWith("", 500));
+  EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);
+  SetField(block.manageUrl, "http://127.0.0.1:1/refused");
+  EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);
+
+  service().ClearLog();
+  SetField(block.manageUrl, "");
+  EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)),
+            uint32_t{kKELOResult_BadParameter});
+  block = ScriptedSession();
+  SetField(block.token, "");
+  EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)),
+            uint32_t{kKELOResult_BadParameter});
+  EXPECT_EQ(service().RequestCount(), 0u);
+}
+
+}  // namespace
+}  // namespace kelo::testing

@@ -1,0 +1,224 @@
+// Verification of recipients, the address list, and picture mail.
+
+#include "sharing/PendingRecipients.h"
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+TEST(PendingRecipients, SplitsAtBothSeparators) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", ""},        {"a", "a"},        {"a;b", "a;b"}, {"a,b", "a;b"},      {"a,;b", "a;;b"},
+      {"a;b;", "a;b"}, {"a;b;;", "a;b;"}, {";a", ";a"},   {" a ; b", " a ; b"}};
+  for (const auto& [list, joined] : cases) EXPECT_EQ(PendingRecipients(list).Joined(), joined);
+  EXPECT_TRUE(PendingRecipients("").empty());
+  EXPECT_FALSE(PendingRecipients(";").empty());
+}
+
+TEST(PendingRecipients, TakesTheEntryThatStandsForAnAddress) {
+  struct Case {
+    const char* list;
+    const char* address;
+    const char* taken;  // null: none
+    const char* left;
+  };
+  const Case cases[] = {
+      {"a@x;b@x", "B@X", "b@x", "a@x"},
+      {"a@x; b@x ;c@x", "b@x", " b@x ", "a@x;c@x"},
+      {"Bea <b@x>;b@x", "b@x", "b@x", "Bea <b@x>"},
+      {"a@x;Bea <b@x>", "b@x", "Bea <b@x>", "a@x"},
+      {"b@x;b@x", "b@x", "b@x", "b@x"},
+      {"STRASSE@x",
+       "stra\xC3\x9F"
+       "e@x",
+       "STRASSE@x", ""},
+      {"ab@x;<>", "b@x", nullptr, "ab@x;<>"},
+      {"a@x;;b@x", "", "", "a@x;b@x"},
+  };
+  for (const Case& c : cases) {
+    PendingRecipients pending(c.list);
+    const auto taken = pending.Take(c.address);
+    EXPECT_EQ(taken.value_or("none"), c.taken != nullptr ? c.taken : "none") << c.list;
+    EXPECT_EQ(pending.Joined(), c.left) << c.list;
+  }
+}
+
+class SharingTest : public CommandTest {
+ protected:
+  void SetUp() override { OpenScriptedSession(); }
+
+  // Rejects the first address of a request that `bad` holds, as the service does.
+  void RejectAddresses(std::vector<std::string> bad) {
+    service().SetScript([bad](const LoggedRequest& request) -> std::optional<Reply> {
+      if (request.apiMethod != "VerifyRecipients") return ReplyWith(kOk);
+      for (const std::string& address : bad) {
+        if (request.body.find(address) == std::string::npos) continue;
+        return ReplyWith(
+            "<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: no, "
+            "Invalid recipient: " +
+            address + "\" />");
+      }
+      return ReplyWith(kOk);
+    });
+  }
+  struct Verification {
+    uint32_t result;
+    std::string accepted, rejected;
+  };
+  Verification Verify(std::string list, uint32_t options = kKELOOption_ReturnTexts) {
+    tagKELO_RecipientInfo record{};
+    record.recipients = Text(list);
+    tagCommandControlInfo command = Record(&record);
+    command.outputOptions = options;
+    const uint32_t result = Send(kKELOCommand_VerifyRecipient, command);
+    return {result, TakeText(record.accepted), TakeText(record.rejected)};
+  }
+};
+
+TEST_F(SharingTest, VerificationTakesOneRoundForEachRejection) {
+  RejectAddresses({"x@x", "y@x"});
+  Verification verification = Verify("a@x,x@x;;b@x;y@x");
+  EXPECT_EQ(verification.result, 4117u);
+  EXPECT_EQ(verification.accepted, "a@x;;b@x");
+  EXPECT_EQ(verification.rejected, "x@x;y@x");
+  const auto log = service().Log();
+  ASSERT_EQ(log.size(), 3u);
+  ExpectDocument(log[0], "<VerifyRecipients recipientList=\"mailto:a@x;x@x;;b@x;y@x\" />\r\n");
+  ExpectDocument(log[2], "<VerifyRecipients recipientList=\"mailto:a@x;;b@x\" />\r\n");
+
+  verification = Verify("x@x", 0);
+  EXPECT_EQ(verification.result, 4117u);
+  EXPECT_EQ(verification.rejected, "");
+  verification = Verify("a@x;b@x");
+  EXPECT_EQ(verification.result, 0u);
+  EXPECT_EQ(verification.accepted, "a@x;b@x");
+  EXPECT_EQ(Verify("").result, 0u);
+}
+
+TEST_F(SharingTest, VerificationEndsWhateverTheServiceSays) {
+  const std::pair<std::string, uint32_t> answers[] = {
+      {"<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: never@sent\" />", 4144},
+      {"<r stat=\"fail\" errcode=\"313\" errmsg=\"no marker\" />", 4144},
+      {"<r stat=\"fail\" errcode=\"313\" />", 4144},
+      {"<r stat=\"fail\" errcode=\"207\" errmsg=\"Invalid recipient: a@x\" />", 4144},
+      {"<r stat=\"fail\" errmsg=\"Invalid recipient: a@x\" />", 4144},
+      // The same address for ever: rejected once, then nobody's.
+      {"<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: a@x\" />", 4144},
+  };
+  for (const auto& [answer, result] : answers) {
+    Unqueue("VerifyRecipients");
+    Queue("VerifyRecipients", answer);
+    const Verification verification = Verify("a@x;b@x");
+    EXPECT_EQ(verification.result, result) << answer;
+    EXPECT_EQ(verification.accepted + verification.rejected, "") << answer;
+  }
+}
+
+TEST_F(SharingTest, TenThousandRecipientsAreVerified) {
+  std::string list;
+  for (int i = 0; i < 10000; ++i) list += "user" + std::to_string(i) + "@example.org;";
+  RejectAddresses({"user0@", "user9999@example.org"});
+  EXPECT_EQ(Verify(list).result, 4144u);  // "user0@" is nobody's address
+  RejectAddresses({"user9999@example.org"});
+  EXPECT_EQ(Verify(list).rejected, "user9999@example.org");
+}
+
+TEST_F(SharingTest, AddressList) {
+  struct Case {
+    Reply reply;
+    uint32_t result;
+    const char* list;
+  };
+  const Case cases[] = {{ReplyWith("<r stat=\"ok\" addressList=\"a@x;b@x\" />"), 0, "a@x;b@x"},
+                        {ReplyWith("<r stat=\"ok\" addressList=\"\" />"), 0, ""},
+                        {ReplyWith("<r stat=\"ok\" />"), 4144, ""},
+                        {ReplyWith("<r stat=\"fail\" errcode=\"108\" />"), 4116, ""},
+                        {ReplyWith("", 504), 4144, ""}};
+  for (const Case& c : cases) {
+    Unqueue("GetAddressList");
+    Queue("GetAddressList", c.reply);
+    service().ClearLog();
+    tagKELO_StringInfo list{};
+    EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), c.result) << c.reply.body;
+    EXPECT_EQ(TakeText(list), c.list) << c.reply.body;
+    ExpectDocument(OnlyRequest(), "<GetAddressList />\r\n");
+  }
+}
+
+TEST_F(SharingTest, PictureMail) {
+  struct Case {
+    uint32_t options;
+    uint32_t removeGPS;
+    const char* share;  // the answer to the sharing
+    uint32_t result, status;
+    size_t requests;
+    const char* sentTo;
+    const char* accepted;
+    const char* rejected;
+  };
+  const char* refused = "<r stat=\"fail\" errcode=\"314\" />";
+  const Case cases[] = {
+      {0x000, 1, kOk, 0, 0, 1, "a@x,x@x", "", ""},
+      {0x100, 2, kOk, 0, 0, 1, "a@x,x@x", "", ""},
+      {0x200, 0, kOk, 0, 4117, 3, "a@x", "", ""},
+      {0x300, 1, kOk, 0, 4117, 3, "a@x", "a@x", "x@x"},
+      {0x300, 1, refused, 4115, 4115, 3, "a@x", "", ""},
+  };
+  std::string recipients = "a@x,x@x";
+  std::string subject = "S<1>\r\n";
+  std::string body = "\xE6\xB5\xB7 & sea";
+  for (const Case& c : cases) {
+    service().SetScript([&c](const LoggedRequest& request) -> std::optional<Reply> {
+      if (request.apiMethod == "ShareAlbum") return ReplyWith(c.share);
+      if (request.body.find("x@x") == std::string::npos) return ReplyWith(kOk);
+      return ReplyWith("<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: x@x\" />");
+    });
+    service().ClearLog();
+    tagKELO_PictureMailInfo mail{};
+    mail.status = 99;
+    mail.recipients = Text(recipients);
+    mail.subject = Text(subject);
+    mail.body = Text(body);
+    mail.removeGPS = c.removeGPS;
+    tagCommandControlInfo command = Record(&mail, "A1");
+    command.outputOptions = c.options;
+    EXPECT_EQ(Send(kKELOCommand_SendPictureMail, command), c.result) << c.options;
+    EXPECT_EQ(mail.status, c.status) << c.options;
+    const auto log = service().Log();
+    ASSERT_EQ(log.size(), c.requests);
+    ExpectDocument(log.back(), std::string("<ShareAlbum albumId=\"A1\" recipientList=\"mailto:") +
+                                   c.sentTo +
+                                   "\" subjectText=\"S&lt;1&gt;&#13;&#10;\""
+                                   " bodyText=\"&#28023; &amp; sea\" removeGPSInfo=\"" +
+                                   (c.removeGPS == 1 ? "true" : "false") + "\" />\r\n");
+    EXPECT_EQ(TakeText(mail.accepted), c.accepted) << c.options;
+    EXPECT_EQ(TakeText(mail.rejected), c.rejected) << c.options;
+  }
+}
+
+TEST_F(SharingTest, PictureMailNeedsAnAlbumAndIsSentEvenToNobody) {
+  std::string recipients = "x@x";
+  tagKELO_PictureMailInfo mail{};
+  mail.recipients = Text(recipients);
+  EXPECT_EQ(Send(kKELOCommand_SendPictureMail, Record(&mail)), 4112u);
+  EXPECT_EQ(service().RequestCount(), 0u);
+  RejectAddresses({"x@x"});
+  tagCommandControlInfo command = Record(&mail, "A1");
+  command.outputOptions = kKELOOption_VerifyRecipients;
+  EXPECT_EQ(Send(kKELOCommand_SendPictureMail, command), 0u);
+  EXPECT_EQ(mail.status, 4117u);
+  ExpectDocument(service().Log().back(),
+                 "<ShareAlbum albumId=\"A1\" recipientList=\"mailto:\" subjectText=\"\" "
+                 "bodyText=\"\" removeGPSInfo=\"false\" />\r\n");
+
+  command.outputOptions = kKELOOption_VerifyRecipients | kKELOOption_ReturnTexts;
+  Queue("VerifyRecipients", ReplyWith("", 408));
+  ScriptAnswers();
+  service().ClearLog();
+  EXPECT_EQ(Send(kKELOCommand_SendPictureMail, command), 4128u);
+  EXPECT_EQ(mail.status, 4128u);
+  EXPECT_EQ(service().RequestCount(), 1u);
+}
+
+}  // namespace
+}  // namespace kelo::testing

@@ -1,0 +1,243 @@
+// A fixture that drives the exported functions against a local service: the library's view of the
+// world is real, answers are the service's own or scripted by the test.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <openssl/sha.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "KELOAccess.h"
+#include "devservice/DevService.h"
+
+namespace kelo::testing {
+
+using devservice::LoggedRequest;
+using devservice::Reply;
+
+// The public calls do not know std::string; these fill and read the fields of a record.
+template <size_t Size>
+void SetField(char (&field)[Size], std::string_view text) {
+  std::memset(field, 0, Size);
+  std::memcpy(field, text.data(), std::min(Size, text.size()));
+}
+
+template <size_t Size>
+std::string FieldText(const char (&field)[Size]) {
+  return std::string(field, strnlen(field, Size));
+}
+
+inline tagKELO_StringInfo Text(std::string& text) {
+  return {text.data(), static_cast<uint32_t>(text.size())};
+}
+
+// Takes over a text that the library handed out.
+inline std::string TakeText(tagKELO_StringInfo& info) {
+  std::string text(info.text == nullptr ? "" : info.text);
+  EXPECT_EQ(text.size(), info.length);
+  delete[] info.text;
+  info = {};
+  return text;
+}
+
+inline std::string Sha1Hex(const std::string& text) {
+  std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
+  SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
+  std::string hex;
+  for (const unsigned char byte : digest) {
+    char buffer[3];
+    std::snprintf(buffer, sizeof buffer, "%02x", byte);
+    hex += buffer;
+  }
+  return hex;
+}
+
+// The value of `name` in a query.
+inline std::string QueryValue(const std::string& query, const std::string& name) {
+  const std::string all = "&" + query + "&";
+  const size_t begin = all.find("&" + name + "=");
+  if (begin == std::string::npos) return {};
+  const size_t value = begin + name.size() + 2;
+  return all.substr(value, all.find('&', value) - value);
+}
+
+// A folder of its own for one test, removed afterwards.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "kelo-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    path_ = pattern;
+  }
+  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  std::string Path(const std::string& name) const { return (path_ / name).string(); }
+  std::string Write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(path_ / name, std::ios::binary) << bytes;
+    return Path(name);
+  }
+  std::string Read(const std::string& name) const {
+    std::ifstream file(path_ / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  size_t EntryCount() const {
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+class CommandTest : public ::testing::Test {
+ protected:
+  static constexpr const char* kToken = "TOKEN67890123456789012345678";  // 28 characters: cut to 27
+  static constexpr const char* kOk = "<r stat=\"ok\" />";
+
+  // `cacheBudget` is the argument of KELOAccessInitialize.
+  explicit CommandTest(uint32_t cacheBudget = 0)
+      : service_(std::make_unique<devservice::Service>()) {
+    const std::string urls = folder_.Write("urls", "kKELO_URLofKELOServer=\"" + Url() + "\"\n");
+    setenv("KELO_URLS_FILE", urls.c_str(), 1);
+    KELOAccessInitialize(cacheBudget);
+  }
+  ~CommandTest() override {
+    KELOAccessClose();
+    service_.reset();
+    unsetenv("KELO_URLS_FILE");
+  }
+
+  std::string Url() const { return service_->Url(); }
+  devservice::Service& service() { return *service_; }
+  const TemporaryFolder& folder() const { return folder_; }
+
+  tagCommandControlInfo Record(void* data = nullptr, std::string_view target = {}) const {
+    tagCommandControlInfo record{};
+    SetField(record.targetId, target);
+    record.data = data;
+    SetField(record.authToken, service_->AuthToken());
+    SetField(record.apiKey, service_->ApiKey());
+    SetField(record.signingSecret, service_->Secret());
+    return record;
+  }
+  static uint32_t Send(uint32_t code, tagCommandControlInfo record) {
+    return KELOAccessCommand(code, &record);
+  }
+
+  // A session with the service itself.
+  void OpenSession() {
+    tagKELO_OpenSessionInfo block{};
+    ASSERT_EQ(Send(kKELOCommand_OpenSession, Record(&block)), 0u);
+    service_->ClearLog();
+  }
+
+  // From here on every request gets the next answer queued for its method, or an empty "ok".
+  void ScriptAnswers() {
+    service_->SetScript([this](const LoggedRequest& request) -> std::optional<Reply> {
+      const std::lock_guard lock(mutex_);
+      auto& queue = replies_[request.apiMethod];
+      if (queue.empty()) return ReplyWith(kOk);
+      Reply reply = queue.front();
+      if (queue.size() > 1) queue.pop_front();  // the last one stays
+      return reply;
+    });
+  }
+  static Reply ReplyWith(const std::string& body, int status = 200) {
+    Reply reply;
+    reply.status = status;
+    reply.body = body;
+    return reply;
+  }
+  void Queue(const std::string& method, Reply reply) {
+    const std::lock_guard lock(mutex_);
+    replies_[method].push_back(std::move(reply));
+  }
+  void Queue(const std::string& method, const std::string& body) { Queue(method, ReplyWith(body)); }
+  void Unqueue(const std::string& method) {
+    const std::lock_guard lock(mutex_);
+    replies_[method].clear();
+  }
+
+  // A session made up by the test, with scripted answers.
+  void OpenScriptedSession() {
+    ScriptAnswers();
+    tagKELO_SessionInfo session = ScriptedSession();
+    ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+  }
+  tagKELO_SessionInfo ScriptedSession() const {
+    tagKELO_SessionInfo session{};
+    SetField(session.token, std::string_view(kToken, 27));
+    SetField(session.uploadUrl, Url() + "/upload");
+    SetField(session.manageUrl, Url() + "/manage");
+    SetField(session.downloadUrl, Url() + "/download");
+    return session;
+  }
+
+  // Fills the catalogue: album A1 under the root with items I1 and I2, folder F1 with the shared
+  // album A2 (item I3), root album item R1, friend album B1 with item J1.
+  void LoadSmallHierarchy() {
+    Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"4\" />");
+    Queue("GetHierarchy",
+          "<r stat=\"ok\"><rootAlbum><items><item itemId=\"R1\" fileName=\"r1.jpg\" "
+          "fileFormat=\"image/jpeg\" /></items></rootAlbum><folders><folder folderId=\"F1\" "
+          "folderName=\"Trips\" albumCount=\"1\"><albums><album albumId=\"A2\" albumName=\"Alps\" "
+          "shareFlag=\"true\" itemsCount=\"1\"><items><item itemId=\"I3\" fileName=\"i3.jpg\" />"
+          "</items></album></albums></folder></folders><albums><album albumId=\"A1\" "
+          "albumName=\"Home\" itemsCount=\"2\"><items><item itemId=\"I2\" fileName=\"i2.jpg\" />"
+          "<item itemId=\"I1\" fileName=\"i1.jpg\" /></items></album></albums></r>");
+    Queue("GetForeignAlbumItems",
+          "<r stat=\"ok\"><albums><album albumId=\"B1\" albumName=\"Bea\" itemsCount=\"1\"><items>"
+          "<item itemId=\"J1\" fileName=\"j1.jpg\" /></items></album></albums></r>");
+    ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
+    service_->ClearLog();
+  }
+
+  std::vector<LoggedRequest> Requests(const std::string& method) const {
+    std::vector<LoggedRequest> found;
+    for (LoggedRequest& request : service_->Log()) {
+      if (request.apiMethod == method) found.push_back(std::move(request));
+    }
+    return found;
+  }
+  LoggedRequest OnlyRequest() const {
+    const auto log = service_->Log();
+    EXPECT_EQ(log.size(), 1u);
+    return log.empty() ? LoggedRequest() : log.front();
+  }
+
+  // The document as it must travel, and that its query is the signed one.
+  void ExpectDocument(const LoggedRequest& request, const std::string& element) const {
+    EXPECT_EQ(request.method, "PUT");
+    EXPECT_EQ(request.body,
+              "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
+              "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n" +
+                  element);
+    ExpectSigned(request, request.body);
+  }
+  void ExpectSigned(const LoggedRequest& request, const std::string& document) const {
+    const std::string base = "keloSessToken=" + QueryValue(request.query, "keloSessToken") +
+                             "&callId=" + QueryValue(request.query, "callId");
+    EXPECT_EQ(request.query,
+              base + "&keloApiSig=" + Sha1Hex(service_->Secret() + "?" + base + "\r\n" + document));
+  }
+
+ private:
+  TemporaryFolder folder_;
+  std::unique_ptr<devservice::Service> service_;
+  std::mutex mutex_;
+  std::map<std::string, std::deque<Reply>> replies_;
+};
+
+}  // namespace kelo::testing

@@ -1,0 +1,225 @@
+// Property edits, tags, new containers and links: their requests, their effect on the catalogue,
+// and what each record tells.
+
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+class EditsTest : public CommandTest {
+ protected:
+  EditsTest() : CommandTest(100 * sizeof(tagKELO_ItemInfo)) {}
+  void SetUp() override {
+    OpenScriptedSession();
+    LoadSmallHierarchy();
+  }
+  uint32_t ItemCount(const std::string& id) {
+    tagKELO_ItemInfo info{};
+    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, id)), 0u) << id;
+    return info.itemCount;
+  }
+};
+
+TEST_F(EditsTest, PropertiesTravelAsTheMaskSays) {
+  const std::string everyMarkup = "<&\"'>\r\n\xE6\xB5\xB7\xF0\x9F\x98\x80";
+  struct Case {
+    std::string caption;
+    uint32_t flag, rating, mask;
+    std::string properties;
+  };
+  const std::string caption = "<property name=\"caption\" value=\"";
+  const Case cases[] = {
+      {"x", 1, 5, 0, ""},
+      {everyMarkup, 1, 0xFFFFFFFF, 7,
+       caption + "&lt;&amp;&quot;&apos;&gt;&#13;&#10;&#28023;&#55357;&#56832;\" />\r\n"
+                 "<property name=\"captionFlag\" value=\"true\" />\r\n"
+                 "<property name=\"rating\" value=\"4294967295\" />\r\n"},
+      {"", 2, 0, 3, caption + "\" />\r\n<property name=\"captionFlag\" value=\"false\" />\r\n"},
+      {std::string(320, 'c'), 0, 0, 1, caption + std::string(320, 'c') + "\" />\r\n"},
+      {"bad\xFF", 0, 0, 1, caption + "bad\xFF\" />\r\n"},
+  };
+  for (const Case& c : cases) {
+    service().ClearLog();
+    tagKELO_PropertyInfo record{};
+    record.result = 99;
+    SetField(record.caption, c.caption);
+    record.captionFlag = c.flag;
+    record.rating = c.rating;
+    record.propertyMask = c.mask;
+    EXPECT_EQ(Send(kKELOCommand_ModifyProps, Record(&record, "I1,I2")), 0u);
+    EXPECT_EQ(record.result, 0u);
+    ExpectDocument(OnlyRequest(),
+                   "<ModifyProps itemIdList=\"I1,I2\">\r\n" + c.properties + "</ModifyProps>");
+  }
+}
+
+TEST_F(EditsTest, TagsGoToItemsAndToWhatAlbumsHold) {
+  struct Case {
+    const char* target;
+    uint32_t selector;
+    const char* items;  // null: refused; empty: nothing to send
+  };
+  const Case cases[] = {
+      {"I1", 4, "I1"},
+      {"J1", 4, "J1"},
+      {"R1", 4, "R1"},
+      {"I1", 2, nullptr},
+      {"A1", 2, "I2,I1"},
+      {"A2", 2, "I3"},
+      {"A1", 4, nullptr},
+      {KELO_ROOT_ALBUM_ID, 0, "R1"},
+      {KELO_ROOT_ALBUM_ID, 2, nullptr},
+      {"F1", 0, nullptr},
+      {"F1", 1, nullptr},
+      {"", 0, nullptr},
+      {"B1", 2, nullptr},
+      {"B1", 0, nullptr},
+      {"unknown", 4, nullptr},
+  };
+  for (const Case& c : cases) {
+    service().ClearLog();
+    tagKELO_TagInfo record{};
+    record.result = 99;
+    SetField(record.text, "sea & sun");
+    tagCommandControlInfo command = Record(&record, c.target);
+    command.selectionFlags = c.selector;
+    const uint32_t expected = c.items == nullptr ? 4115 : 0;
+    EXPECT_EQ(Send(kKELOCommand_AddTags, command), expected) << c.target << c.selector;
+    EXPECT_EQ(record.result, expected) << c.target << c.selector;
+    if (c.items == nullptr) {
+      EXPECT_EQ(service().RequestCount(), 0u) << c.target << c.selector;
+    } else {
+      ExpectDocument(OnlyRequest(), std::string("<AddTags itemIdList=\"") + c.items +
+                                        "\" tagList=\"sea &amp; sun\" />\r\n");
+    }
+  }
+}
+
+TEST_F(EditsTest, TagsOfAnEmptyAlbumSendNothingAndShortBuffersAreReadToTheirEnd) {
+  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"EMPTY\" />");
+  tagKELO_ItemInfo album{};
+  album.kind = kKELOKind_Album;
+  tagCommandControlInfo add = Record(&album);
+  add.entryCount = 1;
+  ASSERT_EQ(Send(kKELOCommand_AddItems, add), 0u);
+  service().ClearLog();
+  const auto shortBuffer = std::make_unique<char[]>(7);
+  std::memcpy(shortBuffer.get() + 4, "ab", 3);
+  tagCommandControlInfo command = Record(shortBuffer.get(), "EMPTY");
+  command.selectionFlags = 2;
+  EXPECT_EQ(Send(kKELOCommand_AddTags, command), 0u);
+  EXPECT_EQ(service().RequestCount(), 0u);
+  command = Record(shortBuffer.get(), "I1");
+  command.selectionFlags = 4;
+  EXPECT_EQ(Send(kKELOCommand_AddTags, command), 0u);
+  ExpectDocument(OnlyRequest(), "<AddTags itemIdList=\"I1\" tagList=\"ab\" />\r\n");
+}
+
+TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
+  EXPECT_EQ(ItemCount(""), 4u);  // finished records that the command must drop
+  EXPECT_EQ(ItemCount("F1"), 1u);
+  std::vector<tagKELO_ItemInfo> records(4);
+  for (auto& record : records) std::memset(&record, 0x55, sizeof record);
+  const uint32_t kinds[] = {1, 2, 3, 1};
+  for (size_t i = 0; i < 4; ++i) {
+    records[i].kind = kinds[i];
+    SetField(records[i].name, "N<" + std::to_string(i));
+  }
+  Queue("AddFolder", "<r stat=\"ok\" folderId=\"NF\" />");
+  Queue("AddFolder", "<r stat=\"fail\" errcode=\"208\" />");
+  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA\" />");
+  tagCommandControlInfo command = Record(records.data(), "KELO_CACHEINFO_ROOT_ID");
+  command.entryCount = 4;
+  ASSERT_EQ(Send(kKELOCommand_AddItems, command), 0u);
+  const auto log = service().Log();
+  ASSERT_EQ(log.size(), 3u);
+  ExpectDocument(log[0], "<AddFolder folderName=\"N&lt;0\" />\r\n");
+  ExpectDocument(log[1],
+                 "<AddAlbum folderId=\"KELO_CACHEINFO_ROOT_ID\" albumName=\"N&lt;1\" />\r\n");
+  const uint32_t results[] = {0, 0, 4115, 4101};
+  const char* ids[] = {"NF", "NA", "", ""};
+  for (size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(records[i].result, results[i]) << i;
+    EXPECT_EQ(FieldText(records[i].itemId), ids[i]) << i;
+    EXPECT_EQ(FieldText(records[i].parentId), "KELO_CACHEINFO_ROOT_ID");
+    EXPECT_EQ(FieldText(records[i].name), "N<" + std::to_string(i));
+    EXPECT_EQ(records[i].itemCount, 0u);
+  }
+  EXPECT_EQ(ItemCount(""), 6u);
+  tagKELO_ItemInfo info{};
+  ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, "NF")), 0u);
+  EXPECT_EQ(FieldText(info.name), "N&lt;0");
+  EXPECT_EQ(info.kind, 1u);
+
+  // Under a folder there are only albums.
+  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA2\" />");
+  records.resize(2);
+  records[1].kind = kKELOKind_Album;
+  command = Record(records.data(), "F1");
+  command.entryCount = 2;
+  ASSERT_EQ(Send(kKELOCommand_AddItems, command), 0u);
+  EXPECT_EQ(records[0].result, 4115u);
+  EXPECT_EQ(records[1].result, 0u);
+  EXPECT_EQ(ItemCount("F1"), 2u);
+}
+
+TEST_F(EditsTest, AnUnusableAnswerEndsTheListAndMarksTheRest) {
+  const std::pair<Reply, uint32_t> faults[] = {
+      {ReplyWith("<r stat=\"ok\" />"), 4144},  // no new id
+      {ReplyWith("<r />"), 4144},
+      {ReplyWith("<r stat=\"fail\" />"), 4144},
+      {ReplyWith("", 504), 4128},
+  };
+  for (const auto& [reply, result] : faults) {
+    Unqueue("AddAlbum");
+    Queue("AddAlbum", "<r stat=\"ok\" albumId=\"N1\" />");
+    Queue("AddAlbum", reply);
+    service().ClearLog();
+    std::vector<tagKELO_ItemInfo> records(4);
+    for (auto& record : records) {
+      record.kind = kKELOKind_Album;
+      SetField(record.itemId, "host's");
+    }
+    tagCommandControlInfo command = Record(records.data());
+    command.entryCount = 4;
+    EXPECT_EQ(Send(kKELOCommand_AddItems, command), result);
+    EXPECT_EQ(records[0].result, 0u);
+    for (size_t i = 1; i < 4; ++i) EXPECT_EQ(records[i].result, result) << i;
+    EXPECT_EQ(FieldText(records[1].itemId), "");
+    EXPECT_EQ(FieldText(records[3].itemId), "host's");
+    EXPECT_EQ(service().RequestCount(), 2u);
+  }
+}
+
+TEST_F(EditsTest, LinksKeepTheirOwnResults) {
+  std::vector<tagKELO_AddLinkInfo> records(3);
+  SetField(records[0].itemIdList, "I3");
+  SetField(records[1].itemIdList, "I3,R1");
+  std::memset(records[2].itemIdList, 'i', sizeof records[2].itemIdList);
+  std::memset(records[1].albumId, 'x', sizeof records[1].albumId);
+  Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
+  Queue("AddItemsToAlbum", "<r stat=\"fail\" errcode=\"302\" />");
+  Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
+  tagCommandControlInfo command = Record(records.data(), "A1");
+  command.entryCount = 3;
+  EXPECT_EQ(Send(kKELOCommand_AddNewLink, command), 0u);
+  const auto log = service().Log();
+  ASSERT_EQ(log.size(), 3u);
+  ExpectDocument(log[1], "<AddItemsToAlbum albumId=\"A1\" itemIdList=\"I3,R1\" />\r\n");
+  ExpectDocument(
+      log[2], "<AddItemsToAlbum albumId=\"A1\" itemIdList=\"" + std::string(43, 'i') + "\" />\r\n");
+  EXPECT_EQ(records[0].result, 0u);
+  EXPECT_EQ(records[1].result, 4115u);
+  EXPECT_EQ(records[2].result, 0u);
+  EXPECT_EQ(FieldText(records[1].albumId), "A1");
+
+  Unqueue("AddItemsToAlbum");
+  Queue("AddItemsToAlbum", ReplyWith("", 500));
+  EXPECT_EQ(Send(kKELOCommand_AddNewLink, command), 4114u);
+  for (const auto& record : records) EXPECT_EQ(record.result, 4114u);
+  EXPECT_EQ(service().RequestCount(), 4u);
+  EXPECT_EQ(ItemCount("A1"), 2u);
+}
+
+}  // namespace
+}  // namespace kelo::testing

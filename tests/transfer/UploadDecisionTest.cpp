@@ -1,0 +1,155 @@
+// The decisions about single files of an upload: names, voice memos, the check's verdict by index,
+// and the negotiation that no command reaches.
+
+#include "interface/KELOAccessCommandController.h"
+#include "platform/HostRecord.h"
+#include "support/CommandTest.h"
+#include "transfer/UploadNames.h"
+
+namespace kelo::testing {
+namespace {
+
+TEST(UploadNames, ComeFromTheNameOrTheLastComponentOfThePath) {
+  struct Case {
+    std::string path, name, display;
+  };
+  const Case cases[] = {
+      {"/a/b.jpg", "", "b.jpg"},
+      {"/a/b.jpg", "c.jpg", "c.jpg"},
+      {"C:\\a\\b.jpg", "", "b.jpg"},
+      {"/a\\b/c\\d.jpg", "", "c\\d.jpg"},
+      {"plain.jpg", "", "plain.jpg"},
+      {"/a/", "", ""},
+      {"", "", ""},
+      {"", "e\xCC\x81<.jpg", "&#233;&lt;.jpg"},
+      {"", "\xF0\x9F\x98\x80", "&#55357;&#56832;"},
+      {"", "bad\xFF.jpg", "bad\xFF.jpg"},
+      {"", std::string("a\0b", 3), "a"},
+  };
+  for (Case c : cases) {
+    tagKELO_LoadInfo record{};
+    record.filePath = Text(c.path);
+    record.fileName = Text(c.name);
+    EXPECT_EQ(DisplayName(record), c.display) << c.path << " " << c.name;
+  }
+}
+
+TEST(UploadNames, VoiceMemosEndInWav) {
+  const std::pair<const char*, bool> cases[] = {{"a.wav", true},
+                                                {"A.WAV", true},
+                                                {".wav", false},
+                                                {"a.wave", false},
+                                                {"awav", false},
+                                                {"", false},
+                                                {"\xFF"
+                                                 "a.wav",
+                                                 false},
+                                                {"&#233;.wAv", true}};
+  for (const auto& [name, sound] : cases) EXPECT_EQ(IsSoundFile(name), sound) << name;
+}
+
+TEST(UploadCheck, DecidesByTheElementsOfAnIndex) {
+  struct Case {
+    const char* album;
+    std::vector<std::string> statuses;  // of the elements with the index
+    uint32_t result;
+    const char* itemId;  // "item" and the 1-based position of the element that names it
+  };
+  const Case cases[] = {
+      {"", {"0"}, 0, ""},
+      {"", {"1", "0"}, 4099, "item1"},
+      {"", {"2"}, 0, ""},
+      {"", {"2", "3", "4", "1"}, 4099, "item4"},
+      {"", {"", "1"}, 4099, "item2"},
+      {"A", {"0", "2"}, 0, ""},
+      {"A", {"1"}, 4099, "item1"},
+      {"A", {"1", "2"}, 4104, "item2"},
+      {"A", {"1", "0"}, 0, "item1"},
+      {"A", {"1", "3"}, 4115, "item1"},
+      {"A", {"5", "4", "2"}, 0, ""},
+      {"A", {}, 0, ""},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> elements = {"<item status=\"3\" />",
+                                         "<item idx=\"70\" status=\"3\" />"};
+    for (size_t i = 0; i < c.statuses.size(); ++i) {
+      elements.push_back("<item idx=\"7\" status=\"" + c.statuses[i] + "\" itemId=\"item" +
+                         std::to_string(i + 1) + "\" />");
+    }
+    std::string itemId;
+    EXPECT_EQ(KELOAccessCommandController::CheckUploadItemByIdx(7, c.album, elements, itemId),
+              c.result)
+        << c.album << ::testing::PrintToString(c.statuses);
+    EXPECT_EQ(itemId, c.itemId) << c.album << ::testing::PrintToString(c.statuses);
+  }
+}
+
+class NegotiationTest : public CommandTest {
+ protected:
+  NegotiationTest() {
+    ScriptAnswers();
+    tagKELO_SessionInfo session = ScriptedSession();
+    tagCommandControlInfo record = Record(&session);
+    EXPECT_EQ(controller_.AccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
+  }
+  KELOAccessCommandController controller_;
+};
+
+TEST_F(NegotiationTest, SendsDigestsAndMarksCompleteFiles) {
+  std::string picture = folder().Write("p.jpg", "abc");
+  std::string memo = folder().Write("m.wav", "");
+  std::vector<tagKELO_LoadInfo> records(2);
+  records[0].filePath = Text(picture);
+  records[0].fileSize = 3;
+  records[0].width = 640;
+  records[0].height = 480;
+  SetField(records[0].fileModifyDate, "2008-05-17");
+  SetField(records[0].albumId, "A1");
+  records[1] = records[0];
+  records[1].filePath = Text(memo);
+  records[1].fileSize = 0;
+  Queue("NegotiateUploadItems",
+        "<r stat=\"ok\" uploadId=\"U1\"><items><item idx=\"1\" uploadComplete=\"true\" "
+        "itemId=\"N1\" /><item idx=\"2\" uploadComplete=\"false\" itemId=\"N2\" /><item idx=\"3\" "
+        "uploadComplete=\"true\" /><item uploadComplete=\"true\" /></items></r>");
+  std::string uploadId;
+  ASSERT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 0u);
+  ExpectDocument(OnlyRequest(),
+                 "<NegotiateUploadItems>\r\n<items>\r\n"
+                 "<item idx=\"1\" fileName=\"p.jpg\" fileSize=\"3\" fileDate=\"2008-05-17\" "
+                 "resolution=\"640x480\" md5=\"900150983cd24fb0d6963f7d28e17f72\" />\r\n"
+                 "<item idx=\"2\" fileName=\"m.wav\" fileSize=\"0\" fileDate=\"2008-05-17\" "
+                 "md5=\"d41d8cd98f00b204e9800998ecf8427e\" />\r\n"
+                 "</items>\r\n</NegotiateUploadItems>\r\n");
+  EXPECT_EQ(uploadId, "U1");
+  EXPECT_EQ(records[0].result, 4099u);
+  EXPECT_EQ(FieldText(records[0].itemId), "N1");
+  EXPECT_EQ(records[1].result, 0u);
+  EXPECT_EQ(FieldText(records[1].itemId), "");
+}
+
+TEST_F(NegotiationTest, SendsNothingWithoutRecordsOrWithAnUnreadableFile) {
+  std::vector<tagKELO_LoadInfo> records;
+  std::string uploadId = "before";
+  EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 4144u);
+  std::string missing = folder().Path("missing");
+  records.resize(1);
+  records[0].filePath = Text(missing);
+  EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 4144u);
+  EXPECT_EQ(service().RequestCount(), 0u);
+  EXPECT_EQ(uploadId, "before");
+}
+
+TEST_F(NegotiationTest, AnUploadIdentifierTravelsInTheDocument) {
+  std::string picture = folder().Write("p.jpg", "abc");
+  std::vector<tagKELO_LoadInfo> records(1);
+  records[0].filePath = Text(picture);
+  records[0].fileSize = 3;
+  ASSERT_EQ(controller_.UploadItems("", records, "U1"), 0u);
+  EXPECT_NE(OnlyRequest().body.find("<UploadItems uploadId=\"U1\">\r\n<items>\r\n<item idx=\"1\" "
+                                    "fileName=\"p.jpg\" size=\"3\" />\r\n"),
+            std::string::npos);
+}
+
+}  // namespace
+}  // namespace kelo::testing
