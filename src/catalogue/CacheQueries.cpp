@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <tuple>
+#include <utility>
 
 #include "catalogue/KELOAccessCacheManager.h"
 #include "platform/HostRecord.h"

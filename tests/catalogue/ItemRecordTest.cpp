@@ -1,0 +1,208 @@
+// The records of entries, field by field, and the store of finished ones.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "catalogue/CacheReader.h"
+
+namespace kelo::test {
+namespace {
+
+constexpr uint32_t kRecordSize = sizeof(tagKELO_ItemInfo);
+
+std::string Text(size_t length, const char* start = "") {
+  std::string text(start);
+  length += text.size();
+  while (text.size() < length) text += static_cast<char>('a' + text.size() % 26);
+  return text;
+}
+
+TEST(TextField, CutsTerminatesAndClears) {
+  for (const size_t length : {0u, 1u, 6u, 7u, 8u, 100u}) {
+    char field[8];
+    std::memset(field, '#', sizeof field);
+    CopyTextField(field, Text(length));
+    std::string expected = Text(std::min<size_t>(length, 7));
+    EXPECT_EQ(ReadTextField(field), expected) << length;
+    expected.resize(8, '\0');
+    EXPECT_EQ(std::string(field, 8), expected) << length;
+  }
+  const char unterminated[4] = {'a', 'b', 'c', 'd'};
+  EXPECT_EQ(ReadTextField(unterminated), "abcd");
+}
+
+TEST(ItemRecord, FileItemFillsItsFieldsAndNoOthers) {
+  for (const size_t length : {0u, 10u, 31u, 32u, 40u, 41u, 255u, 256u, 2000u}) {
+    SCOPED_TRACE(length);
+    KELOAccessCacheManager cache;
+    cache.SetupRootFolder();
+    const std::string album = Text(length, "A");
+    const std::string item = Text(length, "I");
+    cache.AddAlbum("", album, {}, false);
+    cache.AddFileItem(album, item,
+                      {.fileName = Text(length, "n"),
+                       .modifyDate = Text(length, "m"),
+                       .shotDate = Text(length, "s"),
+                       .uploadDate = Text(length, "u"),
+                       .screenUrl = Text(length, "c"),
+                       .origUrl = Text(length, "o"),
+                       .fileFormat = 5,
+                       .index = 77});
+    tagKELO_ItemInfo expected = {};
+    const auto fill = [&](char* field, size_t width, const char* first) {
+      const std::string text = Text(length, first);
+      std::memcpy(field, text.data(), std::min(text.size(), width - 1));
+    };
+    fill(expected.parentId, 41, "A");
+    fill(expected.itemId, 41, "I");
+    expected.kind = kKELOKind_FileItem;
+    expected.fileFormat = 5;
+    fill(expected.name, 256, "n");
+    fill(expected.modifyDate, 32, "m");
+    fill(expected.shotDate, 32, "s");
+    fill(expected.uploadDate, 32, "u");
+    fill(expected.screenUrl, 256, "c");
+    fill(expected.origUrl, 256, "o");
+    const tagKELO_ItemInfo record = RecordOf(cache, item);
+    EXPECT_EQ(std::memcmp(&record, &expected, kRecordSize), 0);
+  }
+}
+
+TEST(ItemRecord, ConversionLeavesTheCallersFields) {
+  tagKELO_ItemInfo info;
+  std::memset(&info, 0x11, sizeof info);
+  KELOAccessCacheManager::GetItemInfoFromFileItemData({.fileName = "n", .fileFormat = 4}, info);
+  EXPECT_EQ(info.result, 0x11111111u);
+  EXPECT_EQ(info.kind, 0x11111111u);
+  EXPECT_EQ(info.itemCount, 0x11111111u);
+  EXPECT_EQ(info.itemId[0], 0x11);
+  EXPECT_EQ(info.parentId[0], 0x11);
+  EXPECT_STREQ(info.name, "n");
+  EXPECT_EQ(info.fileFormat, 4u);
+  EXPECT_EQ(info.word356 | info.word456 | info.word460, 0u);
+  EXPECT_EQ(info.text464[0] | info.text1704[0] | info.text2216[0] | info.origUrl[0], 0);
+}
+
+struct RecordCase {
+  std::string id;
+  std::string parent;
+  std::string itemID;
+  uint32_t kind;
+  std::string name;
+  std::string date;
+  uint32_t count;
+};
+
+TEST(ItemRecord, EntriesOfEachKind) {
+  KELOAccessCacheManager cache;
+  cache.SetupRootFolder();
+  cache.SetupFriendAlbum();
+  cache.AddFolder("", "f", {.name = "Folder", .modifyDate = "d1"});
+  cache.AddAlbum("f", "b", {.name = "B", .modifyDate = "d2"}, false);
+  cache.AddAlbum("f", "a", {.name = "A", .modifyDate = "d3"}, true);
+  cache.AddAlbum(kRootID, "t", {.name = "T"}, false);
+  cache.AddFriendAlbum("x", {.name = "X", .modifyDate = "d4"});
+  for (const char* album : {"b", "a"}) cache.AddFileItem(album, "i", {.fileName = album});
+  cache.AddFileItem("", "in root", {.fileName = "In root"});
+  cache.AddFileItemToFriendAlbum("x", "k", {.fileName = "K"});
+  cache.AddFileItemToFriendAlbum("x", "i", {.fileName = "friend's"});
+  cache.AddFileItemToRootAlbum("r", {.fileName = "R"});
+  const std::string rootAlbum(kRootAlbumID);
+  const std::string root(kRootID);
+  const RecordCase cases[] = {
+      {"", "", "", 1, "Root", "", 1 + 1 + 1 + 2},  // the root album counts twice
+      {root, "", "", 1, "Root", "", 3},
+      {rootAlbum, "", rootAlbum, 0x40, "RootAlbum", "", 1},
+      {"f", "", "f", 1, "Folder", "d1", 2},
+      {"b", "f", "b", 2, "B", "d2", 1},
+      {"a", "f", "a", 0x102, "A", "d3", 1},
+      {"t", root, "t", 2, "T", "", 0},
+      {"x", "", "x", 0x10, "X", "d4", 2},
+      {"i", "a", "i", 4, "a", "", 0},  // the first directory in id order, before any friend album
+      {"k", "x", "k", 4, "K", "", 0},
+      {"r", rootAlbum, "r", 4, "R", "", 0},
+      {"in root", root, "in root", 4, "In root", "", 0},
+  };
+  for (const RecordCase& c : cases) {
+    SCOPED_TRACE("id '" + c.id + "'");
+    const tagKELO_ItemInfo info = RecordOf(cache, c.id);
+    EXPECT_EQ(info.result, 0u);
+    EXPECT_EQ(info.parentId, c.parent);
+    EXPECT_EQ(info.itemId, c.itemID);
+    EXPECT_EQ(info.kind, c.kind);
+    EXPECT_EQ(info.name, c.name);
+    EXPECT_EQ(info.modifyDate, c.date);
+    EXPECT_EQ(info.itemCount, c.count);
+  }
+  EXPECT_STREQ(RecordsOnTarget(cache, "b", 4).at(0).parentId, "b") << "a list names its target";
+  EXPECT_EQ(RecordOf(cache, "unknown").result, uint32_t{kKELOResult_NotFound});
+}
+
+// The names of the records that are kept, of the ids 0 to 9.
+std::string Kept(const KELOAccessCacheManager& cache) {
+  std::string kept;
+  for (char id = '0'; id <= '9'; ++id) {
+    if (const auto* info = cache.GetKELO_ItemInfoCache({&id, 1})) kept += info->name;
+  }
+  return kept;
+}
+
+TEST(ItemRecord, FinishedRecordsGoFirstInFirstOut) {
+  struct Step {
+    char operation;  // s store, r remove, g get, c clear
+    char id;
+    char name;
+    const char* kept;
+  };
+  const Step steps[] = {
+      {'s', '1', 'a', "a"},   {'s', '2', 'b', "ab"},
+      {'s', '3', 'c', "abc"}, {'g', '1', ' ', "abc"},  // reading renews nothing
+      {'s', '4', 'd', "bcd"}, {'s', '2', 'B', "bcd"},  // stored again: newest, but not replaced
+      {'s', '5', 'e', "bde"}, {'r', '2', ' ', "de"},   // its place in the queue remains
+      {'s', '6', 'f', "ef"},  {'s', '7', 'g', "efg"},  // where it is the oldest after 4
+      {'s', '5', 'E', "efg"}, {'s', '8', 'h', "egh"},  // 6 is the oldest now
+      {'c', ' ', ' ', ""},    {'s', '9', 'i', "i"},
+  };
+  KELOAccessCacheManager cache(3 * kRecordSize + kRecordSize - 1);
+  for (const Step& step : steps) {
+    const std::string_view id(&step.id, 1);
+    tagKELO_ItemInfo info = {};
+    info.name[0] = step.name;
+    if (step.operation == 's') cache.UpdateKELO_ItemInfoCache(id, info);
+    if (step.operation == 'r') cache.RemoveKELO_ItemInfoCache(id);
+    if (step.operation == 'c') cache.ClearKELO_ItemInfoCache();
+    EXPECT_EQ(Kept(cache), step.kept) << step.operation << " " << id << " " << step.name;
+  }
+}
+
+TEST(ItemRecord, NothingIsKeptWithinLessThanARecord) {
+  for (const uint32_t budget : {0u, 1u, kRecordSize - 1}) {
+    KELOAccessCacheManager cache(budget);
+    cache.UpdateKELO_ItemInfoCache("1", {});
+    EXPECT_EQ(cache.GetKELO_ItemInfoCache("1"), nullptr) << budget;
+  }
+}
+
+TEST(ItemRecord, KeptRecordAnswersUntilItIsDropped) {
+  KELOAccessCacheManager cache(100 * kRecordSize);
+  cache.SetupRootFolder();
+  cache.AddAlbum("", "a", {.name = "A"}, false);
+  EXPECT_EQ(RecordOf(cache, "a").itemCount, 0u);
+  cache.AddFileItem("a", "i", {.fileName = "old"});
+  EXPECT_EQ(RecordOf(cache, "a").itemCount, 0u);
+  cache.RemoveKELO_ItemInfoCache("a");
+  EXPECT_EQ(RecordOf(cache, "a").itemCount, 1u);
+  EXPECT_STREQ(RecordOf(cache, "i").name, "old");
+  cache.UpdateFileItem("i", {.fileName = "new"});
+  EXPECT_STREQ(RecordOf(cache, "i").name, "new");
+  // The empty id and the root id share one record.
+  EXPECT_EQ(RecordOf(cache, "").itemCount, 3u);
+  EXPECT_EQ(RecordOf(cache, kRootID).itemCount, 3u);
+  // An unknown id is not remembered as such.
+  EXPECT_EQ(RecordOf(cache, "new").result, uint32_t{kKELOResult_NotFound});
+  cache.AddFileItem("a", "new", {.fileName = "now known"});
+  EXPECT_STREQ(RecordOf(cache, "new").name, "now known");
+}
+
+}  // namespace
+}  // namespace kelo::test

@@ -1,0 +1,279 @@
+// The plain rules of ModelCache.h.
+#include "catalogue/ModelCache.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kelo::test {
+namespace {
+
+const std::string kRoot = "KELO_CACHEINFO_ROOT_ID";
+const std::string kTop = "KELO_CACHEINFO_TERMINATE_ID";
+const std::string kRootAlbum(27, '\xF8');
+
+std::string Key(const std::string& id) {
+  return id.empty() ? kRoot : id;
+}
+
+template <size_t N>
+void Set(char (&field)[N], const std::string& text) {
+  std::memset(field, 0, N);
+  std::memcpy(field, text.data(), std::min(text.size(), N - 1));
+}
+
+template <typename List>
+auto FindIn(List& list, const std::string& id) {
+  return std::find_if(list.begin(), list.end(), [&](const auto& entry) { return entry.id == id; });
+}
+
+void AppendAll(std::vector<std::string>& out, const std::vector<std::string>& ids) {
+  out.insert(out.end(), ids.begin(), ids.end());
+}
+
+bool SharedOnly(uint32_t mask) {
+  return !(mask & 2) && (mask & 0x100);
+}
+
+}  // namespace
+
+void ModelCache::Put(List& list, const std::string& id, const std::string& name) {
+  if (const auto found = FindIn(list, id); found != list.end()) list.erase(found);
+  list.push_back({id, name, list.size()});
+}
+
+std::vector<std::string> ModelCache::ByID(const List& list) {
+  std::vector<std::string> ids;
+  for (const Entry& entry : list) ids.push_back(entry.id);
+  std::sort(ids.begin(), ids.end());
+  return ids;
+}
+
+std::vector<std::string> ModelCache::ByIndex(const List& list) {
+  List sorted = list;
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const Entry& a, const Entry& b) { return a.index < b.index; });
+  std::vector<std::string> ids;
+  for (const Entry& entry : sorted) ids.push_back(entry.id);
+  return ids;
+}
+
+void ModelCache::SetupRootFolder() {
+  if (directories_.contains(kRoot)) {
+    directories_.clear();
+    friends_.clear();
+    rootAlbum_.clear();
+    records_.clear();
+    recordOrder_.clear();
+    friends_[kRoot] = {kTop, "Root", 1, {}, {}, {}};
+  }
+  directories_[kRoot] = {kTop, "Root", 1, {}, {}, {}};
+}
+
+void ModelCache::AddDirectory(const std::string& parent, const std::string& id,
+                              const std::string& name, uint32_t flags) {
+  if (id.empty()) return;
+  if (const auto found = directories_.find(Key(parent)); found != directories_.end()) {
+    if (flags & 1) {
+      Put(found->second.folders, id, name);
+    } else if (flags & 2) {
+      Put(found->second.albums, id, name);
+    }
+  }
+  directories_.insert({id, {parent.substr(0, 40), name, flags, {}, {}, {}}});
+}
+
+void ModelCache::AddFile(const std::string& parent, const std::string& id,
+                         const std::string& name) {
+  const auto found = directories_.find(Key(parent));
+  if (!id.empty() && found != directories_.end()) Put(found->second.files, id, name);
+}
+
+void ModelCache::AddRootAlbumFile(const std::string& id, const std::string& name) {
+  if (!id.empty()) Put(rootAlbum_, id, name);
+}
+
+void ModelCache::AddFriendAlbum(const std::string& id, const std::string& name) {
+  if (id.empty()) return;
+  if (friends_.contains(kRoot)) Put(friends_[kRoot].albums, id, name);
+  friends_.insert({id, {"", name, 0x10, {}, {}, {}}});
+}
+
+void ModelCache::AddFriendFile(const std::string& album, const std::string& id,
+                               const std::string& name) {
+  const auto found = friends_.find(Key(album));
+  if (!id.empty() && found != friends_.end()) Put(found->second.files, id, name);
+}
+
+void ModelCache::UpdateFile(const std::string& id, const std::string& name) {
+  bool replaced = false;
+  const auto update = [&](List& list) {
+    if (const auto found = FindIn(list, id); found != list.end()) {
+      found->name = name;
+      replaced = true;
+    }
+  };
+  update(rootAlbum_);
+  for (auto& [key, directory] : directories_) update(directory.files);
+  if (replaced) RemoveRecord(id);
+}
+
+void ModelCache::RemoveRecord(const std::string& id) {
+  records_.erase(Key(id));
+}
+
+std::vector<std::string> ModelCache::SharedUnder(const std::string& target) const {
+  std::vector<std::string> ids;
+  for (const auto& [id, directory] : directories_) {
+    if (directory.parent == target && (directory.flags & 0x100)) ids.push_back(id);
+  }
+  return ids;
+}
+
+std::vector<std::string> ModelCache::IDsOnTarget(const std::string& target, uint32_t mask) const {
+  std::vector<std::string> ids;
+  if ((mask & 0x40) && target.empty()) ids.push_back(kRootAlbum);
+  if ((mask & 4) && target == kRootAlbum) AppendAll(ids, ByID(rootAlbum_));
+  if (const auto found = directories_.find(Key(target)); found != directories_.end()) {
+    if (mask & 1) AppendAll(ids, ByID(found->second.folders));
+    if (mask & 2) AppendAll(ids, ByID(found->second.albums));
+    if (mask & 4) AppendAll(ids, ByID(found->second.files));
+  }
+  if (SharedOnly(mask)) AppendAll(ids, SharedUnder(target));
+  return ids;
+}
+
+std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnTarget(const std::string& target,
+                                                          uint32_t mask) {
+  std::vector<std::string> ids;
+  if ((mask & 0x40) && target.empty()) ids.push_back(kRootAlbum);
+  if ((mask & 4) && target == kRootAlbum) AppendAll(ids, ByIndex(rootAlbum_));
+  const auto found = directories_.find(Key(target));
+  if (found != directories_.end()) {
+    if (mask & 1) AppendAll(ids, ByIndex(found->second.folders));
+    if (mask & 2) AppendAll(ids, ByIndex(found->second.albums));
+    if (mask & 4) AppendAll(ids, ByIndex(found->second.files));
+  }
+  if (SharedOnly(mask)) AppendAll(ids, SharedUnder(target));
+  const auto album = friends_.find(Key(target));
+  if (found == directories_.end() && album != friends_.end() && (mask & 4)) {
+    AppendAll(ids, ByIndex(album->second.files));
+  }
+  std::vector<tagKELO_ItemInfo> records;
+  for (const std::string& id : ids) {
+    records.push_back(Record(id));
+    Set(records.back().parentId, target);
+  }
+  return records;
+}
+
+size_t ModelCache::CountOnTarget(const std::string& target, uint32_t mask) const {
+  size_t count = IDsOnTarget(target, mask).size();
+  const auto album = friends_.find(Key(target));
+  if (!directories_.contains(Key(target)) && album != friends_.end() && (mask & 4)) {
+    count += album->second.files.size();
+  }
+  return count;
+}
+
+std::vector<std::string> ModelCache::IDsOnServer(uint32_t mask) const {
+  std::vector<std::string> ids;
+  if (mask & 0x40) ids.push_back(kRootAlbum);
+  if (mask & 4) AppendAll(ids, ByID(rootAlbum_));
+  for (const auto& [key, directory] : directories_) {
+    if (mask & 1) AppendAll(ids, ByID(directory.folders));
+    if (mask & 2) AppendAll(ids, ByID(directory.albums));
+    if (mask & 4) AppendAll(ids, ByID(directory.files));
+  }
+  for (const auto& [key, album] : friends_) {
+    if ((mask & 0x10) && key != kRoot) ids.push_back(key);
+  }
+  for (const auto& [key, directory] : directories_) {
+    if (SharedOnly(mask) && (directory.flags & 0x100)) ids.push_back(key);
+  }
+  return ids;
+}
+
+std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnServer(uint32_t mask) {
+  std::vector<std::string> ids;
+  if (mask & 0x40) ids.push_back(kRootAlbum);
+  if (mask & 4) AppendAll(ids, ByIndex(rootAlbum_));
+  for (const auto& [key, directory] : directories_) {
+    if (mask & 1) AppendAll(ids, ByIndex(directory.folders));
+    if (mask & 2) AppendAll(ids, ByIndex(directory.albums));
+    if (SharedOnly(mask) && (directory.flags & 0x100)) ids.push_back(key);
+    if (mask & 4) AppendAll(ids, ByIndex(directory.files));
+  }
+  for (const auto& [key, album] : friends_) {
+    if ((mask & 0x10) && key != kRoot) ids.push_back(key);
+  }
+  std::vector<tagKELO_ItemInfo> records;
+  for (const std::string& id : ids) records.push_back(Record(id));
+  return records;
+}
+
+bool ModelCache::Build(const std::string& id, tagKELO_ItemInfo& info) const {
+  const auto file = [&](const std::string& parent, const Entry& entry) {
+    Set(info.parentId, parent);
+    Set(info.itemId, id);
+    Set(info.name, entry.name);
+    info.kind = 4;
+    return true;
+  };
+  const auto directory = [&](const Directory& found, uint32_t mask) {
+    Set(info.parentId, found.parent);
+    Set(info.itemId, id);
+    Set(info.name, found.name);
+    info.kind = found.flags;
+    info.itemCount = static_cast<uint32_t>(CountOnTarget(id, mask));
+    return true;
+  };
+  if (id == kRootAlbum) {
+    Set(info.itemId, id);
+    Set(info.name, "RootAlbum");
+    info.kind = 0x40;
+    info.itemCount = static_cast<uint32_t>(rootAlbum_.size());
+    return true;
+  }
+  if (const auto at = FindIn(rootAlbum_, id); at != rootAlbum_.end()) return file(kRootAlbum, *at);
+  if (const auto at = directories_.find(Key(id)); at != directories_.end()) {
+    return directory(at->second, 0x147);
+  }
+  if (const auto at = friends_.find(Key(id)); at != friends_.end()) {
+    return directory(at->second, 7);
+  }
+  for (const auto* map : {&directories_, &friends_}) {
+    for (const auto& [key, holder] : *map) {
+      if (const auto at = FindIn(holder.files, id); at != holder.files.end()) return file(key, *at);
+    }
+  }
+  return false;
+}
+
+tagKELO_ItemInfo ModelCache::Record(const std::string& id) {
+  if (const auto kept = records_.find(Key(id)); kept != records_.end()) return kept->second;
+  tagKELO_ItemInfo info = {};
+  if (!Build(id, info)) {
+    info.result = 4098;
+    return info;
+  }
+  if (id.empty()) ++info.itemCount;
+  if (info.parentId == kTop) Set(info.parentId, "");
+  if (info.itemId == kRoot) Set(info.itemId, "");
+  Keep(Key(id), info);
+  return info;
+}
+
+void ModelCache::Keep(const std::string& key, const tagKELO_ItemInfo& info) {
+  if (recordsKept_ == 0) return;
+  const auto queued = std::find(recordOrder_.begin(), recordOrder_.end(), key);
+  if (queued != recordOrder_.end()) {
+    recordOrder_.erase(queued);
+  } else if (!recordOrder_.empty() && recordOrder_.size() >= recordsKept_) {
+    records_.erase(recordOrder_.front());
+    recordOrder_.pop_front();
+  }
+  recordOrder_.push_back(key);
+  records_.insert({key, info});
+}
+
+}  // namespace kelo::test
