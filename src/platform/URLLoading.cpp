@@ -18,16 +18,13 @@ bool IsRedirect(long status) {
   return std::ranges::find(statuses, status) != std::end(statuses);
 }
 
-bool MayGoTo(URLScheme from, URLScheme to) {
-  return to == URLScheme::HTTPS || (to == URLScheme::HTTP && from == URLScheme::HTTP);
-}
-
 }  // namespace
 
 void CurlConnection::BeginHop() {
   responded_ = redirecting_ = repeatRefused_ = false;
   attempts_ = 0;
   bodyRead_ = 0;
+  socket_ = CURL_SOCKET_BAD;
   movement_ = {};
   lastMovement_ = Clock::now();
   curl_easy_reset(handles_.easy.get());
@@ -100,7 +97,7 @@ void CurlConnection::FollowRedirect() {
   Detach();
   const URLScheme next = SchemeOfURL(target);
   if (++redirects_ > kMostRedirects) return Fail(kURLError_TooManyRedirects);
-  if (!MayGoTo(scheme_, next)) return Fail(kURLError_RedirectRefused);
+  if (!MayRedirect(scheme_, next)) return Fail(kURLError_RedirectRefused);
   url_ = target;
   scheme_ = next;
   BeginHop();

@@ -112,6 +112,8 @@ void CurlConnection::SetOptions() {
   SetCurlOption<CURLOPT_WRITEDATA>(easy, static_cast<void*>(this));
   SetCurlOption<CURLOPT_PREREQFUNCTION>(easy, &SendingCallback);
   SetCurlOption<CURLOPT_PREREQDATA>(easy, static_cast<void*>(this));
+  SetCurlOption<CURLOPT_SOCKOPTFUNCTION>(easy, &SocketCallback);
+  SetCurlOption<CURLOPT_SOCKOPTDATA>(easy, static_cast<void*>(this));
   SetMethodAndBody();
 }
 
@@ -185,9 +187,8 @@ CurlConnection::Movement CurlConnection::MovementSoFar() const {
   movement.sent = GetCurlInfo<CURLINFO_SIZE_UPLOAD_T>(easy, curl_off_t{0});
   movement.received = GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(easy, curl_off_t{0}) +
                       GetCurlInfo<CURLINFO_HEADER_SIZE>(easy, 0L);
-  const curl_socket_t socket = GetCurlInfo<CURLINFO_ACTIVESOCKET>(easy, CURL_SOCKET_BAD);
   // What the system holds has not travelled yet: over a slow line that can be a minute's worth.
-  if (socket != CURL_SOCKET_BAD && ioctl(socket, TIOCOUTQ, &movement.queued) != 0) {
+  if (socket_ != CURL_SOCKET_BAD && ioctl(socket_, TIOCOUTQ, &movement.queued) != 0) {
     movement.queued = 0;
   }
   return movement;
@@ -219,6 +220,11 @@ std::size_t CurlConnection::BodyCallback(char* buffer, std::size_t size, std::si
 
 int CurlConnection::RewindCallback(void* self, curl_off_t offset, int) {
   return static_cast<CurlConnection*>(self)->OnRewind(offset);
+}
+
+int CurlConnection::SocketCallback(void* self, curl_socket_t socket, curlsocktype) {
+  static_cast<CurlConnection*>(self)->socket_ = socket;
+  return CURL_SOCKOPT_OK;
 }
 
 int CurlConnection::SendingCallback(void* self, char*, char*, int, int) {

@@ -69,6 +69,7 @@ class CurlConnection final : public URLConnection {
   static std::size_t BodyCallback(char* buffer, std::size_t size, std::size_t count, void* self);
   static int RewindCallback(void* self, curl_off_t offset, int origin);
   static int SendingCallback(void* self, char*, char*, int, int);
+  static int SocketCallback(void* self, curl_socket_t socket, curlsocktype);
 
   CurlHandles& handles_;
   const URLRequest request_;
@@ -92,6 +93,7 @@ class CurlConnection final : public URLConnection {
   bool repeatRefused_ = false;
   int attempts_ = 0;
   std::uint64_t bodyRead_ = 0;
+  curl_socket_t socket_ = CURL_SOCKET_BAD;  // opened for this hop; not that of a reused connection
   Movement movement_;
   Clock::time_point lastMovement_;
 };

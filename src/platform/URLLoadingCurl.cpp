@@ -30,6 +30,10 @@ bool IsWellFormedURL(std::string_view text) {
   return SchemeOfURL(text) != URLScheme::Malformed;
 }
 
+bool MayRedirect(URLScheme from, URLScheme to) {
+  return to == URLScheme::HTTPS || (to == URLScheme::HTTP && from == URLScheme::HTTP);
+}
+
 int URLErrorFromCurl(CURLcode code) {
   switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
@@ -49,9 +53,7 @@ int URLErrorFromCurl(CURLcode code) {
       return kURLError_BadURL;
     case CURLE_UNSUPPORTED_PROTOCOL:
       return kURLError_UnsupportedURL;
-    case CURLE_OUT_OF_MEMORY:
-      throw std::bad_alloc();
-    default:
+    default:  // a full memory too: the library says so also of a peer's endless header
       return kURLError_Unknown;
   }
 }

@@ -28,8 +28,10 @@ enum class URLScheme { Malformed, Unsupported, HTTP, HTTPS };
 /// The scheme of a URL. Throws std::bad_alloc.
 URLScheme SchemeOfURL(std::string_view text);
 
-/// The URL loading error code for a transfer's result, which is not CURLE_OK. Throws std::bad_alloc
-/// for a full memory.
+/// Whether a redirect may lead from one to the other: up or level, never down, never elsewhere.
+bool MayRedirect(URLScheme from, URLScheme to);
+
+/// The URL loading error code for a transfer's result, which is not CURLE_OK.
 int URLErrorFromCurl(CURLcode code);
 
 /// Throws unless the call succeeded: std::bad_alloc for a full memory, std::runtime_error for what
@@ -55,7 +57,6 @@ Value GetCurlInfo(CURL* easy, Value otherwise) {
   static_assert(kind != CURLINFO_STRING || std::is_same_v<Value, char*>);
   static_assert(kind != CURLINFO_LONG || std::is_same_v<Value, long>);
   static_assert(kind != CURLINFO_OFF_T || std::is_same_v<Value, curl_off_t>);
-  static_assert(kind != CURLINFO_SOCKET || std::is_same_v<Value, curl_socket_t>);
   Value value = otherwise;
   return curl_easy_getinfo(easy, info, &value) == CURLE_OK ? value : otherwise;
 }

@@ -138,6 +138,24 @@ TEST(Peer, ASlowReaderOfABodyIsNotSilent) {
   EXPECT_EQ(response, "read");
 }
 
+TEST(Peer, ThatSlowlyEmptiesTheSystemsBufferIsNotSilent) {
+  // The last of this body is in the system's hands long before the peer has read it.
+  SocketServer server([](Peer& peer) {
+    const std::string head = peer.ReadHead();
+    for (int i = 0; i < 12; ++i) {
+      if (!peer.Pause(250ms)) return;
+      peer.Skip(128 << 10);
+    }
+    peer.Reply(200, "read");
+  });
+  server.ReceiveLittleAtATime();
+  Transport transport;
+  std::string response;
+  const std::string body(1536 << 10, 'x');
+  EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", body, response, 1), 0u);
+  EXPECT_EQ(response, "read");
+}
+
 TEST(Peer, MayDigestALargeBodyButNotASmallOne) {
   SocketServer server([](Peer& peer) {
     peer.ReadRequest();

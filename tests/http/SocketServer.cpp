@@ -12,9 +12,14 @@
 #include <utility>
 
 namespace kelo {
+namespace {
 
-bool Peer::Fill() {
-  std::string buffer(262144, '\0');
+constexpr std::size_t kReadSize = 262144;
+
+}  // namespace
+
+bool Peer::Fill(std::size_t atMost) {
+  std::string buffer(atMost, '\0');
   const ssize_t got = recv(socket_, buffer.data(), buffer.size(), 0);
   if (got <= 0) return false;
   pending_.append(buffer, 0, static_cast<std::size_t>(got));
@@ -24,7 +29,7 @@ bool Peer::Fill() {
 std::string Peer::ReadHead() {
   std::size_t end;
   while ((end = pending_.find("\r\n\r\n")) == std::string::npos) {
-    if (!Fill()) return {};
+    if (!Fill(kReadSize)) return {};
   }
   std::string head = pending_.substr(0, end + 4);
   pending_.erase(0, end + 4);
@@ -38,7 +43,7 @@ std::string Peer::ReadRequest() {
   const std::size_t length =
       at == std::string::npos ? 0 : std::strtoull(request.c_str() + at + 16, nullptr, 10);
   while (pending_.size() < length) {
-    if (!Fill()) return {};
+    if (!Fill(kReadSize)) return {};
   }
   request += pending_.substr(0, length);
   pending_.erase(0, length);
@@ -47,7 +52,7 @@ std::string Peer::ReadRequest() {
 }
 
 std::size_t Peer::Skip(std::size_t size) {
-  while (pending_.size() < size && Fill()) {
+  while (pending_.size() < size && Fill(std::min(size - pending_.size(), kReadSize))) {
   }
   const std::size_t skipped = std::min(size, pending_.size());
   pending_.erase(0, skipped);
@@ -111,6 +116,11 @@ SocketServer::~SocketServer() {
   acceptor_.join();
   for (std::thread& thread : threads_) thread.join();
   close(listener_);
+}
+
+void SocketServer::ReceiveLittleAtATime() {
+  const int size = 65536;
+  setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
 }
 
 void SocketServer::Accept() {

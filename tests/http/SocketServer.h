@@ -23,6 +23,8 @@ class Peer {
  public:
   /// Index of the connection, from 0.
   int Index() const { return index_; }
+  /// For what this class cannot say.
+  int Socket() const { return socket_; }
   /// Reads one request, head and body by its Content-Length, and logs it. Empty when the client
   /// left.
   std::string ReadRequest();
@@ -45,7 +47,7 @@ class Peer {
   friend class SocketServer;
   Peer(SocketServer& server, int socket, int index)
       : server_(server), socket_(socket), index_(index) {}
-  bool Fill();
+  bool Fill(std::size_t atMost);
 
   SocketServer& server_;
   const int socket_;
@@ -60,6 +62,9 @@ class SocketServer {
   SocketServer(const SocketServer&) = delete;
   SocketServer& operator=(const SocketServer&) = delete;
   ~SocketServer();
+
+  /// Gives the connections to come a small receive buffer, so that bytes wait at the sender.
+  void ReceiveLittleAtATime();
 
   /// "http://127.0.0.1:PORT" and the path.
   std::string Url(std::string_view path = "") const;

@@ -1,0 +1,193 @@
+// The transport beside a bare libcurl handle that does the same against the same peer.
+#include <curl/curl.h>
+
+#include <cstdio>
+#include <memory>
+
+#include "http/HTTPConnection.h"
+#include "http/Measure.h"
+#include "http/SinkServer.h"
+
+namespace kelo::bench {
+namespace {
+
+constexpr std::size_t kMiB = 1 << 20;
+constexpr int kPutsInARow = 300;
+
+struct FreeCurl {
+  void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+  void operator()(std::FILE* file) const { std::fclose(file); }
+  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+using Easy = std::unique_ptr<CURL, FreeCurl>;
+using File = std::unique_ptr<std::FILE, FreeCurl>;
+using List = std::unique_ptr<curl_slist, FreeCurl>;
+
+std::size_t Keep(char* data, std::size_t size, std::size_t count, void* text) {
+  static_cast<std::string*>(text)->append(data, size * count);
+  return size * count;
+}
+
+struct Text {
+  const char* next;
+  std::size_t left;
+};
+
+std::size_t Supply(char* buffer, std::size_t size, std::size_t count, void* source) {
+  auto* text = static_cast<Text*>(source);
+  const std::size_t step = std::min(size * count, text->left);
+  std::copy_n(text->next, step, buffer);
+  text->next += step;
+  text->left -= step;
+  return step;
+}
+
+void Perform(CURL* easy, benchmark::State& state) {
+  if (curl_easy_perform(easy) != CURLE_OK) state.SkipWithError("the yardstick failed");
+}
+
+void Check(std::uint32_t code, benchmark::State& state) {
+  if (code != 0) state.SkipWithError(("transport code " + std::to_string(code)).c_str());
+}
+
+void SmallPut(benchmark::State& state) {
+  SinkServer server;
+  HTTPConnection connection;
+  const std::string body(600, 'b');
+  const std::string url = server.Url("/put");
+  const Easy easy(curl_easy_init());
+  const List noExpect(curl_slist_append(nullptr, "Expect:"));
+  std::string answer;
+  std::string response;
+  const auto bare = [&] {
+    Text text{body.data(), body.size()};
+    answer.clear();
+    curl_easy_setopt(easy.get(), CURLOPT_URL, (url + "?q=1").c_str());
+    curl_easy_setopt(easy.get(), CURLOPT_UPLOAD, 1L);
+    curl_easy_setopt(easy.get(), CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(easy.get(), CURLOPT_READFUNCTION, &Supply);
+    curl_easy_setopt(easy.get(), CURLOPT_READDATA, &text);
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, &Keep);
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &answer);
+    curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, noExpect.get());
+    curl_easy_setopt(easy.get(), CURLOPT_ACCEPT_ENCODING, "");
+    Perform(easy.get(), state);
+  };
+  const auto ours = [&] {
+    Check(connection.HTTPRequestPUT(url, "q=1", body, response, 60), state);
+  };
+  // In rows: alternating single requests would measure how the scheduler places the peers.
+  const auto row = [](const auto& request) {
+    return [&request] {
+      for (int i = 0; i < kPutsInARow; ++i) request();
+    };
+  };
+  row(bare)();
+  row(ours)();
+  Compare(state, row(ours), row(bare));
+}
+BENCHMARK(SmallPut)->UseManualTime()->Iterations(21)->Unit(benchmark::kMillisecond);
+
+void Download256MiB(benchmark::State& state) {
+  SinkServer server(256 * kMiB);
+  HTTPConnection connection;
+  const Scratch scratch;
+  const std::string url = server.Url("/file");
+  const std::string mine = scratch / "mine";
+  const std::string theirs = scratch / "theirs";
+  const Easy easy(curl_easy_init());
+  const auto bare = [&] {
+    std::filesystem::remove(theirs);
+    const File file(std::fopen(theirs.c_str(), "wb"));
+    curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, file.get());
+    Perform(easy.get(), state);
+  };
+  const auto ours = [&] {
+    std::filesystem::remove(mine);
+    std::uint32_t size = 0;
+    Check(connection.HTTPFileDownload(url, mine, size, 60), state);
+    if (size != 256 * kMiB) state.SkipWithError("size");
+  };
+  bare();
+  const double growth = ResidentGrowthMiB(ours);
+  Compare(state, ours, bare);
+  state.counters["rss_growth_MiB"] = growth;
+}
+BENCHMARK(Download256MiB)->UseManualTime()->Iterations(7)->Unit(benchmark::kMillisecond);
+
+std::vector<tagHTTPConnection_MultipartBody> Parts(const Scratch& scratch, std::size_t count,
+                                                   std::size_t size) {
+  std::vector<tagHTTPConnection_MultipartBody> parts;
+  for (std::size_t i = 0; i < count; ++i) {
+    parts.push_back({"\r\n--BOUNDARY\r\n\r\n", scratch.File(std::to_string(i), size),
+                     static_cast<std::uint32_t>(size)});
+  }
+  parts.push_back({"\r\n--BOUNDARY--\r\n", "", 0});
+  return parts;
+}
+
+void UploadThousandFiles(benchmark::State& state) {
+  SinkServer server;
+  HTTPConnection connection;
+  const Scratch scratch;
+  const std::string url = server.Url("/upload");
+  const auto parts = Parts(scratch, 1000, 65536);
+  const double bodyMiB = 1000.0 * (65536 + 16) / kMiB;
+  std::string response;
+  const auto ours = [&] {
+    Check(connection.HTTPRequestFileUpload(url, "q", {}, parts, response, 60), state);
+  };
+  const double growth = ResidentGrowthMiB(ours);
+  const std::string body(1000 * (65536 + 16) + 16, 'k');
+  const List noExpect(curl_slist_append(nullptr, "Expect:"));
+  const auto bare = [&] {
+    const Easy easy(curl_easy_init());
+    curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, body.data());
+    curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, noExpect.get());
+    std::string answer;
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, &Keep);
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &answer);
+    Perform(easy.get(), state);
+  };
+  bare();
+  Compare(state, ours, bare);
+  state.counters["rss_growth_over_body_MiB"] = growth - bodyMiB;
+}
+BENCHMARK(UploadThousandFiles)->UseManualTime()->Iterations(15)->Unit(benchmark::kMillisecond);
+
+void Upload512MiB(benchmark::State& state) {
+  SinkServer server;
+  HTTPConnection connection;
+  const Scratch scratch;
+  const std::string url = server.Url("/upload");
+  const auto parts = Parts(scratch, 1, 512 * kMiB);
+  std::string response;
+  const auto ours = [&] {
+    Check(connection.HTTPRequestFileUpload(url, "q", {}, parts, response, 60), state);
+  };
+  const List noExpect(curl_slist_append(nullptr, "Expect:"));
+  const auto bare = [&] {
+    const Easy easy(curl_easy_init());
+    const File file(std::fopen(parts[0].filePath.c_str(), "rb"));
+    curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy.get(), CURLOPT_POST, 1L);
+    curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(512 * kMiB));
+    curl_easy_setopt(easy.get(), CURLOPT_READDATA, file.get());
+    curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, noExpect.get());
+    std::string answer;
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, &Keep);
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &answer);
+    Perform(easy.get(), state);
+  };
+  bare();
+  const double growth = ResidentGrowthMiB(ours);
+  Compare(state, ours, bare);
+  state.counters["rss_growth_MiB"] = growth;
+}
+BENCHMARK(Upload512MiB)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace kelo::bench
