@@ -50,11 +50,15 @@ std::string OkAnswer(std::string_view attributes, std::string_view content) {
   return out += "</response>\r\n";
 }
 
-std::string FailAnswer(int number, std::string_view message) {
+std::string FailAnswer(const ServiceError& error) {
   std::string out(kDeclarations);
   out += "<response stat=\"fail\"";
-  AppendAttribute(out, "errcode", static_cast<std::uint64_t>(number));
-  AppendRaw(out, "errmsg", message);
+  AppendAttribute(out, "errcode", static_cast<std::uint64_t>(error.Number()));
+  if (error.Number() == static_cast<int>(ErrorNumber::InvalidRecipient)) {
+    AppendRaw(out, "errmsg", error.what());  // names the recipient exactly as it was sent
+  } else {
+    AppendAttribute(out, "errmsg", std::string_view(error.what()));
+  }
   return out += " />\r\n";
 }
 

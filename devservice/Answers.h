@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "devservice/ServiceError.h"
 #include "devservice/Store.h"
 
 namespace kelo::devservice {
@@ -32,7 +33,6 @@ void AppendItemAttributes(std::string& out, const Item& item, const ItemAttribut
 // A whole answer: stat="ok", further attributes (each after a blank), content.
 std::string OkAnswer(std::string_view attributes = {}, std::string_view content = {});
 
-// `message` is written as it stands, since it may name a piece of the request.
-std::string FailAnswer(int number, std::string_view message);
+std::string FailAnswer(const ServiceError& error);
 
 }  // namespace kelo::devservice

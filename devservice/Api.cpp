@@ -6,7 +6,6 @@
 
 #include "devservice/Answers.h"
 #include "devservice/Digest.h"
-#include "devservice/References.h"
 #include "devservice/ServiceError.h"
 
 namespace kelo::devservice {
@@ -121,7 +120,7 @@ std::string Api::Authenticate(std::string_view query) {
   try {
     return query.starts_with("method=") ? OpenSession(query) : CloseSession(query);
   } catch (const ServiceError& error) {
-    return FailAnswer(error.Number(), error.what());
+    return FailAnswer(error);
   }
 }
 
@@ -201,14 +200,14 @@ std::string Api::Call(Endpoint endpoint, std::string_view query, std::string_vie
     const AccountId account = CheckSession(query, "\r\n" + std::string(document), false);
     std::string reason;
     const auto method = ReadRequestDocument(document, reason);
-    if (!method) throw ServiceError(ErrorNumber::MalformedDocument, EncodeReferences(reason));
+    if (!method) throw ServiceError(ErrorNumber::MalformedDocument, reason);
     const Rule& rule = CheckDocument(endpoint, *method);
     Transaction transaction = store_.Begin();
     std::string answer = (this->*rule.run)({account, *method});
     transaction.Commit();
     return answer;
   } catch (const ServiceError& error) {
-    return FailAnswer(error.Number(), error.what());
+    return FailAnswer(error);
   }
 }
 

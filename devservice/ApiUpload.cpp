@@ -128,13 +128,14 @@ std::string Api::FinishUpload(UploadPlan plan) {
   for (PlannedFile& file : plan.files) DescribeFile(file.item);
   const std::lock_guard lock(mutex_);
   Transaction transaction = store_.Begin();
+  const std::string now = Store::Now();
   std::string out;
   for (PlannedFile& file : plan.files) {
     if (IsRefusedFile(file.item.name)) {  // not listed, so not confirmed
       std::filesystem::remove(file.item.file);
       continue;
     }
-    file.item.uploadDate = Store::Now();
+    file.item.uploadDate = now;
     if (file.item.modifyDate.empty()) file.item.modifyDate = file.item.uploadDate;
     store_.AddItem(plan.account, file.album, file.item);
     store_.AddTags(file.item.id, file.tagList);

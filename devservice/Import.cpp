@@ -63,14 +63,14 @@ class Importer {
     for (const Album& album : store_.Albums(account_, folder, kByName)) {
       if (album.name == name) return album.id;
     }
-    return store_.AddAlbum(account_, folder, name);
+    return store_.AddAlbum(account_, folder, name, now_);
   }
 
   std::string FolderNamed(const std::string& name) {
     for (const Folder& folder : store_.Folders(account_, kByName)) {
       if (folder.name == name) return folder.id;
     }
-    return store_.AddFolder(account_, name);
+    return store_.AddFolder(account_, name, now_);
   }
 
  private:
@@ -88,7 +88,7 @@ class Importer {
       item.file = store_.FilesDirectory() / item.id;
       fs::copy_file(path, item.file);
     }
-    item.uploadDate = Store::Now();
+    item.uploadDate = now_;
     DescribeFile(item);
     store_.AddItem(account_, album, item);
   }
@@ -96,6 +96,7 @@ class Importer {
   Store& store_;
   AccountId account_;
   bool copy_;
+  const std::string now_ = Store::Now();
 };
 
 std::string NameOf(const fs::path& directory) {

@@ -104,9 +104,11 @@ class Store {
   // 302, 312. Items of albums shared with the account may be read.
   Item RequireItem(AccountId account, std::string_view id, bool forReading);
   std::optional<Item> FindItem(std::string_view id);
-  std::string AddFolder(AccountId account, std::string_view name);
-  std::string AddAlbum(AccountId account, std::string_view folder, std::string_view name);
-  void AddToAlbum(std::string_view album, std::string_view item);
+  // What happens together carries one date, so that its order doesn't hang on the clock.
+  std::string AddFolder(AccountId account, std::string_view name, std::string_view date = Now());
+  std::string AddAlbum(AccountId account, std::string_view folder, std::string_view name,
+                       std::string_view date = Now());
+  void AddToAlbum(std::string_view album, std::string_view item, std::string_view date = Now());
   bool IsInAlbum(std::string_view album, std::string_view item);
   void SetProperty(std::string_view item, std::string_view name, std::string_view value);
   void AddTags(std::string_view item, std::string_view tagList);

@@ -140,14 +140,15 @@ std::optional<Item> Store::FindItem(std::string_view id) {
   return ItemOf(row);
 }
 
-std::string Store::AddFolder(AccountId account, std::string_view name) {
+std::string Store::AddFolder(AccountId account, std::string_view name, std::string_view date) {
   const std::string id = NewId('F');
   database_.Execute("INSERT INTO folders(id, account, name, modifyDate) VALUES(?, ?, ?, ?)", id,
-                    account, name, Now());
+                    account, name, date);
   return id;
 }
 
-std::string Store::AddAlbum(AccountId account, std::string_view folder, std::string_view name) {
+std::string Store::AddAlbum(AccountId account, std::string_view folder, std::string_view name,
+                            std::string_view date) {
   if (IsReservedId(folder)) folder = "";
   const bool known =
       folder.empty() ||
@@ -156,13 +157,13 @@ std::string Store::AddAlbum(AccountId account, std::string_view folder, std::str
   const std::string id = NewId('A');
   database_.Execute(
       "INSERT INTO albums(id, account, folder, name, modifyDate) VALUES(?, ?, ?, ?, ?)", id,
-      account, folder, name, Now());
+      account, folder, name, date);
   return id;
 }
 
-void Store::AddToAlbum(std::string_view album, std::string_view item) {
+void Store::AddToAlbum(std::string_view album, std::string_view item, std::string_view date) {
   database_.Execute("INSERT OR IGNORE INTO albumItems(album, item) VALUES(?, ?)", album, item);
-  database_.Execute("UPDATE albums SET modifyDate = ? WHERE id = ?", Now(), album);
+  database_.Execute("UPDATE albums SET modifyDate = ? WHERE id = ?", date, album);
 }
 
 bool Store::IsInAlbum(std::string_view album, std::string_view item) {

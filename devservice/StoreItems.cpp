@@ -35,7 +35,7 @@ void Store::AddItem(AccountId account, std::string_view album, const Item& item)
       " file) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
       item.id, account, item.name, item.format, item.shotDate, item.uploadDate, item.modifyDate,
       item.createDate, item.size, item.file.string());
-  AddToAlbum(album, item.id);
+  AddToAlbum(album, item.id, item.uploadDate);
 }
 
 std::optional<Item> Store::FindDuplicate(AccountId account, const FileDescription& file,

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "devservice/Answers.h"
-#include "devservice/References.h"
 
 namespace kelo::devservice {
 namespace {
@@ -157,14 +156,13 @@ void UploadReceiver::TakeFile(std::string_view& bytes) {
 }
 
 void UploadReceiver::Fail(const ServiceError& error) {
-  failure_ = FailAnswer(error.Number(), EncodeReferences(error.what()));
+  failure_ = FailAnswer(error);
   state_ = State::Failed;
 }
 
 std::string UploadReceiver::Finish() {
   if (state_ == State::Failed) return failure_;
-  if (state_ != State::Done)
-    return FailAnswer(static_cast<int>(ErrorNumber::MalformedUpload), "Body too short");
+  if (state_ != State::Done) return FailAnswer({ErrorNumber::MalformedUpload, "Body too short"});
   UploadPlan plan = std::move(*plan_);
   plan_.reset();  // the files are the store's from here on
   return api_.FinishUpload(std::move(plan));

@@ -187,6 +187,7 @@ TEST(Catalogue, KeepsEdits) {
   EXPECT_EQ(modify(""), "ok");
   EXPECT_EQ(modify("<property name=\"rating\" value=\"6\" />\r\n"), "311");
   EXPECT_EQ(modify("<property name=\"file\" value=\"/etc\" />\r\n"), "301");
+  EXPECT_EQ(modify("<property name=\"&quot;\" value=\"\" />\r\n"), "301");
   EXPECT_EQ(client.Call("AddTags", " itemIdList=\"" + item + "\" tagList=\"sea,sun\"").Outcome(),
             "ok");
   const std::string folder = client.Call("AddFolder", " folderName=\"F\"").Attribute("folderId");
