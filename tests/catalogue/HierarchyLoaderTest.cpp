@@ -148,6 +148,7 @@ TEST_F(Loading, ItemAttributes) {
       {R"(<item itemId='i'/>)", "0|old|||||||0"},
       {R"(<item itemId = "i"/>)", "0|old|||||||0"},
       {R"(<item fileName="n"/>)", "0|old|||||||0"},
+      {R"(<item itemId="" fileName="n"/>)", "0|old|||||||0"},
       {R"(<item itemId="never closed)", "0|old|||||||0"},
       {"<item", "0|old|||||||0"},
       {"", "0|old|||||||0"},
