@@ -21,9 +21,10 @@ struct LoginOptions {
 
 int Login(Host& host, const LoginOptions& options) {
   const StateFile state;
-  if (options.url) state.SaveUrl(*options.url);
+  if (options.url) state.TryUrl(*options.url);
   Library& library = host.Bare();
   library.OpenSession(options.credentials);
+  if (options.url) state.KeepUrl(*options.url);
   state.Save({library.Session(), options.credentials.secret});
   fmt::print("logged in\n");
   return 0;

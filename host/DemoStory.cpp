@@ -94,7 +94,7 @@ void DemoStory::StartService() {
   options.quotaBytes = 1'000'000'000'000;
   service_ = std::make_unique<devservice::Service>(options);
   service_->ImportFriend(friendAlbum_);
-  StateFile(folder_.Path() / "state").SaveUrl(service_->Url());
+  StateFile(folder_.Path() / "state").TryUrl(service_->Url());
   fmt::print("A local service runs at {}; a friend shares the album \"{}\".\n", service_->Url(),
              Shown(friendAlbum_.filename().string()));
 }

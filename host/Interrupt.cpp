@@ -2,7 +2,6 @@
 #include "Interrupt.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 namespace kelo::host {
 namespace {
@@ -41,13 +40,13 @@ Interrupt::~Interrupt() {
 void Interrupt::Wait() {
   const sigset_t set = Signals();
   int signal = 0;
-  while (sigwait(&set, &signal) == 0) {
-    if (ending_) return;
-    if (signal == kWakeUp) continue;
-    // The second one ends the program where it stands: its own work may be what hangs.
-    if (arrived.exchange(signal) != 0) _exit(128 + signal);
-    library_.Stop();
-  }
+  if (sigwait(&set, &signal) != 0 || ending_ || signal == kWakeUp) return;
+  arrived = signal;
+  // From here on a second signal ends the program where it stands.
+  sigset_t deadly = set;
+  sigdelset(&deadly, kWakeUp);
+  pthread_sigmask(SIG_UNBLOCK, &deadly, nullptr);
+  library_.Stop();
 }
 
 }  // namespace kelo::host

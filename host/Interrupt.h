@@ -1,5 +1,6 @@
 // Ctrl-C (and a polite request to end): a thread of its own waits for the signals and stops the
-// library, so that a running command ends as aborted and leaves no partial file.
+// library, so that a running command ends as aborted and leaves no partial file. A second signal
+// ends the program at once, whatever hangs.
 #pragma once
 
 #include <atomic>

@@ -61,11 +61,6 @@ void Library::Stop() {
   Abort(lock);
 }
 
-bool Library::Stopped() const {
-  const std::lock_guard lock(mutex_);
-  return stopped_;
-}
-
 std::set<std::uint32_t> Library::SentCommands() const {
   const std::lock_guard lock(mutex_);
   return sent_;

@@ -79,7 +79,6 @@ class Library {
   void AbortRunning();
   // The same, and every later command fails as aborted. From another thread.
   void Stop();
-  bool Stopped() const;
 
   // The codes of all commands sent so far, aborts included.
   std::set<std::uint32_t> SentCommands() const;

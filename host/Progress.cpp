@@ -51,9 +51,10 @@ std::string Cut(std::string line, std::size_t columns) {
 
 }  // namespace
 
-Progress::Progress(Library& library, std::vector<std::string> names)
+Progress::Progress(Library& library, std::vector<std::string> names, std::string beginning)
     : library_(library),
       names_(std::move(names)),
+      beginning_(std::move(beginning)),
       terminal_(IsTerminal()),
       begin_(std::chrono::steady_clock::now()) {
   std::fflush(stdout);  // what was said before comes before
@@ -140,7 +141,7 @@ std::string Progress::Line() const {
     return fmt::format("{} {}/{} {}  {}", Bar(state_.transferDone, state_.transferTotal), file + 1,
                        names_.size(), ByteText(state_.transferDone), names_[file]);
   }
-  return fmt::format("{} asking the service ... {} s", spinner, seconds);
+  return fmt::format("{} {} ... {} s", spinner, beginning_, seconds);
 }
 
 }  // namespace kelo::host

@@ -18,9 +18,11 @@ namespace kelo::host {
 
 class Progress {
  public:
-  // `names` are shown as the files come up; fit for a terminal already. One object at a time:
-  // it registers itself with the library and unregisters when it ends.
-  Progress(Library& library, std::vector<std::string> names);
+  // `names` are shown as the files come up; `beginning` until the first event: an upload reads its
+  // files before it sends anything. Both fit for a terminal already. One object at a time: it
+  // registers itself with the library and unregisters when it ends.
+  Progress(Library& library, std::vector<std::string> names,
+           std::string beginning = "asking the service");
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -39,6 +41,7 @@ class Progress {
 
   Library& library_;
   const std::vector<std::string> names_;
+  const std::string beginning_;
   const bool terminal_;
   const std::chrono::steady_clock::time_point begin_;
   std::function<void(std::uint32_t, const tagKELO_ProgressInfo&)> listener_;

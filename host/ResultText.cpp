@@ -18,6 +18,8 @@ struct Row {
 constexpr Row kRows[] = {
     {kKELOCommand_OpenSession, kKELOResult_BadParameter, "the service does not know the key"},
     {kKELOCommand_OpenSession, kKELOResult_NoSession, "the service does not accept the token"},
+    {kKELOCommand_OpenSession, kKELOResult_GeneralFailure,
+     "the service does not accept the key, the token or the secret, or is not the service"},
     {kKELOCommand_OpenSession, kKELOResult_TransportFailure,
      "the service cannot be reached, or does not answer as expected"},
     {kKELOCommand_GetItemsCount, kKELOResult_InvalidTarget, "no such folder or album"},

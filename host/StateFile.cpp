@@ -122,15 +122,24 @@ void StateFile::Remove() const {
   if (::unlink(SessionPath().c_str()) != 0 && errno != ENOENT) FailFile("remove", SessionPath());
 }
 
-void StateFile::SaveUrl(const std::string& url) const {
+void StateFile::TryUrl(const std::string& url) const {
   if (url.find('"') != std::string::npos) throw Failure("a URL has no quotation marks in it");
   if (url.empty()) {
-    std::error_code failed;
-    std::filesystem::remove(UrlPath(), failed);
     ::unsetenv(kUrlsVariable);
     return;
   }
-  WriteAtomically(UrlPath(), fmt::format("kKELO_URLofKELOServer = \"{}\"\n", url));
+  WriteAtomically(TriedPath(), fmt::format("kKELO_URLofKELOServer = \"{}\"\n", url));
+  ::setenv(kUrlsVariable, TriedPath().c_str(), 1);
+}
+
+void StateFile::KeepUrl(const std::string& url) const {
+  std::error_code failed;
+  if (url.empty()) {
+    std::filesystem::remove(UrlPath(), failed);
+    return;
+  }
+  std::filesystem::rename(TriedPath(), UrlPath(), failed);
+  if (failed) throw Failure("cannot remember the URL: " + failed.message());
   ::setenv(kUrlsVariable, UrlPath().c_str(), 1);
 }
 

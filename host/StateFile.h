@@ -26,8 +26,10 @@ class StateFile {
   StoredSession Load() const;
   void Remove() const;
 
-  // Remembers the server for this and later runs; an empty URL goes back to the built-in one.
-  void SaveUrl(const std::string& url) const;
+  // Points the library at a server for this run; an empty URL means the built-in one.
+  void TryUrl(const std::string& url) const;
+  // Remembers what was tried, for later runs.
+  void KeepUrl(const std::string& url) const;
   // Points the library at the remembered server, unless the environment already names one.
   void ApplyUrl() const;
 
@@ -35,6 +37,7 @@ class StateFile {
   std::filesystem::path folder_;
   std::filesystem::path SessionPath() const { return folder_ / "session"; }
   std::filesystem::path UrlPath() const { return folder_ / "server-urls"; }
+  std::filesystem::path TriedPath() const { return folder_ / "server-urls.tried"; }
 };
 
 }  // namespace kelo::host

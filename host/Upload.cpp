@@ -62,7 +62,9 @@ class Sender {
       records[at].filePath = LentText(paths[at]);
     }
     const std::uint32_t result = [&] {
-      const Progress progress(library_, names);
+      const Progress progress(library_, names,
+                              fmt::format("preparing {}, {}", CountText(batch.size(), "file"),
+                                          ByteText(BatchSize(batch))));
       return library_.Upload(options_.album, records, options_.check);
     }();
     if (result == kKELOResult_Success) ReportRecords(batch, records);

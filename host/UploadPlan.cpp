@@ -111,18 +111,18 @@ std::vector<UploadPlan::Batch> Units(std::vector<LocalFile> files, bool checked,
   return units;
 }
 
-std::uint64_t Size(const UploadPlan::Batch& batch) {
-  std::uint64_t size = 0;
-  for (const LocalFile& file : batch) size += file.size;
-  return size;
-}
-
 }  // namespace
 
 std::size_t UploadPlan::FileCount() const {
   std::size_t count = 0;
   for (const Batch& batch : batches) count += batch.size();
   return count;
+}
+
+std::uint64_t BatchSize(const UploadPlan::Batch& batch) {
+  std::uint64_t size = 0;
+  for (const LocalFile& file : batch) size += file.size;
+  return size;
 }
 
 UploadPlan PlanUpload(const std::vector<std::string>& paths, bool checked) {
@@ -136,7 +136,7 @@ UploadPlan PlanUpload(const std::vector<std::string>& paths, bool checked) {
       continue;
     }
     const bool full =
-        open.size() + unit.size() > kBatchFiles || Size(open) + Size(unit) > kBatchBytes;
+        open.size() + unit.size() > kBatchFiles || BatchSize(open) + BatchSize(unit) > kBatchBytes;
     if (full && !open.empty()) plan.batches.push_back(std::exchange(open, {}));
     std::move(unit.begin(), unit.end(), std::back_inserter(open));
   }

@@ -16,6 +16,9 @@ struct UploadPlan {
   std::size_t FileCount() const;
 };
 
+// Bytes of a batch.
+std::uint64_t BatchSize(const UploadPlan::Batch& batch);
+
 // One batch is one request, and one request fails as a whole: hence the bounds. A single larger
 // file is a batch of its own.
 constexpr std::size_t kBatchFiles = 100;

@@ -33,7 +33,11 @@ TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
   EXPECT_EQ(quota.exitCode, 0) << quota.err;
   EXPECT_THAT(quota.out, StartsWith("0 bytes of "));
 
-  EXPECT_EQ(Kelo({"logout"}).exitCode, 0);
+  // A server that is not there is not remembered: closing goes to the one that was.
+  EXPECT_EQ(Kelo({"login", "--url", "http://127.0.0.1:1"}).exitCode, 1);
+  std::vector<std::string> withoutUrl = Environment();
+  std::erase_if(withoutUrl, [](const auto& text) { return text.starts_with("KELO_URL="); });
+  EXPECT_EQ(KeloProcess({"logout"}, withoutUrl).Wait().exitCode, 0);
   EXPECT_EQ(Arrived("CloseSession"), 1u);
   EXPECT_FALSE(fs::exists(State() / "session"));
   EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("log in"));

@@ -180,6 +180,21 @@ TEST_F(TransferTest, CtrlCEndsAnUploadThatIsNotAnswered) {
   EXPECT_EQ(outcome.out, "");
 }
 
+TEST_F(TransferTest, TheDemonstrationProvesEveryStepAndCleansUp) {
+  Write("in/one.jpg", std::string(70'000, 'a'));
+  Write("in/below/one.jpg", "another one");
+  Write("in/below/one.wav", "memo");
+  fs::create_directory(folder_ / "tmp");
+  fs::create_directory(folder_ / "empty");
+  std::vector<std::string> environment = Environment();
+  environment.push_back("TMPDIR=" + (folder_ / "tmp").string());
+  const Outcome demo = KeloProcess({"demo", (folder_ / "in").string()}, environment).Wait();
+  EXPECT_EQ(demo.exitCode, 0) << demo.out << demo.err;
+  EXPECT_THAT(demo.out, EndsWith("OK: all 22 commands of the library were used\n"));
+  EXPECT_EQ(KeloProcess({"demo", (folder_ / "empty").string()}, environment).Wait().exitCode, 1);
+  EXPECT_THAT(Names("tmp"), IsEmpty());
+}
+
 TEST_F(TransferTest, ABatchThatCannotReachTheServiceEndsTheUpload) {
   Write("in/a.jpg", "aaa");
   Write("in/a.wav", "memo");
