@@ -1,5 +1,4 @@
 /* Opens a session, lists the albums with their pictures and downloads the first picture. */
-* /
 #include <KELOAccess.h>
 #include <stdio.h>
 #include <stdlib.h>
