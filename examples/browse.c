@@ -4,8 +4,8 @@
 #include <stdlib.h>
 #include <string.h>
 
-    /* Sends a command and says what failed. */
-    static int command(uint32_t code, tagCommandControlInfo* info, const char* what) {
+/* Sends a command and says what failed. */
+static int command(uint32_t code, tagCommandControlInfo* info, const char* what) {
   uint32_t result = KELOAccessCommand(code, info);
   if (result != kKELOResult_Success) fprintf(stderr, "%s failed: %u\n", what, (unsigned)result);
   return result == kKELOResult_Success;
