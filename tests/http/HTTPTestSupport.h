@@ -22,6 +22,14 @@
 
 namespace kelo {
 
+/// The peers of these tests are on loopback; a proxy of this machine has no part in them.
+inline const bool kProxiesForgotten = [] {
+  for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
+    unsetenv(name);
+  }
+  return true;
+}();
+
 class TemporaryFolder {
  public:
   TemporaryFolder() {

@@ -73,6 +73,7 @@ TEST_F(Upload, IsFramedAsGiven) {
 
 TEST_F(Upload, SendsNothingUnlessEveryFileSuppliesItsSize) {
   const std::string good = files.File("good", "good");
+  const std::string big = BigFile("big", "", kThreshold);
   fs::create_directory(files / "dir");
   ASSERT_EQ(mkfifo((files / "fifo").c_str(), 0600), 0);
   const std::pair<std::string, std::uint32_t> cases[] = {{files / "missing", 0},
@@ -83,10 +84,12 @@ TEST_F(Upload, SendsNothingUnlessEveryFileSuppliesItsSize) {
                                                          {files.File("empty", ""), 1},
                                                          {good + "/x", 1},
                                                          {good + std::string("\0x", 2), 1},
-                                                         {"/proc/self/mem", 1}};
+                                                         {"/proc/self/mem", 1},
+                                                         {"", 1}};
   for (const auto& [path, size] : cases) {
     for (const std::uint32_t ballast : {0u, kThreshold}) {  // in memory, through the spool
-      EXPECT_EQ(Send({{"h", good, 4}, {"h", path, size}, {"t", "", ballast}}), 4107u)
+      EXPECT_EQ(Send({{"h", good, 4}, {"h", path, size}, {"t", ballast ? big : "", ballast}}),
+                4107u)
           << path << " with " << ballast;
     }
   }
@@ -132,7 +135,7 @@ TEST_F(Upload, WhatStandsInTheSpoolsPlace) {
   const std::string spool = folder / "spool";
   const std::string victim = files.File("victim", "precious");
   const Parts small = {{"small", "", 0}};
-  const Parts large = {{"large", "", kThreshold}};  // counted, though there is no file behind it
+  const Parts large = {{"large", BigFile("big", "x", kThreshold), kThreshold}};
   for (const Parts& parts : {small, large}) {
     folder.File("spool", "stale");
     EXPECT_EQ(Send(parts), 0u);
