@@ -1,10 +1,12 @@
 // Building the body of an upload, in memory or in the spool file.
 #include "http/UploadBody.h"
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -17,7 +19,23 @@ constexpr std::size_t kChunkSize = 65536;
 constexpr std::size_t kReadStep = 1 << 20;  // between two looks at the abort flag
 constexpr int kMostSpoolAttempts = 10;
 
+constexpr std::size_t kLargePage = 2 << 20;
+
+/// An uninitialized buffer. Touched page by page, a large one would cost as much in page faults as
+/// in reading the files, so it asks for large pages; whether it gets them doesn't matter.
+char* NewBuffer(std::size_t size) {
+  char* const buffer = static_cast<char*>(::operator new[](size, std::align_val_t{kLargePage}));
+#if defined(MADV_HUGEPAGE)
+  static_cast<void>(madvise(buffer, size / kLargePage * kLargePage, MADV_HUGEPAGE));
+#endif
+  return buffer;
+}
+
 }  // namespace
+
+void UploadBody::FreeBuffer::operator()(char* buffer) const {
+  ::operator delete[](buffer, std::align_val_t{kLargePage});
+}
 
 UploadBody::UploadBody(std::string spoolPath, std::function<bool()> aborted)
     : spoolPath_(std::move(spoolPath)), aborted_(std::move(aborted)) {}
@@ -44,7 +62,7 @@ URLBody UploadBody::Body() const {
 std::uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
   std::uint64_t total = 0;
   for (const auto& part : parts) total += part.bytes.size() + part.fileSize;
-  buffer_ = std::make_unique_for_overwrite<char[]>(total);
+  buffer_.reset(NewBuffer(total));
   for (const auto& part : parts) {
     std::memcpy(buffer_.get() + length_, part.bytes.data(), part.bytes.size());
     length_ += part.bytes.size();

@@ -40,6 +40,9 @@ class UploadBody {
   std::uint64_t FileCount() const { return fileCount_; }
 
  private:
+  struct FreeBuffer {
+    void operator()(char* buffer) const;
+  };
   std::uint32_t BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts);
   std::uint32_t BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts);
   std::uint32_t ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part);
@@ -51,7 +54,7 @@ class UploadBody {
 
   const std::string spoolPath_;
   const std::function<bool()> aborted_;
-  std::unique_ptr<char[]> buffer_;
+  std::unique_ptr<char[], FreeBuffer> buffer_;
   FileDescriptor spool_;
   std::unique_ptr<char[]> chunk_;  // between a file and the spool
   std::uint64_t length_ = 0;       // of the body so far
