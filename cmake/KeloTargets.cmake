@@ -4,6 +4,10 @@ add_library(kelo_flags INTERFACE)
 target_compile_options(kelo_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # gcc 12 takes the inlined `"text" + std::string` for overlapping copies.
+  target_compile_options(kelo_flags INTERFACE -Wno-restrict)
+endif()
 if(KELO_SANITIZE)
   target_compile_options(kelo_flags INTERFACE
     -fsanitize=${KELO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -13,7 +13,7 @@ logged() {
   shift
   mkdir -p "$(dirname "$log")"
   if ! "$@" >"$log" 2>&1 </dev/null; then
-    cat "$log" >&2
+    grep -vE '^\[[0-9]+/[0-9]+\] ' "$log" >&2 # without the steps that succeeded
     return 1
   fi
 }
