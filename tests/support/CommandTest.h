@@ -30,7 +30,7 @@ using devservice::Reply;
 template <size_t Size>
 void SetField(char (&field)[Size], std::string_view text) {
   std::memset(field, 0, Size);
-  std::memcpy(field, text.data(), std::min(Size, text.size()));
+  if (!text.empty()) std::memcpy(field, text.data(), std::min(Size, text.size()));
 }
 
 template <size_t Size>
