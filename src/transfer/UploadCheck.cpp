@@ -91,6 +91,7 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
   for (size_t i = 0; i < records.size(); ++i) {
     tagKELO_LoadInfo& record = records[i];
     record.result = kKELOResult_Success;
+    CopyTextField(record.itemId, "");  // what an earlier command left there confirms nothing
     if (!sound[i]) {
       const auto group = elements.find(std::to_string(i + 1));
       std::string itemId;

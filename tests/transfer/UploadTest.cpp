@@ -1,6 +1,8 @@
 // The upload command: the bytes of the multipart request, what its answer does to records and
 // catalogue, and files that cannot be sent.
 
+#include <functional>
+
 #include "support/CommandTest.h"
 
 namespace kelo::testing {
@@ -146,6 +148,7 @@ TEST_F(UploadTest, TheCheckSkipsWhatTheServiceHolds) {
                                            File("5.jpg", "55555")};
   SetField(records[0].shotDate, "2001:01:01");
   SetField(records[3].fileModifyDate, "");
+  for (auto& record : records) SetField(record.itemId, "of an earlier command");
   Queue("CheckUploadItems",
         "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" itemId=\"I1\" /><item idx=\"1\" "
         "status=\"2\" itemId=\"I9\" /><item idx=\"2\" status=\"4\" /><item idx=\"4\" status=\"3\" "
@@ -167,7 +170,8 @@ TEST_F(UploadTest, TheCheckSkipsWhatTheServiceHolds) {
           item(5, "5.jpg", 5, dates) + "</items>\r\n</CheckUploadItems>\r\n");
   const uint32_t results[] = {4104, 0, 0, 4115, 0};
   for (size_t i = 0; i < records.size(); ++i) EXPECT_EQ(records[i].result, results[i]) << i;
-  EXPECT_EQ(FieldText(records[0].itemId), "I9");
+  const char* ids[] = {"I9", "", "", "", ""};  // the answer to the upload confirms none
+  for (size_t i = 0; i < records.size(); ++i) EXPECT_EQ(FieldText(records[i].itemId), ids[i]) << i;
   const std::string body = Requests("UploadItems").at(0).body;
   for (const char* sent : {"idx=\"2\"", "idx=\"3\"", "idx=\"5\""}) {
     EXPECT_NE(body.find(sent), std::string::npos) << sent;
@@ -175,6 +179,53 @@ TEST_F(UploadTest, TheCheckSkipsWhatTheServiceHolds) {
   EXPECT_EQ(body.find("idx=\"1\""), std::string::npos);
   EXPECT_EQ(body.find("idx=\"4\""), std::string::npos);
   EXPECT_EQ(CountOf("A1"), 3u);  // the file that is placed there already shows at once
+}
+
+TEST_F(UploadTest, AFileMayChangeBetweenTheCheckAndTheSend) {
+  OpenScriptedSession();
+  struct Case {
+    const char* name;
+    std::function<void(const std::string&)> change;
+    uint32_t result;
+  };
+  const auto write = [](const char* bytes) {
+    return [bytes](const std::string& path) { std::ofstream(path) << bytes; };
+  };
+  const Case cases[] = {
+      {"vanishes", [](const std::string& path) { std::filesystem::remove(path); }, 4098},
+      {"shrinks", write("123"), 4098},
+      {"grows", write("0123456"), 0}};
+  for (const Case& c : cases) {
+    std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "1234")};
+    service().SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
+      if (request.apiMethod == "UploadItems") return ReplyWith(kOk);
+      c.change(folder().Path("a.jpg"));
+      return ReplyWith("<r stat=\"ok\"><items><item idx=\"1\" status=\"0\" /></items></r>");
+    });
+    service().ClearLog();
+    EXPECT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), c.result) << c.name;
+    EXPECT_EQ(records[0].result, 0u) << c.name;
+    const auto uploads = Requests("UploadItems");
+    ASSERT_EQ(uploads.size(), c.result == 0 ? 1u : 0u) << c.name;
+    if (c.result == 0) {
+      EXPECT_NE(uploads[0].body.find("\r\n\r\n0123\r\n--"), std::string::npos) << c.name;
+    }
+  }
+}
+
+TEST_F(UploadTest, UnterminatedFieldsAreReadToTheirWidth) {
+  OpenScriptedSession();
+  std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "A")};
+  std::memset(records[0].fileModifyDate, 'm', sizeof records[0].fileModifyDate);
+  std::memset(records[0].fileCreateDate, 'c', sizeof records[0].fileCreateDate);
+  std::memset(records[0].tagList, 't', sizeof records[0].tagList);
+  ASSERT_EQ(Upload(records, std::string(44, 'A')), 0u);
+  EXPECT_EQ(FieldText(records[0].albumId), std::string(40, 'A'));
+  const std::string line = "<item idx=\"1\" fileName=\"a.jpg\" size=\"1\" fileCreateDate=\"" +
+                           std::string(32, 'c') + "\" fileModifyDate=\"" + std::string(32, 'm') +
+                           "\" albumId=\"" + std::string(40, 'A') + "\" tagList=\"" +
+                           std::string(904, 't') + "\" />\r\n";
+  EXPECT_NE(OnlyRequest().body.find(line), std::string::npos);
 }
 
 TEST_F(UploadTest, WithoutAPictureToSendNoVoiceMemoTravels) {
