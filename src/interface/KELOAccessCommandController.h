@@ -8,11 +8,12 @@
 //   Session              protocol/Session.cpp
 //   Loading              catalogue/LoadHierarchy.cpp
 //   Item queries         catalogue/ItemQueries.cpp
-//   Upload               transfer/Upload.cpp, transfer/UploadCheck.cpp,
-//   transfer/UploadNegotiation.cpp Download             transfer/Download.cpp Edits
-//   transfer/ItemEdits.cpp, transfer/NewContainers.cpp Storage capacity
-//   transfer/StorageCapacity.cpp Recipients           sharing/Recipients.cpp Picture mail
-//   sharing/PictureMail.cpp
+//   Upload               transfer/Upload.cpp, UploadCheck.cpp, UploadNegotiation.cpp
+//   Download             transfer/Download.cpp
+//   Edits                transfer/ItemEdits.cpp, transfer/NewContainers.cpp
+//   Storage capacity     transfer/StorageCapacity.cpp
+//   Recipients           sharing/Recipients.cpp
+//   Picture mail         sharing/PictureMail.cpp
 //
 // Every operation returns a result code (see KELOAccess.h) unless it says otherwise. Threads: all
 // operations belong to the thread of the running command, except AccessCommand_Abort.
@@ -20,9 +21,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
