@@ -76,8 +76,26 @@ TEST_F(SessionTest, AnswersFillOnlyWhatTheyHold) {
   EXPECT_EQ(std::memcmp(&session, &now, sizeof now), 0);
 }
 
+TEST_F(SessionTest, OnlyASessionThatOpensEmptiesTheCatalogue) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  const std::tuple<const char*, uint32_t, uint32_t> answers[] = {
+      {"<r stat=\"fail\" errcode=\"401\" />", 4112, 4}, {"<r />", 4144, 4}, {kOk, 0, 0}};
+  for (const auto& [answer, result, items] : answers) {
+    Unqueue("OpenSession");
+    Queue("OpenSession", answer);
+    EXPECT_EQ(Open(), result) << answer;
+    uint32_t count = 99;
+    tagCommandControlInfo query = Record(&count, KELO_ALL_ITEMS_ID);
+    query.selectionFlags = kKELOKind_FileItem;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, query), 0u) << answer;
+    EXPECT_EQ(count, items) << answer;
+  }
+}
+
 TEST_F(SessionTest, OpenReadsUnterminatedFieldsToTheirWidth) {
   ScriptAnswers();
+  Queue("OpenSession", "<r stat=\"ok\" keloSessToken=\"T\" />");
   tagKELO_OpenSessionInfo block{};
   tagCommandControlInfo record = Record(&block);
   std::memset(record.authToken, 'a', sizeof record.authToken);
@@ -89,6 +107,13 @@ TEST_F(SessionTest, OpenReadsUnterminatedFieldsToTheirWidth) {
   EXPECT_EQ(QueryValue(query, "keloAuthToken"), std::string(33, 'a'));
   EXPECT_EQ(QueryValue(query, "keloApiSig"),
             Sha1Hex(std::string(33, 's') + "?" + query.substr(0, query.find("&keloApiSig"))));
+
+  // Of the secret, 32 characters are kept for the requests that follow.
+  service().ClearLog();
+  EXPECT_EQ(Send(kKELOCommand_CloseSession, {}), 0u);
+  const std::string closing = OnlyRequest().query;
+  EXPECT_EQ(QueryValue(closing, "keloApiSig"),
+            Sha1Hex(std::string(32, 's') + "?" + closing.substr(0, closing.find("&keloApiSig"))));
 }
 
 TEST_F(SessionTest, ARestoredSessionReplacesSessionAndCatalogueAndKeepsTheSecretUnlessGiven) {

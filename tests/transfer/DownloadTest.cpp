@@ -71,6 +71,25 @@ TEST_F(DownloadTest, AnyOtherFailureEndsTheBatch) {
   EXPECT_FALSE(std::filesystem::exists(folder().Path("2")));
 }
 
+TEST_F(DownloadTest, EventsTellTheFileAndTheBatch) {
+  using Words = std::vector<uint32_t>;
+  static std::vector<Words> events;
+  events.clear();
+  const KELOAccessEventCallback callback = [](uint32_t event, uint32_t kind,
+                                              const tagKELO_ProgressInfo* p) -> uint32_t {
+    events.push_back({event, kind, p->transferTotal, p->transferDone, p->itemCount, p->fourthWord});
+    return 0;
+  };
+  tagCommandControlInfo registration = Record();
+  std::memcpy(&registration.data, &callback, sizeof callback);
+  registration.selectionFlags = kKELOEventMask_Progress;
+  ASSERT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+  ASSERT_EQ(Download({"/missing", "/good"}), 0u);
+  ASSERT_GE(events.size(), 2u);
+  EXPECT_EQ(events[events.size() - 2], (Words{51, 48, 14, 14, 2, 1}));
+  EXPECT_EQ(events.back(), (Words{51, 48, 14, 14, 2, 2}));
+}
+
 TEST_F(DownloadTest, AUrlMayFillItsField) {
   std::string url = Url() + "/";
   url.append(255 - url.size(), 'u');

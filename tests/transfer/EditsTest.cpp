@@ -163,6 +163,27 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   EXPECT_EQ(ItemCount("F1"), 2u);
 }
 
+TEST_F(EditsTest, NamesOfNewContainersTravelAsReferences) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"", ""},
+      {std::string(256, 'n'), std::string(255, 'n')},
+      {"<&\"'>\r\n", "&lt;&amp;&quot;&apos;&gt;&#13;&#10;"},
+      {"\xE6\xB5\xB7\xF0\x9F\x98\x80", "&#28023;&#55357;&#56832;"},
+      {"bad\xFF", "bad\xFF"},
+  };
+  for (const auto& [name, sent] : cases) {
+    service().ClearLog();
+    tagKELO_ItemInfo record{};
+    record.kind = kKELOKind_Album;
+    SetField(record.name, name);
+    tagCommandControlInfo command = Record(&record, "F1");
+    command.entryCount = 1;
+    Send(kKELOCommand_AddItems, command);
+    ExpectDocument(OnlyRequest(), "<AddAlbum folderId=\"F1\" albumName=\"" + sent + "\" />\r\n");
+    EXPECT_EQ(FieldText(record.name), name.substr(0, 255));
+  }
+}
+
 TEST_F(EditsTest, AnUnusableAnswerEndsTheListAndMarksTheRest) {
   const std::pair<Reply, uint32_t> faults[] = {
       {ReplyWith("<r stat=\"ok\" />"), 4144},  // no new id
@@ -214,10 +235,12 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   EXPECT_EQ(FieldText(records[1].albumId), "A1");
 
   Unqueue("AddItemsToAlbum");
+  Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
   Queue("AddItemsToAlbum", ReplyWith("", 500));
   EXPECT_EQ(Send(kKELOCommand_AddNewLink, command), 4114u);
-  for (const auto& record : records) EXPECT_EQ(record.result, 4114u);
-  EXPECT_EQ(service().RequestCount(), 4u);
+  const uint32_t results[] = {0, 4114, 4114};
+  for (size_t i = 0; i < 3; ++i) EXPECT_EQ(records[i].result, results[i]) << i;
+  EXPECT_EQ(service().RequestCount(), 5u);
   EXPECT_EQ(ItemCount("A1"), 2u);
 }
 
