@@ -2,11 +2,14 @@
 
 #include "KELOAccess.h"
 
+#include <memory>
+#include <utility>
+
 #include "interface/KELOAccessLibrary.h"
 
 namespace kelo {
 
-std::unique_ptr<KELOAccessCommandController> KELOAccessLibrary::pKELOAccessCommandController;
+KELOAccessCommandController* KELOAccessLibrary::pKELOAccessCommandController = nullptr;
 
 }  // namespace kelo
 
@@ -15,14 +18,15 @@ using kelo::KELOAccessLibrary;
 
 uint32_t KELOAccessInitialize(uint32_t parameter) try {
   auto& controller = KELOAccessLibrary::pKELOAccessCommandController;
-  if (!controller) controller = std::make_unique<KELOAccessCommandController>(parameter);
+  if (!controller) controller = std::make_unique<KELOAccessCommandController>(parameter).release();
   return kKELOResult_Success;
 } catch (...) {
   return kKELOResult_GeneralFailure;
 }
 
 void KELOAccessClose(void) try {
-  KELOAccessLibrary::pKELOAccessCommandController.reset();
+  const std::unique_ptr<KELOAccessCommandController> controller(
+      std::exchange(KELOAccessLibrary::pKELOAccessCommandController, nullptr));
 } catch (...) {
 }
 

@@ -1,5 +1,8 @@
 // The command frame: what is checked before any work, in which order, and what is answered then.
 
+#include <type_traits>
+
+#include "interface/KELOAccessLibrary.h"
 #include "support/CommandTest.h"
 
 namespace kelo::testing {
@@ -42,6 +45,10 @@ TEST(UninitialisedLibrary, AnswersZeroAndTouchesNothing) {
   KELOAccessClose();
   KELOAccessClose();
 }
+
+// The end of a program must not destroy the controller under a command of another thread.
+static_assert(
+    std::is_trivially_destructible_v<decltype(KELOAccessLibrary::pKELOAccessCommandController)>);
 
 class DispatchTest : public CommandTest {};
 
