@@ -1,8 +1,10 @@
 // A request as libcurl sees it: options, callbacks, and what its silence means.
 #include "platform/URLLoadingConnection.h"
 
+#include <netinet/in.h>
 #include <strings.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -33,6 +35,16 @@ ssize_t ReadAt(int descriptor, char* buffer, std::size_t size, std::uint64_t pos
     got = pread(descriptor, buffer, size, static_cast<off_t>(position));
   } while (got < 0 && errno == EINTR);
   return got > 0 ? got : -1;
+}
+
+/// The port at this end of a connection; -1 for a descriptor that is none.
+int LocalPort(curl_socket_t socket) {
+  sockaddr_storage address{};
+  socklen_t length = sizeof address;
+  if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return -1;
+  if (address.ss_family == AF_INET) return ntohs(reinterpret_cast<sockaddr_in&>(address).sin_port);
+  if (address.ss_family != AF_INET6) return -1;
+  return ntohs(reinterpret_cast<sockaddr_in6&>(address).sin6_port);
 }
 
 }  // namespace
@@ -172,7 +184,15 @@ int CurlConnection::OnRewind(curl_off_t offset) {
   return offset == 0 && bodyRead_ == 0 ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
 }
 
-int CurlConnection::OnSendingBegins() {
+void CurlConnection::OnSocketOpened(curl_socket_t socket) {
+  handles_.sockets[handles_.socketsOpened++ % handles_.sockets.size()] = socket;
+}
+
+int CurlConnection::OnSendingBegins(int localPort) {
+  // libcurl doesn't tell which socket serves: it may be that of an earlier request, or one of
+  // several that tried to connect.
+  const auto found = std::ranges::find(handles_.sockets, localPort, LocalPort);
+  socket_ = found != handles_.sockets.end() ? *found : CURL_SOCKET_BAD;
   // libcurl repeats a request whose reused connection died. Only what cannot have had an effect
   // twice may be repeated: a GET, or a request of whose body nothing had left yet.
   const bool first = attempts_++ == 0;
@@ -223,12 +243,12 @@ int CurlConnection::RewindCallback(void* self, curl_off_t offset, int) {
 }
 
 int CurlConnection::SocketCallback(void* self, curl_socket_t socket, curlsocktype) {
-  static_cast<CurlConnection*>(self)->socket_ = socket;
+  static_cast<CurlConnection*>(self)->OnSocketOpened(socket);
   return CURL_SOCKOPT_OK;
 }
 
-int CurlConnection::SendingCallback(void* self, char*, char*, int, int) {
-  return static_cast<CurlConnection*>(self)->OnSendingBegins();
+int CurlConnection::SendingCallback(void* self, char*, char*, int, int localPort) {
+  return static_cast<CurlConnection*>(self)->OnSendingBegins(localPort);
 }
 
 }  // namespace kelo

@@ -2,6 +2,7 @@
 // silence. Included by the URLLoading sources only.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -20,6 +21,11 @@ struct CurlHandles {
   CurlMulti multi;
   CurlEasy easy;
   CurlConnection* current = nullptr;  // the request under way
+  // The sockets opened last, more of them than connections are kept. Some are closed by now.
+  std::array<curl_socket_t, 8> sockets;
+  std::size_t socketsOpened = 0;
+
+  CurlHandles() { sockets.fill(CURL_SOCKET_BAD); }
 };
 
 class CurlConnection final : public URLConnection {
@@ -63,12 +69,13 @@ class CurlConnection final : public URLConnection {
   std::size_t OnData(const char* data, std::size_t size);
   std::size_t OnBodyWanted(char* buffer, std::size_t size);
   int OnRewind(curl_off_t offset);
-  int OnSendingBegins();
+  void OnSocketOpened(curl_socket_t socket);
+  int OnSendingBegins(int localPort);
 
   static std::size_t DataCallback(char* data, std::size_t size, std::size_t count, void* self);
   static std::size_t BodyCallback(char* buffer, std::size_t size, std::size_t count, void* self);
   static int RewindCallback(void* self, curl_off_t offset, int origin);
-  static int SendingCallback(void* self, char*, char*, int, int);
+  static int SendingCallback(void* self, char*, char*, int, int localPort);
   static int SocketCallback(void* self, curl_socket_t socket, curlsocktype);
 
   CurlHandles& handles_;
@@ -93,7 +100,7 @@ class CurlConnection final : public URLConnection {
   bool repeatRefused_ = false;
   int attempts_ = 0;
   std::uint64_t bodyRead_ = 0;
-  curl_socket_t socket_ = CURL_SOCKET_BAD;  // opened for this hop; not that of a reused connection
+  curl_socket_t socket_ = CURL_SOCKET_BAD;  // over which the request travels
   Movement movement_;
   Clock::time_point lastMovement_;
 };
