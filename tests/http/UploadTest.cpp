@@ -232,5 +232,27 @@ TEST(UploadPeer, ThatClosesInTheMiddleOfTheBodyGetsItOnce) {
   EXPECT_EQ(transport.progress.uploads, (std::vector<Progress>{{file, 0, 0}}));
 }
 
+TEST(UploadPeer, ThatRefusesTheBodyBeforeItsEndIsHeard) {
+  SocketServer server([](Peer& peer) {
+    peer.ReadHead();
+    peer.Reply(413, "too large", "Connection: close\r\n");
+    peer.WaitUntilClosed();
+  });
+  Transport transport;
+  TemporaryFolder files;
+  const std::string file = files.File("f", "x");
+  std::string response;
+  for (const std::uint32_t size : {64u << 20, kThreshold}) {  // from memory, from the spool
+    fs::resize_file(file, size);
+    EXPECT_EQ(transport.connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"", file, size}},
+                                                         response, 5),
+              4100u)
+        << size;
+    EXPECT_EQ(response, "too large") << size;
+  }
+  EXPECT_EQ(server.Connections(), 2);
+  EXPECT_EQ(transport.folder.Entries(), 0u);
+}
+
 }  // namespace
 }  // namespace kelo
