@@ -21,6 +21,7 @@ constexpr long kOldestReusedConnection = 20;  // seconds; an older one has proba
 constexpr std::uint64_t kDigestionPerGiB = 180'000;  // milliseconds
 constexpr long kReceiveBufferSize = 65536;
 constexpr long kSendBufferSize = 524288;
+constexpr std::uint64_t kMostBytesSentAtOnce = 65536;
 
 std::uint64_t LengthOf(const URLBody& body) {
   if (const auto* bytes = std::get_if<std::string_view>(&body)) return bytes->size();
@@ -133,6 +134,15 @@ void CurlConnection::SetMethodAndBody() {
   CURL* easy = handles_.easy.get();
   if (request_.method == "GET") {
     SetCurlOption<CURLOPT_HTTPGET>(easy, 1L);
+    return;
+  }
+  const auto* bytes = std::get_if<std::string_view>(&request_.body);
+  if (bytes != nullptr && !bytes->empty() && bytes->size() <= kMostBytesSentAtOnce) {
+    // Together with the head, so that the peer has it all at once; it counts as gone from now on.
+    SetCurlOption<CURLOPT_POSTFIELDSIZE_LARGE>(easy, static_cast<curl_off_t>(bytes->size()));
+    SetCurlOption<CURLOPT_POSTFIELDS>(easy, bytes->data());
+    SetCurlOption<CURLOPT_CUSTOMREQUEST>(easy, request_.method.c_str());
+    bodyRead_ = bodyLength_;
     return;
   }
   if (request_.method == "POST") {

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "text/CFTPSStringData.h"
-
 namespace kelo {
 namespace {
 
@@ -23,47 +21,55 @@ std::string_view InAngleBrackets(std::string_view entry) {
   return entry.substr(open + 1, close - open - 1);
 }
 
+CFTPSStringData Trimmed(std::string_view text) {
+  CFTPSStringData trimmed;
+  trimmed.InitWithUtf8(WithoutBlanks(text));
+  return trimmed;
+}
+
+void AppendJoined(std::string& joined, std::string_view recipient, bool first) {
+  if (!first) joined.append(";");
+  joined.append(recipient);
+}
+
 }  // namespace
 
 PendingRecipients::PendingRecipients(std::string_view list) {
   while (!list.empty()) {
     const size_t separator = list.find_first_of(";,");
-    entries_.emplace_back(list.substr(0, separator));
+    const std::string_view piece = list.substr(0, separator);
+    entries_.push_back({std::string(piece), Trimmed(piece)});
     if (separator == std::string_view::npos) break;
     list.remove_prefix(separator + 1);
   }
 }
 
 std::string PendingRecipients::Joined() const {
-  return JoinRecipients(entries_);
+  std::string joined;
+  for (const Entry& entry : entries_) AppendJoined(joined, entry.given, &entry == &entries_[0]);
+  return joined;
 }
 
 std::optional<std::string> PendingRecipients::Take(std::string_view address) {
-  CFTPSStringData wanted;
-  wanted.InitWithUtf8(WithoutBlanks(address));
-  const auto standsFor = [&](std::string_view text) {
-    CFTPSStringData candidate;
-    candidate.InitWithUtf8(WithoutBlanks(text));
-    return FTPSStringDataCmpi(candidate, wanted) == 0;
-  };
-  auto found = std::ranges::find_if(entries_, standsFor);
+  const CFTPSStringData wanted = Trimmed(address);
+  auto found = std::ranges::find_if(
+      entries_, [&](const Entry& entry) { return FTPSStringDataCmpi(entry.trimmed, wanted) == 0; });
   if (found == entries_.end()) {
-    found = std::ranges::find_if(entries_, [&](const std::string& entry) {
-      const std::string_view inner = InAngleBrackets(entry);
-      return !inner.empty() && standsFor(inner);
+    found = std::ranges::find_if(entries_, [&](const Entry& entry) {
+      const std::string_view inner = InAngleBrackets(entry.given);
+      return !inner.empty() && FTPSStringDataCmpi(Trimmed(inner), wanted) == 0;
     });
   }
   if (found == entries_.end()) return std::nullopt;
-  std::string entry = std::move(*found);
+  std::string given = std::move(found->given);
   entries_.erase(found);
-  return entry;
+  return given;
 }
 
 std::string JoinRecipients(const std::vector<std::string>& recipients) {
   std::string joined;
-  for (size_t i = 0; i < recipients.size(); ++i) {
-    if (i != 0) joined.append(";");
-    joined.append(recipients[i]);
+  for (const std::string& recipient : recipients) {
+    AppendJoined(joined, recipient, &recipient == &recipients[0]);
   }
   return joined;
 }

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "text/CFTPSStringData.h"
+
 namespace kelo {
 
 class PendingRecipients {
@@ -26,7 +28,11 @@ class PendingRecipients {
   std::optional<std::string> Take(std::string_view address);
 
  private:
-  std::vector<std::string> entries_;
+  struct Entry {
+    std::string given;
+    CFTPSStringData trimmed;  // keeps the form that is compared, however often that happens
+  };
+  std::vector<Entry> entries_;
 };
 
 // Texts joined with ";".

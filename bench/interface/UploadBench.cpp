@@ -1,0 +1,191 @@
+// The upload command beside bare libcurl posting the very same bytes, from memory and from a file,
+// to the same service, which checks and stores them.
+#include <curl/curl.h>
+#include <openssl/sha.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "KELOAccess.h"
+#include "devservice/DevService.h"
+#include "http/Measure.h"
+
+namespace kelo::bench {
+namespace {
+
+std::string Sha1Hex(const std::string& text) {
+  std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
+  SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
+  std::string hex;
+  for (const unsigned char byte : digest) {
+    char buffer[3];
+    std::snprintf(buffer, sizeof buffer, "%02x", byte);
+    hex += buffer;
+  }
+  return hex;
+}
+
+size_t Keep(char* data, size_t size, size_t count, void* text) {
+  static_cast<std::string*>(text)->append(data, size * count);
+  return size * count;
+}
+
+size_t FromFile(char* buffer, size_t size, size_t count, void* file) {
+  return std::fread(buffer, size, count, static_cast<std::FILE*>(file));
+}
+
+// The account, an open session, and files to send.
+class Uploads {
+ public:
+  Uploads(uint32_t fileCount, size_t fileSize) : service_(ServiceOptions()) {
+    const std::string urls = scratch_ / "urls";
+    std::ofstream(urls) << "kKELO_URLofKELOServer=\"" << service_.Url() << "\"";
+    setenv("KELO_URLS_FILE", urls.c_str(), 1);
+    KELOAccessInitialize(0);
+    tagKELO_OpenSessionInfo opening{};
+    tagCommandControlInfo record{};
+    service_.ApiKey().copy(record.apiKey, sizeof record.apiKey - 1);
+    service_.AuthToken().copy(record.authToken, sizeof record.authToken - 1);
+    service_.Secret().copy(record.signingSecret, sizeof record.signingSecret - 1);
+    record.data = &opening;
+    KELOAccessCommand(kKELOCommand_OpenSession, &record);
+    record.data = &session_;
+    KELOAccessCommand(kKELOCommand_GetSessionInfo, &record);
+    for (uint32_t i = 0; i < fileCount; ++i) {
+      paths_.push_back(scratch_.File("picture" + std::to_string(i) + ".jpg", fileSize));
+    }
+    for (std::string& path : paths_) {
+      tagKELO_LoadInfo& file = files_.emplace_back();
+      file.filePath = {path.data(), static_cast<uint32_t>(path.size())};
+      file.fileSize = static_cast<int32_t>(fileSize);
+      std::strcpy(file.fileModifyDate, "2008-05-17T10:11:12Z");
+      std::strcpy(file.fileCreateDate, "2008-05-17T10:11:12Z");
+    }
+    WriteBody();
+  }
+  Uploads(const Uploads&) = delete;
+  Uploads& operator=(const Uploads&) = delete;
+  ~Uploads() { KELOAccessClose(); }
+
+  void UploadByCommand(benchmark::State& state) {
+    tagCommandControlInfo record{};
+    record.data = files_.data();
+    record.entryCount = static_cast<uint32_t>(files_.size());
+    if (KELOAccessCommand(kKELOCommand_Upload, &record) != 0 || files_.back().itemId[0] == '\0') {
+      state.SkipWithError("the upload failed");
+    }
+  }
+
+  void PostFromMemory(benchmark::State& state) {
+    const std::unique_ptr<CURL, void (*)(CURL*)> easy(curl_easy_init(), &curl_easy_cleanup);
+    curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, inMemory_.data());
+    Post(easy.get(), state);
+  }
+
+  void PostFromFile(benchmark::State& state) {
+    const std::unique_ptr<CURL, void (*)(CURL*)> easy(curl_easy_init(), &curl_easy_cleanup);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> body(
+        std::fopen((scratch_ / "body").c_str(), "rb"), &std::fclose);
+    curl_easy_setopt(easy.get(), CURLOPT_READFUNCTION, &FromFile);
+    curl_easy_setopt(easy.get(), CURLOPT_READDATA, body.get());
+    Post(easy.get(), state);
+  }
+
+  void LoadBody() {
+    std::ifstream file(scratch_ / "body", std::ios::binary);
+    inMemory_.assign(std::istreambuf_iterator<char>(file), {});
+  }
+  uint64_t BodySize() const { return bodySize_; }
+
+ private:
+  static devservice::Service::Options ServiceOptions() {
+    devservice::Service::Options options;
+    options.quotaBytes = uint64_t{1} << 42;
+    return options;
+  }
+
+  // The bytes that the command sends, put together once.
+  void WriteBody() {
+    document_ =
+        "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
+        "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n<UploadItems>\r\n<items>\r\n";
+    for (size_t i = 0; i < files_.size(); ++i) {
+      document_ += "<item idx=\"" + std::to_string(i + 1) + "\" fileName=\"" + Name(i) +
+                   "\" size=\"" + std::to_string(files_[i].fileSize) +
+                   "\" fileCreateDate=\"2008-05-17T10:11:12Z\""
+                   " fileModifyDate=\"2008-05-17T10:11:12Z\" />\r\n";
+    }
+    document_ += "</items>\r\n</UploadItems>\r\n";
+    std::ofstream body(scratch_ / "body", std::ios::binary);
+    body << "--BOUNDARY\r\nContent-Disposition: form-data; name=\"XML\"\r\n"
+            "Content-Type: text/plain; charset=UTF-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
+         << document_;
+    for (size_t i = 0; i < files_.size(); ++i) {
+      body << "\r\n--BOUNDARY\r\nContent-Disposition: form-data; name=\"" << Name(i)
+           << "\"\r\nContent-Type: application/octet-stream\r\n"
+              "Content-Transfer-Encoding: binary\r\n\r\n"
+           << std::ifstream(paths_[i], std::ios::binary).rdbuf();
+    }
+    body << "\r\n--BOUNDARY--\r\n";
+    bodySize_ = static_cast<uint64_t>(body.tellp());
+  }
+  std::string Name(size_t i) const { return paths_[i].substr(paths_[i].rfind('/') + 1); }
+
+  void Post(CURL* easy, benchmark::State& state) {
+    const std::string query =
+        "keloSessToken=" + std::string(session_.token) + "&callId=" + std::to_string(++callId_);
+    const std::string url = std::string(session_.uploadUrl) + "?" + query + "&keloApiSig=" +
+                            Sha1Hex(service_.Secret() + "?" + query + "\r\n" + document_);
+    const std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers(
+        curl_slist_append(curl_slist_append(nullptr, "Expect:"),
+                          "Content-Type: multipart/form-data; boundary=BOUNDARY"),
+        &curl_slist_free_all);
+    std::string answer;
+    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy, CURLOPT_POST, 1L);
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(bodySize_));
+    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.get());
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Keep);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, &answer);
+    if (curl_easy_perform(easy) != CURLE_OK || answer.find("stat=\"ok\"") == std::string::npos) {
+      state.SkipWithError("the yardstick failed");
+    }
+  }
+
+  Scratch scratch_;
+  devservice::Service service_;
+  tagKELO_SessionInfo session_{};
+  std::vector<std::string> paths_;
+  std::vector<tagKELO_LoadInfo> files_;
+  std::string document_;
+  std::string inMemory_;
+  uint64_t bodySize_ = 0;
+  int callId_ = 0;
+};
+
+void Upload1000Files(benchmark::State& state) {
+  Uploads uploads(1000, 65536);
+  const double growth = ResidentGrowthMiB([&] { uploads.UploadByCommand(state); });
+  uploads.LoadBody();
+  Compare(
+      state, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromMemory(state); });
+  state.counters["rss_growth_over_body_MiB"] =
+      growth - static_cast<double>(uploads.BodySize()) / (1 << 20);
+}
+BENCHMARK(Upload1000Files)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+
+void Upload512MiB(benchmark::State& state) {
+  Uploads uploads(1, size_t{512} << 20);
+  const double growth = ResidentGrowthMiB([&] { uploads.UploadByCommand(state); });
+  Compare(
+      state, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromFile(state); });
+  state.counters["rss_growth_MiB"] = growth;
+}
+BENCHMARK(Upload512MiB)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace kelo::bench
