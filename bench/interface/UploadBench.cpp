@@ -1,9 +1,7 @@
 // The upload command beside bare libcurl posting the very same bytes, from memory and from a file,
 // to the same service, which checks and stores them.
 #include <curl/curl.h>
-#include <openssl/sha.h>
 
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -12,22 +10,11 @@
 
 #include "KELOAccess.h"
 #include "devservice/DevService.h"
+#include "devservice/Digest.h"
 #include "http/Measure.h"
 
 namespace kelo::bench {
 namespace {
-
-std::string Sha1Hex(const std::string& text) {
-  std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
-  SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
-  std::string hex;
-  for (const unsigned char byte : digest) {
-    char buffer[3];
-    std::snprintf(buffer, sizeof buffer, "%02x", byte);
-    hex += buffer;
-  }
-  return hex;
-}
 
 size_t Keep(char* data, size_t size, size_t count, void* text) {
   static_cast<std::string*>(text)->append(data, size * count);
@@ -138,8 +125,9 @@ class Uploads {
   void Post(CURL* easy, benchmark::State& state) {
     const std::string query =
         "keloSessToken=" + std::string(session_.token) + "&callId=" + std::to_string(++callId_);
-    const std::string url = std::string(session_.uploadUrl) + "?" + query + "&keloApiSig=" +
-                            Sha1Hex(service_.Secret() + "?" + query + "\r\n" + document_);
+    const std::string url =
+        std::string(session_.uploadUrl) + "?" + query +
+        "&keloApiSig=" + devservice::Sha1Hex(service_.Secret() + "?" + query + "\r\n" + document_);
     const std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers(
         curl_slist_append(curl_slist_append(nullptr, "Expect:"),
                           "Content-Type: multipart/form-data; boundary=BOUNDARY"),

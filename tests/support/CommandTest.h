@@ -3,10 +3,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <openssl/sha.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,11 +18,13 @@
 
 #include "KELOAccess.h"
 #include "devservice/DevService.h"
+#include "devservice/Digest.h"
 
 namespace kelo::testing {
 
 using devservice::LoggedRequest;
 using devservice::Reply;
+using devservice::Sha1Hex;
 
 // The public calls do not know std::string; these fill and read the fields of a record.
 template <size_t Size>
@@ -49,18 +49,6 @@ inline std::string TakeText(tagKELO_StringInfo& info) {
   delete[] info.text;
   info = {};
   return text;
-}
-
-inline std::string Sha1Hex(const std::string& text) {
-  std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
-  SHA1(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
-  std::string hex;
-  for (const unsigned char byte : digest) {
-    char buffer[3];
-    std::snprintf(buffer, sizeof buffer, "%02x", byte);
-    hex += buffer;
-  }
-  return hex;
 }
 
 // The value of `name` in a query.
