@@ -13,21 +13,16 @@ struct CommandCase {
   bool readsRecord;
   bool needsData;
   bool needsSession;
-  bool needsCache;
 };
 
 const CommandCase kAllCommands[] = {
-    {3, true, true, false, false},  {4, false, false, true, false},
-    {6, true, true, false, false},  {7, false, false, false, false},
-    {8, false, false, true, false}, {9, true, true, true, true},
-    {16, true, true, true, true},   {17, true, true, true, true},
-    {18, true, true, true, false},  {19, true, true, true, false},
-    {20, true, true, true, false},  {21, true, true, true, false},
-    {22, true, true, true, false},  {23, true, true, true, false},
-    {24, true, true, true, false},  {25, true, true, true, false},
-    {32, true, true, false, false}, {33, true, false, false, false},
-    {48, true, true, false, false}, {50, true, true, true, false},
-    {51, true, true, true, false},
+    {3, true, true, false},   {4, false, false, true}, {6, true, true, false},
+    {7, false, false, false}, {8, false, false, true}, {9, true, true, true},
+    {16, true, true, true},   {17, true, true, true},  {18, true, true, true},
+    {19, true, true, true},   {20, true, true, true},  {21, true, true, true},
+    {22, true, true, true},   {23, true, true, true},  {24, true, true, true},
+    {25, true, true, true},   {32, true, true, false}, {33, true, false, false},
+    {48, true, true, false},  {50, true, true, true},  {51, true, true, true},
 };
 
 TEST(UninitialisedLibrary, AnswersZeroAndTouchesNothing) {
@@ -52,7 +47,7 @@ static_assert(
 
 class DispatchTest : public CommandTest {};
 
-TEST_F(DispatchTest, ChecksRecordThenDataThenSessionThenCache) {
+TEST_F(DispatchTest, ChecksRecordThenDataThenSession) {
   alignas(8) char data[4096] = {};
   for (const CommandCase& c : kAllCommands) {
     if (c.readsRecord) {

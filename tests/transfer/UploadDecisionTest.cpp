@@ -104,7 +104,6 @@ TEST_F(NegotiationTest, SendsDigestsAndMarksCompleteFiles) {
   records[0].width = 640;
   records[0].height = 480;
   SetField(records[0].fileModifyDate, "2008-05-17");
-  SetField(records[0].albumId, "A1");
   records[1] = records[0];
   records[1].filePath = Text(memo);
   records[1].fileSize = 0;
@@ -126,6 +125,11 @@ TEST_F(NegotiationTest, SendsDigestsAndMarksCompleteFiles) {
   EXPECT_EQ(FieldText(records[0].itemId), "N1");
   EXPECT_EQ(records[1].result, 0u);
   EXPECT_EQ(FieldText(records[1].itemId), "");
+  // The record names no album: the complete file shows in the root folder.
+  tagKELO_ItemInfo info{};
+  tagCommandControlInfo query = Record(&info, "N1");
+  EXPECT_EQ(controller_.AccessCommand(kKELOCommand_GetItemInfo, &query), 0u);
+  EXPECT_EQ(FieldText(info.name), "p.jpg");
 }
 
 TEST_F(NegotiationTest, SendsNothingWithoutRecordsOrWithAnUnreadableFile) {
