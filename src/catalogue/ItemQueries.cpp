@@ -75,7 +75,7 @@ uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>
 
   std::map<std::string, tagFileItemData, std::less<>> answered;
   HierarchyLoader loader(*cacheManager_);
-  if (const auto list = FindOutermost(answer.Text(), "<items>", "</items>")) {
+  if (const auto list = FindOutermostTag(answer.Text(), "items")) {
     ForEachBetween(*list, "<item ", "</item>", [&](std::string_view element) {
       std::string id;
       tagFileItemData data;

@@ -209,6 +209,12 @@ class KELOAccessCommandController {
   // CallService's counterpart for documents to the upload URL.
   uint32_t CallUploadService(const std::string& method, const std::string& content,
                              ServiceAnswer& answer, uint32_t timeout);
+  // Sets the progress words to the number and bytes of the records whose result is 0.
+  void CountFilesToSend(const std::vector<tagKELO_LoadInfo>& records);
+  // Takes over the id of a file that the service holds already; one that it placed in the album
+  // joins the cached album.
+  void AdoptStoredItem(tagKELO_LoadInfo& record, std::string_view itemId,
+                       std::string_view displayName);
   // Shows an uploaded or already stored file in its cached album at once.
   void AddToCachedAlbum(std::string_view albumId, std::string_view itemId,
                         std::string_view displayName);

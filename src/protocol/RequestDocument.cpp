@@ -30,9 +30,12 @@ void AppendAttribute(std::string& out, std::string_view name, uint64_t value) {
 }
 
 std::string TextAsReferences(std::string_view text) {
+  const XMLUtility xml;
   std::string references;
-  XMLUtility().ConvertStringUTF8ToReference(text, references);
-  return references.empty() ? std::string(text) : references;
+  if (xml.ConvertStringUTF8ToReference(text, references) == 0) {
+    xml.ConvertStringUTF8ToEntityReference(text, references);
+  }
+  return references;
 }
 
 std::string SessionQuery(std::string_view token, uint64_t callId) {

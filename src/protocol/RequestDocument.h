@@ -25,8 +25,8 @@ std::string ContentDocument(std::string_view method, std::string_view content);
 void AppendAttribute(std::string& out, std::string_view name, std::string_view value);
 void AppendAttribute(std::string& out, std::string_view name, uint64_t value);
 
-// `text` as ASCII with entity and character references, or `text` itself where the conversion
-// yields nothing (it is empty or not valid UTF-8).
+// `text` as ASCII with entity and character references. Text that is not valid UTF-8 stays as it is
+// but for its markup, so that no text can add an attribute or an element.
 std::string TextAsReferences(std::string_view text);
 
 // "keloSessToken=TOKEN&callId=ID": the query of a document before it is signed.

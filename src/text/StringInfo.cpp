@@ -7,7 +7,7 @@ namespace kelo {
 
 std::string KELOStringInfoToString(const tagKELO_StringInfo& info) {
   if (info.text == nullptr || info.length == 0) return {};
-  return {info.text, info.length};
+  return {info.text, strnlen(info.text, info.length)};
 }
 
 uint32_t StringToKELOStringInfo(std::string_view text, tagKELO_StringInfo& info) {

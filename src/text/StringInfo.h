@@ -9,7 +9,8 @@
 
 namespace kelo {
 
-// The text of a host's record, `length` bytes long; empty for a null pointer or length 0.
+// The text of a host's record: `length` bytes, or fewer where a zero byte ends it before. Empty for
+// a null pointer or length 0.
 std::string KELOStringInfoToString(const tagKELO_StringInfo& info);
 
 // Hands `text` to the host: a NUL-terminated buffer made with array new, which the host then owns.

@@ -6,7 +6,7 @@ namespace {
 
 struct Format {
   std::string_view mimeType;
-  std::uint32_t number;
+  uint32_t number;
 };
 
 // Both JPEG spellings are 1. From 4097 on: no picture, movie or sound that the host knows.
@@ -37,13 +37,11 @@ void KELOAccessFileInfoConverter::SetupFileFormatList() {
   }
 }
 
-void KELOAccessFileInfoConverter::UpdateFileFormatList(std::string_view mimeType,
-                                                       std::uint32_t format) {
+void KELOAccessFileInfoConverter::UpdateFileFormatList(std::string_view mimeType, uint32_t format) {
   formats_.emplace(mimeType, format);
 }
 
-std::uint32_t KELOAccessFileInfoConverter::ConvertFileFormatFromKELO(
-    std::string_view mimeType) const {
+uint32_t KELOAccessFileInfoConverter::ConvertFileFormatFromKELO(std::string_view mimeType) const {
   const auto found = formats_.find(mimeType);
   return found != formats_.end() ? found->second : kUnrecognized;
 }

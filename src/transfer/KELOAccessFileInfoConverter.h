@@ -12,7 +12,7 @@ namespace kelo {
 /// Const calls from any thread; one thread at a time otherwise.
 class KELOAccessFileInfoConverter {
  public:
-  static constexpr std::uint32_t kUnrecognized = 4099;
+  static constexpr uint32_t kUnrecognized = 4099;
 
   KELOAccessFileInfoConverter();
   KELOAccessFileInfoConverter(const KELOAccessFileInfoConverter&) = default;
@@ -23,13 +23,13 @@ class KELOAccessFileInfoConverter {
   void SetupFileFormatList();
 
   /// Adds a type; one that is already there keeps its number.
-  void UpdateFileFormatList(std::string_view mimeType, std::uint32_t format);
+  void UpdateFileFormatList(std::string_view mimeType, uint32_t format);
 
   /// The number of a type, compared byte for byte; kUnrecognized for any other text.
-  std::uint32_t ConvertFileFormatFromKELO(std::string_view mimeType) const;
+  uint32_t ConvertFileFormatFromKELO(std::string_view mimeType) const;
 
  private:
-  std::map<std::string, std::uint32_t, std::less<>> formats_;
+  std::map<std::string, uint32_t, std::less<>> formats_;
 };
 
 }  // namespace kelo

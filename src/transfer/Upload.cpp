@@ -100,13 +100,11 @@ uint32_t KELOAccessCommandController::ProcessUpload(tagCommandControlInfo* info)
   auto records = LoadRecords<tagKELO_LoadInfo>(info->data, info->entryCount);
   ResetProgress();
   if (records.empty()) return kKELOResult_Success;
-  uint64_t bytes = 0;
   bool anyNegative = false;
   for (tagKELO_LoadInfo& record : records) {
     record.result = kKELOResult_Success;
     CopyTextField(record.albumId, albumId);
     anyNegative |= record.fileSize < 0;
-    bytes += static_cast<uint32_t>(record.fileSize);
   }
 
   uint32_t result = kKELOResult_Success;
@@ -118,9 +116,7 @@ uint32_t KELOAccessCommandController::ProcessUpload(tagCommandControlInfo* info)
     if (result != kKELOResult_Success) SetResults(records, result);
   } else {
     for (tagKELO_LoadInfo& record : records) CopyTextField(record.itemId, "");
-    progress_.itemCount = static_cast<uint32_t>(records.size());
-    progress_.transferTotal =
-        static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
+    CountFilesToSend(records);
   }
   if (result == kKELOResult_Success && progress_.itemCount != 0) {
     result = UploadItems(albumId, records, "");
@@ -128,6 +124,18 @@ uint32_t KELOAccessCommandController::ProcessUpload(tagCommandControlInfo* info)
   StoreRecords(info->data, records);
   ResetProgress();
   return result;
+}
+
+void KELOAccessCommandController::CountFilesToSend(const std::vector<tagKELO_LoadInfo>& records) {
+  uint64_t bytes = 0;
+  progress_.itemCount = 0;
+  for (const tagKELO_LoadInfo& record : records) {
+    if (record.result != kKELOResult_Success) continue;
+    ++progress_.itemCount;
+    bytes += static_cast<uint32_t>(record.fileSize);
+  }
+  progress_.transferTotal =
+      static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
 }
 
 uint32_t KELOAccessCommandController::UploadItems(const std::string& albumId,

@@ -1,6 +1,6 @@
 // The duplicate check before an upload: which files the service holds already.
 
-#include <limits>
+#include <algorithm>
 #include <unordered_map>
 
 #include "interface/KELOAccessCommandController.h"
@@ -62,70 +62,89 @@ Decision Decide(std::string_view status, bool withAlbum) {
   return {};
 }
 
+struct NamedFile {
+  std::string displayName;
+  bool isSound;  // voice memos are not asked about
+};
+
+std::vector<NamedFile> NameFiles(const std::vector<tagKELO_LoadInfo>& records) {
+  std::vector<NamedFile> files;
+  for (const tagKELO_LoadInfo& record : records) {
+    std::string name = DisplayName(record);
+    const bool isSound = IsSoundFile(name);
+    files.push_back({std::move(name), isSound});
+  }
+  return files;
+}
+
+std::string DescribeFiles(const std::vector<tagKELO_LoadInfo>& records,
+                          const std::vector<NamedFile>& files, uint32_t checkMask) {
+  std::string content("<items>\r\n");
+  for (size_t i = 0; i < files.size(); ++i) {
+    if (files[i].isSound) continue;
+    AppendItem(content, i + 1, records[i], files[i].displayName, checkMask);
+  }
+  return content.append("</items>\r\n");
+}
+
+// Deliberate: without a picture to send nothing travels, and where the service holds a picture
+// already, its voice memos count as stored too.
+void KeepMemosBack(std::vector<tagKELO_LoadInfo>& records, const std::vector<NamedFile>& files) {
+  const bool anyDuplicate = std::ranges::any_of(records, [](const tagKELO_LoadInfo& record) {
+    return record.result == kKELOResult_AlreadyExists ||
+           record.result == kKELOResult_AlreadyInAlbum;
+  });
+  for (size_t i = 0; anyDuplicate && i < files.size(); ++i) {
+    if (files[i].isSound) records[i].result = kKELOResult_AlreadyExists;
+  }
+}
+
 }  // namespace
 
 uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumId,
                                                        std::vector<tagKELO_LoadInfo>& records,
                                                        uint32_t checkMask) {
-  std::vector<std::string> names;
-  std::vector<bool> sound;
-  std::string content("<items>\r\n");
-  for (const tagKELO_LoadInfo& record : records) {
-    names.push_back(DisplayName(record));
-    sound.push_back(IsSoundFile(names.back()));
-    if (!sound.back()) AppendItem(content, names.size(), record, names.back(), checkMask);
-  }
-  content.append("</items>\r\n");
-
+  const std::vector<NamedFile> files = NameFiles(records);
   ServiceAnswer answer;
   const uint32_t failure =
-      CallUploadService("CheckUploadItems", content, answer,
+      CallUploadService("CheckUploadItems", DescribeFiles(records, files, checkMask), answer,
                         DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
   if (failure != kKELOResult_Success) return failure;
   const ElementsByIdx elements = GroupElements(answer.Text());
   if (elements.empty()) return kKELOResult_GeneralFailure;
 
-  uint64_t bytes = 0;
   bool anyPicture = false;
-  bool anyDuplicate = false;
   for (size_t i = 0; i < records.size(); ++i) {
     tagKELO_LoadInfo& record = records[i];
     record.result = kKELOResult_Success;
     CopyTextField(record.itemId, "");  // what an earlier command left there confirms nothing
-    if (!sound[i]) {
-      const auto group = elements.find(std::to_string(i + 1));
+    if (files[i].isSound) continue;
+    const auto group = elements.find(std::to_string(i + 1));
+    if (group != elements.end()) {
       std::string itemId;
-      if (group != elements.end()) {
-        record.result =
-            CheckUploadItemByIdx(static_cast<uint32_t>(i + 1), albumId, group->second, itemId);
-      }
-      anyPicture |= record.result == kKELOResult_Success;
-      const bool inAlbum = record.result == kKELOResult_AlreadyInAlbum;
-      if (inAlbum || record.result == kKELOResult_AlreadyExists) {
-        anyDuplicate = true;
-        CopyTextField(record.itemId, itemId);
-        if (inAlbum) {
-          AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), names[i]);
-        }
-      }
+      record.result =
+          CheckUploadItemByIdx(static_cast<uint32_t>(i + 1), albumId, group->second, itemId);
+      AdoptStoredItem(record, itemId, files[i].displayName);
     }
-    if (record.result == kKELOResult_Success) {
-      ++progress_.itemCount;
-      bytes += static_cast<uint32_t>(record.fileSize);
-    }
+    anyPicture |= record.result == kKELOResult_Success;
   }
-  progress_.transferTotal =
-      static_cast<uint32_t>(std::min<uint64_t>(bytes, std::numeric_limits<uint32_t>::max()));
-
-  // A voice memo never travels without a picture, deliberately.
-  if (!anyPicture) {
-    progress_.itemCount = 0;
-    progress_.transferTotal = 0;
-    for (size_t i = 0; anyDuplicate && i < records.size(); ++i) {
-      if (sound[i]) records[i].result = kKELOResult_AlreadyExists;
-    }
+  if (anyPicture) {
+    CountFilesToSend(records);
+  } else {
+    ResetProgress();
+    KeepMemosBack(records, files);
   }
   return kKELOResult_Success;
+}
+
+void KELOAccessCommandController::AdoptStoredItem(tagKELO_LoadInfo& record, std::string_view itemId,
+                                                  std::string_view displayName) {
+  const bool inAlbum = record.result == kKELOResult_AlreadyInAlbum;
+  if (!inAlbum && record.result != kKELOResult_AlreadyExists) return;
+  CopyTextField(record.itemId, itemId);
+  if (inAlbum) {
+    AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), displayName);
+  }
 }
 
 uint32_t KELOAccessCommandController::CheckUploadItemByIdx(uint32_t index,

@@ -18,8 +18,7 @@ std::string LastComponent(const std::string& path) {
 std::string DisplayName(const tagKELO_LoadInfo& record) {
   std::string name = KELOStringInfoToString(record.fileName);
   if (name.empty()) name = LastComponent(KELOStringInfoToString(record.filePath));
-  // A zero byte would end the document that carries the name.
-  return TextAsReferences(std::string_view(name).substr(0, name.find('\0')));
+  return TextAsReferences(name);
 }
 
 bool IsSoundFile(std::string_view displayName) {

@@ -36,7 +36,7 @@ TEST_F(EditsTest, PropertiesTravelAsTheMaskSays) {
                  "<property name=\"rating\" value=\"4294967295\" />\r\n"},
       {"", 2, 0, 3, caption + "\" />\r\n<property name=\"captionFlag\" value=\"false\" />\r\n"},
       {std::string(320, 'c'), 0, 0, 1, caption + std::string(320, 'c') + "\" />\r\n"},
-      {"bad\xFF", 0, 0, 1, caption + "bad\xFF\" />\r\n"},
+      {"bad\xFF\" rating=\"", 0, 0, 1, caption + "bad\xFF&quot; rating=&quot;\" />\r\n"},
   };
   for (const Case& c : cases) {
     service().ClearLog();
