@@ -11,13 +11,13 @@
 namespace kelo {
 namespace {
 
-std::uint32_t CodeForWriteError(int error) {
+uint32_t CodeForWriteError(int error) {
   return error == ENOSPC ? kTransport_DiskFull : kTransport_OtherFailure;
 }
 
 }  // namespace
 
-std::uint32_t DownloadFile::Create(const std::string& path) {
+uint32_t DownloadFile::Create(const std::string& path) {
   if (path.empty() || path.find('\0') != std::string::npos) return kTransport_DestinationUnusable;
   path_ = path;
   int error = 0;
@@ -35,13 +35,13 @@ std::uint32_t DownloadFile::Create(const std::string& path) {
   return kTransport_Success;
 }
 
-std::uint32_t DownloadFile::Write(std::string_view data) {
+uint32_t DownloadFile::Write(std::string_view data) {
   int error = 0;
   if (WriteAll(file_.Get(), data.data(), data.size(), error)) return kTransport_Success;
   return CodeForWriteError(error);
 }
 
-std::uint32_t DownloadFile::Keep() {
+uint32_t DownloadFile::Keep() {
   const int error = file_.Close();
   if (error == 0) return kTransport_Success;
   RemoveIfStillOurs();

@@ -21,10 +21,10 @@ class DownloadFile {
 
   bool IsOpen() const { return static_cast<bool>(file_); }
   /// Creates the file. Anything that stands at the path is left alone, a dangling link included.
-  std::uint32_t Create(const std::string& path);
-  std::uint32_t Write(std::string_view data);
+  uint32_t Create(const std::string& path);
+  uint32_t Write(std::string_view data);
   /// Closes the file and keeps it, unless closing shows that data was lost.
-  std::uint32_t Keep();
+  uint32_t Keep();
   /// Closes the file and removes it, if it still is the one that was created.
   void Discard();
 

@@ -8,41 +8,41 @@
 
 namespace kelo {
 
-std::uint32_t HTTPConnectionBase::HTTPRequestPUT(const std::string&, const std::string&,
-                                                 const std::string&, std::string&, std::uint32_t) {
+uint32_t HTTPConnectionBase::HTTPRequestPUT(const std::string&, const std::string&,
+                                            const std::string&, std::string&, uint32_t) {
   return 0;
 }
 
-std::uint32_t HTTPConnectionBase::HTTPRequestGET(const std::string&, const std::string&,
-                                                 std::string&, std::uint32_t) {
+uint32_t HTTPConnectionBase::HTTPRequestGET(const std::string&, const std::string&, std::string&,
+                                            uint32_t) {
   return 0;
 }
 
-std::uint32_t HTTPConnectionBase::HTTPRequestFileUpload(
+uint32_t HTTPConnectionBase::HTTPRequestFileUpload(
     const std::string&, const std::string&, const std::vector<tagHTTPConnection_HeaderInfo>&,
-    const std::vector<tagHTTPConnection_MultipartBody>&, std::string&, std::uint32_t) {
+    const std::vector<tagHTTPConnection_MultipartBody>&, std::string&, uint32_t) {
   return 0;
 }
 
-std::uint32_t HTTPConnectionBase::HTTPFileDownload(const std::string&, const std::string&,
-                                                   std::uint32_t&, std::uint32_t) {
+uint32_t HTTPConnectionBase::HTTPFileDownload(const std::string&, const std::string&, uint32_t&,
+                                              uint32_t) {
   return 0;
 }
 
-std::uint32_t HTTPConnectionBase::HTTPAbort() {
+uint32_t HTTPConnectionBase::HTTPAbort() {
   return 0;
 }
 
 void HTTPConnectionBase::ExecuteCallback_UploadProgress(const std::string& name,
-                                                        const std::uint32_t& done,
-                                                        const std::uint32_t& total) {
+                                                        const uint32_t& done,
+                                                        const uint32_t& total) {
   if (owner_ == nullptr || owner_->Callback() == nullptr) return;
   owner_->Callback()->Callback_UploadProgress(name, done, total);
 }
 
 void HTTPConnectionBase::ExecuteCallback_DownloadProgress(const std::string& name,
-                                                          const std::uint32_t& done,
-                                                          const std::uint32_t& total) {
+                                                          const uint32_t& done,
+                                                          const uint32_t& total) {
   if (owner_ == nullptr || owner_->Callback() == nullptr) return;
   owner_->Callback()->Callback_DownloadProgress(name, done, total);
 }
@@ -56,31 +56,31 @@ HTTPConnection::HTTPConnection(std::unique_ptr<HTTPConnectionBase> platform)
 
 HTTPConnection::~HTTPConnection() = default;
 
-std::uint32_t HTTPConnection::HTTPRequestPUT(const std::string& url, const std::string& query,
-                                             const std::string& body, std::string& response,
-                                             std::uint32_t timeout) {
+uint32_t HTTPConnection::HTTPRequestPUT(const std::string& url, const std::string& query,
+                                        const std::string& body, std::string& response,
+                                        uint32_t timeout) {
   return platform_->HTTPRequestPUT(url, query, body, response, timeout);
 }
 
-std::uint32_t HTTPConnection::HTTPRequestGET(const std::string& url, const std::string& query,
-                                             std::string& response, std::uint32_t timeout) {
+uint32_t HTTPConnection::HTTPRequestGET(const std::string& url, const std::string& query,
+                                        std::string& response, uint32_t timeout) {
   return platform_->HTTPRequestGET(url, query, response, timeout);
 }
 
-std::uint32_t HTTPConnection::HTTPRequestFileUpload(
+uint32_t HTTPConnection::HTTPRequestFileUpload(
     const std::string& url, const std::string& query,
     const std::vector<tagHTTPConnection_HeaderInfo>& headers,
     const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-    std::uint32_t timeout) {
+    uint32_t timeout) {
   return platform_->HTTPRequestFileUpload(url, query, headers, parts, response, timeout);
 }
 
-std::uint32_t HTTPConnection::HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                               std::uint32_t& fileSize, std::uint32_t timeout) {
+uint32_t HTTPConnection::HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                          uint32_t& fileSize, uint32_t timeout) {
   return platform_->HTTPFileDownload(url, destPath, fileSize, timeout);
 }
 
-std::uint32_t HTTPConnection::HTTPAbort() {
+uint32_t HTTPConnection::HTTPAbort() {
   return platform_->HTTPAbort();
 }
 

@@ -25,9 +25,9 @@ struct tagHTTPConnection_HeaderInfo {
 
 /// One piece of a multipart body: literal bytes, then a file.
 struct tagHTTPConnection_MultipartBody {
-  std::string bytes;           // sent as they are; may be empty
-  std::string filePath;        // UTF-8; empty: no file
-  std::uint32_t fileSize = 0;  // exactly so many bytes of the file are sent
+  std::string bytes;      // sent as they are; may be empty
+  std::string filePath;   // UTF-8; empty: no file
+  uint32_t fileSize = 0;  // exactly so many bytes of the file are sent
 };
 
 /// The abstract platform connection. The operations of the base do nothing and answer 0.
@@ -38,28 +38,26 @@ class HTTPConnectionBase {
   HTTPConnectionBase& operator=(const HTTPConnectionBase&) = delete;
   virtual ~HTTPConnectionBase() = default;
 
-  virtual std::uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
-                                       const std::string& body, std::string& response,
-                                       std::uint32_t timeout);
-  virtual std::uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
-                                       std::string& response, std::uint32_t timeout);
-  virtual std::uint32_t HTTPRequestFileUpload(
-      const std::string& url, const std::string& query,
-      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-      const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-      std::uint32_t timeout);
-  virtual std::uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                         std::uint32_t& fileSize, std::uint32_t timeout);
-  virtual std::uint32_t HTTPAbort();
+  virtual uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
+                                  const std::string& body, std::string& response, uint32_t timeout);
+  virtual uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
+                                  std::string& response, uint32_t timeout);
+  virtual uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                         const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                         const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                         std::string& response, uint32_t timeout);
+  virtual uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                    uint32_t& fileSize, uint32_t timeout);
+  virtual uint32_t HTTPAbort();
 
   /// The owner that progress goes to; must outlive this object or be taken back with null.
   void SetCallback(HTTPConnection* owner) { owner_ = owner; }
 
   /// Deliver progress upward; nothing happens without an owner that has a callback.
-  void ExecuteCallback_UploadProgress(const std::string& name, const std::uint32_t& done,
-                                      const std::uint32_t& total);
-  void ExecuteCallback_DownloadProgress(const std::string& name, const std::uint32_t& done,
-                                        const std::uint32_t& total);
+  void ExecuteCallback_UploadProgress(const std::string& name, const uint32_t& done,
+                                      const uint32_t& total);
+  void ExecuteCallback_DownloadProgress(const std::string& name, const uint32_t& done,
+                                        const uint32_t& total);
 
  private:
   HTTPConnection* owner_ = nullptr;
@@ -75,18 +73,17 @@ class HTTPConnection {
   HTTPConnection& operator=(const HTTPConnection&) = delete;
   virtual ~HTTPConnection();
 
-  std::uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
-                               const std::string& body, std::string& response,
-                               std::uint32_t timeout);
-  std::uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
-                               std::string& response, std::uint32_t timeout);
-  std::uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                      std::string& response, std::uint32_t timeout);
-  std::uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                 std::uint32_t& fileSize, std::uint32_t timeout);
-  std::uint32_t HTTPAbort();
+  uint32_t HTTPRequestPUT(const std::string& url, const std::string& query, const std::string& body,
+                          std::string& response, uint32_t timeout);
+  uint32_t HTTPRequestGET(const std::string& url, const std::string& query, std::string& response,
+                          uint32_t timeout);
+  uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                 const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                 const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                 std::string& response, uint32_t timeout);
+  uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
+                            uint32_t timeout);
+  uint32_t HTTPAbort();
 
   /// The controller that progress goes to; not owned, must outlive the requests.
   void SetCallback(KELOHTTPController* callback) { callback_ = callback; }

@@ -23,36 +23,35 @@ HTTPConnectionMac::~HTTPConnectionMac() {
   control_->endControl();
 }
 
-std::uint32_t HTTPConnectionMac::HTTPRequestPUT(const std::string& url, const std::string& query,
-                                                const std::string& body, std::string& response,
-                                                std::uint32_t timeout) {
+uint32_t HTTPConnectionMac::HTTPRequestPUT(const std::string& url, const std::string& query,
+                                           const std::string& body, std::string& response,
+                                           uint32_t timeout) {
   const CAutoreleasePool pool;
   return control_->httpFuncPUT(url, query, body, response, timeout);
 }
 
-std::uint32_t HTTPConnectionMac::HTTPRequestGET(const std::string& url, const std::string& query,
-                                                std::string& response, std::uint32_t timeout) {
+uint32_t HTTPConnectionMac::HTTPRequestGET(const std::string& url, const std::string& query,
+                                           std::string& response, uint32_t timeout) {
   const CAutoreleasePool pool;
   return control_->httpFuncGET(url, query, response, timeout);
 }
 
-std::uint32_t HTTPConnectionMac::HTTPRequestFileUpload(
+uint32_t HTTPConnectionMac::HTTPRequestFileUpload(
     const std::string& url, const std::string& query,
     const std::vector<tagHTTPConnection_HeaderInfo>& headers,
     const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-    std::uint32_t timeout) {
+    uint32_t timeout) {
   const CAutoreleasePool pool;
   return control_->httpFuncUpload(url, query, headers, parts, response, timeout);
 }
 
-std::uint32_t HTTPConnectionMac::HTTPFileDownload(const std::string& url,
-                                                  const std::string& destPath,
-                                                  std::uint32_t& fileSize, std::uint32_t timeout) {
+uint32_t HTTPConnectionMac::HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                             uint32_t& fileSize, uint32_t timeout) {
   const CAutoreleasePool pool;
   return control_->httpFuncDownload(url, destPath, fileSize, timeout);
 }
 
-std::uint32_t HTTPConnectionMac::HTTPAbort() {
+uint32_t HTTPConnectionMac::HTTPAbort() {
   const CAutoreleasePool pool;
   return control_->httpFuncAbort();
 }

@@ -18,18 +18,17 @@ class HTTPConnectionMac final : public HTTPConnectionBase {
   HTTPConnectionMac(std::unique_ptr<URLLoader> loader, const std::string& spoolPath);
   ~HTTPConnectionMac() override;
 
-  std::uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
-                               const std::string& body, std::string& response,
-                               std::uint32_t timeout) override;
-  std::uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
-                               std::string& response, std::uint32_t timeout) override;
-  std::uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                      std::string& response, std::uint32_t timeout) override;
-  std::uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                 std::uint32_t& fileSize, std::uint32_t timeout) override;
-  std::uint32_t HTTPAbort() override;
+  uint32_t HTTPRequestPUT(const std::string& url, const std::string& query, const std::string& body,
+                          std::string& response, uint32_t timeout) override;
+  uint32_t HTTPRequestGET(const std::string& url, const std::string& query, std::string& response,
+                          uint32_t timeout) override;
+  uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                 const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                 const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                 std::string& response, uint32_t timeout) override;
+  uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
+                            uint32_t timeout) override;
+  uint32_t HTTPAbort() override;
 
  private:
   std::unique_ptr<MacHTTPControl> control_;

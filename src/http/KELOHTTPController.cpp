@@ -18,48 +18,47 @@ KELOHTTPController::KELOHTTPController(std::unique_ptr<HTTPConnection> connectio
 
 KELOHTTPController::~KELOHTTPController() = default;
 
-std::uint32_t KELOHTTPController::HTTPRequestPUT(const std::string& url, const std::string& query,
-                                                 const std::string& body, std::string& response,
-                                                 std::uint32_t timeout) {
+uint32_t KELOHTTPController::HTTPRequestPUT(const std::string& url, const std::string& query,
+                                            const std::string& body, std::string& response,
+                                            uint32_t timeout) {
   return ConvertErrorCodeHTTPtoKELO(
       connection_->HTTPRequestPUT(url, query, body, response, timeout));
 }
 
-std::uint32_t KELOHTTPController::HTTPRequestGET(const std::string& url, const std::string& query,
-                                                 std::string& response, std::uint32_t timeout) {
+uint32_t KELOHTTPController::HTTPRequestGET(const std::string& url, const std::string& query,
+                                            std::string& response, uint32_t timeout) {
   return ConvertErrorCodeHTTPtoKELO(connection_->HTTPRequestGET(url, query, response, timeout));
 }
 
-std::uint32_t KELOHTTPController::HTTPRequestFileUpload(
+uint32_t KELOHTTPController::HTTPRequestFileUpload(
     const std::string& url, const std::string& query,
     const std::vector<tagHTTPConnection_HeaderInfo>& headers,
     const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-    std::uint32_t timeout) {
+    uint32_t timeout) {
   return ConvertErrorCodeHTTPtoKELO(
       connection_->HTTPRequestFileUpload(url, query, headers, parts, response, timeout));
 }
 
-std::uint32_t KELOHTTPController::HTTPFileDownload(const std::string& url,
-                                                   const std::string& destPath,
-                                                   std::uint32_t& fileSize, std::uint32_t timeout) {
+uint32_t KELOHTTPController::HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                              uint32_t& fileSize, uint32_t timeout) {
   return ConvertErrorCodeHTTPtoKELO(
       connection_->HTTPFileDownload(url, destPath, fileSize, timeout));
 }
 
-std::uint32_t KELOHTTPController::HTTPAbort() {
+uint32_t KELOHTTPController::HTTPAbort() {
   return ConvertErrorCodeHTTPtoKELO(connection_->HTTPAbort());
 }
 
 void KELOHTTPController::SetCallback(void*) {}
 
-void KELOHTTPController::Callback_UploadProgress(const std::string&, const std::uint32_t&,
-                                                 const std::uint32_t&) {}
+void KELOHTTPController::Callback_UploadProgress(const std::string&, const uint32_t&,
+                                                 const uint32_t&) {}
 
-void KELOHTTPController::Callback_DownloadProgress(const std::string&, const std::uint32_t&,
-                                                   const std::uint32_t&) {}
+void KELOHTTPController::Callback_DownloadProgress(const std::string&, const uint32_t&,
+                                                   const uint32_t&) {}
 
-std::uint32_t KELOHTTPController::ConvertErrorCodeHTTPtoKELO(std::uint32_t code) {
-  static constexpr std::pair<std::uint32_t, std::uint32_t> kTable[] = {
+uint32_t KELOHTTPController::ConvertErrorCodeHTTPtoKELO(uint32_t code) {
+  static constexpr std::pair<uint32_t, uint32_t> kTable[] = {
       {kTransport_Success, kKELOResult_Success},
       {kTransport_Aborted, kKELOResult_Aborted},
       {kTransport_TimedOut, kKELOResult_TimedOut},

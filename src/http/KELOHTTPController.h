@@ -29,38 +29,36 @@ class KELOHTTPController {
   virtual ~KELOHTTPController();
 
   /// PUT of `body` (up to its first zero byte) to url + "?" + query.
-  virtual std::uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
-                                       const std::string& body, std::string& response,
-                                       std::uint32_t timeout);
+  virtual uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
+                                  const std::string& body, std::string& response, uint32_t timeout);
   /// GET of url + "?" + query; the "?" is sent also for an empty query.
-  virtual std::uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
-                                       std::string& response, std::uint32_t timeout);
+  virtual uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
+                                  std::string& response, uint32_t timeout);
   /// POST of the parts, in order, with exactly the headers given. Nothing is sent unless every file
   /// can supply its declared size.
-  virtual std::uint32_t HTTPRequestFileUpload(
-      const std::string& url, const std::string& query,
-      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-      const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-      std::uint32_t timeout);
+  virtual uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                         const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                         const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                         std::string& response, uint32_t timeout);
   /// GET of `url` as it stands into a new file. `fileSize`: bytes received, 0xFFFFFFFF for more; 0
   /// on failure. A failure leaves no file; what stood at the destination before is left alone.
-  virtual std::uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                         std::uint32_t& fileSize, std::uint32_t timeout);
+  virtual uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                    uint32_t& fileSize, uint32_t timeout);
   /// Always 0.
-  virtual std::uint32_t HTTPAbort();
+  virtual uint32_t HTTPAbort();
 
   /// For derived controllers: whom to tell about progress. Does nothing here.
   virtual void SetCallback(void* callback);
   /// Progress, on the thread of the request, no lock held. Upload: (last path, 0, 0) before sending
   /// and (last path, bytes of all files, number of files) after it. Download: ("", bytes so far,
   /// bytes expected or 0 if unknown). Both do nothing here.
-  virtual void Callback_UploadProgress(const std::string& name, const std::uint32_t& done,
-                                       const std::uint32_t& total);
-  virtual void Callback_DownloadProgress(const std::string& name, const std::uint32_t& done,
-                                         const std::uint32_t& total);
+  virtual void Callback_UploadProgress(const std::string& name, const uint32_t& done,
+                                       const uint32_t& total);
+  virtual void Callback_DownloadProgress(const std::string& name, const uint32_t& done,
+                                         const uint32_t& total);
 
   /// The result code for a transport code.
-  virtual std::uint32_t ConvertErrorCodeHTTPtoKELO(std::uint32_t code);
+  virtual uint32_t ConvertErrorCodeHTTPtoKELO(uint32_t code);
 
   /// Base URLs without a trailing slash, from the server URL file (read afresh each time) or the
   /// built-in defaults. The environment variable KELO_URLS_FILE names another file.

@@ -15,19 +15,18 @@ namespace {
 
 constexpr std::chrono::milliseconds kSlice{50};
 // More than any answer of the service; a compressed answer could otherwise fill the memory.
-constexpr std::size_t kMostResponseBytes = std::size_t{512} << 20;
-constexpr std::uint64_t kMostReservedBytes = std::uint64_t{64} << 20;
+constexpr size_t kMostResponseBytes = size_t{512} << 20;
+constexpr uint64_t kMostReservedBytes = uint64_t{64} << 20;
 
 std::string URLWithQuery(const std::string& url, const std::string& query) {
   return url + "?" + query.substr(0, query.find('\0'));
 }
 
-std::uint32_t Saturated(std::uint64_t value) {
-  return static_cast<std::uint32_t>(
-      std::min<std::uint64_t>(value, std::numeric_limits<std::uint32_t>::max()));
+uint32_t Saturated(uint64_t value) {
+  return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
 }
 
-std::uint32_t CodeForStatus(int status, bool download) {
+uint32_t CodeForStatus(int status, bool download) {
   switch (status) {
     case 200:
       return kTransport_Success;
@@ -90,8 +89,8 @@ void MacHTTPControl::endControl() {
   pNSURLConnection_.reset();
 }
 
-std::uint32_t MacHTTPControl::httpFuncGET(const std::string& url, const std::string& query,
-                                          std::string& response, std::uint32_t timeoutSetting) {
+uint32_t MacHTTPControl::httpFuncGET(const std::string& url, const std::string& query,
+                                     std::string& response, uint32_t timeoutSetting) {
   response.clear();
   const Operation operation(*this);
   URLRequest request;
@@ -100,9 +99,9 @@ std::uint32_t MacHTTPControl::httpFuncGET(const std::string& url, const std::str
   return PerformForText(request, response);
 }
 
-std::uint32_t MacHTTPControl::httpFuncPUT(const std::string& url, const std::string& query,
-                                          const std::string& body, std::string& response,
-                                          std::uint32_t timeoutSetting) {
+uint32_t MacHTTPControl::httpFuncPUT(const std::string& url, const std::string& query,
+                                     const std::string& body, std::string& response,
+                                     uint32_t timeoutSetting) {
   response.clear();
   const Operation operation(*this);
   URLRequest request;
@@ -113,15 +112,15 @@ std::uint32_t MacHTTPControl::httpFuncPUT(const std::string& url, const std::str
   return PerformForText(request, response);
 }
 
-std::uint32_t MacHTTPControl::httpFuncUpload(
+uint32_t MacHTTPControl::httpFuncUpload(
     const std::string& url, const std::string& query,
     const std::vector<tagHTTPConnection_HeaderInfo>& header,
     const std::vector<tagHTTPConnection_MultipartBody>& partList, std::string& response,
-    std::uint32_t timeoutSetting) {
+    uint32_t timeoutSetting) {
   response.clear();
   const Operation operation(*this);
   UploadBody body(spoolPath_, [this] { return detectAbort(); });
-  if (const std::uint32_t code = body.Build(partList)) return code;
+  if (const uint32_t code = body.Build(partList)) return code;
   if (detectAbort()) return kTransport_Aborted;
   ReportUpload(body.LastPath(), 0, 0);
 
@@ -141,13 +140,12 @@ std::uint32_t MacHTTPControl::httpFuncUpload(
   return httpConnectionResult_;
 }
 
-std::uint32_t MacHTTPControl::httpFuncDownload(const std::string& url, const std::string& destPath,
-                                               std::uint32_t& fileSize,
-                                               std::uint32_t timeoutSetting) {
+uint32_t MacHTTPControl::httpFuncDownload(const std::string& url, const std::string& destPath,
+                                          uint32_t& fileSize, uint32_t timeoutSetting) {
   fileSize = 0;
   const Operation operation(*this, true);
   if (!IsWellFormedURL(url)) return kTransport_DownloadNotFound;
-  if (const std::uint32_t code = httpConnectionDownloadOutputStream_.Create(destPath)) return code;
+  if (const uint32_t code = httpConnectionDownloadOutputStream_.Create(destPath)) return code;
   URLRequest request;
   request.url = url;
   request.timeout = timeoutSetting;
@@ -164,7 +162,7 @@ std::uint32_t MacHTTPControl::httpFuncDownload(const std::string& url, const std
   return httpConnectionResult_;
 }
 
-std::uint32_t MacHTTPControl::httpFuncAbort() {
+uint32_t MacHTTPControl::httpFuncAbort() {
   std::unique_lock lock(operationLock_);
   if (!httpConnectionActive_) return 0;
   abortCommandExecution_ = true;
@@ -173,13 +171,13 @@ std::uint32_t MacHTTPControl::httpFuncAbort() {
     if (pNSURLConnection_) pNSURLConnection_->Cancel();
     return 0;
   }
-  const std::uint64_t running = operationCount_;
+  const uint64_t running = operationCount_;
   loader_->WakeUp();
   operationEnded_.wait(lock, [&] { return operationCount_ != running; });
   return 0;
 }
 
-std::uint32_t MacHTTPControl::PerformForText(const URLRequest& request, std::string& response) {
+uint32_t MacHTTPControl::PerformForText(const URLRequest& request, std::string& response) {
   if (detectAbort()) return kTransport_Aborted;
   RunWaitLoop(request);
   if (httpResponseDataReceiveFinished_) TakeResponse(response);
@@ -214,7 +212,7 @@ void MacHTTPControl::TakeResponse(std::string& response) {
   response.resize(std::min(response.find('\0'), response.size()));
 }
 
-void MacHTTPControl::DidReceiveResponse(int status, std::optional<std::uint64_t> contentLength) {
+void MacHTTPControl::DidReceiveResponse(int status, std::optional<uint64_t> contentLength) {
   httpConnectionResult_ = CodeForStatus(status, httpConnectionDownloadActive_);
   httpConnectionDidReceiveResponseError_ = status != 200;
   if (!httpConnectionDownloadActive_) {
@@ -236,8 +234,16 @@ void MacHTTPControl::DidReceiveData(std::string_view data) {
 }
 
 void MacHTTPControl::WriteDownload(std::string_view data) {
-  if (AnyFailure() || !httpConnectionDownloadOutputStream_.IsOpen()) return;
-  if (const std::uint32_t code = httpConnectionDownloadOutputStream_.Write(data)) {
+  if (AnyFailure() || !httpConnectionDownloadOutputStream_.IsOpen()) {
+    // The body of a failure is dropped, and one without an end given up.
+    httpConnectionDownloadFinishedSize_ += data.size();
+    if (httpConnectionDownloadFinishedSize_ > kMostResponseBytes) {
+      httpConnectionDidFailWithError_ = true;
+      pNSURLConnection_->Cancel();
+    }
+    return;
+  }
+  if (const uint32_t code = httpConnectionDownloadOutputStream_.Write(data)) {
     httpDownloadDidFailWithError_ = true;
     httpConnectionResult_ = code;
   }
@@ -276,8 +282,7 @@ void MacHTTPControl::DidFailWithError(std::string_view domain, int code) {
   }
 }
 
-void MacHTTPControl::ReportUpload(const std::string& path, std::uint64_t done,
-                                  std::uint64_t total) {
+void MacHTTPControl::ReportUpload(const std::string& path, uint64_t done, uint64_t total) {
   if (pHTTPConnectionMac_ == nullptr) return;
   pHTTPConnectionMac_->ExecuteCallback_UploadProgress(path, Saturated(done), Saturated(total));
 }

@@ -37,37 +37,36 @@ class MacHTTPControl final : private URLConnectionDelegate {
   /// Gives up what is left; sent before destruction.
   void endControl();
 
-  std::uint32_t httpFuncGET(const std::string& url, const std::string& query, std::string& response,
-                            std::uint32_t timeoutSetting);
-  std::uint32_t httpFuncPUT(const std::string& url, const std::string& query,
-                            const std::string& body, std::string& response,
-                            std::uint32_t timeoutSetting);
-  std::uint32_t httpFuncUpload(const std::string& url, const std::string& query,
-                               const std::vector<tagHTTPConnection_HeaderInfo>& header,
-                               const std::vector<tagHTTPConnection_MultipartBody>& partList,
-                               std::string& response, std::uint32_t timeoutSetting);
-  std::uint32_t httpFuncDownload(const std::string& url, const std::string& destPath,
-                                 std::uint32_t& fileSize, std::uint32_t timeoutSetting);
+  uint32_t httpFuncGET(const std::string& url, const std::string& query, std::string& response,
+                       uint32_t timeoutSetting);
+  uint32_t httpFuncPUT(const std::string& url, const std::string& query, const std::string& body,
+                       std::string& response, uint32_t timeoutSetting);
+  uint32_t httpFuncUpload(const std::string& url, const std::string& query,
+                          const std::vector<tagHTTPConnection_HeaderInfo>& header,
+                          const std::vector<tagHTTPConnection_MultipartBody>& partList,
+                          std::string& response, uint32_t timeoutSetting);
+  uint32_t httpFuncDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
+                            uint32_t timeoutSetting);
 
   /// Ends the running operation; always 0. Any thread.
-  std::uint32_t httpFuncAbort();
+  uint32_t httpFuncAbort();
   /// Whether an abort of the running operation was requested. Any thread.
   bool detectAbort() const { return abortCommandExecution_; }
 
  private:
   class Operation;
 
-  void DidReceiveResponse(int status, std::optional<std::uint64_t> contentLength) override;
+  void DidReceiveResponse(int status, std::optional<uint64_t> contentLength) override;
   void DidReceiveData(std::string_view data) override;
   void DidFinishLoading() override;
   void DidFailWithError(std::string_view domain, int code) override;
 
-  std::uint32_t PerformForText(const URLRequest& request, std::string& response);
+  uint32_t PerformForText(const URLRequest& request, std::string& response);
   void RunWaitLoop(const URLRequest& request);
   void TakeResponse(std::string& response);
   bool AnyFailure() const;
   void WriteDownload(std::string_view data);
-  void ReportUpload(const std::string& path, std::uint64_t done, std::uint64_t total);
+  void ReportUpload(const std::string& path, uint64_t done, uint64_t total);
 
   const std::unique_ptr<URLLoader> loader_;
   const std::string spoolPath_;
@@ -81,16 +80,16 @@ class MacHTTPControl final : private URLConnectionDelegate {
   bool httpConnectionDidReceiveResponseError_ = false;
   bool httpDownloadDidFailWithError_ = false;
   bool httpConnectionDownloadActive_ = false;
-  std::uint64_t httpConnectionDownloadFinishedSize_ = 0;
-  std::uint64_t httpConnectionDownloadTotalSize_ = 0;
+  uint64_t httpConnectionDownloadFinishedSize_ = 0;
+  uint64_t httpConnectionDownloadTotalSize_ = 0;
   DownloadFile httpConnectionDownloadOutputStream_;
-  std::uint32_t httpConnectionResult_ = 0;
+  uint32_t httpConnectionResult_ = 0;
 
   // Shared with httpFuncAbort. The lock orders the beginning and the end of an operation against
   // aborts; it is never held while anything else happens.
   std::mutex operationLock_;
   std::condition_variable operationEnded_;
-  std::uint64_t operationCount_ = 0;
+  uint64_t operationCount_ = 0;
   std::thread::id operationThread_;
   std::atomic<bool> httpConnectionActive_ = false;
   std::atomic<bool> abortCommandExecution_ = false;

@@ -41,9 +41,9 @@ std::string_view QuotedValue(std::string_view text, std::string_view key) {
 }  // namespace
 
 std::string ServerURL(const ServerURLEntry& entry) {
-  std::uint32_t size = 0;
+  uint32_t size = 0;
   KELOUtility utility;
-  const std::unique_ptr<std::uint8_t[]> bytes = utility.ReadLocalTextFile(URLsFile(), size);
+  const std::unique_ptr<uint8_t[]> bytes = utility.ReadLocalTextFile(URLsFile(), size);
   std::string_view text;
   if (bytes) text = {reinterpret_cast<const char*>(bytes.get()), size};
   const std::string_view value = QuotedValue(text.substr(0, text.find('\0')), entry.key);

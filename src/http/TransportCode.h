@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-enum TransportCode : std::uint32_t {
+enum TransportCode : uint32_t {
   kTransport_Success = 0,
   kTransport_Aborted = 1,                  // seen before or during the transfer
   kTransport_NotFound = 4097,              // status 404 outside a download; unknown host

@@ -15,15 +15,15 @@
 namespace kelo {
 namespace {
 
-constexpr std::size_t kChunkSize = 65536;
-constexpr std::size_t kReadStep = 1 << 20;  // between two looks at the abort flag
+constexpr size_t kChunkSize = 65536;
+constexpr size_t kReadStep = 1 << 20;  // between two looks at the abort flag
 constexpr int kMostSpoolAttempts = 10;
 
-constexpr std::size_t kLargePage = 2 << 20;
+constexpr size_t kLargePage = 2 << 20;
 
 /// An uninitialized buffer. Touched page by page, a large one would cost as much in page faults as
 /// in reading the files, so it asks for large pages; whether it gets them doesn't matter.
-char* NewBuffer(std::size_t size) {
+char* NewBuffer(size_t size) {
   char* const buffer = static_cast<char*>(::operator new[](size, std::align_val_t{kLargePage}));
 #if defined(MADV_HUGEPAGE)
   static_cast<void>(madvise(buffer, size / kLargePage * kLargePage, MADV_HUGEPAGE));
@@ -44,8 +44,8 @@ UploadBody::~UploadBody() {
   unlink(spoolPath_.c_str());
 }
 
-std::uint32_t UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
-  std::uint64_t fileSizes = 0;
+uint32_t UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+  uint64_t fileSizes = 0;
   for (const auto& part : parts) {
     // Bytes are declared, but no file is named that could supply them.
     if (part.filePath.empty() && part.fileSize != 0) return kTransport_UploadFileUnreadable;
@@ -59,26 +59,26 @@ URLBody UploadBody::Body() const {
   return std::string_view(buffer_.get(), length_);
 }
 
-std::uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
-  std::uint64_t total = 0;
+uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+  uint64_t total = 0;
   for (const auto& part : parts) total += part.bytes.size() + part.fileSize;
   buffer_.reset(NewBuffer(total));
   for (const auto& part : parts) {
     std::memcpy(buffer_.get() + length_, part.bytes.data(), part.bytes.size());
     length_ += part.bytes.size();
     if (part.filePath.empty()) continue;
-    if (const std::uint32_t code = ReadFileIntoBuffer(part)) return code;
+    if (const uint32_t code = ReadFileIntoBuffer(part)) return code;
     CountFile(part);
   }
   return kTransport_Success;
 }
 
-std::uint32_t UploadBody::ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part) {
+uint32_t UploadBody::ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part) {
   const FileDescriptor file = OpenPart(part);
   if (!file) return kTransport_UploadFileUnreadable;
-  for (std::size_t left = part.fileSize; left > 0;) {
+  for (size_t left = part.fileSize; left > 0;) {
     if (aborted_()) return kTransport_Aborted;
-    const std::size_t step = std::min(left, kReadStep);
+    const size_t step = std::min(left, kReadStep);
     int error = 0;
     if (ReadFull(file.Get(), buffer_.get() + length_, step, error) != step) {
       return kTransport_UploadFileUnreadable;
@@ -89,36 +89,36 @@ std::uint32_t UploadBody::ReadFileIntoBuffer(const tagHTTPConnection_MultipartBo
   return kTransport_Success;
 }
 
-std::uint32_t UploadBody::BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+uint32_t UploadBody::BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
   if (!OpenSpool()) return kTransport_OtherFailure;
   chunk_ = std::make_unique_for_overwrite<char[]>(kChunkSize);
   for (const auto& part : parts) {
-    if (const std::uint32_t code = AppendToSpool(part.bytes.data(), part.bytes.size())) return code;
+    if (const uint32_t code = AppendToSpool(part.bytes.data(), part.bytes.size())) return code;
     if (part.filePath.empty()) continue;
-    if (const std::uint32_t code = CopyFileIntoSpool(part)) return code;
+    if (const uint32_t code = CopyFileIntoSpool(part)) return code;
     CountFile(part);
   }
   chunk_.reset();
   return kTransport_Success;
 }
 
-std::uint32_t UploadBody::CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part) {
+uint32_t UploadBody::CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part) {
   const FileDescriptor file = OpenPart(part);
   if (!file) return kTransport_UploadFileUnreadable;
-  for (std::size_t left = part.fileSize; left > 0;) {
+  for (size_t left = part.fileSize; left > 0;) {
     if (aborted_()) return kTransport_Aborted;
-    const std::size_t step = std::min(left, kChunkSize);
+    const size_t step = std::min(left, kChunkSize);
     int error = 0;
     if (ReadFull(file.Get(), chunk_.get(), step, error) != step) {
       return kTransport_UploadFileUnreadable;
     }
-    if (const std::uint32_t code = AppendToSpool(chunk_.get(), step)) return code;
+    if (const uint32_t code = AppendToSpool(chunk_.get(), step)) return code;
     left -= step;
   }
   return kTransport_Success;
 }
 
-std::uint32_t UploadBody::AppendToSpool(const void* data, std::size_t size) {
+uint32_t UploadBody::AppendToSpool(const void* data, size_t size) {
   int error = 0;
   if (!WriteAll(spool_.Get(), data, size, error)) return kTransport_OtherFailure;
   length_ += size;
@@ -139,7 +139,7 @@ bool UploadBody::OpenSpool() {
 
 FileDescriptor UploadBody::OpenPart(const tagHTTPConnection_MultipartBody& part) const {
   if (part.filePath.find('\0') != std::string::npos) return {};
-  std::uint64_t size = 0;
+  uint64_t size = 0;
   int error = 0;
   FileDescriptor file = OpenRegularFileForReading(part.filePath, size, error);
   return size < part.fileSize ? FileDescriptor() : std::move(file);

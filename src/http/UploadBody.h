@@ -21,7 +21,7 @@ namespace kelo {
 class UploadBody {
  public:
   /// Sum of the file sizes from which the body is spooled.
-  static constexpr std::uint64_t kSpoolThreshold = 104857600;
+  static constexpr uint64_t kSpoolThreshold = 104857600;
 
   /// `aborted` is asked between steps of bounded length.
   UploadBody(std::string spoolPath, std::function<bool()> aborted);
@@ -31,23 +31,23 @@ class UploadBody {
   ~UploadBody();
 
   /// Reads everything. A transport code; 4107 for a file that cannot supply its declared size.
-  std::uint32_t Build(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  uint32_t Build(const std::vector<tagHTTPConnection_MultipartBody>& parts);
 
   /// The body, valid while this object lives.
   URLBody Body() const;
   const std::string& LastPath() const { return lastPath_; }
-  std::uint64_t FileBytes() const { return fileBytes_; }
-  std::uint64_t FileCount() const { return fileCount_; }
+  uint64_t FileBytes() const { return fileBytes_; }
+  uint64_t FileCount() const { return fileCount_; }
 
  private:
   struct FreeBuffer {
     void operator()(char* buffer) const;
   };
-  std::uint32_t BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts);
-  std::uint32_t BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts);
-  std::uint32_t ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part);
-  std::uint32_t CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part);
-  std::uint32_t AppendToSpool(const void* data, std::size_t size);
+  uint32_t BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  uint32_t BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  uint32_t ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part);
+  uint32_t CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part);
+  uint32_t AppendToSpool(const void* data, size_t size);
   bool OpenSpool();
   FileDescriptor OpenPart(const tagHTTPConnection_MultipartBody& part) const;
   void CountFile(const tagHTTPConnection_MultipartBody& part);
@@ -57,10 +57,10 @@ class UploadBody {
   std::unique_ptr<char[], FreeBuffer> buffer_;
   FileDescriptor spool_;
   std::unique_ptr<char[]> chunk_;  // between a file and the spool
-  std::uint64_t length_ = 0;       // of the body so far
+  uint64_t length_ = 0;            // of the body so far
   std::string lastPath_;
-  std::uint64_t fileBytes_ = 0;
-  std::uint64_t fileCount_ = 0;
+  uint64_t fileBytes_ = 0;
+  uint64_t fileCount_ = 0;
 };
 
 }  // namespace kelo

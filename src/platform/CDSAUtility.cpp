@@ -12,8 +12,8 @@
 namespace kelo {
 namespace {
 
-constexpr std::size_t kChunkSize = 256;
-constexpr std::size_t kReadSize = 256 * kChunkSize;
+constexpr size_t kChunkSize = 256;
+constexpr size_t kReadSize = 256 * kChunkSize;
 
 struct FreeAlgorithm {
   void operator()(EVP_MD* algorithm) const { EVP_MD_free(algorithm); }
@@ -39,7 +39,7 @@ void PrintError() {
 
 void WriteHex(const CDSAUtilityBase::Digest& digest, std::span<char> out) {
   static constexpr char kDigits[] = "0123456789abcdef";
-  std::size_t at = 0;
+  size_t at = 0;
   for (unsigned int i = 0; i < digest.length && at + 2 < out.size(); ++i) {
     out[at++] = kDigits[digest.bytes[i] >> 4];
     out[at++] = kDigits[digest.bytes[i] & 15];
@@ -81,7 +81,7 @@ void CDSAUtilityAccess::makeHash(std::string_view text, std::span<char> out) {
 }
 
 int CDSAUtilityAccess::makeDigestFromFile(const std::string& path, std::span<char> out) {
-  std::uint64_t size = 0;
+  uint64_t size = 0;
   int error = 0;
   const FileDescriptor file = OpenRegularFileForReading(path, size, error);
   Context context;

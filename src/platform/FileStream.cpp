@@ -13,7 +13,7 @@ namespace kelo {
 namespace {
 
 // The largest count that one read or write takes everywhere.
-constexpr std::size_t kLargestStep = std::numeric_limits<std::int32_t>::max();
+constexpr size_t kLargestStep = std::numeric_limits<int32_t>::max();
 
 int Open(const std::string& path, int flags, mode_t mode, int& error) {
   int fd;
@@ -35,7 +35,7 @@ FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error) {
   return FileDescriptor(Open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode, error));
 }
 
-FileDescriptor OpenRegularFileForReading(const std::string& path, std::uint64_t& size, int& error) {
+FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size, int& error) {
   size = 0;
   // O_NONBLOCK: opening a FIFO that nobody writes to would wait for ever.
   FileDescriptor file(Open(path, O_RDONLY | O_NONBLOCK, 0, error));
@@ -51,11 +51,11 @@ FileDescriptor OpenRegularFileForReading(const std::string& path, std::uint64_t&
     error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     return {};
   }
-  size = static_cast<std::uint64_t>(status.st_size);
+  size = static_cast<uint64_t>(status.st_size);
   return file;
 }
 
-bool WriteAll(int fd, const void* data, std::size_t size, int& error) {
+bool WriteAll(int fd, const void* data, size_t size, int& error) {
   error = 0;
   const char* next = static_cast<const char*>(data);
   while (size > 0) {
@@ -68,12 +68,12 @@ bool WriteAll(int fd, const void* data, std::size_t size, int& error) {
       return false;
     }
     next += written;
-    size -= static_cast<std::size_t>(written);
+    size -= static_cast<size_t>(written);
   }
   return true;
 }
 
-ssize_t ReadSome(int fd, void* buffer, std::size_t size, int& error) {
+ssize_t ReadSome(int fd, void* buffer, size_t size, int& error) {
   ssize_t got;
   do {
     got = ::read(fd, buffer, std::min(size, kLargestStep));
@@ -82,15 +82,15 @@ ssize_t ReadSome(int fd, void* buffer, std::size_t size, int& error) {
   return got;
 }
 
-std::size_t ReadFull(int fd, void* buffer, std::size_t size, int& error) {
+size_t ReadFull(int fd, void* buffer, size_t size, int& error) {
   error = 0;
-  std::size_t filled = 0;
+  size_t filled = 0;
   while (filled < size) {
     const ssize_t got = ReadSome(fd, static_cast<char*>(buffer) + filled, size - filled, error);
     if (got <= 0) {
       break;
     }
-    filled += static_cast<std::size_t>(got);
+    filled += static_cast<size_t>(got);
   }
   return filled;
 }

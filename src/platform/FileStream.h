@@ -46,16 +46,16 @@ FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error);
 
 /// Opens a regular file and tells its size in bytes. Anything else is refused without blocking:
 /// EISDIR for a folder, EINVAL for a FIFO, a device or a socket.
-FileDescriptor OpenRegularFileForReading(const std::string& path, std::uint64_t& size, int& error);
+FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size, int& error);
 
 /// Writes everything, or fails.
-bool WriteAll(int fd, const void* data, std::size_t size, int& error);
+bool WriteAll(int fd, const void* data, size_t size, int& error);
 
 /// One read: the number of bytes, 0 at the end of the file, -1 on failure.
-ssize_t ReadSome(int fd, void* buffer, std::size_t size, int& error);
+ssize_t ReadSome(int fd, void* buffer, size_t size, int& error);
 
 /// Reads until the buffer is full or the file ends; the number of bytes. Fewer than `size` with
 /// error 0 means that the file ended.
-std::size_t ReadFull(int fd, void* buffer, std::size_t size, int& error);
+size_t ReadFull(int fd, void* buffer, size_t size, int& error);
 
 }  // namespace kelo

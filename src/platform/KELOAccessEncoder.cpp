@@ -13,7 +13,7 @@ using OutputBuffer = std::array<char, 512>;
 
 class KELOAccessEncoderMac final : public KELOAccessEncoderBase {
  public:
-  std::uint32_t AccessEncodeSHA1(std::string_view text, std::string& digest) override {
+  uint32_t AccessEncodeSHA1(std::string_view text, std::string& digest) override {
     const CAutoreleasePool pool;
     OutputBuffer buffer{};
     CDSAUtilityAccess().makeHash(text, buffer);
@@ -21,7 +21,7 @@ class KELOAccessEncoderMac final : public KELOAccessEncoderBase {
     return 1;
   }
 
-  std::uint32_t AccessEncodeFileMD5(std::string_view path, std::string& digest) override {
+  uint32_t AccessEncodeFileMD5(std::string_view path, std::string& digest) override {
     const CAutoreleasePool pool;
     OutputBuffer buffer{};
     const int result = CDSAUtilityAccess().makeDigestFromFile(std::string(path), buffer);
@@ -32,21 +32,21 @@ class KELOAccessEncoderMac final : public KELOAccessEncoderBase {
 
 }  // namespace
 
-std::uint32_t KELOAccessEncoderBase::AccessEncodeSHA1(std::string_view, std::string&) {
+uint32_t KELOAccessEncoderBase::AccessEncodeSHA1(std::string_view, std::string&) {
   return 0;
 }
 
-std::uint32_t KELOAccessEncoderBase::AccessEncodeFileMD5(std::string_view, std::string&) {
+uint32_t KELOAccessEncoderBase::AccessEncodeFileMD5(std::string_view, std::string&) {
   return 0;
 }
 
 KELOAccessEncoder::KELOAccessEncoder() : platform_(std::make_unique<KELOAccessEncoderMac>()) {}
 
-std::uint32_t KELOAccessEncoder::AccessEncodeSHA1(std::string_view text, std::string& digest) {
+uint32_t KELOAccessEncoder::AccessEncodeSHA1(std::string_view text, std::string& digest) {
   return platform_->AccessEncodeSHA1(text, digest);
 }
 
-std::uint32_t KELOAccessEncoder::AccessEncodeFileMD5(std::string_view path, std::string& digest) {
+uint32_t KELOAccessEncoder::AccessEncodeFileMD5(std::string_view path, std::string& digest) {
   return platform_->AccessEncodeFileMD5(path, digest);
 }
 

@@ -14,25 +14,25 @@ namespace {
 /// The platform's utility object.
 class MacKELOUtility {
  public:
-  std::unique_ptr<std::uint8_t[]> utilityFuncReadLocalTextFile(std::string_view path,
-                                                               std::uint32_t& size) const;
+  std::unique_ptr<uint8_t[]> utilityFuncReadLocalTextFile(std::string_view path,
+                                                          uint32_t& size) const;
   double utilityFuncGetTimeIntervalSinceReferenceDate() const;
 };
 
-std::unique_ptr<std::uint8_t[]> MacKELOUtility::utilityFuncReadLocalTextFile(
-    std::string_view path, std::uint32_t& size) const {
-  std::uint64_t fileSize = 0;
+std::unique_ptr<uint8_t[]> MacKELOUtility::utilityFuncReadLocalTextFile(std::string_view path,
+                                                                        uint32_t& size) const {
+  uint64_t fileSize = 0;
   int error = 0;
   const FileDescriptor file = OpenRegularFileForReading(std::string(path), fileSize, error);
-  if (!file || fileSize > std::numeric_limits<std::uint32_t>::max()) {
+  if (!file || fileSize > std::numeric_limits<uint32_t>::max()) {
     return nullptr;
   }
-  auto bytes = std::make_unique_for_overwrite<std::uint8_t[]>(fileSize);
-  const std::size_t got = ReadFull(file.Get(), bytes.get(), fileSize, error);
+  auto bytes = std::make_unique_for_overwrite<uint8_t[]>(fileSize);
+  const size_t got = ReadFull(file.Get(), bytes.get(), fileSize, error);
   if (error != 0) {
     return nullptr;
   }
-  size = static_cast<std::uint32_t>(got);
+  size = static_cast<uint32_t>(got);
   return bytes;
 }
 
@@ -44,8 +44,7 @@ double MacKELOUtility::utilityFuncGetTimeIntervalSinceReferenceDate() const {
 
 class KELOUtilityMac final : public KELOUtilityBase {
  public:
-  std::unique_ptr<std::uint8_t[]> ReadLocalTextFile(std::string_view path,
-                                                    std::uint32_t& size) override {
+  std::unique_ptr<uint8_t[]> ReadLocalTextFile(std::string_view path, uint32_t& size) override {
     const CAutoreleasePool pool;
     size = 0;
     return path.empty() ? nullptr : utility_.utilityFuncReadLocalTextFile(path, size);

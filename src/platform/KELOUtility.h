@@ -14,8 +14,7 @@ class KELOUtilityBase {
   KELOUtilityBase& operator=(const KELOUtilityBase&) = delete;
   virtual ~KELOUtilityBase() = default;
 
-  virtual std::unique_ptr<std::uint8_t[]> ReadLocalTextFile(std::string_view path,
-                                                            std::uint32_t& size) = 0;
+  virtual std::unique_ptr<uint8_t[]> ReadLocalTextFile(std::string_view path, uint32_t& size) = 0;
 };
 
 /// Made for one call and thrown away after it. One thread at a time.
@@ -26,7 +25,7 @@ class KELOUtility {
   /// The raw bytes of a regular file, without a terminating zero; `size` is their number. Null and
   /// size 0 for an empty path and for a file that is missing, unreadable or not regular. An empty
   /// file is not null.
-  std::unique_ptr<std::uint8_t[]> ReadLocalTextFile(std::string_view path, std::uint32_t& size) {
+  std::unique_ptr<uint8_t[]> ReadLocalTextFile(std::string_view path, uint32_t& size) {
     return platform_->ReadLocalTextFile(path, size);
   }
 

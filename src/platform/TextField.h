@@ -10,20 +10,20 @@ namespace kelo {
 
 // Writes `text` into `field`, cut to N - 1 bytes and NUL-terminated. The rest of the field is
 // cleared, because records are handed out whole and must not show what the memory held before.
-template <std::size_t N>
+template <size_t N>
 void CopyTextField(char (&field)[N], std::string_view text) {
   static_assert(N > 0);
-  const std::size_t length = std::min(text.size(), N - 1);
+  const size_t length = std::min(text.size(), N - 1);
   if (length > 0) std::memmove(field, text.data(), length);  // a view of the field itself is fine
   std::memset(field + length, 0, N - length);
 }
 
 // The text of `field`: up to its first NUL, or all N bytes of a field that lacks one. The view is
 // valid as long as the field is.
-template <std::size_t N>
+template <size_t N>
 std::string_view ReadTextField(const char (&field)[N]) {
   const void* end = std::memchr(field, '\0', N);
-  return {field, end ? static_cast<std::size_t>(static_cast<const char*>(end) - field) : N};
+  return {field, end ? static_cast<size_t>(static_cast<const char*>(end) - field) : N};
 }
 
 }  // namespace kelo

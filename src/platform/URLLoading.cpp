@@ -88,7 +88,7 @@ void CurlConnection::Respond() {
   const auto length = GetCurlInfo<CURLINFO_CONTENT_LENGTH_DOWNLOAD_T>(easy, curl_off_t{-1});
   delegate_.DidReceiveResponse(
       static_cast<int>(status),
-      length < 0 ? std::nullopt : std::optional(static_cast<std::uint64_t>(length)));
+      length < 0 ? std::nullopt : std::optional(static_cast<uint64_t>(length)));
 }
 
 void CurlConnection::FollowRedirect() {

@@ -40,7 +40,7 @@ enum URLErrorCode : int {
 /// stays the caller's and must stay open while the connection lives.
 struct URLFileBody {
   int descriptor = -1;
-  std::uint64_t length = 0;
+  uint64_t length = 0;
 };
 
 /// No body, bytes that must stay where they are while the connection lives, or a file.
@@ -56,7 +56,7 @@ struct URLRequest {
   std::string url;
   /// Seconds without any movement after which the request has timed out. After the last byte of a
   /// body 180 seconds are added for each GiB of it.
-  std::uint32_t timeout = 60;
+  uint32_t timeout = 60;
   /// Sent as they are, each once. Without an "Accept-Encoding" among them answers may travel
   /// compressed and arrive decoded.
   std::vector<URLHeader> headers;
@@ -69,7 +69,7 @@ struct URLRequest {
 /// connection has then ended and the exception goes on from RunSlice.
 class URLConnectionDelegate {
  public:
-  virtual void DidReceiveResponse(int status, std::optional<std::uint64_t> contentLength) = 0;
+  virtual void DidReceiveResponse(int status, std::optional<uint64_t> contentLength) = 0;
   virtual void DidReceiveData(std::string_view data) = 0;
   virtual void DidFinishLoading() = 0;
   virtual void DidFailWithError(std::string_view domain, int code) = 0;

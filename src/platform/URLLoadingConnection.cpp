@@ -17,20 +17,20 @@
 namespace kelo {
 namespace {
 
-constexpr long kOldestReusedConnection = 20;  // seconds; an older one has probably been closed
-constexpr std::uint64_t kDigestionPerGiB = 180'000;  // milliseconds
+constexpr long kOldestReusedConnection = 20;    // seconds; an older one has probably been closed
+constexpr uint64_t kDigestionPerGiB = 180'000;  // milliseconds
 constexpr long kReceiveBufferSize = 65536;
 constexpr long kSendBufferSize = 524288;
-constexpr std::uint64_t kMostBytesSentAtOnce = 65536;
+constexpr uint64_t kMostBytesSentAtOnce = 65536;
 
-std::uint64_t LengthOf(const URLBody& body) {
+uint64_t LengthOf(const URLBody& body) {
   if (const auto* bytes = std::get_if<std::string_view>(&body)) return bytes->size();
   if (const auto* file = std::get_if<URLFileBody>(&body)) return file->length;
   return 0;
 }
 
 /// Reads at a position, everything wanted; -1 on failure or at the end of the file.
-ssize_t ReadAt(int descriptor, char* buffer, std::size_t size, std::uint64_t position) {
+ssize_t ReadAt(int descriptor, char* buffer, size_t size, uint64_t position) {
   ssize_t got;
   do {
     got = pread(descriptor, buffer, size, static_cast<off_t>(position));
@@ -117,7 +117,7 @@ void CurlConnection::SetOptions() {
   SetCurlOption<CURLOPT_MAXAGE_CONN>(easy, kOldestReusedConnection);
   SetCurlOption<CURLOPT_FRESH_CONNECT>(easy, request_.freshConnection ? 1L : 0L);
   SetCurlOption<CURLOPT_CONNECTTIMEOUT>(
-      easy, static_cast<long>(std::min<std::uint32_t>(request_.timeout, INT_MAX / 1000)));
+      easy, static_cast<long>(std::min<uint32_t>(request_.timeout, INT_MAX / 1000)));
   SetCurlOption<CURLOPT_BUFFERSIZE>(easy, kReceiveBufferSize);
   SetCurlOption<CURLOPT_HTTPHEADER>(easy, headers_.get());
   if (!HasHeader("Accept-Encoding")) SetCurlOption<CURLOPT_ACCEPT_ENCODING>(easy, "");
@@ -161,7 +161,7 @@ void CurlConnection::SetMethodAndBody() {
   SetCurlOption<CURLOPT_SEEKDATA>(easy, static_cast<void*>(this));
 }
 
-std::size_t CurlConnection::OnData(const char* data, std::size_t size) {
+size_t CurlConnection::OnData(const char* data, size_t size) {
   if (ended_) return CURL_WRITEFUNC_ERROR;
   try {
     if (!responded_) Respond();
@@ -173,16 +173,15 @@ std::size_t CurlConnection::OnData(const char* data, std::size_t size) {
   return ended_ ? CURL_WRITEFUNC_ERROR : size;
 }
 
-std::size_t CurlConnection::OnBodyWanted(char* buffer, std::size_t size) {
+size_t CurlConnection::OnBodyWanted(char* buffer, size_t size) {
   if (ended_) return CURL_READFUNC_ABORT;
-  const auto wanted =
-      static_cast<std::size_t>(std::min<std::uint64_t>(size, bodyLength_ - bodyRead_));
+  const auto wanted = static_cast<size_t>(std::min<uint64_t>(size, bodyLength_ - bodyRead_));
   if (wanted == 0) return 0;
-  std::size_t got = wanted;
+  size_t got = wanted;
   if (const auto* file = std::get_if<URLFileBody>(&request_.body)) {
     const ssize_t count = ReadAt(file->descriptor, buffer, wanted, bodyRead_);
     if (count < 0) return CURL_READFUNC_ABORT;
-    got = static_cast<std::size_t>(count);
+    got = static_cast<size_t>(count);
   } else {
     std::memcpy(buffer, std::get<std::string_view>(request_.body).data() + bodyRead_, wanted);
   }
@@ -232,19 +231,17 @@ bool CurlConnection::IsSilentTooLong() {
     lastMovement_ = now;
     return false;
   }
-  std::uint64_t allowed = request_.timeout * std::uint64_t{1000};
+  uint64_t allowed = request_.timeout * uint64_t{1000};
   const bool digesting = bodyLength_ > 0 && bodyRead_ == bodyLength_ && movement.received == 0;
   if (digesting) allowed += (bodyLength_ >> 10) * kDigestionPerGiB >> 20;
   return now - lastMovement_ >= std::chrono::milliseconds(allowed);
 }
 
-std::size_t CurlConnection::DataCallback(char* data, std::size_t size, std::size_t count,
-                                         void* self) {
+size_t CurlConnection::DataCallback(char* data, size_t size, size_t count, void* self) {
   return static_cast<CurlConnection*>(self)->OnData(data, size * count);
 }
 
-std::size_t CurlConnection::BodyCallback(char* buffer, std::size_t size, std::size_t count,
-                                         void* self) {
+size_t CurlConnection::BodyCallback(char* buffer, size_t size, size_t count, void* self) {
   return static_cast<CurlConnection*>(self)->OnBodyWanted(buffer, size * count);
 }
 

@@ -23,7 +23,7 @@ struct CurlHandles {
   CurlConnection* current = nullptr;  // the request under way
   // The sockets opened last, more of them than connections are kept. Some are closed by now.
   std::array<curl_socket_t, 8> sockets;
-  std::size_t socketsOpened = 0;
+  size_t socketsOpened = 0;
 
   CurlHandles() { sockets.fill(CURL_SOCKET_BAD); }
 };
@@ -66,14 +66,14 @@ class CurlConnection final : public URLConnection {
   Movement MovementSoFar() const;
   bool IsSilentTooLong();
 
-  std::size_t OnData(const char* data, std::size_t size);
-  std::size_t OnBodyWanted(char* buffer, std::size_t size);
+  size_t OnData(const char* data, size_t size);
+  size_t OnBodyWanted(char* buffer, size_t size);
   int OnRewind(curl_off_t offset);
   void OnSocketOpened(curl_socket_t socket);
   int OnSendingBegins(int localPort);
 
-  static std::size_t DataCallback(char* data, std::size_t size, std::size_t count, void* self);
-  static std::size_t BodyCallback(char* buffer, std::size_t size, std::size_t count, void* self);
+  static size_t DataCallback(char* data, size_t size, size_t count, void* self);
+  static size_t BodyCallback(char* buffer, size_t size, size_t count, void* self);
   static int RewindCallback(void* self, curl_off_t offset, int origin);
   static int SendingCallback(void* self, char*, char*, int, int localPort);
   static int SocketCallback(void* self, curl_socket_t socket, curlsocktype);
@@ -81,7 +81,7 @@ class CurlConnection final : public URLConnection {
   CurlHandles& handles_;
   const URLRequest request_;
   URLConnectionDelegate& delegate_;
-  std::uint64_t bodyLength_ = 0;
+  uint64_t bodyLength_ = 0;
   CurlList headers_;
 
   std::string url_;  // of this hop
@@ -99,7 +99,7 @@ class CurlConnection final : public URLConnection {
   bool redirecting_ = false;
   bool repeatRefused_ = false;
   int attempts_ = 0;
-  std::uint64_t bodyRead_ = 0;
+  uint64_t bodyRead_ = 0;
   curl_socket_t socket_ = CURL_SOCKET_BAD;  // over which the request travels
   Movement movement_;
   Clock::time_point lastMovement_;

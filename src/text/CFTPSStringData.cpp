@@ -8,12 +8,12 @@
 namespace kelo {
 namespace {
 
-std::u16string_view FirstUnits(const char16_t* text, std::uint32_t count) {
+std::u16string_view FirstUnits(const char16_t* text, uint32_t count) {
   return std::u16string_view(text).substr(0, count);
 }
 
 // Undecodable text comes first.
-int Compare(const CFTPSStringData& a, const CFTPSStringData& b, std::uint32_t count) {
+int Compare(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count) {
   const char16_t* first = a.GetPtrUnicode();
   const char16_t* second = b.GetPtrUnicode();
   if (first == nullptr || second == nullptr) {
@@ -24,7 +24,7 @@ int Compare(const CFTPSStringData& a, const CFTPSStringData& b, std::uint32_t co
 
 }  // namespace
 
-std::uint32_t CFTPSStringData::InitWithUtf8(const char* text) {
+uint32_t CFTPSStringData::InitWithUtf8(const char* text) {
   if (text == nullptr) {
     *this = {};
     return kFailure;
@@ -32,13 +32,13 @@ std::uint32_t CFTPSStringData::InitWithUtf8(const char* text) {
   return InitWithUtf8(std::string_view(text));
 }
 
-std::uint32_t CFTPSStringData::InitWithUtf8(std::string_view text) {
+uint32_t CFTPSStringData::InitWithUtf8(std::string_view text) {
   utf8_ = std::string(UntilZero(text));  // copied before the old form goes: it may be its source
   unicode_.reset();
   return kSuccess;
 }
 
-std::uint32_t CFTPSStringData::InitWithUnicode(const char16_t* text) {
+uint32_t CFTPSStringData::InitWithUnicode(const char16_t* text) {
   if (text == nullptr) {
     *this = {};
     return kFailure;
@@ -46,13 +46,13 @@ std::uint32_t CFTPSStringData::InitWithUnicode(const char16_t* text) {
   return InitWithUnicode(std::u16string_view(text));
 }
 
-std::uint32_t CFTPSStringData::InitWithUnicode(std::u16string_view text) {
+uint32_t CFTPSStringData::InitWithUnicode(std::u16string_view text) {
   unicode_ = std::u16string(text.substr(0, text.find(u'\0')));
   utf8_.reset();
   return kSuccess;
 }
 
-std::uint32_t CFTPSStringData::InitWithCFString(std::u16string_view text) {
+uint32_t CFTPSStringData::InitWithCFString(std::u16string_view text) {
   return InitWithUnicode(text);
 }
 
@@ -88,12 +88,12 @@ const char16_t* CFTPSStringData::GetPtrUnicode() const {
   return text != nullptr ? text->c_str() : nullptr;
 }
 
-std::uint32_t CFTPSStringData::GetLengthChar() const {
+uint32_t CFTPSStringData::GetLengthChar() const {
   const std::u16string* text = Unicode();
-  return text != nullptr ? static_cast<std::uint32_t>(text->size()) : 0;
+  return text != nullptr ? static_cast<uint32_t>(text->size()) : 0;
 }
 
-std::uint32_t CFTPSStringData::NormalizeUtf8String() {
+uint32_t CFTPSStringData::NormalizeUtf8String() {
   const std::string* text = Utf8();
   if (text == nullptr) {
     return kFailure;
@@ -103,9 +103,9 @@ std::uint32_t CFTPSStringData::NormalizeUtf8String() {
   return result.data() != nullptr ? InitWithUtf8(result) : kFailure;
 }
 
-CFTPSStringData CFTPSStringData::Mid(std::uint32_t start, std::uint32_t count) const {
+CFTPSStringData CFTPSStringData::Mid(uint32_t start, uint32_t count) const {
   CFTPSStringData result;
-  const std::uint32_t length = GetLengthChar();
+  const uint32_t length = GetLengthChar();
   if (length > start && length >= count) {
     result.InitWithUnicode(std::u16string_view(*Unicode()).substr(start, count));
   }
@@ -116,11 +116,11 @@ int FTPSStringDataCmpi(const CFTPSStringData& a, const CFTPSStringData& b) {
   return Compare(a, b, UINT32_MAX);
 }
 
-int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, std::uint32_t count) {
+int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count) {
   return Compare(a, b, count);
 }
 
-CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, std::uint32_t count) {
+CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, uint32_t count) {
   CFTPSStringData result;
   if (text.GetLengthChar() > count) {
     result.InitWithUnicode(text.GetPtrUnicode() + count);

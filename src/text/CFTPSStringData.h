@@ -18,32 +18,32 @@ namespace kelo {
 class CFTPSStringData {
  public:
   // Result codes.
-  static constexpr std::uint32_t kSuccess = 0;
-  static constexpr std::uint32_t kFailure = 4104;  // missing input or failed conversion
+  static constexpr uint32_t kSuccess = 0;
+  static constexpr uint32_t kFailure = 4104;  // missing input or failed conversion
 
   CFTPSStringData() = default;
 
   /// Replaces the content, unchecked. A null input leaves the string empty and answers 4104.
-  std::uint32_t InitWithUtf8(const char* text);
-  std::uint32_t InitWithUtf8(std::string_view text);
-  std::uint32_t InitWithUnicode(const char16_t* text);
-  std::uint32_t InitWithUnicode(std::u16string_view text);
+  uint32_t InitWithUtf8(const char* text);
+  uint32_t InitWithUtf8(std::string_view text);
+  uint32_t InitWithUnicode(const char16_t* text);
+  uint32_t InitWithUnicode(std::u16string_view text);
   /// The platform's own string, which here is a UTF-16 text.
-  std::uint32_t InitWithCFString(std::u16string_view text);
+  uint32_t InitWithCFString(std::u16string_view text);
 
   /// Zero-terminated; null if the content cannot be converted. An empty string gives "".
   const char* GetPtrUtf8() const;
   const char16_t* GetPtrUnicode() const;
 
   /// Number of UTF-16 units; 0 for an empty string or one that cannot be decoded.
-  std::uint32_t GetLengthChar() const;
+  uint32_t GetLengthChar() const;
 
   /// Replaces the content by its Normalization Form C. 0, or 4104 with the content unchanged.
-  std::uint32_t NormalizeUtf8String();
+  uint32_t NormalizeUtf8String();
 
   /// `count` units from position `start`, cut at the end of the text; empty unless `start` lies
   /// within the text and the text holds at least `count` units.
-  CFTPSStringData Mid(std::uint32_t start, std::uint32_t count) const;
+  CFTPSStringData Mid(uint32_t start, uint32_t count) const;
 
  private:
   const std::string* Utf8() const;
@@ -59,9 +59,9 @@ class CFTPSStringData {
 int FTPSStringDataCmpi(const CFTPSStringData& a, const CFTPSStringData& b);
 
 /// The same on the first `count` units of each.
-int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, std::uint32_t count);
+int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count);
 
 /// The text after the first `count` units; empty when there are fewer.
-CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, std::uint32_t count);
+CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, uint32_t count);
 
 }  // namespace kelo

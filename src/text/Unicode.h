@@ -20,7 +20,7 @@ bool IsAscii(std::string_view text);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"  // inside the library's macro
 /// The UTF-8 character at `i`, which moves behind it; negative if it is not well formed.
-inline UChar32 NextCharacter(std::string_view text, std::size_t& i) {
+inline UChar32 NextCharacter(std::string_view text, size_t& i) {
   UChar32 c;
   U8_NEXT(text.data(), i, text.size(), c);
   return c;

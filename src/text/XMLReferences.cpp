@@ -41,13 +41,13 @@ constexpr std::string_view EntityOf(char c) {
 
 constexpr std::array<unsigned char, 256> kByteClasses = [] {
   std::array<unsigned char, 256> classes{};
-  for (std::size_t i = 0; i < classes.size(); ++i) {
+  for (size_t i = 0; i < classes.size(); ++i) {
     classes[i] = i >= 128 ? kNonAscii : EntityOf(static_cast<char>(i)).empty() ? kPlain : kMarkup;
   }
   return classes;
 }();
 
-void AppendUnitReference(std::uint32_t unit, std::string& out) {
+void AppendUnitReference(uint32_t unit, std::string& out) {
   char text[8] = {'&', '#'};
   char* end = std::to_chars(text + 2, text + sizeof(text) - 1, unit).ptr;
   *end++ = ';';
@@ -57,7 +57,7 @@ void AppendUnitReference(std::uint32_t unit, std::string& out) {
 // A character outside the Basic Multilingual Plane becomes two references, one for each surrogate.
 void AppendCharacterReference(UChar32 c, std::string& out) {
   if (c <= 0xFFFF) {
-    AppendUnitReference(static_cast<std::uint32_t>(c), out);
+    AppendUnitReference(static_cast<uint32_t>(c), out);
   } else {
     AppendUnitReference(U16_LEAD(c), out);
     AppendUnitReference(U16_TRAIL(c), out);
@@ -68,8 +68,8 @@ void AppendCharacterReference(UChar32 c, std::string& out) {
 // characters are encoded.
 bool Encode(std::string_view text, unsigned mask, std::string& out) {
   out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size();) {
-    const std::size_t run = i;
+  for (size_t i = 0; i < text.size();) {
+    const size_t run = i;
     unsigned found = 0;
     while (i < text.size() &&
            (found = kByteClasses[static_cast<unsigned char>(text[i])] & mask) == 0) {
@@ -92,12 +92,12 @@ bool Encode(std::string_view text, unsigned mask, std::string& out) {
 // The number of a reference, cut to a UTF-16 unit: hexadecimal after "x" or "0x", octal after "0",
 // else decimal. What is no number is 0. The odd cases are those of strtoul.
 char16_t ReadUnit(std::string_view number) {
-  constexpr std::size_t kSafeDigits = 9;
+  constexpr size_t kSafeDigits = 9;
   const bool plainDecimal =
       number.size() <= kSafeDigits && number.front() != '0' &&
       std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; });
   if (plainDecimal) {
-    std::uint32_t value = 0;
+    uint32_t value = 0;
     std::from_chars(number.data(), number.data() + number.size(), value);
     return static_cast<char16_t>(value);
   }
@@ -119,7 +119,7 @@ bool DecodeCharacterReferences(std::string_view rest, std::string& out) {
   std::u16string pending;
   out.reserve(rest.size());
   while (!rest.empty()) {
-    const std::size_t at = rest.find(kOpen);
+    const size_t at = rest.find(kOpen);
     if (at == std::string_view::npos || at + kOpen.size() >= rest.size()) {
       break;
     }
@@ -130,7 +130,7 @@ bool DecodeCharacterReferences(std::string_view rest, std::string& out) {
       out.append(rest, 0, at);
     }
     rest.remove_prefix(at + kOpen.size());
-    const std::size_t end = rest.find(';');
+    const size_t end = rest.find(';');
     if (end == std::string_view::npos) {
       break;  // unterminated: its "&#" is lost, deliberately
     }
@@ -167,7 +167,7 @@ const Entity* FindEntity(std::string_view text) {
 // "&amp;" can begin one of the last three, which is then decoded too, but neither of the others.
 void DecodeEntities(std::string_view text, std::string& out) {
   out.reserve(text.size());
-  for (std::size_t at; (at = text.find('&')) != std::string_view::npos;) {
+  for (size_t at; (at = text.find('&')) != std::string_view::npos;) {
     out.append(text, 0, at);
     text.remove_prefix(at + 1);
     const Entity* entity = FindEntity(text);
@@ -184,7 +184,7 @@ void DecodeEntities(std::string_view text, std::string& out) {
   out.append(text);
 }
 
-std::uint32_t Finish(bool converted, std::string& result, std::string& out) {
+uint32_t Finish(bool converted, std::string& result, std::string& out) {
   if (!converted) {
     result.clear();
   }
@@ -194,16 +194,14 @@ std::uint32_t Finish(bool converted, std::string& result, std::string& out) {
 
 }  // namespace
 
-std::uint32_t XMLUtility::ConvertStringUTF8ToReference(std::string_view text,
-                                                       std::string& out) const {
+uint32_t XMLUtility::ConvertStringUTF8ToReference(std::string_view text, std::string& out) const {
   std::string composed;
   std::string result;
   const std::string_view source = ComposeUtf8(UntilZero(text), composed);
   return Finish(!source.empty() && Encode(source, kMarkup | kNonAscii, result), result, out);
 }
 
-std::uint32_t XMLUtility::ConvertStringReferenceToUTF8(std::string_view text,
-                                                       std::string& out) const {
+uint32_t XMLUtility::ConvertStringReferenceToUTF8(std::string_view text, std::string& out) const {
   std::string characters;
   if (text.empty() || !DecodeCharacterReferences(text, characters) || characters.empty()) {
     out.clear();
@@ -218,27 +216,27 @@ std::uint32_t XMLUtility::ConvertStringReferenceToUTF8(std::string_view text,
                 out);
 }
 
-std::uint32_t XMLUtility::ConvertStringUTF8ToEntityReference(std::string_view text,
-                                                             std::string& out) const {
+uint32_t XMLUtility::ConvertStringUTF8ToEntityReference(std::string_view text,
+                                                        std::string& out) const {
   std::string result;
   return Finish(!text.empty() && Encode(text, kMarkup, result), result, out);
 }
 
-std::uint32_t XMLUtility::ConvertStringEntityReferenceToUTF8(std::string_view text,
-                                                             std::string& out) const {
+uint32_t XMLUtility::ConvertStringEntityReferenceToUTF8(std::string_view text,
+                                                        std::string& out) const {
   std::string result;
   DecodeEntities(text, result);
   return Finish(!text.empty(), result, out);
 }
 
-std::uint32_t XMLUtility::ConvertStringUTF8ToCharacterReference(std::string_view text,
-                                                                std::string& out) const {
+uint32_t XMLUtility::ConvertStringUTF8ToCharacterReference(std::string_view text,
+                                                           std::string& out) const {
   std::string result;
   return Finish(!text.empty() && Encode(UntilZero(text), kNonAscii, result), result, out);
 }
 
-std::uint32_t XMLUtility::ConvertStringCharacterReferenceToUTF8(std::string_view text,
-                                                                std::string& out) const {
+uint32_t XMLUtility::ConvertStringCharacterReferenceToUTF8(std::string_view text,
+                                                           std::string& out) const {
   std::string result;
   return Finish(!text.empty() && DecodeCharacterReferences(text, result), result, out);
 }

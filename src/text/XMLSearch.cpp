@@ -10,11 +10,11 @@ constexpr auto npos = std::string_view::npos;
 
 // The last `key` of the source. Looks at the first byte before it compares: an end key that is far
 // from the end, or absent, must not cost a call for each byte of a large answer.
-std::size_t FindLastKey(std::string_view source, std::string_view key) {
+size_t FindLastKey(std::string_view source, std::string_view key) {
   if (key.empty() || key.size() > source.size()) {
     return npos;
   }
-  for (std::size_t at = source.size() - key.size() + 1; at-- > 0;) {
+  for (size_t at = source.size() - key.size() + 1; at-- > 0;) {
     if (source[at] == key.front() && source.substr(at, key.size()) == key) {
       return at;
     }
@@ -30,18 +30,18 @@ bool CanHold(std::string_view source, std::string_view start, std::string_view e
 
 }  // namespace
 
-std::size_t FindKey(std::string_view source, std::string_view key, std::size_t from) {
+size_t FindKey(std::string_view source, std::string_view key, size_t from) {
   return key.empty() ? npos : source.find(key, from);
 }
 
 std::optional<std::string_view> FindOutermost(std::string_view source, std::string_view start,
                                               std::string_view end) {
-  const std::size_t at = CanHold(source, start, end) ? FindKey(source, start) : npos;
+  const size_t at = CanHold(source, start, end) ? FindKey(source, start) : npos;
   if (at == npos) {
     return std::nullopt;
   }
   const std::string_view tail = source.substr(at + start.size());
-  const std::size_t length = FindLastKey(tail, end);
+  const size_t length = FindLastKey(tail, end);
   if (length == npos) {
     return std::nullopt;
   }
@@ -58,9 +58,9 @@ std::optional<std::string_view> FindInside(std::string_view source, std::string_
   if (!CanHold(source, start, end)) {
     return std::nullopt;
   }
-  const std::size_t at = FindKey(source, start);
-  const std::size_t begin = at == npos ? 0 : at + start.size();
-  const std::size_t stop = FindKey(source, end, begin);
+  const size_t at = FindKey(source, start);
+  const size_t begin = at == npos ? 0 : at + start.size();
+  const size_t stop = FindKey(source, end, begin);
   if (stop == npos) {
     return std::nullopt;
   }
@@ -84,17 +84,17 @@ std::optional<std::string_view> FindPresentAttribute(std::string_view source,
 }
 
 std::optional<KeyMatch> FindNext(std::string_view source, std::string_view start,
-                                 std::string_view end, std::size_t from) {
-  const std::size_t at = CanHold(source, start, end) ? FindKey(source, start, from) : npos;
+                                 std::string_view end, size_t from) {
+  const size_t at = CanHold(source, start, end) ? FindKey(source, start, from) : npos;
   if (at == npos) {
     return std::nullopt;
   }
-  const std::size_t begin = at + start.size();
-  const std::size_t stop = FindKey(source, end, begin);
+  const size_t begin = at + start.size();
+  const size_t stop = FindKey(source, end, begin);
   if (stop == npos) {
     return std::nullopt;
   }
-  const std::size_t next = stop + end.size();
+  const size_t next = stop + end.size();
   return KeyMatch{source.substr(begin, stop - begin), source.substr(at, next - at), next};
 }
 

@@ -17,7 +17,7 @@
 namespace kelo {
 
 /// Position of the first `key` at or after `from`; npos if there is none or the key is empty.
-std::size_t FindKey(std::string_view source, std::string_view key, std::size_t from = 0);
+size_t FindKey(std::string_view source, std::string_view key, size_t from = 0);
 
 /// From just after the first `start` to just before the last `end` behind it.
 std::optional<std::string_view> FindOutermost(std::string_view source, std::string_view start,
@@ -43,10 +43,10 @@ std::optional<std::string_view> FindPresentAttribute(std::string_view source,
 struct KeyMatch {
   std::string_view inside;   // between the keys
   std::string_view between;  // both keys included
-  std::size_t next = 0;      // where the next search begins
+  size_t next = 0;           // where the next search begins
 };
 std::optional<KeyMatch> FindNext(std::string_view source, std::string_view start,
-                                 std::string_view end, std::size_t from);
+                                 std::string_view end, size_t from);
 
 namespace detail {
 // A visitor that returns bool ends the walk with false; any other return value is ignored.
@@ -63,7 +63,7 @@ bool Visit(F& visit, std::string_view value) {
 template <class F>
 void Walk(std::string_view source, std::string_view start, std::string_view end,
           std::string_view KeyMatch::*part, F& visit) {
-  std::size_t from = 0;
+  size_t from = 0;
   while (const auto match = FindNext(source, start, end, from)) {
     if (!Visit(visit, (*match).*part)) {
       return;

@@ -11,7 +11,7 @@
 namespace kelo {
 namespace {
 
-std::uint32_t Store(std::optional<std::string_view> found, std::string& out) {
+uint32_t Store(std::optional<std::string_view> found, std::string& out) {
   if (!found) {
     out.clear();
     return 0;
@@ -41,26 +41,26 @@ void Append(std::vector<std::string> values, std::vector<std::string>& out) {
 
 }  // namespace
 
-std::uint32_t XMLUtility::GetValueForOutermostKey(std::string_view source, std::string_view start,
-                                                  std::string_view end, std::string& out) const {
+uint32_t XMLUtility::GetValueForOutermostKey(std::string_view source, std::string_view start,
+                                             std::string_view end, std::string& out) const {
   if (source.empty() || source.size() < start.size() + end.size()) {
     return 0;
   }
   return Store(FindOutermost(source, start, end), out);
 }
 
-std::uint32_t XMLUtility::GetValueForOutermostTag(std::string_view source, std::string_view tag,
-                                                  std::string& out) const {
+uint32_t XMLUtility::GetValueForOutermostTag(std::string_view source, std::string_view tag,
+                                             std::string& out) const {
   return Store(FindOutermostTag(source, tag), out);
 }
 
-std::uint32_t XMLUtility::GetValuesInsideKey(std::string_view source, std::string_view start,
-                                             std::string_view end, std::string& out) const {
+uint32_t XMLUtility::GetValuesInsideKey(std::string_view source, std::string_view start,
+                                        std::string_view end, std::string& out) const {
   return Store(FindInside(source, start, end), out);
 }
 
-std::uint32_t XMLUtility::GetAttribute(std::string_view source, std::string_view name,
-                                       std::string& out) const {
+uint32_t XMLUtility::GetAttribute(std::string_view source, std::string_view name,
+                                  std::string& out) const {
   if (source.empty() || name.empty()) {
     return 0;
   }
@@ -105,8 +105,8 @@ void XMLUtility::ReplaceAllString(std::string_view source, std::string_view sear
   std::string result;
   if (!search.empty()) {
     result.reserve(source.size());
-    std::size_t from = 0;
-    for (std::size_t at; (at = source.find(search, from)) != std::string_view::npos;) {
+    size_t from = 0;
+    for (size_t at; (at = source.find(search, from)) != std::string_view::npos;) {
       result.append(source.substr(from, at - from)).append(replacement);
       from = at + search.size();
     }

@@ -26,19 +26,18 @@ class XMLUtility {
 
   /// The text between the first start key and the last end key behind it. `out` is untouched when
   /// the source is empty or shorter than both keys, and empty after any other failure.
-  std::uint32_t GetValueForOutermostKey(std::string_view source, std::string_view start,
-                                        std::string_view end, std::string& out) const;
+  uint32_t GetValueForOutermostKey(std::string_view source, std::string_view start,
+                                   std::string_view end, std::string& out) const;
   /// The same between "<tag>" and "</tag>"; `out` is empty after every failure.
-  std::uint32_t GetValueForOutermostTag(std::string_view source, std::string_view tag,
-                                        std::string& out) const;
+  uint32_t GetValueForOutermostTag(std::string_view source, std::string_view tag,
+                                   std::string& out) const;
   /// The text between the first start key and the next end key; without a start key, the text from
   /// the beginning of the source. `out` is empty after a failure.
-  std::uint32_t GetValuesInsideKey(std::string_view source, std::string_view start,
-                                   std::string_view end, std::string& out) const;
+  uint32_t GetValuesInsideKey(std::string_view source, std::string_view start, std::string_view end,
+                              std::string& out) const;
   /// The raw value of the first `name="..."`. For an absent attribute: 1 and the text up to the
   /// first quote, or 0 without any quote. `out` is untouched when source or name is empty.
-  std::uint32_t GetAttribute(std::string_view source, std::string_view name,
-                             std::string& out) const;
+  uint32_t GetAttribute(std::string_view source, std::string_view name, std::string& out) const;
   /// The content of the first CDATA section, or the empty text.
   void GetValueInsideCDATA(std::string_view source, std::string& out) const;
 
@@ -72,17 +71,15 @@ class XMLUtility {
   /// UTF-8 to pure ASCII XML text, composed (Normalization Form C): markup, CR and LF as entities,
   /// each UTF-16 unit from 128 on as a decimal reference. The text ends at its first zero byte.
   /// 0 for invalid UTF-8.
-  std::uint32_t ConvertStringUTF8ToReference(std::string_view text, std::string& out) const;
+  uint32_t ConvertStringUTF8ToReference(std::string_view text, std::string& out) const;
   /// Back to composed UTF-8: character references first, then entities. 0 for a lone surrogate or
   /// invalid UTF-8.
-  std::uint32_t ConvertStringReferenceToUTF8(std::string_view text, std::string& out) const;
+  uint32_t ConvertStringReferenceToUTF8(std::string_view text, std::string& out) const;
 
-  std::uint32_t ConvertStringUTF8ToEntityReference(std::string_view text, std::string& out) const;
-  std::uint32_t ConvertStringEntityReferenceToUTF8(std::string_view text, std::string& out) const;
-  std::uint32_t ConvertStringUTF8ToCharacterReference(std::string_view text,
-                                                      std::string& out) const;
-  std::uint32_t ConvertStringCharacterReferenceToUTF8(std::string_view text,
-                                                      std::string& out) const;
+  uint32_t ConvertStringUTF8ToEntityReference(std::string_view text, std::string& out) const;
+  uint32_t ConvertStringEntityReferenceToUTF8(std::string_view text, std::string& out) const;
+  uint32_t ConvertStringUTF8ToCharacterReference(std::string_view text, std::string& out) const;
+  uint32_t ConvertStringCharacterReferenceToUTF8(std::string_view text, std::string& out) const;
 };
 
 }  // namespace kelo
