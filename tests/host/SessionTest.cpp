@@ -89,7 +89,7 @@ TEST_F(SessionTest, SaysInWordsAndWithTheCodeWhatFailed) {
       {{"contacts"}, {.body = "<a stat=\"ok\"/>"}, "(4144)\n"},
   };
   for (const Case& one : cases) {
-    service_.SetScript([&](const auto&) { return one.reply; });
+    service_.SetScript([reply = one.reply](const auto&) { return reply; });
     const Outcome outcome = Kelo(one.command);
     EXPECT_EQ(outcome.exitCode, 1) << one.command[0] << one.reply.body;
     EXPECT_THAT(outcome.err, AllOf(StartsWith("kelo: cannot "), EndsWith(one.message)))
