@@ -15,15 +15,6 @@ namespace kelo {
 template <typename Record>
 using IDMap = std::map<std::string, Record, std::less<>>;
 
-// Keeps the record that is there already; `record` is taken only if it is added.
-template <typename Record>
-std::pair<typename IDMap<Record>::iterator, bool> InsertNew(IDMap<Record>& map, std::string_view id,
-                                                            Record&& record = {}) {
-  const auto position = map.lower_bound(id);
-  if (position != map.end() && position->first == id) return {position, false};
-  return {map.emplace_hint(position, id, std::move(record)), true};
-}
-
 // Entries are replaced in place and removed only all together, so that others may refer to them.
 // `Record` has the members index and sequence and a KeepPlaceOf(const Record&).
 template <typename Record>
@@ -38,8 +29,10 @@ class EntryList {
   // Adds the entry, or replaces it, as the last one: its index is the size of the list without it.
   // Two entries can come to have the same index; `sequence`, which must grow, tells their order.
   std::pair<Entry*, bool> PutAtEnd(std::string_view id, Record record, uint64_t sequence) {
-    const auto [position, added] = InsertNew(byID_, id, std::move(record));
+    auto position = byID_.lower_bound(id);
+    const bool added = position == byID_.end() || position->first != id;
     if (added) {
+      position = byID_.emplace_hint(position, id, std::move(record));
       byAddition_.push_back(&*position);
     } else {
       record.KeepPlaceOf(position->second);

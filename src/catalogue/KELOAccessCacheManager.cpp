@@ -48,7 +48,7 @@ void KELOAccessCacheManager::SetupFriendAlbum() {
 
 template <typename Record>
 void KELOAccessCacheManager::AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind) {
-  const auto [entry, added] = InsertNew(map, kRootID);
+  const auto [entry, added] = map.try_emplace(std::string(kRootID));
   if (!added) return;
   CopyTextField(entry->second.parentID, kTerminateID);
   entry->second.name = kRootName;
@@ -74,7 +74,7 @@ void KELOAccessCacheManager::AddDirectoryItem(std::string_view parentID, std::st
       parent->items.albums.PutAtEnd(id, data, additions_++);
     }
   }
-  const auto [entry, added] = InsertNew(hierarchy_.directories, id);
+  const auto [entry, added] = hierarchy_.directories.try_emplace(std::string(id));
   if (!added) return;
   tagDirectoryInfo& directory = entry->second;
   CopyTextField(directory.parentID, parentID);
@@ -118,7 +118,7 @@ void KELOAccessCacheManager::AddFriendAlbum(std::string_view id, tagDirectoryIte
   if (tagFriendAlbumInfo* root = FindEntry(hierarchy_.friendAlbums, kRootID)) {
     root->items.albums.PutAtEnd(id, data, additions_++);
   }
-  const auto [entry, added] = InsertNew(hierarchy_.friendAlbums, id);
+  const auto [entry, added] = hierarchy_.friendAlbums.try_emplace(std::string(id));
   if (!added) return;
   tagFriendAlbumInfo& album = entry->second;
   album.name = std::move(data.name);
