@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -45,7 +46,7 @@ TEST(Script, SendsEveryKindOfAnswer) {
       {"closed", {.closeAtOnce = true}, CURLE_GOT_NOTHING, 0, 0},
   };
   for (const Case& c : cases) {
-    service.SetScript([&](const LoggedRequest&) { return std::optional(c.reply); });
+    service.SetScript([reply = c.reply](const LoggedRequest&) { return std::optional(reply); });
     const auto start = Clock::now();
     const Response response = Client(service).Send("GET", service.Url() + "/any");
     EXPECT_EQ(response.code, c.code) << c.what;
@@ -63,8 +64,10 @@ TEST(Script, SeesWhatArrivesAndMayLetItPass) {
   Client client(service);
   client.Open();
   service.ClearLog();
+  std::mutex mutex;
   std::string seen;
   service.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
+    const std::lock_guard lock(mutex);
     seen = request.apiMethod + " " + request.Header("x-test");
     return std::nullopt;
   });
@@ -72,7 +75,10 @@ TEST(Script, SeesWhatArrivesAndMayLetItPass) {
   const std::string query = client.Query(document);
   EXPECT_EQ(client.Send("PUT", client.manageUrl + "?" + query, &document, {"X-Test: 7"}).Outcome(),
             "ok");
-  EXPECT_EQ(seen, "GetStorageCapacity 7");
+  {
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(seen, "GetStorageCapacity 7");
+  }
   ASSERT_EQ(service.Log().size(), 1u);
   const LoggedRequest logged = service.Log().front();
   EXPECT_EQ(logged.method, "PUT");

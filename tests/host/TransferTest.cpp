@@ -104,7 +104,7 @@ TEST_F(TransferTest, SendsABatchAgainWithoutAFileThatVanished) {
   Write("in/a.jpg", "aaa");
   const fs::path vanishing = Write("in/b.jpg", "bbb");
   Write("in/c.jpg", "ccc");
-  service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
+  service_.SetScript([vanishing](const LoggedRequest& request) -> std::optional<Reply> {
     if (request.apiMethod == "CheckUploadItems") fs::remove(vanishing);
     return std::nullopt;
   });
