@@ -10,13 +10,6 @@ namespace {
 
 class AbortCommandTest : public CommandTest {
  protected:
-  void Register(KELOAccessEventCallback callback) {
-    void* pointer;
-    std::memcpy(&pointer, &callback, sizeof pointer);
-    tagCommandControlInfo registration = Record(pointer);
-    registration.selectionFlags = kKELOEventMask_Progress;
-    ASSERT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
-  }
   // Three files whose bodies come slowly; the command's result, with the records in `downloads_`.
   uint32_t DownloadSlowFiles() {
     service().SetScript([](const LoggedRequest&) {

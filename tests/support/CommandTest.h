@@ -124,6 +124,27 @@ class CommandTest : public ::testing::Test {
     return KELOAccessCommand(code, &record);
   }
 
+  // Progress goes to `callback` from now on.
+  void Register(KELOAccessEventCallback callback) {
+    void* pointer;
+    std::memcpy(&pointer, &callback, sizeof pointer);
+    tagCommandControlInfo registration = Record(pointer);
+    registration.selectionFlags = kKELOEventMask_Progress;
+    ASSERT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+  }
+  // Progress is kept from now on: event, kind and the four words of each.
+  using Words = std::vector<uint32_t>;
+  std::vector<Words>& KeepEvents() {
+    static std::vector<Words> events;
+    events.clear();
+    Register([](uint32_t event, uint32_t kind, const tagKELO_ProgressInfo* p) -> uint32_t {
+      events.push_back(
+          {event, kind, p->transferTotal, p->transferDone, p->itemCount, p->fourthWord});
+      return 0;
+    });
+    return events;
+  }
+
   // A session with the service itself.
   void OpenSession() {
     tagKELO_OpenSessionInfo block{};

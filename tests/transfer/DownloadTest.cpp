@@ -72,18 +72,7 @@ TEST_F(DownloadTest, AnyOtherFailureEndsTheBatch) {
 }
 
 TEST_F(DownloadTest, EventsTellTheFileAndTheBatch) {
-  using Words = std::vector<uint32_t>;
-  static std::vector<Words> events;
-  events.clear();
-  const KELOAccessEventCallback callback = [](uint32_t event, uint32_t kind,
-                                              const tagKELO_ProgressInfo* p) -> uint32_t {
-    events.push_back({event, kind, p->transferTotal, p->transferDone, p->itemCount, p->fourthWord});
-    return 0;
-  };
-  tagCommandControlInfo registration = Record();
-  std::memcpy(&registration.data, &callback, sizeof callback);
-  registration.selectionFlags = kKELOEventMask_Progress;
-  ASSERT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+  const std::vector<Words>& events = KeepEvents();
   ASSERT_EQ(Download({"/missing", "/good"}), 0u);
   ASSERT_GE(events.size(), 2u);
   EXPECT_EQ(events[events.size() - 2], (Words{51, 48, 14, 14, 2, 1}));

@@ -280,20 +280,10 @@ TEST_F(UploadTest, FiftyThousandRecordsAreCheckedInOneRequest) {
 
 TEST_F(UploadTest, ProgressSurroundsTheTransfer) {
   OpenScriptedSession();
-  static std::vector<std::vector<uint32_t>> events;
-  events.clear();
-  const KELOAccessEventCallback callback = [](uint32_t event, uint32_t kind,
-                                              const tagKELO_ProgressInfo* p) -> uint32_t {
-    events.push_back({event, kind, p->transferTotal, p->transferDone, p->itemCount, p->fourthWord});
-    return 0;
-  };
-  tagCommandControlInfo registration = Record();
-  std::memcpy(&registration.data, &callback, sizeof callback);
-  registration.selectionFlags = kKELOEventMask_Progress;
-  ASSERT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+  const std::vector<Words>& events = KeepEvents();
   std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "12345"), File("b.jpg", "123")};
   ASSERT_EQ(Upload(records, "A1"), 0u);
-  const std::vector<std::vector<uint32_t>> expected = {{20, 48, 8, 0, 2, 0}, {20, 48, 8, 8, 2, 2}};
+  const std::vector<Words> expected = {{20, 48, 8, 0, 2, 0}, {20, 48, 8, 8, 2, 2}};
   EXPECT_EQ(events, expected);
 }
 
