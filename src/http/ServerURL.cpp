@@ -1,14 +1,10 @@
 // Reading the server URL file.
 #include "http/ServerURL.h"
 
-#include <stdlib.h>
-#if !defined(__GLIBC__)
-#include <unistd.h>
-#endif
-
 #include <cstdint>
 #include <memory>
 
+#include "platform/Environment.h"
 #include "platform/KELOUtility.h"
 
 namespace kelo {
@@ -17,13 +13,8 @@ namespace {
 constexpr std::string_view kURLsFile = "/Library/Application Support/Talvo/Quillet/KELOURLS";
 constexpr const char* kURLsFileVariable = "KELO_URLS_FILE";
 
-/// The file to read. A program with more rights than its caller doesn't listen to the environment.
 std::string_view URLsFile() {
-#if defined(__GLIBC__)
-  const char* named = secure_getenv(kURLsFileVariable);
-#else
-  const char* named = issetugid() != 0 ? nullptr : getenv(kURLsFileVariable);
-#endif
+  const char* named = TrustedEnvironment(kURLsFileVariable);
   return named != nullptr ? std::string_view(named) : kURLsFile;
 }
 

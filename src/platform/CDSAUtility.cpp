@@ -1,10 +1,10 @@
 // Digests through the EVP interface.
 #include "platform/CDSAUtility.h"
 
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 
-#include <array>
-#include <cstdio>
+#include <atomic>
 #include <vector>
 
 #include "platform/FileStream.h"
@@ -15,27 +15,40 @@ namespace {
 constexpr size_t kChunkSize = 256;
 constexpr size_t kReadSize = 256 * kChunkSize;
 
-struct FreeAlgorithm {
-  void operator()(EVP_MD* algorithm) const { EVP_MD_free(algorithm); }
+/// An algorithm of the library. Looking it up costs more than a short digest, so it is kept for the
+/// process: one that was found, never a failure. It is never freed, since a command may still need
+/// it while the process ends.
+class Algorithm {
+ public:
+  constexpr explicit Algorithm(const char* name) : name_(name) {}
+
+  /// Null when it is not to be had now.
+  const EVP_MD* Get() {
+    if (const EVP_MD* known = found_) return known;
+    if (!CDSAUtilityBase::cssmStartup()) return nullptr;
+    EVP_MD* fetched = EVP_MD_fetch(nullptr, name_, nullptr);
+    const EVP_MD* other = nullptr;
+    if (fetched == nullptr || found_.compare_exchange_strong(other, fetched)) return fetched;
+    EVP_MD_free(fetched);
+    return other;
+  }
+
+ private:
+  const char* const name_;
+  std::atomic<const EVP_MD*> found_ = nullptr;
 };
-using Algorithm = std::unique_ptr<EVP_MD, FreeAlgorithm>;
 
-// Looking an algorithm up costs more than a short digest: once for the process.
-const EVP_MD* Sha1() {
-  static const Algorithm algorithm(EVP_MD_fetch(nullptr, "SHA1", nullptr));
-  return algorithm.get();
-}
+constinit Algorithm sha1("SHA1");
+constinit Algorithm md5("MD5");
 
-const EVP_MD* Md5() {
-  static const Algorithm algorithm(EVP_MD_fetch(nullptr, "MD5", nullptr));
-  return algorithm.get();
-}
-
-void PrintError() {
-  std::array<char, 256> text{};
-  ERR_error_string_n(ERR_get_error(), text.data(), text.size());
-  std::fprintf(stderr, "Attach to CSP: %s\n", text.data());
-}
+/// Leaves the thread's queue of library errors, which the host may read, as it was.
+class ErrorMark {
+ public:
+  ErrorMark() { ERR_set_mark(); }
+  ~ErrorMark() { ERR_pop_to_mark(); }
+  ErrorMark(const ErrorMark&) = delete;
+  ErrorMark& operator=(const ErrorMark&) = delete;
+};
 
 void WriteHex(const CDSAUtilityBase::Digest& digest, std::span<char> out) {
   static constexpr char kDigits[] = "0123456789abcdef";
@@ -49,13 +62,16 @@ void WriteHex(const CDSAUtilityBase::Digest& digest, std::span<char> out) {
 
 }  // namespace
 
+bool CDSAUtilityBase::cssmStartup() {
+  return OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1;
+}
+
 int CDSAUtilityBase::cdsaDigest(const EVP_MD* algorithm, std::string_view data, Digest& digest) {
   if (algorithm != nullptr &&
       EVP_Digest(data.data(), data.size(), digest.bytes, &digest.length, algorithm, nullptr) == 1) {
     return 0;
   }
   digest.length = 0;
-  PrintError();
   return -1;
 }
 
@@ -75,18 +91,20 @@ int CDSAUtilityBase::cdsaStagedDigest(Context& context, std::span<const unsigned
 }
 
 void CDSAUtilityAccess::makeHash(std::string_view text, std::span<char> out) {
+  const ErrorMark mark;
   Digest digest;
-  cdsaDigest(Sha1(), text.substr(0, text.find('\0')), digest);
+  cdsaDigest(sha1.Get(), text.substr(0, text.find('\0')), digest);
   WriteHex(digest, out);
 }
 
 int CDSAUtilityAccess::makeDigestFromFile(const std::string& path, std::span<char> out) {
+  const ErrorMark mark;
   uint64_t size = 0;
   int error = 0;
   const FileDescriptor file = OpenRegularFileForReading(path, size, error);
   Context context;
   // A descriptor below 1 counts as failure, deliberately.
-  if (file.Get() < 1 || cdsaStagedDigestInit(Md5(), context) != 0) {
+  if (file.Get() < 1 || cdsaStagedDigestInit(md5.Get(), context) != 0) {
     return -1;
   }
   Digest digest;

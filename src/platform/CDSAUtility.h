@@ -13,6 +13,11 @@ namespace kelo {
 /// The steps of a digest. Results are 0 for success and -1 for failure.
 class CDSAUtilityBase {
  public:
+  /// Prepares the cryptographic library, so that its clean-up at the end of the process stays out:
+  /// a command may still run on another thread then. Comes before any other use of that library, as
+  /// often as one likes. False when memory is short: the next call tries again.
+  static bool cssmStartup();
+
   /// One digest in progress.
   struct FreeContext {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }

@@ -35,6 +35,10 @@ FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error) {
   return FileDescriptor(Open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode, error));
 }
 
+FileDescriptor OpenForAppending(const std::string& path, mode_t mode, int& error) {
+  return FileDescriptor(Open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, mode, error));
+}
+
 FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size, int& error) {
   size = 0;
   // O_NONBLOCK: opening a FIFO that nobody writes to would wait for ever.

@@ -44,6 +44,10 @@ class FileDescriptor {
 /// Open for reading and writing. No descriptor on failure.
 FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error);
 
+/// Opens a file to write at its end, whoever else writes there too; creates it with `mode`. Never
+/// blocks.
+FileDescriptor OpenForAppending(const std::string& path, mode_t mode, int& error);
+
 /// Opens a regular file and tells its size in bytes. Anything else is refused without blocking:
 /// EISDIR for a folder, EINVAL for a FIFO, a device or a socket.
 FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size, int& error);

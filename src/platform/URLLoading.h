@@ -4,9 +4,12 @@
 // Threads: a loader, its connections and its delegates belong to one thread at a time; every event
 // arrives inside RunSlice on the thread that called it. Only WakeUp may come from anywhere.
 //
-// Only http and https are loaded. A GET follows up to 10 redirects, never from https to http and
-// never to another scheme; other methods see a redirect as an ordinary status. Certificates are
-// verified. A request whose body began to travel is never repeated.
+// Only http and https are loaded, and URLs travel as they stand. A GET follows up to 10 redirects,
+// never from https to http and never to another scheme; other methods see a redirect as an ordinary
+// status. Certificates are verified. A request whose body began to travel is never repeated.
+// Proxies come from the environment, except in a program with more rights than its caller.
+//
+// No failure outlives its request: the next one begins with handles and connections of its own.
 #pragma once
 
 #include <chrono>
@@ -64,6 +67,15 @@ struct URLRequest {
   bool freshConnection = false;  // never over a connection that served before
 };
 
+/// What became of a request so far.
+struct URLTransferInfo {
+  uint64_t sent = 0;      // bytes, heads included
+  uint64_t received = 0;  // likewise
+  int status = 0;         // of the last answer; 0: none
+  bool reused = false;    // it went over a connection that had served before
+  std::string failure;    // the engine's words; empty: none
+};
+
 /// Hears what happens to one connection: a response, data any number of times, and then either the
 /// end or a failure; or a failure at any time. Nothing after Cancel. An event may throw: the
 /// connection has then ended and the exception goes on from RunSlice.
@@ -84,14 +96,19 @@ class URLConnection {
   virtual ~URLConnection() = default;
   /// Gives the request up, also from inside an event: no event follows.
   virtual void Cancel() = 0;
+  /// Bytes of the body that have left.
+  virtual uint64_t BodyBytesSent() const { return 0; }
+  virtual URLTransferInfo Info() const { return {}; }
 };
 
-/// Performs connections, one at a time, and keeps idle network connections for the next ones.
+/// Performs connections, one at a time, and keeps idle network connections for the next ones: those
+/// of a process for itself, never for one that it forks.
 class URLLoader {
  public:
   virtual ~URLLoader() = default;
   /// Begins a request. The delegate must outlive the connection, the connection must not outlive
-  /// the loader. Throws std::bad_alloc when memory is short.
+  /// the loader. Throws std::bad_alloc when memory is short, which the next request doesn't
+  /// remember.
   virtual std::unique_ptr<URLConnection> Start(const URLRequest& request,
                                                URLConnectionDelegate& delegate) = 0;
   /// Delivers what has happened; waits for it at most so long. Returns early when something has

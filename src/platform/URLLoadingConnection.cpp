@@ -1,10 +1,8 @@
-// A request as libcurl sees it: options, callbacks, and what its silence means.
+// A request as libcurl sees it: what it is told, what it asks for, and what its end means.
 #include "platform/URLLoadingConnection.h"
 
-#include <netinet/in.h>
 #include <strings.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,11 +12,14 @@
 #include <new>
 #include <utility>
 
+#include "platform/Environment.h"
+
 namespace kelo {
 namespace {
 
-constexpr long kOldestReusedConnection = 20;    // seconds; an older one has probably been closed
-constexpr uint64_t kDigestionPerGiB = 180'000;  // milliseconds
+constexpr int kMostRedirects = 10;
+constexpr size_t kMostHeadBytes = size_t{300} << 10;
+constexpr long kOldestReusedConnection = 20;  // seconds; an older one has probably been closed
 constexpr long kReceiveBufferSize = 65536;
 constexpr long kSendBufferSize = 524288;
 constexpr uint64_t kMostBytesSentAtOnce = 65536;
@@ -38,14 +39,16 @@ ssize_t ReadAt(int descriptor, char* buffer, size_t size, uint64_t position) {
   return got > 0 ? got : -1;
 }
 
-/// The port at this end of a connection; -1 for a descriptor that is none.
-int LocalPort(curl_socket_t socket) {
-  sockaddr_storage address{};
-  socklen_t length = sizeof address;
-  if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return -1;
-  if (address.ss_family == AF_INET) return ntohs(reinterpret_cast<sockaddr_in&>(address).sin_port);
-  if (address.ss_family != AF_INET6) return -1;
-  return ntohs(reinterpret_cast<sockaddr_in6&>(address).sin6_port);
+bool IsRedirect(long status) {
+  constexpr long statuses[] = {301, 302, 303, 307, 308};
+  return std::ranges::find(statuses, status) != std::end(statuses);
+}
+
+/// The first header of that name in the answer, or null.
+const char* FindHeader(CURL* easy, const char* name) {
+  curl_header* header = nullptr;
+  const bool found = curl_easy_header(easy, name, 0, CURLH_HEADER, -1, &header) == CURLHE_OK;
+  return found ? header->value : nullptr;
 }
 
 }  // namespace
@@ -72,8 +75,11 @@ CurlConnection::CurlConnection(CurlHandles& handles, const URLRequest& request,
 
 CurlConnection::~CurlConnection() {
   Detach();
+  if (!endedWell_) handles_.suspect = true;
   if (handles_.current == this) handles_.current = nullptr;
 }
+
+// ---- What libcurl is told ----
 
 bool CurlConnection::HasHeader(std::string_view name) const {
   return std::ranges::any_of(request_.headers, [&](const URLHeader& header) {
@@ -107,11 +113,26 @@ CurlList CurlConnection::MakeHeaders() const {
   return list;
 }
 
+void CurlConnection::BeginHop() {
+  hop_.emplace(Hop{.easy = CurlEasy(curl_easy_init()),
+                   .watch = SilenceWatch(request_.timeout, bodyLength_)});
+  if (!hop_->easy) throw std::bad_alloc();
+  SetOptions();
+  SetMethodAndBody();
+  CheckCurl(curl_multi_add_handle(handles_.multi.get(), hop_->easy.get()));
+  hop_->attached = true;
+}
+
 void CurlConnection::SetOptions() {
-  CURL* easy = handles_.easy.get();
+  CURL* easy = hop_->easy.get();
+  SetCurlOption<CURLOPT_SHARE>(easy, handles_.share.get());
+  SetCurlOption<CURLOPT_ERRORBUFFER>(easy, hop_->words.data());
   SetCurlOption<CURLOPT_URL>(easy, url_.c_str());
+  SetCurlOption<CURLOPT_PATH_AS_IS>(easy, 1L);
   SetCurlOption<CURLOPT_PROTOCOLS_STR>(easy, "http,https");
   SetCurlOption<CURLOPT_HTTP_VERSION>(easy, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  if (HasMoreRightsThanCaller()) SetCurlOption<CURLOPT_PROXY>(easy, "");
+  SetCurlOption<CURLOPT_SUPPRESS_CONNECT_HEADERS>(easy, 1L);
   SetCurlOption<CURLOPT_NOSIGNAL>(easy, 1L);
   SetCurlOption<CURLOPT_QUICK_EXIT>(easy, 1L);  // giving up never waits for the resolver
   SetCurlOption<CURLOPT_MAXAGE_CONN>(easy, kOldestReusedConnection);
@@ -121,17 +142,17 @@ void CurlConnection::SetOptions() {
   SetCurlOption<CURLOPT_BUFFERSIZE>(easy, kReceiveBufferSize);
   SetCurlOption<CURLOPT_HTTPHEADER>(easy, headers_.get());
   if (!HasHeader("Accept-Encoding")) SetCurlOption<CURLOPT_ACCEPT_ENCODING>(easy, "");
+  SetCurlOption<CURLOPT_HEADERFUNCTION>(easy, &HeaderCallback);
+  SetCurlOption<CURLOPT_HEADERDATA>(easy, static_cast<void*>(this));
   SetCurlOption<CURLOPT_WRITEFUNCTION>(easy, &DataCallback);
   SetCurlOption<CURLOPT_WRITEDATA>(easy, static_cast<void*>(this));
   SetCurlOption<CURLOPT_PREREQFUNCTION>(easy, &SendingCallback);
   SetCurlOption<CURLOPT_PREREQDATA>(easy, static_cast<void*>(this));
-  SetCurlOption<CURLOPT_SOCKOPTFUNCTION>(easy, &SocketCallback);
-  SetCurlOption<CURLOPT_SOCKOPTDATA>(easy, static_cast<void*>(this));
-  SetMethodAndBody();
+  handles_.sockets.Watch(easy);
 }
 
 void CurlConnection::SetMethodAndBody() {
-  CURL* easy = handles_.easy.get();
+  CURL* easy = hop_->easy.get();
   if (request_.method == "GET") {
     SetCurlOption<CURLOPT_HTTPGET>(easy, 1L);
     return;
@@ -142,7 +163,7 @@ void CurlConnection::SetMethodAndBody() {
     SetCurlOption<CURLOPT_POSTFIELDSIZE_LARGE>(easy, static_cast<curl_off_t>(bytes->size()));
     SetCurlOption<CURLOPT_POSTFIELDS>(easy, bytes->data());
     SetCurlOption<CURLOPT_CUSTOMREQUEST>(easy, request_.method.c_str());
-    bodyRead_ = bodyLength_;
+    hop_->bodyRead = bodyLength_;
     return;
   }
   if (request_.method == "POST") {
@@ -153,19 +174,155 @@ void CurlConnection::SetMethodAndBody() {
     SetCurlOption<CURLOPT_INFILESIZE_LARGE>(easy, static_cast<curl_off_t>(bodyLength_));
     SetCurlOption<CURLOPT_CUSTOMREQUEST>(easy, request_.method.c_str());
   }
-  if (bodyLength_ > kSendBufferSize)
+  if (bodyLength_ > kSendBufferSize) {
     SetCurlOption<CURLOPT_UPLOAD_BUFFERSIZE>(easy, kSendBufferSize);
+  }
   SetCurlOption<CURLOPT_READFUNCTION>(easy, &BodyCallback);
   SetCurlOption<CURLOPT_READDATA>(easy, static_cast<void*>(this));
   SetCurlOption<CURLOPT_SEEKFUNCTION>(easy, &RewindCallback);
   SetCurlOption<CURLOPT_SEEKDATA>(easy, static_cast<void*>(this));
 }
 
+// ---- The course of a request ----
+
+void CurlConnection::Advance(std::chrono::milliseconds slice) {
+  if (ended_) return;
+  if (refusedWith_ != 0) return Fail(refusedWith_, "no usable URL or header");
+  CURLM* multi = handles_.multi.get();
+  int running = 0;
+  insidePerform_ = true;
+  const CURLMcode performed = curl_multi_perform(multi, &running);
+  insidePerform_ = false;
+  if (ended_) {
+    Detach();
+    if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
+    return;
+  }
+  CheckCurl(performed);
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+    if (message->msg == CURLMSG_DONE) return FinishHop(message->data.result);
+  }
+  if (IsSilentTooLong()) return Fail(kURLError_TimedOut, "nothing moved for too long");
+  int active = 0;
+  CheckCurl(curl_multi_poll(multi, nullptr, 0, static_cast<int>(slice.count()), &active));
+  if (active > 0) hop_->watch.Moved();
+}
+
+bool CurlConnection::IsSilentTooLong() {
+  CURL* easy = hop_->easy.get();
+  Movement movement;
+  movement.sent = GetCurlInfo<CURLINFO_SIZE_UPLOAD_T>(easy, curl_off_t{0});
+  movement.received = GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(easy, curl_off_t{0}) +
+                      GetCurlInfo<CURLINFO_HEADER_SIZE>(easy, 0L);
+  if (hop_->socket != CURL_SOCKET_BAD && ioctl(hop_->socket, TIOCOUTQ, &movement.queued) != 0) {
+    movement.queued = 0;
+  }
+  return hop_->watch.IsTooLong(movement, hop_->bodyRead == bodyLength_);
+}
+
+void CurlConnection::FinishHop(CURLcode code) {
+  if (hop_->redirecting) return FollowRedirect();
+  if (code == CURLE_OK && !hop_->headComplete) {
+    return Fail(kURLError_ConnectionLost, "the answer's head was cut");
+  }
+  if (hop_->repeatRefused) code = CURLE_SEND_FAIL_REWIND;
+  if (code != CURLE_OK) {
+    return Fail(URLErrorFromCurl(code),
+                hop_->words[0] != '\0' ? hop_->words.data() : curl_easy_strerror(code));
+  }
+  if (!hop_->responded) Respond();
+  Detach();
+  if (std::exchange(ended_, true)) return;
+  endedWell_ = true;
+  delegate_.DidFinishLoading();
+}
+
+void CurlConnection::Respond() {
+  CURL* easy = hop_->easy.get();
+  hop_->responded = true;
+  const long status = GetCurlInfo<CURLINFO_RESPONSE_CODE>(easy, 0L);
+  const auto length = GetCurlInfo<CURLINFO_CONTENT_LENGTH_DOWNLOAD_T>(easy, curl_off_t{-1});
+  delegate_.DidReceiveResponse(
+      static_cast<int>(status),
+      length < 0 ? std::nullopt : std::optional(static_cast<uint64_t>(length)));
+}
+
+void CurlConnection::FollowRedirect() {
+  const char* location = FindHeader(hop_->easy.get(), "Location");
+  const std::string target = RedirectTarget(url_, location == nullptr ? "" : location);
+  formerHops_ = Info();
+  Detach();
+  const URLScheme next = SchemeOfURL(target);
+  if (++redirects_ > kMostRedirects) return Fail(kURLError_TooManyRedirects, "too many redirects");
+  if (!MayRedirect(scheme_, next)) return Fail(kURLError_RedirectRefused, "a refused redirect");
+  url_ = target;
+  scheme_ = next;
+  BeginHop();
+}
+
+void CurlConnection::Fail(int code, std::string words) {
+  Detach();
+  if (std::exchange(ended_, true)) return;
+  failure_ = std::move(words);
+  delegate_.DidFailWithError(kURLErrorDomain, code);
+}
+
+void CurlConnection::Cancel() {
+  ended_ = true;
+  if (!insidePerform_) Detach();
+}
+
+void CurlConnection::Detach() {
+  if (!hop_ || !std::exchange(hop_->attached, false)) return;
+  curl_multi_remove_handle(handles_.multi.get(), hop_->easy.get());
+}
+
+uint64_t CurlConnection::BodyBytesSent() const {
+  if (!hop_) return 0;
+  return static_cast<uint64_t>(
+      GetCurlInfo<CURLINFO_SIZE_UPLOAD_T>(hop_->easy.get(), curl_off_t{0}));
+}
+
+URLTransferInfo CurlConnection::Info() const {
+  URLTransferInfo info = formerHops_;
+  info.failure = failure_;
+  if (!hop_) return info;
+  CURL* easy = hop_->easy.get();
+  info.sent +=
+      static_cast<uint64_t>(GetCurlInfo<CURLINFO_REQUEST_SIZE>(easy, 0L)) + BodyBytesSent();
+  info.received += hop_->headBytes + static_cast<uint64_t>(GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(
+                                         easy, curl_off_t{0}));
+  info.status = static_cast<int>(GetCurlInfo<CURLINFO_RESPONSE_CODE>(easy, 0L));
+  info.reused = hop_->attempts > 0 && GetCurlInfo<CURLINFO_NUM_CONNECTS>(easy, 0L) == 0;
+  return info;
+}
+
+// ---- What libcurl asks and tells ----
+
+size_t CurlConnection::OnHeaderLine(std::string_view line) {
+  Hop& hop = *hop_;
+  hop.headBytes += line.size();
+  if (ended_ || hop.headBytes > kMostHeadBytes) return 0;
+  const bool endsHead = line == "\r\n" || line == "\n";
+  if (!endsHead || hop.headComplete) return line.size();  // what follows the body are trailers
+  CURL* easy = hop.easy.get();
+  const long status = GetCurlInfo<CURLINFO_RESPONSE_CODE>(easy, 0L);
+  if (status / 100 == 1 && status != 101) return line.size();  // an answer is still to come
+  hop.headComplete = true;
+  hop.redirecting =
+      request_.method == "GET" && IsRedirect(status) && FindHeader(easy, "Location") != nullptr;
+  if (!hop.redirecting) return line.size();
+  // The body of a redirect may have no end. Without one the connection can serve the next hop.
+  const char* length = FindHeader(easy, "Content-Length");
+  return length != nullptr && std::string_view(length) == "0" ? line.size() : 0;
+}
+
 size_t CurlConnection::OnData(const char* data, size_t size) {
   if (ended_) return CURL_WRITEFUNC_ERROR;
   try {
-    if (!responded_) Respond();
-    if (!redirecting_ && !ended_) delegate_.DidReceiveData(std::string_view(data, size));
+    if (!hop_->responded) Respond();
+    if (!ended_) delegate_.DidReceiveData(std::string_view(data, size));
   } catch (...) {
     thrown_ = std::current_exception();
     ended_ = true;
@@ -175,66 +332,39 @@ size_t CurlConnection::OnData(const char* data, size_t size) {
 
 size_t CurlConnection::OnBodyWanted(char* buffer, size_t size) {
   if (ended_) return CURL_READFUNC_ABORT;
-  const auto wanted = static_cast<size_t>(std::min<uint64_t>(size, bodyLength_ - bodyRead_));
+  uint64_t& bodyRead = hop_->bodyRead;
+  const auto wanted = static_cast<size_t>(std::min<uint64_t>(size, bodyLength_ - bodyRead));
   if (wanted == 0) return 0;
   size_t got = wanted;
   if (const auto* file = std::get_if<URLFileBody>(&request_.body)) {
-    const ssize_t count = ReadAt(file->descriptor, buffer, wanted, bodyRead_);
+    const ssize_t count = ReadAt(file->descriptor, buffer, wanted, bodyRead);
     if (count < 0) return CURL_READFUNC_ABORT;
     got = static_cast<size_t>(count);
   } else {
-    std::memcpy(buffer, std::get<std::string_view>(request_.body).data() + bodyRead_, wanted);
+    std::memcpy(buffer, std::get<std::string_view>(request_.body).data() + bodyRead, wanted);
   }
-  bodyRead_ += got;
+  bodyRead += got;
   return got;
 }
 
 int CurlConnection::OnRewind(curl_off_t offset) {
-  return offset == 0 && bodyRead_ == 0 ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
-}
-
-void CurlConnection::OnSocketOpened(curl_socket_t socket) {
-  handles_.sockets[handles_.socketsOpened++ % handles_.sockets.size()] = socket;
+  return offset == 0 && hop_->bodyRead == 0 ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
 }
 
 int CurlConnection::OnSendingBegins(int localPort) {
   // libcurl doesn't tell which socket serves: it may be that of an earlier request, or one of
   // several that tried to connect.
-  const auto found = std::ranges::find(handles_.sockets, localPort, LocalPort);
-  socket_ = found != handles_.sockets.end() ? *found : CURL_SOCKET_BAD;
+  hop_->socket = handles_.sockets.WithLocalPort(localPort);
   // libcurl repeats a request whose reused connection died. Only what cannot have had an effect
   // twice may be repeated: a GET, or a request of whose body nothing had left yet.
-  const bool first = attempts_++ == 0;
-  const bool repeatable = request_.method == "GET" || (bodyLength_ > 0 && bodyRead_ == 0);
-  repeatRefused_ = !first && !repeatable;
-  return repeatRefused_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
+  const bool first = hop_->attempts++ == 0;
+  const bool repeatable = request_.method == "GET" || (bodyLength_ > 0 && hop_->bodyRead == 0);
+  hop_->repeatRefused = !first && !repeatable;
+  return hop_->repeatRefused ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
-CurlConnection::Movement CurlConnection::MovementSoFar() const {
-  CURL* easy = handles_.easy.get();
-  Movement movement;
-  movement.sent = GetCurlInfo<CURLINFO_SIZE_UPLOAD_T>(easy, curl_off_t{0});
-  movement.received = GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(easy, curl_off_t{0}) +
-                      GetCurlInfo<CURLINFO_HEADER_SIZE>(easy, 0L);
-  // What the system holds has not travelled yet: over a slow line that can be a minute's worth.
-  if (socket_ != CURL_SOCKET_BAD && ioctl(socket_, TIOCOUTQ, &movement.queued) != 0) {
-    movement.queued = 0;
-  }
-  return movement;
-}
-
-bool CurlConnection::IsSilentTooLong() {
-  const auto now = Clock::now();
-  const Movement movement = MovementSoFar();
-  if (movement != movement_) {
-    movement_ = movement;
-    lastMovement_ = now;
-    return false;
-  }
-  uint64_t allowed = request_.timeout * uint64_t{1000};
-  const bool digesting = bodyLength_ > 0 && bodyRead_ == bodyLength_ && movement.received == 0;
-  if (digesting) allowed += (bodyLength_ >> 10) * kDigestionPerGiB >> 20;
-  return now - lastMovement_ >= std::chrono::milliseconds(allowed);
+size_t CurlConnection::HeaderCallback(char* data, size_t size, size_t count, void* self) {
+  return static_cast<CurlConnection*>(self)->OnHeaderLine({data, size * count});
 }
 
 size_t CurlConnection::DataCallback(char* data, size_t size, size_t count, void* self) {
@@ -247,11 +377,6 @@ size_t CurlConnection::BodyCallback(char* buffer, size_t size, size_t count, voi
 
 int CurlConnection::RewindCallback(void* self, curl_off_t offset, int) {
   return static_cast<CurlConnection*>(self)->OnRewind(offset);
-}
-
-int CurlConnection::SocketCallback(void* self, curl_socket_t socket, curlsocktype) {
-  static_cast<CurlConnection*>(self)->OnSocketOpened(socket);
-  return CURL_SOCKOPT_OK;
 }
 
 int CurlConnection::SendingCallback(void* self, char*, char*, int, int localPort) {

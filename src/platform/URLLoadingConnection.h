@@ -1,5 +1,5 @@
-// One request over libcurl: its options, its callbacks, its redirects and the watch over its
-// silence. Included by the URLLoading sources only.
+// One request over libcurl: its options, its callbacks, its redirects, its events and its end.
+// Included by the URLLoading sources only.
 #pragma once
 
 #include <array>
@@ -7,8 +7,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <string>
 
+#include "platform/SilenceWatch.h"
 #include "platform/URLLoading.h"
 #include "platform/URLLoadingCurl.h"
 
@@ -16,16 +18,13 @@ namespace kelo {
 
 class CurlConnection;
 
-/// What a loader keeps from request to request: its handles, and with them the open connections.
+/// What a loader keeps from request to request.
 struct CurlHandles {
-  CurlMulti multi;
-  CurlEasy easy;
+  CurlSockets sockets;   // outlives the handles, which report to it
+  CurlShare share;       // TLS sessions
+  CurlMulti multi;       // open connections and looked-up names
+  bool suspect = false;  // a transfer did not end well: the next one begins with a new multi handle
   CurlConnection* current = nullptr;  // the request under way
-  // The sockets opened last, more of them than connections are kept. Some are closed by now.
-  std::array<curl_socket_t, 8> sockets;
-  size_t socketsOpened = 0;
-
-  CurlHandles() { sockets.fill(CURL_SOCKET_BAD); }
 };
 
 class CurlConnection final : public URLConnection {
@@ -36,18 +35,27 @@ class CurlConnection final : public URLConnection {
   ~CurlConnection() override;
 
   void Cancel() override;
+  uint64_t BodyBytesSent() const override;
+  URLTransferInfo Info() const override;
   /// One slice: moves the transfer on, delivers events, and waits if nothing ended it.
   void Advance(std::chrono::milliseconds slice);
 
  private:
-  using Clock = std::chrono::steady_clock;
-
-  /// How far the bytes of a transfer have come, in both directions and inside the system.
-  struct Movement {
-    curl_off_t sent = 0;
-    curl_off_t received = 0;
-    int queued = 0;
-    bool operator==(const Movement&) const = default;
+  /// One request and its answer: the first, and one more for each redirect that is followed. Its
+  /// handle is new, since a used one cannot be brought back to a known state.
+  struct Hop {
+    CurlEasy easy;
+    SilenceWatch watch;
+    bool attached = false;  // the handle is in the multi handle
+    size_t headBytes = 0;   // of all heads and trailers of the answer
+    bool headComplete = false;
+    bool responded = false;
+    bool redirecting = false;
+    bool repeatRefused = false;
+    int attempts = 0;
+    uint64_t bodyRead = 0;
+    curl_socket_t socket = CURL_SOCKET_BAD;  // over which the request travels
+    std::array<char, CURL_ERROR_SIZE> words{};
   };
 
   void BeginHop();
@@ -59,24 +67,22 @@ class CurlConnection final : public URLConnection {
 
   void FinishHop(CURLcode code);
   void FollowRedirect();
-  void Fail(int code);
+  void Fail(int code, std::string words);
   void Respond();
   void Detach();
-
-  Movement MovementSoFar() const;
   bool IsSilentTooLong();
 
+  size_t OnHeaderLine(std::string_view line);
   size_t OnData(const char* data, size_t size);
   size_t OnBodyWanted(char* buffer, size_t size);
   int OnRewind(curl_off_t offset);
-  void OnSocketOpened(curl_socket_t socket);
   int OnSendingBegins(int localPort);
 
+  static size_t HeaderCallback(char* data, size_t size, size_t count, void* self);
   static size_t DataCallback(char* data, size_t size, size_t count, void* self);
   static size_t BodyCallback(char* buffer, size_t size, size_t count, void* self);
   static int RewindCallback(void* self, curl_off_t offset, int origin);
   static int SendingCallback(void* self, char*, char*, int, int localPort);
-  static int SocketCallback(void* self, curl_socket_t socket, curlsocktype);
 
   CurlHandles& handles_;
   const URLRequest request_;
@@ -88,21 +94,14 @@ class CurlConnection final : public URLConnection {
   URLScheme scheme_ = URLScheme::Malformed;
   int redirects_ = 0;
   int refusedWith_ = 0;  // error code of a request that was never begun
+  URLTransferInfo formerHops_;
 
-  bool attached_ = false;  // the easy handle is in the multi handle
   bool insidePerform_ = false;
   bool ended_ = false;         // cancelled, failed or finished: no more events
+  bool endedWell_ = false;     // finished
   std::exception_ptr thrown_;  // by an event, to go on when libcurl has returned
-
-  // Of this hop.
-  bool responded_ = false;
-  bool redirecting_ = false;
-  bool repeatRefused_ = false;
-  int attempts_ = 0;
-  uint64_t bodyRead_ = 0;
-  curl_socket_t socket_ = CURL_SOCKET_BAD;  // over which the request travels
-  Movement movement_;
-  Clock::time_point lastMovement_;
+  std::string failure_;
+  std::optional<Hop> hop_;
 };
 
 }  // namespace kelo

@@ -1,13 +1,33 @@
 // URLs and errors of libcurl.
 #include "platform/URLLoadingCurl.h"
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <new>
 #include <stdexcept>
-#include <string>
+#include <utility>
 
 #include "platform/URLLoading.h"
 
 namespace kelo {
+namespace {
+
+using CurlText = std::unique_ptr<char, CurlDeleter<curl_free>>;
+
+/// The port at this end of a connection; -1 for a descriptor that is none.
+int LocalPort(curl_socket_t socket) {
+  sockaddr_storage address{};
+  socklen_t length = sizeof address;
+  if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return -1;
+  if (address.ss_family == AF_INET) return ntohs(reinterpret_cast<sockaddr_in&>(address).sin_port);
+  if (address.ss_family != AF_INET6) return -1;
+  return ntohs(reinterpret_cast<sockaddr_in6&>(address).sin6_port);
+}
+
+}  // namespace
 
 URLScheme SchemeOfURL(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) return URLScheme::Malformed;
@@ -18,7 +38,7 @@ URLScheme SchemeOfURL(std::string_view text) {
       curl_url_set(url.get(), CURLUPART_URL, terminated.c_str(), CURLU_NON_SUPPORT_SCHEME);
   char* raw = nullptr;
   if (code == CURLUE_OK) code = curl_url_get(url.get(), CURLUPART_SCHEME, &raw, 0);
-  const std::unique_ptr<char, CurlDeleter<curl_free>> scheme(raw);
+  const CurlText scheme(raw);
   if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
   if (code != CURLUE_OK) return URLScheme::Malformed;
   const std::string_view name(scheme.get());
@@ -28,6 +48,20 @@ URLScheme SchemeOfURL(std::string_view text) {
 
 bool IsWellFormedURL(std::string_view text) {
   return SchemeOfURL(text) != URLScheme::Malformed;
+}
+
+std::string RedirectTarget(const std::string& url, const char* location) {
+  constexpr unsigned flags =
+      CURLU_NON_SUPPORT_SCHEME | CURLU_PATH_AS_IS | CURLU_URLENCODE | CURLU_ALLOW_SPACE;
+  CurlURL target(curl_url());
+  if (!target) throw std::bad_alloc();
+  char* raw = nullptr;
+  CURLUcode code = curl_url_set(target.get(), CURLUPART_URL, url.c_str(), CURLU_PATH_AS_IS);
+  if (code == CURLUE_OK) code = curl_url_set(target.get(), CURLUPART_URL, location, flags);
+  if (code == CURLUE_OK) code = curl_url_get(target.get(), CURLUPART_URL, &raw, 0);
+  const CurlText text(raw);
+  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
+  return code == CURLUE_OK ? text.get() : "";
 }
 
 bool MayRedirect(URLScheme from, URLScheme to) {
@@ -53,7 +87,7 @@ int URLErrorFromCurl(CURLcode code) {
       return kURLError_BadURL;
     case CURLE_UNSUPPORTED_PROTOCOL:
       return kURLError_UnsupportedURL;
-    default:  // a full memory too: the library says so also of a peer's endless header
+    default:  // short memory too: the library says so also of a peer's endless header
       return kURLError_Unknown;
   }
 }
@@ -66,6 +100,44 @@ void CheckCurl(CURLcode code) {
 void CheckCurl(CURLMcode code) {
   if (code == CURLM_OUT_OF_MEMORY) throw std::bad_alloc();
   if (code != CURLM_OK) throw std::runtime_error(curl_multi_strerror(code));
+}
+
+void CheckCurl(CURLSHcode code) {
+  if (code == CURLSHE_NOMEM) throw std::bad_alloc();
+  if (code != CURLSHE_OK) throw std::runtime_error(curl_share_strerror(code));
+}
+
+void CurlSockets::Watch(CURL* easy) {
+  SetCurlOption<CURLOPT_SOCKOPTFUNCTION>(easy, &CurlSockets::Opened);
+  SetCurlOption<CURLOPT_SOCKOPTDATA>(easy, static_cast<void*>(this));
+  SetCurlOption<CURLOPT_CLOSESOCKETFUNCTION>(easy, &CurlSockets::Close);
+  SetCurlOption<CURLOPT_CLOSESOCKETDATA>(easy, static_cast<void*>(this));
+}
+
+curl_socket_t CurlSockets::WithLocalPort(int port) const {
+  const auto found = std::ranges::find_if(sockets_, [port](curl_socket_t socket) {
+    return socket != CURL_SOCKET_BAD && LocalPort(socket) == port;
+  });
+  return found != sockets_.end() ? *found : CURL_SOCKET_BAD;
+}
+
+void CurlSockets::CloseAll() {
+  for (curl_socket_t& socket : sockets_) {
+    if (socket != CURL_SOCKET_BAD) close(std::exchange(socket, CURL_SOCKET_BAD));
+  }
+}
+
+int CurlSockets::Opened(void* self, curl_socket_t socket, curlsocktype) {
+  auto& sockets = static_cast<CurlSockets*>(self)->sockets_;
+  const auto free = std::ranges::find(sockets, CURL_SOCKET_BAD);
+  if (free != sockets.end()) *free = socket;
+  return CURL_SOCKOPT_OK;
+}
+
+int CurlSockets::Close(void* self, curl_socket_t socket) {
+  auto& sockets = static_cast<CurlSockets*>(self)->sockets_;
+  std::ranges::replace(sockets, socket, CURL_SOCKET_BAD);
+  return close(socket);
 }
 
 }  // namespace kelo

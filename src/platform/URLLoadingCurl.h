@@ -5,7 +5,9 @@
 
 #include <curl/curl.h>
 
+#include <array>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -20,6 +22,7 @@ struct CurlDeleter {
 };
 using CurlEasy = std::unique_ptr<CURL, CurlDeleter<curl_easy_cleanup>>;
 using CurlMulti = std::unique_ptr<CURLM, CurlDeleter<curl_multi_cleanup>>;
+using CurlShare = std::unique_ptr<CURLSH, CurlDeleter<curl_share_cleanup>>;
 using CurlList = std::unique_ptr<curl_slist, CurlDeleter<curl_slist_free_all>>;
 using CurlURL = std::unique_ptr<CURLU, CurlDeleter<curl_url_cleanup>>;
 
@@ -27,6 +30,10 @@ enum class URLScheme { Malformed, Unsupported, HTTP, HTTPS };
 
 /// The scheme of a URL. Throws std::bad_alloc.
 URLScheme SchemeOfURL(std::string_view text);
+
+/// Where a redirect of `url` to `location` leads; empty where that is no URL. Throws
+/// std::bad_alloc.
+std::string RedirectTarget(const std::string& url, const char* location);
 
 /// Whether a redirect may lead from one to the other: up or level, never down, never elsewhere.
 bool MayRedirect(URLScheme from, URLScheme to);
@@ -38,6 +45,7 @@ int URLErrorFromCurl(CURLcode code);
 /// this library could not do at all.
 void CheckCurl(CURLcode code);
 void CheckCurl(CURLMcode code);
+void CheckCurl(CURLSHcode code);
 
 /// Sets an option. libcurl reads its variadic argument by the option's number range, so a value of
 /// another width would be misread silently.
@@ -60,5 +68,24 @@ Value GetCurlInfo(CURL* easy, Value otherwise) {
   Value value = otherwise;
   return curl_easy_getinfo(easy, info, &value) == CURLE_OK ? value : otherwise;
 }
+
+/// The sockets that libcurl has open, as it tells when it opens and closes them. Holds more of them
+/// than connections are kept; one beyond that is not known here.
+class CurlSockets {
+ public:
+  CurlSockets() { sockets_.fill(CURL_SOCKET_BAD); }
+  /// Has `easy` report to this object, which must outlive the connections it makes.
+  void Watch(CURL* easy);
+  /// The socket whose end here has that port; CURL_SOCKET_BAD if there is none.
+  curl_socket_t WithLocalPort(int port) const;
+  /// Closes all of them behind libcurl's back: for a process that only inherited them.
+  void CloseAll();
+
+ private:
+  static int Opened(void* self, curl_socket_t socket, curlsocktype);
+  static int Close(void* self, curl_socket_t socket);
+
+  std::array<curl_socket_t, 32> sockets_;
+};
 
 }  // namespace kelo
