@@ -33,6 +33,10 @@ uint32_t HTTPConnectionBase::HTTPAbort() {
   return 0;
 }
 
+URLTransferInfo HTTPConnectionBase::LastTransfer() const {
+  return {};
+}
+
 void HTTPConnectionBase::ExecuteCallback_UploadProgress(const std::string& name,
                                                         const uint32_t& done,
                                                         const uint32_t& total) {
@@ -47,7 +51,8 @@ void HTTPConnectionBase::ExecuteCallback_DownloadProgress(const std::string& nam
   owner_->Callback()->Callback_DownloadProgress(name, done, total);
 }
 
-HTTPConnection::HTTPConnection() : HTTPConnection(std::make_unique<HTTPConnectionMac>()) {}
+HTTPConnection::HTTPConnection(std::shared_ptr<AbortSignal> abort)
+    : HTTPConnection(std::make_unique<HTTPConnectionMac>(std::move(abort))) {}
 
 HTTPConnection::HTTPConnection(std::unique_ptr<HTTPConnectionBase> platform)
     : platform_(std::move(platform)) {

@@ -3,8 +3,8 @@
 //
 // Every operation runs on the calling thread until it is over and answers a transport code
 // (TransportCode.h). One operation at a time; only HTTPAbort may come from another thread.
-// Exceptions of progress callbacks and a full memory pass through; the operation has been cleaned
-// up by then.
+// Exceptions of progress callbacks and short memory pass through; the operation has been cleaned up
+// by then.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/URLLoading.h"
+
 namespace kelo {
 
+class AbortSignal;
 class HTTPConnection;
 class KELOHTTPController;
 
@@ -49,6 +52,8 @@ class HTTPConnectionBase {
   virtual uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
                                     uint32_t& fileSize, uint32_t timeout);
   virtual uint32_t HTTPAbort();
+  /// What became of the last request; all zero before the first.
+  virtual URLTransferInfo LastTransfer() const;
 
   /// The owner that progress goes to; must outlive this object or be taken back with null.
   void SetCallback(HTTPConnection* owner) { owner_ = owner; }
@@ -66,7 +71,8 @@ class HTTPConnectionBase {
 /// Owns one platform connection and forwards to it.
 class HTTPConnection {
  public:
-  HTTPConnection();
+  /// Its requests end when `abort` is raised; null stands for a signal of its own.
+  explicit HTTPConnection(std::shared_ptr<AbortSignal> abort = nullptr);
   /// With another platform connection, such as one over a scripted loader.
   explicit HTTPConnection(std::unique_ptr<HTTPConnectionBase> platform);
   HTTPConnection(const HTTPConnection&) = delete;
@@ -84,6 +90,7 @@ class HTTPConnection {
   uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
                             uint32_t timeout);
   uint32_t HTTPAbort();
+  URLTransferInfo LastTransfer() const { return platform_->LastTransfer(); }
 
   /// The controller that progress goes to; not owned, must outlive the requests.
   void SetCallback(KELOHTTPController* callback) { callback_ = callback; }

@@ -3,18 +3,21 @@
 
 #include <utility>
 
+#include "http/AbortSignal.h"
 #include "http/MacHTTPControl.h"
 #include "platform/CAutoreleasePool.h"
 
 namespace kelo {
 
-HTTPConnectionMac::HTTPConnectionMac()
-    : HTTPConnectionMac(MakeURLLoader(), MacHTTPControl::kSpoolPath) {}
+HTTPConnectionMac::HTTPConnectionMac(std::shared_ptr<AbortSignal> abort)
+    : HTTPConnectionMac(MakeURLLoader(), MacHTTPControl::kSpoolPath, std::move(abort)) {}
 
 HTTPConnectionMac::HTTPConnectionMac(std::unique_ptr<URLLoader> loader,
-                                     const std::string& spoolPath) {
+                                     const std::string& spoolPath,
+                                     std::shared_ptr<AbortSignal> abort) {
   const CAutoreleasePool pool;
-  control_ = std::make_unique<MacHTTPControl>(std::move(loader), spoolPath);
+  if (!abort) abort = std::make_shared<AbortSignal>();
+  control_ = std::make_unique<MacHTTPControl>(std::move(loader), spoolPath, std::move(abort));
   control_->setupCallback(this);
 }
 
@@ -54,6 +57,10 @@ uint32_t HTTPConnectionMac::HTTPFileDownload(const std::string& url, const std::
 uint32_t HTTPConnectionMac::HTTPAbort() {
   const CAutoreleasePool pool;
   return control_->httpFuncAbort();
+}
+
+URLTransferInfo HTTPConnectionMac::LastTransfer() const {
+  return control_->LastTransfer();
 }
 
 }  // namespace kelo

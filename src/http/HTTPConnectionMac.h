@@ -8,14 +8,17 @@
 
 namespace kelo {
 
+class AbortSignal;
 class MacHTTPControl;
 class URLLoader;
 
 class HTTPConnectionMac final : public HTTPConnectionBase {
  public:
-  HTTPConnectionMac();
+  /// Its requests end when `abort` is raised.
+  explicit HTTPConnectionMac(std::shared_ptr<AbortSignal> abort);
   /// Over another loader and with another place for the upload spool file.
-  HTTPConnectionMac(std::unique_ptr<URLLoader> loader, const std::string& spoolPath);
+  HTTPConnectionMac(std::unique_ptr<URLLoader> loader, const std::string& spoolPath,
+                    std::shared_ptr<AbortSignal> abort = nullptr);
   ~HTTPConnectionMac() override;
 
   uint32_t HTTPRequestPUT(const std::string& url, const std::string& query, const std::string& body,
@@ -29,6 +32,7 @@ class HTTPConnectionMac final : public HTTPConnectionBase {
   uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
                             uint32_t timeout) override;
   uint32_t HTTPAbort() override;
+  URLTransferInfo LastTransfer() const override;
 
  private:
   std::unique_ptr<MacHTTPControl> control_;

@@ -9,7 +9,8 @@
 
 namespace kelo {
 
-KELOHTTPController::KELOHTTPController() : KELOHTTPController(std::make_unique<HTTPConnection>()) {}
+KELOHTTPController::KELOHTTPController(std::shared_ptr<AbortSignal> abort)
+    : KELOHTTPController(std::make_unique<HTTPConnection>(std::move(abort))) {}
 
 KELOHTTPController::KELOHTTPController(std::unique_ptr<HTTPConnection> connection)
     : connection_(std::move(connection)) {

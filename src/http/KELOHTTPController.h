@@ -1,13 +1,13 @@
 // The one way to the network for everything above: requests in, result codes out.
 //
 // Requests are synchronous: they end on the calling thread, one at a time per controller. HTTPAbort
-// is the exception: it may come from any thread while a request runs and returns when the request
-// has ended; from inside a progress callback it returns at once and the request ends as aborted
-// when the callback returns; while nothing runs it leaves no trace.
+// is the exception: it may come from any thread and raises the controller's abort signal (see
+// AbortSignal.h), which ends the running command: its request under way and all that it would send
+// after that.
 //
 // Time-outs are seconds during which nothing moves, not the length of a transfer. Responses are
-// delivered also with an error status, and end at their first zero byte. An exception (full memory,
-// a throwing progress callback) passes through after the request has been cleaned up.
+// delivered also with an error status, and end at their first zero byte. An exception (short
+// memory, a throwing progress callback) passes through after the request has been cleaned up.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,8 @@ namespace kelo {
 
 class KELOHTTPController {
  public:
-  KELOHTTPController();
+  /// Its requests end when `abort` is raised; null stands for a signal of its own.
+  explicit KELOHTTPController(std::shared_ptr<AbortSignal> abort = nullptr);
   /// With another connection, such as one over a scripted loader.
   explicit KELOHTTPController(std::unique_ptr<HTTPConnection> connection);
   KELOHTTPController(const KELOHTTPController&) = delete;
@@ -46,12 +47,15 @@ class KELOHTTPController {
                                     uint32_t& fileSize, uint32_t timeout);
   /// Always 0.
   virtual uint32_t HTTPAbort();
+  /// What became of the last request.
+  URLTransferInfo LastTransfer() const { return connection_->LastTransfer(); }
 
   /// For derived controllers: whom to tell about progress. Does nothing here.
   virtual void SetCallback(void* callback);
-  /// Progress, on the thread of the request, no lock held. Upload: (last path, 0, 0) before sending
-  /// and (last path, bytes of all files, number of files) after it. Download: ("", bytes so far,
-  /// bytes expected or 0 if unknown). Both do nothing here.
+  /// Progress, on the thread of the request, no lock held. Upload: (last path, 0, 0) before
+  /// sending, (last path, bytes of the files that have left, 0) while it goes on, at most every 0.1
+  /// s and not in the first 0.1 s, and (last path, bytes of all files, number of files) after it.
+  /// Download: ("", bytes so far, bytes expected or 0 if unknown). Both do nothing here.
   virtual void Callback_UploadProgress(const std::string& name, const uint32_t& done,
                                        const uint32_t& total);
   virtual void Callback_DownloadProgress(const std::string& name, const uint32_t& done,

@@ -14,6 +14,7 @@ namespace kelo {
 namespace {
 
 constexpr std::chrono::milliseconds kSlice{50};
+constexpr std::chrono::milliseconds kReportInterval{100};
 // More than any answer of the service; a compressed answer could otherwise fill the memory.
 constexpr size_t kMostResponseBytes = size_t{512} << 20;
 constexpr uint64_t kMostReservedBytes = uint64_t{64} << 20;
@@ -44,55 +45,46 @@ uint32_t CodeForStatus(int status, bool download) {
 
 }  // namespace
 
-/// One operation from its beginning to its end, whatever ends it.
-class MacHTTPControl::Operation {
+MacHTTPControl::Operation::Operation(MacHTTPControl& control, bool download)
+    : scope(*control.abort_, *control.loader_), httpConnectionDownloadActive(download) {}
+
+bool MacHTTPControl::Operation::AnyFailure() const {
+  return httpConnectionDidFailWithError || httpConnectionDidReceiveResponseError ||
+         httpDownloadDidFailWithError;
+}
+
+class MacHTTPControl::Running {
  public:
-  explicit Operation(MacHTTPControl& control, bool download = false) : control_(control) {
-    control.pHTTPResponseData_.clear();
-    control.httpResponseDataReceiveFinished_ = false;
-    control.httpConnectionDidFailWithError_ = false;
-    control.httpConnectionDidReceiveResponseError_ = false;
-    control.httpDownloadDidFailWithError_ = false;
-    control.httpConnectionDownloadActive_ = download;
-    control.httpConnectionDownloadFinishedSize_ = 0;
-    control.httpConnectionDownloadTotalSize_ = 0;
-    control.httpConnectionResult_ = kTransport_Success;
-    const std::lock_guard lock(control.operationLock_);
-    control.operationThread_ = std::this_thread::get_id();
-    control.httpConnectionActive_ = true;
+  explicit Running(MacHTTPControl& control, bool download = false) : control_(control) {
+    control.lastTransfer_ = {};
+    control.operation_.emplace(control, download);
   }
-  Operation(const Operation&) = delete;
-  Operation& operator=(const Operation&) = delete;
-  ~Operation() {
-    control_.httpConnectionDownloadOutputStream_.Discard();
-    control_.httpConnectionDownloadActive_ = false;
-    control_.pHTTPResponseData_ = {};
-    const std::lock_guard lock(control_.operationLock_);
-    control_.httpConnectionActive_ = false;
-    control_.abortCommandExecution_ = false;  // an abort is for this operation, never for the next
-    ++control_.operationCount_;
-    control_.operationEnded_.notify_all();
-  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+  ~Running() { control_.operation_.reset(); }
+
+  Operation* operator->() { return &*control_.operation_; }
 
  private:
   MacHTTPControl& control_;
 };
 
-MacHTTPControl::MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath)
-    : loader_(std::move(loader)), spoolPath_(std::move(spoolPath)) {}
+MacHTTPControl::MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath,
+                               std::shared_ptr<AbortSignal> abort)
+    : loader_(std::move(loader)), spoolPath_(std::move(spoolPath)), abort_(std::move(abort)) {}
 
 MacHTTPControl::~MacHTTPControl() {
   endControl();
 }
 
 void MacHTTPControl::endControl() {
-  pNSURLConnection_.reset();
+  operation_.reset();
 }
 
 uint32_t MacHTTPControl::httpFuncGET(const std::string& url, const std::string& query,
                                      std::string& response, uint32_t timeoutSetting) {
   response.clear();
-  const Operation operation(*this);
+  const Running operation(*this);
   URLRequest request;
   request.url = URLWithQuery(url, query);
   request.timeout = timeoutSetting;
@@ -103,7 +95,7 @@ uint32_t MacHTTPControl::httpFuncPUT(const std::string& url, const std::string& 
                                      const std::string& body, std::string& response,
                                      uint32_t timeoutSetting) {
   response.clear();
-  const Operation operation(*this);
+  const Running operation(*this);
   URLRequest request;
   request.method = "PUT";
   request.url = URLWithQuery(url, query);
@@ -118,8 +110,9 @@ uint32_t MacHTTPControl::httpFuncUpload(
     const std::vector<tagHTTPConnection_MultipartBody>& partList, std::string& response,
     uint32_t timeoutSetting) {
   response.clear();
-  const Operation operation(*this);
+  Running operation(*this);
   UploadBody body(spoolPath_, [this] { return detectAbort(); });
+  if (detectAbort()) return kTransport_Aborted;
   if (const uint32_t code = body.Build(partList)) return code;
   if (detectAbort()) return kTransport_Aborted;
   ReportUpload(body.LastPath(), 0, 0);
@@ -131,155 +124,170 @@ uint32_t MacHTTPControl::httpFuncUpload(
   for (const auto& [name, value] : header) request.headers.push_back({name, value});
   request.body = body.Body();
   request.freshConnection = true;  // over a reused one that dies it could be stored twice
-  if (detectAbort()) return kTransport_Aborted;
+  operation->uploadBody = &body;
   RunWaitLoop(request);
-  if (httpResponseDataReceiveFinished_) {
+  if (operation->httpResponseDataReceiveFinished) {
     ReportUpload(body.LastPath(), body.FileBytes(), body.FileCount());
     TakeResponse(response);
   }
-  return httpConnectionResult_;
+  return operation->httpConnectionResult;
 }
 
 uint32_t MacHTTPControl::httpFuncDownload(const std::string& url, const std::string& destPath,
                                           uint32_t& fileSize, uint32_t timeoutSetting) {
   fileSize = 0;
-  const Operation operation(*this, true);
+  Running operation(*this, true);
+  if (detectAbort()) return kTransport_Aborted;
   if (!IsWellFormedURL(url)) return kTransport_DownloadNotFound;
-  if (const uint32_t code = httpConnectionDownloadOutputStream_.Create(destPath)) return code;
+  DownloadFile& file = operation->httpConnectionDownloadOutputStream;
+  if (const uint32_t code = file.Create(destPath)) return code;
   URLRequest request;
   request.url = url;
   request.timeout = timeoutSetting;
   // Not compressed, so that the length announced is that of the file.
   request.headers.push_back({"Accept-Encoding", ""});
-  if (detectAbort()) return kTransport_Aborted;
   RunWaitLoop(request);
-  if (httpConnectionResult_ == kTransport_Success) {
-    httpConnectionResult_ = httpConnectionDownloadOutputStream_.Keep();
+  uint32_t& result = operation->httpConnectionResult;
+  if (result == kTransport_Success) result = file.Keep();
+  if (result == kTransport_Success) {
+    fileSize = Saturated(operation->httpConnectionDownloadFinishedSize);
   }
-  if (httpConnectionResult_ == kTransport_Success) {
-    fileSize = Saturated(httpConnectionDownloadFinishedSize_);
-  }
-  return httpConnectionResult_;
+  return result;
 }
 
 uint32_t MacHTTPControl::httpFuncAbort() {
-  std::unique_lock lock(operationLock_);
-  if (!httpConnectionActive_) return 0;
-  abortCommandExecution_ = true;
-  if (operationThread_ == std::this_thread::get_id()) {
-    // From inside a progress callback: waiting for the end would be waiting for ourselves.
-    if (pNSURLConnection_) pNSURLConnection_->Cancel();
-    return 0;
-  }
-  const uint64_t running = operationCount_;
-  loader_->WakeUp();
-  operationEnded_.wait(lock, [&] { return operationCount_ != running; });
+  abort_->Raise();
   return 0;
 }
 
 uint32_t MacHTTPControl::PerformForText(const URLRequest& request, std::string& response) {
-  if (detectAbort()) return kTransport_Aborted;
   RunWaitLoop(request);
-  if (httpResponseDataReceiveFinished_) TakeResponse(response);
-  return httpConnectionResult_;
+  if (operation_->httpResponseDataReceiveFinished) TakeResponse(response);
+  return operation_->httpConnectionResult;
 }
 
 void MacHTTPControl::RunWaitLoop(const URLRequest& request) {
+  Operation& operation = *operation_;
+  if (detectAbort()) {
+    operation.httpConnectionResult = kTransport_Aborted;
+    return;
+  }
   struct Release {
-    std::unique_ptr<URLConnection>& connection;
-    ~Release() { connection.reset(); }
-  } const release{pNSURLConnection_};
-  pNSURLConnection_ = loader_->Start(request, *this);
+    MacHTTPControl& control;
+    ~Release() {
+      std::unique_ptr<URLConnection>& connection = control.operation_->pNSURLConnection;
+      if (connection) control.lastTransfer_ = connection->Info();
+      connection.reset();
+    }
+  } const release{*this};
+  operation.pNSURLConnection = loader_->Start(request, *this);
+  operation.lastReport = std::chrono::steady_clock::now();
   for (;;) {
     loader_->RunSlice(kSlice);
-    if (httpResponseDataReceiveFinished_) break;
+    if (operation.httpResponseDataReceiveFinished) break;
     if (detectAbort()) {
-      httpConnectionResult_ = kTransport_Aborted;
+      operation.httpConnectionResult = kTransport_Aborted;
       return;
     }
-    if (httpConnectionDidFailWithError_ || httpDownloadDidFailWithError_) break;
+    if (operation.httpConnectionDidFailWithError || operation.httpDownloadDidFailWithError) break;
+    if (operation.uploadBody != nullptr) ReportUploadUnderWay();
   }
-  if (!AnyFailure()) httpConnectionResult_ = kTransport_Success;
-}
-
-bool MacHTTPControl::AnyFailure() const {
-  return httpConnectionDidFailWithError_ || httpConnectionDidReceiveResponseError_ ||
-         httpDownloadDidFailWithError_;
+  if (!operation.AnyFailure()) operation.httpConnectionResult = kTransport_Success;
 }
 
 void MacHTTPControl::TakeResponse(std::string& response) {
-  response = std::move(pHTTPResponseData_);
+  response = std::move(operation_->pHTTPResponseData);
   response.resize(std::min(response.find('\0'), response.size()));
 }
 
 void MacHTTPControl::DidReceiveResponse(int status, std::optional<uint64_t> contentLength) {
-  httpConnectionResult_ = CodeForStatus(status, httpConnectionDownloadActive_);
-  httpConnectionDidReceiveResponseError_ = status != 200;
-  if (!httpConnectionDownloadActive_) {
-    pHTTPResponseData_.reserve(std::min(contentLength.value_or(0), kMostReservedBytes));
+  Operation& operation = *operation_;
+  operation.httpConnectionResult = CodeForStatus(status, operation.httpConnectionDownloadActive);
+  operation.httpConnectionDidReceiveResponseError = status != 200;
+  if (!operation.httpConnectionDownloadActive) {
+    operation.pHTTPResponseData.reserve(std::min(contentLength.value_or(0), kMostReservedBytes));
   } else if (status == 200) {
-    httpConnectionDownloadTotalSize_ = contentLength.value_or(0);
+    operation.httpConnectionDownloadTotalSize = contentLength.value_or(0);
   }
 }
 
 void MacHTTPControl::DidReceiveData(std::string_view data) {
-  if (httpConnectionDownloadActive_) return WriteDownload(data);
-  if (data.size() <= kMostResponseBytes - pHTTPResponseData_.size()) {
-    pHTTPResponseData_.append(data);
+  Operation& operation = *operation_;
+  if (operation.httpConnectionDownloadActive) return WriteDownload(data);
+  if (data.size() <= kMostResponseBytes - operation.pHTTPResponseData.size()) {
+    operation.pHTTPResponseData.append(data);
     return;
   }
-  httpConnectionDidFailWithError_ = true;
-  httpConnectionResult_ = kTransport_OtherFailure;
-  pNSURLConnection_->Cancel();
+  operation.httpConnectionDidFailWithError = true;
+  operation.httpConnectionResult = kTransport_OtherFailure;
+  operation.pNSURLConnection->Cancel();
 }
 
 void MacHTTPControl::WriteDownload(std::string_view data) {
-  if (AnyFailure() || !httpConnectionDownloadOutputStream_.IsOpen()) {
+  Operation& operation = *operation_;
+  operation.httpConnectionDownloadFinishedSize += data.size();
+  if (operation.AnyFailure()) {
     // The body of a failure is dropped, and one without an end given up.
-    httpConnectionDownloadFinishedSize_ += data.size();
-    if (httpConnectionDownloadFinishedSize_ > kMostResponseBytes) {
-      httpConnectionDidFailWithError_ = true;
-      pNSURLConnection_->Cancel();
+    if (operation.httpConnectionDownloadFinishedSize > kMostResponseBytes) {
+      operation.httpConnectionDidFailWithError = true;
+      operation.pNSURLConnection->Cancel();
     }
     return;
   }
-  if (const uint32_t code = httpConnectionDownloadOutputStream_.Write(data)) {
-    httpDownloadDidFailWithError_ = true;
-    httpConnectionResult_ = code;
+  if (const uint32_t code = operation.httpConnectionDownloadOutputStream.Write(data)) {
+    operation.httpDownloadDidFailWithError = true;
+    operation.httpConnectionResult = code;
   }
-  httpConnectionDownloadFinishedSize_ += data.size();
-  if (pHTTPConnectionMac_ == nullptr) return;
-  pHTTPConnectionMac_->ExecuteCallback_DownloadProgress(
-      "", Saturated(httpConnectionDownloadFinishedSize_),
-      Saturated(httpConnectionDownloadTotalSize_));
+  ReportDownload();
+  if (detectAbort()) operation.pNSURLConnection->Cancel();  // no more of it
 }
 
 void MacHTTPControl::DidFinishLoading() {
-  httpResponseDataReceiveFinished_ = true;
+  operation_->httpResponseDataReceiveFinished = true;
 }
 
 void MacHTTPControl::DidFailWithError(std::string_view domain, int code) {
-  httpConnectionDidFailWithError_ = true;
+  operation_->httpConnectionDidFailWithError = true;
+  uint32_t& result = operation_->httpConnectionResult;
   if (domain != kURLErrorDomain) {
-    httpConnectionResult_ = kTransport_OtherFailure;
+    result = kTransport_OtherFailure;
     return;
   }
   switch (code) {
     case kURLError_CannotFindHost:
     case kURLError_DNSLookupFailed:
-      httpConnectionResult_ = kTransport_NotFound;
+      result = kTransport_NotFound;
       break;
     case kURLError_ConnectionLost:
-      httpConnectionResult_ = kTransport_ConnectionLost;
+      result = kTransport_ConnectionLost;
       break;
     case kURLError_TimedOut:
-      httpConnectionResult_ = kTransport_TimedOut;
+      result = kTransport_TimedOut;
       break;
     case kURLError_Cancelled:
       break;
     default:
-      httpConnectionResult_ = kTransport_OtherFailure;
+      result = kTransport_OtherFailure;
   }
+}
+
+void MacHTTPControl::ReportDownload() {
+  if (pHTTPConnectionMac_ == nullptr) return;
+  pHTTPConnectionMac_->ExecuteCallback_DownloadProgress(
+      "", Saturated(operation_->httpConnectionDownloadFinishedSize),
+      Saturated(operation_->httpConnectionDownloadTotalSize));
+}
+
+void MacHTTPControl::ReportUploadUnderWay() {
+  Operation& operation = *operation_;
+  const auto now = std::chrono::steady_clock::now();
+  if (now - operation.lastReport < kReportInterval) return;
+  const uint64_t sent =
+      operation.uploadBody->FileBytesWithin(operation.pNSURLConnection->BodyBytesSent());
+  if (sent <= operation.uploadReported) return;
+  operation.lastReport = now;
+  operation.uploadReported = sent;
+  ReportUpload(operation.uploadBody->LastPath(), sent, 0);
 }
 
 void MacHTTPControl::ReportUpload(const std::string& path, uint64_t done, uint64_t total) {

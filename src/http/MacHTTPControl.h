@@ -5,17 +5,15 @@
 // thread. See KELOHTTPController.h for the rules that callers see.
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
+#include "http/AbortSignal.h"
 #include "http/DownloadFile.h"
 #include "http/HTTPConnection.h"
 #include "platform/URLLoading.h"
@@ -23,13 +21,16 @@
 namespace kelo {
 
 class HTTPConnectionMac;
+class UploadBody;
 
 class MacHTTPControl final : private URLConnectionDelegate {
  public:
   /// Where an upload body of 100 MiB of files or more is spooled.
   static constexpr const char* kSpoolPath = "/tmp/tVQLTempFile.dat";
 
-  MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath);
+  /// `abort` ends the operations; it is shared with those who raise it.
+  MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath,
+                 std::shared_ptr<AbortSignal> abort);
   ~MacHTTPControl();
 
   /// Whom progress goes to; not owned, may be null.
@@ -48,13 +49,39 @@ class MacHTTPControl final : private URLConnectionDelegate {
   uint32_t httpFuncDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
                             uint32_t timeoutSetting);
 
-  /// Ends the running operation; always 0. Any thread.
+  /// Raises the abort signal; always 0. Any thread.
   uint32_t httpFuncAbort();
-  /// Whether an abort of the running operation was requested. Any thread.
-  bool detectAbort() const { return abortCommandExecution_; }
+  /// Whether the running command is to end. Any thread.
+  bool detectAbort() const { return abort_->IsRaised(); }
+
+  /// What became of the last operation's request.
+  const URLTransferInfo& LastTransfer() const { return lastTransfer_; }
 
  private:
-  class Operation;
+  /// One operation from its beginning to its end, whatever ends it.
+  struct Operation {
+    Operation(MacHTTPControl& control, bool download);
+
+    const AbortSignal::RequestScope scope;  // ends last, when all else has been cleaned up
+    const bool httpConnectionDownloadActive;
+    std::string pHTTPResponseData;
+    bool httpResponseDataReceiveFinished = false;
+    bool httpConnectionDidFailWithError = false;
+    bool httpConnectionDidReceiveResponseError = false;
+    bool httpDownloadDidFailWithError = false;
+    uint64_t httpConnectionDownloadFinishedSize = 0;
+    uint64_t httpConnectionDownloadTotalSize = 0;
+    uint32_t httpConnectionResult = 0;
+    DownloadFile httpConnectionDownloadOutputStream;
+    const UploadBody* uploadBody = nullptr;  // whose progress is reported while it travels
+    uint64_t uploadReported = 0;             // bytes of files
+    std::chrono::steady_clock::time_point lastReport;
+    std::unique_ptr<URLConnection> pNSURLConnection;
+
+    bool AnyFailure() const;
+  };
+  /// Begins an operation, and ends it with the scope.
+  class Running;
 
   void DidReceiveResponse(int status, std::optional<uint64_t> contentLength) override;
   void DidReceiveData(std::string_view data) override;
@@ -64,35 +91,17 @@ class MacHTTPControl final : private URLConnectionDelegate {
   uint32_t PerformForText(const URLRequest& request, std::string& response);
   void RunWaitLoop(const URLRequest& request);
   void TakeResponse(std::string& response);
-  bool AnyFailure() const;
   void WriteDownload(std::string_view data);
+  void ReportDownload();
   void ReportUpload(const std::string& path, uint64_t done, uint64_t total);
+  void ReportUploadUnderWay();
 
   const std::unique_ptr<URLLoader> loader_;
   const std::string spoolPath_;
+  const std::shared_ptr<AbortSignal> abort_;
   HTTPConnectionMac* pHTTPConnectionMac_ = nullptr;
-
-  // The running operation, touched by its own thread only.
-  std::unique_ptr<URLConnection> pNSURLConnection_;
-  std::string pHTTPResponseData_;
-  bool httpResponseDataReceiveFinished_ = false;
-  bool httpConnectionDidFailWithError_ = false;
-  bool httpConnectionDidReceiveResponseError_ = false;
-  bool httpDownloadDidFailWithError_ = false;
-  bool httpConnectionDownloadActive_ = false;
-  uint64_t httpConnectionDownloadFinishedSize_ = 0;
-  uint64_t httpConnectionDownloadTotalSize_ = 0;
-  DownloadFile httpConnectionDownloadOutputStream_;
-  uint32_t httpConnectionResult_ = 0;
-
-  // Shared with httpFuncAbort. The lock orders the beginning and the end of an operation against
-  // aborts; it is never held while anything else happens.
-  std::mutex operationLock_;
-  std::condition_variable operationEnded_;
-  uint64_t operationCount_ = 0;
-  std::thread::id operationThread_;
-  std::atomic<bool> httpConnectionActive_ = false;
-  std::atomic<bool> abortCommandExecution_ = false;
+  std::optional<Operation> operation_;  // the one that runs
+  URLTransferInfo lastTransfer_;
 };
 
 }  // namespace kelo

@@ -149,6 +149,16 @@ void UploadBody::CountFile(const tagHTTPConnection_MultipartBody& part) {
   lastPath_ = part.filePath;
   fileBytes_ += part.fileSize;
   ++fileCount_;
+  files_.emplace_back(length_ - part.fileSize, part.fileSize);
+}
+
+uint64_t UploadBody::FileBytesWithin(uint64_t length) const {
+  uint64_t bytes = 0;
+  for (const auto& [begin, size] : files_) {
+    if (length <= begin) break;
+    bytes += std::min(length - begin, size);
+  }
+  return bytes;
 }
 
 }  // namespace kelo

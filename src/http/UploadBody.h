@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "http/HTTPConnection.h"
@@ -38,6 +39,8 @@ class UploadBody {
   const std::string& LastPath() const { return lastPath_; }
   uint64_t FileBytes() const { return fileBytes_; }
   uint64_t FileCount() const { return fileCount_; }
+  /// The bytes of files among the first `length` bytes of the body.
+  uint64_t FileBytesWithin(uint64_t length) const;
 
  private:
   struct FreeBuffer {
@@ -61,6 +64,7 @@ class UploadBody {
   std::string lastPath_;
   uint64_t fileBytes_ = 0;
   uint64_t fileCount_ = 0;
+  std::vector<std::pair<uint64_t, uint64_t>> files_;  // begin in the body, size; in their order
 };
 
 }  // namespace kelo

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "http/AbortSignal.h"
 #include "interface/KELOAccessCommandController.h"
 #include "platform/HostRecord.h"
 #include "platform/TextField.h"
@@ -89,7 +90,11 @@ uint32_t KELOAccessCommandController::AccessCommandBranch(uint32_t code,
                                                           tagCommandControlInfo* info) {
   const auto row = std::ranges::lower_bound(kCommands, code, {}, &CommandRow::code);
   if (row == kCommands.end() || row->code != code) return kKELOResult_Success;
-  // An abort may come while the host changes its record: a command that needs none reads none.
+  // Not a command that runs: it comes while another one does, maybe on another thread.
+  if (code == kKELOCommand_Abort) return AccessCommand_Abort(nullptr);
+  const AbortSignal::CommandScope running(*abort_);
+  runningCommand_ = code;
+  // A command that needs no record reads none.
   tagCommandControlInfo copy{};
   tagCommandControlInfo* record = nullptr;
   if (info != nullptr && row->requirements != 0) {

@@ -1,11 +1,15 @@
 // Making and unmaking of the controller and of the two objects that it owns.
 
+#include <utility>
+
+#include "http/AbortSignal.h"
 #include "interface/KELOAccessCommandController.h"
 #include "interface/KELOAccessHTTPController.h"
 
 namespace kelo {
 
-KELOAccessCommandController::KELOAccessCommandController(uint32_t parameter) {
+KELOAccessCommandController::KELOAccessCommandController(uint32_t parameter)
+    : abort_(std::make_shared<AbortSignal>()) {
   SetupKELOAccessCommandController(parameter);
 }
 
@@ -27,9 +31,11 @@ void KELOAccessCommandController::SetupKELOAccessCommandController(uint32_t para
 }
 
 void KELOAccessCommandController::SetupKELOAccessSubController() {
-  cacheManager_ = std::make_unique<KELOAccessCacheManager>(initParameter_);
-  httpController_ = std::make_unique<KELOAccessHTTPController>();
-  httpController_->SetCallback(this);
+  auto cacheManager = std::make_unique<KELOAccessCacheManager>(initParameter_);
+  auto httpController = std::make_unique<KELOAccessHTTPController>(abort_);
+  httpController->SetCallback(this);
+  cacheManager_ = std::move(cacheManager);
+  httpController_ = std::move(httpController);
   subControllersReady_ = 1;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "http/AbortSignal.h"
 #include "interface/KELOAccessCommandController.h"
 
 namespace kelo {
@@ -20,10 +21,11 @@ uint32_t KELOAccessCommandController::AccessCommand_UnregisterEventCallBack(
   return kKELOResult_Success;
 }
 
-// May run on another thread than the running command: it touches the ready flag and the HTTP
-// controller only.
+// May run on another thread than the running command, at any moment of that: also while the first
+// command makes the HTTP controller.
 uint32_t KELOAccessCommandController::AccessCommand_Abort(tagCommandControlInfo*) {
-  return subControllersReady_ == 0 ? uint32_t{kKELOResult_Success} : httpController_->HTTPAbort();
+  abort_->Raise();
+  return kKELOResult_Success;
 }
 
 void KELOAccessCommandController::Callback_DownloadProgress(const std::string&,

@@ -16,10 +16,10 @@
 //   Picture mail         sharing/PictureMail.cpp
 //
 // Every operation returns a result code (see KELOAccess.h) unless it says otherwise. Threads: all
-// operations belong to the thread of the running command, except AccessCommand_Abort.
+// operations belong to the thread of the running command, except the abort command, which touches
+// nothing but the abort signal.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -55,6 +55,8 @@ class KELOAccessCommandController {
 
   uint32_t AccessCommand(uint32_t code, tagCommandControlInfo* info);
   uint32_t AccessCommandBranch(uint32_t code, tagCommandControlInfo* info);
+  // The code of the command that runs, or ran last.
+  uint32_t RunningCommand() const { return runningCommand_; }
 
   // The front functions check what is particular to a command, after the checks that the command
   // table asks for, and call its work function.
@@ -196,11 +198,20 @@ class KELOAccessCommandController {
   void DeliverEvent(uint32_t event);
   void ResetProgress() { progress_ = {}; }
 
-  // Signs `document` for the session and puts it to `url`; 4144 for an empty `url`.
-  uint32_t SendDocument(std::string_view url, const std::string& document, std::string& answer,
-                        uint32_t timeout);
+  // Whose request a document is, and where it goes.
+  struct Signer {
+    std::string_view secret;
+    std::string_view token;
+    std::string_view url;
+  };
+  // Signs `document` with a fresh call identifier and puts it; 4144, and nothing sent, without a
+  // URL or a signature. One that only reads (the service changes nothing for it) is sent once more
+  // when a connection that had served before broke without any byte of an answer.
+  uint32_t SendDocument(const Signer& signer, const std::string& document, bool onlyReads,
+                        std::string& answer, uint32_t timeout);
+  Signer SessionSigner(const char (&url)[256]) const;
   // SessionQuery with a fresh call identifier, signed; nothing when that fails.
-  std::optional<std::string> SignForSession(std::string_view document);
+  std::optional<std::string> Sign(const Signer& signer, std::string_view document);
   // A GET of the authentication endpoint with `query`, signed with `secret`.
   uint32_t CallAuthentication(std::string_view secret, std::string query, ServiceAnswer& answer);
   void AdoptSecret(std::string_view secret);
@@ -223,7 +234,9 @@ class KELOAccessCommandController {
   // failure ends the whole command.
   uint32_t AddContainer(tagKELO_ItemInfo& record, bool& stops);
 
-  std::atomic<uint32_t> subControllersReady_;  // read by an abort from another thread
+  const std::shared_ptr<AbortSignal> abort_;  // there before any command, for any thread
+  uint32_t runningCommand_ = 0;
+  uint32_t subControllersReady_;
   uint32_t initParameter_;
   uint64_t lastCallId_;
   tagKELO_SessionInfo session_;

@@ -38,6 +38,11 @@ std::string TextAsReferences(std::string_view text) {
   return references;
 }
 
+uint64_t NextCallID(uint64_t last, double secondsSinceReferenceDate) {
+  const auto now = static_cast<uint64_t>(std::max(secondsSinceReferenceDate * 1000, 0.0));
+  return now > last ? now : last + 1;
+}
+
 std::string SessionQuery(std::string_view token, uint64_t callId) {
   std::string query("keloSessToken=");
   query.append(token).append("&callId=").append(std::to_string(callId));
@@ -50,7 +55,8 @@ std::optional<std::string> SignedQuery(std::string_view secret, std::string quer
   signedText.append("?").append(query);
   if (!document.empty()) signedText.append("\r\n").append(document);
   std::string signature;
-  if (KELOAccessEncoder().AccessEncodeSHA1(signedText, signature) != 1) return std::nullopt;
+  KELOAccessEncoder().AccessEncodeSHA1(signedText, signature);
+  if (signature.empty()) return std::nullopt;  // its result doesn't tell
   query.append("&keloApiSig=").append(signature);
   return query;
 }

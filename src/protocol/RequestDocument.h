@@ -29,6 +29,10 @@ void AppendAttribute(std::string& out, std::string_view name, uint64_t value);
 // but for its markup, so that no text can add an attribute or an element.
 std::string TextAsReferences(std::string_view text);
 
+// The call identifier after `last`: the milliseconds of the clock, or one more than `last` where
+// the clock stands still, goes back, or shows a time before its reference date.
+uint64_t NextCallID(uint64_t last, double secondsSinceReferenceDate);
+
 // "keloSessToken=TOKEN&callId=ID": the query of a document before it is signed.
 std::string SessionQuery(std::string_view token, uint64_t callId);
 

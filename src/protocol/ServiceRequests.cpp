@@ -1,6 +1,9 @@
 // What every request to the service needs: call identifiers, the signed envelope, and the reading
 // of properties in answers.
 
+#include <algorithm>
+#include <iterator>
+
 #include "interface/KELOAccessCommandController.h"
 #include "platform/KELOUtility.h"
 #include "platform/TextField.h"
@@ -9,39 +12,65 @@
 
 namespace kelo {
 
+namespace {
+
+// The methods for which the service changes nothing.
+bool OnlyReads(std::string_view method) {
+  static constexpr std::string_view kReading[] = {
+      "GetUserArchiveInfo", "GetHierarchy",   "GetForeignAlbumItems", "GetItemsInfo",
+      "GetStorageCapacity", "GetAddressList", "VerifyRecipients"};
+  // Attributes may follow the name.
+  return std::ranges::find(kReading, method.substr(0, method.find(' '))) != std::end(kReading);
+}
+
+}  // namespace
+
 uint64_t KELOAccessCommandController::GetCallID() {
-  const auto now = static_cast<uint64_t>(GetTimeIntervalSinceReferenceDate() * 1000);
-  lastCallId_ = now > lastCallId_ ? now : lastCallId_ + 1;
+  lastCallId_ = NextCallID(lastCallId_, GetTimeIntervalSinceReferenceDate());
   return lastCallId_;
 }
 
-std::optional<std::string> KELOAccessCommandController::SignForSession(std::string_view document) {
-  return SignedQuery(signingSecret_, SessionQuery(ReadTextField(session_.token), GetCallID()),
-                     document);
+KELOAccessCommandController::Signer KELOAccessCommandController::SessionSigner(
+    const char (&url)[256]) const {
+  return {signingSecret_, ReadTextField(session_.token), ReadTextField(url)};
 }
 
-uint32_t KELOAccessCommandController::SendDocument(std::string_view url,
-                                                   const std::string& document, std::string& answer,
-                                                   uint32_t timeout) {
+std::optional<std::string> KELOAccessCommandController::Sign(const Signer& signer,
+                                                             std::string_view document) {
+  return SignedQuery(signer.secret, SessionQuery(signer.token, GetCallID()), document);
+}
+
+uint32_t KELOAccessCommandController::SendDocument(const Signer& signer,
+                                                   const std::string& document, bool onlyReads,
+                                                   std::string& answer, uint32_t timeout) {
   RequireSubControllers();
-  if (url.empty()) return kKELOResult_GeneralFailure;
-  const std::optional<std::string> query = SignForSession(document);
-  if (!query) return kKELOResult_GeneralFailure;
-  return httpController_->HTTPRequestPUT(std::string(url), *query, document, answer, timeout);
+  if (signer.url.empty()) return kKELOResult_GeneralFailure;
+  for (bool again = onlyReads;; again = false) {
+    const std::optional<std::string> query = Sign(signer, document);
+    if (!query) return kKELOResult_GeneralFailure;
+    const uint32_t result =
+        httpController_->HTTPRequestPUT(std::string(signer.url), *query, document, answer, timeout);
+    // A peer may close a connection that it has kept just as the next request sets out. What failed
+    // leaves no connection to be used again, so the second attempt has a fresh one.
+    const URLTransferInfo transfer = httpController_->LastTransfer();
+    const bool closedBefore =
+        result == kKELOResult_ConnectionLost && transfer.reused && transfer.received == 0;
+    if (!again || !closedBefore) return result;
+  }
 }
 
 uint32_t KELOAccessCommandController::EexcuteHTTPWithXMLMode(const std::string& method,
                                                              const std::string& parameters,
                                                              std::string& answer,
                                                              uint32_t timeout) {
-  return SendDocument(ReadTextField(session_.manageUrl), EmptyElementDocument(method, parameters),
-                      answer, timeout);
+  return SendDocument(SessionSigner(session_.manageUrl), EmptyElementDocument(method, parameters),
+                      OnlyReads(method), answer, timeout);
 }
 
 uint32_t KELOAccessCommandController::EexcuteHTTPWithXMLParameters_ForUpload(
     const std::string& method, const std::string& content, std::string& answer, uint32_t timeout) {
-  return SendDocument(ReadTextField(session_.uploadUrl), ContentDocument(method, content), answer,
-                      timeout);
+  return SendDocument(SessionSigner(session_.uploadUrl), ContentDocument(method, content), false,
+                      answer, timeout);
 }
 
 uint32_t KELOAccessCommandController::CallService(const std::string& method,

@@ -42,14 +42,17 @@ uint32_t KELOAccessCommandController::ProcessOpenSession(tagCommandControlInfo* 
   const uint32_t failure = CallAuthentication(secret, std::move(query), answer);
   if (failure != kKELOResult_Success) return failure;
 
-  AdoptAttribute(answer, "keloSessToken", session_.token);
-  openingParameters_ = LoadRecord<tagKELO_OpenSessionInfo>(info->data);
-  session_.word = openingParameters_.word;
-  AdoptAttribute(answer, "keloUploadUrl", session_.uploadUrl);
-  AdoptAttribute(answer, "keloManageUrl", session_.manageUrl);
-  AdoptAttribute(answer, "keloDownloadUrl", session_.downloadUrl);
+  tagKELO_SessionInfo opened = session_;
+  const auto parameters = LoadRecord<tagKELO_OpenSessionInfo>(info->data);
+  AdoptAttribute(answer, "keloSessToken", opened.token);
+  opened.word = parameters.word;
+  AdoptAttribute(answer, "keloUploadUrl", opened.uploadUrl);
+  AdoptAttribute(answer, "keloManageUrl", opened.manageUrl);
+  AdoptAttribute(answer, "keloDownloadUrl", opened.downloadUrl);
+  ForgetHierarchy();  // may lack memory; nothing behind it can fail
+  session_ = opened;
+  openingParameters_ = parameters;
   AdoptSecret(secret);
-  ForgetHierarchy();
   return kKELOResult_Success;
 }
 
@@ -85,15 +88,10 @@ uint32_t KELOAccessCommandController::ProcessExtendTokenLimit(tagCommandControlI
   const auto session = LoadRecord<tagKELO_SessionInfo>(info->data);
   std::string parameters;
   AppendAttribute(parameters, "recipientList", "AAAAA");
-  const std::string document = EmptyElementDocument("VerifyRecipients", parameters);
-  const std::optional<std::string> query =
-      SignedQuery(ReadTextField(info->signingSecret),
-                  SessionQuery(ReadTextField(session.token), GetCallID()), document);
-  if (query) {
-    std::string answer;
-    httpController_->HTTPRequestPUT(std::string(ReadTextField(session.manageUrl)), *query, document,
-                                    answer, kRequestTimeout);
-  }
+  std::string answer;
+  SendDocument({ReadTextField(info->signingSecret), ReadTextField(session.token),
+                ReadTextField(session.manageUrl)},
+               EmptyElementDocument("VerifyRecipients", parameters), true, answer, kRequestTimeout);
   return kKELOResult_Success;
 }
 

@@ -54,7 +54,7 @@ uint32_t KELOAccessCommandController::ProcessModifyProps(tagCommandControlInfo* 
   const std::string document = ModifyPropsDocument(ReadTextField(info->targetId), record);
   std::string answer;
   const uint32_t transfer =
-      SendDocument(ReadTextField(session_.manageUrl), document, answer, kRequestTimeout);
+      SendDocument(SessionSigner(session_.manageUrl), document, false, answer, kRequestTimeout);
   record.result = ServiceAnswer().Adopt(transfer, std::move(answer));
   StoreRecord(info->data, record.result);
   return record.result;

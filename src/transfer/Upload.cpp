@@ -157,10 +157,10 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
                                                      UploadRecords& records,
                                                      const std::string& uploadId) {
   RequireSubControllers();
-  const std::string url(ReadTextField(session_.uploadUrl));
-  if (url.empty()) return kKELOResult_GeneralFailure;
+  const Signer signer = SessionSigner(session_.uploadUrl);
+  if (signer.url.empty()) return kKELOResult_GeneralFailure;
   const MultipartRequest request = BuildRequest(records, albumId, uploadId);
-  const std::optional<std::string> query = SignForSession(request.document);
+  const std::optional<std::string> query = Sign(signer, request.document);
   if (!query) return kKELOResult_GeneralFailure;
   const std::vector<tagHTTPConnection_HeaderInfo> headers{
       {"Content-Type", "multipart/form-data; boundary=BOUNDARY"},
@@ -168,7 +168,7 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
   };
   std::string text;
   const uint32_t transfer = httpController_->HTTPRequestFileUpload(
-      url, *query, headers, request.parts, text, kRequestTimeout);
+      std::string(signer.url), *query, headers, request.parts, text, kRequestTimeout);
   ServiceAnswer answer;
   const uint32_t failure = answer.Adopt(transfer, std::move(text));
   if (failure != kKELOResult_Success) return failure;

@@ -151,13 +151,11 @@ TEST(MacHTTPControl, DownloadProgressSaturatesAndTheFileIsWhatCame) {
 TEST(MacHTTPControl, AbortFromInsideAnEventEndsTheRequestAndNotTheNextOne) {
   Scripted s;
   s.script.Response(200, 6);
-  s.script.steps.push_back([&](URLConnectionDelegate& delegate) {
-    delegate.DidReceiveData("abc");
-    EXPECT_EQ(s.connection.HTTPAbort(), 0u);
-    delegate.DidFailWithError(kURLErrorDomain, kURLError_Cancelled);
-  });
+  s.script.Data("abc");
+  s.transport.progress.reaction = [&] { EXPECT_EQ(s.connection.HTTPAbort(), 0u); };
   std::uint32_t size = 0;
   EXPECT_EQ(s.Download(size), 1u);
+  s.transport.progress.reaction = nullptr;
   EXPECT_EQ(s.script.cancelled, 1);
   EXPECT_EQ(s.transport.folder.Entries(), 0u);
   s.script.Answer(200, "abcdef");

@@ -126,8 +126,9 @@ TEST_F(Upload, SpoolsFromAHundredMebibytesOn) {
     EXPECT_TRUE(body.starts_with("<first"));
     EXPECT_EQ(body.substr(kThreshold), "|" + std::string("Zz", size) + ">");
     EXPECT_EQ(body.find_first_not_of('\0', 6), kThreshold);
-    EXPECT_EQ(transport.progress.uploads,
-              (std::vector<Progress>{{last, 0, 0}, {last, kThreshold - 1 + size, 2}}));
+    const auto& uploads = transport.progress.uploads;  // others may come in between
+    EXPECT_EQ(uploads.front(), (Progress{last, 0, 0}));
+    EXPECT_EQ(uploads.back(), (Progress{last, kThreshold - 1 + size, 2}));
   }
 }
 
