@@ -1,38 +1,63 @@
-// Creating, writing and removing the file of a download.
+// Creating, writing, naming and removing the file of a download.
 #include "http/DownloadFile.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <filesystem>
+#include <utility>
 
 #include "http/TransportCode.h"
 
 namespace kelo {
 namespace {
 
+constexpr mode_t kMode = 0666;  // less the host's umask
+
 uint32_t CodeForWriteError(int error) {
-  return error == ENOSPC ? kTransport_DiskFull : kTransport_OtherFailure;
+  return error == ENOSPC || error == EDQUOT ? kTransport_DiskFull : kTransport_OtherFailure;
 }
 
 }  // namespace
 
 uint32_t DownloadFile::Create(const std::string& path) {
   if (path.empty() || path.find('\0') != std::string::npos) return kTransport_DestinationUnusable;
-  path_ = path;
+  std::error_code ignored;
+  const auto standing = std::filesystem::symlink_status(path, ignored).type();
+  const size_t nameAt = path.rfind('/') + 1;
+  name_ = path.substr(nameAt);
+  // Unknown is, for example, what stands at a name that is too long to be one.
+  if (standing == std::filesystem::file_type::none) return kTransport_DestinationUnusable;
+  if (standing != std::filesystem::file_type::not_found) return kTransport_DestinationExists;
+  if (name_.empty()) return kTransport_DestinationUnusable;
   int error = 0;
-  file_ = OpenNewFile(path, 0666, error);
+  folder_ = OpenFolder(nameAt == 0 ? "." : path.substr(0, nameAt), error);
+  if (!folder_) return kTransport_DestinationUnusable;
+  file_ = OpenNamelessFile(folder_.Get(), kMode, error);
+  hasName_ = false;
+  return file_ && RememberFile() ? kTransport_Success : CreateNamed();
+}
+
+uint32_t DownloadFile::CreateNamed() {
+  int error = 0;
+  file_ = OpenNewFile(name_, kMode, error, folder_.Get());
+  if (!file_)
+    return error == EEXIST ? kTransport_DestinationExists : kTransport_DestinationUnusable;
+  hasName_ = true;
+  if (RememberFile()) return kTransport_Success;
+  unlinkat(folder_.Get(), name_.c_str(), 0);
+  file_.Close();
+  return kTransport_DestinationUnusable;
+}
+
+bool DownloadFile::RememberFile() {
   struct stat status;
-  if (!file_) {
-    // A folder named with a slash at its end is not reported as existing.
-    const bool exists = error == EEXIST || lstat(path.c_str(), &status) == 0;
-    return exists ? kTransport_DestinationExists : kTransport_DestinationUnusable;
-  }
-  if (fstat(file_.Get(), &status) == 0) {
-    device_ = status.st_dev;
-    inode_ = status.st_ino;
-  }
-  return kTransport_Success;
+  if (fstat(file_.Get(), &status) != 0) return false;
+  device_ = status.st_dev;
+  inode_ = status.st_ino;
+  return true;
 }
 
 uint32_t DownloadFile::Write(std::string_view data) {
@@ -42,22 +67,52 @@ uint32_t DownloadFile::Write(std::string_view data) {
 }
 
 uint32_t DownloadFile::Keep() {
+  if (const uint32_t code = hasName_ ? kTransport_Success : TakeName()) {
+    Discard();
+    return code;
+  }
   const int error = file_.Close();
-  if (error == 0) return kTransport_Success;
-  RemoveIfStillOurs();
-  return CodeForWriteError(error);
+  if (error != 0) RemoveIfStillOurs();
+  folder_.Close();
+  return error == 0 ? kTransport_Success : CodeForWriteError(error);
+}
+
+uint32_t DownloadFile::TakeName() {
+  int error = 0;
+  if (!IsWritten(file_.Get(), error)) return CodeForWriteError(error);
+  if (NameFile(file_.Get(), folder_.Get(), name_, error)) {
+    hasName_ = true;
+    return kTransport_Success;
+  }
+  if (error == EEXIST) return kTransport_DestinationExists;
+  if (error == ENOSPC || error == EDQUOT) return kTransport_DiskFull;
+  return CopyToNamed();
+}
+
+uint32_t DownloadFile::CopyToNamed() {
+  const FileDescriptor nameless = std::move(file_);
+  if (const uint32_t code = CreateNamed()) return code;
+  std::array<char, 65536> chunk;
+  int error = lseek(nameless.Get(), 0, SEEK_SET) == 0 ? 0 : EIO;
+  while (error == 0) {
+    const size_t size = ReadFull(nameless.Get(), chunk.data(), chunk.size(), error);
+    if (size == 0) break;
+    if (const uint32_t code = Write({chunk.data(), size})) return code;
+  }
+  return error == 0 ? kTransport_Success : kTransport_OtherFailure;
 }
 
 void DownloadFile::Discard() {
-  if (!file_) return;
-  RemoveIfStillOurs();
+  if (file_ && hasName_) RemoveIfStillOurs();
   file_.Close();
+  folder_.Close();
 }
 
 void DownloadFile::RemoveIfStillOurs() {
   struct stat status;
-  if (lstat(path_.c_str(), &status) != 0) return;
-  if (status.st_dev == device_ && status.st_ino == inode_) unlink(path_.c_str());
+  const int folder = folder_.Get();
+  if (fstatat(folder, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+  if (status.st_dev == device_ && status.st_ino == inode_) unlinkat(folder, name_.c_str(), 0);
 }
 
 }  // namespace kelo

@@ -1,5 +1,6 @@
-// The file that a download writes. It exists only if this object created it, and it goes again
-// unless the download keeps it: whatever happens in between, no partial file stays behind.
+// The file that a download writes. Where the file system can, it has no name until it is whole, so
+// that not even a killed host leaves a part of it. Elsewhere it is created under its name by this
+// object alone, and goes again unless the download keeps it.
 #pragma once
 
 #include <sys/types.h>
@@ -20,19 +21,28 @@ class DownloadFile {
   ~DownloadFile() { Discard(); }
 
   bool IsOpen() const { return static_cast<bool>(file_); }
-  /// Creates the file. Anything that stands at the path is left alone, a dangling link included.
+  /// Creates the file in the folder that the path names now, whatever becomes of the path. Anything
+  /// that stands there is left alone, a dangling link included.
   uint32_t Create(const std::string& path);
   uint32_t Write(std::string_view data);
-  /// Closes the file and keeps it, unless closing shows that data was lost.
+  /// Gives the file its name, unless something has taken it or data was lost, and closes it. After
+  /// a failure there is no file.
   uint32_t Keep();
   /// Closes the file and removes it, if it still is the one that was created.
   void Discard();
 
  private:
+  uint32_t CreateNamed();
+  bool RememberFile();
+  uint32_t TakeName();
+  /// Where a policy forbids the link that names a nameless file.
+  uint32_t CopyToNamed();
   void RemoveIfStillOurs();
 
-  std::string path_;
+  FileDescriptor folder_;
+  std::string name_;  // in the folder
   FileDescriptor file_;
+  bool hasName_ = false;
   dev_t device_ = 0;  // what was created, to be told from what may stand there later
   ino_t inode_ = 0;
 };

@@ -1,10 +1,12 @@
 // Building the body of an upload, in memory or in the spool file.
 #include "http/UploadBody.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -17,8 +19,6 @@ namespace {
 
 constexpr size_t kChunkSize = 65536;
 constexpr size_t kReadStep = 1 << 20;  // between two looks at the abort flag
-constexpr int kMostSpoolAttempts = 10;
-
 constexpr size_t kLargePage = 2 << 20;
 
 /// An uninitialized buffer. Touched page by page, a large one would cost as much in page faults as
@@ -56,11 +56,11 @@ uint32_t UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& p
 
 URLBody UploadBody::Body() const {
   if (spool_) return URLFileBody{spool_.Get(), length_};
-  return std::string_view(buffer_.get(), length_);
+  return std::string_view(buffer_.get(), static_cast<size_t>(length_));
 }
 
 uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
-  uint64_t total = 0;
+  size_t total = 0;
   for (const auto& part : parts) total += part.bytes.size() + part.fileSize;
   buffer_.reset(NewBuffer(total));
   for (const auto& part : parts) {
@@ -126,14 +126,17 @@ uint32_t UploadBody::AppendToSpool(const void* data, size_t size) {
 }
 
 bool UploadBody::OpenSpool() {
+  std::string name = spoolPath_;
   // What stands in the place is old, or another upload's that has given the name up already.
-  // Another host may take the place between the two calls, so there are a few attempts.
-  for (int attempt = 0; attempt < kMostSpoolAttempts && !spool_; ++attempt) {
-    unlink(spoolPath_.c_str());
-    int error = 0;
-    spool_ = OpenNewFile(spoolPath_, 0600, error);
+  unlink(name.c_str());
+  int error = 0;
+  spool_ = OpenNewFile(name, 0600, error);
+  if (!spool_) {
+    // A folder stands there, another user's file, or another host was faster.
+    name += ".XXXXXX";
+    spool_ = FileDescriptor(mkostemp(name.data(), O_CLOEXEC));
   }
-  unlink(spoolPath_.c_str());
+  if (spool_) unlink(name.c_str());
   return static_cast<bool>(spool_);
 }
 

@@ -3,7 +3,8 @@
 //
 // Below 100 MiB of files it is one buffer of the exact size, into which each file is read straight.
 // From there on it is spooled to a file whose name is given up as soon as it is open, so that it is
-// gone on every path, and two hosts that upload at the same time don't meet.
+// gone on every path, and two hosts that upload at the same time don't meet. Where its own name
+// cannot be had, it takes a unique one beside it.
 #pragma once
 
 #include <cstdint>

@@ -15,14 +15,35 @@ namespace {
 // The largest count that one read or write takes everywhere.
 constexpr size_t kLargestStep = std::numeric_limits<int32_t>::max();
 
-int Open(const std::string& path, int flags, mode_t mode, int& error) {
+// What it takes to open files in a folder, which need not be readable.
+#if defined(O_PATH)
+constexpr int kFolderFlags = O_DIRECTORY | O_PATH;
+#elif defined(O_SEARCH)
+constexpr int kFolderFlags = O_DIRECTORY | O_SEARCH;
+#else
+constexpr int kFolderFlags = O_DIRECTORY | O_RDONLY;
+#endif
+
+// A file may be larger than 2 GiB whatever the width of a pointer.
+static_assert(sizeof(off_t) == 8);
+
+FileDescriptor Open(const std::string& path, int flags, mode_t mode, int& error,
+                    int folder = AT_FDCWD) {
   int fd;
   do {
-    fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+    fd = ::openat(folder, path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
   } while (fd < 0 && errno == EINTR);
   error = fd < 0 ? errno : 0;
-  return fd;
+  return FileDescriptor(fd);
 }
+
+#if defined(O_TMPFILE)
+// The name under which the system shows an open file. Linking a descriptor itself would take a
+// privilege.
+std::string LinkToOpenFile(int fd) {
+  return "/proc/self/fd/" + std::to_string(fd);
+}
+#endif
 
 }  // namespace
 
@@ -31,18 +52,54 @@ int FileDescriptor::Close() {
   return fd_ >= 0 && ::close(std::exchange(fd_, -1)) != 0 && errno != EINTR ? errno : 0;
 }
 
-FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error) {
-  return FileDescriptor(Open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode, error));
+FileDescriptor OpenFolder(const std::string& path, int& error) {
+  return Open(path, kFolderFlags, 0, error);
 }
 
+FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error, int folder) {
+  return Open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode, error, folder);
+}
+
+#if defined(O_TMPFILE)
+
+FileDescriptor OpenNamelessFile(int folder, mode_t mode, int& error) {
+  FileDescriptor file = Open(".", O_RDWR | O_TMPFILE, mode, error, folder);
+  if (!file || ::access(LinkToOpenFile(file.Get()).c_str(), F_OK) == 0) {
+    return file;
+  }
+  error = EOPNOTSUPP;  // without /proc it could never be named
+  return {};
+}
+
+bool NameFile(int fd, int folder, const std::string& name, int& error) {
+  const std::string link = LinkToOpenFile(fd);
+  const bool named = ::linkat(AT_FDCWD, link.c_str(), folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  error = named ? 0 : errno;
+  return named;
+}
+
+#else
+
+FileDescriptor OpenNamelessFile(int, mode_t, int& error) {
+  error = EOPNOTSUPP;
+  return {};
+}
+
+bool NameFile(int, int, const std::string&, int& error) {
+  error = EOPNOTSUPP;
+  return false;
+}
+
+#endif
+
 FileDescriptor OpenForAppending(const std::string& path, mode_t mode, int& error) {
-  return FileDescriptor(Open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, mode, error));
+  return Open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, mode, error);
 }
 
 FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size, int& error) {
   size = 0;
   // O_NONBLOCK: opening a FIFO that nobody writes to would wait for ever.
-  FileDescriptor file(Open(path, O_RDONLY | O_NONBLOCK, 0, error));
+  FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK, 0, error);
   if (!file) {
     return file;
   }
@@ -75,6 +132,12 @@ bool WriteAll(int fd, const void* data, size_t size, int& error) {
     size -= static_cast<size_t>(written);
   }
   return true;
+}
+
+bool IsWritten(int fd, int& error) {
+  // Closing any descriptor of the file has the same report made.
+  error = FileDescriptor(::fcntl(fd, F_DUPFD_CLOEXEC, 0)).Close();
+  return error == 0;
 }
 
 ssize_t ReadSome(int fd, void* buffer, size_t size, int& error) {

@@ -4,6 +4,7 @@
 // are closed on exec. One thread at a time per descriptor.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -40,9 +41,20 @@ class FileDescriptor {
   int fd_ = -1;
 };
 
+/// Opens a folder as the place of files: it stays the same whatever becomes of its path and of the
+/// working directory.
+FileDescriptor OpenFolder(const std::string& path, int& error);
+
 /// Creates a file that did not exist: a file or link in its place is EEXIST and is left alone.
-/// Open for reading and writing. No descriptor on failure.
-FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error);
+/// A relative path begins at `folder`. Open for reading and writing. No descriptor on failure.
+FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error, int folder = AT_FDCWD);
+
+/// Creates a file without a name, which is gone when it is closed, whoever closes it. Fails where
+/// the system or the file system of the folder has none that NameFile could name.
+FileDescriptor OpenNamelessFile(int folder, mode_t mode, int& error);
+
+/// Gives a nameless file its name. What stands in the place is EEXIST and is left alone.
+bool NameFile(int fd, int folder, const std::string& name, int& error);
 
 /// Opens a file to write at its end, whoever else writes there too; creates it with `mode`. Never
 /// blocks.
@@ -54,6 +66,10 @@ FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size
 
 /// Writes everything, or fails.
 bool WriteAll(int fd, const void* data, size_t size, int& error);
+
+/// Whether everything written has been taken over, as far as closing the file would tell; it stays
+/// open.
+bool IsWritten(int fd, int& error);
 
 /// One read: the number of bytes, 0 at the end of the file, -1 on failure.
 ssize_t ReadSome(int fd, void* buffer, size_t size, int& error);

@@ -2,13 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
 #include "http/FaultyFiles.h"
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
+#include "platform/FileStream.h"
 
 namespace kelo {
 namespace {
@@ -22,7 +25,7 @@ std::string Bytes(std::size_t size) {
   return bytes;
 }
 
-struct Download : testing::Test {
+struct DownloadFixture : testing::Test {
   const std::string bytes = Bytes(3 << 20);
   SocketServer server{[this](Peer& peer) {
     while (!peer.ReadRequest().empty()) peer.Reply(200, bytes);
@@ -36,10 +39,21 @@ struct Download : testing::Test {
   }
 };
 
-TEST_F(Download, StoresEveryByte) {
+/// In both ways: where files can do without a name, and where they cannot.
+struct Download : DownloadFixture, testing::WithParamInterface<bool> {
+  std::optional<RefusedCalls> refused;
+  Download() {
+    if (!GetParam()) refused.emplace(RefusedCalls::kNamelessFile, EOPNOTSUPP);
+  }
+};
+INSTANTIATE_TEST_SUITE_P(, Download, testing::Bool(),
+                         [](const auto& naming) { return naming.param ? "nameless" : "named"; });
+
+TEST_P(Download, StoresEveryByte) {
   EXPECT_EQ(To(folder / "f"), 0u);
   EXPECT_EQ(size, bytes.size());
   EXPECT_TRUE(Contents(folder / "f") == bytes);
+  EXPECT_EQ(fs::status(folder / "f").permissions(), fs::status(folder.File("g", "")).permissions());
   std::uint32_t last = 0;
   for (const Progress& progress : transport.progress.downloads) {
     EXPECT_GT(progress.done, last);
@@ -49,7 +63,7 @@ TEST_F(Download, StoresEveryByte) {
   EXPECT_EQ(last, bytes.size());
 }
 
-TEST_F(Download, LeavesAloneWhatStandsAtTheDestination) {
+TEST_P(Download, LeavesAloneWhatStandsAtTheDestination) {
   const std::string file = folder.File("file", "mine");
   fs::create_symlink(folder / "nowhere", folder / "dangling");
   fs::create_symlink(file, folder / "link");
@@ -77,7 +91,7 @@ TEST_F(Download, LeavesAloneWhatStandsAtTheDestination) {
   EXPECT_EQ(server.Connections(), 0) << "nothing is asked for that cannot be stored";
 }
 
-TEST_F(Download, UrlsThatCannotBeLoaded) {
+TEST_P(Download, UrlsThatCannotBeLoaded) {
   const std::string file = folder.File("file", "mine");
   const struct {
     std::string url, path;
@@ -95,19 +109,21 @@ TEST_F(Download, UrlsThatCannotBeLoaded) {
   EXPECT_EQ(Contents(file), "mine");
 }
 
-TEST_F(Download, DiskFaultsLeaveNoFile) {
+TEST_P(Download, DiskFaultsLeaveNoFile) {
   const struct {
     const char* name;
     int error;
     std::size_t bytesBefore;
     bool onClose;
     std::uint32_t code;
-  } cases[] = {{"full at once", ENOSPC, 0, false, 4104},
-               {"full later", ENOSPC, 1 << 20, false, 4104},
-               {"broken", EIO, 1 << 20, false, 4112},
-               {"full when closing", ENOSPC, 0, true, 4104},
-               {"broken when closing", EIO, 0, true, 4112}};
+  } cases[] = {
+      {"full at once", ENOSPC, 0, false, 4104},     {"full later", ENOSPC, 1 << 20, false, 4104},
+      {"quota", EDQUOT, 1 << 20, false, 4104},      {"broken", EIO, 1 << 20, false, 4112},
+      {"full when closing", ENOSPC, 0, true, 4104}, {"quota when closing", EDQUOT, 0, true, 4104},
+      {"broken when closing", EIO, 0, true, 4112}};
   for (const auto& c : cases) {
+    // Nothing is named that has not been written.
+    const RefusedCalls neverNamed(RefusedCalls::kLink, EEXIST);
     std::uint32_t code;
     {
       const FaultyFiles faulty(c.error, c.bytesBefore, c.onClose);
@@ -117,10 +133,15 @@ TEST_F(Download, DiskFaultsLeaveNoFile) {
     EXPECT_EQ(size, 0u) << c.name;
     EXPECT_EQ(folder.Entries(), 0u) << c.name;
   }
+  {
+    const RefusedCalls unknown(RefusedCalls::kStat, EIO);
+    EXPECT_EQ(To(folder / "f"), 4106u);
+    EXPECT_EQ(folder.Entries(), 0u);
+  }
   EXPECT_EQ(To(folder / "f"), 0u);
 }
 
-TEST_F(Download, ThrowingProgressLeavesNoFileAndTheNextDownloadWorks) {
+TEST_P(Download, ThrowingProgressLeavesNoFileAndTheNextDownloadWorks) {
   transport.progress.reaction = [] { throw std::runtime_error("host"); };
   EXPECT_THROW(To(folder / "f"), std::runtime_error);
   EXPECT_EQ(folder.Entries(), 0u);
@@ -129,7 +150,7 @@ TEST_F(Download, ThrowingProgressLeavesNoFileAndTheNextDownloadWorks) {
   EXPECT_TRUE(Contents(folder / "f") == bytes);
 }
 
-TEST_F(Download, AbortFromTheProgressCallback) {
+TEST_P(Download, AbortFromTheProgressCallback) {
   transport.progress.reaction = [this] { transport.connection.HTTPAbort(); };
   EXPECT_EQ(To(folder / "f"), 1u);
   EXPECT_EQ(transport.progress.downloads.size(), 1u) << "nothing follows an abort";
@@ -138,7 +159,7 @@ TEST_F(Download, AbortFromTheProgressCallback) {
   EXPECT_EQ(To(folder / "f"), 0u);
 }
 
-TEST_F(Download, AbortWithTheLastByteStillAborts) {
+TEST_P(Download, AbortWithTheLastByteStillAborts) {
   transport.progress.reaction = [this] {
     if (transport.progress.downloads.back().done == bytes.size()) transport.connection.HTTPAbort();
   };
@@ -146,14 +167,61 @@ TEST_F(Download, AbortWithTheLastByteStillAborts) {
   EXPECT_EQ(folder.Entries(), 0u);
 }
 
-TEST_F(Download, NeverRemovesAFileThatTookThePlaceOfItsOwn) {
-  transport.progress.reaction = [this] {
+TEST_P(Download, LeavesAloneWhatTookThePlaceMeanwhile) {
+  for (const bool thrown : {false, true}) {
+    transport.progress.reaction = [this, thrown] {
+      fs::remove(folder / "f");
+      folder.File("f", "somebody else's");
+      if (thrown) throw std::runtime_error("end it");
+    };
+    if (thrown) {
+      EXPECT_THROW(To(folder / "f"), std::runtime_error);
+    } else {
+      EXPECT_EQ(To(folder / "f"), GetParam() ? 4102u : 0u);
+    }
+    EXPECT_EQ(Contents(folder / "f"), "somebody else's");
     fs::remove(folder / "f");
-    folder.File("f", "somebody else's");
-    throw std::runtime_error("end it");
-  };
-  EXPECT_THROW(To(folder / "f"), std::runtime_error);
-  EXPECT_EQ(Contents(folder / "f"), "somebody else's");
+  }
+}
+
+TEST_P(Download, StaysInTheFolderThatThePathNamed) {
+  const fs::path elsewhere = fs::current_path();
+  fs::create_directory(folder / "here");
+  for (const bool thrown : {false, true}) {
+    fs::current_path(folder / "here");
+    transport.progress.reaction = [&] {
+      fs::current_path(elsewhere);
+      if (thrown) throw std::runtime_error("end it");
+    };
+    if (thrown) {
+      EXPECT_THROW(To("g"), std::runtime_error);
+    } else {
+      EXPECT_EQ(To("f"), 0u);
+    }
+  }
+  EXPECT_TRUE(Contents(folder / "here/f") == bytes);
+  EXPECT_FALSE(fs::exists(folder / "here/g"));
+}
+
+TEST_F(DownloadFixture, NameRefused) {
+  const std::pair<int, std::uint32_t> cases[] = {
+      {ENOSPC, 4104}, {EDQUOT, 4104}, {EEXIST, 4102}, {EPERM, 0}};  // the last is got round
+  for (const auto& [error, code] : cases) {
+    const RefusedCalls refused(RefusedCalls::kLink, error);
+    EXPECT_EQ(To(folder / "f"), code) << error;
+    EXPECT_EQ(folder.Entries(), code == 0 ? 1u : 0u) << error;
+  }
+  EXPECT_TRUE(Contents(folder / "f") == bytes);
+}
+
+TEST_F(DownloadFixture, OfAHostThatIsKilledLeavesNothing) {
+  int error = 0;
+  const FileDescriptor place = OpenFolder(folder / "", error);
+  if (!OpenNamelessFile(place.Get(), 0600, error)) GTEST_SKIP() << "files have names here";
+  transport.progress.reaction = [] { raise(SIGKILL); };
+  EXPECT_EXIT(To(folder / "f"), testing::KilledBySignal(SIGKILL), "");
+  EXPECT_EQ(server.Requests().size(), 1u);
+  EXPECT_EQ(folder.Entries(), 0u);
 }
 
 }  // namespace

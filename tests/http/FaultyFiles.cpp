@@ -1,12 +1,14 @@
-// write and close with a switch.
+// The calls with their switches.
 #include "http/FaultyFiles.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
 
 namespace kelo {
 namespace {
@@ -14,10 +16,17 @@ namespace {
 std::atomic<int> writeError = 0;
 std::atomic<int> closeError = 0;
 std::atomic<std::size_t> bytesLeft = 0;
+std::atomic<int> refusals[RefusedCalls::kNumberOfCalls];
 
 bool IsRegular(int fd) {
   struct stat status;
-  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+  return fstatat(fd, "", &status, AT_EMPTY_PATH) == 0 && S_ISREG(status.st_mode);
+}
+
+bool IsRefused(RefusedCalls::Call call) {
+  const int error = refusals[call];
+  if (error != 0) errno = error;
+  return error != 0;
 }
 
 bool MayWrite(int fd, std::size_t size) {
@@ -38,14 +47,28 @@ FaultyFiles::~FaultyFiles() {
   writeError = closeError = 0;
 }
 
-extern "C" __attribute__((visibility("default"))) ssize_t write(int fd, const void* data,
-                                                                size_t size) {
+RefusedCalls::RefusedCalls(Call call, int error) : call_(call) {
+  refusals[call] = error;
+}
+
+RefusedCalls::~RefusedCalls() {
+  refusals[call_] = 0;
+}
+
+}  // namespace kelo
+
+using namespace kelo;
+
+// In the namespace of the declarations, which may give them other names for the linker.
+#define KELO_REPLACES extern "C" __attribute__((visibility("default")))
+
+KELO_REPLACES ssize_t write(int fd, const void* data, size_t size) {
   if (MayWrite(fd, size)) return syscall(SYS_write, fd, data, size);
   errno = writeError;
   return -1;
 }
 
-extern "C" __attribute__((visibility("default"))) int close(int fd) {
+KELO_REPLACES int close(int fd) {
   const int error = closeError != 0 && IsRegular(fd) ? closeError.load() : 0;
   const int result = static_cast<int>(syscall(SYS_close, fd));
   if (error == 0) return result;
@@ -53,4 +76,22 @@ extern "C" __attribute__((visibility("default"))) int close(int fd) {
   return -1;
 }
 
-}  // namespace kelo
+KELO_REPLACES int openat(int folder, const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  const mode_t mode = creates ? va_arg(rest, mode_t) : 0;
+  va_end(rest);
+  if ((flags & O_TMPFILE) == O_TMPFILE && IsRefused(RefusedCalls::kNamelessFile)) return -1;
+  return static_cast<int>(syscall(SYS_openat, folder, path, flags | O_LARGEFILE, mode));
+}
+
+KELO_REPLACES int linkat(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
+                         int flags) noexcept {
+  if (IsRefused(RefusedCalls::kLink)) return -1;
+  return static_cast<int>(syscall(SYS_linkat, oldFolder, oldPath, newFolder, newPath, flags));
+}
+
+KELO_REPLACES int fstat(int fd, struct stat* status) noexcept {
+  return IsRefused(RefusedCalls::kStat) ? -1 : fstatat(fd, "", status, AT_EMPTY_PATH);
+}

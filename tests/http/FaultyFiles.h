@@ -1,4 +1,5 @@
-// Regular files that fail on demand: this program's write and close stand before the system's.
+// Files that fail on demand: this program's write, close, openat, linkat and fstat stand before the
+// system's.
 #pragma once
 
 #include <cstddef>
@@ -13,6 +14,19 @@ class FaultyFiles {
   FaultyFiles(const FaultyFiles&) = delete;
   FaultyFiles& operator=(const FaultyFiles&) = delete;
   ~FaultyFiles();
+};
+
+/// While one lives, a kind of call is refused with an error.
+class RefusedCalls {
+ public:
+  enum Call { kNamelessFile, kLink, kStat, kNumberOfCalls };
+  RefusedCalls(Call call, int error);
+  RefusedCalls(const RefusedCalls&) = delete;
+  RefusedCalls& operator=(const RefusedCalls&) = delete;
+  ~RefusedCalls();
+
+ private:
+  const Call call_;
 };
 
 }  // namespace kelo
