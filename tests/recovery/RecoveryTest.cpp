@@ -1,0 +1,332 @@
+// After every fault the next command on the same session is right, the catalogue agrees with
+// itself, and no file, descriptor or thread is left.
+
+#include <functional>
+#include <thread>
+
+#include "http/FaultyFiles.h"
+#include "recovery/Front.h"
+#include "support/AccountTest.h"
+
+namespace kelo::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr uint32_t kNotTried = ~0u;
+
+struct Fault {
+  std::string name;
+  Front::Fault peer;
+  uint32_t document;  // what a document (PUT) and an upload (POST) come to ...
+  uint32_t opening;   // ... opening a session, a GET that follows redirects ...
+  uint32_t download;  // ... and a download, likewise
+
+  friend void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+};
+
+Front::Fault Answer(std::string bytes, bool keepsConnection = false) {
+  return [=](Peer& peer) { return peer.Send(bytes) && keepsConnection; };
+}
+
+Front::Fault AnswerStatus(int status, std::string body = "", std::string headers = "") {
+  return [=](Peer& peer) { return peer.Reply(status, body, headers); };
+}
+
+Front::Fault RedirectTo(std::string target) {
+  return AnswerStatus(302, "", "Location: " + target + "\r\n");
+}
+
+// `piece` again and again; the limit only ends a test that fails.
+Front::Fault AnswerWithoutEnd(std::string head, std::string piece) {
+  return [=](Peer& peer) {
+    bool heard = peer.Send(head);
+    for (size_t sent = 0; heard && sent < 64u << 20; sent += piece.size()) heard = peer.Send(piece);
+    return false;
+  };
+}
+
+std::vector<Fault> PeerFaults() {
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  const std::string kib(1000, 'x');
+  return {
+      {"closed", [](Peer&) { return false; }, 4129, 4129, 4129},
+      {"reset", [](Peer& peer) { return peer.ResetAtEnd(), false; }, 4129, 4129, 4129},
+      {"reset in the body",
+       [=](Peer& peer) {
+         peer.Send(ok + "Content-Length: 9\r\n\r\nabc");
+         return peer.ResetAtEnd(), false;
+       },
+       4129, 4129, 4129},
+      {"body cut", Answer(ok + "Content-Length: 9\r\n\r\nabc"), 4129, 4129, 4129},
+      {"chunks cut", Answer(ok + "Transfer-Encoding: chunked\r\n\r\n5\r\nabcde\r\n"), 4129, 4129,
+       4129},
+      {"chunks that are none", Answer(ok + "Transfer-Encoding: chunked\r\n\r\nzz\r\nabc"), 4129,
+       4129, 4129},
+      {"length too short", Answer(ok + "Content-Length: 3\r\n\r\n<r stat=\"ok\" />", true), 4144,
+       4144, kNotTried},
+      {"status line cut", Answer("HTTP/1.1 200 O"), 4129, 4129, 4129},
+      {"head cut in a field", Answer(ok + "Content-Length: 2\r\nX: "), 4129, 4129, 4129},
+      {"header without end", AnswerWithoutEnd(ok + "X: ", kib), 4114, 4114, 4114},
+      {"headers without end", AnswerWithoutEnd(ok, "X: " + kib + "\r\n"), 4129, 4129, 4129},
+      {"interim answers without end", AnswerWithoutEnd("", "HTTP/1.1 100 Continue\r\n\r\n"), 4129,
+       4129, 4129},
+      {"garbage", Answer("\x01\x02 this is no HTTP\r\n\r\n"), 4114, 4114, 4114},
+      {"another protocol", Answer("220 ready for mail\r\n"), 4114, 4114, 4114},
+      {"404", AnswerStatus(404), 4114, 4114, 4098},
+      {"408", AnswerStatus(408), 4128, 4128, 4128},
+      {"413", AnswerStatus(413), 4103, 4103, 4103},
+      {"500", AnswerStatus(500, "oops"), 4114, 4114, 4114},
+      {"504", AnswerStatus(504), 4128, 4128, 4128},
+      {"redirect to a closed port", RedirectTo("http://127.0.0.1:1/"), 4114, 4114, 4114},
+      {"redirect to another scheme", RedirectTo("file:///etc/hostname"), 4114, 4114, 4114},
+      {"redirect in a circle", RedirectTo("/again"), 4114, 4114, 4114},
+      {"redirect to nowhere", AnswerStatus(302), 4114, 4114, 4114},
+      {"broken compression", Answer(ok + "Content-Encoding: gzip\r\nContent-Length: 4\r\n\r\nabcd"),
+       4114, 4114, kNotTried},
+      {"compression cut",
+       Answer(ok + "Content-Encoding: gzip\r\nContent-Length: 10\r\n\r\n" +
+                  std::string("\x1f\x8b\x08\0\0\0\0\0\0\3", 10),
+              true),
+       4144, 4144, kNotTried},
+      {"empty", AnswerStatus(200), 4144, 4144, kNotTried},
+      {"no stat", AnswerStatus(200, "<r />"), 4144, 4144, kNotTried},
+      {"stat cut", AnswerStatus(200, "<r stat=\"o"), 4144, 4144, kNotTried},
+      {"service error", AnswerStatus(200, "<r stat=\"fail\" errcode=\"208\" />"), 4101, 4101,
+       kNotTried},
+      {"silent until the abort",
+       [](Peer& peer) {
+         peer.WaitUntilClosed();
+         return false;
+       },
+       3, 3, 3},
+      {"slow until the abort",
+       [=](Peer& peer) {
+         peer.Send(ok + "Content-Length: 100\r\n\r\nabc");
+         peer.WaitUntilClosed();
+         return false;
+       },
+       3, 3, 3},
+  };
+}
+
+class RecoveryTest : public AccountTest {
+ protected:
+  void SetUp() override {
+    ASSERT_NO_FATAL_FAILURE(OpenAccount());
+    front_.emplace(std::stoi(Url().substr(Url().rfind(':') + 1)));
+    folder().Write("urls", "kKELO_URLofKELOServer=\"" + front_->Url() + "\"\n");
+    UseSessionAt(front_->Url());
+    ExpectRecovered(front_->Url());
+    files_ = OpenFiles(false);
+  }
+  // The same session over other URLs; the catalogue is then loaded again.
+  void UseSessionAt(const std::string& base) {
+    tagKELO_SessionInfo session{};
+    ASSERT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session)), 0u);
+    for (auto* url : {&session.uploadUrl, &session.manageUrl}) {
+      const std::string before = FieldText(*url);
+      SetField(*url, base + before.substr(before.find('/', before.find("//") + 2)));
+    }
+    ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+  }
+  std::string FrontUrl() const { return front_->Url(); }
+
+  void ExpectNothingLeft() {
+    ExpectRecovered(front_->Url());
+    EXPECT_LE(front_->OpenConnections(), 4);
+    EXPECT_TRUE(Await([&] { return OpenFiles(false) == files_; })) << "a descriptor is left";
+  }
+
+  // One request of the command meets the fault, after `good` others; then all is well again.
+  void Meet(const Fault& fault, const char* command, uint32_t expected, int good,
+            const std::function<uint32_t()>& send) {
+    if (expected == kNotTried) return;
+    SCOPED_TRACE(command);
+    const Catalogue before = ReadCatalogue();
+    front_->Break(fault.peer, good);
+    std::thread other;
+    if (expected == kKELOResult_Aborted) {
+      other = std::thread([&, requests = static_cast<size_t>(good) + 1] {
+        EXPECT_TRUE(front_->WaitForRequests(requests));
+        EXPECT_EQ(KELOAccessCommand(kKELOCommand_Abort, nullptr), 0u);
+      });
+    }
+    EXPECT_EQ(send(), expected);
+    if (other.joinable()) other.join();
+    front_->Heal();
+    EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
+    // Until the friends' albums are asked for, what was loaded stays.
+    if (good < 2) {
+      EXPECT_EQ(ReadCatalogue(), before);
+    }
+    ExpectNothingLeft();
+  }
+
+  std::optional<Front> front_;
+  std::multiset<std::string> files_;
+};
+
+class AfterPeerFault : public RecoveryTest, public ::testing::WithParamInterface<Fault> {};
+
+TEST_P(AfterPeerFault, EveryKindOfRequestWorksAgain) {
+  const Fault& fault = GetParam();
+  Meet(fault, "document", fault.document, 0, [&] { return Capacity(); });
+  for (int good : {0, 1, 2}) {
+    Meet(fault, ("load " + std::to_string(good)).c_str(), fault.document, good,
+         [&] { return Load(); });
+  }
+  Meet(fault, "upload", fault.document, 0, [&] {
+    std::string id;
+    const uint32_t result = Upload(album_, id);
+    EXPECT_EQ(id, "");
+    return result;
+  });
+  Meet(fault, "checked upload", fault.document, 0, [&] {
+    std::string id;
+    return Upload(album_, id, kKELOOption_CheckDuplicates);
+  });
+  Meet(fault, "download", fault.download, 0, [&] { return Download(front_->Url(picturePath_)); });
+  Meet(fault, "open session", fault.opening, 0, [&] { return Open(); });
+}
+
+std::string TestName(const ::testing::TestParamInfo<Fault>& info) {
+  std::string name = info.param.name;
+  for (char& c : name) c = c == ' ' ? '_' : c;
+  return name;
+}
+INSTANTIATE_TEST_SUITE_P(, AfterPeerFault, ::testing::ValuesIn(PeerFaults()), TestName);
+
+// What no peer can be reached for: name, port, scheme, proxy.
+TEST_F(RecoveryTest, AfterAPeerThatCannotBeReached) {
+  SocketServer plain([](Peer& peer) {
+    peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    peer.WaitUntilClosed();
+  });
+  const std::string tls = "https" + plain.Url().substr(4);
+  for (const std::string& base : {std::string("http://127.0.0.1:1"), tls}) {
+    SCOPED_TRACE(base);
+    EXPECT_EQ(Download(base + "/picture"), 4114u);
+    UseSessionAt(base);
+    std::string id;
+    EXPECT_EQ(Capacity(), 4114u);
+    EXPECT_EQ(Load(), 4114u);
+    EXPECT_EQ(Upload(album_, id), 4114u);
+    UseSessionAt(FrontUrl());
+    ExpectNothingLeft();
+  }
+  for (const char* proxy : {"http://127.0.0.1:1"}) {
+    SCOPED_TRACE(proxy);
+    setenv("http_proxy", proxy, 1);
+    std::string id;
+    EXPECT_EQ(Capacity(), 4114u);
+    EXPECT_EQ(Load(), 4114u);
+    EXPECT_EQ(Upload(album_, id), 4114u);
+    EXPECT_EQ(Download(FrontUrl() + picturePath_), 4114u);
+    EXPECT_EQ(Open(), 4114u);
+    unsetenv("http_proxy");
+    ExpectNothingLeft();
+  }
+}
+
+TEST_F(RecoveryTest, AfterFaultsOfLocalFiles) {
+  const std::string url = FrontUrl() + picturePath_;
+  {
+    const FaultyFiles full(ENOSPC, 0);
+    EXPECT_EQ(Download(url), 4102u);
+    EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
+  }
+  ExpectNothingLeft();
+  {
+    const FaultyFiles broken(EIO, 0);
+    EXPECT_EQ(Download(url), 4114u);
+    EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
+  }
+  ExpectNothingLeft();
+  folder().Write("downloaded", "was here");
+  EXPECT_EQ(Download(url), 4099u);
+  EXPECT_EQ(folder().Read("downloaded"), "was here");
+  std::filesystem::remove(DownloadPath());
+  ExpectNothingLeft();
+  const std::string picture = folder().Path("picture.jpg");
+  std::string id;
+  std::filesystem::rename(picture, folder().Path("away"));
+  EXPECT_EQ(Upload(album_, id), 4098u);
+  std::filesystem::rename(folder().Path("away"), picture);
+  ExpectNothingLeft();
+  std::filesystem::resize_file(picture, kPicture.size() - 1);
+  EXPECT_EQ(Upload(album_, id), 4098u);
+  folder().Write("picture.jpg", kPicture);
+  ExpectNothingLeft();
+}
+
+// An upload of 100 MiB goes through a file, for which there is no space.
+TEST_F(RecoveryTest, AfterASpoolOnAFullDisk) {
+  std::string path = folder().Write("large", "");
+  std::filesystem::resize_file(path, 100 << 20);
+  tagKELO_LoadInfo file{};
+  file.filePath = Text(path);
+  file.fileSize = 100 << 20;
+  SetField(file.fileModifyDate, "2008-05-17");
+  SetField(file.fileCreateDate, "2008-05-17");
+  tagCommandControlInfo record = Record(&file, album_);
+  record.entryCount = 1;
+  {
+    const FaultyFiles full(ENOSPC, 1 << 20);
+    EXPECT_EQ(Send(kKELOCommand_Upload, record), 4114u);
+  }
+  std::filesystem::remove(path);
+  ExpectNothingLeft();
+}
+
+// The host's callback aborts, or throws, at each event that a command has.
+TEST_F(RecoveryTest, AfterACallbackThatEndsItsCommand) {
+  static int eventsLeft;
+  static bool throws;
+  Register([](uint32_t, uint32_t, const tagKELO_ProgressInfo*) -> uint32_t {
+    if (--eventsLeft != 0) return 0;
+    if (throws) throw 42;
+    return KELOAccessCommand(kKELOCommand_Abort, nullptr);
+  });
+  for (const bool throwing : {false, true}) {
+    SCOPED_TRACE(throwing ? "throws" : "aborts");
+    throws = throwing;
+    std::string id;
+    eventsLeft = 1;
+    EXPECT_EQ(Download(FrontUrl() + picturePath_), throwing ? 4144u : 3u);
+    EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
+    ExpectNothingLeft();
+    eventsLeft = 1;
+    EXPECT_EQ(Upload(album_, id), throwing ? 4144u : 3u);
+    EXPECT_EQ(id, "");
+    ExpectNothingLeft();
+  }
+}
+
+// Everything that a session has opened goes with the controller, also after failed lookups.
+TEST(Closing, LeavesNoDescriptorAndNoThread) {
+  const auto files = OpenFiles(true);
+  const size_t threads = CountOfThreads();
+  {
+    Front front(1);
+    TemporaryFolder folder;
+    setenv("KELO_URLS_FILE",
+           folder.Write("urls", "kKELO_URLofKELOServer=\"" + front.Url() + "\"").c_str(), 1);
+    KELOAccessInitialize(0);
+    front.Break(RedirectTo("http://127.0.0.1:1/"));
+    tagKELO_OpenSessionInfo block{};
+    tagCommandControlInfo record{};
+    record.data = &block;
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(KELOAccessCommand(kKELOCommand_OpenSession, &record), 4114u);
+    }
+    front.Break(AnswerStatus(200, "<r stat=\"ok\" />"));
+    EXPECT_EQ(KELOAccessCommand(kKELOCommand_OpenSession, &record), 0u);
+    KELOAccessClose();
+    unsetenv("KELO_URLS_FILE");
+  }
+  EXPECT_TRUE(Await([&] { return OpenFiles(true) == files && CountOfThreads() == threads; }));
+}
+
+}  // namespace
+}  // namespace kelo::testing

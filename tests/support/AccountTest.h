@@ -1,0 +1,195 @@
+// A fixture with a small real account, and the question that follows every fault: does the next
+// command work, does the catalogue agree with itself, is nothing left?
+#pragma once
+
+#include <fcntl.h>
+
+#include <chrono>
+#include <set>
+#include <thread>
+
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+
+// Waits for `condition`, for at most ten seconds; whether it came to hold.
+template <class Condition>
+bool Await(const Condition& condition) {
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > until) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+inline size_t CountOfThreads() {
+  namespace fs = std::filesystem;
+  return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
+}
+
+// What is open, by descriptor. Sockets may be left out: kept-alive connections come and go.
+inline std::multiset<std::string> OpenFiles(bool withSockets) {
+  std::multiset<std::string> open;
+  for (int fd = 0; fd < 1024; ++fd) {
+    char target[256] = {};
+    const std::string link = "/proc/self/fd/" + std::to_string(fd);
+    if (readlink(link.c_str(), target, sizeof target - 1) < 0) continue;
+    const std::string name(target);
+    if (withSockets || !name.starts_with("socket:")) open.insert(name);
+  }
+  return open;
+}
+
+class AccountTest : public CommandTest {
+ protected:
+  static constexpr uint32_t kServerKinds = 0x157;
+  static constexpr uint32_t kRootKinds = 0x143;
+  using Catalogue = std::vector<std::string>;
+
+  // A session; a folder, an album in it with two pictures, and a picture of the root album.
+  void OpenAccount() {
+    ASSERT_NO_FATAL_FAILURE(OpenSession());
+    ASSERT_EQ(Load(), 0u);
+    tagKELO_ItemInfo made{};
+    made.kind = kKELOKind_Folder;
+    SetField(made.name, "Trips");
+    ASSERT_EQ(Add(made, ""), 0u);
+    const std::string folderId = FieldText(made.itemId);
+    made.kind = kKELOKind_Album;
+    SetField(made.name, "Harbour");
+    ASSERT_EQ(Add(made, folderId), 0u);
+    album_ = FieldText(made.itemId);
+    for (const std::string& album : {album_, album_, std::string()}) {
+      std::string id;
+      ASSERT_EQ(Upload(album, id), 0u);
+      picture_ = id;
+    }
+    ASSERT_EQ(Load(), 0u);
+    tagKELO_ItemInfo item{};
+    ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&item, picture_)), 0u);
+    picturePath_ = FieldText(item.origUrl).substr(Url().size());
+    entries_ = folder().EntryCount();
+    pictures_ = 3;
+  }
+
+  uint32_t Load() { return Send(kKELOCommand_LoadHierarchy, Record()); }
+  uint32_t Add(tagKELO_ItemInfo& made, const std::string& parent) {
+    tagCommandControlInfo record = Record(&made, parent);
+    record.entryCount = 1;
+    const uint32_t result = Send(kKELOCommand_AddItems, record);
+    return result != 0 ? result : made.result;
+  }
+  // The record tells more than the command.
+  uint32_t Capacity() {
+    tagKELO_StorageCapacityInfo capacity{};
+    const uint32_t result = Send(kKELOCommand_GetStorageCapacity, Record(&capacity));
+    return result != 0 ? result : capacity.result;
+  }
+  uint32_t Open() {
+    tagKELO_OpenSessionInfo block{};
+    return Send(kKELOCommand_OpenSession, Record(&block));
+  }
+  uint32_t Download(const std::string& url) {
+    std::string path = DownloadPath();
+    tagKELO_DownloadInfo file{};
+    SetField(file.url, url);
+    file.destPath = Text(path);
+    tagCommandControlInfo record = Record(&file);
+    record.entryCount = 1;
+    return Send(kKELOCommand_Download, record);
+  }
+  std::string DownloadPath() const { return folder().Path("downloaded"); }
+  // A new picture of the account, unless it fails.
+  uint32_t Upload(const std::string& album, std::string& id, uint32_t options = 0) {
+    if (picturesFile_.empty()) picturesFile_ = folder().Write("picture.jpg", kPicture);
+    std::string name = "picture" + std::to_string(++uploads_) + ".jpg";
+    tagKELO_LoadInfo file{};
+    file.filePath = Text(picturesFile_);
+    file.fileName = Text(name);
+    file.fileSize = static_cast<int32_t>(kPicture.size());
+    SetField(file.fileModifyDate, "2008-05-17");
+    SetField(file.fileCreateDate, "2008-05-17");
+    tagCommandControlInfo record = Record(&file, album);
+    record.entryCount = 1;
+    record.outputOptions = options;
+    const uint32_t result = Send(kKELOCommand_Upload, record);
+    id = FieldText(file.itemId);
+    return result;
+  }
+
+  // The whole catalogue as lists give it. Every list must have the entries that its count says, and
+  // every entry must be known by its id.
+  Catalogue ReadCatalogue() {
+    Catalogue all = List("", kRootKinds);
+    std::vector<std::string> containers;
+    for (size_t i = 0; i < all.size(); ++i) {
+      const tagKELO_ItemInfo entry = entriesById_[all[i]];
+      if (entry.kind == kKELOKind_FileItem) continue;
+      const bool isFolder = entry.kind == kKELOKind_Folder;
+      const Catalogue below =
+          List(FieldText(entry.itemId), isFolder ? 0x102u : uint32_t{kKELOKind_FileItem});
+      EXPECT_EQ(below.size(), entry.itemCount) << all[i];
+      all.insert(all.end(), below.begin(), below.end());
+    }
+    const Catalogue everywhere = List(KELO_ALL_ITEMS_ID, kServerKinds);
+    all.insert(all.end(), everywhere.begin(), everywhere.end());
+    return all;
+  }
+  size_t PicturesInCatalogue() { return List(KELO_ALL_ITEMS_ID, kKELOKind_FileItem).size(); }
+
+  // The account works as if nothing had happened. `base` is where the downloads come from.
+  void ExpectRecovered(const std::string& base) {
+    EXPECT_EQ(Capacity(), 0u);
+    EXPECT_EQ(Load(), 0u);
+    ReadCatalogue();
+    EXPECT_EQ(PicturesInCatalogue(), pictures_);
+    EXPECT_EQ(Download(base + picturePath_), 0u);
+    EXPECT_EQ(folder().Read("downloaded"), kPicture);
+    std::filesystem::remove(DownloadPath());
+    service().ClearLog();
+    std::string id;
+    EXPECT_EQ(Upload(album_, id), 0u);
+    EXPECT_EQ(id.empty(), false);
+    EXPECT_EQ(Requests("UploadItems").size(), 1u);
+    EXPECT_EQ(Load(), 0u);
+    EXPECT_EQ(PicturesInCatalogue(), ++pictures_);
+    EXPECT_EQ(folder().EntryCount(), entries_) << "a file is left";
+  }
+
+  const std::string kPicture = std::string(20000, 'p') + std::string("\0end", 4);
+  std::string album_;
+  std::string picture_;      // the id of one picture
+  std::string picturePath_;  // the path of its URL
+  size_t pictures_ = 0;
+  size_t entries_ = 0;  // of the test's folder
+
+ private:
+  Catalogue List(const std::string& target, uint32_t kinds) {
+    uint32_t count = 0;
+    tagCommandControlInfo record = Record(&count, target);
+    record.selectionFlags = kinds;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), 0u) << target;
+    std::vector<tagKELO_ItemInfo> items(count + 1);
+    record.data = items.data();
+    record.entryCount = count;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 0u) << target;
+    Catalogue entries;
+    for (uint32_t i = 0; i < count; ++i) {
+      const std::string id = FieldText(items[i].itemId);
+      tagKELO_ItemInfo alone{};
+      EXPECT_EQ(Send(kKELOCommand_GetItemInfo, Record(&alone, id)), 0u) << target << ": " << id;
+      EXPECT_EQ(FieldText(alone.name), FieldText(items[i].name)) << target << ": " << id;
+      entries.push_back(target + ":" + FieldText(items[i].parentId) + "/" + id + " " +
+                        FieldText(items[i].name));
+      entriesById_[entries.back()] = items[i];
+    }
+    return entries;
+  }
+
+  std::map<std::string, tagKELO_ItemInfo> entriesById_;
+  std::string picturesFile_;
+  int uploads_ = 0;
+};
+
+}  // namespace kelo::testing
