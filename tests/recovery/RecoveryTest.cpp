@@ -68,9 +68,21 @@ std::vector<Fault> PeerFaults() {
       {"status line cut", Answer("HTTP/1.1 200 O"), 4129, 4129, 4129},
       {"head cut in a field", Answer(ok + "Content-Length: 2\r\nX: "), 4129, 4129, 4129},
       {"header without end", AnswerWithoutEnd(ok + "X: ", kib), 4114, 4114, 4114},
-      {"headers without end", AnswerWithoutEnd(ok, "X: " + kib + "\r\n"), 4129, 4129, 4129},
-      {"interim answers without end", AnswerWithoutEnd("", "HTTP/1.1 100 Continue\r\n\r\n"), 4129,
-       4129, 4129},
+      {"head cut before its end", Answer(ok), 4129, 4129, 4129},
+      {"redirect cut", Answer("HTTP/1.1 302 Found\r\nLocation: /\r\n"), 4129, 4129, 4129},
+      {"404 cut", Answer("HTTP/1.1 404 Not Found\r\n"), 4129, 4129, 4129},
+      {"only an interim answer", Answer("HTTP/1.1 100 Continue\r\n\r\n"), 4129, 4129, 4129},
+      {"headers without end", AnswerWithoutEnd(ok, "X: " + kib + "\r\n"), 4114, 4114, 4114},
+      {"interim answers without end", AnswerWithoutEnd("", "HTTP/1.1 100 Continue\r\n\r\n"), 4114,
+       4114, 4114},
+      {"trailers without end",
+       AnswerWithoutEnd(ok + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n",
+                        "X: " + kib + "\r\n"),
+       4114, 4114, 4114},
+      {"redirect with a body without end",
+       AnswerWithoutEnd("HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\n\r\n", kib), 4114,
+       4114, 4114},
+      {"redirect to no host", RedirectTo("http://no-such-host.invalid/"), 4114, 4114, 4114},
       {"garbage", Answer("\x01\x02 this is no HTTP\r\n\r\n"), 4114, 4114, 4114},
       {"another protocol", Answer("220 ready for mail\r\n"), 4114, 4114, 4114},
       {"404", AnswerStatus(404), 4114, 4114, 4098},
@@ -204,7 +216,8 @@ TEST_F(RecoveryTest, AfterAPeerThatCannotBeReached) {
     peer.WaitUntilClosed();
   });
   const std::string tls = "https" + plain.Url().substr(4);
-  for (const std::string& base : {std::string("http://127.0.0.1:1"), tls}) {
+  for (const std::string& base :
+       {std::string("http://127.0.0.1:1"), std::string("http://no-such-host.invalid"), tls}) {
     SCOPED_TRACE(base);
     EXPECT_EQ(Download(base + "/picture"), 4114u);
     UseSessionAt(base);
@@ -215,7 +228,7 @@ TEST_F(RecoveryTest, AfterAPeerThatCannotBeReached) {
     UseSessionAt(FrontUrl());
     ExpectNothingLeft();
   }
-  for (const char* proxy : {"http://127.0.0.1:1"}) {
+  for (const char* proxy : {"http://127.0.0.1:1", "http://no-such-host.invalid"}) {
     SCOPED_TRACE(proxy);
     setenv("http_proxy", proxy, 1);
     std::string id;
