@@ -89,11 +89,10 @@ void KELOAccessCacheManager::AlignIDByIndex(IDList& out, IDList& byIndex) {
   byIndex.clear();
 }
 
-const std::set<std::string_view>& KELOAccessCacheManager::SharedAlbumsUnder(
+const std::set<std::string_view>* KELOAccessCacheManager::SharedAlbumsUnder(
     std::string_view targetID) const {
-  static const std::set<std::string_view> none;
   const auto found = sharedAlbums_.find(targetID);
-  return found == sharedAlbums_.end() ? none : found->second;
+  return found == sharedAlbums_.end() ? nullptr : &found->second;
 }
 
 // The friend album of that id, unless the id is a directory's: that one is meant then.
@@ -117,7 +116,10 @@ uint32_t KELOAccessCacheManager::GetItemsCountOnTargetID(std::string_view target
     if (kindMask & kKELOKind_Album) count += items.albums.size();
     if (kindMask & kKELOKind_FileItem) count += items.files.size();
   }
-  if (AsksForSharedAlbumsOnly(kindMask)) count += SharedAlbumsUnder(targetID).size();
+  if (const auto* shared = SharedAlbumsUnder(targetID);
+      shared && AsksForSharedAlbumsOnly(kindMask)) {
+    count += shared->size();
+  }
   if (kindMask & kKELOKind_FileItem) {
     if (const auto* album = FriendAlbumOnly(targetID)) count += album->items.files.size();
   }
@@ -134,8 +136,9 @@ void KELOAccessCacheManager::CollectOnTarget(std::string_view targetID, uint32_t
   if (directory != hierarchy_.directories.end()) {
     list.AddChildren(directory->second.items, directory->first, kindMask);
   }
-  if (AsksForSharedAlbumsOnly(kindMask)) {
-    for (const std::string_view id : SharedAlbumsUnder(targetID)) list.Add(id);
+  if (const auto* shared = SharedAlbumsUnder(targetID);
+      shared && AsksForSharedAlbumsOnly(kindMask)) {
+    for (const std::string_view id : *shared) list.Add(id);
   }
 }
 

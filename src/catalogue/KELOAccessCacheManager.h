@@ -124,7 +124,7 @@ class KELOAccessCacheManager {
   void CollectRootAlbum(uint32_t kindMask, Collector& list) const;
   void CollectFriendAlbums(uint32_t kindMask, Collector& list) const;
   const tagFriendAlbumInfo* FriendAlbumOnly(std::string_view targetID) const;
-  const std::set<std::string_view>& SharedAlbumsUnder(std::string_view targetID) const;
+  const std::set<std::string_view>* SharedAlbumsUnder(std::string_view targetID) const;
   bool BuildItemInfo(std::string_view id, tagKELO_ItemInfo& info) const;
   void GetListedItemInfo(const ListedID& entry, tagKELO_ItemInfo& info);
 

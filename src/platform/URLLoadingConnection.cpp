@@ -294,7 +294,7 @@ URLTransferInfo CurlConnection::Info() const {
   info.received += hop_->headBytes + static_cast<uint64_t>(GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(
                                          easy, curl_off_t{0}));
   info.status = static_cast<int>(GetCurlInfo<CURLINFO_RESPONSE_CODE>(easy, 0L));
-  info.reused = hop_->attempts > 0 && GetCurlInfo<CURLINFO_NUM_CONNECTS>(easy, 0L) == 0;
+  info.reused = hop_->reused;
   return info;
 }
 
@@ -360,7 +360,9 @@ int CurlConnection::OnSendingBegins(int localPort) {
   const bool first = hop_->attempts++ == 0;
   const bool repeatable = request_.method == "GET" || (bodyLength_ > 0 && hop_->bodyRead == 0);
   hop_->repeatRefused = !first && !repeatable;
-  return hop_->repeatRefused ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
+  if (hop_->repeatRefused) return CURL_PREREQFUNC_ABORT;
+  hop_->reused = GetCurlInfo<CURLINFO_NUM_CONNECTS>(hop_->easy.get(), 0L) == 0;
+  return CURL_PREREQFUNC_OK;
 }
 
 size_t CurlConnection::HeaderCallback(char* data, size_t size, size_t count, void* self) {

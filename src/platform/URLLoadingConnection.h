@@ -53,6 +53,7 @@ class CurlConnection final : public URLConnection {
     bool redirecting = false;
     bool repeatRefused = false;
     int attempts = 0;
+    bool reused = false;  // travels over a connection that had served before
     uint64_t bodyRead = 0;
     curl_socket_t socket = CURL_SOCKET_BAD;  // over which the request travels
     std::array<char, CURL_ERROR_SIZE> words{};
