@@ -41,7 +41,7 @@ std::string Peer::ReadRequest() {
   if (request.empty()) return {};
   const auto at = request.find("Content-Length: ");
   const std::size_t length =
-      at == std::string::npos ? 0 : std::strtoull(request.c_str() + at + 16, nullptr, 10);
+      at == std::string::npos ? 0 : std::strtoul(request.c_str() + at + 16, nullptr, 10);
   while (pending_.size() < length) {
     if (!Fill(kReadSize)) return {};
   }
@@ -52,11 +52,13 @@ std::string Peer::ReadRequest() {
 }
 
 std::size_t Peer::Skip(std::size_t size) {
-  while (pending_.size() < size && Fill(std::min(size - pending_.size(), kReadSize))) {
+  std::size_t left = size;
+  while (left > 0 && (!pending_.empty() || Fill(std::min(left, kReadSize)))) {
+    const std::size_t step = std::min(left, pending_.size());
+    pending_.erase(0, step);
+    left -= step;
   }
-  const std::size_t skipped = std::min(size, pending_.size());
-  pending_.erase(0, skipped);
-  return skipped;
+  return size - left;
 }
 
 bool Peer::Send(std::string_view bytes) {

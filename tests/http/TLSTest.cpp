@@ -1,12 +1,17 @@
-// A server that nobody vouches for gets no request.
+// https: who is believed, and where a redirect may lead.
+#include <curl/curl.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 #include <signal.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
@@ -14,10 +19,13 @@
 namespace kelo {
 namespace {
 
-/// A TLS server's context with a certificate for 127.0.0.1 that it signed itself.
-class SelfSigned {
+/// The certificates that the library's requests believe in, instead of the system's; empty: those.
+std::string trusted;
+
+/// A TLS server's identity, with a certificate for 127.0.0.1 that it signed itself.
+class Identity {
  public:
-  SelfSigned() : context_(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free) {
+  Identity() : context_(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free) {
     const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(EVP_EC_gen("P-256"),
                                                                   &EVP_PKEY_free);
     const std::unique_ptr<X509, decltype(&X509_free)> certificate(X509_new(), &X509_free);
@@ -37,11 +45,17 @@ class SelfSigned {
     X509_sign(x509, key.get(), EVP_sha256());
     usable_ = SSL_CTX_use_certificate(context_.get(), x509) == 1 &&
               SSL_CTX_use_PrivateKey(context_.get(), key.get()) == 1;
+    const std::unique_ptr<BIO, decltype(&BIO_free)> text(BIO_new(BIO_s_mem()), &BIO_free);
+    PEM_write_bio_X509(text.get(), x509);
+    char* bytes = nullptr;
+    const long size = BIO_get_mem_data(text.get(), &bytes);
+    pem_.assign(bytes, static_cast<std::size_t>(size));
   }
   bool IsUsable() const { return usable_; }
+  const std::string& Certificate() const { return pem_; }
 
-  /// Shakes hands and answers a request, if one comes; whether one came.
-  bool Serve(int socket) const {
+  /// Shakes hands and answers requests until the peer leaves.
+  void Serve(int socket, const std::function<std::string(const std::string&)>& answer) const {
     // The peer leaves in the middle of the handshake, and this side writes without protection. Only
     // this thread is shielded: the library has to do without.
     sigset_t pipe;
@@ -50,42 +64,127 @@ class SelfSigned {
     pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
     const std::unique_ptr<SSL, decltype(&SSL_free)> ssl(SSL_new(context_.get()), &SSL_free);
     SSL_set_fd(ssl.get(), socket);
-    char request[4096];
-    if (SSL_accept(ssl.get()) != 1 || SSL_read(ssl.get(), request, sizeof request) <= 0) {
-      return false;
+    SSL_set_accept_state(ssl.get());
+    std::string request;
+    char bytes[16384];
+    for (int got; (got = SSL_read(ssl.get(), bytes, sizeof bytes)) > 0;) {
+      request.append(bytes, static_cast<std::size_t>(got));
+      if (!IsWhole(request)) continue;
+      const std::string reply = answer(request);
+      SSL_write(ssl.get(), reply.data(), static_cast<int>(reply.size()));
+      request.clear();
     }
-    const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
-    SSL_write(ssl.get(), answer.data(), static_cast<int>(answer.size()));
-    SSL_shutdown(ssl.get());
-    return true;
   }
 
  private:
+  static bool IsWhole(const std::string& request) {
+    const auto end = request.find("\r\n\r\n");
+    const auto length = request.find("Content-Length: ");
+    return end != std::string::npos &&
+           request.size() == end + 4 + (length < end ? std::stoul(request.substr(length + 16)) : 0);
+  }
+
   std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
   bool usable_ = false;
+  std::string pem_;
 };
 
-TEST(TLS, AServerThatNobodyVouchesForGetsNoRequest) {
-  const SelfSigned identity;
-  ASSERT_TRUE(identity.IsUsable());
-  std::atomic<int> handshakes = 0;
-  std::atomic<bool> served = false;
-  SocketServer server([&](Peer& peer) {
-    ++handshakes;
-    if (identity.Serve(peer.Socket())) served = true;
-  });
+/// Leads from /to/URL to that URL and answers anything else with its request line and body.
+std::string Answer(const std::string& request) {
+  const std::string path = request.substr(0, request.find(" HTTP/")).substr(request.find(' ') + 1);
+  if (path.starts_with("/to/")) {
+    return "HTTP/1.1 302 There\r\nContent-Length: 0\r\nLocation: " + path.substr(4) + "\r\n\r\n";
+  }
+  const std::string body = path + request.substr(request.find("\r\n\r\n") + 4);
+  return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+struct TLS : testing::Test {
+  const Identity identity;
+  std::atomic<int> requests = 0;
+  SocketServer secure{[this](Peer& peer) {
+    identity.Serve(peer.Socket(), [this](const std::string& request) {
+      ++requests;
+      return Answer(request);
+    });
+  }};
+  SocketServer plain{[](Peer& peer) {
+    for (std::string request; !(request = peer.ReadRequest()).empty();) peer.Send(Answer(request));
+  }};
+  const std::string url = "https://127.0.0.1:" + std::to_string(secure.Port());
   Transport transport;
-  const std::string url = "https://127.0.0.1:" + std::to_string(server.Port());
+  HTTPConnection& connection = transport.connection;
+  const std::string file = transport.folder / "f";
   std::string response;
   std::uint32_t size = 0;
-  EXPECT_EQ(transport.connection.HTTPRequestGET(url, "", response, 5), 4112u);
-  EXPECT_EQ(transport.connection.HTTPRequestPUT(url, "", "secret", response, 5), 4112u);
-  EXPECT_EQ(transport.connection.HTTPFileDownload(url, transport.folder / "f", size, 5), 4112u);
+
+  TLS() { EXPECT_TRUE(identity.IsUsable()); }
+  ~TLS() override { trusted.clear(); }
+};
+
+TEST_F(TLS, AServerThatIsVouchedForServesEveryOperation) {
+  trusted = identity.Certificate();
+  EXPECT_EQ(connection.HTTPRequestGET(url + "/get", "q", response, 5), 0u);
+  EXPECT_EQ(response, "/get?q");
+  EXPECT_EQ(connection.HTTPRequestPUT(url + "/put", "", "body", response, 5), 0u);
+  EXPECT_EQ(response, "/put?body");
+  EXPECT_EQ(connection.HTTPFileDownload(url + "/file", file, size, 5), 0u);
+  EXPECT_EQ(Contents(file), "/file");
+  EXPECT_EQ(secure.Connections(), 1) << "a connection is kept";
+  const std::string large(1 << 20, 'x');
+  transport.folder.File("large", large);
+  EXPECT_EQ(connection.HTTPRequestFileUpload(
+                url + "/up", "", {}, {{"<", transport.folder / "large", 1 << 20}}, response, 5),
+            0u);
+  EXPECT_TRUE(response == "/up?<" + large);
+}
+
+TEST_F(TLS, AServerThatNobodyVouchesForGetsNoRequest) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"", url},
+      {Identity().Certificate(), url},
+      {identity.Certificate(), "https://localhost:" + std::to_string(secure.Port())}};
+  for (const auto& [authority, address] : cases) {
+    trusted = authority;
+    EXPECT_EQ(connection.HTTPRequestGET(address, "", response, 5), 4112u) << address;
+    EXPECT_EQ(connection.HTTPRequestPUT(address, "", "secret", response, 5), 4112u) << address;
+    EXPECT_EQ(connection.HTTPFileDownload(address, file, size, 5), 4112u) << address;
+  }
   EXPECT_EQ(transport.folder.Entries(), 0u);
-  EXPECT_TRUE(server.WaitForClosed(3));
-  EXPECT_EQ(handshakes, 3);
-  EXPECT_FALSE(served);
+  EXPECT_EQ(secure.Connections(), 9);
+  EXPECT_EQ(requests, 0);
+}
+
+TEST_F(TLS, RedirectsNeverLeaveIt) {
+  trusted = identity.Certificate();
+  const struct {
+    std::string from;
+    std::uint32_t code;
+    int secure;
+    std::size_t plain;
+  } cases[] = {{url + "/to/" + url + "/end", 0, 2, 0},
+               {plain.Url("/to/") + url + "/end", 0, 1, 1},
+               {url + "/to/" + plain.Url("/end"), 4112, 1, 0},
+               {plain.Url("/to/") + url + "/to/" + plain.Url("/end"), 4112, 1, 1}};
+  for (const auto& c : cases) {
+    requests = 0;
+    const std::size_t before = plain.Requests().size();
+    EXPECT_EQ(connection.HTTPRequestGET(c.from, "q", response, 5), c.code) << c.from;
+    EXPECT_EQ(response, c.code == 0 ? "/end?q" : "") << c.from;
+    EXPECT_EQ(requests, c.secure) << c.from;
+    EXPECT_EQ(plain.Requests().size() - before, c.plain) << c.from;
+  }
 }
 
 }  // namespace
 }  // namespace kelo
+
+// The program's own, before the library's: the last place where a request can be told what to
+// trust.
+extern "C" CURLMcode curl_multi_add_handle(CURLM* multi, CURL* easy) {
+  curl_blob blob{kelo::trusted.data(), kelo::trusted.size(), CURL_BLOB_COPY};
+  if (blob.len > 0) curl_easy_setopt(easy, CURLOPT_CAINFO_BLOB, &blob);
+  static const auto system =
+      reinterpret_cast<decltype(&curl_multi_add_handle)>(dlsym(RTLD_NEXT, "curl_multi_add_handle"));
+  return system(multi, easy);
+}
