@@ -64,6 +64,27 @@ class AnswerFaultsTest : public CommandTest {
     return Send(code, record);
   }
 
+  // The result word of the command's record; null where it has none.
+  const uint32_t* ResultWord(uint32_t code) const {
+    switch (code) {
+      case kKELOCommand_GetStorageCapacity:
+        return &capacity_.result;
+      case kKELOCommand_AddItems:
+      case kKELOCommand_GetItemInfo:
+        return &item_.result;
+      case kKELOCommand_AddNewLink:
+        return &link_.result;
+      case kKELOCommand_ModifyProps:
+        return &properties_.result;
+      case kKELOCommand_AddTags:
+        return &tags_.result;
+      case kKELOCommand_SendPictureMail:
+        return &mail_.status;
+      default:
+        return nullptr;
+    }
+  }
+
   tagKELO_RecipientInfo recipients_{};
   tagKELO_PictureMailInfo mail_{};
   tagKELO_ItemInfo item_{};
@@ -129,8 +150,11 @@ TEST_F(AnswerFaultsTest, EveryCommandReportsUnusableAnswersAndStatuses) {
       Queue(command.method, fault.reply);
       // The address list deliberately tells no transport failure apart.
       const bool general = command.code == kKELOCommand_GetAddressList;
-      EXPECT_EQ(SendPlausible(command.code), general ? 4144u : fault.result)
-          << command.method << " " << fault.name;
+      const uint32_t result = SendPlausible(command.code);
+      EXPECT_EQ(result, general ? 4144u : fault.result) << command.method << " " << fault.name;
+      if (const uint32_t* word = ResultWord(command.code)) {
+        EXPECT_EQ(*word, result) << command.method << " " << fault.name;
+      }
     }
   }
 }
@@ -142,35 +166,15 @@ TEST_F(AnswerFaultsTest, ServiceErrorsReachTheHost) {
     Unqueue(command.method);
     Queue(command.method, "<r stat=\"fail\" errcode=\"107\" errmsg=\"gone\" />");
     const uint32_t result = SendPlausible(command.code);
-    const uint32_t* word = nullptr;  // the result word of the command's record
     uint32_t expected = kKELOResult_NoSession;
     switch (command.code) {
       case kKELOCommand_VerifyRecipient:
         expected = kKELOResult_GeneralFailure;
         break;
-      case kKELOCommand_GetStorageCapacity:
-        expected = kKELOResult_Success;  // the record alone tells
-        word = &capacity_.result;
-        break;
+      case kKELOCommand_GetStorageCapacity:  // the records alone tell
       case kKELOCommand_AddItems:
-        expected = kKELOResult_Success;
-        word = &item_.result;
-        break;
       case kKELOCommand_AddNewLink:
         expected = kKELOResult_Success;
-        word = &link_.result;
-        break;
-      case kKELOCommand_ModifyProps:
-        word = &properties_.result;
-        break;
-      case kKELOCommand_AddTags:
-        word = &tags_.result;
-        break;
-      case kKELOCommand_SendPictureMail:
-        word = &mail_.status;
-        break;
-      case kKELOCommand_GetItemInfo:
-        word = &item_.result;
         break;
       case kKELOCommand_Upload:  // a failed request leaves the records unconfirmed
         EXPECT_EQ(load_.result, 0u);
@@ -179,6 +183,7 @@ TEST_F(AnswerFaultsTest, ServiceErrorsReachTheHost) {
       default:
         break;
     }
+    const uint32_t* word = ResultWord(command.code);
     EXPECT_EQ(result, expected) << command.method;
     EXPECT_EQ(word != nullptr ? *word : 4116u, 4116u) << command.method;
   }

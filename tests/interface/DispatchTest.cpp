@@ -177,6 +177,11 @@ TEST_F(DispatchTest, EventsFollowMaskAndCallback) {
   registration.selectionFlags = 0x200;
   EXPECT_EQ(Send(kKELOCommand_UnregisterEventCallBack, registration), 0u);
   EXPECT_EQ(countEvents(), 0u);
+  for (const uint32_t mask : {0x200u, 0x1u}) {  // the mask is replaced, not merged
+    registration.selectionFlags = mask;
+    EXPECT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+    EXPECT_EQ(countEvents() != 0, mask == 0x200u);
+  }
 }
 
 }  // namespace

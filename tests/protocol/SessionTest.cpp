@@ -18,6 +18,18 @@ class SessionTest : public CommandTest {
     EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session)), 0u);
     return session;
   }
+  // The one of the known secrets that signs the session's requests.
+  std::string SecretInUse() {
+    service().ClearLog();
+    Send(kKELOCommand_CloseSession, {});
+    const std::string query = OnlyRequest().query;
+    const size_t end = query.find("&keloApiSig=");
+    for (const std::string& secret :
+         {service().Secret(), std::string("of another account"), std::string(32, 's')}) {
+      if (query.substr(end + 12) == Sha1Hex(secret + "?" + query.substr(0, end))) return secret;
+    }
+    return "none of them";
+  }
 };
 
 TEST_F(SessionTest, OpenAndCloseAreSignedGetsOfTheAuthenticationPath) {
@@ -42,9 +54,12 @@ TEST_F(SessionTest, OpenAndCloseAreSignedGetsOfTheAuthenticationPath) {
   EXPECT_GT(std::stoull(QueryValue(close.query, "callId")),
             std::stoull(QueryValue(open.query, "callId")));
   // The block stays; only the service has forgotten the token.
+  EXPECT_EQ(KELOAccessInitialize(1000), 0u);  // nor does a second initialisation change anything
   const tagKELO_SessionInfo after = Session();
   EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+  service().ClearLog();
   EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, {}), uint32_t{kKELOResult_NoSession});
+  ExpectDocument(OnlyRequest(), "<GetUserArchiveInfo />\r\n");
 }
 
 TEST_F(SessionTest, AnswersFillOnlyWhatTheyHold) {
@@ -76,7 +91,7 @@ TEST_F(SessionTest, AnswersFillOnlyWhatTheyHold) {
   EXPECT_EQ(std::memcmp(&session, &now, sizeof now), 0);
 }
 
-TEST_F(SessionTest, OnlyASessionThatOpensEmptiesTheCatalogue) {
+TEST_F(SessionTest, OnlyASessionThatOpensReplacesSecretAndCatalogue) {
   OpenScriptedSession();
   LoadSmallHierarchy();
   const std::tuple<const char*, uint32_t, uint32_t> answers[] = {
@@ -84,7 +99,11 @@ TEST_F(SessionTest, OnlyASessionThatOpensEmptiesTheCatalogue) {
   for (const auto& [answer, result, items] : answers) {
     Unqueue("OpenSession");
     Queue("OpenSession", answer);
-    EXPECT_EQ(Open(), result) << answer;
+    tagKELO_OpenSessionInfo block{};
+    tagCommandControlInfo record = Record(&block);
+    SetField(record.signingSecret, "of another account");
+    EXPECT_EQ(Send(kKELOCommand_OpenSession, record), result) << answer;
+    EXPECT_EQ(SecretInUse(), result == 0 ? "of another account" : service().Secret()) << answer;
     uint32_t count = 99;
     tagCommandControlInfo query = Record(&count, KELO_ALL_ITEMS_ID);
     query.selectionFlags = kKELOKind_FileItem;
@@ -109,11 +128,7 @@ TEST_F(SessionTest, OpenReadsUnterminatedFieldsToTheirWidth) {
             Sha1Hex(std::string(33, 's') + "?" + query.substr(0, query.find("&keloApiSig"))));
 
   // Of the secret, 32 characters are kept for the requests that follow.
-  service().ClearLog();
-  EXPECT_EQ(Send(kKELOCommand_CloseSession, {}), 0u);
-  const std::string closing = OnlyRequest().query;
-  EXPECT_EQ(QueryValue(closing, "keloApiSig"),
-            Sha1Hex(std::string(32, 's') + "?" + closing.substr(0, closing.find("&keloApiSig"))));
+  EXPECT_EQ(SecretInUse(), std::string(32, 's'));
 }
 
 TEST_F(SessionTest, ARestoredSessionReplacesSessionAndCatalogueAndKeepsTheSecretUnlessGiven) {
@@ -129,9 +144,10 @@ TEST_F(SessionTest, ARestoredSessionReplacesSessionAndCatalogueAndKeepsTheSecret
   EXPECT_EQ(Send(kKELOCommand_GetItemsCount, query), 0u);
   EXPECT_EQ(count, 0u);
 
-  tagKELO_StorageCapacityInfo capacity{};
-  Send(kKELOCommand_GetStorageCapacity, Record(&capacity));
-  ExpectDocument(OnlyRequest(), "<GetStorageCapacity />\r\n");
+  EXPECT_EQ(SecretInUse(), service().Secret());
+  SetField(record.signingSecret, "of another account");
+  ASSERT_EQ(KELOAccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
+  EXPECT_EQ(SecretInUse(), "of another account");
 
   const tagKELO_SessionInfo none{};
   session = none;
@@ -149,6 +165,26 @@ TEST_F(SessionTest, ExtendingUsesTheHostsBlockAloneAndIgnoresTheOutcome) {
   ExpectDocument(OnlyRequest(), "<VerifyRecipients recipientList=\"AAAAA\" />\r\n");
   EXPECT_EQ(QueryValue(OnlyRequest().query, "keloSessToken"), FieldText(block.token));
   EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&block)), uint32_t{kKELOResult_NotFound});
+
+  // Beside a session of its own the library uses, and keeps, nothing of that.
+  OpenScriptedSession();
+  const tagKELO_SessionInfo before = Session();
+  service().ClearLog();
+  SetField(block.token, "OTHERTOKEN");
+  SetField(block.manageUrl, Url() + "/elsewhere");
+  tagCommandControlInfo record = Record(&block);
+  std::memset(record.signingSecret, 'e', sizeof record.signingSecret);
+  ASSERT_EQ(Send(kKELOCommand_ExtendTokenLimit, record), 0u);
+  const LoggedRequest extending = OnlyRequest();
+  EXPECT_EQ(extending.path, "/elsewhere");
+  const std::string base =
+      "keloSessToken=OTHERTOKEN&callId=" + QueryValue(extending.query, "callId");
+  EXPECT_EQ(
+      extending.query,
+      base + "&keloApiSig=" + Sha1Hex(std::string(33, 'e') + "?" + base + "\r\n" + extending.body));
+  const tagKELO_SessionInfo after = Session();
+  EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+  EXPECT_EQ(SecretInUse(), service().Secret());
 
   Queue("VerifyRecipients", ReplyWith("", 500));
   EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);

@@ -1,6 +1,9 @@
 // The download command's batch: which failures end it, what each record tells; and the storage
 // capacity.
 
+#include <cerrno>
+
+#include "http/FaultyFiles.h"
 #include "support/CommandTest.h"
 
 namespace kelo::testing {
@@ -10,22 +13,25 @@ class DownloadTest : public CommandTest {
  protected:
   DownloadTest() {
     service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-      if (request.path == "/missing") return ReplyWith("no such picture", 404);
-      if (request.path == "/broken") return ReplyWith("", 500);
-      return ReplyWith("bytes of " + request.path);
+      Reply reply = ReplyWith("bytes of " + request.path);
+      if (request.path == "/lost") reply.cutAfter = 3;
+      if (request.path == "/missing") reply = ReplyWith("no such picture", 404);
+      if (request.path.starts_with("/status")) reply.status = std::stoi(request.path.substr(7));
+      return reply;
     });
     tagKELO_SessionInfo session = ScriptedSession();
     EXPECT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
   }
 
-  // Downloads `urlPaths` in order into new files "0", "1", ...
+  // Downloads `urls` in order into new files "0", "1", ...; into nowhere where the URL is that.
   uint32_t Download(const std::vector<std::string>& urls) {
     records_.assign(urls.size(), {});
     for (size_t i = 0; i < urls.size(); ++i) {
       records_[i].result = 99;
       records_[i].receivedSize = 99;
       SetField(records_[i].url, urls[i].starts_with("/") ? Url() + urls[i] : urls[i]);
-      records_[i].destPath = Text(paths_.emplace_back(folder().Path(std::to_string(i))));
+      const std::string name = urls[i] == "/nowhere" ? "no folder/file" : std::to_string(i);
+      records_[i].destPath = Text(paths_.emplace_back(folder().Path(name)));
     }
     tagKELO_DownloadInfo none{};
     tagCommandControlInfo record = Record(records_.empty() ? &none : records_.data());
@@ -42,33 +48,46 @@ class DownloadTest : public CommandTest {
   std::deque<std::string> paths_;
 };
 
-TEST_F(DownloadTest, TheBatchGoesOnAfterFailuresOfOneFile) {
+TEST_F(DownloadTest, FailuresOfOneFileLeaveTheBatchGoingAndOthersEndIt) {
   using Results = std::vector<uint32_t>;
   EXPECT_EQ(Download({}), 0u);
   EXPECT_EQ(service().RequestCount(), 0u);
 
-  folder().Write("1", "was here before");
-  EXPECT_EQ(Download({"/missing", "/taken", "no url at all", "/good"}), 0u);
-  EXPECT_EQ(this->Results(), (Results{4098, 4099, 4098, 0}));
-  EXPECT_EQ(records_[3].receivedSize, 14u);
-  EXPECT_EQ(folder().Read("3"), "bytes of /good");
-  EXPECT_EQ(folder().Read("1"), "was here before");
-  EXPECT_FALSE(std::filesystem::exists(folder().Path("0")));
-  EXPECT_EQ(Requests("").size(), 2u);
-  std::filesystem::remove(folder().Path("1"));
+  struct Case {
+    const char* url;  // of the second of three files
+    uint32_t result;
+    bool ends;
+  };
+  const Case cases[] = {
+      {"/missing", 4098, false},        {"no url at all", 4098, false}, {"/taken", 4099, false},
+      {"/nowhere", 4113, false},        {"/status408", 4128, true},     {"/status504", 4128, true},
+      {"/status413", 4103, true},       {"/status500", 4114, true},     {"/lost", 4129, true},
+      {"ftp://127.0.0.1/", 4114, true},
+  };
+  for (const Case& c : cases) {
+    service().ClearLog();
+    if (c.result == 4099) folder().Write("1", "was here before");
+    EXPECT_EQ(Download({"/good", c.url, "/last"}), c.ends ? c.result : 0u) << c.url;
+    EXPECT_EQ(this->Results(), (Results{0, c.result, c.ends ? c.result : 0u})) << c.url;
+    EXPECT_EQ(folder().Read("0"), "bytes of /good") << c.url;
+    EXPECT_EQ(folder().Read("1"), c.result == 4099 ? "was here before" : "") << c.url;
+    EXPECT_EQ(folder().Read("2"), c.ends ? "" : "bytes of /last") << c.url;
+    EXPECT_EQ(records_[1].receivedSize, 0u) << c.url;
+    EXPECT_EQ(records_[2].receivedSize, c.ends ? 0u : 14u) << c.url;
+    EXPECT_NE(service().Log().back().path, c.ends ? "/last" : c.url) << c.url;
+    for (const char* name : {"0", "1", "2"}) std::filesystem::remove(folder().Path(name));
+    EXPECT_EQ(folder().EntryCount(), 1u) << c.url;
 
-  EXPECT_EQ(Download({"/good", "/missing"}), 4098u);  // the last file's own result
-  std::filesystem::remove(folder().Path("0"));
-}
-
-TEST_F(DownloadTest, AnyOtherFailureEndsTheBatch) {
-  service().ClearLog();
-  EXPECT_EQ(Download({"/good", "/broken", "/never"}), 4114u);
-  EXPECT_EQ(Results(), (std::vector<uint32_t>{0, 4114, 4114}));
-  EXPECT_EQ(records_[2].receivedSize, 0u);
-  EXPECT_EQ(service().RequestCount(), 2u);
-  EXPECT_FALSE(std::filesystem::exists(folder().Path("1")));
-  EXPECT_FALSE(std::filesystem::exists(folder().Path("2")));
+    // The command's result is that of its last file.
+    if (c.result != 4099) {
+      EXPECT_EQ(Download({"/good", c.url}), c.result) << c.url;
+      std::filesystem::remove(folder().Path("0"));
+    }
+  }
+  const FaultyFiles full(ENOSPC, 0);
+  EXPECT_EQ(Download({"/good", "/last"}), 4102u);
+  EXPECT_EQ(this->Results(), (Results{4102, 4102}));
+  EXPECT_EQ(service().Log().back().path, "/good");
 }
 
 TEST_F(DownloadTest, EventsTellTheFileAndTheBatch) {

@@ -1,0 +1,193 @@
+// What hosts do with their records: option bits of other commands, records that are used again,
+// texts that are null or come out empty.
+
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+class HostRecordsTest : public CommandTest {
+ protected:
+  void SetUp() override {
+    OpenScriptedSession();
+    LoadSmallHierarchy();
+  }
+  // A record full of what an earlier command, or nobody, wrote.
+  template <class Info>
+  static Info Used() {
+    Info record;
+    std::memset(&record, 0x55, sizeof record);
+    return record;
+  }
+  // A text that a command must leave alone.
+  tagKELO_StringInfo Sentinel() { return {sentinel_, 77}; }
+  void ExpectUntouched(const tagKELO_StringInfo& info) {
+    EXPECT_EQ(info.text, sentinel_);
+    EXPECT_EQ(info.length, 77u);
+  }
+
+  char sentinel_[4] = "abc";
+};
+
+TEST_F(HostRecordsTest, EachOptionIsOneBit) {
+  std::string text = "a@x";
+  std::string path = folder().Write("a.jpg", "A");
+  for (const bool set : {false, true}) {
+    const auto send = [&](uint32_t code, void* data, uint32_t option) {
+      service().ClearLog();
+      tagCommandControlInfo record = Record(data, "A1");
+      record.entryCount = 1;
+      record.outputOptions = set ? option : ~option;
+      Send(code, record);
+    };
+    tagKELO_ItemInfo item{};
+    send(kKELOCommand_GetItemInfo, &item, kKELOOption_AskService);
+    EXPECT_EQ(Requests("GetItemsInfo").size(), set ? 1u : 0u);
+
+    tagKELO_RecipientInfo recipients{};
+    recipients.recipients = Text(text);
+    send(kKELOCommand_VerifyRecipient, &recipients, kKELOOption_ReturnTexts);
+    EXPECT_EQ(TakeText(recipients.accepted), set ? text : "");
+
+    for (const uint32_t option : {kKELOOption_VerifyRecipients, kKELOOption_ReturnTexts}) {
+      tagKELO_PictureMailInfo mail{};
+      mail.recipients = Text(text);
+      send(kKELOCommand_SendPictureMail, &mail, option);
+      const bool verifies = set == (option == kKELOOption_VerifyRecipients);
+      EXPECT_EQ(Requests("VerifyRecipients").size(), verifies ? 1u : 0u);
+      EXPECT_EQ(TakeText(mail.accepted), "");  // that takes both
+    }
+
+    tagKELO_LoadInfo file{};
+    file.filePath = Text(path);
+    file.fileSize = 1;
+    SetField(file.fileModifyDate, "2008-05-17");
+    SetField(file.fileCreateDate, "2008-05-17");
+    send(kKELOCommand_Upload, &file, kKELOOption_CheckDuplicates);
+    EXPECT_EQ(Requests("CheckUploadItems").size(), set ? 1u : 0u);
+  }
+}
+
+TEST_F(HostRecordsTest, UsedRecordsAreWrittenAnew) {
+  Queue("AddAlbum", "<r stat=\"fail\" errcode=\"208\" />");
+  auto made = Used<tagKELO_ItemInfo>();
+  made.kind = kKELOKind_Album;
+  SetField(made.name, "New");
+  tagCommandControlInfo record = Record(&made, "F1");
+  record.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_AddItems, record), 0u);
+  tagKELO_ItemInfo expected{};
+  expected.result = 4101;
+  expected.kind = kKELOKind_Album;
+  SetField(expected.parentId, "F1");
+  SetField(expected.name, "New");
+  EXPECT_EQ(std::memcmp(&made, &expected, sizeof made), 0);
+
+  auto link = Used<tagKELO_AddLinkInfo>();
+  SetField(link.itemIdList, "I1,I2");
+  record = Record(&link, "A2");
+  record.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_AddNewLink, record), 0u);
+  EXPECT_EQ(link.result, 0u);
+  EXPECT_EQ(FieldText(link.albumId), "A2");
+
+  std::string path = folder().Write("a.jpg", "A");
+  auto file = Used<tagKELO_LoadInfo>();  // with the result of a file that was refused
+  file.filePath = Text(path);
+  file.fileName = {};
+  file.fileSize = 1;
+  record = Record(&file, "A1");
+  record.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_Upload, record), 0u);
+  EXPECT_EQ(file.result, 0u);
+  EXPECT_EQ(FieldText(file.itemId), "");
+  EXPECT_EQ(Requests("UploadItems").size(), 1u);
+
+  Queue("ModifyProps", kOk);
+  auto properties = Used<tagKELO_PropertyInfo>();
+  EXPECT_EQ(Send(kKELOCommand_ModifyProps, Record(&properties, "I1")), 0u);
+  EXPECT_EQ(properties.result, 0u);
+
+  auto tags = Used<tagKELO_TagInfo>();
+  record = Record(&tags, "I1");
+  record.selectionFlags = kKELOKind_FileItem;
+  EXPECT_EQ(Send(kKELOCommand_AddTags, record), 0u);
+  EXPECT_EQ(tags.result, 0u);
+
+  auto mail = Used<tagKELO_PictureMailInfo>();
+  mail.recipients = mail.subject = mail.body = {};
+  EXPECT_EQ(Send(kKELOCommand_SendPictureMail, Record(&mail, "A1")), 0u);
+  EXPECT_EQ(mail.status, 0u);
+
+  auto capacity = Used<tagKELO_StorageCapacityInfo>();
+  Queue("GetStorageCapacity", ReplyWith("", 500));
+  EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&capacity)), 4114u);
+  EXPECT_EQ(capacity.result, 4114u);
+  EXPECT_EQ(uint64_t{capacity.dataCapacity}, 0u);
+  EXPECT_EQ(uint64_t{capacity.storageCapacity}, 0u);
+}
+
+TEST_F(HostRecordsTest, ANullTextIsEmptyWhateverItsLength) {
+  const tagKELO_StringInfo none{nullptr, 9};
+  tagKELO_RecipientInfo recipients{};
+  recipients.recipients = none;
+  EXPECT_EQ(Send(kKELOCommand_VerifyRecipient, Record(&recipients)), 0u);
+  EXPECT_EQ(service().RequestCount(), 0u);
+
+  tagKELO_PictureMailInfo mail{};
+  mail.recipients = mail.subject = mail.body = none;
+  EXPECT_EQ(Send(kKELOCommand_SendPictureMail, Record(&mail, "A1")), 0u);
+  ExpectDocument(OnlyRequest(),
+                 "<ShareAlbum albumId=\"A1\" recipientList=\"mailto:\" subjectText=\"\" "
+                 "bodyText=\"\" removeGPSInfo=\"false\" />\r\n");
+  service().ClearLog();
+
+  tagKELO_LoadInfo file{};
+  file.filePath = file.fileName = none;
+  file.fileSize = 1;
+  SetField(file.fileModifyDate, "2008-05-17");
+  SetField(file.fileCreateDate, "2008-05-17");
+  tagCommandControlInfo record = Record(&file, "A1");
+  record.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_Upload, record), 4098u);
+
+  tagKELO_DownloadInfo download{};
+  SetField(download.url, Url() + "/picture");
+  download.destPath = none;
+  record = Record(&download);
+  record.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_Download, record), 4113u);
+  EXPECT_EQ(service().RequestCount(), 0u);
+}
+
+TEST_F(HostRecordsTest, TextsThatComeOutEmptyLeaveTheRecordAlone) {
+  std::string text = "a@x";
+  const std::string refusal =
+      "<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: a@x\" />";
+  for (const bool refused : {false, true}) {
+    Unqueue("VerifyRecipients");
+    Queue("VerifyRecipients", refused ? refusal : kOk);
+    tagKELO_RecipientInfo recipients{Text(text), Sentinel(), Sentinel()};
+    tagCommandControlInfo record = Record(&recipients, "A1");
+    record.outputOptions = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;
+    EXPECT_EQ(Send(kKELOCommand_VerifyRecipient, record), refused ? 4117u : 0u);
+    ExpectUntouched(refused ? recipients.accepted : recipients.rejected);
+    EXPECT_EQ(TakeText(refused ? recipients.rejected : recipients.accepted), text);
+
+    tagKELO_PictureMailInfo mail{};
+    mail.recipients = Text(text);
+    mail.accepted = mail.rejected = Sentinel();
+    record.data = &mail;
+    EXPECT_EQ(Send(kKELOCommand_SendPictureMail, record), 0u);
+    EXPECT_EQ(mail.status, refused ? 4117u : 0u);
+    ExpectUntouched(refused ? mail.accepted : mail.rejected);
+    EXPECT_EQ(TakeText(refused ? mail.rejected : mail.accepted), text);
+  }
+  Queue("GetAddressList", "<r stat=\"ok\" addressList=\"\" />");
+  tagKELO_StringInfo list = Sentinel();
+  EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), 0u);
+  ExpectUntouched(list);
+}
+
+}  // namespace
+}  // namespace kelo::testing

@@ -1,0 +1,45 @@
+// A fixture with files to upload into a scripted account.
+#pragma once
+
+#include <deque>
+
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+
+class UploadTest : public CommandTest {
+ protected:
+  UploadTest() : CommandTest(100 * sizeof(tagKELO_ItemInfo)) {}
+
+  // A record for a file of the test's folder. Its texts stay valid until the end of the test.
+  tagKELO_LoadInfo File(const std::string& name, const std::string& bytes) {
+    tagKELO_LoadInfo record{};
+    record.filePath = Text(texts_.emplace_back(folder().Write(name, bytes)));
+    record.fileSize = static_cast<int32_t>(bytes.size());
+    SetField(record.fileModifyDate, "2008-05-17");
+    SetField(record.fileCreateDate, "2008-05-16");
+    return record;
+  }
+  void Name(tagKELO_LoadInfo& record, const std::string& name) {
+    record.fileName = Text(texts_.emplace_back(name));
+  }
+  uint32_t Upload(std::vector<tagKELO_LoadInfo>& records, const std::string& album,
+                  uint32_t options = 0, uint32_t checkMask = 7) {
+    tagKELO_LoadInfo none{};
+    tagCommandControlInfo record = Record(records.empty() ? &none : records.data(), album);
+    record.entryCount = static_cast<uint32_t>(records.size());
+    record.outputOptions = options;
+    record.selectionFlags = checkMask;
+    return Send(kKELOCommand_Upload, record);
+  }
+  uint32_t CountOf(const std::string& album) {
+    tagKELO_ItemInfo info{};
+    tagCommandControlInfo record = Record(&info, album);
+    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, record), 0u);
+    return info.itemCount;
+  }
+
+  std::deque<std::string> texts_;
+};
+
+}  // namespace kelo::testing
