@@ -89,6 +89,7 @@ void KELOAccessCacheManager::AlignIDByIndex(IDList& out, IDList& byIndex) {
   byIndex.clear();
 }
 
+// Null if there are none.
 const std::set<std::string_view>* KELOAccessCacheManager::SharedAlbumsUnder(
     std::string_view targetID) const {
   const auto found = sharedAlbums_.find(targetID);
@@ -116,10 +117,8 @@ uint32_t KELOAccessCacheManager::GetItemsCountOnTargetID(std::string_view target
     if (kindMask & kKELOKind_Album) count += items.albums.size();
     if (kindMask & kKELOKind_FileItem) count += items.files.size();
   }
-  if (const auto* shared = SharedAlbumsUnder(targetID);
-      shared && AsksForSharedAlbumsOnly(kindMask)) {
-    count += shared->size();
-  }
+  const auto* shared = AsksForSharedAlbumsOnly(kindMask) ? SharedAlbumsUnder(targetID) : nullptr;
+  if (shared) count += shared->size();
   if (kindMask & kKELOKind_FileItem) {
     if (const auto* album = FriendAlbumOnly(targetID)) count += album->items.files.size();
   }
@@ -136,8 +135,8 @@ void KELOAccessCacheManager::CollectOnTarget(std::string_view targetID, uint32_t
   if (directory != hierarchy_.directories.end()) {
     list.AddChildren(directory->second.items, directory->first, kindMask);
   }
-  if (const auto* shared = SharedAlbumsUnder(targetID);
-      shared && AsksForSharedAlbumsOnly(kindMask)) {
+  const auto* shared = AsksForSharedAlbumsOnly(kindMask) ? SharedAlbumsUnder(targetID) : nullptr;
+  if (shared) {
     for (const std::string_view id : *shared) list.Add(id);
   }
 }

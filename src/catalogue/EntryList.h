@@ -15,8 +15,9 @@ namespace kelo {
 template <typename Record>
 using IDMap = std::map<std::string, Record, std::less<>>;
 
-// Entries are replaced in place and removed only all together, so that others may refer to them.
-// `Record` has the members index and sequence and a KeepPlaceOf(const Record&).
+// Entries are replaced in place and removed only all together, so that others may refer to them;
+// the one exception is the last one, just added. `Record` has the members index and sequence and a
+// KeepPlaceOf(const Record&), and can be moved without failing.
 template <typename Record>
 class EntryList {
  public:
@@ -28,12 +29,19 @@ class EntryList {
 
   // Adds the entry, or replaces it, as the last one: its index is the size of the list without it.
   // Two entries can come to have the same index; `sequence`, which must grow, tells their order.
+  // Where memory is short the list stays as it was.
   std::pair<Entry*, bool> PutAtEnd(std::string_view id, Record record, uint64_t sequence) {
     auto position = byID_.lower_bound(id);
     const bool added = position == byID_.end() || position->first != id;
     if (added) {
-      position = byID_.emplace_hint(position, id, std::move(record));
-      byAddition_.push_back(&*position);
+      byAddition_.push_back(nullptr);
+      try {
+        position = byID_.emplace_hint(position, id, std::move(record));
+      } catch (...) {
+        byAddition_.pop_back();
+        throw;
+      }
+      byAddition_.back() = &*position;
     } else {
       record.KeepPlaceOf(position->second);
       position->second = std::move(record);
@@ -41,6 +49,18 @@ class EntryList {
     position->second.index = static_cast<uint32_t>(byID_.size() - 1);
     position->second.sequence = sequence;
     return {&*position, added};
+  }
+
+  // Takes back the entry that was added last, if it has that id.
+  void TakeBack(std::string_view id) noexcept {
+    if (byAddition_.empty() || byAddition_.back()->first != id) return;
+    byAddition_.pop_back();
+    byID_.erase(byID_.find(id));
+  }
+
+  void Clear() noexcept {
+    byAddition_.clear();
+    byID_.clear();
   }
 
   size_t size() const { return byID_.size(); }

@@ -24,6 +24,7 @@ struct HierarchyPlace {
   };
 
   Kind kind;
+  std::string_view id = {};               // the key in the hierarchy's own map
   std::string_view holderID = {};         // DirectoryFile, FriendAlbumFile: whose list it is
   tagFileItemData* file = nullptr;        // the kinds of file items
   tagDirectoryInfo* directory = nullptr;  // Directory, FriendAlbum
@@ -33,15 +34,15 @@ struct HierarchyPlace {
   }
 };
 
-// Refers to keys and records of the hierarchy's maps: they must stay where they are until Clear.
-// Since entries are replaced in place and removed only all together, nothing else is needed.
+// Refers to keys and records of the hierarchy's maps: they must stay where they are as long as the
+// index does. The root album's id always has a place.
 class HierarchyIndex {
  public:
-  HierarchyIndex() { Clear(); }
+  HierarchyIndex() { Add({.kind = HierarchyPlace::Kind::RootAlbum, .id = kRootAlbumID}); }
 
-  // Adds a place that the id does not have yet; `id` must be the key in the hierarchy's own map. A
-  // file item's `preferred` says from then on whether its place is the first one of the id.
-  void Add(std::string_view id, const HierarchyPlace& place);
+  // Adds a place that its id does not have yet. A file item's `preferred` says from then on whether
+  // its place is the first one of the id. Where memory is short, nothing has changed.
+  void Add(const HierarchyPlace& place);
 
   // The most preferred place of the id that `accept` accepts, or null.
   template <typename Accept>
@@ -60,8 +61,8 @@ class HierarchyIndex {
   // Makes room for so many ids at once.
   void Reserve(size_t ids) { places_.reserve(ids); }
 
-  // Only the root album's id remains: it always has a place.
-  void Clear();
+  // Takes out every place among the friend albums but that of their root, which stays.
+  void RemoveFriendAlbums() noexcept;
 
  private:
   struct Places {

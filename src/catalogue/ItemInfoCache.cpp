@@ -1,6 +1,8 @@
 // The bounded store of finished item records.
 #include "catalogue/ItemInfoCache.h"
 
+#include <utility>
+
 namespace kelo {
 
 void ItemInfoCache::Store(std::string_view id, const tagKELO_ItemInfo& info) {
@@ -12,17 +14,20 @@ void ItemInfoCache::Store(std::string_view id, const tagKELO_ItemInfo& info) {
     slot.stored = true;
     return;
   }
-  if (order_.size() >= capacity_) {  // the oldest slot is used again
-    slots_.erase(order_.front().id);
-    order_.splice(order_.end(), order_, order_.begin());
-  } else {
-    order_.emplace_back();
+  // All that can fail comes first.
+  if (order_.size() < capacity_) {
+    Slots added;
+    added.push_back({std::string(id), true, info});
+    slots_.emplace(added.front().id, added.begin());
+    order_.splice(order_.end(), added);
+    return;
   }
-  Slot& slot = order_.back();
-  slot.id = id;
-  slot.stored = true;
-  slot.info = info;
-  slots_.emplace(slot.id, std::prev(order_.end()));
+  std::string newest(id);
+  order_.splice(order_.end(), order_, order_.begin());  // the oldest slot is used again
+  auto key = slots_.extract(order_.back().id);
+  order_.back() = {std::move(newest), true, info};
+  key.key() = order_.back().id;
+  slots_.insert(std::move(key));
 }
 
 const tagKELO_ItemInfo* ItemInfoCache::Find(std::string_view id) const {
@@ -30,11 +35,11 @@ const tagKELO_ItemInfo* ItemInfoCache::Find(std::string_view id) const {
   return found != slots_.end() && found->second->stored ? &found->second->info : nullptr;
 }
 
-void ItemInfoCache::Remove(std::string_view id) {
+void ItemInfoCache::Remove(std::string_view id) noexcept {
   if (const auto found = slots_.find(id); found != slots_.end()) found->second->stored = false;
 }
 
-void ItemInfoCache::Clear() {
+void ItemInfoCache::Clear() noexcept {
   slots_.clear();
   order_.clear();
 }

@@ -21,16 +21,16 @@ class ItemInfoCache {
 
   // Makes `id` the newest entry and stores a copy of `info`, unless a record of that id is stored
   // already: that one stays. A full store gives up its oldest entry for a new id. Nothing happens
-  // when the capacity is 0.
+  // when the capacity is 0, or where memory is short, which throws.
   void Store(std::string_view id, const tagKELO_ItemInfo& info);
 
   // The stored record or null; valid until the next change of the store. Renews nothing.
   const tagKELO_ItemInfo* Find(std::string_view id) const;
 
   // Drops the record of `id`. Its place in the order of eviction stays, deliberately.
-  void Remove(std::string_view id);
+  void Remove(std::string_view id) noexcept;
 
-  void Clear();
+  void Clear() noexcept;
 
  private:
   struct Slot {

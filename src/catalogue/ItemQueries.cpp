@@ -8,7 +8,7 @@
 #include "platform/HostRecord.h"
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 
 namespace kelo {
 
@@ -75,15 +75,14 @@ uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>
 
   std::map<std::string, tagFileItemData, std::less<>> answered;
   HierarchyLoader loader(*cacheManager_);
-  if (const auto list = FindOutermostTag(answer.Text(), "items")) {
-    ForEachBetween(*list, "<item ", "</item>", [&](std::string_view element) {
-      std::string id;
-      tagFileItemData data;
-      if (loader.ExtractFileItemInfo(element, id, data) == 0) return;
-      cacheManager_->UpdateFileItem(id, data);
-      answered.insert_or_assign(std::move(id), std::move(data));
-    });
-  }
+  const auto list = FindOutermostElement(answer.Text(), "items");
+  ForEachElement(list.value_or(""), "item", [&](const XMLTag& element) {
+    std::string id;
+    tagFileItemData data;
+    if (loader.ExtractFileItemInfo(element.text, id, data) == 0) return;
+    cacheManager_->UpdateFileItem(id, data);
+    answered.insert_or_assign(std::move(id), std::move(data));
+  });
   for (tagKELO_ItemInfo& item : items) {
     const auto found = answered.find(ReadTextField(item.itemId));
     if (found == answered.end()) {

@@ -72,7 +72,10 @@ void KELOAccessCacheManager::GetItemInfo(std::string_view id, tagKELO_ItemInfo& 
 
 void KELOAccessCacheManager::GetListedItemInfo(const ListedID& entry, tagKELO_ItemInfo& info) {
   const std::string_view id = entry.id;
-  if (const tagKELO_ItemInfo* finished = GetKELO_ItemInfoCache(id)) {
+  // Finished records know no difference between the empty id and the root id, but what the two show
+  // differs: only the first one's is kept.
+  const bool isKept = id != kRootID;
+  if (const auto* finished = isKept ? GetKELO_ItemInfoCache(id) : nullptr) {
     info = *finished;
     return;
   }
@@ -86,7 +89,8 @@ void KELOAccessCacheManager::GetListedItemInfo(const ListedID& entry, tagKELO_It
   // The root folder's count holds the root album a second time, deliberately.
   if (id.empty()) ++info.itemCount;
   if (ReadTextField(info.parentId) == kTerminateID) CopyTextField(info.parentId, {});
-  if (id != kRootID) CopyTextField(info.itemId, id);
+  if (!isKept) return;
+  CopyTextField(info.itemId, id);
   UpdateKELO_ItemInfoCache(id, info);
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/KELOCriticalSection.h"
 #include "platform/TextField.h"
@@ -26,8 +27,14 @@ KELOAccessCacheManager::KELOAccessCacheManager(uint32_t budgetBytes)
 KELOAccessCacheManager::~KELOAccessCacheManager() = default;
 
 void KELOAccessCacheManager::SetupRootFolder() {
-  if (hierarchy_.directories.contains(kRootID)) ClearAllFolder();
-  AddRootEntry(hierarchy_.directories, HierarchyPlace::Kind::Directory);
+  if (!hierarchy_.directories.contains(kRootID)) {
+    AddRootEntry(hierarchy_.directories, HierarchyPlace::Kind::Directory);
+    return;
+  }
+  KELOAccessCacheManager fresh;
+  fresh.SetupFriendAlbum();
+  fresh.SetupRootFolder();
+  TakeHierarchyOf(fresh);
 }
 
 void KELOAccessCacheManager::ReserveItems(size_t items) {
@@ -35,56 +42,121 @@ void KELOAccessCacheManager::ReserveItems(size_t items) {
 }
 
 void KELOAccessCacheManager::ClearAllFolder() {
-  index_.Clear();  // it refers to the maps
-  sharedAlbums_.clear();
-  hierarchy_ = {};
-  SetupFriendAlbum();
+  KELOAccessCacheManager fresh;
+  fresh.SetupFriendAlbum();
+  TakeHierarchyOf(fresh);
+}
+
+void KELOAccessCacheManager::TakeHierarchyOf(KELOAccessCacheManager& other) noexcept {
+  std::swap(hierarchy_, other.hierarchy_);
+  std::swap(index_, other.index_);
+  std::swap(sharedAlbums_, other.sharedAlbums_);
+  std::swap(additions_, other.additions_);
   ClearKELO_ItemInfoCache();
+  other.ClearKELO_ItemInfoCache();
 }
 
 void KELOAccessCacheManager::SetupFriendAlbum() {
   AddRootEntry(hierarchy_.friendAlbums, HierarchyPlace::Kind::FriendAlbum);
 }
 
+void KELOAccessCacheManager::RemoveFriendAlbums() noexcept {
+  index_.RemoveFriendAlbums();  // it refers to the map
+  auto& albums = hierarchy_.friendAlbums;
+  std::erase_if(albums, [](const auto& entry) { return entry.first != kRootID; });
+  for (auto& [id, root] : albums) {
+    root.items.albums.Clear();
+    root.items.files.Clear();
+  }
+  ClearKELO_ItemInfoCache();
+}
+
 template <typename Record>
 void KELOAccessCacheManager::AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind) {
   const auto [entry, added] = map.try_emplace(std::string(kRootID));
   if (!added) return;
-  CopyTextField(entry->second.parentID, kTerminateID);
-  entry->second.name = kRootName;
-  entry->second.flags = kKELOKind_Folder;
-  index_.Add(entry->first, {.kind = kind, .directory = &entry->second});
+  try {
+    CopyTextField(entry->second.parentID, kTerminateID);
+    entry->second.name = kRootName;
+    entry->second.flags = kKELOKind_Folder;
+    index_.Add({.kind = kind, .id = entry->first, .directory = &entry->second});
+  } catch (...) {
+    map.erase(entry);
+    throw;
+  }
+  RemoveKELO_ItemInfoCache(kRootID);
 }
 
 void KELOAccessCacheManager::PutFile(EntryList<tagFileItemData>& list, std::string_view id,
                                      tagFileItemData data, HierarchyPlace place) {
   const auto [entry, added] = list.PutAtEnd(id, std::move(data), additions_++);
-  if (!added) return;
-  place.file = &entry->second;
-  index_.Add(entry->first, place);
+  if (added) {
+    try {
+      place.id = entry->first;
+      place.file = &entry->second;
+      index_.Add(place);
+    } catch (...) {
+      list.TakeBack(id);
+      throw;
+    }
+  }
+  RemoveKELO_ItemInfoCache(id);
+  RemoveKELO_ItemInfoCache(place.holderID);  // it shows how many items it holds
 }
 
 void KELOAccessCacheManager::AddDirectoryItem(std::string_view parentID, std::string_view id,
                                               tagDirectoryItemData data, uint32_t flags) {
   if (id.empty()) return;
+  EntryList<tagDirectoryItemData>* siblings = nullptr;
   if (tagDirectoryInfo* parent = FindEntry(hierarchy_.directories, OrRoot(parentID))) {
     if (flags & kKELOKind_Folder) {
-      parent->items.folders.PutAtEnd(id, data, additions_++);
+      siblings = &parent->items.folders;
     } else if (flags & kKELOKind_Album) {
-      parent->items.albums.PutAtEnd(id, data, additions_++);
+      siblings = &parent->items.albums;
     }
   }
-  const auto [entry, added] = hierarchy_.directories.try_emplace(std::string(id));
-  if (!added) return;
-  tagDirectoryInfo& directory = entry->second;
+  tagDirectoryInfo directory;
   CopyTextField(directory.parentID, parentID);
-  directory.name = std::move(data.name);
-  directory.modifyDate = std::move(data.modifyDate);
+  directory.name = data.name;
+  directory.modifyDate = data.modifyDate;
   directory.flags = flags;
-  index_.Add(entry->first, {.kind = HierarchyPlace::Kind::Directory, .directory = &directory});
-  if (flags & kKELOKind_SharedAlbum) {
-    sharedAlbums_[ReadTextField(directory.parentID)].insert(entry->first);
+  AddDirectory(hierarchy_.directories, id, std::move(directory), HierarchyPlace::Kind::Directory,
+               siblings, std::move(data));
+  RemoveKELO_ItemInfoCache(id);
+  RemoveKELO_ItemInfoCache(parentID);  // it shows how many folders and albums it holds
+}
+
+// Adds a link to the siblings, if there are any, and the directory, unless there is one of that id.
+template <typename Record>
+void KELOAccessCacheManager::AddDirectory(IDMap<Record>& map, std::string_view id, Record directory,
+                                          HierarchyPlace::Kind kind,
+                                          EntryList<tagDirectoryItemData>* siblings,
+                                          tagDirectoryItemData link) {
+  const bool isShared = (directory.flags & kKELOKind_SharedAlbum) != 0;
+  const auto [entry, added] = map.try_emplace(std::string(id), std::move(directory));
+  const std::string_view parentID = ReadTextField(entry->second.parentID);
+  try {
+    if (added && isShared) sharedAlbums_[parentID].insert(entry->first);
+    if (siblings) siblings->PutAtEnd(id, std::move(link), additions_++);
+    if (added) index_.Add({.kind = kind, .id = entry->first, .directory = &entry->second});
+  } catch (...) {
+    if (added) {
+      if (siblings) siblings->TakeBack(id);  // a new directory's link was new, too
+      if (isShared) RemoveSharedAlbum(parentID, id);
+      map.erase(entry);
+    }
+    throw;
   }
+}
+
+void KELOAccessCacheManager::RemoveSharedAlbum(std::string_view parentID,
+                                               std::string_view id) noexcept {
+  const auto found = sharedAlbums_.find(parentID);
+  if (found == sharedAlbums_.end()) return;
+  if (const auto album = found->second.find(id); album != found->second.end()) {
+    found->second.erase(album);
+  }
+  if (found->second.empty()) sharedAlbums_.erase(found);  // its key was this album's
 }
 
 void KELOAccessCacheManager::AddAlbum(std::string_view parentID, std::string_view id,
@@ -115,16 +187,15 @@ void KELOAccessCacheManager::AddFileItemToRootAlbum(std::string_view id, tagFile
 
 void KELOAccessCacheManager::AddFriendAlbum(std::string_view id, tagDirectoryItemData data) {
   if (id.empty()) return;
-  if (tagFriendAlbumInfo* root = FindEntry(hierarchy_.friendAlbums, kRootID)) {
-    root->items.albums.PutAtEnd(id, data, additions_++);
-  }
-  const auto [entry, added] = hierarchy_.friendAlbums.try_emplace(std::string(id));
-  if (!added) return;
-  tagFriendAlbumInfo& album = entry->second;
-  album.name = std::move(data.name);
-  album.modifyDate = std::move(data.modifyDate);
+  tagFriendAlbumInfo* root = FindEntry(hierarchy_.friendAlbums, kRootID);
+  tagFriendAlbumInfo album;
+  album.name = data.name;
+  album.modifyDate = data.modifyDate;
   album.flags = kKELOKind_FriendAlbum;
-  index_.Add(entry->first, {.kind = HierarchyPlace::Kind::FriendAlbum, .directory = &album});
+  AddDirectory(hierarchy_.friendAlbums, id, std::move(album), HierarchyPlace::Kind::FriendAlbum,
+               root ? &root->items.albums : nullptr, std::move(data));
+  RemoveKELO_ItemInfoCache(id);
+  RemoveKELO_ItemInfoCache(kRootID);
 }
 
 void KELOAccessCacheManager::AddFileItemToFriendAlbum(std::string_view friendAlbumID,
@@ -137,18 +208,20 @@ void KELOAccessCacheManager::AddFileItemToFriendAlbum(std::string_view friendAlb
 }
 
 void KELOAccessCacheManager::UpdateFileItem(std::string_view id, const tagFileItemData& data) {
-  bool replaced = false;
+  // All that can fail comes before the first replacement.
+  std::vector<std::pair<tagFileItemData*, tagFileItemData>> replacements;
   index_.Find(id, [&](const HierarchyPlace& place) {
     if (place.kind == HierarchyPlace::Kind::RootAlbumFile ||
         place.kind == HierarchyPlace::Kind::DirectoryFile) {
-      tagFileItemData replacement = data;
-      replacement.KeepPlaceOf(*place.file);
-      *place.file = std::move(replacement);
-      replaced = true;
+      replacements.emplace_back(place.file, data);
     }
     return false;  // on to the next place
   });
-  if (replaced) RemoveKELO_ItemInfoCache(id);
+  for (auto& [file, replacement] : replacements) {
+    replacement.KeepPlaceOf(*file);
+    *file = std::move(replacement);
+  }
+  if (!replacements.empty()) RemoveKELO_ItemInfoCache(id);
 }
 
 bool KELOAccessCacheManager::CheckDirectoryItemID(std::string_view id, bool& isAlbum) const {
@@ -172,11 +245,11 @@ const tagKELO_ItemInfo* KELOAccessCacheManager::GetKELO_ItemInfoCache(std::strin
   return itemInfoCache_.Find(OrRoot(id));
 }
 
-void KELOAccessCacheManager::RemoveKELO_ItemInfoCache(std::string_view id) {
+void KELOAccessCacheManager::RemoveKELO_ItemInfoCache(std::string_view id) noexcept {
   itemInfoCache_.Remove(OrRoot(id));
 }
 
-void KELOAccessCacheManager::ClearKELO_ItemInfoCache() {
+void KELOAccessCacheManager::ClearKELO_ItemInfoCache() noexcept {
   itemInfoCache_.Clear();
 }
 

@@ -6,8 +6,9 @@
 //
 // Everything happens in memory on the caller's thread, one operation at a time. Ids, records and
 // buffers belong to the caller and are copied. Building operations report nothing: one whose target
-// is missing does nothing. An empty directory or album id means the root folder, unless said
-// otherwise. Looking up an entry costs the logarithm of the number of entries at most.
+// is missing does nothing, and one for which memory is short throws std::bad_alloc and has changed
+// nothing. An empty directory or album id means the root folder, unless said otherwise. Looking up
+// an entry costs the logarithm of the number of entries at most.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +36,8 @@ class KELOAccessCacheManager {
   KELOAccessCacheManager& operator=(const KELOAccessCacheManager&) = delete;
 
   // ---- Building. The `index` and `sequence` of data given are ignored: the cache assigns them. An
-  // entry added again goes to the end of its list. An empty id adds nothing. ----
+  // entry added again goes to the end of its list. An empty id adds nothing. The finished records
+  // of what is added and of what holds it are dropped. ----
 
   // Empties a hierarchy that has a root folder, then adds the root folder.
   void SetupRootFolder();
@@ -44,6 +46,11 @@ class KELOAccessCacheManager {
   // Empties everything, finished records included; only the root of the friend albums remains.
   void ClearAllFolder();
   void SetupFriendAlbum();
+  // Takes over the whole hierarchy of another cache, which gets the one here. Finished records of
+  // both are dropped.
+  void TakeHierarchyOf(KELOAccessCacheManager& other) noexcept;
+  // Only the root of the friend albums remains of them.
+  void RemoveFriendAlbums() noexcept;
   // Links the entry to its parent, if that is known, and adds it to the directories, unless it is
   // one already. `parentID` is stored as given. `flags` are kind bits.
   void AddDirectoryItem(std::string_view parentID, std::string_view id, tagDirectoryItemData data,
@@ -70,8 +77,8 @@ class KELOAccessCacheManager {
   void UpdateKELO_ItemInfoCache(std::string_view id, const tagKELO_ItemInfo& info);
   // The record or null; valid until the next operation of the cache.
   const tagKELO_ItemInfo* GetKELO_ItemInfoCache(std::string_view id) const;
-  void RemoveKELO_ItemInfoCache(std::string_view id);
-  void ClearKELO_ItemInfoCache();
+  void RemoveKELO_ItemInfoCache(std::string_view id) noexcept;
+  void ClearKELO_ItemInfoCache() noexcept;
   // Fills name, dates, URLs and format, and clears the words and areas without a use. Result, ids,
   // kind and item count stay as they are.
   static void GetItemInfoFromFileItemData(const tagFileItemData& data, tagKELO_ItemInfo& info);
@@ -118,6 +125,11 @@ class KELOAccessCacheManager {
   void AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind);
   void PutFile(EntryList<tagFileItemData>& list, std::string_view id, tagFileItemData data,
                HierarchyPlace place);
+  template <typename Record>
+  void AddDirectory(IDMap<Record>& map, std::string_view id, Record directory,
+                    HierarchyPlace::Kind kind, EntryList<tagDirectoryItemData>* siblings,
+                    tagDirectoryItemData link);
+  void RemoveSharedAlbum(std::string_view parentID, std::string_view id) noexcept;
 
   class Collector;
   void CollectOnTarget(std::string_view targetID, uint32_t kindMask, Collector& list) const;

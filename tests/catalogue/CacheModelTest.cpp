@@ -1,10 +1,13 @@
-// Random sequences of operations, answered alike by the cache and by its plain model.
+// Random sequences of operations, answered alike by the cache and by its plain model, whatever the
+// number of finished records that the cache keeps, and also where memory is short.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <sstream>
 
 #include "catalogue/CacheReader.h"
+#include "catalogue/FailingAllocations.h"
 #include "catalogue/ModelCache.h"
 
 namespace kelo::test {
@@ -26,11 +29,12 @@ const Texts kIDs = {"",
 
 class Pair {
  public:
-  Pair(uint32_t recordsKept, unsigned seed)
+  Pair(uint32_t recordsKept, unsigned seed, bool memoryIsShort)
       : random_(seed),
-        cache_(recordsKept * static_cast<uint32_t>(sizeof(tagKELO_ItemInfo))),
-        model_(recordsKept) {
-    Setup();
+        memoryIsShort_(memoryIsShort),
+        cache_(recordsKept * static_cast<uint32_t>(sizeof(tagKELO_ItemInfo))) {
+    cache_.SetupRootFolder();
+    model_.SetupRootFolder();
   }
 
   void Change();
@@ -41,54 +45,71 @@ class Pair {
   size_t Pick(size_t below) { return random_() % below; }
   const std::string& ID() { return kIDs[Pick(kIDs.size())]; }
 
-  void Setup() {
-    cache_.SetupRootFolder();
-    model_.SetupRootFolder();
-  }
+  // Where memory is short, the change fails at each of its allocations before it succeeds; what has
+  // failed must have changed nothing.
+  void Apply(const std::function<void()>& change);
 
   static tagDirectoryItemData Link(const std::string& name) { return {.name = name}; }
   static tagFileItemData File(const std::string& name) { return {.fileName = name}; }
 
   std::mt19937 random_;
+  bool memoryIsShort_;
   std::ostringstream log_;
   KELOAccessCacheManager cache_;
   ModelCache model_;
   int number_ = 0;
 };
 
+void Pair::Apply(const std::function<void()>& change) {
+  for (size_t n = 1; memoryIsShort_ && !::testing::Test::HasFailure(); ++n) {
+    if (!FailsAtAllocation(n, change)) return;
+    log_ << "  failed at allocation " << n << "\n";
+    Compare();
+  }
+  if (!memoryIsShort_) change();
+}
+
 void Pair::Change() {
   const std::string& parent = ID();
   const std::string& id = ID();
-  const std::string name = "name " + std::to_string(++number_);
-  const size_t operation = Pick(33);
+  const std::string name = "a name too long for its record " + std::to_string(++number_);
+  // What empties the whole is rare.
+  const size_t operation = Pick(20) == 0 ? 32 + Pick(4) : Pick(32);
   log_ << operation << " (" << parent << ", " << id << ", " << name << ")\n";
   if (operation < 8) {
-    cache_.AddFileItem(parent, id, File(name));
+    Apply([&] { cache_.AddFileItem(parent, id, File(name)); });
     model_.AddFile(parent, id, name);
   } else if (operation < 11) {
-    cache_.AddFileItemToRootAlbum(id, File(name));
+    Apply([&] { cache_.AddFileItemToRootAlbum(id, File(name)); });
     model_.AddRootAlbumFile(id, name);
   } else if (operation < 14) {
-    cache_.AddFileItemToFriendAlbum(parent, id, File(name));
+    Apply([&] { cache_.AddFileItemToFriendAlbum(parent, id, File(name)); });
     model_.AddFriendFile(parent, id, name);
   } else if (operation < 17) {
-    cache_.AddFolder(parent, id, Link(name));
+    Apply([&] { cache_.AddFolder(parent, id, Link(name)); });
     model_.AddDirectory(parent, id, name, 1);
   } else if (operation < 23) {
     const bool shared = operation % 2 == 0;
-    cache_.AddAlbum(parent, id, Link(name), shared);
+    Apply([&] { cache_.AddAlbum(parent, id, Link(name), shared); });
     model_.AddDirectory(parent, id, name, shared ? 258 : 2);
   } else if (operation < 26) {
-    cache_.AddFriendAlbum(id, Link(name));
+    Apply([&] { cache_.AddFriendAlbum(id, Link(name)); });
     model_.AddFriendAlbum(id, name);
   } else if (operation < 29) {
-    cache_.UpdateFileItem(id, File(name));
+    Apply([&] { cache_.UpdateFileItem(id, File(name)); });
     model_.UpdateFile(id, name);
   } else if (operation < 32) {
-    cache_.RemoveKELO_ItemInfoCache(id);
-    model_.RemoveRecord(id);
-  } else if (Pick(8) == 0) {
-    Setup();
+    tagKELO_ItemInfo record;  // which is kept
+    Apply([&] { cache_.GetItemInfo(id, record); });
+  } else if (operation < 34) {
+    Apply([&] { cache_.SetupRootFolder(); });  // twice as often as it is cleared
+    model_.SetupRootFolder();
+  } else if (operation == 34) {
+    Apply([&] { cache_.ClearAllFolder(); });
+    model_.ClearAllFolder();
+  } else if (operation == 35) {
+    cache_.RemoveFriendAlbums();
+    model_.RemoveFriendAlbums();
   }
 }
 
@@ -121,18 +142,27 @@ void Pair::Compare() {
   ASSERT_TRUE(RecordsOnServer(cache_, mask) == model_.RecordsOnServer(mask)) << mask;
 }
 
+void CompareAfterEachChange(uint32_t recordsKept, unsigned seed, int steps, bool memoryIsShort) {
+  Pair pair(recordsKept, seed, memoryIsShort);
+  for (int step = 0; step < steps; ++step) {
+    pair.Change();
+    pair.Compare();
+    if (::testing::Test::HasFailure()) {
+      FAIL() << recordsKept << " records kept, seed " << seed << ", after\n" << pair.Log();
+    }
+  }
+}
+
 TEST(CacheModel, AnswersLikeThePlainRules) {
   for (const uint32_t recordsKept : {0u, 1u, 4u, 1000u}) {
-    for (unsigned seed = 0; seed < 12; ++seed) {
-      Pair pair(recordsKept, seed);
-      for (int step = 0; step < 150; ++step) {
-        pair.Change();
-        pair.Compare();
-        if (HasFailure()) {
-          FAIL() << recordsKept << " records kept, seed " << seed << ", after\n" << pair.Log();
-        }
-      }
-    }
+    for (unsigned seed = 0; seed < 12; ++seed)
+      CompareAfterEachChange(recordsKept, seed, 150, false);
+  }
+}
+
+TEST(CacheModel, AChangeForWhichMemoryIsShortChangesNothing) {
+  for (const uint32_t recordsKept : {0u, 2u, 1000u}) {
+    for (unsigned seed = 0; seed < 4; ++seed) CompareAfterEachChange(recordsKept, seed, 100, true);
   }
 }
 

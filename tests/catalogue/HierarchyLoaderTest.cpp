@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "catalogue/CacheReader.h"
+#include "catalogue/FailingAllocations.h"
 
 namespace kelo::test {
 namespace {
@@ -35,7 +36,7 @@ std::string Dump(KELOAccessCacheManager& cache) {
 struct AnswerCase {
   const char* what;
   std::string answer;
-  const char* cached;
+  const char* cached;  // null for a broken answer
 };
 
 class Loading : public ::testing::Test {
@@ -83,7 +84,7 @@ TEST_F(Loading, Hierarchy) {
       {"similar names, other elements and repeated attributes",
        R"(<albums><album xalbumId="no" albumId="t" albumId="u" albumName="T"><items>)"
        R"(<item xitemId="no" fileName="no"/><items><item itemId="1" fileName="one" fileName="x"/>)"
-       R"(</items></album><albumless albumId="no"></albumless></albums>)",
+       R"(</items></items></album><albumless albumId="no"></albumless></albums>)",
        "/2:t=T t/4:1=one "},
       {"without ids",
        R"(<folders><folder folderName="F"><albums><album albumId="a"></album></albums></folder>)"
@@ -91,32 +92,62 @@ TEST_F(Loading, Hierarchy) {
        R"(<album albumId="u"><items><item fileName="x"/><item itemId=""/><item itemId="2"/></items>)"
        R"(</album></albums><rootAlbum><item fileName="y"/></rootAlbum>)",
        "/2:u= u/4:2= "},
-      {"blanks and line breaks",
-       "<albums>\n<album  albumId=\"t\"\n\talbumName=\"T\" >\n<items>\n<item  itemId=\"1\"\r\n"
-       "fileName=\"one\" />\n</items></album>\n</albums>",
-       "/2:t=T t/4:1=one "},
-      {"an item that holds its end in a value is cut there",
+      {"any white space behind names",
+       "<folders\r\n><folder\r\nfolderId=\"f\"><albums\t><album\nalbumId=\"a\"\n\talbumName=\"A\" >"
+       "<items\n><item\r\nitemId=\"1\"\r\nfileName=\"one\" /><item\titemId=\"2\"></item "
+       "></items\r\n>"
+       "</album\t></albums ></folder\n></folders><rootAlbum\t><item  itemId=\"r\"/></rootAlbum >",
+       "/1:f= f/2:a=A a/4:1=one a/4:2= rootAlbum/r= "},
+      {"attributes that are not read hide no others",
+       R"(<folders><folder x='a "b" c' folderId="f" folderName='F "1"'></folder></folders><albums>)"
+       R"(<album new shareFlag = "true" albumId="t"y="1" albumName="T"></album><album z=1 albumId="u">)"
+       R"(<items count = '1'><item fileName='x > y' itemId="1"/></items></album></albums>)",
+       "/1:f= /2:t=T /2:u= u/4:1= "},
+      {"an odd quote costs its own attribute at most",
+       R"(<albums><album albumName='5" disk' albumId="a"></album><album albumName="5" disk" albumId="b">)"
+       R"(</album><album albumName=5" albumId="c"><items><item fileName='"/><item itemId="1"/>)"
+       R"(<item itemId="2" fileName="it's"/><item fileName="x itemId="3"/><item itemId="4"/></items>)"
+       R"(</album><album albumName="a<b" albumId="d"/><album albumName=it's albumId="e"/></albums>)",
+       "/2:a= /2:b=5 /2:c= c/4:1= c/4:2=it's c/4:4= /2:d=a<b /2:e= "},
+      {"a tag's end within quotes",
        R"(<rootAlbum><item itemId="1" fileName="a/>b" /><item itemId="2" fileName="c"/></rootAlbum>)",
-       "rootAlbum/1= rootAlbum/2=c "},
+       "rootAlbum/1=a/>b rootAlbum/2=c "},
+      {"comments and sections",
+       R"(<!-- <albums> "> --><![CDATA[<folders>]]><albums><!-- <album albumId="no"> it's -->)"
+       R"(<album albumId="t"/></albums> 1 < 2)",
+       "/2:t= "},
+      {"containers that are empty or missing", "<r><folders/><albums /><rootAlbum\n/></r>", ""},
+      {"closing tags of what was not opened", "</albums></folder><albums></items></albums>", ""},
       {"the same items again",
        R"(<rootAlbum><item itemId="1" fileName="a"/><item itemId="2"/><item itemId="1" fileName="b"/>)"
        R"(</rootAlbum>)",
        "rootAlbum/2= rootAlbum/1=b "},
-      {"cut within an item",
-       R"(<folders></folders><albums><album albumId="t"><items><item itemId="1"/><item itemId="2)",
-       ""},
-      {"cut within a folder",
-       R"(<folders><folder folderId="f"><albums><album albumId="a"></album></albums></folders>)",
-       ""},
-      {"without quotes", "<albums><album albumId=t albumName=T></album></albums>", ""},
-      {"an end before its beginning", "</albums><albums><album albumId=\"t\"></album>", ""},
       {"not XML", "<<<\"\"\">>>/>=\"\" ok", ""},
+      {"without quotes", "<albums><album albumId=t albumName=T></album></albums>", ""},
       {"empty", "", ""},
+      {"something to be kept", R"(<albums><album albumId="kept"/></albums>)", "/2:kept= "},
+      {"no </rootAlbum>", R"(<rootAlbum><items><item itemId="1"/></items>)", nullptr},
+      {"no </folders>", R"(<folders><folder folderId="f"></folder><albums></albums>)", nullptr},
+      {"no </folder>", R"(<folders><folder folderId="f"><albums/><folder folderId="g"/></folders>)",
+       nullptr},
+      {"no </albums>",
+       R"(<folders><folder folderId="f"><albums></folder></folders><albums></albums>)", nullptr},
+      {"no </album>", R"(<albums><album albumId="t"><album albumId="u"></album></albums>)",
+       nullptr},
+      {"no </items>", R"(<albums><album albumId="t"><items><item itemId="1"/></album></albums>)",
+       nullptr},
+      {"cut within an item", R"(<rootAlbum></rootAlbum><albums></albums><item itemId="2)", nullptr},
+      {"cut within a closing tag", R"(<r stat="ok"><albums><album albumId="t"/></albums></r)",
+       nullptr},
+      {"cut within a comment", R"(<albums></albums><!-- )", nullptr},
+      {"an end before its beginning", R"(</albums><albums><album albumId="t"></album>)", nullptr},
   };
+  std::string before;
   for (const AnswerCase& c : cases) {
     SCOPED_TRACE(std::string(c.what) + "\n" + c.answer);
-    EXPECT_EQ(loader.RefreshHierarchyInfoByXMLData(c.answer), uint32_t{kKELOResult_Success});
-    EXPECT_EQ(Dump(cache), c.cached);
+    EXPECT_EQ(loader.RefreshHierarchyInfoByXMLData(c.answer), c.cached ? 0u : 4144u);
+    EXPECT_EQ(Dump(cache), c.cached ? c.cached : before);
+    before = Dump(cache);
   }
 }
 
@@ -131,6 +162,45 @@ TEST_F(Loading, FriendAlbums) {
   EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData(answer), uint32_t{kKELOResult_Success});
   EXPECT_EQ(Dump(cache), "friend:x=X friend:y=Y y/4:2=two y/4:1=one friend:z= ");
   EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData("nothing"), uint32_t{kKELOResult_Success});
+
+  // The hierarchy stays without friend albums; an item that stood in both, too.
+  ASSERT_EQ(loader.RefreshHierarchyInfoByXMLData(R"(<rootAlbum><item itemId="1"/></rootAlbum>)"),
+            0u);
+  for (const char* broken :
+       {R"(<albums><album albumId="x"><items><item itemId="1"/></items></album>)",
+        R"(<albums><album albumId="x"><items><item itemId="2"/></album></albums>)", "<albums/><"}) {
+    ASSERT_EQ(loader.RefreshFriendAlbumInfoByXMLData(answer), 0u);
+    EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData(broken), 4144u) << broken;
+    EXPECT_EQ(Dump(cache), "rootAlbum/1= ") << broken;
+    EXPECT_EQ(RecordOf(cache, "2").result, uint32_t{kKELOResult_NotFound});
+  }
+}
+
+// Whatever allocation fails: a load happens whole or not at all.
+TEST_F(Loading, ShortMemoryLeavesTheFormerHierarchy) {
+  const std::string first = R"(<albums><album albumId="first"/></albums>)";
+  const std::string second =
+      R"(<folders><folder folderId="f" folderName="a name that is too long for its record"><albums>)"
+      R"(<album albumId="a" shareFlag="true"><items><item itemId="1"/></items></album></albums>)"
+      R"(</folder></folders><rootAlbum><item itemId="1"/></rootAlbum>)";
+  const std::string friends =
+      R"(<albums><album albumId="x" albumName="a name that is too long for its record"><items>)"
+      R"(<item itemId="2"/></items></album></albums>)";
+  loader.RefreshHierarchyInfoByXMLData(first);
+  loader.RefreshFriendAlbumInfoByXMLData(friends);
+  const std::string former = Dump(cache);
+  size_t n = 1;
+  while (FailsAtAllocation(n++, [&] { loader.RefreshHierarchyInfoByXMLData(second); })) {
+    ASSERT_EQ(Dump(cache), former) << n;
+  }
+  const std::string alone = Dump(cache);
+  EXPECT_GT(n, 10u);
+  n = 1;
+  while (FailsAtAllocation(n++, [&] { loader.RefreshFriendAlbumInfoByXMLData(friends); })) {
+    ASSERT_EQ(Dump(cache), alone) << n;
+  }
+  EXPECT_GT(n, 5u);
+  EXPECT_NE(Dump(cache), alone);
 }
 
 TEST_F(Loading, ItemAttributes) {
@@ -145,6 +215,7 @@ TEST_F(Loading, ItemAttributes) {
       {R"(itemId="i" shotDate="" exif.36867="e")", "1|i|||||||4099"},  // absent is not empty
       {R"(<item itemId="i"><tag fileName="no"/></item>)", "1|i|||||||4099"},
       {R"(<item fileName="n &amp; &#x3042;" itemId="i"/>)", "1|i|n &amp; &#x3042;||||||4099"},
+      {"<item\titemId=\"i\" fileName='x'/ uploadDate=\"u\"/>", "1|i|||||||4099"},
       {R"(<item itemId='i'/>)", "0|old|||||||0"},
       {R"(<item itemId = "i"/>)", "0|old|||||||0"},
       {R"(<item fileName="n"/>)", "0|old|||||||0"},
@@ -179,7 +250,10 @@ TEST_F(Loading, AttributeWalk) {
       {R"(a="1" / b="2")", 1, {{"a", "1"}}},
       {R"(a="1"> b="2")", 1, {{"a", "1"}}},
       {R"(a="/>" b="x=y")", 1, {{"a", "/>"}, {"b", "x=y"}}},
-      {R"(a=1 b="2")", 1, {{"a=1 b", "2"}}},  // a name runs to the next equals sign with a quote
+      {R"(a=1 b="2" c b="3")", 1, {{"b", "2"}}},
+      {R"(a = "1" b= "2" c ="3" d="4")", 1, {{"d", "4"}}},
+      {R"(a='"' b="'" c='1" d='2' e="5")", 1, {{"b", "'"}, {"e", "5"}}},
+      {R"("a="1" ="2" '' b="3")", 1, {{"a", "1"}, {"b", "3"}}},
       {R"(a="1" b="2)", 1, {{"a", "1"}}},
       {R"(a="1" b)", 1, {{"a", "1"}}},
   };
@@ -199,7 +273,7 @@ std::string Repeat(const std::string& text, size_t times) {
 // Each of these took time that grows with the square of its length, or a stack as deep as the
 // nesting, if elements were looked for without care: minutes, where a second is plenty.
 TEST_F(Loading, OddLargeAnswersTakeLinearTime) {
-  const size_t n = 300000;
+  const size_t n = 200000;
   const std::string folders = "<folders>";
   const std::string end = "</folders>";
   const std::string answers[] = {

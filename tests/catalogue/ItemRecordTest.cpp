@@ -183,21 +183,24 @@ TEST(ItemRecord, NothingIsKeptWithinLessThanARecord) {
   }
 }
 
-TEST(ItemRecord, KeptRecordAnswersUntilItIsDropped) {
+TEST(ItemRecord, KeptRecordAnswersUntilItsEntryChanges) {
   KELOAccessCacheManager cache(100 * kRecordSize);
   cache.SetupRootFolder();
   cache.AddAlbum("", "a", {.name = "A"}, false);
   EXPECT_EQ(RecordOf(cache, "a").itemCount, 0u);
+  tagKELO_ItemInfo kept = *cache.GetKELO_ItemInfoCache("a");
+  cache.ClearKELO_ItemInfoCache();
+  kept.itemCount = 77;
+  cache.UpdateKELO_ItemInfoCache("a", kept);
+  EXPECT_EQ(RecordOf(cache, "a").itemCount, 77u);
   cache.AddFileItem("a", "i", {.fileName = "old"});
-  EXPECT_EQ(RecordOf(cache, "a").itemCount, 0u);
-  cache.RemoveKELO_ItemInfoCache("a");
   EXPECT_EQ(RecordOf(cache, "a").itemCount, 1u);
   EXPECT_STREQ(RecordOf(cache, "i").name, "old");
   cache.UpdateFileItem("i", {.fileName = "new"});
   EXPECT_STREQ(RecordOf(cache, "i").name, "new");
-  // The empty id and the root id share one record.
+  // The empty id counts the root album, twice; the root id does not.
   EXPECT_EQ(RecordOf(cache, "").itemCount, 3u);
-  EXPECT_EQ(RecordOf(cache, kRootID).itemCount, 3u);
+  EXPECT_EQ(RecordOf(cache, kRootID).itemCount, 1u);
   // An unknown id is not remembered as such.
   EXPECT_EQ(RecordOf(cache, "new").result, uint32_t{kKELOResult_NotFound});
   cache.AddFileItem("a", "new", {.fileName = "now known"});

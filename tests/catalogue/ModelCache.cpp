@@ -58,15 +58,15 @@ std::vector<std::string> ModelCache::ByIndex(const List& list) {
 }
 
 void ModelCache::SetupRootFolder() {
-  if (directories_.contains(kRoot)) {
-    directories_.clear();
-    friends_.clear();
-    rootAlbum_.clear();
-    records_.clear();
-    recordOrder_.clear();
-    friends_[kRoot] = {kTop, "Root", 1, {}, {}, {}};
-  }
+  if (directories_.contains(kRoot)) ClearAllFolder();
   directories_[kRoot] = {kTop, "Root", 1, {}, {}, {}};
+}
+
+void ModelCache::ClearAllFolder() {
+  directories_.clear();
+  friends_.clear();
+  rootAlbum_.clear();
+  friends_[kRoot] = {kTop, "Root", 1, {}, {}, {}};
 }
 
 void ModelCache::AddDirectory(const std::string& parent, const std::string& id,
@@ -104,21 +104,18 @@ void ModelCache::AddFriendFile(const std::string& album, const std::string& id,
   if (!id.empty() && found != friends_.end()) Put(found->second.files, id, name);
 }
 
+// Their root stays where there is one.
+void ModelCache::RemoveFriendAlbums() {
+  std::erase_if(friends_, [](const auto& entry) { return entry.first != kRoot; });
+  for (auto& [key, root] : friends_) root.albums = root.files = {};
+}
+
 void ModelCache::UpdateFile(const std::string& id, const std::string& name) {
-  bool replaced = false;
   const auto update = [&](List& list) {
-    if (const auto found = FindIn(list, id); found != list.end()) {
-      found->name = name;
-      replaced = true;
-    }
+    if (const auto found = FindIn(list, id); found != list.end()) found->name = name;
   };
   update(rootAlbum_);
   for (auto& [key, directory] : directories_) update(directory.files);
-  if (replaced) RemoveRecord(id);
-}
-
-void ModelCache::RemoveRecord(const std::string& id) {
-  records_.erase(Key(id));
 }
 
 std::vector<std::string> ModelCache::SharedUnder(const std::string& target) const {
@@ -143,7 +140,7 @@ std::vector<std::string> ModelCache::IDsOnTarget(const std::string& target, uint
 }
 
 std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnTarget(const std::string& target,
-                                                          uint32_t mask) {
+                                                          uint32_t mask) const {
   std::vector<std::string> ids;
   if ((mask & 0x40) && target.empty()) ids.push_back(kRootAlbum);
   if ((mask & 4) && target == kRootAlbum) AppendAll(ids, ByIndex(rootAlbum_));
@@ -177,6 +174,7 @@ size_t ModelCache::CountOnTarget(const std::string& target, uint32_t mask) const
 
 std::vector<std::string> ModelCache::IDsOnServer(uint32_t mask) const {
   std::vector<std::string> ids;
+  if (directories_.empty()) return ids;
   if (mask & 0x40) ids.push_back(kRootAlbum);
   if (mask & 4) AppendAll(ids, ByID(rootAlbum_));
   for (const auto& [key, directory] : directories_) {
@@ -193,8 +191,9 @@ std::vector<std::string> ModelCache::IDsOnServer(uint32_t mask) const {
   return ids;
 }
 
-std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnServer(uint32_t mask) {
+std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnServer(uint32_t mask) const {
   std::vector<std::string> ids;
+  if (directories_.empty()) return {};
   if (mask & 0x40) ids.push_back(kRootAlbum);
   if (mask & 4) AppendAll(ids, ByIndex(rootAlbum_));
   for (const auto& [key, directory] : directories_) {
@@ -249,8 +248,7 @@ bool ModelCache::Build(const std::string& id, tagKELO_ItemInfo& info) const {
   return false;
 }
 
-tagKELO_ItemInfo ModelCache::Record(const std::string& id) {
-  if (const auto kept = records_.find(Key(id)); kept != records_.end()) return kept->second;
+tagKELO_ItemInfo ModelCache::Record(const std::string& id) const {
   tagKELO_ItemInfo info = {};
   if (!Build(id, info)) {
     info.result = 4098;
@@ -259,21 +257,7 @@ tagKELO_ItemInfo ModelCache::Record(const std::string& id) {
   if (id.empty()) ++info.itemCount;
   if (info.parentId == kTop) Set(info.parentId, "");
   if (info.itemId == kRoot) Set(info.itemId, "");
-  Keep(Key(id), info);
   return info;
-}
-
-void ModelCache::Keep(const std::string& key, const tagKELO_ItemInfo& info) {
-  if (recordsKept_ == 0) return;
-  const auto queued = std::find(recordOrder_.begin(), recordOrder_.end(), key);
-  if (queued != recordOrder_.end()) {
-    recordOrder_.erase(queued);
-  } else if (!recordOrder_.empty() && recordOrder_.size() >= recordsKept_) {
-    records_.erase(recordOrder_.front());
-    recordOrder_.pop_front();
-  }
-  recordOrder_.push_back(key);
-  records_.insert({key, info});
 }
 
 }  // namespace kelo::test
