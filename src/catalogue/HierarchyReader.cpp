@@ -31,9 +31,9 @@ tagDirectoryItemData Link(std::string_view name, std::string_view modifyDate) {
 bool ReadFileItem(std::string_view attributes, const KELOAccessFileInfoConverter& converter,
                   std::string_view& id, tagFileItemData& data) {
   enum { ItemId, FileName, ModifyDate, ShotDate, ExifDate, UploadDate, ScreenUrl, OrigUrl, Format };
-  constexpr std::array<std::string_view, 9> kNames{"itemId",    "fileName",   "modifyDate",
-                                                   "shotDate",  "exif.36867", "uploadDate",
-                                                   "screenUrl", "origUrl",    "fileFormat"};
+  static constexpr std::string_view kNames[] = {"itemId",    "fileName",   "modifyDate",
+                                                "shotDate",  "exif.36867", "uploadDate",
+                                                "screenUrl", "origUrl",    "fileFormat"};
   const auto values = ReadAttributes(attributes, kNames);
   if (values[ItemId].empty()) return false;
   id = values[ItemId];
@@ -114,8 +114,8 @@ HierarchyReader::Scope HierarchyReader::Inside(Container container, const XMLTag
 // Without an id nothing inside is read: its albums must not come to stand under the root.
 HierarchyReader::Scope HierarchyReader::AddFolder(const XMLTag& tag, std::string_view parentID) {
   enum { Id, Name, Date, Count };
-  constexpr std::array<std::string_view, 4> kNames{"folderId", "folderName", "modifyDate",
-                                                   "albumCount"};
+  static constexpr std::string_view kNames[] = {"folderId", "folderName", "modifyDate",
+                                                "albumCount"};
   const auto values = ReadAttributes(tag.attributes, kNames);
   const std::string_view id = values[Id];
   if (!id.empty()) cache_.AddFolder(parentID, id, Link(values[Name], values[Date]));
@@ -126,8 +126,8 @@ HierarchyReader::Scope HierarchyReader::AddFolder(const XMLTag& tag, std::string
 HierarchyReader::Scope HierarchyReader::AddAlbum(const XMLTag& tag, std::string_view parentID,
                                                  bool isFriends) {
   enum { Id, Name, Date, Shared, Count };
-  constexpr std::array<std::string_view, 5> kNames{"albumId", "albumName", "modifyDate",
-                                                   "shareFlag", "itemsCount"};
+  static constexpr std::string_view kNames[] = {"albumId", "albumName", "modifyDate", "shareFlag",
+                                                "itemsCount"};
   const auto values = ReadAttributes(tag.attributes, kNames);
   const std::string_view id = values[Id];
   if (id.empty()) return {Reads::Nothing, id, Album};

@@ -8,7 +8,7 @@
 #include "platform/KELOUtility.h"
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 
 namespace kelo {
 
@@ -93,11 +93,11 @@ uint32_t KELOAccessCommandController::ExtractPropertyInfo(std::string_view answe
                                                           std::string_view name,
                                                           std::string& value) {
   uint32_t found = 0;
-  ForEachBetween(answer, "<property", "/>", [&](std::string_view property) {
-    if (FindPresentAttribute(property, "name") != name) return true;
-    value = FindPresentAttribute(property, "value").value_or("");
+  ForEachElement(answer, "property", [&](const XMLTag& property) {
+    const auto [itsName, itsValue] = ReadAttributes(property.attributes, {"name", "value"});
+    if (found == 1 || !itsName.data() || itsName != name) return;
+    value = itsValue;
     found = 1;
-    return false;
   });
   return found;
 }

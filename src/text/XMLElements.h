@@ -56,8 +56,8 @@ bool NextAttribute(std::string_view& rest, XMLAttribute& attribute);
 /// The values of the attributes of exactly these names, null for an absent one. Of equal names in
 /// the tag the first wins.
 template <size_t Count>
-std::array<std::string_view, Count> ReadAttributes(
-    std::string_view attributes, const std::array<std::string_view, Count>& names) {
+std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
+                                                   const std::string_view (&names)[Count]) {
   std::array<std::string_view, Count> values;
   XMLAttribute attribute;
   while (NextAttribute(attributes, attribute)) {

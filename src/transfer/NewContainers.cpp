@@ -63,7 +63,7 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
     return result;
   }
   const auto id = answer.Attribute(isAlbum ? "albumId" : "folderId");
-  if (!id) {
+  if (!id || id->empty()) {
     stops = true;
     return kKELOResult_GeneralFailure;
   }
@@ -73,8 +73,6 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
   } else {
     cacheManager_->AddFolder(parent, *id, data);
   }
-  // The parent's next record has to show the new count.
-  cacheManager_->RemoveKELO_ItemInfoCache(parent);
   return kKELOResult_Success;
 }
 

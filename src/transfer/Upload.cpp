@@ -10,7 +10,7 @@
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 #include "transfer/UploadNames.h"
 
 namespace kelo {
@@ -172,25 +172,22 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
   ServiceAnswer answer;
   const uint32_t failure = answer.Adopt(transfer, std::move(text));
   if (failure != kKELOResult_Success) return failure;
-  ForEachBetween(answer.Text(), "<item ", "/>", [&](std::string_view element) {
-    const std::string idx(FindPresentAttribute(element, "idx").value_or(""));
-    const auto found = records.find(static_cast<uint32_t>(std::atol(idx.c_str())));
-    const auto itemId = FindPresentAttribute(element, "itemId");
-    if (found == records.end() || !itemId) return;
-    CopyTextField(found->second.itemId, *itemId);
+  ForEachElement(answer.Text(), "item", [&](const XMLTag& element) {
+    const auto [idx, itemId] = ReadAttributes(element.attributes, {"idx", "itemId"});
+    const auto found = records.find(static_cast<uint32_t>(std::atol(std::string(idx).c_str())));
+    if (found == records.end() || !itemId.data()) return;
+    CopyTextField(found->second.itemId, itemId);
     AddToCachedAlbum(albumId, ReadTextField(found->second.itemId), DisplayName(found->second));
   });
   return kKELOResult_Success;
 }
 
-// The album's finished record is dropped, so that its next one shows the new item count.
 void KELOAccessCommandController::AddToCachedAlbum(std::string_view albumId,
                                                    std::string_view itemId,
                                                    std::string_view displayName) {
   tagFileItemData data;
   data.fileName = displayName;
   cacheManager_->AddFileItem(albumId, itemId, std::move(data));
-  cacheManager_->RemoveKELO_ItemInfoCache(albumId);
 }
 
 }  // namespace kelo

@@ -1,12 +1,13 @@
 // The duplicate check before an upload: which files the service holds already.
 
 #include <algorithm>
+#include <array>
 #include <unordered_map>
 
 #include "interface/KELOAccessCommandController.h"
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 #include "transfer/UploadNames.h"
 
 namespace kelo {
@@ -31,16 +32,23 @@ void AppendItem(std::string& content, size_t position, const tagKELO_LoadInfo& r
   content.append(" />\r\n");
 }
 
+// The attributes of an answer's element.
+enum { Idx, Status, ItemId };
+std::array<std::string_view, 3> ReadVerdict(std::string_view element) {
+  XMLTag tag;
+  XMLTagReader(element).Next(tag);
+  return ReadAttributes(tag.attributes, {"idx", "status", "itemId"});
+}
+
 // The answer's elements by their "idx", each group in the answer's order.
 using ElementsByIdx = std::unordered_map<std::string, std::vector<std::string>>;
 
 ElementsByIdx GroupElements(std::string_view answer) {
   ElementsByIdx groups;
-  if (const auto items = FindOutermostTag(answer, "items")) {
-    ForEachBetween(*items, "<item", "/>", [&](std::string_view element) {
-      groups[std::string(FindPresentAttribute(element, "idx").value_or(""))].emplace_back(element);
-    });
-  }
+  const auto items = FindOutermostElement(answer, "items");
+  ForEachElement(items.value_or(""), "item", [&](const XMLTag& element) {
+    groups[std::string(ReadVerdict(element.text)[Idx])].emplace_back(element.text);
+  });
   return groups;
 }
 
@@ -154,10 +162,10 @@ uint32_t KELOAccessCommandController::CheckUploadItemByIdx(uint32_t index,
   const std::string wanted = std::to_string(index);
   uint32_t remembered = kKELOResult_Success;
   for (const std::string& element : elements) {
-    if (FindPresentAttribute(element, "idx") != wanted) continue;
-    const auto status = FindPresentAttribute(element, "status");
-    const Decision decision = Decide(status.value_or(""), !albumId.empty());
-    if (decision.named) itemId = FindPresentAttribute(element, "itemId").value_or("");
+    const auto verdict = ReadVerdict(element);
+    if (verdict[Idx] != wanted) continue;
+    const Decision decision = Decide(verdict[Status], !albumId.empty());
+    if (decision.named) itemId = verdict[ItemId];
     if (decision.decides) return decision.result;
     if (decision.named) remembered = decision.result;
   }

@@ -6,7 +6,7 @@
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 #include "transfer/UploadNames.h"
 
 namespace kelo {
@@ -43,18 +43,23 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
       CallUploadService("NegotiateUploadItems", content, answer,
                         DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
   if (failure != kKELOResult_Success) return failure;
-  uploadId = answer.Attribute("uploadId").value_or("");
-  const auto items = FindOutermostTag(answer.Text(), "items");
-  if (!items) return kKELOResult_Success;
-  ForEachBetween(*items, "<item", "/>", [&](std::string_view element) {
-    const uint64_t idx = StringToULL(FindPresentAttribute(element, "idx").value_or(""));
-    if (idx == 0 || idx > records.size()) return;
-    if (FindPresentAttribute(element, "uploadComplete") != "true") return;
+  const auto identifier = answer.Attribute("uploadId");
+  const auto items = FindOutermostElement(answer.Text(), "items");
+  if (!identifier || identifier->empty() || !items) return kKELOResult_GeneralFailure;
+  bool anyItem = false;
+  ForEachElement(*items, "item", [&](const XMLTag& element) {
+    anyItem = true;
+    const auto [position, complete, itemId] =
+        ReadAttributes(element.attributes, {"idx", "uploadComplete", "itemId"});
+    const uint64_t idx = StringToULL(position);
+    if (idx == 0 || idx > records.size() || complete != "true") return;
     tagKELO_LoadInfo& record = records[idx - 1];
     record.result = kKELOResult_AlreadyExists;
-    CopyTextField(record.itemId, FindPresentAttribute(element, "itemId").value_or(""));
+    CopyTextField(record.itemId, itemId);
     AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), names[idx - 1]);
   });
+  if (!anyItem) return kKELOResult_GeneralFailure;
+  uploadId = *identifier;
   return kKELOResult_Success;
 }
 

@@ -133,8 +133,8 @@ TEST_F(LoadAndQueryTest, OneItemFreshFromTheService) {
   tagKELO_ItemInfo cached{};
   ASSERT_EQ(Info("I1", cached), 0u);  // keeps a finished record, which the answer must replace
   Queue("GetItemsInfo",
-        "<r stat=\"ok\"><items><item itemId=\"I1\" fileName=\"new&#233;.jpg\" "
-        "fileFormat=\"image/tiff\" exif.36867=\"2008:05:17\"></item></items></r>");
+        "<r stat=\"ok\"><items\r\n><item\r\nitemId=\"I1\" fileName=\"new&#233;.jpg\" x='\"'"
+        "fileFormat=\"image/tiff\" exif.36867=\"2008:05:17\"/></items></r>");
   tagKELO_ItemInfo info{};
   ASSERT_EQ(Info("I1", info, true), 0u);
   ExpectDocument(OnlyRequest(),

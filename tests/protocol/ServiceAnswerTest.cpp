@@ -70,7 +70,8 @@ TEST(ServiceAnswer, AFailedTransferLeavesNoServiceError) {
 
 TEST(Properties, TheFirstOfANameWins) {
   const std::string answer =
-      "<property name=\"Caption\" value=\"other case\" /><property value=\"1\" name=\"caption\" />"
+      "<property name=\"Caption\" value=\"other case\" /><propertyless name=\"caption\"/>"
+      "<property name='caption'/><property\r\nxvalue=\"0\" value=\"1\" name=\"caption\" />"
       "<property name=\"caption\" value=\"2\" /><property name=\"bare\" />";
   std::string value = "before";
   EXPECT_EQ(KELOAccessCommandController::ExtractPropertyInfo(answer, "caption", value), 1u);

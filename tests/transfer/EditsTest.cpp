@@ -187,6 +187,7 @@ TEST_F(EditsTest, NamesOfNewContainersTravelAsReferences) {
 TEST_F(EditsTest, AnUnusableAnswerEndsTheListAndMarksTheRest) {
   const std::pair<Reply, uint32_t> faults[] = {
       {ReplyWith("<r stat=\"ok\" />"), 4144},  // no new id
+      {ReplyWith("<r stat=\"ok\" albumId=\"\" />"), 4144},
       {ReplyWith("<r />"), 4144},
       {ReplyWith("<r stat=\"fail\" />"), 4144},
       {ReplyWith("", 504), 4128},

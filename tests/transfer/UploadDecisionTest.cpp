@@ -71,10 +71,11 @@ TEST(UploadCheck, DecidesByTheElementsOfAnIndex) {
   };
   for (const Case& c : cases) {
     std::vector<std::string> elements = {"<item status=\"3\" />",
-                                         "<item idx=\"70\" status=\"3\" />"};
+                                         "<item idx=\"70\" status=\"3\" />",
+                                         "<item xidx=\"7\" status=\"3\" />"};
     for (size_t i = 0; i < c.statuses.size(); ++i) {
-      elements.push_back("<item idx=\"7\" status=\"" + c.statuses[i] + "\" itemId=\"item" +
-                         std::to_string(i + 1) + "\" />");
+      elements.push_back("<item\r\nx='\"' xstatus=\"3\" idx=\"7\"\tstatus=\"" + c.statuses[i] +
+                         "\" itemId=\"item" + std::to_string(i + 1) + "\"/>");
     }
     std::string itemId;
     EXPECT_EQ(KELOAccessCommandController::CheckUploadItemByIdx(7, c.album, elements, itemId),
@@ -144,12 +145,39 @@ TEST_F(NegotiationTest, SendsNothingWithoutRecordsOrWithAnUnreadableFile) {
   EXPECT_EQ(uploadId, "before");
 }
 
+TEST_F(NegotiationTest, AnAnswerWithoutItsPartsIsAFailure) {
+  std::string picture = folder().Write("p.jpg", "abc");
+  std::vector<tagKELO_LoadInfo> records(1);
+  records[0].filePath = Text(picture);
+  records[0].fileSize = 3;
+  const std::string items = "<items\r\n><item\tuploadComplete=\"true\" idx=\"1\"/></items>";
+  const std::pair<std::string, uint32_t> cases[] = {
+      {"<r stat=\"ok\" uploadId=\"U1\">" + items + "</r>", 0},
+      {"<r stat=\"ok\" uploadId=\"\">" + items + "</r>", 4144},
+      {"<r stat=\"ok\">" + items + "</r>", 4144},
+      {"<r stat=\"ok\" uploadId=\"U2\"></r>", 4144},
+      {"<r stat=\"ok\" uploadId=\"U2\"><items></items></r>", 4144},
+      {"<r stat=\"ok\" uploadId=\"U2\"><items><item idx=\"1\"/></r>", 4144},
+  };
+  for (const auto& [answer, result] : cases) {
+    Unqueue("NegotiateUploadItems");
+    Queue("NegotiateUploadItems", answer);
+    records[0].result = 0;
+    std::string uploadId = "before";
+    EXPECT_EQ(controller_.NegotiateUploadItems("", records, uploadId), result) << answer;
+    EXPECT_EQ(uploadId, result == 0 ? "U1" : "before") << answer;
+    EXPECT_EQ(records[0].result, result == 0 ? 4099u : 0u) << answer;
+  }
+}
+
 TEST_F(NegotiationTest, AnUploadIdentifierTravelsInTheDocument) {
   std::string picture = folder().Write("p.jpg", "abc");
   std::vector<tagKELO_LoadInfo> records(1);
   records[0].filePath = Text(picture);
   records[0].fileSize = 3;
+  Queue("UploadItems", "<r stat=\"ok\"><items><item\nx='1' idx=\"1\" itemId=\"N1\"/></items></r>");
   ASSERT_EQ(controller_.UploadItems("", records, "U1"), 0u);
+  EXPECT_EQ(FieldText(records[0].itemId), "N1");
   EXPECT_NE(OnlyRequest().body.find("<UploadItems uploadId=\"U1\">\r\n<items>\r\n<item idx=\"1\" "
                                     "fileName=\"p.jpg\" size=\"3\" />\r\n"),
             std::string::npos);
