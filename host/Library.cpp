@@ -1,8 +1,6 @@
 // Builds the command records and turns results into exceptions.
 #include "Library.h"
 
-#include <chrono>
-
 #include "Records.h"
 #include "ResultText.h"
 
@@ -26,39 +24,25 @@ std::uint32_t Library::Send(std::uint32_t command, tagCommandControlInfo* info) 
   {
     const std::lock_guard lock(mutex_);
     if (stopped_) return kKELOResult_Aborted;
-    running_ = true;
     sent_.insert(command);
   }
-  const std::uint32_t result = KELOAccessCommand(command, info);
-  {
-    const std::lock_guard lock(mutex_);
-    running_ = false;
-  }
-  idle_.notify_all();
-  return result;
-}
-
-// A command may consist of several requests, and an abort between two of them leaves no trace: it
-// is repeated until the command is over.
-void Library::Abort(std::unique_lock<std::mutex>& lock) {
-  while (running_) {
-    sent_.insert(kKELOCommand_Abort);
-    lock.unlock();
-    KELOAccessCommand(kKELOCommand_Abort, nullptr);
-    lock.lock();
-    idle_.wait_for(lock, std::chrono::milliseconds(20), [this] { return !running_; });
-  }
+  return KELOAccessCommand(command, info);
 }
 
 void Library::AbortRunning() {
-  std::unique_lock lock(mutex_);
-  Abort(lock);
+  {
+    const std::lock_guard lock(mutex_);
+    sent_.insert(kKELOCommand_Abort);
+  }
+  KELOAccessCommand(kKELOCommand_Abort, nullptr);
 }
 
 void Library::Stop() {
-  std::unique_lock lock(mutex_);
-  stopped_ = true;
-  Abort(lock);
+  {
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
+  AbortRunning();
 }
 
 std::set<std::uint32_t> Library::SentCommands() const {

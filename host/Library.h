@@ -3,7 +3,6 @@
 // CommandFailure; where records carry their own results, the caller reads those.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <set>
@@ -85,11 +84,8 @@ class Library {
 
  private:
   std::uint32_t Send(std::uint32_t command, tagCommandControlInfo* info);
-  void Abort(std::unique_lock<std::mutex>& lock);
 
   mutable std::mutex mutex_;
-  std::condition_variable idle_;
-  bool running_ = false;
   bool stopped_ = false;
   std::set<std::uint32_t> sent_;
 };

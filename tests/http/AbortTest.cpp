@@ -12,12 +12,15 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "http/AbortSignal.h"
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
 
@@ -208,6 +211,44 @@ TEST(Abort, WhileANameLookupHangs) {
       [&] { lookup.WaitUntilHanging(); });
   EXPECT_EQ(transport.connection.HTTPRequestGET(url, "", response, 1), 4098u);
   hangingLookup = nullptr;
+}
+
+TEST(Abort, BelongsToTheCommand) {
+  SocketServer server([](Peer& peer) {
+    while (!peer.ReadRequest().empty() && peer.Reply(200, "fine")) {
+    }
+  });
+  const TemporaryFolder folder;
+  const auto signal = std::make_shared<AbortSignal>();
+  HTTPConnection connection(
+      std::make_unique<HTTPConnectionMac>(MakeURLLoader(), folder / "spool", signal));
+  std::string response;
+  std::uint32_t size = 0;
+  const auto raise = [&] { std::thread([&] { signal->Raise(); }).join(); };
+  const std::string existing = folder.File("existing", "here");
+  const auto expect = [&](std::uint32_t code) {
+    EXPECT_EQ(connection.HTTPRequestGET(server.Url(), "", response, kLong), code);
+    EXPECT_EQ(connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong), code);
+    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), folder / "f", size, kLong), code);
+    EXPECT_EQ(
+        connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"b", "", 0}}, response, kLong),
+        code);
+    std::filesystem::remove(folder / "f");
+  };
+  raise();
+  expect(0);  // while no command ran, it left no trace
+  {
+    const AbortSignal::CommandScope command(*signal);
+    expect(0);
+    raise();  // between two requests: it returns at once, and is heard by all that follow
+    const std::size_t before = server.Requests().size();
+    expect(1);
+    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), existing, size, kLong), 1u);
+    EXPECT_EQ(
+        connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"", "none", 1}}, response, 5), 1u);
+    EXPECT_EQ(server.Requests().size(), before);
+  }
+  expect(0);
 }
 
 TEST(Abort, SeveralAtOnceAllReturnAndTheNextRequestWorks) {

@@ -1,6 +1,7 @@
 // The abort command through the exported entry, from another thread and from inside an event, and
 // what a throwing host callback leads to.
 
+#include <atomic>
 #include <thread>
 
 #include "support/CommandTest.h"
@@ -70,6 +71,72 @@ TEST_F(AbortCommandTest, FromInsideAnEventReturnsAtOnceAndLeavesNoTrace) {
   EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), uint32_t{kKELOResult_GeneralFailure});
   Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"0\" />");
   EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
+}
+
+// Most of such a batch is spent between two requests.
+TEST_F(AbortCommandTest, IntoABatchOfSmallFilesIsHeardAlways) {
+  constexpr size_t kFiles = 400;
+  constexpr size_t kAborts = 25;
+  OpenScriptedSession();
+  std::vector<std::string> paths(kFiles);
+  for (size_t i = 0; i < kFiles; ++i) paths[i] = folder().Path("file" + std::to_string(i));
+  for (size_t round = 0; round < kAborts; ++round) {
+    SCOPED_TRACE(round);
+    service().ClearLog();
+    std::vector<tagKELO_DownloadInfo> files(kFiles);
+    for (size_t i = 0; i < kFiles; ++i) {
+      SetField(files[i].url, Url() + "/small");
+      files[i].destPath = Text(paths[i]);
+    }
+    std::thread other([&] {
+      while (service().RequestCount() <= round) std::this_thread::yield();
+      KELOAccessCommand(kKELOCommand_Abort, nullptr);
+    });
+    tagCommandControlInfo record = Record(files.data());
+    record.entryCount = kFiles;
+    EXPECT_EQ(Send(kKELOCommand_Download, record), uint32_t{kKELOResult_Aborted});
+    other.join();
+    EXPECT_LT(service().RequestCount(), kFiles);
+    for (size_t i = 0; i < kFiles; ++i) {
+      EXPECT_EQ(std::filesystem::exists(paths[i]), files[i].result == 0) << i;
+      std::filesystem::remove(paths[i]);
+    }
+  }
+}
+
+TEST_F(AbortCommandTest, MayComeWhileTheFirstCommandMakesItsControllers) {
+  ScriptAnswers();
+  for (int round = 0; round < 50; ++round) {
+    KELOAccessClose();
+    KELOAccessInitialize(0);
+    std::atomic<bool> over = false;
+    std::thread other([&] {
+      while (!over) EXPECT_EQ(KELOAccessCommand(kKELOCommand_Abort, nullptr), 0u);
+    });
+    tagKELO_OpenSessionInfo block{};
+    const uint32_t result = Send(kKELOCommand_OpenSession, Record(&block));
+    EXPECT_TRUE(result == 0 || result == kKELOResult_Aborted) << result;
+    over = true;
+    other.join();
+    EXPECT_EQ(Send(kKELOCommand_OpenSession, Record(&block)), 0u);
+  }
+}
+
+TEST_F(AbortCommandTest, EndsAnUploadBeforeItSetsOut) {
+  OpenScriptedSession();
+  Register([](uint32_t, uint32_t, const tagKELO_ProgressInfo*) -> uint32_t {
+    return KELOAccessCommand(kKELOCommand_Abort, nullptr);
+  });
+  std::string path = folder().Write("f", "f");
+  tagKELO_LoadInfo file{};
+  file.filePath = Text(path);
+  file.fileSize = 1;
+  SetField(file.fileModifyDate, "2008-05-17");
+  SetField(file.fileCreateDate, "2008-05-17");
+  tagCommandControlInfo record = Record(&file);
+  record.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_Upload, record), uint32_t{kKELOResult_Aborted});
+  EXPECT_EQ(service().RequestCount(), 0u);
 }
 
 TEST_F(AbortCommandTest, AThrowingCallbackEndsTheCommandAndLeavesNoFile) {
