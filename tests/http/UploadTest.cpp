@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -236,6 +237,42 @@ TEST(UploadPeer, ThatClosesInTheMiddleOfTheBodyGetsItOnce) {
             4099u);
   EXPECT_EQ(server.Connections(), 1);
   EXPECT_EQ(transport.progress.uploads, (std::vector<Progress>{{file, 0, 0}}));
+}
+
+TEST(UploadPeer, ThatIsSlowSeesTheBytesCountedAsTheyLeave) {
+  using Clock = std::chrono::steady_clock;
+  SocketServer server([](Peer& peer) {
+    peer.ReadHead();
+    for (int i = 0; i < 8; ++i) {
+      peer.Skip(512 << 10);
+      if (!peer.Pause(std::chrono::milliseconds(60))) return;
+    }
+    peer.Reply(200, "stored");
+  });
+  server.ReceiveLittleAtATime();
+  Transport transport;
+  TemporaryFolder files;
+  constexpr std::uint32_t kSize = 2 << 20;
+  const std::string file = files.File("f", std::string(kSize, 'f'));
+  const std::string last = files.File("last", std::string(kSize, 'l'));
+  std::vector<Clock::time_point> times;
+  transport.progress.reaction = [&] { times.push_back(Clock::now()); };
+  std::string response;
+  const std::string literal(1000, '-');
+  ASSERT_EQ(
+      transport.connection.HTTPRequestFileUpload(
+          server.Url(), "", {}, {{literal, file, kSize}, {literal, last, kSize}}, response, 5),
+      0u);
+  const auto& uploads = transport.progress.uploads;
+  ASSERT_GE(uploads.size(), 3u);
+  EXPECT_EQ(uploads.front(), (Progress{last, 0, 0}));
+  EXPECT_EQ(uploads.back(), (Progress{last, 2 * kSize, 2}));
+  for (std::size_t i = 1; i + 1 < uploads.size(); ++i) {
+    EXPECT_EQ(uploads[i].total, 0u) << i;
+    EXPECT_GT(uploads[i].done, uploads[i - 1].done) << i;
+    EXPECT_LE(uploads[i].done, 2 * kSize) << i;
+    EXPECT_GE(times[i] - times[i - 1], std::chrono::milliseconds(95)) << i;
+  }
 }
 
 TEST(UploadPeer, ThatRefusesTheBodyBeforeItsEndIsHeard) {
