@@ -9,12 +9,40 @@
  *   - Words are 32 bits wide, unsigned, in native byte order, unless a field says otherwise.
  *   - Text fields are fixed-width byte arrays. What the library writes is cut to the field and
  *     NUL-terminated. What it reads ends at the first NUL or at the field's width.
- *   - Texts are UTF-8. Names, captions and dates that come from the service are handed out as the
- *     service wrote them: character and entity references are not resolved.
+ *   - Texts that go in are UTF-8. Names, captions and dates that come from the service are handed out
+ *     as the service wrote them: references are not resolved. A host that shows them decodes "&amp;",
+ *     "&quot;", "&apos;", "&lt;", "&gt;" and the decimal references, each of which stands for one
+ *     UTF-16 unit: "&#55357;&#56832;" is the pair 0xD83D 0xDE00, one character beyond the Basic
+ *     Multilingual Plane. So a name field of 255 bytes holds 31 Japanese characters, at 8 bytes each,
+ *     and a longer name may end in the middle of a reference.
+ *   - Dates are texts. Those that go in are sent as they stand, "2026-11-21T10:20:30Z" being the form
+ *     that the service compares and gives back; those that come out are as the service wrote them, cut
+ *     to 31 characters.
  *   - The library copies records in and out; host buffers need no particular alignment.
  *   - Threads: one command at a time. The only call that may come from another thread while a
  *     command runs is KELOAccessCommand with kKELOCommand_Abort. Events are delivered on the thread
  *     of the running command, with no lock held.
+ *   - Abort ends the whole running command, with its request under way, all requests that would follow
+ *     and the rest of a batch. It returns when the request under way, if any, has ended; at once from
+ *     inside an event. While no command runs it leaves no trace. A host that sends it just as a
+ *     command begins cannot know whether it came in time.
+ *   - Processes: a child that was forked off uses connections of its own, never its parent's, and may
+ *     go on with the session; a host must not fork while a command runs. A process may end (exit)
+ *     while a command runs on another thread: the library has nothing destroyed then. It makes no
+ *     thread of its own; a name lookup that was given up may go on for a while on one of libcurl's,
+ *     so the library stays loaded for good.
+ *   - Failures: none outlives its command. The next one, on the same session, begins afresh, and the
+ *     catalogue is as it was before or as it is after the command that failed, never in between.
+ *
+ * Environment (a program with more rights than its caller listens to none of it)
+ *   - KELO_URLS_FILE names the file from which the address of the service is read, instead of the one
+ *     that is built in.
+ *   - KELO_TRACE names a file to which a line is appended for each request ("-": standard error): time,
+ *     command, method, host and path, service method, bytes out and in, HTTP status, "stat", "errcode"
+ *     and "errmsg" of the answer, what went wrong on the way, result, milliseconds, and whether the
+ *     connection was new or reused. Never a secret, token, signature, query or body.
+ *   - http_proxy, https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY and no_proxy, NO_PROXY name proxies and
+ *     the hosts that are reached without one, as in other programs.
  *
  * The header needs nothing but <stdint.h> and <stddef.h> and compiles as C99 and as C++.
  */
@@ -65,7 +93,7 @@ enum {
 /* ---- Result codes: what KELOAccessCommand answers, and the result word of records. ---- */
 enum {
   kKELOResult_Success = 0,
-  kKELOResult_Aborted = 3,                /* the abort command ended the request */
+  kKELOResult_Aborted = 3,                /* the abort command ended the command */
   kKELOResult_FormatFailure = 4097,       /* reserved for the file format table */
   kKELOResult_NotFound = 4098,            /* no session to hand out; download answered 404 or its URL
                                              is unusable; upload file unreadable; unknown item */
@@ -138,7 +166,8 @@ enum {
 /* A text handed across the interface. On input `length` bytes at `text` (no NUL needed); a null
  * pointer or length 0 is the empty text. On output the library allocates length + 1 bytes with C++
  * array new, NUL-terminates them and overwrites both fields without freeing what they held; the
- * buffer then belongs to the host, which frees it with C++ array delete. */
+ * buffer then belongs to the host, which frees it with C++ array delete. In C on Linux that is the
+ * function _ZdaPv of libstdc++ (examples/addresses.c shows it). */
 typedef struct tagKELO_StringInfo {
   char* text;      /* offset 0 */
   uint32_t length; /* bytes without the NUL; offset 4 with 4-byte pointers, 8 with 8-byte ones */
@@ -183,7 +212,8 @@ typedef struct tagKELO_OpenSessionInfo {
   char hostBytes[84]; /* 4 */
 } tagKELO_OpenSessionInfo;
 
-/* One entry of the catalogue. 2728 bytes. */
+/* One entry of the catalogue. 2728 bytes. Get item info with kKELOOption_AskService fills in name, dates,
+ * URLs and format, and leaves the other fields as they come from the host: clear the record first. */
 typedef struct tagKELO_ItemInfo {
   uint32_t result;     /* 0: this record's own result: 0, 4098 unknown item, 4112 not answered */
   char parentId[41];   /* 4: folder or album that holds it; empty for the root folder's children */
@@ -204,10 +234,12 @@ typedef struct tagKELO_ItemInfo {
   char text1704[256];  /* 1704: cleared */
   char screenUrl[256]; /* 1960: screen-size image */
   char text2216[256];  /* 2216: cleared */
-  char origUrl[256];   /* 2472: full-size file */
+  char origUrl[256];   /* 2472: full-size file; empty after an upload until loaded again */
 } tagKELO_ItemInfo;
 
-/* One file of an upload. 1116 bytes with 4-byte pointers, 1136 with 8-byte ones. */
+/* One file of an upload. 1116 bytes with 4-byte pointers, 1136 with 8-byte ones. A stored file joins the
+ * cached album at once, with its name alone; without an album it joins the root folder, until the
+ * catalogue is loaded again and shows it in the root album, where the service keeps it. */
 typedef struct tagKELO_LoadInfo {
   uint32_t result;             /* 0 / 0: 0 sent or to be sent; 4099, 4104, 4115, 4103, or the command's */
   char albumId[41];            /* 4 / 4: overwritten with the command's target */
@@ -283,12 +315,14 @@ typedef struct tagKELO_PictureMailInfo {
   uint32_t removeGPS;            /* 44 / 88: 1 removes the position data, anything else keeps it */
 } tagKELO_PictureMailInfo;
 
-/* What an event carries. Words 0 and 3 change roles between download and upload, deliberately. */
+/* What an event carries. Words 0 and 3 change roles between download and upload, deliberately. An
+ * upload has an event before it sets out (0 bytes) and one when it has been answered (all bytes of
+ * files, number of files); if it takes longer than 0.1 s, others in between, at most every 0.1 s. */
 typedef struct tagKELO_ProgressInfo {
-  uint32_t transferTotal; /* 0: download: bytes of this file; upload: bytes to send */
-  uint32_t transferDone;  /* 4: bytes of this transfer done */
+  uint32_t transferTotal; /* 0: download: bytes of this file, 0 if unknown; upload: bytes of files to send */
+  uint32_t transferDone;  /* 4: bytes of this file received; bytes of files that have left */
   uint32_t itemCount;     /* 8: files of this command */
-  uint32_t fourthWord;    /* 12: download: files finished; upload: files sent, as the transport counts */
+  uint32_t fourthWord;    /* 12: download: files finished; upload: 0 until answered, then files sent */
 } tagKELO_ProgressInfo;
 
 #pragma pack(pop)

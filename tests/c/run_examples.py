@@ -1,6 +1,6 @@
-"""Runs the example against a local service that holds some pictures, and checks what it did.
+"""Runs the examples against a local service that holds some pictures, and checks what they did.
 
-    run_example.py KELO-DEVSERVICE BROWSE PICTURES
+    run_examples.py KELO-DEVSERVICE BROWSE ADDRESSES PICTURES
 """
 import html
 import os
@@ -9,7 +9,7 @@ import subprocess
 import sys
 import tempfile
 
-service_program, example, pictures = sys.argv[1:]
+service_program, browse, addresses, pictures = sys.argv[1:]
 pictures = pathlib.Path(pictures)
 
 
@@ -30,21 +30,21 @@ def start_service():
     return service, printed
 
 
-def browse(credentials, folder):
+def output(example, credentials, folder, *arguments):
+    """What an example prints when it succeeds."""
     urls = pathlib.Path(folder, "urls")
     urls.write_text(credentials["urls"])
-    target = pathlib.Path(folder, "picture")
-    command = [example, credentials["key"], credentials["token"], credentials["secret"], target]
+    command = [example, credentials["key"], credentials["token"], credentials["secret"], *arguments]
     run = subprocess.run(command, env={**os.environ, "KELO_URLS_FILE": str(urls)},
                          capture_output=True, text=True)
-    return run, target
-
-
-def check(run, target):
     assert run.returncode == 0, f"status {run.returncode}: {run.stdout}{run.stderr}"
+    return run.stdout
+
+
+def check_browse(printed, target):
     in_folders = [file for file in pictures.rglob("*") if file.is_file() and file.parent != pictures]
     assert in_folders, "there are no pictures to import"
-    listed = html.unescape(run.stdout)  # names stand as the service writes them
+    listed = html.unescape(printed)  # names stand as the service writes them
     for file in in_folders:
         assert file.name in listed, f"{file.name} is not listed in:\n{listed}"
     content = target.read_bytes()
@@ -53,7 +53,9 @@ def check(run, target):
 
 service, credentials = start_service()
 with tempfile.TemporaryDirectory() as folder:
-    run, target = browse(credentials, folder)
+    target = pathlib.Path(folder, "picture")
+    check_browse(output(browse, credentials, folder, target), target)
+    listed = output(addresses, credentials, folder)
+    assert "@" in listed, f"no address in {listed}"
     service.communicate()  # ends its standard input, and so the service
-    check(run, target)
 assert service.returncode == 0, f"the service ended with {service.returncode}"
