@@ -54,11 +54,7 @@ std::string FailAnswer(const ServiceError& error) {
   std::string out(kDeclarations);
   out += "<response stat=\"fail\"";
   AppendAttribute(out, "errcode", static_cast<std::uint64_t>(error.Number()));
-  if (error.Number() == static_cast<int>(ErrorNumber::InvalidRecipient)) {
-    AppendRaw(out, "errmsg", error.what());  // names the recipient exactly as it was sent
-  } else {
-    AppendAttribute(out, "errmsg", std::string_view(error.what()));
-  }
+  AppendAttribute(out, "errmsg", std::string_view(error.what()));
   return out += " />\r\n";
 }
 

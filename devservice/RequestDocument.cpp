@@ -16,10 +16,11 @@ constexpr std::string_view kDeclarations =
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr int kMaxDepth = 3;
 
-// These values travel unconverted, so markup and bytes that are no UTF-8 (the root album's id) are
-// text.
-constexpr std::string_view kRawAttributes[] = {"recipientList", "albumId", "folderId",
-                                               "itemIdList"};
+// The one value that is no text: the root album's id, which is no UTF-8 and travels as it is.
+bool IsRootAlbumId(std::string_view name, std::string_view raw) {
+  return (name == "albumId" || name == "folderId") && !raw.empty() &&
+         std::ranges::all_of(raw, [](char c) { return c == static_cast<char>(0xF8); });
+}
 
 // This method's closing tag ends the document without a line end, deliberately.
 constexpr std::string_view kMethodWithoutLineEnd = "ModifyProps";
@@ -74,7 +75,7 @@ class Reader {
     if (end == std::string_view::npos) Refuse("value without an end");
     attribute.raw = text_.substr(position_, end - position_);
     position_ = end + 1;
-    if (std::ranges::find(kRawAttributes, attribute.name) != std::end(kRawAttributes)) {
+    if (IsRootAlbumId(attribute.name, attribute.raw)) {
       attribute.value = attribute.raw;
       return attribute;
     }

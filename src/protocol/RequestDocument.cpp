@@ -22,11 +22,16 @@ std::string ContentDocument(std::string_view method, std::string_view content) {
 }
 
 void AppendAttribute(std::string& out, std::string_view name, std::string_view value) {
-  out.append(" ").append(name).append("=\"").append(value).append("\"");
+  AppendConvertedAttribute(out, name, TextAsReferences(value));
 }
 
 void AppendAttribute(std::string& out, std::string_view name, uint64_t value) {
-  AppendAttribute(out, name, std::to_string(value));
+  AppendConvertedAttribute(out, name, std::to_string(value));
+}
+
+void AppendConvertedAttribute(std::string& out, std::string_view name,
+                              std::string_view references) {
+  out.append(" ").append(name).append("=\"").append(references).append("\"");
 }
 
 std::string TextAsReferences(std::string_view text) {

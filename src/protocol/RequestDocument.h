@@ -21,9 +21,12 @@ std::string EmptyElementDocument(std::string_view method, std::string_view param
 // A document whose one element has content: `<method>` content `</method>`, each tag on its line.
 std::string ContentDocument(std::string_view method, std::string_view content);
 
-// Appends ` name="value"`, the value as it stands.
+// Appends ` name="value"`, the value as references, so that nothing in it can end the attribute.
 void AppendAttribute(std::string& out, std::string_view name, std::string_view value);
 void AppendAttribute(std::string& out, std::string_view name, uint64_t value);
+
+// The same for a value that TextAsReferences made.
+void AppendConvertedAttribute(std::string& out, std::string_view name, std::string_view references);
 
 // `text` as ASCII with entity and character references. Text that is not valid UTF-8 stays as it is
 // but for its markup, so that no text can add an attribute or an element.

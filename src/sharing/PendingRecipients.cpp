@@ -1,6 +1,10 @@
 #include "sharing/PendingRecipients.h"
 
+#include <strings.h>
+
 #include <algorithm>
+
+#include "text/XMLUtility.h"
 
 namespace kelo {
 namespace {
@@ -21,10 +25,17 @@ std::string_view InAngleBrackets(std::string_view entry) {
   return entry.substr(open + 1, close - open - 1);
 }
 
-CFTPSStringData Trimmed(std::string_view text) {
-  CFTPSStringData trimmed;
-  trimmed.InitWithUtf8(WithoutBlanks(text));
-  return trimmed;
+std::string WithoutReferences(std::string_view text) {
+  std::string decoded;
+  return XMLUtility().ConvertStringReferenceToUTF8(text, decoded) == 1 ? decoded
+                                                                       : std::string(text);
+}
+
+std::string_view WithoutScheme(std::string_view text) {
+  constexpr std::string_view kScheme = "mailto:";
+  const bool hasScheme = text.size() >= kScheme.size() &&
+                         strncasecmp(text.data(), kScheme.data(), kScheme.size()) == 0;
+  return WithoutBlanks(hasScheme ? text.substr(kScheme.size()) : text);
 }
 
 void AppendJoined(std::string& joined, std::string_view recipient, bool first) {
@@ -38,7 +49,7 @@ PendingRecipients::PendingRecipients(std::string_view list) {
   while (!list.empty()) {
     const size_t separator = list.find_first_of(";,");
     const std::string_view piece = list.substr(0, separator);
-    entries_.push_back({std::string(piece), Trimmed(piece)});
+    entries_.push_back({std::string(piece), FormsOf(piece, piece)});
     if (separator == std::string_view::npos) break;
     list.remove_prefix(separator + 1);
   }
@@ -50,20 +61,44 @@ std::string PendingRecipients::Joined() const {
   return joined;
 }
 
-std::optional<std::string> PendingRecipients::Take(std::string_view address) {
-  const CFTPSStringData wanted = Trimmed(address);
-  auto found = std::ranges::find_if(
-      entries_, [&](const Entry& entry) { return FTPSStringDataCmpi(entry.trimmed, wanted) == 0; });
-  if (found == entries_.end()) {
-    found = std::ranges::find_if(entries_, [&](const Entry& entry) {
-      const std::string_view inner = InAngleBrackets(entry.given);
-      return !inner.empty() && FTPSStringDataCmpi(Trimmed(inner), wanted) == 0;
-    });
+PendingRecipients::Forms PendingRecipients::FormsOf(std::string_view given,
+                                                    std::string_view decoded) {
+  Forms forms;
+  std::string_view last = WithoutBlanks(given);
+  forms[0].emplace().InitWithUtf8(last);
+  const auto add = [&](size_t step, std::string_view form) {
+    if (form.empty() || form == last) return;
+    forms[step].emplace().InitWithUtf8(form);
+    last = form;
+  };
+  add(1, WithoutBlanks(decoded));
+  add(2, WithoutScheme(last));
+  add(3, WithoutScheme(InAngleBrackets(last)));
+  return forms;
+}
+
+// Whether two addresses agree at a step, and that could not be seen at the steps before.
+bool PendingRecipients::Agree(const Forms& a, const Forms& b, size_t step) {
+  const auto same = [](const auto& x, const auto& y) {
+    return x && y && FTPSStringDataCmpi(*x, *y) == 0;
+  };
+  for (size_t i = 0; i <= step; ++i) {
+    if (same(a[i], b[step]) || same(a[step], b[i])) return true;
   }
-  if (found == entries_.end()) return std::nullopt;
-  std::string given = std::move(found->given);
-  entries_.erase(found);
-  return given;
+  return false;
+}
+
+std::optional<std::string> PendingRecipients::Take(std::string_view address) {
+  const Forms wanted = FormsOf(address, WithoutReferences(address));
+  for (size_t step = 0; step < wanted.size(); ++step) {
+    const auto found = std::ranges::find_if(
+        entries_, [&](const Entry& entry) { return Agree(wanted, entry.forms, step); });
+    if (found == entries_.end()) continue;
+    std::string given = std::move(found->given);
+    entries_.erase(found);
+    return given;
+  }
+  return std::nullopt;
 }
 
 std::string JoinRecipients(const std::vector<std::string>& recipients) {

@@ -1,7 +1,8 @@
 // The addresses that wait for the service's verdict, and the finding of the one that it rejects.
 #pragma once
 
-#include <cstdint>
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,15 +23,22 @@ class PendingRecipients {
   // The entries in their order, joined with ";".
   std::string Joined() const;
 
-  // Takes out the first entry that stands for `address`: the whole entry without surrounding
-  // blanks, ignoring case; if none does, one that carries the address in angle brackets. Answers
-  // the entry as it was given; nothing when no entry stands for the address.
+  // Takes out the entry that stands for `address` and answers it as it was given; nothing when none
+  // does. Address and entries are compared, ignoring case and surrounding blanks, first as they
+  // are, then with the address's references resolved (an entry has none: they would be split at
+  // their ";"), then without a leading "mailto:", then by the address in angle brackets; the first
+  // entry wins of those that agree at the same step.
   std::optional<std::string> Take(std::string_view address);
 
  private:
+  // What an address is compared by at each step; null where that is the same as the step before.
+  using Forms = std::array<std::optional<CFTPSStringData>, 4>;
+  static Forms FormsOf(std::string_view given, std::string_view decoded);
+  static bool Agree(const Forms& a, const Forms& b, size_t step);
+
   struct Entry {
     std::string given;
-    CFTPSStringData trimmed;  // keeps the form that is compared, however often that happens
+    Forms forms;  // kept, however often they are compared
   };
   std::vector<Entry> entries_;
 };

@@ -43,8 +43,8 @@ uint32_t KELOAccessCommandController::ShareAlbum(const std::string& albumId,
   std::string parameters;
   AppendAttribute(parameters, "albumId", albumId);
   AppendAttribute(parameters, "recipientList", "mailto:" + recipients);
-  AppendAttribute(parameters, "subjectText", TextAsReferences(subject));
-  AppendAttribute(parameters, "bodyText", TextAsReferences(body));
+  AppendAttribute(parameters, "subjectText", subject);
+  AppendAttribute(parameters, "bodyText", body);
   AppendAttribute(parameters, "removeGPSInfo", removeGPS == 1 ? "true" : "false");
   ServiceAnswer answer;
   return CallService("ShareAlbum", parameters, answer, kRequestTimeout);

@@ -26,7 +26,7 @@ std::string ModifyPropsDocument(std::string_view itemIdList, const tagKELO_Prope
   AppendAttribute(document, "itemIdList", itemIdList);
   document.append(">\r\n");
   if (edit.propertyMask & kCaption) {
-    AppendProperty(document, "caption", TextAsReferences(ReadTextField(edit.caption)));
+    AppendProperty(document, "caption", ReadTextField(edit.caption));
   }
   if (edit.propertyMask & kCaptionFlag) {
     AppendProperty(document, "captionFlag", edit.captionFlag == 1 ? "true" : "false");
@@ -90,7 +90,7 @@ uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info
   std::string parameters;
   AppendAttribute(parameters, "itemIdList", itemIdList);
   AppendAttribute(parameters, "tagList",
-                  TextAsReferences({text, strnlen(text, sizeof tagKELO_TagInfo::text)}));
+                  std::string_view(text, strnlen(text, sizeof tagKELO_TagInfo::text)));
   ServiceAnswer answer;
   return finish(CallService("AddTags", parameters, answer, kRequestTimeout));
 }

@@ -54,7 +54,7 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
   std::string parameters;
   if (isAlbum) AppendAttribute(parameters, "folderId", parent);
   // A folder's parent is not sent, deliberately.
-  AppendAttribute(parameters, isAlbum ? "albumName" : "folderName", data.name);
+  AppendConvertedAttribute(parameters, isAlbum ? "albumName" : "folderName", data.name);
   ServiceAnswer answer;
   const uint32_t result =
       CallService(isAlbum ? "AddAlbum" : "AddFolder", parameters, answer, kRequestTimeout);

@@ -46,12 +46,12 @@ void AppendItem(std::string& document, uint32_t idx, const tagKELO_LoadInfo& rec
                 std::string_view displayName, std::string_view albumId) {
   document.append("<item");
   AppendAttribute(document, "idx", idx);
-  AppendAttribute(document, "fileName", displayName);
+  AppendConvertedAttribute(document, "fileName", displayName);
   AppendAttribute(document, "size", static_cast<uint32_t>(record.fileSize));
   AppendAttributeUnlessEmpty(document, "fileCreateDate", ReadTextField(record.fileCreateDate));
   AppendAttributeUnlessEmpty(document, "fileModifyDate", ReadTextField(record.fileModifyDate));
   AppendAttributeUnlessEmpty(document, "albumId", albumId);
-  AppendAttributeUnlessEmpty(document, "tagList", TextAsReferences(ReadTextField(record.tagList)));
+  AppendAttributeUnlessEmpty(document, "tagList", ReadTextField(record.tagList));
   document.append(" />\r\n");
 }
 

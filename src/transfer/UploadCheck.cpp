@@ -21,7 +21,7 @@ void AppendItem(std::string& content, size_t position, const tagKELO_LoadInfo& r
                 std::string_view displayName, uint32_t checkMask) {
   content.append("<item");
   AppendAttribute(content, "idx", position);
-  AppendAttribute(content, "fileName", displayName);
+  AppendConvertedAttribute(content, "fileName", displayName);
   AppendAttribute(content, "fileSize", std::to_string(record.fileSize));
   AppendDate(content, "shotDate", ReadTextField(record.shotDate), checkMask & kKELOCheck_ShotDate);
   AppendDate(content, "fileCreateDate", ReadTextField(record.fileCreateDate),

@@ -26,7 +26,7 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
     names.push_back(DisplayName(record));
     content.append("<item");
     AppendAttribute(content, "idx", names.size());
-    AppendAttribute(content, "fileName", names.back());
+    AppendConvertedAttribute(content, "fileName", names.back());
     AppendAttribute(content, "fileSize", std::to_string(record.fileSize));
     AppendAttribute(content, "fileDate", ReadTextField(record.fileModifyDate));
     if (!IsSoundFile(names.back()) && record.width != 0 && record.height != 0) {

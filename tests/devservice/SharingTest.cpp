@@ -57,13 +57,14 @@ TEST(Recipients, OneBadOneIsNamedAtATime) {
   const Case cases[] = {
       {"mailto:a@b.example", ""},
       {"mailto:a@b.example;; c@d.example ", ""},
-      {"mailto:Name <a@b.example>;c@d", ""},
+      {"mailto:Name &lt;a@b.example&gt;;c@d", ""},
       {"AAAAA", "AAAAA"},
       {"mailto:a@b.example; x ;y", "x"},
       {"mailto:a@b@c;d@e", "a@b@c"},
       {"mailto:@b;d@", "@b"},
       {"mailto:d@", "d@"},
-      {"mailto:Name <nowhere>", "nowhere"},
+      {"mailto:Name &lt;nowhere&gt;", "nowhere"},
+      {"mailto:Name &lt;o&apos;where&gt;", "o&apos;where"},  // escaped, as it came
   };
   for (const Case& c : cases) {
     const Response response = client.Call("VerifyRecipients", " recipientList=\"" + c.list + "\"");

@@ -8,22 +8,32 @@ namespace {
 
 class AnswerFaultsTest : public CommandTest {
  protected:
-  // Sends `code` with a plausible record; answers the command's result.
-  uint32_t SendPlausible(uint32_t code) {
-    std::string text = "a@example.org";
+  // Sends `code` with a plausible record, in which every text that the host may choose begins with
+  // `prefix`; answers the command's result.
+  uint32_t SendPlausible(uint32_t code, const std::string& prefix = "") {
+    std::string text = prefix + "a@example.org";
     recipients_ = {};
     recipients_.recipients = Text(text);
     mail_ = {};
     mail_.recipients = Text(text);
     item_ = {};
     item_.kind = kKELOKind_Album;
-    SetField(item_.name, "New");
+    SetField(item_.name, prefix + "New");
+    link_ = {};
+    SetField(link_.itemIdList, prefix + "I3");
+    properties_ = {};
+    properties_.propertyMask = 1;
+    SetField(properties_.caption, prefix);
+    SetField(tags_.text, prefix);
     load_ = {};
-    path_ = folder().Write("picture.jpg", "bytes");
+    path_ = folder().Write(prefix + "picture.jpg", "bytes");
     load_.filePath = Text(path_);
     load_.fileSize = 5;
-    SetField(load_.fileModifyDate, "2008-05-17");
-    SetField(load_.fileCreateDate, "2008-05-17");
+    for (char* date : {load_.fileModifyDate, load_.fileCreateDate, load_.shotDate}) {
+      std::snprintf(date, sizeof load_.shotDate, "%s2008-05-17", prefix.c_str());
+    }
+    SetField(load_.tagList, prefix);
+    mail_.subject = mail_.body = mail_.recipients;
     void* data = nullptr;
     switch (code) {
       case kKELOCommand_GetItemInfo:
@@ -57,10 +67,11 @@ class AnswerFaultsTest : public CommandTest {
       default:
         break;
     }
-    tagCommandControlInfo record = Record(data, code == kKELOCommand_AddTags ? "I1" : "A1");
+    tagCommandControlInfo record =
+        Record(data, code == kKELOCommand_AddTags ? "I1" : prefix + "A1");
     record.entryCount = 1;
-    record.outputOptions = kKELOOption_AskService;
-    record.selectionFlags = kKELOKind_FileItem;
+    record.outputOptions = kKELOOption_AskService | options_;
+    record.selectionFlags = kKELOKind_FileItem | kinds_;
     return Send(code, record);
   }
 
@@ -95,6 +106,8 @@ class AnswerFaultsTest : public CommandTest {
   tagKELO_PropertyInfo properties_{};
   tagKELO_TagInfo tags_{};
   std::string path_;
+  uint32_t options_ = 0;
+  uint32_t kinds_ = 0;
 };
 
 struct CommandOnTheWire {
@@ -187,6 +200,32 @@ TEST_F(AnswerFaultsTest, ServiceErrorsReachTheHost) {
     EXPECT_EQ(result, expected) << command.method;
     EXPECT_EQ(word != nullptr ? *word : 4116u, 4116u) << command.method;
   }
+}
+
+TEST_F(AnswerFaultsTest, NothingInAHostsTextAddsAnAttribute) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  Queue("CheckUploadItems", "<r stat=\"ok\"><items><item idx=\"1\" status=\"0\"/></items></r>");
+  options_ = kKELOOption_CheckDuplicates;
+  size_t documents = 0;
+  for (const CommandOnTheWire& command : kCommands) {
+    if (command.code == kKELOCommand_CloseSession) continue;
+    kinds_ = command.code == kKELOCommand_Upload ? 7 : 0;
+    service().ClearLog();
+    SendPlausible(command.code, "\" e=\"");
+    for (const LoggedRequest& request : service().Log()) {
+      SCOPED_TRACE(request.apiMethod + "\n" + request.body);
+      ++documents;
+      EXPECT_EQ(request.body.find(" e=\""), std::string::npos);
+      const bool hasText = command.code != kKELOCommand_LoadHierarchy &&
+                           command.code != kKELOCommand_GetAddressList &&
+                           command.code != kKELOCommand_GetStorageCapacity;
+      EXPECT_EQ(request.body.find("=\"&quot; e=&quot;") != std::string::npos ||
+                    request.body.find("=\"mailto:&quot; e=&quot;") != std::string::npos,
+                hasText);
+    }
+  }
+  EXPECT_EQ(documents, std::size(kCommands) - 1 + 1 + 2);  // a load sends three, an upload two
 }
 
 TEST_F(AnswerFaultsTest, WithoutAManageUrlNothingIsSent) {

@@ -83,6 +83,25 @@ TEST(Properties, TheFirstOfANameWins) {
   EXPECT_EQ(value, "before");
 }
 
+TEST(RequestText, NothingInAValueEndsItsAttribute) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", ""},
+      {"a1 ~!#$%()*+,-./:;=?@[\\]^_`{|}\t", "a1 ~!#$%()*+,-./:;=?@[\\]^_`{|}\t"},
+      {"\" x=\"<&'>\r\n", "&quot; x=&quot;&lt;&amp;&apos;&gt;&#13;&#10;"},
+      {"e\xCC\x81\xF0\x9F\x98\x80", "&#233;&#55357;&#56832;"},
+      {"bad\xFF\"", "bad\xFF&quot;"},
+  };
+  for (const auto& [value, written] : cases) {
+    std::string out;
+    AppendAttribute(out, "n", value);
+    EXPECT_EQ(out, std::string(" n=\"") + written + "\"");
+  }
+  std::string out;
+  AppendAttribute(out, "n", uint64_t{0xFFFFFFFFFFFFFFFF});
+  AppendConvertedAttribute(out, "m", "&lt;");
+  EXPECT_EQ(out, " n=\"18446744073709551615\" m=\"&lt;\"");
+}
+
 TEST(Dates, OnlyTheColonsOfAnExifDateChange) {
   const std::pair<const char*, const char*> cases[] = {
       {"2008:05:17 10:11:12", "2008-05-17 10:11:12"},

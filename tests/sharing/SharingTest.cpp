@@ -34,6 +34,17 @@ TEST(PendingRecipients, TakesTheEntryThatStandsForAnAddress) {
        "STRASSE@x", ""},
       {"ab@x;<>", "b@x", nullptr, "ab@x;<>"},
       {"a@x;;b@x", "", "", "a@x;b@x"},
+      {"a@x;o'brien@x", "o&apos;brien@x", "o'brien@x", "a@x"},
+      {"a@x;R&D@x", "r&amp;d@x", "R&D@x", "a@x"},
+      {"a&#1@x", "a&#1@x", "a&#1@x", ""},
+      {"b@x;Bob <b@x>", "Bob &lt;b@x&gt;", "Bob <b@x>", "b@x"},
+      {"a@x;b@x", "Bob &lt;b@x&gt;", "b@x", "a@x"},
+      {"b@x;a@x", "mailto:a@x", "a@x", "b@x"},
+      {"mailto:b@x;a@x", "b@x", "mailto:b@x", "a@x"},
+      {"Bea <B@x>;a@x", "mailto:b@x", "Bea <B@x>", "a@x"},
+      {"Bea <b&c@x>;a@x", "&lt;mailto:b&amp;c@x&gt;", "Bea <b&c@x>", "a@x"},
+      {"a@x;mailto:", "mailto", nullptr, "a@x;mailto:"},
+      {";a@x", "mailto:", nullptr, ";a@x"},
   };
   for (const Case& c : cases) {
     PendingRecipients pending(c.list);
