@@ -142,7 +142,7 @@ bool Connection::Pause(std::optional<milliseconds> duration) {
     pollfd wait{socket_, POLLRDHUP, 0};
     const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
     const int ready =
-        poll(&wait, 1, duration ? static_cast<int>(std::max<long>(0, left.count())) : -1);
+        poll(&wait, 1, duration ? static_cast<int>(std::max(left, milliseconds(0)).count()) : -1);
     if (ready > 0) return false;
     if (ready < 0 && errno != EINTR) return false;
   }

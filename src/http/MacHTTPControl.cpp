@@ -205,7 +205,8 @@ void MacHTTPControl::DidReceiveResponse(int status, std::optional<uint64_t> cont
   operation.httpConnectionResult = CodeForStatus(status, operation.httpConnectionDownloadActive);
   operation.httpConnectionDidReceiveResponseError = status != 200;
   if (!operation.httpConnectionDownloadActive) {
-    operation.pHTTPResponseData.reserve(std::min(contentLength.value_or(0), kMostReservedBytes));
+    operation.pHTTPResponseData.reserve(
+        static_cast<size_t>(std::min(contentLength.value_or(0), kMostReservedBytes)));
   } else if (status == 200) {
     operation.httpConnectionDownloadTotalSize = contentLength.value_or(0);
   }

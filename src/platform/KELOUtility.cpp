@@ -27,8 +27,9 @@ std::unique_ptr<uint8_t[]> MacKELOUtility::utilityFuncReadLocalTextFile(std::str
   if (!file || fileSize > std::numeric_limits<uint32_t>::max()) {
     return nullptr;
   }
-  auto bytes = std::make_unique_for_overwrite<uint8_t[]>(fileSize);
-  const size_t got = ReadFull(file.Get(), bytes.get(), fileSize, error);
+  const auto length = static_cast<size_t>(fileSize);
+  auto bytes = std::make_unique_for_overwrite<uint8_t[]>(length);
+  const size_t got = ReadFull(file.Get(), bytes.get(), length, error);
   if (error != 0) {
     return nullptr;
   }

@@ -51,8 +51,9 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
     anyItem = true;
     const auto [position, complete, itemId] =
         ReadAttributes(element.attributes, {"idx", "uploadComplete", "itemId"});
-    const uint64_t idx = StringToULL(position);
-    if (idx == 0 || idx > records.size() || complete != "true") return;
+    const uint64_t number = StringToULL(position);
+    if (number == 0 || number > records.size() || complete != "true") return;
+    const auto idx = static_cast<size_t>(number);
     tagKELO_LoadInfo& record = records[idx - 1];
     record.result = kKELOResult_AlreadyExists;
     CopyTextField(record.itemId, itemId);

@@ -1,6 +1,7 @@
 // Downloads and the files they make, or must not touch.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
@@ -10,6 +11,7 @@
 
 #include "http/FaultyFiles.h"
 #include "http/HTTPTestSupport.h"
+#include "http/ScriptedLoader.h"
 #include "http/SocketServer.h"
 #include "platform/FileStream.h"
 
@@ -201,6 +203,39 @@ TEST_P(Download, StaysInTheFolderThatThePathNamed) {
   }
   EXPECT_TRUE(Contents(folder / "here/f") == bytes);
   EXPECT_FALSE(fs::exists(folder / "here/g"));
+}
+
+TEST_F(DownloadFixture, LengthsAroundTheWidthOfAWord) {
+  for (const std::uint64_t length :
+       {0x7FFFFFFFull, 0x80000000ull, 0xFFFFFFFFull, 0x100000000ull, 0x500000003ull}) {
+    SocketServer announcing([length](Peer& peer) {
+      peer.ReadRequest();
+      peer.Send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(length) + "\r\n\r\nabc");
+    });
+    transport.progress.downloads.clear();
+    EXPECT_EQ(transport.connection.HTTPFileDownload(announcing.Url(), folder / "f", size, 5),
+              4099u);
+    const auto total = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, 0xFFFFFFFF));
+    EXPECT_EQ(transport.progress.downloads, (std::vector<Progress>{{"", 3, total}})) << length;
+  }
+
+  LoaderScript script;
+  Transport scripted(std::make_unique<ScriptedLoader>(script));
+  const std::string zeros(64 << 20, '\0');
+  script.Response(200, 0x100000003);
+  for (int i = 0; i < 64; ++i) {
+    script.steps.push_back([&zeros](URLConnectionDelegate& d) { d.DidReceiveData(zeros); });
+  }
+  script.Data("end");
+  script.Finish();
+  const HollowFiles hollow;
+  const std::string path = scripted.folder / "f";
+  EXPECT_EQ(scripted.connection.HTTPFileDownload("http://a", path, size, 5), 0u);
+  EXPECT_EQ(size, 0xFFFFFFFF);
+  EXPECT_EQ(fs::file_size(path), 0x100000003ull);
+  const std::vector<Progress>& progress = scripted.progress.downloads;
+  EXPECT_EQ(progress[31].done, 0x80000000);
+  EXPECT_EQ(progress.back(), (Progress{"", 0xFFFFFFFF, 0xFFFFFFFF}));
 }
 
 TEST_F(DownloadFixture, NameRefused) {

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 
 namespace kelo {
 namespace {
@@ -16,6 +17,7 @@ namespace {
 std::atomic<int> writeError = 0;
 std::atomic<int> closeError = 0;
 std::atomic<std::size_t> bytesLeft = 0;
+std::atomic<bool> hollow = false;
 std::atomic<int> refusals[RefusedCalls::kNumberOfCalls];
 
 bool IsRegular(int fd) {
@@ -36,6 +38,15 @@ bool MayWrite(int fd, std::size_t size) {
   return true;
 }
 
+bool AreZeros(const void* data, std::size_t size) {
+  const char* const bytes = static_cast<const char*>(data);
+  return size > 0 && bytes[0] == 0 && std::memcmp(bytes, bytes + 1, size - 1) == 0;
+}
+
+bool MakeHole(int fd, std::size_t size) {
+  return ftruncate(fd, lseek(fd, static_cast<off_t>(size), SEEK_CUR)) == 0;
+}
+
 }  // namespace
 
 FaultyFiles::FaultyFiles(int error, std::size_t bytesBefore, bool onClose) {
@@ -45,6 +56,14 @@ FaultyFiles::FaultyFiles(int error, std::size_t bytesBefore, bool onClose) {
 
 FaultyFiles::~FaultyFiles() {
   writeError = closeError = 0;
+}
+
+HollowFiles::HollowFiles() {
+  hollow = true;
+}
+
+HollowFiles::~HollowFiles() {
+  hollow = false;
 }
 
 RefusedCalls::RefusedCalls(Call call, int error) : call_(call) {
@@ -63,6 +82,9 @@ using namespace kelo;
 #define KELO_REPLACES extern "C" __attribute__((visibility("default")))
 
 KELO_REPLACES ssize_t write(int fd, const void* data, size_t size) {
+  if (hollow && IsRegular(fd) && AreZeros(data, size)) {
+    return MakeHole(fd, size) ? static_cast<ssize_t>(size) : -1;
+  }
   if (MayWrite(fd, size)) return syscall(SYS_write, fd, data, size);
   errno = writeError;
   return -1;

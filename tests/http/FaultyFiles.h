@@ -16,6 +16,15 @@ class FaultyFiles {
   ~FaultyFiles();
 };
 
+/// While one lives, zeros written to regular files become holes, which take no space.
+class HollowFiles {
+ public:
+  HollowFiles();
+  HollowFiles(const HollowFiles&) = delete;
+  HollowFiles& operator=(const HollowFiles&) = delete;
+  ~HollowFiles();
+};
+
 /// While one lives, a kind of call is refused with an error.
 class RefusedCalls {
  public:

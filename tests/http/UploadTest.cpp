@@ -1,6 +1,7 @@
 // Uploads: framing, files that cannot be read, the spool, progress.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -11,6 +12,7 @@
 
 #include "http/FaultyFiles.h"
 #include "http/HTTPTestSupport.h"
+#include "http/ScriptedLoader.h"
 #include "http/SocketServer.h"
 
 namespace kelo {
@@ -221,6 +223,30 @@ TEST_F(Upload, TwoHostsAtOnceDontMeet) {
   }
   EXPECT_EQ(server.Requests().size(), 2u);
   EXPECT_EQ(folder.Entries(), 0u);
+}
+
+TEST(UploadSizes, AddUpBeyondTheWidthOfAWord) {
+  constexpr std::uint32_t kPiece = 64 << 20;
+  LoaderScript script;
+  Transport transport(std::make_unique<ScriptedLoader>(script));
+  const std::string small = transport.folder.File("small", "small");
+  const std::string large = transport.folder.File("large", "");
+  fs::resize_file(large, kPiece - 3);
+  std::ofstream(large, std::ios::app) << "end";
+  Parts parts(64, {"", large, kPiece});
+  parts.push_back({"", small, 5});
+  script.steps.push_back([&](URLConnectionDelegate&) {
+    const auto& body = std::get<URLFileBody>(script.requests[0].body);
+    EXPECT_EQ(body.length, 0x100000005u);
+    char tail[9] = {};
+    EXPECT_EQ(pread(body.descriptor, tail, sizeof tail, 0x100000005 - 8), 8);
+    EXPECT_STREQ(tail, "endsmall");
+  });
+  script.Answer(200, "stored");
+  const HollowFiles hollow;
+  std::string response;
+  EXPECT_EQ(transport.connection.HTTPRequestFileUpload("http://a", "", {}, parts, response, 5), 0u);
+  EXPECT_EQ(transport.progress.uploads.back(), (Progress{small, 0xFFFFFFFF, 65}));
 }
 
 TEST(UploadPeer, ThatClosesInTheMiddleOfTheBodyGetsItOnce) {

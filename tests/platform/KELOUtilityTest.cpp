@@ -26,8 +26,9 @@ TEST(KELOUtility, ReadsRawBytes) {
 TEST(KELOUtility, NothingToRead) {
   const TemporaryFolder folder;
   ASSERT_EQ(::mkfifo(folder.Path("fifo").c_str(), 0600), 0);
-  for (const std::string& path :
-       {std::string(), folder.Path(""), folder.Path("missing"), folder.Path("fifo")}) {
+  std::filesystem::resize_file(folder.Write("huge", ""), std::uint64_t{1} << 32);
+  for (const std::string& path : {std::string(), folder.Path(""), folder.Path("missing"),
+                                  folder.Path("fifo"), folder.Path("huge")}) {
     std::uint32_t size = 99;
     EXPECT_EQ(KELOUtility().ReadLocalTextFile(path, size), nullptr) << path;
     EXPECT_EQ(size, 0u) << path;
