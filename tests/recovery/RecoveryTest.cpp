@@ -1,6 +1,9 @@
 // After every fault the next command on the same session is right, the catalogue agrees with
 // itself, and no file, descriptor or thread is left.
 
+#include <dlfcn.h>
+#include <netdb.h>
+
 #include <functional>
 #include <thread>
 
@@ -14,6 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr uint32_t kNotTried = ~0u;
+constexpr const char* kNoHost = "http://no-such-host.invalid";
 
 struct Fault {
   std::string name;
@@ -82,7 +86,7 @@ std::vector<Fault> PeerFaults() {
       {"redirect with a body without end",
        AnswerWithoutEnd("HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\n\r\n", kib), 4114,
        4114, 4114},
-      {"redirect to no host", RedirectTo("http://no-such-host.invalid/"), 4114, 4114, 4114},
+      {"redirect to no host", RedirectTo(kNoHost), 4114, 4114, 4114},
       {"garbage", Answer("\x01\x02 this is no HTTP\r\n\r\n"), 4114, 4114, 4114},
       {"another protocol", Answer("220 ready for mail\r\n"), 4114, 4114, 4114},
       {"404", AnswerStatus(404), 4114, 4114, 4098},
@@ -102,6 +106,7 @@ std::vector<Fault> PeerFaults() {
               true),
        4144, 4144, kNotTried},
       {"empty", AnswerStatus(200), 4144, 4144, kNotTried},
+      {"no stat and closed", Answer(ok + "Content-Length: 5\r\n\r\n<r />"), 4144, 4144, kNotTried},
       {"no stat", AnswerStatus(200, "<r />"), 4144, 4144, kNotTried},
       {"stat cut", AnswerStatus(200, "<r stat=\"o"), 4144, 4144, kNotTried},
       {"service error", AnswerStatus(200, "<r stat=\"fail\" errcode=\"208\" />"), 4101, 4101,
@@ -216,8 +221,7 @@ TEST_F(RecoveryTest, AfterAPeerThatCannotBeReached) {
     peer.WaitUntilClosed();
   });
   const std::string tls = "https" + plain.Url().substr(4);
-  for (const std::string& base :
-       {std::string("http://127.0.0.1:1"), std::string("http://no-such-host.invalid"), tls}) {
+  for (const std::string& base : {std::string("http://127.0.0.1:1"), std::string(kNoHost), tls}) {
     SCOPED_TRACE(base);
     EXPECT_EQ(Download(base + "/picture"), 4114u);
     UseSessionAt(base);
@@ -228,7 +232,7 @@ TEST_F(RecoveryTest, AfterAPeerThatCannotBeReached) {
     UseSessionAt(FrontUrl());
     ExpectNothingLeft();
   }
-  for (const char* proxy : {"http://127.0.0.1:1", "http://no-such-host.invalid"}) {
+  for (const char* proxy : {"http://127.0.0.1:1", kNoHost}) {
     SCOPED_TRACE(proxy);
     setenv("http_proxy", proxy, 1);
     std::string id;
@@ -326,7 +330,7 @@ TEST(Closing, LeavesNoDescriptorAndNoThread) {
     setenv("KELO_URLS_FILE",
            folder.Write("urls", "kKELO_URLofKELOServer=\"" + front.Url() + "\"").c_str(), 1);
     KELOAccessInitialize(0);
-    front.Break(RedirectTo("http://127.0.0.1:1/"));
+    front.Break(RedirectTo(kNoHost));
     tagKELO_OpenSessionInfo block{};
     tagCommandControlInfo record{};
     record.data = &block;
@@ -343,3 +347,14 @@ TEST(Closing, LeavesNoDescriptorAndNoThread) {
 
 }  // namespace
 }  // namespace kelo::testing
+
+// No name is looked up outside, and none that ends in .invalid is found.
+extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* node,
+                                                                  const char* service,
+                                                                  const addrinfo* hints,
+                                                                  addrinfo** result) {
+  if (node != nullptr && std::string_view(node).ends_with(".invalid")) return EAI_NONAME;
+  static const auto system =
+      reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  return system(node, service, hints, result);
+}
