@@ -39,6 +39,13 @@ void KELOAccessCommandController::SetupKELOAccessSubController() {
   subControllersReady_ = 1;
 }
 
+void KELOAccessCommandController::UseHTTPController(
+    std::unique_ptr<KELOHTTPController> httpController) {
+  RequireSubControllers();
+  httpController->SetCallback(this);
+  httpController_ = std::move(httpController);
+}
+
 void KELOAccessCommandController::RequireSubControllers() {
   if (subControllersReady_ == 0) SetupKELOAccessSubController();
 }

@@ -49,6 +49,8 @@ class KELOAccessCommandController {
   // needs them, through RequireSubControllers.
   void SetupKELOAccessSubController();
   void RequireSubControllers();
+  // With another HTTP controller, such as one over a scripted loader, in place of the one made.
+  void UseHTTPController(std::unique_ptr<KELOHTTPController> httpController);
   bool IsExistSessionInfo() const { return session_.token[0] != '\0'; }
 
   // ---- Dispatch ----

@@ -11,14 +11,20 @@
 namespace kelo::test {
 namespace {
 
-// What the cache holds, as "parent/kind:id=name" of each entry in the service's order.
+// What the cache holds, as "parent/kind:id=name" of each entry in the service's order, with "@" and
+// the date of its modification where it has one.
+std::string DateOf(const tagKELO_ItemInfo& record) {
+  return record.modifyDate[0] == '\0' ? "" : std::string("@") + record.modifyDate;
+}
+
 std::string Dump(KELOAccessCacheManager& cache) {
   constexpr uint32_t kAll = kKELOKind_Folder | kKELOKind_Album | kKELOKind_FileItem;
   std::string out;
   const auto list = [&](const std::string& target, const auto& self) -> void {
     for (const tagKELO_ItemInfo& record : RecordsOnTarget(cache, target, kAll)) {
       const std::string id(ReadTextField(record.itemId));
-      out += target + "/" + std::to_string(record.kind) + ":" + id + "=" + record.name + " ";
+      out += target + "/" + std::to_string(record.kind) + ":" + id + "=" + record.name;
+      out += DateOf(record) + " ";
       if (record.kind & (kKELOKind_Folder | kKELOKind_Album)) self(id, self);
     }
   };
@@ -27,7 +33,7 @@ std::string Dump(KELOAccessCacheManager& cache) {
     out += std::string("rootAlbum/") + record.itemId + "=" + record.name + " ";
   }
   for (const tagKELO_ItemInfo& record : RecordsOnServer(cache, kKELOKind_FriendAlbum)) {
-    out += std::string("friend:") + record.itemId + "=" + record.name + " ";
+    out += std::string("friend:") + record.itemId + "=" + record.name + DateOf(record) + " ";
     list(record.itemId, list);
   }
   return out;
@@ -55,6 +61,20 @@ TEST_F(Loading, Hierarchy) {
        R"(</albums></folder></folders><albums><album albumId="t" albumName="T" shareFlag="false">)"
        R"(<items><item itemId="3" fileName="three"/></items></album></albums></response>)",
        "/1:f=F f/258:a=A a/4:2=two a/4:1=one /2:t=T t/4:3=three rootAlbum/r=R "},
+      {"dates of modification",
+       R"(<folders><folder folderId="f" modifyDate="1"><albums><album modifyDate="2" albumId="a"><items>)"
+       R"(<item itemId="i" modifyDate="3"/></items></album></albums></folder></folders>)",
+       "/1:f=@1 f/2:a=@2 a/4:i=@3 "},
+      {"ids that differ at their ends",
+       R"(<folders><folder folderId="folder-45678901234567890-27a"></folder><folder )"
+       R"(folderId="folder-45678901234567890-27b"><albums><album albumId="album-45678901234567890-27a"/>)"
+       R"(<album albumId="album-45678901234567890-27b"><items><item itemId="item-45678901234567890-27a"/>)"
+       R"(<item itemId="item-45678901234567890-27b"/></items></album></albums></folder></folders>)",
+       "/1:folder-45678901234567890-27a= /1:folder-45678901234567890-27b= "
+       "folder-45678901234567890-27b/2:album-45678901234567890-27a= "
+       "folder-45678901234567890-27b/2:album-45678901234567890-27b= "
+       "album-45678901234567890-27b/4:item-45678901234567890-27a= "
+       "album-45678901234567890-27b/4:item-45678901234567890-27b= "},
       {"albums before the folders",
        R"(<albums><album albumId="t"></album></albums><folders><folder folderId="f"><albums>)"
        R"(<album albumId="a"></album></albums></folder></folders>)",
@@ -154,13 +174,13 @@ TEST_F(Loading, Hierarchy) {
 TEST_F(Loading, FriendAlbums) {
   loader.RefreshHierarchyInfoByXMLData("");
   const std::string answer =
-      R"(<response stat="ok"><albums><album albumId="y" albumName="Y" itemsCount="2"><items>)"
+      R"(<response stat="ok"><albums><album albumId="y" albumName="Y" modifyDate="1" itemsCount="2"><items>)"
       R"(<item itemId="2" fileName="two"/><item itemId="1" fileName="one"/></items></album>)"
       R"(<album albumId="z" itemsCount="0"><items><item itemId="3"/></items></album>)"
       R"(<album albumName="no id"><items><item itemId="4"/></items></album>)"
       R"(<album albumId="x" albumName="X"/></albums></response>)";
   EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData(answer), uint32_t{kKELOResult_Success});
-  EXPECT_EQ(Dump(cache), "friend:x=X friend:y=Y y/4:2=two y/4:1=one friend:z= ");
+  EXPECT_EQ(Dump(cache), "friend:x=X friend:y=Y@1 y/4:2=two y/4:1=one friend:z= ");
   EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData("nothing"), uint32_t{kKELOResult_Success});
 
   // The hierarchy stays without friend albums; an item that stood in both, too.

@@ -110,6 +110,62 @@ TEST_F(LoadAndQueryTest, ListsAndCountsAnswerFromMemory) {
   EXPECT_EQ(buffer.result, 0x55555555u);
 }
 
+// By its own id the root folder is a folder like any other.
+TEST_F(LoadAndQueryTest, TheExplicitRootIdAllowsWhatAFolderDoes) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  const std::string root = "KELO_CACHEINFO_ROOT_ID";
+  const std::pair<uint32_t, uint32_t> cases[] = {{0x2, 0},     {0x100, 0},   {0x102, 0},
+                                                 {0x0, 4115},  {0x1, 4115},  {0x4, 4115},
+                                                 {0x40, 4115}, {0x10, 4115}, {0x103, 4115}};
+  for (const auto& [kinds, result] : cases) {
+    uint32_t count = 77;
+    tagCommandControlInfo record = Record(&count, root);
+    record.selectionFlags = kinds;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), result) << kinds;
+    EXPECT_EQ(count, result != 0 ? 77u : kinds & 2 ? 1u : 0u) << kinds;
+  }
+  EXPECT_EQ(List(root, 0x2), (std::vector<std::string>{root + "/A1"}));
+}
+
+TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
+  OpenScriptedSession();
+  const std::string forty = "1234567890123456789012345678901234567890";
+  Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"1\" />");
+  Queue("GetHierarchy", "<r stat=\"ok\"><albums><album albumId=\"" + forty +
+                            "\"><items><item itemId=\"i" + forty +
+                            "\"/></items></album></albums></r>");
+  ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
+  EXPECT_EQ(List(forty, 0x4), (std::vector<std::string>{forty + "/i" + forty.substr(0, 39)}));
+  service().ClearLog();
+
+  tagKELO_ItemInfo info{};
+  EXPECT_EQ(Info(forty, info, true), 4112u);
+  EXPECT_EQ(FieldText(info.itemId), forty);
+  info.kind = kKELOKind_Album;
+  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"n" + forty + "\"/>");
+  tagCommandControlInfo add = Record(&info, forty);
+  add.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_AddItems, add), 0u);
+  EXPECT_EQ(FieldText(info.itemId), "n" + forty.substr(0, 39));
+  EXPECT_EQ(FieldText(info.parentId), forty);
+  std::string path = folder().Write("p.jpg", "x");
+  tagKELO_LoadInfo load{};
+  load.filePath = Text(path);
+  load.fileSize = 1;
+  SetField(load.fileModifyDate, "2008-05-17");
+  SetField(load.fileCreateDate, "2008-05-17");
+  Queue("UploadItems", "<r stat=\"ok\"><item idx=\"1\" itemId=\"u" + forty + "\"/></r>");
+  tagCommandControlInfo upload = Record(&load, forty);
+  upload.entryCount = 1;
+  EXPECT_EQ(Send(kKELOCommand_Upload, upload), 0u);
+  EXPECT_EQ(FieldText(load.albumId), forty);
+  EXPECT_EQ(FieldText(load.itemId), "u" + forty.substr(0, 39));
+  for (const LoggedRequest& request : service().Log()) {
+    EXPECT_NE(request.body.find("=\"" + forty + "\""), std::string::npos) << request.body;
+  }
+}
+
 TEST_F(LoadAndQueryTest, OneItemFromMemory) {
   OpenScriptedSession();
   LoadSmallHierarchy();

@@ -7,6 +7,7 @@
 
 #include "interface/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
+#include "text/StringInfo.h"
 
 namespace kelo {
 namespace {
@@ -100,6 +101,21 @@ TEST(RequestText, NothingInAValueEndsItsAttribute) {
   AppendAttribute(out, "n", uint64_t{0xFFFFFFFFFFFFFFFF});
   AppendConvertedAttribute(out, "m", "&lt;");
   EXPECT_EQ(out, " n=\"18446744073709551615\" m=\"&lt;\"");
+}
+
+TEST(Numbers, AreTheLeadingDigitsModulo2To64) {
+  const std::pair<const char*, uint64_t> cases[] = {{"", 0},
+                                                    {"x1", 0},
+                                                    {"-1", 0},
+                                                    {" 1", 0},
+                                                    {"0", 0},
+                                                    {"12ab", 12},
+                                                    {"007", 7},
+                                                    {"4294967296", uint64_t{1} << 32},
+                                                    {"18446744073709551615", UINT64_MAX},
+                                                    {"18446744073709551616", 0},
+                                                    {"18446744073709551617", 1}};
+  for (const auto& [text, number] : cases) EXPECT_EQ(StringToULL(text), number) << text;
 }
 
 TEST(Dates, OnlyTheColonsOfAnExifDateChange) {

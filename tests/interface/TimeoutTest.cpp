@@ -1,0 +1,160 @@
+// How long each request of each command may be silent, as the URL loader is told.
+
+#include "http/HTTPConnectionMac.h"
+#include "http/ScriptedLoader.h"
+#include "interface/KELOAccessCommandController.h"
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+class TimeoutTest : public ::testing::Test {
+ protected:
+  TimeoutTest() {
+    controller_.UseHTTPController(std::make_unique<KELOHTTPController>(
+        std::make_unique<HTTPConnection>(std::make_unique<HTTPConnectionMac>(
+            std::make_unique<ScriptedLoader>(script_), folder_.Path("spool")))));
+    tagKELO_SessionInfo session{};
+    SetField(session.token, "T");
+    SetField(session.manageUrl, "http://service.example/manage");
+    SetField(session.uploadUrl, "http://service.example/upload");
+    Send(kKELOCommand_SetSessionInfo, &session);
+  }
+
+  uint32_t Send(uint32_t code, void* data, const char* target = "", uint32_t options = 0) {
+    tagCommandControlInfo record{};
+    SetField(record.targetId, target);
+    SetField(record.signingSecret, "secret");
+    record.data = data;
+    record.entryCount = 1;
+    record.outputOptions = options;
+    record.selectionFlags = 4;
+    return controller_.AccessCommand(code, &record);
+  }
+  void Answer(const std::string& attributes, const std::string& content = "") {
+    script_.Answer(200, "<r stat=\"ok\" " + attributes + ">" + content + "</r>");
+  }
+  // The time-outs of the requests since the last call.
+  std::vector<uint32_t> Timeouts() {
+    std::vector<uint32_t> timeouts;
+    for (const URLRequest& request : script_.requests) timeouts.push_back(request.timeout);
+    script_.requests.clear();
+    EXPECT_TRUE(script_.steps.empty());
+    return timeouts;
+  }
+
+  TemporaryFolder folder_;
+  LoaderScript script_;
+  KELOAccessCommandController controller_;
+};
+
+using Seconds = std::vector<uint32_t>;
+
+TEST_F(TimeoutTest, LoadingHasMoreForLargerAccounts) {
+  const std::pair<const char*, uint32_t> cases[] = {
+      {"0", 60},
+      {"4999", 60},
+      {"5000", 120},
+      {"12000", 180},
+      {"19999", 240},
+      {"20000", 300},
+      {"30000", 300},
+      {"4294967295", 300},
+      {"5000 or so", 120},
+      {"", 60},
+      {"18446744073709551615", 300},
+      {"18446744073709556616", 120}};  // 2^64 - 1, 2^64 + 5000
+  for (const auto& [total, seconds] : cases) {
+    Answer(std::string("totalCount=\"") + total + "\"");
+    Answer("");
+    Answer("");
+    EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, nullptr), 0u) << total;
+    EXPECT_EQ(Timeouts(), (Seconds{60, seconds, 180})) << total;
+  }
+}
+
+TEST_F(TimeoutTest, EveryOtherRequestHasAMinute) {
+  std::string path = folder_.Write("p.jpg", "abc");
+  std::string text = "a@x";
+  std::string destination = folder_.Path("download");
+  tagKELO_SessionInfo session{};
+  SetField(session.token, "T");
+  SetField(session.manageUrl, "http://service.example/manage");
+  tagKELO_OpenSessionInfo opening{};
+  tagKELO_ItemInfo item{}, folder{}, album{};
+  folder.kind = kKELOKind_Folder;
+  album.kind = kKELOKind_Album;
+  tagKELO_AddLinkInfo link{};
+  tagKELO_LoadInfo load{};
+  load.filePath = Text(path);
+  load.fileSize = 3;
+  SetField(load.fileModifyDate, "2008-05-17");
+  SetField(load.fileCreateDate, "2008-05-17");
+  tagKELO_RecipientInfo recipients{};
+  recipients.recipients = Text(text);
+  tagKELO_PictureMailInfo mail{};
+  mail.recipients = Text(text);
+  tagKELO_StringInfo list{};
+  tagKELO_StorageCapacityInfo capacity{};
+  tagKELO_PropertyInfo properties{};
+  tagKELO_TagInfo tags{};
+  tagKELO_DownloadInfo download{};
+  SetField(download.url, "http://service.example/original");
+  download.destPath = Text(destination);
+  const std::string items = "<items><item itemId=\"I1\" idx=\"1\" status=\"0\"/></items>";
+  Answer("totalCount=\"1\"");
+  Answer("", "<rootAlbum>" + items + "</rootAlbum>");
+  Answer("");
+  ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, nullptr), 0u);
+  Timeouts();
+
+  const struct {
+    uint32_t code;
+    void* data;
+    const char* target;
+    uint32_t options;
+    size_t requests;
+  } cases[] = {
+      {kKELOCommand_ExtendTokenLimit, &session, "", 0, 1},
+      {kKELOCommand_GetItemInfo, &item, "I1", kKELOOption_AskService, 1},
+      {kKELOCommand_AddItems, &folder, "", 0, 1},
+      {kKELOCommand_AddItems, &album, "", 0, 1},
+      {kKELOCommand_AddNewLink, &link, "A1", 0, 1},
+      {kKELOCommand_Upload, &load, "A1", kKELOOption_CheckDuplicates, 2},
+      {kKELOCommand_VerifyRecipient, &recipients, "", 0, 1},
+      {kKELOCommand_GetAddressList, &list, "", 0, 1},
+      {kKELOCommand_SendPictureMail, &mail, "A1", kKELOOption_VerifyRecipients, 2},
+      {kKELOCommand_GetStorageCapacity, &capacity, "", 0, 1},
+      {kKELOCommand_ModifyProps, &properties, "I1", 0, 1},
+      {kKELOCommand_AddTags, &tags, "I1", 0, 1},
+      {kKELOCommand_Download, &download, "", 0, 1},
+      {kKELOCommand_CloseSession, nullptr, "", 0, 1},
+      {kKELOCommand_OpenSession, &opening, "", 0, 1},
+  };
+  for (const auto& c : cases) {
+    for (size_t i = 0; i < c.requests; ++i) {
+      Answer(
+          "albumId=\"A\" folderId=\"F\" addressList=\"\" dataCapacity=\"1\" storageCapacity=\"2\"",
+          items);
+    }
+    EXPECT_EQ(Send(c.code, c.data, c.target, c.options), 0u) << c.code;
+    EXPECT_EQ(Timeouts(), Seconds(c.requests, 60)) << c.code;
+  }
+}
+
+TEST_F(TimeoutTest, ACheckHasMoreForMoreFiles) {
+  std::string path = folder_.Write("p.jpg", "");
+  tagKELO_LoadInfo record{};
+  record.filePath = Text(path);
+  for (const auto& [count, seconds] : {std::pair<size_t, uint32_t>{4999, 60}, {5000, 120}}) {
+    std::vector<tagKELO_LoadInfo> records(count, record);
+    std::string uploadId;
+    for (int i = 0; i < 2; ++i) Answer("uploadId=\"U\"", "<items><item idx=\"1\"/></items>");
+    EXPECT_EQ(controller_.CheckUploadItems("A1", records, 0), 0u);
+    EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 0u);
+    EXPECT_EQ(Timeouts(), (Seconds{seconds, seconds}));
+  }
+}
+
+}  // namespace
+}  // namespace kelo::testing
