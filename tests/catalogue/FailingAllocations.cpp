@@ -1,5 +1,5 @@
-// The program's own operator new, which can be told to fail. Array new and the nothrow forms come
-// here, too, by the standard library's defaults.
+// The program's own operator new, which can be told to fail. Array new comes here, too, by the
+// standard library's default; a sanitizer has its own.
 #include "catalogue/FailingAllocations.h"
 
 #include <cstdlib>
@@ -15,6 +15,14 @@ void* operator new(std::size_t size) {
   if (allocationsLeft > 0 && --allocationsLeft == 0) throw std::bad_alloc();
   if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
   throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 void operator delete(void* memory) noexcept {
