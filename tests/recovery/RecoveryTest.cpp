@@ -151,7 +151,7 @@ class RecoveryTest : public AccountTest {
 
   void ExpectNothingLeft() {
     ExpectRecovered(front_->Url());
-    EXPECT_TRUE(Await([&] { return front_->OpenConnections() <= 4; }));
+    EXPECT_TRUE(Await([&] { return front_->OpenConnections() <= 4; })) << "connections are left";
     EXPECT_TRUE(Await([&] { return OpenFiles(false) == files_; })) << "a descriptor is left";
   }
 
