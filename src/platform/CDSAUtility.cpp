@@ -16,8 +16,9 @@ constexpr size_t kChunkSize = 256;
 constexpr size_t kReadSize = 256 * kChunkSize;
 
 /// An algorithm of the library. Looking it up costs more than a short digest, so it is kept for the
-/// process: one that was found, never a failure. It is never freed, since a command may still need
-/// it while the process ends.
+/// process: one that was found, never a failure. A library context whose making lacked memory stays
+/// unusable, so it has one of its own and a failed one is given up. Nothing that was found is
+/// freed, since a command may still need it while the process ends.
 class Algorithm {
  public:
   constexpr explicit Algorithm(const char* name) : name_(name) {}
@@ -26,10 +27,13 @@ class Algorithm {
   const EVP_MD* Get() {
     if (const EVP_MD* known = found_) return known;
     if (!CDSAUtilityBase::cssmStartup()) return nullptr;
-    EVP_MD* fetched = EVP_MD_fetch(nullptr, name_, nullptr);
+    OSSL_LIB_CTX* const context = OSSL_LIB_CTX_new();
+    if (context == nullptr) return nullptr;
+    EVP_MD* fetched = EVP_MD_fetch(context, name_, nullptr);
     const EVP_MD* other = nullptr;
-    if (fetched == nullptr || found_.compare_exchange_strong(other, fetched)) return fetched;
+    if (fetched != nullptr && found_.compare_exchange_strong(other, fetched)) return fetched;
     EVP_MD_free(fetched);
+    OSSL_LIB_CTX_free(context);
     return other;
   }
 

@@ -100,8 +100,11 @@ void KELOAccessCommandController::AdoptSecret(std::string_view secret) {
 }
 
 void KELOAccessCommandController::ForgetHierarchy() {
-  cacheManager_->ClearAllFolder();
-  cacheManager_->SetupRootFolder();
+  // Another cache, so that short memory leaves the former catalogue whole.
+  auto fresh = std::make_unique<KELOAccessCacheManager>(initParameter_);
+  fresh->ClearAllFolder();
+  fresh->SetupRootFolder();
+  cacheManager_ = std::move(fresh);
 }
 
 }  // namespace kelo

@@ -2,8 +2,6 @@
 // command work, does the catalogue agree with itself, is nothing left?
 #pragma once
 
-#include <fcntl.h>
-
 #include <chrono>
 #include <set>
 #include <thread>
@@ -28,15 +26,14 @@ inline size_t CountOfThreads() {
   return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
 }
 
-// What is open, by descriptor. Sockets may be left out: kept-alive connections come and go.
+// What the process has open. Sockets may be left out: kept-alive connections come and go.
 inline std::multiset<std::string> OpenFiles(bool withSockets) {
   std::multiset<std::string> open;
-  for (int fd = 0; fd < 1024; ++fd) {
-    char target[256] = {};
-    const std::string link = "/proc/self/fd/" + std::to_string(fd);
-    if (readlink(link.c_str(), target, sizeof target - 1) < 0) continue;
-    const std::string name(target);
-    if (withSockets || !name.starts_with("socket:")) open.insert(name);
+  for (const auto& link : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = std::filesystem::read_symlink(link, gone).string();
+    if (gone || target.starts_with("/proc/")) continue;  // the iterator's own
+    if (withSockets || !target.starts_with("socket:")) open.insert(target);
   }
   return open;
 }
@@ -150,7 +147,7 @@ class AccountTest : public CommandTest {
     service().ClearLog();
     std::string id;
     EXPECT_EQ(Upload(album_, id), 0u);
-    EXPECT_EQ(id.empty(), false);
+    EXPECT_NE(id, "");
     EXPECT_EQ(Requests("UploadItems").size(), 1u);
     EXPECT_EQ(Load(), 0u);
     EXPECT_EQ(PicturesInCatalogue(), ++pictures_);

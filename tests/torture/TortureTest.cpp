@@ -1,0 +1,431 @@
+// Every command while one allocation or one system call fails: it ends with a documented result,
+// and afterwards all is well.
+//
+// KELO_TORTURE: how many points of each command and kind are tried ("all": every one). The sample
+// is drawn with a seed that is printed; KELO_TORTURE_SEED repeats it.
+
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <numeric>
+#include <random>
+
+#include "platform/KELOUtility.h"
+#include "support/AccountTest.h"
+#include "torture/FaultPoint.h"
+
+namespace kelo::testing {
+namespace {
+
+class TortureTest;
+
+// What a command that succeeds does to the catalogue. Starts: there is none yet.
+enum class Effect { None, Adds, Loads, Forgets, Starts };
+
+struct Trial {
+  const char* name;
+  Effect effect;
+  uint32_t (*send)(TortureTest&);
+  friend void PrintTo(const Trial& trial, std::ostream* out) { *out << trial.name; }
+};
+
+unsigned Seed() {
+  static const unsigned seed = [] {
+    const char* given = getenv("KELO_TORTURE_SEED");
+    const unsigned value =
+        given != nullptr ? static_cast<unsigned>(std::stoul(given)) : std::random_device()();
+    std::cout << "KELO_TORTURE_SEED=" << value << "\n";
+    return value;
+  }();
+  return seed;
+}
+
+bool Everything() {
+  const char* wanted = getenv("KELO_TORTURE");
+  return wanted != nullptr && std::string_view(wanted) == "all";
+}
+
+// Which of the points 1 to `count` are tried, in order.
+std::vector<unsigned> SamplePoints(unsigned count) {
+  std::vector<unsigned> all(count);
+  std::iota(all.begin(), all.end(), 1u);
+  if (Everything()) return all;
+  const char* wanted = getenv("KELO_TORTURE");
+  std::vector<unsigned> sample;
+  std::ranges::sample(all, std::back_inserter(sample), wanted != nullptr ? std::stol(wanted) : 12,
+                      std::mt19937(Seed() + count));
+  return sample;
+}
+
+bool IsDocumented(uint32_t result) {
+  static const std::set<uint32_t> kResults = {0,    3,    4098, 4099, 4101, 4102, 4103, 4104, 4112,
+                                              4113, 4114, 4115, 4116, 4117, 4128, 4129, 4144};
+  return kResults.contains(result);
+}
+
+int FailuresSoFar() {
+  const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+  return test->result()->total_part_count();
+}
+
+class TortureTest : public AccountTest {
+ public:
+  // For the table of commands, which stands outside of the class.
+  using AccountTest::Record;
+  using AccountTest::Send;
+  using AccountTest::service;
+  tagCommandControlInfo One(void* data, const std::string& target) {
+    tagCommandControlInfo record = Record(data, target);
+    record.entryCount = 1;
+    return record;
+  }
+  const std::string& Album() const { return album_; }
+  const std::string& Picture() const { return picture_; }
+  std::string PictureUrl() const { return Url() + picturePath_; }
+  uint32_t SendDownload();
+  uint32_t SendUpload(uint32_t options) {
+    std::string id;
+    return Upload(album_, id, options);
+  }
+  uint32_t SendAdd(uint32_t kind) {
+    tagKELO_ItemInfo made{};
+    made.kind = kind;
+    SetField(made.name, "Made");
+    return Add(made, "");
+  }
+  uint32_t SendOpen() { return Open(); }
+  uint32_t SendLoad() { return Load(); }
+  uint32_t SendCapacity() { return Capacity(); }
+  uint32_t SendSession() {
+    tagKELO_SessionInfo session = session_;
+    return Send(kKELOCommand_SetSessionInfo, Record(&session));
+  }
+
+ protected:
+  void SetUp() override {
+    signal(SIGALRM, [](int) {  // a command that never returns
+      PrintCallers();
+      const ssize_t written = write(STDERR_FILENO, point_.data(), point_.size());
+      _exit(written > 0 ? 124 : 125);
+    });
+    ASSERT_NO_FATAL_FAILURE(OpenAccount());
+    ASSERT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session_)), 0u);
+  }
+  void Prepare(Effect effect);
+  void TryPoints(const Trial& trial, CallKind kind);
+  void TryPoint(const Trial& trial, const FaultPoint& fault);
+  void ExpectAllWell(Effect effect, const Catalogue& before);
+
+ private:
+  static inline std::string point_;  // that is being tried
+  tagKELO_SessionInfo session_{};
+};
+
+uint32_t TortureTest::SendDownload() {
+  const std::string path = DownloadPath();
+  const uint32_t result = Download(PictureUrl());
+  EXPECT_EQ(std::filesystem::exists(path), result == 0);
+  if (result == 0) {
+    EXPECT_EQ(folder().Read("downloaded"), kPicture);
+  }
+  std::filesystem::remove(path);
+  return result;
+}
+
+// A controller of its own for what starts one, an empty catalogue for what fills it.
+void TortureTest::Prepare(Effect effect) {
+  if (effect == Effect::Starts) {
+    // The call identifiers of the former controller may be ahead of the clock.
+    const uint64_t last = std::stoull(QueryValue(service().Log().back().query, "callId"));
+    EXPECT_TRUE(Await([&] {
+      return GetTimeIntervalSinceReferenceDate() * 1000 > static_cast<double>(last + 1);
+    }));
+    KELOAccessClose();
+    KELOAccessInitialize(0);
+  } else if (effect == Effect::Loads) {
+    EXPECT_EQ(SendSession(), 0u);
+  }
+}
+
+void TortureTest::TryPoints(const Trial& trial, CallKind kind) {
+  unsigned calls = 0;
+  for (int i = 0; i < 2; ++i) {  // the first time may find less prepared
+    Prepare(trial.effect);
+    SetFault({kind, 0, 0});
+    EXPECT_EQ(trial.send(*this), 0u);
+    calls = TakeFault().calls;
+    ExpectAllWell(Effect::Starts, {});
+  }
+  for (const unsigned n : SamplePoints(calls)) {
+    const unsigned variants = kind == CallKind::SystemCall && Everything() ? 4 : 1;
+    for (unsigned i = 0; i < variants; ++i) TryPoint(trial, {kind, n, Seed() % 4 + i + n});
+  }
+}
+
+void TortureTest::TryPoint(const Trial& trial, const FaultPoint& fault) {
+  Prepare(trial.effect);
+  const Catalogue before = trial.effect == Effect::Starts ? Catalogue() : ReadCatalogue();
+  const auto files = OpenFiles(false);
+  const int failures = FailuresSoFar();
+  service().ClearLog();
+  point_ = std::string(trial.name) +
+           (fault.kind == CallKind::Allocation ? ": allocation " : ": system call ") +
+           std::to_string(fault.n);
+  alarm(20);
+  SetFault(fault);
+  const uint32_t result = trial.send(*this);
+  const FaultReport report = TakeFault();
+  if (report.Failed()) {
+    point_ += std::string(" (") + report.call + ", " + strerrorname_np(report.error) + ")";
+  }
+  {
+    SCOPED_TRACE(point_ + ": " + std::to_string(result));
+    EXPECT_TRUE(IsDocumented(result));
+    EXPECT_TRUE(result == 0 || report.error != EINTR) << "an interrupted call is no failure";
+    EXPECT_LE(Requests("UploadItems").size(), 1u) << "sent twice";
+    ExpectAllWell(trial.effect, before);
+    if (trial.effect != Effect::Starts) {
+      EXPECT_TRUE(Await([&] { return OpenFiles(false) == files; })) << "a descriptor is left";
+    }
+  }
+  alarm(0);
+  if (FailuresSoFar() != failures) {
+    std::cerr << "-- " << point_ << ", result " << result << "\n";
+    PrintCallers();
+  }
+}
+
+// The catalogue is that of before the command, or that of after it, and everything works.
+void TortureTest::ExpectAllWell(Effect effect, const Catalogue& before) {
+  const Catalogue now = effect == Effect::Starts ? Catalogue() : ReadCatalogue();
+  EXPECT_EQ(SendSession(), 0u);
+  const Catalogue empty = ReadCatalogue();
+  EXPECT_EQ(Load(), 0u);
+  const Catalogue loaded = ReadCatalogue();
+  const auto includes = [](Catalogue all, Catalogue part) {
+    std::ranges::sort(all);
+    std::ranges::sort(part);
+    return std::ranges::includes(all, part);
+  };
+  if (effect == Effect::None) {
+    EXPECT_EQ(now, before);
+  } else if (effect == Effect::Adds) {
+    EXPECT_TRUE(includes(now, before) && includes(loaded, now));
+  } else if (effect != Effect::Starts) {
+    EXPECT_TRUE(now == before || now == (effect == Effect::Loads ? loaded : empty));
+  }
+  pictures_ = PicturesInCatalogue();  // whether an upload was stored is the service's to say
+  ExpectRecovered(Url());
+}
+
+const Trial kTrials[] = {
+    {"OpenSession", Effect::Forgets, [](TortureTest& t) { return t.SendOpen(); }},
+    {"CloseSession", Effect::None,
+     [](TortureTest& t) {
+       t.service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
+         if (request.apiMethod != "CloseSession") return {};
+         Reply reply;
+         reply.body = "<r stat=\"ok\" />";
+         return reply;
+       });
+       return t.Send(kKELOCommand_CloseSession, t.Record());
+     }},
+    {"GetSessionInfo", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_SessionInfo session{};
+       return t.Send(kKELOCommand_GetSessionInfo, t.Record(&session));
+     }},
+    {"SetSessionInfo", Effect::Forgets, [](TortureTest& t) { return t.SendSession(); }},
+    {"SetSessionInfoAtFirst", Effect::Starts, [](TortureTest& t) { return t.SendSession(); }},
+    {"OpenSessionAtFirst", Effect::Starts, [](TortureTest& t) { return t.SendOpen(); }},
+    {"Abort", Effect::None, [](TortureTest& t) { return t.Send(kKELOCommand_Abort, t.Record()); }},
+    {"LoadHierarchy", Effect::Loads, [](TortureTest& t) { return t.SendLoad(); }},
+    {"LoadHierarchyAgain", Effect::None, [](TortureTest& t) { return t.SendLoad(); }},
+    {"GetItemsCount", Effect::None,
+     [](TortureTest& t) {
+       uint32_t count = 0;
+       tagCommandControlInfo record = t.Record(&count, KELO_ALL_ITEMS_ID);
+       record.selectionFlags = 0x157;
+       return t.Send(kKELOCommand_GetItemsCount, record);
+     }},
+    {"GetItemsList", Effect::None,
+     [](TortureTest& t) {
+       uint32_t count = 0;
+       tagKELO_ItemInfo none{};
+       tagCommandControlInfo record = t.Record(&none, "");
+       record.selectionFlags = kKELOKind_RootAlbum;
+       record.entryCount = 1;
+       return t.Send(kKELOCommand_GetItemsList, record) + count;
+     }},
+    {"GetItemInfo", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_ItemInfo item{};
+       return t.Send(kKELOCommand_GetItemInfo, t.Record(&item, t.Picture()));
+     }},
+    {"GetItemInfoFresh", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_ItemInfo item{};
+       tagCommandControlInfo record = t.Record(&item, t.Picture());
+       record.outputOptions = kKELOOption_AskService;
+       return t.Send(kKELOCommand_GetItemInfo, record);
+     }},
+    {"AddFolder", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Folder); }},
+    {"AddAlbum", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Album); }},
+    {"AddNewLink", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_AddLinkInfo link{};
+       SetField(link.itemIdList, t.Picture());
+       const uint32_t result = t.Send(kKELOCommand_AddNewLink, t.One(&link, t.Album()));
+       return result != 0 ? result : link.result;
+     }},
+    {"Upload", Effect::Adds, [](TortureTest& t) { return t.SendUpload(0); }},
+    {"UploadChecked", Effect::Adds,
+     [](TortureTest& t) { return t.SendUpload(kKELOOption_CheckDuplicates); }},
+    {"VerifyRecipient", Effect::None,
+     [](TortureTest& t) {
+       std::string list = "nobody;a@example.org;b@example.org";
+       tagKELO_RecipientInfo recipients{Text(list), {}, {}};
+       tagCommandControlInfo record = t.Record(&recipients);
+       record.outputOptions = kKELOOption_ReturnTexts;
+       const uint32_t result = t.Send(kKELOCommand_VerifyRecipient, record);
+       TakeText(recipients.accepted);
+       TakeText(recipients.rejected);
+       return result == 4117 ? 0 : result;
+     }},
+    {"GetAddressList", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_StringInfo list{};
+       const uint32_t result = t.Send(kKELOCommand_GetAddressList, t.Record(&list));
+       TakeText(list);
+       return result;
+     }},
+    {"SendPictureMail", Effect::None,
+     [](TortureTest& t) {
+       std::string list = "nobody;a@example.org";
+       std::string text = "From the sea \xE6\xB5\xB7";
+       tagKELO_PictureMailInfo mail{0, Text(list), {}, {}, Text(text), Text(text), 1};
+       tagCommandControlInfo record = t.Record(&mail, t.Album());
+       record.outputOptions = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;
+       const uint32_t result = t.Send(kKELOCommand_SendPictureMail, record);
+       TakeText(mail.accepted);
+       TakeText(mail.rejected);
+       return result;
+     }},
+    {"GetStorageCapacity", Effect::None, [](TortureTest& t) { return t.SendCapacity(); }},
+    {"ModifyProps", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_PropertyInfo edit{};
+       SetField(edit.caption, "A caption \xE6\xB5\xB7");
+       edit.propertyMask = 7;
+       return t.Send(kKELOCommand_ModifyProps, t.Record(&edit, t.Picture()));
+     }},
+    {"RegisterEventCallBack", Effect::None,
+     [](TortureTest& t) {
+       char function = 0;
+       return t.Send(kKELOCommand_RegisterEventCallBack, t.Record(&function));  // mask 0: no event
+     }},
+    {"UnregisterEventCallBack", Effect::None,
+     [](TortureTest& t) { return t.Send(kKELOCommand_UnregisterEventCallBack, t.Record()); }},
+    {"ExtendTokenLimit", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_SessionInfo session{};
+       EXPECT_EQ(t.Send(kKELOCommand_GetSessionInfo, t.Record(&session)), 0u);
+       return t.Send(kKELOCommand_ExtendTokenLimit, t.Record(&session));
+     }},
+    {"AddTags", Effect::None,
+     [](TortureTest& t) {
+       tagKELO_TagInfo tags{};
+       SetField(tags.text, "sea,\xE6\xB5\xB7");
+       tagCommandControlInfo record = t.Record(&tags, t.Album());
+       record.selectionFlags = kKELOKind_Album;
+       return t.Send(kKELOCommand_AddTags, record);
+     }},
+    {"Download", Effect::None, [](TortureTest& t) { return t.SendDownload(); }},
+};
+
+class DuringCommand : public TortureTest, public ::testing::WithParamInterface<Trial> {};
+
+TEST_P(DuringCommand, AnAllocationFails) {
+  TryPoints(GetParam(), CallKind::Allocation);
+}
+
+TEST_P(DuringCommand, ASystemCallFails) {
+  TryPoints(GetParam(), CallKind::SystemCall);
+}
+
+INSTANTIATE_TEST_SUITE_P(, DuringCommand, ::testing::ValuesIn(kTrials),
+                         [](const auto& trial) { return std::string(trial.param.name); });
+
+// A process's first command also makes what the process keeps. Each point has a process of its own.
+class FirstCommand : public TortureTest {
+ protected:
+  void SetUp() override {}  // nothing is sent before
+
+  // A process for each point, and one that makes these: in this one the service, which answers
+  // them all, soon has prepared the libraries.
+  void TryPoints(CallKind kind) {
+    InProcess([&] {
+      InProcess([&] { TryPoint({kind, 0, 0}); });
+      EXPECT_GT(*calls_, 10u);
+      for (const unsigned n : SamplePoints(*calls_)) {
+        InProcess([&] { TryPoint({kind, n, Seed() + n}); });
+      }
+    });
+  }
+
+ private:
+  static void InProcess(const std::function<void()>& work) {
+    std::cout.flush();
+    const pid_t child = fork();
+    if (child == 0) {
+      const int failures = FailuresSoFar();
+      work();
+      std::cout.flush();
+      _exit(FailuresSoFar() == failures ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+  void TryPoint(const FaultPoint& fault) {
+    const int failures = FailuresSoFar();
+    alarm(60);
+    SetFault(fault);
+    const uint32_t result = SendOpen();
+    const FaultReport report = TakeFault();
+    *calls_ = report.calls;
+    SCOPED_TRACE(std::string(report.Failed() ? report.call : "nothing") + " failed, point " +
+                 std::to_string(fault.n) + ", result " + std::to_string(result));
+    EXPECT_TRUE(IsDocumented(result));
+    EXPECT_TRUE(result == 0 || report.error != EINTR) << "an interrupted call is no failure";
+    std::string id;
+    tagKELO_ItemInfo item{};
+    EXPECT_EQ(SendOpen(), 0u);
+    EXPECT_EQ(Capacity(), 0u);
+    EXPECT_EQ(Upload("", id), 0u);
+    EXPECT_EQ(Load(), 0u);
+    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, Record(&item, id)), 0u);
+    EXPECT_EQ(Download(FieldText(item.origUrl)), 0u);
+    EXPECT_EQ(folder().Read("downloaded"), kPicture);
+    std::filesystem::remove(DownloadPath());
+    if (FailuresSoFar() != failures) PrintCallers();
+  }
+
+  unsigned* const calls_ = static_cast<unsigned*>(
+      mmap(nullptr, sizeof(unsigned), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+};
+
+TEST_F(FirstCommand, AnAllocationFails) {
+  TryPoints(CallKind::Allocation);
+}
+
+TEST_F(FirstCommand, ASystemCallFails) {
+  TryPoints(CallKind::SystemCall);
+}
+
+}  // namespace
+}  // namespace kelo::testing
