@@ -3,6 +3,7 @@
 #include "catalogue/HierarchyReader.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 #include <utility>
 
@@ -56,7 +57,6 @@ HierarchyReader::Container HierarchyReader::ContainerOf(std::string_view name) {
 
 uint32_t HierarchyReader::Read(std::string_view text, Reads reads, std::string_view id) {
   scopes_ = {{reads, id, ContainerCount}};
-  open_ = {};
   XMLTagReader reader(text);
   XMLTag tag;
   while (reader.Next(tag)) {
@@ -67,13 +67,13 @@ uint32_t HierarchyReader::Read(std::string_view text, Reads reads, std::string_v
     const Container container = ContainerOf(tag.name);
     if (container == ContainerCount) continue;
     if (tag.kind == XMLTag::Kind::Close) {
-      if (!Close(container)) return kKELOResult_GeneralFailure;
+      // Any other one belongs to a tag that could not be read, or shows in the end that something
+      // within has no end.
+      if (scopes_.back().container == container) scopes_.pop_back();
       continue;
     }
     const Scope scope = Inside(container, tag);
-    if (tag.kind == XMLTag::Kind::Empty) continue;
-    scopes_.push_back(scope);
-    ++open_[container];
+    if (tag.kind == XMLTag::Kind::Open) scopes_.push_back(scope);
   }
   const bool isWhole = scopes_.size() == 1 && !reader.Broken();
   return isWhole ? kKELOResult_Success : kKELOResult_GeneralFailure;
@@ -153,16 +153,6 @@ void HierarchyReader::AddItem(const XMLTag& tag) {
   } else {
     cache_.AddFileItemToRootAlbum(id, std::move(data));
   }
-}
-
-// A closing tag of what is not open belongs to a tag that could not be read. False where it closes
-// a container around others that have no end.
-bool HierarchyReader::Close(Container container) {
-  if (open_[container] == 0) return true;
-  if (scopes_.back().container != container) return false;
-  scopes_.pop_back();
-  --open_[container];
-  return true;
 }
 
 }  // namespace kelo

@@ -1,7 +1,6 @@
 // Walks the tags of an answer once and adds what they describe to a cache.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -57,12 +56,10 @@ class HierarchyReader {
   Scope AddFolder(const XMLTag& tag, std::string_view parentID);
   Scope AddAlbum(const XMLTag& tag, std::string_view parentID, bool isFriends);
   void AddItem(const XMLTag& tag);
-  bool Close(Container container);
 
   KELOAccessCacheManager& cache_;
   const KELOAccessFileInfoConverter& converter_;
   std::vector<Scope> scopes_;  // the open containers, innermost last, on the scope of the text
-  std::array<size_t, ContainerCount> open_{};  // how many of each are open
 };
 
 }  // namespace kelo

@@ -162,7 +162,7 @@ TEST(CacheModel, AnswersLikeThePlainRules) {
 
 TEST(CacheModel, AChangeForWhichMemoryIsShortChangesNothing) {
   for (const uint32_t recordsKept : {0u, 2u, 1000u}) {
-    for (unsigned seed = 0; seed < 4; ++seed) CompareAfterEachChange(recordsKept, seed, 100, true);
+    for (unsigned seed = 0; seed < 12; ++seed) CompareAfterEachChange(recordsKept, seed, 150, true);
   }
 }
 

@@ -133,7 +133,7 @@ TEST_F(Loading, Hierarchy) {
        R"(<rootAlbum><item itemId="1" fileName="a/>b" /><item itemId="2" fileName="c"/></rootAlbum>)",
        "rootAlbum/1=a/>b rootAlbum/2=c "},
       {"comments and sections",
-       R"(<!-- <albums> "> --><![CDATA[<folders>]]><albums><!-- <album albumId="no"> it's -->)"
+       R"(<!-- > <albums> "> --><![CDATA[<folders>]]><albums><!-- <album albumId="no"> it's -->)"
        R"(<album albumId="t"/></albums> 1 < 2)",
        "/2:t= "},
       {"containers that are empty or missing", "<r><folders/><albums /><rootAlbum\n/></r>", ""},
@@ -194,6 +194,13 @@ TEST_F(Loading, FriendAlbums) {
     EXPECT_EQ(Dump(cache), "rootAlbum/1= ") << broken;
     EXPECT_EQ(RecordOf(cache, "2").result, uint32_t{kKELOResult_NotFound});
   }
+}
+
+TEST_F(Loading, WhatIsAddedAgainAfterwardsComesLast) {
+  loader.RefreshHierarchyInfoByXMLData(
+      R"(<rootAlbum><item itemId="1"/><item itemId="2"/><item itemId="3"/></rootAlbum>)");
+  cache.AddFileItemToRootAlbum("1", {});  // shares index 2 with 3
+  EXPECT_EQ(Dump(cache), "rootAlbum/2= rootAlbum/3= rootAlbum/1= ");
 }
 
 // Whatever allocation fails: a load happens whole or not at all.
