@@ -9,47 +9,46 @@
 #include <filesystem>
 #include <utility>
 
-#include "http/TransportCode.h"
-
 namespace kelo {
 namespace {
 
 constexpr mode_t kMode = 0666;  // less the host's umask
 
-uint32_t CodeForWriteError(int error) {
-  return error == ENOSPC || error == EDQUOT ? kTransport_DiskFull : kTransport_OtherFailure;
+TransportCode CodeForWriteError(int error) {
+  return error == ENOSPC || error == EDQUOT ? TransportCode::DiskFull : TransportCode::OtherFailure;
 }
 
 }  // namespace
 
-uint32_t DownloadFile::Create(const std::string& path) {
-  if (path.empty() || path.find('\0') != std::string::npos) return kTransport_DestinationUnusable;
+TransportCode DownloadFile::Create(const std::string& path) {
+  if (path.empty() || path.find('\0') != std::string::npos)
+    return TransportCode::DestinationUnusable;
   std::error_code ignored;
   const auto standing = std::filesystem::symlink_status(path, ignored).type();
   const size_t nameAt = path.rfind('/') + 1;
   name_ = path.substr(nameAt);
   // Unknown is, for example, what stands at a name that is too long to be one.
-  if (standing == std::filesystem::file_type::none) return kTransport_DestinationUnusable;
-  if (standing != std::filesystem::file_type::not_found) return kTransport_DestinationExists;
-  if (name_.empty()) return kTransport_DestinationUnusable;
+  if (standing == std::filesystem::file_type::none) return TransportCode::DestinationUnusable;
+  if (standing != std::filesystem::file_type::not_found) return TransportCode::DestinationExists;
+  if (name_.empty()) return TransportCode::DestinationUnusable;
   int error = 0;
   folder_ = OpenFolder(nameAt == 0 ? "." : path.substr(0, nameAt), error);
-  if (!folder_) return kTransport_DestinationUnusable;
+  if (!folder_) return TransportCode::DestinationUnusable;
   file_ = OpenNamelessFile(folder_.Get(), kMode, error);
   hasName_ = false;
-  return file_ && RememberFile() ? kTransport_Success : CreateNamed();
+  return file_ && RememberFile() ? TransportCode::Success : CreateNamed();
 }
 
-uint32_t DownloadFile::CreateNamed() {
+TransportCode DownloadFile::CreateNamed() {
   int error = 0;
   file_ = OpenNewFile(name_, kMode, error, folder_.Get());
   if (!file_)
-    return error == EEXIST ? kTransport_DestinationExists : kTransport_DestinationUnusable;
+    return error == EEXIST ? TransportCode::DestinationExists : TransportCode::DestinationUnusable;
   hasName_ = true;
-  if (RememberFile()) return kTransport_Success;
+  if (RememberFile()) return TransportCode::Success;
   unlinkat(folder_.Get(), name_.c_str(), 0);
   file_.Close();
-  return kTransport_DestinationUnusable;
+  return TransportCode::DestinationUnusable;
 }
 
 bool DownloadFile::RememberFile() {
@@ -60,46 +59,48 @@ bool DownloadFile::RememberFile() {
   return true;
 }
 
-uint32_t DownloadFile::Write(std::string_view data) {
+TransportCode DownloadFile::Write(std::string_view data) {
   int error = 0;
-  if (WriteAll(file_.Get(), data.data(), data.size(), error)) return kTransport_Success;
+  if (WriteAll(file_.Get(), data.data(), data.size(), error)) return TransportCode::Success;
   return CodeForWriteError(error);
 }
 
-uint32_t DownloadFile::Keep() {
-  if (const uint32_t code = hasName_ ? kTransport_Success : TakeName()) {
+TransportCode DownloadFile::Keep() {
+  const TransportCode code = hasName_ ? TransportCode::Success : TakeName();
+  if (code != TransportCode::Success) {
     Discard();
     return code;
   }
   const int error = file_.Close();
   if (error != 0) RemoveIfStillOurs();
   folder_.Close();
-  return error == 0 ? kTransport_Success : CodeForWriteError(error);
+  return error == 0 ? TransportCode::Success : CodeForWriteError(error);
 }
 
-uint32_t DownloadFile::TakeName() {
+TransportCode DownloadFile::TakeName() {
   int error = 0;
   if (!IsWritten(file_.Get(), error)) return CodeForWriteError(error);
   if (NameFile(file_.Get(), folder_.Get(), name_, error)) {
     hasName_ = true;
-    return kTransport_Success;
+    return TransportCode::Success;
   }
-  if (error == EEXIST) return kTransport_DestinationExists;
-  if (error == ENOSPC || error == EDQUOT) return kTransport_DiskFull;
+  if (error == EEXIST) return TransportCode::DestinationExists;
+  if (error == ENOSPC || error == EDQUOT) return TransportCode::DiskFull;
   return CopyToNamed();
 }
 
-uint32_t DownloadFile::CopyToNamed() {
+TransportCode DownloadFile::CopyToNamed() {
   const FileDescriptor nameless = std::move(file_);
-  if (const uint32_t code = CreateNamed()) return code;
+  if (const TransportCode code = CreateNamed(); code != TransportCode::Success) return code;
   std::array<char, 65536> chunk;
   int error = lseek(nameless.Get(), 0, SEEK_SET) == 0 ? 0 : EIO;
   while (error == 0) {
     const size_t size = ReadFull(nameless.Get(), chunk.data(), chunk.size(), error);
     if (size == 0) break;
-    if (const uint32_t code = Write({chunk.data(), size})) return code;
+    if (const TransportCode code = Write({chunk.data(), size}); code != TransportCode::Success)
+      return code;
   }
-  return error == 0 ? kTransport_Success : kTransport_OtherFailure;
+  return error == 0 ? TransportCode::Success : TransportCode::OtherFailure;
 }
 
 void DownloadFile::Discard() {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "http/TransportCode.h"
 #include "platform/FileStream.h"
 
 namespace kelo {
@@ -23,20 +24,20 @@ class DownloadFile {
   bool IsOpen() const { return static_cast<bool>(file_); }
   /// Creates the file in the folder that the path names now, whatever becomes of the path. Anything
   /// that stands there is left alone, a dangling link included.
-  uint32_t Create(const std::string& path);
-  uint32_t Write(std::string_view data);
+  TransportCode Create(const std::string& path);
+  TransportCode Write(std::string_view data);
   /// Gives the file its name, unless something has taken it or data was lost, and closes it. After
   /// a failure there is no file.
-  uint32_t Keep();
+  TransportCode Keep();
   /// Closes the file and removes it, if it still is the one that was created.
   void Discard();
 
  private:
-  uint32_t CreateNamed();
+  TransportCode CreateNamed();
   bool RememberFile();
-  uint32_t TakeName();
+  TransportCode TakeName();
   /// Where a policy forbids the link that names a nameless file.
-  uint32_t CopyToNamed();
+  TransportCode CopyToNamed();
   void RemoveIfStillOurs();
 
   FileDescriptor folder_;

@@ -8,29 +8,29 @@
 
 namespace kelo {
 
-uint32_t HTTPConnectionBase::HTTPRequestPUT(const std::string&, const std::string&,
-                                            const std::string&, std::string&, uint32_t) {
-  return 0;
+TransportCode HTTPConnectionBase::HTTPRequestPUT(const std::string&, const std::string&,
+                                                 const std::string&, std::string&, uint32_t) {
+  return TransportCode::Success;
 }
 
-uint32_t HTTPConnectionBase::HTTPRequestGET(const std::string&, const std::string&, std::string&,
-                                            uint32_t) {
-  return 0;
+TransportCode HTTPConnectionBase::HTTPRequestGET(const std::string&, const std::string&,
+                                                 std::string&, uint32_t) {
+  return TransportCode::Success;
 }
 
-uint32_t HTTPConnectionBase::HTTPRequestFileUpload(
+TransportCode HTTPConnectionBase::HTTPRequestFileUpload(
     const std::string&, const std::string&, const std::vector<tagHTTPConnection_HeaderInfo>&,
     const std::vector<tagHTTPConnection_MultipartBody>&, std::string&, uint32_t) {
-  return 0;
+  return TransportCode::Success;
 }
 
-uint32_t HTTPConnectionBase::HTTPFileDownload(const std::string&, const std::string&, uint32_t&,
-                                              uint32_t) {
-  return 0;
+TransportCode HTTPConnectionBase::HTTPFileDownload(const std::string&, const std::string&,
+                                                   uint32_t&, uint32_t) {
+  return TransportCode::Success;
 }
 
-uint32_t HTTPConnectionBase::HTTPAbort() {
-  return 0;
+TransportCode HTTPConnectionBase::HTTPAbort() {
+  return TransportCode::Success;
 }
 
 URLTransferInfo HTTPConnectionBase::LastTransfer() const {
@@ -61,18 +61,18 @@ HTTPConnection::HTTPConnection(std::unique_ptr<HTTPConnectionBase> platform)
 
 HTTPConnection::~HTTPConnection() = default;
 
-uint32_t HTTPConnection::HTTPRequestPUT(const std::string& url, const std::string& query,
-                                        const std::string& body, std::string& response,
-                                        uint32_t timeout) {
+TransportCode HTTPConnection::HTTPRequestPUT(const std::string& url, const std::string& query,
+                                             const std::string& body, std::string& response,
+                                             uint32_t timeout) {
   return platform_->HTTPRequestPUT(url, query, body, response, timeout);
 }
 
-uint32_t HTTPConnection::HTTPRequestGET(const std::string& url, const std::string& query,
-                                        std::string& response, uint32_t timeout) {
+TransportCode HTTPConnection::HTTPRequestGET(const std::string& url, const std::string& query,
+                                             std::string& response, uint32_t timeout) {
   return platform_->HTTPRequestGET(url, query, response, timeout);
 }
 
-uint32_t HTTPConnection::HTTPRequestFileUpload(
+TransportCode HTTPConnection::HTTPRequestFileUpload(
     const std::string& url, const std::string& query,
     const std::vector<tagHTTPConnection_HeaderInfo>& headers,
     const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
@@ -80,12 +80,12 @@ uint32_t HTTPConnection::HTTPRequestFileUpload(
   return platform_->HTTPRequestFileUpload(url, query, headers, parts, response, timeout);
 }
 
-uint32_t HTTPConnection::HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                          uint32_t& fileSize, uint32_t timeout) {
+TransportCode HTTPConnection::HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                               uint32_t& fileSize, uint32_t timeout) {
   return platform_->HTTPFileDownload(url, destPath, fileSize, timeout);
 }
 
-uint32_t HTTPConnection::HTTPAbort() {
+TransportCode HTTPConnection::HTTPAbort() {
   return platform_->HTTPAbort();
 }
 

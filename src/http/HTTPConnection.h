@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "http/TransportCode.h"
 #include "platform/URLLoading.h"
 
 namespace kelo {
@@ -41,17 +42,19 @@ class HTTPConnectionBase {
   HTTPConnectionBase& operator=(const HTTPConnectionBase&) = delete;
   virtual ~HTTPConnectionBase() = default;
 
-  virtual uint32_t HTTPRequestPUT(const std::string& url, const std::string& query,
-                                  const std::string& body, std::string& response, uint32_t timeout);
-  virtual uint32_t HTTPRequestGET(const std::string& url, const std::string& query,
-                                  std::string& response, uint32_t timeout);
-  virtual uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                         const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                         const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                         std::string& response, uint32_t timeout);
-  virtual uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                    uint32_t& fileSize, uint32_t timeout);
-  virtual uint32_t HTTPAbort();
+  virtual TransportCode HTTPRequestPUT(const std::string& url, const std::string& query,
+                                       const std::string& body, std::string& response,
+                                       uint32_t timeout);
+  virtual TransportCode HTTPRequestGET(const std::string& url, const std::string& query,
+                                       std::string& response, uint32_t timeout);
+  virtual TransportCode HTTPRequestFileUpload(
+      const std::string& url, const std::string& query,
+      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+      const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
+      uint32_t timeout);
+  virtual TransportCode HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                         uint32_t& fileSize, uint32_t timeout);
+  virtual TransportCode HTTPAbort();
   /// What became of the last request; all zero before the first.
   virtual URLTransferInfo LastTransfer() const;
 
@@ -79,17 +82,17 @@ class HTTPConnection {
   HTTPConnection& operator=(const HTTPConnection&) = delete;
   virtual ~HTTPConnection();
 
-  uint32_t HTTPRequestPUT(const std::string& url, const std::string& query, const std::string& body,
-                          std::string& response, uint32_t timeout);
-  uint32_t HTTPRequestGET(const std::string& url, const std::string& query, std::string& response,
-                          uint32_t timeout);
-  uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                 const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                 const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                 std::string& response, uint32_t timeout);
-  uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
-                            uint32_t timeout);
-  uint32_t HTTPAbort();
+  TransportCode HTTPRequestPUT(const std::string& url, const std::string& query,
+                               const std::string& body, std::string& response, uint32_t timeout);
+  TransportCode HTTPRequestGET(const std::string& url, const std::string& query,
+                               std::string& response, uint32_t timeout);
+  TransportCode HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                      std::string& response, uint32_t timeout);
+  TransportCode HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                 uint32_t& fileSize, uint32_t timeout);
+  TransportCode HTTPAbort();
   URLTransferInfo LastTransfer() const { return platform_->LastTransfer(); }
 
   /// The controller that progress goes to; not owned, must outlive the requests.

@@ -26,20 +26,20 @@ HTTPConnectionMac::~HTTPConnectionMac() {
   control_->endControl();
 }
 
-uint32_t HTTPConnectionMac::HTTPRequestPUT(const std::string& url, const std::string& query,
-                                           const std::string& body, std::string& response,
-                                           uint32_t timeout) {
+TransportCode HTTPConnectionMac::HTTPRequestPUT(const std::string& url, const std::string& query,
+                                                const std::string& body, std::string& response,
+                                                uint32_t timeout) {
   const CAutoreleasePool pool;
   return control_->httpFuncPUT(url, query, body, response, timeout);
 }
 
-uint32_t HTTPConnectionMac::HTTPRequestGET(const std::string& url, const std::string& query,
-                                           std::string& response, uint32_t timeout) {
+TransportCode HTTPConnectionMac::HTTPRequestGET(const std::string& url, const std::string& query,
+                                                std::string& response, uint32_t timeout) {
   const CAutoreleasePool pool;
   return control_->httpFuncGET(url, query, response, timeout);
 }
 
-uint32_t HTTPConnectionMac::HTTPRequestFileUpload(
+TransportCode HTTPConnectionMac::HTTPRequestFileUpload(
     const std::string& url, const std::string& query,
     const std::vector<tagHTTPConnection_HeaderInfo>& headers,
     const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
@@ -48,13 +48,14 @@ uint32_t HTTPConnectionMac::HTTPRequestFileUpload(
   return control_->httpFuncUpload(url, query, headers, parts, response, timeout);
 }
 
-uint32_t HTTPConnectionMac::HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                             uint32_t& fileSize, uint32_t timeout) {
+TransportCode HTTPConnectionMac::HTTPFileDownload(const std::string& url,
+                                                  const std::string& destPath, uint32_t& fileSize,
+                                                  uint32_t timeout) {
   const CAutoreleasePool pool;
   return control_->httpFuncDownload(url, destPath, fileSize, timeout);
 }
 
-uint32_t HTTPConnectionMac::HTTPAbort() {
+TransportCode HTTPConnectionMac::HTTPAbort() {
   const CAutoreleasePool pool;
   return control_->httpFuncAbort();
 }

@@ -21,17 +21,18 @@ class HTTPConnectionMac final : public HTTPConnectionBase {
                     std::shared_ptr<AbortSignal> abort = nullptr);
   ~HTTPConnectionMac() override;
 
-  uint32_t HTTPRequestPUT(const std::string& url, const std::string& query, const std::string& body,
-                          std::string& response, uint32_t timeout) override;
-  uint32_t HTTPRequestGET(const std::string& url, const std::string& query, std::string& response,
-                          uint32_t timeout) override;
-  uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                 const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                 const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                 std::string& response, uint32_t timeout) override;
-  uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
-                            uint32_t timeout) override;
-  uint32_t HTTPAbort() override;
+  TransportCode HTTPRequestPUT(const std::string& url, const std::string& query,
+                               const std::string& body, std::string& response,
+                               uint32_t timeout) override;
+  TransportCode HTTPRequestGET(const std::string& url, const std::string& query,
+                               std::string& response, uint32_t timeout) override;
+  TransportCode HTTPRequestFileUpload(const std::string& url, const std::string& query,
+                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
+                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                                      std::string& response, uint32_t timeout) override;
+  TransportCode HTTPFileDownload(const std::string& url, const std::string& destPath,
+                                 uint32_t& fileSize, uint32_t timeout) override;
+  TransportCode HTTPAbort() override;
   URLTransferInfo LastTransfer() const override;
 
  private:

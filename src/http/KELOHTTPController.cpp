@@ -3,7 +3,6 @@
 
 #include <utility>
 
-#include "KELOAccess.h"
 #include "http/ServerURL.h"
 #include "http/TransportCode.h"
 
@@ -58,24 +57,8 @@ void KELOHTTPController::Callback_UploadProgress(const std::string&, const uint3
 void KELOHTTPController::Callback_DownloadProgress(const std::string&, const uint32_t&,
                                                    const uint32_t&) {}
 
-uint32_t KELOHTTPController::ConvertErrorCodeHTTPtoKELO(uint32_t code) {
-  static constexpr std::pair<uint32_t, uint32_t> kTable[] = {
-      {kTransport_Success, kKELOResult_Success},
-      {kTransport_Aborted, kKELOResult_Aborted},
-      {kTransport_TimedOut, kKELOResult_TimedOut},
-      {kTransport_ConnectionLost, kKELOResult_ConnectionLost},
-      {kTransport_TooLarge, kKELOResult_TooLarge},
-      {kTransport_DownloadNotFound, kKELOResult_NotFound},
-      {kTransport_DestinationExists, kKELOResult_AlreadyExists},
-      {kTransport_Conflict, kKELOResult_Conflict},
-      {kTransport_DiskFull, kKELOResult_NoSpace},
-      {kTransport_DestinationUnusable, kKELOResult_DestinationUnusable},
-      {kTransport_UploadFileUnreadable, kKELOResult_NotFound},
-  };
-  for (const auto& [transport, result] : kTable) {
-    if (transport == code) return result;
-  }
-  return kKELOResult_TransportFailure;
+uint32_t KELOHTTPController::ConvertErrorCodeHTTPtoKELO(TransportCode code) {
+  return ResultOfTransport(code);
 }
 
 void KELOHTTPController::GetURLofGAServer(std::string& url) {

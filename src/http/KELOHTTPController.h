@@ -62,7 +62,7 @@ class KELOHTTPController {
                                          const uint32_t& total);
 
   /// The result code for a transport code.
-  virtual uint32_t ConvertErrorCodeHTTPtoKELO(uint32_t code);
+  virtual uint32_t ConvertErrorCodeHTTPtoKELO(TransportCode code);
 
   /// Base URLs without a trailing slash, from the server URL file (read afresh each time) or the
   /// built-in defaults. The environment variable KELO_URLS_FILE names another file.

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "http/HTTPConnectionMac.h"
-#include "http/TransportCode.h"
 #include "http/UploadBody.h"
 
 namespace kelo {
@@ -25,22 +24,6 @@ std::string URLWithQuery(const std::string& url, const std::string& query) {
 
 uint32_t Saturated(uint64_t value) {
   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
-}
-
-uint32_t CodeForStatus(int status, bool download) {
-  switch (status) {
-    case 200:
-      return kTransport_Success;
-    case 404:
-      return download ? kTransport_DownloadNotFound : kTransport_NotFound;
-    case 408:
-    case 504:
-      return kTransport_TimedOut;
-    case 413:
-      return kTransport_TooLarge;
-    default:
-      return kTransport_OtherFailure;
-  }
 }
 
 }  // namespace
@@ -81,8 +64,8 @@ void MacHTTPControl::endControl() {
   operation_.reset();
 }
 
-uint32_t MacHTTPControl::httpFuncGET(const std::string& url, const std::string& query,
-                                     std::string& response, uint32_t timeoutSetting) {
+TransportCode MacHTTPControl::httpFuncGET(const std::string& url, const std::string& query,
+                                          std::string& response, uint32_t timeoutSetting) {
   response.clear();
   const Running operation(*this);
   URLRequest request;
@@ -91,9 +74,9 @@ uint32_t MacHTTPControl::httpFuncGET(const std::string& url, const std::string& 
   return PerformForText(request, response);
 }
 
-uint32_t MacHTTPControl::httpFuncPUT(const std::string& url, const std::string& query,
-                                     const std::string& body, std::string& response,
-                                     uint32_t timeoutSetting) {
+TransportCode MacHTTPControl::httpFuncPUT(const std::string& url, const std::string& query,
+                                          const std::string& body, std::string& response,
+                                          uint32_t timeoutSetting) {
   response.clear();
   const Running operation(*this);
   URLRequest request;
@@ -104,7 +87,7 @@ uint32_t MacHTTPControl::httpFuncPUT(const std::string& url, const std::string& 
   return PerformForText(request, response);
 }
 
-uint32_t MacHTTPControl::httpFuncUpload(
+TransportCode MacHTTPControl::httpFuncUpload(
     const std::string& url, const std::string& query,
     const std::vector<tagHTTPConnection_HeaderInfo>& header,
     const std::vector<tagHTTPConnection_MultipartBody>& partList, std::string& response,
@@ -112,9 +95,9 @@ uint32_t MacHTTPControl::httpFuncUpload(
   response.clear();
   Running operation(*this);
   UploadBody body(spoolPath_, [this] { return detectAbort(); });
-  if (detectAbort()) return kTransport_Aborted;
-  if (const uint32_t code = body.Build(partList)) return code;
-  if (detectAbort()) return kTransport_Aborted;
+  if (detectAbort()) return TransportCode::Aborted;
+  if (const TransportCode code = body.Build(partList); code != TransportCode::Success) return code;
+  if (detectAbort()) return TransportCode::Aborted;
   ReportUpload(body.LastPath(), 0, 0);
 
   URLRequest request;
@@ -133,34 +116,34 @@ uint32_t MacHTTPControl::httpFuncUpload(
   return operation->httpConnectionResult;
 }
 
-uint32_t MacHTTPControl::httpFuncDownload(const std::string& url, const std::string& destPath,
-                                          uint32_t& fileSize, uint32_t timeoutSetting) {
+TransportCode MacHTTPControl::httpFuncDownload(const std::string& url, const std::string& destPath,
+                                               uint32_t& fileSize, uint32_t timeoutSetting) {
   fileSize = 0;
   Running operation(*this, true);
-  if (detectAbort()) return kTransport_Aborted;
-  if (!IsWellFormedURL(url)) return kTransport_DownloadNotFound;
+  if (detectAbort()) return TransportCode::Aborted;
+  if (!IsWellFormedURL(url)) return TransportCode::DownloadNotFound;
   DownloadFile& file = operation->httpConnectionDownloadOutputStream;
-  if (const uint32_t code = file.Create(destPath)) return code;
+  if (const TransportCode code = file.Create(destPath); code != TransportCode::Success) return code;
   URLRequest request;
   request.url = url;
   request.timeout = timeoutSetting;
   // Not compressed, so that the length announced is that of the file.
   request.headers.push_back({"Accept-Encoding", ""});
   RunWaitLoop(request);
-  uint32_t& result = operation->httpConnectionResult;
-  if (result == kTransport_Success) result = file.Keep();
-  if (result == kTransport_Success) {
+  TransportCode& result = operation->httpConnectionResult;
+  if (result == TransportCode::Success) result = file.Keep();
+  if (result == TransportCode::Success) {
     fileSize = Saturated(operation->httpConnectionDownloadFinishedSize);
   }
   return result;
 }
 
-uint32_t MacHTTPControl::httpFuncAbort() {
+TransportCode MacHTTPControl::httpFuncAbort() {
   abort_->Raise();
-  return 0;
+  return TransportCode::Success;
 }
 
-uint32_t MacHTTPControl::PerformForText(const URLRequest& request, std::string& response) {
+TransportCode MacHTTPControl::PerformForText(const URLRequest& request, std::string& response) {
   RunWaitLoop(request);
   if (operation_->httpResponseDataReceiveFinished) TakeResponse(response);
   return operation_->httpConnectionResult;
@@ -169,7 +152,7 @@ uint32_t MacHTTPControl::PerformForText(const URLRequest& request, std::string& 
 void MacHTTPControl::RunWaitLoop(const URLRequest& request) {
   Operation& operation = *operation_;
   if (detectAbort()) {
-    operation.httpConnectionResult = kTransport_Aborted;
+    operation.httpConnectionResult = TransportCode::Aborted;
     return;
   }
   struct Release {
@@ -186,13 +169,13 @@ void MacHTTPControl::RunWaitLoop(const URLRequest& request) {
     loader_->RunSlice(kSlice);
     if (operation.httpResponseDataReceiveFinished) break;
     if (detectAbort()) {
-      operation.httpConnectionResult = kTransport_Aborted;
+      operation.httpConnectionResult = TransportCode::Aborted;
       return;
     }
     if (operation.httpConnectionDidFailWithError || operation.httpDownloadDidFailWithError) break;
     if (operation.uploadBody != nullptr) ReportUploadUnderWay();
   }
-  if (!operation.AnyFailure()) operation.httpConnectionResult = kTransport_Success;
+  if (!operation.AnyFailure()) operation.httpConnectionResult = TransportCode::Success;
 }
 
 void MacHTTPControl::TakeResponse(std::string& response) {
@@ -202,7 +185,8 @@ void MacHTTPControl::TakeResponse(std::string& response) {
 
 void MacHTTPControl::DidReceiveResponse(int status, std::optional<uint64_t> contentLength) {
   Operation& operation = *operation_;
-  operation.httpConnectionResult = CodeForStatus(status, operation.httpConnectionDownloadActive);
+  operation.httpConnectionResult =
+      TransportCodeOfStatus(status, operation.httpConnectionDownloadActive);
   operation.httpConnectionDidReceiveResponseError = status != 200;
   if (!operation.httpConnectionDownloadActive) {
     operation.pHTTPResponseData.reserve(
@@ -220,7 +204,7 @@ void MacHTTPControl::DidReceiveData(std::string_view data) {
     return;
   }
   operation.httpConnectionDidFailWithError = true;
-  operation.httpConnectionResult = kTransport_OtherFailure;
+  operation.httpConnectionResult = TransportCode::OtherFailure;
   operation.pNSURLConnection->Cancel();
 }
 
@@ -235,7 +219,8 @@ void MacHTTPControl::WriteDownload(std::string_view data) {
     }
     return;
   }
-  if (const uint32_t code = operation.httpConnectionDownloadOutputStream.Write(data)) {
+  const TransportCode code = operation.httpConnectionDownloadOutputStream.Write(data);
+  if (code != TransportCode::Success) {
     operation.httpDownloadDidFailWithError = true;
     operation.httpConnectionResult = code;
   }
@@ -249,27 +234,8 @@ void MacHTTPControl::DidFinishLoading() {
 
 void MacHTTPControl::DidFailWithError(std::string_view domain, int code) {
   operation_->httpConnectionDidFailWithError = true;
-  uint32_t& result = operation_->httpConnectionResult;
-  if (domain != kURLErrorDomain) {
-    result = kTransport_OtherFailure;
-    return;
-  }
-  switch (code) {
-    case kURLError_CannotFindHost:
-    case kURLError_DNSLookupFailed:
-      result = kTransport_NotFound;
-      break;
-    case kURLError_ConnectionLost:
-      result = kTransport_ConnectionLost;
-      break;
-    case kURLError_TimedOut:
-      result = kTransport_TimedOut;
-      break;
-    case kURLError_Cancelled:
-      break;
-    default:
-      result = kTransport_OtherFailure;
-  }
+  operation_->httpConnectionResult =
+      TransportCodeOfURLError(domain, code, operation_->httpConnectionResult);
 }
 
 void MacHTTPControl::ReportDownload() {

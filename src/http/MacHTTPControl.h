@@ -38,19 +38,20 @@ class MacHTTPControl final : private URLConnectionDelegate {
   /// Gives up what is left; sent before destruction.
   void endControl();
 
-  uint32_t httpFuncGET(const std::string& url, const std::string& query, std::string& response,
-                       uint32_t timeoutSetting);
-  uint32_t httpFuncPUT(const std::string& url, const std::string& query, const std::string& body,
-                       std::string& response, uint32_t timeoutSetting);
-  uint32_t httpFuncUpload(const std::string& url, const std::string& query,
-                          const std::vector<tagHTTPConnection_HeaderInfo>& header,
-                          const std::vector<tagHTTPConnection_MultipartBody>& partList,
-                          std::string& response, uint32_t timeoutSetting);
-  uint32_t httpFuncDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
+  TransportCode httpFuncGET(const std::string& url, const std::string& query, std::string& response,
                             uint32_t timeoutSetting);
+  TransportCode httpFuncPUT(const std::string& url, const std::string& query,
+                            const std::string& body, std::string& response,
+                            uint32_t timeoutSetting);
+  TransportCode httpFuncUpload(const std::string& url, const std::string& query,
+                               const std::vector<tagHTTPConnection_HeaderInfo>& header,
+                               const std::vector<tagHTTPConnection_MultipartBody>& partList,
+                               std::string& response, uint32_t timeoutSetting);
+  TransportCode httpFuncDownload(const std::string& url, const std::string& destPath,
+                                 uint32_t& fileSize, uint32_t timeoutSetting);
 
   /// Raises the abort signal; always 0. Any thread.
-  uint32_t httpFuncAbort();
+  TransportCode httpFuncAbort();
   /// Whether the running command is to end. Any thread.
   bool detectAbort() const { return abort_->IsRaised(); }
 
@@ -71,7 +72,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
     bool httpDownloadDidFailWithError = false;
     uint64_t httpConnectionDownloadFinishedSize = 0;
     uint64_t httpConnectionDownloadTotalSize = 0;
-    uint32_t httpConnectionResult = 0;
+    TransportCode httpConnectionResult = TransportCode::Success;
     DownloadFile httpConnectionDownloadOutputStream;
     const UploadBody* uploadBody = nullptr;  // whose progress is reported while it travels
     uint64_t uploadReported = 0;             // bytes of files
@@ -88,7 +89,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
   void DidFinishLoading() override;
   void DidFailWithError(std::string_view domain, int code) override;
 
-  uint32_t PerformForText(const URLRequest& request, std::string& response);
+  TransportCode PerformForText(const URLRequest& request, std::string& response);
   void RunWaitLoop(const URLRequest& request);
   void TakeResponse(std::string& response);
   void WriteDownload(std::string_view data);

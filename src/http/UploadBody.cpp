@@ -12,8 +12,6 @@
 #include <string_view>
 #include <utility>
 
-#include "http/TransportCode.h"
-
 namespace kelo {
 namespace {
 
@@ -44,11 +42,11 @@ UploadBody::~UploadBody() {
   unlink(spoolPath_.c_str());
 }
 
-uint32_t UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+TransportCode UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
   uint64_t fileSizes = 0;
   for (const auto& part : parts) {
     // Bytes are declared, but no file is named that could supply them.
-    if (part.filePath.empty() && part.fileSize != 0) return kTransport_UploadFileUnreadable;
+    if (part.filePath.empty() && part.fileSize != 0) return TransportCode::UploadFileUnreadable;
     fileSizes += part.fileSize;
   }
   return fileSizes < kSpoolThreshold ? BuildInMemory(parts) : BuildInSpool(parts);
@@ -59,7 +57,7 @@ URLBody UploadBody::Body() const {
   return std::string_view(buffer_.get(), static_cast<size_t>(length_));
 }
 
-uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+TransportCode UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
   size_t total = 0;
   for (const auto& part : parts) total += part.bytes.size() + part.fileSize;
   buffer_.reset(NewBuffer(total));
@@ -67,62 +65,68 @@ uint32_t UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_Multipart
     std::memcpy(buffer_.get() + length_, part.bytes.data(), part.bytes.size());
     length_ += part.bytes.size();
     if (part.filePath.empty()) continue;
-    if (const uint32_t code = ReadFileIntoBuffer(part)) return code;
+    if (const TransportCode code = ReadFileIntoBuffer(part); code != TransportCode::Success)
+      return code;
     CountFile(part);
   }
-  return kTransport_Success;
+  return TransportCode::Success;
 }
 
-uint32_t UploadBody::ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part) {
+TransportCode UploadBody::ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part) {
   const FileDescriptor file = OpenPart(part);
-  if (!file) return kTransport_UploadFileUnreadable;
+  if (!file) return TransportCode::UploadFileUnreadable;
   for (size_t left = part.fileSize; left > 0;) {
-    if (aborted_()) return kTransport_Aborted;
+    if (aborted_()) return TransportCode::Aborted;
     const size_t step = std::min(left, kReadStep);
     int error = 0;
     if (ReadFull(file.Get(), buffer_.get() + length_, step, error) != step) {
-      return kTransport_UploadFileUnreadable;
+      return TransportCode::UploadFileUnreadable;
     }
     length_ += step;
     left -= step;
   }
-  return kTransport_Success;
+  return TransportCode::Success;
 }
 
-uint32_t UploadBody::BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
-  if (!OpenSpool()) return kTransport_OtherFailure;
+TransportCode UploadBody::BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+  if (!OpenSpool()) return TransportCode::OtherFailure;
   chunk_ = std::make_unique_for_overwrite<char[]>(kChunkSize);
   for (const auto& part : parts) {
-    if (const uint32_t code = AppendToSpool(part.bytes.data(), part.bytes.size())) return code;
+    if (const TransportCode code = AppendToSpool(part.bytes.data(), part.bytes.size());
+        code != TransportCode::Success)
+      return code;
     if (part.filePath.empty()) continue;
-    if (const uint32_t code = CopyFileIntoSpool(part)) return code;
+    if (const TransportCode code = CopyFileIntoSpool(part); code != TransportCode::Success)
+      return code;
     CountFile(part);
   }
   chunk_.reset();
-  return kTransport_Success;
+  return TransportCode::Success;
 }
 
-uint32_t UploadBody::CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part) {
+TransportCode UploadBody::CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part) {
   const FileDescriptor file = OpenPart(part);
-  if (!file) return kTransport_UploadFileUnreadable;
+  if (!file) return TransportCode::UploadFileUnreadable;
   for (size_t left = part.fileSize; left > 0;) {
-    if (aborted_()) return kTransport_Aborted;
+    if (aborted_()) return TransportCode::Aborted;
     const size_t step = std::min(left, kChunkSize);
     int error = 0;
     if (ReadFull(file.Get(), chunk_.get(), step, error) != step) {
-      return kTransport_UploadFileUnreadable;
+      return TransportCode::UploadFileUnreadable;
     }
-    if (const uint32_t code = AppendToSpool(chunk_.get(), step)) return code;
+    if (const TransportCode code = AppendToSpool(chunk_.get(), step);
+        code != TransportCode::Success)
+      return code;
     left -= step;
   }
-  return kTransport_Success;
+  return TransportCode::Success;
 }
 
-uint32_t UploadBody::AppendToSpool(const void* data, size_t size) {
+TransportCode UploadBody::AppendToSpool(const void* data, size_t size) {
   int error = 0;
-  if (!WriteAll(spool_.Get(), data, size, error)) return kTransport_OtherFailure;
+  if (!WriteAll(spool_.Get(), data, size, error)) return TransportCode::OtherFailure;
   length_ += size;
-  return kTransport_Success;
+  return TransportCode::Success;
 }
 
 bool UploadBody::OpenSpool() {

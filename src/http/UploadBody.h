@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "http/HTTPConnection.h"
+#include "http/TransportCode.h"
 #include "platform/FileStream.h"
 #include "platform/URLLoading.h"
 
@@ -33,7 +34,7 @@ class UploadBody {
   ~UploadBody();
 
   /// Reads everything. A transport code; 4107 for a file that cannot supply its declared size.
-  uint32_t Build(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  TransportCode Build(const std::vector<tagHTTPConnection_MultipartBody>& parts);
 
   /// The body, valid while this object lives.
   URLBody Body() const;
@@ -47,11 +48,11 @@ class UploadBody {
   struct FreeBuffer {
     void operator()(char* buffer) const;
   };
-  uint32_t BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts);
-  uint32_t BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts);
-  uint32_t ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part);
-  uint32_t CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part);
-  uint32_t AppendToSpool(const void* data, size_t size);
+  TransportCode BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  TransportCode BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  TransportCode ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part);
+  TransportCode CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part);
+  TransportCode AppendToSpool(const void* data, size_t size);
   bool OpenSpool();
   FileDescriptor OpenPart(const tagHTTPConnection_MultipartBody& part) const;
   void CountFile(const tagHTTPConnection_MultipartBody& part);

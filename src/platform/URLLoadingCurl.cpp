@@ -61,7 +61,10 @@ std::string RedirectTarget(const std::string& url, const char* location) {
   if (code == CURLUE_OK) code = curl_url_get(target.get(), CURLUPART_URL, &raw, 0);
   const CurlText text(raw);
   if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
-  return code == CURLUE_OK ? text.get() : "";
+  if (code != CURLUE_OK) return {};
+  // An empty query would be lost on this way.
+  const bool emptyQuery = std::string_view(location).ends_with('?');
+  return std::string(text.get()) + (emptyQuery ? "?" : "");
 }
 
 bool MayRedirect(URLScheme from, URLScheme to) {

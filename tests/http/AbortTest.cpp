@@ -99,7 +99,7 @@ class FullPort {
 
 /// Runs `request` here, aborts it from another thread once `underWay` has returned, and checks that
 /// both ended at once.
-void ExpectPromptAbort(Transport& transport, const std::function<std::uint32_t()>& request,
+void ExpectPromptAbort(Transport& transport, const std::function<TransportCode()>& request,
                        const std::function<void()>& underWay) {
   Clock::time_point asked;
   Clock::time_point answered;
@@ -111,7 +111,7 @@ void ExpectPromptAbort(Transport& transport, const std::function<std::uint32_t()
     answered = Clock::now();
     EXPECT_TRUE(ended || answered - asked < kAtOnce);
   });
-  const std::uint32_t code = request();
+  const TransportCode code = request();
   const auto over = Clock::now();
   ended = true;
   aborter.join();
@@ -285,7 +285,7 @@ TEST(Abort, RacesWithTheBeginningAndTheEndOfRequests) {
   std::string response;
   int finished = 0;
   for (int i = 0; i < 300; ++i) {
-    const std::uint32_t code =
+    const TransportCode code =
         transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong);
     EXPECT_TRUE(code == 0 || code == 1) << code;
     EXPECT_EQ(response, code == 0 ? "fine" : "");

@@ -36,7 +36,7 @@ struct DownloadFixture : testing::Test {
   TemporaryFolder& folder = transport.folder;
   std::uint32_t size = 99;
 
-  std::uint32_t To(const std::string& path) {
+  TransportCode To(const std::string& path) {
     return transport.connection.HTTPFileDownload(server.Url("/f"), path, size, 5);
   }
 };
@@ -135,7 +135,7 @@ TEST_P(Download, DiskFaultsLeaveNoFile) {
   for (const auto& c : cases) {
     // Nothing is named that has not been written.
     const RefusedCalls neverNamed(RefusedCalls::kLink, EEXIST);
-    std::uint32_t code;
+    TransportCode code;
     {
       const FaultyFiles faulty(c.error, c.bytesBefore, c.onClose);
       code = To(folder / "f");

@@ -22,6 +22,14 @@
 
 namespace kelo {
 
+/// Tests write transport codes as the numbers that they are.
+inline bool operator==(TransportCode code, std::uint32_t number) {
+  return static_cast<std::uint32_t>(code) == number;
+}
+inline std::ostream& operator<<(std::ostream& out, TransportCode code) {
+  return out << static_cast<std::uint32_t>(code);
+}
+
 /// The peers of these tests are on loopback; a proxy of this machine has no part in them.
 inline const bool kProxiesForgotten = [] {
   for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {

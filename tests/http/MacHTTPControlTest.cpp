@@ -19,8 +19,8 @@ struct Scripted {
   HTTPConnection& connection = transport.connection;
   std::string response = "stale";
 
-  std::uint32_t Get() { return connection.HTTPRequestGET("http://h/p", "q=1", response, 7); }
-  std::uint32_t Download(std::uint32_t& size) {
+  TransportCode Get() { return connection.HTTPRequestGET("http://h/p", "q=1", response, 7); }
+  TransportCode Download(std::uint32_t& size) {
     return connection.HTTPFileDownload("http://h/f", transport.folder / "out", size, 7);
   }
 };
@@ -215,7 +215,7 @@ TEST(KELOHTTPController, TranslatesTransportCodes) {
       {4101, 4098}, {4102, 4099}, {4103, 4101}, {4104, 4102}, {4105, 4114},      {4106, 4113},
       {4107, 4098}, {4112, 4114}, {2, 4114},    {4096, 4114}, {0xFFFFFFFF, 4114}};
   for (const auto& [transport, result] : cases) {
-    EXPECT_EQ(controller.ConvertErrorCodeHTTPtoKELO(transport), result) << transport;
+    EXPECT_EQ(controller.ConvertErrorCodeHTTPtoKELO(TransportCode{transport}), result) << transport;
   }
 }
 

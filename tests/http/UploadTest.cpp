@@ -32,7 +32,7 @@ struct Upload : testing::Test {
   TemporaryFolder files;
   std::string response;
 
-  std::uint32_t Send(const Parts& parts,
+  TransportCode Send(const Parts& parts,
                      const std::vector<tagHTTPConnection_HeaderInfo>& headers = {}) {
     return transport.connection.HTTPRequestFileUpload(server.Url("/up"), "q=1", headers, parts,
                                                       response, 5);
@@ -164,7 +164,7 @@ TEST_F(Upload, WhatStandsInTheSpoolsPlace) {
 
 TEST_F(Upload, AFullSpoolDiskSendsNothing) {
   const std::string big = BigFile("big", "x", kThreshold);
-  std::uint32_t code;
+  TransportCode code;
   {
     const FaultyFiles faulty(ENOSPC, 10 << 20);
     code = Send({{"h", big, kThreshold}});
@@ -205,7 +205,7 @@ TEST_F(Upload, ThrowingProgressLeavesNothing) {
 TEST_F(Upload, TwoHostsAtOnceDontMeet) {
   const std::string paths[] = {BigFile("one", "one", kThreshold),
                                BigFile("two", "two", kThreshold)};
-  std::uint32_t codes[] = {99, 99};
+  TransportCode codes[2] = {};
   std::thread other([&] {
     Transport second(MakeURLLoader(), folder / "spool");
     std::string answer;

@@ -33,9 +33,9 @@ TEST(Wire, RequestsAreExactlyWhatWasAskedFor) {
   ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url("/b"), "x=1&y=%20", "<a>\r\n</a>",
                                                 response, 5),
             0u);
-  ASSERT_EQ(
-      transport.connection.HTTPFileDownload(server.Url("/c?d"), transport.folder / "f", size, 5),
-      0u);
+  ASSERT_EQ(transport.connection.HTTPFileDownload(server.Url("/c/../d/.?e"), transport.folder / "f",
+                                                  size, 5),
+            0u);
   const auto requests = server.Requests();
   ASSERT_EQ(requests.size(), 3u);
   const std::string accept = "Accept: */*\r\n";
@@ -45,7 +45,8 @@ TEST(Wire, RequestsAreExactlyWhatWasAskedFor) {
   EXPECT_TRUE(requests[1].starts_with("PUT /b?x=1&y=%20 HTTP/1.1\r\n" + host)) << requests[1];
   EXPECT_TRUE(requests[1].ends_with("\r\nContent-Length: 9\r\n\r\n<a>\r\n</a>")) << requests[1];
   EXPECT_EQ(requests[1].find("Content-Type"), std::string::npos) << requests[1];
-  EXPECT_EQ(requests[2], "GET /c?d HTTP/1.1\r\n" + host + accept + "Accept-Encoding:\r\n\r\n");
+  EXPECT_EQ(requests[2],
+            "GET /c/../d/.?e HTTP/1.1\r\n" + host + accept + "Accept-Encoding:\r\n\r\n");
 }
 
 TEST(Wire, LargePutWaitsForNoPermissionAndArrivesWhole) {
@@ -150,6 +151,7 @@ TEST(Wire, RedirectsAreFollowedForGetOnly) {
       {"GET", "/11", "", 4112, "", 11},
       {"PUT", "/1", "", 4112, "moved", 1},
       {"POST", "/1", "", 4112, "moved", 1},
+      {"GET", "/to", "/0/../0?", 0, "arrived", 2},
       {"GET", "/to", "ftp://127.0.0.1/x", 4112, "", 1},
       {"GET", "/to", "file:///etc/passwd", 4112, "", 1},
       {"GET", "/to", "http://a:b:c/", 4112, "", 1},
@@ -163,7 +165,7 @@ TEST(Wire, RedirectsAreFollowedForGetOnly) {
     std::string response;
     std::uint32_t size = 0;
     HTTPConnection& connection = transport.connection;
-    const std::uint32_t code =
+    const TransportCode code =
         method == "GET"   ? connection.HTTPRequestGET(url, c.query, response, 5)
         : method == "PUT" ? connection.HTTPRequestPUT(url, c.query, "b", response, 5)
         : method == "POST"
@@ -172,6 +174,10 @@ TEST(Wire, RedirectsAreFollowedForGetOnly) {
     EXPECT_EQ(code, c.expected);
     EXPECT_EQ(method == "DOWNLOAD" ? Contents(file) : response, c.body);
     EXPECT_EQ(server.Requests().size() - before, c.requests);
+    if (code == 0 && *c.query != '\0') {
+      EXPECT_TRUE(server.Requests().back().starts_with("GET " + std::string(c.query) + " "))
+          << "the target did not travel as it stands";
+    }
     before = server.Requests().size();
     std::filesystem::remove(file);
   }
