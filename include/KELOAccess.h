@@ -15,7 +15,7 @@
  *     UTF-16 unit: "&#55357;&#56832;" is the pair 0xD83D 0xDE00, one character beyond the Basic
  *     Multilingual Plane. So a name field of 255 bytes holds 31 Japanese characters, at 8 bytes each,
  *     and a longer name may end in the middle of a reference.
- *   - Dates are texts. Those that go in are sent as they stand, "2026-11-21T10:20:30Z" being the form
+ *   - Dates are texts. Those that go in are sent as they are, "2026-11-21T10:20:30Z" being the form
  *     that the service compares and gives back; those that come out are as the service wrote them, cut
  *     to 31 characters.
  *   - The library copies records in and out; host buffers need no particular alignment.
@@ -248,8 +248,8 @@ typedef struct tagKELO_LoadInfo {
   tagKELO_StringInfo filePath; /* 88 / 88: UTF-8 path */
   tagKELO_StringInfo fileName; /* 96 / 104: display name; empty: last component of the path */
   int32_t fileSize;            /* 104 / 120: bytes to send; negative is refused */
-  char fileModifyDate[32];     /* 108 / 124: sent as it is; required in the first record */
-  char fileCreateDate[32];     /* 140 / 156: sent as it is; required in the first record */
+  char fileModifyDate[32];     /* 108 / 124: required in the first record */
+  char fileCreateDate[32];     /* 140 / 156: required in the first record */
   char shotDate[32];           /* 172 / 188 */
   uint32_t width;              /* 204 / 220: pixels; 0 unknown */
   uint32_t height;             /* 208 / 224 */
