@@ -135,12 +135,13 @@ class AccountTest : public CommandTest {
   }
   size_t PicturesInCatalogue() { return List(KELO_ALL_ITEMS_ID, kKELOKind_FileItem).size(); }
 
-  // The account works as if nothing had happened. `base` is where the downloads come from.
-  void ExpectRecovered(const std::string& base) {
+  // The account works as if nothing had happened. `base` is where the downloads come from. So many
+  // uploads that were given up may still arrive.
+  void ExpectRecovered(const std::string& base, size_t late = 0) {
     EXPECT_EQ(Capacity(), 0u);
     EXPECT_EQ(Load(), 0u);
     ReadCatalogue();
-    EXPECT_EQ(PicturesInCatalogue(), pictures_);
+    EXPECT_LE(PicturesInCatalogue() - pictures_, late);
     EXPECT_EQ(Download(base + picturePath_), 0u);
     EXPECT_EQ(folder().Read("downloaded"), kPicture);
     std::filesystem::remove(DownloadPath());
@@ -148,9 +149,10 @@ class AccountTest : public CommandTest {
     std::string id;
     EXPECT_EQ(Upload(album_, id), 0u);
     EXPECT_NE(id, "");
-    EXPECT_EQ(Requests("UploadItems").size(), 1u);
+    EXPECT_LE(Requests("UploadItems").size(), 1 + late);
     EXPECT_EQ(Load(), 0u);
-    EXPECT_EQ(PicturesInCatalogue(), ++pictures_);
+    EXPECT_LE(PicturesInCatalogue() - ++pictures_, late);
+    pictures_ = PicturesInCatalogue();
     EXPECT_EQ(folder().EntryCount(), entries_) << "a file is left";
   }
 

@@ -15,23 +15,10 @@
 #include <random>
 
 #include "platform/KELOUtility.h"
-#include "support/AccountTest.h"
-#include "torture/FaultPoint.h"
+#include "torture/TortureTest.h"
 
 namespace kelo::testing {
 namespace {
-
-class TortureTest;
-
-// What a command that succeeds does to the catalogue. Starts: there is none yet.
-enum class Effect { None, Adds, Loads, Forgets, Starts };
-
-struct Trial {
-  const char* name;
-  Effect effect;
-  uint32_t (*send)(TortureTest&);
-  friend void PrintTo(const Trial& trial, std::ostream* out) { *out << trial.name; }
-};
 
 unsigned Seed() {
   static const unsigned seed = [] {
@@ -72,69 +59,7 @@ int FailuresSoFar() {
   return test->result()->total_part_count();
 }
 
-class TortureTest : public AccountTest {
- public:
-  // For the table of commands, which stands outside of the class.
-  using AccountTest::Record;
-  using AccountTest::Send;
-  using AccountTest::service;
-  tagCommandControlInfo One(void* data, const std::string& target) {
-    tagCommandControlInfo record = Record(data, target);
-    record.entryCount = 1;
-    return record;
-  }
-  const std::string& Album() const { return album_; }
-  const std::string& Picture() const { return picture_; }
-  std::string PictureUrl() const { return Url() + picturePath_; }
-  uint32_t SendDownload();
-  uint32_t SendUpload(uint32_t options) {
-    std::string id;
-    return Upload(album_, id, options);
-  }
-  uint32_t SendAdd(uint32_t kind) {
-    tagKELO_ItemInfo made{};
-    made.kind = kind;
-    SetField(made.name, "Made");
-    return Add(made, "");
-  }
-  uint32_t SendOpen() { return Open(); }
-  uint32_t SendLoad() { return Load(); }
-  uint32_t SendCapacity() { return Capacity(); }
-  uint32_t SendSession() {
-    tagKELO_SessionInfo session = session_;
-    return Send(kKELOCommand_SetSessionInfo, Record(&session));
-  }
-
- protected:
-  void SetUp() override {
-    signal(SIGALRM, [](int) {  // a command that never returns
-      PrintCallers();
-      const ssize_t written = write(STDERR_FILENO, point_.data(), point_.size());
-      _exit(written > 0 ? 124 : 125);
-    });
-    ASSERT_NO_FATAL_FAILURE(OpenAccount());
-    ASSERT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session_)), 0u);
-  }
-  void Prepare(Effect effect);
-  void TryPoints(const Trial& trial, CallKind kind);
-  void TryPoint(const Trial& trial, const FaultPoint& fault);
-  void ExpectAllWell(Effect effect, const Catalogue& before);
-
- private:
-  static inline std::string point_;  // that is being tried
-  tagKELO_SessionInfo session_{};
-};
-
-uint32_t TortureTest::SendDownload() {
-  const std::string path = DownloadPath();
-  const uint32_t result = Download(PictureUrl());
-  EXPECT_EQ(std::filesystem::exists(path), result == 0);
-  if (result == 0) {
-    EXPECT_EQ(folder().Read("downloaded"), kPicture);
-  }
-  std::filesystem::remove(path);
-  return result;
-}
+}  // namespace
 
 // A controller of its own for what starts one, an empty catalogue for what fills it.
 void TortureTest::Prepare(Effect effect) {
@@ -219,133 +144,10 @@ void TortureTest::ExpectAllWell(Effect effect, const Catalogue& before) {
     EXPECT_TRUE(now == before || now == (effect == Effect::Loads ? loaded : empty));
   }
   pictures_ = PicturesInCatalogue();  // whether an upload was stored is the service's to say
-  ExpectRecovered(Url());
+  ExpectRecovered(Url(), effect == Effect::Adds ? 1 : 0);
 }
 
-const Trial kTrials[] = {
-    {"OpenSession", Effect::Forgets, [](TortureTest& t) { return t.SendOpen(); }},
-    {"CloseSession", Effect::None,
-     [](TortureTest& t) {
-       t.service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-         if (request.apiMethod != "CloseSession") return {};
-         Reply reply;
-         reply.body = "<r stat=\"ok\" />";
-         return reply;
-       });
-       return t.Send(kKELOCommand_CloseSession, t.Record());
-     }},
-    {"GetSessionInfo", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_SessionInfo session{};
-       return t.Send(kKELOCommand_GetSessionInfo, t.Record(&session));
-     }},
-    {"SetSessionInfo", Effect::Forgets, [](TortureTest& t) { return t.SendSession(); }},
-    {"SetSessionInfoAtFirst", Effect::Starts, [](TortureTest& t) { return t.SendSession(); }},
-    {"OpenSessionAtFirst", Effect::Starts, [](TortureTest& t) { return t.SendOpen(); }},
-    {"Abort", Effect::None, [](TortureTest& t) { return t.Send(kKELOCommand_Abort, t.Record()); }},
-    {"LoadHierarchy", Effect::Loads, [](TortureTest& t) { return t.SendLoad(); }},
-    {"LoadHierarchyAgain", Effect::None, [](TortureTest& t) { return t.SendLoad(); }},
-    {"GetItemsCount", Effect::None,
-     [](TortureTest& t) {
-       uint32_t count = 0;
-       tagCommandControlInfo record = t.Record(&count, KELO_ALL_ITEMS_ID);
-       record.selectionFlags = 0x157;
-       return t.Send(kKELOCommand_GetItemsCount, record);
-     }},
-    {"GetItemsList", Effect::None,
-     [](TortureTest& t) {
-       uint32_t count = 0;
-       tagKELO_ItemInfo none{};
-       tagCommandControlInfo record = t.Record(&none, "");
-       record.selectionFlags = kKELOKind_RootAlbum;
-       record.entryCount = 1;
-       return t.Send(kKELOCommand_GetItemsList, record) + count;
-     }},
-    {"GetItemInfo", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_ItemInfo item{};
-       return t.Send(kKELOCommand_GetItemInfo, t.Record(&item, t.Picture()));
-     }},
-    {"GetItemInfoFresh", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_ItemInfo item{};
-       tagCommandControlInfo record = t.Record(&item, t.Picture());
-       record.outputOptions = kKELOOption_AskService;
-       return t.Send(kKELOCommand_GetItemInfo, record);
-     }},
-    {"AddFolder", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Folder); }},
-    {"AddAlbum", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Album); }},
-    {"AddNewLink", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_AddLinkInfo link{};
-       SetField(link.itemIdList, t.Picture());
-       const uint32_t result = t.Send(kKELOCommand_AddNewLink, t.One(&link, t.Album()));
-       return result != 0 ? result : link.result;
-     }},
-    {"Upload", Effect::Adds, [](TortureTest& t) { return t.SendUpload(0); }},
-    {"UploadChecked", Effect::Adds,
-     [](TortureTest& t) { return t.SendUpload(kKELOOption_CheckDuplicates); }},
-    {"VerifyRecipient", Effect::None,
-     [](TortureTest& t) {
-       std::string list = "nobody;a@example.org;b@example.org";
-       tagKELO_RecipientInfo recipients{Text(list), {}, {}};
-       tagCommandControlInfo record = t.Record(&recipients);
-       record.outputOptions = kKELOOption_ReturnTexts;
-       const uint32_t result = t.Send(kKELOCommand_VerifyRecipient, record);
-       TakeText(recipients.accepted);
-       TakeText(recipients.rejected);
-       return result == 4117 ? 0 : result;
-     }},
-    {"GetAddressList", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_StringInfo list{};
-       const uint32_t result = t.Send(kKELOCommand_GetAddressList, t.Record(&list));
-       TakeText(list);
-       return result;
-     }},
-    {"SendPictureMail", Effect::None,
-     [](TortureTest& t) {
-       std::string list = "nobody;a@example.org";
-       std::string text = "From the sea \xE6\xB5\xB7";
-       tagKELO_PictureMailInfo mail{0, Text(list), {}, {}, Text(text), Text(text), 1};
-       tagCommandControlInfo record = t.Record(&mail, t.Album());
-       record.outputOptions = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;
-       const uint32_t result = t.Send(kKELOCommand_SendPictureMail, record);
-       TakeText(mail.accepted);
-       TakeText(mail.rejected);
-       return result;
-     }},
-    {"GetStorageCapacity", Effect::None, [](TortureTest& t) { return t.SendCapacity(); }},
-    {"ModifyProps", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_PropertyInfo edit{};
-       SetField(edit.caption, "A caption \xE6\xB5\xB7");
-       edit.propertyMask = 7;
-       return t.Send(kKELOCommand_ModifyProps, t.Record(&edit, t.Picture()));
-     }},
-    {"RegisterEventCallBack", Effect::None,
-     [](TortureTest& t) {
-       char function = 0;
-       return t.Send(kKELOCommand_RegisterEventCallBack, t.Record(&function));  // mask 0: no event
-     }},
-    {"UnregisterEventCallBack", Effect::None,
-     [](TortureTest& t) { return t.Send(kKELOCommand_UnregisterEventCallBack, t.Record()); }},
-    {"ExtendTokenLimit", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_SessionInfo session{};
-       EXPECT_EQ(t.Send(kKELOCommand_GetSessionInfo, t.Record(&session)), 0u);
-       return t.Send(kKELOCommand_ExtendTokenLimit, t.Record(&session));
-     }},
-    {"AddTags", Effect::None,
-     [](TortureTest& t) {
-       tagKELO_TagInfo tags{};
-       SetField(tags.text, "sea,\xE6\xB5\xB7");
-       tagCommandControlInfo record = t.Record(&tags, t.Album());
-       record.selectionFlags = kKELOKind_Album;
-       return t.Send(kKELOCommand_AddTags, record);
-     }},
-    {"Download", Effect::None, [](TortureTest& t) { return t.SendDownload(); }},
-};
+namespace {
 
 class DuringCommand : public TortureTest, public ::testing::WithParamInterface<Trial> {};
 
@@ -357,7 +159,7 @@ TEST_P(DuringCommand, ASystemCallFails) {
   TryPoints(GetParam(), CallKind::SystemCall);
 }
 
-INSTANTIATE_TEST_SUITE_P(, DuringCommand, ::testing::ValuesIn(kTrials),
+INSTANTIATE_TEST_SUITE_P(, DuringCommand, ::testing::ValuesIn(AllTrials()),
                          [](const auto& trial) { return std::string(trial.param.name); });
 
 // A process's first command also makes what the process keeps. Each point has a process of its own.
@@ -368,6 +170,7 @@ class FirstCommand : public TortureTest {
   // A process for each point, and one that makes these: in this one the service, which answers
   // them all, soon has prepared the libraries.
   void TryPoints(CallKind kind) {
+    Seed();  // the same in all of them
     InProcess([&] {
       InProcess([&] { TryPoint({kind, 0, 0}); });
       EXPECT_GT(*calls_, 10u);
