@@ -69,9 +69,8 @@ uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>
   std::string parameters;
   AppendAttribute(parameters, "itemIdList", idList);
   parameters.append(" sortBy=\"UploadDate\" sortOrder=\"desc\"");
-  ServiceAnswer answer;
-  const uint32_t failure = CallService("GetItemsInfo", parameters, answer, kRequestTimeout);
-  if (failure != kKELOResult_Success) return failure;
+  const ServiceAnswer answer = CallService("GetItemsInfo", parameters);
+  if (!answer.Ok()) return answer.Result();
 
   std::map<std::string, tagFileItemData, std::less<>> answered;
   HierarchyLoader loader(*cacheManager_);

@@ -3,13 +3,10 @@
 
 #include "catalogue/HierarchyLoader.h"
 #include "interface/KELOAccessCommandController.h"
-#include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
 
 namespace kelo {
 namespace {
-
-constexpr uint32_t kForeignAlbumsTimeout = 180;
 
 constexpr std::string_view kHierarchyParameters =
     " folderSortBy=\"ModifyDate\" folderSortOrder=\"desc\""
@@ -28,27 +25,23 @@ uint32_t KELOAccessCommandController::ProcessLoadHierarchy(tagCommandControlInfo
 
   HierarchyLoader loader(*cacheManager_);
   {
-    ServiceAnswer hierarchy;
-    result = CallService("GetHierarchy", std::string(kHierarchyParameters), hierarchy,
-                         DecideTimeoutSetting(totalCount));
-    if (result == kKELOResult_Success) {
-      result = loader.RefreshHierarchyInfoByXMLData(hierarchy.Text());
-    }
+    const ServiceAnswer hierarchy = CallService("GetHierarchy", std::string(kHierarchyParameters),
+                                                DecideTimeoutSetting(totalCount));
+    if (!hierarchy.Ok()) return hierarchy.Result();
+    result = loader.RefreshHierarchyInfoByXMLData(hierarchy.Text());
     if (result != kKELOResult_Success) return result;
   }
 
   // The attribute travels inside the method text, deliberately.
-  ServiceAnswer friendAlbums;
-  result = CallService("GetForeignAlbumItems needDate=\"true\"", "", friendAlbums,
-                       kForeignAlbumsTimeout);
-  if (result != kKELOResult_Success) return result;
+  const ServiceAnswer friendAlbums =
+      CallService("GetForeignAlbumItems needDate=\"true\"", "", kForeignAlbumsTimeout);
+  if (!friendAlbums.Ok()) return friendAlbums.Result();
   return loader.RefreshFriendAlbumInfoByXMLData(friendAlbums.Text());
 }
 
 uint32_t KELOAccessCommandController::GetUserArchiveInfo(uint32_t& totalCount) {
-  ServiceAnswer answer;
-  const uint32_t result = CallService("GetUserArchiveInfo", "", answer, kRequestTimeout);
-  if (result != kKELOResult_Success) return result;
+  const ServiceAnswer answer = CallService("GetUserArchiveInfo", "");
+  if (!answer.Ok()) return answer.Result();
   const auto total = answer.Attribute("totalCount");
   if (!total) return kKELOResult_GeneralFailure;
   totalCount = static_cast<uint32_t>(StringToULL(*total));

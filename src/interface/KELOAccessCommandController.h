@@ -4,7 +4,7 @@
 //   Lifecycle            interface/ControllerLifecycle.cpp
 //   Dispatch             interface/CommandDispatch.cpp (table, checks, front functions)
 //   Events and abort     interface/HostEvents.cpp
-//   Service requests     protocol/ServiceRequests.cpp
+//   Service requests     protocol/ServiceRequests.cpp (time-outs: Timeouts.h; signatures: Signing.h)
 //   Session              protocol/Session.cpp
 //   Loading              catalogue/LoadHierarchy.cpp
 //   Item queries         catalogue/ItemQueries.cpp
@@ -32,6 +32,7 @@
 #include "catalogue/KELOAccessCacheManager.h"
 #include "http/KELOHTTPController.h"
 #include "protocol/ServiceAnswer.h"
+#include "protocol/Timeouts.h"
 
 namespace kelo {
 
@@ -109,10 +110,9 @@ class KELOAccessCommandController {
   uint32_t EexcuteHTTPWithXMLParameters_ForUpload(const std::string& method,
                                                   const std::string& content, std::string& answer,
                                                   uint32_t timeout);
-  // EexcuteHTTPWithXMLMode and the answer's own result: the transport's failure, or what the
-  // service answered.
-  uint32_t CallService(const std::string& method, const std::string& parameters,
-                       ServiceAnswer& answer, uint32_t timeout);
+  // The service's answer to an empty element sent to the manage URL.
+  ServiceAnswer CallService(const std::string& method, const std::string& parameters,
+                            uint32_t timeout = kRequestTimeout);
 
   // The value of the first "<property" of that exact name; returns 1, or 0 and leaves `value`.
   static uint32_t ExtractPropertyInfo(std::string_view answer, std::string_view name,
@@ -215,13 +215,13 @@ class KELOAccessCommandController {
   // SessionQuery with a fresh call identifier, signed; nothing when that fails.
   std::optional<std::string> Sign(const Signer& signer, std::string_view document);
   // A GET of the authentication endpoint with `query`, signed with `secret`.
-  uint32_t CallAuthentication(std::string_view secret, std::string query, ServiceAnswer& answer);
+  ServiceAnswer CallAuthentication(std::string_view secret, std::string query);
   void AdoptSecret(std::string_view secret);
   void ForgetHierarchy();
 
   // CallService's counterpart for documents to the upload URL.
-  uint32_t CallUploadService(const std::string& method, const std::string& content,
-                             ServiceAnswer& answer, uint32_t timeout);
+  ServiceAnswer CallUploadService(const std::string& method, const std::string& content,
+                                  uint32_t timeout);
   // Sets the progress words to the number and bytes of the records whose result is 0.
   void CountFilesToSend(const std::vector<tagKELO_LoadInfo>& records);
   // Takes over the id of a file that the service holds already; one that it placed in the album

@@ -40,8 +40,10 @@ uint32_t ConvertErrorCodeFromKELO(std::string_view errcode) {
   return kKELOResult_GeneralFailure;
 }
 
-ServiceAnswer::ServiceAnswer(std::string text)
-    : text_(std::move(text)), result_(kKELOResult_GeneralFailure) {
+ServiceAnswer::ServiceAnswer(uint32_t transferResult, std::string text) : result_(transferResult) {
+  if (transferResult != kKELOResult_Success) return;
+  text_ = std::move(text);
+  result_ = kKELOResult_GeneralFailure;
   const auto stat = Attribute("stat");
   if (!stat) return;
   if (*stat == "ok") {
@@ -52,12 +54,6 @@ ServiceAnswer::ServiceAnswer(std::string text)
   if (!errcode) return;
   serviceError_ = true;
   result_ = ConvertErrorCodeFromKELO(*errcode);
-}
-
-uint32_t ServiceAnswer::Adopt(uint32_t transferResult, std::string text) {
-  const bool transferred = transferResult == kKELOResult_Success;
-  *this = transferred ? ServiceAnswer(std::move(text)) : ServiceAnswer();
-  return transferred ? result_ : transferResult;
 }
 
 std::optional<std::string_view> ServiceAnswer::Attribute(std::string_view name) const {

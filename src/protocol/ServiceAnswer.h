@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace kelo {
 
@@ -15,15 +16,13 @@ uint32_t ConvertErrorCodeFromKELO(std::string_view errcode);
 
 class ServiceAnswer {
  public:
-  ServiceAnswer() : ServiceAnswer(std::string()) {}
-  explicit ServiceAnswer(std::string text);
+  // The answer in `text`; where `transferResult` is a failure, that failure without an answer.
+  ServiceAnswer(uint32_t transferResult, std::string text);
 
-  // Becomes the answer in `text` and gives its result; a failed transfer gives its own code and
-  // leaves an answer without "stat".
-  uint32_t Adopt(uint32_t transferResult, std::string text);
-
-  // 0 for "ok"; the code of the service's error; 4144 where "stat" or "errcode" is missing.
+  // 0 for "ok"; the transfer's failure; the code of the service's error; 4144 where "stat" or
+  // "errcode" is missing.
   uint32_t Result() const { return result_; }
+  bool Ok() const { return result_ == 0; }
   // The service understood the request and refused it: "stat" and "errcode" are both there.
   bool IsServiceError() const { return serviceError_; }
 
@@ -31,6 +30,8 @@ class ServiceAnswer {
   // as long as the answer.
   std::optional<std::string_view> Attribute(std::string_view name) const;
   const std::string& Text() const { return text_; }
+  // Hands the text over; the answer has none from then on.
+  std::string TakeText() { return std::move(text_); }
 
  private:
   std::string text_;

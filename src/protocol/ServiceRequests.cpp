@@ -8,6 +8,7 @@
 #include "platform/KELOUtility.h"
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
+#include "protocol/Signing.h"
 #include "text/XMLElements.h"
 
 namespace kelo {
@@ -73,20 +74,20 @@ uint32_t KELOAccessCommandController::EexcuteHTTPWithXMLParameters_ForUpload(
                       answer, timeout);
 }
 
-uint32_t KELOAccessCommandController::CallService(const std::string& method,
-                                                  const std::string& parameters,
-                                                  ServiceAnswer& answer, uint32_t timeout) {
+ServiceAnswer KELOAccessCommandController::CallService(const std::string& method,
+                                                       const std::string& parameters,
+                                                       uint32_t timeout) {
   std::string text;
   const uint32_t transfer = EexcuteHTTPWithXMLMode(method, parameters, text, timeout);
-  return answer.Adopt(transfer, std::move(text));
+  return {transfer, std::move(text)};
 }
 
-uint32_t KELOAccessCommandController::CallUploadService(const std::string& method,
-                                                        const std::string& content,
-                                                        ServiceAnswer& answer, uint32_t timeout) {
+ServiceAnswer KELOAccessCommandController::CallUploadService(const std::string& method,
+                                                             const std::string& content,
+                                                             uint32_t timeout) {
   std::string text;
   const uint32_t transfer = EexcuteHTTPWithXMLParameters_ForUpload(method, content, text, timeout);
-  return answer.Adopt(transfer, std::move(text));
+  return {transfer, std::move(text)};
 }
 
 uint32_t KELOAccessCommandController::ExtractPropertyInfo(std::string_view answer,

@@ -6,6 +6,7 @@
 #include "platform/HostRecord.h"
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
+#include "protocol/Signing.h"
 
 namespace kelo {
 namespace {
@@ -20,16 +21,16 @@ void AdoptAttribute(const ServiceAnswer& answer, std::string_view name, char (&f
 
 }  // namespace
 
-uint32_t KELOAccessCommandController::CallAuthentication(std::string_view secret, std::string query,
-                                                         ServiceAnswer& answer) {
+ServiceAnswer KELOAccessCommandController::CallAuthentication(std::string_view secret,
+                                                              std::string query) {
   const std::optional<std::string> signedQuery = SignedQuery(secret, std::move(query));
-  if (!signedQuery) return kKELOResult_GeneralFailure;
+  if (!signedQuery) return {kKELOResult_GeneralFailure, ""};
   std::string url;
   httpController_->GetURLofKELOServer(url);
   std::string text;
   const uint32_t transfer = httpController_->HTTPRequestGET(url.append(kAuthenticationPath),
                                                             *signedQuery, text, kRequestTimeout);
-  return answer.Adopt(transfer, std::move(text));
+  return {transfer, std::move(text)};
 }
 
 uint32_t KELOAccessCommandController::ProcessOpenSession(tagCommandControlInfo* info) {
@@ -38,9 +39,8 @@ uint32_t KELOAccessCommandController::ProcessOpenSession(tagCommandControlInfo* 
   std::string query = "method=OpenSession&callId=" + std::to_string(GetCallID());
   query.append("&keloApiKey=").append(ReadTextField(info->apiKey));
   query.append("&keloAuthToken=").append(ReadTextField(info->authToken));
-  ServiceAnswer answer;
-  const uint32_t failure = CallAuthentication(secret, std::move(query), answer);
-  if (failure != kKELOResult_Success) return failure;
+  const ServiceAnswer answer = CallAuthentication(secret, std::move(query));
+  if (!answer.Ok()) return answer.Result();
 
   tagKELO_SessionInfo opened = session_;
   const auto parameters = LoadRecord<tagKELO_OpenSessionInfo>(info->data);
@@ -63,8 +63,7 @@ uint32_t KELOAccessCommandController::ProcessCloseSession(tagCommandControlInfo*
   std::string query("keloSessToken=");
   query.append(ReadTextField(session_.token)).append("&method=CloseSession&callId=");
   query.append(std::to_string(GetCallID()));
-  ServiceAnswer answer;
-  return CallAuthentication(signingSecret_, std::move(query), answer);
+  return CallAuthentication(signingSecret_, std::move(query)).Result();
 }
 
 uint32_t KELOAccessCommandController::AccessCommand_GetSessionInfo(tagCommandControlInfo* info) {

@@ -46,8 +46,7 @@ uint32_t KELOAccessCommandController::ShareAlbum(const std::string& albumId,
   AppendAttribute(parameters, "subjectText", subject);
   AppendAttribute(parameters, "bodyText", body);
   AppendAttribute(parameters, "removeGPSInfo", removeGPS == 1 ? "true" : "false");
-  ServiceAnswer answer;
-  return CallService("ShareAlbum", parameters, answer, kRequestTimeout);
+  return CallService("ShareAlbum", parameters).Result();
 }
 
 }  // namespace kelo

@@ -52,13 +52,12 @@ uint32_t KELOAccessCommandController::VerifyRecipient(const std::string& input,
     const std::string list = pending.Joined();
     std::string parameters;
     AppendAttribute(parameters, "recipientList", "mailto:" + list);
-    ServiceAnswer answer;
-    const uint32_t result = CallService("VerifyRecipients", parameters, answer, kRequestTimeout);
-    if (result == kKELOResult_Success) {
+    const ServiceAnswer answer = CallService("VerifyRecipients", parameters);
+    if (answer.Ok()) {
       accepted = list;
       break;
     }
-    if (!answer.IsServiceError()) return result;
+    if (!answer.IsServiceError()) return answer.Result();
     const auto address = RejectedAddress(answer);
     if (!address) return kKELOResult_GeneralFailure;
     std::optional<std::string> entry = pending.Take(*address);
@@ -70,11 +69,10 @@ uint32_t KELOAccessCommandController::VerifyRecipient(const std::string& input,
 }
 
 uint32_t KELOAccessCommandController::ProcessGetAddressList(tagCommandControlInfo* info) {
-  ServiceAnswer answer;
-  const uint32_t result = CallService("GetAddressList", "", answer, kRequestTimeout);
-  if (result != kKELOResult_Success) {
+  const ServiceAnswer answer = CallService("GetAddressList", "");
+  if (!answer.Ok()) {
     // A failed transfer is deliberately told as 4144, whatever it was.
-    return answer.IsServiceError() ? result : uint32_t{kKELOResult_GeneralFailure};
+    return answer.IsServiceError() ? answer.Result() : uint32_t{kKELOResult_GeneralFailure};
   }
   const auto list = answer.Attribute("addressList");
   if (!list) return kKELOResult_GeneralFailure;

@@ -55,7 +55,7 @@ uint32_t KELOAccessCommandController::ProcessModifyProps(tagCommandControlInfo* 
   std::string answer;
   const uint32_t transfer =
       SendDocument(SessionSigner(session_.manageUrl), document, false, answer, kRequestTimeout);
-  record.result = ServiceAnswer().Adopt(transfer, std::move(answer));
+  record.result = ServiceAnswer(transfer, std::move(answer)).Result();
   StoreRecord(info->data, record.result);
   return record.result;
 }
@@ -91,8 +91,7 @@ uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info
   AppendAttribute(parameters, "itemIdList", itemIdList);
   AppendAttribute(parameters, "tagList",
                   std::string_view(text, strnlen(text, sizeof tagKELO_TagInfo::text)));
-  ServiceAnswer answer;
-  return finish(CallService("AddTags", parameters, answer, kRequestTimeout));
+  return finish(CallService("AddTags", parameters).Result());
 }
 
 }  // namespace kelo

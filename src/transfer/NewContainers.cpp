@@ -55,12 +55,10 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
   if (isAlbum) AppendAttribute(parameters, "folderId", parent);
   // A folder's parent is not sent, deliberately.
   AppendConvertedAttribute(parameters, isAlbum ? "albumName" : "folderName", data.name);
-  ServiceAnswer answer;
-  const uint32_t result =
-      CallService(isAlbum ? "AddAlbum" : "AddFolder", parameters, answer, kRequestTimeout);
-  if (result != kKELOResult_Success) {
+  const ServiceAnswer answer = CallService(isAlbum ? "AddAlbum" : "AddFolder", parameters);
+  if (!answer.Ok()) {
     stops = !answer.IsServiceError();
-    return result;
+    return answer.Result();
   }
   const auto id = answer.Attribute(isAlbum ? "albumId" : "folderId");
   if (!id || id->empty()) {
@@ -86,10 +84,9 @@ uint32_t KELOAccessCommandController::ProcessAddNewLink(tagCommandControlInfo* i
     std::string parameters;
     AppendAttribute(parameters, "albumId", ReadTextField(record.albumId));
     AppendAttribute(parameters, "itemIdList", ReadTextField(record.itemIdList));
-    ServiceAnswer answer;
-    const uint32_t itemResult = CallService("AddItemsToAlbum", parameters, answer, kRequestTimeout);
-    stops = itemResult != kKELOResult_Success && !answer.IsServiceError();
-    return itemResult;
+    const ServiceAnswer answer = CallService("AddItemsToAlbum", parameters);
+    stops = !answer.Ok() && !answer.IsServiceError();
+    return answer.Result();
   });
   StoreRecords(info->data, records);
   return result;

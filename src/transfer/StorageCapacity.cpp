@@ -2,16 +2,15 @@
 
 #include "interface/KELOAccessCommandController.h"
 #include "platform/HostRecord.h"
-#include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
 
 namespace kelo {
 
 uint32_t KELOAccessCommandController::ProcessGetStorageCapacity(tagCommandControlInfo* info) {
   tagKELO_StorageCapacityInfo record{};
-  ServiceAnswer answer;
-  record.result = CallService("GetStorageCapacity", "", answer, kRequestTimeout);
-  if (record.result == kKELOResult_Success) {
+  const ServiceAnswer answer = CallService("GetStorageCapacity", "");
+  record.result = answer.Result();
+  if (answer.Ok()) {
     const auto used = answer.Attribute("dataCapacity");
     const auto available = answer.Attribute("storageCapacity");
     if (used && available) {

@@ -169,9 +169,8 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
   std::string text;
   const uint32_t transfer = httpController_->HTTPRequestFileUpload(
       std::string(signer.url), *query, headers, request.parts, text, kRequestTimeout);
-  ServiceAnswer answer;
-  const uint32_t failure = answer.Adopt(transfer, std::move(text));
-  if (failure != kKELOResult_Success) return failure;
+  const ServiceAnswer answer(transfer, std::move(text));
+  if (!answer.Ok()) return answer.Result();
   ForEachElement(answer.Text(), "item", [&](const XMLTag& element) {
     const auto [idx, itemId] = ReadAttributes(element.attributes, {"idx", "itemId"});
     const auto found = records.find(static_cast<uint32_t>(std::atol(std::string(idx).c_str())));

@@ -113,11 +113,10 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
                                                        std::vector<tagKELO_LoadInfo>& records,
                                                        uint32_t checkMask) {
   const std::vector<NamedFile> files = NameFiles(records);
-  ServiceAnswer answer;
-  const uint32_t failure =
-      CallUploadService("CheckUploadItems", DescribeFiles(records, files, checkMask), answer,
+  const ServiceAnswer answer =
+      CallUploadService("CheckUploadItems", DescribeFiles(records, files, checkMask),
                         DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
-  if (failure != kKELOResult_Success) return failure;
+  if (!answer.Ok()) return answer.Result();
   const ElementsByIdx elements = GroupElements(answer.Text());
   if (elements.empty()) return kKELOResult_GeneralFailure;
 

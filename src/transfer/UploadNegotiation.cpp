@@ -38,11 +38,9 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
   }
   content.append("</items>\r\n");
 
-  ServiceAnswer answer;
-  const uint32_t failure =
-      CallUploadService("NegotiateUploadItems", content, answer,
-                        DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
-  if (failure != kKELOResult_Success) return failure;
+  const ServiceAnswer answer = CallUploadService(
+      "NegotiateUploadItems", content, DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
+  if (!answer.Ok()) return answer.Result();
   const auto identifier = answer.Attribute("uploadId");
   const auto items = FindOutermostElement(answer.Text(), "items");
   if (!identifier || identifier->empty() || !items) return kKELOResult_GeneralFailure;

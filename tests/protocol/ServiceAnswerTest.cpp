@@ -7,6 +7,7 @@
 
 #include "interface/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
+#include "protocol/Signing.h"
 #include "text/StringInfo.h"
 
 namespace kelo {
@@ -51,21 +52,21 @@ TEST(ServiceAnswer, TurnsStatusIntoAResultCode) {
       {"<r stat=\"fail\" errcode=\"401\"/>", 4112, true},
   };
   for (const Case& c : cases) {
-    const ServiceAnswer answer(c.answer);
+    const ServiceAnswer answer(0, c.answer);
     EXPECT_EQ(answer.Result(), c.result) << c.answer;
     EXPECT_EQ(answer.IsServiceError(), c.serviceError) << c.answer;
   }
 }
 
 TEST(ServiceAnswer, TellsAbsentFromEmpty) {
-  const ServiceAnswer answer("<r stat=\"ok\" name=\"\" />");
+  const ServiceAnswer answer(0, "<r stat=\"ok\" name=\"\" />");
   EXPECT_EQ(answer.Attribute("name"), "");
   EXPECT_FALSE(answer.Attribute("count").has_value());
 }
 
 TEST(ServiceAnswer, AFailedTransferLeavesNoServiceError) {
-  ServiceAnswer answer("<r stat=\"fail\" errcode=\"207\"/>");
-  EXPECT_EQ(answer.Adopt(4129, "<r stat=\"fail\" errcode=\"207\"/>"), 4129u);
+  const ServiceAnswer answer(4129, "<r stat=\"fail\" errcode=\"207\"/>");
+  EXPECT_EQ(answer.Result(), 4129u);
   EXPECT_FALSE(answer.IsServiceError());
 }
 
@@ -139,6 +140,18 @@ TEST(RequestTimeout, GrowsByAMinuteForEach5000) {
                                                  {20000, 300}, {0xFFFFFFFFu, 300}};
   for (const auto& [size, seconds] : cases) {
     EXPECT_EQ(DecideTimeoutSetting(size), seconds) << size;
+  }
+}
+
+TEST(CallIdentifiers, FollowTheClockUnlessItStandsOrGoesBack) {
+  const struct {
+    uint64_t last;
+    double seconds;
+    uint64_t next;
+  } cases[] = {{0, 0.0079, 7}, {7, 0.0079, 8}, {9, 0.0079, 10}, {7, 1e9, 1000000000000},
+               {0, 0, 1},      {0, -0.5, 1},   {1, -1e12, 2},   {10, -0.001, 11}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(NextCallID(c.last, c.seconds), c.next) << c.last << " at " << c.seconds;
   }
 }
 

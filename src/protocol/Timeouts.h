@@ -1,0 +1,18 @@
+// How long a request to the service may be silent, in seconds. Of an upload's body the transport
+// adds time for its digestion (platform/SilenceWatch.h).
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+namespace kelo {
+
+inline constexpr uint32_t kRequestTimeout = 60;
+inline constexpr uint32_t kForeignAlbumsTimeout = 180;
+
+// Of a request about `size` entries: a minute for each 5000 begun, at most five.
+constexpr uint32_t DecideTimeoutSetting(uint32_t size) {
+  return std::min(size / 5000 + 1, 5u) * 60;
+}
+
+}  // namespace kelo
