@@ -12,8 +12,27 @@
 
 namespace kelo {
 
+bool KELOAccessCommandController::IsCorrectGetItemParam(tagCommandProcParam* param) {
+  const uint32_t allowed = AllowedKinds(ReadTextField(param->targetId));
+  const uint32_t wanted = param->selectionFlags;
+  return (wanted & ~allowed) == 0 && wanted != 0;
+}
+
+uint32_t KELOAccessCommandController::AllowedKinds(std::string_view target) const {
+  constexpr uint32_t kAlbums = kKELOKind_Album | kKELOKind_SharedAlbum;
+  constexpr uint32_t kRootKinds = kAlbums | kKELOKind_Folder | kKELOKind_RootAlbum;
+  constexpr uint32_t kServerKinds = kRootKinds | kKELOKind_FileItem | kKELOKind_FriendAlbum;
+  if (target.empty()) return kRootKinds;
+  if (target == KELO_ALL_ITEMS_ID) return kServerKinds;
+  if (target == KELO_ROOT_ALBUM_ID) return kKELOKind_FileItem;
+  bool isAlbum = false;
+  if (cacheManager_->CheckDirectoryItemID(target, isAlbum)) {
+    return isAlbum ? uint32_t{kKELOKind_FileItem} : kAlbums;
+  }
+  return cacheManager_->CheckFriendAlbumID(target) ? kKELOKind_FileItem : 0;
+}
+
 uint32_t KELOAccessCommandController::AccessCommand_GetItemsCount(tagCommandControlInfo* info) {
-  if (!IsCorrectGetItemParam(info)) return kKELOResult_InvalidTarget;
   const std::string_view target = ReadTextField(info->targetId);
   const uint32_t count = target == KELO_ALL_ITEMS_ID
                              ? cacheManager_->GetAllItemsCountOnServer(info->selectionFlags)
@@ -23,7 +42,6 @@ uint32_t KELOAccessCommandController::AccessCommand_GetItemsCount(tagCommandCont
 }
 
 uint32_t KELOAccessCommandController::AccessCommand_GetItemsList(tagCommandControlInfo* info) {
-  if (!IsCorrectGetItemParam(info)) return kKELOResult_InvalidTarget;
   const std::string_view target = ReadTextField(info->targetId);
   if (target == KELO_ALL_ITEMS_ID) {
     return cacheManager_->GetAllItemsInfoOnServer(info->entryCount, info->data,

@@ -18,7 +18,6 @@ constexpr std::string_view kHierarchyParameters =
 }  // namespace
 
 uint32_t KELOAccessCommandController::ProcessLoadHierarchy(tagCommandControlInfo*) {
-  RequireSubControllers();
   uint32_t totalCount = 0;
   uint32_t result = GetUserArchiveInfo(totalCount);
   if (result != kKELOResult_Success) return result;

@@ -2,18 +2,15 @@
 // connection, and has a work function for every command. Contents, with the file of each section:
 //
 //   Lifecycle            interface/ControllerLifecycle.cpp
-//   Dispatch             interface/CommandDispatch.cpp (table, checks, front functions)
+//   Dispatch             interface/CommandDispatch.cpp (the command table)
 //   Events and abort     interface/HostEvents.cpp
-//   Service requests     protocol/ServiceRequests.cpp (time-outs: Timeouts.h; signatures: Signing.h)
-//   Session              protocol/Session.cpp
-//   Loading              catalogue/LoadHierarchy.cpp
-//   Item queries         catalogue/ItemQueries.cpp
-//   Upload               transfer/Upload.cpp, UploadCheck.cpp, UploadNegotiation.cpp
-//   Download             transfer/Download.cpp
-//   Edits                transfer/ItemEdits.cpp, transfer/NewContainers.cpp
-//   Storage capacity     transfer/StorageCapacity.cpp
-//   Recipients           sharing/Recipients.cpp
-//   Picture mail         sharing/PictureMail.cpp
+//   Service requests     protocol/ServiceRequests.cpp (time-outs: Timeouts.h; signatures:
+//   Signing.h) Session              protocol/Session.cpp Loading catalogue/LoadHierarchy.cpp Item
+//   queries         catalogue/ItemQueries.cpp Upload               transfer/Upload.cpp,
+//   UploadCheck.cpp, UploadNegotiation.cpp Download             transfer/Download.cpp Edits
+//   transfer/ItemEdits.cpp, transfer/NewContainers.cpp Storage capacity
+//   transfer/StorageCapacity.cpp Recipients           sharing/Recipients.cpp Picture mail
+//   sharing/PictureMail.cpp
 //
 // Every operation returns a result code (see KELOAccess.h) unless it says otherwise. Threads: all
 // operations belong to the thread of the running command, except the abort command, which touches
@@ -61,34 +58,22 @@ class KELOAccessCommandController {
   // The code of the command that runs, or ran last.
   uint32_t RunningCommand() const { return runningCommand_; }
 
-  // The front functions check what is particular to a command, after the checks that the command
-  // table asks for, and call its work function.
-  uint32_t AccessCommand_OpenSession(tagCommandControlInfo* info);
-  uint32_t AccessCommand_CloseSession(tagCommandControlInfo* info);
+  // A row of the command table names a command's work function, what that needs, and the command's
+  // own check. Commands whose work is short have it in a function of the command's name:
   uint32_t AccessCommand_GetSessionInfo(tagCommandControlInfo* info);
   uint32_t AccessCommand_SetSessionInfo(tagCommandControlInfo* info);
   uint32_t AccessCommand_Abort(tagCommandControlInfo* info);
-  uint32_t AccessCommand_LoadHierarchy(tagCommandControlInfo* info);
   uint32_t AccessCommand_GetItemsCount(tagCommandControlInfo* info);
   uint32_t AccessCommand_GetItemsList(tagCommandControlInfo* info);
   uint32_t AccessCommand_GetItemInfo(tagCommandControlInfo* info);
-  uint32_t AccessCommand_AddItems(tagCommandControlInfo* info);
-  uint32_t AccessCommand_AddNewLink(tagCommandControlInfo* info);
-  uint32_t AccessCommand_Upload(tagCommandControlInfo* info);
-  uint32_t AccessCommand_VerifyRecipient(tagCommandControlInfo* info);
-  uint32_t AccessCommand_GetAddressList(tagCommandControlInfo* info);
-  uint32_t AccessCommand_SendPictureMail(tagCommandControlInfo* info);
-  uint32_t AccessCommand_GetStorageCapacity(tagCommandControlInfo* info);
-  uint32_t AccessCommand_ModifyProps(tagCommandControlInfo* info);
   uint32_t AccessCommand_RegisterEventCallBack(tagCommandControlInfo* info);
   uint32_t AccessCommand_UnregisterEventCallBack(tagCommandControlInfo* info);
-  uint32_t AccessCommand_ExtendTokenLimit(tagCommandControlInfo* info);
-  uint32_t AccessCommand_AddTags(tagCommandControlInfo* info);
-  uint32_t AccessCommand_Download(tagCommandControlInfo* info);
 
+  // The own checks; each stands in the file of its command.
   bool IsCorrectGetItemParam(tagCommandProcParam* param);
   bool IsCorrectUploadParam(tagCommandProcParam* param);
   bool IsCorrectSendPictureMailParam(tagCommandProcParam* param);
+  bool IsCorrectExtendTokenParam(tagCommandProcParam* param);
 
   // ---- Events and abort ----
 
@@ -190,9 +175,6 @@ class KELOAccessCommandController {
 
  private:
   void SetupKELOAccessCommandController(uint32_t parameter);
-
-  // The checks that the command table asks for; the first failure, or 0.
-  uint32_t CheckRequirements(uint32_t requirements, const tagCommandControlInfo* info) const;
 
   // The kinds that a query on `target` may ask for; 0 for an unknown target.
   uint32_t AllowedKinds(std::string_view target) const;

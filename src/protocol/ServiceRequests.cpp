@@ -44,7 +44,6 @@ std::optional<std::string> KELOAccessCommandController::Sign(const Signer& signe
 uint32_t KELOAccessCommandController::SendDocument(const Signer& signer,
                                                    const std::string& document, bool onlyReads,
                                                    std::string& answer, uint32_t timeout) {
-  RequireSubControllers();
   if (signer.url.empty()) return kKELOResult_GeneralFailure;
   for (bool again = onlyReads;; again = false) {
     const std::optional<std::string> query = Sign(signer, document);

@@ -34,7 +34,6 @@ ServiceAnswer KELOAccessCommandController::CallAuthentication(std::string_view s
 }
 
 uint32_t KELOAccessCommandController::ProcessOpenSession(tagCommandControlInfo* info) {
-  RequireSubControllers();
   const std::string_view secret = ReadTextField(info->signingSecret);
   std::string query = "method=OpenSession&callId=" + std::to_string(GetCallID());
   query.append("&keloApiKey=").append(ReadTextField(info->apiKey));
@@ -59,7 +58,6 @@ uint32_t KELOAccessCommandController::ProcessOpenSession(tagCommandControlInfo* 
 // The session, the secret and the catalogue deliberately stay as they are: the host discards them
 // by restoring or opening another session.
 uint32_t KELOAccessCommandController::ProcessCloseSession(tagCommandControlInfo*) {
-  RequireSubControllers();
   std::string query("keloSessToken=");
   query.append(ReadTextField(session_.token)).append("&method=CloseSession&callId=");
   query.append(std::to_string(GetCallID()));
@@ -73,17 +71,20 @@ uint32_t KELOAccessCommandController::AccessCommand_GetSessionInfo(tagCommandCon
 }
 
 uint32_t KELOAccessCommandController::AccessCommand_SetSessionInfo(tagCommandControlInfo* info) {
-  RequireSubControllers();
   ForgetHierarchy();
   if (info->signingSecret[0] != '\0') AdoptSecret(ReadTextField(info->signingSecret));
   session_ = LoadRecord<tagKELO_SessionInfo>(info->data);
   return kKELOResult_Success;
 }
 
+bool KELOAccessCommandController::IsCorrectExtendTokenParam(tagCommandProcParam* param) {
+  const auto session = LoadRecord<tagKELO_SessionInfo>(param->data);
+  return session.token[0] != '\0' && session.manageUrl[0] != '\0';
+}
+
 // Any request keeps a token alive, so one that the service is sure to refuse is sent, and neither
 // its transfer nor its answer matters. All it needs comes from the host's record.
 uint32_t KELOAccessCommandController::ProcessExtendTokenLimit(tagCommandControlInfo* info) {
-  RequireSubControllers();
   const auto session = LoadRecord<tagKELO_SessionInfo>(info->data);
   std::string parameters;
   AppendAttribute(parameters, "recipientList", "AAAAA");

@@ -8,6 +8,10 @@
 
 namespace kelo {
 
+bool KELOAccessCommandController::IsCorrectSendPictureMailParam(tagCommandProcParam* param) {
+  return param->targetId[0] != '\0';
+}
+
 uint32_t KELOAccessCommandController::ProcessSendPictureMail(tagCommandControlInfo* info) {
   auto mail = LoadRecord<tagKELO_PictureMailInfo>(info->data);
   mail.status = kKELOResult_Success;

@@ -18,7 +18,6 @@ bool ContinuesAfter(uint32_t result) {
 }  // namespace
 
 uint32_t KELOAccessCommandController::ProcessDownload(tagCommandControlInfo* info) {
-  RequireSubControllers();
   auto records = LoadRecords<tagKELO_DownloadInfo>(info->data, info->entryCount);
   ResetProgress();
   if (records.empty()) return kKELOResult_Success;

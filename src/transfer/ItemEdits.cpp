@@ -61,7 +61,6 @@ uint32_t KELOAccessCommandController::ProcessModifyProps(tagCommandControlInfo* 
 }
 
 uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info) {
-  RequireSubControllers();
   const auto finish = [info](uint32_t result) {
     StoreRecord(info->data, result);
     return result;

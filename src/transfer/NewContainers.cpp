@@ -27,7 +27,6 @@ uint32_t WorkOnRecords(std::vector<Record>& records, Work work) {
 }  // namespace
 
 uint32_t KELOAccessCommandController::ProcessAddItems(tagCommandControlInfo* info) {
-  RequireSubControllers();
   auto records = LoadRecords<tagKELO_ItemInfo>(info->data, info->entryCount);
   const std::string_view parent = ReadTextField(info->targetId);
   const uint32_t result = WorkOnRecords(records, [&](tagKELO_ItemInfo& record, bool& stops) {

@@ -94,8 +94,14 @@ MultipartRequest BuildRequest(const UploadRecords& records, std::string_view alb
 
 }  // namespace
 
+// Only the first record is looked at, deliberately: the others are sent as they are.
+bool KELOAccessCommandController::IsCorrectUploadParam(tagCommandProcParam* param) {
+  if (param->entryCount == 0) return true;
+  const auto first = LoadRecord<tagKELO_LoadInfo>(param->data);
+  return first.fileModifyDate[0] != '\0' && first.fileCreateDate[0] != '\0';
+}
+
 uint32_t KELOAccessCommandController::ProcessUpload(tagCommandControlInfo* info) {
-  RequireSubControllers();
   const std::string albumId(ReadTextField(info->targetId).substr(0, KELO_ID_FIELD_SIZE - 1));
   auto records = LoadRecords<tagKELO_LoadInfo>(info->data, info->entryCount);
   ResetProgress();
@@ -156,7 +162,6 @@ uint32_t KELOAccessCommandController::UploadItems(const std::string& albumId,
 uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
                                                      UploadRecords& records,
                                                      const std::string& uploadId) {
-  RequireSubControllers();
   const Signer signer = SessionSigner(session_.uploadUrl);
   if (signer.url.empty()) return kKELOResult_GeneralFailure;
   const MultipartRequest request = BuildRequest(records, albumId, uploadId);
