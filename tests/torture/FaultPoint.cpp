@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <span>
 
@@ -30,6 +31,7 @@ struct State {
   int callerCount;
 };
 thread_local State state;
+thread_local char lastOpened[256];
 
 // Whether the call that is about to be made fails, and with which of its errors.
 bool Fails(CallKind kind, const char* call, std::span<const int> errors) {
@@ -70,6 +72,10 @@ void SetFault(const FaultPoint& point) {
 FaultReport TakeFault() {
   state.point = {};
   return state.report;
+}
+
+std::string LastOpened() {
+  return lastOpened;
 }
 
 void PrintCallers() {
@@ -206,7 +212,6 @@ void operator delete[](void* block, size_t, std::align_val_t) noexcept {
     static const auto next = Next<result(*) parameters>(#name); \
     return next arguments;                                      \
   }
-
 KELO_CALL(ssize_t, read, (int fd, void* data, size_t size), (fd, data, size), EINTR, EIO)
 KELO_CALL(ssize_t, pread, (int fd, void* data, size_t size, long at), (fd, data, size, at), EINTR,
           EIO)
@@ -218,16 +223,20 @@ KELO_CALL(int, fstat, (int fd, void* status), (fd, status), EIO)
 KELO_CALL(int, fstat64, (int fd, void* status), (fd, status), EIO)
 KELO_CALL(int, stat, (const char* path, void* status), (path, status), EIO, ENOMEM)
 KELO_CALL(int, stat64, (const char* path, void* status), (path, status), EIO, ENOMEM)
-KELO_CALL(int, lstat, (const char* path, void* status), (path, status), EIO, ENOMEM)
-KELO_CALL(int, lstat64, (const char* path, void* status), (path, status), EIO, ENOMEM)
+
+KELO_CALL(int, fstatat, (int folder, const char* path, void* status, int flags),
+          (folder, path, status, flags), EIO, ENOMEM)
+KELO_CALL(int, fstatat64, (int folder, const char* path, void* status, int flags),
+          (folder, path, status, flags), EIO, ENOMEM)
+KELO_CALL(int, access, (const char* path, int mode), (path, mode), EIO)
 KELO_CALL(int, unlink, (const char* path), (path), EIO)
+KELO_CALL(int, unlinkat, (int folder, const char* path, int flags), (folder, path, flags), EIO)
 KELO_CALL(int, linkat, (int from, const char* old, int to, const char* name, int flags),
           (from, old, to, name, flags), EIO, ENOSPC)
 KELO_CALL(int, socket, (int domain, int type, int protocol), (domain, type, protocol), EMFILE,
           ENOMEM)
 KELO_CALL(int, socketpair, (int domain, int type, int protocol, int* pair),
           (domain, type, protocol, pair), EMFILE, ENOMEM)
-KELO_CALL(int, pipe2, (int* pair, int flags), (pair, flags), EMFILE)
 KELO_CALL(int, eventfd, (unsigned int value, int flags), (value, flags), EMFILE)
 KELO_CALL(int, connect, (int fd, const sockaddr* address, socklen_t size), (fd, address, size),
           ECONNREFUSED, ENETUNREACH)
@@ -244,8 +253,6 @@ KELO_CALL(ssize_t, send, (int fd, const void* data, size_t size, int flags),
 KELO_CALL(ssize_t, sendto,
           (int fd, const void* data, size_t size, int flags, const sockaddr* to, socklen_t length),
           (fd, data, size, flags, to, length), EINTR, ECONNRESET)
-KELO_CALL(ssize_t, sendmsg, (int fd, const msghdr* message, int flags), (fd, message, flags), EINTR,
-          ECONNRESET)
 KELO_CALL(ssize_t, recv, (int fd, void* data, size_t size, int flags), (fd, data, size, flags),
           EINTR, ECONNRESET)
 KELO_CALL(int, poll, (pollfd * fds, nfds_t count, int wait), (fds, count, wait), EINTR, ENOMEM)
@@ -265,6 +272,20 @@ KELO_CALL_WITH_OPTION(open, (const char* path, int option, ...), (path, option, 
                       EMFILE, EIO, ENOSPC)
 KELO_CALL_WITH_OPTION(open64, (const char* path, int option, ...), (path, option, third), EINTR,
                       EMFILE, EIO, ENOSPC)
+#define KELO_OPENAT(name)                                                           \
+  KELO_INTERPOSED(int, name, (int folder, const char* path, int flags, ...)) {      \
+    va_list options;                                                                \
+    va_start(options, flags);                                                       \
+    const long mode = va_arg(options, long);                                        \
+    va_end(options);                                                                \
+    strncpy(kelo::testing::lastOpened, path, sizeof kelo::testing::lastOpened - 1); \
+    if (FailsToCall(#name, EINTR, EMFILE, EIO, ENOSPC)) return -1;                  \
+    static const auto next = Next<int (*)(int, const char*, int, ...)>(#name);      \
+    return next(folder, path, flags, mode);                                         \
+  }
+
+KELO_OPENAT(openat)
+KELO_OPENAT(openat64)
 KELO_CALL_WITH_OPTION(fcntl, (int fd, int option, ...), (fd, option, third), ENOMEM)
 KELO_CALL_WITH_OPTION(fcntl64, (int fd, int option, ...), (fd, option, third), ENOMEM)
 KELO_CALL_WITH_OPTION(ioctl, (int fd, unsigned long option, ...), (fd, option, third), EIO)

@@ -27,6 +27,8 @@ struct FaultReport {
 void SetFault(const FaultPoint& point);
 // What the last command met. Nothing fails from here on.
 FaultReport TakeFault();
+// The path that the library has last tried to open on this thread.
+std::string LastOpened();
 // Where the last failure was, as the addresses of its callers, to standard error.
 void PrintCallers();
 

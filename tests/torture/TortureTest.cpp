@@ -14,6 +14,7 @@
 #include <numeric>
 #include <random>
 
+#include "http/KELOHTTPController.h"
 #include "platform/KELOUtility.h"
 #include "torture/TortureTest.h"
 
@@ -161,6 +162,15 @@ TEST_P(DuringCommand, ASystemCallFails) {
 
 INSTANTIATE_TEST_SUITE_P(, DuringCommand, ::testing::ValuesIn(AllTrials()),
                          [](const auto& trial) { return std::string(trial.param.name); });
+
+TEST_F(TortureTest, TheServerUrlsHaveTheirPlace) {
+  const std::string named = getenv("KELO_URLS_FILE");
+  unsetenv("KELO_URLS_FILE");
+  std::string url;
+  KELOHTTPController().GetURLofKELOServer(url);
+  EXPECT_EQ(LastOpened(), "/Library/Application Support/Talvo/Quillet/KELOURLS");
+  setenv("KELO_URLS_FILE", named.c_str(), 1);
+}
 
 // A process's first command also makes what the process keeps. Each point has a process of its own.
 class FirstCommand : public TortureTest {

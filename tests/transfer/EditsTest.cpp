@@ -150,6 +150,8 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, "NF")), 0u);
   EXPECT_EQ(FieldText(info.name), "N&lt;0");
   EXPECT_EQ(info.kind, 1u);
+  ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, "NA")), 0u);
+  EXPECT_EQ(info.kind, 2u);  // not shared with anyone yet
 
   // Under a folder there are only albums.
   Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA2\" />");

@@ -58,6 +58,9 @@ TEST_F(UploadCheckTest, TheCheckSkipsWhatTheServiceHolds) {
   }
   // Only the file that is placed there already shows at once; only what travels counts.
   EXPECT_EQ(CountOf("A1"), 3u);
+  tagKELO_ItemInfo placed{};
+  ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&placed, "I9")), 0u);
+  EXPECT_EQ(FieldText(placed.parentId), "A1");
   EXPECT_EQ(events, (std::vector<Words>{{20, 48, 10, 0, 3, 0}, {20, 48, 10, 10, 3, 3}}));
 }
 

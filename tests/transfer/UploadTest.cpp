@@ -70,7 +70,7 @@ TEST_F(UploadTest, SendsOneMultipartRequestByteForByte) {
 TEST_F(UploadTest, NoRecordsAndNegativeSizesSendNothing) {
   OpenScriptedSession();
   std::vector<tagKELO_LoadInfo> none;
-  EXPECT_EQ(Upload(none, "A1"), 0u);
+  for (const uint32_t options : {0u, 0x400u}) EXPECT_EQ(Upload(none, "A1", options), 0u);
   std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "A"), File("b.jpg", "B")};
   for (const size_t negative : {0u, 1u}) {
     for (size_t i = 0; i < 2; ++i) records[i].fileSize = i == negative ? -1 : 1;
@@ -105,6 +105,15 @@ TEST_F(UploadTest, AFileThatCannotSupplyItsSizeEndsTheRequestBeforeItIsSent) {
   longer[0].fileSize = 4;
   ASSERT_EQ(Upload(longer, ""), 0u);
   EXPECT_NE(OnlyRequest().body.find("\r\n\r\n0123\r\n--BOUNDARY--\r\n"), std::string::npos);
+}
+
+TEST_F(UploadTest, AnOldSpoolFileIsGoneAfterAnyUpload) {
+  const std::string spool = "/tmp/tVQLTempFile.dat";
+  if (!(std::ofstream(spool) << "left by a host that was killed")) GTEST_SKIP() << spool;
+  OpenScriptedSession();
+  std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "A")};
+  EXPECT_EQ(Upload(records, ""), 0u);
+  EXPECT_FALSE(std::filesystem::exists(spool));
 }
 
 TEST_F(UploadTest, UnterminatedFieldsAreReadToTheirWidth) {
