@@ -118,6 +118,24 @@ TEST_F(RepeatTest, OnceAndOnlyWhenNothingCame) {
   EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&capacity)),
             uint32_t{kKELOResult_ConnectionLost});
   EXPECT_EQ(torn.Requests().size(), 2u);
+
+  // A connection that was new has nothing to do with how long another one was kept.
+  SocketServer gone([](Peer& peer) { peer.ReadRequest(); });
+  UseSessionAt(gone);
+  EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&capacity)),
+            uint32_t{kKELOResult_ConnectionLost});
+  EXPECT_EQ(gone.Requests().size(), 1u);
+
+  // The last document of a load, whose method has an attribute beside it.
+  SocketServer late([](Peer& peer) {
+    for (std::string request; !(request = peer.ReadRequest()).empty();) {
+      if (peer.Index() == 0 && request.find("<GetForeignAlbumItems") != std::string::npos) return;
+      peer.Reply(200, kAnswer);
+    }
+  });
+  UseSessionAt(late);
+  EXPECT_EQ(SendTo(late, kKELOCommand_LoadHierarchy), 0u);
+  EXPECT_EQ(late.Requests().size(), 4u);
 }
 
 }  // namespace

@@ -212,9 +212,8 @@ void operator delete[](void* block, size_t, std::align_val_t) noexcept {
     static const auto next = Next<result(*) parameters>(#name); \
     return next arguments;                                      \
   }
+
 KELO_CALL(ssize_t, read, (int fd, void* data, size_t size), (fd, data, size), EINTR, EIO)
-KELO_CALL(ssize_t, pread, (int fd, void* data, size_t size, long at), (fd, data, size, at), EINTR,
-          EIO)
 KELO_CALL(ssize_t, pread64, (int fd, void* data, size_t size, int64_t at), (fd, data, size, at),
           EINTR, EIO)
 KELO_CALL(ssize_t, write, (int fd, const void* data, size_t size), (fd, data, size), EINTR, ENOSPC,
@@ -223,7 +222,6 @@ KELO_CALL(int, fstat, (int fd, void* status), (fd, status), EIO)
 KELO_CALL(int, fstat64, (int fd, void* status), (fd, status), EIO)
 KELO_CALL(int, stat, (const char* path, void* status), (path, status), EIO, ENOMEM)
 KELO_CALL(int, stat64, (const char* path, void* status), (path, status), EIO, ENOMEM)
-
 KELO_CALL(int, fstatat, (int folder, const char* path, void* status, int flags),
           (folder, path, status, flags), EIO, ENOMEM)
 KELO_CALL(int, fstatat64, (int folder, const char* path, void* status, int flags),
