@@ -44,89 +44,62 @@ UploadBody::~UploadBody() {
 
 TransportCode UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
   uint64_t fileSizes = 0;
+  uint64_t total = 0;
   for (const auto& part : parts) {
     // Bytes are declared, but no file is named that could supply them.
     if (part.filePath.empty() && part.fileSize != 0) return TransportCode::UploadFileUnreadable;
     fileSizes += part.fileSize;
+    total += part.bytes.size() + part.fileSize;
   }
-  return fileSizes < kSpoolThreshold ? BuildInMemory(parts) : BuildInSpool(parts);
+  const bool inMemory = fileSizes < kSpoolThreshold;
+  if (!inMemory && !OpenSpool()) return TransportCode::OtherFailure;
+  // The whole body, or what is between a file and the spool.
+  buffer_.reset(NewBuffer(inMemory ? static_cast<size_t>(total) : kChunkSize));
+  for (const auto& part : parts) {
+    TransportCode code = Append(part.bytes);
+    if (code == TransportCode::Success && !part.filePath.empty()) code = AppendFile(part);
+    if (code != TransportCode::Success) return code;
+  }
+  return TransportCode::Success;
+}
+
+TransportCode UploadBody::Append(std::string_view bytes) {
+  int error = 0;
+  if (!spool_) {
+    std::memcpy(buffer_.get() + length_, bytes.data(), bytes.size());
+  } else if (!WriteAll(spool_.Get(), bytes.data(), bytes.size(), error)) {
+    return TransportCode::OtherFailure;
+  }
+  length_ += bytes.size();
+  return TransportCode::Success;
+}
+
+TransportCode UploadBody::AppendFile(const tagHTTPConnection_MultipartBody& part) {
+  const FileDescriptor file = OpenPart(part);
+  if (!file) return TransportCode::UploadFileUnreadable;
+  files_.push_back({length_, part.fileSize});
+  for (size_t left = part.fileSize; left > 0;) {
+    if (aborted_()) return TransportCode::Aborted;
+    const size_t step = std::min(left, spool_ ? kChunkSize : kReadStep);
+    char* const target = spool_ ? buffer_.get() : buffer_.get() + length_;
+    int error = 0;
+    if (ReadFull(file.Get(), target, step, error) != step) {
+      return TransportCode::UploadFileUnreadable;
+    }
+    if (!spool_) {
+      length_ += step;
+    } else if (const TransportCode code = Append({target, step}); code != TransportCode::Success) {
+      return code;
+    }
+    left -= step;
+  }
+  lastPath_ = part.filePath;
+  return TransportCode::Success;
 }
 
 URLBody UploadBody::Body() const {
   if (spool_) return URLFileBody{spool_.Get(), length_};
   return std::string_view(buffer_.get(), static_cast<size_t>(length_));
-}
-
-TransportCode UploadBody::BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
-  size_t total = 0;
-  for (const auto& part : parts) total += part.bytes.size() + part.fileSize;
-  buffer_.reset(NewBuffer(total));
-  for (const auto& part : parts) {
-    std::memcpy(buffer_.get() + length_, part.bytes.data(), part.bytes.size());
-    length_ += part.bytes.size();
-    if (part.filePath.empty()) continue;
-    if (const TransportCode code = ReadFileIntoBuffer(part); code != TransportCode::Success)
-      return code;
-    CountFile(part);
-  }
-  return TransportCode::Success;
-}
-
-TransportCode UploadBody::ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part) {
-  const FileDescriptor file = OpenPart(part);
-  if (!file) return TransportCode::UploadFileUnreadable;
-  for (size_t left = part.fileSize; left > 0;) {
-    if (aborted_()) return TransportCode::Aborted;
-    const size_t step = std::min(left, kReadStep);
-    int error = 0;
-    if (ReadFull(file.Get(), buffer_.get() + length_, step, error) != step) {
-      return TransportCode::UploadFileUnreadable;
-    }
-    length_ += step;
-    left -= step;
-  }
-  return TransportCode::Success;
-}
-
-TransportCode UploadBody::BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
-  if (!OpenSpool()) return TransportCode::OtherFailure;
-  chunk_ = std::make_unique_for_overwrite<char[]>(kChunkSize);
-  for (const auto& part : parts) {
-    if (const TransportCode code = AppendToSpool(part.bytes.data(), part.bytes.size());
-        code != TransportCode::Success)
-      return code;
-    if (part.filePath.empty()) continue;
-    if (const TransportCode code = CopyFileIntoSpool(part); code != TransportCode::Success)
-      return code;
-    CountFile(part);
-  }
-  chunk_.reset();
-  return TransportCode::Success;
-}
-
-TransportCode UploadBody::CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part) {
-  const FileDescriptor file = OpenPart(part);
-  if (!file) return TransportCode::UploadFileUnreadable;
-  for (size_t left = part.fileSize; left > 0;) {
-    if (aborted_()) return TransportCode::Aborted;
-    const size_t step = std::min(left, kChunkSize);
-    int error = 0;
-    if (ReadFull(file.Get(), chunk_.get(), step, error) != step) {
-      return TransportCode::UploadFileUnreadable;
-    }
-    if (const TransportCode code = AppendToSpool(chunk_.get(), step);
-        code != TransportCode::Success)
-      return code;
-    left -= step;
-  }
-  return TransportCode::Success;
-}
-
-TransportCode UploadBody::AppendToSpool(const void* data, size_t size) {
-  int error = 0;
-  if (!WriteAll(spool_.Get(), data, size, error)) return TransportCode::OtherFailure;
-  length_ += size;
-  return TransportCode::Success;
 }
 
 bool UploadBody::OpenSpool() {
@@ -152,18 +125,11 @@ FileDescriptor UploadBody::OpenPart(const tagHTTPConnection_MultipartBody& part)
   return size < part.fileSize ? FileDescriptor() : std::move(file);
 }
 
-void UploadBody::CountFile(const tagHTTPConnection_MultipartBody& part) {
-  lastPath_ = part.filePath;
-  fileBytes_ += part.fileSize;
-  ++fileCount_;
-  files_.emplace_back(length_ - part.fileSize, part.fileSize);
-}
-
 uint64_t UploadBody::FileBytesWithin(uint64_t length) const {
   uint64_t bytes = 0;
-  for (const auto& [begin, size] : files_) {
-    if (length <= begin) break;
-    bytes += std::min(length - begin, size);
+  for (const PlacedFile& file : files_) {
+    if (length <= file.begin) break;
+    bytes += std::min(length - file.begin, file.size);
   }
   return bytes;
 }

@@ -11,7 +11,7 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "http/HTTPConnection.h"
@@ -39,8 +39,8 @@ class UploadBody {
   /// The body, valid while this object lives.
   URLBody Body() const;
   const std::string& LastPath() const { return lastPath_; }
-  uint64_t FileBytes() const { return fileBytes_; }
-  uint64_t FileCount() const { return fileCount_; }
+  uint64_t FileBytes() const { return FileBytesWithin(length_); }
+  uint64_t FileCount() const { return files_.size(); }
   /// The bytes of files among the first `length` bytes of the body.
   uint64_t FileBytesWithin(uint64_t length) const;
 
@@ -48,25 +48,22 @@ class UploadBody {
   struct FreeBuffer {
     void operator()(char* buffer) const;
   };
-  TransportCode BuildInMemory(const std::vector<tagHTTPConnection_MultipartBody>& parts);
-  TransportCode BuildInSpool(const std::vector<tagHTTPConnection_MultipartBody>& parts);
-  TransportCode ReadFileIntoBuffer(const tagHTTPConnection_MultipartBody& part);
-  TransportCode CopyFileIntoSpool(const tagHTTPConnection_MultipartBody& part);
-  TransportCode AppendToSpool(const void* data, size_t size);
+  struct PlacedFile {
+    uint64_t begin;  // in the body
+    uint64_t size;
+  };
+  TransportCode Append(std::string_view bytes);
+  TransportCode AppendFile(const tagHTTPConnection_MultipartBody& part);
   bool OpenSpool();
   FileDescriptor OpenPart(const tagHTTPConnection_MultipartBody& part) const;
-  void CountFile(const tagHTTPConnection_MultipartBody& part);
 
   const std::string spoolPath_;
   const std::function<bool()> aborted_;
   std::unique_ptr<char[], FreeBuffer> buffer_;
   FileDescriptor spool_;
-  std::unique_ptr<char[]> chunk_;  // between a file and the spool
-  uint64_t length_ = 0;            // of the body so far
+  uint64_t length_ = 0;  // of the body so far
   std::string lastPath_;
-  uint64_t fileBytes_ = 0;
-  uint64_t fileCount_ = 0;
-  std::vector<std::pair<uint64_t, uint64_t>> files_;  // begin in the body, size; in their order
+  std::vector<PlacedFile> files_;  // in the order of the body
 };
 
 }  // namespace kelo

@@ -126,9 +126,10 @@ class KELOAccessCommandController {
 
   uint32_t ProcessUpload(tagCommandControlInfo* info);
   // Asks which records the service holds already and writes result and item id of each; sets the
-  // progress words to what remains to be sent.
+  // progress words to what remains to be sent. `anyToSend`: a picture does; voice memos alone don't
+  // travel.
   uint32_t CheckUploadItems(const std::string& albumId, std::vector<tagKELO_LoadInfo>& records,
-                            uint32_t checkMask);
+                            uint32_t checkMask, bool& anyToSend);
   // The result of the record at the 1-based `index`, decided by the answer's item elements.
   static uint32_t CheckUploadItemByIdx(uint32_t index, const std::string& albumId,
                                        const std::vector<std::string>& elements,

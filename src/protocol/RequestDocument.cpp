@@ -31,6 +31,10 @@ void AppendConvertedAttribute(std::string& out, std::string_view name,
   out.append(" ").append(name).append("=\"").append(references).append("\"");
 }
 
+void AppendAttributeUnlessEmpty(std::string& out, std::string_view name, std::string_view value) {
+  if (!value.empty()) AppendAttribute(out, name, value);
+}
+
 std::string TextAsReferences(std::string_view text) {
   const XMLUtility xml;
   std::string references;

@@ -23,6 +23,7 @@ std::string ContentDocument(std::string_view method, std::string_view content);
 // Appends ` name="value"`, the value as references, so that nothing in it can end the attribute.
 void AppendAttribute(std::string& out, std::string_view name, std::string_view value);
 void AppendAttribute(std::string& out, std::string_view name, uint64_t value);
+void AppendAttributeUnlessEmpty(std::string& out, std::string_view name, std::string_view value);
 
 // The same for a value that TextAsReferences made.
 void AppendConvertedAttribute(std::string& out, std::string_view name, std::string_view references);

@@ -11,7 +11,7 @@
 #include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadNames.h"
+#include "transfer/UploadItems.h"
 
 namespace kelo {
 namespace {
@@ -33,28 +33,6 @@ constexpr std::string_view kFilePartTypes =
 
 using UploadRecords = std::map<uint32_t, tagKELO_LoadInfo>;
 
-void SetResults(std::vector<tagKELO_LoadInfo>& records, uint32_t result) {
-  for (tagKELO_LoadInfo& record : records) record.result = result;
-}
-
-void AppendAttributeUnlessEmpty(std::string& out, std::string_view name, std::string_view value) {
-  if (!value.empty()) AppendAttribute(out, name, value);
-}
-
-// The document's line about one file.
-void AppendItem(std::string& document, uint32_t idx, const tagKELO_LoadInfo& record,
-                std::string_view displayName, std::string_view albumId) {
-  document.append("<item");
-  AppendAttribute(document, "idx", idx);
-  AppendConvertedAttribute(document, "fileName", displayName);
-  AppendAttribute(document, "size", static_cast<uint32_t>(record.fileSize));
-  AppendAttributeUnlessEmpty(document, "fileCreateDate", ReadTextField(record.fileCreateDate));
-  AppendAttributeUnlessEmpty(document, "fileModifyDate", ReadTextField(record.fileModifyDate));
-  AppendAttributeUnlessEmpty(document, "albumId", albumId);
-  AppendAttributeUnlessEmpty(document, "tagList", ReadTextField(record.tagList));
-  document.append(" />\r\n");
-}
-
 tagHTTPConnection_MultipartBody FilePart(const tagKELO_LoadInfo& record,
                                          std::string_view displayName) {
   tagHTTPConnection_MultipartBody part;
@@ -69,7 +47,8 @@ tagHTTPConnection_MultipartBody FilePart(const tagKELO_LoadInfo& record,
 struct MultipartRequest {
   std::string document;
   std::vector<tagHTTPConnection_MultipartBody> parts;
-  uint64_t length = 0;  // bytes of the whole body
+  uint64_t length = 0;                    // bytes of the whole body
+  std::map<uint32_t, std::string> names;  // display names, by the key of the record
 };
 
 MultipartRequest BuildRequest(const UploadRecords& records, std::string_view albumId,
@@ -81,8 +60,14 @@ MultipartRequest BuildRequest(const UploadRecords& records, std::string_view alb
   AppendAttributeUnlessEmpty(document, "uploadId", uploadId);
   document.append(">\r\n<items>\r\n");
   for (const auto& [idx, record] : records) {
-    const std::string displayName = DisplayName(record);
-    AppendItem(document, idx, record, displayName, albumId);
+    const std::string& displayName = request.names.emplace(idx, DisplayName(record)).first->second;
+    AppendUploadItem(document, idx, displayName, [&](std::string& out) {
+      AppendAttribute(out, "size", static_cast<uint32_t>(record.fileSize));
+      AppendAttributeUnlessEmpty(out, "fileCreateDate", ReadTextField(record.fileCreateDate));
+      AppendAttributeUnlessEmpty(out, "fileModifyDate", ReadTextField(record.fileModifyDate));
+      AppendAttributeUnlessEmpty(out, "albumId", albumId);
+      AppendAttributeUnlessEmpty(out, "tagList", ReadTextField(record.tagList));
+    });
     request.parts.push_back(FilePart(record, displayName));
   }
   document.append("</items>\r\n</UploadItems>\r\n");
@@ -114,17 +99,18 @@ uint32_t KELOAccessCommandController::ProcessUpload(tagCommandControlInfo* info)
   }
 
   uint32_t result = kKELOResult_Success;
+  bool sends = true;
   if (anyNegative) {
     result = kKELOResult_TooLarge;
-    SetResults(records, result);
   } else if (info->outputOptions & kKELOOption_CheckDuplicates) {
-    result = CheckUploadItems(albumId, records, info->selectionFlags);
-    if (result != kKELOResult_Success) SetResults(records, result);
+    result = CheckUploadItems(albumId, records, info->selectionFlags, sends);
   } else {
     for (tagKELO_LoadInfo& record : records) CopyTextField(record.itemId, "");
     CountFilesToSend(records);
   }
-  if (result == kKELOResult_Success && progress_.itemCount != 0) {
+  if (result != kKELOResult_Success) {
+    for (tagKELO_LoadInfo& record : records) record.result = result;
+  } else if (sends) {
     result = UploadItems(albumId, records, "");
   }
   StoreRecords(info->data, records);
@@ -181,7 +167,7 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
     const auto found = records.find(static_cast<uint32_t>(std::atol(std::string(idx).c_str())));
     if (found == records.end() || !itemId.data()) return;
     CopyTextField(found->second.itemId, itemId);
-    AddToCachedAlbum(albumId, ReadTextField(found->second.itemId), DisplayName(found->second));
+    AddToCachedAlbum(albumId, ReadTextField(found->second.itemId), request.names.at(found->first));
   });
   return kKELOResult_Success;
 }

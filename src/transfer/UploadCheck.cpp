@@ -8,29 +8,10 @@
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadNames.h"
+#include "transfer/UploadItems.h"
 
 namespace kelo {
 namespace {
-
-void AppendDate(std::string& out, std::string_view name, std::string_view date, bool wanted) {
-  if (wanted && !date.empty()) AppendAttribute(out, name, date);
-}
-
-void AppendItem(std::string& content, size_t position, const tagKELO_LoadInfo& record,
-                std::string_view displayName, uint32_t checkMask) {
-  content.append("<item");
-  AppendAttribute(content, "idx", position);
-  AppendConvertedAttribute(content, "fileName", displayName);
-  AppendAttribute(content, "fileSize", std::to_string(record.fileSize));
-  AppendDate(content, "shotDate", ReadTextField(record.shotDate), checkMask & kKELOCheck_ShotDate);
-  AppendDate(content, "fileCreateDate", ReadTextField(record.fileCreateDate),
-             checkMask & kKELOCheck_FileCreateDate);
-  AppendDate(content, "fileModifyDate", ReadTextField(record.fileModifyDate),
-             checkMask & kKELOCheck_FileModifyDate);
-  if (record.albumId[0] != '\0') AppendAttribute(content, "albumId", ReadTextField(record.albumId));
-  content.append(" />\r\n");
-}
 
 // The attributes of an answer's element.
 enum { Idx, Status, ItemId };
@@ -90,7 +71,18 @@ std::string DescribeFiles(const std::vector<tagKELO_LoadInfo>& records,
   std::string content("<items>\r\n");
   for (size_t i = 0; i < files.size(); ++i) {
     if (files[i].isSound) continue;
-    AppendItem(content, i + 1, records[i], files[i].displayName, checkMask);
+    const tagKELO_LoadInfo& record = records[i];
+    const auto date = [checkMask](std::string& out, uint32_t bit, std::string_view name,
+                                  std::string_view value) {
+      if (checkMask & bit) AppendAttributeUnlessEmpty(out, name, value);
+    };
+    AppendUploadItem(content, i + 1, files[i].displayName, [&](std::string& out) {
+      AppendAttribute(out, "fileSize", std::to_string(record.fileSize));
+      date(out, kKELOCheck_ShotDate, "shotDate", ReadTextField(record.shotDate));
+      date(out, kKELOCheck_FileCreateDate, "fileCreateDate", ReadTextField(record.fileCreateDate));
+      date(out, kKELOCheck_FileModifyDate, "fileModifyDate", ReadTextField(record.fileModifyDate));
+      AppendAttributeUnlessEmpty(out, "albumId", ReadTextField(record.albumId));
+    });
   }
   return content.append("</items>\r\n");
 }
@@ -111,7 +103,7 @@ void KeepMemosBack(std::vector<tagKELO_LoadInfo>& records, const std::vector<Nam
 
 uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumId,
                                                        std::vector<tagKELO_LoadInfo>& records,
-                                                       uint32_t checkMask) {
+                                                       uint32_t checkMask, bool& anyToSend) {
   const std::vector<NamedFile> files = NameFiles(records);
   const ServiceAnswer answer =
       CallUploadService("CheckUploadItems", DescribeFiles(records, files, checkMask),
@@ -120,7 +112,7 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
   const ElementsByIdx elements = GroupElements(answer.Text());
   if (elements.empty()) return kKELOResult_GeneralFailure;
 
-  bool anyPicture = false;
+  anyToSend = false;
   for (size_t i = 0; i < records.size(); ++i) {
     tagKELO_LoadInfo& record = records[i];
     record.result = kKELOResult_Success;
@@ -133,9 +125,9 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
           CheckUploadItemByIdx(static_cast<uint32_t>(i + 1), albumId, group->second, itemId);
       AdoptStoredItem(record, itemId, files[i].displayName);
     }
-    anyPicture |= record.result == kKELOResult_Success;
+    anyToSend |= record.result == kKELOResult_Success;
   }
-  if (anyPicture) {
+  if (anyToSend) {
     CountFilesToSend(records);
   } else {
     ResetProgress();

@@ -7,7 +7,7 @@
 #include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadNames.h"
+#include "transfer/UploadItems.h"
 
 namespace kelo {
 
@@ -24,17 +24,15 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
       return kKELOResult_GeneralFailure;
     }
     names.push_back(DisplayName(record));
-    content.append("<item");
-    AppendAttribute(content, "idx", names.size());
-    AppendConvertedAttribute(content, "fileName", names.back());
-    AppendAttribute(content, "fileSize", std::to_string(record.fileSize));
-    AppendAttribute(content, "fileDate", ReadTextField(record.fileModifyDate));
-    if (!IsSoundFile(names.back()) && record.width != 0 && record.height != 0) {
-      AppendAttribute(content, "resolution",
-                      std::to_string(record.width) + "x" + std::to_string(record.height));
-    }
-    AppendAttribute(content, "md5", digest);
-    content.append(" />\r\n");
+    AppendUploadItem(content, names.size(), names.back(), [&](std::string& out) {
+      AppendAttribute(out, "fileSize", std::to_string(record.fileSize));
+      AppendAttribute(out, "fileDate", ReadTextField(record.fileModifyDate));
+      if (!IsSoundFile(names.back()) && record.width != 0 && record.height != 0) {
+        AppendAttribute(out, "resolution",
+                        std::to_string(record.width) + "x" + std::to_string(record.height));
+      }
+      AppendAttribute(out, "md5", digest);
+    });
   }
   content.append("</items>\r\n");
 

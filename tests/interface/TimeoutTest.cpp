@@ -150,7 +150,8 @@ TEST_F(TimeoutTest, ACheckHasMoreForMoreFiles) {
     std::vector<tagKELO_LoadInfo> records(count, record);
     std::string uploadId;
     for (int i = 0; i < 2; ++i) Answer("uploadId=\"U\"", "<items><item idx=\"1\"/></items>");
-    EXPECT_EQ(controller_.CheckUploadItems("A1", records, 0), 0u);
+    bool anyToSend = false;
+    EXPECT_EQ(controller_.CheckUploadItems("A1", records, 0, anyToSend), 0u);
     EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 0u);
     EXPECT_EQ(Timeouts(), (Seconds{seconds, seconds}));
   }

@@ -4,12 +4,12 @@
 #include "interface/KELOAccessCommandController.h"
 #include "platform/HostRecord.h"
 #include "support/CommandTest.h"
-#include "transfer/UploadNames.h"
+#include "transfer/UploadItems.h"
 
 namespace kelo::testing {
 namespace {
 
-TEST(UploadNames, ComeFromTheNameOrTheLastComponentOfThePath) {
+TEST(UploadItems, ComeFromTheNameOrTheLastComponentOfThePath) {
   struct Case {
     std::string path, name, display;
   };
@@ -34,7 +34,7 @@ TEST(UploadNames, ComeFromTheNameOrTheLastComponentOfThePath) {
   }
 }
 
-TEST(UploadNames, VoiceMemosEndInWav) {
+TEST(UploadItems, VoiceMemosEndInWav) {
   const std::pair<const char*, bool> cases[] = {{"a.wav", true},
                                                 {"A.WAV", true},
                                                 {".wav", false},

@@ -1,4 +1,4 @@
-#include "transfer/UploadNames.h"
+#include "transfer/UploadItems.h"
 
 #include "protocol/RequestDocument.h"
 #include "text/CFTPSStringData.h"
