@@ -28,7 +28,7 @@ int Caption(Host& host, const std::string& id, const std::string& text) {
   tagKELO_PropertyInfo properties{};
   CopyText(properties.caption, text);
   properties.captionFlag = text.empty() ? 0 : 1;
-  properties.propertyMask = 1 | 2;
+  properties.propertyMask = kKELOProperty_Caption | kKELOProperty_CaptionFlag;
   host.WithSession().ModifyProps(id, properties);
   fmt::print("caption {}\n", text.empty() ? "removed" : "set");
   return 0;
@@ -37,7 +37,7 @@ int Caption(Host& host, const std::string& id, const std::string& text) {
 int Rate(Host& host, const std::string& id, std::uint32_t rating) {
   tagKELO_PropertyInfo properties{};
   properties.rating = rating;
-  properties.propertyMask = 4;
+  properties.propertyMask = kKELOProperty_Rating;
   host.WithSession().ModifyProps(id, properties);
   fmt::print("rated {}\n", rating);
   return 0;

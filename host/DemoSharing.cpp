@@ -58,7 +58,8 @@ void DemoStory::Edit() {
   CopyText(properties.caption, "Morning light <before breakfast>");
   properties.captionFlag = 1;
   properties.rating = 5;
-  properties.propertyMask = 7;
+  properties.propertyMask =
+      kKELOProperty_Caption | kKELOProperty_CaptionFlag | kKELOProperty_Rating;
   library_.ModifyProps(id, properties);
   library_.AddTags(id, kKELOKind_FileItem, "favourite, morning");
   library_.AddTags(albumId_, kKELOKind_Album, "demonstration");

@@ -31,7 +31,9 @@ void Library::AddTags(std::string_view id, std::uint32_t kind, std::string_view 
   tagKELO_TagInfo record{};
   CopyText(record.text, tags);
   tagCommandControlInfo info = Targeted(id, &record);
-  info.selectionFlags = kind == kKELOKind_FileItem ? kind : kind & kKELOKind_Album;
+  info.selectionFlags = kind == kKELOKind_FileItem ? kKELOTagTarget_FileItem
+                        : (kind & kKELOKind_Album) ? kKELOTagTarget_Album
+                                                   : kKELOTagTarget_RootAlbum;
   Check("add the tags", Send(kKELOCommand_AddTags, &info), kKELOCommand_AddTags);
 }
 

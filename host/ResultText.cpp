@@ -39,7 +39,6 @@ constexpr Row kRows[] = {
      "the service does not accept the addresses"},
     {0, kKELOResult_Success, "done"},
     {0, kKELOResult_Aborted, "aborted"},
-    {0, kKELOResult_FormatFailure, "the file format is not known"},
     {0, kKELOResult_NotFound, "not found"},
     {0, kKELOResult_AlreadyExists, "it exists already"},
     {0, kKELOResult_Conflict, "the service reports a conflict with what it holds"},

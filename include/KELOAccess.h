@@ -52,8 +52,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#if defined(_WIN32)
+#if defined(_WIN32) && defined(KELO_BUILDS_LIBRARY)
 #define KELO_EXPORT __declspec(dllexport)
+#elif defined(_WIN32)
+#define KELO_EXPORT __declspec(dllimport)
 #elif defined(__GNUC__)
 #define KELO_EXPORT __attribute__((visibility("default")))
 #else
@@ -65,6 +67,55 @@ extern "C" {
 #endif
 
 /* ---- Command codes: the first argument of KELOAccessCommand. Any other code answers 0. ---- */
+
+/* What each command reads of tagCommandControlInfo: `data` points to the record named (a star: to an
+ * array of entryCount records), which is read, written, or both; "session" says that one must be open,
+ * else the answer is 4116. A null pointer where a record is needed is 4112.
+ *
+ *   code                data                         targetId           other fields        session
+ *   OpenSession         tagKELO_OpenSessionInfo                         authToken, apiKey,
+ *                                                                       signingSecret
+ *   CloseSession                                                                            session
+ *   GetSessionInfo      tagKELO_SessionInfo          (without a session: 4098)
+ *   SetSessionInfo      tagKELO_SessionInfo                             signingSecret
+ *   Abort
+ *   LoadHierarchy                                                                           session
+ *   GetItemsCount       uint32_t                     see below          selectionFlags:     session
+ *                                                                       kinds
+ *   GetItemsList        tagKELO_ItemInfo *           see below          selectionFlags:     session
+ *                                                                       kinds
+ *   GetItemInfo         tagKELO_ItemInfo             item, folder,      outputOptions:      session
+ *                                                    album              AskService
+ *   AddItems            tagKELO_ItemInfo *           parent folder                          session
+ *                       (kind, name)
+ *   AddNewLink          tagKELO_AddLinkInfo *        album                                  session
+ *   Upload              tagKELO_LoadInfo *           album, or empty    outputOptions:      session
+ *                                                                       CheckDuplicates,
+ *                                                                       selectionFlags: check
+ *   VerifyRecipient     tagKELO_RecipientInfo                           outputOptions:      session
+ *                                                                       ReturnTexts
+ *   GetAddressList      tagKELO_StringInfo                                                  session
+ *   SendPictureMail     tagKELO_PictureMailInfo      album              outputOptions:      session
+ *                                                                       VerifyRecipients,
+ *                                                                       ReturnTexts
+ *   GetStorageCapacity  tagKELO_StorageCapacityInfo                                         session
+ *   ModifyProps         tagKELO_PropertyInfo         item ids, with                         session
+ *                                                    commas
+ *   RegisterEventCallBack    the callback itself                        selectionFlags: mask
+ *   UnregisterEventCallBack                                             selectionFlags: bits to clear
+ *   ExtendTokenLimit    tagKELO_SessionInfo                             signingSecret
+ *   AddTags             tagKELO_TagInfo              item, album, root  selectionFlags:     session
+ *                                                    album              tag target
+ *   Download            tagKELO_DownloadInfo *                                              session
+ *
+ * The kinds that GetItemsCount and GetItemsList take for a target; anything else is 4115. entryCount of a
+ * list is the number that the count gave.
+ *
+ *   targetId                  kinds
+ *   empty: the root folder    Folder, Album, RootAlbum, SharedAlbum
+ *   KELO_ALL_ITEMS_ID         those, FileItem and FriendAlbum
+ *   a folder                  Album, SharedAlbum
+ *   an album, KELO_ROOT_ALBUM_ID, a friend's album: FileItem */
 enum {
   kKELOCommand_OpenSession = 3,
   kKELOCommand_CloseSession = 4,
@@ -94,7 +145,6 @@ enum {
 enum {
   kKELOResult_Success = 0,
   kKELOResult_Aborted = 3,                /* the abort command ended the command */
-  kKELOResult_FormatFailure = 4097,       /* reserved for the file format table */
   kKELOResult_NotFound = 4098,            /* no session to hand out; download answered 404 or its URL
                                              is unusable; upload file unreadable; unknown item */
   kKELOResult_AlreadyExists = 4099,       /* download destination exists; file already stored */
@@ -138,6 +188,34 @@ enum {
   kKELOCheck_ShotDate = 4
 };
 
+/* ---- tagKELO_PropertyInfo.propertyMask: which properties are set. ---- */
+enum {
+  kKELOProperty_Caption = 1,
+  kKELOProperty_CaptionFlag = 2,
+  kKELOProperty_Rating = 4
+};
+
+/* ---- Selection flags of add tags: what the target is. ---- */
+enum {
+  kKELOTagTarget_RootAlbum = 0,
+  kKELOTagTarget_Album = 2,
+  kKELOTagTarget_FileItem = 4
+};
+
+/* ---- tagKELO_ItemInfo.fileFormat of file items. ---- */
+enum {
+  kKELOFormat_JPEG = 1,
+  kKELOFormat_RawA = 2,
+  kKELOFormat_RawB = 3,
+  kKELOFormat_TIFF = 4,
+  kKELOFormat_QuickTime = 5,
+  kKELOFormat_AVI = 6,
+  kKELOFormat_WAV = 7,
+  kKELOFormat_Binary = 4097,
+  kKELOFormat_Unknown = 4098,
+  kKELOFormat_Unrecognized = 4099
+};
+
 /* ---- Events. ---- */
 enum {
   kKELOEvent_UploadProgress = 20,
@@ -148,8 +226,7 @@ enum {
 
 /* ---- Identifiers. A service identifier is a text of 27 characters. ---- */
 enum {
-  KELO_ID_FIELD_SIZE = 41, /* identifier field of most records: 40 characters and the NUL */
-  KELO_SPECIAL_ID_LENGTH = 27
+  KELO_ID_FIELD_SIZE = 41 /* identifier field of most records: 40 characters and the NUL */
 };
 
 /* Target id of the root album (items in no album) and of the whole server. The empty text is the
@@ -179,14 +256,14 @@ typedef struct tagCommandControlInfo {
   char targetId[44];       /* 4: folder, album or item that the command addresses; empty: none */
   uint32_t entryCount;     /* 48: number of records in the array at `data` */
   uint32_t unread52;       /* 52 */
-  void* data;              /* 56: the command's argument, see each command in the README */
+  void* data;              /* 56: the command's argument */
 #if UINTPTR_MAX > 0xFFFFFFFFu
   uint32_t unread64;       /* 64 */
 #else
   uint32_t unread60[2];    /* 60 */
 #endif
   uint32_t outputOptions;  /* 68: kKELOOption bits */
-  uint32_t selectionFlags; /* 72: kind mask, event mask, check mask, or the tag selector */
+  uint32_t selectionFlags; /* 72: kKELOKind, kKELOEventMask or kKELOCheck bits, or a kKELOTagTarget */
   char authToken[33];      /* 76: sent by open session */
   char apiKey[33];         /* 109: sent by open session */
   char signingSecret[33];  /* 142: signs every request; at most 32 characters */
@@ -220,8 +297,7 @@ typedef struct tagKELO_ItemInfo {
   char itemId[41];     /* 45 */
   char padding86[2];   /* 86 */
   uint32_t kind;       /* 88: kKELOKind bits */
-  uint32_t fileFormat; /* 92: file items: 1 JPEG, 2 and 3 raw, 4 TIFF, 5 QuickTime, 6 AVI, 7 WAV,
-                          4097 binary, 4098 unknown, 4099 unrecognized */
+  uint32_t fileFormat; /* 92: file items: kKELOFormat */
   char name[256];      /* 96 */
   uint32_t itemCount;  /* 352: folders and albums: entries below */
   uint32_t word356;    /* 356: 0 */
@@ -270,7 +346,7 @@ typedef struct tagKELO_PropertyInfo {
   char caption[320];     /* 4 */
   uint32_t captionFlag;  /* 324: 1 is true, anything else false */
   uint32_t rating;       /* 328 */
-  uint32_t propertyMask; /* 332: 1 caption, 2 caption flag, 4 rating */
+  uint32_t propertyMask; /* 332: kKELOProperty bits */
 } tagKELO_PropertyInfo;
 
 /* The tags of add tags. The text ends at its first NUL; a host may pass a shorter buffer that holds

@@ -11,7 +11,7 @@
 #include "catalogue/KELOAccessCacheManager.h"
 #include "catalogue/SampleAccount.h"
 #include "catalogue/Timing.h"
-#include "transfer/KELOAccessFileInfoConverter.h"
+#include "protocol/KELOAccessFileInfoConverter.h"
 
 namespace kelo::bench {
 namespace {

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "catalogue/HierarchyRecords.h"
-#include "transfer/KELOAccessFileInfoConverter.h"
+#include "protocol/KELOAccessFileInfoConverter.h"
 
 namespace kelo {
 

@@ -9,7 +9,7 @@
 
 #include "catalogue/KELOAccessCacheManager.h"
 #include "text/XMLElements.h"
-#include "transfer/KELOAccessFileInfoConverter.h"
+#include "protocol/KELOAccessFileInfoConverter.h"
 
 namespace kelo {
 namespace {

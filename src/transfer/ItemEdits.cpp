@@ -11,8 +11,6 @@
 namespace kelo {
 namespace {
 
-enum PropertyMask : uint32_t { kCaption = 1, kCaptionFlag = 2, kRating = 4 };
-
 void AppendProperty(std::string& document, std::string_view name, std::string_view value) {
   document.append("<property");
   AppendAttribute(document, "name", name);
@@ -25,26 +23,26 @@ std::string ModifyPropsDocument(std::string_view itemIdList, const tagKELO_Prope
   document.append("<ModifyProps");
   AppendAttribute(document, "itemIdList", itemIdList);
   document.append(">\r\n");
-  if (edit.propertyMask & kCaption) {
+  if (edit.propertyMask & kKELOProperty_Caption) {
     AppendProperty(document, "caption", ReadTextField(edit.caption));
   }
-  if (edit.propertyMask & kCaptionFlag) {
+  if (edit.propertyMask & kKELOProperty_CaptionFlag) {
     AppendProperty(document, "captionFlag", edit.captionFlag == 1 ? "true" : "false");
   }
-  if (edit.propertyMask & kRating) {
+  if (edit.propertyMask & kKELOProperty_Rating) {
     AppendProperty(document, "rating", std::to_string(edit.rating));
   }
   // Deliberately without a line end.
   return document.append("</ModifyProps>");
 }
 
-// Tags go to one file item (selector 4), or to all file items of an album (selector 2) or of the
-// root album (selector 0).
+// Tags go to one file item, or to all file items of an album or of the root album.
 bool AcceptsTags(const tagKELO_ItemInfo& target, uint32_t selector) {
   if (target.result != kKELOResult_Success) return false;
   if (target.kind == kKELOKind_Folder || (target.kind & kKELOKind_FriendAlbum)) return false;
-  if (target.kind == kKELOKind_FileItem) return selector == kKELOKind_FileItem;
-  return selector == (target.kind & kKELOKind_Album);
+  if (target.kind == kKELOKind_FileItem) return selector == kKELOTagTarget_FileItem;
+  const bool isAlbum = (target.kind & kKELOKind_Album) != 0;
+  return selector == (isAlbum ? kKELOTagTarget_Album : kKELOTagTarget_RootAlbum);
 }
 
 }  // namespace

@@ -12,8 +12,6 @@ namespace kelo {
 /// Const calls from any thread; one thread at a time otherwise.
 class KELOAccessFileInfoConverter {
  public:
-  static constexpr uint32_t kUnrecognized = 4099;
-
   KELOAccessFileInfoConverter();
   KELOAccessFileInfoConverter(const KELOAccessFileInfoConverter&) = default;
   KELOAccessFileInfoConverter& operator=(const KELOAccessFileInfoConverter&) = default;
@@ -25,7 +23,7 @@ class KELOAccessFileInfoConverter {
   /// Adds a type; one that is already there keeps its number.
   void UpdateFileFormatList(std::string_view mimeType, uint32_t format);
 
-  /// The number of a type, compared byte for byte; kUnrecognized for any other text.
+  /// The number of a type, compared byte for byte; kKELOFormat_Unrecognized for any other text.
   uint32_t ConvertFileFormatFromKELO(std::string_view mimeType) const;
 
  private:

@@ -1,5 +1,7 @@
 // The file format table.
-#include "transfer/KELOAccessFileInfoConverter.h"
+#include "protocol/KELOAccessFileInfoConverter.h"
+
+#include "KELOAccess.h"
 
 namespace kelo {
 namespace {
@@ -9,19 +11,19 @@ struct Format {
   uint32_t number;
 };
 
-// Both JPEG spellings are 1. From 4097 on: no picture, movie or sound that the host knows.
+// From kKELOFormat_Binary on: no picture, movie or sound that the host knows.
 constexpr Format kFormats[] = {
-    {"image/jpeg", 1},
-    {"image/pjpeg", 1},
-    {"image/x-talvo-rwa", 2},
-    {"image/x-talvo-rwb", 3},
-    {"image/tiff", 4},
-    {"video/quicktime", 5},
-    {"video/x-msvideo", 6},
-    {"audio/x-wav", 7},
-    {"application/octet-stream", 4097},
-    {"application/x-unknown", 4098},
-    {"application/x-unrecognized", KELOAccessFileInfoConverter::kUnrecognized},
+    {"image/jpeg", kKELOFormat_JPEG},
+    {"image/pjpeg", kKELOFormat_JPEG},
+    {"image/x-talvo-rwa", kKELOFormat_RawA},
+    {"image/x-talvo-rwb", kKELOFormat_RawB},
+    {"image/tiff", kKELOFormat_TIFF},
+    {"video/quicktime", kKELOFormat_QuickTime},
+    {"video/x-msvideo", kKELOFormat_AVI},
+    {"audio/x-wav", kKELOFormat_WAV},
+    {"application/octet-stream", kKELOFormat_Binary},
+    {"application/x-unknown", kKELOFormat_Unknown},
+    {"application/x-unrecognized", kKELOFormat_Unrecognized},
 };
 
 }  // namespace
@@ -43,7 +45,7 @@ void KELOAccessFileInfoConverter::UpdateFileFormatList(std::string_view mimeType
 
 uint32_t KELOAccessFileInfoConverter::ConvertFileFormatFromKELO(std::string_view mimeType) const {
   const auto found = formats_.find(mimeType);
-  return found != formats_.end() ? found->second : kUnrecognized;
+  return found != formats_.end() ? found->second : uint32_t{kKELOFormat_Unrecognized};
 }
 
 }  // namespace kelo

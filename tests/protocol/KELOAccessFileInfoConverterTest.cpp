@@ -1,5 +1,5 @@
 // The file format table as the service spells its types.
-#include "transfer/KELOAccessFileInfoConverter.h"
+#include "protocol/KELOAccessFileInfoConverter.h"
 
 #include <gtest/gtest.h>
 
