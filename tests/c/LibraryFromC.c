@@ -38,6 +38,7 @@ static const Expectation expectations[] = {
     {kKELOCommand_SendPictureMail, 4112, 4112, 4116},
     {kKELOCommand_GetStorageCapacity, 4112, 4112, 4116},
     {kKELOCommand_ModifyProps, 4112, 4112, 4116},
+    {kKELOCommand_RegisterEventCallBack, 4112, 4112, 0}, /* for no events */
     {kKELOCommand_UnregisterEventCallBack, 4112, 0, 0},
     {kKELOCommand_ExtendTokenLimit, 4112, 4112, 4112}, /* the block is empty */
     {kKELOCommand_AddTags, 4112, 4112, 4116},
@@ -47,6 +48,8 @@ static const Expectation expectations[] = {
     {0, 0, 0, 0},
     {2, 0, 0, 0},
     {10, 0, 0, 0},
+    {26, 0, 0, 0},
+    {34, 0, 0, 0},
     {49, 0, 0, 0},
     {52, 0, 0, 0},
     {0xFFFFFFFFu, 0, 0, 0},

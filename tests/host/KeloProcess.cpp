@@ -9,8 +9,6 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -95,17 +93,6 @@ Outcome KeloProcess::Wait() {
   return outcome;
 }
 
-HostTest::HostTest() {
-  std::string pattern = (fs::temp_directory_path() / "kelo-test-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp");
-  folder_ = pattern;
-}
-
-HostTest::~HostTest() {
-  std::error_code failed;
-  fs::remove_all(folder_, failed);
-}
-
 std::vector<std::string> HostTest::Environment() const {
   std::vector<std::string> environment = {"HOME=" + (folder_ / "home").string(),
                                           "PATH=/usr/bin:/bin",
@@ -131,13 +118,6 @@ void HostTest::LogIn() const {
   ASSERT_EQ(login.exitCode, 0) << login.err;
 }
 
-fs::path HostTest::Write(const std::string& name, const std::string& content) const {
-  const fs::path path = folder_ / name;
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << content;
-  return path;
-}
-
 std::size_t HostTest::Arrived(const std::string& method) const {
   const auto log = service_.Log();
   return static_cast<std::size_t>(std::count_if(
@@ -151,11 +131,6 @@ std::vector<std::string> HostTest::Names(const std::string& folder) const {
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace kelo::host::testing

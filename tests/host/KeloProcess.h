@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "devservice/DevService.h"
+#include "support/TemporaryFolder.h"
 
 namespace kelo::host::testing {
 
@@ -43,23 +44,21 @@ class KeloProcess {
 // A service, a temporary folder with a home in it, and kelo logged in or not.
 class HostTest : public ::testing::Test {
  protected:
-  HostTest();
-  ~HostTest() override;
-
   std::vector<std::string> Environment() const;
   Outcome Kelo(const std::vector<std::string>& arguments) const;
   // Logs in and expects success.
   void LogIn() const;
   // Creates a file below the folder, with the folders on the way.
-  std::filesystem::path Write(const std::string& name, const std::string& content) const;
+  std::filesystem::path Write(const std::string& name, const std::string& content) const {
+    return temporary_.Write(name, content);
+  }
   std::size_t Arrived(const std::string& method) const;
   // The names in a folder below the test's, sorted.
   std::vector<std::string> Names(const std::string& folder) const;
 
-  std::filesystem::path folder_;
+  const TemporaryFolder temporary_;
+  const std::filesystem::path folder_ = temporary_.Path();
   devservice::Service service_;
 };
-
-std::string ReadFile(const std::filesystem::path& path);
 
 }  // namespace kelo::host::testing

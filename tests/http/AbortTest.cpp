@@ -118,7 +118,7 @@ void ExpectPromptAbort(Transport& transport, const std::function<TransportCode()
   EXPECT_EQ(code, 1u);
   EXPECT_LT(over - asked, kAtOnce);
   EXPECT_LT(answered - asked, kAtOnce);
-  EXPECT_EQ(transport.folder.Entries(), 0u);
+  EXPECT_EQ(transport.folder.EntryCount(), 0u);
 }
 
 void ReadAndStaySilent(Peer& peer) {
@@ -155,7 +155,7 @@ TEST(Abort, DuringASlowDownload) {
   ExpectPromptAbort(
       transport,
       [&] {
-        return transport.connection.HTTPFileDownload(server.Url(), transport.folder / "f", size,
+        return transport.connection.HTTPFileDownload(server.Url(), transport.folder.Path("f"), size,
                                                      kLong);
       },
       [&] { moving.wait(false); });
@@ -175,7 +175,7 @@ TEST(Abort, WhileABodyIsStuck) {
     begun.notify_all();
   };
   TemporaryFolder files;
-  const std::string file = files.File("f", std::string(32 << 20, 'x'));
+  const std::string file = files.Write("f", std::string(32 << 20, 'x'));
   std::string response;
   ExpectPromptAbort(
       transport,
@@ -221,19 +221,19 @@ TEST(Abort, BelongsToTheCommand) {
   const TemporaryFolder folder;
   const auto signal = std::make_shared<AbortSignal>();
   HTTPConnection connection(
-      std::make_unique<HTTPConnectionMac>(MakeURLLoader(), folder / "spool", signal));
+      std::make_unique<HTTPConnectionMac>(MakeURLLoader(), folder.Path("spool"), signal));
   std::string response;
   std::uint32_t size = 0;
   const auto raise = [&] { std::thread([&] { signal->Raise(); }).join(); };
-  const std::string existing = folder.File("existing", "here");
+  const std::string existing = folder.Write("existing", "here");
   const auto expect = [&](std::uint32_t code) {
     EXPECT_EQ(connection.HTTPRequestGET(server.Url(), "", response, kLong), code);
     EXPECT_EQ(connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong), code);
-    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), folder / "f", size, kLong), code);
+    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), folder.Path("f"), size, kLong), code);
     EXPECT_EQ(
         connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"b", "", 0}}, response, kLong),
         code);
-    std::filesystem::remove(folder / "f");
+    std::filesystem::remove(folder.Path("f"));
   };
   raise();
   expect(0);  // while no command ran, it left no trace

@@ -61,10 +61,11 @@ INSTANTIATE_TEST_SUITE_P(, Download, testing::Bool(),
                          [](const auto& naming) { return naming.param ? "nameless" : "named"; });
 
 TEST_P(Download, StoresEveryByte) {
-  EXPECT_EQ(To(folder / "f"), 0u);
+  EXPECT_EQ(To(folder.Path("f")), 0u);
   EXPECT_EQ(size, bytes.size());
-  EXPECT_TRUE(Contents(folder / "f") == bytes);
-  EXPECT_EQ(fs::status(folder / "f").permissions(), fs::status(folder.File("g", "")).permissions());
+  EXPECT_TRUE(ReadFile(folder.Path("f")) == bytes);
+  EXPECT_EQ(fs::status(folder.Path("f")).permissions(),
+            fs::status(folder.Write("g", "")).permissions());
   std::uint32_t last = 0;
   for (const Progress& progress : transport.progress.downloads) {
     EXPECT_GT(progress.done, last);
@@ -75,49 +76,49 @@ TEST_P(Download, StoresEveryByte) {
 }
 
 TEST_P(Download, LeavesAloneWhatStandsAtTheDestination) {
-  const std::string file = folder.File("file", "mine");
-  fs::create_symlink(folder / "nowhere", folder / "dangling");
-  fs::create_symlink(file, folder / "link");
-  fs::create_directory(folder / "dir");
+  const std::string file = folder.Write("file", "mine");
+  fs::create_symlink(folder.Path("nowhere"), folder.Path("dangling"));
+  fs::create_symlink(file, folder.Path("link"));
+  fs::create_directory(folder.Path("dir"));
   const std::pair<std::string, std::uint32_t> cases[] = {
       {file, 4102},
-      {folder / "dangling", 4102},
-      {folder / "link", 4102},
-      {folder / "dir", 4102},
-      {folder / "dir/", 4102},
+      {folder.Path("dangling"), 4102},
+      {folder.Path("link"), 4102},
+      {folder.Path("dir"), 4102},
+      {folder.Path("dir/"), 4102},
       {"", 4106},
-      {folder / "missing/f", 4106},
+      {folder.Path("missing/f"), 4106},
       {file + "/f", 4106},
       {"/proc/kelo-cannot-exist", 4106},
-      {folder / std::string(300, 'n'), 4106},
-      {folder / std::string("a\0b", 3), 4106},
+      {folder.Path(std::string(300, 'n')), 4106},
+      {folder.Path(std::string("a\0b", 3)), 4106},
   };
   for (const auto& [path, code] : cases) {
     EXPECT_EQ(To(path), code) << path;
     EXPECT_EQ(size, 0u) << path;
   }
-  EXPECT_EQ(folder.Entries(), 4u);
-  EXPECT_EQ(Contents(file), "mine");
-  EXPECT_TRUE(fs::is_symlink(folder / "dangling") && fs::is_symlink(folder / "link"));
+  EXPECT_EQ(folder.EntryCount(), 4u);
+  EXPECT_EQ(ReadFile(file), "mine");
+  EXPECT_TRUE(fs::is_symlink(folder.Path("dangling")) && fs::is_symlink(folder.Path("link")));
   EXPECT_EQ(server.Connections(), 0) << "nothing is asked for that cannot be stored";
 }
 
 TEST_P(Download, UrlsThatCannotBeLoaded) {
-  const std::string file = folder.File("file", "mine");
+  const std::string file = folder.Write("file", "mine");
   const struct {
     std::string url, path;
     std::uint32_t code;
-  } cases[] = {{"", folder / "f", 4101},
-               {"not a url", folder / "f", 4101},
+  } cases[] = {{"", folder.Path("f"), 4101},
+               {"not a url", folder.Path("f"), 4101},
                {"http://", file, 4101},
-               {"ftp://127.0.0.1/f", folder / "f", 4112},
-               {"file://" + file, folder / "f", 4112},
+               {"ftp://127.0.0.1/f", folder.Path("f"), 4112},
+               {"file://" + file, folder.Path("f"), 4112},
                {"ftp://127.0.0.1/f", file, 4102}};
   for (const auto& c : cases) {
     EXPECT_EQ(transport.connection.HTTPFileDownload(c.url, c.path, size, 5), c.code) << c.url;
   }
-  EXPECT_EQ(folder.Entries(), 1u);
-  EXPECT_EQ(Contents(file), "mine");
+  EXPECT_EQ(folder.EntryCount(), 1u);
+  EXPECT_EQ(ReadFile(file), "mine");
 }
 
 TEST_P(Download, DiskFaultsLeaveNoFile) {
@@ -138,68 +139,68 @@ TEST_P(Download, DiskFaultsLeaveNoFile) {
     TransportCode code;
     {
       const FaultyFiles faulty(c.error, c.bytesBefore, c.onClose);
-      code = To(folder / "f");
+      code = To(folder.Path("f"));
     }
     EXPECT_EQ(code, c.code) << c.name;
     EXPECT_EQ(size, 0u) << c.name;
-    EXPECT_EQ(folder.Entries(), 0u) << c.name;
+    EXPECT_EQ(folder.EntryCount(), 0u) << c.name;
   }
   {
     const RefusedCalls unknown(RefusedCalls::kStat, EIO);
-    EXPECT_EQ(To(folder / "f"), 4106u);
-    EXPECT_EQ(folder.Entries(), 0u);
+    EXPECT_EQ(To(folder.Path("f")), 4106u);
+    EXPECT_EQ(folder.EntryCount(), 0u);
   }
-  EXPECT_EQ(To(folder / "f"), 0u);
+  EXPECT_EQ(To(folder.Path("f")), 0u);
 }
 
 TEST_P(Download, ThrowingProgressLeavesNoFileAndTheNextDownloadWorks) {
   transport.progress.reaction = [] { throw std::runtime_error("host"); };
-  EXPECT_THROW(To(folder / "f"), std::runtime_error);
-  EXPECT_EQ(folder.Entries(), 0u);
+  EXPECT_THROW(To(folder.Path("f")), std::runtime_error);
+  EXPECT_EQ(folder.EntryCount(), 0u);
   transport.progress.reaction = nullptr;
-  EXPECT_EQ(To(folder / "f"), 0u);
-  EXPECT_TRUE(Contents(folder / "f") == bytes);
+  EXPECT_EQ(To(folder.Path("f")), 0u);
+  EXPECT_TRUE(ReadFile(folder.Path("f")) == bytes);
 }
 
 TEST_P(Download, AbortFromTheProgressCallback) {
   transport.progress.reaction = [this] { transport.connection.HTTPAbort(); };
-  EXPECT_EQ(To(folder / "f"), 1u);
+  EXPECT_EQ(To(folder.Path("f")), 1u);
   EXPECT_EQ(transport.progress.downloads.size(), 1u) << "nothing follows an abort";
-  EXPECT_EQ(folder.Entries(), 0u);
+  EXPECT_EQ(folder.EntryCount(), 0u);
   transport.progress.reaction = nullptr;
-  EXPECT_EQ(To(folder / "f"), 0u);
+  EXPECT_EQ(To(folder.Path("f")), 0u);
 }
 
 TEST_P(Download, AbortWithTheLastByteStillAborts) {
   transport.progress.reaction = [this] {
     if (transport.progress.downloads.back().done == bytes.size()) transport.connection.HTTPAbort();
   };
-  EXPECT_EQ(To(folder / "f"), 1u);
-  EXPECT_EQ(folder.Entries(), 0u);
+  EXPECT_EQ(To(folder.Path("f")), 1u);
+  EXPECT_EQ(folder.EntryCount(), 0u);
 }
 
 TEST_P(Download, LeavesAloneWhatTookThePlaceMeanwhile) {
   for (const bool thrown : {false, true}) {
     transport.progress.reaction = [this, thrown] {
-      fs::remove(folder / "f");
-      folder.File("f", "somebody else's");
+      fs::remove(folder.Path("f"));
+      folder.Write("f", "somebody else's");
       if (thrown) throw std::runtime_error("end it");
     };
     if (thrown) {
-      EXPECT_THROW(To(folder / "f"), std::runtime_error);
+      EXPECT_THROW(To(folder.Path("f")), std::runtime_error);
     } else {
-      EXPECT_EQ(To(folder / "f"), GetParam() ? 4102u : 0u);
+      EXPECT_EQ(To(folder.Path("f")), GetParam() ? 4102u : 0u);
     }
-    EXPECT_EQ(Contents(folder / "f"), "somebody else's");
-    fs::remove(folder / "f");
+    EXPECT_EQ(ReadFile(folder.Path("f")), "somebody else's");
+    fs::remove(folder.Path("f"));
   }
 }
 
 TEST_P(Download, StaysInTheFolderThatThePathNamed) {
   const fs::path elsewhere = fs::current_path();
-  fs::create_directory(folder / "here");
+  fs::create_directory(folder.Path("here"));
   for (const bool thrown : {false, true}) {
-    fs::current_path(folder / "here");
+    fs::current_path(folder.Path("here"));
     transport.progress.reaction = [&] {
       fs::current_path(elsewhere);
       if (thrown) throw std::runtime_error("end it");
@@ -210,8 +211,8 @@ TEST_P(Download, StaysInTheFolderThatThePathNamed) {
       EXPECT_EQ(To("f"), 0u);
     }
   }
-  EXPECT_TRUE(Contents(folder / "here/f") == bytes);
-  EXPECT_FALSE(fs::exists(folder / "here/g"));
+  EXPECT_TRUE(ReadFile(folder.Path("here/f")) == bytes);
+  EXPECT_FALSE(fs::exists(folder.Path("here/g")));
 }
 
 TEST_F(DownloadFixture, LengthsAroundTheWidthOfAWord) {
@@ -222,7 +223,7 @@ TEST_F(DownloadFixture, LengthsAroundTheWidthOfAWord) {
       peer.Send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(length) + "\r\n\r\nabc");
     });
     transport.progress.downloads.clear();
-    EXPECT_EQ(transport.connection.HTTPFileDownload(announcing.Url(), folder / "f", size, 5),
+    EXPECT_EQ(transport.connection.HTTPFileDownload(announcing.Url(), folder.Path("f"), size, 5),
               4099u);
     const auto total = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, 0xFFFFFFFF));
     EXPECT_EQ(transport.progress.downloads, (std::vector<Progress>{{"", 3, total}})) << length;
@@ -238,7 +239,7 @@ TEST_F(DownloadFixture, LengthsAroundTheWidthOfAWord) {
   script.Data("end");
   script.Finish();
   const HollowFiles hollow;
-  const std::string path = scripted.folder / "f";
+  const std::string path = scripted.folder.Path("f");
   EXPECT_EQ(scripted.connection.HTTPFileDownload("http://a", path, size, 5), 0u);
   EXPECT_EQ(size, 0xFFFFFFFF);
   EXPECT_EQ(fs::file_size(path), 0x100000003ull);
@@ -253,18 +254,18 @@ TEST_F(DownloadFixture, NameRefused) {
       {ENOSPC, 4104}, {EDQUOT, 4104}, {EEXIST, 4102}, {EPERM, 0}};  // the last is got round
   for (const auto& [error, code] : cases) {
     const RefusedCalls refused(RefusedCalls::kLink, error);
-    EXPECT_EQ(To(folder / "f"), code) << error;
-    EXPECT_EQ(folder.Entries(), code == 0 ? 1u : 0u) << error;
+    EXPECT_EQ(To(folder.Path("f")), code) << error;
+    EXPECT_EQ(folder.EntryCount(), code == 0 ? 1u : 0u) << error;
   }
-  EXPECT_TRUE(Contents(folder / "f") == bytes);
+  EXPECT_TRUE(ReadFile(folder.Path("f")) == bytes);
 }
 
 TEST_F(DownloadFixture, OfAHostThatIsKilledLeavesNothing) {
   if (!HasNamelessFiles()) GTEST_SKIP() << "files have names here";
   transport.progress.reaction = [] { raise(SIGKILL); };
-  EXPECT_EXIT(To(folder / "f"), testing::KilledBySignal(SIGKILL), "");
+  EXPECT_EXIT(To(folder.Path("f")), testing::KilledBySignal(SIGKILL), "");
   EXPECT_EQ(server.Requests().size(), 1u);
-  EXPECT_EQ(folder.Entries(), 0u);
+  EXPECT_EQ(folder.EntryCount(), 0u);
 }
 
 }  // namespace

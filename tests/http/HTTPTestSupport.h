@@ -1,16 +1,12 @@
-// What the tests of the HTTP layer share: a folder that goes away, a record of progress, and a
+// What the tests of the HTTP layer share: a record of progress, and a
 // transport with its own spool path.
 #pragma once
 
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +15,7 @@
 #include "http/KELOHTTPController.h"
 #include "http/TransportCode.h"
 #include "platform/URLLoading.h"
+#include "support/TemporaryFolder.h"
 
 namespace kelo {
 
@@ -37,38 +34,6 @@ inline const bool kProxiesForgotten = [] {
   }
   return true;
 }();
-
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kelo-http-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-  /// Writes a file and gives its path.
-  std::string File(const std::string& name, const std::string& contents) const {
-    std::ofstream(path_ / name, std::ios::binary) << contents;
-    return *this / name;
-  }
-  std::size_t Entries() const {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));
-  }
-
- private:
-  std::filesystem::path path_;
-};
-
-inline std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 struct Progress {
   std::string name;
@@ -103,8 +68,8 @@ class ProgressLog final : public KELOHTTPController {
 struct Transport {
   explicit Transport(std::unique_ptr<URLLoader> loader = MakeURLLoader(),
                      const std::string& spool = "")
-      : connection(std::make_unique<HTTPConnectionMac>(std::move(loader),
-                                                       spool.empty() ? folder / "spool" : spool)) {
+      : connection(std::make_unique<HTTPConnectionMac>(
+            std::move(loader), spool.empty() ? folder.Path("spool") : spool)) {
     connection.SetCallback(&progress);
   }
   TemporaryFolder folder;

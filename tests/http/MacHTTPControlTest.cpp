@@ -21,7 +21,7 @@ struct Scripted {
 
   TransportCode Get() { return connection.HTTPRequestGET("http://h/p", "q=1", response, 7); }
   TransportCode Download(std::uint32_t& size) {
-    return connection.HTTPFileDownload("http://h/f", transport.folder / "out", size, 7);
+    return connection.HTTPFileDownload("http://h/f", transport.folder.Path("out"), size, 7);
   }
 };
 
@@ -34,7 +34,7 @@ TEST(MacHTTPControl, AsksForWhatEachOperationMeans) {
                               12);
   s.connection.HTTPRequestFileUpload("http://h/post", "q", {{"Content-Type", "x"}, {"Empty", ""}},
                                      {{"head", "", 0}, {"tail", "", 0}}, s.response, 13);
-  s.connection.HTTPFileDownload("http://h/file?x", s.transport.folder / "f", size, 14);
+  s.connection.HTTPFileDownload("http://h/file?x", s.transport.folder.Path("f"), size, 14);
 
   ASSERT_EQ(s.script.requests.size(), 4u);
   struct {
@@ -77,7 +77,7 @@ TEST(MacHTTPControl, StatusDecidesAndTheBodyIsDeliveredAnyway) {
     std::uint32_t size = 99;
     EXPECT_EQ(s.Download(size), c.download);
     EXPECT_EQ(size, c.download == 0 ? 6u : 0u);
-    EXPECT_EQ(s.transport.folder.Entries(), c.download == 0 ? 1u : 0u);
+    EXPECT_EQ(s.transport.folder.EntryCount(), c.download == 0 ? 1u : 0u);
     EXPECT_EQ(s.transport.progress.downloads.size(), c.download == 0 ? 1u : 0u);
   }
 }
@@ -138,7 +138,7 @@ TEST(MacHTTPControl, DownloadProgressSaturatesAndTheFileIsWhatCame) {
   EXPECT_EQ(size, 7u);
   const std::vector<Progress> expected = {{"", 3, 0xFFFFFFFF}, {"", 7, 0xFFFFFFFF}};
   EXPECT_EQ(s.transport.progress.downloads, expected);
-  EXPECT_EQ(Contents(s.transport.folder / "out"), "abcdefg");
+  EXPECT_EQ(ReadFile(s.transport.folder.Path("out")), "abcdefg");
 
   Scripted unknownLength;
   unknownLength.script.Response(200);
@@ -157,7 +157,7 @@ TEST(MacHTTPControl, AbortFromInsideAnEventEndsTheRequestAndNotTheNextOne) {
   EXPECT_EQ(s.Download(size), 1u);
   s.transport.progress.reaction = nullptr;
   EXPECT_EQ(s.script.cancelled, 1);
-  EXPECT_EQ(s.transport.folder.Entries(), 0u);
+  EXPECT_EQ(s.transport.folder.EntryCount(), 0u);
   s.script.Answer(200, "abcdef");
   EXPECT_EQ(s.Download(size), 0u);
 }
@@ -193,7 +193,7 @@ TEST(MacHTTPControl, ThrowingProgressPassesThroughAndLeavesNothing) {
   s.script.Data("abc");
   std::uint32_t size = 0;
   EXPECT_THROW(s.Download(size), std::runtime_error);
-  EXPECT_EQ(s.transport.folder.Entries(), 0u);
+  EXPECT_EQ(s.transport.folder.EntryCount(), 0u);
   EXPECT_EQ(s.script.open, 0);
   s.transport.progress.reaction = nullptr;
   s.script.Answer(200, "next");
@@ -224,7 +224,7 @@ TEST(KELOHTTPController, AnswersResultCodes) {
   TemporaryFolder folder;
   KELOHTTPController controller(
       std::make_unique<HTTPConnection>(std::make_unique<HTTPConnectionMac>(
-          std::make_unique<ScriptedLoader>(script), folder / "spool")));
+          std::make_unique<ScriptedLoader>(script), folder.Path("spool"))));
   std::string response;
   std::uint32_t size = 0;
   for (int i = 0; i < 4; ++i) script.Answer(404, "");
@@ -233,7 +233,8 @@ TEST(KELOHTTPController, AnswersResultCodes) {
             kKELOResult_TransportFailure);
   EXPECT_EQ(controller.HTTPRequestFileUpload("http://h", "", {}, {}, response, 1),
             kKELOResult_TransportFailure);
-  EXPECT_EQ(controller.HTTPFileDownload("http://h", folder / "f", size, 1), kKELOResult_NotFound);
+  EXPECT_EQ(controller.HTTPFileDownload("http://h", folder.Path("f"), size, 1),
+            kKELOResult_NotFound);
   EXPECT_EQ(controller.HTTPAbort(), 0u);
 }
 

@@ -95,10 +95,10 @@ TEST_P(PeerFault, EndsEachOperationWithItsCodeAndLeavesNothing) {
         GetParam().expected);
   }
   if (name != "garbage for gzip") {  // which a download stores as it is
-    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), transport.folder / "f", size, 1),
+    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), transport.folder.Path("f"), size, 1),
               GetParam().expected);
     EXPECT_EQ(size, 0u);
-    EXPECT_EQ(transport.folder.Entries(), 0u);
+    EXPECT_EQ(transport.folder.EntryCount(), 0u);
   }
   EXPECT_LT(std::chrono::steady_clock::now() - begun, 10s);
 }
@@ -171,7 +171,7 @@ TEST(Peer, ThatStopsReadingALargeBody) {
   });
   Transport transport;
   const std::string body(64 << 20, 'x');
-  const std::string file = transport.folder.File("f", body);
+  const std::string file = transport.folder.Write("f", body);
   std::string response;
   for (const bool upload : {false, true}) {
     const auto begun = std::chrono::steady_clock::now();

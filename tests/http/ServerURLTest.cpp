@@ -45,15 +45,15 @@ TEST(ServerURL, TakesWhatStandsBetweenTheQuotesBehindTheKey) {
       {kelo + "=\"cut" + std::string("\0", 1) + "\"", kDefaultKELO, kDefaultGA},
   };
   TemporaryFolder folder;
-  setenv("KELO_URLS_FILE", (folder / "urls").c_str(), 1);
+  setenv("KELO_URLS_FILE", (folder.Path("urls")).c_str(), 1);
   EXPECT_EQ(KELOServer(), kDefaultKELO) << "no file";
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    folder.File("urls", c.text);
+    folder.Write("urls", c.text);
     EXPECT_EQ(KELOServer(), c.kelo);
     EXPECT_EQ(GAServer(), c.ga);
   }
-  setenv("KELO_URLS_FILE", (folder / "").c_str(), 1);
+  setenv("KELO_URLS_FILE", (folder.Path("")).c_str(), 1);
   EXPECT_EQ(KELOServer(), kDefaultKELO) << "a folder in its place";
   unsetenv("KELO_URLS_FILE");
 }

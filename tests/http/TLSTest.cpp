@@ -114,7 +114,7 @@ struct TLS : testing::Test {
   const std::string url = "https://127.0.0.1:" + std::to_string(secure.Port());
   Transport transport;
   HTTPConnection& connection = transport.connection;
-  const std::string file = transport.folder / "f";
+  const std::string file = transport.folder.Path("f");
   std::string response;
   std::uint32_t size = 0;
 
@@ -129,12 +129,12 @@ TEST_F(TLS, AServerThatIsVouchedForServesEveryOperation) {
   EXPECT_EQ(connection.HTTPRequestPUT(url + "/put", "", "body", response, 5), 0u);
   EXPECT_EQ(response, "/put?body");
   EXPECT_EQ(connection.HTTPFileDownload(url + "/file", file, size, 5), 0u);
-  EXPECT_EQ(Contents(file), "/file");
+  EXPECT_EQ(ReadFile(file), "/file");
   EXPECT_EQ(secure.Connections(), 1) << "a connection is kept";
   const std::string large(1 << 20, 'x');
-  transport.folder.File("large", large);
+  transport.folder.Write("large", large);
   EXPECT_EQ(connection.HTTPRequestFileUpload(
-                url + "/up", "", {}, {{"<", transport.folder / "large", 1 << 20}}, response, 5),
+                url + "/up", "", {}, {{"<", transport.folder.Path("large"), 1 << 20}}, response, 5),
             0u);
   EXPECT_TRUE(response == "/up?<" + large);
 }
@@ -150,7 +150,7 @@ TEST_F(TLS, AServerThatNobodyVouchesForGetsNoRequest) {
     EXPECT_EQ(connection.HTTPRequestPUT(address, "", "secret", response, 5), 4112u) << address;
     EXPECT_EQ(connection.HTTPFileDownload(address, file, size, 5), 4112u) << address;
   }
-  EXPECT_EQ(transport.folder.Entries(), 0u);
+  EXPECT_EQ(transport.folder.EntryCount(), 0u);
   EXPECT_EQ(secure.Connections(), 9);
   EXPECT_EQ(requests, 0);
 }

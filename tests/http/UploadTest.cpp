@@ -46,7 +46,7 @@ struct Upload : testing::Test {
     for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
       std::error_code gone;
       const std::string target = fs::read_symlink(entry.path(), gone).string();
-      if (!target.starts_with(folder / "spool")) continue;
+      if (!target.starts_with(folder.Path("spool"))) continue;
       EXPECT_TRUE(target.ends_with("(deleted)")) << target;
       EXPECT_EQ(fs::status(entry.path()).permissions(), fs::perms(0600));
       return true;
@@ -55,16 +55,16 @@ struct Upload : testing::Test {
   }
   /// A sparse file that begins with `mark`.
   std::string BigFile(const std::string& name, const std::string& mark, std::uint32_t size) {
-    const std::string path = files.File(name, mark);
+    const std::string path = files.Write(name, mark);
     fs::resize_file(path, size);
     return path;
   }
 };
 
 TEST_F(Upload, IsFramedAsGiven) {
-  const std::string a = files.File("a", std::string("A\0\r\n", 4));
-  const std::string longer = files.File("longer", "only the first five");
-  const std::string empty = files.File("empty", "");
+  const std::string a = files.Write("a", std::string("A\0\r\n", 4));
+  const std::string longer = files.Write("longer", "only the first five");
+  const std::string empty = files.Write("empty", "");
   const std::string body =
       "--B\r\nhead<xml/>\r\n--B\r\n\r\n" + std::string("A\0\r\n", 4) + "x" + "only " + "\r\n--B--";
   EXPECT_EQ(Send({{"--B\r\nhead<xml/>", "", 0},
@@ -87,16 +87,16 @@ TEST_F(Upload, IsFramedAsGiven) {
 }
 
 TEST_F(Upload, SendsNothingUnlessEveryFileSuppliesItsSize) {
-  const std::string good = files.File("good", "good");
+  const std::string good = files.Write("good", "good");
   const std::string big = BigFile("big", "", kThreshold);
-  fs::create_directory(files / "dir");
-  ASSERT_EQ(mkfifo((files / "fifo").c_str(), 0600), 0);
-  const std::pair<std::string, std::uint32_t> cases[] = {{files / "missing", 0},
-                                                         {files / "dir", 0},
-                                                         {files / "fifo", 1},
+  fs::create_directory(files.Path("dir"));
+  ASSERT_EQ(mkfifo((files.Path("fifo")).c_str(), 0600), 0);
+  const std::pair<std::string, std::uint32_t> cases[] = {{files.Path("missing"), 0},
+                                                         {files.Path("dir"), 0},
+                                                         {files.Path("fifo"), 1},
                                                          {"/dev/zero", 4},
-                                                         {files.File("short", "abc"), 4},
-                                                         {files.File("empty", ""), 1},
+                                                         {files.Write("short", "abc"), 4},
+                                                         {files.Write("empty", ""), 1},
                                                          {good + "/x", 1},
                                                          {good + std::string("\0x", 2), 1},
                                                          {"/proc/self/mem", 1},
@@ -110,16 +110,16 @@ TEST_F(Upload, SendsNothingUnlessEveryFileSuppliesItsSize) {
   }
   EXPECT_EQ(server.Connections(), 0);
   EXPECT_TRUE(transport.progress.uploads.empty());
-  EXPECT_EQ(folder.Entries(), 0u);
+  EXPECT_EQ(folder.EntryCount(), 0u);
 }
 
 TEST_F(Upload, SpoolsFromAHundredMebibytesOn) {
   const std::string almost = BigFile("almost", "first", kThreshold - 1);
-  const std::string last = files.File("last", "Zz");
+  const std::string last = files.Write("last", "Zz");
   bool spooled = false;
   transport.progress.reaction = [&] {
     spooled = HasOpenSpool();
-    EXPECT_EQ(folder.Entries(), 0u);
+    EXPECT_EQ(folder.EntryCount(), 0u);
   };
   for (const std::uint32_t size : {0u, 1u, 2u}) {
     SCOPED_TRACE(size);
@@ -138,18 +138,18 @@ TEST_F(Upload, SpoolsFromAHundredMebibytesOn) {
 }
 
 TEST_F(Upload, WhatStandsInTheSpoolsPlace) {
-  const std::string spool = folder / "spool";
-  const std::string victim = files.File("victim", "precious");
+  const std::string spool = folder.Path("spool");
+  const std::string victim = files.Write("victim", "precious");
   const Parts small = {{"small", "", 0}};
   const Parts large = {{"large", BigFile("big", "x", kThreshold), kThreshold}};
   for (const Parts& parts : {small, large}) {
-    folder.File("spool", "stale");
+    folder.Write("spool", "stale");
     EXPECT_EQ(Send(parts), 0u);
-    EXPECT_EQ(folder.Entries(), 0u) << "a stale file goes";
+    EXPECT_EQ(folder.EntryCount(), 0u) << "a stale file goes";
     fs::create_symlink(victim, spool);
     EXPECT_EQ(Send(parts), 0u);
-    EXPECT_EQ(folder.Entries(), 0u) << "a link goes";
-    EXPECT_EQ(Contents(victim), "precious");
+    EXPECT_EQ(folder.EntryCount(), 0u) << "a link goes";
+    EXPECT_EQ(ReadFile(victim), "precious");
   }
   // What cannot be taken away stays, and a neighbour serves.
   fs::create_directory(spool);
@@ -157,7 +157,7 @@ TEST_F(Upload, WhatStandsInTheSpoolsPlace) {
     transport.progress.reaction = [&] { EXPECT_EQ(HasOpenSpool(), parts[0].fileSize > 0); };
     EXPECT_EQ(Send(parts), 0u);
     EXPECT_EQ(LastBody().size(), parts[0].bytes.size() + parts[0].fileSize);
-    EXPECT_EQ(folder.Entries(), 1u);
+    EXPECT_EQ(folder.EntryCount(), 1u);
   }
   EXPECT_TRUE(fs::is_directory(spool));
 }
@@ -171,14 +171,14 @@ TEST_F(Upload, AFullSpoolDiskSendsNothing) {
   }
   EXPECT_EQ(code, 4112u);
   EXPECT_EQ(server.Connections(), 0);
-  EXPECT_EQ(folder.Entries(), 0u);
+  EXPECT_EQ(folder.EntryCount(), 0u);
 }
 
 TEST_F(Upload, SendsWhatItReadWhateverBecomesOfTheFile) {
-  const std::string small = files.File("small", "as it was");
+  const std::string small = files.Write("small", "as it was");
   const std::string big = BigFile("big", "as it was", kThreshold);
   transport.progress.reaction = [&] {
-    files.File("small", "");
+    files.Write("small", "");
     fs::remove(big);
   };
   ASSERT_EQ(Send({{"", small, 9}}), 0u);
@@ -198,7 +198,7 @@ TEST_F(Upload, ThrowingProgressLeavesNothing) {
       if (++events == throwAt) throw std::runtime_error("host");
     };
     EXPECT_THROW(Send({{"", big, kThreshold}}), std::runtime_error);
-    EXPECT_EQ(folder.Entries(), 0u);
+    EXPECT_EQ(folder.EntryCount(), 0u);
   }
 }
 
@@ -207,7 +207,7 @@ TEST_F(Upload, TwoHostsAtOnceDontMeet) {
                                BigFile("two", "two", kThreshold)};
   TransportCode codes[2] = {};
   std::thread other([&] {
-    Transport second(MakeURLLoader(), folder / "spool");
+    Transport second(MakeURLLoader(), folder.Path("spool"));
     std::string answer;
     codes[1] = second.connection.HTTPRequestFileUpload(server.Url("/two"), "", {},
                                                        {{"", paths[1], kThreshold}}, answer, 20);
@@ -222,15 +222,15 @@ TEST_F(Upload, TwoHostsAtOnceDontMeet) {
     EXPECT_EQ(request.substr(request.find("\r\n\r\n") + 4, 3), mark);
   }
   EXPECT_EQ(server.Requests().size(), 2u);
-  EXPECT_EQ(folder.Entries(), 0u);
+  EXPECT_EQ(folder.EntryCount(), 0u);
 }
 
 TEST(UploadSizes, AddUpBeyondTheWidthOfAWord) {
   constexpr std::uint32_t kPiece = 64 << 20;
   LoaderScript script;
   Transport transport(std::make_unique<ScriptedLoader>(script));
-  const std::string small = transport.folder.File("small", "small");
-  const std::string large = transport.folder.File("large", "");
+  const std::string small = transport.folder.Write("small", "small");
+  const std::string large = transport.folder.Write("large", "");
   fs::resize_file(large, kPiece - 3);
   std::ofstream(large, std::ios::app) << "end";
   Parts parts(64, {"", large, kPiece});
@@ -256,7 +256,7 @@ TEST(UploadPeer, ThatClosesInTheMiddleOfTheBodyGetsItOnce) {
   });
   Transport transport;
   TemporaryFolder files;
-  const std::string file = files.File("f", std::string(16 << 20, 'x'));
+  const std::string file = files.Write("f", std::string(16 << 20, 'x'));
   std::string response;
   EXPECT_EQ(transport.connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"", file, 16 << 20}},
                                                        response, 5),
@@ -279,8 +279,8 @@ TEST(UploadPeer, ThatIsSlowSeesTheBytesCountedAsTheyLeave) {
   Transport transport;
   TemporaryFolder files;
   constexpr std::uint32_t kSize = 2 << 20;
-  const std::string file = files.File("f", std::string(kSize, 'f'));
-  const std::string last = files.File("last", std::string(kSize, 'l'));
+  const std::string file = files.Write("f", std::string(kSize, 'f'));
+  const std::string last = files.Write("last", std::string(kSize, 'l'));
   std::vector<Clock::time_point> times;
   transport.progress.reaction = [&] { times.push_back(Clock::now()); };
   std::string response;
@@ -309,7 +309,7 @@ TEST(UploadPeer, ThatRefusesTheBodyBeforeItsEndIsHeard) {
   });
   Transport transport;
   TemporaryFolder files;
-  const std::string file = files.File("f", "x");
+  const std::string file = files.Write("f", "x");
   std::string response;
   for (const std::uint32_t size : {64u << 20, kThreshold}) {  // from memory, from the spool
     fs::resize_file(file, size);
@@ -320,7 +320,7 @@ TEST(UploadPeer, ThatRefusesTheBodyBeforeItsEndIsHeard) {
     EXPECT_EQ(response, "too large") << size;
   }
   EXPECT_EQ(server.Connections(), 2);
-  EXPECT_EQ(transport.folder.Entries(), 0u);
+  EXPECT_EQ(transport.folder.EntryCount(), 0u);
 }
 
 }  // namespace

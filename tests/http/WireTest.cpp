@@ -33,8 +33,8 @@ TEST(Wire, RequestsAreExactlyWhatWasAskedFor) {
   ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url("/b"), "x=1&y=%20", "<a>\r\n</a>",
                                                 response, 5),
             0u);
-  ASSERT_EQ(transport.connection.HTTPFileDownload(server.Url("/c/../d/.?e"), transport.folder / "f",
-                                                  size, 5),
+  ASSERT_EQ(transport.connection.HTTPFileDownload(server.Url("/c/../d/.?e"),
+                                                  transport.folder.Path("f"), size, 5),
             0u);
   const auto requests = server.Requests();
   ASSERT_EQ(requests.size(), 3u);
@@ -161,7 +161,8 @@ TEST(Wire, RedirectsAreFollowedForGetOnly) {
   std::size_t before = 0;
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.method) + " " + c.path + " " + c.query);
-    const std::string method = c.method, url = server.Url(c.path), file = transport.folder / "f";
+    const std::string method = c.method, url = server.Url(c.path),
+                      file = transport.folder.Path("f");
     std::string response;
     std::uint32_t size = 0;
     HTTPConnection& connection = transport.connection;
@@ -172,7 +173,7 @@ TEST(Wire, RedirectsAreFollowedForGetOnly) {
             ? connection.HTTPRequestFileUpload(url, c.query, {}, {{"b", "", 0}}, response, 5)
             : connection.HTTPFileDownload(url, file, size, 5);
     EXPECT_EQ(code, c.expected);
-    EXPECT_EQ(method == "DOWNLOAD" ? Contents(file) : response, c.body);
+    EXPECT_EQ(method == "DOWNLOAD" ? ReadFile(file) : response, c.body);
     EXPECT_EQ(server.Requests().size() - before, c.requests);
     if (code == 0 && *c.query != '\0') {
       EXPECT_TRUE(server.Requests().back().starts_with("GET " + std::string(c.query) + " "))
@@ -196,10 +197,10 @@ TEST(Wire, AnswersArriveDecodedAndDownloadsAsTheyAre) {
   std::uint32_t size = 0;
   EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
   EXPECT_EQ(response, "hello");
-  EXPECT_EQ(transport.connection.HTTPFileDownload(server.Url(), transport.folder / "f", size, 5),
-            0u);
+  EXPECT_EQ(
+      transport.connection.HTTPFileDownload(server.Url(), transport.folder.Path("f"), size, 5), 0u);
   EXPECT_EQ(size, packed.size());
-  EXPECT_EQ(Contents(transport.folder / "f"), packed);
+  EXPECT_EQ(ReadFile(transport.folder.Path("f")), packed);
 }
 
 TEST(Wire, HeadersThatWouldBreakTheRequestAreRefused) {

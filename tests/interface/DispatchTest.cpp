@@ -1,4 +1,5 @@
-// The command frame: what is checked before any work, in which order, and what is answered then.
+// The command frame: which queries are answered, how records are read, who hears events. What is
+// checked before any work is in tests/c.
 
 #include <type_traits>
 
@@ -8,73 +9,11 @@
 namespace kelo::testing {
 namespace {
 
-struct CommandCase {
-  uint32_t code;
-  bool readsRecord;
-  bool needsData;
-  bool needsSession;
-};
-
-const CommandCase kAllCommands[] = {
-    {3, true, true, false},   {4, false, false, true}, {6, true, true, false},
-    {7, false, false, false}, {8, false, false, true}, {9, true, true, true},
-    {16, true, true, true},   {17, true, true, true},  {18, true, true, true},
-    {19, true, true, true},   {20, true, true, true},  {21, true, true, true},
-    {22, true, true, true},   {23, true, true, true},  {24, true, true, true},
-    {25, true, true, true},   {32, true, true, false}, {33, true, false, false},
-    {48, true, true, false},  {50, true, true, true},  {51, true, true, true},
-};
-
-TEST(UninitialisedLibrary, AnswersZeroAndTouchesNothing) {
-  tagCommandControlInfo record;
-  std::memset(&record, 0x55, sizeof record);
-  const tagCommandControlInfo before = record;
-  for (uint32_t code = 0; code < 70; ++code) {
-    EXPECT_EQ(KELOAccessCommand(code, &record), 0u) << code;
-    EXPECT_EQ(KELOAccessCommand(code, nullptr), 0u) << code;
-  }
-  EXPECT_EQ(std::memcmp(&before, &record, sizeof record), 0);
-  KELOAccessClose();
-  EXPECT_EQ(KELOAccessInitialize(0), 0u);
-  EXPECT_EQ(KELOAccessInitialize(1u << 20), 0u);
-  KELOAccessClose();
-  KELOAccessClose();
-}
-
 // The end of a program must not destroy the controller under a command of another thread.
 static_assert(
     std::is_trivially_destructible_v<decltype(KELOAccessLibrary::pKELOAccessCommandController)>);
 
 class DispatchTest : public CommandTest {};
-
-TEST_F(DispatchTest, ChecksRecordThenDataThenSession) {
-  alignas(8) char data[4096] = {};
-  for (const CommandCase& c : kAllCommands) {
-    if (c.readsRecord) {
-      EXPECT_EQ(KELOAccessCommand(c.code, nullptr), 4112u) << c.code;
-    }
-    if (c.needsData) {
-      EXPECT_EQ(Send(c.code, Record()), 4112u) << c.code;
-    }
-    if (c.needsSession) {
-      EXPECT_EQ(Send(c.code, Record(data, "X")), 4116u) << c.code;
-    }
-  }
-  EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record()), 4112u);
-  EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(data)), 4098u);
-  EXPECT_EQ(KELOAccessCommand(kKELOCommand_Abort, nullptr), 0u);
-  EXPECT_EQ(service().RequestCount(), 0u);
-}
-
-TEST_F(DispatchTest, UnusedCodesDoNothing) {
-  tagCommandControlInfo record;
-  std::memset(&record, 0x55, sizeof record);
-  const tagCommandControlInfo before = record;
-  for (const uint32_t code : {0u, 1u, 2u, 10u, 15u, 26u, 31u, 34u, 47u, 49u, 52u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(KELOAccessCommand(code, &record), 0u) << code;
-  }
-  EXPECT_EQ(std::memcmp(&before, &record, sizeof record), 0);
-}
 
 TEST_F(DispatchTest, QueriesAcceptOnlyTheKindsOfTheirTarget) {
   OpenScriptedSession();
@@ -103,6 +42,10 @@ TEST_F(DispatchTest, QueriesAcceptOnlyTheKindsOfTheirTarget) {
       {"B1", 4, 0},
       {"B1", 2, 4115},
       {"unknown", 4, 4115},
+      {"KELO_CACHEINFO_ROOT_ID", 0x102, 0},
+      {"KELO_CACHEINFO_ROOT_ID", 0x103, 4115},
+      {"KELO_CACHEINFO_ROOT_ID", 4, 4115},
+      {"KELO_CACHEINFO_ROOT_ID", 0x40, 4115},
   };
   for (const Case& c : cases) {
     uint32_t count = 77;
@@ -153,13 +96,10 @@ TEST_F(DispatchTest, EventsFollowMaskAndCallback) {
   std::memcpy(&pointer, &callback, sizeof pointer);
   const auto countEvents = [&] {
     seen.clear();
-    tagKELO_DownloadInfo download{};
-    SetField(download.url, Url() + "/picture");
-    std::string path = folder().Path("picture" + std::to_string(rand()));
-    download.destPath = Text(path);
-    tagCommandControlInfo record = Record(&download);
-    record.entryCount = 1;
-    EXPECT_EQ(Send(kKELOCommand_Download, record), 0u);
+    std::string path = folder().Path("picture");
+    tagKELO_DownloadInfo download = DownloadOf(Url() + "/picture", path);
+    EXPECT_EQ(SendOne(kKELOCommand_Download, &download), 0u);
+    std::filesystem::remove(path);
     return seen.size();
   };
   tagCommandControlInfo registration = Record(pointer);

@@ -35,10 +35,7 @@ TEST_F(HostRecordsTest, EachOptionIsOneBit) {
   for (const bool set : {false, true}) {
     const auto send = [&](uint32_t code, void* data, uint32_t option) {
       service().ClearLog();
-      tagCommandControlInfo record = Record(data, "A1");
-      record.entryCount = 1;
-      record.outputOptions = set ? option : ~option;
-      Send(code, record);
+      SendOne(code, data, "A1", set ? option : ~option);
     };
     tagKELO_ItemInfo item{};
     send(kKELOCommand_GetItemInfo, &item, kKELOOption_AskService);
@@ -58,11 +55,7 @@ TEST_F(HostRecordsTest, EachOptionIsOneBit) {
       EXPECT_EQ(TakeText(mail.accepted), "");  // that takes both
     }
 
-    tagKELO_LoadInfo file{};
-    file.filePath = Text(path);
-    file.fileSize = 1;
-    SetField(file.fileModifyDate, "2008-05-17");
-    SetField(file.fileCreateDate, "2008-05-17");
+    tagKELO_LoadInfo file = UploadOf(path, 1);
     send(kKELOCommand_Upload, &file, kKELOOption_CheckDuplicates);
     EXPECT_EQ(Requests("CheckUploadItems").size(), set ? 1u : 0u);
   }
@@ -73,21 +66,15 @@ TEST_F(HostRecordsTest, UsedRecordsAreWrittenAnew) {
   auto made = Used<tagKELO_ItemInfo>();
   made.kind = kKELOKind_Album;
   SetField(made.name, "New");
-  tagCommandControlInfo record = Record(&made, "F1");
-  record.entryCount = 1;
-  EXPECT_EQ(Send(kKELOCommand_AddItems, record), 0u);
-  tagKELO_ItemInfo expected{};
+  EXPECT_EQ(SendOne(kKELOCommand_AddItems, &made, "F1"), 0u);
+  tagKELO_ItemInfo expected = NewContainer(kKELOKind_Album, "New");
   expected.result = 4101;
-  expected.kind = kKELOKind_Album;
   SetField(expected.parentId, "F1");
-  SetField(expected.name, "New");
   EXPECT_EQ(std::memcmp(&made, &expected, sizeof made), 0);
 
   auto link = Used<tagKELO_AddLinkInfo>();
   SetField(link.itemIdList, "I1,I2");
-  record = Record(&link, "A2");
-  record.entryCount = 1;
-  EXPECT_EQ(Send(kKELOCommand_AddNewLink, record), 0u);
+  EXPECT_EQ(SendOne(kKELOCommand_AddNewLink, &link, "A2"), 0u);
   EXPECT_EQ(link.result, 0u);
   EXPECT_EQ(FieldText(link.albumId), "A2");
 
@@ -96,9 +83,7 @@ TEST_F(HostRecordsTest, UsedRecordsAreWrittenAnew) {
   file.filePath = Text(path);
   file.fileName = {};
   file.fileSize = 1;
-  record = Record(&file, "A1");
-  record.entryCount = 1;
-  EXPECT_EQ(Send(kKELOCommand_Upload, record), 0u);
+  EXPECT_EQ(SendOne(kKELOCommand_Upload, &file, "A1"), 0u);
   EXPECT_EQ(file.result, 0u);
   EXPECT_EQ(FieldText(file.itemId), "");
   EXPECT_EQ(Requests("UploadItems").size(), 1u);
@@ -109,7 +94,7 @@ TEST_F(HostRecordsTest, UsedRecordsAreWrittenAnew) {
   EXPECT_EQ(properties.result, 0u);
 
   auto tags = Used<tagKELO_TagInfo>();
-  record = Record(&tags, "I1");
+  tagCommandControlInfo record = Record(&tags, "I1");
   record.selectionFlags = kKELOKind_FileItem;
   EXPECT_EQ(Send(kKELOCommand_AddTags, record), 0u);
   EXPECT_EQ(tags.result, 0u);
@@ -142,21 +127,14 @@ TEST_F(HostRecordsTest, ANullTextIsEmptyWhateverItsLength) {
                  "bodyText=\"\" removeGPSInfo=\"false\" />\r\n");
   service().ClearLog();
 
-  tagKELO_LoadInfo file{};
+  std::string path;
+  tagKELO_LoadInfo file = UploadOf(path, 1);
   file.filePath = file.fileName = none;
-  file.fileSize = 1;
-  SetField(file.fileModifyDate, "2008-05-17");
-  SetField(file.fileCreateDate, "2008-05-17");
-  tagCommandControlInfo record = Record(&file, "A1");
-  record.entryCount = 1;
-  EXPECT_EQ(Send(kKELOCommand_Upload, record), 4098u);
+  EXPECT_EQ(SendOne(kKELOCommand_Upload, &file, "A1"), 4098u);
 
-  tagKELO_DownloadInfo download{};
-  SetField(download.url, Url() + "/picture");
+  tagKELO_DownloadInfo download = DownloadOf(Url() + "/picture", path);
   download.destPath = none;
-  record = Record(&download);
-  record.entryCount = 1;
-  EXPECT_EQ(Send(kKELOCommand_Download, record), 4113u);
+  EXPECT_EQ(SendOne(kKELOCommand_Download, &download), 4113u);
   EXPECT_EQ(service().RequestCount(), 0u);
 }
 

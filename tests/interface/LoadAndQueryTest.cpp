@@ -10,13 +10,6 @@ class LoadAndQueryTest : public CommandTest {
  protected:
   LoadAndQueryTest() : CommandTest(100 * sizeof(tagKELO_ItemInfo)) {}
 
-  uint32_t Count(const std::string& target, uint32_t kinds) {
-    uint32_t count = 0;
-    tagCommandControlInfo record = Record(&count, target);
-    record.selectionFlags = kinds;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), 0u);
-    return count;
-  }
   std::vector<std::string> List(const std::string& target, uint32_t kinds) {
     std::vector<tagKELO_ItemInfo> items(Count(target, kinds));
     tagCommandControlInfo record = Record(items.data(), target);
@@ -92,6 +85,8 @@ TEST_F(LoadAndQueryTest, ListsAndCountsAnswerFromMemory) {
   EXPECT_EQ(List("", 0x43), (Ids{"/" + rootAlbum, "/F1", "/A1"}));
   EXPECT_EQ(List("F1", 0x2), (Ids{"F1/A2"}));
   EXPECT_EQ(List("F1", 0x100), (Ids{"F1/A2"}));
+  // By its own id the root folder is a folder like any other.
+  EXPECT_EQ(List("KELO_CACHEINFO_ROOT_ID", 0x2), (Ids{"KELO_CACHEINFO_ROOT_ID/A1"}));
   EXPECT_EQ(List("A1", 0x4), (Ids{"A1/I2", "A1/I1"}));
   EXPECT_EQ(List("B1", 0x4), (Ids{"B1/J1"}));
   EXPECT_EQ(List(rootAlbum, 0x4), (Ids{rootAlbum + "/R1"}));
@@ -110,24 +105,6 @@ TEST_F(LoadAndQueryTest, ListsAndCountsAnswerFromMemory) {
   EXPECT_EQ(buffer.result, 0x55555555u);
 }
 
-// By its own id the root folder is a folder like any other.
-TEST_F(LoadAndQueryTest, TheExplicitRootIdAllowsWhatAFolderDoes) {
-  OpenScriptedSession();
-  LoadSmallHierarchy();
-  const std::string root = "KELO_CACHEINFO_ROOT_ID";
-  const std::pair<uint32_t, uint32_t> cases[] = {{0x2, 0},     {0x100, 0},   {0x102, 0},
-                                                 {0x0, 4115},  {0x1, 4115},  {0x4, 4115},
-                                                 {0x40, 4115}, {0x10, 4115}, {0x103, 4115}};
-  for (const auto& [kinds, result] : cases) {
-    uint32_t count = 77;
-    tagCommandControlInfo record = Record(&count, root);
-    record.selectionFlags = kinds;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), result) << kinds;
-    EXPECT_EQ(count, result != 0 ? 77u : kinds & 2 ? 1u : 0u) << kinds;
-  }
-  EXPECT_EQ(List(root, 0x2), (std::vector<std::string>{root + "/A1"}));
-}
-
 TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   OpenScriptedSession();
   const std::string forty = "1234567890123456789012345678901234567890";
@@ -144,21 +121,13 @@ TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   EXPECT_EQ(FieldText(info.itemId), forty);
   info.kind = kKELOKind_Album;
   Queue("AddAlbum", "<r stat=\"ok\" albumId=\"n" + forty + "\"/>");
-  tagCommandControlInfo add = Record(&info, forty);
-  add.entryCount = 1;
-  EXPECT_EQ(Send(kKELOCommand_AddItems, add), 0u);
+  EXPECT_EQ(SendOne(kKELOCommand_AddItems, &info, forty), 0u);
   EXPECT_EQ(FieldText(info.itemId), "n" + forty.substr(0, 39));
   EXPECT_EQ(FieldText(info.parentId), forty);
   std::string path = folder().Write("p.jpg", "x");
-  tagKELO_LoadInfo load{};
-  load.filePath = Text(path);
-  load.fileSize = 1;
-  SetField(load.fileModifyDate, "2008-05-17");
-  SetField(load.fileCreateDate, "2008-05-17");
+  tagKELO_LoadInfo load = UploadOf(path, 1);
   Queue("UploadItems", "<r stat=\"ok\"><item idx=\"1\" itemId=\"u" + forty + "\"/></r>");
-  tagCommandControlInfo upload = Record(&load, forty);
-  upload.entryCount = 1;
-  EXPECT_EQ(Send(kKELOCommand_Upload, upload), 0u);
+  EXPECT_EQ(SendOne(kKELOCommand_Upload, &load, forty), 0u);
   EXPECT_EQ(FieldText(load.albumId), forty);
   EXPECT_EQ(FieldText(load.itemId), "u" + forty.substr(0, 39));
   for (const LoggedRequest& request : service().Log()) {

@@ -41,11 +41,6 @@ namespace {
 
 class ProcessTest : public CommandTest {
  protected:
-  uint32_t Capacity() {
-    tagKELO_StorageCapacityInfo capacity{};
-    const uint32_t result = Send(kKELOCommand_GetStorageCapacity, Record(&capacity));
-    return result != 0 ? result : capacity.result;
-  }
   // Runs `work` in a child and gives its exit code.
   static int InChild(const std::function<int()>& work) {
     const pid_t child = fork();
@@ -64,19 +59,13 @@ TEST_F(ProcessTest, SendsNothingUnsigned) {
     tagKELO_OpenSessionInfo block{};
     EXPECT_EQ(Send(kKELOCommand_OpenSession, Record(&block)), 4144u);
     tagKELO_SessionInfo session = ScriptedSession();
-    ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+    UseSession(session);
     EXPECT_EQ(Capacity(), 4144u);
     EXPECT_EQ(Send(kKELOCommand_CloseSession, Record()), 4144u);
     EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&session)), 0u);
     std::string path = folder().Write("f", "f");
-    tagKELO_LoadInfo file{};
-    file.filePath = Text(path);
-    file.fileSize = 1;
-    SetField(file.fileModifyDate, "2008-05-17");
-    SetField(file.fileCreateDate, "2008-05-17");
-    tagCommandControlInfo upload = Record(&file);
-    upload.entryCount = 1;
-    EXPECT_EQ(Send(kKELOCommand_Upload, upload), 4144u);
+    tagKELO_LoadInfo file = UploadOf(path, 1);
+    EXPECT_EQ(SendOne(kKELOCommand_Upload, &file), 4144u);
     EXPECT_EQ(service().RequestCount(), 0u);
     digestsFail = false;
     OpenSession();
@@ -94,7 +83,7 @@ TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
   });
   tagKELO_SessionInfo session = ScriptedSession();
   SetField(session.manageUrl, server.Url());
-  ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+  UseSession(session);
   ASSERT_EQ(Capacity(), 0u);
   ASSERT_EQ(server.Connections(), 1);
   EXPECT_EQ(InChild([&] {
@@ -121,8 +110,7 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
     reply.body.assign(10 << 20, 'x');
     return reply;
   });
-  tagKELO_SessionInfo session = ScriptedSession();
-  ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+  UseSession(ScriptedSession());
   static std::atomic<int> events;
   for (int i = 0; i < 20; ++i) {
     events = 0;
@@ -135,12 +123,8 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
     EXPECT_EQ(InChild([&]() -> int {
                 leavesMemory = true;
                 std::thread([&] {
-                  tagKELO_DownloadInfo file{};
-                  SetField(file.url, Url() + "/large");
-                  file.destPath = Text(path);
-                  tagCommandControlInfo record = Record(&file);
-                  record.entryCount = 1;
-                  while (Capacity() == 0 && events < 1) Send(kKELOCommand_Download, record);
+                  tagKELO_DownloadInfo file = DownloadOf(Url() + "/large", path);
+                  while (Capacity() == 0 && events < 1) SendOne(kKELOCommand_Download, &file);
                   for (;;) Capacity();
                 }).detach();
                 events.wait(0);

@@ -14,35 +14,16 @@ constexpr const char* kAnswer =
 class RepeatTest : public CommandTest {
  protected:
   uint32_t SendTo(const SocketServer& server, uint32_t code) {
-    std::vector<char> data(3000);  // enough for any record, and mostly fine when empty
-    std::string addresses = "a@b";
-    if (code == kKELOCommand_ExtendTokenLimit) {
-      Put(data, SessionAt(server));
-    } else if (code == kKELOCommand_VerifyRecipient) {
-      Put(data, tagKELO_RecipientInfo{Text(addresses), {}, {}});
-    } else if (code == kKELOCommand_AddItems) {
-      tagKELO_ItemInfo album{};
-      album.kind = kKELOKind_Album;
-      Put(data, album);
-    }
-    tagCommandControlInfo record = Record(data.data(), "I1");
-    record.entryCount = 1;
-    record.outputOptions = kKELOOption_AskService;
-    return Send(code, record);
-  }
-  template <class HostRecord>
-  static void Put(std::vector<char>& data, const HostRecord& record) {
-    std::memcpy(data.data(), &record, sizeof record);
+    HostRecords records(folder());
+    records.session = SessionAt(server);
+    return SendOne(code, records.Of(code), "I1", kKELOOption_AskService);
   }
   tagKELO_SessionInfo SessionAt(const SocketServer& server) const {
     tagKELO_SessionInfo session = ScriptedSession();
     SetField(session.manageUrl, server.Url());
     return session;
   }
-  void UseSessionAt(const SocketServer& server) {
-    tagKELO_SessionInfo session = SessionAt(server);
-    ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
-  }
+  void UseSessionAt(const SocketServer& server) { UseSession(SessionAt(server)); }
   static std::string CallId(const std::string& request) {
     const size_t at = request.find("callId=");
     return request.substr(at, request.find('&', at) - at);

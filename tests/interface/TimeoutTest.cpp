@@ -74,33 +74,10 @@ TEST_F(TimeoutTest, LoadingHasMoreForLargerAccounts) {
 }
 
 TEST_F(TimeoutTest, EveryOtherRequestHasAMinute) {
-  std::string path = folder_.Write("p.jpg", "abc");
-  std::string text = "a@x";
-  std::string destination = folder_.Path("download");
-  tagKELO_SessionInfo session{};
-  SetField(session.token, "T");
-  SetField(session.manageUrl, "http://service.example/manage");
-  tagKELO_OpenSessionInfo opening{};
-  tagKELO_ItemInfo item{}, folder{}, album{};
-  folder.kind = kKELOKind_Folder;
-  album.kind = kKELOKind_Album;
-  tagKELO_AddLinkInfo link{};
-  tagKELO_LoadInfo load{};
-  load.filePath = Text(path);
-  load.fileSize = 3;
-  SetField(load.fileModifyDate, "2008-05-17");
-  SetField(load.fileCreateDate, "2008-05-17");
-  tagKELO_RecipientInfo recipients{};
-  recipients.recipients = Text(text);
-  tagKELO_PictureMailInfo mail{};
-  mail.recipients = Text(text);
-  tagKELO_StringInfo list{};
-  tagKELO_StorageCapacityInfo capacity{};
-  tagKELO_PropertyInfo properties{};
-  tagKELO_TagInfo tags{};
-  tagKELO_DownloadInfo download{};
-  SetField(download.url, "http://service.example/original");
-  download.destPath = Text(destination);
+  HostRecords records(folder_);
+  SetField(records.session.manageUrl, "http://service.example/manage");
+  SetField(records.download.url, "http://service.example/original");
+  tagKELO_ItemInfo folder = NewContainer(kKELOKind_Folder, "New");
   const std::string items = "<items><item itemId=\"I1\" idx=\"1\" status=\"0\"/></items>";
   Answer("totalCount=\"1\"");
   Answer("", "<rootAlbum>" + items + "</rootAlbum>");
@@ -110,26 +87,26 @@ TEST_F(TimeoutTest, EveryOtherRequestHasAMinute) {
 
   const struct {
     uint32_t code;
-    void* data;
     const char* target;
     uint32_t options;
     size_t requests;
+    void* data;  // if another one than usual
   } cases[] = {
-      {kKELOCommand_ExtendTokenLimit, &session, "", 0, 1},
-      {kKELOCommand_GetItemInfo, &item, "I1", kKELOOption_AskService, 1},
-      {kKELOCommand_AddItems, &folder, "", 0, 1},
-      {kKELOCommand_AddItems, &album, "", 0, 1},
-      {kKELOCommand_AddNewLink, &link, "A1", 0, 1},
-      {kKELOCommand_Upload, &load, "A1", kKELOOption_CheckDuplicates, 2},
-      {kKELOCommand_VerifyRecipient, &recipients, "", 0, 1},
-      {kKELOCommand_GetAddressList, &list, "", 0, 1},
-      {kKELOCommand_SendPictureMail, &mail, "A1", kKELOOption_VerifyRecipients, 2},
-      {kKELOCommand_GetStorageCapacity, &capacity, "", 0, 1},
-      {kKELOCommand_ModifyProps, &properties, "I1", 0, 1},
-      {kKELOCommand_AddTags, &tags, "I1", 0, 1},
-      {kKELOCommand_Download, &download, "", 0, 1},
-      {kKELOCommand_CloseSession, nullptr, "", 0, 1},
-      {kKELOCommand_OpenSession, &opening, "", 0, 1},
+      {kKELOCommand_ExtendTokenLimit, "", 0, 1, nullptr},
+      {kKELOCommand_GetItemInfo, "I1", kKELOOption_AskService, 1, nullptr},
+      {kKELOCommand_AddItems, "", 0, 1, &folder},
+      {kKELOCommand_AddItems, "", 0, 1, nullptr},
+      {kKELOCommand_AddNewLink, "A1", 0, 1, nullptr},
+      {kKELOCommand_Upload, "A1", kKELOOption_CheckDuplicates, 2, nullptr},
+      {kKELOCommand_VerifyRecipient, "", 0, 1, nullptr},
+      {kKELOCommand_GetAddressList, "", 0, 1, nullptr},
+      {kKELOCommand_SendPictureMail, "A1", kKELOOption_VerifyRecipients, 2, nullptr},
+      {kKELOCommand_GetStorageCapacity, "", 0, 1, nullptr},
+      {kKELOCommand_ModifyProps, "I1", 0, 1, nullptr},
+      {kKELOCommand_AddTags, "I1", 0, 1, nullptr},
+      {kKELOCommand_Download, "", 0, 1, nullptr},
+      {kKELOCommand_CloseSession, "", 0, 1, nullptr},
+      {kKELOCommand_OpenSession, "", 0, 1, nullptr},
   };
   for (const auto& c : cases) {
     for (size_t i = 0; i < c.requests; ++i) {
@@ -137,7 +114,9 @@ TEST_F(TimeoutTest, EveryOtherRequestHasAMinute) {
           "albumId=\"A\" folderId=\"F\" addressList=\"\" dataCapacity=\"1\" storageCapacity=\"2\"",
           items);
     }
-    EXPECT_EQ(Send(c.code, c.data, c.target, c.options), 0u) << c.code;
+    records.item = NewContainer(kKELOKind_Album, "New");
+    void* const data = c.data != nullptr ? c.data : records.Of(c.code);
+    EXPECT_EQ(Send(c.code, data, c.target, c.options), 0u) << c.code;
     EXPECT_EQ(Timeouts(), Seconds(c.requests, 60)) << c.code;
   }
 }

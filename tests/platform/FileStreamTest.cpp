@@ -14,7 +14,7 @@
 #include <random>
 #include <thread>
 
-#include "platform/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

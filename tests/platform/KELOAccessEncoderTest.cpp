@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "platform/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <ctime>
 
-#include "platform/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

@@ -145,7 +145,7 @@ class RecoveryTest : public AccountTest {
       const std::string before = FieldText(*url);
       SetField(*url, base + before.substr(before.find('/', before.find("//") + 2)));
     }
-    ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+    UseSession(session);
   }
   std::string FrontUrl() const { return front_->Url(); }
 
@@ -281,16 +281,10 @@ TEST_F(RecoveryTest, AfterFaultsOfLocalFiles) {
 TEST_F(RecoveryTest, AfterASpoolOnAFullDisk) {
   std::string path = folder().Write("large", "");
   std::filesystem::resize_file(path, 100 << 20);
-  tagKELO_LoadInfo file{};
-  file.filePath = Text(path);
-  file.fileSize = 100 << 20;
-  SetField(file.fileModifyDate, "2008-05-17");
-  SetField(file.fileCreateDate, "2008-05-17");
-  tagCommandControlInfo record = Record(&file, album_);
-  record.entryCount = 1;
+  tagKELO_LoadInfo file = UploadOf(path, 100 << 20);
   {
     const FaultyFiles full(ENOSPC, 1 << 20);
-    EXPECT_EQ(Send(kKELOCommand_Upload, record), 4114u);
+    EXPECT_EQ(SendOne(kKELOCommand_Upload, &file, album_), 4114u);
   }
   std::filesystem::remove(path);
   ExpectNothingLeft();

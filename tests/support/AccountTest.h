@@ -48,40 +48,26 @@ class AccountTest : public CommandTest {
   void OpenAccount() {
     ASSERT_NO_FATAL_FAILURE(OpenSession());
     ASSERT_EQ(Load(), 0u);
-    tagKELO_ItemInfo made{};
-    made.kind = kKELOKind_Folder;
-    SetField(made.name, "Trips");
-    ASSERT_EQ(Add(made, ""), 0u);
-    const std::string folderId = FieldText(made.itemId);
-    made.kind = kKELOKind_Album;
-    SetField(made.name, "Harbour");
-    ASSERT_EQ(Add(made, folderId), 0u);
-    album_ = FieldText(made.itemId);
-    for (const std::string& album : {album_, album_, std::string()}) {
+    tagKELO_ItemInfo trips = NewContainer(kKELOKind_Folder, "Trips");
+    ASSERT_EQ(Add(trips, ""), 0u);
+    tagKELO_ItemInfo album = NewContainer(kKELOKind_Album, "Harbour");
+    ASSERT_EQ(Add(album, FieldText(trips.itemId)), 0u);
+    album_ = FieldText(album.itemId);
+    for (const std::string& target : {album_, album_, std::string()}) {
       std::string id;
-      ASSERT_EQ(Upload(album, id), 0u);
+      ASSERT_EQ(Upload(target, id), 0u);
       picture_ = id;
     }
     ASSERT_EQ(Load(), 0u);
-    tagKELO_ItemInfo item{};
-    ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&item, picture_)), 0u);
-    picturePath_ = FieldText(item.origUrl).substr(Url().size());
+    picturePath_ = FieldText(ItemInfo(picture_).origUrl).substr(Url().size());
     entries_ = folder().EntryCount();
     pictures_ = 3;
   }
 
   uint32_t Load() { return Send(kKELOCommand_LoadHierarchy, Record()); }
   uint32_t Add(tagKELO_ItemInfo& made, const std::string& parent) {
-    tagCommandControlInfo record = Record(&made, parent);
-    record.entryCount = 1;
-    const uint32_t result = Send(kKELOCommand_AddItems, record);
+    const uint32_t result = SendOne(kKELOCommand_AddItems, &made, parent);
     return result != 0 ? result : made.result;
-  }
-  // The record tells more than the command.
-  uint32_t Capacity() {
-    tagKELO_StorageCapacityInfo capacity{};
-    const uint32_t result = Send(kKELOCommand_GetStorageCapacity, Record(&capacity));
-    return result != 0 ? result : capacity.result;
   }
   uint32_t Open() {
     tagKELO_OpenSessionInfo block{};
@@ -89,28 +75,17 @@ class AccountTest : public CommandTest {
   }
   uint32_t Download(const std::string& url) {
     std::string path = DownloadPath();
-    tagKELO_DownloadInfo file{};
-    SetField(file.url, url);
-    file.destPath = Text(path);
-    tagCommandControlInfo record = Record(&file);
-    record.entryCount = 1;
-    return Send(kKELOCommand_Download, record);
+    tagKELO_DownloadInfo file = DownloadOf(url, path);
+    return SendOne(kKELOCommand_Download, &file);
   }
   std::string DownloadPath() const { return folder().Path("downloaded"); }
   // A new picture of the account, unless it fails.
   uint32_t Upload(const std::string& album, std::string& id, uint32_t options = 0) {
     if (picturesFile_.empty()) picturesFile_ = folder().Write("picture.jpg", kPicture);
     std::string name = "picture" + std::to_string(++uploads_) + ".jpg";
-    tagKELO_LoadInfo file{};
-    file.filePath = Text(picturesFile_);
+    tagKELO_LoadInfo file = UploadOf(picturesFile_, static_cast<int32_t>(kPicture.size()));
     file.fileName = Text(name);
-    file.fileSize = static_cast<int32_t>(kPicture.size());
-    SetField(file.fileModifyDate, "2008-05-17");
-    SetField(file.fileCreateDate, "2008-05-17");
-    tagCommandControlInfo record = Record(&file, album);
-    record.entryCount = 1;
-    record.outputOptions = options;
-    const uint32_t result = Send(kKELOCommand_Upload, record);
+    const uint32_t result = SendOne(kKELOCommand_Upload, &file, album, options);
     id = FieldText(file.itemId);
     return result;
   }
@@ -133,7 +108,7 @@ class AccountTest : public CommandTest {
     all.insert(all.end(), everywhere.begin(), everywhere.end());
     return all;
   }
-  size_t PicturesInCatalogue() { return List(KELO_ALL_ITEMS_ID, kKELOKind_FileItem).size(); }
+  size_t PicturesInCatalogue() { return Count(KELO_ALL_ITEMS_ID, kKELOKind_FileItem); }
 
   // The account works as if nothing had happened. `base` is where the downloads come from. So many
   // uploads that were given up may still arrive.
@@ -165,20 +140,16 @@ class AccountTest : public CommandTest {
 
  private:
   Catalogue List(const std::string& target, uint32_t kinds) {
-    uint32_t count = 0;
-    tagCommandControlInfo record = Record(&count, target);
-    record.selectionFlags = kinds;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), 0u) << target;
+    const uint32_t count = Count(target, kinds);
     std::vector<tagKELO_ItemInfo> items(count + 1);
-    record.data = items.data();
+    tagCommandControlInfo record = Record(items.data(), target);
+    record.selectionFlags = kinds;
     record.entryCount = count;
     EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 0u) << target;
     Catalogue entries;
     for (uint32_t i = 0; i < count; ++i) {
       const std::string id = FieldText(items[i].itemId);
-      tagKELO_ItemInfo alone{};
-      EXPECT_EQ(Send(kKELOCommand_GetItemInfo, Record(&alone, id)), 0u) << target << ": " << id;
-      EXPECT_EQ(FieldText(alone.name), FieldText(items[i].name)) << target << ": " << id;
+      EXPECT_EQ(FieldText(ItemInfo(id).name), FieldText(items[i].name)) << target << ": " << id;
       entries.push_back(target + ":" + FieldText(items[i].parentId) + "/" + id + " " +
                         FieldText(items[i].name));
       entriesById_[entries.back()] = items[i];

@@ -3,14 +3,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <string>
@@ -19,28 +16,13 @@
 #include "KELOAccess.h"
 #include "devservice/DevService.h"
 #include "devservice/Digest.h"
+#include "support/HostRecords.h"
 
 namespace kelo::testing {
 
 using devservice::LoggedRequest;
 using devservice::Reply;
 using devservice::Sha1Hex;
-
-// The public calls do not know std::string; these fill and read the fields of a record.
-template <size_t Size>
-void SetField(char (&field)[Size], std::string_view text) {
-  std::memset(field, 0, Size);
-  if (!text.empty()) std::memcpy(field, text.data(), std::min(Size, text.size()));
-}
-
-template <size_t Size>
-std::string FieldText(const char (&field)[Size]) {
-  return std::string(field, strnlen(field, Size));
-}
-
-inline tagKELO_StringInfo Text(std::string& text) {
-  return {text.data(), static_cast<uint32_t>(text.size())};
-}
 
 // Takes over a text that the library handed out.
 inline std::string TakeText(tagKELO_StringInfo& info) {
@@ -59,35 +41,6 @@ inline std::string QueryValue(const std::string& query, const std::string& name)
   const size_t value = begin + name.size() + 2;
   return all.substr(value, all.find('&', value) - value);
 }
-
-// A folder of its own for one test, removed afterwards.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kelo-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string Path(const std::string& name) const { return (path_ / name).string(); }
-  std::string Write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path_ / name, std::ios::binary) << bytes;
-    return Path(name);
-  }
-  std::string Read(const std::string& name) const {
-    std::ifstream file(path_ / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-  size_t EntryCount() const {
-    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));
-  }
-
- private:
-  std::filesystem::path path_;
-};
 
 class CommandTest : public ::testing::Test {
  protected:
@@ -122,6 +75,32 @@ class CommandTest : public ::testing::Test {
   }
   static uint32_t Send(uint32_t code, tagCommandControlInfo record) {
     return KELOAccessCommand(code, &record);
+  }
+  // Likewise with an array of one.
+  uint32_t SendOne(uint32_t code, void* data, std::string_view target = {}, uint32_t options = 0) {
+    tagCommandControlInfo record = Record(data, target);
+    record.entryCount = 1;
+    record.outputOptions = options;
+    return Send(code, record);
+  }
+  // The record tells more than the command.
+  uint32_t Capacity() {
+    tagKELO_StorageCapacityInfo capacity{};
+    const uint32_t result = Send(kKELOCommand_GetStorageCapacity, Record(&capacity));
+    return result != 0 ? result : capacity.result;
+  }
+  // What the catalogue knows.
+  tagKELO_ItemInfo ItemInfo(const std::string& id) {
+    tagKELO_ItemInfo info{};
+    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, id)), 0u) << id;
+    return info;
+  }
+  uint32_t Count(const std::string& target, uint32_t kinds) {
+    uint32_t count = 0;
+    tagCommandControlInfo record = Record(&count, target);
+    record.selectionFlags = kinds;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), 0u) << target;
+    return count;
   }
 
   // Progress goes to `callback` from now on.
@@ -174,6 +153,12 @@ class CommandTest : public ::testing::Test {
     replies_[method].push_back(std::move(reply));
   }
   void Queue(const std::string& method, const std::string& body) { Queue(method, ReplyWith(body)); }
+  // Instead of all that was queued.
+  template <class Answer>
+  void Requeue(const std::string& method, const Answer& answer) {
+    Unqueue(method);
+    Queue(method, answer);
+  }
   void Unqueue(const std::string& method) {
     const std::lock_guard lock(mutex_);
     replies_[method].clear();
@@ -182,7 +167,9 @@ class CommandTest : public ::testing::Test {
   // A session made up by the test, with scripted answers.
   void OpenScriptedSession() {
     ScriptAnswers();
-    tagKELO_SessionInfo session = ScriptedSession();
+    UseSession(ScriptedSession());
+  }
+  void UseSession(tagKELO_SessionInfo session) {
     ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
   }
   tagKELO_SessionInfo ScriptedSession() const {

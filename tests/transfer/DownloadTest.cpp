@@ -19,8 +19,7 @@ class DownloadTest : public CommandTest {
       if (request.path.starts_with("/status")) reply.status = std::stoi(request.path.substr(7));
       return reply;
     });
-    tagKELO_SessionInfo session = ScriptedSession();
-    EXPECT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
+    UseSession(ScriptedSession());
   }
 
   // Downloads `urls` in order into new files "0", "1", ...; into nowhere where the URL is that.

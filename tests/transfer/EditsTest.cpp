@@ -13,11 +13,7 @@ class EditsTest : public CommandTest {
     OpenScriptedSession();
     LoadSmallHierarchy();
   }
-  uint32_t ItemCount(const std::string& id) {
-    tagKELO_ItemInfo info{};
-    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, id)), 0u) << id;
-    return info.itemCount;
-  }
+  uint32_t ItemCount(const std::string& id) { return ItemInfo(id).itemCount; }
 };
 
 TEST_F(EditsTest, PropertiesTravelAsTheMaskSays) {

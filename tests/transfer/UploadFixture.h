@@ -13,12 +13,8 @@ class UploadTest : public CommandTest {
 
   // A record for a file of the test's folder. Its texts stay valid until the end of the test.
   tagKELO_LoadInfo File(const std::string& name, const std::string& bytes) {
-    tagKELO_LoadInfo record{};
-    record.filePath = Text(texts_.emplace_back(folder().Write(name, bytes)));
-    record.fileSize = static_cast<int32_t>(bytes.size());
-    SetField(record.fileModifyDate, "2008-05-17");
-    SetField(record.fileCreateDate, "2008-05-16");
-    return record;
+    texts_.push_back(folder().Write(name, bytes));
+    return UploadOf(texts_.back(), static_cast<int32_t>(bytes.size()));
   }
   void Name(tagKELO_LoadInfo& record, const std::string& name) {
     record.fileName = Text(texts_.emplace_back(name));
@@ -32,12 +28,7 @@ class UploadTest : public CommandTest {
     record.selectionFlags = checkMask;
     return Send(kKELOCommand_Upload, record);
   }
-  uint32_t CountOf(const std::string& album) {
-    tagKELO_ItemInfo info{};
-    tagCommandControlInfo record = Record(&info, album);
-    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, record), 0u);
-    return info.itemCount;
-  }
+  uint32_t CountOf(const std::string& album) { return ItemInfo(album).itemCount; }
 
   std::deque<std::string> texts_;
 };

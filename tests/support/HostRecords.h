@@ -1,0 +1,117 @@
+// The records of a host, filled so that each command has what it needs to send its requests.
+#pragma once
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "KELOAccess.h"
+#include "support/TemporaryFolder.h"
+
+namespace kelo::testing {
+
+// The public calls do not know std::string; these fill and read the fields of a record.
+template <size_t Size>
+void SetField(char (&field)[Size], std::string_view text) {
+  std::memset(field, 0, Size);
+  if (!text.empty()) std::memcpy(field, text.data(), std::min(Size, text.size()));
+}
+
+template <size_t Size>
+std::string FieldText(const char (&field)[Size]) {
+  return std::string(field, strnlen(field, Size));
+}
+
+inline tagKELO_StringInfo Text(std::string& text) {
+  return {text.data(), static_cast<uint32_t>(text.size())};
+}
+
+// The texts of these two are the caller's, and must outlive the record.
+inline tagKELO_LoadInfo UploadOf(std::string& path, int32_t size) {
+  tagKELO_LoadInfo file{};
+  file.filePath = Text(path);
+  file.fileSize = size;
+  SetField(file.fileModifyDate, "2008-05-17");
+  SetField(file.fileCreateDate, "2008-05-16");
+  return file;
+}
+inline tagKELO_DownloadInfo DownloadOf(std::string_view url, std::string& path) {
+  tagKELO_DownloadInfo file{};
+  SetField(file.url, url);
+  file.destPath = Text(path);
+  return file;
+}
+inline tagKELO_ItemInfo NewContainer(uint32_t kind, std::string_view name) {
+  tagKELO_ItemInfo made{};
+  made.kind = kind;
+  SetField(made.name, name);
+  return made;
+}
+
+// One record for every command that takes one.
+struct HostRecords {
+  // Every text that a host may choose begins with `prefix`.
+  explicit HostRecords(const TemporaryFolder& folder, const std::string& prefix = "")
+      : path(folder.Write(prefix + "picture.jpg", "bytes")),
+        destination(folder.Path("download")),
+        text(prefix + "a@example.org") {
+    SetField(session.token, "T");
+    item = NewContainer(kKELOKind_Album, prefix + "New");
+    SetField(link.itemIdList, prefix + "I3");
+    for (char* date : {upload.fileModifyDate, upload.fileCreateDate, upload.shotDate}) {
+      std::snprintf(date, sizeof upload.shotDate, "%s2008-05-17", prefix.c_str());
+    }
+    SetField(upload.tagList, prefix);
+    properties.propertyMask = 1;
+    SetField(properties.caption, prefix);
+    SetField(tags.text, prefix);
+  }
+  HostRecords(const HostRecords&) = delete;
+  HostRecords& operator=(const HostRecords&) = delete;
+
+  // The record of a command; null where it takes none.
+  void* Of(uint32_t code) {
+    const std::map<uint32_t, void*> records = {{kKELOCommand_OpenSession, &opening},
+                                               {kKELOCommand_ExtendTokenLimit, &session},
+                                               {kKELOCommand_GetItemInfo, &item},
+                                               {kKELOCommand_AddItems, &item},
+                                               {kKELOCommand_AddNewLink, &link},
+                                               {kKELOCommand_Upload, &upload},
+                                               {kKELOCommand_Download, &download},
+                                               {kKELOCommand_VerifyRecipient, &recipients},
+                                               {kKELOCommand_GetAddressList, &list},
+                                               {kKELOCommand_SendPictureMail, &mail},
+                                               {kKELOCommand_GetStorageCapacity, &capacity},
+                                               {kKELOCommand_ModifyProps, &properties},
+                                               {kKELOCommand_AddTags, &tags}};
+    const auto found = records.find(code);
+    return found != records.end() ? found->second : nullptr;
+  }
+  // Where the command's result stands in its record; null where the record has no such word.
+  const uint32_t* ResultWord(uint32_t code) {
+    const bool has = code == kKELOCommand_GetItemInfo || code == kKELOCommand_AddItems ||
+                     code == kKELOCommand_AddNewLink || code == kKELOCommand_SendPictureMail ||
+                     code == kKELOCommand_GetStorageCapacity || code == kKELOCommand_ModifyProps ||
+                     code == kKELOCommand_AddTags;
+    return has ? static_cast<const uint32_t*>(Of(code)) : nullptr;
+  }
+
+  std::string path, destination, text;
+  tagKELO_OpenSessionInfo opening{};
+  tagKELO_SessionInfo session{};
+  tagKELO_ItemInfo item{};
+  tagKELO_AddLinkInfo link{};
+  tagKELO_LoadInfo upload = UploadOf(path, 5);
+  tagKELO_DownloadInfo download = DownloadOf("", destination);
+  tagKELO_RecipientInfo recipients{Text(text), {}, {}};
+  tagKELO_StringInfo list{};
+  tagKELO_PictureMailInfo mail{0, Text(text), {}, {}, Text(text), Text(text), 0};
+  tagKELO_StorageCapacityInfo capacity{};
+  tagKELO_PropertyInfo properties{};
+  tagKELO_TagInfo tags{};
+};
+
+}  // namespace kelo::testing
