@@ -1,10 +1,9 @@
-// A bare client of the service: libcurl, and signatures computed here.
+// A bare client of the service: libcurl, and queries that a test may spoil.
 #pragma once
 
 #include <curl/curl.h>
+#include <gtest/gtest.h>
 
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -26,17 +25,19 @@ struct Response {
   std::string Outcome() const;
 };
 
-std::string Sha1OfText(std::string_view text);
-
 // The text behind every occurrence of `before`, up to `after`.
 std::vector<std::string> Between(std::string_view text, std::string_view before,
                                  std::string_view after);
 
 class Client {
  public:
-  // Signs with the first account of the service, or with the given one.
-  explicit Client(const Service& service);
-  Client(const Service& service, const Service::Account& account);
+  explicit Client(const Service& service)
+      : Client(service, Service::Account{"", service.AuthToken(), service.Secret()}) {}
+  Client(const Service& service, const Service::Account& account)
+      : secret(account.secret),
+        authenticationUrl_(service.Url() + "/P2PwebCmdController/api-auth?"),
+        apiKey_(service.ApiKey()),
+        authToken_(account.authToken) {}
 
   Response Send(const std::string& method, const std::string& url,
                 const std::string* body = nullptr, const std::vector<std::string>& headers = {});
@@ -60,12 +61,17 @@ class Client {
   std::string secret;
 
  private:
-  std::string NextCallId();
-
-  std::string baseUrl_;
+  std::string authenticationUrl_;
   std::string apiKey_;
   std::string authToken_;
   std::unique_ptr<CURL, void (*)(CURL*)> curl_{curl_easy_init(), &curl_easy_cleanup};
+};
+
+// A service, and a client with a session.
+struct ServiceTest : testing::Test {
+  explicit ServiceTest(const Service::Options& options = {}) : service(options) { client.Open(); }
+  Service service;
+  Client client{service};
 };
 
 }  // namespace kelo::devservice
