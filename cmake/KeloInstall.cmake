@@ -36,7 +36,6 @@ install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
 if(KELO_BUILD_HOST)
   install(TARGETS kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/samples DESTINATION ${CMAKE_INSTALL_DATADIR}/kelo)
 endif()
 
 # The Debian package: everything above in one file.

@@ -18,10 +18,6 @@ endif()
 # of src/. LIBRARIES are the outside libraries that its sources call.
 function(kelo_module name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
-  if(NOT ARG_SOURCES)  # a folder without sources yet
-    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/empty.cpp "")
-    set(ARG_SOURCES ${CMAKE_CURRENT_BINARY_DIR}/empty.cpp)
-  endif()
   add_library(kelo_${name} OBJECT ${ARG_SOURCES})
   target_include_directories(kelo_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
   target_link_libraries(kelo_${name} PUBLIC ${ARG_LIBRARIES} PRIVATE $<BUILD_INTERFACE:kelo_flags>)

@@ -35,7 +35,7 @@ std::vector<tagKELO_ItemInfo> WantedItems(Library& library, const GetOptions& op
   return items;
 }
 
-// Prints what became of each file; gives the code that ended the batch, 0 for none.
+// Prints what became of each file and gives the exit status; an aborted batch is thrown.
 int Report(const std::vector<FetchedFile>& files) {
   std::size_t failed = 0;
   bool aborted = false;

@@ -410,7 +410,7 @@ typedef uint32_t (*KELOAccessEventCallback)(uint32_t event, uint32_t kind,
 
 /* Prepares the library. `parameter` is the budget in bytes for finished item records that are kept
  * for repeated queries (0 keeps none). A second call changes nothing and answers 0; 4144 when
- * memory is short. */
+ * memory runs out. */
 KELO_EXPORT uint32_t KELOAccessInitialize(uint32_t parameter);
 
 /* Forgets everything. Sends nothing: a host that wants the session closed sends command 4 first.

@@ -3,8 +3,8 @@
 //
 // Every operation runs on the calling thread until it is over and answers a transport code
 // (TransportCode.h). One operation at a time; only HTTPAbort may come from another thread.
-// Exceptions of progress callbacks and short memory pass through; the operation has been cleaned up
-// by then.
+// Exceptions of progress callbacks and std::bad_alloc pass through; the operation has been cleaned
+// up by then.
 #pragma once
 
 #include <cstdint>

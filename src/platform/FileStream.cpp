@@ -1,4 +1,4 @@
-// Files over POSIX. errno is read here and nowhere else.
+// Files over POSIX.
 #include "platform/FileStream.h"
 
 #include <fcntl.h>

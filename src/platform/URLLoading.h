@@ -107,7 +107,7 @@ class URLLoader {
  public:
   virtual ~URLLoader() = default;
   /// Begins a request. The delegate must outlive the connection, the connection must not outlive
-  /// the loader. Throws std::bad_alloc when memory is short, which the next request doesn't
+  /// the loader. Throws std::bad_alloc when memory runs out, which the next request doesn't
   /// remember.
   virtual std::unique_ptr<URLConnection> Start(const URLRequest& request,
                                                URLConnectionDelegate& delegate) = 0;

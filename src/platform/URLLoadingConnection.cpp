@@ -30,7 +30,7 @@ uint64_t LengthOf(const URLBody& body) {
   return 0;
 }
 
-/// Reads at a position, everything wanted; -1 on failure or at the end of the file.
+/// Reads some bytes at a position; -1 on failure or at the end of the file.
 ssize_t ReadAt(int descriptor, char* buffer, size_t size, uint64_t position) {
   ssize_t got;
   do {

@@ -90,7 +90,7 @@ int URLErrorFromCurl(CURLcode code) {
       return kURLError_BadURL;
     case CURLE_UNSUPPORTED_PROTOCOL:
       return kURLError_UnsupportedURL;
-    default:  // short memory too: the library says so also of a peer's endless header
+    default:  // out of memory too: the library says so also of a peer's endless header
       return kURLError_Unknown;
   }
 }

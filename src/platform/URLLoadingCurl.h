@@ -41,7 +41,7 @@ bool MayRedirect(URLScheme from, URLScheme to);
 /// The URL loading error code for a transfer's result, which is not CURLE_OK.
 int URLErrorFromCurl(CURLcode code);
 
-/// Throws unless the call succeeded: std::bad_alloc for a full memory, std::runtime_error for what
+/// Throws unless the call succeeded: std::bad_alloc when out of memory, std::runtime_error for what
 /// this library could not do at all.
 void CheckCurl(CURLcode code);
 void CheckCurl(CURLMcode code);

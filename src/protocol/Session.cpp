@@ -100,7 +100,7 @@ void KELOAccessCommandController::AdoptSecret(std::string_view secret) {
 }
 
 void KELOAccessCommandController::ForgetHierarchy() {
-  // Another cache, so that short memory leaves the former catalogue whole.
+  // Another cache, so that running out of memory leaves the former catalogue whole.
   auto fresh = std::make_unique<KELOAccessCacheManager>(initParameter_);
   fresh->ClearAllFolder();
   fresh->SetupRootFolder();

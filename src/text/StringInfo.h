@@ -15,7 +15,7 @@ std::string KELOStringInfoToString(const tagKELO_StringInfo& info);
 
 // Hands `text` to the host: a NUL-terminated buffer made with array new, which the host then owns.
 // What `info` held before is overwritten, not freed; an empty text stores a null pointer and length
-// 0. Returns 1, or 0 with a null pointer and the length left alone when memory is short.
+// 0. Returns 1, or 0 with a null pointer and the length left alone when memory runs out.
 uint32_t StringToKELOStringInfo(std::string_view text, tagKELO_StringInfo& info);
 
 // As StringToKELOStringInfo, but an empty text leaves the record as it is.
