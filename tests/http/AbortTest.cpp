@@ -121,13 +121,11 @@ void ExpectPromptAbort(Transport& transport, const std::function<TransportCode()
   EXPECT_EQ(transport.folder.EntryCount(), 0u);
 }
 
-void ReadAndStaySilent(Peer& peer) {
-  peer.ReadRequest();
-  peer.WaitUntilClosed();
-}
-
 TEST(Abort, DuringASilentAnswer) {
-  SocketServer server(ReadAndStaySilent);
+  SocketServer server([](Peer& peer) {
+    peer.ReadRequest();
+    peer.WaitUntilClosed();
+  });
   Transport transport;
   std::string response;
   for (std::size_t i = 1; i <= 3; ++i) {
@@ -136,30 +134,6 @@ TEST(Abort, DuringASilentAnswer) {
         [&] { return transport.connection.HTTPRequestPUT(server.Url(), "", "b", response, kLong); },
         [&] { EXPECT_TRUE(server.WaitForRequests(i)); });
   }
-}
-
-TEST(Abort, DuringASlowDownload) {
-  SocketServer server([](Peer& peer) {
-    peer.ReadRequest();
-    peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
-    while (peer.Send("slow ") && peer.Pause(20ms)) {
-    }
-  });
-  Transport transport;
-  std::atomic<bool> moving = false;
-  transport.progress.reaction = [&] {
-    moving = true;
-    moving.notify_all();
-  };
-  std::uint32_t size = 0;
-  ExpectPromptAbort(
-      transport,
-      [&] {
-        return transport.connection.HTTPFileDownload(server.Url(), transport.folder.Path("f"), size,
-                                                     kLong);
-      },
-      [&] { moving.wait(false); });
-  EXPECT_EQ(size, 0u);
 }
 
 TEST(Abort, WhileABodyIsStuck) {
@@ -214,10 +188,7 @@ TEST(Abort, WhileANameLookupHangs) {
 }
 
 TEST(Abort, BelongsToTheCommand) {
-  SocketServer server([](Peer& peer) {
-    while (!peer.ReadRequest().empty() && peer.Reply(200, "fine")) {
-    }
-  });
+  SocketServer server(AnswerAll("fine"));
   const TemporaryFolder folder;
   const auto signal = std::make_shared<AbortSignal>();
   HTTPConnection connection(
@@ -273,10 +244,7 @@ TEST(Abort, SeveralAtOnceAllReturnAndTheNextRequestWorks) {
 }
 
 TEST(Abort, RacesWithTheBeginningAndTheEndOfRequests) {
-  SocketServer server([](Peer& peer) {
-    while (!peer.ReadRequest().empty() && peer.Reply(200, "fine")) {
-    }
-  });
+  SocketServer server(AnswerAll("fine"));
   Transport transport;
   std::atomic<bool> over = false;
   std::thread aborter([&] {

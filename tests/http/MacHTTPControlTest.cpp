@@ -1,12 +1,10 @@
-// The rules of a request against scripted events: what is asked for, and what each course of events
-// comes to.
+// What each course of a request's events comes to, by scripted events: those that no peer brings
+// about at will.
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <memory>
-#include <stdexcept>
 
-#include "KELOAccess.h"
 #include "http/HTTPTestSupport.h"
 #include "http/ScriptedLoader.h"
 
@@ -24,41 +22,6 @@ struct Scripted {
     return connection.HTTPFileDownload("http://h/f", transport.folder.Path("out"), size, 7);
   }
 };
-
-TEST(MacHTTPControl, AsksForWhatEachOperationMeans) {
-  Scripted s;
-  std::uint32_t size = 1;
-  for (int i = 0; i < 4; ++i) s.script.Answer(200, "");
-  s.connection.HTTPRequestGET("http://h/get", "", s.response, 11);
-  s.connection.HTTPRequestPUT("http://h/put", "a=b&c", std::string("body\0rest", 9), s.response,
-                              12);
-  s.connection.HTTPRequestFileUpload("http://h/post", "q", {{"Content-Type", "x"}, {"Empty", ""}},
-                                     {{"head", "", 0}, {"tail", "", 0}}, s.response, 13);
-  s.connection.HTTPFileDownload("http://h/file?x", s.transport.folder.Path("f"), size, 14);
-
-  ASSERT_EQ(s.script.requests.size(), 4u);
-  struct {
-    const char *method, *url, *body;
-    std::uint32_t timeout;
-    bool fresh;
-    std::size_t headers;
-  } const expected[] = {{"GET", "http://h/get?", "", 11, false, 0},
-                        {"PUT", "http://h/put?a=b&c", "body", 12, false, 0},
-                        {"POST", "http://h/post?q", "headtail", 13, true, 2},
-                        {"GET", "http://h/file?x", "", 14, false, 1}};
-  for (std::size_t i = 0; i < 4; ++i) {
-    const URLRequest& request = s.script.requests[i];
-    EXPECT_EQ(request.method, expected[i].method);
-    EXPECT_EQ(request.url, expected[i].url);
-    EXPECT_EQ(s.script.bodies[i], expected[i].body);
-    EXPECT_EQ(request.timeout, expected[i].timeout);
-    EXPECT_EQ(request.freshConnection, expected[i].fresh);
-    EXPECT_EQ(request.headers.size(), expected[i].headers);
-  }
-  EXPECT_EQ(s.script.requests[3].headers[0].name, "Accept-Encoding");
-  EXPECT_EQ(s.script.requests[3].headers[0].value, "");
-  EXPECT_EQ(s.script.open, 0);
-}
 
 TEST(MacHTTPControl, StatusDecidesAndTheBodyIsDeliveredAnyway) {
   const struct {
@@ -148,20 +111,6 @@ TEST(MacHTTPControl, DownloadProgressSaturatesAndTheFileIsWhatCame) {
   EXPECT_EQ(unknownLength.transport.progress.downloads, (std::vector<Progress>{{"", 3, 0}}));
 }
 
-TEST(MacHTTPControl, AbortFromInsideAnEventEndsTheRequestAndNotTheNextOne) {
-  Scripted s;
-  s.script.Response(200, 6);
-  s.script.Data("abc");
-  s.transport.progress.reaction = [&] { EXPECT_EQ(s.connection.HTTPAbort(), 0u); };
-  std::uint32_t size = 0;
-  EXPECT_EQ(s.Download(size), 1u);
-  s.transport.progress.reaction = nullptr;
-  EXPECT_EQ(s.script.cancelled, 1);
-  EXPECT_EQ(s.transport.folder.EntryCount(), 0u);
-  s.script.Answer(200, "abcdef");
-  EXPECT_EQ(s.Download(size), 0u);
-}
-
 TEST(MacHTTPControl, AbortWinsOverAFailureButNotOverTheEnd) {
   Scripted s;
   const auto abort = [&](URLConnectionDelegate&) { s.connection.HTTPAbort(); };
@@ -179,35 +128,6 @@ TEST(MacHTTPControl, AbortWinsOverAFailureButNotOverTheEnd) {
   EXPECT_EQ(s.Get(), 0u);
 }
 
-TEST(MacHTTPControl, AbortWhileNothingRunsLeavesNoTrace) {
-  Scripted s;
-  EXPECT_EQ(s.connection.HTTPAbort(), 0u);
-  s.script.Answer(200, "fine");
-  EXPECT_EQ(s.Get(), 0u);
-}
-
-TEST(MacHTTPControl, ThrowingProgressPassesThroughAndLeavesNothing) {
-  Scripted s;
-  s.transport.progress.reaction = [] { throw std::runtime_error("host"); };
-  s.script.Response(200);
-  s.script.Data("abc");
-  std::uint32_t size = 0;
-  EXPECT_THROW(s.Download(size), std::runtime_error);
-  EXPECT_EQ(s.transport.folder.EntryCount(), 0u);
-  EXPECT_EQ(s.script.open, 0);
-  s.transport.progress.reaction = nullptr;
-  s.script.Answer(200, "next");
-  EXPECT_EQ(s.Get(), 0u);
-}
-
-TEST(MacHTTPControl, AbortInTheFirstUploadProgressSendsNothing) {
-  Scripted s;
-  s.transport.progress.reaction = [&] { s.connection.HTTPAbort(); };
-  EXPECT_EQ(s.connection.HTTPRequestFileUpload("http://h", "", {}, {{"x", "", 0}}, s.response, 1),
-            1u);
-  EXPECT_TRUE(s.script.requests.empty());
-}
-
 TEST(KELOHTTPController, TranslatesTransportCodes) {
   KELOHTTPController controller;
   const std::pair<std::uint32_t, std::uint32_t> cases[] = {
@@ -217,33 +137,6 @@ TEST(KELOHTTPController, TranslatesTransportCodes) {
   for (const auto& [transport, result] : cases) {
     EXPECT_EQ(controller.ConvertErrorCodeHTTPtoKELO(TransportCode{transport}), result) << transport;
   }
-}
-
-TEST(KELOHTTPController, AnswersResultCodes) {
-  LoaderScript script;
-  TemporaryFolder folder;
-  KELOHTTPController controller(
-      std::make_unique<HTTPConnection>(std::make_unique<HTTPConnectionMac>(
-          std::make_unique<ScriptedLoader>(script), folder.Path("spool"))));
-  std::string response;
-  std::uint32_t size = 0;
-  for (int i = 0; i < 4; ++i) script.Answer(404, "");
-  EXPECT_EQ(controller.HTTPRequestGET("http://h", "", response, 1), kKELOResult_TransportFailure);
-  EXPECT_EQ(controller.HTTPRequestPUT("http://h", "", "b", response, 1),
-            kKELOResult_TransportFailure);
-  EXPECT_EQ(controller.HTTPRequestFileUpload("http://h", "", {}, {}, response, 1),
-            kKELOResult_TransportFailure);
-  EXPECT_EQ(controller.HTTPFileDownload("http://h", folder.Path("f"), size, 1),
-            kKELOResult_NotFound);
-  EXPECT_EQ(controller.HTTPAbort(), 0u);
-}
-
-TEST(HTTPConnection, ProgressWithoutAnyoneToHearItIsIgnored) {
-  HTTPConnectionBase base;
-  base.ExecuteCallback_UploadProgress("name", 1, 2);
-  HTTPConnection unheard;
-  base.SetCallback(&unheard);
-  base.ExecuteCallback_DownloadProgress("name", 1, 2);
 }
 
 }  // namespace

@@ -20,9 +20,6 @@ struct LoaderScript {
   using Step = std::function<void(URLConnectionDelegate&)>;
   std::deque<Step> steps;
   std::vector<URLRequest> requests;
-  std::vector<std::string> bodies;  // those given as bytes
-  int cancelled = 0;
-  int open = 0;
 
   void Response(int status, std::optional<std::uint64_t> length = std::nullopt) {
     steps.push_back([=](URLConnectionDelegate& d) { d.DidReceiveResponse(status, length); });
@@ -51,11 +48,8 @@ class ScriptedLoader final : public URLLoader {
   std::unique_ptr<URLConnection> Start(const URLRequest& request,
                                        URLConnectionDelegate& delegate) override {
     script_.requests.push_back(request);
-    const auto* body = std::get_if<std::string_view>(&request.body);
-    script_.bodies.emplace_back(body == nullptr ? std::string_view() : *body);
     delegate_ = &delegate;
-    ++script_.open;
-    return std::make_unique<Connection>(script_);
+    return std::make_unique<Connection>();
   }
   void RunSlice(std::chrono::milliseconds) override {
     if (script_.steps.empty()) throw std::logic_error("the wait went on after the last event");
@@ -67,10 +61,7 @@ class ScriptedLoader final : public URLLoader {
 
  private:
   struct Connection final : URLConnection {
-    explicit Connection(LoaderScript& script) : script_(script) {}
-    ~Connection() override { --script_.open; }
-    void Cancel() override { ++script_.cancelled; }
-    LoaderScript& script_;
+    void Cancel() override {}
   };
 
   LoaderScript& script_;

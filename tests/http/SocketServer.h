@@ -96,4 +96,12 @@ class SocketServer {
   std::thread acceptor_;
 };
 
+/// Gives every request of every connection the same ordinary answer.
+inline SocketServer::Handler AnswerAll(std::string body, std::string headers = "") {
+  return [=](Peer& peer) {
+    while (!peer.ReadRequest().empty() && peer.Reply(200, body, headers)) {
+    }
+  };
+}
+
 }  // namespace kelo

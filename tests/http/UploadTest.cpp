@@ -24,9 +24,7 @@ using Parts = std::vector<tagHTTPConnection_MultipartBody>;
 constexpr std::uint32_t kThreshold = 104857600;
 
 struct Upload : testing::Test {
-  SocketServer server{[](Peer& peer) {
-    while (!peer.ReadRequest().empty()) peer.Reply(200, "stored");
-  }};
+  SocketServer server{AnswerAll("stored")};
   Transport transport;
   TemporaryFolder& folder = transport.folder;
   TemporaryFolder files;

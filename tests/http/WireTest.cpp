@@ -9,11 +9,7 @@
 namespace kelo {
 namespace {
 
-/// Answers every request of every connection with "ok".
-void AnswerAll(Peer& peer) {
-  while (!peer.ReadRequest().empty() && peer.Reply(200, "ok")) {
-  }
-}
+using namespace std::string_literals;
 
 std::size_t Occurrences(std::string_view text, std::string_view what) {
   std::size_t count = 0;
@@ -24,13 +20,13 @@ std::size_t Occurrences(std::string_view text, std::string_view what) {
 }
 
 TEST(Wire, RequestsAreExactlyWhatWasAskedFor) {
-  SocketServer server(AnswerAll);
+  SocketServer server(AnswerAll("ok"));
   Transport transport;
   std::string response;
   std::uint32_t size = 0;
   const std::string host = "Host: 127.0.0.1:" + std::to_string(server.Port()) + "\r\n";
   ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url("/a"), "", response, 5), 0u);
-  ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url("/b"), "x=1&y=%20", "<a>\r\n</a>",
+  ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url("/b"), "x=1&y=%20", "<a>\r\n</a>\0rest"s,
                                                 response, 5),
             0u);
   ASSERT_EQ(transport.connection.HTTPFileDownload(server.Url("/c/../d/.?e"),
@@ -50,7 +46,7 @@ TEST(Wire, RequestsAreExactlyWhatWasAskedFor) {
 }
 
 TEST(Wire, LargePutWaitsForNoPermissionAndArrivesWhole) {
-  SocketServer server(AnswerAll);
+  SocketServer server(AnswerAll("ok"));
   Transport transport;
   std::string body(3 << 20, 'x');
   for (std::size_t i = 0; i < body.size(); i += 1000) body[i] = static_cast<char>('a' + i % 26);
@@ -63,7 +59,7 @@ TEST(Wire, LargePutWaitsForNoPermissionAndArrivesWhole) {
 }
 
 TEST(Wire, ConnectionsAreReusedExceptForUploads) {
-  SocketServer server(AnswerAll);
+  SocketServer server(AnswerAll("ok"));
   Transport transport;
   std::string response;
   for (int i = 0; i < 3; ++i) {
@@ -80,33 +76,23 @@ TEST(Wire, ConnectionsAreReusedExceptForUploads) {
 TEST(Wire, AReusedConnectionThatDiesRepeatsOnlyWhatIsHarmless) {
   // The first request is answered; the second one is read whole and then nothing comes.
   const auto dieOnSecond = [](Peer& peer) {
-    if (peer.Index() > 0) return AnswerAll(peer);
+    if (peer.Index() > 0) return AnswerAll("ok")(peer);
     peer.ReadRequest();
     peer.Reply(200, "first");
     peer.ReadRequest();
   };
-  std::string response;
-  {
+  for (const std::string body : {"body", "", "GET"}) {
+    const bool harmless = body == "GET";
     SocketServer server(dieOnSecond);
     Transport transport;
-    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
-    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 5), 4099u);
-    EXPECT_EQ(server.Requests().size(), 2u) << "sent twice";
-    ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 5), 0u);
-  }
-  {
-    SocketServer server(dieOnSecond);
-    Transport transport;
-    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
-    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "", response, 5), 4099u);
-    EXPECT_EQ(server.Requests().size(), 2u) << "sent twice, without a body";
-  }
-  {
-    SocketServer server(dieOnSecond);
-    Transport transport;
-    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
-    EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
-    EXPECT_EQ(response, "ok");
+    HTTPConnection& connection = transport.connection;
+    std::string response;
+    ASSERT_EQ(connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
+    EXPECT_EQ(harmless ? connection.HTTPRequestGET(server.Url(), "", response, 5)
+                       : connection.HTTPRequestPUT(server.Url(), "", body, response, 5),
+              harmless ? 0u : 4099u);
+    EXPECT_EQ(server.Requests().size(), harmless ? 3u : 2u) << "of a PUT: sent twice";
+    EXPECT_EQ(connection.HTTPRequestPUT(server.Url(), "", body, response, 5), 0u);
   }
 }
 
@@ -189,9 +175,7 @@ TEST(Wire, AnswersArriveDecodedAndDownloadsAsTheyAre) {
       "\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03\xcb\x48\xcd\xc9\xc9\x07\x00\x86\xa6\x10\x36\x05\x00"
       "\x00\x00",
       25);
-  SocketServer server([&](Peer& peer) {
-    while (!peer.ReadRequest().empty()) peer.Reply(200, packed, "Content-Encoding: gzip\r\n");
-  });
+  SocketServer server(AnswerAll(packed, "Content-Encoding: gzip\r\n"));
   Transport transport;
   std::string response;
   std::uint32_t size = 0;
@@ -204,7 +188,7 @@ TEST(Wire, AnswersArriveDecodedAndDownloadsAsTheyAre) {
 }
 
 TEST(Wire, HeadersThatWouldBreakTheRequestAreRefused) {
-  SocketServer server(AnswerAll);
+  SocketServer server(AnswerAll("ok"));
   Transport transport;
   std::string response;
   for (const auto& header : std::vector<tagHTTPConnection_HeaderInfo>{
