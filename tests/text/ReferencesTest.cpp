@@ -45,20 +45,18 @@ void Check(Conversion conversion, const std::vector<Case>& cases) {
 
 const model::Text kFails;
 
+// The oddities that are so on purpose. All the rest is in the step-by-step conversions below.
 TEST(References, Encode) {
-  Check(kEncode, {{"a<b & \"c\"", "a&lt;b &amp; &quot;c&quot;"},
-                  {"'x'>", "&apos;x&apos;&gt;"},
-                  {"a\r\nb\tc", "a&#13;&#10;b\tc"},
-                  {"\u00E9", "&#233;"},
-                  {"e\u0301", "&#233;"},  // composed
-                  {"\u304B\u3099", "&#12364;"},
-                  {"\u212B", "&#197;"},
-                  {"\U0001F600", "&#55357;&#56832;"},
-                  {"&lt;", "&amp;lt;"},
-                  {"\uFFFF\u0080\u007F", "&#65535;&#128;\x7F"},
-                  {"a\0b"s, "a"},
-                  {"\0b"s, kFails},
-                  {"", kFails}});
+  Check(kEncode,
+        {{"a<b & \"c\" 'd'>\r\n\t", "a&lt;b &amp; &quot;c&quot; &apos;d&apos;&gt;&#13;&#10;\t"},
+         {"\u00E9", "&#233;"},
+         {"e\u0301", "&#233;"},  // composed
+         {"\u212B", "&#197;"},
+         {"\U0001F600", "&#55357;&#56832;"},
+         {"&lt;", "&amp;lt;"},
+         {"\uFFFF\u0080\u007F", "&#65535;&#128;\x7F"},
+         {"a\0b"s, "a"},
+         {"\0b"s, kFails}});
 }
 
 TEST(References, InvalidUtf8IsNeverRepaired) {
@@ -73,63 +71,22 @@ TEST(References, InvalidUtf8IsNeverRepaired) {
   }
 }
 
-TEST(References, DecodeNumbers) {
-  Check(kDecode, {{"&#x41;&#65;", "AA"},
-                  {"&#065;", "5"},  // octal
-                  {"&#0x41;", "A"},
-                  {"&# 65;&#+65;", "AA"},
-                  {"&#65601;", "A"},  // cut to 16 bits
-                  {"&#-1;", "\uFFFF"},
+TEST(References, Decode) {
+  Check(kDecode, {{"&#065;", "5"},                        // octal
+                  {"&#65601;", "A"},                      // cut to 16 bits
                   {"&#99999999999999999999;", "\uFFFF"},  // overflow
-                  {"&#65x;", "A"},
-                  {"&#13;&#10;", "\r\n"},
-                  {"&#55357;&#56832;", "\U0001F600"},
                   {"&#55357;&#;&#56832;", "\U0001F600"},  // an empty number adds nothing
                   {"&#55357;x&#56832;", kFails},          // lone surrogates
-                  {"&#55357;", kFails},
-                  {"&#56832;&#55357;", kFails},
-                  {"&#65;&#0;&#66;c&#67;", "AcC"},  // 0 ends the pending units
-                  {"&#65;&#X42;&#66;c", "Ac"},      // an upper-case X is no number: 0
-                  {"&#55357;&#0;c", kFails},
-                  {"&#0;&#55357;c", "c"},
-                  {"&#0;", kFails},  // nothing left to decode
-                  {"&#101;&#769;", "\u00E9"}});
-}
-
-TEST(References, DecodeUnterminated) {
-  Check(kDecode, {{"a&#12", "a12"},  // loses its "&#"
-                  {"a&#", "a&#"},
-                  {"&#65;&#", "A&#"},
-                  {"&#65;&#66", "A66"},
-                  {"a&#65", "a65"},
-                  {"&#&#65;b", "b"},  // the number is "&#65", which reads as 0
-                  {"&#;", kFails},
-                  {"&", "&"},
+                  {"&#65;&#0;&#66;c&#67;", "AcC"},        // 0 ends the pending units
+                  {"&#0;", kFails},                       // nothing left to decode
+                  {"&#101;&#769;", "\u00E9"},
+                  {"a&#12", "a12"},                       // loses its "&#"
+                  {"&#&#65;b", "b"},                      // the number is "&#65", which reads as 0
+                  {"&amp;lt;&amp;gt;&amp;apos;", "<>'"},  // decoded twice
+                  {"&amp;quot;&amp;amp;", "&quot;&amp;"},
+                  {"&LT;&lt&unknown;&", "&LT;&lt&unknown;&"},
+                  {"&#38;lt;&#38;#65;", "<&#65;"},  // characters first
                   {"", kFails}});
-}
-
-TEST(References, DecodeEntities) {
-  const std::vector<Case> cases = {{"&lt;&gt;&amp;&quot;&apos;", "<>&\"'"},
-                                   {"&amp;lt;&amp;gt;&amp;apos;", "<>'"},  // decoded twice
-                                   {"&amp;quot;", "&quot;"},
-                                   {"&amp;amp;", "&amp;"},
-                                   {"&amp;amp;lt;", "&amp;lt;"},
-                                   {"&amp;&amp;lt;", "&<"},
-                                   {"&amp;&quot;", "&\""},
-                                   {"&am&amp;p;", "&am&p;"},
-                                   {"&LT;&lt&unknown;&", "&LT;&lt&unknown;&"}};
-  Check(kFromEntity, cases);
-  Check(kDecode, cases);
-  Check(kFromEntity, {{"&#13;&#38;lt;", "&#13;&#38;lt;"}, {"", kFails}});
-  Check(kDecode, {{"&#38;lt;", "<"}, {"&#38;#65;", "&#65;"}});  // characters first
-}
-
-TEST(References, BuildingBlocks) {
-  Check(kToEntity, {{"&<>\"'\r\n\u00E9", "&amp;&lt;&gt;&quot;&apos;&#13;&#10;\u00E9"},
-                    {"a\0&"s, "a\0&amp;"s},
-                    {"", kFails}});
-  Check(kToCharacter, {{"<e\u0301\n", "<e&#769;\n"}, {"a\0b"s, "a"}, {"\0b"s, ""}, {"", kFails}});
-  Check(kFromCharacter, {{"e&#769;&amp;", "e\u0301&amp;"}, {"&#0;", ""}, {"", kFails}});
 }
 
 TEST(References, OutputMayBeTheInput) {
@@ -150,7 +107,8 @@ std::string RandomText(std::mt19937& random) {
       "lt;",      "&gt;",     "quot;",   "&quot;", "&apos;",       "apos;",
       "\r",       "\n",       "<",       ">",      "\"",           "'",
       "a",        " ",        "e\u0301", "\u65E5", "\u304B\u3099", "\U0001F600",
-      "&#55357;", "&#56832;", "&#0;",    "\0"s,    "\xC3"};
+      "&#55357;", "&#56832;", "&#0;",    "\0"s,    "\xC3",         "0",
+      "x",        "601",      "&#101;",  "&#769;"};
   std::string text;
   for (std::size_t tokens = random() % 12; tokens > 0; --tokens) {
     text += kTokens[random() % std::size(kTokens)];
@@ -181,22 +139,6 @@ TEST(References, RandomTextsAgreeWithTheStepByStepConversions) {
   for (const int count : converted) {
     EXPECT_GT(count, 10000) << "too few of the random texts were convertible";
   }
-}
-
-// Composed text without an ampersand comes back as it went. With one, a literal "&lt;" would be
-// decoded twice on the way back, which is how the service's own texts are read.
-TEST(References, RoundTrip) {
-  for (const char* text :
-       {"plain", "a<b> \"c\" 'd'", "\r\n\t", "\u00E9\u65E5\u672C\u8A9E", "\U0001F600\U00020000",
-        "R&D", "&&", "&quot;", "&amp;", "\u0E01\u0E33\u200D\uFEFF", "\uFFFE\u0001"}) {
-    const model::Text encoded = Convert(kEncode, text);
-    ASSERT_TRUE(encoded) << text;
-    for (const char c : *encoded) {
-      EXPECT_EQ(c & 0x80, 0) << text;
-    }
-    EXPECT_EQ(Convert(kDecode, *encoded), text) << *encoded;
-  }
-  EXPECT_EQ(Convert(kDecode, *Convert(kEncode, "&lt;")), "<");
 }
 
 }  // namespace
