@@ -47,7 +47,7 @@ std::vector<tagKELO_ItemInfo> CheckServer(KELOAccessCacheManager& cache, uint32_
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  const std::string text(reinterpret_cast<const char*>(data), size);
   KELOAccessCacheManager cache(5 * sizeof(tagKELO_ItemInfo));
   kelo::HierarchyLoader loader(cache);
   loader.RefreshHierarchyInfoByXMLData(text);
@@ -60,10 +60,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       if (targets.size() < 50) targets.emplace_back(kelo::ReadTextField(record.itemId));
     }
   }
-  // The same again, so that lists are walked after entries moved to their ends.
-  loader.AddDirectoryItems(targets.back(), text);
-  loader.AddFileItems(targets.back(), text);
-  loader.AddRootAlbumItems(text);
+  // Some of them again, so that lists are walked after entries moved to their ends.
+  for (const std::string& id : targets) {
+    cache.AddFileItem(targets.back(), id, {.fileName = id});
+    cache.AddFileItemToRootAlbum(id, {.origUrl = id});
+    cache.AddAlbum(targets.front(), id, {.name = id}, id.size() % 2 == 0);
+    cache.UpdateFileItem(id, {.screenUrl = id});
+  }
   for (const std::string& target : targets) {
     for (const uint32_t mask : kMasks) CheckTarget(cache, target, mask);
   }

@@ -1,12 +1,9 @@
-// Counts and lists of the cached hierarchy.
+// Counts and lists of the cached hierarchy. One walk visits what stands under a target, and one the
+// whole server; what is done with it, to count, to list ids, or to write records, is the sink's.
 #include <algorithm>
 #include <cstring>
-#include <tuple>
-#include <utility>
 
 #include "catalogue/KELOAccessCacheManager.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
 
 namespace kelo {
 namespace {
@@ -16,229 +13,181 @@ bool AsksForSharedAlbumsOnly(uint32_t kindMask) {
   return (kindMask & (kKELOKind_Album | kKELOKind_SharedAlbum)) == kKELOKind_SharedAlbum;
 }
 
-bool IsListedSharedAlbum(const tagDirectoryInfo& directory, uint32_t kindMask) {
-  return AsksForSharedAlbumsOnly(kindMask) && (directory.flags & kKELOKind_SharedAlbum);
+// How the ID lists differ from the lists of records.
+enum class Order { Id, Service };
+
+template <Order kIsIn>
+struct Counter {
+  static constexpr Order kOrder = kIsIn;
+  size_t count = 0;
+
+  void Add(std::string_view) { ++count; }
+  void Add(const HierarchyTable&, const HierarchyList& list) { count += list.size; }
+};
+
+template <Order kIsIn>
+struct Ids {
+  static constexpr Order kOrder = kIsIn;
+  std::vector<std::string_view> ids;
+
+  void Add(std::string_view id) { ids.push_back(id); }
+  void Add(const HierarchyTable& table, const HierarchyList& list) {
+    const auto before = static_cast<std::ptrdiff_t>(ids.size());
+    table.ForEach(list, [&](const HierarchyPlace& place) { ids.push_back(place.id); });
+    if (kOrder == Order::Id) std::sort(ids.begin() + before, ids.end());
+  }
+  void Write(char* buffer) const {
+    for (const std::string_view id : ids) {
+      buffer[id.copy(buffer, kIDLength)] = '\0';
+      buffer += KELO_ID_FIELD_SIZE;
+    }
+  }
+};
+
+template <typename Sink>
+void VisitLists(const HierarchyTable& table, const tagDirectoryInfo& directory, uint32_t kindMask,
+                Sink& sink) {
+  if (kindMask & kKELOKind_Folder) sink.Add(table, directory.items[kFolders]);
+  if (kindMask & kKELOKind_Album) sink.Add(table, directory.items[kAlbums]);
+  if (kindMask & kKELOKind_FileItem) sink.Add(table, directory.items[kFiles]);
 }
 
-void WriteIDList(const KELOAccessCacheManager::IDList& ids, char* buffer) {
-  for (const auto& entry : ids) {
-    const size_t length = std::min<size_t>(entry.id.size(), kIDLength);
-    std::memcpy(buffer, entry.id.data(), length);
-    buffer[length] = '\0';
-    buffer += KELO_ID_FIELD_SIZE;
+template <typename Sink, typename Accepts>
+void VisitSharedAlbums(const HierarchyTable& table, Sink& sink, Accepts accepts) {
+  for (const uint32_t number : table.DirectoriesById()) {
+    const tagDirectoryInfo& directory = table.Directory(number);
+    if ((directory.flags & kKELOKind_SharedAlbum) && accepts(directory)) sink.Add(directory.id);
   }
 }
-
-char* RecordAt(void* buffer, size_t position) {
-  return static_cast<char*>(buffer) + position * sizeof(tagKELO_ItemInfo);
-}
-
-const tagFileItemData* SourceOf(const tagFileItemData& data) {
-  return data.preferred ? &data : nullptr;
-}
-const tagFileItemData* SourceOf(const tagDirectoryItemData&) {
-  return nullptr;
-}
-
-enum class Order { ID, Service };
 
 }  // namespace
 
-// Puts the groups of a list one behind the other, each in the order of the list's kind.
-class KELOAccessCacheManager::Collector {
+// Writes the records one behind the other.
+class KELOAccessCacheManager::Records {
  public:
-  explicit Collector(Order order) : order_(order) {}
+  static constexpr Order kOrder = Order::Service;
 
-  void Add(std::string_view id) { ids_.push_back({id}); }
+  // The records name `parentID` as their parent, or, where that is null, each its own.
+  Records(const KELOAccessCacheManager& cache, void* buffer, const std::string_view* parentID)
+      : cache_(cache), next_(static_cast<char*>(buffer)), parentID_(parentID) {}
 
-  template <typename Record>
-  void Add(const EntryList<Record>& list, std::string_view holderID) {
-    if (order_ == Order::ID) {
-      for (const auto& [id, data] : list.ByID()) Add(id);
-      return;
-    }
-    for (const auto* entry : list.ByAddition()) {
-      const Record& data = entry->second;
-      byIndex_.push_back({entry->first, data.index, data.sequence, SourceOf(data), holderID});
-    }
-    AlignIDByIndex(ids_, byIndex_);
+  void Add(std::string_view id) { cache_.WriteRecord(id, parentID_, Next()); }
+  void Add(const HierarchyTable& table, const HierarchyList& list) {
+    table.ForEach(list, [&](const HierarchyPlace& place) {
+      cache_.WriteEntry(table, place, parentID_, Next());
+    });
   }
-
-  void AddChildren(const tagDirectoryItemList& items, std::string_view id, uint32_t kindMask) {
-    if (kindMask & kKELOKind_Folder) Add(items.folders, id);
-    if (kindMask & kKELOKind_Album) Add(items.albums, id);
-    if (kindMask & kKELOKind_FileItem) Add(items.files, id);
-  }
-
-  IDList Take() { return std::move(ids_); }
 
  private:
-  Order order_;
-  IDList ids_;
-  IDList byIndex_;  // kept between groups for its memory
+  void* Next() {
+    next_ += sizeof(tagKELO_ItemInfo);
+    return next_ - sizeof(tagKELO_ItemInfo);
+  }
+
+  const KELOAccessCacheManager& cache_;
+  char* next_;
+  const std::string_view* parentID_;
 };
 
-void KELOAccessCacheManager::AlignIDByIndex(IDList& out, IDList& byIndex) {
-  const auto before = [](const ListedID& a, const ListedID& b) {
-    return std::tie(a.index, a.sequence) < std::tie(b.index, b.sequence);
-  };
-  if (!std::is_sorted(byIndex.begin(), byIndex.end(), before)) {  // most lists are
-    std::sort(byIndex.begin(), byIndex.end(), before);
+template <typename Sink>
+void KELOAccessCacheManager::VisitTarget(std::string_view targetID, uint32_t kindMask,
+                                         Sink& sink) const {
+  const HierarchyTable& table = *hierarchy_.directories;
+  if ((kindMask & kKELOKind_RootAlbum) && targetID.empty()) sink.Add(kRootAlbumID);
+  if ((kindMask & kKELOKind_FileItem) && targetID == kRootAlbumID) {
+    sink.Add(table, table.Directory(HierarchyTable::kRootAlbum).items[kFiles]);
   }
-  out.insert(out.end(), byIndex.begin(), byIndex.end());
-  byIndex.clear();
+  const uint32_t directory = table.FindDirectory(OrRoot(targetID));
+  if (directory != kNone) VisitLists(table, table.Directory(directory), kindMask, sink);
+  if (AsksForSharedAlbumsOnly(kindMask)) {
+    VisitSharedAlbums(table, sink, [&](const auto& album) { return album.parentID == targetID; });
+  }
+  if (directory != kNone || Sink::kOrder == Order::Id) return;
+  const HierarchyTable& friends = *hierarchy_.friendAlbums;
+  const uint32_t album = friends.FindDirectory(OrRoot(targetID));
+  if (album == kNone) return;
+  VisitLists(friends, friends.Directory(album), kindMask & kKELOKind_FileItem, sink);
 }
 
-// Null if there are none.
-const std::set<std::string_view>* KELOAccessCacheManager::SharedAlbumsUnder(
-    std::string_view targetID) const {
-  const auto found = sharedAlbums_.find(targetID);
-  return found == sharedAlbums_.end() ? nullptr : &found->second;
-}
-
-// The friend album of that id, unless the id is a directory's: that one is meant then.
-const tagFriendAlbumInfo* KELOAccessCacheManager::FriendAlbumOnly(std::string_view targetID) const {
-  if (hierarchy_.directories.contains(OrRoot(targetID))) return nullptr;
-  const auto found = hierarchy_.friendAlbums.find(OrRoot(targetID));
-  return found == hierarchy_.friendAlbums.end() ? nullptr : &found->second;
+// Among the records a shared album stands before its own items, among the ids behind everything.
+template <typename Sink>
+void KELOAccessCacheManager::VisitServer(uint32_t kindMask, Sink& sink) const {
+  const HierarchyTable& table = *hierarchy_.directories;
+  const HierarchyTable& friends = *hierarchy_.friendAlbums;
+  if (table.DirectoriesById().empty()) return;
+  const bool sharedOnly = AsksForSharedAlbumsOnly(kindMask);
+  const uint32_t files = kindMask & kKELOKind_FileItem;
+  if (kindMask & kKELOKind_RootAlbum) sink.Add(kRootAlbumID);
+  VisitLists(table, table.Directory(HierarchyTable::kRootAlbum), files, sink);
+  for (const uint32_t number : table.DirectoriesById()) {
+    const tagDirectoryInfo& directory = table.Directory(number);
+    VisitLists(table, directory, kindMask & ~files, sink);
+    if (sharedOnly && Sink::kOrder == Order::Service && (directory.flags & kKELOKind_SharedAlbum)) {
+      sink.Add(directory.id);
+    }
+    VisitLists(table, directory, files, sink);
+  }
+  if (kindMask & kKELOKind_FriendAlbum) {
+    for (const uint32_t number : friends.DirectoriesById()) {
+      if (friends.Directory(number).id != kRootID) sink.Add(friends.Directory(number).id);
+    }
+  }
+  if (sharedOnly && Sink::kOrder == Order::Id) {
+    VisitSharedAlbums(table, sink, [](const auto&) { return true; });
+  }
 }
 
 uint32_t KELOAccessCacheManager::GetItemsCountOnTargetID(std::string_view targetID,
                                                          uint32_t kindMask) const {
-  size_t count = 0;
-  if ((kindMask & kKELOKind_RootAlbum) && targetID.empty()) ++count;
-  if ((kindMask & kKELOKind_FileItem) && targetID == kRootAlbumID) {
-    count += hierarchy_.rootAlbumFiles.size();
-  }
-  const auto directory = hierarchy_.directories.find(OrRoot(targetID));
-  if (directory != hierarchy_.directories.end()) {
-    const tagDirectoryItemList& items = directory->second.items;
-    if (kindMask & kKELOKind_Folder) count += items.folders.size();
-    if (kindMask & kKELOKind_Album) count += items.albums.size();
-    if (kindMask & kKELOKind_FileItem) count += items.files.size();
-  }
-  const auto* shared = AsksForSharedAlbumsOnly(kindMask) ? SharedAlbumsUnder(targetID) : nullptr;
-  if (shared) count += shared->size();
-  if (kindMask & kKELOKind_FileItem) {
-    if (const auto* album = FriendAlbumOnly(targetID)) count += album->items.files.size();
-  }
-  return static_cast<uint32_t>(count);
-}
-
-void KELOAccessCacheManager::CollectOnTarget(std::string_view targetID, uint32_t kindMask,
-                                             Collector& list) const {
-  if ((kindMask & kKELOKind_RootAlbum) && targetID.empty()) list.Add(kRootAlbumID);
-  if ((kindMask & kKELOKind_FileItem) && targetID == kRootAlbumID) {
-    list.Add(hierarchy_.rootAlbumFiles, kRootAlbumID);
-  }
-  const auto directory = hierarchy_.directories.find(OrRoot(targetID));
-  if (directory != hierarchy_.directories.end()) {
-    list.AddChildren(directory->second.items, directory->first, kindMask);
-  }
-  const auto* shared = AsksForSharedAlbumsOnly(kindMask) ? SharedAlbumsUnder(targetID) : nullptr;
-  if (shared) {
-    for (const std::string_view id : *shared) list.Add(id);
-  }
+  Counter<Order::Service> counter;
+  VisitTarget(targetID, kindMask, counter);
+  return static_cast<uint32_t>(counter.count);
 }
 
 uint32_t KELOAccessCacheManager::GetItemsIDListOnTargetID(std::string_view targetID, uint32_t count,
                                                           char* idBuffer, uint32_t kindMask) const {
-  Collector list(Order::ID);
-  CollectOnTarget(targetID, kindMask, list);
-  const IDList ids = list.Take();
-  if (ids.size() != count) return kKELOResult_BadParameter;
-  WriteIDList(ids, idBuffer);
+  Ids<Order::Id> list;
+  VisitTarget(targetID, kindMask, list);
+  if (list.ids.size() != count) return kKELOResult_BadParameter;
+  list.Write(idBuffer);
   return kKELOResult_Success;
 }
 
 uint32_t KELOAccessCacheManager::GetItemsInfoOnTargetID(std::string_view targetID, uint32_t count,
-                                                        void* infoBuffer, uint32_t kindMask) {
-  Collector list(Order::Service);
-  CollectOnTarget(targetID, kindMask, list);
-  if (kindMask & kKELOKind_FileItem) {
-    if (const auto* album = FriendAlbumOnly(targetID))
-      list.Add(album->items.files, OrRoot(targetID));
-  }
-  const IDList ids = list.Take();
-  if (ids.size() != count) return kKELOResult_BadParameter;
-  tagKELO_ItemInfo info;
-  for (size_t i = 0; i < ids.size(); ++i) {
-    GetListedItemInfo(ids[i], info);
-    CopyTextField(info.parentId, targetID);
-    StoreRecord(RecordAt(infoBuffer, i), info);
-  }
+                                                        void* infoBuffer, uint32_t kindMask) const {
+  if (GetItemsCountOnTargetID(targetID, kindMask) != count) return kKELOResult_BadParameter;
+  Records records(*this, infoBuffer, &targetID);
+  VisitTarget(targetID, kindMask, records);
   return kKELOResult_Success;
 }
 
+std::vector<std::string_view> KELOAccessCacheManager::GetIDsOnTargetID(std::string_view targetID,
+                                                                       uint32_t kindMask) const {
+  Ids<Order::Service> list;
+  VisitTarget(targetID, kindMask, list);
+  return std::move(list.ids);
+}
+
 uint32_t KELOAccessCacheManager::GetAllItemsCountOnServer(uint32_t kindMask) const {
-  if (hierarchy_.directories.empty()) return 0;
-  size_t count = 0;
-  if (kindMask & kKELOKind_RootAlbum) ++count;
-  if (kindMask & kKELOKind_FileItem) count += hierarchy_.rootAlbumFiles.size();
-  for (const auto& [id, directory] : hierarchy_.directories) {
-    if (kindMask & kKELOKind_Folder) count += directory.items.folders.size();
-    if (kindMask & kKELOKind_Album) count += directory.items.albums.size();
-    if (kindMask & kKELOKind_FileItem) count += directory.items.files.size();
-    if (IsListedSharedAlbum(directory, kindMask)) ++count;
-  }
-  if (kindMask & kKELOKind_FriendAlbum) {
-    const auto& albums = hierarchy_.friendAlbums;
-    count += albums.size() - (albums.contains(kRootID) ? 1 : 0);
-  }
-  return static_cast<uint32_t>(count);
-}
-
-void KELOAccessCacheManager::CollectRootAlbum(uint32_t kindMask, Collector& list) const {
-  if (kindMask & kKELOKind_RootAlbum) list.Add(kRootAlbumID);
-  if (kindMask & kKELOKind_FileItem) list.Add(hierarchy_.rootAlbumFiles, kRootAlbumID);
-}
-
-void KELOAccessCacheManager::CollectFriendAlbums(uint32_t kindMask, Collector& list) const {
-  if (!(kindMask & kKELOKind_FriendAlbum)) return;
-  for (const auto& [id, album] : hierarchy_.friendAlbums) {
-    if (id != kRootID) list.Add(id);
-  }
+  Counter<Order::Service> counter;
+  VisitServer(kindMask, counter);
+  return static_cast<uint32_t>(counter.count);
 }
 
 uint32_t KELOAccessCacheManager::GetAllItemsIDListOnServer(uint32_t count, char* idBuffer,
                                                            uint32_t kindMask) const {
-  Collector list(Order::ID);
-  if (!hierarchy_.directories.empty()) {  // else nothing, as the count has it
-    CollectRootAlbum(kindMask, list);
-    for (const auto& [id, directory] : hierarchy_.directories) {
-      list.AddChildren(directory.items, id, kindMask);
-    }
-    CollectFriendAlbums(kindMask, list);
-    for (const auto& [id, directory] : hierarchy_.directories) {
-      if (IsListedSharedAlbum(directory, kindMask)) list.Add(id);
-    }
-  }
-  const IDList ids = list.Take();
-  if (ids.size() != count) return kKELOResult_GeneralFailure;
-  WriteIDList(ids, idBuffer);
+  Ids<Order::Id> list;
+  VisitServer(kindMask, list);
+  if (list.ids.size() != count) return kKELOResult_GeneralFailure;
+  list.Write(idBuffer);
   return kKELOResult_Success;
 }
 
-// Here a shared album stands before its own items, not behind everything else as in the ID list.
 uint32_t KELOAccessCacheManager::GetAllItemsInfoOnServer(uint32_t count, void* infoBuffer,
-                                                         uint32_t kindMask) {
-  Collector list(Order::Service);
-  if (!hierarchy_.directories.empty()) {
-    CollectRootAlbum(kindMask, list);
-    for (const auto& [id, directory] : hierarchy_.directories) {
-      list.AddChildren(directory.items, id, kindMask & ~uint32_t{kKELOKind_FileItem});
-      if (IsListedSharedAlbum(directory, kindMask)) list.Add(id);
-      list.AddChildren(directory.items, id, kindMask & kKELOKind_FileItem);
-    }
-    CollectFriendAlbums(kindMask, list);
-  }
-  const IDList ids = list.Take();
-  if (ids.size() != count) return kKELOResult_GeneralFailure;
-  tagKELO_ItemInfo info;
-  for (size_t i = 0; i < ids.size(); ++i) {
-    GetListedItemInfo(ids[i], info);
-    StoreRecord(RecordAt(infoBuffer, i), info);
-  }
+                                                         uint32_t kindMask) const {
+  if (GetAllItemsCountOnServer(kindMask) != count) return kKELOResult_GeneralFailure;
+  Records records(*this, infoBuffer, nullptr);
+  VisitServer(kindMask, records);
   return kKELOResult_Success;
 }
 

@@ -1,83 +1,185 @@
-// Fills the hierarchy cache from the service's answers.
+// The walk over an answer's tags. Only the tags that mean something here open a scope; all others,
+// wherever they stand, are as if they were not there.
 #include "catalogue/HierarchyLoader.h"
 
-#include "catalogue/HierarchyReader.h"
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "catalogue/HierarchyTable.h"
 #include "catalogue/KELOAccessCacheManager.h"
 #include "text/XMLElements.h"
 
 namespace kelo {
 namespace {
 
-using Reads = HierarchyReader::Reads;
+enum class AnswerKind { Hierarchy, Friends };
 
-// About as long as an item in an answer.
-constexpr size_t kItemLength = 320;
+// Reads the answer that the table owns into the table.
+class HierarchyReader {
+ public:
+  HierarchyReader(const HierarchyLoader& loader, AnswerKind kind, HierarchyTable& table)
+      : loader_(loader), kind_(kind), table_(table) {}
+
+  // False for a broken answer.
+  bool Read();
+
+ private:
+  enum Container : uint8_t { RootAlbum, Folders, Folder, Albums, Album, Items, ContainerCount };
+  // What is read inside a container.
+  enum class Reads { Nothing, Answer, Directories, FolderContent, AlbumContent, Items };
+  struct Scope {
+    Reads reads;
+    uint32_t directory;         // where it goes
+    std::string_view parentID;  // the directory's id; empty for a root
+    Container container;
+  };
+
+  static Container ContainerOf(std::string_view name);
+  Scope Inside(Container container, const XMLTag& tag);
+  Scope AddFolder(const XMLTag& tag, const Scope& outer);
+  Scope AddAlbum(const XMLTag& tag, const Scope& outer);
+  void AddItem(const XMLTag& tag);
+
+  const HierarchyLoader& loader_;
+  const AnswerKind kind_;
+  HierarchyTable& table_;
+  std::vector<Scope> scopes_;  // the open containers, innermost last, on the scope of the answer
+};
+
+HierarchyReader::Container HierarchyReader::ContainerOf(std::string_view name) {
+  static constexpr std::array<std::string_view, ContainerCount> kNames{
+      "rootAlbum", "folders", "folder", "albums", "album", "items"};
+  return static_cast<Container>(std::ranges::find(kNames, name) - kNames.begin());
+}
+
+bool HierarchyReader::Read() {
+  scopes_ = {{Reads::Answer, table_.FindDirectory(kRootID), {}, ContainerCount}};
+  XMLTagReader reader(table_.Answer());
+  XMLTag tag;
+  while (reader.Next(tag)) {
+    if (tag.name == "item") {
+      if (tag.kind != XMLTag::Kind::Close) AddItem(tag);
+      continue;
+    }
+    const Container container = ContainerOf(tag.name);
+    if (container == ContainerCount) continue;
+    if (tag.kind == XMLTag::Kind::Close) {
+      // Any other one belongs to a tag that could not be read, or shows in the end that something
+      // within has no end.
+      if (scopes_.back().container == container) scopes_.pop_back();
+      continue;
+    }
+    const Scope scope = Inside(container, tag);
+    if (tag.kind == XMLTag::Kind::Open) scopes_.push_back(scope);
+  }
+  return scopes_.size() == 1 && !reader.Broken();
+}
+
+// Adds the directory that the tag describes, if any, and answers what is read inside of it.
+HierarchyReader::Scope HierarchyReader::Inside(Container container, const XMLTag& tag) {
+  const Scope& outer = scopes_.back();
+  const bool isOwn = kind_ == AnswerKind::Hierarchy;
+  Scope inside{Reads::Nothing, outer.directory, outer.parentID, container};
+  if (outer.reads == Reads::Items) {
+    inside.reads = Reads::Items;  // whatever stands around items
+  } else if (outer.reads == Reads::Directories) {
+    if (container == Folder && isOwn) return AddFolder(tag, outer);
+    if (container == Album) return AddAlbum(tag, outer);
+    if (container == Albums || (container == Folders && isOwn)) inside.reads = Reads::Directories;
+  } else if (outer.reads == Reads::Answer && container == RootAlbum && isOwn) {
+    inside.reads = Reads::Items;
+    inside.directory = HierarchyTable::kRootAlbum;
+  } else if (outer.reads == Reads::Answer && container == Folders && isOwn) {
+    inside.reads = Reads::Directories;
+  } else if (container == Albums &&
+             (outer.reads == Reads::Answer || outer.reads == Reads::FolderContent)) {
+    inside.reads = Reads::Directories;
+  } else if (container == Items && outer.reads == Reads::AlbumContent) {
+    inside.reads = Reads::Items;
+  }
+  return inside;
+}
+
+// Without an id nothing inside is read: its albums must not come to stand under the root.
+HierarchyReader::Scope HierarchyReader::AddFolder(const XMLTag& tag, const Scope& outer) {
+  static constexpr std::string_view kNames[] = {"folderId", "folderName", "modifyDate",
+                                                "albumCount"};
+  const auto [id, name, date, count] = ReadAttributes(tag.attributes, kNames);
+  if (id.empty()) return {Reads::Nothing, kNone, {}, Folder};
+  const uint32_t folder =
+      table_.AddDirectory(outer.directory, outer.parentID, id, {name, date}, kKELOKind_Folder);
+  return {count == "0" ? Reads::Nothing : Reads::FolderContent, folder, id, Folder};
+}
+
+HierarchyReader::Scope HierarchyReader::AddAlbum(const XMLTag& tag, const Scope& outer) {
+  static constexpr std::string_view kNames[] = {"albumId", "albumName", "modifyDate", "shareFlag",
+                                                "itemsCount"};
+  const auto [id, name, date, shared, count] = ReadAttributes(tag.attributes, kNames);
+  if (id.empty()) return {Reads::Nothing, kNone, {}, Album};
+  uint32_t flags = kKELOKind_FriendAlbum;
+  if (kind_ == AnswerKind::Hierarchy) {
+    flags = shared == "true" ? kSharedAlbumFlags : uint32_t{kKELOKind_Album};
+  }
+  const uint32_t album =
+      table_.AddDirectory(outer.directory, outer.parentID, id, {name, date}, flags);
+  return {count == "0" ? Reads::Nothing : Reads::AlbumContent, album, id, Album};
+}
+
+void HierarchyReader::AddItem(const XMLTag& tag) {
+  const Scope& scope = scopes_.back();
+  if (scope.reads != Reads::Items) return;
+  std::string_view id;
+  tagFileItemData data;
+  if (loader_.ExtractFileItemInfo(tag.attributes, id, data)) {
+    table_.AddFile(scope.directory, id, data);
+  }
+}
+
+// The answer, read into a table of its own; null where it is broken.
+std::unique_ptr<HierarchyTable> ReadAside(const HierarchyLoader& loader, AnswerKind kind,
+                                          std::string response) {
+  auto table = std::make_unique<HierarchyTable>(std::move(response));
+  table->AddRoot();
+  return HierarchyReader(loader, kind, *table).Read() ? std::move(table) : nullptr;
+}
 
 }  // namespace
 
-uint32_t HierarchyLoader::RefreshHierarchyInfoByXMLData(std::string_view response) {
-  KELOAccessCacheManager fresh;
-  fresh.SetupFriendAlbum();
-  fresh.SetupRootFolder();
-  fresh.ReserveItems(response.size() / kItemLength);
-  const uint32_t result = HierarchyReader(fresh, converter_).Read(response, Reads::Hierarchy);
-  if (result == kKELOResult_Success) cache_.TakeHierarchyOf(fresh);
-  return result;
+uint32_t HierarchyLoader::RefreshHierarchyInfoByXMLData(std::string response) {
+  auto table = ReadAside(*this, AnswerKind::Hierarchy, std::move(response));
+  if (!table) return kKELOResult_GeneralFailure;
+  cache_.TakeHierarchy(std::move(table));
+  return kKELOResult_Success;
 }
 
-uint32_t HierarchyLoader::RefreshFriendAlbumInfoByXMLData(std::string_view response) {
-  uint32_t result = kKELOResult_GeneralFailure;
-  try {
-    result = HierarchyReader(cache_, converter_).Read(response, Reads::Friends);
-  } catch (...) {
-    cache_.RemoveFriendAlbums();
-    throw;
-  }
-  if (result != kKELOResult_Success) cache_.RemoveFriendAlbums();
-  return result;
+uint32_t HierarchyLoader::RefreshFriendAlbumInfoByXMLData(std::string response) {
+  cache_.RemoveFriendAlbums();
+  auto table = ReadAside(*this, AnswerKind::Friends, std::move(response));
+  if (!table) return kKELOResult_GeneralFailure;
+  cache_.TakeFriendAlbums(std::move(table));
+  return kKELOResult_Success;
 }
 
-uint32_t HierarchyLoader::AddRootAlbumItems(std::string_view response) {
-  return HierarchyReader(cache_, converter_).Read(response, Reads::RootAlbum);
-}
-
-uint32_t HierarchyLoader::AddDirectoryItems(std::string_view parentID, std::string_view text) {
-  return HierarchyReader(cache_, converter_).Read(text, Reads::Directories, parentID);
-}
-
-uint32_t HierarchyLoader::AddFileItems(std::string_view albumID, std::string_view text) {
-  return HierarchyReader(cache_, converter_).Read(text, Reads::AlbumItems, albumID);
-}
-
-uint32_t HierarchyLoader::AddFriendAlbums(std::string_view text) {
-  return HierarchyReader(cache_, converter_).Read(text, Reads::FriendAlbums);
-}
-
-uint32_t HierarchyLoader::AddFileItemsToFriendAlbum(std::string_view friendAlbumID,
-                                                    std::string_view text) {
-  return HierarchyReader(cache_, converter_).Read(text, Reads::FriendItems, friendAlbumID);
-}
-
-uint32_t HierarchyLoader::ExtractFileItemInfo(std::string_view itemText, std::string& id,
-                                              tagFileItemData& data) const {
-  std::string_view attributes = itemText;
-  if (itemText.starts_with('<')) {
-    XMLTag tag;
-    if (!XMLTagReader(itemText).Next(tag)) return 0;
-    attributes = tag.attributes;
-  }
-  std::string_view found;
-  if (!ReadFileItem(attributes, converter_, found, data)) return 0;
-  id = found;
-  return 1;
-}
-
-uint32_t HierarchyLoader::ExtractFileItemAttribute(
-    std::string_view tagText, std::map<std::string_view, std::string_view>& attributes) {
-  if (tagText.empty()) return 0;
-  XMLAttribute attribute;
-  while (NextAttribute(tagText, attribute)) attributes.emplace(attribute.name, attribute.value);
-  return 1;
+bool HierarchyLoader::ExtractFileItemInfo(std::string_view attributes, std::string_view& id,
+                                          tagFileItemData& data) const {
+  enum { ItemId, FileName, Format, ModifyDate, ShotDate, UploadDate, ScreenUrl, OrigUrl, ExifDate };
+  static constexpr std::string_view kNames[] = {"itemId",     "fileName", "fileFormat",
+                                                "modifyDate", "shotDate", "uploadDate",
+                                                "screenUrl",  "origUrl",  "exif.36867"};
+  const auto values = ReadAttributes(attributes, kNames);
+  if (values[ItemId].empty()) return false;
+  id = values[ItemId];
+  data = {.fileName = values[FileName],
+          .modifyDate = values[ModifyDate],
+          .shotDate = values[values[ShotDate].data() ? ShotDate : ExifDate],
+          .uploadDate = values[UploadDate],
+          .screenUrl = values[ScreenUrl],
+          .origUrl = values[OrigUrl],
+          .fileFormat = converter_.ConvertFileFormatFromKELO(values[Format])};
+  return true;
 }
 
 }  // namespace kelo

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 
@@ -12,6 +11,7 @@
 
 namespace kelo {
 
+class HierarchyTable;
 class KELOAccessCacheManager;
 
 // One loader serves one load or query; the cache must outlive it. Answers are read in linear time
@@ -27,28 +27,15 @@ class HierarchyLoader {
 
   // Rebuilds the cache from the answer to GetHierarchy. The former content stays, whole, where the
   // answer is broken or memory is short.
-  uint32_t RefreshHierarchyInfoByXMLData(std::string_view response);
-  // Adds the friend albums of the answer to GetForeignAlbumItems. Where that is broken or memory is
-  // short, the cache is left without friend albums.
-  uint32_t RefreshFriendAlbumInfoByXMLData(std::string_view response);
+  uint32_t RefreshHierarchyInfoByXMLData(std::string response);
+  // Puts the friend albums of the answer to GetForeignAlbumItems in the place of the former ones.
+  // Where that is broken or memory is short, there are none.
+  uint32_t RefreshFriendAlbumInfoByXMLData(std::string response);
 
-  // The parts of an answer. Each adds to the cache up to where its text turns out to be broken.
-  uint32_t AddRootAlbumItems(std::string_view response);
-  // The folders of `text`, each with its own albums, and the albums outside of them.
-  uint32_t AddDirectoryItems(std::string_view parentID, std::string_view text);
-  uint32_t AddFileItems(std::string_view albumID, std::string_view text);
-  uint32_t AddFriendAlbums(std::string_view text);
-  uint32_t AddFileItemsToFriendAlbum(std::string_view friendAlbumID, std::string_view text);
-
-  // Reads one item: its tag, or the text from behind "<item" on, where what follows the tag's end
-  // is ignored. Answers 1, or 0 for an item without an id, which leaves `id` and `data` untouched.
-  uint32_t ExtractFileItemInfo(std::string_view itemText, std::string& id,
-                               tagFileItemData& data) const;
-
-  // Adds the attributes of a tag (the text behind the element's name) to the map, as views of
-  // `tagText`; of equal names the first wins. Answers 0 for an empty text, else 1.
-  static uint32_t ExtractFileItemAttribute(
-      std::string_view tagText, std::map<std::string_view, std::string_view>& attributes);
+  // Reads the attributes of an item's tag; `id` and `data` are views of them. False for an item
+  // without an id, which leaves both untouched.
+  bool ExtractFileItemInfo(std::string_view attributes, std::string_view& id,
+                           tagFileItemData& data) const;
 
  private:
   KELOAccessCacheManager& cache_;

@@ -1,14 +1,14 @@
-// The records of the cached hierarchy: folders, albums, friend albums, the root album and the file
-// items in them. Plain values; KELOAccessCacheManager holds all behaviour. The record that hosts
-// see, tagKELO_ItemInfo, and the kind bits (kKELOKind_...) are in KELOAccess.h.
+// What the cached hierarchy is made of: folders, albums, friend albums, the root album and the file
+// items in them. Plain values; HierarchyTable holds them. The record that hosts see,
+// tagKELO_ItemInfo, and the kind bits (kKELOKind_...) are in KELOAccess.h.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <string>
+#include <memory>
 #include <string_view>
 
 #include "KELOAccess.h"
-#include "catalogue/EntryList.h"
 
 namespace kelo {
 
@@ -34,65 +34,46 @@ inline constexpr uint32_t kSharedAlbumFlags = kKELOKind_Album | kKELOKind_Shared
 // An id is cut to this many bytes wherever a record stores it.
 inline constexpr uint32_t kIDLength = KELO_ID_FIELD_SIZE - 1;
 
-// Texts are stored as the service wrote them, references included.
+// Texts are as the service wrote them, references included, and belong to whoever made the view.
 struct tagFileItemData {
-  std::string fileName = {};
-  std::string modifyDate = {};
-  std::string shotDate = {};
-  std::string uploadDate = {};
-  std::string screenUrl = {};
-  std::string origUrl = {};
+  std::string_view fileName = {};
+  std::string_view modifyDate = {};
+  std::string_view shotDate = {};
+  std::string_view uploadDate = {};
+  std::string_view screenUrl = {};
+  std::string_view origUrl = {};
   uint32_t fileFormat = 0;
-  // Given by the cache:
-  uint32_t index = 0;      // position in its list: the list's size when it was added
-  uint64_t sequence = 0;   // entries of equal index stand in the order in which they were added
-  bool preferred = false;  // this is what a query for the item's id finds
-
-  void KeepPlaceOf(const tagFileItemData& other) {
-    index = other.index;
-    sequence = other.sequence;
-    preferred = other.preferred;
-  }
 };
 
-// The link from a directory to a child folder or album.
+// A child folder or album.
 struct tagDirectoryItemData {
-  std::string name = {};
-  std::string modifyDate = {};
-  // As in tagFileItemData, among the siblings of the same kind:
-  uint32_t index = 0;
-  uint64_t sequence = 0;
+  std::string_view name = {};
+  std::string_view modifyDate = {};
+};
 
-  void KeepPlaceOf(const tagDirectoryItemData& other) {
-    index = other.index;
-    sequence = other.sequence;
-  }
+// Places, directories and files are known by their numbers in a HierarchyTable.
+inline constexpr uint32_t kNone = UINT32_MAX;
+
+// The places of a list in the service's order: from `first` on, each leads to the next.
+struct HierarchyList {
+  uint32_t first = kNone;
+  uint32_t last = kNone;
+  uint32_t size = 0;
 };
 
 // The children of one directory.
-struct tagDirectoryItemList {
-  EntryList<tagDirectoryItemData> folders;
-  EntryList<tagDirectoryItemData> albums;
-  EntryList<tagFileItemData> files;
-};
+enum ListKind : uint32_t { kFolders, kAlbums, kFiles, kListKinds };
+using tagDirectoryItemList = std::array<HierarchyList, kListKinds>;
 
-// A folder, an album or the root folder.
+// A folder, an album, a friend album, the root folder or the root album.
 struct tagDirectoryInfo {
-  char parentID[KELO_ID_FIELD_SIZE] = {};  // as it was given: empty stays empty
-  std::string name;
-  std::string modifyDate;
+  std::string_view id = {};
+  std::string_view parentID = {};  // as it was given, cut to kIDLength: empty stays empty
+  std::string_view name = {};
+  std::string_view modifyDate = {};
   uint32_t flags = 0;  // kind bits
-  tagDirectoryItemList items;
-};
-
-// An album that another user shares with this one: the same fields.
-struct tagFriendAlbumInfo : tagDirectoryInfo {};
-
-// The whole hierarchy. The bounded store of finished item records is ItemInfoCache.
-struct tagServerHierarchyInfo {
-  IDMap<tagDirectoryInfo> directories;  // the root folder under kRootID, every folder and album
-  EntryList<tagFileItemData> rootAlbumFiles;  // the items of the root album
-  IDMap<tagFriendAlbumInfo> friendAlbums;     // with a root entry under kRootID
+  tagDirectoryItemList items = {};
+  std::unique_ptr<char[]> texts = {};  // holds the texts where no answer does
 };
 
 }  // namespace kelo

@@ -90,15 +90,15 @@ uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>
   const ServiceAnswer answer = CallService("GetItemsInfo", parameters);
   if (!answer.Ok()) return answer.Result();
 
-  std::map<std::string, tagFileItemData, std::less<>> answered;
+  std::map<std::string_view, tagFileItemData> answered;  // views of the answer
   HierarchyLoader loader(*cacheManager_);
   const auto list = FindOutermostElement(answer.Text(), "items");
   ForEachElement(list.value_or(""), "item", [&](const XMLTag& element) {
-    std::string id;
+    std::string_view id;
     tagFileItemData data;
-    if (loader.ExtractFileItemInfo(element.text, id, data) == 0) return;
+    if (!loader.ExtractFileItemInfo(element.attributes, id, data)) return;
     cacheManager_->UpdateFileItem(id, data);
-    answered.insert_or_assign(std::move(id), std::move(data));
+    answered.insert_or_assign(id, data);
   });
   for (tagKELO_ItemInfo& item : items) {
     const auto found = answered.find(ReadTextField(item.itemId));

@@ -3,28 +3,32 @@
 //   building, checking, record cache   KELOAccessCacheManager.cpp
 //   counts and lists                   CacheQueries.cpp
 //   the record of one entry            ItemRecords.cpp
+//   the tables underneath              HierarchyTable.h
 //
-// Everything happens in memory on the caller's thread, one operation at a time. Ids, records and
-// buffers belong to the caller and are copied. Building operations report nothing: one whose target
-// is missing does nothing, and one for which memory is short throws std::bad_alloc and has changed
-// nothing. An empty directory or album id means the root folder, unless said otherwise. Looking up
-// an entry costs the logarithm of the number of entries at most.
+// Everything happens in memory on the caller's thread, one operation at a time. Ids, texts, records
+// and buffers belong to the caller and are copied. Building operations report nothing: one whose
+// target is missing does nothing, and one for which memory is short throws std::bad_alloc and has
+// changed nothing. An empty directory or album id means the root folder, unless said otherwise.
 #pragma once
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
-#include "catalogue/HierarchyIndex.h"
-#include "catalogue/HierarchyRecords.h"
+#include "catalogue/HierarchyTable.h"
 #include "catalogue/ItemInfoCache.h"
 
 namespace kelo {
 
 class KELOCriticalSection;
+
+// The whole hierarchy. The bounded store of finished item records is ItemInfoCache.
+struct tagServerHierarchyInfo {
+  // The root folder under kRootID, every folder and album, and the items of the root album.
+  std::unique_ptr<HierarchyTable> directories;
+  std::unique_ptr<HierarchyTable> friendAlbums;  // with a root entry under kRootID
+};
 
 class KELOAccessCacheManager {
  public:
@@ -35,34 +39,31 @@ class KELOAccessCacheManager {
   KELOAccessCacheManager(const KELOAccessCacheManager&) = delete;
   KELOAccessCacheManager& operator=(const KELOAccessCacheManager&) = delete;
 
-  // ---- Building. The `index` and `sequence` of data given are ignored: the cache assigns them. An
-  // entry added again goes to the end of its list. An empty id adds nothing. The finished records
-  // of what is added and of what holds it are dropped. ----
+  // ---- Building. An entry added again goes to the end of its list. An empty id adds nothing. The
+  // finished records of what is added and of what holds it are dropped. ----
 
   // Empties a hierarchy that has a root folder, then adds the root folder.
   void SetupRootFolder();
-  // Makes room for so many file items at once, which speeds up adding them.
-  void ReserveItems(size_t items);
   // Empties everything, finished records included; only the root of the friend albums remains.
   void ClearAllFolder();
   void SetupFriendAlbum();
-  // Takes over the whole hierarchy of another cache, which gets the one here. Finished records of
-  // both are dropped.
-  void TakeHierarchyOf(KELOAccessCacheManager& other) noexcept;
+  // Takes over tables that were filled aside; without friend albums only their root remains.
+  void TakeHierarchy(std::unique_ptr<HierarchyTable> directories);
+  void TakeFriendAlbums(std::unique_ptr<HierarchyTable> friendAlbums) noexcept;
   // Only the root of the friend albums remains of them.
-  void RemoveFriendAlbums() noexcept;
+  void RemoveFriendAlbums();
   // Links the entry to its parent, if that is known, and adds it to the directories, unless it is
   // one already. `parentID` is stored as given. `flags` are kind bits.
-  void AddDirectoryItem(std::string_view parentID, std::string_view id, tagDirectoryItemData data,
-                        uint32_t flags);
-  void AddAlbum(std::string_view parentID, std::string_view id, tagDirectoryItemData data,
+  void AddDirectoryItem(std::string_view parentID, std::string_view id,
+                        const tagDirectoryItemData& data, uint32_t flags);
+  void AddAlbum(std::string_view parentID, std::string_view id, const tagDirectoryItemData& data,
                 bool shared);
-  void AddFolder(std::string_view parentID, std::string_view id, tagDirectoryItemData data);
-  void AddFileItem(std::string_view parentID, std::string_view id, tagFileItemData data);
-  void AddFileItemToRootAlbum(std::string_view id, tagFileItemData data);
-  void AddFriendAlbum(std::string_view id, tagDirectoryItemData data);
+  void AddFolder(std::string_view parentID, std::string_view id, const tagDirectoryItemData& data);
+  void AddFileItem(std::string_view parentID, std::string_view id, const tagFileItemData& data);
+  void AddFileItemToRootAlbum(std::string_view id, const tagFileItemData& data);
+  void AddFriendAlbum(std::string_view id, const tagDirectoryItemData& data);
   void AddFileItemToFriendAlbum(std::string_view friendAlbumID, std::string_view id,
-                                tagFileItemData data);
+                                const tagFileItemData& data);
   // Replaces the item's data in the root album and in every directory, each keeping its place, and
   // drops its finished record. Friend albums keep theirs.
   void UpdateFileItem(std::string_view id, const tagFileItemData& data);
@@ -95,56 +96,34 @@ class KELOAccessCacheManager {
   uint32_t GetItemsIDListOnTargetID(std::string_view targetID, uint32_t count, char* idBuffer,
                                     uint32_t kindMask) const;
   uint32_t GetItemsInfoOnTargetID(std::string_view targetID, uint32_t count, void* infoBuffer,
-                                  uint32_t kindMask);
+                                  uint32_t kindMask) const;
+  // The ids of that list of records; valid until the next change.
+  std::vector<std::string_view> GetIDsOnTargetID(std::string_view targetID,
+                                                 uint32_t kindMask) const;
 
   // The whole server; nothing before the root folder exists.
   uint32_t GetAllItemsCountOnServer(uint32_t kindMask) const;
   uint32_t GetAllItemsIDListOnServer(uint32_t count, char* idBuffer, uint32_t kindMask) const;
-  uint32_t GetAllItemsInfoOnServer(uint32_t count, void* infoBuffer, uint32_t kindMask);
+  uint32_t GetAllItemsInfoOnServer(uint32_t count, void* infoBuffer, uint32_t kindMask) const;
 
   // Fills the record of one entry, from the finished records if it is there, and keeps it there. An
   // unknown id gives a cleared record with the result kKELOResult_NotFound, which is not kept.
   void GetItemInfo(std::string_view id, tagKELO_ItemInfo& info);
 
-  // An entry of a list. Most file items bring the source of their record along, so that listing
-  // them needs no look-up by id; for all others `file` is null.
-  struct ListedID {
-    std::string_view id;  // of the hierarchy's own key
-    uint32_t index = 0;
-    uint64_t sequence = 0;
-    const tagFileItemData* file = nullptr;
-    std::string_view holderID = {};
-  };
-  using IDList = std::vector<ListedID>;
-  // Appends `byIndex` to `out` in ascending order of index, equal indexes in order of addition, and
-  // empties it. (A map from index to id would lose one of two entries of equal index.)
-  static void AlignIDByIndex(IDList& out, IDList& byIndex);
-
  private:
-  template <typename Record>
-  void AddRootEntry(IDMap<Record>& map, HierarchyPlace::Kind kind);
-  void PutFile(EntryList<tagFileItemData>& list, std::string_view id, tagFileItemData data,
-               HierarchyPlace place);
-  template <typename Record>
-  void AddDirectory(IDMap<Record>& map, std::string_view id, Record directory,
-                    HierarchyPlace::Kind kind, EntryList<tagDirectoryItemData>* siblings,
-                    tagDirectoryItemData link);
-  void RemoveSharedAlbum(std::string_view parentID, std::string_view id) noexcept;
-
-  class Collector;
-  void CollectOnTarget(std::string_view targetID, uint32_t kindMask, Collector& list) const;
-  void CollectRootAlbum(uint32_t kindMask, Collector& list) const;
-  void CollectFriendAlbums(uint32_t kindMask, Collector& list) const;
-  const tagFriendAlbumInfo* FriendAlbumOnly(std::string_view targetID) const;
-  const std::set<std::string_view>* SharedAlbumsUnder(std::string_view targetID) const;
-  bool BuildItemInfo(std::string_view id, tagKELO_ItemInfo& info) const;
-  void GetListedItemInfo(const ListedID& entry, tagKELO_ItemInfo& info);
+  class Records;
+  void AddFile(HierarchyTable& table, uint32_t directory, std::string_view id,
+               const tagFileItemData& data);
+  template <typename Sink>
+  void VisitTarget(std::string_view targetID, uint32_t kindMask, Sink& sink) const;
+  template <typename Sink>
+  void VisitServer(uint32_t kindMask, Sink& sink) const;
+  const HierarchyPlace* Find(std::string_view id, const HierarchyTable*& table) const;
+  bool WriteRecord(std::string_view id, const std::string_view* parentID, void* record) const;
+  void WriteEntry(const HierarchyTable& table, const HierarchyPlace& entry,
+                  const std::string_view* parentID, void* record) const;
 
   tagServerHierarchyInfo hierarchy_;
-  HierarchyIndex index_;
-  // The ids of the shared albums by their stored parent id.
-  std::unordered_map<std::string_view, std::set<std::string_view>> sharedAlbums_;
-  uint64_t additions_ = 0;
   ItemInfoCache itemInfoCache_;
   std::unique_ptr<KELOCriticalSection> lock_;  // no operation here takes it
 };

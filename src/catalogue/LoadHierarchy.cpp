@@ -24,18 +24,18 @@ uint32_t KELOAccessCommandController::ProcessLoadHierarchy(tagCommandControlInfo
 
   HierarchyLoader loader(*cacheManager_);
   {
-    const ServiceAnswer hierarchy = CallService("GetHierarchy", std::string(kHierarchyParameters),
-                                                DecideTimeoutSetting(totalCount));
+    ServiceAnswer hierarchy = CallService("GetHierarchy", std::string(kHierarchyParameters),
+                                          DecideTimeoutSetting(totalCount));
     if (!hierarchy.Ok()) return hierarchy.Result();
-    result = loader.RefreshHierarchyInfoByXMLData(hierarchy.Text());
+    result = loader.RefreshHierarchyInfoByXMLData(hierarchy.TakeText());
     if (result != kKELOResult_Success) return result;
   }
 
   // The attribute travels inside the method text, deliberately.
-  const ServiceAnswer friendAlbums =
+  ServiceAnswer friendAlbums =
       CallService("GetForeignAlbumItems needDate=\"true\"", "", kForeignAlbumsTimeout);
   if (!friendAlbums.Ok()) return friendAlbums.Result();
-  return loader.RefreshFriendAlbumInfoByXMLData(friendAlbums.Text());
+  return loader.RefreshFriendAlbumInfoByXMLData(friendAlbums.TakeText());
 }
 
 uint32_t KELOAccessCommandController::GetUserArchiveInfo(uint32_t& totalCount) {

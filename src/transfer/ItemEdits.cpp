@@ -70,16 +70,12 @@ uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info
 
   std::string itemIdList(targetId);
   if (target.kind != kKELOKind_FileItem) {
-    const uint32_t count = cacheManager_->GetItemsCountOnTargetID(targetId, kKELOKind_FileItem);
-    if (count == 0) return finish(kKELOResult_Success);
-    std::vector<tagKELO_ItemInfo> items(count);
-    const uint32_t failure =
-        cacheManager_->GetItemsInfoOnTargetID(targetId, count, items.data(), kKELOKind_FileItem);
-    if (failure != kKELOResult_Success) return finish(failure);
+    const auto ids = cacheManager_->GetIDsOnTargetID(targetId, kKELOKind_FileItem);
+    if (ids.empty()) return finish(kKELOResult_Success);
     itemIdList.clear();
-    for (const tagKELO_ItemInfo& item : items) {
+    for (const std::string_view id : ids) {
       if (!itemIdList.empty()) itemIdList.append(",");
-      itemIdList.append(ReadTextField(item.itemId));
+      itemIdList.append(id.substr(0, kIDLength));
     }
   }
   // The host's buffer may be shorter than the record: the text is read to its NUL and no further.

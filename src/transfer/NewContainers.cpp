@@ -48,12 +48,11 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
       record.kind == kKELOKind_Folder && (parent.empty() || parent == kRootID);
   if (!isAlbum && !isRootFolder) return kKELOResult_InvalidTarget;
 
-  tagDirectoryItemData data;
-  data.name = TextAsReferences(ReadTextField(record.name));
+  const std::string name = TextAsReferences(ReadTextField(record.name));
   std::string parameters;
   if (isAlbum) AppendAttribute(parameters, "folderId", parent);
   // A folder's parent is not sent, deliberately.
-  AppendConvertedAttribute(parameters, isAlbum ? "albumName" : "folderName", data.name);
+  AppendConvertedAttribute(parameters, isAlbum ? "albumName" : "folderName", name);
   const ServiceAnswer answer = CallService(isAlbum ? "AddAlbum" : "AddFolder", parameters);
   if (!answer.Ok()) {
     stops = !answer.IsServiceError();
@@ -66,9 +65,9 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
   }
   CopyTextField(record.itemId, *id);
   if (isAlbum) {
-    cacheManager_->AddAlbum(parent, *id, data, false);
+    cacheManager_->AddAlbum(parent, *id, {.name = name}, false);
   } else {
-    cacheManager_->AddFolder(parent, *id, data);
+    cacheManager_->AddFolder(parent, *id, {.name = name});
   }
   return kKELOResult_Success;
 }

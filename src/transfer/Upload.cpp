@@ -175,9 +175,7 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
 void KELOAccessCommandController::AddToCachedAlbum(std::string_view albumId,
                                                    std::string_view itemId,
                                                    std::string_view displayName) {
-  tagFileItemData data;
-  data.fileName = displayName;
-  cacheManager_->AddFileItem(albumId, itemId, std::move(data));
+  cacheManager_->AddFileItem(albumId, itemId, {.fileName = displayName});
 }
 
 }  // namespace kelo

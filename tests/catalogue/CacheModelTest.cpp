@@ -49,8 +49,8 @@ class Pair {
   // failed must have changed nothing.
   void Apply(const std::function<void()>& change);
 
-  static tagDirectoryItemData Link(const std::string& name) { return {.name = name}; }
-  static tagFileItemData File(const std::string& name) { return {.fileName = name}; }
+  static tagDirectoryItemData Link(std::string_view name) { return {.name = name}; }
+  static tagFileItemData File(std::string_view name) { return {.fileName = name}; }
 
   std::mt19937 random_;
   bool memoryIsShort_;

@@ -12,10 +12,10 @@ using ::testing::IsEmpty;
 
 const std::string kRootAlbum(kRootAlbumID);
 
-tagFileItemData File(const std::string& name) {
+tagFileItemData File(std::string_view name) {
   return {.fileName = name};
 }
-tagDirectoryItemData Link(const std::string& name) {
+tagDirectoryItemData Link(std::string_view name) {
   return {.name = name};
 }
 

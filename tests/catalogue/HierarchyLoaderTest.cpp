@@ -221,7 +221,7 @@ TEST_F(Loading, ShortMemoryLeavesTheFormerHierarchy) {
     ASSERT_EQ(Dump(cache), former) << n;
   }
   const std::string alone = Dump(cache);
-  EXPECT_GT(n, 10u);
+  EXPECT_GT(n, 5u);
   n = 1;
   while (FailsAtAllocation(n++, [&] { loader.RefreshFriendAlbumInfoByXMLData(friends); })) {
     ASSERT_EQ(Dump(cache), alone) << n;

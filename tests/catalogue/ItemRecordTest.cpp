@@ -46,8 +46,7 @@ TEST(ItemRecord, FileItemFillsItsFieldsAndNoOthers) {
                        .uploadDate = Text(length, "u"),
                        .screenUrl = Text(length, "c"),
                        .origUrl = Text(length, "o"),
-                       .fileFormat = 5,
-                       .index = 77});
+                       .fileFormat = 5});
     tagKELO_ItemInfo expected = {};
     const auto fill = [&](char* field, size_t width, const char* first) {
       const std::string text = Text(length, first);
