@@ -19,6 +19,7 @@
 namespace {
 
 using namespace kelo::testing;
+using kelo::TemporaryFolder;
 
 // One local service for the whole run. Its answers are the rest of the running input.
 class Scripted {

@@ -109,7 +109,7 @@ bool HierarchyTable::UpdateFile(std::string_view id, const tagFileItemData& data
   std::vector<Replacement> replacements;
   for (uint32_t at = FindPreferred(id, HashOfId(id)); at != kNone; at = places_[at].sameId) {
     if (!IsFile(places_[at])) continue;
-    Replacement& replacement = replacements.emplace_back(&places_[at], id);
+    Replacement& replacement = replacements.emplace_back(Replacement{&places_[at], id, {}});
     replacement.file = MakeFile(replacement.id, data);
   }
   for (Replacement& replacement : replacements) {

@@ -59,7 +59,9 @@ MultipartRequest BuildRequest(const UploadRecords& records, std::string_view alb
   document.append(kDocumentDeclaration).append("<UploadItems");
   AppendAttributeUnlessEmpty(document, "uploadId", uploadId);
   document.append(">\r\n<items>\r\n");
-  for (const auto& [idx, record] : records) {
+  for (const auto& entry : records) {
+    const uint32_t idx = entry.first;
+    const tagKELO_LoadInfo& record = entry.second;
     const std::string& displayName = request.names.emplace(idx, DisplayName(record)).first->second;
     AppendUploadItem(document, idx, displayName, [&](std::string& out) {
       AppendAttribute(out, "size", static_cast<uint32_t>(record.fileSize));
