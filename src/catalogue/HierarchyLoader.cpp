@@ -83,22 +83,30 @@ HierarchyReader::Scope HierarchyReader::Inside(Container container, const XMLTag
   const Scope& outer = scopes_.back();
   const bool isOwn = kind_ == AnswerKind::Hierarchy;
   Scope inside{Reads::Nothing, outer.directory, outer.parentID, container};
-  if (outer.reads == Reads::Items) {
-    inside.reads = Reads::Items;  // whatever stands around items
-  } else if (outer.reads == Reads::Directories) {
-    if (container == Folder && isOwn) return AddFolder(tag, outer);
-    if (container == Album) return AddAlbum(tag, outer);
-    if (container == Albums || (container == Folders && isOwn)) inside.reads = Reads::Directories;
-  } else if (outer.reads == Reads::Answer && container == RootAlbum && isOwn) {
-    inside.reads = Reads::Items;
-    inside.directory = HierarchyTable::kRootAlbum;
-  } else if (outer.reads == Reads::Answer && container == Folders && isOwn) {
-    inside.reads = Reads::Directories;
-  } else if (container == Albums &&
-             (outer.reads == Reads::Answer || outer.reads == Reads::FolderContent)) {
-    inside.reads = Reads::Directories;
-  } else if (container == Items && outer.reads == Reads::AlbumContent) {
-    inside.reads = Reads::Items;
+  switch (outer.reads) {
+    case Reads::Answer:
+      if (container == Albums || (container == Folders && isOwn)) inside.reads = Reads::Directories;
+      if (container == RootAlbum && isOwn) {
+        inside.reads = Reads::Items;
+        inside.directory = HierarchyTable::kRootAlbum;
+      }
+      break;
+    case Reads::Directories:
+      if (container == Folder && isOwn) return AddFolder(tag, outer);
+      if (container == Album) return AddAlbum(tag, outer);
+      if (container == Albums || (container == Folders && isOwn)) inside.reads = outer.reads;
+      break;
+    case Reads::FolderContent:
+      if (container == Albums) inside.reads = Reads::Directories;
+      break;
+    case Reads::AlbumContent:
+      if (container == Items) inside.reads = Reads::Items;
+      break;
+    case Reads::Items:  // whatever stands around items
+      inside.reads = Reads::Items;
+      break;
+    case Reads::Nothing:
+      break;
   }
   return inside;
 }
