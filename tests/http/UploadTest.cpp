@@ -3,10 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -160,18 +158,6 @@ TEST_F(Upload, WhatStandsInTheSpoolsPlace) {
   EXPECT_TRUE(fs::is_directory(spool));
 }
 
-TEST_F(Upload, AFullSpoolDiskSendsNothing) {
-  const std::string big = BigFile("big", "x", kThreshold);
-  TransportCode code;
-  {
-    const FaultyFiles faulty(ENOSPC, 10 << 20);
-    code = Send({{"h", big, kThreshold}});
-  }
-  EXPECT_EQ(code, 4112u);
-  EXPECT_EQ(server.Connections(), 0);
-  EXPECT_EQ(folder.EntryCount(), 0u);
-}
-
 TEST_F(Upload, SendsWhatItReadWhateverBecomesOfTheFile) {
   const std::string small = files.Write("small", "as it was");
   const std::string big = BigFile("big", "as it was", kThreshold);
@@ -186,18 +172,6 @@ TEST_F(Upload, SendsWhatItReadWhateverBecomesOfTheFile) {
   ASSERT_EQ(Send({{"", big, kThreshold}}), 0u);
   EXPECT_TRUE(LastBody().starts_with("as it was"));
   EXPECT_EQ(LastBody().size(), kThreshold);
-}
-
-TEST_F(Upload, ThrowingProgressLeavesNothing) {
-  const std::string big = BigFile("big", "x", kThreshold);
-  for (const int throwAt : {1, 2}) {
-    int events = 0;
-    transport.progress.reaction = [&] {
-      if (++events == throwAt) throw std::runtime_error("host");
-    };
-    EXPECT_THROW(Send({{"", big, kThreshold}}), std::runtime_error);
-    EXPECT_EQ(folder.EntryCount(), 0u);
-  }
 }
 
 TEST_F(Upload, TwoHostsAtOnceDontMeet) {
@@ -245,22 +219,6 @@ TEST(UploadSizes, AddUpBeyondTheWidthOfAWord) {
   std::string response;
   EXPECT_EQ(transport.connection.HTTPRequestFileUpload("http://a", "", {}, parts, response, 5), 0u);
   EXPECT_EQ(transport.progress.uploads.back(), (Progress{small, 0xFFFFFFFF, 65}));
-}
-
-TEST(UploadPeer, ThatClosesInTheMiddleOfTheBodyGetsItOnce) {
-  SocketServer server([](Peer& peer) {
-    peer.ReadHead();
-    peer.Skip(1 << 20);
-  });
-  Transport transport;
-  TemporaryFolder files;
-  const std::string file = files.Write("f", std::string(16 << 20, 'x'));
-  std::string response;
-  EXPECT_EQ(transport.connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"", file, 16 << 20}},
-                                                       response, 5),
-            4099u);
-  EXPECT_EQ(server.Connections(), 1);
-  EXPECT_EQ(transport.progress.uploads, (std::vector<Progress>{{file, 0, 0}}));
 }
 
 TEST(UploadPeer, ThatIsSlowSeesTheBytesCountedAsTheyLeave) {

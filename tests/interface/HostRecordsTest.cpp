@@ -143,8 +143,7 @@ TEST_F(HostRecordsTest, TextsThatComeOutEmptyLeaveTheRecordAlone) {
   const std::string refusal =
       "<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: a@x\" />";
   for (const bool refused : {false, true}) {
-    Unqueue("VerifyRecipients");
-    Queue("VerifyRecipients", refused ? refusal : kOk);
+    Requeue("VerifyRecipients", refused ? refusal : kOk);
     tagKELO_RecipientInfo recipients{Text(text), Sentinel(), Sentinel()};
     tagCommandControlInfo record = Record(&recipients, "A1");
     record.outputOptions = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;

@@ -68,8 +68,7 @@ TEST_F(LoadAndQueryTest, AFailureOfEachRequestEndsTheLoadWithItsCode) {
       Unqueue(method);
     }
     LoadSmallHierarchy();
-    Unqueue(c.method);
-    Queue(c.method, c.answer);
+    Requeue(c.method, c.answer);
     EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), c.result) << c.method << c.answer;
     EXPECT_EQ(service().RequestCount(), c.requests) << c.method << c.answer;
     // What was loaded last stays; of a failed friends' request the rest is already rebuilt.
@@ -179,8 +178,7 @@ TEST_F(LoadAndQueryTest, OneItemFreshFromTheService) {
     EXPECT_EQ(Info(id, info, true), 4112u) << id;
   }
   EXPECT_EQ(service().RequestCount(), 0u);
-  Unqueue("GetItemsInfo");
-  Queue("GetItemsInfo", "<r stat=\"fail\" errcode=\"207\" />");
+  Requeue("GetItemsInfo", "<r stat=\"fail\" errcode=\"207\" />");
   EXPECT_EQ(Info("I2", info, true), 4115u);
 }
 

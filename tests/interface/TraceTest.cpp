@@ -56,8 +56,7 @@ TEST_F(TraceTest, ALineForEachRequestTellsWhatBecameOfIt) {
   EXPECT_EQ(Capacity(), 4101u);
   EXPECT_THAT(LastLine(),
               IsLine(".* stat=fail errcode=208 errmsg=\"two lines, said 'so'\" result=0 .*"));
-  Unqueue("GetStorageCapacity");
-  Queue("GetStorageCapacity", ReplyWith("", 503));
+  Requeue("GetStorageCapacity", ReplyWith("", 503));
   EXPECT_EQ(Capacity(), 4114u);
   EXPECT_THAT(LastLine(), IsLine(".* http=503 result=4114 ms=[0-9]+ connection=reused"));
 

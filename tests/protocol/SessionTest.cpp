@@ -97,18 +97,13 @@ TEST_F(SessionTest, OnlyASessionThatOpensReplacesSecretAndCatalogue) {
   const std::tuple<const char*, uint32_t, uint32_t> answers[] = {
       {"<r stat=\"fail\" errcode=\"401\" />", 4112, 4}, {"<r />", 4144, 4}, {kOk, 0, 0}};
   for (const auto& [answer, result, items] : answers) {
-    Unqueue("OpenSession");
-    Queue("OpenSession", answer);
+    Requeue("OpenSession", answer);
     tagKELO_OpenSessionInfo block{};
     tagCommandControlInfo record = Record(&block);
     SetField(record.signingSecret, "of another account");
     EXPECT_EQ(Send(kKELOCommand_OpenSession, record), result) << answer;
     EXPECT_EQ(SecretInUse(), result == 0 ? "of another account" : service().Secret()) << answer;
-    uint32_t count = 99;
-    tagCommandControlInfo query = Record(&count, KELO_ALL_ITEMS_ID);
-    query.selectionFlags = kKELOKind_FileItem;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, query), 0u) << answer;
-    EXPECT_EQ(count, items) << answer;
+    EXPECT_EQ(Count(KELO_ALL_ITEMS_ID, kKELOKind_FileItem), items) << answer;
   }
 }
 
@@ -138,11 +133,8 @@ TEST_F(SessionTest, ARestoredSessionReplacesSessionAndCatalogueAndKeepsTheSecret
   tagCommandControlInfo record = Record(&session);
   SetField(record.signingSecret, "");
   ASSERT_EQ(KELOAccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
-  uint32_t count = 99;
-  tagCommandControlInfo query = Record(&count, KELO_ALL_ITEMS_ID);
-  query.selectionFlags = kKELOKind_Album | kKELOKind_FileItem | kKELOKind_FriendAlbum;
-  EXPECT_EQ(Send(kKELOCommand_GetItemsCount, query), 0u);
-  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(Count(KELO_ALL_ITEMS_ID, kKELOKind_Album | kKELOKind_FileItem | kKELOKind_FriendAlbum),
+            0u);
 
   EXPECT_EQ(SecretInUse(), service().Secret());
   SetField(record.signingSecret, "of another account");

@@ -117,8 +117,7 @@ TEST_F(SharingTest, VerificationEndsWhateverTheServiceSays) {
       {"<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: a@x\" />", 4144},
   };
   for (const auto& [answer, result] : answers) {
-    Unqueue("VerifyRecipients");
-    Queue("VerifyRecipients", answer);
+    Requeue("VerifyRecipients", answer);
     const Verification verification = Verify("a@x;b@x");
     EXPECT_EQ(verification.result, result) << answer;
     EXPECT_EQ(verification.accepted + verification.rejected, "") << answer;
@@ -146,8 +145,7 @@ TEST_F(SharingTest, AddressList) {
                         {ReplyWith("<r stat=\"fail\" errcode=\"108\" />"), 4116, ""},
                         {ReplyWith("", 504), 4144, ""}};
   for (const Case& c : cases) {
-    Unqueue("GetAddressList");
-    Queue("GetAddressList", c.reply);
+    Requeue("GetAddressList", c.reply);
     service().ClearLog();
     tagKELO_StringInfo list{};
     EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), c.result) << c.reply.body;

@@ -117,6 +117,10 @@ TEST_F(DownloadTest, StorageCapacity) {
   const Case cases[] = {
       {"<r stat=\"ok\" dataCapacity=\"0\" storageCapacity=\"5368709120\" />", 0, 0, 0, 5368709120},
       {"<r stat=\"ok\" dataCapacity=\"12ab\" storageCapacity=\"\" />", 0, 0, 12, 0},
+      {"<r stat=\"ok\" dataCapacity=\" 1\" storageCapacity=\"-1\" />", 0, 0, 0, 0},
+      {"<r stat=\"ok\" dataCapacity=\"18446744073709551615\" "
+       "storageCapacity=\"18446744073709551617\" />",
+       0, 0, UINT64_MAX, 1},  // 2^64 - 1, 2^64 + 1
       {"<r stat=\"ok\" dataCapacity=\"1\" />", 4144, 4144, 0, 0},
       {"<r stat=\"fail\" errcode=\"108\" dataCapacity=\"1\" storageCapacity=\"2\" />", 0, 4116, 0,
        0},
@@ -124,8 +128,7 @@ TEST_F(DownloadTest, StorageCapacity) {
   };
   ScriptAnswers();
   for (const Case& c : cases) {
-    Unqueue("GetStorageCapacity");
-    Queue("GetStorageCapacity", c.answer);
+    Requeue("GetStorageCapacity", c.answer);
     tagKELO_StorageCapacityInfo record;
     std::memset(&record, 0x55, sizeof record);
     EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&record)), c.result) << c.answer;

@@ -142,12 +142,9 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
     EXPECT_EQ(records[i].itemCount, 0u);
   }
   EXPECT_EQ(ItemCount(""), 6u);
-  tagKELO_ItemInfo info{};
-  ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, "NF")), 0u);
-  EXPECT_EQ(FieldText(info.name), "N&lt;0");
-  EXPECT_EQ(info.kind, 1u);
-  ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&info, "NA")), 0u);
-  EXPECT_EQ(info.kind, 2u);  // not shared with anyone yet
+  EXPECT_EQ(FieldText(ItemInfo("NF").name), "N&lt;0");
+  EXPECT_EQ(ItemInfo("NF").kind, 1u);
+  EXPECT_EQ(ItemInfo("NA").kind, 2u);  // not shared with anyone yet
 
   // Under a folder there are only albums.
   Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA2\" />");
@@ -191,8 +188,7 @@ TEST_F(EditsTest, AnUnusableAnswerEndsTheListAndMarksTheRest) {
       {ReplyWith("", 504), 4128},
   };
   for (const auto& [reply, result] : faults) {
-    Unqueue("AddAlbum");
-    Queue("AddAlbum", "<r stat=\"ok\" albumId=\"N1\" />");
+    Requeue("AddAlbum", "<r stat=\"ok\" albumId=\"N1\" />");
     Queue("AddAlbum", reply);
     service().ClearLog();
     std::vector<tagKELO_ItemInfo> records(4);
@@ -233,8 +229,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   EXPECT_EQ(records[2].result, 0u);
   EXPECT_EQ(FieldText(records[1].albumId), "A1");
 
-  Unqueue("AddItemsToAlbum");
-  Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
+  Requeue("AddItemsToAlbum", "<r stat=\"ok\" />");
   Queue("AddItemsToAlbum", ReplyWith("", 500));
   EXPECT_EQ(Send(kKELOCommand_AddNewLink, command), 4114u);
   const uint32_t results[] = {0, 4114, 4114};

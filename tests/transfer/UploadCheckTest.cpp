@@ -58,8 +58,7 @@ TEST_F(UploadCheckTest, TheCheckSkipsWhatTheServiceHolds) {
   }
   // Only the file that is placed there already shows at once; only what travels counts.
   EXPECT_EQ(CountOf("A1"), 3u);
-  tagKELO_ItemInfo placed{};
-  ASSERT_EQ(Send(kKELOCommand_GetItemInfo, Record(&placed, "I9")), 0u);
+  const tagKELO_ItemInfo placed = ItemInfo("I9");
   EXPECT_EQ(FieldText(placed.parentId), "A1");
   EXPECT_EQ(events, (std::vector<Words>{{20, 48, 10, 0, 3, 0}, {20, 48, 10, 10, 3, 3}}));
 }
@@ -124,9 +123,8 @@ TEST_F(UploadCheckTest, WithoutAPictureToSendNoVoiceMemoTravels) {
     uint32_t memo;
   };
   for (const Case& c : {Case{"1", 4099, 4099}, Case{"3", 4115, 0}}) {
-    Unqueue("CheckUploadItems");
-    Queue("CheckUploadItems", std::string("<r stat=\"ok\"><items><item idx=\"1\" status=\"") +
-                                  c.status + "\" itemId=\"OLD\" /></items></r>");
+    Requeue("CheckUploadItems", std::string("<r stat=\"ok\"><items><item idx=\"1\" status=\"") +
+                                    c.status + "\" itemId=\"OLD\" /></items></r>");
     std::vector<tagKELO_LoadInfo> records = {File("1.jpg", "1"), File("1.wav", "memo")};
     ASSERT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), 0u);
     EXPECT_EQ(records[0].result, c.picture);

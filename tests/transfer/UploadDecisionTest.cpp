@@ -160,8 +160,7 @@ TEST_F(NegotiationTest, AnAnswerWithoutItsPartsIsAFailure) {
       {"<r stat=\"ok\" uploadId=\"U2\"><items><item idx=\"1\"/></r>", 4144},
   };
   for (const auto& [answer, result] : cases) {
-    Unqueue("NegotiateUploadItems");
-    Queue("NegotiateUploadItems", answer);
+    Requeue("NegotiateUploadItems", answer);
     records[0].result = 0;
     std::string uploadId = "before";
     EXPECT_EQ(controller_.NegotiateUploadItems("", records, uploadId), result) << answer;
