@@ -88,21 +88,15 @@ TEST_F(HostRecordsTest, UsedRecordsAreWrittenAnew) {
   EXPECT_EQ(FieldText(file.itemId), "");
   EXPECT_EQ(Requests("UploadItems").size(), 1u);
 
-  Queue("ModifyProps", kOk);
-  auto properties = Used<tagKELO_PropertyInfo>();
-  EXPECT_EQ(Send(kKELOCommand_ModifyProps, Record(&properties, "I1")), 0u);
-  EXPECT_EQ(properties.result, 0u);
-
-  auto tags = Used<tagKELO_TagInfo>();
-  tagCommandControlInfo record = Record(&tags, "I1");
-  record.selectionFlags = kKELOKind_FileItem;
-  EXPECT_EQ(Send(kKELOCommand_AddTags, record), 0u);
-  EXPECT_EQ(tags.result, 0u);
-
-  auto mail = Used<tagKELO_PictureMailInfo>();
-  mail.recipients = mail.subject = mail.body = {};
-  EXPECT_EQ(Send(kKELOCommand_SendPictureMail, Record(&mail, "A1")), 0u);
-  EXPECT_EQ(mail.status, 0u);
+  for (const uint32_t code :
+       {kKELOCommand_ModifyProps, kKELOCommand_AddTags, kKELOCommand_SendPictureMail}) {
+    HostRecords records(folder());
+    std::memset(records.Of(code), 0x55, sizeof(uint32_t));
+    tagCommandControlInfo record = Record(records.Of(code), "I1");
+    record.selectionFlags = kKELOKind_FileItem;
+    EXPECT_EQ(Send(code, record), 0u);
+    EXPECT_EQ(*records.ResultWord(code), 0u) << code;
+  }
 
   auto capacity = Used<tagKELO_StorageCapacityInfo>();
   Queue("GetStorageCapacity", ReplyWith("", 500));

@@ -1,4 +1,4 @@
-// Reading a file whole, and the clock.
+// Files that cannot be read whole, and the clock.
 #include "platform/KELOUtility.h"
 
 #include <gtest/gtest.h>
@@ -10,18 +10,6 @@
 
 namespace kelo {
 namespace {
-
-TEST(KELOUtility, ReadsRawBytes) {
-  const TemporaryFolder folder;
-  const std::string_view contents[] = {"", "x", {"a\0\xFF\r\n", 5}};
-  for (const std::string_view content : contents) {
-    std::uint32_t size = 99;
-    const auto bytes = KELOUtility().ReadLocalTextFile(folder.Write("f", content), size);
-    ASSERT_NE(bytes, nullptr) << content;
-    ASSERT_EQ(size, content.size());
-    EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(bytes.get()), size), content);
-  }
-}
 
 TEST(KELOUtility, NothingToRead) {
   const TemporaryFolder folder;
