@@ -58,21 +58,6 @@ TEST(Wire, LargePutWaitsForNoPermissionAndArrivesWhole) {
   EXPECT_TRUE(request.substr(request.find("\r\n\r\n") + 4) == body);
 }
 
-TEST(Wire, ConnectionsAreReusedExceptForUploads) {
-  SocketServer server(AnswerAll("ok"));
-  Transport transport;
-  std::string response;
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 5), 0u);
-    ASSERT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 5), 0u);
-  }
-  EXPECT_EQ(server.Connections(), 1);
-  ASSERT_EQ(
-      transport.connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"x", "", 0}}, response, 5),
-      0u);
-  EXPECT_EQ(server.Connections(), 2);
-}
-
 TEST(Wire, AReusedConnectionThatDiesRepeatsOnlyWhatIsHarmless) {
   // The first request is answered; the second one is read whole and then nothing comes.
   const auto dieOnSecond = [](Peer& peer) {

@@ -69,6 +69,13 @@ struct HostRecords {
     SetField(properties.caption, prefix);
     SetField(tags.text, prefix);
   }
+  // Frees what the library has handed out.
+  ~HostRecords() {
+    for (tagKELO_StringInfo* out :
+         {&list, &recipients.accepted, &recipients.rejected, &mail.accepted, &mail.rejected}) {
+      delete[] out->text;
+    }
+  }
   HostRecords(const HostRecords&) = delete;
   HostRecords& operator=(const HostRecords&) = delete;
 

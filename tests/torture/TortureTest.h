@@ -29,10 +29,23 @@ class TortureTest : public AccountTest {
   using AccountTest::Record;
   using AccountTest::Send;
   using AccountTest::service;
-  tagCommandControlInfo One(void* data, const std::string& target) {
-    tagCommandControlInfo record = Record(data, target);
+  // A command with an ordinary record.
+  uint32_t SendRecord(uint32_t code, const std::string& target, uint32_t options, uint32_t kinds) {
+    HostRecords records(recordsFolder_, "\xE6\xB5\xB7");
+    records.text = "nobody;a@example.org;b@example.org";
+    for (auto* text : {&records.recipients.recipients, &records.mail.recipients,
+                       &records.mail.subject, &records.mail.body}) {
+      *text = Text(records.text);
+    }
+    SetField(records.link.itemIdList, picture_);
+    tagCommandControlInfo record = Record(records.Of(code), target);
     record.entryCount = 1;
-    return record;
+    record.outputOptions = options;
+    record.selectionFlags = kinds;
+    uint32_t result = Send(code, record);
+    const uint32_t* word = records.ResultWord(code);
+    if (result == 0 && word != nullptr) result = *word;
+    return result == kKELOResult_RecipientsRejected ? 0 : result;
   }
   const std::string& Album() const { return album_; }
   const std::string& Picture() const { return picture_; }
@@ -43,14 +56,11 @@ class TortureTest : public AccountTest {
     return Upload(album_, id, options);
   }
   uint32_t SendAdd(uint32_t kind) {
-    tagKELO_ItemInfo made{};
-    made.kind = kind;
-    SetField(made.name, "Made");
+    tagKELO_ItemInfo made = NewContainer(kind, "Made");
     return Add(made, "");
   }
   uint32_t SendOpen() { return Open(); }
   uint32_t SendLoad() { return Load(); }
-  uint32_t SendCapacity() { return Capacity(); }
   uint32_t SendSession() {
     tagKELO_SessionInfo session = session_;
     return Send(kKELOCommand_SetSessionInfo, Record(&session));
@@ -74,6 +84,7 @@ class TortureTest : public AccountTest {
  private:
   static inline std::string point_;  // that is being tried
   tagKELO_SessionInfo session_{};
+  const TemporaryFolder recordsFolder_;
 };
 
 }  // namespace kelo::testing

@@ -15,6 +15,19 @@ uint32_t TortureTest::SendDownload() {
   return result;
 }
 
+namespace {
+
+template <uint32_t Code, uint32_t Options = 0>
+uint32_t OfPicture(TortureTest& t) {
+  return t.SendRecord(Code, t.Picture(), Options, 0);
+}
+template <uint32_t Code, uint32_t Options = 0, uint32_t Kinds = 0>
+uint32_t OfAlbum(TortureTest& t) {
+  return t.SendRecord(Code, t.Album(), Options, Kinds);
+}
+
+}  // namespace
+
 std::vector<Trial> AllTrials() {
   return {
       {"OpenSession", Effect::Forgets, [](TortureTest& t) { return t.SendOpen(); }},
@@ -56,68 +69,23 @@ std::vector<Trial> AllTrials() {
          record.entryCount = 1;
          return t.Send(kKELOCommand_GetItemsList, record) + count;
        }},
-      {"GetItemInfo", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_ItemInfo item{};
-         return t.Send(kKELOCommand_GetItemInfo, t.Record(&item, t.Picture()));
-       }},
+      {"GetItemInfo", Effect::None, OfPicture<kKELOCommand_GetItemInfo>},
       {"GetItemInfoFresh", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_ItemInfo item{};
-         tagCommandControlInfo record = t.Record(&item, t.Picture());
-         record.outputOptions = kKELOOption_AskService;
-         return t.Send(kKELOCommand_GetItemInfo, record);
-       }},
+       OfPicture<kKELOCommand_GetItemInfo, kKELOOption_AskService>},
       {"AddFolder", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Folder); }},
       {"AddAlbum", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Album); }},
-      {"AddNewLink", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_AddLinkInfo link{};
-         SetField(link.itemIdList, t.Picture());
-         const uint32_t result = t.Send(kKELOCommand_AddNewLink, t.One(&link, t.Album()));
-         return result != 0 ? result : link.result;
-       }},
+      {"AddNewLink", Effect::None, OfAlbum<kKELOCommand_AddNewLink>},
       {"Upload", Effect::Adds, [](TortureTest& t) { return t.SendUpload(0); }},
       {"UploadChecked", Effect::Adds,
        [](TortureTest& t) { return t.SendUpload(kKELOOption_CheckDuplicates); }},
       {"VerifyRecipient", Effect::None,
-       [](TortureTest& t) {
-         std::string list = "nobody;a@example.org;b@example.org";
-         tagKELO_RecipientInfo recipients{Text(list), {}, {}};
-         tagCommandControlInfo record = t.Record(&recipients);
-         record.outputOptions = kKELOOption_ReturnTexts;
-         const uint32_t result = t.Send(kKELOCommand_VerifyRecipient, record);
-         TakeText(recipients.accepted);
-         TakeText(recipients.rejected);
-         return result == 4117 ? 0 : result;
-       }},
-      {"GetAddressList", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_StringInfo list{};
-         const uint32_t result = t.Send(kKELOCommand_GetAddressList, t.Record(&list));
-         TakeText(list);
-         return result;
-       }},
+       OfAlbum<kKELOCommand_VerifyRecipient, kKELOOption_ReturnTexts>},
+      {"GetAddressList", Effect::None, OfAlbum<kKELOCommand_GetAddressList>},
       {"SendPictureMail", Effect::None,
-       [](TortureTest& t) {
-         std::string list = "nobody;a@example.org";
-         std::string text = "From the sea \xE6\xB5\xB7";
-         tagKELO_PictureMailInfo mail{0, Text(list), {}, {}, Text(text), Text(text), 1};
-         tagCommandControlInfo record = t.Record(&mail, t.Album());
-         record.outputOptions = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;
-         const uint32_t result = t.Send(kKELOCommand_SendPictureMail, record);
-         TakeText(mail.accepted);
-         TakeText(mail.rejected);
-         return result;
-       }},
-      {"GetStorageCapacity", Effect::None, [](TortureTest& t) { return t.SendCapacity(); }},
-      {"ModifyProps", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_PropertyInfo edit{};
-         SetField(edit.caption, "A caption \xE6\xB5\xB7");
-         edit.propertyMask = 7;
-         return t.Send(kKELOCommand_ModifyProps, t.Record(&edit, t.Picture()));
-       }},
+       OfAlbum<kKELOCommand_SendPictureMail,
+               kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients>},
+      {"GetStorageCapacity", Effect::None, OfAlbum<kKELOCommand_GetStorageCapacity>},
+      {"ModifyProps", Effect::None, OfPicture<kKELOCommand_ModifyProps>},
       {"RegisterEventCallBack", Effect::None,
        [](TortureTest& t) {
          char function = 0;
@@ -132,14 +100,7 @@ std::vector<Trial> AllTrials() {
          EXPECT_EQ(t.Send(kKELOCommand_GetSessionInfo, t.Record(&session)), 0u);
          return t.Send(kKELOCommand_ExtendTokenLimit, t.Record(&session));
        }},
-      {"AddTags", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_TagInfo tags{};
-         SetField(tags.text, "sea,\xE6\xB5\xB7");
-         tagCommandControlInfo record = t.Record(&tags, t.Album());
-         record.selectionFlags = kKELOKind_Album;
-         return t.Send(kKELOCommand_AddTags, record);
-       }},
+      {"AddTags", Effect::None, OfAlbum<kKELOCommand_AddTags, 0, kKELOKind_Album>},
       {"Download", Effect::None, [](TortureTest& t) { return t.SendDownload(); }},
   };
 }

@@ -94,26 +94,23 @@ class NegotiationTest : public CommandTest {
     EXPECT_EQ(controller_.AccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
   }
   KELOAccessCommandController controller_;
+  std::string picture_ = folder().Write("p.jpg", "abc");
+  std::vector<tagKELO_LoadInfo> records_ = {UploadOf(picture_, 3)};
 };
 
 TEST_F(NegotiationTest, SendsDigestsAndMarksCompleteFiles) {
-  std::string picture = folder().Write("p.jpg", "abc");
   std::string memo = folder().Write("m.wav", "");
-  std::vector<tagKELO_LoadInfo> records(2);
-  records[0].filePath = Text(picture);
-  records[0].fileSize = 3;
-  records[0].width = 640;
-  records[0].height = 480;
-  SetField(records[0].fileModifyDate, "2008-05-17");
-  records[1] = records[0];
-  records[1].filePath = Text(memo);
-  records[1].fileSize = 0;
+  records_[0].width = 640;
+  records_[0].height = 480;
+  records_.push_back(records_[0]);
+  records_[1].filePath = Text(memo);
+  records_[1].fileSize = 0;
   Queue("NegotiateUploadItems",
         "<r stat=\"ok\" uploadId=\"U1\"><items><item idx=\"1\" uploadComplete=\"true\" "
         "itemId=\"N1\" /><item idx=\"2\" uploadComplete=\"false\" itemId=\"N2\" /><item idx=\"3\" "
         "uploadComplete=\"true\" /><item uploadComplete=\"true\" /></items></r>");
   std::string uploadId;
-  ASSERT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 0u);
+  ASSERT_EQ(controller_.NegotiateUploadItems("A1", records_, uploadId), 0u);
   ExpectDocument(OnlyRequest(),
                  "<NegotiateUploadItems>\r\n<items>\r\n"
                  "<item idx=\"1\" fileName=\"p.jpg\" fileSize=\"3\" fileDate=\"2008-05-17\" "
@@ -122,10 +119,10 @@ TEST_F(NegotiationTest, SendsDigestsAndMarksCompleteFiles) {
                  "md5=\"d41d8cd98f00b204e9800998ecf8427e\" />\r\n"
                  "</items>\r\n</NegotiateUploadItems>\r\n");
   EXPECT_EQ(uploadId, "U1");
-  EXPECT_EQ(records[0].result, 4099u);
-  EXPECT_EQ(FieldText(records[0].itemId), "N1");
-  EXPECT_EQ(records[1].result, 0u);
-  EXPECT_EQ(FieldText(records[1].itemId), "");
+  EXPECT_EQ(records_[0].result, 4099u);
+  EXPECT_EQ(FieldText(records_[0].itemId), "N1");
+  EXPECT_EQ(records_[1].result, 0u);
+  EXPECT_EQ(FieldText(records_[1].itemId), "");
   // The record names no album: the complete file shows in the root folder.
   tagKELO_ItemInfo info{};
   tagCommandControlInfo query = Record(&info, "N1");
@@ -134,22 +131,16 @@ TEST_F(NegotiationTest, SendsDigestsAndMarksCompleteFiles) {
 }
 
 TEST_F(NegotiationTest, SendsNothingWithoutRecordsOrWithAnUnreadableFile) {
-  std::vector<tagKELO_LoadInfo> records;
+  std::vector<tagKELO_LoadInfo> none;
   std::string uploadId = "before";
-  EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 4144u);
-  std::string missing = folder().Path("missing");
-  records.resize(1);
-  records[0].filePath = Text(missing);
-  EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 4144u);
+  EXPECT_EQ(controller_.NegotiateUploadItems("A1", none, uploadId), 4144u);
+  std::filesystem::remove(picture_);
+  EXPECT_EQ(controller_.NegotiateUploadItems("A1", records_, uploadId), 4144u);
   EXPECT_EQ(service().RequestCount(), 0u);
   EXPECT_EQ(uploadId, "before");
 }
 
 TEST_F(NegotiationTest, AnAnswerWithoutItsPartsIsAFailure) {
-  std::string picture = folder().Write("p.jpg", "abc");
-  std::vector<tagKELO_LoadInfo> records(1);
-  records[0].filePath = Text(picture);
-  records[0].fileSize = 3;
   const std::string items = "<items\r\n><item\tuploadComplete=\"true\" idx=\"1\"/></items>";
   const std::pair<std::string, uint32_t> cases[] = {
       {"<r stat=\"ok\" uploadId=\"U1\">" + items + "</r>", 0},
@@ -161,24 +152,20 @@ TEST_F(NegotiationTest, AnAnswerWithoutItsPartsIsAFailure) {
   };
   for (const auto& [answer, result] : cases) {
     Requeue("NegotiateUploadItems", answer);
-    records[0].result = 0;
+    records_[0].result = 0;
     std::string uploadId = "before";
-    EXPECT_EQ(controller_.NegotiateUploadItems("", records, uploadId), result) << answer;
+    EXPECT_EQ(controller_.NegotiateUploadItems("", records_, uploadId), result) << answer;
     EXPECT_EQ(uploadId, result == 0 ? "U1" : "before") << answer;
-    EXPECT_EQ(records[0].result, result == 0 ? 4099u : 0u) << answer;
+    EXPECT_EQ(records_[0].result, result == 0 ? 4099u : 0u) << answer;
   }
 }
 
 TEST_F(NegotiationTest, AnUploadIdentifierTravelsInTheDocument) {
-  std::string picture = folder().Write("p.jpg", "abc");
-  std::vector<tagKELO_LoadInfo> records(1);
-  records[0].filePath = Text(picture);
-  records[0].fileSize = 3;
   Queue("UploadItems", "<r stat=\"ok\"><items><item\nx='1' idx=\"1\" itemId=\"N1\"/></items></r>");
-  ASSERT_EQ(controller_.UploadItems("", records, "U1"), 0u);
-  EXPECT_EQ(FieldText(records[0].itemId), "N1");
+  ASSERT_EQ(controller_.UploadItems("", records_, "U1"), 0u);
+  EXPECT_EQ(FieldText(records_[0].itemId), "N1");
   EXPECT_NE(OnlyRequest().body.find("<UploadItems uploadId=\"U1\">\r\n<items>\r\n<item idx=\"1\" "
-                                    "fileName=\"p.jpg\" size=\"3\" />\r\n"),
+                                    "fileName=\"p.jpg\" size=\"3\" fileCreateDate="),
             std::string::npos);
 }
 
