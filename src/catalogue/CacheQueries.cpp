@@ -1,7 +1,6 @@
 // Counts and lists of the cached hierarchy. One walk visits what stands under a target, and one the
 // whole server; what is done with it, to count, to list ids, or to write records, is the sink's.
 #include <algorithm>
-#include <cstring>
 
 #include "catalogue/KELOAccessCacheManager.h"
 
@@ -95,7 +94,7 @@ void KELOAccessCacheManager::VisitTarget(std::string_view targetID, uint32_t kin
   const HierarchyTable& table = *hierarchy_.directories;
   if ((kindMask & kKELOKind_RootAlbum) && targetID.empty()) sink.Add(kRootAlbumID);
   if ((kindMask & kKELOKind_FileItem) && targetID == kRootAlbumID) {
-    sink.Add(table, table.Directory(HierarchyTable::kRootAlbum).items[kFiles]);
+    sink.Add(table, table.RootAlbum().items[kFiles]);
   }
   const uint32_t directory = table.FindDirectory(OrRoot(targetID));
   if (directory != kNone) VisitLists(table, table.Directory(directory), kindMask, sink);
@@ -118,7 +117,7 @@ void KELOAccessCacheManager::VisitServer(uint32_t kindMask, Sink& sink) const {
   const bool sharedOnly = AsksForSharedAlbumsOnly(kindMask);
   const uint32_t files = kindMask & kKELOKind_FileItem;
   if (kindMask & kKELOKind_RootAlbum) sink.Add(kRootAlbumID);
-  VisitLists(table, table.Directory(HierarchyTable::kRootAlbum), files, sink);
+  VisitLists(table, table.RootAlbum(), files, sink);
   for (const uint32_t number : table.DirectoriesById()) {
     const tagDirectoryInfo& directory = table.Directory(number);
     VisitLists(table, directory, kindMask & ~files, sink);

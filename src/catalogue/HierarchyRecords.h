@@ -22,8 +22,6 @@ constexpr std::string_view OrRoot(std::string_view id) {
 inline constexpr std::string_view kTerminateID = "KELO_CACHEINFO_TERMINATE_ID";
 // The pseudo-album of the items that belong to no album; listed as a child of the root folder.
 inline constexpr std::string_view kRootAlbumID = KELO_ROOT_ALBUM_ID;
-// The whole server, as the target of a query.
-inline constexpr std::string_view kAllItemsID = KELO_ALL_ITEMS_ID;
 
 inline constexpr std::string_view kRootName = "Root";
 inline constexpr std::string_view kRootAlbumName = "RootAlbum";

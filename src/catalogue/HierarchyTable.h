@@ -29,8 +29,8 @@ struct HierarchyPlace {
 
 // Whatever adds is whole or, where memory is short, has changed nothing. Nothing is ever taken out,
 // so numbers stay; a view or a reference lasts until the next change. Ids are taken as they are,
-// and an empty one has no place. Looking up and adding cost the same at any size, except that a
-// directory's first listing sorts.
+// and an empty one has no place. Looking up and adding cost the same at any size; the directories
+// are sorted when their order is asked for.
 class HierarchyTable {
  public:
   // The directory that holds the items of the root album. It has no place.
@@ -61,6 +61,7 @@ class HierarchyTable {
   const HierarchyPlace* FindDirectoryPlace(std::string_view id) const;
 
   const tagDirectoryInfo& Directory(uint32_t number) const { return directories_[number]; }
+  const tagDirectoryInfo& RootAlbum() const { return directories_[kRootAlbum]; }
   tagFileItemData Data(const HierarchyPlace& file) const;
   // The directory whose list holds the place.
   const tagDirectoryInfo& Holder(const HierarchyPlace& entry) const {

@@ -30,18 +30,4 @@ void ItemInfoCache::Store(std::string_view id, const tagKELO_ItemInfo& info) {
   slots_.insert(std::move(key));
 }
 
-const tagKELO_ItemInfo* ItemInfoCache::Find(std::string_view id) const {
-  const auto found = slots_.find(id);
-  return found != slots_.end() && found->second->stored ? &found->second->info : nullptr;
-}
-
-void ItemInfoCache::Remove(std::string_view id) noexcept {
-  if (const auto found = slots_.find(id); found != slots_.end()) found->second->stored = false;
-}
-
-void ItemInfoCache::Clear() noexcept {
-  slots_.clear();
-  order_.clear();
-}
-
 }  // namespace kelo

@@ -25,12 +25,20 @@ class ItemInfoCache {
   void Store(std::string_view id, const tagKELO_ItemInfo& info);
 
   // The stored record or null; valid until the next change of the store. Renews nothing.
-  const tagKELO_ItemInfo* Find(std::string_view id) const;
+  const tagKELO_ItemInfo* Find(std::string_view id) const {
+    const auto found = slots_.find(id);
+    return found != slots_.end() && found->second->stored ? &found->second->info : nullptr;
+  }
 
   // Drops the record of `id`. Its place in the order of eviction stays, deliberately.
-  void Remove(std::string_view id) noexcept;
+  void Remove(std::string_view id) noexcept {
+    if (const auto found = slots_.find(id); found != slots_.end()) found->second->stored = false;
+  }
 
-  void Clear() noexcept;
+  void Clear() noexcept {
+    slots_.clear();
+    order_.clear();
+  }
 
  private:
   struct Slot {

@@ -19,41 +19,45 @@ class RecordWriter {
   }
 
   template <size_t N>
-  void Text(size_t offset, const char (Record::*)[N], std::string_view text) {
-    std::memcpy(record_ + offset, text.data(), std::min(text.size(), N - 1));
+  void Text(char (Record::*field)[N], std::string_view text) {
+    std::memcpy(At(field), text.data(), std::min(text.size(), N - 1));
   }
-  void Word(size_t offset, uint32_t value) { std::memcpy(record_ + offset, &value, sizeof value); }
+  void Word(uint32_t Record::*field, uint32_t value) {
+    std::memcpy(At(field), &value, sizeof value);
+  }
 
-  void ParentId(std::string_view id, const std::string_view* instead) {
-    if (!instead && id == kTerminateID) return;
-    Text(offsetof(Record, parentId), &Record::parentId, instead ? *instead : id);
+  void Ids(std::string_view id, std::string_view ownParentID, const std::string_view* parentID) {
+    if (parentID) {
+      Text(&Record::parentId, *parentID);
+    } else if (ownParentID != kTerminateID) {
+      Text(&Record::parentId, ownParentID);
+    }
+    if (id != kRootID) Text(&Record::itemId, id);
   }
-  void Kind(uint32_t kind) { Word(offsetof(Record, kind), kind); }
-  void ItemId(std::string_view id) {
-    if (id != kRootID) Text(offsetof(Record, itemId), &Record::itemId, id);
-  }
-  void Name(std::string_view name) { Text(offsetof(Record, name), &Record::name, name); }
-  void ModifyDate(std::string_view date) {
-    Text(offsetof(Record, modifyDate), &Record::modifyDate, date);
-  }
-  void ItemCount(uint32_t count) { Word(offsetof(Record, itemCount), count); }
   void Data(const tagFileItemData& data) {
-    Name(data.fileName);
-    ModifyDate(data.modifyDate);
-    Text(offsetof(Record, shotDate), &Record::shotDate, data.shotDate);
-    Text(offsetof(Record, uploadDate), &Record::uploadDate, data.uploadDate);
-    Text(offsetof(Record, screenUrl), &Record::screenUrl, data.screenUrl);
-    Text(offsetof(Record, origUrl), &Record::origUrl, data.origUrl);
-    Word(offsetof(Record, fileFormat), data.fileFormat);
+    Text(&Record::name, data.fileName);
+    Text(&Record::modifyDate, data.modifyDate);
+    Text(&Record::shotDate, data.shotDate);
+    Text(&Record::uploadDate, data.uploadDate);
+    Text(&Record::screenUrl, data.screenUrl);
+    Text(&Record::origUrl, data.origUrl);
+    Word(&Record::fileFormat, data.fileFormat);
   }
   void File(const HierarchyTable& table, const HierarchyPlace& place,
             const std::string_view* parentID) {
-    ParentId(table.Holder(place).id, parentID);
-    Kind(kKELOKind_FileItem);
+    Ids(place.id, table.Holder(place).id, parentID);
+    Word(&Record::kind, kKELOKind_FileItem);
     Data(table.Data(place));
   }
 
  private:
+  template <typename Field>
+  char* At(Field Record::*field) {
+    static constexpr Record kLayout{};
+    return record_ + (reinterpret_cast<const char*>(&(kLayout.*field)) -
+                      reinterpret_cast<const char*>(&kLayout));
+  }
+
   char* record_;
 };
 
@@ -61,13 +65,11 @@ class RecordWriter {
 
 void KELOAccessCacheManager::GetItemInfoFromFileItemData(const tagFileItemData& data,
                                                          tagKELO_ItemInfo& info) {
-  const Record former = info;
-  RecordWriter(&info).Data(data);
-  info.result = former.result;
-  std::memcpy(info.parentId, former.parentId, sizeof info.parentId);
-  std::memcpy(info.itemId, former.itemId, sizeof info.itemId);
-  info.kind = former.kind;
-  info.itemCount = former.itemCount;
+  Record fresh;
+  RecordWriter(&fresh).Data(data);
+  std::memcpy(&fresh, &info, offsetof(Record, fileFormat));  // result, ids and kind
+  fresh.itemCount = info.itemCount;
+  info = fresh;
 }
 
 // The most preferred place of the id. The user's own directories and root album come before the
@@ -82,7 +84,7 @@ const HierarchyPlace* KELOAccessCacheManager::Find(std::string_view id,
   };
   table = &own;
   const HierarchyPlace* place = find(own);
-  if (place && (!HierarchyTable::IsFile(*place) || &own.Holder(*place) == &own.Directory(0))) {
+  if (place && (!HierarchyTable::IsFile(*place) || &own.Holder(*place) == &own.RootAlbum())) {
     return place;
   }
   const HierarchyPlace* other = find(friends);
@@ -97,28 +99,31 @@ bool KELOAccessCacheManager::WriteRecord(std::string_view id, const std::string_
   RecordWriter writer(record);
   const HierarchyTable* table = nullptr;
   if (id == kRootAlbumID) {
-    writer.ParentId({}, parentID);
-    writer.Kind(kKELOKind_RootAlbum);
-    writer.Name(kRootAlbumName);
-    writer.ItemCount(hierarchy_.directories->Directory(0).items[kFiles].size);
-  } else if (const HierarchyPlace* place = Find(id, table); !place) {
-    writer.Word(offsetof(Record, result), kKELOResult_NotFound);
-    return false;
-  } else if (HierarchyTable::IsFile(*place)) {
-    writer.File(*table, *place, parentID);
-  } else {
-    const tagDirectoryInfo& directory = table->Directory(place->record);
-    writer.ParentId(directory.parentID, parentID);
-    writer.Kind(directory.flags);
-    writer.Name(directory.name);
-    writer.ModifyDate(directory.modifyDate);
-    uint32_t count = directory.items[kFolders].size + directory.items[kAlbums].size +
-                     directory.items[kFiles].size;
-    // The root folder's count holds the root album twice, deliberately.
-    if (id.empty()) count += table == hierarchy_.directories.get() ? 2 : 1;
-    writer.ItemCount(count);
+    writer.Ids(id, {}, parentID);
+    writer.Word(&Record::kind, kKELOKind_RootAlbum);
+    writer.Text(&Record::name, kRootAlbumName);
+    writer.Word(&Record::itemCount, hierarchy_.directories->RootAlbum().items[kFiles].size);
+    return true;
   }
-  writer.ItemId(id);
+  const HierarchyPlace* place = Find(id, table);
+  if (!place) {
+    writer.Word(&Record::result, kKELOResult_NotFound);
+    return false;
+  }
+  if (HierarchyTable::IsFile(*place)) {
+    writer.File(*table, *place, parentID);
+    return true;
+  }
+  const tagDirectoryInfo& directory = table->Directory(place->record);
+  uint32_t count = 0;
+  for (const HierarchyList& list : directory.items) count += list.size;
+  // The root folder's count holds the root album twice, deliberately.
+  if (id.empty()) count += table == hierarchy_.directories.get() ? 2 : 1;
+  writer.Ids(id, directory.parentID, parentID);
+  writer.Word(&Record::kind, directory.flags);
+  writer.Text(&Record::name, directory.name);
+  writer.Text(&Record::modifyDate, directory.modifyDate);
+  writer.Word(&Record::itemCount, count);
   return true;
 }
 
@@ -126,14 +131,13 @@ void KELOAccessCacheManager::WriteEntry(const HierarchyTable& table, const Hiera
                                         const std::string_view* parentID, void* record) const {
   const bool isOwn = &table == hierarchy_.directories.get();
   const HierarchyTable& other = isOwn ? *hierarchy_.friendAlbums : *hierarchy_.directories;
-  if (!HierarchyTable::IsFile(entry) || !entry.preferred || other.Find(entry.id) ||
-      entry.id == kRootAlbumID) {
+  const bool isWhatIsFound = HierarchyTable::IsFile(entry) && entry.preferred &&
+                             !other.Find(entry.id) && entry.id != kRootAlbumID;
+  if (isWhatIsFound) {
+    RecordWriter(record).File(table, entry, parentID);
+  } else {
     WriteRecord(entry.id, parentID, record);
-    return;
   }
-  RecordWriter writer(record);
-  writer.File(table, entry, parentID);
-  writer.ItemId(entry.id);
 }
 
 void KELOAccessCacheManager::GetItemInfo(std::string_view id, tagKELO_ItemInfo& info) {

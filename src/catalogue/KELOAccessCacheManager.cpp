@@ -66,16 +66,6 @@ void KELOAccessCacheManager::AddDirectoryItem(std::string_view parentID, std::st
   RemoveKELO_ItemInfoCache(parentID);  // it shows how many folders and albums it holds
 }
 
-void KELOAccessCacheManager::AddAlbum(std::string_view parentID, std::string_view id,
-                                      const tagDirectoryItemData& data, bool shared) {
-  AddDirectoryItem(parentID, id, data, shared ? kSharedAlbumFlags : uint32_t{kKELOKind_Album});
-}
-
-void KELOAccessCacheManager::AddFolder(std::string_view parentID, std::string_view id,
-                                       const tagDirectoryItemData& data) {
-  AddDirectoryItem(parentID, id, data, kKELOKind_Folder);
-}
-
 void KELOAccessCacheManager::AddFriendAlbum(std::string_view id, const tagDirectoryItemData& data) {
   if (id.empty()) return;
   hierarchy_.friendAlbums->AddDirectory(kNone, {}, id, data, kKELOKind_FriendAlbum);
@@ -121,23 +111,6 @@ bool KELOAccessCacheManager::CheckDirectoryItemID(std::string_view id, bool& isA
 
 bool KELOAccessCacheManager::CheckFriendAlbumID(std::string_view id) const {
   return hierarchy_.friendAlbums->FindDirectory(id) != kNone;
-}
-
-void KELOAccessCacheManager::UpdateKELO_ItemInfoCache(std::string_view id,
-                                                      const tagKELO_ItemInfo& info) {
-  itemInfoCache_.Store(OrRoot(id), info);
-}
-
-const tagKELO_ItemInfo* KELOAccessCacheManager::GetKELO_ItemInfoCache(std::string_view id) const {
-  return itemInfoCache_.Find(OrRoot(id));
-}
-
-void KELOAccessCacheManager::RemoveKELO_ItemInfoCache(std::string_view id) noexcept {
-  itemInfoCache_.Remove(OrRoot(id));
-}
-
-void KELOAccessCacheManager::ClearKELO_ItemInfoCache() noexcept {
-  itemInfoCache_.Clear();
 }
 
 }  // namespace kelo

@@ -57,8 +57,12 @@ class KELOAccessCacheManager {
   void AddDirectoryItem(std::string_view parentID, std::string_view id,
                         const tagDirectoryItemData& data, uint32_t flags);
   void AddAlbum(std::string_view parentID, std::string_view id, const tagDirectoryItemData& data,
-                bool shared);
-  void AddFolder(std::string_view parentID, std::string_view id, const tagDirectoryItemData& data);
+                bool shared) {
+    AddDirectoryItem(parentID, id, data, shared ? kSharedAlbumFlags : uint32_t{kKELOKind_Album});
+  }
+  void AddFolder(std::string_view parentID, std::string_view id, const tagDirectoryItemData& data) {
+    AddDirectoryItem(parentID, id, data, kKELOKind_Folder);
+  }
   void AddFileItem(std::string_view parentID, std::string_view id, const tagFileItemData& data);
   void AddFileItemToRootAlbum(std::string_view id, const tagFileItemData& data);
   void AddFriendAlbum(std::string_view id, const tagDirectoryItemData& data);
@@ -75,11 +79,15 @@ class KELOAccessCacheManager {
 
   // ---- Finished item records: see ItemInfoCache. ----
 
-  void UpdateKELO_ItemInfoCache(std::string_view id, const tagKELO_ItemInfo& info);
+  void UpdateKELO_ItemInfoCache(std::string_view id, const tagKELO_ItemInfo& info) {
+    itemInfoCache_.Store(OrRoot(id), info);
+  }
   // The record or null; valid until the next operation of the cache.
-  const tagKELO_ItemInfo* GetKELO_ItemInfoCache(std::string_view id) const;
-  void RemoveKELO_ItemInfoCache(std::string_view id) noexcept;
-  void ClearKELO_ItemInfoCache() noexcept;
+  const tagKELO_ItemInfo* GetKELO_ItemInfoCache(std::string_view id) const {
+    return itemInfoCache_.Find(OrRoot(id));
+  }
+  void RemoveKELO_ItemInfoCache(std::string_view id) noexcept { itemInfoCache_.Remove(OrRoot(id)); }
+  void ClearKELO_ItemInfoCache() noexcept { itemInfoCache_.Clear(); }
   // Fills name, dates, URLs and format, and clears the words and areas without a use. Result, ids,
   // kind and item count stay as they are.
   static void GetItemInfoFromFileItemData(const tagFileItemData& data, tagKELO_ItemInfo& info);

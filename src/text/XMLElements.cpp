@@ -52,9 +52,16 @@ std::string_view EndOfNoTag(std::string_view behind) {
   return behind.starts_with("![CDATA[") ? "]]>" : ">";
 }
 
-// What most tags are, told apart by counting alone.
+// What most tags are, told apart by counting alone; in bytes, so that a processor counts many at
+// once.
 bool HasOnlyWholeDoubleQuotes(std::string_view text) {
-  return std::ranges::count(text, '"') % 2 == 0 && text.find('\'') == npos;
+  unsigned char odd = 0;
+  unsigned char other = 0;
+  for (const char c : text) {
+    odd ^= static_cast<unsigned char>(c == '"');
+    other |= static_cast<unsigned char>(c == '\'');
+  }
+  return odd == 0 && other == 0;
 }
 
 // The '>' of the tag whose name ends at `from`: the first one outside of quotes. Where an odd quote

@@ -53,21 +53,40 @@ struct XMLAttribute {
 /// itself. False when there is none, also before a "/" or ">" where a name could stand.
 bool NextAttribute(std::string_view& rest, XMLAttribute& attribute);
 
+/// The same for an attribute of that name behind a single blank, which is quicker to see than any.
+inline bool NextAttribute(std::string_view& rest, std::string_view name, std::string_view& value) {
+  const size_t begin = name.size() + 3;
+  if (rest.size() < begin || rest[0] != ' ' || rest[begin - 1] != '"' || rest[begin - 2] != '=' ||
+      rest.substr(1, name.size()) != name) {
+    return false;
+  }
+  const size_t end = rest.find('"', begin);
+  if (end == std::string_view::npos) return false;
+  value = rest.substr(begin, end - begin);
+  rest.remove_prefix(end + 1);
+  return true;
+}
+
 /// The values of the attributes of exactly these names, null for an absent one. Of equal names in
-/// the tag the first wins.
+/// the tag the first wins. Quickest where they stand in the order of the names.
 template <size_t Count>
 std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
                                                    const std::string_view (&names)[Count]) {
   std::array<std::string_view, Count> values;
   XMLAttribute attribute;
-  while (NextAttribute(attributes, attribute)) {
-    for (size_t i = 0; i < Count; ++i) {
-      if (attribute.name != names[i]) continue;
-      if (!values[i].data()) values[i] = attribute.value;
-      break;
+  for (size_t next = 0;;) {
+    if (next < Count && !values[next].data() &&
+        NextAttribute(attributes, names[next], values[next])) {
+      ++next;
+      continue;
     }
+    if (!NextAttribute(attributes, attribute)) return values;
+    size_t found = 0;
+    while (found < Count && attribute.name != names[found]) ++found;
+    if (found == Count) continue;
+    if (!values[found].data()) values[found] = attribute.value;
+    next = found + 1;
   }
-  return values;
 }
 
 /// What stands between the first opening tag of that name and the last closing one behind it; the
