@@ -1,5 +1,4 @@
 // The record of one entry of the cached hierarchy.
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -20,7 +19,7 @@ class RecordWriter {
 
   template <size_t N>
   void Text(char (Record::*field)[N], std::string_view text) {
-    std::memcpy(At(field), text.data(), std::min(text.size(), N - 1));
+    text.copy(At(field), N - 1);
   }
   void Word(uint32_t Record::*field, uint32_t value) {
     std::memcpy(At(field), &value, sizeof value);
