@@ -1,7 +1,6 @@
 // Uploads and downloads through the program.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <csignal>
 #include <fstream>
 

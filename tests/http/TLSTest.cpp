@@ -137,6 +137,7 @@ TEST_F(TLS, AServerThatIsVouchedForServesEveryOperation) {
                 url + "/up", "", {}, {{"<", transport.folder.Path("large"), 1 << 20}}, response, 5),
             0u);
   EXPECT_TRUE(response == "/up?<" + large);
+  EXPECT_EQ(secure.Connections(), 2) << "and an upload never has one that was used";
 }
 
 TEST_F(TLS, AServerThatNobodyVouchesForGetsNoRequest) {

@@ -14,6 +14,8 @@
 #include <random>
 #include <thread>
 
+#include "platform/KELOAccessEncoder.h"
+#include "platform/KELOUtility.h"
 #include "support/TemporaryFolder.h"
 
 namespace kelo {
@@ -96,6 +98,13 @@ TEST(OpenRegularFileForReading, TellsTheSizeAndRefusesTheRest) {
     EXPECT_FALSE(OpenRegularFileForReading(path, size, error)) << path;
     EXPECT_EQ(error, reason) << path;
     EXPECT_EQ(size, 0u) << path;
+    // Nor do those who read files whole take it for one.
+    std::uint32_t length = 99;
+    EXPECT_EQ(KELOUtility().ReadLocalTextFile(path, length), nullptr) << path;
+    EXPECT_EQ(length, 0u) << path;
+    std::string digest = "old";
+    EXPECT_EQ(KELOAccessEncoder().AccessEncodeFileMD5(path, digest), 0u) << path;
+    EXPECT_EQ(digest, "") << path;
   }
 }
 

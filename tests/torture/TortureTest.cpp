@@ -208,7 +208,7 @@ class FirstCommand : public TortureTest {
     const int failures = FailuresSoFar();
     alarm(60);
     SetFault(fault);
-    const uint32_t result = SendOpen();
+    const uint32_t result = Open();
     const FaultReport report = TakeFault();
     *calls_ = report.calls;
     SCOPED_TRACE(std::string(report.Failed() ? report.call : "nothing") + " failed, point " +
@@ -217,7 +217,7 @@ class FirstCommand : public TortureTest {
     EXPECT_TRUE(result == 0 || report.error != EINTR) << "an interrupted call is no failure";
     std::string id;
     tagKELO_ItemInfo item{};
-    EXPECT_EQ(SendOpen(), 0u);
+    EXPECT_EQ(Open(), 0u);
     EXPECT_EQ(Capacity(), 0u);
     EXPECT_EQ(Upload("", id), 0u);
     EXPECT_EQ(Load(), 0u);

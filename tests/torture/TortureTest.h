@@ -26,6 +26,8 @@ std::vector<Trial> AllTrials();
 class TortureTest : public AccountTest {
  public:
   // For the table of commands, which stands outside of the class.
+  using AccountTest::Load;
+  using AccountTest::Open;
   using AccountTest::Record;
   using AccountTest::Send;
   using AccountTest::service;
@@ -59,8 +61,6 @@ class TortureTest : public AccountTest {
     tagKELO_ItemInfo made = NewContainer(kind, "Made");
     return Add(made, "");
   }
-  uint32_t SendOpen() { return Open(); }
-  uint32_t SendLoad() { return Load(); }
   uint32_t SendSession() {
     tagKELO_SessionInfo session = session_;
     return Send(kKELOCommand_SetSessionInfo, Record(&session));

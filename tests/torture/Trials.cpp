@@ -30,7 +30,7 @@ uint32_t OfAlbum(TortureTest& t) {
 
 std::vector<Trial> AllTrials() {
   return {
-      {"OpenSession", Effect::Forgets, [](TortureTest& t) { return t.SendOpen(); }},
+      {"OpenSession", Effect::Forgets, [](TortureTest& t) { return t.Open(); }},
       {"CloseSession", Effect::None,
        [](TortureTest& t) {
          t.service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
@@ -48,11 +48,11 @@ std::vector<Trial> AllTrials() {
        }},
       {"SetSessionInfo", Effect::Forgets, [](TortureTest& t) { return t.SendSession(); }},
       {"SetSessionInfoAtFirst", Effect::Starts, [](TortureTest& t) { return t.SendSession(); }},
-      {"OpenSessionAtFirst", Effect::Starts, [](TortureTest& t) { return t.SendOpen(); }},
+      {"OpenSessionAtFirst", Effect::Starts, [](TortureTest& t) { return t.Open(); }},
       {"Abort", Effect::None,
        [](TortureTest& t) { return t.Send(kKELOCommand_Abort, t.Record()); }},
-      {"LoadHierarchy", Effect::Loads, [](TortureTest& t) { return t.SendLoad(); }},
-      {"LoadHierarchyAgain", Effect::None, [](TortureTest& t) { return t.SendLoad(); }},
+      {"LoadHierarchy", Effect::Loads, [](TortureTest& t) { return t.Load(); }},
+      {"LoadHierarchyAgain", Effect::None, [](TortureTest& t) { return t.Load(); }},
       {"GetItemsCount", Effect::None,
        [](TortureTest& t) {
          uint32_t count = 0;
