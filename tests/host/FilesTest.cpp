@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-
 #include "KeloProcess.h"
 #include "host/ResultText.h"
 #include "host/UploadPlan.h"
