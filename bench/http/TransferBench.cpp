@@ -46,8 +46,10 @@ void Perform(CURL* easy, benchmark::State& state) {
   if (curl_easy_perform(easy) != CURLE_OK) state.SkipWithError("the yardstick failed");
 }
 
-void Check(std::uint32_t code, benchmark::State& state) {
-  if (code != 0) state.SkipWithError(("transport code " + std::to_string(code)).c_str());
+void Check(TransportCode code, benchmark::State& state) {
+  if (code == TransportCode::Success) return;
+  const std::string number = std::to_string(static_cast<std::uint32_t>(code));
+  state.SkipWithError(("transport code " + number).c_str());
 }
 
 void SmallPut(benchmark::State& state) {
