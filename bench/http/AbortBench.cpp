@@ -28,7 +28,7 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* kHangingHost = "hangs.invalid";
 std::atomic<bool> lookupMayEnd = false;
 
-/// Lets the request run for a while, aborts it, and takes the time from there to its end.
+// Lets the request run for a while, aborts it, and takes the time from there to its end.
 void Measure(benchmark::State& state, HTTPConnection& connection,
              const std::function<std::uint32_t()>& request) {
   double worst = 0;

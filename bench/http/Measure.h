@@ -14,7 +14,7 @@
 
 namespace kelo::bench {
 
-/// Wall-clock seconds: a transfer is also its waiting.
+// Wall-clock seconds: a transfer is also its waiting.
 template <typename Work>
 double WallSeconds(Work work) {
   const auto begun = std::chrono::steady_clock::now();
@@ -28,7 +28,7 @@ inline double MiddleOf(std::vector<double> values) {
   return *middle;
 }
 
-/// A line of /proc/self/status in MiB.
+// A line of /proc/self/status in MiB.
 inline double StatusMiB(const std::string& name) {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -37,7 +37,7 @@ inline double StatusMiB(const std::string& name) {
   return 0;
 }
 
-/// By how many MiB the resident memory grows at most while `work` runs.
+// By how many MiB the resident memory grows at most while `work` runs.
 template <typename Work>
 double ResidentGrowthMiB(Work work) {
   std::ofstream("/proc/self/clear_refs") << "5";  // the peak begins anew
@@ -46,8 +46,8 @@ double ResidentGrowthMiB(Work work) {
   return std::max(0.0, StatusMiB("VmHWM:") - before);
 }
 
-/// Runs both in turn, so that both see the same machine, and reports the middle times and their
-/// ratio. The time shown for the benchmark is ours.
+// Runs both in turn, so that both see the same machine, and reports the middle times and their
+// ratio. The time shown for the benchmark is ours.
 template <typename Ours, typename Yardstick>
 void Compare(benchmark::State& state, Ours ours, Yardstick yardstick) {
   std::vector<double> mine;

@@ -9,8 +9,8 @@
 
 namespace kelo::bench {
 
-/// "/file": so many bytes. "/silent": nothing. "/slow": a byte now and then. Anything else: a short
-/// answer. One connection after the other on loopback.
+// "/file": so many bytes. "/silent": nothing. "/slow": a byte now and then. Anything else: a short
+// answer. One connection after the other on loopback.
 class SinkServer {
  public:
   explicit SinkServer(std::size_t fileSize = 0);
@@ -20,7 +20,7 @@ class SinkServer {
 
   std::string Url(const std::string& path) const;
   int Port() const { return port_; }
-  /// Requests whose head has arrived.
+  // Requests whose head has arrived.
   int Requests() const { return requests_; }
 
  private:

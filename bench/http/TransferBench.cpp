@@ -129,7 +129,7 @@ std::vector<tagHTTPConnection_MultipartBody> Parts(const Scratch& scratch, std::
   return parts;
 }
 
-/// Posts bytes, or a file, the way libcurl is used by itself.
+// Posts bytes, or a file, the way libcurl is used by itself.
 void BarePost(const std::string& url, const char* bytes, std::FILE* file, std::size_t size,
               benchmark::State& state) {
   const Easy easy(curl_easy_init());
@@ -146,7 +146,7 @@ void BarePost(const std::string& url, const char* bytes, std::FILE* file, std::s
   Perform(easy.get(), state);
 }
 
-/// Beside posting bytes that lie in memory already, or (argument 1) reading the same files first.
+// Beside posting bytes that lie in memory already, or (argument 1) reading the same files first.
 void UploadThousandFiles(benchmark::State& state) {
   constexpr std::size_t kCount = 1000;
   constexpr std::size_t kSize = 65536;
@@ -184,7 +184,7 @@ BENCHMARK(UploadThousandFiles)
     ->Iterations(15)
     ->Unit(benchmark::kMillisecond);
 
-/// Beside posting the file itself, or (argument 1) a copy made first, as the spool is one.
+// Beside posting the file itself, or (argument 1) a copy made first, as the spool is one.
 void Upload512MiB(benchmark::State& state) {
   constexpr std::size_t kSize = 512 * kMiB;
   SinkServer server;

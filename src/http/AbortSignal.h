@@ -18,7 +18,7 @@ class AbortSignal {
   AbortSignal(const AbortSignal&) = delete;
   AbortSignal& operator=(const AbortSignal&) = delete;
 
-  /// A command on the thread that makes it. Scopes may lie in each other: the outermost counts.
+  // A command on the thread that makes it. Scopes may lie in each other: the outermost counts.
   class [[nodiscard]] CommandScope {
    public:
     explicit CommandScope(AbortSignal& signal);
@@ -30,9 +30,9 @@ class AbortSignal {
     AbortSignal& signal_;
   };
 
-  /// A request of the command, or a command of its own where none runs. The loader's wait is ended
-  /// when the signal is raised. Made before anything of the request happens, destroyed after all
-  /// that it leaves has been cleaned up.
+  // A request of the command, or a command of its own where none runs. The loader's wait is ended
+  // when the signal is raised. Made before anything of the request happens, destroyed after all
+  // that it leaves has been cleaned up.
   class [[nodiscard]] RequestScope {
    public:
     RequestScope(AbortSignal& signal, URLLoader& loader);
@@ -45,12 +45,12 @@ class AbortSignal {
     AbortSignal& signal_;
   };
 
-  /// Whether the running command is to end. Any thread.
+  // Whether the running command is to end. Any thread.
   bool IsRaised() const { return raised_; }
 
-  /// Ends the running command. Returns when the request that is under way, if any, has ended; at
-  /// once on the command's own thread, from inside an event. Nothing happens while no command runs.
-  /// Any thread.
+  // Ends the running command. Returns when the request that is under way, if any, has ended; at
+  // once on the command's own thread, from inside an event. Nothing happens while no command runs.
+  // Any thread.
   void Raise();
 
  private:

@@ -13,7 +13,7 @@
 
 namespace kelo {
 
-/// One thread at a time. Results are transport codes.
+// One thread at a time. Results are transport codes.
 class DownloadFile {
  public:
   DownloadFile() = default;
@@ -22,21 +22,21 @@ class DownloadFile {
   ~DownloadFile() { Discard(); }
 
   bool IsOpen() const { return static_cast<bool>(file_); }
-  /// Creates the file in the folder that the path names now, whatever becomes of the path. Anything
-  /// that stands there is left alone, a dangling link included.
+  // Creates the file in the folder that the path names now, whatever becomes of the path. Anything
+  // that stands there is left alone, a dangling link included.
   TransportCode Create(const std::string& path);
   TransportCode Write(std::string_view data);
-  /// Gives the file its name, unless something has taken it or data was lost, and closes it. After
-  /// a failure there is no file.
+  // Gives the file its name, unless something has taken it or data was lost, and closes it. After
+  // a failure there is no file.
   TransportCode Keep();
-  /// Closes the file and removes it, if it still is the one that was created.
+  // Closes the file and removes it, if it still is the one that was created.
   void Discard();
 
  private:
   TransportCode CreateNamed();
   bool RememberFile();
   TransportCode TakeName();
-  /// Where a policy forbids the link that names a nameless file.
+  // Where a policy forbids the link that names a nameless file.
   TransportCode CopyToNamed();
   void RemoveIfStillOurs();
 

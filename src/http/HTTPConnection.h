@@ -21,20 +21,20 @@ class AbortSignal;
 class HTTPConnection;
 class KELOHTTPController;
 
-/// One extra request header.
+// One extra request header.
 struct tagHTTPConnection_HeaderInfo {
   std::string name;
   std::string value;
 };
 
-/// One piece of a multipart body: literal bytes, then a file.
+// One piece of a multipart body: literal bytes, then a file.
 struct tagHTTPConnection_MultipartBody {
   std::string bytes;      // sent as they are; may be empty
   std::string filePath;   // UTF-8; empty: no file
   uint32_t fileSize = 0;  // exactly so many bytes of the file are sent
 };
 
-/// The abstract platform connection. The operations of the base do nothing and answer 0.
+// The abstract platform connection. The operations of the base do nothing and answer 0.
 class HTTPConnectionBase {
  public:
   HTTPConnectionBase() = default;
@@ -55,13 +55,13 @@ class HTTPConnectionBase {
   virtual TransportCode HTTPFileDownload(const std::string& url, const std::string& destPath,
                                          uint32_t& fileSize, uint32_t timeout);
   virtual TransportCode HTTPAbort();
-  /// What became of the last request; all zero before the first.
+  // What became of the last request; all zero before the first.
   virtual URLTransferInfo LastTransfer() const;
 
-  /// The owner that progress goes to; must outlive this object or be taken back with null.
+  // The owner that progress goes to; must outlive this object or be taken back with null.
   void SetCallback(HTTPConnection* owner) { owner_ = owner; }
 
-  /// Deliver progress upward; nothing happens without an owner that has a callback.
+  // Deliver progress upward; nothing happens without an owner that has a callback.
   void ExecuteCallback_UploadProgress(const std::string& name, const uint32_t& done,
                                       const uint32_t& total);
   void ExecuteCallback_DownloadProgress(const std::string& name, const uint32_t& done,
@@ -71,12 +71,12 @@ class HTTPConnectionBase {
   HTTPConnection* owner_ = nullptr;
 };
 
-/// Owns one platform connection and forwards to it.
+// Owns one platform connection and forwards to it.
 class HTTPConnection {
  public:
-  /// Its requests end when `abort` is raised; null stands for a signal of its own.
+  // Its requests end when `abort` is raised; null stands for a signal of its own.
   explicit HTTPConnection(std::shared_ptr<AbortSignal> abort = nullptr);
-  /// With another platform connection, such as one over a scripted loader.
+  // With another platform connection, such as one over a scripted loader.
   explicit HTTPConnection(std::unique_ptr<HTTPConnectionBase> platform);
   HTTPConnection(const HTTPConnection&) = delete;
   HTTPConnection& operator=(const HTTPConnection&) = delete;
@@ -95,7 +95,7 @@ class HTTPConnection {
   TransportCode HTTPAbort();
   URLTransferInfo LastTransfer() const { return platform_->LastTransfer(); }
 
-  /// The controller that progress goes to; not owned, must outlive the requests.
+  // The controller that progress goes to; not owned, must outlive the requests.
   void SetCallback(KELOHTTPController* callback) { callback_ = callback; }
   KELOHTTPController* Callback() const { return callback_; }
 

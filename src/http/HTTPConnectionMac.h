@@ -14,9 +14,9 @@ class URLLoader;
 
 class HTTPConnectionMac final : public HTTPConnectionBase {
  public:
-  /// Its requests end when `abort` is raised.
+  // Its requests end when `abort` is raised.
   explicit HTTPConnectionMac(std::shared_ptr<AbortSignal> abort);
-  /// Over another loader and with another place for the upload spool file.
+  // Over another loader and with another place for the upload spool file.
   HTTPConnectionMac(std::unique_ptr<URLLoader> loader, const std::string& spoolPath,
                     std::shared_ptr<AbortSignal> abort = nullptr);
   ~HTTPConnectionMac() override;

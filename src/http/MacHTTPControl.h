@@ -25,17 +25,17 @@ class UploadBody;
 
 class MacHTTPControl final : private URLConnectionDelegate {
  public:
-  /// Where an upload body of 100 MiB of files or more is spooled.
+  // Where an upload body of 100 MiB of files or more is spooled.
   static constexpr const char* kSpoolPath = "/tmp/tVQLTempFile.dat";
 
-  /// `abort` ends the operations; it is shared with those who raise it.
+  // `abort` ends the operations; it is shared with those who raise it.
   MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath,
                  std::shared_ptr<AbortSignal> abort);
   ~MacHTTPControl();
 
-  /// Whom progress goes to; not owned, may be null.
+  // Whom progress goes to; not owned, may be null.
   void setupCallback(HTTPConnectionMac* callback) { pHTTPConnectionMac_ = callback; }
-  /// Gives up what is left; sent before destruction.
+  // Gives up what is left; sent before destruction.
   void endControl();
 
   TransportCode httpFuncGET(const std::string& url, const std::string& query, std::string& response,
@@ -50,16 +50,16 @@ class MacHTTPControl final : private URLConnectionDelegate {
   TransportCode httpFuncDownload(const std::string& url, const std::string& destPath,
                                  uint32_t& fileSize, uint32_t timeoutSetting);
 
-  /// Raises the abort signal; always 0. Any thread.
+  // Raises the abort signal; always 0. Any thread.
   TransportCode httpFuncAbort();
-  /// Whether the running command is to end. Any thread.
+  // Whether the running command is to end. Any thread.
   bool detectAbort() const { return abort_->IsRaised(); }
 
-  /// What became of the last operation's request.
+  // What became of the last operation's request.
   const URLTransferInfo& LastTransfer() const { return lastTransfer_; }
 
  private:
-  /// One operation from its beginning to its end, whatever ends it.
+  // One operation from its beginning to its end, whatever ends it.
   struct Operation {
     Operation(MacHTTPControl& control, bool download);
 
@@ -81,7 +81,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
 
     bool AnyFailure() const;
   };
-  /// Begins an operation, and ends it with the scope.
+  // Begins an operation, and ends it with the scope.
   class Running;
 
   void DidReceiveResponse(int status, std::optional<uint64_t> contentLength) override;

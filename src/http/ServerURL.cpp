@@ -18,7 +18,7 @@ std::string_view URLsFile() {
   return named != nullptr ? std::string_view(named) : kURLsFile;
 }
 
-/// The text between the first two quotes behind the key; empty if there are none.
+// The text between the first two quotes behind the key; empty if there are none.
 std::string_view QuotedValue(std::string_view text, std::string_view key) {
   const auto keyAt = text.find(key);
   if (keyAt == std::string_view::npos) return {};

@@ -17,7 +17,7 @@ struct ServerURLEntry {
 inline constexpr ServerURLEntry kKELOServer{"kKELO_URLofKELOServer", "http://api.talvo.example"};
 inline constexpr ServerURLEntry kGAServer{"kKELO_URLofGAServer", "http://www.talvo.example"};
 
-/// The URL as the file gives it, taken as it stands, or the default where the file has none.
+// The URL as the file gives it, taken as it stands, or the default where the file has none.
 std::string ServerURL(const ServerURLEntry& entry);
 
 }  // namespace kelo

@@ -25,10 +25,10 @@ enum class TransportCode : uint32_t {
 
 TransportCode TransportCodeOfStatus(int status, bool download);
 
-/// The code of a failed connection (see URLLoading.h); nothing but `before` for a cancelled one.
+// The code of a failed connection (see URLLoading.h); nothing but `before` for a cancelled one.
 TransportCode TransportCodeOfURLError(std::string_view domain, int error, TransportCode before);
 
-/// The result code that hosts see.
+// The result code that hosts see.
 uint32_t ResultOfTransport(TransportCode code);
 
 }  // namespace kelo

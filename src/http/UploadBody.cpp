@@ -19,8 +19,8 @@ constexpr size_t kChunkSize = 65536;
 constexpr size_t kReadStep = 1 << 20;  // between two looks at the abort flag
 constexpr size_t kLargePage = 2 << 20;
 
-/// An uninitialized buffer. Touched page by page, a large one would cost as much in page faults as
-/// in reading the files, so it asks for large pages; whether it gets them doesn't matter.
+// An uninitialized buffer. Touched page by page, a large one would cost as much in page faults as
+// in reading the files, so it asks for large pages; whether it gets them doesn't matter.
 char* NewBuffer(size_t size) {
   char* const buffer = static_cast<char*>(::operator new[](size, std::align_val_t{kLargePage}));
 #if defined(MADV_HUGEPAGE)

@@ -23,25 +23,25 @@ namespace kelo {
 
 class UploadBody {
  public:
-  /// Sum of the file sizes from which the body is spooled.
+  // Sum of the file sizes from which the body is spooled.
   static constexpr uint64_t kSpoolThreshold = 104857600;
 
-  /// `aborted` is asked between steps of bounded length.
+  // `aborted` is asked between steps of bounded length.
   UploadBody(std::string spoolPath, std::function<bool()> aborted);
   UploadBody(const UploadBody&) = delete;
   UploadBody& operator=(const UploadBody&) = delete;
-  /// Also removes what a host that died may have left at the spool path.
+  // Also removes what a host that died may have left at the spool path.
   ~UploadBody();
 
-  /// Reads everything. A transport code; 4107 for a file that cannot supply its declared size.
+  // Reads everything. A transport code; 4107 for a file that cannot supply its declared size.
   TransportCode Build(const std::vector<tagHTTPConnection_MultipartBody>& parts);
 
-  /// The body, valid while this object lives.
+  // The body, valid while this object lives.
   URLBody Body() const;
   const std::string& LastPath() const { return lastPath_; }
   uint64_t FileBytes() const { return FileBytesWithin(length_); }
   uint64_t FileCount() const { return files_.size(); }
-  /// The bytes of files among the first `length` bytes of the body.
+  // The bytes of files among the first `length` bytes of the body.
   uint64_t FileBytesWithin(uint64_t length) const;
 
  private:

@@ -10,7 +10,7 @@ void KELOAccessHTTPController::SetCallback(void* commandController) {
   commandController_ = static_cast<KELOAccessCommandController*>(commandController);
 }
 
-template <class Perform>
+template <typename Perform>
 uint32_t KELOAccessHTTPController::Traced(const TracedRequest& request, const std::string& response,
                                           Perform perform) {
   RequestTrace trace;

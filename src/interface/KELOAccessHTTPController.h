@@ -16,7 +16,7 @@ struct TracedRequest;
 
 class KELOAccessHTTPController : public KELOHTTPController {
  public:
-  /// With a signal of its own, where `abort` is null.
+  // With a signal of its own, where `abort` is null.
   explicit KELOAccessHTTPController(std::shared_ptr<AbortSignal> abort = nullptr)
       : KELOHTTPController(std::move(abort)) {}
 
@@ -40,7 +40,7 @@ class KELOAccessHTTPController : public KELOHTTPController {
                                  const uint32_t& total) override;
 
  private:
-  template <class Perform>
+  template <typename Perform>
   uint32_t Traced(const TracedRequest& request, const std::string& response, Perform perform);
 
   KELOAccessCommandController* commandController_ = nullptr;

@@ -31,7 +31,7 @@ std::string TimeNow() {
   return text.data() + fraction.substr(1) + "Z";
 }
 
-/// The value of a parameter in a query; empty where it is missing.
+// The value of a parameter in a query; empty where it is missing.
 std::string_view QueryValue(std::string_view query, std::string_view name) {
   while (!query.empty()) {
     const std::string_view parameter = query.substr(0, query.find('&'));
@@ -41,7 +41,7 @@ std::string_view QueryValue(std::string_view query, std::string_view name) {
   return {};
 }
 
-/// Host and path of a URL: no scheme, no credentials, no query.
+// Host and path of a URL: no scheme, no credentials, no query.
 std::string_view HostAndPath(std::string_view url) {
   const size_t scheme = url.find("://");
   if (scheme != std::string_view::npos) url.remove_prefix(scheme + 3);
@@ -51,7 +51,7 @@ std::string_view HostAndPath(std::string_view url) {
   return url;
 }
 
-/// The method that a document names: its one element.
+// The method that a document names: its one element.
 std::string_view ServiceMethod(const TracedRequest& request) {
   const size_t begin = request.document.find(kDocumentDeclaration);
   if (begin == std::string_view::npos) return QueryValue(request.query, "method=");
@@ -60,7 +60,7 @@ std::string_view ServiceMethod(const TracedRequest& request) {
   return name.substr(0, name.find_first_of(" >"));
 }
 
-/// A text that somebody else wrote: without what the query keeps secret, cut, in one line.
+// A text that somebody else wrote: without what the query keeps secret, cut, in one line.
 std::string Quoted(std::string_view text, const TracedRequest& request) {
   std::string quoted(text);
   for (const char* name : {"keloSessToken=", "keloApiKey=", "keloAuthToken=", "keloApiSig="}) {
@@ -77,7 +77,7 @@ std::string Quoted(std::string_view text, const TracedRequest& request) {
   return "\"" + quoted + "\"";
 }
 
-/// Too short for a secret, and in need of no quotes.
+// Too short for a secret, and in need of no quotes.
 bool IsPlainWord(std::string_view text) {
   constexpr size_t kLongestWord = 12;
   return !text.empty() && text.size() <= kLongestWord &&
@@ -112,7 +112,7 @@ std::string Line(uint32_t command, const TracedRequest& request, const URLTransf
   return line + "\n";
 }
 
-/// Keeps a reader that has left the trace's pipe from ending the program.
+// Keeps a reader that has left the trace's pipe from ending the program.
 class BrokenPipeShield {
  public:
   BrokenPipeShield() {

@@ -18,7 +18,7 @@
 
 namespace kelo {
 
-/// A request before it is sent. The views must last until the line is written.
+// A request before it is sent. The views must last until the line is written.
 struct TracedRequest {
   std::string_view method;
   std::string_view url;
@@ -26,13 +26,13 @@ struct TracedRequest {
   std::string_view document;  // or the bytes that hold it; empty: none
 };
 
-/// Made when a request begins. One thread; lines of several processes don't mix.
+// Made when a request begins. One thread; lines of several processes don't mix.
 class RequestTrace {
  public:
   RequestTrace();
   bool IsWanted() const { return path_ != nullptr; }
-  /// Writes the line of a request that has ended. A line that cannot be written is lost. Throws
-  /// std::bad_alloc.
+  // Writes the line of a request that has ended. A line that cannot be written is lost. Throws
+  // std::bad_alloc.
   void Write(uint32_t command, const TracedRequest& request, const URLTransferInfo& transfer,
              std::string_view response, uint32_t result) const;
 

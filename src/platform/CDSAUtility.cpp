@@ -15,15 +15,15 @@ namespace {
 constexpr size_t kChunkSize = 256;
 constexpr size_t kReadSize = 256 * kChunkSize;
 
-/// An algorithm of the library. Looking it up costs more than a short digest, so it is kept for the
-/// process: one that was found, never a failure. A library context whose making lacked memory stays
-/// unusable, so it has one of its own and a failed one is given up. Nothing that was found is
-/// freed, since a command may still need it while the process ends.
+// An algorithm of the library. Looking it up costs more than a short digest, so it is kept for the
+// process: one that was found, never a failure. A library context whose making lacked memory stays
+// unusable, so it has one of its own and a failed one is given up. Nothing that was found is
+// freed, since a command may still need it while the process ends.
 class Algorithm {
  public:
   constexpr explicit Algorithm(const char* name) : name_(name) {}
 
-  /// Null when it is not to be had now.
+  // Null when it is not to be had now.
   const EVP_MD* Get() {
     if (const EVP_MD* known = found_) return known;
     if (!CDSAUtilityBase::cssmStartup()) return nullptr;
@@ -45,7 +45,7 @@ class Algorithm {
 constinit Algorithm sha1("SHA1");
 constinit Algorithm md5("MD5");
 
-/// Leaves the thread's queue of library errors, which the host may read, as it was.
+// Leaves the thread's queue of library errors, which the host may read, as it was.
 class ErrorMark {
  public:
   ErrorMark() { ERR_set_mark(); }

@@ -10,21 +10,21 @@
 
 namespace kelo {
 
-/// The steps of a digest. Results are 0 for success and -1 for failure.
+// The steps of a digest. Results are 0 for success and -1 for failure.
 class CDSAUtilityBase {
  public:
-  /// Prepares the cryptographic library, so that its clean-up at the end of the process stays out:
-  /// a command may still run on another thread then. Comes before any other use of that library, as
-  /// often as one likes. False when memory runs out: the next call tries again.
+  // Prepares the cryptographic library, so that its clean-up at the end of the process stays out:
+  // a command may still run on another thread then. Comes before any other use of that library, as
+  // often as one likes. False when memory runs out: the next call tries again.
   static bool cssmStartup();
 
-  /// One digest in progress.
+  // One digest in progress.
   struct FreeContext {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
   };
   using Context = std::unique_ptr<EVP_MD_CTX, FreeContext>;
 
-  /// A digest of at most EVP_MAX_MD_SIZE bytes; empty until it was computed.
+  // A digest of at most EVP_MAX_MD_SIZE bytes; empty until it was computed.
   struct Digest {
     unsigned char bytes[EVP_MAX_MD_SIZE] = {};
     unsigned int length = 0;
@@ -37,12 +37,12 @@ class CDSAUtilityBase {
                        Digest& digest);
 };
 
-/// The output buffers take two characters for each digest byte and a terminating zero.
+// The output buffers take two characters for each digest byte and a terminating zero.
 class CDSAUtilityAccess : public CDSAUtilityBase {
  public:
-  /// SHA-1 of the text up to its first zero byte; the empty text if it could not be computed.
+  // SHA-1 of the text up to its first zero byte; the empty text if it could not be computed.
   void makeHash(std::string_view text, std::span<char> out);
-  /// MD5 of a regular file. 0, or -1 with the output untouched.
+  // MD5 of a regular file. 0, or -1 with the output untouched.
   int makeDigestFromFile(const std::string& path, std::span<char> out);
 };
 

@@ -14,7 +14,7 @@
 
 namespace kelo {
 
-/// Owns one descriptor; closes it at the end of its life.
+// Owns one descriptor; closes it at the end of its life.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -34,48 +34,48 @@ class FileDescriptor {
   int Get() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }
   int Release() { return std::exchange(fd_, -1); }
-  /// Closes now. 0, or the errno by which the system reports that written data was lost.
+  // Closes now. 0, or the errno by which the system reports that written data was lost.
   int Close();
 
  private:
   int fd_ = -1;
 };
 
-/// Opens a folder as the place of files: it stays the same whatever becomes of its path and of the
-/// working directory.
+// Opens a folder as the place of files: it stays the same whatever becomes of its path and of the
+// working directory.
 FileDescriptor OpenFolder(const std::string& path, int& error);
 
-/// Creates a file that did not exist: a file or link in its place is EEXIST and is left alone.
-/// A relative path begins at `folder`. Open for reading and writing. No descriptor on failure.
+// Creates a file that did not exist: a file or link in its place is EEXIST and is left alone.
+// A relative path begins at `folder`. Open for reading and writing. No descriptor on failure.
 FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error, int folder = AT_FDCWD);
 
-/// Creates a file without a name, which is gone when it is closed, whoever closes it. Fails where
-/// the system or the file system of the folder has none that NameFile could name.
+// Creates a file without a name, which is gone when it is closed, whoever closes it. Fails where
+// the system or the file system of the folder has none that NameFile could name.
 FileDescriptor OpenNamelessFile(int folder, mode_t mode, int& error);
 
-/// Gives a nameless file its name. What stands in the place is EEXIST and is left alone.
+// Gives a nameless file its name. What stands in the place is EEXIST and is left alone.
 bool NameFile(int fd, int folder, const std::string& name, int& error);
 
-/// Opens a file to write at its end, whoever else writes there too; creates it with `mode`. Never
-/// blocks.
+// Opens a file to write at its end, whoever else writes there too; creates it with `mode`. Never
+// blocks.
 FileDescriptor OpenForAppending(const std::string& path, mode_t mode, int& error);
 
-/// Opens a regular file and tells its size in bytes. Anything else is refused without blocking:
-/// EISDIR for a folder, EINVAL for a FIFO, a device or a socket.
+// Opens a regular file and tells its size in bytes. Anything else is refused without blocking:
+// EISDIR for a folder, EINVAL for a FIFO, a device or a socket.
 FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size, int& error);
 
-/// Writes everything, or fails.
+// Writes everything, or fails.
 bool WriteAll(int fd, const void* data, size_t size, int& error);
 
-/// Whether everything written has been taken over, as far as closing the file would tell; it stays
-/// open.
+// Whether everything written has been taken over, as far as closing the file would tell; it stays
+// open.
 bool IsWritten(int fd, int& error);
 
-/// One read: the number of bytes, 0 at the end of the file, -1 on failure.
+// One read: the number of bytes, 0 at the end of the file, -1 on failure.
 ssize_t ReadSome(int fd, void* buffer, size_t size, int& error);
 
-/// Reads until the buffer is full or the file ends; the number of bytes. Fewer than `size` with
-/// error 0 means that the file ended.
+// Reads until the buffer is full or the file ends; the number of bytes. Fewer than `size` with
+// error 0 means that the file ended.
 size_t ReadFull(int fd, void* buffer, size_t size, int& error);
 
 }  // namespace kelo

@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-template <class Record>
+template <typename Record>
 Record LoadRecord(const void* source) {
   static_assert(std::is_trivially_copyable_v<Record>);
   Record record;
@@ -18,13 +18,13 @@ Record LoadRecord(const void* source) {
   return record;
 }
 
-template <class Record>
+template <typename Record>
 void StoreRecord(void* destination, const Record& record) {
   static_assert(std::is_trivially_copyable_v<Record>);
   std::memcpy(destination, &record, sizeof record);
 }
 
-template <class Record>
+template <typename Record>
 std::vector<Record> LoadRecords(const void* source, uint32_t count) {
   static_assert(std::is_trivially_copyable_v<Record>);
   std::vector<Record> records(count);
@@ -32,7 +32,7 @@ std::vector<Record> LoadRecords(const void* source, uint32_t count) {
   return records;
 }
 
-template <class Record>
+template <typename Record>
 void StoreRecords(void* destination, const std::vector<Record>& records) {
   static_assert(std::is_trivially_copyable_v<Record>);
   if (!records.empty()) std::memcpy(destination, records.data(), records.size() * sizeof(Record));

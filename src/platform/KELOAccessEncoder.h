@@ -19,17 +19,17 @@ class KELOAccessEncoderBase {
   virtual uint32_t AccessEncodeFileMD5(std::string_view path, std::string& digest);
 };
 
-/// Made for each request; cheap. One thread at a time.
+// Made for each request; cheap. One thread at a time.
 class KELOAccessEncoder final : public KELOAccessEncoderBase {
  public:
   KELOAccessEncoder();
 
-  /// SHA-1 of the text up to its first zero byte, 40 characters. Always 1, deliberately: a digest
-  /// that could not be computed is the empty text.
+  // SHA-1 of the text up to its first zero byte, 40 characters. Always 1, deliberately: a digest
+  // that could not be computed is the empty text.
   uint32_t AccessEncodeSHA1(std::string_view text, std::string& digest) override;
 
-  /// MD5 of a regular file, 32 characters. 1, or 0 and the empty text for a file that cannot be
-  /// read to its end and for anything that is not a regular file.
+  // MD5 of a regular file, 32 characters. 1, or 0 and the empty text for a file that cannot be
+  // read to its end and for anything that is not a regular file.
   uint32_t AccessEncodeFileMD5(std::string_view path, std::string& digest) override;
 
  private:

@@ -19,7 +19,7 @@ class KELOCriticalSectionBase {
   virtual int Leave() = 0;
 };
 
-/// Owns the platform's mutex.
+// Owns the platform's mutex.
 class KELOCriticalSection {
  public:
   KELOCriticalSection();
@@ -30,7 +30,7 @@ class KELOCriticalSection {
   std::unique_ptr<KELOCriticalSectionBase> platform_;
 };
 
-/// Holds a critical section, which must outlive it, for the length of a scope.
+// Holds a critical section, which must outlive it, for the length of a scope.
 class [[nodiscard]] KELOAutoLock {
  public:
   explicit KELOAutoLock(KELOCriticalSection& section) : section_(section) { section_.Enter(); }

@@ -11,7 +11,7 @@
 namespace kelo {
 namespace {
 
-/// The platform's utility object.
+// The platform's utility object.
 class MacKELOUtility {
  public:
   std::unique_ptr<uint8_t[]> utilityFuncReadLocalTextFile(std::string_view path,

@@ -7,8 +7,8 @@
 
 namespace kelo {
 
-/// How far the bytes of a transfer have come: in both directions and inside the system, which may
-/// hold a minute's worth of a slow line.
+// How far the bytes of a transfer have come: in both directions and inside the system, which may
+// hold a minute's worth of a slow line.
 struct Movement {
   int64_t sent = 0;
   int64_t received = 0;
@@ -16,17 +16,17 @@ struct Movement {
   bool operator==(const Movement&) const = default;
 };
 
-/// Made anew for each hop of a request. One thread.
+// Made anew for each hop of a request. One thread.
 class SilenceWatch {
  public:
-  /// `timeout` in seconds; `bodyLength` in bytes.
+  // `timeout` in seconds; `bodyLength` in bytes.
   SilenceWatch(uint32_t timeout, uint64_t bodyLength)
       : timeout_(timeout), bodyLength_(bodyLength) {}
 
-  /// Something moved that the counters don't show: a handshake, half a header line.
+  // Something moved that the counters don't show: a handshake, half a header line.
   void Moved() { lastMovement_ = Clock::now(); }
-  /// Whether the silence has lasted too long. `bodyHasLeft`: the last byte of a body was handed on;
-  /// the peer may then digest it for 180 s more for each GiB.
+  // Whether the silence has lasted too long. `bodyHasLeft`: the last byte of a body was handed on;
+  // the peer may then digest it for 180 s more for each GiB.
   bool IsTooLong(const Movement& movement, bool bodyHasLeft);
 
  private:

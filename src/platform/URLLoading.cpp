@@ -17,8 +17,8 @@ namespace {
 
 constexpr long kMostIdleConnections = 4;
 
-/// Prepares libcurl, once for each loader. Never undone: resolver threads of requests that were
-/// given up may still use the library.
+// Prepares libcurl, once for each loader. Never undone: resolver threads of requests that were
+// given up may still use the library.
 void StartCurl() {
   if (!CDSAUtilityBase::cssmStartup()) throw std::bad_alloc();
   // libcurl would open the file that this names, with the rights of the program.
@@ -82,8 +82,8 @@ class CurlLoader final : public URLLoader {
     handles_.suspect = false;
   }
 
-  /// In a process that was forked off, the connections are the parent's: closing them properly
-  /// would say good-bye in its name. Their descriptors go, the handles are left where they are.
+  // In a process that was forked off, the connections are the parent's: closing them properly
+  // would say good-bye in its name. Their descriptors go, the handles are left where they are.
   bool LeaveToParent() {
     if (getpid() == process_) return false;
     handles_.sockets.CloseAll();

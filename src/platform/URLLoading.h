@@ -23,7 +23,7 @@
 
 namespace kelo {
 
-/// The error domain of URL loading, and those of its codes that anyone tells apart.
+// The error domain of URL loading, and those of its codes that anyone tells apart.
 inline constexpr std::string_view kURLErrorDomain = "NSURLErrorDomain";
 enum URLErrorCode : int {
   kURLError_Unknown = -1,
@@ -39,14 +39,14 @@ enum URLErrorCode : int {
   kURLError_RedirectRefused = -1010
 };
 
-/// A body that lies in a file: `length` bytes from its beginning, read by position. The descriptor
-/// stays the caller's and must stay open while the connection lives.
+// A body that lies in a file: `length` bytes from its beginning, read by position. The descriptor
+// stays the caller's and must stay open while the connection lives.
 struct URLFileBody {
   int descriptor = -1;
   uint64_t length = 0;
 };
 
-/// No body, bytes that must stay where they are while the connection lives, or a file.
+// No body, bytes that must stay where they are while the connection lives, or a file.
 using URLBody = std::variant<std::monostate, std::string_view, URLFileBody>;
 
 struct URLHeader {
@@ -57,17 +57,17 @@ struct URLHeader {
 struct URLRequest {
   std::string method = "GET";
   std::string url;
-  /// Seconds without any movement after which the request has timed out. After the last byte of a
-  /// body 180 seconds are added for each GiB of it.
+  // Seconds without any movement after which the request has timed out. After the last byte of a
+  // body 180 seconds are added for each GiB of it.
   uint32_t timeout = 60;
-  /// Sent as they are, each once. Without an "Accept-Encoding" among them answers may travel
-  /// compressed and arrive decoded.
+  // Sent as they are, each once. Without an "Accept-Encoding" among them answers may travel
+  // compressed and arrive decoded.
   std::vector<URLHeader> headers;
   URLBody body;
   bool freshConnection = false;  // never over a connection that served before
 };
 
-/// What became of a request so far.
+// What became of a request so far.
 struct URLTransferInfo {
   uint64_t sent = 0;      // bytes, heads included
   uint64_t received = 0;  // likewise
@@ -76,9 +76,9 @@ struct URLTransferInfo {
   std::string failure;    // the engine's words; empty: none
 };
 
-/// Hears what happens to one connection: a response, data any number of times, and then either the
-/// end or a failure; or a failure at any time. Nothing after Cancel. An event may throw: the
-/// connection has then ended and the exception goes on from RunSlice.
+// Hears what happens to one connection: a response, data any number of times, and then either the
+// end or a failure; or a failure at any time. Nothing after Cancel. An event may throw: the
+// connection has then ended and the exception goes on from RunSlice.
 class URLConnectionDelegate {
  public:
   virtual void DidReceiveResponse(int status, std::optional<uint64_t> contentLength) = 0;
@@ -90,38 +90,38 @@ class URLConnectionDelegate {
   ~URLConnectionDelegate() = default;
 };
 
-/// One request under way; gives it up at the end of its life.
+// One request under way; gives it up at the end of its life.
 class URLConnection {
  public:
   virtual ~URLConnection() = default;
-  /// Gives the request up, also from inside an event: no event follows.
+  // Gives the request up, also from inside an event: no event follows.
   virtual void Cancel() = 0;
-  /// Bytes of the body that have left.
+  // Bytes of the body that have left.
   virtual uint64_t BodyBytesSent() const { return 0; }
   virtual URLTransferInfo Info() const { return {}; }
 };
 
-/// Performs connections, one at a time, and keeps idle network connections for the next ones: those
-/// of a process for itself, never for one that it forks.
+// Performs connections, one at a time, and keeps idle network connections for the next ones: those
+// of a process for itself, never for one that it forks.
 class URLLoader {
  public:
   virtual ~URLLoader() = default;
-  /// Begins a request. The delegate must outlive the connection, the connection must not outlive
-  /// the loader. Throws std::bad_alloc when memory runs out, which the next request doesn't
-  /// remember.
+  // Begins a request. The delegate must outlive the connection, the connection must not outlive
+  // the loader. Throws std::bad_alloc when memory runs out, which the next request doesn't
+  // remember.
   virtual std::unique_ptr<URLConnection> Start(const URLRequest& request,
                                                URLConnectionDelegate& delegate) = 0;
-  /// Delivers what has happened; waits for it at most so long. Returns early when something has
-  /// happened or WakeUp was called.
+  // Delivers what has happened; waits for it at most so long. Returns early when something has
+  // happened or WakeUp was called.
   virtual void RunSlice(std::chrono::milliseconds slice) = 0;
-  /// Ends a RunSlice that is waiting, or the next one. Any thread.
+  // Ends a RunSlice that is waiting, or the next one. Any thread.
   virtual void WakeUp() = 0;
 };
 
-/// The engine. Throws std::bad_alloc when it cannot be set up.
+// The engine. Throws std::bad_alloc when it cannot be set up.
 std::unique_ptr<URLLoader> MakeURLLoader();
 
-/// Whether a URL can be formed from the text, whatever its scheme.
+// Whether a URL can be formed from the text, whatever its scheme.
 bool IsWellFormedURL(std::string_view text);
 
 }  // namespace kelo

@@ -30,7 +30,7 @@ uint64_t LengthOf(const URLBody& body) {
   return 0;
 }
 
-/// Reads some bytes at a position; -1 on failure or at the end of the file.
+// Reads some bytes at a position; -1 on failure or at the end of the file.
 ssize_t ReadAt(int descriptor, char* buffer, size_t size, uint64_t position) {
   ssize_t got;
   do {
@@ -44,7 +44,7 @@ bool IsRedirect(long status) {
   return std::ranges::find(statuses, status) != std::end(statuses);
 }
 
-/// The first header of that name in the answer, or null.
+// The first header of that name in the answer, or null.
 const char* FindHeader(CURL* easy, const char* name) {
   curl_header* header = nullptr;
   const bool found = curl_easy_header(easy, name, 0, CURLH_HEADER, -1, &header) == CURLHE_OK;

@@ -18,7 +18,7 @@ namespace kelo {
 
 class CurlConnection;
 
-/// What a loader keeps from request to request.
+// What a loader keeps from request to request.
 struct CurlHandles {
   CurlSockets sockets;   // outlives the handles, which report to it
   CurlShare share;       // TLS sessions
@@ -37,12 +37,12 @@ class CurlConnection final : public URLConnection {
   void Cancel() override;
   uint64_t BodyBytesSent() const override;
   URLTransferInfo Info() const override;
-  /// One slice: moves the transfer on, delivers events, and waits if nothing ended it.
+  // One slice: moves the transfer on, delivers events, and waits if nothing ended it.
   void Advance(std::chrono::milliseconds slice);
 
  private:
-  /// One request and its answer: the first, and one more for each redirect that is followed. Its
-  /// handle is new, since a used one cannot be brought back to a known state.
+  // One request and its answer: the first, and one more for each redirect that is followed. Its
+  // handle is new, since a used one cannot be brought back to a known state.
   struct Hop {
     CurlEasy easy;
     SilenceWatch watch;

@@ -17,7 +17,7 @@ namespace {
 
 using CurlText = std::unique_ptr<char, CurlDeleter<curl_free>>;
 
-/// The port at this end of a connection; -1 for a descriptor that is none.
+// The port at this end of a connection; -1 for a descriptor that is none.
 int LocalPort(curl_socket_t socket) {
   sockaddr_storage address{};
   socklen_t length = sizeof address;

@@ -15,7 +15,7 @@ namespace kelo {
 
 template <auto free>
 struct CurlDeleter {
-  template <class Handle>
+  template <typename Handle>
   void operator()(Handle* handle) const {
     free(handle);
   }
@@ -28,28 +28,28 @@ using CurlURL = std::unique_ptr<CURLU, CurlDeleter<curl_url_cleanup>>;
 
 enum class URLScheme { Malformed, Unsupported, HTTP, HTTPS };
 
-/// The scheme of a URL. Throws std::bad_alloc.
+// The scheme of a URL. Throws std::bad_alloc.
 URLScheme SchemeOfURL(std::string_view text);
 
-/// Where a redirect of `url` to `location` leads; empty where that is no URL. Throws
-/// std::bad_alloc.
+// Where a redirect of `url` to `location` leads; empty where that is no URL. Throws
+// std::bad_alloc.
 std::string RedirectTarget(const std::string& url, const char* location);
 
-/// Whether a redirect may lead from one to the other: up or level, never down, never elsewhere.
+// Whether a redirect may lead from one to the other: up or level, never down, never elsewhere.
 bool MayRedirect(URLScheme from, URLScheme to);
 
-/// The URL loading error code for a transfer's result, which is not CURLE_OK.
+// The URL loading error code for a transfer's result, which is not CURLE_OK.
 int URLErrorFromCurl(CURLcode code);
 
-/// Throws unless the call succeeded: std::bad_alloc when out of memory, std::runtime_error for what
-/// this library could not do at all.
+// Throws unless the call succeeded: std::bad_alloc when out of memory, std::runtime_error for what
+// this library could not do at all.
 void CheckCurl(CURLcode code);
 void CheckCurl(CURLMcode code);
 void CheckCurl(CURLSHcode code);
 
-/// Sets an option. libcurl reads its variadic argument by the option's number range, so a value of
-/// another width would be misread silently.
-template <CURLoption option, class Value>
+// Sets an option. libcurl reads its variadic argument by the option's number range, so a value of
+// another width would be misread silently.
+template <CURLoption option, typename Value>
 void SetCurlOption(CURL* easy, Value value) {
   constexpr int kind = static_cast<int>(option) / 10000;
   static_assert(kind != 0 || std::is_same_v<Value, long>);
@@ -58,8 +58,8 @@ void SetCurlOption(CURL* easy, Value value) {
   CheckCurl(curl_easy_setopt(easy, option, value));
 }
 
-/// Asks about a transfer; `otherwise` where libcurl does not know.
-template <CURLINFO info, class Value>
+// Asks about a transfer; `otherwise` where libcurl does not know.
+template <CURLINFO info, typename Value>
 Value GetCurlInfo(CURL* easy, Value otherwise) {
   constexpr int kind = static_cast<int>(info) & CURLINFO_TYPEMASK;
   static_assert(kind != CURLINFO_STRING || std::is_same_v<Value, char*>);
@@ -69,16 +69,16 @@ Value GetCurlInfo(CURL* easy, Value otherwise) {
   return curl_easy_getinfo(easy, info, &value) == CURLE_OK ? value : otherwise;
 }
 
-/// The sockets that libcurl has open, as it tells when it opens and closes them. Holds more of them
-/// than connections are kept; one beyond that is not known here.
+// The sockets that libcurl has open, as it tells when it opens and closes them. Holds more of them
+// than connections are kept; one beyond that is not known here.
 class CurlSockets {
  public:
   CurlSockets() { sockets_.fill(CURL_SOCKET_BAD); }
-  /// Has `easy` report to this object, which must outlive the connections it makes.
+  // Has `easy` report to this object, which must outlive the connections it makes.
   void Watch(CURL* easy);
-  /// The socket whose end here has that port; CURL_SOCKET_BAD if there is none.
+  // The socket whose end here has that port; CURL_SOCKET_BAD if there is none.
   curl_socket_t WithLocalPort(int port) const;
-  /// Closes all of them behind libcurl's back: for a process that only inherited them.
+  // Closes all of them behind libcurl's back: for a process that only inherited them.
   void CloseAll();
 
  private:

@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// Const calls from any thread; one thread at a time otherwise.
+// Const calls from any thread; one thread at a time otherwise.
 class KELOAccessFileInfoConverter {
  public:
   KELOAccessFileInfoConverter();
@@ -17,13 +17,13 @@ class KELOAccessFileInfoConverter {
   KELOAccessFileInfoConverter& operator=(const KELOAccessFileInfoConverter&) = default;
   virtual ~KELOAccessFileInfoConverter() = default;
 
-  /// Restores exactly the known types.
+  // Restores exactly the known types.
   void SetupFileFormatList();
 
-  /// Adds a type; one that is already there keeps its number.
+  // Adds a type; one that is already there keeps its number.
   void UpdateFileFormatList(std::string_view mimeType, uint32_t format);
 
-  /// The number of a type, compared byte for byte; kKELOFormat_Unrecognized for any other text.
+  // The number of a type, compared byte for byte; kKELOFormat_Unrecognized for any other text.
   uint32_t ConvertFileFormatFromKELO(std::string_view mimeType) const;
 
  private:

@@ -23,26 +23,26 @@ class CFTPSStringData {
 
   CFTPSStringData() = default;
 
-  /// Replaces the content, unchecked. A null input leaves the string empty and answers 4104.
+  // Replaces the content, unchecked. A null input leaves the string empty and answers 4104.
   uint32_t InitWithUtf8(const char* text);
   uint32_t InitWithUtf8(std::string_view text);
   uint32_t InitWithUnicode(const char16_t* text);
   uint32_t InitWithUnicode(std::u16string_view text);
-  /// The platform's own string, which here is a UTF-16 text.
+  // The platform's own string, which here is a UTF-16 text.
   uint32_t InitWithCFString(std::u16string_view text);
 
-  /// Zero-terminated; null if the content cannot be converted. An empty string gives "".
+  // Zero-terminated; null if the content cannot be converted. An empty string gives "".
   const char* GetPtrUtf8() const;
   const char16_t* GetPtrUnicode() const;
 
-  /// Number of UTF-16 units; 0 for an empty string or one that cannot be decoded.
+  // Number of UTF-16 units; 0 for an empty string or one that cannot be decoded.
   uint32_t GetLengthChar() const;
 
-  /// Replaces the content by its Normalization Form C. 0, or 4104 with the content unchanged.
+  // Replaces the content by its Normalization Form C. 0, or 4104 with the content unchanged.
   uint32_t NormalizeUtf8String();
 
-  /// `count` units from position `start`, cut at the end of the text; empty unless `start` lies
-  /// within the text and the text holds at least `count` units.
+  // `count` units from position `start`, cut at the end of the text; empty unless `start` lies
+  // within the text and the text holds at least `count` units.
   CFTPSStringData Mid(uint32_t start, uint32_t count) const;
 
  private:
@@ -54,14 +54,14 @@ class CFTPSStringData {
   mutable std::optional<std::u16string> unicode_;
 };
 
-/// Compares by full Unicode case folding: below 0, 0, above 0. Text that cannot be decoded comes
-/// first, and two such texts are equal.
+// Compares by full Unicode case folding: below 0, 0, above 0. Text that cannot be decoded comes
+// first, and two such texts are equal.
 int FTPSStringDataCmpi(const CFTPSStringData& a, const CFTPSStringData& b);
 
-/// The same on the first `count` units of each.
+// The same on the first `count` units of each.
 int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count);
 
-/// The text after the first `count` units; empty when there are fewer.
+// The text after the first `count` units; empty when there are fewer.
 CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, uint32_t count);
 
 }  // namespace kelo

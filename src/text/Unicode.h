@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// The text before the first zero byte, where a zero-terminated text ends.
+// The text before the first zero byte, where a zero-terminated text ends.
 inline std::string_view UntilZero(std::string_view text) {
   return text.substr(0, text.find('\0'));
 }
@@ -19,7 +19,7 @@ bool IsAscii(std::string_view text);
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"  // inside the library's macro
-/// The UTF-8 character at `i`, which moves behind it; negative if it is not well formed.
+// The UTF-8 character at `i`, which moves behind it; negative if it is not well formed.
 inline UChar32 NextCharacter(std::string_view text, size_t& i) {
   UChar32 c;
   U8_NEXT(text.data(), i, text.size(), c);
@@ -29,14 +29,14 @@ inline UChar32 NextCharacter(std::string_view text, size_t& i) {
 
 bool Utf8ToUtf16(std::string_view text, std::u16string& out);
 
-/// Appends to `out`. Fails on a lone surrogate.
+// Appends to `out`. Fails on a lone surrogate.
 bool AppendUtf8(std::u16string_view text, std::string& out);
 
-/// Composes UTF-8 text. What is composed already costs a check, and `out` stays untouched: the
-/// result is the returned view, into `text` or into `out`. A null view for text that is not UTF-8.
+// Composes UTF-8 text. What is composed already costs a check, and `out` stays untouched: the
+// result is the returned view, into `text` or into `out`. A null view for text that is not UTF-8.
 std::string_view ComposeUtf8(std::string_view text, std::string& out);
 
-/// Compares by full case folding, in code point order.
+// Compares by full case folding, in code point order.
 int CompareFolded(std::u16string_view a, std::u16string_view b);
 
 }  // namespace kelo

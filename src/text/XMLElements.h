@@ -23,15 +23,15 @@ struct XMLTag {
   std::string_view text = {};        // the whole tag, from "<" to ">"
 };
 
-/// Reads the tags of a text in their order.
+// Reads the tags of a text in their order.
 class XMLTagReader {
  public:
   explicit XMLTagReader(std::string_view text) : text_(text) {}
 
-  /// The next tag; false behind the last one, and where the text ends inside a tag.
+  // The next tag; false behind the last one, and where the text ends inside a tag.
   bool Next(XMLTag& tag);
 
-  /// After the last tag: the text ended inside a tag, a comment or a CDATA section.
+  // After the last tag: the text ended inside a tag, a comment or a CDATA section.
   bool Broken() const { return broken_; }
 
  private:
@@ -48,12 +48,12 @@ struct XMLAttribute {
   std::string_view value;  // raw: references are not resolved
 };
 
-/// Takes the next attribute with a value in double quotes off the front of `rest`, the attributes
-/// of a tag. One in single quotes, with blanks around "=" or without a value is passed over by
-/// itself. False when there is none, also before a "/" or ">" where a name could stand.
+// Takes the next attribute with a value in double quotes off the front of `rest`, the attributes
+// of a tag. One in single quotes, with blanks around "=" or without a value is passed over by
+// itself. False when there is none, also before a "/" or ">" where a name could stand.
 bool NextAttribute(std::string_view& rest, XMLAttribute& attribute);
 
-/// The same for an attribute of that name behind a single blank, which is quicker to see than any.
+// The same for an attribute of that name behind a single blank, which is quicker to see than any.
 inline bool NextAttribute(std::string_view& rest, std::string_view name, std::string_view& value) {
   const size_t begin = name.size() + 3;
   if (rest.size() < begin || rest[0] != ' ' || rest[begin - 1] != '"' || rest[begin - 2] != '=' ||
@@ -67,8 +67,8 @@ inline bool NextAttribute(std::string_view& rest, std::string_view name, std::st
   return true;
 }
 
-/// The values of the attributes of exactly these names, null for an absent one. Of equal names in
-/// the tag the first wins. Quickest where they stand in the order of the names.
+// The values of the attributes of exactly these names, null for an absent one. Of equal names in
+// the tag the first wins. Quickest where they stand in the order of the names.
 template <size_t Count>
 std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
                                                    const std::string_view (&names)[Count]) {
@@ -89,11 +89,11 @@ std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
   }
 }
 
-/// What stands between the first opening tag of that name and the last closing one behind it; the
-/// empty text for an empty element; nothing where there is no such element or it has no end.
+// What stands between the first opening tag of that name and the last closing one behind it; the
+// empty text for an empty element; nothing where there is no such element or it has no end.
 std::optional<std::string_view> FindOutermostElement(std::string_view text, std::string_view name);
 
-/// Calls visit(tag) for each opening tag of that name, empty elements included.
+// Calls visit(tag) for each opening tag of that name, empty elements included.
 template <typename Visit>
 void ForEachElement(std::string_view text, std::string_view name, Visit visit) {
   XMLTagReader reader(text);

@@ -16,30 +16,30 @@
 
 namespace kelo {
 
-/// Position of the first `key` at or after `from`; npos if there is none or the key is empty.
+// Position of the first `key` at or after `from`; npos if there is none or the key is empty.
 size_t FindKey(std::string_view source, std::string_view key, size_t from = 0);
 
-/// From just after the first `start` to just before the last `end` behind it.
+// From just after the first `start` to just before the last `end` behind it.
 std::optional<std::string_view> FindOutermost(std::string_view source, std::string_view start,
                                               std::string_view end);
 
-/// FindOutermost between "<tag>" and "</tag>".
+// FindOutermost between "<tag>" and "</tag>".
 std::optional<std::string_view> FindOutermostTag(std::string_view source, std::string_view tag);
 
-/// From just after the first `start` to just before the next `end`. Deliberately, a missing `start`
-/// does not fail: the value then begins where the source does.
+// From just after the first `start` to just before the next `end`. Deliberately, a missing `start`
+// does not fail: the value then begins where the source does.
 std::optional<std::string_view> FindInside(std::string_view source, std::string_view start,
                                            std::string_view end);
 
-/// FindInside between `name="` and the next quote: an absent attribute gives the text up to the
-/// first quote of the source. The name is matched as a substring: "id" also finds `albumid="`.
+// FindInside between `name="` and the next quote: an absent attribute gives the text up to the
+// first quote of the source. The name is matched as a substring: "id" also finds `albumid="`.
 std::optional<std::string_view> FindAttribute(std::string_view source, std::string_view name);
 
-/// FindAttribute for callers that must tell absent from empty: nothing where `name="` is missing.
+// FindAttribute for callers that must tell absent from empty: nothing where `name="` is missing.
 std::optional<std::string_view> FindPresentAttribute(std::string_view source,
                                                      std::string_view name);
 
-/// One step of the repeated search: what stands at and after `from`.
+// One step of the repeated search: what stands at and after `from`.
 struct KeyMatch {
   std::string_view inside;   // between the keys
   std::string_view between;  // both keys included
@@ -50,7 +50,7 @@ std::optional<KeyMatch> FindNext(std::string_view source, std::string_view start
 
 namespace detail {
 // A visitor that returns bool ends the walk with false; any other return value is ignored.
-template <class F>
+template <typename F>
 bool Visit(F& visit, std::string_view value) {
   if constexpr (std::is_same_v<std::invoke_result_t<F&, std::string_view>, bool>) {
     return visit(value);
@@ -60,7 +60,7 @@ bool Visit(F& visit, std::string_view value) {
   }
 }
 
-template <class F>
+template <typename F>
 void Walk(std::string_view source, std::string_view start, std::string_view end,
           std::string_view KeyMatch::*part, F& visit) {
   size_t from = 0;
@@ -73,15 +73,15 @@ void Walk(std::string_view source, std::string_view start, std::string_view end,
 }
 }  // namespace detail
 
-/// Calls visit(value) for each non-overlapping text between a start key and the next end key.
-template <class F>
+// Calls visit(value) for each non-overlapping text between a start key and the next end key.
+template <typename F>
 void ForEachInside(std::string_view source, std::string_view start, std::string_view end,
                    F&& visit) {
   detail::Walk(source, start, end, &KeyMatch::inside, visit);
 }
 
-/// Likewise, with both keys as part of the text.
-template <class F>
+// Likewise, with both keys as part of the text.
+template <typename F>
 void ForEachBetween(std::string_view source, std::string_view start, std::string_view end,
                     F&& visit) {
   detail::Walk(source, start, end, &KeyMatch::between, visit);

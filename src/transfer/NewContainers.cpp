@@ -13,7 +13,7 @@ namespace {
 // Works on the records in order. `work` writes nothing into the result word; it answers the
 // record's result and sets `stops` where that ends the command: then all later records get the same
 // result.
-template <class Record, class Work>
+template <typename Record, typename Work>
 uint32_t WorkOnRecords(std::vector<Record>& records, Work work) {
   bool stops = false;
   uint32_t result = kKELOResult_Success;

@@ -33,7 +33,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kAtOnce = 2s;  // far below the time-outs; the benchmark measures the real bound
 constexpr std::uint32_t kLong = 60;  // a time-out that a test never sees
 
-/// Name lookups of one host that hang until they are let go.
+// Name lookups of one host that hang until they are let go.
 class HangingLookup {
  public:
   static constexpr const char* kHost = "hangs.invalid";
@@ -66,7 +66,7 @@ class HangingLookup {
 
 std::atomic<HangingLookup*> hangingLookup = nullptr;
 
-/// A port that accepts nothing and refuses nothing: its queue is full.
+// A port that accepts nothing and refuses nothing: its queue is full.
 class FullPort {
  public:
   FullPort() {
@@ -97,8 +97,8 @@ class FullPort {
   int fillers_[4] = {};
 };
 
-/// Runs `request` here, aborts it from another thread once `underWay` has returned, and checks that
-/// both ended at once.
+// Runs `request` here, aborts it from another thread once `underWay` has returned, and checks that
+// both ended at once.
 void ExpectPromptAbort(Transport& transport, const std::function<TransportCode()>& request,
                        const std::function<void()>& underWay) {
   Clock::time_point asked;

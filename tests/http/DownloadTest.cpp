@@ -45,7 +45,7 @@ bool HasNamelessFiles() {
   return static_cast<bool>(OpenNamelessFile(place.Get(), 0600, error));
 }
 
-/// In both ways: where files can do without a name, and where they cannot.
+// In both ways: where files can do without a name, and where they cannot.
 struct Download : DownloadFixture, testing::WithParamInterface<bool> {
   std::optional<RefusedCalls> refused;
   Download() {

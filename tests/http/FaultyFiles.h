@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// While one lives, writes to regular files fail once so many bytes were written, and with
-/// `onClose` their closing fails instead.
+// While one lives, writes to regular files fail once so many bytes were written, and with
+// `onClose` their closing fails instead.
 class FaultyFiles {
  public:
   FaultyFiles(int error, std::size_t bytesBefore, bool onClose = false);
@@ -16,7 +16,7 @@ class FaultyFiles {
   ~FaultyFiles();
 };
 
-/// While one lives, zeros written to regular files become holes, which take no space.
+// While one lives, zeros written to regular files become holes, which take no space.
 class HollowFiles {
  public:
   HollowFiles();
@@ -25,7 +25,7 @@ class HollowFiles {
   ~HollowFiles();
 };
 
-/// While one lives, a kind of call is refused with an error.
+// While one lives, a kind of call is refused with an error.
 class RefusedCalls {
  public:
   enum Call { kNamelessFile, kLink, kStat, kNumberOfCalls };

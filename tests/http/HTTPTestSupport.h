@@ -19,7 +19,7 @@
 
 namespace kelo {
 
-/// Tests write transport codes as the numbers that they are.
+// Tests write transport codes as the numbers that they are.
 inline bool operator==(TransportCode code, std::uint32_t number) {
   return static_cast<std::uint32_t>(code) == number;
 }
@@ -27,7 +27,7 @@ inline std::ostream& operator<<(std::ostream& out, TransportCode code) {
   return out << static_cast<std::uint32_t>(code);
 }
 
-/// The peers of these tests are on loopback; a proxy of this machine has no part in them.
+// The peers of these tests are on loopback; a proxy of this machine has no part in them.
 inline const bool kProxiesForgotten = [] {
   for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
     unsetenv(name);
@@ -46,7 +46,7 @@ struct Progress {
   }
 };
 
-/// Keeps the progress that it hears.
+// Keeps the progress that it hears.
 class ProgressLog final : public KELOHTTPController {
  public:
   void Callback_UploadProgress(const std::string& name, const std::uint32_t& done,
@@ -64,7 +64,7 @@ class ProgressLog final : public KELOHTTPController {
   std::function<void()> reaction;  // at every progress
 };
 
-/// A connection over the given loader, or the real one, with its progress.
+// A connection over the given loader, or the real one, with its progress.
 struct Transport {
   explicit Transport(std::unique_ptr<URLLoader> loader = MakeURLLoader(),
                      const std::string& spool = "")

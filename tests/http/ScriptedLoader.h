@@ -15,7 +15,7 @@
 
 namespace kelo {
 
-/// What a ScriptedLoader is told and what it saw; shared with the test, which outlives the loader.
+// What a ScriptedLoader is told and what it saw; shared with the test, which outlives the loader.
 struct LoaderScript {
   using Step = std::function<void(URLConnectionDelegate&)>;
   std::deque<Step> steps;
@@ -33,7 +33,7 @@ struct LoaderScript {
   void Fail(std::string_view domain, int code) {
     steps.push_back([=](URLConnectionDelegate& d) { d.DidFailWithError(domain, code); });
   }
-  /// A whole answer.
+  // A whole answer.
   void Answer(int status, const std::string& body) {
     Response(status, body.size());
     Data(body);

@@ -18,29 +18,29 @@ namespace kelo {
 
 class SocketServer;
 
-/// One accepted connection, seen from the server. Every wait ends when the server stops.
+// One accepted connection, seen from the server. Every wait ends when the server stops.
 class Peer {
  public:
-  /// Index of the connection, from 0.
+  // Index of the connection, from 0.
   int Index() const { return index_; }
-  /// For what this class cannot say.
+  // For what this class cannot say.
   int Socket() const { return socket_; }
-  /// Reads one request, head and body by its Content-Length, and logs it. Empty when the client
-  /// left.
+  // Reads one request, head and body by its Content-Length, and logs it. Empty when the client
+  // left.
   std::string ReadRequest();
-  /// Reads one head; the body stays unread.
+  // Reads one head; the body stays unread.
   std::string ReadHead();
-  /// Reads so many bytes and throws them away; how many came.
+  // Reads so many bytes and throws them away; how many came.
   std::size_t Skip(std::size_t size);
-  /// False when the client has left.
+  // False when the client has left.
   bool Send(std::string_view bytes);
-  /// An ordinary answer with its Content-Length.
+  // An ordinary answer with its Content-Length.
   bool Reply(int status, std::string_view body, std::string_view headers = "");
-  /// False when the server stops.
+  // False when the server stops.
   bool Pause(std::chrono::milliseconds time);
-  /// Returns when the client has left.
+  // Returns when the client has left.
   void WaitUntilClosed();
-  /// The connection will be reset instead of closed.
+  // The connection will be reset instead of closed.
   void ResetAtEnd();
 
  private:
@@ -63,18 +63,18 @@ class SocketServer {
   SocketServer& operator=(const SocketServer&) = delete;
   ~SocketServer();
 
-  /// Gives the connections to come a small receive buffer, so that bytes wait at the sender.
+  // Gives the connections to come a small receive buffer, so that bytes wait at the sender.
   void ReceiveLittleAtATime();
 
-  /// "http://127.0.0.1:PORT" and the path.
+  // "http://127.0.0.1:PORT" and the path.
   std::string Url(std::string_view path = "") const;
   int Port() const { return port_; }
-  /// The requests as they came, in the order in which they were complete.
+  // The requests as they came, in the order in which they were complete.
   std::vector<std::string> Requests() const;
   int Connections() const { return connections_; }
-  /// Waits until so many requests have arrived; false after ten seconds.
+  // Waits until so many requests have arrived; false after ten seconds.
   bool WaitForRequests(std::size_t count) const;
-  /// Likewise for connections that the server has closed.
+  // Likewise for connections that the server has closed.
   bool WaitForClosed(int count) const;
 
  private:
@@ -96,7 +96,7 @@ class SocketServer {
   std::thread acceptor_;
 };
 
-/// Gives every request of every connection the same ordinary answer.
+// Gives every request of every connection the same ordinary answer.
 inline SocketServer::Handler AnswerAll(std::string body, std::string headers = "") {
   return [=](Peer& peer) {
     while (!peer.ReadRequest().empty() && peer.Reply(200, body, headers)) {

@@ -19,10 +19,10 @@
 namespace kelo {
 namespace {
 
-/// The certificates that the library's requests believe in, instead of the system's; empty: those.
+// The certificates that the library's requests believe in, instead of the system's; empty: those.
 std::string trusted;
 
-/// A TLS server's identity, with a certificate for 127.0.0.1 that it signed itself.
+// A TLS server's identity, with a certificate for 127.0.0.1 that it signed itself.
 class Identity {
  public:
   Identity() : context_(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free) {
@@ -54,7 +54,7 @@ class Identity {
   bool IsUsable() const { return usable_; }
   const std::string& Certificate() const { return pem_; }
 
-  /// Shakes hands and answers requests until the peer leaves.
+  // Shakes hands and answers requests until the peer leaves.
   void Serve(int socket, const std::function<std::string(const std::string&)>& answer) const {
     // The peer leaves in the middle of the handshake, and this side writes without protection. Only
     // this thread is shielded: the library has to do without.
@@ -89,7 +89,7 @@ class Identity {
   std::string pem_;
 };
 
-/// Leads from /to/URL to that URL and answers anything else with its request line and body.
+// Leads from /to/URL to that URL and answers anything else with its request line and body.
 std::string Answer(const std::string& request) {
   const std::string path = request.substr(0, request.find(" HTTP/")).substr(request.find(' ') + 1);
   if (path.starts_with("/to/")) {

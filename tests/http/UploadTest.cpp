@@ -37,7 +37,7 @@ struct Upload : testing::Test {
     const std::string request = server.Requests().back();
     return request.substr(request.find("\r\n\r\n") + 4);
   }
-  /// Whether this process has a spool file open, which must be private and have no name.
+  // Whether this process has a spool file open, which must be private and have no name.
   bool HasOpenSpool() {
     for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
       std::error_code gone;
@@ -49,7 +49,7 @@ struct Upload : testing::Test {
     }
     return false;
   }
-  /// A sparse file that begins with `mark`.
+  // A sparse file that begins with `mark`.
   std::string BigFile(const std::string& name, const std::string& mark, std::uint32_t size) {
     const std::string path = files.Write(name, mark);
     fs::resize_file(path, size);

@@ -13,7 +13,7 @@ class HostRecordsTest : public CommandTest {
     LoadSmallHierarchy();
   }
   // A record full of what an earlier command, or nobody, wrote.
-  template <class Info>
+  template <typename Info>
   static Info Used() {
     Info record;
     std::memset(&record, 0x55, sizeof record);

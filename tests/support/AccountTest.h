@@ -11,7 +11,7 @@
 namespace kelo::testing {
 
 // Waits for `condition`, for at most ten seconds; whether it came to hold.
-template <class Condition>
+template <typename Condition>
 bool Await(const Condition& condition) {
   const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (!condition()) {

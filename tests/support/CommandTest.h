@@ -154,7 +154,7 @@ class CommandTest : public ::testing::Test {
   }
   void Queue(const std::string& method, const std::string& body) { Queue(method, ReplyWith(body)); }
   // Instead of all that was queued.
-  template <class Answer>
+  template <typename Answer>
   void Requeue(const std::string& method, const Answer& answer) {
     Unqueue(method);
     Queue(method, answer);

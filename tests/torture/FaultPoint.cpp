@@ -51,13 +51,13 @@ bool FailsToAllocate(const char* call) {
   return Fails(CallKind::Allocation, call, kErrors);
 }
 
-template <class... Errors>
+template <typename... Errors>
 bool FailsToCall(const char* call, Errors... errors) {
   const int list[] = {errors...};
   return Fails(CallKind::SystemCall, call, list);
 }
 
-template <class Function>
+template <typename Function>
 Function Next(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
