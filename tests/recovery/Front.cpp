@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <utility>
 
 namespace kelo::testing {
@@ -16,7 +17,12 @@ void Front::Break(Fault fault, int good) {
   const std::lock_guard lock(lock_);
   fault_ = std::move(fault);
   good_ = good;
-  before_ = server_.Requests().size();
+  requests_ = 0;
+}
+
+bool Front::WaitForRequests(size_t count) {
+  std::unique_lock lock(lock_);
+  return assigned_.wait_for(lock, std::chrono::seconds(10), [&] { return requests_ >= count; });
 }
 
 void Front::Serve(Peer& peer) {
@@ -32,6 +38,8 @@ void Front::Serve(Peer& peer) {
 
 Front::Fault Front::FaultOfNextRequest() {
   const std::lock_guard lock(lock_);
+  ++requests_;
+  assigned_.notify_all();
   return good_-- > 0 ? nullptr : fault_;
 }
 

@@ -2,6 +2,7 @@
 // back, until a test lets a fault answer instead. So a fault and the healed service share one URL.
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -20,8 +21,9 @@ class Front {
   // The first `good` requests from now on reach the service, the others meet the fault.
   void Break(Fault fault, int good = 0);
   void Heal() { Break(nullptr); }
-  // Waits for so many requests since Break(); false after ten seconds.
-  bool WaitForRequests(size_t count) const { return server_.WaitForRequests(before_ + count); }
+  // Waits until so many requests since Break() are on their way to the service or to the fault, so
+  // that Heal() comes too late for them; false after ten seconds.
+  bool WaitForRequests(size_t count);
   int OpenConnections() const { return open_; }
 
  private:
@@ -31,9 +33,10 @@ class Front {
 
   const int servicePort_;
   std::mutex lock_;
+  std::condition_variable assigned_;
   Fault fault_;
   int good_ = 0;
-  size_t before_ = 0;
+  size_t requests_ = 0;  // since Break()
   std::atomic<int> open_ = 0;
   SocketServer server_;
 };
