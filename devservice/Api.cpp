@@ -21,16 +21,14 @@ struct SignedQuery {
 SignedQuery ReadQuery(std::string_view query, std::initializer_list<std::string_view> names) {
   static constexpr std::string_view mark = "&keloApiSig=";
   const std::size_t end = query.find(mark);
-  if (end == std::string_view::npos) {
+  if (end == std::string_view::npos)
     throw ServiceError(ErrorNumber::MalformedQuery, "Query without a signature");
-  }
   SignedQuery read{
       {}, std::string(query.substr(0, end)), std::string(query.substr(end + mark.size()))};
   std::string_view rest = read.text;
   for (const std::string_view name : names) {
-    if (!rest.starts_with(name) || !rest.substr(name.size()).starts_with('=')) {
+    if (!rest.starts_with(name) || !rest.substr(name.size()).starts_with('='))
       throw ServiceError(ErrorNumber::MalformedQuery, "Query lacks " + std::string(name));
-    }
     rest.remove_prefix(name.size() + 1);
     const std::size_t stop = std::min(rest.find('&'), rest.size());
     read.values.emplace_back(rest.substr(0, stop));
@@ -43,16 +41,14 @@ SignedQuery ReadQuery(std::string_view query, std::initializer_list<std::string_
 std::uint64_t ReadCallId(const std::string& text) {
   std::uint64_t callId = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), callId);
-  if (error != std::errc() || end != text.data() + text.size() || std::to_string(callId) != text) {
+  if (error != std::errc() || end != text.data() + text.size() || std::to_string(callId) != text)
     throw ServiceError(ErrorNumber::MalformedQuery, "Call id is no number");
-  }
   return callId;
 }
 
 void CheckSignature(const std::string& secret, const SignedQuery& query, std::string_view tail) {
-  if (Sha1Hex(secret + "?" + query.text + std::string(tail)) != query.signature) {
+  if (Sha1Hex(secret + "?" + query.text + std::string(tail)) != query.signature)
     throw ServiceError(ErrorNumber::WrongSignature, "Wrong signature");
-  }
 }
 
 // `rule`: the attributes in their order, a "?" behind those that may be absent.
@@ -169,13 +165,11 @@ AccountId Api::CheckSession(std::string_view text, std::string_view signedTail, 
 
 const Api::Rule& Api::CheckDocument(Endpoint endpoint, const Element& method) {
   const Rule* rule = std::ranges::find(kRules, method.name, &Rule::method);
-  if (rule == std::end(kRules) || rule->endpoint != endpoint) {
+  if (rule == std::end(kRules) || rule->endpoint != endpoint)
     throw ServiceError(ErrorNumber::UnknownMethod, "Unknown method " + method.name);
-  }
   CheckAttributes(method, rule->attributes);
-  if (method.selfClosing != rule->child.empty()) {
+  if (method.selfClosing != rule->child.empty())
     throw ServiceError(ErrorNumber::MalformedDocument, method.name + " in the wrong form");
-  }
   const std::vector<Element>* children = &method.children;
   if (rule->child == "item") {
     if (children->size() != 1 || children->front().name != "items" ||
@@ -186,9 +180,8 @@ const Api::Rule& Api::CheckDocument(Endpoint endpoint, const Element& method) {
     children = &children->front().children;
   }
   for (const Element& child : *children) {
-    if (child.name != rule->child || !child.selfClosing) {
+    if (child.name != rule->child || !child.selfClosing)
       throw ServiceError(ErrorNumber::MalformedDocument, "Unexpected element " + child.name);
-    }
     CheckAttributes(child, rule->childAttributes);
   }
   return *rule;

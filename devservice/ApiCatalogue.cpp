@@ -8,9 +8,8 @@ namespace {
 
 Order OrderOf(const Element& method, std::string_view by, std::string_view order) {
   const std::string_view direction = method.Value(order);
-  if (direction != "asc" && direction != "desc") {
+  if (direction != "asc" && direction != "desc")
     throw ServiceError(ErrorNumber::UnusableValue, "Unusable " + std::string(order));
-  }
   return {method.Value(by), direction == "desc"};
 }
 
@@ -64,9 +63,8 @@ std::string Api::AlbumElements(AccountId account, std::string_view folder, const
   const ItemAttributes wanted = WantedBy(method);
   std::string out;
   for (const Album& album :
-       store_.Albums(account, folder, OrderOf(method, "albumSortBy", "albumSortOrder"))) {
+       store_.Albums(account, folder, OrderOf(method, "albumSortBy", "albumSortOrder")))
     out += AlbumElement(album, store_.Items(album.id, itemOrder), wanted);
-  }
   return out;
 }
 
@@ -99,9 +97,8 @@ std::string Api::GetForeignAlbumItems(const Request& request) {
   wanted.shotDate = wanted.uploadDate = wanted.modifyDate =
       request.method.Value("needDate") == "true";
   std::string out = "<albums>\r\n";
-  for (const Album& album : store_.FriendAlbums(request.account)) {
+  for (const Album& album : store_.FriendAlbums(request.account))
     out += AlbumElement(album, store_.Items(album.id, Order{}), wanted);
-  }
   return OkAnswer("", out + "</albums>\r\n");
 }
 

@@ -20,9 +20,8 @@ std::string_view Trimmed(std::string_view text) {
 std::string_view AddressOf(std::string_view entry) {
   entry = Trimmed(entry);
   const std::size_t open = entry.rfind('<');
-  if (open != std::string_view::npos && entry.ends_with('>')) {
+  if (open != std::string_view::npos && entry.ends_with('>'))
     return entry.substr(open + 1, entry.size() - open - 2);
-  }
   return entry;
 }
 
@@ -60,9 +59,8 @@ std::string Api::VerifyRecipients(const Request& request) {
 
 std::string Api::GetAddressList(const Request& request) {
   std::string list;
-  for (const std::string& address : store_.Contacts(request.account)) {
+  for (const std::string& address : store_.Contacts(request.account))
     list += (list.empty() ? "" : ";") + address;
-  }
   std::string attributes;
   AppendAttribute(attributes, "addressList", list);
   return OkAnswer(attributes);
@@ -71,9 +69,8 @@ std::string Api::GetAddressList(const Request& request) {
 std::string Api::ShareAlbum(const Request& request) {
   const Element& method = request.method;
   const std::string_view gps = method.Value("removeGPSInfo");
-  if (!method.Value("recipientList").starts_with(kScheme) || (gps != "true" && gps != "false")) {
+  if (!method.Value("recipientList").starts_with(kScheme) || (gps != "true" && gps != "false"))
     throw ServiceError(ErrorNumber::UnusableValue, "Unusable recipientList or removeGPSInfo");
-  }
   Service::Mail mail;
   mail.albumId = store_.RequireAlbum(request.account, method.Value("albumId"));
   mail.recipients = ReadRecipients(method.Value("recipientList"));

@@ -18,9 +18,8 @@ std::uint64_t RequireNumber(const Element& element, std::string_view attribute) 
   const std::string_view text = element.Value(attribute);
   std::uint64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) {
+  if (error != std::errc() || end != text.data() + text.size())
     throw ServiceError(ErrorNumber::UnusableValue, "Unusable " + std::string(attribute));
-  }
   return number;
 }
 
@@ -59,13 +58,12 @@ std::string Api::CheckUploadItems(const Request& request) {
         std::string(element.Value("shotDate")), std::string(element.Value("fileCreateDate")),
         std::string(element.Value("fileModifyDate"))};
     const auto known = store_.FindDuplicate(request.account, file, album);
-    if (IsRefusedFile(file.name)) {
+    if (IsRefusedFile(file.name))
       AppendCheckedItem(out, idx, "3", "");
-    } else if (known) {
+    else if (known)
       AppendCheckedItem(out, idx, store_.IsInAlbum(album, known->id) ? "2" : "1", known->id);
-    } else {
+    else
       AppendCheckedItem(out, idx, store_.HasNamesake(request.account, file) ? "4" : "0", "");
-    }
   }
   return ItemsAnswer(out);
 }
@@ -100,9 +98,8 @@ UploadPlan Api::PlanUpload(std::string_view query, std::string_view document) {
   const auto method = ReadRequestDocument(document, reason);
   if (!method) throw ServiceError(ErrorNumber::MalformedDocument, reason);
   CheckDocument(Endpoint::Upload, *method);
-  if (method->Has("uploadId") && !store_.KnowsUpload(plan.account, method->Value("uploadId"))) {
+  if (method->Has("uploadId") && !store_.KnowsUpload(plan.account, method->Value("uploadId")))
     throw ServiceError(ErrorNumber::UnusableValue, "Unknown uploadId");
-  }
   std::uint64_t idx = 0;
   std::uint64_t total = store_.StoredBytes(plan.account);
   for (const Element& element : method->children.front().children) {

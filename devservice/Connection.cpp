@@ -57,9 +57,9 @@ std::string_view TextOfStatus(int status) {
 }
 
 bool HasHeader(const Reply& reply, const char* name) {
-  return std::ranges::any_of(reply.headers, [&](const auto& header) {
-    return strcasecmp(header.first.c_str(), name) == 0;
-  });
+  return std::ranges::any_of(
+      reply.headers,
+      [&](const auto& header) { return strcasecmp(header.first.c_str(), name) == 0; });
 }
 
 std::string HeadOf(const Reply& reply, std::uint64_t length) {
@@ -69,9 +69,8 @@ std::string HeadOf(const Reply& reply, std::uint64_t length) {
   for (const auto& [name, value] : reply.headers) head += name + ": " + value + "\r\n";
   if (!HasHeader(reply, "Content-Type")) head += "Content-Type: text/xml; charset=UTF-8\r\n";
   const bool bodyless = reply.status == 204 || reply.status == 304;
-  if (!bodyless && !HasHeader(reply, "Content-Length") && !HasHeader(reply, "Transfer-Encoding")) {
+  if (!bodyless && !HasHeader(reply, "Content-Length") && !HasHeader(reply, "Transfer-Encoding"))
     head += "Content-Length: " + std::to_string(reply.declaredLength.value_or(length)) + "\r\n";
-  }
   return head + "\r\n";
 }
 
@@ -123,17 +122,15 @@ ssize_t Connection::write(const char* data, size_t size) {
 void Connection::get_remote_ip_and_port(std::string& ip, int& port) const {
   sockaddr_storage address{};
   socklen_t size = sizeof address;
-  if (getpeername(socket_, reinterpret_cast<sockaddr*>(&address), &size) == 0) {
+  if (getpeername(socket_, reinterpret_cast<sockaddr*>(&address), &size) == 0)
     ReadAddress(address, ip, port);
-  }
 }
 
 void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
   sockaddr_storage address{};
   socklen_t size = sizeof address;
-  if (getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) == 0) {
+  if (getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) == 0)
     ReadAddress(address, ip, port);
-  }
 }
 
 bool Connection::Pause(std::optional<milliseconds> duration) {
@@ -176,11 +173,10 @@ void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
       reply.body = Gzip(reply.body);
       reply.headers.emplace_back("Content-Encoding", "gzip");
     }
-    if (headOnly) {
+    if (headOnly)
       sent = SendAll(HeadOf(reply, reply.body.size()));
-    } else {
+    else
       sent = SendBody(reply);
-    }
   }
   const bool lengthIsWrong = reply.declaredLength && *reply.declaredLength != reply.body.size();
   if (!sent || reply.cutAfter || lengthIsWrong) mustClose_ = true;
@@ -193,9 +189,8 @@ bool Connection::SendBody(const Reply& reply) {
   if (reply.chunkSize == 0 && body.size() < kBufferSize) return SendAll(head.append(body));
   if (!SendAll(head)) return false;
   const std::size_t piece = reply.chunkSize ? reply.chunkSize : body.size();
-  for (; !body.empty(); body.remove_prefix(std::min(piece, body.size()))) {
+  for (; !body.empty(); body.remove_prefix(std::min(piece, body.size())))
     if (!SendAll(body.substr(0, piece)) || !Pause(reply.chunkDelay)) return false;
-  }
   return true;
 }
 

@@ -46,9 +46,8 @@ std::string MethodOf(const LoggedRequest& request) {
 
 std::string LoggedRequest::Header(std::string_view name) const {
   const std::string wanted(name);
-  for (const auto& [header, value] : headers) {
+  for (const auto& [header, value] : headers)
     if (strcasecmp(header.c_str(), wanted.c_str()) == 0) return value;
-  }
   return {};
 }
 
@@ -151,12 +150,10 @@ class Service::Impl final : private RequestHandler {
   Answer AnswerByItself(const LoggedRequest& request, BodySink* sink) {
     if (request.method == "GET") return AnswerGet(request);
     if (sink) return Document(static_cast<UploadReceiver*>(sink)->Finish());
-    if (request.method == "PUT" && request.path == Api::kManagePath) {
+    if (request.method == "PUT" && request.path == Api::kManagePath)
       return Document(api_.Call(Endpoint::Manage, request.query, request.body));
-    }
-    if (request.method == "PUT" && request.path == Api::kUploadPath) {
+    if (request.method == "PUT" && request.path == Api::kUploadPath)
       return Document(api_.Call(Endpoint::Upload, request.query, request.body));
-    }
     return {PlainReply(404, "Not found\n"), {}, false};
   }
 
@@ -178,9 +175,8 @@ class Service::Impl final : private RequestHandler {
 
   std::string OutboxText() {
     std::string text;
-    for (const Mail& mail : WithStore([](Store& store) { return store.Outbox(); })) {
+    for (const Mail& mail : WithStore([](Store& store) { return store.Outbox(); }))
       text += DescribeMail(mail) + "\n";
-    }
     return text.empty() ? "No mail.\n" : text;
   }
 
@@ -232,10 +228,8 @@ void Service::Import(const fs::path& directory) {
 void Service::ImportFriend(const fs::path& directory) {
   impl_->WithStore([&](Store& store) {
     const AccountId friendly = store.AddAccount(kFriendAddress).account;
-    for (const std::string& album :
-         ImportAlbums(store, friendly, directory, impl_->CopiesFiles())) {
+    for (const std::string& album : ImportAlbums(store, friendly, directory, impl_->CopiesFiles()))
       store.ShareWith(friendly, album, impl_->Owner().account);
-    }
   });
 }
 
@@ -270,9 +264,8 @@ std::vector<Service::Mail> Service::Outbox() const {
 
 std::string DescribeMail(const Service::Mail& mail) {
   std::string text = "To: ";
-  for (const std::string& recipient : mail.recipients) {
+  for (const std::string& recipient : mail.recipients)
     text += (&recipient == &mail.recipients.front() ? "" : ", ") + recipient;
-  }
   text += "\nAlbum: " + mail.albumId + "\nGPS removed: " + (mail.gpsRemoved ? "yes" : "no");
   return text + "\nSubject: " + mail.subject + "\n\n" + mail.body + "\n";
 }

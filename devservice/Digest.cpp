@@ -53,9 +53,8 @@ std::string Md5HexOfFile(const std::filesystem::path& path) {
   if (!file) return {};
   Hash hash(EVP_md5());
   std::vector<char> block(1 << 16);
-  while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0) {
+  while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0)
     hash.Add(block.data(), static_cast<std::size_t>(file.gcount()));
-  }
   return file.bad() ? std::string() : hash.Hex();
 }
 

@@ -10,9 +10,8 @@ namespace kelo::devservice {
 std::string Gzip(std::string_view bytes) {
   constexpr int gzipFormat = 15 + 16;
   z_stream stream{};
-  if (deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, gzipFormat, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+  if (deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, gzipFormat, 8, Z_DEFAULT_STRATEGY) != Z_OK)
     throw std::runtime_error("cannot compress");
-  }
   std::string out(deflateBound(&stream, bytes.size()), '\0');
   stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
   stream.avail_in = static_cast<uInt>(bytes.size());

@@ -70,9 +70,8 @@ LoggedRequest HeadOf(const httplib::Request& request) {
   for (const auto& [name, value] : request.headers) {
     // These four are httplib's own additions.
     if (name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
-        name == "LOCAL_PORT") {
+        name == "LOCAL_PORT")
       continue;
-    }
     head.headers.emplace_back(name, value);
   }
   head.bodySize = request.get_header_value<std::uint64_t>("Content-Length");
@@ -90,7 +89,8 @@ class HttpServer::Impl final : private httplib::Server {
     set_write_timeout(0);
     set_payload_max_length(std::numeric_limits<std::size_t>::max());
     const char* every = R"([\s\S]*)";
-    Get(every, [this](const httplib::Request&, httplib::Response&) { Serve(nullptr); });
+    Get(
+        every, [this](const httplib::Request&, httplib::Response&) { Serve(nullptr); });
     const auto withBody = [this](const httplib::Request&, httplib::Response&,
                                  const httplib::ContentReader& reader) { Serve(&reader); };
     Put(every, withBody);

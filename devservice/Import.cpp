@@ -35,9 +35,8 @@ Contents ContentsOf(const fs::path& directory) {
 
 std::vector<fs::path> FilesBelow(const fs::path& directory) {
   Contents contents = ContentsOf(directory);
-  for (const fs::path& folder : contents.folders) {
+  for (const fs::path& folder : contents.folders)
     std::ranges::copy(FilesBelow(folder), std::back_inserter(contents.files));
-  }
   return contents.files;
 }
 
@@ -60,16 +59,14 @@ class Importer {
   }
 
   std::string AlbumNamed(const std::string& folder, const std::string& name) {
-    for (const Album& album : store_.Albums(account_, folder, kByName)) {
+    for (const Album& album : store_.Albums(account_, folder, kByName))
       if (album.name == name) return album.id;
-    }
     return store_.AddAlbum(account_, folder, name, now_);
   }
 
   std::string FolderNamed(const std::string& name) {
-    for (const Folder& folder : store_.Folders(account_, kByName)) {
+    for (const Folder& folder : store_.Folders(account_, kByName))
       if (folder.name == name) return folder.id;
-    }
     return store_.AddFolder(account_, name, now_);
   }
 
@@ -115,12 +112,10 @@ void ImportFolder(Store& store, AccountId account, const fs::path& directory, bo
     const Contents inner = ContentsOf(path);
     const bool isFolder = !inner.folders.empty();
     const std::string folder = isFolder ? importer.FolderNamed(NameOf(path)) : std::string();
-    if (!isFolder || !inner.files.empty()) {
+    if (!isFolder || !inner.files.empty())
       importer.AddFiles(importer.AlbumNamed(folder, NameOf(path)), inner.files);
-    }
-    for (const fs::path& album : inner.folders) {
+    for (const fs::path& album : inner.folders)
       importer.AddFiles(importer.AlbumNamed(folder, NameOf(album)), FilesBelow(album));
-    }
   }
   transaction.Commit();
 }

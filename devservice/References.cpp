@@ -1,6 +1,8 @@
 // Reference conversion of the service side.
 #include "devservice/References.h"
 
+#include <unicode/utf8.h>
+
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -19,52 +21,24 @@ constexpr std::array<std::pair<std::string_view, char>, 5> kEntities{{
     {"gt", '>'},
 }};
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"  // inside the Unicode library's macros
 void AppendUtf8(std::string& out, char32_t c) {
-  const auto tail = [&](int shift) { out += static_cast<char>(0x80 | ((c >> shift) & 0x3F)); };
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    tail(0);
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    tail(6);
-    tail(0);
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    tail(12);
-    tail(6);
-    tail(0);
-  }
+  char bytes[U8_MAX_LENGTH];
+  std::size_t size = 0;
+  U8_APPEND_UNSAFE(bytes, size, c);
+  out.append(bytes, size);
 }
 
-// Takes one character off the text; nothing for bytes that are not UTF-8 (one byte is taken then).
+// Takes one character off the text, or the bytes that are no UTF-8: then there is no value.
 std::optional<char32_t> TakeUtf8(std::string_view& text) {
-  const auto lead = static_cast<unsigned char>(text.front());
-  const std::size_t size = lead < 0x80   ? 1
-                           : lead < 0xC2 ? 0
-                           : lead < 0xE0 ? 2
-                           : lead < 0xF0 ? 3
-                           : lead < 0xF5 ? 4
-                                         : 0;
-  if (size == 0 || size > text.size()) {
-    text.remove_prefix(1);
-    return std::nullopt;
-  }
-  char32_t c = size == 1 ? lead : lead & (0x7Fu >> size);
-  for (std::size_t i = 1; i < size; ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if ((byte & 0xC0) != 0x80) {
-      text.remove_prefix(1);
-      return std::nullopt;
-    }
-    c = (c << 6) | (byte & 0x3Fu);
-  }
+  UChar32 c;
+  std::size_t size = 0;
+  U8_NEXT(text.data(), size, text.size(), c);
   text.remove_prefix(size);
-  const bool overlong = (size == 3 && c < 0x800) || (size == 4 && c < 0x10000);
-  if (overlong || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) return std::nullopt;
-  return c;
+  return c < 0 ? std::nullopt : std::optional(static_cast<char32_t>(c));
 }
+#pragma GCC diagnostic pop
 
 void AppendUnit(std::string& out, char32_t unit) {
   out += "&#";
@@ -93,18 +67,16 @@ void AppendReference(std::string& out, char32_t c) {
 
 // The value between "&" and ";".
 std::optional<char32_t> ReferenceValue(std::string_view body) {
-  for (const auto& [name, character] : kEntities) {
+  for (const auto& [name, character] : kEntities)
     if (body == name) return static_cast<unsigned char>(character);
-  }
   if (body.size() < 2 || body.front() != '#') return std::nullopt;
   body.remove_prefix(1);
   const int base = body.front() == 'x' ? 16 : 10;
   if (base == 16) body.remove_prefix(1);
   std::uint32_t value = 0;
   const auto [end, error] = std::from_chars(body.data(), body.data() + body.size(), value, base);
-  if (error != std::errc() || end != body.data() + body.size() || value > 0x10FFFF) {
+  if (error != std::errc() || end != body.data() + body.size() || value > 0x10FFFF)
     return std::nullopt;
-  }
   return value;
 }
 

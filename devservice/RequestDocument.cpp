@@ -19,7 +19,8 @@ constexpr int kMaxDepth = 3;
 // The one value that is no text: the root album's id, which is no UTF-8 and travels as it is.
 bool IsRootAlbumId(std::string_view name, std::string_view raw) {
   return (name == "albumId" || name == "folderId") && !raw.empty() &&
-         std::ranges::all_of(raw, [](char c) { return c == static_cast<char>(0xF8); });
+         std::ranges::all_of(
+             raw, [](char c) { return c == static_cast<char>(0xF8); });
 }
 
 // This method's closing tag ends the document without a line end, deliberately.
@@ -80,19 +81,16 @@ class Reader {
       return attribute;
     }
     auto decoded = DecodeReferences(attribute.raw);
-    if (!decoded || attribute.raw.find('<') != std::string::npos) {
+    if (!decoded || attribute.raw.find('<') != std::string::npos)
       Refuse("malformed value of " + attribute.name);
-    }
     attribute.value = std::move(*decoded);
     return attribute;
   }
 
   std::string ReadName() {
     const std::size_t start = position_;
-    while (position_ < text_.size() &&
-           (std::isalnum(static_cast<unsigned char>(text_[position_])))) {
+    while (position_ < text_.size() && (std::isalnum(static_cast<unsigned char>(text_[position_]))))
       ++position_;
-    }
     if (position_ == start) Refuse("name expected");
     return std::string(text_.substr(start, position_ - start));
   }

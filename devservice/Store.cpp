@@ -149,9 +149,8 @@ AccountId Store::AccountOfSession(std::string_view token) {
 
 void Store::UseSession(std::string_view token, std::chrono::seconds lifetime) {
   Statement row = database_.Query("SELECT expires FROM sessions WHERE token = ?", token);
-  if (!row.Step() || row.Number(0) <= Milliseconds()) {
+  if (!row.Step() || row.Number(0) <= Milliseconds())
     throw ServiceError(ErrorNumber::ExpiredSession, "Session token expired");
-  }
   database_.Execute("UPDATE sessions SET expires = ? WHERE token = ?",
                     Milliseconds() + std::chrono::milliseconds(lifetime).count(), token);
 }

@@ -18,7 +18,8 @@ constexpr std::string_view kRootId = "KELO_CACHEINFO_ROOT_ID";
 // What a client sends for its root album where it has no id of the service: 27 bytes of 0xF8.
 bool IsReservedId(std::string_view id) {
   return id.empty() || id == kRootId ||
-         std::ranges::all_of(id, [](char c) { return c == static_cast<char>(0xF8); });
+         std::ranges::all_of(
+             id, [](char c) { return c == static_cast<char>(0xF8); });
 }
 
 struct SortKey {
@@ -37,9 +38,7 @@ constexpr SortKey kContainerKeys[] = {{"ModifyDate", "modifyDate"}, {"Name", "na
 std::string OrderClause(const Order& order, std::span<const SortKey> keys,
                         std::string_view position) {
   const auto found = std::ranges::find(keys, order.by, &SortKey::by);
-  if (found == keys.end()) {
-    throw ServiceError(ErrorNumber::UnusableValue, "Unknown sort key");
-  }
+  if (found == keys.end()) throw ServiceError(ErrorNumber::UnusableValue, "Unknown sort key");
   return " ORDER BY " + std::string(found->column) + (order.descending ? " DESC, " : " ASC, ") +
          std::string(position);
 }
@@ -178,9 +177,8 @@ void Store::SetProperty(std::string_view item, std::string_view name, std::strin
 void Store::AddTags(std::string_view item, std::string_view tagList) {
   while (!tagList.empty()) {
     const std::size_t comma = std::min(tagList.find(','), tagList.size());
-    if (comma > 0) {
+    if (comma > 0)
       database_.Execute("INSERT OR IGNORE INTO tags VALUES(?, ?)", item, tagList.substr(0, comma));
-    }
     tagList.remove_prefix(std::min(comma + 1, tagList.size()));
   }
 }

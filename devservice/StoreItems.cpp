@@ -30,9 +30,8 @@ std::uint64_t Store::ItemCount(AccountId account) {
 
 void Store::AddItem(AccountId account, std::string_view album, const Item& item) {
   database_.Execute(
-      "INSERT INTO items(id, account, name, format, shotDate, uploadDate, modifyDate, createDate, "
-      "size,"
-      " file) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+      "INSERT INTO items(id, account, name, format, shotDate, uploadDate, modifyDate, createDate,"
+      " size, file) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
       item.id, account, item.name, item.format, item.shotDate, item.uploadDate, item.modifyDate,
       item.createDate, item.size, item.file.string());
   AddToAlbum(album, item.id, item.uploadDate);

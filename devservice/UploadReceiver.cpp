@@ -34,11 +34,10 @@ std::string FileHeader(const std::string& rawName) {
 
 UploadReceiver::UploadReceiver(Api& api, const LoggedRequest& head)
     : api_(api), query_(head.query), buffer_(kFileBuffer) {
-  if (head.Header("Content-Type") != kContentType) {
+  if (head.Header("Content-Type") != kContentType)
     Fail({ErrorNumber::MalformedUpload, "Unexpected Content-Type"});
-  } else if (head.Header("Content-Length").empty()) {
+  else if (head.Header("Content-Length").empty())
     Fail({ErrorNumber::MalformedUpload, "No Content-Length"});
-  }
 }
 
 UploadReceiver::~UploadReceiver() {
@@ -82,9 +81,8 @@ void UploadReceiver::TakeDocument(std::string_view& bytes) {
   const std::size_t before = document_.size();
   document_ += bytes;
   const std::size_t headed = std::min(document_.size(), kDocumentHeader.size());
-  if (document_.compare(0, headed, kDocumentHeader, 0, headed) != 0) {
+  if (document_.compare(0, headed, kDocumentHeader, 0, headed) != 0)
     throw ServiceError(ErrorNumber::MalformedUpload, "Unexpected header of the document part");
-  }
   const std::size_t end = document_.find(kDocumentEnd, searchFrom);
   if (end == std::string::npos) {
     bytes = {};
@@ -120,11 +118,10 @@ void UploadReceiver::TakeFraming(std::string_view& bytes) {
   matched_ += size;
   bytes.remove_prefix(size);
   if (matched_ < framing_.size()) return;
-  if (next_ == plan_->files.size()) {
+  if (next_ == plan_->files.size())
     state_ = State::Done;
-  } else {
+  else
     OpenFile();
-  }
 }
 
 void UploadReceiver::OpenFile() {

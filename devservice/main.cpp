@@ -105,9 +105,8 @@ void Serve(const Arguments& arguments) {
   std::cout << std::flush;
   WaitForStop(signals, arguments.untilEof);
   if (!arguments.showOutbox) return;
-  for (const Service::Mail& mail : service.Outbox()) {
+  for (const Service::Mail& mail : service.Outbox())
     std::cout << "\n" << kelo::devservice::DescribeMail(mail);
-  }
 }
 
 }  // namespace

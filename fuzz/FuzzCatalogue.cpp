@@ -29,7 +29,7 @@ void CheckTarget(KELOAccessCacheManager& cache, std::string_view target, uint32_
   Require(cache.GetItemsInfoOnTargetID(target, count, records.data(), mask) == 0);
   for (const auto& record : records) Require(record.result == 0);
   bool isAlbum = false;
-  if (!cache.CheckDirectoryItemID(target, isAlbum)) return;  // friend albums have no ID list
+  if (!cache.CheckDirectoryItemID(target, isAlbum)) return;  // friend albums have no id list
   std::string ids(count * size_t{KELO_ID_FIELD_SIZE}, '\0');
   Require(cache.GetItemsIDListOnTargetID(target, count, ids.data(), mask) == 0);
 }
@@ -54,11 +54,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   loader.RefreshFriendAlbumInfoByXMLData(text);
 
   constexpr uint32_t kMasks[] = {0x157, 0x155, 0x100, 4, 0x40 | 1 | 2};
-  std::vector<std::string> targets = {"", std::string(kelo::kRootAlbumID)};
+  std::vector<std::string> targets = {"", std::string(kelo::kRootAlbumId)};
   for (const uint32_t mask : kMasks) {
-    for (const auto& record : CheckServer(cache, mask)) {
+    for (const auto& record : CheckServer(cache, mask))
       if (targets.size() < 50) targets.emplace_back(kelo::ReadTextField(record.itemId));
-    }
   }
   // Some of them again, so that lists are walked after entries moved to their ends.
   for (const std::string& id : targets) {
@@ -67,9 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     cache.AddAlbum(targets.front(), id, {.name = id}, id.size() % 2 == 0);
     cache.UpdateFileItem(id, {.screenUrl = id});
   }
-  for (const std::string& target : targets) {
+  for (const std::string& target : targets)
     for (const uint32_t mask : kMasks) CheckTarget(cache, target, mask);
-  }
   for (const uint32_t mask : kMasks) CheckServer(cache, mask);
   return 0;
 }

@@ -174,10 +174,8 @@ class FuzzedCommand {
       std::memcpy(element + offset, &none, sizeof none);
     }
     if (shape_.code == kKELOCommand_Download) FixUrl(element + 4);
-    if (shape_.code == kKELOCommand_SetSessionInfo ||
-        shape_.code == kKELOCommand_ExtendTokenLimit) {
+    if (shape_.code == kKELOCommand_SetSessionInfo || shape_.code == kKELOCommand_ExtendTokenLimit)
       for (const size_t offset : {32, 288, 544}) FixUrl(element + offset);
-    }
   }
   void FixUrl(char* field) {
     const std::string url = World().Url() + "/";
@@ -211,9 +209,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzedDataProvider input(data, size);
   std::vector<std::string> answers;
-  for (int i = input.ConsumeIntegralInRange(0, 6); i > 0; --i) {
+  for (int i = input.ConsumeIntegralInRange(0, 6); i > 0; --i)
     answers.push_back(input.ConsumeRandomLengthString(2000));
-  }
   World().SetAnswers(std::move(answers));
   Prepare();
   for (int i = input.ConsumeIntegralInRange(1, 4); i > 0; --i) {

@@ -14,9 +14,7 @@ using namespace kelo;
 using Conversion = std::uint32_t (XMLUtility::*)(std::string_view, std::string&) const;
 
 void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
+  if (!condition) std::abort();
 }
 
 model::Text Convert(Conversion conversion, const std::string& text) {
@@ -29,9 +27,7 @@ model::Text Convert(Conversion conversion, const std::string& text) {
 }
 
 void RoundTrip(const std::string& text, const model::Text& encoded) {
-  if (!encoded) {
-    return;
-  }
+  if (!encoded) return;
   for (const char c : *encoded) {
     Require((c & 0x80) == 0 && c != '<' && c != '>' && c != '"' && c != '\'' && c != '\r' &&
             c != '\n');
@@ -39,9 +35,7 @@ void RoundTrip(const std::string& text, const model::Text& encoded) {
   const model::Text composed = model::Compose(text);
   const model::Text decoded = Convert(&XMLUtility::ConvertStringReferenceToUTF8, *encoded);
   Require(decoded.has_value());
-  if (composed->find('&') == std::string::npos) {
-    Require(decoded == composed);
-  }
+  if (composed->find('&') == std::string::npos) Require(decoded == composed);
 }
 
 }  // namespace

@@ -17,9 +17,7 @@ namespace {
 using namespace kelo;
 
 void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
+  if (!condition) std::abort();
 }
 
 std::string TakeLine(std::string_view& input) {
@@ -40,11 +38,8 @@ void Single(const std::string& source, const std::string& start, const std::stri
   Require(outermost == model::Outermost(source, start, end));
   const auto inside = FindInside(source, start, end);
   Require(inside == model::Inside(source, start, end));
-  for (const auto& value : {outermost, inside}) {
-    if (value) {
-      RequireInside(source, *value);
-    }
-  }
+  for (const auto& value : {outermost, inside})
+    if (value) RequireInside(source, *value);
   // As a name, the start key finds what its attribute key does.
   std::string value = "old";
   const std::uint32_t found = XMLUtility().GetAttribute(source, start, value);

@@ -20,9 +20,8 @@ std::string_view FormatText(std::uint32_t format) {
   };
   constexpr Row kRows[] = {{1, "JPEG"},      {2, "raw"}, {3, "raw"}, {4, "TIFF"},
                            {5, "QuickTime"}, {6, "AVI"}, {7, "WAV"}, {4097, "binary"}};
-  for (const Row& row : kRows) {
+  for (const Row& row : kRows)
     if (row.format == format) return row.words;
-  }
   return "unknown";
 }
 
@@ -80,11 +79,10 @@ int Info(Host& host, const std::string& wanted, bool fresh) {
   PrintField("name", EntryName(entry));
   PrintField("id", EntryId(entry));
   PrintField("kind", KindText(entry.kind));
-  if (IsContainer(entry)) {
+  if (IsContainer(entry))
     PrintField("items", std::to_string(entry.itemCount));
-  } else {
+  else
     PrintField("format", FormatText(entry.fileFormat));
-  }
   PrintField("in",
              FieldText(entry.parentId) == KELO_ROOT_ALBUM_ID ? "root" : FieldText(entry.parentId));
   PrintField("modified", FieldText(entry.modifyDate));

@@ -47,9 +47,8 @@ int Tag(Host& host, const std::string& wanted, const std::string& tags) {
   Library& library = host.Loaded();
   const tagKELO_ItemInfo entry = FindEntry(library, wanted);
   const std::string_view id = FieldText(entry.itemId);
-  if (IsContainer(entry) && entry.itemCount == 0) {
+  if (IsContainer(entry) && entry.itemCount == 0)
     throw Failure("the album has no items that tags could be added to");
-  }
   library.AddTags(id, entry.kind, tags);
   fmt::print("tags added{}\n",
              IsContainer(entry) ? " to " + CountText(entry.itemCount, "item") : "");

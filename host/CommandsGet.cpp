@@ -28,9 +28,8 @@ std::vector<tagKELO_ItemInfo> WantedItems(Library& library, const GetOptions& op
   std::vector<tagKELO_ItemInfo> items;
   for (const std::string& id : options.ids) {
     items.push_back(FindEntry(library, id));
-    if (IsContainer(items.back())) {
+    if (IsContainer(items.back()))
       throw Failure(fmt::format("'{}' is not an item; for all of an album use --album", Shown(id)));
-    }
   }
   return items;
 }
@@ -47,9 +46,8 @@ int Report(const std::vector<FetchedFile>& files) {
     }
     ++failed;
     aborted = aborted || file.result == kKELOResult_Aborted;
-    if (file.attempted) {
+    if (file.attempted)
       fmt::print(stderr, "kelo: {}: {}\n", name, ResultText(file.result, kKELOCommand_Download));
-    }
   }
   if (aborted) throw CommandFailure("download", kKELOResult_Aborted, kKELOCommand_Download);
   if (failed == 0) return 0;
@@ -58,9 +56,8 @@ int Report(const std::vector<FetchedFile>& files) {
 }
 
 int Get(Host& host, const GetOptions& options) {
-  if (options.ids.empty() == options.album.empty()) {
+  if (options.ids.empty() == options.album.empty())
     throw CLI::ValidationError("get", "name either items or one --album");
-  }
   Library& library = host.Loaded();
   const auto items = WantedItems(library, options);
   if (items.empty()) {

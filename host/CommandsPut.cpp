@@ -26,11 +26,10 @@ class Reporter {
  public:
   void operator()(const UploadedFile& file) {
     ++counts_[file.outcome];
-    if (file.Held()) {
+    if (file.Held())
       fmt::print("{}: {}\n", Shown(file.file.path.string()), file.Words());
-    } else {
+    else
       fmt::print(stderr, "kelo: {}: {}\n", Shown(file.file.path.string()), file.Words());
-    }
     std::fflush(stdout);
   }
 
@@ -38,9 +37,8 @@ class Reporter {
     const std::size_t there =
         counts_[UploadOutcome::kAlreadyThere] + counts_[UploadOutcome::kAlreadyInAlbum];
     std::size_t failed = refusedHere;
-    for (const auto& [outcome, count] : counts_) {
+    for (const auto& [outcome, count] : counts_)
       if (outcome > UploadOutcome::kAlreadyInAlbum) failed += count;
-    }
     fmt::print("{} stored, {} already there, {} not stored\n", counts_[UploadOutcome::kStored],
                there, failed);
     if (counts_[UploadOutcome::kAlreadyThere] > 0 && hintWanted) {

@@ -29,17 +29,15 @@ std::vector<std::string> Split(std::string_view list) {
 
 std::string Joined(const std::vector<std::string>& addresses) {
   std::string list;
-  for (const std::string& argument : addresses) {
+  for (const std::string& argument : addresses)
     for (const std::string& address : Split(argument)) list += (list.empty() ? "" : ";") + address;
-  }
   if (list.empty()) throw CLI::ValidationError("addresses", "there is no address among them");
   return list;
 }
 
 void PrintRejected(const RecipientLists& lists) {
-  for (const std::string& address : Split(lists.rejected)) {
+  for (const std::string& address : Split(lists.rejected))
     fmt::print(stderr, "kelo: rejected by the service: {}\n", Shown(address));
-  }
 }
 
 int Contacts(Host& host) {

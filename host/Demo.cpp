@@ -26,9 +26,8 @@ fs::path SamplesFolder() {
 }
 
 fs::path FirstFolderIn(const fs::path& folder) {
-  for (const auto& entry : fs::directory_iterator(folder)) {
+  for (const auto& entry : fs::directory_iterator(folder))
     if (entry.is_directory()) return entry.path();
-  }
   return folder;
 }
 
@@ -36,11 +35,10 @@ int Demo(Host& host, const std::string& wanted) {
   const fs::path folder = wanted.empty() ? SamplesFolder() : fs::path(wanted);
   if (!fs::is_directory(folder)) throw Failure(folder.string() + " is not a folder");
   // The samples bring a friend's album along; of a folder of your own, the friend has copies.
-  if (fs::is_directory(folder / "mine") && fs::is_directory(folder / "friend")) {
+  if (fs::is_directory(folder / "mine") && fs::is_directory(folder / "friend"))
     DemoStory(host.Bare(), folder / "mine", FirstFolderIn(folder / "friend")).Tell();
-  } else {
+  else
     DemoStory(host.Bare(), folder, {}).Tell();
-  }
   return 0;
 }
 

@@ -32,9 +32,8 @@ bool SameContent(const fs::path& left, const fs::path& right) {
     b.read(blockB.data(), blockB.size());
     const auto count = static_cast<std::size_t>(a.gcount());
     if (a.gcount() != b.gcount() ||
-        !std::equal(blockA.begin(), blockA.begin() + count, blockB.begin())) {
+        !std::equal(blockA.begin(), blockA.begin() + count, blockB.begin()))
       return false;
-    }
     if (count < blockA.size()) return a.eof() && b.eof();
   }
 }
@@ -110,9 +109,8 @@ void DemoStory::DownloadEverything() {
         fmt::format("a friend's album is there: \"{}\"", Shown(FieldText(albums.at(0).name))));
   const auto theirs = library_.List(FieldText(albums[0].itemId), kKELOKind_FileItem);
   std::map<std::string, fs::path> byName;
-  for (const auto& entry : fs::directory_iterator(friendAlbum_)) {
+  for (const auto& entry : fs::directory_iterator(friendAlbum_))
     byName[entry.path().filename().string()] = entry.path();
-  }
   originals.clear();
   for (const auto& item : theirs) originals.push_back(byName[Resolved(FieldText(item.name))]);
   Prove(DownloadAndCompare(theirs, "theirs", originals) == byName.size(),

@@ -25,9 +25,8 @@ constexpr std::size_t kFriendPictures = 2;
 
 fs::path MakeTemporaryFolder() {
   std::string pattern = (fs::temp_directory_path() / "kelo-demo-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) {
+  if (::mkdtemp(pattern.data()) == nullptr)
     throw Failure(fmt::format("cannot create {}: {}", pattern, std::strerror(errno)));
-  }
   return pattern;
 }
 
@@ -86,9 +85,8 @@ void DemoStory::MakeFriendAlbum() {
 }
 
 void DemoStory::StartService() {
-  if (PlanUpload({pictures_.string()}, true).FileCount() == 0) {
+  if (PlanUpload({pictures_.string()}, true).FileCount() == 0)
     throw Failure(pictures_.string() + " holds no pictures");
-  }
   if (friendAlbum_.empty()) MakeFriendAlbum();
   devservice::Service::Options options;
   options.quotaBytes = 1'000'000'000'000;
@@ -164,9 +162,8 @@ void DemoStory::UploadAgain() {
   Title("Put them again (20 with its check)");
   const std::size_t before = Arrived("UploadItems");
   const auto files = Put();
-  for (const UploadedFile& file : files) {
+  for (const UploadedFile& file : files)
     if (file.outcome == UploadOutcome::kStored) Prove(false, "a picture was sent twice");
-  }
   Prove(Arrived("UploadItems") == before,
         fmt::format("{} checked, nothing sent", CountText(files.size(), "file")));
 }

@@ -38,9 +38,8 @@ std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemI
     const Progress progress(library, names);
     const std::uint32_t result = library.Download(records);
     // A command that is refused as a whole leaves the records as they were.
-    if (!records.empty() && result != records.back().result) {
+    if (!records.empty() && result != records.back().result)
       for (auto& record : records) record.result = result;
-    }
   }
   bool ended = false;
   for (std::size_t at = 0; at < files.size(); ++at) {

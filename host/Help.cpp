@@ -44,9 +44,8 @@ std::string ValueName(const CLI::Option& option) {
 
 std::string Row(const std::string& label, const std::string& text) {
   const std::size_t indent = kLabelWidth + 4;
-  if (label.size() <= kLabelWidth) {
+  if (label.size() <= kLabelWidth)
     return fmt::format("  {:<{}}  {}", label, kLabelWidth, Wrapped(text, indent));
-  }
   return fmt::format("  {}\n{:{}}{}", label, "", indent, Wrapped(text, indent));
 }
 
@@ -104,9 +103,8 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string, CLI::AppF
   const auto commands = ListedCommands(*app);
   std::string help = "Usage: " + (commands.empty() ? Synopsis(*app) : "kelo COMMAND [ARGUMENTS]");
   help += "\n\n" + Wrapped(app->get_description() + ".", 0) + "\n";
-  for (const CLI::Option* option : ListedOptions(*app)) {
+  for (const CLI::Option* option : ListedOptions(*app))
     help += Row(OptionLabel(*option), OptionText(*option));
-  }
   if (!commands.empty()) help += "\nCommands:\n";
   for (const CLI::App* command : commands)
     help += Row(command->get_name(), command->get_description());

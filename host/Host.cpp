@@ -36,10 +36,9 @@ tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted) {
     }
   }
   std::vector<tagKELO_ItemInfo> matches;
-  for (const tagKELO_ItemInfo& entry : library.List(
-           KELO_ALL_ITEMS_ID, kKELOKind_Folder | kKELOKind_Album | kKELOKind_FriendAlbum)) {
+  for (const tagKELO_ItemInfo& entry :
+       library.List(KELO_ALL_ITEMS_ID, kKELOKind_Folder | kKELOKind_Album | kKELOKind_FriendAlbum))
     if (Resolved(FieldText(entry.name)) == wanted) matches.push_back(entry);
-  }
   const std::string shown = Shown(wanted);
   if (matches.empty())
     throw Failure(fmt::format("there is nothing with the id or name '{}'", shown));
@@ -52,9 +51,8 @@ tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted) {
 
 tagKELO_ItemInfo FindAlbum(Library& library, const std::string& wanted) {
   const tagKELO_ItemInfo entry = FindEntry(library, wanted);
-  if ((entry.kind & (kKELOKind_Album | kKELOKind_RootAlbum | kKELOKind_FriendAlbum)) == 0) {
+  if ((entry.kind & (kKELOKind_Album | kKELOKind_RootAlbum | kKELOKind_FriendAlbum)) == 0)
     throw Failure(fmt::format("'{}' is not an album", Shown(wanted)));
-  }
   return entry;
 }
 

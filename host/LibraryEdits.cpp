@@ -57,9 +57,8 @@ std::uint32_t Library::Verify(const std::string& recipients, RecipientLists& lis
   info.outputOptions = kKELOOption_ReturnTexts;
   const std::uint32_t result = Send(kKELOCommand_VerifyRecipient, &info);
   lists = {TakeText(record.accepted), TakeText(record.rejected)};
-  if (result != kKELOResult_RecipientsRejected) {
+  if (result != kKELOResult_RecipientsRejected)
     Check("verify the addresses", result, kKELOCommand_VerifyRecipient);
-  }
   return result;
 }
 

@@ -11,19 +11,17 @@ namespace {
 // Text that roff does not take for requests or escapes.
 std::string Roff(const std::string& text) {
   std::string out;
-  for (const char c : text) {
-    if (c == '\\') {
+  for (const char c : text)
+    if (c == '\\')
       out += "\\e";
-    } else if (c == '-') {
+    else if (c == '-')
       out += "\\-";
-    } else if (c == '\'') {
+    else if (c == '\'')
       out += "\\(aq";
-    } else if (c == '.' && (out.empty() || out.back() == '\n')) {
+    else if (c == '.' && (out.empty() || out.back() == '\n'))
       out += "\\&.";
-    } else {
+    else
       out += c;
-    }
-  }
   return out;
 }
 
@@ -34,9 +32,8 @@ std::string OptionEntry(const CLI::Option& option) {
 // Options of a command as completion words.
 std::string OptionWords(const CLI::App& app) {
   std::string words;
-  for (const CLI::Option* option : ListedOptions(app)) {
+  for (const CLI::Option* option : ListedOptions(app))
     for (const auto& name : option->get_lnames()) words += (words.empty() ? "--" : " --") + name;
-  }
   return words;
 }
 
@@ -53,9 +50,8 @@ std::string ManualPage(const CLI::App& app) {
   for (const CLI::App* command : ListedCommands(app)) {
     page +=
         fmt::format(".SS {}\n{}.\n", Roff(Synopsis(*command)), Roff(command->get_description()));
-    for (const CLI::Option* option : ListedOptions(*command)) {
+    for (const CLI::Option* option : ListedOptions(*command))
       if (option != command->get_help_ptr()) page += OptionEntry(*option);
-    }
     if (!command->get_footer().empty()) page += ".PP\n" + Roff(command->get_footer()) + "\n";
   }
   return page + ".SH SEE ALSO\n.BR libtVQAccess2 (3)\n";

@@ -1,4 +1,4 @@
-// Decoding of UTF-8 with refusal of what a terminal or a path must not see.
+// Texts with replacement of what a terminal or a path must not see.
 #include "Names.h"
 
 #include <fmt/format.h>
@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 
+#include "text/Unicode.h"
 #include "text/XMLUtility.h"
 
 namespace kelo::host {
@@ -13,58 +14,33 @@ namespace {
 
 constexpr std::size_t kFileNameBytes = 240;  // leaves room for a suffix
 
-struct Decoded {
-  std::size_t length = 1;  // bytes taken
-  char32_t point = 0;
-  bool valid = false;
-};
-
-// The first character of a non-empty text. Overlong forms, surrogates and cut sequences are not
-// valid.
-Decoded DecodeFirst(std::string_view text) {
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-  const unsigned char lead = byte(0);
-  if (lead < 0x80) return {1, lead, true};
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return {};
-  char32_t point = lead & (0x7Fu >> length);
-  for (std::size_t at = 1; at < length; ++at) {
-    if ((byte(at) & 0xC0u) != 0x80u) return {};
-    point = (point << 6) | (byte(at) & 0x3Fu);
-  }
-  constexpr std::array<char32_t, 5> kSmallest = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
-  if (point < kSmallest[length] || point > 0x10FFFF || surrogate) return {};
-  return {length, point, true};
-}
-
 struct Range {
-  char32_t first, last;
+  UChar32 first, last;
 };
 
 // Controls, line and paragraph separators, direction marks and overrides, the byte order mark.
 constexpr Range kUnshowable[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x200E, 0x200F},
                                  {0x2028, 0x202E}, {0x2066, 0x2069}, {0xFEFF, 0xFEFF}};
 
-bool Showable(const Decoded& character) {
-  return character.valid &&
-         std::none_of(std::begin(kUnshowable), std::end(kUnshowable), [&](const Range& range) {
-           return character.point >= range.first && character.point <= range.last;
-         });
+bool Showable(UChar32 character) {
+  return character >= 0 && std::none_of(
+                               std::begin(kUnshowable), std::end(kUnshowable),
+                               [&](const Range& range) {
+                                 return character >= range.first && character <= range.last;
+                               });
 }
 
 // Copies the text with everything unshowable, and every character of `also`, replaced.
 std::string Cleaned(std::string_view text, char substitute, std::string_view also) {
   std::string clean;
-  while (!text.empty()) {
-    const Decoded character = DecodeFirst(text);
-    const bool keep = Showable(character) && also.find(text[0]) == std::string_view::npos;
-    if (keep) {
-      clean.append(text.substr(0, character.length));
-    } else {
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t start = i;
+    const bool keep =
+        Showable(NextCharacter(text, i)) && also.find(text[start]) == std::string_view::npos;
+    if (keep)
+      clean.append(text.substr(start, i - start));
+    else
       clean.push_back(substitute);
-    }
-    text.remove_prefix(character.length);
   }
   return clean;
 }
@@ -116,9 +92,8 @@ std::string UniqueNames::Take(const std::string& name) {
   if (dot == std::string::npos || dot == 0) dot = name.size();
   std::string unique = name;
   int& last = lastNumber_.try_emplace(folded(name), 1).first->second;
-  while (!taken_.insert(folded(unique)).second) {
+  while (!taken_.insert(folded(unique)).second)
     unique = fmt::format("{} ({}){}", name.substr(0, dot), ++last, name.substr(dot));
-  }
   return unique;
 }
 

@@ -9,7 +9,7 @@
 namespace kelo::host {
 
 // Largest file that the upload record can describe.
-constexpr std::uint64_t kLargestFile = (1ull << 31) - 1;
+constexpr std::uint64_t kMaxFile = (1ull << 31) - 1;
 
 struct LocalFile {
   std::filesystem::path path;

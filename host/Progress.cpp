@@ -84,9 +84,8 @@ void Progress::SetListener(
 std::uint32_t Progress::OnEvent(std::uint32_t event, std::uint32_t kind,
                                 const tagKELO_ProgressInfo* progress) {
   Progress* self = current;
-  if (self != nullptr && progress != nullptr && kind == kKELOEventKind_Progress) {
+  if (self != nullptr && progress != nullptr && kind == kKELOEventKind_Progress)
     self->Take(event, *progress);
-  }
   return 0;
 }
 

@@ -61,9 +61,8 @@ constexpr Row kRows[] = {
 }  // namespace
 
 std::string_view ResultWords(std::uint32_t code, std::uint32_t command) {
-  for (const Row& row : kRows) {
+  for (const Row& row : kRows)
     if (row.code == code && (row.command == 0 || row.command == command)) return row.words;
-  }
   return "an unknown result";
 }
 

@@ -33,9 +33,8 @@ std::filesystem::path DefaultFolder() {
   const char* state = std::getenv("XDG_STATE_HOME");
   if (state != nullptr && state[0] == '/') return std::filesystem::path(state) / "kelo";
   const char* home = std::getenv("HOME");
-  if (home == nullptr || home[0] != '/') {
+  if (home == nullptr || home[0] != '/')
     throw Failure("cannot find the state folder: neither XDG_STATE_HOME nor HOME is set");
-  }
   return std::filesystem::path(home) / ".local/state/kelo";
 }
 

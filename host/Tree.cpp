@@ -38,11 +38,10 @@ class TreePrinter {
 
   void Below(const tagKELO_ItemInfo& entry, const std::string& indent) {
     const std::string_view id = FieldText(entry.itemId);
-    if (entry.kind == kKELOKind_Folder) {
+    if (entry.kind == kKELOKind_Folder)
       Children(id, kKELOKind_Album, indent);
-    } else if (items_ && IsContainer(entry)) {
+    else if (items_ && IsContainer(entry))
       Children(id, kKELOKind_FileItem, indent);
-    }
   }
 
   static std::string Describe(const tagKELO_ItemInfo& entry) {

@@ -84,9 +84,8 @@ class Sender {
   void ReportRecords(const Batch& batch, const std::vector<tagKELO_LoadInfo>& records) const {
     // With the check, memos leave only when some picture of the batch does.
     bool pictureSent = !options_.check;
-    for (std::size_t at = 0; at < batch.size(); ++at) {
+    for (std::size_t at = 0; at < batch.size(); ++at)
       pictureSent = pictureSent || (records[at].result == 0 && !IsSoundMemo(batch[at].path));
-    }
     for (std::size_t at = 0; at < batch.size(); ++at) {
       const std::string id(FieldText(records[at].itemId));
       const UploadOutcome outcome = records[at].result == 0 && !pictureSent

@@ -26,11 +26,10 @@ class Gatherer {
 
   void Add(const fs::path& path) {
     std::error_code failed;
-    if (fs::is_directory(path, failed)) {
+    if (fs::is_directory(path, failed))
       Walk(path);
-    } else {
+    else
       AddFile(path);
-    }
   }
 
   std::vector<LocalFile> files;
@@ -40,19 +39,15 @@ class Gatherer {
   void Walk(const fs::path& folder) {
     std::error_code failed;
     std::vector<fs::path> entries;
-    for (fs::directory_iterator at(folder, failed), end; !failed && at != end;
-         at.increment(failed)) {
+    for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed))
       if (!Hidden(at->path())) entries.push_back(at->path());
-    }
     if (failed) plan_.refused.push_back(Shown(folder.string()) + ": " + failed.message());
     std::sort(entries.begin(), entries.end());
-    for (const fs::path& entry : entries) {
-      if (!fs::is_directory(entry, failed)) {
+    for (const fs::path& entry : entries)
+      if (!fs::is_directory(entry, failed))
         AddFile(entry);
-      } else if (!fs::is_symlink(entry, failed)) {
+      else if (!fs::is_symlink(entry, failed))
         Walk(entry);
-      }
-    }
   }
 
   void AddFile(const fs::path& path) {
@@ -61,7 +56,7 @@ class Gatherer {
     if (!seen_.insert(failed ? path : canonical).second) return;
     try {
       LocalFile file = DescribeFile(path);
-      if (file.size > kLargestFile) {
+      if (file.size > kMaxFile) {
         throw Failure(fmt::format("{}: {} is too large; a file must be below 2 GiB",
                                   Shown(path.string()), ByteText(file.size)));
       }

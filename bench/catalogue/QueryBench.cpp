@@ -31,9 +31,8 @@ void ListServer(benchmark::State& state) {
                              static_cast<uint32_t>(state.range(2)));
   std::vector<char> buffer(items * sizeof(tagKELO_ItemInfo));
   tagKELO_ItemInfo filled;
-  for (int64_t i = 0; i < state.range(2); ++i) {
-    cache->GetItemInfo(SampleID('i', static_cast<uint64_t>(i)), filled);
-  }
+  for (int64_t i = 0; i < state.range(2); ++i)
+    cache->GetItemInfo(SampleId('i', static_cast<uint64_t>(i)), filled);
   std::memset(&filled, 'x', sizeof filled);
   std::vector<double> ours;
   std::vector<double> writing;
@@ -69,7 +68,7 @@ void OneFreshRecord(benchmark::State& state) {
   const auto items = static_cast<size_t>(state.range(0));
   const auto cache = Account({items, std::max<size_t>(1, items / 10), 50}, 0);
   std::vector<std::string> ids;
-  for (uint64_t i = 0; i < items; ++i) ids.push_back(SampleID('i', i * 7919 % items));
+  for (uint64_t i = 0; i < items; ++i) ids.push_back(SampleId('i', i * 7919 % items));
   tagKELO_ItemInfo info;
   uint64_t number = 0;
   for (auto _ : state) {
@@ -88,9 +87,9 @@ void AddUploadedItems(benchmark::State& state) {
   std::vector<double> taken;
   for (auto _ : state) {
     const auto cache = Account({before, 1000, 50}, 1000);
-    const std::string album = SampleID('a', 3);
+    const std::string album = SampleId('a', 3);
     std::vector<std::string> ids;
-    for (uint64_t i = 0; i < added; ++i) ids.push_back(SampleID('n', i));
+    for (uint64_t i = 0; i < added; ++i) ids.push_back(SampleId('n', i));
     tagKELO_ItemInfo info;
     taken.push_back(Seconds([&] {
       for (const std::string& id : ids) {

@@ -22,7 +22,7 @@ std::string Date(uint64_t number) {
 }
 
 void AppendItem(std::string& out, uint64_t number) {
-  const std::string id = SampleID('i', number);
+  const std::string id = SampleId('i', number);
   const std::string host = "http://images" + Number("%lu", number % 8) + ".talvo.example/";
   out.append("<item");
   Append(out, "itemId", id);
@@ -40,7 +40,7 @@ void AppendAlbum(std::string& out, const AccountSize& size, size_t album) {
   const size_t first = size.items * album / size.albums;
   const size_t end = size.items * (album + 1) / size.albums;
   out.append("<album");
-  Append(out, "albumId", SampleID('a', album));
+  Append(out, "albumId", SampleId('a', album));
   Append(out, "albumName", "Album " + Number("%lu", album));
   Append(out, "modifyDate", Date(album));
   Append(out, "shareFlag", album % 10 == 0 ? "true" : "false");
@@ -52,7 +52,7 @@ void AppendAlbum(std::string& out, const AccountSize& size, size_t album) {
 
 }  // namespace
 
-std::string SampleID(char kind, uint64_t number) {
+std::string SampleId(char kind, uint64_t number) {
   const uint64_t mixed = (number + 1) * 0x9E3779B97F4A7C15u;  // one to one, and out of order
   return kind + Number("%026lu", mixed);
 }
@@ -65,7 +65,7 @@ std::string SampleHierarchyAnswer(const AccountSize& size) {
     const size_t first = inFolders * folder / size.folders;
     const size_t end = inFolders * (folder + 1) / size.folders;
     out.append("<folder");
-    Append(out, "folderId", SampleID('f', folder));
+    Append(out, "folderId", SampleId('f', folder));
     Append(out, "folderName", "Folder " + Number("%lu", folder));
     Append(out, "modifyDate", Date(folder));
     Append(out, "albumCount", Number("%lu", end - first));

@@ -17,6 +17,6 @@ struct AccountSize {
 std::string SampleHierarchyAnswer(const AccountSize& size);
 
 // The service's identifier of the n-th entry: 27 characters.
-std::string SampleID(char kind, uint64_t number);
+std::string SampleId(char kind, uint64_t number);
 
 }  // namespace kelo::bench

@@ -78,9 +78,8 @@ void AbortHangingConnect(benchmark::State& state) {
   for (int& fd : sockets) fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (bind(sockets[0], reinterpret_cast<sockaddr*>(&address), size) != 0 ||
       listen(sockets[0], 0) != 0 ||
-      getsockname(sockets[0], reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+      getsockname(sockets[0], reinterpret_cast<sockaddr*>(&address), &size) != 0)
     state.SkipWithError("no listener");
-  }
   for (int i = 1; i < 5; ++i) connect(sockets[i], reinterpret_cast<sockaddr*>(&address), size);
   HTTPConnection connection;
   std::string response;

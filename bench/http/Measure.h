@@ -31,9 +31,8 @@ inline double MiddleOf(std::vector<double> values) {
 // A line of /proc/self/status in MiB.
 inline double StatusMiB(const std::string& name) {
   std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
+  for (std::string line; std::getline(status, line);)
     if (line.starts_with(name)) return std::stod(line.substr(name.size())) / 1024;
-  }
   return 0;
 }
 
@@ -81,9 +80,8 @@ class Scratch {
   std::string File(const std::string& name, std::size_t size) const {
     std::ofstream file(path_ / name, std::ios::binary);
     const std::string chunk(1 << 16, 'k');
-    for (std::size_t left = size; left > 0; left -= std::min(left, chunk.size())) {
+    for (std::size_t left = size; left > 0; left -= std::min(left, chunk.size()))
       file.write(chunk.data(), static_cast<std::streamsize>(std::min(left, chunk.size())));
-    }
     return *this / name;
   }
 

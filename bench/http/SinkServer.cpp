@@ -42,9 +42,8 @@ SinkServer::SinkServer(std::size_t fileSize) : fileSize_(fileSize) {
   listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
       listen(listener_, 16) != 0 ||
-      getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+      getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
     std::abort();
-  }
   port_ = ntohs(address.sin_port);
   thread_ = std::thread([this] { Accept(); });
 }
@@ -109,9 +108,8 @@ bool SinkServer::Answer(int socket, const std::string& head) {
     return false;
   }
   const std::size_t size = asks(" /file") ? fileSize_ : 2;
-  if (!SendAll(socket, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n")) {
+  if (!SendAll(socket, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n"))
     return false;
-  }
   for (std::size_t left = size; left > 0;) {
     const std::size_t step = std::min(left, kBufferSize);
     if (!SendAll(socket, std::string_view(Buffer().data(), step))) return false;

@@ -170,11 +170,10 @@ void UploadThousandFiles(benchmark::State& state) {
     }
     BarePost(url, bytes.get(), nullptr, kCount * kSize, state);
   };
-  if (state.range(0) == 0) {
+  if (state.range(0) == 0)
     Compare(state, ours, fromMemory);
-  } else {
+  else
     Compare(state, ours, fromFiles);
-  }
   state.counters["rss_growth_over_body_MiB"] = growth - static_cast<double>(body.size()) / kMiB;
 }
 BENCHMARK(UploadThousandFiles)
@@ -209,11 +208,10 @@ void Upload512MiB(benchmark::State& state) {
   };
   fromFile();
   const double growth = ResidentGrowthMiB(ours);
-  if (state.range(0) == 0) {
+  if (state.range(0) == 0)
     Compare(state, ours, fromFile);
-  } else {
+  else
     Compare(state, ours, fromCopy);
-  }
   state.counters["rss_growth_MiB"] = growth;
 }
 BENCHMARK(Upload512MiB)

@@ -104,9 +104,8 @@ void Organise(benchmark::State& state) {
     }
     if (world.Send(kKELOCommand_AddItems, albums.data(), kAlbums) != 0 ||
         world.Send(kKELOCommand_AddNewLink, links.data(), kLinks, "ALBUM5678901234567890123456") !=
-            0) {
+            0)
       state.SkipWithError("a command failed");
-    }
   };
   const std::string add = Document("AddAlbum folderId=\"\" albumName=\"An album\"");
   const std::string link = Document(
@@ -127,9 +126,8 @@ void VerifyRecipients(benchmark::State& state) {
   const auto ours = [&] {
     tagKELO_RecipientInfo record{};
     record.recipients = {list.data(), static_cast<uint32_t>(list.size())};
-    if (world.Send(kKELOCommand_VerifyRecipient, &record, 1) != kKELOResult_RecipientsRejected) {
+    if (world.Send(kKELOCommand_VerifyRecipient, &record, 1) != kKELOResult_RecipientsRejected)
       state.SkipWithError("the command failed");
-    }
   };
   world.service().ClearLog();
   ours();

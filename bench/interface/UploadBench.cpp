@@ -42,9 +42,8 @@ class Uploads {
     KELOAccessCommand(kKELOCommand_OpenSession, &record);
     record.data = &session_;
     KELOAccessCommand(kKELOCommand_GetSessionInfo, &record);
-    for (uint32_t i = 0; i < fileCount; ++i) {
+    for (uint32_t i = 0; i < fileCount; ++i)
       paths_.push_back(scratch_.File("picture" + std::to_string(i) + ".jpg", fileSize));
-    }
     for (std::string& path : paths_) {
       tagKELO_LoadInfo& file = files_.emplace_back();
       file.filePath = {path.data(), static_cast<uint32_t>(path.size())};
@@ -62,9 +61,8 @@ class Uploads {
     tagCommandControlInfo record{};
     record.data = files_.data();
     record.entryCount = static_cast<uint32_t>(files_.size());
-    if (KELOAccessCommand(kKELOCommand_Upload, &record) != 0 || files_.back().itemId[0] == '\0') {
+    if (KELOAccessCommand(kKELOCommand_Upload, &record) != 0 || files_.back().itemId[0] == '\0')
       state.SkipWithError("the upload failed");
-    }
   }
 
   void PostFromMemory(benchmark::State& state) {
@@ -139,9 +137,8 @@ class Uploads {
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.get());
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Keep);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, &answer);
-    if (curl_easy_perform(easy) != CURLE_OK || answer.find("stat=\"ok\"") == std::string::npos) {
+    if (curl_easy_perform(easy) != CURLE_OK || answer.find("stat=\"ok\"") == std::string::npos)
       state.SkipWithError("the yardstick failed");
-    }
   }
 
   Scratch scratch_;

@@ -20,9 +20,7 @@ std::string MakeText(Kind kind) {
       "\u6771\u4EAC\u306E\u6625\u3001\u685C\u304C\u54B2\u304F\u3002\u30D1\u30FC\u30C6\u30A3\u30FC",
       "e\u0301te\u0301 \u304B\u3099 "};
   std::string text;
-  while (text.size() + kPieces[kind].size() <= kSize) {
-    text += kPieces[kind];
-  }
+  while (text.size() + kPieces[kind].size() <= kSize) text += kPieces[kind];
   return text;
 }
 
@@ -43,11 +41,9 @@ BENCHMARK(Copy)->Name("yardstick: copy 1 MiB");
 void ToReferences(benchmark::State& state, Kind kind) {
   const std::string text = MakeText(kind);
   std::string out;
-  for (auto _ : state) {
-    if (XMLUtility().ConvertStringUTF8ToReference(text, out) != 1) {
+  for (auto _ : state)
+    if (XMLUtility().ConvertStringUTF8ToReference(text, out) != 1)
       state.SkipWithError("not converted");
-    }
-  }
   Count(state, text.size());
 }
 
@@ -56,14 +52,10 @@ void FromReferences(benchmark::State& state, Kind kind) {
   std::string encoded;
   XMLUtility().ConvertStringUTF8ToReference(text, encoded);
   std::string out;
-  for (auto _ : state) {
-    if (XMLUtility().ConvertStringReferenceToUTF8(encoded, out) != 1) {
+  for (auto _ : state)
+    if (XMLUtility().ConvertStringReferenceToUTF8(encoded, out) != 1)
       state.SkipWithError("not converted");
-    }
-  }
-  if (kind != kDecomposed && out != text) {
-    state.SkipWithError("the text came back changed");
-  }
+  if (kind != kDecomposed && out != text) state.SkipWithError("the text came back changed");
   Count(state, text.size());
 }
 

@@ -42,11 +42,11 @@ void ReadItems(benchmark::State& state) {
   const std::string answer = MakeAnswer(static_cast<int>(state.range(0)));
   std::size_t found = 0;
   for (auto _ : state) {
-    ForEachBetween(answer, "<item ", "</item>", [&](std::string_view item) {
-      for (const char* name : kNames) {
-        found += FindAttribute(item, name)->size();
-      }
-    });
+    ForEachBetween(
+        answer, "<item ", "</item>",
+        [&](std::string_view item) {
+          for (const char* name : kNames) found += FindAttribute(item, name)->size();
+        });
   }
   benchmark::DoNotOptimize(found);
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
@@ -62,11 +62,8 @@ void CopyItems(benchmark::State& state) {
   for (auto _ : state) {
     std::vector<std::string> items;
     xml.GetValuesWithElement(answer, "item", items);
-    for (const std::string& item : items) {
-      for (const char* name : kNames) {
-        xml.GetAttribute(item, name, value);
-      }
-    }
+    for (const std::string& item : items)
+      for (const char* name : kNames) xml.GetAttribute(item, name, value);
   }
   benchmark::DoNotOptimize(value.data());
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
@@ -76,9 +73,7 @@ BENCHMARK(CopyItems)->Arg(100000);
 // An end key that is missing, searched backwards through everything.
 void SearchBackwards(benchmark::State& state) {
   const std::string answer = "<list>" + MakeAnswer(static_cast<int>(state.range(0)));
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(FindOutermostTag(answer, "list"));
-  }
+  for (auto _ : state) benchmark::DoNotOptimize(FindOutermostTag(answer, "list"));
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
 }
 BENCHMARK(SearchBackwards)->Arg(100000);
@@ -86,9 +81,7 @@ BENCHMARK(SearchBackwards)->Arg(100000);
 // Every second byte is replaced by a longer text: the time for each byte stays the same.
 void ReplaceAll(benchmark::State& state) {
   std::string source;
-  while (source.size() < static_cast<std::size_t>(state.range(0))) {
-    source += "&x";
-  }
+  while (source.size() < static_cast<std::size_t>(state.range(0))) source += "&x";
   std::string out;
   for (auto _ : state) {
     XMLUtility().ReplaceAllString(source, "&", "&amp;", out);

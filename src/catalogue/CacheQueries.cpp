@@ -12,7 +12,7 @@ bool AsksForSharedAlbumsOnly(uint32_t kindMask) {
   return (kindMask & (kKELOKind_Album | kKELOKind_SharedAlbum)) == kKELOKind_SharedAlbum;
 }
 
-// How the ID lists differ from the lists of records.
+// How the id lists differ from the lists of records.
 enum class Order { Id, Service };
 
 template <Order kIsIn>
@@ -37,7 +37,7 @@ struct Ids {
   }
   void Write(char* buffer) const {
     for (const std::string_view id : ids) {
-      buffer[id.copy(buffer, kIDLength)] = '\0';
+      buffer[id.copy(buffer, kIdLength)] = '\0';
       buffer += KELO_ID_FIELD_SIZE;
     }
   }
@@ -66,15 +66,15 @@ class KELOAccessCacheManager::Records {
  public:
   static constexpr Order kOrder = Order::Service;
 
-  // The records name `parentID` as their parent, or, where that is null, each its own.
-  Records(const KELOAccessCacheManager& cache, void* buffer, const std::string_view* parentID)
-      : cache_(cache), next_(static_cast<char*>(buffer)), parentID_(parentID) {}
+  // The records name `parentId` as their parent, or, where that is null, each its own.
+  Records(const KELOAccessCacheManager& cache, void* buffer, const std::string_view* parentId)
+      : cache_(cache), next_(static_cast<char*>(buffer)), parentId_(parentId) {}
 
-  void Add(std::string_view id) { cache_.WriteRecord(id, parentID_, Next()); }
+  void Add(std::string_view id) { cache_.WriteRecord(id, parentId_, Next()); }
   void Add(const HierarchyTable& table, const HierarchyList& list) {
-    table.ForEach(list, [&](const HierarchyPlace& place) {
-      cache_.WriteEntry(table, place, parentID_, Next());
-    });
+    table.ForEach(
+        list,
+        [&](const HierarchyPlace& place) { cache_.WriteEntry(table, place, parentId_, Next()); });
   }
 
  private:
@@ -85,25 +85,23 @@ class KELOAccessCacheManager::Records {
 
   const KELOAccessCacheManager& cache_;
   char* next_;
-  const std::string_view* parentID_;
+  const std::string_view* parentId_;
 };
 
 template <typename Sink>
-void KELOAccessCacheManager::VisitTarget(std::string_view targetID, uint32_t kindMask,
+void KELOAccessCacheManager::VisitTarget(std::string_view targetId, uint32_t kindMask,
                                          Sink& sink) const {
   const HierarchyTable& table = *hierarchy_.directories;
-  if ((kindMask & kKELOKind_RootAlbum) && targetID.empty()) sink.Add(kRootAlbumID);
-  if ((kindMask & kKELOKind_FileItem) && targetID == kRootAlbumID) {
+  if ((kindMask & kKELOKind_RootAlbum) && targetId.empty()) sink.Add(kRootAlbumId);
+  if ((kindMask & kKELOKind_FileItem) && targetId == kRootAlbumId)
     sink.Add(table, table.RootAlbum().items[kFiles]);
-  }
-  const uint32_t directory = table.FindDirectory(OrRoot(targetID));
+  const uint32_t directory = table.FindDirectory(OrRoot(targetId));
   if (directory != kNone) VisitLists(table, table.Directory(directory), kindMask, sink);
-  if (AsksForSharedAlbumsOnly(kindMask)) {
-    VisitSharedAlbums(table, sink, [&](const auto& album) { return album.parentID == targetID; });
-  }
+  if (AsksForSharedAlbumsOnly(kindMask))
+    VisitSharedAlbums(table, sink, [&](const auto& album) { return album.parentID == targetId; });
   if (directory != kNone || Sink::kOrder == Order::Id) return;
   const HierarchyTable& friends = *hierarchy_.friendAlbums;
-  const uint32_t album = friends.FindDirectory(OrRoot(targetID));
+  const uint32_t album = friends.FindDirectory(OrRoot(targetId));
   if (album == kNone) return;
   VisitLists(friends, friends.Directory(album), kindMask & kKELOKind_FileItem, sink);
 }
@@ -116,54 +114,51 @@ void KELOAccessCacheManager::VisitServer(uint32_t kindMask, Sink& sink) const {
   if (table.DirectoriesById().empty()) return;
   const bool sharedOnly = AsksForSharedAlbumsOnly(kindMask);
   const uint32_t files = kindMask & kKELOKind_FileItem;
-  if (kindMask & kKELOKind_RootAlbum) sink.Add(kRootAlbumID);
+  if (kindMask & kKELOKind_RootAlbum) sink.Add(kRootAlbumId);
   VisitLists(table, table.RootAlbum(), files, sink);
   for (const uint32_t number : table.DirectoriesById()) {
     const tagDirectoryInfo& directory = table.Directory(number);
     VisitLists(table, directory, kindMask & ~files, sink);
-    if (sharedOnly && Sink::kOrder == Order::Service && (directory.flags & kKELOKind_SharedAlbum)) {
+    if (sharedOnly && Sink::kOrder == Order::Service && (directory.flags & kKELOKind_SharedAlbum))
       sink.Add(directory.id);
-    }
     VisitLists(table, directory, files, sink);
   }
   if (kindMask & kKELOKind_FriendAlbum) {
-    for (const uint32_t number : friends.DirectoriesById()) {
-      if (friends.Directory(number).id != kRootID) sink.Add(friends.Directory(number).id);
-    }
+    for (const uint32_t number : friends.DirectoriesById())
+      if (friends.Directory(number).id != kRootId) sink.Add(friends.Directory(number).id);
   }
-  if (sharedOnly && Sink::kOrder == Order::Id) {
+  if (sharedOnly && Sink::kOrder == Order::Id)
     VisitSharedAlbums(table, sink, [](const auto&) { return true; });
-  }
 }
 
-uint32_t KELOAccessCacheManager::GetItemsCountOnTargetID(std::string_view targetID,
+uint32_t KELOAccessCacheManager::GetItemsCountOnTargetID(std::string_view targetId,
                                                          uint32_t kindMask) const {
   Counter<Order::Service> counter;
-  VisitTarget(targetID, kindMask, counter);
+  VisitTarget(targetId, kindMask, counter);
   return static_cast<uint32_t>(counter.count);
 }
 
-uint32_t KELOAccessCacheManager::GetItemsIDListOnTargetID(std::string_view targetID, uint32_t count,
+uint32_t KELOAccessCacheManager::GetItemsIDListOnTargetID(std::string_view targetId, uint32_t count,
                                                           char* idBuffer, uint32_t kindMask) const {
   Ids<Order::Id> list;
-  VisitTarget(targetID, kindMask, list);
+  VisitTarget(targetId, kindMask, list);
   if (list.ids.size() != count) return kKELOResult_BadParameter;
   list.Write(idBuffer);
   return kKELOResult_Success;
 }
 
-uint32_t KELOAccessCacheManager::GetItemsInfoOnTargetID(std::string_view targetID, uint32_t count,
+uint32_t KELOAccessCacheManager::GetItemsInfoOnTargetID(std::string_view targetId, uint32_t count,
                                                         void* infoBuffer, uint32_t kindMask) const {
-  if (GetItemsCountOnTargetID(targetID, kindMask) != count) return kKELOResult_BadParameter;
-  Records records(*this, infoBuffer, &targetID);
-  VisitTarget(targetID, kindMask, records);
+  if (GetItemsCountOnTargetID(targetId, kindMask) != count) return kKELOResult_BadParameter;
+  Records records(*this, infoBuffer, &targetId);
+  VisitTarget(targetId, kindMask, records);
   return kKELOResult_Success;
 }
 
-std::vector<std::string_view> KELOAccessCacheManager::GetIDsOnTargetID(std::string_view targetID,
-                                                                       uint32_t kindMask) const {
+std::vector<std::string_view> KELOAccessCacheManager::GetIdsOnTarget(std::string_view targetId,
+                                                                     uint32_t kindMask) const {
   Ids<Order::Service> list;
-  VisitTarget(targetID, kindMask, list);
+  VisitTarget(targetId, kindMask, list);
   return std::move(list.ids);
 }
 

@@ -33,7 +33,7 @@ class HierarchyReader {
   struct Scope {
     Reads reads;
     uint32_t directory;         // where it goes
-    std::string_view parentID;  // the directory's id; empty for a root
+    std::string_view parentId;  // the directory's id; empty for a root
     Container container;
   };
 
@@ -56,7 +56,7 @@ HierarchyReader::Container HierarchyReader::ContainerOf(std::string_view name) {
 }
 
 bool HierarchyReader::Read() {
-  scopes_ = {{Reads::Answer, table_.FindDirectory(kRootID), {}, ContainerCount}};
+  scopes_ = {{Reads::Answer, table_.FindDirectory(kRootId), {}, ContainerCount}};
   XMLTagReader reader(table_.Answer());
   XMLTag tag;
   while (reader.Next(tag)) {
@@ -82,7 +82,7 @@ bool HierarchyReader::Read() {
 HierarchyReader::Scope HierarchyReader::Inside(Container container, const XMLTag& tag) {
   const Scope& outer = scopes_.back();
   const bool isOwn = kind_ == AnswerKind::Hierarchy;
-  Scope inside{Reads::Nothing, outer.directory, outer.parentID, container};
+  Scope inside{Reads::Nothing, outer.directory, outer.parentId, container};
   switch (outer.reads) {
     case Reads::Answer:
       if (container == Albums || (container == Folders && isOwn)) inside.reads = Reads::Directories;
@@ -118,7 +118,7 @@ HierarchyReader::Scope HierarchyReader::AddFolder(const XMLTag& tag, const Scope
   const auto [id, name, date, count] = ReadAttributes(tag.attributes, kNames);
   if (id.empty()) return {Reads::Nothing, kNone, {}, Folder};
   const uint32_t folder =
-      table_.AddDirectory(outer.directory, outer.parentID, id, {name, date}, kKELOKind_Folder);
+      table_.AddDirectory(outer.directory, outer.parentId, id, {name, date}, kKELOKind_Folder);
   return {count == "0" ? Reads::Nothing : Reads::FolderContent, folder, id, Folder};
 }
 
@@ -128,11 +128,10 @@ HierarchyReader::Scope HierarchyReader::AddAlbum(const XMLTag& tag, const Scope&
   const auto [id, name, date, shared, count] = ReadAttributes(tag.attributes, kNames);
   if (id.empty()) return {Reads::Nothing, kNone, {}, Album};
   uint32_t flags = kKELOKind_FriendAlbum;
-  if (kind_ == AnswerKind::Hierarchy) {
+  if (kind_ == AnswerKind::Hierarchy)
     flags = shared == "true" ? kSharedAlbumFlags : uint32_t{kKELOKind_Album};
-  }
   const uint32_t album =
-      table_.AddDirectory(outer.directory, outer.parentID, id, {name, date}, flags);
+      table_.AddDirectory(outer.directory, outer.parentId, id, {name, date}, flags);
   return {count == "0" ? Reads::Nothing : Reads::AlbumContent, album, id, Album};
 }
 
@@ -141,9 +140,8 @@ void HierarchyReader::AddItem(const XMLTag& tag) {
   if (scope.reads != Reads::Items) return;
   std::string_view id;
   tagFileItemData data;
-  if (loader_.ExtractFileItemInfo(tag.attributes, id, data)) {
+  if (loader_.ExtractFileItemInfo(tag.attributes, id, data))
     table_.AddFile(scope.directory, id, data);
-  }
 }
 
 // The answer, read into a table of its own; null where it is broken.

@@ -26,10 +26,10 @@ class HierarchyLoader {
   explicit HierarchyLoader(KELOAccessCacheManager& cache) : cache_(cache) {}
 
   // Rebuilds the cache from the answer to GetHierarchy. The former content stays, whole, where the
-  // answer is broken or memory is short.
+  // answer is broken or memory runs out.
   uint32_t RefreshHierarchyInfoByXMLData(std::string response);
   // Puts the friend albums of the answer to GetForeignAlbumItems in the place of the former ones.
-  // Where that is broken or memory is short, there are none.
+  // Where that is broken or memory runs out, there are none.
   uint32_t RefreshFriendAlbumInfoByXMLData(std::string response);
 
   // Reads the attributes of an item's tag; `id` and `data` are views of them. False for an item

@@ -14,14 +14,14 @@ namespace kelo {
 
 // Key of the root folder and of the root entry of the friend albums. An empty id given by a caller
 // means this id.
-inline constexpr std::string_view kRootID = "KELO_CACHEINFO_ROOT_ID";
+inline constexpr std::string_view kRootId = "KELO_CACHEINFO_ROOT_ID";
 constexpr std::string_view OrRoot(std::string_view id) {
-  return id.empty() ? kRootID : id;
+  return id.empty() ? kRootId : id;
 }
 // Parent id of a root entry: the top of the parent chain.
-inline constexpr std::string_view kTerminateID = "KELO_CACHEINFO_TERMINATE_ID";
+inline constexpr std::string_view kTerminateId = "KELO_CACHEINFO_TERMINATE_ID";
 // The pseudo-album of the items that belong to no album; listed as a child of the root folder.
-inline constexpr std::string_view kRootAlbumID = KELO_ROOT_ALBUM_ID;
+inline constexpr std::string_view kRootAlbumId = KELO_ROOT_ALBUM_ID;
 
 inline constexpr std::string_view kRootName = "Root";
 inline constexpr std::string_view kRootAlbumName = "RootAlbum";
@@ -30,7 +30,7 @@ inline constexpr std::string_view kRootAlbumName = "RootAlbum";
 inline constexpr uint32_t kSharedAlbumFlags = kKELOKind_Album | kKELOKind_SharedAlbum;
 
 // An id is cut to this many bytes wherever a record stores it.
-inline constexpr uint32_t kIDLength = KELO_ID_FIELD_SIZE - 1;
+inline constexpr uint32_t kIdLength = KELO_ID_FIELD_SIZE - 1;
 
 // Texts are as the service wrote them, references included, and belong to whoever made the view.
 struct tagFileItemData {
@@ -66,7 +66,7 @@ using tagDirectoryItemList = std::array<HierarchyList, kListKinds>;
 // A folder, an album, a friend album, the root folder or the root album.
 struct tagDirectoryInfo {
   std::string_view id = {};
-  std::string_view parentID = {};  // as it was given, cut to kIDLength: empty stays empty
+  std::string_view parentID = {};  // as it was given, cut to kIdLength: empty stays empty
   std::string_view name = {};
   std::string_view modifyDate = {};
   uint32_t flags = 0;  // kind bits

@@ -35,7 +35,7 @@ std::unique_ptr<char[]> OwnTexts(std::initializer_list<std::string_view*> texts)
 HierarchyTable::HierarchyTable(std::string answer) : answer_(std::move(answer)) {
   index_.Reserve(answer_.size() / kItemLength);
   directories_.Reserve(1);
-  directories_.Add({.id = kRootAlbumID});
+  directories_.Add({.id = kRootAlbumId});
 }
 
 bool HierarchyTable::InAnswer(std::string_view text) const {
@@ -45,25 +45,24 @@ bool HierarchyTable::InAnswer(std::string_view text) const {
 }
 
 void HierarchyTable::AddRoot() {
-  AddDirectory(kNone, kTerminateID, kRootID, {.name = kRootName}, kKELOKind_Folder);
+  AddDirectory(kNone, kTerminateId, kRootId, {.name = kRootName}, kKELOKind_Folder);
 }
 
-uint32_t HierarchyTable::AddDirectory(uint32_t parent, std::string_view parentID,
+uint32_t HierarchyTable::AddDirectory(uint32_t parent, std::string_view parentId,
                                       std::string_view id, tagDirectoryItemData data,
                                       uint32_t flags) {
   const uint32_t hash = HashOfId(id);
   uint32_t number = FindDirectory(id);
   uint32_t list = kNone;
-  if (parent != kNone && (flags & (kKELOKind_Folder | kKELOKind_Album))) {
+  if (parent != kNone && (flags & (kKELOKind_Folder | kKELOKind_Album)))
     list = ListOf(parent, flags & kKELOKind_Folder ? kFolders : kAlbums);
-  }
   Reserve();
   if (number == kNone) {
     tagDirectoryInfo directory;
-    parentID = parentID.substr(0, kIDLength);
-    if (!InAnswer(id)) directory.texts = OwnTexts({&id, &parentID, &data.name, &data.modifyDate});
+    parentId = parentId.substr(0, kIdLength);
+    if (!InAnswer(id)) directory.texts = OwnTexts({&id, &parentId, &data.name, &data.modifyDate});
     directory.id = id;
-    directory.parentID = parentID;
+    directory.parentID = parentId;
     directory.name = data.name;
     directory.modifyDate = data.modifyDate;
     directory.flags = flags;
@@ -74,11 +73,10 @@ uint32_t HierarchyTable::AddDirectory(uint32_t parent, std::string_view parentID
   }
   if (list == kNone) return number;
   uint32_t link = FindIn(list, id, hash);
-  if (link == kNone) {
+  if (link == kNone)
     link = AddPlace(list, directories_[number].id, hash, number);
-  } else {
+  else
     Unlink(link);
-  }
   Append(link);
   return number;
 }

@@ -27,7 +27,7 @@ struct HierarchyPlace {
   bool preferred = false;   // this is what a query for the id finds
 };
 
-// Whatever adds is whole or, where memory is short, has changed nothing. Nothing is ever taken out,
+// Whatever adds is whole or, out of memory, has changed nothing. Nothing is ever taken out,
 // so numbers stay; a view or a reference lasts until the next change. Ids are taken as they are,
 // and an empty one has no place. Looking up and adding cost the same at any size; the directories
 // are sorted when their order is asked for.
@@ -46,7 +46,7 @@ class HierarchyTable {
   void AddRoot();
   // Links the directory to its parent, if that is not kNone and the flags say folder or album, as
   // its last child; adds it, unless there is one of that id. Its number.
-  uint32_t AddDirectory(uint32_t parent, std::string_view parentID, std::string_view id,
+  uint32_t AddDirectory(uint32_t parent, std::string_view parentId, std::string_view id,
                         tagDirectoryItemData data, uint32_t flags);
   // Adds the file as the directory's last one, or replaces and moves the one of that id.
   void AddFile(uint32_t directory, std::string_view id, tagFileItemData data);

@@ -19,9 +19,8 @@ void IdIndex::Reserve(size_t more) {
   former.swap(slots_);
   mask_ = size - 1;
   count_ = 0;
-  for (const Slot& slot : former) {
+  for (const Slot& slot : former)
     if (slot.number != kNone) Insert(slot.hash, slot.number);
-  }
 }
 
 void IdIndex::Insert(uint32_t hash, uint32_t number) noexcept {

@@ -22,9 +22,8 @@ class IdIndex {
   template <typename Matches>
   uint32_t Find(uint32_t hash, Matches matches) const {
     if (slots_.empty()) return kNone;
-    for (size_t at = hash & mask_; slots_[at].number != kNone; at = (at + 1) & mask_) {
+    for (size_t at = hash & mask_; slots_[at].number != kNone; at = (at + 1) & mask_)
       if (slots_[at].hash == hash && matches(slots_[at].number)) return slots_[at].number;
-    }
     return kNone;
   }
 

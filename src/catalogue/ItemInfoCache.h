@@ -21,7 +21,7 @@ class ItemInfoCache {
 
   // Makes `id` the newest entry and stores a copy of `info`, unless a record of that id is stored
   // already: that one stays. A full store gives up its oldest entry for a new id. Nothing happens
-  // when the capacity is 0, or where memory is short, which throws.
+  // when the capacity is 0, or out of memory, which throws.
   void Store(std::string_view id, const tagKELO_ItemInfo& info);
 
   // The stored record or null; valid until the next change of the store. Renews nothing.

@@ -26,9 +26,8 @@ uint32_t KELOAccessCommandController::AllowedKinds(std::string_view target) cons
   if (target == KELO_ALL_ITEMS_ID) return kServerKinds;
   if (target == KELO_ROOT_ALBUM_ID) return kKELOKind_FileItem;
   bool isAlbum = false;
-  if (cacheManager_->CheckDirectoryItemID(target, isAlbum)) {
+  if (cacheManager_->CheckDirectoryItemID(target, isAlbum))
     return isAlbum ? uint32_t{kKELOKind_FileItem} : kAlbums;
-  }
   return cacheManager_->CheckFriendAlbumID(target) ? kKELOKind_FileItem : 0;
 }
 
@@ -75,7 +74,7 @@ uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>
   for (tagKELO_ItemInfo& item : items) {
     const std::string_view id = ReadTextField(item.itemId);
     if (id.empty()) continue;
-    if (id == kRootID || id == KELO_ROOT_ALBUM_ID) {
+    if (id == kRootId || id == KELO_ROOT_ALBUM_ID) {
       item.result = kKELOResult_BadParameter;
       continue;
     }
@@ -102,11 +101,10 @@ uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>
   });
   for (tagKELO_ItemInfo& item : items) {
     const auto found = answered.find(ReadTextField(item.itemId));
-    if (found == answered.end()) {
+    if (found == answered.end())
       item.result = kKELOResult_BadParameter;
-    } else {
+    else
       cacheManager_->GetItemInfoFromFileItemData(found->second, item);
-    }
   }
   return kKELOResult_Success;
 }

@@ -25,13 +25,12 @@ class RecordWriter {
     std::memcpy(At(field), &value, sizeof value);
   }
 
-  void Ids(std::string_view id, std::string_view ownParentID, const std::string_view* parentID) {
-    if (parentID) {
-      Text(&Record::parentId, *parentID);
-    } else if (ownParentID != kTerminateID) {
-      Text(&Record::parentId, ownParentID);
-    }
-    if (id != kRootID) Text(&Record::itemId, id);
+  void Ids(std::string_view id, std::string_view ownParentId, const std::string_view* parentId) {
+    if (parentId)
+      Text(&Record::parentId, *parentId);
+    else if (ownParentId != kTerminateId)
+      Text(&Record::parentId, ownParentId);
+    if (id != kRootId) Text(&Record::itemId, id);
   }
   void Data(const tagFileItemData& data) {
     Text(&Record::name, data.fileName);
@@ -43,8 +42,8 @@ class RecordWriter {
     Word(&Record::fileFormat, data.fileFormat);
   }
   void File(const HierarchyTable& table, const HierarchyPlace& place,
-            const std::string_view* parentID) {
-    Ids(place.id, table.Holder(place).id, parentID);
+            const std::string_view* parentId) {
+    Ids(place.id, table.Holder(place).id, parentId);
     Word(&Record::kind, kKELOKind_FileItem);
     Data(table.Data(place));
   }
@@ -79,13 +78,12 @@ const HierarchyPlace* KELOAccessCacheManager::Find(std::string_view id,
   const HierarchyTable& own = *hierarchy_.directories;
   const HierarchyTable& friends = *hierarchy_.friendAlbums;
   const auto find = [&](const HierarchyTable& in) {
-    return id.empty() ? in.FindDirectoryPlace(kRootID) : in.Find(id);
+    return id.empty() ? in.FindDirectoryPlace(kRootId) : in.Find(id);
   };
   table = &own;
   const HierarchyPlace* place = find(own);
-  if (place && (!HierarchyTable::IsFile(*place) || &own.Holder(*place) == &own.RootAlbum())) {
+  if (place && (!HierarchyTable::IsFile(*place) || &own.Holder(*place) == &own.RootAlbum()))
     return place;
-  }
   const HierarchyPlace* other = find(friends);
   if (!other || (place && HierarchyTable::IsFile(*other))) return place;
   table = &friends;
@@ -93,12 +91,12 @@ const HierarchyPlace* KELOAccessCacheManager::Find(std::string_view id,
 }
 
 // Fills the record with the most preferred entry of that id; false if there is none.
-bool KELOAccessCacheManager::WriteRecord(std::string_view id, const std::string_view* parentID,
+bool KELOAccessCacheManager::WriteRecord(std::string_view id, const std::string_view* parentId,
                                          void* record) const {
   RecordWriter writer(record);
   const HierarchyTable* table = nullptr;
-  if (id == kRootAlbumID) {
-    writer.Ids(id, {}, parentID);
+  if (id == kRootAlbumId) {
+    writer.Ids(id, {}, parentId);
     writer.Word(&Record::kind, kKELOKind_RootAlbum);
     writer.Text(&Record::name, kRootAlbumName);
     writer.Word(&Record::itemCount, hierarchy_.directories->RootAlbum().items[kFiles].size);
@@ -110,7 +108,7 @@ bool KELOAccessCacheManager::WriteRecord(std::string_view id, const std::string_
     return false;
   }
   if (HierarchyTable::IsFile(*place)) {
-    writer.File(*table, *place, parentID);
+    writer.File(*table, *place, parentId);
     return true;
   }
   const tagDirectoryInfo& directory = table->Directory(place->record);
@@ -118,7 +116,7 @@ bool KELOAccessCacheManager::WriteRecord(std::string_view id, const std::string_
   for (const HierarchyList& list : directory.items) count += list.size;
   // The root folder's count holds the root album twice, deliberately.
   if (id.empty()) count += table == hierarchy_.directories.get() ? 2 : 1;
-  writer.Ids(id, directory.parentID, parentID);
+  writer.Ids(id, directory.parentID, parentId);
   writer.Word(&Record::kind, directory.flags);
   writer.Text(&Record::name, directory.name);
   writer.Text(&Record::modifyDate, directory.modifyDate);
@@ -127,27 +125,25 @@ bool KELOAccessCacheManager::WriteRecord(std::string_view id, const std::string_
 }
 
 void KELOAccessCacheManager::WriteEntry(const HierarchyTable& table, const HierarchyPlace& entry,
-                                        const std::string_view* parentID, void* record) const {
+                                        const std::string_view* parentId, void* record) const {
   const bool isOwn = &table == hierarchy_.directories.get();
   const HierarchyTable& other = isOwn ? *hierarchy_.friendAlbums : *hierarchy_.directories;
   const bool isWhatIsFound = HierarchyTable::IsFile(entry) && entry.preferred &&
-                             !other.Find(entry.id) && entry.id != kRootAlbumID;
-  if (isWhatIsFound) {
-    RecordWriter(record).File(table, entry, parentID);
-  } else {
-    WriteRecord(entry.id, parentID, record);
-  }
+                             !other.Find(entry.id) && entry.id != kRootAlbumId;
+  if (isWhatIsFound)
+    RecordWriter(record).File(table, entry, parentId);
+  else
+    WriteRecord(entry.id, parentId, record);
 }
 
 void KELOAccessCacheManager::GetItemInfo(std::string_view id, tagKELO_ItemInfo& info) {
   // Finished records know no difference between the empty id and the root id, but what the two show
   // differs: only the first one's is kept.
-  const bool isKept = id != kRootID;
-  if (const auto* finished = isKept ? GetKELO_ItemInfoCache(id) : nullptr) {
+  const bool isKept = id != kRootId;
+  if (const auto* finished = isKept ? GetKELO_ItemInfoCache(id) : nullptr)
     info = *finished;
-  } else if (WriteRecord(id, nullptr, &info) && isKept) {
+  else if (WriteRecord(id, nullptr, &info) && isKept)
     UpdateKELO_ItemInfoCache(id, info);
-  }
 }
 
 }  // namespace kelo

@@ -24,11 +24,11 @@ KELOAccessCacheManager::KELOAccessCacheManager(uint32_t budgetBytes)
 KELOAccessCacheManager::~KELOAccessCacheManager() = default;
 
 void KELOAccessCacheManager::SetupRootFolder() {
-  if (hierarchy_.directories->FindDirectory(kRootID) != kNone) {
+  if (hierarchy_.directories->FindDirectory(kRootId) != kNone) {
     TakeHierarchy(TableWithRoot());
   } else {
     hierarchy_.directories->AddRoot();
-    RemoveKELO_ItemInfoCache(kRootID);
+    RemoveKELO_ItemInfoCache(kRootId);
   }
 }
 
@@ -38,7 +38,7 @@ void KELOAccessCacheManager::ClearAllFolder() {
 
 void KELOAccessCacheManager::SetupFriendAlbum() {
   hierarchy_.friendAlbums->AddRoot();
-  RemoveKELO_ItemInfoCache(kRootID);
+  RemoveKELO_ItemInfoCache(kRootId);
 }
 
 void KELOAccessCacheManager::TakeHierarchy(std::unique_ptr<HierarchyTable> directories) {
@@ -53,17 +53,17 @@ void KELOAccessCacheManager::TakeFriendAlbums(
 }
 
 void KELOAccessCacheManager::RemoveFriendAlbums() {
-  const bool hasRoot = CheckFriendAlbumID(kRootID);
+  const bool hasRoot = CheckFriendAlbumID(kRootId);
   TakeFriendAlbums(hasRoot ? TableWithRoot() : std::make_unique<HierarchyTable>());
 }
 
-void KELOAccessCacheManager::AddDirectoryItem(std::string_view parentID, std::string_view id,
+void KELOAccessCacheManager::AddDirectoryItem(std::string_view parentId, std::string_view id,
                                               const tagDirectoryItemData& data, uint32_t flags) {
   if (id.empty()) return;
   HierarchyTable& table = *hierarchy_.directories;
-  table.AddDirectory(table.FindDirectory(OrRoot(parentID)), parentID, id, data, flags);
+  table.AddDirectory(table.FindDirectory(OrRoot(parentId)), parentId, id, data, flags);
   RemoveKELO_ItemInfoCache(id);
-  RemoveKELO_ItemInfoCache(parentID);  // it shows how many folders and albums it holds
+  RemoveKELO_ItemInfoCache(parentId);  // it shows how many folders and albums it holds
 }
 
 void KELOAccessCacheManager::AddFriendAlbum(std::string_view id, const tagDirectoryItemData& data) {
@@ -80,10 +80,10 @@ void KELOAccessCacheManager::AddFile(HierarchyTable& table, uint32_t directory, 
   RemoveKELO_ItemInfoCache(table.Directory(directory).id);  // it shows how many items it holds
 }
 
-void KELOAccessCacheManager::AddFileItem(std::string_view parentID, std::string_view id,
+void KELOAccessCacheManager::AddFileItem(std::string_view parentId, std::string_view id,
                                          const tagFileItemData& data) {
   HierarchyTable& table = *hierarchy_.directories;
-  AddFile(table, table.FindDirectory(OrRoot(parentID)), id, data);
+  AddFile(table, table.FindDirectory(OrRoot(parentId)), id, data);
 }
 
 void KELOAccessCacheManager::AddFileItemToRootAlbum(std::string_view id,
@@ -91,11 +91,11 @@ void KELOAccessCacheManager::AddFileItemToRootAlbum(std::string_view id,
   AddFile(*hierarchy_.directories, HierarchyTable::kRootAlbum, id, data);
 }
 
-void KELOAccessCacheManager::AddFileItemToFriendAlbum(std::string_view friendAlbumID,
+void KELOAccessCacheManager::AddFileItemToFriendAlbum(std::string_view friendAlbumId,
                                                       std::string_view id,
                                                       const tagFileItemData& data) {
   HierarchyTable& table = *hierarchy_.friendAlbums;
-  AddFile(table, table.FindDirectory(OrRoot(friendAlbumID)), id, data);
+  AddFile(table, table.FindDirectory(OrRoot(friendAlbumId)), id, data);
 }
 
 void KELOAccessCacheManager::UpdateFileItem(std::string_view id, const tagFileItemData& data) {

@@ -7,7 +7,7 @@
 //
 // Everything happens in memory on the caller's thread, one operation at a time. Ids, texts, records
 // and buffers belong to the caller and are copied. Building operations report nothing: one whose
-// target is missing does nothing, and one for which memory is short throws std::bad_alloc and has
+// target is missing does nothing, and one that runs out of memory throws std::bad_alloc and has
 // changed nothing. An empty directory or album id means the root folder, unless said otherwise.
 #pragma once
 
@@ -25,9 +25,9 @@ class KELOCriticalSection;
 
 // The whole hierarchy. The bounded store of finished item records is ItemInfoCache.
 struct tagServerHierarchyInfo {
-  // The root folder under kRootID, every folder and album, and the items of the root album.
+  // The root folder under kRootId, every folder and album, and the items of the root album.
   std::unique_ptr<HierarchyTable> directories;
-  std::unique_ptr<HierarchyTable> friendAlbums;  // with a root entry under kRootID
+  std::unique_ptr<HierarchyTable> friendAlbums;  // with a root entry under kRootId
 };
 
 class KELOAccessCacheManager {
@@ -53,20 +53,20 @@ class KELOAccessCacheManager {
   // Only the root of the friend albums remains of them.
   void RemoveFriendAlbums();
   // Links the entry to its parent, if that is known, and adds it to the directories, unless it is
-  // one already. `parentID` is stored as given. `flags` are kind bits.
-  void AddDirectoryItem(std::string_view parentID, std::string_view id,
+  // one already. `parentId` is stored as given. `flags` are kind bits.
+  void AddDirectoryItem(std::string_view parentId, std::string_view id,
                         const tagDirectoryItemData& data, uint32_t flags);
-  void AddAlbum(std::string_view parentID, std::string_view id, const tagDirectoryItemData& data,
+  void AddAlbum(std::string_view parentId, std::string_view id, const tagDirectoryItemData& data,
                 bool shared) {
-    AddDirectoryItem(parentID, id, data, shared ? kSharedAlbumFlags : uint32_t{kKELOKind_Album});
+    AddDirectoryItem(parentId, id, data, shared ? kSharedAlbumFlags : uint32_t{kKELOKind_Album});
   }
-  void AddFolder(std::string_view parentID, std::string_view id, const tagDirectoryItemData& data) {
-    AddDirectoryItem(parentID, id, data, kKELOKind_Folder);
+  void AddFolder(std::string_view parentId, std::string_view id, const tagDirectoryItemData& data) {
+    AddDirectoryItem(parentId, id, data, kKELOKind_Folder);
   }
-  void AddFileItem(std::string_view parentID, std::string_view id, const tagFileItemData& data);
+  void AddFileItem(std::string_view parentId, std::string_view id, const tagFileItemData& data);
   void AddFileItemToRootAlbum(std::string_view id, const tagFileItemData& data);
   void AddFriendAlbum(std::string_view id, const tagDirectoryItemData& data);
-  void AddFileItemToFriendAlbum(std::string_view friendAlbumID, std::string_view id,
+  void AddFileItemToFriendAlbum(std::string_view friendAlbumId, std::string_view id,
                                 const tagFileItemData& data);
   // Replaces the item's data in the root album and in every directory, each keeping its place, and
   // drops its finished record. Friend albums keep theirs.
@@ -95,19 +95,18 @@ class KELOAccessCacheManager {
   // ---- Queries. Masks are kind bits; kKELOKind_SharedAlbum counts where kKELOKind_Album is not
   // set. A list is written only if it has exactly `count` entries: else the answer is
   // kKELOResult_BadParameter (target) or kKELOResult_GeneralFailure (server) and the buffer stays
-  // untouched. ID buffers hold slots of 41 bytes; the bytes behind an id's NUL stay as they were.
+  // untouched. Id buffers hold slots of 41 bytes; the bytes behind an id's NUL stay as they were.
   // Info buffers hold tagKELO_ItemInfo records, whole and at any alignment. ----
 
-  // ID lists are in id order, record lists in the service's order. ID lists leave out friend
+  // Id lists are in id order, record lists in the service's order. Id lists leave out friend
   // albums' items, deliberately. Records of a target list name the target as their parent.
-  uint32_t GetItemsCountOnTargetID(std::string_view targetID, uint32_t kindMask) const;
-  uint32_t GetItemsIDListOnTargetID(std::string_view targetID, uint32_t count, char* idBuffer,
+  uint32_t GetItemsCountOnTargetID(std::string_view targetId, uint32_t kindMask) const;
+  uint32_t GetItemsIDListOnTargetID(std::string_view targetId, uint32_t count, char* idBuffer,
                                     uint32_t kindMask) const;
-  uint32_t GetItemsInfoOnTargetID(std::string_view targetID, uint32_t count, void* infoBuffer,
+  uint32_t GetItemsInfoOnTargetID(std::string_view targetId, uint32_t count, void* infoBuffer,
                                   uint32_t kindMask) const;
   // The ids of that list of records; valid until the next change.
-  std::vector<std::string_view> GetIDsOnTargetID(std::string_view targetID,
-                                                 uint32_t kindMask) const;
+  std::vector<std::string_view> GetIdsOnTarget(std::string_view targetId, uint32_t kindMask) const;
 
   // The whole server; nothing before the root folder exists.
   uint32_t GetAllItemsCountOnServer(uint32_t kindMask) const;
@@ -123,13 +122,13 @@ class KELOAccessCacheManager {
   void AddFile(HierarchyTable& table, uint32_t directory, std::string_view id,
                const tagFileItemData& data);
   template <typename Sink>
-  void VisitTarget(std::string_view targetID, uint32_t kindMask, Sink& sink) const;
+  void VisitTarget(std::string_view targetId, uint32_t kindMask, Sink& sink) const;
   template <typename Sink>
   void VisitServer(uint32_t kindMask, Sink& sink) const;
   const HierarchyPlace* Find(std::string_view id, const HierarchyTable*& table) const;
-  bool WriteRecord(std::string_view id, const std::string_view* parentID, void* record) const;
+  bool WriteRecord(std::string_view id, const std::string_view* parentId, void* record) const;
   void WriteEntry(const HierarchyTable& table, const HierarchyPlace& entry,
-                  const std::string_view* parentID, void* record) const;
+                  const std::string_view* parentId, void* record) const;
 
   tagServerHierarchyInfo hierarchy_;
   ItemInfoCache itemInfoCache_;

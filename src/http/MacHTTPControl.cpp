@@ -15,8 +15,8 @@ namespace {
 constexpr std::chrono::milliseconds kSlice{50};
 constexpr std::chrono::milliseconds kReportInterval{100};
 // More than any answer of the service; a compressed answer could otherwise fill the memory.
-constexpr size_t kMostResponseBytes = size_t{512} << 20;
-constexpr uint64_t kMostReservedBytes = uint64_t{64} << 20;
+constexpr size_t kMaxResponseBytes = size_t{512} << 20;
+constexpr uint64_t kMaxReservedBytes = uint64_t{64} << 20;
 
 std::string URLWithQuery(const std::string& url, const std::string& query) {
   return url + "?" + query.substr(0, query.find('\0'));
@@ -132,9 +132,8 @@ TransportCode MacHTTPControl::httpFuncDownload(const std::string& url, const std
   RunWaitLoop(request);
   TransportCode& result = operation->httpConnectionResult;
   if (result == TransportCode::Success) result = file.Keep();
-  if (result == TransportCode::Success) {
+  if (result == TransportCode::Success)
     fileSize = Saturated(operation->httpConnectionDownloadFinishedSize);
-  }
   return result;
 }
 
@@ -190,7 +189,7 @@ void MacHTTPControl::DidReceiveResponse(int status, std::optional<uint64_t> cont
   operation.httpConnectionDidReceiveResponseError = status != 200;
   if (!operation.httpConnectionDownloadActive) {
     operation.pHTTPResponseData.reserve(
-        static_cast<size_t>(std::min(contentLength.value_or(0), kMostReservedBytes)));
+        static_cast<size_t>(std::min(contentLength.value_or(0), kMaxReservedBytes)));
   } else if (status == 200) {
     operation.httpConnectionDownloadTotalSize = contentLength.value_or(0);
   }
@@ -199,7 +198,7 @@ void MacHTTPControl::DidReceiveResponse(int status, std::optional<uint64_t> cont
 void MacHTTPControl::DidReceiveData(std::string_view data) {
   Operation& operation = *operation_;
   if (operation.httpConnectionDownloadActive) return WriteDownload(data);
-  if (data.size() <= kMostResponseBytes - operation.pHTTPResponseData.size()) {
+  if (data.size() <= kMaxResponseBytes - operation.pHTTPResponseData.size()) {
     operation.pHTTPResponseData.append(data);
     return;
   }
@@ -213,7 +212,7 @@ void MacHTTPControl::WriteDownload(std::string_view data) {
   operation.httpConnectionDownloadFinishedSize += data.size();
   if (operation.AnyFailure()) {
     // The body of a failure is dropped, and one without an end given up.
-    if (operation.httpConnectionDownloadFinishedSize > kMostResponseBytes) {
+    if (operation.httpConnectionDownloadFinishedSize > kMaxResponseBytes) {
       operation.httpConnectionDidFailWithError = true;
       operation.pNSURLConnection->Cancel();
     }

@@ -65,11 +65,10 @@ TransportCode UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBod
 
 TransportCode UploadBody::Append(std::string_view bytes) {
   int error = 0;
-  if (!spool_) {
+  if (!spool_)
     std::memcpy(buffer_.get() + length_, bytes.data(), bytes.size());
-  } else if (!WriteAll(spool_.Get(), bytes.data(), bytes.size(), error)) {
+  else if (!WriteAll(spool_.Get(), bytes.data(), bytes.size(), error))
     return TransportCode::OtherFailure;
-  }
   length_ += bytes.size();
   return TransportCode::Success;
 }
@@ -83,14 +82,12 @@ TransportCode UploadBody::AppendFile(const tagHTTPConnection_MultipartBody& part
     const size_t step = std::min(left, spool_ ? kChunkSize : kReadStep);
     char* const target = spool_ ? buffer_.get() : buffer_.get() + length_;
     int error = 0;
-    if (ReadFull(file.Get(), target, step, error) != step) {
+    if (ReadFull(file.Get(), target, step, error) != step)
       return TransportCode::UploadFileUnreadable;
-    }
-    if (!spool_) {
+    if (!spool_)
       length_ += step;
-    } else if (const TransportCode code = Append({target, step}); code != TransportCode::Success) {
+    else if (const TransportCode code = Append({target, step}); code != TransportCode::Success)
       return code;
-    }
     left -= step;
   }
   lastPath_ = part.filePath;

@@ -66,9 +66,8 @@ constexpr std::array<CommandRow, 21> kCommands{{
 }};
 
 constexpr bool StrictlyAscending(const std::array<CommandRow, kCommands.size()>& rows) {
-  for (size_t i = 1; i < rows.size(); ++i) {
+  for (size_t i = 1; i < rows.size(); ++i)
     if (rows[i - 1].code >= rows[i].code) return false;
-  }
   return true;
 }
 static_assert(StrictlyAscending(kCommands));

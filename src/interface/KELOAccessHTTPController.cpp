@@ -25,15 +25,16 @@ uint32_t KELOAccessHTTPController::Traced(const TracedRequest& request, const st
 uint32_t KELOAccessHTTPController::HTTPRequestPUT(const std::string& url, const std::string& query,
                                                   const std::string& body, std::string& response,
                                                   uint32_t timeout) {
-  return Traced({"PUT", url, query, body}, response, [&] {
-    return KELOHTTPController::HTTPRequestPUT(url, query, body, response, timeout);
-  });
+  return Traced(
+      {"PUT", url, query, body}, response,
+      [&] { return KELOHTTPController::HTTPRequestPUT(url, query, body, response, timeout); });
 }
 
 uint32_t KELOAccessHTTPController::HTTPRequestGET(const std::string& url, const std::string& query,
                                                   std::string& response, uint32_t timeout) {
-  return Traced({"GET", url, query, {}}, response,
-                [&] { return KELOHTTPController::HTTPRequestGET(url, query, response, timeout); });
+  return Traced(
+      {"GET", url, query, {}}, response,
+      [&] { return KELOHTTPController::HTTPRequestGET(url, query, response, timeout); });
 }
 
 uint32_t KELOAccessHTTPController::HTTPRequestFileUpload(
@@ -50,9 +51,9 @@ uint32_t KELOAccessHTTPController::HTTPRequestFileUpload(
 uint32_t KELOAccessHTTPController::HTTPFileDownload(const std::string& url,
                                                     const std::string& destPath, uint32_t& fileSize,
                                                     uint32_t timeout) {
-  return Traced({"GET", url, {}, {}}, {}, [&] {
-    return KELOHTTPController::HTTPFileDownload(url, destPath, fileSize, timeout);
-  });
+  return Traced(
+      {"GET", url, {}, {}}, {},
+      [&] { return KELOHTTPController::HTTPFileDownload(url, destPath, fileSize, timeout); });
 }
 
 void KELOAccessHTTPController::Callback_UploadProgress(const std::string& name,

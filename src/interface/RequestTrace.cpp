@@ -17,7 +17,7 @@
 namespace kelo {
 namespace {
 
-constexpr size_t kLongestText = 200;
+constexpr size_t kMaxText = 200;
 
 std::string TimeNow() {
   using namespace std::chrono;
@@ -65,11 +65,10 @@ std::string Quoted(std::string_view text, const TracedRequest& request) {
   std::string quoted(text);
   for (const char* name : {"keloSessToken=", "keloApiKey=", "keloAuthToken=", "keloApiSig="}) {
     const std::string_view secret = QueryValue(request.query, name);
-    for (size_t at; !secret.empty() && (at = quoted.find(secret)) != std::string::npos;) {
+    for (size_t at; !secret.empty() && (at = quoted.find(secret)) != std::string::npos;)
       quoted.replace(at, secret.size(), "*");
-    }
   }
-  quoted.resize(std::min(quoted.size(), kLongestText));
+  quoted.resize(std::min(quoted.size(), kMaxText));
   for (char& c : quoted) {
     if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
     if (c == '"') c = '\'';
@@ -79,8 +78,8 @@ std::string Quoted(std::string_view text, const TracedRequest& request) {
 
 // Too short for a secret, and in need of no quotes.
 bool IsPlainWord(std::string_view text) {
-  constexpr size_t kLongestWord = 12;
-  return !text.empty() && text.size() <= kLongestWord &&
+  constexpr size_t kMaxWord = 12;
+  return !text.empty() && text.size() <= kMaxWord &&
          std::ranges::all_of(text, [](unsigned char c) { return std::isalnum(c) != 0; });
 }
 
@@ -106,9 +105,8 @@ std::string Line(uint32_t command, const TracedRequest& request, const URLTransf
   number("result", result);
   number("ms", static_cast<uint64_t>(milliseconds));
   if (transfer.sent > 0) line.append(transfer.reused ? " connection=reused" : " connection=new");
-  for (char& c : line) {  // a host's URL can hold anything
+  for (char& c : line)  // a host's URL can hold anything
     if (static_cast<unsigned char>(c) < ' ') c = ' ';
-  }
   return line + "\n";
 }
 

@@ -72,9 +72,8 @@ bool CDSAUtilityBase::cssmStartup() {
 
 int CDSAUtilityBase::cdsaDigest(const EVP_MD* algorithm, std::string_view data, Digest& digest) {
   if (algorithm != nullptr &&
-      EVP_Digest(data.data(), data.size(), digest.bytes, &digest.length, algorithm, nullptr) == 1) {
+      EVP_Digest(data.data(), data.size(), digest.bytes, &digest.length, algorithm, nullptr) == 1)
     return 0;
-  }
   digest.length = 0;
   return -1;
 }
@@ -88,9 +87,7 @@ int CDSAUtilityBase::cdsaStagedDigestInit(const EVP_MD* algorithm, Context& cont
 
 int CDSAUtilityBase::cdsaStagedDigest(Context& context, std::span<const unsigned char> chunk,
                                       bool final, Digest& digest) {
-  if (EVP_DigestUpdate(context.get(), chunk.data(), chunk.size()) != 1) {
-    return -1;
-  }
+  if (EVP_DigestUpdate(context.get(), chunk.data(), chunk.size()) != 1) return -1;
   return !final || EVP_DigestFinal_ex(context.get(), digest.bytes, &digest.length) == 1 ? 0 : -1;
 }
 
@@ -108,28 +105,19 @@ int CDSAUtilityAccess::makeDigestFromFile(const std::string& path, std::span<cha
   const FileDescriptor file = OpenRegularFileForReading(path, size, error);
   Context context;
   // A descriptor below 1 counts as failure, deliberately.
-  if (file.Get() < 1 || cdsaStagedDigestInit(md5.Get(), context) != 0) {
-    return -1;
-  }
+  if (file.Get() < 1 || cdsaStagedDigestInit(md5.Get(), context) != 0) return -1;
   Digest digest;
   std::vector<unsigned char> buffer(kReadSize);
   bool final = false;
   while (!final) {
     std::span<const unsigned char> rest(buffer.data(),
                                         ReadFull(file.Get(), buffer.data(), kReadSize, error));
-    if (error != 0) {
-      return -1;
-    }
+    if (error != 0) return -1;
     final = rest.size() < kReadSize;
-    for (; rest.size() >= kChunkSize; rest = rest.subspan(kChunkSize)) {
-      if (cdsaStagedDigest(context, rest.first(kChunkSize), false, digest) != 0) {
-        return -1;
-      }
-    }
+    for (; rest.size() >= kChunkSize; rest = rest.subspan(kChunkSize))
+      if (cdsaStagedDigest(context, rest.first(kChunkSize), false, digest) != 0) return -1;
     // The last chunk is the one that is not full, be it empty.
-    if (final && cdsaStagedDigest(context, rest, true, digest) != 0) {
-      return -1;
-    }
+    if (final && cdsaStagedDigest(context, rest, true, digest) != 0) return -1;
   }
   WriteHex(digest, out);
   return 0;

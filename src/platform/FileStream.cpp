@@ -13,7 +13,7 @@ namespace kelo {
 namespace {
 
 // The largest count that one read or write takes everywhere.
-constexpr size_t kLargestStep = std::numeric_limits<int32_t>::max();
+constexpr size_t kMaxStep = std::numeric_limits<int32_t>::max();
 
 // What it takes to open files in a folder, which need not be readable.
 #if defined(O_PATH)
@@ -64,9 +64,7 @@ FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error, int
 
 FileDescriptor OpenNamelessFile(int folder, mode_t mode, int& error) {
   FileDescriptor file = Open(".", O_RDWR | O_TMPFILE, mode, error, folder);
-  if (!file || ::access(LinkToOpenFile(file.Get()).c_str(), F_OK) == 0) {
-    return file;
-  }
+  if (!file || ::access(LinkToOpenFile(file.Get()).c_str(), F_OK) == 0) return file;
   error = EOPNOTSUPP;  // without /proc it could never be named
   return {};
 }
@@ -100,9 +98,7 @@ FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size
   size = 0;
   // O_NONBLOCK: opening a FIFO that nobody writes to would wait for ever.
   FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK, 0, error);
-  if (!file) {
-    return file;
-  }
+  if (!file) return file;
   struct stat status;
   if (::fstat(file.Get(), &status) != 0) {
     error = errno;
@@ -120,10 +116,8 @@ bool WriteAll(int fd, const void* data, size_t size, int& error) {
   error = 0;
   const char* next = static_cast<const char*>(data);
   while (size > 0) {
-    const ssize_t written = ::write(fd, next, std::min(size, kLargestStep));
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
+    const ssize_t written = ::write(fd, next, std::min(size, kMaxStep));
+    if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
       error = written < 0 ? errno : EIO;
       return false;
@@ -143,7 +137,7 @@ bool IsWritten(int fd, int& error) {
 ssize_t ReadSome(int fd, void* buffer, size_t size, int& error) {
   ssize_t got;
   do {
-    got = ::read(fd, buffer, std::min(size, kLargestStep));
+    got = ::read(fd, buffer, std::min(size, kMaxStep));
   } while (got < 0 && errno == EINTR);
   error = got < 0 ? errno : 0;
   return got;
@@ -154,9 +148,7 @@ size_t ReadFull(int fd, void* buffer, size_t size, int& error) {
   size_t filled = 0;
   while (filled < size) {
     const ssize_t got = ReadSome(fd, static_cast<char*>(buffer) + filled, size - filled, error);
-    if (got <= 0) {
-      break;
-    }
+    if (got <= 0) break;
     filled += static_cast<size_t>(got);
   }
   return filled;

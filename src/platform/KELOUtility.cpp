@@ -24,15 +24,11 @@ std::unique_ptr<uint8_t[]> MacKELOUtility::utilityFuncReadLocalTextFile(std::str
   uint64_t fileSize = 0;
   int error = 0;
   const FileDescriptor file = OpenRegularFileForReading(std::string(path), fileSize, error);
-  if (!file || fileSize > std::numeric_limits<uint32_t>::max()) {
-    return nullptr;
-  }
+  if (!file || fileSize > std::numeric_limits<uint32_t>::max()) return nullptr;
   const auto length = static_cast<size_t>(fileSize);
   auto bytes = std::make_unique_for_overwrite<uint8_t[]>(length);
   const size_t got = ReadFull(file.Get(), bytes.get(), length, error);
-  if (error != 0) {
-    return nullptr;
-  }
+  if (error != 0) return nullptr;
   size = static_cast<uint32_t>(got);
   return bytes;
 }

@@ -16,9 +16,8 @@ bool SilenceWatch::IsTooLong(const Movement& movement, bool bodyHasLeft) {
     return false;
   }
   uint64_t allowed = timeout_ * uint64_t{1000};
-  if (bodyHasLeft && movement.received == 0) {
+  if (bodyHasLeft && movement.received == 0)
     allowed += (bodyLength_ >> 10) * kDigestionPerGiB >> 20;
-  }
   return now - lastMovement_ >= std::chrono::milliseconds(allowed);
 }
 

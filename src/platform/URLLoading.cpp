@@ -15,7 +15,7 @@
 namespace kelo {
 namespace {
 
-constexpr long kMostIdleConnections = 4;
+constexpr long kMaxIdleConnections = 4;
 
 // Prepares libcurl, once for each loader. Never undone: resolver threads of requests that were
 // given up may still use the library.
@@ -29,7 +29,7 @@ void StartCurl() {
 CurlMulti MakeMulti() {
   CurlMulti multi(curl_multi_init());
   if (!multi) throw std::bad_alloc();
-  CheckCurl(curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, kMostIdleConnections));
+  CheckCurl(curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, kMaxIdleConnections));
   return multi;
 }
 

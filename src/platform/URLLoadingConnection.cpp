@@ -17,12 +17,12 @@
 namespace kelo {
 namespace {
 
-constexpr int kMostRedirects = 10;
-constexpr size_t kMostHeadBytes = size_t{300} << 10;
+constexpr int kMaxRedirects = 10;
+constexpr size_t kMaxHeadBytes = size_t{300} << 10;
 constexpr long kOldestReusedConnection = 20;  // seconds; an older one has probably been closed
 constexpr long kReceiveBufferSize = 65536;
 constexpr long kSendBufferSize = 524288;
-constexpr uint64_t kMostBytesSentAtOnce = 65536;
+constexpr uint64_t kMaxBytesSentAtOnce = 65536;
 
 uint64_t LengthOf(const URLBody& body) {
   if (const auto* bytes = std::get_if<std::string_view>(&body)) return bytes->size();
@@ -82,10 +82,12 @@ CurlConnection::~CurlConnection() {
 // ---- What libcurl is told ----
 
 bool CurlConnection::HasHeader(std::string_view name) const {
-  return std::ranges::any_of(request_.headers, [&](const URLHeader& header) {
-    return header.name.size() == name.size() &&
-           strncasecmp(header.name.data(), name.data(), name.size()) == 0;
-  });
+  return std::ranges::any_of(
+      request_.headers,
+      [&](const URLHeader& header) {
+        return header.name.size() == name.size() &&
+               strncasecmp(header.name.data(), name.data(), name.size()) == 0;
+      });
 }
 
 bool CurlConnection::HeadersAreSendable() const {
@@ -107,9 +109,8 @@ CurlList CurlConnection::MakeHeaders() const {
   // A name with nothing behind its colon takes away a header that libcurl would add.
   append("Expect:");
   if (!HasHeader("Content-Type")) append("Content-Type:");
-  for (const URLHeader& header : request_.headers) {
+  for (const URLHeader& header : request_.headers)
     append(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
-  }
   return list;
 }
 
@@ -158,7 +159,7 @@ void CurlConnection::SetMethodAndBody() {
     return;
   }
   const auto* bytes = std::get_if<std::string_view>(&request_.body);
-  if (bytes != nullptr && !bytes->empty() && bytes->size() <= kMostBytesSentAtOnce) {
+  if (bytes != nullptr && !bytes->empty() && bytes->size() <= kMaxBytesSentAtOnce) {
     // Together with the head, so that the peer has it all at once; it counts as gone from now on.
     SetCurlOption<CURLOPT_POSTFIELDSIZE_LARGE>(easy, static_cast<curl_off_t>(bytes->size()));
     SetCurlOption<CURLOPT_POSTFIELDS>(easy, bytes->data());
@@ -174,9 +175,8 @@ void CurlConnection::SetMethodAndBody() {
     SetCurlOption<CURLOPT_INFILESIZE_LARGE>(easy, static_cast<curl_off_t>(bodyLength_));
     SetCurlOption<CURLOPT_CUSTOMREQUEST>(easy, request_.method.c_str());
   }
-  if (bodyLength_ > kSendBufferSize) {
+  if (bodyLength_ > kSendBufferSize)
     SetCurlOption<CURLOPT_UPLOAD_BUFFERSIZE>(easy, kSendBufferSize);
-  }
   SetCurlOption<CURLOPT_READFUNCTION>(easy, &BodyCallback);
   SetCurlOption<CURLOPT_READDATA>(easy, static_cast<void*>(this));
   SetCurlOption<CURLOPT_SEEKFUNCTION>(easy, &RewindCallback);
@@ -200,9 +200,8 @@ void CurlConnection::Advance(std::chrono::milliseconds slice) {
   }
   CheckCurl(performed);
   int left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+  while (const CURLMsg* message = curl_multi_info_read(multi, &left))
     if (message->msg == CURLMSG_DONE) return FinishHop(message->data.result);
-  }
   if (IsSilentTooLong()) return Fail(kURLError_TimedOut, "nothing moved for too long");
   int active = 0;
   CheckCurl(curl_multi_poll(multi, nullptr, 0, static_cast<int>(slice.count()), &active));
@@ -215,17 +214,15 @@ bool CurlConnection::IsSilentTooLong() {
   movement.sent = GetCurlInfo<CURLINFO_SIZE_UPLOAD_T>(easy, curl_off_t{0});
   movement.received = GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(easy, curl_off_t{0}) +
                       GetCurlInfo<CURLINFO_HEADER_SIZE>(easy, 0L);
-  if (hop_->socket != CURL_SOCKET_BAD && ioctl(hop_->socket, TIOCOUTQ, &movement.queued) != 0) {
+  if (hop_->socket != CURL_SOCKET_BAD && ioctl(hop_->socket, TIOCOUTQ, &movement.queued) != 0)
     movement.queued = 0;
-  }
   return hop_->watch.IsTooLong(movement, hop_->bodyRead == bodyLength_);
 }
 
 void CurlConnection::FinishHop(CURLcode code) {
   if (hop_->redirecting) return FollowRedirect();
-  if (code == CURLE_OK && !hop_->headComplete) {
+  if (code == CURLE_OK && !hop_->headComplete)
     return Fail(kURLError_ConnectionLost, "the answer's head was cut");
-  }
   if (hop_->repeatRefused) code = CURLE_SEND_FAIL_REWIND;
   if (code != CURLE_OK) {
     return Fail(URLErrorFromCurl(code),
@@ -254,7 +251,7 @@ void CurlConnection::FollowRedirect() {
   formerHops_ = Info();
   Detach();
   const URLScheme next = SchemeOfURL(target);
-  if (++redirects_ > kMostRedirects) return Fail(kURLError_TooManyRedirects, "too many redirects");
+  if (++redirects_ > kMaxRedirects) return Fail(kURLError_TooManyRedirects, "too many redirects");
   if (!MayRedirect(scheme_, next)) return Fail(kURLError_RedirectRefused, "a refused redirect");
   url_ = target;
   scheme_ = next;
@@ -303,7 +300,7 @@ URLTransferInfo CurlConnection::Info() const {
 size_t CurlConnection::OnHeaderLine(std::string_view line) {
   Hop& hop = *hop_;
   hop.headBytes += line.size();
-  if (ended_ || hop.headBytes > kMostHeadBytes) return 0;
+  if (ended_ || hop.headBytes > kMaxHeadBytes) return 0;
   const bool endsHead = line == "\r\n" || line == "\n";
   if (!endsHead || hop.headComplete) return line.size();  // what follows the body are trailers
   CURL* easy = hop.easy.get();

@@ -125,9 +125,8 @@ curl_socket_t CurlSockets::WithLocalPort(int port) const {
 }
 
 void CurlSockets::CloseAll() {
-  for (curl_socket_t& socket : sockets_) {
+  for (curl_socket_t& socket : sockets_)
     if (socket != CURL_SOCKET_BAD) close(std::exchange(socket, CURL_SOCKET_BAD));
-  }
 }
 
 int CurlSockets::Opened(void* self, curl_socket_t socket, curlsocktype) {

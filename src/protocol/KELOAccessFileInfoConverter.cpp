@@ -34,9 +34,7 @@ KELOAccessFileInfoConverter::KELOAccessFileInfoConverter() {
 
 void KELOAccessFileInfoConverter::SetupFileFormatList() {
   formats_.clear();
-  for (const Format& format : kFormats) {
-    UpdateFileFormatList(format.mimeType, format.number);
-  }
+  for (const Format& format : kFormats) UpdateFileFormatList(format.mimeType, format.number);
 }
 
 void KELOAccessFileInfoConverter::UpdateFileFormatList(std::string_view mimeType, uint32_t format) {

@@ -38,9 +38,8 @@ void AppendAttributeUnlessEmpty(std::string& out, std::string_view name, std::st
 std::string TextAsReferences(std::string_view text) {
   const XMLUtility xml;
   std::string references;
-  if (xml.ConvertStringUTF8ToReference(text, references) == 0) {
+  if (xml.ConvertStringUTF8ToReference(text, references) == 0)
     xml.ConvertStringUTF8ToEntityReference(text, references);
-  }
   return references;
 }
 

@@ -34,9 +34,8 @@ constexpr std::array<std::pair<uint32_t, uint32_t>, 16> kServiceErrors{{
 uint32_t ConvertErrorCodeFromKELO(std::string_view errcode) {
   if (errcode.empty()) return kKELOResult_GeneralFailure;
   const uint64_t number = StringToULL(errcode);
-  for (const auto& [serviceError, result] : kServiceErrors) {
+  for (const auto& [serviceError, result] : kServiceErrors)
     if (serviceError == number) return result;
-  }
   return kKELOResult_GeneralFailure;
 }
 

@@ -27,7 +27,7 @@ bool OnlyReads(std::string_view method) {
 }  // namespace
 
 uint64_t KELOAccessCommandController::GetCallID() {
-  lastCallId_ = NextCallID(lastCallId_, GetTimeIntervalSinceReferenceDate());
+  lastCallId_ = NextCallId(lastCallId_, GetTimeIntervalSinceReferenceDate());
   return lastCallId_;
 }
 
@@ -104,9 +104,8 @@ uint32_t KELOAccessCommandController::ExtractPropertyInfo(std::string_view answe
 
 void KELOAccessCommandController::ConvertDateInfoExifToUTC(std::string& date) {
   if (date.size() < 8) return;
-  for (const size_t position : {size_t{4}, size_t{7}}) {
+  for (const size_t position : {size_t{4}, size_t{7}})
     if (date[position] == ':') date[position] = '-';
-  }
 }
 
 }  // namespace kelo

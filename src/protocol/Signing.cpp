@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-uint64_t NextCallID(uint64_t last, double secondsSinceReferenceDate) {
+uint64_t NextCallId(uint64_t last, double secondsSinceReferenceDate) {
   const auto now = static_cast<uint64_t>(std::max(secondsSinceReferenceDate * 1000, 0.0));
   return now > last ? now : last + 1;
 }

@@ -11,7 +11,7 @@ namespace kelo {
 
 // The call identifier after `last`: the milliseconds of the clock, or one more than `last` where
 // the clock stands still, goes back, or shows a time before its reference date.
-uint64_t NextCallID(uint64_t last, double secondsSinceReferenceDate);
+uint64_t NextCallId(uint64_t last, double secondsSinceReferenceDate);
 
 // "keloSessToken=TOKEN&callId=ID": the query of a document before it is signed.
 std::string SessionQuery(std::string_view token, uint64_t callId);

@@ -82,9 +82,8 @@ bool PendingRecipients::Agree(const Forms& a, const Forms& b, size_t step) {
   const auto same = [](const auto& x, const auto& y) {
     return x && y && FTPSStringDataCmpi(*x, *y) == 0;
   };
-  for (size_t i = 0; i <= step; ++i) {
+  for (size_t i = 0; i <= step; ++i)
     if (same(a[i], b[step]) || same(a[step], b[i])) return true;
-  }
   return false;
 }
 
@@ -103,9 +102,8 @@ std::optional<std::string> PendingRecipients::Take(std::string_view address) {
 
 std::string JoinRecipients(const std::vector<std::string>& recipients) {
   std::string joined;
-  for (const std::string& recipient : recipients) {
+  for (const std::string& recipient : recipients)
     AppendJoined(joined, recipient, &recipient == &recipients[0]);
-  }
   return joined;
 }
 

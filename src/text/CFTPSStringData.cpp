@@ -16,9 +16,7 @@ std::u16string_view FirstUnits(const char16_t* text, uint32_t count) {
 int Compare(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count) {
   const char16_t* first = a.GetPtrUnicode();
   const char16_t* second = b.GetPtrUnicode();
-  if (first == nullptr || second == nullptr) {
-    return (first != nullptr) - (second != nullptr);
-  }
+  if (first == nullptr || second == nullptr) return (first != nullptr) - (second != nullptr);
   return CompareFolded(FirstUnits(first, count), FirstUnits(second, count));
 }
 
@@ -59,9 +57,7 @@ uint32_t CFTPSStringData::InitWithCFString(std::u16string_view text) {
 const std::string* CFTPSStringData::Utf8() const {
   if (!utf8_) {
     std::string converted;
-    if (unicode_ && !AppendUtf8(*unicode_, converted)) {
-      return nullptr;
-    }
+    if (unicode_ && !AppendUtf8(*unicode_, converted)) return nullptr;
     utf8_ = std::move(converted);
   }
   return &*utf8_;
@@ -70,9 +66,7 @@ const std::string* CFTPSStringData::Utf8() const {
 const std::u16string* CFTPSStringData::Unicode() const {
   if (!unicode_) {
     std::u16string converted;
-    if (utf8_ && !Utf8ToUtf16(*utf8_, converted)) {
-      return nullptr;
-    }
+    if (utf8_ && !Utf8ToUtf16(*utf8_, converted)) return nullptr;
     unicode_ = std::move(converted);
   }
   return &*unicode_;
@@ -95,9 +89,7 @@ uint32_t CFTPSStringData::GetLengthChar() const {
 
 uint32_t CFTPSStringData::NormalizeUtf8String() {
   const std::string* text = Utf8();
-  if (text == nullptr) {
-    return kFailure;
-  }
+  if (text == nullptr) return kFailure;
   std::string composed;
   const std::string_view result = ComposeUtf8(*text, composed);
   return result.data() != nullptr ? InitWithUtf8(result) : kFailure;
@@ -106,9 +98,8 @@ uint32_t CFTPSStringData::NormalizeUtf8String() {
 CFTPSStringData CFTPSStringData::Mid(uint32_t start, uint32_t count) const {
   CFTPSStringData result;
   const uint32_t length = GetLengthChar();
-  if (length > start && length >= count) {
+  if (length > start && length >= count)
     result.InitWithUnicode(std::u16string_view(*Unicode()).substr(start, count));
-  }
   return result;
 }
 
@@ -122,9 +113,7 @@ int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, uint
 
 CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, uint32_t count) {
   CFTPSStringData result;
-  if (text.GetLengthChar() > count) {
-    result.InitWithUnicode(text.GetPtrUnicode() + count);
-  }
+  if (text.GetLengthChar() > count) result.InitWithUnicode(text.GetPtrUnicode() + count);
   return result;
 }
 

@@ -87,9 +87,8 @@ size_t FindTagEnd(std::string_view text, size_t from) {
 // The position behind an attribute that is not read; `at` is the end of its name.
 size_t PassOverAttribute(std::string_view text, size_t at) {
   const size_t equals = SkipBlanks(text, at);
-  if (equals == text.size() || text[equals] != '=') {
+  if (equals == text.size() || text[equals] != '=')
     return at < text.size() && IsQuote(text[at]) ? at + 1 : at;  // an odd quote hides nothing
-  }
   at = SkipBlanks(text, equals + 1);
   if (at == text.size()) return at;
   if (IsQuote(text[at])) {

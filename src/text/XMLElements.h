@@ -57,9 +57,8 @@ bool NextAttribute(std::string_view& rest, XMLAttribute& attribute);
 inline bool NextAttribute(std::string_view& rest, std::string_view name, std::string_view& value) {
   const size_t begin = name.size() + 3;
   if (rest.size() < begin || rest[0] != ' ' || rest[begin - 1] != '"' || rest[begin - 2] != '=' ||
-      rest.substr(1, name.size()) != name) {
+      rest.substr(1, name.size()) != name)
     return false;
-  }
   const size_t end = rest.find('"', begin);
   if (end == std::string_view::npos) return false;
   value = rest.substr(begin, end - begin);
@@ -98,9 +97,8 @@ template <typename Visit>
 void ForEachElement(std::string_view text, std::string_view name, Visit visit) {
   XMLTagReader reader(text);
   XMLTag tag;
-  while (reader.Next(tag)) {
+  while (reader.Next(tag))
     if (tag.kind != XMLTag::Kind::Close && tag.name == name) visit(tag);
-  }
 }
 
 }  // namespace kelo

@@ -41,9 +41,8 @@ constexpr std::string_view EntityOf(char c) {
 
 constexpr std::array<unsigned char, 256> kByteClasses = [] {
   std::array<unsigned char, 256> classes{};
-  for (size_t i = 0; i < classes.size(); ++i) {
+  for (size_t i = 0; i < classes.size(); ++i)
     classes[i] = i >= 128 ? kNonAscii : EntityOf(static_cast<char>(i)).empty() ? kPlain : kMarkup;
-  }
   return classes;
 }();
 
@@ -72,17 +71,14 @@ bool Encode(std::string_view text, unsigned mask, std::string& out) {
     const size_t run = i;
     unsigned found = 0;
     while (i < text.size() &&
-           (found = kByteClasses[static_cast<unsigned char>(text[i])] & mask) == 0) {
+           (found = kByteClasses[static_cast<unsigned char>(text[i])] & mask) == 0)
       ++i;
-    }
     out.append(text, run, i - run);
     if (found == kMarkup) {
       out.append(EntityOf(text[i++]));
     } else if (found == kNonAscii) {
       const UChar32 c = NextCharacter(text, i);
-      if (c < 0) {
-        return false;
-      }
+      if (c < 0) return false;
       AppendCharacterReference(c, out);
     }
   }
@@ -120,28 +116,18 @@ bool DecodeCharacterReferences(std::string_view rest, std::string& out) {
   out.reserve(rest.size());
   while (!rest.empty()) {
     const size_t at = rest.find(kOpen);
-    if (at == std::string_view::npos || at + kOpen.size() >= rest.size()) {
-      break;
-    }
+    if (at == std::string_view::npos || at + kOpen.size() >= rest.size()) break;
     if (at > 0) {
-      if (!FlushUnits(pending, out)) {
-        return false;
-      }
+      if (!FlushUnits(pending, out)) return false;
       out.append(rest, 0, at);
     }
     rest.remove_prefix(at + kOpen.size());
     const size_t end = rest.find(';');
-    if (end == std::string_view::npos) {
-      break;  // unterminated: its "&#" is lost, deliberately
-    }
-    if (end > 0) {
-      pending.push_back(ReadUnit(rest.substr(0, end)));
-    }
+    if (end == std::string_view::npos) break;  // unterminated: its "&#" is lost, deliberately
+    if (end > 0) pending.push_back(ReadUnit(rest.substr(0, end)));
     rest.remove_prefix(end + 1);
   }
-  if (!FlushUnits(pending, out)) {
-    return false;
-  }
+  if (!FlushUnits(pending, out)) return false;
   out.append(rest);
   return true;
 }
@@ -155,11 +141,8 @@ struct Entity {
 const Entity* FindEntity(std::string_view text) {
   static constexpr Entity kEntities[] = {
       {"apos;", '\''}, {"lt;", '<'}, {"gt;", '>'}, {"amp;", '&'}, {"quot;", '"'}};
-  for (const Entity& entity : kEntities) {
-    if (text.starts_with(entity.name)) {
-      return &entity;
-    }
-  }
+  for (const Entity& entity : kEntities)
+    if (text.starts_with(entity.name)) return &entity;
   return nullptr;
 }
 
@@ -185,9 +168,7 @@ void DecodeEntities(std::string_view text, std::string& out) {
 }
 
 uint32_t Finish(bool converted, std::string& result, std::string& out) {
-  if (!converted) {
-    result.clear();
-  }
+  if (!converted) result.clear();
   out = std::move(result);
   return converted ? 1 : 0;
 }

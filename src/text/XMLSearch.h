@@ -65,9 +65,7 @@ void Walk(std::string_view source, std::string_view start, std::string_view end,
           std::string_view KeyMatch::*part, F& visit) {
   size_t from = 0;
   while (const auto match = FindNext(source, start, end, from)) {
-    if (!Visit(visit, (*match).*part)) {
-      return;
-    }
+    if (!Visit(visit, (*match).*part)) return;
     from = match->next;
   }
 }

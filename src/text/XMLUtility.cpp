@@ -43,9 +43,7 @@ void Append(std::vector<std::string> values, std::vector<std::string>& out) {
 
 uint32_t XMLUtility::GetValueForOutermostKey(std::string_view source, std::string_view start,
                                              std::string_view end, std::string& out) const {
-  if (source.empty() || source.size() < start.size() + end.size()) {
-    return 0;
-  }
+  if (source.empty() || source.size() < start.size() + end.size()) return 0;
   return Store(FindOutermost(source, start, end), out);
 }
 
@@ -61,9 +59,7 @@ uint32_t XMLUtility::GetValuesInsideKey(std::string_view source, std::string_vie
 
 uint32_t XMLUtility::GetAttribute(std::string_view source, std::string_view name,
                                   std::string& out) const {
-  if (source.empty() || name.empty()) {
-    return 0;
-  }
+  if (source.empty() || name.empty()) return 0;
   return Store(FindAttribute(source, name), out);
 }
 

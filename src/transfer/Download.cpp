@@ -44,9 +44,8 @@ uint32_t KELOAccessCommandController::DownloadItems(std::vector<tagKELO_Download
     ++progress_.fourthWord;
   }
   // Deliberately the result of the last file alone; each record tells its own.
-  if (result == kKELOResult_Success) {
+  if (result == kKELOResult_Success)
     Callback_DownloadProgress("", progress_.transferDone, progress_.transferTotal);
-  }
   return result;
 }
 

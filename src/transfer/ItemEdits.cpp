@@ -23,15 +23,12 @@ std::string ModifyPropsDocument(std::string_view itemIdList, const tagKELO_Prope
   document.append("<ModifyProps");
   AppendAttribute(document, "itemIdList", itemIdList);
   document.append(">\r\n");
-  if (edit.propertyMask & kKELOProperty_Caption) {
+  if (edit.propertyMask & kKELOProperty_Caption)
     AppendProperty(document, "caption", ReadTextField(edit.caption));
-  }
-  if (edit.propertyMask & kKELOProperty_CaptionFlag) {
+  if (edit.propertyMask & kKELOProperty_CaptionFlag)
     AppendProperty(document, "captionFlag", edit.captionFlag == 1 ? "true" : "false");
-  }
-  if (edit.propertyMask & kKELOProperty_Rating) {
+  if (edit.propertyMask & kKELOProperty_Rating)
     AppendProperty(document, "rating", std::to_string(edit.rating));
-  }
   // Deliberately without a line end.
   return document.append("</ModifyProps>");
 }
@@ -70,12 +67,12 @@ uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info
 
   std::string itemIdList(targetId);
   if (target.kind != kKELOKind_FileItem) {
-    const auto ids = cacheManager_->GetIDsOnTargetID(targetId, kKELOKind_FileItem);
+    const auto ids = cacheManager_->GetIdsOnTarget(targetId, kKELOKind_FileItem);
     if (ids.empty()) return finish(kKELOResult_Success);
     itemIdList.clear();
     for (const std::string_view id : ids) {
       if (!itemIdList.empty()) itemIdList.append(",");
-      itemIdList.append(id.substr(0, kIDLength));
+      itemIdList.append(id.substr(0, kIdLength));
     }
   }
   // The host's buffer may be shorter than the record: the text is read to its NUL and no further.

@@ -45,7 +45,7 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
   const bool isAlbum = record.kind == kKELOKind_Album;
   const std::string_view parent = ReadTextField(record.parentId);
   const bool isRootFolder =
-      record.kind == kKELOKind_Folder && (parent.empty() || parent == kRootID);
+      record.kind == kKELOKind_Folder && (parent.empty() || parent == kRootId);
   if (!isAlbum && !isRootFolder) return kKELOResult_InvalidTarget;
 
   const std::string name = TextAsReferences(ReadTextField(record.name));
@@ -64,11 +64,10 @@ uint32_t KELOAccessCommandController::AddContainer(tagKELO_ItemInfo& record, boo
     return kKELOResult_GeneralFailure;
   }
   CopyTextField(record.itemId, *id);
-  if (isAlbum) {
+  if (isAlbum)
     cacheManager_->AddAlbum(parent, *id, {.name = name}, false);
-  } else {
+  else
     cacheManager_->AddFolder(parent, *id, {.name = name});
-  }
   return kKELOResult_Success;
 }
 

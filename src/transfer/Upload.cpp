@@ -110,11 +110,10 @@ uint32_t KELOAccessCommandController::ProcessUpload(tagCommandControlInfo* info)
     for (tagKELO_LoadInfo& record : records) CopyTextField(record.itemId, "");
     CountFilesToSend(records);
   }
-  if (result != kKELOResult_Success) {
+  if (result != kKELOResult_Success)
     for (tagKELO_LoadInfo& record : records) record.result = result;
-  } else if (sends) {
+  else if (sends)
     result = UploadItems(albumId, records, "");
-  }
   StoreRecords(info->data, records);
   ResetProgress();
   return result;
@@ -136,11 +135,9 @@ uint32_t KELOAccessCommandController::UploadItems(const std::string& albumId,
                                                   std::vector<tagKELO_LoadInfo>& records,
                                                   const std::string& uploadId) {
   UploadRecords toSend;
-  for (size_t i = 0; i < records.size(); ++i) {
-    if (records[i].result == kKELOResult_Success) {
+  for (size_t i = 0; i < records.size(); ++i)
+    if (records[i].result == kKELOResult_Success)
       toSend.emplace_hint(toSend.end(), static_cast<uint32_t>(i + 1), records[i]);
-    }
-  }
   if (toSend.empty()) return kKELOResult_Success;
   const uint32_t result = UploadAnyItems(albumId, toSend, uploadId);
   for (const auto& [position, record] : toSend) records[position - 1] = record;

@@ -94,9 +94,8 @@ void KeepMemosBack(std::vector<tagKELO_LoadInfo>& records, const std::vector<Nam
     return record.result == kKELOResult_AlreadyExists ||
            record.result == kKELOResult_AlreadyInAlbum;
   });
-  for (size_t i = 0; anyDuplicate && i < files.size(); ++i) {
+  for (size_t i = 0; anyDuplicate && i < files.size(); ++i)
     if (files[i].isSound) records[i].result = kKELOResult_AlreadyExists;
-  }
 }
 
 }  // namespace
@@ -141,9 +140,8 @@ void KELOAccessCommandController::AdoptStoredItem(tagKELO_LoadInfo& record, std:
   const bool inAlbum = record.result == kKELOResult_AlreadyInAlbum;
   if (!inAlbum && record.result != kKELOResult_AlreadyExists) return;
   CopyTextField(record.itemId, itemId);
-  if (inAlbum) {
+  if (inAlbum)
     AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), displayName);
-  }
 }
 
 uint32_t KELOAccessCommandController::CheckUploadItemByIdx(uint32_t index,

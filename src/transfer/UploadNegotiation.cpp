@@ -20,17 +20,15 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
   std::string content("<items>\r\n");
   for (const tagKELO_LoadInfo& record : records) {
     std::string digest;
-    if (encoder.AccessEncodeFileMD5(KELOStringInfoToString(record.filePath), digest) != 1) {
+    if (encoder.AccessEncodeFileMD5(KELOStringInfoToString(record.filePath), digest) != 1)
       return kKELOResult_GeneralFailure;
-    }
     names.push_back(DisplayName(record));
     AppendUploadItem(content, names.size(), names.back(), [&](std::string& out) {
       AppendAttribute(out, "fileSize", std::to_string(record.fileSize));
       AppendAttribute(out, "fileDate", ReadTextField(record.fileModifyDate));
-      if (!IsSoundFile(names.back()) && record.width != 0 && record.height != 0) {
+      if (!IsSoundFile(names.back()) && record.width != 0 && record.height != 0)
         AppendAttribute(out, "resolution",
                         std::to_string(record.width) + "x" + std::to_string(record.height));
-      }
       AppendAttribute(out, "md5", digest);
     });
   }

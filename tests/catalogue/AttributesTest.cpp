@@ -7,7 +7,7 @@
 #include "catalogue/KELOAccessCacheManager.h"
 #include "text/XMLElements.h"
 
-namespace kelo::test {
+namespace kelo::testing {
 namespace {
 
 TEST(Attributes, OfAnItem) {
@@ -43,9 +43,8 @@ TEST(Attributes, OfAnItem) {
     const bool found = loader.ExtractFileItemInfo(tag.attributes, id, data);
     std::string all = std::to_string(found) + "|" + std::string(id);
     for (const std::string_view text : {data.fileName, data.modifyDate, data.shotDate,
-                                        data.uploadDate, data.screenUrl, data.origUrl}) {
+                                        data.uploadDate, data.screenUrl, data.origUrl})
       all.append("|").append(text);
-    }
     EXPECT_EQ(all + "|" + std::to_string(data.fileFormat), c.expected) << c.item;
   }
 }
@@ -80,4 +79,4 @@ TEST(Attributes, AreReadEachOnItsOwn) {
 }
 
 }  // namespace
-}  // namespace kelo::test
+}  // namespace kelo::testing

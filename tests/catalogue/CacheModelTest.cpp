@@ -1,5 +1,5 @@
 // Random sequences of operations, answered alike by the cache and by its plain model, whatever the
-// number of finished records that the cache keeps, and also where memory is short.
+// number of finished records that the cache keeps, and also out of memory.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -10,11 +10,11 @@
 #include "catalogue/FailingAllocations.h"
 #include "catalogue/ModelCache.h"
 
-namespace kelo::test {
+namespace kelo::testing {
 namespace {
 
 // Few ids, so that entries are added again, ids stand in several places and kinds share them.
-const Texts kIDs = {"",
+const Texts kIds = {"",
                     "a",
                     "b",
                     "c",
@@ -22,8 +22,8 @@ const Texts kIDs = {"",
                     "e",
                     "f",
                     "g",
-                    std::string(kRootID),
-                    std::string(kRootAlbumID),
+                    std::string(kRootId),
+                    std::string(kRootAlbumId),
                     "an id that is longer than the forty characters of a field",
                     "an id that is longer than the forty characters of a record"};
 
@@ -43,9 +43,9 @@ class Pair {
 
  private:
   size_t Pick(size_t below) { return random_() % below; }
-  const std::string& ID() { return kIDs[Pick(kIDs.size())]; }
+  const std::string& RandomId() { return kIds[Pick(kIds.size())]; }
 
-  // Where memory is short, the change fails at each of its allocations before it succeeds; what has
+  // Out of memory, the change fails at each of its allocations before it succeeds; what has
   // failed must have changed nothing.
   void Apply(const std::function<void()>& change);
 
@@ -70,8 +70,8 @@ void Pair::Apply(const std::function<void()>& change) {
 }
 
 void Pair::Change() {
-  const std::string& parent = ID();
-  const std::string& id = ID();
+  const std::string& parent = RandomId();
+  const std::string& id = RandomId();
   const std::string name = "a name too long for its record " + std::to_string(++number_);
   // What empties the whole is rare.
   const size_t operation = Pick(20) == 0 ? 32 + Pick(4) : Pick(32);
@@ -114,7 +114,7 @@ void Pair::Change() {
 }
 
 Texts Cut(Texts ids) {
-  for (std::string& id : ids) id.resize(std::min<size_t>(id.size(), kIDLength));
+  for (std::string& id : ids) id.resize(std::min<size_t>(id.size(), kIdLength));
   return ids;
 }
 
@@ -124,19 +124,19 @@ bool operator==(const Records& a, const Records& b) {
 }
 
 void Pair::Compare() {
-  const std::string& target = ID();
+  const std::string& target = RandomId();
   const auto mask = static_cast<uint32_t>(Pick(0x160));
   const auto record = RecordOf(cache_, target);
   ASSERT_TRUE(Records{record} == Records{model_.Record(target)}) << "record of " << target;
-  // Friend albums' items are counted and listed as records, but have no ID list, deliberately.
+  // Friend albums' items are counted and listed as records, but have no id list, deliberately.
   const bool hasIDList =
-      IDsOf(model_.RecordsOnTarget(target, mask)).size() == model_.IDsOnTarget(target, mask).size();
+      IdsOf(model_.RecordsOnTarget(target, mask)).size() == model_.IdsOnTarget(target, mask).size();
   RecordsOnTarget(cache_, target, mask);  // as the model's list did: it keeps records
   if (hasIDList) {
-    ASSERT_EQ(IDsOnTarget(cache_, target, mask), Cut(model_.IDsOnTarget(target, mask)))
+    ASSERT_EQ(IdsOnTarget(cache_, target, mask), Cut(model_.IdsOnTarget(target, mask)))
         << target << " " << mask;
   }
-  ASSERT_EQ(IDsOnServer(cache_, mask), Cut(model_.IDsOnServer(mask))) << mask;
+  ASSERT_EQ(IdsOnServer(cache_, mask), Cut(model_.IdsOnServer(mask))) << mask;
   ASSERT_TRUE(RecordsOnTarget(cache_, target, mask) == model_.RecordsOnTarget(target, mask))
       << target << " " << mask;
   ASSERT_TRUE(RecordsOnServer(cache_, mask) == model_.RecordsOnServer(mask)) << mask;
@@ -147,24 +147,21 @@ void CompareAfterEachChange(uint32_t recordsKept, unsigned seed, int steps, bool
   for (int step = 0; step < steps; ++step) {
     pair.Change();
     pair.Compare();
-    if (::testing::Test::HasFailure()) {
+    if (::testing::Test::HasFailure())
       FAIL() << recordsKept << " records kept, seed " << seed << ", after\n" << pair.Log();
-    }
   }
 }
 
 TEST(CacheModel, AnswersLikeThePlainRules) {
-  for (const uint32_t recordsKept : {0u, 1u, 4u, 1000u}) {
+  for (const uint32_t recordsKept : {0u, 1u, 4u, 1000u})
     for (unsigned seed = 0; seed < 12; ++seed)
       CompareAfterEachChange(recordsKept, seed, 150, false);
-  }
 }
 
 TEST(CacheModel, AChangeForWhichMemoryIsShortChangesNothing) {
-  for (const uint32_t recordsKept : {0u, 2u, 1000u}) {
+  for (const uint32_t recordsKept : {0u, 2u, 1000u})
     for (unsigned seed = 0; seed < 12; ++seed) CompareAfterEachChange(recordsKept, seed, 150, true);
-  }
 }
 
 }  // namespace
-}  // namespace kelo::test
+}  // namespace kelo::testing

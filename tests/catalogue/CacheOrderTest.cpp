@@ -4,13 +4,13 @@
 
 #include "catalogue/CacheReader.h"
 
-namespace kelo::test {
+namespace kelo::testing {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-const std::string kRootAlbum(kRootAlbumID);
+const std::string kRootAlbum(kRootAlbumId);
 
 tagFileItemData File(std::string_view name) {
   return {.fileName = name};
@@ -57,7 +57,7 @@ struct ListCase {
 TEST_F(Lists, StandInTheirOrders) {
   const ListCase cases[] = {
       {"", 0x40 | 1 | 2, {kRootAlbum, "f1", "f2", "top"}, {kRootAlbum, "f2", "f1", "top"}},
-      {std::string(kRootID), 0x40 | 1, {"f1", "f2"}, {"f2", "f1"}},
+      {std::string(kRootId), 0x40 | 1, {"f1", "f2"}, {"f2", "f1"}},
       {"f1", 2, {"a", "m", "z"}, {"z", "a", "m"}},
       {"f1", 0x102, {"a", "m", "z"}, {"z", "a", "m"}},
       {"f1", 0x100, {"m", "z"}, {"m", "z"}},
@@ -82,15 +82,15 @@ TEST_F(Lists, StandInTheirOrders) {
   for (const ListCase& c : cases) {
     SCOPED_TRACE(c.target + " " + std::to_string(c.mask));
     const bool server = c.target == "*";
-    EXPECT_EQ(server ? IDsOnServer(cache, c.mask) : IDsOnTarget(cache, c.target, c.mask), c.ids);
+    EXPECT_EQ(server ? IdsOnServer(cache, c.mask) : IdsOnTarget(cache, c.target, c.mask), c.ids);
     EXPECT_EQ(
-        IDsOf(server ? RecordsOnServer(cache, c.mask) : RecordsOnTarget(cache, c.target, c.mask)),
+        IdsOf(server ? RecordsOnServer(cache, c.mask) : RecordsOnTarget(cache, c.target, c.mask)),
         c.records);
   }
 }
 
-TEST_F(Lists, FriendAlbumHasRecordsButNoIDList) {
-  EXPECT_THAT(IDsOf(RecordsOnTarget(cache, "x", 4)), ElementsAre("k2", "k1"));
+TEST_F(Lists, FriendAlbumHasRecordsButNoIdList) {
+  EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "x", 4)), ElementsAre("k2", "k1"));
   char untouched = '#';
   EXPECT_EQ(cache.GetItemsIDListOnTargetID("x", 2, &untouched, 4), kKELOResult_BadParameter);
   EXPECT_EQ(untouched, '#');
@@ -99,23 +99,23 @@ TEST_F(Lists, FriendAlbumHasRecordsButNoIDList) {
 TEST_F(Lists, EntryAddedAgainGoesToTheEndAndNoneIsLost) {
   for (const char* id : {"n1", "n2", "n3"}) cache.AddFileItem("m", id, File(id));
   cache.AddFileItem("m", "n1", File("again"));  // shares index 2 with n3
-  EXPECT_THAT(IDsOf(RecordsOnTarget(cache, "m", 4)), ElementsAre("n2", "n3", "n1"));
+  EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "m", 4)), ElementsAre("n2", "n3", "n1"));
   cache.AddFileItem("m", "n4", File("n4"));
   cache.AddFileItem("m", "n2", File("again"));  // shares index 3 with n4
-  EXPECT_THAT(IDsOf(RecordsOnTarget(cache, "m", 4)), ElementsAre("n3", "n1", "n4", "n2"));
+  EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "m", 4)), ElementsAre("n3", "n1", "n4", "n2"));
   EXPECT_STREQ(RecordOf(cache, "n1").name, "again");
 
   cache.AddAlbum("f1", "z", Link("Renamed"), false);  // a new link; the album stays as it was
-  EXPECT_THAT(IDsOf(RecordsOnTarget(cache, "f1", 2)), ElementsAre("a", "m", "z"));
+  EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "f1", 2)), ElementsAre("a", "m", "z"));
   EXPECT_STREQ(RecordOf(cache, "z").name, "Shared z");
   EXPECT_EQ(RecordOf(cache, "z").kind, 0x102u);
-  EXPECT_THAT(IDsOnTarget(cache, "z", 4), ElementsAre("i0", "i1"));
+  EXPECT_THAT(IdsOnTarget(cache, "z", 4), ElementsAre("i0", "i1"));
 }
 
 TEST_F(Lists, UpdateKeepsEveryPlace) {
   cache.UpdateFileItem("i1", File("new"));
-  EXPECT_THAT(IDsOf(RecordsOnTarget(cache, "a", 4)), ElementsAre("i3", "i1"));
-  EXPECT_THAT(IDsOf(RecordsOnTarget(cache, "z", 4)), ElementsAre("i1", "i0"));
+  EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "a", 4)), ElementsAre("i3", "i1"));
+  EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "z", 4)), ElementsAre("i1", "i0"));
   EXPECT_STREQ(RecordOf(cache, "i1").name, "new");
   cache.UpdateFileItem("k1", File("new"));
   EXPECT_STREQ(RecordOf(cache, "k1").name, "k1") << "friend albums are not searched";
@@ -124,10 +124,10 @@ TEST_F(Lists, UpdateKeepsEveryPlace) {
 TEST_F(Lists, UnknownParentLeavesTheEntryUnlinked) {
   cache.AddFolder("nowhere", "lost", Link("Lost"));
   EXPECT_STREQ(RecordOf(cache, "lost").parentId, "nowhere");
-  EXPECT_THAT(IDsOnTarget(cache, "nowhere", 1), IsEmpty());
-  EXPECT_THAT(IDsOnServer(cache, 1), ElementsAre("f1", "f2"));
+  EXPECT_THAT(IdsOnTarget(cache, "nowhere", 1), IsEmpty());
+  EXPECT_THAT(IdsOnServer(cache, 1), ElementsAre("f1", "f2"));
   cache.AddAlbum("nowhere", "lost album", Link("Lost"), true);
-  EXPECT_THAT(IDsOnTarget(cache, "nowhere", 0x100), ElementsAre("lost album"));
+  EXPECT_THAT(IdsOnTarget(cache, "nowhere", 0x100), ElementsAre("lost album"));
   cache.AddFileItem("nowhere", "i9", File("9"));
   EXPECT_EQ(RecordOf(cache, "i9").result, uint32_t{kKELOResult_NotFound});
 }
@@ -141,7 +141,7 @@ TEST_F(Lists, ChecksTellDirectoriesFromFriendAlbums) {
   EXPECT_FALSE(cache.CheckDirectoryItemID("x", isAlbum));
   EXPECT_FALSE(isAlbum);
   EXPECT_TRUE(cache.CheckFriendAlbumID("x"));
-  EXPECT_TRUE(cache.CheckFriendAlbumID(kRootID));
+  EXPECT_TRUE(cache.CheckFriendAlbumID(kRootId));
   EXPECT_FALSE(cache.CheckFriendAlbumID(""));
   EXPECT_FALSE(cache.CheckFriendAlbumID("z"));
 }
@@ -150,17 +150,17 @@ TEST_F(Lists, ClearingLeavesTheRootOfTheFriendAlbums) {
   cache.ClearAllFolder();
   bool isAlbum = false;
   EXPECT_FALSE(cache.CheckDirectoryItemID("", isAlbum));
-  EXPECT_TRUE(cache.CheckFriendAlbumID(kRootID));
-  EXPECT_THAT(IDsOnServer(cache, 0x157), IsEmpty());
+  EXPECT_TRUE(cache.CheckFriendAlbumID(kRootId));
+  EXPECT_THAT(IdsOnServer(cache, 0x157), IsEmpty());
   EXPECT_THAT(RecordsOnServer(cache, 0x157), IsEmpty());
-  EXPECT_THAT(IDsOnTarget(cache, kRootAlbum, 4), IsEmpty());
+  EXPECT_THAT(IdsOnTarget(cache, kRootAlbum, 4), IsEmpty());
   EXPECT_EQ(RecordOf(cache, "i1").result, uint32_t{kKELOResult_NotFound});
 }
 
 // The bytes behind the NUL of an id slot are the caller's.
-TEST_F(Lists, IDSlotsKeepWhatStandsBehindTheID) {
-  const std::string longID(50, 'L');
-  cache.AddFileItem("m", longID, File("long"));
+TEST_F(Lists, IdSlotsKeepWhatStandsBehindTheId) {
+  const std::string longId(50, 'L');
+  cache.AddFileItem("m", longId, File("long"));
   cache.AddFileItem("m", "K", File("short"));
   std::string buffer(2 * KELO_ID_FIELD_SIZE, '#');
   ASSERT_EQ(cache.GetItemsIDListOnTargetID("m", 2, buffer.data(), 4), kKELOResult_Success);
@@ -169,4 +169,4 @@ TEST_F(Lists, IDSlotsKeepWhatStandsBehindTheID) {
 }
 
 }  // namespace
-}  // namespace kelo::test
+}  // namespace kelo::testing

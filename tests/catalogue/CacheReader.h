@@ -11,7 +11,7 @@
 #include "catalogue/KELOAccessCacheManager.h"
 #include "platform/TextField.h"
 
-namespace kelo::test {
+namespace kelo::testing {
 
 using Texts = std::vector<std::string>;
 using Records = std::vector<tagKELO_ItemInfo>;
@@ -32,7 +32,7 @@ std::string ReadList(uint32_t count, size_t width, uint32_t refusal, Read read) 
   return buffer.substr(1, count * width);
 }
 
-inline Texts SplitIDs(const std::string& slots) {
+inline Texts SplitIds(const std::string& slots) {
   Texts ids;
   for (size_t at = 0; at < slots.size(); at += KELO_ID_FIELD_SIZE) ids.push_back(&slots[at]);
   return ids;
@@ -44,41 +44,45 @@ inline Records SplitRecords(const std::string& bytes) {
   return records;
 }
 
-inline Texts IDsOf(const Records& records) {
+inline Texts IdsOf(const Records& records) {
   Texts ids;
   for (const tagKELO_ItemInfo& record : records) ids.emplace_back(ReadTextField(record.itemId));
   return ids;
 }
 
-inline Texts IDsOnTarget(const KELOAccessCacheManager& cache, std::string_view target,
+inline Texts IdsOnTarget(const KELOAccessCacheManager& cache, std::string_view target,
                          uint32_t mask) {
-  return SplitIDs(ReadList(cache.GetItemsCountOnTargetID(target, mask), KELO_ID_FIELD_SIZE,
-                           kKELOResult_BadParameter, [&](uint32_t count, char* buffer) {
-                             return cache.GetItemsIDListOnTargetID(target, count, buffer, mask);
-                           }));
+  return SplitIds(ReadList(
+      cache.GetItemsCountOnTargetID(target, mask), KELO_ID_FIELD_SIZE, kKELOResult_BadParameter,
+      [&](uint32_t count, char* buffer) {
+        return cache.GetItemsIDListOnTargetID(target, count, buffer, mask);
+      }));
 }
 
 inline Records RecordsOnTarget(KELOAccessCacheManager& cache, std::string_view target,
                                uint32_t mask) {
-  return SplitRecords(ReadList(cache.GetItemsCountOnTargetID(target, mask),
-                               sizeof(tagKELO_ItemInfo), kKELOResult_BadParameter,
-                               [&](uint32_t count, char* buffer) {
-                                 return cache.GetItemsInfoOnTargetID(target, count, buffer, mask);
-                               }));
+  return SplitRecords(ReadList(
+      cache.GetItemsCountOnTargetID(target, mask), sizeof(tagKELO_ItemInfo),
+      kKELOResult_BadParameter,
+      [&](uint32_t count, char* buffer) {
+        return cache.GetItemsInfoOnTargetID(target, count, buffer, mask);
+      }));
 }
 
-inline Texts IDsOnServer(const KELOAccessCacheManager& cache, uint32_t mask) {
-  return SplitIDs(ReadList(cache.GetAllItemsCountOnServer(mask), KELO_ID_FIELD_SIZE,
-                           kKELOResult_GeneralFailure, [&](uint32_t count, char* buffer) {
-                             return cache.GetAllItemsIDListOnServer(count, buffer, mask);
-                           }));
+inline Texts IdsOnServer(const KELOAccessCacheManager& cache, uint32_t mask) {
+  return SplitIds(ReadList(
+      cache.GetAllItemsCountOnServer(mask), KELO_ID_FIELD_SIZE, kKELOResult_GeneralFailure,
+      [&](uint32_t count, char* buffer) {
+        return cache.GetAllItemsIDListOnServer(count, buffer, mask);
+      }));
 }
 
 inline Records RecordsOnServer(KELOAccessCacheManager& cache, uint32_t mask) {
-  return SplitRecords(ReadList(cache.GetAllItemsCountOnServer(mask), sizeof(tagKELO_ItemInfo),
-                               kKELOResult_GeneralFailure, [&](uint32_t count, char* buffer) {
-                                 return cache.GetAllItemsInfoOnServer(count, buffer, mask);
-                               }));
+  return SplitRecords(ReadList(
+      cache.GetAllItemsCountOnServer(mask), sizeof(tagKELO_ItemInfo), kKELOResult_GeneralFailure,
+      [&](uint32_t count, char* buffer) {
+        return cache.GetAllItemsInfoOnServer(count, buffer, mask);
+      }));
 }
 
 inline tagKELO_ItemInfo RecordOf(KELOAccessCacheManager& cache, std::string_view id) {
@@ -88,4 +92,4 @@ inline tagKELO_ItemInfo RecordOf(KELOAccessCacheManager& cache, std::string_view
   return info;
 }
 
-}  // namespace kelo::test
+}  // namespace kelo::testing

@@ -33,7 +33,7 @@ void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 
-namespace kelo::test {
+namespace kelo::testing {
 
 bool FailsAtAllocation(std::size_t n, const std::function<void()>& change) {
   allocationsLeft = n;
@@ -48,4 +48,4 @@ bool FailsAtAllocation(std::size_t n, const std::function<void()>& change) {
   return failed;
 }
 
-}  // namespace kelo::test
+}  // namespace kelo::testing

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <functional>
 
-namespace kelo::test {
+namespace kelo::testing {
 
 // Runs `change` with its n-th allocation (from 1) failing. Whether that ended it with
 // std::bad_alloc; false where it needs fewer than n.
 bool FailsAtAllocation(std::size_t n, const std::function<void()>& change);
 
-}  // namespace kelo::test
+}  // namespace kelo::testing

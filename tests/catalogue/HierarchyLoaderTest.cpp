@@ -8,7 +8,7 @@
 #include "catalogue/CacheReader.h"
 #include "catalogue/FailingAllocations.h"
 
-namespace kelo::test {
+namespace kelo::testing {
 namespace {
 
 // What the cache holds, as "parent/kind:id=name" of each entry in the service's order, with "@" and
@@ -29,9 +29,8 @@ std::string Dump(KELOAccessCacheManager& cache) {
     }
   };
   list("", list);
-  for (const tagKELO_ItemInfo& record : RecordsOnTarget(cache, kRootAlbumID, kAll)) {
+  for (const tagKELO_ItemInfo& record : RecordsOnTarget(cache, kRootAlbumId, kAll))
     out += std::string("rootAlbum/") + record.itemId + "=" + record.name + " ";
-  }
   for (const tagKELO_ItemInfo& record : RecordsOnServer(cache, kKELOKind_FriendAlbum)) {
     out += std::string("friend:") + record.itemId + "=" + record.name + DateOf(record) + " ";
     list(record.itemId, list);
@@ -217,15 +216,13 @@ TEST_F(Loading, ShortMemoryLeavesTheFormerHierarchy) {
   loader.RefreshFriendAlbumInfoByXMLData(friends);
   const std::string former = Dump(cache);
   size_t n = 1;
-  while (FailsAtAllocation(n++, [&] { loader.RefreshHierarchyInfoByXMLData(second); })) {
+  while (FailsAtAllocation(n++, [&] { loader.RefreshHierarchyInfoByXMLData(second); }))
     ASSERT_EQ(Dump(cache), former) << n;
-  }
   const std::string alone = Dump(cache);
   EXPECT_GT(n, 5u);
   n = 1;
-  while (FailsAtAllocation(n++, [&] { loader.RefreshFriendAlbumInfoByXMLData(friends); })) {
+  while (FailsAtAllocation(n++, [&] { loader.RefreshFriendAlbumInfoByXMLData(friends); }))
     ASSERT_EQ(Dump(cache), alone) << n;
-  }
   EXPECT_GT(n, 5u);
   EXPECT_NE(Dump(cache), alone);
 }
@@ -268,4 +265,4 @@ TEST_F(Loading, OddLargeAnswersTakeLinearTime) {
 }
 
 }  // namespace
-}  // namespace kelo::test
+}  // namespace kelo::testing

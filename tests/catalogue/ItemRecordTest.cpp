@@ -5,7 +5,7 @@
 
 #include "catalogue/CacheReader.h"
 
-namespace kelo::test {
+namespace kelo::testing {
 namespace {
 
 constexpr uint32_t kRecordSize = sizeof(tagKELO_ItemInfo);
@@ -85,7 +85,7 @@ TEST(ItemRecord, ConversionLeavesTheCallersFields) {
 struct RecordCase {
   std::string id;
   std::string parent;
-  std::string itemID;
+  std::string itemId;
   uint32_t kind;
   std::string name;
   std::string date;
@@ -99,15 +99,15 @@ TEST(ItemRecord, EntriesOfEachKind) {
   cache.AddFolder("", "f", {.name = "Folder", .modifyDate = "d1"});
   cache.AddAlbum("f", "b", {.name = "B", .modifyDate = "d2"}, false);
   cache.AddAlbum("f", "a", {.name = "A", .modifyDate = "d3"}, true);
-  cache.AddAlbum(kRootID, "t", {.name = "T"}, false);
+  cache.AddAlbum(kRootId, "t", {.name = "T"}, false);
   cache.AddFriendAlbum("x", {.name = "X", .modifyDate = "d4"});
   for (const char* album : {"b", "a"}) cache.AddFileItem(album, "i", {.fileName = album});
   cache.AddFileItem("", "in root", {.fileName = "In root"});
   cache.AddFileItemToFriendAlbum("x", "k", {.fileName = "K"});
   cache.AddFileItemToFriendAlbum("x", "i", {.fileName = "friend's"});
   cache.AddFileItemToRootAlbum("r", {.fileName = "R"});
-  const std::string rootAlbum(kRootAlbumID);
-  const std::string root(kRootID);
+  const std::string rootAlbum(kRootAlbumId);
+  const std::string root(kRootId);
   const RecordCase cases[] = {
       {"", "", "", 1, "Root", "", 1 + 1 + 1 + 2},  // the root album counts twice
       {root, "", "", 1, "Root", "", 3},
@@ -127,7 +127,7 @@ TEST(ItemRecord, EntriesOfEachKind) {
     const tagKELO_ItemInfo info = RecordOf(cache, c.id);
     EXPECT_EQ(info.result, 0u);
     EXPECT_EQ(info.parentId, c.parent);
-    EXPECT_EQ(info.itemId, c.itemID);
+    EXPECT_EQ(info.itemId, c.itemId);
     EXPECT_EQ(info.kind, c.kind);
     EXPECT_EQ(info.name, c.name);
     EXPECT_EQ(info.modifyDate, c.date);
@@ -140,9 +140,8 @@ TEST(ItemRecord, EntriesOfEachKind) {
 // The names of the records that are kept, of the ids 0 to 9.
 std::string Kept(const KELOAccessCacheManager& cache) {
   std::string kept;
-  for (char id = '0'; id <= '9'; ++id) {
+  for (char id = '0'; id <= '9'; ++id)
     if (const auto* info = cache.GetKELO_ItemInfoCache({&id, 1})) kept += info->name;
-  }
   return kept;
 }
 
@@ -199,7 +198,7 @@ TEST(ItemRecord, KeptRecordAnswersUntilItsEntryChanges) {
   EXPECT_STREQ(RecordOf(cache, "i").name, "new");
   // The empty id counts the root album, twice; the root id does not.
   EXPECT_EQ(RecordOf(cache, "").itemCount, 3u);
-  EXPECT_EQ(RecordOf(cache, kRootID).itemCount, 1u);
+  EXPECT_EQ(RecordOf(cache, kRootId).itemCount, 1u);
   // An unknown id is not remembered as such.
   EXPECT_EQ(RecordOf(cache, "new").result, uint32_t{kKELOResult_NotFound});
   cache.AddFileItem("a", "new", {.fileName = "now known"});
@@ -207,4 +206,4 @@ TEST(ItemRecord, KeptRecordAnswersUntilItsEntryChanges) {
 }
 
 }  // namespace
-}  // namespace kelo::test
+}  // namespace kelo::testing

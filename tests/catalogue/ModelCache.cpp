@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace kelo::test {
+namespace kelo::testing {
 namespace {
 
 const std::string kRoot = "KELO_CACHEINFO_ROOT_ID";
@@ -23,7 +23,8 @@ void Set(char (&field)[N], const std::string& text) {
 
 template <typename List>
 auto FindIn(List& list, const std::string& id) {
-  return std::find_if(list.begin(), list.end(), [&](const auto& entry) { return entry.id == id; });
+  return std::find_if(
+      list.begin(), list.end(), [&](const auto& entry) { return entry.id == id; });
 }
 
 void AppendAll(std::vector<std::string>& out, const std::vector<std::string>& ids) {
@@ -41,7 +42,7 @@ void ModelCache::Put(List& list, const std::string& id, const std::string& name)
   list.push_back({id, name, list.size()});
 }
 
-std::vector<std::string> ModelCache::ByID(const List& list) {
+std::vector<std::string> ModelCache::ById(const List& list) {
   std::vector<std::string> ids;
   for (const Entry& entry : list) ids.push_back(entry.id);
   std::sort(ids.begin(), ids.end());
@@ -73,11 +74,10 @@ void ModelCache::AddDirectory(const std::string& parent, const std::string& id,
                               const std::string& name, uint32_t flags) {
   if (id.empty()) return;
   if (const auto found = directories_.find(Key(parent)); found != directories_.end()) {
-    if (flags & 1) {
+    if (flags & 1)
       Put(found->second.folders, id, name);
-    } else if (flags & 2) {
+    else if (flags & 2)
       Put(found->second.albums, id, name);
-    }
   }
   directories_.insert({id, {parent.substr(0, 40), name, flags, {}, {}, {}}});
 }
@@ -120,20 +120,19 @@ void ModelCache::UpdateFile(const std::string& id, const std::string& name) {
 
 std::vector<std::string> ModelCache::SharedUnder(const std::string& target) const {
   std::vector<std::string> ids;
-  for (const auto& [id, directory] : directories_) {
+  for (const auto& [id, directory] : directories_)
     if (directory.parent == target && (directory.flags & 0x100)) ids.push_back(id);
-  }
   return ids;
 }
 
-std::vector<std::string> ModelCache::IDsOnTarget(const std::string& target, uint32_t mask) const {
+std::vector<std::string> ModelCache::IdsOnTarget(const std::string& target, uint32_t mask) const {
   std::vector<std::string> ids;
   if ((mask & 0x40) && target.empty()) ids.push_back(kRootAlbum);
-  if ((mask & 4) && target == kRootAlbum) AppendAll(ids, ByID(rootAlbum_));
+  if ((mask & 4) && target == kRootAlbum) AppendAll(ids, ById(rootAlbum_));
   if (const auto found = directories_.find(Key(target)); found != directories_.end()) {
-    if (mask & 1) AppendAll(ids, ByID(found->second.folders));
-    if (mask & 2) AppendAll(ids, ByID(found->second.albums));
-    if (mask & 4) AppendAll(ids, ByID(found->second.files));
+    if (mask & 1) AppendAll(ids, ById(found->second.folders));
+    if (mask & 2) AppendAll(ids, ById(found->second.albums));
+    if (mask & 4) AppendAll(ids, ById(found->second.files));
   }
   if (SharedOnly(mask)) AppendAll(ids, SharedUnder(target));
   return ids;
@@ -152,9 +151,8 @@ std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnTarget(const std::string& tar
   }
   if (SharedOnly(mask)) AppendAll(ids, SharedUnder(target));
   const auto album = friends_.find(Key(target));
-  if (found == directories_.end() && album != friends_.end() && (mask & 4)) {
+  if (found == directories_.end() && album != friends_.end() && (mask & 4))
     AppendAll(ids, ByIndex(album->second.files));
-  }
   std::vector<tagKELO_ItemInfo> records;
   for (const std::string& id : ids) {
     records.push_back(Record(id));
@@ -164,30 +162,27 @@ std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnTarget(const std::string& tar
 }
 
 size_t ModelCache::CountOnTarget(const std::string& target, uint32_t mask) const {
-  size_t count = IDsOnTarget(target, mask).size();
+  size_t count = IdsOnTarget(target, mask).size();
   const auto album = friends_.find(Key(target));
-  if (!directories_.contains(Key(target)) && album != friends_.end() && (mask & 4)) {
+  if (!directories_.contains(Key(target)) && album != friends_.end() && (mask & 4))
     count += album->second.files.size();
-  }
   return count;
 }
 
-std::vector<std::string> ModelCache::IDsOnServer(uint32_t mask) const {
+std::vector<std::string> ModelCache::IdsOnServer(uint32_t mask) const {
   std::vector<std::string> ids;
   if (directories_.empty()) return ids;
   if (mask & 0x40) ids.push_back(kRootAlbum);
-  if (mask & 4) AppendAll(ids, ByID(rootAlbum_));
+  if (mask & 4) AppendAll(ids, ById(rootAlbum_));
   for (const auto& [key, directory] : directories_) {
-    if (mask & 1) AppendAll(ids, ByID(directory.folders));
-    if (mask & 2) AppendAll(ids, ByID(directory.albums));
-    if (mask & 4) AppendAll(ids, ByID(directory.files));
+    if (mask & 1) AppendAll(ids, ById(directory.folders));
+    if (mask & 2) AppendAll(ids, ById(directory.albums));
+    if (mask & 4) AppendAll(ids, ById(directory.files));
   }
-  for (const auto& [key, album] : friends_) {
+  for (const auto& [key, album] : friends_)
     if ((mask & 0x10) && key != kRoot) ids.push_back(key);
-  }
-  for (const auto& [key, directory] : directories_) {
+  for (const auto& [key, directory] : directories_)
     if (SharedOnly(mask) && (directory.flags & 0x100)) ids.push_back(key);
-  }
   return ids;
 }
 
@@ -202,9 +197,8 @@ std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnServer(uint32_t mask) const {
     if (SharedOnly(mask) && (directory.flags & 0x100)) ids.push_back(key);
     if (mask & 4) AppendAll(ids, ByIndex(directory.files));
   }
-  for (const auto& [key, album] : friends_) {
+  for (const auto& [key, album] : friends_)
     if ((mask & 0x10) && key != kRoot) ids.push_back(key);
-  }
   std::vector<tagKELO_ItemInfo> records;
   for (const std::string& id : ids) records.push_back(Record(id));
   return records;
@@ -234,16 +228,12 @@ bool ModelCache::Build(const std::string& id, tagKELO_ItemInfo& info) const {
     return true;
   }
   if (const auto at = FindIn(rootAlbum_, id); at != rootAlbum_.end()) return file(kRootAlbum, *at);
-  if (const auto at = directories_.find(Key(id)); at != directories_.end()) {
+  if (const auto at = directories_.find(Key(id)); at != directories_.end())
     return directory(at->second, 0x147);
-  }
-  if (const auto at = friends_.find(Key(id)); at != friends_.end()) {
-    return directory(at->second, 7);
-  }
+  if (const auto at = friends_.find(Key(id)); at != friends_.end()) return directory(at->second, 7);
   for (const auto* map : {&directories_, &friends_}) {
-    for (const auto& [key, holder] : *map) {
+    for (const auto& [key, holder] : *map)
       if (const auto at = FindIn(holder.files, id); at != holder.files.end()) return file(key, *at);
-    }
   }
   return false;
 }
@@ -260,4 +250,4 @@ tagKELO_ItemInfo ModelCache::Record(const std::string& id) const {
   return info;
 }
 
-}  // namespace kelo::test
+}  // namespace kelo::testing

@@ -9,7 +9,7 @@
 
 #include "KELOAccess.h"
 
-namespace kelo::test {
+namespace kelo::testing {
 
 class ModelCache {
  public:
@@ -24,8 +24,8 @@ class ModelCache {
   void RemoveFriendAlbums();
   void UpdateFile(const std::string& id, const std::string& name);
 
-  std::vector<std::string> IDsOnTarget(const std::string& target, uint32_t mask) const;
-  std::vector<std::string> IDsOnServer(uint32_t mask) const;
+  std::vector<std::string> IdsOnTarget(const std::string& target, uint32_t mask) const;
+  std::vector<std::string> IdsOnServer(uint32_t mask) const;
   std::vector<tagKELO_ItemInfo> RecordsOnTarget(const std::string& target, uint32_t mask) const;
   std::vector<tagKELO_ItemInfo> RecordsOnServer(uint32_t mask) const;
   tagKELO_ItemInfo Record(const std::string& id) const;
@@ -45,7 +45,7 @@ class ModelCache {
   };
 
   static void Put(List& list, const std::string& id, const std::string& name);
-  static std::vector<std::string> ByID(const List& list);
+  static std::vector<std::string> ById(const List& list);
   static std::vector<std::string> ByIndex(const List& list);
   std::vector<std::string> SharedUnder(const std::string& target) const;
   size_t CountOnTarget(const std::string& target, uint32_t mask) const;
@@ -56,4 +56,4 @@ class ModelCache {
   List rootAlbum_;
 };
 
-}  // namespace kelo::test
+}  // namespace kelo::testing

@@ -203,9 +203,8 @@ TEST(References, ConvertBothWaysAndRefuseWhatIsNotText) {
     EXPECT_EQ(DecodeReferences(references), text) << references;
   }
   for (const char* bad : {"&", "&unknown;", "&#;", "&#12", "&#x;", "&#55357;", "&#56832;&#55357;",
-                          "&#1114112;", "\xFF", "\xC3", "\xED\xA0\x80", "\xC0\x80"}) {
+                          "&#1114112;", "\xFF", "\xC3", "\xED\xA0\x80", "\xC0\x80"})
     EXPECT_EQ(DecodeReferences(bad), std::nullopt) << bad;
-  }
   EXPECT_EQ(DecodeReferences("&#x41;"), "A");
 }
 

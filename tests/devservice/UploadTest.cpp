@@ -193,9 +193,8 @@ TEST(DataDirectory, KeepsAccountsAndFiles) {
     service.Import(KELO_SAMPLES_DIRECTORY "/mine");  // the second time changes nothing
     Client client(service);
     client.Open();
-    if (round == 0) {
+    if (round == 0)
       ASSERT_EQ(Post(client, MakeUpload({{"kept.mov", "kept bytes"}})).Outcome(), "ok");
-    }
     const Response tree = client.GetHierarchy();
     EXPECT_EQ(Between(tree.body, "<item ", "/>").size(), 8u) << tree.body;
     const std::string kept = Between(tree.body, "fileName=\"kept.mov\"", "/>").at(0);

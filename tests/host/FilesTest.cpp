@@ -58,9 +58,8 @@ TEST_F(FilesTest, TakesAFileNamedTwiceOnce) {
 TEST_F(FilesTest, RefusesWhatIsNoFile) {
   ASSERT_EQ(::mkfifo((folder_ / "pipe").c_str(), 0600), 0);
   for (const std::string& path :
-       {(folder_ / "pipe").string(), std::string("/dev/null"), (folder_ / "none").string()}) {
+       {(folder_ / "pipe").string(), std::string("/dev/null"), (folder_ / "none").string()})
     EXPECT_THROW(DescribeFile(path), Failure) << path;
-  }
 }
 
 TEST_F(FilesTest, DatesAreThoseOfTheFileInUniversalTime) {

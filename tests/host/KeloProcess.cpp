@@ -27,9 +27,8 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
 std::string ReadAll(int descriptor) {
   std::string all;
   char block[4096];
-  for (ssize_t size; (size = ::read(descriptor, block, sizeof block)) > 0;) {
+  for (ssize_t size; (size = ::read(descriptor, block, sizeof block)) > 0;)
     all.append(block, static_cast<std::size_t>(size));
-  }
   return all;
 }
 
@@ -102,10 +101,9 @@ std::vector<std::string> HostTest::Environment() const {
                                           "KELO_SECRET=" + service_.Secret(),
                                           "KELO_URL=" + service_.Url()};
   // Reports of the sanitizers must not get lost in the program's own exit code.
-  for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
+  for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"})
     if (const char* value = std::getenv(name))
       environment.push_back(std::string(name) + "=" + value);
-  }
   return environment;
 }
 
@@ -126,9 +124,8 @@ std::size_t HostTest::Arrived(const std::string& method) const {
 
 std::vector<std::string> HostTest::Names(const std::string& folder) const {
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder_ / folder)) {
+  for (const auto& entry : fs::directory_iterator(folder_ / folder))
     names.push_back(entry.path().filename().string());
-  }
   std::sort(names.begin(), names.end());
   return names;
 }

@@ -19,7 +19,7 @@ TEST(NamesTest, ShowsReferencesResolvedAndNothingThatATerminalObeys) {
        "31m",
        "c1 ?31m"},
       {"right-to-left \xE2\x80\xAEgpj.exe", "right-to-left ?gpj.exe"},
-      {"cut \xE6\xA1", "cut ??"},
+      {"cut \xE6\xA1", "cut ?"},
       {"overlong \xC0\xAF", "overlong ??"},
       {"surrogate \xED\xA0\x80", "surrogate ???"},
   };

@@ -35,9 +35,8 @@ class TransferTest : public HostTest {
       if (request.path.starts_with("/scripted/")) return original;
       if (request.apiMethod == "GetUserArchiveInfo")
         return Reply{.body = "<a stat=\"ok\" totalCount=\"9\"/>"};
-      if (request.apiMethod == "GetHierarchy") {
+      if (request.apiMethod == "GetHierarchy")
         return Reply{.body = "<a stat=\"ok\"/><rootAlbum>" + items + "</rootAlbum>"};
-      }
       return std::nullopt;
     });
   }

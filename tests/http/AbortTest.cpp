@@ -224,9 +224,8 @@ TEST(Abort, BelongsToTheCommand) {
 
 TEST(Abort, SeveralAtOnceAllReturnAndTheNextRequestWorks) {
   SocketServer server([](Peer& peer) {
-    for (std::string request; !(request = peer.ReadRequest()).empty();) {
+    for (std::string request; !(request = peer.ReadRequest()).empty();)
       if (request.starts_with("GET /fine")) peer.Reply(200, "fine");
-    }
   });
   Transport transport;
   std::string response;

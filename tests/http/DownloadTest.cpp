@@ -110,9 +110,8 @@ TEST_F(DownloadFixture, UrlsThatCannotBeLoaded) {
                {"http://", file, 4101},
                {"file://" + file, folder.Path("f"), 4112},
                {"ftp://127.0.0.1/f", file, 4102}};
-  for (const auto& c : cases) {
+  for (const auto& c : cases)
     EXPECT_EQ(transport.connection.HTTPFileDownload(c.url, c.path, size, 5), c.code) << c.url;
-  }
   EXPECT_EQ(folder.EntryCount(), 1u);
   EXPECT_EQ(ReadFile(file), "mine");
 }
@@ -158,14 +157,12 @@ TEST_P(Download, EndedByItsProgressLeavesNoFileAndTheNextOneWorks) {
       const bool last = transport.progress.downloads.back().done == bytes.size();
       if (how == "aborts" || last) transport.connection.HTTPAbort();
     };
-    if (how == "throws") {
+    if (how == "throws")
       EXPECT_THROW(To(folder.Path("f")), std::runtime_error);
-    } else {
+    else
       EXPECT_EQ(To(folder.Path("f")), 1u);
-    }
-    if (how == "aborts") {
+    if (how == "aborts")
       EXPECT_EQ(transport.progress.downloads.size(), 1u) << "nothing follows an abort";
-    }
     EXPECT_EQ(folder.EntryCount(), 0u);
     transport.progress.reaction = nullptr;
     EXPECT_EQ(To(folder.Path("f")), 0u);
@@ -181,11 +178,10 @@ TEST_P(Download, LeavesAloneWhatTookThePlaceMeanwhile) {
       folder.Write("f", "somebody else's");
       if (thrown) throw std::runtime_error("end it");
     };
-    if (thrown) {
+    if (thrown)
       EXPECT_THROW(To(folder.Path("f")), std::runtime_error);
-    } else {
+    else
       EXPECT_EQ(To(folder.Path("f")), GetParam() ? 4102u : 0u);
-    }
     EXPECT_EQ(ReadFile(folder.Path("f")), "somebody else's");
     fs::remove(folder.Path("f"));
   }
@@ -200,11 +196,10 @@ TEST_P(Download, StaysInTheFolderThatThePathNamed) {
       fs::current_path(elsewhere);
       if (thrown) throw std::runtime_error("end it");
     };
-    if (thrown) {
+    if (thrown)
       EXPECT_THROW(To("g"), std::runtime_error);
-    } else {
+    else
       EXPECT_EQ(To("f"), 0u);
-    }
   }
   EXPECT_TRUE(ReadFile(folder.Path("here/f")) == bytes);
   EXPECT_FALSE(fs::exists(folder.Path("here/g")));
@@ -228,9 +223,8 @@ TEST_F(DownloadFixture, LengthsAroundTheWidthOfAWord) {
   Transport scripted(std::make_unique<ScriptedLoader>(script));
   const std::string zeros(64 << 20, '\0');
   script.Response(200, 0x100000003);
-  for (int i = 0; i < 64; ++i) {
+  for (int i = 0; i < 64; ++i)
     script.steps.push_back([&zeros](URLConnectionDelegate& d) { d.DidReceiveData(zeros); });
-  }
   script.Data("end");
   script.Finish();
   const HollowFiles hollow;

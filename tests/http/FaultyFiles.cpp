@@ -82,9 +82,8 @@ using namespace kelo;
 #define KELO_REPLACES extern "C" __attribute__((visibility("default")))
 
 KELO_REPLACES ssize_t write(int fd, const void* data, size_t size) {
-  if (hollow && IsRegular(fd) && AreZeros(data, size)) {
+  if (hollow && IsRegular(fd) && AreZeros(data, size))
     return MakeHole(fd, size) ? static_cast<ssize_t>(size) : -1;
-  }
   if (MayWrite(fd, size)) return syscall(SYS_write, fd, data, size);
   errno = writeError;
   return -1;

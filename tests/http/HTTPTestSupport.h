@@ -29,9 +29,8 @@ inline std::ostream& operator<<(std::ostream& out, TransportCode code) {
 
 // The peers of these tests are on loopback; a proxy of this machine has no part in them.
 inline const bool kProxiesForgotten = [] {
-  for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
+  for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
     unsetenv(name);
-  }
   return true;
 }();
 

@@ -134,9 +134,8 @@ TEST(KELOHTTPController, TranslatesTransportCodes) {
       {0, 0},       {1, 3},       {4097, 4114}, {4098, 4128}, {4099, 4129},      {4100, 4103},
       {4101, 4098}, {4102, 4099}, {4103, 4101}, {4104, 4102}, {4105, 4114},      {4106, 4113},
       {4107, 4098}, {4112, 4114}, {2, 4114},    {4096, 4114}, {0xFFFFFFFF, 4114}};
-  for (const auto& [transport, result] : cases) {
+  for (const auto& [transport, result] : cases)
     EXPECT_EQ(controller.ConvertErrorCodeHTTPtoKELO(TransportCode{transport}), result) << transport;
-  }
 }
 
 }  // namespace

@@ -67,9 +67,8 @@ TEST(Peer, ThatClosesBeforeItsRequestOrThatNoURLLeadsTo) {
 TEST(Peer, ASlowOneThatIsNeverSilentForLongSucceeds) {
   SocketServer server([](Peer& peer) {
     peer.ReadRequest();
-    for (const char c : std::string_view("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc")) {
+    for (const char c : std::string_view("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc"))
       if (!peer.Send(std::string(1, c)) || !peer.Pause(60ms)) return;
-    }
   });
   Transport transport;
   std::string response;
@@ -159,9 +158,8 @@ TEST(Peer, ThatLeavesWhileABodyTravelsRaisesNoSignal) {
   Transport transport;
   std::string response;
   const std::string body(16 << 20, 'x');
-  for (int i = 0; i < 5; ++i) {
+  for (int i = 0; i < 5; ++i)
     EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", body, response, 5), 4099u);
-  }
   EXPECT_EQ(server.Connections(), 5);
 }
 

@@ -28,9 +28,8 @@ bool Peer::Fill(std::size_t atMost) {
 
 std::string Peer::ReadHead() {
   std::size_t end;
-  while ((end = pending_.find("\r\n\r\n")) == std::string::npos) {
+  while ((end = pending_.find("\r\n\r\n")) == std::string::npos)
     if (!Fill(kReadSize)) return {};
-  }
   std::string head = pending_.substr(0, end + 4);
   pending_.erase(0, end + 4);
   return head;
@@ -42,9 +41,8 @@ std::string Peer::ReadRequest() {
   const auto at = request.find("Content-Length: ");
   const std::size_t length =
       at == std::string::npos ? 0 : std::strtoul(request.c_str() + at + 16, nullptr, 10);
-  while (pending_.size() < length) {
+  while (pending_.size() < length)
     if (!Fill(kReadSize)) return {};
-  }
   request += pending_.substr(0, length);
   pending_.erase(0, length);
   server_.Log(request);
@@ -100,9 +98,8 @@ SocketServer::SocketServer(Handler handler) : handler_(std::move(handler)) {
   socklen_t size = sizeof address;
   if (listener_ < 0 || bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
       listen(listener_, 64) != 0 ||
-      getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+      getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
     throw std::runtime_error("no listening socket");
-  }
   port_ = ntohs(address.sin_port);
   acceptor_ = std::thread([this] { Accept(); });
 }

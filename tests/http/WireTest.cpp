@@ -13,9 +13,8 @@ using namespace std::string_literals;
 
 std::size_t Occurrences(std::string_view text, std::string_view what) {
   std::size_t count = 0;
-  for (auto at = text.find(what); at != std::string_view::npos; at = text.find(what, at + 1)) {
+  for (auto at = text.find(what); at != std::string_view::npos; at = text.find(what, at + 1))
     ++count;
-  }
   return count;
 }
 

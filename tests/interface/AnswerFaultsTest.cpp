@@ -66,9 +66,8 @@ TEST_F(AnswerFaultsTest, EveryCommandReportsUnusableAnswersAndStatuses) {
       const bool general = command.code == kKELOCommand_GetAddressList;
       const uint32_t result = SendPlausible(command.code);
       EXPECT_EQ(result, general ? 4144u : fault.result) << command.method << " " << fault.name;
-      if (const uint32_t* word = records_->ResultWord(command.code)) {
+      if (const uint32_t* word = records_->ResultWord(command.code))
         EXPECT_EQ(*word, result) << command.method << " " << fault.name;
-      }
     }
   }
 }

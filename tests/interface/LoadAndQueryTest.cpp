@@ -64,9 +64,8 @@ TEST_F(LoadAndQueryTest, AFailureOfEachRequestEndsTheLoadWithItsCode) {
       {"GetForeignAlbumItems", "<r stat=\"fail\" />", 4144, 3},
   };
   for (const Case& c : cases) {
-    for (const char* method : {"GetUserArchiveInfo", "GetHierarchy", "GetForeignAlbumItems"}) {
+    for (const char* method : {"GetUserArchiveInfo", "GetHierarchy", "GetForeignAlbumItems"})
       Unqueue(method);
-    }
     LoadSmallHierarchy();
     Requeue(c.method, c.answer);
     EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), c.result) << c.method << c.answer;
@@ -129,9 +128,8 @@ TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   EXPECT_EQ(SendOne(kKELOCommand_Upload, &load, forty), 0u);
   EXPECT_EQ(FieldText(load.albumId), forty);
   EXPECT_EQ(FieldText(load.itemId), "u" + forty.substr(0, 39));
-  for (const LoggedRequest& request : service().Log()) {
+  for (const LoggedRequest& request : service().Log())
     EXPECT_NE(request.body.find("=\"" + forty + "\""), std::string::npos) << request.body;
-  }
 }
 
 TEST_F(LoadAndQueryTest, OneItemFromMemory) {
@@ -174,9 +172,8 @@ TEST_F(LoadAndQueryTest, OneItemFreshFromTheService) {
   EXPECT_EQ(FieldText(info.itemId), "I2");
 
   service().ClearLog();
-  for (const char* id : {"", KELO_ROOT_ALBUM_ID, "KELO_CACHEINFO_ROOT_ID"}) {
+  for (const char* id : {"", KELO_ROOT_ALBUM_ID, "KELO_CACHEINFO_ROOT_ID"})
     EXPECT_EQ(Info(id, info, true), 4112u) << id;
-  }
   EXPECT_EQ(service().RequestCount(), 0u);
   Requeue("GetItemsInfo", "<r stat=\"fail\" errcode=\"207\" />");
   EXPECT_EQ(Info("I2", info, true), 4115u);

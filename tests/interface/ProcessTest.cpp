@@ -77,9 +77,8 @@ TEST_F(ProcessTest, SendsNothingUnsigned) {
 
 TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
   SocketServer server([](Peer& peer) {
-    while (!peer.ReadRequest().empty()) {
+    while (!peer.ReadRequest().empty())
       peer.Reply(200, "<r stat=\"ok\" dataCapacity=\"1\" storageCapacity=\"2\" />");
-    }
   });
   tagKELO_SessionInfo session = ScriptedSession();
   SetField(session.manageUrl, server.Url());
@@ -178,9 +177,8 @@ TEST(PrivilegedProcess, DoesNotListenToTheEnvironment) {
   std::filesystem::remove(trace);
   std::filesystem::remove(keys);
   constexpr uid_t kNobody = 65534;
-  if (chown(copy.c_str(), kNobody, kNobody) != 0 || chmod(copy.c_str(), 04755) != 0) {
+  if (chown(copy.c_str(), kNobody, kNobody) != 0 || chmod(copy.c_str(), 04755) != 0)
     GTEST_SKIP() << "only root can give a program other rights";
-  }
   ASSERT_EQ(chmod(std::filesystem::path(copy).parent_path().c_str(), 0777), 0);
   EXPECT_EQ(system(command.c_str()), 0);
   EXPECT_EQ(server.Connections(), 1);

@@ -33,9 +33,8 @@ class RepeatTest : public CommandTest {
 // Answers the first request of the first connection, hears the second and leaves.
 void LeaveAfterTheFirst(Peer& peer) {
   const bool leaves = peer.Index() == 0;
-  for (int i = 0; !peer.ReadRequest().empty() && (!leaves || i == 0); ++i) {
+  for (int i = 0; !peer.ReadRequest().empty() && (!leaves || i == 0); ++i)
     if (!peer.Reply(200, kAnswer)) return;
-  }
 }
 
 TEST_F(RepeatTest, OnlyWhatReadsIsSentOnceMore) {

@@ -94,9 +94,8 @@ TEST_F(TraceTest, HoldsNoSecretAndIsForItsOwnerAlone) {
   EXPECT_NE(trace.find("token * unknown"), std::string::npos) << trace;
   for (const std::string& secret :
        {token, service().Secret(), service().ApiKey(), service().AuthToken(),
-        std::string("ApiSig="), std::string("private caption"), std::string("callId=")}) {
+        std::string("ApiSig="), std::string("private caption"), std::string("callId=")})
     EXPECT_EQ(trace.find(secret), std::string::npos) << secret << " in " << trace;
-  }
   struct stat status;
   ASSERT_EQ(stat(folder().Path("trace").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600u);

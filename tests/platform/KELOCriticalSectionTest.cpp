@@ -23,9 +23,7 @@ TEST(KELOCriticalSection, KeepsThreadsApart) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(count, kThreads * kRounds);
   EXPECT_EQ(section.Enter(), 0) << "every scope let go";
   EXPECT_EQ(section.Leave(), 0);

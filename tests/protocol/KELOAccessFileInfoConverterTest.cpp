@@ -20,13 +20,11 @@ constexpr std::pair<const char*, std::uint32_t> kKnown[] = {{"image/jpeg", 1},
 
 TEST(KELOAccessFileInfoConverter, KnownAndUnknownTypes) {
   const KELOAccessFileInfoConverter converter;
-  for (const auto& [type, format] : kKnown) {
+  for (const auto& [type, format] : kKnown)
     EXPECT_EQ(converter.ConvertFileFormatFromKELO(type), format) << type;
-  }
   for (const char* type : {"", "image", "image/JPEG", "IMAGE/JPEG", "image/jpeg; q=1",
-                           " image/jpeg", "image/jpeg ", "image/png"}) {
+                           " image/jpeg", "image/jpeg ", "image/png"})
     EXPECT_EQ(converter.ConvertFileFormatFromKELO(type), 4099u) << type;
-  }
 }
 
 TEST(KELOAccessFileInfoConverter, AddedTypesNeverReplaceAndLastUntilSetup) {

@@ -90,9 +90,7 @@ TEST(CallIdentifiers, AreStrictlyIncreasing) {
   for (int i = 0; i < 20000; ++i) {
     const uint64_t id = controller.GetCallID();
     ASSERT_GT(id, last);
-    if (i > 10000) {
-      ASSERT_EQ(id, last + 1);
-    }
+    if (i > 10000) ASSERT_EQ(id, last + 1);
     last = id;
   }
 }

@@ -25,9 +25,8 @@ class SessionTest : public CommandTest {
     const std::string query = OnlyRequest().query;
     const size_t end = query.find("&keloApiSig=");
     for (const std::string& secret :
-         {service().Secret(), std::string("of another account"), std::string(32, 's')}) {
+         {service().Secret(), std::string("of another account"), std::string(32, 's')})
       if (query.substr(end + 12) == Sha1Hex(secret + "?" + query.substr(0, end))) return secret;
-    }
     return "none of them";
   }
 };

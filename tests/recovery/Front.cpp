@@ -57,9 +57,8 @@ std::string Front::AskService(std::string request) const {
           static_cast<ssize_t>(request.size())) {
     char buffer[65536];
     ssize_t got;
-    while ((got = recv(service, buffer, sizeof buffer, 0)) > 0) {
+    while ((got = recv(service, buffer, sizeof buffer, 0)) > 0)
       answer.append(buffer, static_cast<size_t>(got));
-    }
   }
   close(service);
   return answer;

@@ -170,9 +170,7 @@ class RecoveryTest : public AccountTest {
     front_->Heal();
     EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
     // Until the friends' albums are asked for, what was loaded stays.
-    if (good < 2) {
-      EXPECT_EQ(ReadCatalogue(), before);
-    }
+    if (good < 2) EXPECT_EQ(ReadCatalogue(), before);
     ExpectNothingLeft();
   }
 
@@ -186,8 +184,9 @@ TEST_P(AfterPeerFault, EveryKindOfRequestWorksAgain) {
   const Fault& fault = GetParam();
   Meet(fault, "document", fault.others, 0, [&] { return Capacity(); });
   for (int good : {0, 1, 2}) {
-    Meet(fault, ("load " + std::to_string(good)).c_str(), fault.others, good,
-         [&] { return Load(); });
+    Meet(
+        fault, ("load " + std::to_string(good)).c_str(), fault.others, good,
+        [&] { return Load(); });
   }
   Meet(fault, "upload", fault.others, 0, [&] {
     std::string id;
@@ -195,11 +194,14 @@ TEST_P(AfterPeerFault, EveryKindOfRequestWorksAgain) {
     EXPECT_EQ(id, "");
     return result;
   });
-  Meet(fault, "checked upload", fault.others, 0, [&] {
-    std::string id;
-    return Upload(album_, id, kKELOOption_CheckDuplicates);
-  });
-  Meet(fault, "download", fault.download, 0, [&] { return Download(front_->Url(picturePath_)); });
+  Meet(
+      fault, "checked upload", fault.others, 0,
+      [&] {
+        std::string id;
+        return Upload(album_, id, kKELOOption_CheckDuplicates);
+      });
+  Meet(
+      fault, "download", fault.download, 0, [&] { return Download(front_->Url(picturePath_)); });
   Meet(fault, "open session", fault.others, 0, [&] { return Open(); });
 }
 
@@ -323,9 +325,8 @@ TEST(Closing, LeavesNoDescriptorAndNoThread) {
     tagKELO_OpenSessionInfo block{};
     tagCommandControlInfo record{};
     record.data = &block;
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 3; ++i)
       EXPECT_EQ(KELOAccessCommand(kKELOCommand_OpenSession, &record), 4114u);
-    }
     front.Break(AnswerStatus(200, "<r stat=\"ok\" />"));
     EXPECT_EQ(KELOAccessCommand(kKELOCommand_OpenSession, &record), 0u);
     KELOAccessClose();

@@ -202,9 +202,8 @@ class CommandTest : public ::testing::Test {
 
   std::vector<LoggedRequest> Requests(const std::string& method) const {
     std::vector<LoggedRequest> found;
-    for (LoggedRequest& request : service_->Log()) {
+    for (LoggedRequest& request : service_->Log())
       if (request.apiMethod == method) found.push_back(std::move(request));
-    }
     return found;
   }
   LoggedRequest OnlyRequest() const {

@@ -61,9 +61,8 @@ struct HostRecords {
     SetField(session.token, "T");
     item = NewContainer(kKELOKind_Album, prefix + "New");
     SetField(link.itemIdList, prefix + "I3");
-    for (char* date : {upload.fileModifyDate, upload.fileCreateDate, upload.shotDate}) {
+    for (char* date : {upload.fileModifyDate, upload.fileCreateDate, upload.shotDate})
       std::snprintf(date, sizeof upload.shotDate, "%s2008-05-17", prefix.c_str());
-    }
     SetField(upload.tagList, prefix);
     properties.propertyMask = 1;
     SetField(properties.caption, prefix);
@@ -72,9 +71,8 @@ struct HostRecords {
   // Frees what the library has handed out.
   ~HostRecords() {
     for (tagKELO_StringInfo* out :
-         {&list, &recipients.accepted, &recipients.rejected, &mail.accepted, &mail.rejected}) {
+         {&list, &recipients.accepted, &recipients.rejected, &mail.accepted, &mail.rejected})
       delete[] out->text;
-    }
   }
   HostRecords(const HostRecords&) = delete;
   HostRecords& operator=(const HostRecords&) = delete;

@@ -114,9 +114,8 @@ TEST(CFTPSStringData, Parts) {
                      {0, 7, ""},
                      {1, UINT32_MAX, ""},
                      {UINT32_MAX, UINT32_MAX, ""}};
-  for (const auto& c : cases) {
+  for (const auto& c : cases)
     EXPECT_EQ(Read(text.Mid(c.start, c.count)), c.part) << c.start << " " << c.count;
-  }
   EXPECT_EQ(Read(FTPSStringDataInc(text, 0)), Read(text));
   EXPECT_EQ(Read(FTPSStringDataInc(text, 5)), "z");
   EXPECT_EQ(Read(FTPSStringDataInc(text, 6)), "");

@@ -21,9 +21,7 @@ Text ReplaceEach(std::string text, const Replacement (&steps)[N]) {
   for (const auto& [search, replacement] : steps) {
     std::string next;
     XMLUtility().ReplaceAllString(text, search, replacement, next);
-    if (next.empty()) {
-      return std::nullopt;
-    }
+    if (next.empty()) return std::nullopt;
     text = next;
   }
   return text;
@@ -48,17 +46,13 @@ inline Text ToCharacterReferences(const std::string& text) {
   CFTPSStringData data;
   data.InitWithUtf8(text.c_str());
   const char16_t* unit = text.empty() ? nullptr : data.GetPtrUnicode();
-  if (unit == nullptr) {
-    return std::nullopt;
-  }
+  if (unit == nullptr) return std::nullopt;
   std::string out;
-  for (; *unit != 0; ++unit) {
-    if (*unit < 128) {
+  for (; *unit != 0; ++unit)
+    if (*unit < 128)
       out += static_cast<char>(*unit);
-    } else {
+    else
       out += "&#" + std::to_string(static_cast<unsigned>(*unit)) + ";";
-    }
-  }
   return out;
 }
 
@@ -72,33 +66,23 @@ inline bool AppendPending(std::u16string& pending, std::string& out) {
 }
 
 inline Text FromCharacterReferences(const std::string& text) {
-  if (text.empty()) {
-    return std::nullopt;
-  }
+  if (text.empty()) return std::nullopt;
   std::string rest = text;
   std::string out;
   std::u16string pending;
   while (!rest.empty()) {
     const std::size_t p = rest.find("&#");
-    if (p == std::string::npos || !(p + 2 < rest.size())) {
-      break;
-    }
+    if (p == std::string::npos || !(p + 2 < rest.size())) break;
     if (p > 0) {
-      if (!pending.empty() && !AppendPending(pending, out)) {
-        return std::nullopt;
-      }
+      if (!pending.empty() && !AppendPending(pending, out)) return std::nullopt;
       out += rest.substr(0, p);
     }
     rest = rest.substr(p + 2);
     const std::size_t q = rest.find(";");
-    if (q == std::string::npos) {
-      break;
-    }
+    if (q == std::string::npos) break;
     if (q > 0) {
       std::string number = rest.substr(0, q);
-      if (number[0] == 'x') {
-        number = "0" + number;
-      }
+      if (number[0] == 'x') number = "0" + number;
       pending += static_cast<char16_t>(std::strtoul(number.c_str(), nullptr, 0));
     }
     if (!(q + 1 < rest.size())) {
@@ -107,17 +91,13 @@ inline Text FromCharacterReferences(const std::string& text) {
     }
     rest = rest.substr(q + 1);
   }
-  if (!AppendPending(pending, out)) {
-    return std::nullopt;
-  }
+  if (!AppendPending(pending, out)) return std::nullopt;
   return out + rest;
 }
 
 inline Text Compose(const std::string& text) {
   CFTPSStringData data;
-  if (data.InitWithUtf8(text.c_str()) != 0 || data.NormalizeUtf8String() != 0) {
-    return std::nullopt;
-  }
+  if (data.InitWithUtf8(text.c_str()) != 0 || data.NormalizeUtf8String() != 0) return std::nullopt;
   return data.GetPtrUtf8();
 }
 

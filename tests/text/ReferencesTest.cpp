@@ -38,9 +38,8 @@ struct Case {
 };
 
 void Check(Conversion conversion, const std::vector<Case>& cases) {
-  for (const Case& c : cases) {
+  for (const Case& c : cases)
     EXPECT_EQ(Convert(conversion, c.text), c.expected) << "input «" << c.text << "»";
-  }
 }
 
 const model::Text kFails;
@@ -110,9 +109,8 @@ std::string RandomText(std::mt19937& random) {
       "&#55357;", "&#56832;", "&#0;",    "\0"s,    "\xC3",         "0",
       "x",        "601",      "&#101;",  "&#769;"};
   std::string text;
-  for (std::size_t tokens = random() % 12; tokens > 0; --tokens) {
+  for (std::size_t tokens = random() % 12; tokens > 0; --tokens)
     text += kTokens[random() % std::size(kTokens)];
-  }
   return text;
 }
 
@@ -136,9 +134,8 @@ TEST(References, RandomTextsAgreeWithTheStepByStepConversions) {
       converted[k] += result ? 1 : 0;
     }
   }
-  for (const int count : converted) {
+  for (const int count : converted)
     EXPECT_GT(count, 10000) << "too few of the random texts were convertible";
-  }
 }
 
 }  // namespace

@@ -10,20 +10,15 @@ namespace kelo::model {
 
 inline std::optional<std::size_t> First(const std::string& source, const std::string& key,
                                         std::size_t from) {
-  for (std::size_t i = from; !key.empty() && i + key.size() <= source.size(); ++i) {
-    if (std::string(source, i, key.size()) == key) {
-      return i;
-    }
-  }
+  for (std::size_t i = from; !key.empty() && i + key.size() <= source.size(); ++i)
+    if (std::string(source, i, key.size()) == key) return i;
   return std::nullopt;
 }
 
 inline std::optional<std::size_t> Last(const std::string& source, const std::string& key,
                                        std::size_t from) {
   std::optional<std::size_t> last;
-  for (auto at = First(source, key, from); at; at = First(source, key, *at + 1)) {
-    last = at;
-  }
+  for (auto at = First(source, key, from); at; at = First(source, key, *at + 1)) last = at;
   return last;
 }
 
@@ -35,9 +30,7 @@ inline std::optional<std::string> Outermost(const std::string& source, const std
                                             const std::string& end) {
   const auto at = First(source, start, 0);
   const auto stop = at ? Last(source, end, *at + start.size()) : std::nullopt;
-  if (TooShort(source, start, end) || !stop) {
-    return std::nullopt;
-  }
+  if (TooShort(source, start, end) || !stop) return std::nullopt;
   return std::string(source, *at + start.size(), *stop - *at - start.size());
 }
 
@@ -46,9 +39,7 @@ inline std::optional<std::string> Inside(const std::string& source, const std::s
   const auto at = First(source, start, 0);
   const std::size_t begin = at ? *at + start.size() : 0;
   const auto stop = First(source, end, begin);
-  if (TooShort(source, start, end) || start.empty() || !stop) {
-    return std::nullopt;
-  }
+  if (TooShort(source, start, end) || start.empty() || !stop) return std::nullopt;
   return std::string(source, begin, *stop - begin);
 }
 
@@ -60,9 +51,7 @@ inline std::vector<std::string> All(const std::string& source, const std::string
   while (!TooShort(source, start, end) && position < source.size()) {
     const auto at = First(source, start, position);
     const auto stop = at ? First(source, end, *at + start.size()) : std::nullopt;
-    if (!stop) {
-      break;
-    }
+    if (!stop) break;
     const std::string value(source, *at + start.size(), *stop - *at - start.size());
     values.push_back(withKeys ? start + value + end : value);
     position = *stop + end.size();
@@ -73,13 +62,10 @@ inline std::vector<std::string> All(const std::string& source, const std::string
 // Replaces in place, as often as there is something left.
 inline std::string Replace(const std::string& source, const std::string& search,
                            const std::string& replacement) {
-  if (source.empty() || search.empty()) {
-    return {};
-  }
+  if (source.empty() || search.empty()) return {};
   std::string copy = source;
-  for (auto at = First(copy, search, 0); at; at = First(copy, search, *at + replacement.size())) {
+  for (auto at = First(copy, search, 0); at; at = First(copy, search, *at + replacement.size()))
     copy.replace(*at, search.size(), replacement);
-  }
   return copy;
 }
 

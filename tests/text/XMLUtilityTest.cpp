@@ -166,9 +166,7 @@ TEST(XMLUtility, OutputMayHoldTheSource) {
 std::string RandomText(std::mt19937& random, std::size_t longest) {
   static constexpr std::string_view kLetters = "<>/ab =\"";
   std::string text(random() % (longest + 1), ' ');
-  for (char& c : text) {
-    c = kLetters[random() % kLetters.size()];
-  }
+  for (char& c : text) c = kLetters[random() % kLetters.size()];
   return text;
 }
 

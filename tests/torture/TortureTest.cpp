@@ -105,18 +105,16 @@ void TortureTest::TryPoint(const Trial& trial, const FaultPoint& fault) {
   SetFault(fault);
   const uint32_t result = trial.send(*this);
   const FaultReport report = TakeFault();
-  if (report.Failed()) {
+  if (report.Failed())
     point_ += std::string(" (") + report.call + ", " + strerrorname_np(report.error) + ")";
-  }
   {
     SCOPED_TRACE(point_ + ": " + std::to_string(result));
     EXPECT_TRUE(IsDocumented(result));
     EXPECT_TRUE(result == 0 || report.error != EINTR) << "an interrupted call is no failure";
     EXPECT_LE(Requests("UploadItems").size(), 1u) << "sent twice";
     ExpectAllWell(trial.effect, before);
-    if (trial.effect != Effect::Starts) {
+    if (trial.effect != Effect::Starts)
       EXPECT_TRUE(Await([&] { return OpenFiles(false) == files; })) << "a descriptor is left";
-    }
   }
   alarm(0);
   if (FailuresSoFar() != failures) {
@@ -137,13 +135,12 @@ void TortureTest::ExpectAllWell(Effect effect, const Catalogue& before) {
     std::ranges::sort(part);
     return std::ranges::includes(all, part);
   };
-  if (effect == Effect::None) {
+  if (effect == Effect::None)
     EXPECT_EQ(now, before);
-  } else if (effect == Effect::Adds) {
+  else if (effect == Effect::Adds)
     EXPECT_TRUE(includes(now, before) && includes(loaded, now));
-  } else if (effect != Effect::Starts) {
+  else if (effect != Effect::Starts)
     EXPECT_TRUE(now == before || now == (effect == Effect::Loads ? loaded : empty));
-  }
   pictures_ = PicturesInCatalogue();  // whether an upload was stored is the service's to say
   ExpectRecovered(Url(), effect == Effect::Adds ? 1 : 0);
 }
@@ -184,9 +181,8 @@ class FirstCommand : public TortureTest {
     InProcess([&] {
       InProcess([&] { TryPoint({kind, 0, 0}); });
       EXPECT_GT(*calls_, 10u);
-      for (const unsigned n : SamplePoints(*calls_)) {
+      for (const unsigned n : SamplePoints(*calls_))
         InProcess([&] { TryPoint({kind, n, Seed() + n}); });
-      }
     });
   }
 

@@ -36,9 +36,8 @@ class TortureTest : public AccountTest {
     HostRecords records(recordsFolder_, "\xE6\xB5\xB7");
     records.text = "nobody;a@example.org;b@example.org";
     for (auto* text : {&records.recipients.recipients, &records.mail.recipients,
-                       &records.mail.subject, &records.mail.body}) {
+                       &records.mail.subject, &records.mail.body})
       *text = Text(records.text);
-    }
     SetField(records.link.itemIdList, picture_);
     tagCommandControlInfo record = Record(records.Of(code), target);
     record.entryCount = 1;

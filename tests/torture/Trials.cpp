@@ -8,9 +8,7 @@ uint32_t TortureTest::SendDownload() {
   const std::string path = DownloadPath();
   const uint32_t result = Download(PictureUrl());
   EXPECT_EQ(std::filesystem::exists(path), result == 0);
-  if (result == 0) {
-    EXPECT_EQ(folder().Read("downloaded"), kPicture);
-  }
+  if (result == 0) EXPECT_EQ(folder().Read("downloaded"), kPicture);
   std::filesystem::remove(path);
   return result;
 }

@@ -50,12 +50,10 @@ TEST_F(UploadCheckTest, TheCheckSkipsWhatTheServiceHolds) {
     EXPECT_EQ(FieldText(records[i].itemId), ids[i]) << i;
   }
   const std::string body = Requests("UploadItems").at(0).body;
-  for (const char* sent : {"idx=\"2\"", "idx=\"3\"", "idx=\"5\""}) {
+  for (const char* sent : {"idx=\"2\"", "idx=\"3\"", "idx=\"5\""})
     EXPECT_NE(body.find(sent), std::string::npos) << sent;
-  }
-  for (const char* skipped : {"idx=\"1\"", "idx=\"4\"", "idx=\"6\""}) {
+  for (const char* skipped : {"idx=\"1\"", "idx=\"4\"", "idx=\"6\""})
     EXPECT_EQ(body.find(skipped), std::string::npos) << skipped;
-  }
   // Only the file that is placed there already shows at once; only what travels counts.
   EXPECT_EQ(CountOf("A1"), 3u);
   const tagKELO_ItemInfo placed = ItemInfo("I9");
@@ -109,9 +107,8 @@ TEST_F(UploadCheckTest, AFileMayChangeBetweenTheCheckAndTheSend) {
     EXPECT_EQ(records[0].result, 0u) << c.name;
     const auto uploads = Requests("UploadItems");
     ASSERT_EQ(uploads.size(), c.result == 0 ? 1u : 0u) << c.name;
-    if (c.result == 0) {
+    if (c.result == 0)
       EXPECT_NE(uploads[0].body.find("\r\n\r\n0123\r\n--"), std::string::npos) << c.name;
-    }
   }
 }
 
