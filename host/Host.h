@@ -6,6 +6,7 @@
 
 #include "Interrupt.h"
 #include "Library.h"
+#include "Output.h"
 #include "StateFile.h"
 
 namespace CLI {
@@ -14,10 +15,18 @@ class App;
 
 namespace kelo::host {
 
+// Options that every command takes.
+struct CommonOptions {
+  bool quiet = false;
+};
+
 class Host {
  public:
-  Host() : interrupt_(library_) {}
+  explicit Host(const CommonOptions& options) : interrupt_(library_) {
+    if (options.quiet) output_.BeQuiet();
+  }
 
+  Output& Out() { return output_; }
   // The library without a session.
   Library& Bare() { return library_; }
   // With the stored session restored. Throws Failure when there is none.
@@ -26,6 +35,7 @@ class Host {
   Library& Loaded();
 
  private:
+  Output output_;
   Library library_;
   Interrupt interrupt_;  // ends before the library closes
   bool restored_ = false;

@@ -25,7 +25,7 @@ constexpr const char* kFooter =
     "ends "
     "with the library's result code), 2 wrong usage, 130 aborted by Ctrl-C.";
 
-void Describe(CLI::App& app, Action& chosen) {
+void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.name("kelo");
   app.set_version_flag("--version", "kelo " KELO_VERSION, "Show the version");
   app.set_help_flag("-h,--help", "Show this help");
@@ -34,6 +34,8 @@ void Describe(CLI::App& app, Action& chosen) {
     return fmt::format("kelo: {}; see 'kelo --help'\n", error.what());
   });
   app.require_subcommand(0, 1);
+  app.fallthrough();  // the commands inherit it: options of all may stand behind their names
+  app.add_flag("-q,--quiet", options.quiet, "Tell only what fails");
   AddSessionCommands(app, chosen);
   AddBrowseCommands(app, chosen);
   AddGetCommand(app, chosen);
@@ -44,15 +46,17 @@ void Describe(CLI::App& app, Action& chosen) {
   app.footer(kFooter);  // after the commands, which would inherit it
 }
 
-int Run(const Action& action) {
+int Run(const Action& action, const CommonOptions& options) {
   try {
     StateFile().ApplyUrl();
   } catch (const Failure&) {
     // No home folder: the commands that need one say so.
   }
   try {
-    Host host;
-    return action(host);
+    Host host(options);
+    const int status = action(host);
+    host.Out().Finish();
+    return status;
   } catch (const CLI::ParseError& error) {
     fmt::print(stderr, "kelo: {}\n", error.what());
     return kUsage;
@@ -69,8 +73,9 @@ int Run(const Action& action) {
 int Main(int argc, char** argv) {
   Interrupt::BlockSignals();
   CLI::App app("Command-line host of the photo storage and sharing service");
+  CommonOptions options;
   Action chosen;
-  Describe(app, chosen);
+  Describe(app, options, chosen);
   bool manual = false;
   bool completion = false;
   app.add_flag("--man", manual)->group("");
@@ -84,7 +89,7 @@ int Main(int argc, char** argv) {
     fmt::print("{}", manual ? ManualPage(app) : BashCompletion(app));
     return 0;
   }
-  if (chosen) return Run(chosen);
+  if (chosen) return Run(chosen, options);
   fmt::print(stderr, "{}", app.help());
   return kUsage;
 }

@@ -30,7 +30,7 @@ std::atomic<bool> lookupMayEnd = false;
 
 // Lets the request run for a while, aborts it, and takes the time from there to its end.
 void Measure(benchmark::State& state, HTTPConnection& connection,
-             const std::function<std::uint32_t()>& request) {
+             const std::function<TransportCode()>& request) {
   double worst = 0;
   for (auto _ : state) {
     Clock::time_point asked;
@@ -39,10 +39,10 @@ void Measure(benchmark::State& state, HTTPConnection& connection,
       asked = Clock::now();
       connection.HTTPAbort();
     });
-    const std::uint32_t code = request();
+    const TransportCode code = request();
     const auto ended = Clock::now();
     aborter.join();
-    if (code != 1) state.SkipWithError("the request was not aborted");
+    if (code != TransportCode::Aborted) state.SkipWithError("the request was not aborted");
     const double seconds = std::chrono::duration<double>(ended - asked).count();
     worst = std::max(worst, seconds);
     state.SetIterationTime(seconds);
