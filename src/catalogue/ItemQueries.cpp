@@ -11,6 +11,26 @@
 #include "text/XMLElements.h"
 
 namespace kelo {
+namespace {
+
+// The records' ids, separated by commas. Those of which the service knows no items are marked as
+// bad.
+std::string IdsToAskFor(std::vector<tagKELO_ItemInfo>& items) {
+  std::string ids;
+  for (tagKELO_ItemInfo& item : items) {
+    const std::string_view id = ReadTextField(item.itemId);
+    if (id.empty()) continue;
+    if (id == kRootId || id == KELO_ROOT_ALBUM_ID) {
+      item.result = kKELOResult_BadParameter;
+      continue;
+    }
+    if (!ids.empty()) ids.append(",");
+    ids.append(id);
+  }
+  return ids;
+}
+
+}  // namespace
 
 bool KELOAccessCommandController::IsCorrectGetItemParam(tagCommandProcParam* param) {
   const uint32_t allowed = AllowedKinds(ReadTextField(param->targetId));
@@ -70,17 +90,7 @@ uint32_t KELOAccessCommandController::ProcessGetItemInfo(tagCommandControlInfo* 
 }
 
 uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>& items) {
-  std::string idList;
-  for (tagKELO_ItemInfo& item : items) {
-    const std::string_view id = ReadTextField(item.itemId);
-    if (id.empty()) continue;
-    if (id == kRootId || id == KELO_ROOT_ALBUM_ID) {
-      item.result = kKELOResult_BadParameter;
-      continue;
-    }
-    if (!idList.empty()) idList.append(",");
-    idList.append(id);
-  }
+  const std::string idList = IdsToAskFor(items);
   if (idList.empty()) return kKELOResult_BadParameter;
 
   std::string parameters;

@@ -1,6 +1,8 @@
 // Negotiation of an upload by digests. No command reaches it yet; it is part of the controller's
 // interface.
 
+#include <optional>
+
 #include "interface/KELOAccessCommandController.h"
 #include "platform/KELOAccessEncoder.h"
 #include "platform/TextField.h"
@@ -11,17 +13,17 @@
 
 namespace kelo {
 
-uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
-                                                           std::vector<tagKELO_LoadInfo>& records,
-                                                           std::string& uploadId) {
-  if (records.empty()) return kKELOResult_GeneralFailure;
+namespace {
+
+// The files with their digests; `names` becomes their display names. Nothing when one has none.
+std::optional<std::string> NegotiatedItems(const std::vector<tagKELO_LoadInfo>& records,
+                                           std::vector<std::string>& names) {
   KELOAccessEncoder encoder;
-  std::vector<std::string> names;
   std::string content("<items>\r\n");
   for (const tagKELO_LoadInfo& record : records) {
     std::string digest;
     if (encoder.AccessEncodeFileMD5(KELOStringInfoToString(record.filePath), digest) != 1)
-      return kKELOResult_GeneralFailure;
+      return std::nullopt;
     names.push_back(DisplayName(record));
     AppendUploadItem(content, names.size(), names.back(), [&](std::string& out) {
       AppendAttribute(out, "fileSize", std::to_string(record.fileSize));
@@ -32,10 +34,21 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
       AppendAttribute(out, "md5", digest);
     });
   }
-  content.append("</items>\r\n");
+  return content.append("</items>\r\n");
+}
 
-  const ServiceAnswer answer = CallUploadService(
-      "NegotiateUploadItems", content, DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
+}  // namespace
+
+uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
+                                                           std::vector<tagKELO_LoadInfo>& records,
+                                                           std::string& uploadId) {
+  if (records.empty()) return kKELOResult_GeneralFailure;
+  std::vector<std::string> names;
+  const auto content = NegotiatedItems(records, names);
+  if (!content) return kKELOResult_GeneralFailure;
+  const ServiceAnswer answer =
+      CallUploadService("NegotiateUploadItems", *content,
+                        DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
   if (!answer.Ok()) return answer.Result();
   const auto identifier = answer.Attribute("uploadId");
   const auto items = FindOutermostElement(answer.Text(), "items");
