@@ -4,13 +4,16 @@
 //   Lifecycle            interface/ControllerLifecycle.cpp
 //   Dispatch             interface/CommandDispatch.cpp (the command table)
 //   Events and abort     interface/HostEvents.cpp
-//   Service requests     protocol/ServiceRequests.cpp (time-outs: Timeouts.h; signatures:
-//   Signing.h) Session              protocol/Session.cpp Loading catalogue/LoadHierarchy.cpp Item
-//   queries         catalogue/ItemQueries.cpp Upload               transfer/Upload.cpp,
-//   UploadCheck.cpp, UploadNegotiation.cpp Download             transfer/Download.cpp Edits
-//   transfer/ItemEdits.cpp, transfer/NewContainers.cpp Storage capacity
-//   transfer/StorageCapacity.cpp Recipients           sharing/Recipients.cpp Picture mail
-//   sharing/PictureMail.cpp
+//   Service requests     protocol/ServiceRequests.cpp (Timeouts.h, Signing.h)
+//   Session              protocol/Session.cpp
+//   Loading              catalogue/LoadHierarchy.cpp
+//   Item queries         catalogue/ItemQueries.cpp
+//   Upload               transfer/Upload.cpp, UploadCheck.cpp, UploadNegotiation.cpp
+//   Download             transfer/Download.cpp
+//   Edits                transfer/ItemEdits.cpp, NewContainers.cpp
+//   Storage capacity     transfer/StorageCapacity.cpp
+//   Recipients           sharing/Recipients.cpp
+//   Picture mail         sharing/PictureMail.cpp
 //
 // Every operation returns a result code (see KELOAccess.h) unless it says otherwise. Threads: all
 // operations belong to the thread of the running command, except the abort command, which touches
