@@ -11,6 +11,12 @@
 namespace kelo::devservice {
 namespace {
 
+constexpr const char* kSignsQuery =
+    "wrong: it is the SHA-1 in hexadecimal of the secret, \"?\" and the query before &keloApiSig";
+constexpr const char* kSignsDocument =
+    "wrong: it is the SHA-1 in hexadecimal of the secret, \"?\", the query before &keloApiSig, "
+    "CR, LF and the document";
+
 struct SignedQuery {
   std::vector<std::string> values;
   std::string text;  // what is signed of it: all but the signature
@@ -46,9 +52,11 @@ std::uint64_t ReadCallId(const std::string& text) {
   return callId;
 }
 
-void CheckSignature(const std::string& secret, const SignedQuery& query, std::string_view tail) {
-  if (Sha1Hex(secret + "?" + query.text + std::string(tail)) != query.signature)
-    throw ServiceError(ErrorNumber::WrongSignature, "Wrong signature");
+void CheckSignature(const std::string& secret, const SignedQuery& query, std::string_view tail,
+                    CallReport& report) {
+  const bool good = Sha1Hex(secret + "?" + query.text + std::string(tail)) == query.signature;
+  report.signature = good ? "ok" : tail.empty() ? kSignsQuery : kSignsDocument;
+  if (!good) throw ServiceError(ErrorNumber::WrongSignature, "Wrong signature");
 }
 
 // `rule`: the attributes in their order, a "?" behind those that may be absent.
@@ -111,16 +119,25 @@ const Api::Rule Api::kRules[] = {
      "idx fileName size fileCreateDate? fileModifyDate? albumId? tagList?", &Api::UploadItemsByPut},
 };
 
-std::string Api::Authenticate(std::string_view query) {
-  const std::lock_guard lock(mutex_);
-  try {
-    return query.starts_with("method=") ? OpenSession(query) : CloseSession(query);
-  } catch (const ServiceError& error) {
-    return FailAnswer(error);
-  }
+void CallReport::Fail(const ServiceError& error) {
+  answer = FailAnswer(error);
+  errorCode = error.Number();
+  errorText = error.what();
 }
 
-std::string Api::OpenSession(std::string_view text) {
+CallReport Api::Authenticate(std::string_view query) {
+  const std::lock_guard lock(mutex_);
+  CallReport report;
+  try {
+    report.answer =
+        query.starts_with("method=") ? OpenSession(query, report) : CloseSession(query, report);
+  } catch (const ServiceError& error) {
+    report.Fail(error);
+  }
+  return report;
+}
+
+std::string Api::OpenSession(std::string_view text, CallReport& report) {
   const SignedQuery query = ReadQuery(text, {"method", "callId", "keloApiKey", "keloAuthToken"});
   const std::string& method = query.values[0];
   const std::string& callId = query.values[1];
@@ -131,7 +148,7 @@ std::string Api::OpenSession(std::string_view text) {
   const auto account = store_.FindByAuthToken(authToken);
   if (!account) throw ServiceError(ErrorNumber::UnknownAuthToken, "Unknown authentication token");
   const std::uint64_t id = ReadCallId(callId);
-  CheckSignature(account->secret, query, "");
+  CheckSignature(account->secret, query, "", report);
   store_.UseCallId("account " + account->authToken, id);
   std::string attributes;
   AppendAttribute(attributes, "keloSessToken",
@@ -142,22 +159,23 @@ std::string Api::OpenSession(std::string_view text) {
   return OkAnswer(attributes);
 }
 
-std::string Api::CloseSession(std::string_view text) {
+std::string Api::CloseSession(std::string_view text, CallReport& report) {
   const SignedQuery query = ReadQuery(text, {"keloSessToken", "method", "callId"});
   if (query.values[1] != "CloseSession")
     throw ServiceError(ErrorNumber::UnknownMethod, "Unknown method");
-  CheckSession(text, "", true);
+  CheckSession(text, "", true, report);
   store_.CloseSession(query.values[0]);
   return OkAnswer();
 }
 
-AccountId Api::CheckSession(std::string_view text, std::string_view signedTail, bool closing) {
+AccountId Api::CheckSession(std::string_view text, std::string_view signedTail, bool closing,
+                            CallReport& report) {
   const SignedQuery query = closing ? ReadQuery(text, {"keloSessToken", "method", "callId"})
                                     : ReadQuery(text, {"keloSessToken", "callId"});
   const std::string& token = query.values.front();
   const AccountId account = store_.AccountOfSession(token);
   const std::uint64_t callId = ReadCallId(query.values.back());
-  CheckSignature(store_.Find(account).secret, query, signedTail);
+  CheckSignature(store_.Find(account).secret, query, signedTail, report);
   store_.UseCallId(token, callId);
   store_.UseSession(token, settings_.tokenLifetime);
   return account;
@@ -187,21 +205,22 @@ const Api::Rule& Api::CheckDocument(Endpoint endpoint, const Element& method) {
   return *rule;
 }
 
-std::string Api::Call(Endpoint endpoint, std::string_view query, std::string_view document) {
+CallReport Api::Call(Endpoint endpoint, std::string_view query, std::string_view document) {
   const std::lock_guard lock(mutex_);
+  CallReport report;
   try {
-    const AccountId account = CheckSession(query, "\r\n" + std::string(document), false);
+    const AccountId account = CheckSession(query, "\r\n" + std::string(document), false, report);
     std::string reason;
     const auto method = ReadRequestDocument(document, reason);
     if (!method) throw ServiceError(ErrorNumber::MalformedDocument, reason);
     const Rule& rule = CheckDocument(endpoint, *method);
     Transaction transaction = store_.Begin();
-    std::string answer = (this->*rule.run)({account, *method});
+    report.answer = (this->*rule.run)({account, *method});
     transaction.Commit();
-    return answer;
   } catch (const ServiceError& error) {
-    return FailAnswer(error);
+    report.Fail(error);
   }
+  return report;
 }
 
 std::filesystem::path Api::FileOf(std::string_view path) {

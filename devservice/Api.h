@@ -29,7 +29,17 @@ struct PlannedFile {
   std::string rawName;  // as in the document: the part's header repeats it
   std::string tagList;
   std::string album;
-  Item item;  // `file` is where its bytes go
+  Item item;  // `file` is where its bytes go; empty once the store has it
+};
+
+// What became of a call.
+struct CallReport {
+  std::string answer;
+  int errorCode = 0;  // 0: the call did what it was asked
+  std::string errorText;
+  std::string signature = "not checked";  // "ok", or why not
+
+  void Fail(const ServiceError& error);  // makes it the answer
 };
 
 struct UploadPlan {
@@ -47,14 +57,14 @@ class Api {
   Api(Store& store, ApiSettings settings) : store_(store), settings_(std::move(settings)) {}
 
   // OpenSession and CloseSession, by GET.
-  std::string Authenticate(std::string_view query);
+  CallReport Authenticate(std::string_view query);
   // A document, by PUT.
-  std::string Call(Endpoint endpoint, std::string_view query, std::string_view document);
+  CallReport Call(Endpoint endpoint, std::string_view query, std::string_view document);
 
   // The two ends of a multipart upload: when its document is known, and when all files have
-  // arrived. PlanUpload throws ServiceError.
-  UploadPlan PlanUpload(std::string_view query, std::string_view document);
-  std::string FinishUpload(UploadPlan plan);
+  // arrived. Both throw ServiceError; FinishUpload gives the answer.
+  UploadPlan PlanUpload(std::string_view query, std::string_view document, CallReport& report);
+  std::string FinishUpload(UploadPlan& plan);
 
   // The file of ".../original/ID" or ".../screen/ID"; empty when there is none.
   std::filesystem::path FileOf(std::string_view path);
@@ -70,9 +80,10 @@ class Api {
   struct Rule;
   static const Rule kRules[];
 
-  std::string OpenSession(std::string_view query);
-  std::string CloseSession(std::string_view query);
-  AccountId CheckSession(std::string_view query, std::string_view signedTail, bool closing);
+  std::string OpenSession(std::string_view query, CallReport& report);
+  std::string CloseSession(std::string_view query, CallReport& report);
+  AccountId CheckSession(std::string_view query, std::string_view signedTail, bool closing,
+                         CallReport& report);
   static const Rule& CheckDocument(Endpoint endpoint, const Element& method);
 
   // Catalogue (ApiCatalogue.cpp)

@@ -90,10 +90,10 @@ std::string Api::UploadItemsByPut(const Request&) {
   throw ServiceError(ErrorNumber::MalformedUpload, "UploadItems is a multipart POST");
 }
 
-UploadPlan Api::PlanUpload(std::string_view query, std::string_view document) {
+UploadPlan Api::PlanUpload(std::string_view query, std::string_view document, CallReport& report) {
   const std::lock_guard lock(mutex_);
   UploadPlan plan;
-  plan.account = CheckSession(query, "\r\n" + std::string(document), false);
+  plan.account = CheckSession(query, "\r\n" + std::string(document), false, report);
   std::string reason;
   const auto method = ReadRequestDocument(document, reason);
   if (!method) throw ServiceError(ErrorNumber::MalformedDocument, reason);
@@ -121,27 +121,27 @@ UploadPlan Api::PlanUpload(std::string_view query, std::string_view document) {
   return plan;
 }
 
-std::string Api::FinishUpload(UploadPlan plan) {
+std::string Api::FinishUpload(UploadPlan& plan) {
   for (PlannedFile& file : plan.files) DescribeFile(file.item);
   const std::lock_guard lock(mutex_);
   Transaction transaction = store_.Begin();
   const std::string now = Store::Now();
   std::string out;
+  std::vector<PlannedFile*> stored;
   for (PlannedFile& file : plan.files) {
-    if (IsRefusedFile(file.item.name)) {  // not listed, so not confirmed
-      std::filesystem::remove(file.item.file);
-      continue;
-    }
+    if (IsRefusedFile(file.item.name)) continue;  // not listed, so not confirmed
     file.item.uploadDate = now;
     if (file.item.modifyDate.empty()) file.item.modifyDate = file.item.uploadDate;
     store_.AddItem(plan.account, file.album, file.item);
     store_.AddTags(file.item.id, file.tagList);
+    stored.push_back(&file);
     out += "<item";
     AppendAttribute(out, "idx", file.idx);
     AppendAttribute(out, "itemId", file.item.id);
     out += " />\r\n";
   }
   transaction.Commit();
+  for (PlannedFile* file : stored) file->item.file.clear();  // the store's from here on
   return ItemsAnswer(out);
 }
 

@@ -133,6 +133,11 @@ void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
     ReadAddress(address, ip, port);
 }
 
+void Connection::CountFromHere() {
+  sentBytes_ = 0;
+  sentStatus_ = 0;
+}
+
 bool Connection::Pause(std::optional<milliseconds> duration) {
   const auto until = Clock::now() + duration.value_or(milliseconds(0));
   while (!duration || Clock::now() < until) {
@@ -152,6 +157,7 @@ bool Connection::SendAll(std::string_view bytes) {
     if (sent < 0 && errno == EINTR) continue;
     if (sent <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(sent));
+    sentBytes_ += static_cast<std::size_t>(sent);
   }
   return true;
 }
@@ -178,6 +184,7 @@ void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
     else
       sent = SendBody(reply);
   }
+  if (sentBytes_ > 0) sentStatus_ = reply.status;
   const bool lengthIsWrong = reply.declaredLength && *reply.declaredLength != reply.body.size();
   if (!sent || reply.cutAfter || lengthIsWrong) mustClose_ = true;
 }
@@ -203,7 +210,9 @@ bool Connection::SendFile(const std::filesystem::path& path, const std::string& 
     const ssize_t sent = sendfile(socket_, file, nullptr, static_cast<std::size_t>(left));
     if (sent < 0 && errno == EINTR) continue;
     good = sent > 0;
+    if (!good) break;
     left -= sent;
+    sentBytes_ += static_cast<std::size_t>(sent);
   }
   close(file);
   return good;

@@ -36,6 +36,11 @@ class Connection final : public httplib::Stream {
   // The connection ends after this answer, although the peer is still sending.
   void SendAndLeave(Answer answer);
 
+  // Of the answer since CountFromHere: 0 and 0 where none was sent.
+  void CountFromHere();
+  int SentStatus() const { return sentStatus_; }
+  std::uint64_t SentBytes() const { return sentBytes_; }
+
   bool MustClose() const { return mustClose_; }
   void CloseAfterwards() { mustClose_ = true; }
 
@@ -60,6 +65,8 @@ class Connection final : public httplib::Stream {
   std::vector<char> buffer_;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
+  std::uint64_t sentBytes_ = 0;
+  int sentStatus_ = 0;
   bool answered_ = false;
   bool mustClose_ = false;
 };

@@ -121,16 +121,29 @@ class Service::Impl final : private RequestHandler {
 
   bool KeepsLargeBodies() const override { return options_.logLargeBodies; }
 
-  Answer OnRequest(LoggedRequest request, BodySink* sink) override {
+  Answer OnRequest(Exchange& exchange, BodySink* sink) override {
+    LoggedRequest& request = exchange.request;
     request.apiMethod = sink ? "UploadItems" : MethodOf(request);
+    exchange.record.method =
+        request.path.starts_with(Api::kDownloadPath) ? "Download" : request.apiMethod;
     const bool keepsBody = options_.logLargeBodies || request.body.size() <= HttpServer::kLargeBody;
     LoggedRequest logged = request;
     if (!keepsBody) logged.body.clear();
     AddToLog(logged);
+    exchange.record.document = sink ? static_cast<UploadReceiver*>(sink)->Document() : request.body;
+    exchange.record.document.resize(
+        std::min(exchange.record.document.size(), RequestRecord::kMaxText));
     if (!request.complete) return {};
-    if (auto scripted = Ask(script_, logged)) return {std::move(*scripted), {}, false};
-    return AnswerByItself(request, sink);
+    Answer answer;
+    if (auto scripted = Ask(script_, logged))
+      answer.reply = std::move(*scripted);
+    else
+      answer = AnswerByItself(exchange, sink);
+    exchange.record.answer = MaskTokens(answer.reply.body.substr(0, RequestRecord::kMaxText));
+    return answer;
   }
+
+  void OnDone(const RequestRecord&) override {}
 
   void AddToLog(const LoggedRequest& request) {
     const std::lock_guard lock(mutex_);
@@ -147,18 +160,21 @@ class Service::Impl final : private RequestHandler {
     return copy ? copy(request) : std::nullopt;
   }
 
-  Answer AnswerByItself(const LoggedRequest& request, BodySink* sink) {
-    if (request.method == "GET") return AnswerGet(request);
-    if (sink) return Document(static_cast<UploadReceiver*>(sink)->Finish());
+  Answer AnswerByItself(Exchange& exchange, BodySink* sink) {
+    const LoggedRequest& request = exchange.request;
+    if (request.method == "GET") return AnswerGet(exchange);
+    if (sink) return Document(static_cast<UploadReceiver*>(sink)->Finish(), exchange.record);
     if (request.method == "PUT" && request.path == Api::kManagePath)
-      return Document(api_.Call(Endpoint::Manage, request.query, request.body));
+      return Document(api_.Call(Endpoint::Manage, request.query, request.body), exchange.record);
     if (request.method == "PUT" && request.path == Api::kUploadPath)
-      return Document(api_.Call(Endpoint::Upload, request.query, request.body));
+      return Document(api_.Call(Endpoint::Upload, request.query, request.body), exchange.record);
     return {PlainReply(404, "Not found\n"), {}, false};
   }
 
-  Answer AnswerGet(const LoggedRequest& request) {
-    if (request.path == Api::kAuthPath) return Document(api_.Authenticate(request.query));
+  Answer AnswerGet(Exchange& exchange) {
+    const LoggedRequest& request = exchange.request;
+    if (request.path == Api::kAuthPath)
+      return Document(api_.Authenticate(request.query), exchange.record);
     if (request.path == kOutboxPath) return {PlainReply(200, OutboxText()), {}, true};
     const fs::path file = api_.FileOf(request.path);
     if (file.empty()) return {PlainReply(404, "Not found\n"), {}, false};
@@ -167,9 +183,12 @@ class Service::Impl final : private RequestHandler {
     return {reply, file, false};
   }
 
-  static Answer Document(std::string text) {
+  static Answer Document(CallReport report, RequestRecord& record) {
+    record.errorCode = report.errorCode;
+    record.errorText = std::move(report.errorText);
+    record.signature = std::move(report.signature);
     Reply reply;
-    reply.body = std::move(text);
+    reply.body = std::move(report.answer);
     return {std::move(reply), {}, true};
   }
 

@@ -16,10 +16,12 @@
 namespace kelo::devservice {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 // What this thread serves: httplib's handlers don't say which connection it is.
 struct Current {
   Connection* connection = nullptr;
-  LoggedRequest head;
+  Exchange exchange;
 };
 thread_local Current current;
 
@@ -76,6 +78,15 @@ LoggedRequest HeadOf(const httplib::Request& request) {
   }
   head.bodySize = request.get_header_value<std::uint64_t>("Content-Length");
   return head;
+}
+
+Exchange ExchangeOf(const httplib::Request& request) {
+  Exchange exchange{HeadOf(request), {}};
+  exchange.record.time = std::chrono::system_clock::now();
+  exchange.record.verb = exchange.request.method;
+  exchange.record.path = exchange.request.path;
+  exchange.record.query = MaskTokens(exchange.request.query);
+  return exchange;
 }
 
 }  // namespace
@@ -136,7 +147,7 @@ class HttpServer::Impl final : private httplib::Server {
     bool closed = false;
     while (!closed && !connection.MustClose() && connection.AwaitRequest()) {
       const auto prepare = [](httplib::Request& request) {
-        current.head = HeadOf(request);
+        current.exchange = ExchangeOf(request);
         // Left in, this would make httplib take a multipart body apart, which is done elsewhere.
         request.headers.erase("Content-Type");
       };
@@ -157,8 +168,11 @@ class HttpServer::Impl final : private httplib::Server {
 
   void Serve(const httplib::ContentReader* reader) {
     Connection& connection = *current.connection;
+    Exchange& exchange = current.exchange;
+    const auto start = Clock::now();
+    connection.CountFromHere();
     try {
-      ServeRequest(connection, std::move(current.head), reader);
+      ServeRequest(connection, exchange, reader);
     } catch (const std::exception& error) {
       Reply failure;
       failure.status = 500;
@@ -166,33 +180,39 @@ class HttpServer::Impl final : private httplib::Server {
       failure.headers.emplace_back("Content-Type", "text/plain");
       connection.SendAndLeave({failure, {}, false});
     }
+    RequestRecord& record = exchange.record;
+    record.duration = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
+    record.status = connection.SentStatus();
+    record.bytesOut = connection.SentBytes();
+    handler_.OnDone(record);
   }
 
-  void ServeRequest(Connection& connection, LoggedRequest head,
+  void ServeRequest(Connection& connection, Exchange& exchange,
                     const httplib::ContentReader* reader) {
-    if (const auto early = handler_.OnHead(head)) {
-      ReadBody(head, reader, nullptr, early->readFirst);
-      head.complete = false;
-      handler_.OnRequest(std::move(head), nullptr);
+    LoggedRequest& request = exchange.request;
+    if (const auto early = handler_.OnHead(request)) {
+      ReadBody(exchange, reader, nullptr, early->readFirst);
+      exchange.record.complete = request.complete = false;
+      handler_.OnRequest(exchange, nullptr);
+      exchange.record.answer = MaskTokens(early->body);
       connection.SendAndLeave({*early, {}, false});
       return;
     }
-    const std::unique_ptr<BodySink> sink = handler_.SinkFor(head);
-    ReadBody(head, reader, sink.get(), std::numeric_limits<std::uint64_t>::max());
-    const bool whole = head.complete;
-    const bool headOnly = head.method == "HEAD";
-    const bool takesGzip = head.Header("Accept-Encoding").find("gzip") != std::string::npos;
-    const Answer answer = handler_.OnRequest(std::move(head), sink.get());
-    if (!whole) {
+    const std::unique_ptr<BodySink> sink = handler_.SinkFor(request);
+    ReadBody(exchange, reader, sink.get(), std::numeric_limits<std::uint64_t>::max());
+    const Answer answer = handler_.OnRequest(exchange, sink.get());
+    if (!request.complete) {
       connection.CloseAfterwards();
       return;
     }
-    connection.Send(answer, headOnly, takesGzip);
+    const bool takesGzip = request.Header("Accept-Encoding").find("gzip") != std::string::npos;
+    connection.Send(answer, request.method == "HEAD", takesGzip);
   }
 
   // Reads at most `limit` bytes; sets body, bodySize and complete.
-  void ReadBody(LoggedRequest& request, const httplib::ContentReader* reader, BodySink* sink,
+  void ReadBody(Exchange& exchange, const httplib::ContentReader* reader, BodySink* sink,
                 std::uint64_t limit) {
+    LoggedRequest& request = exchange.request;
     request.bodySize = 0;
     if (!reader || limit == 0) return;
     bool keeping = true;
@@ -203,7 +223,8 @@ class HttpServer::Impl final : private httplib::Server {
       if (keeping) request.body.append(data, size);
       return request.bodySize < limit;
     };
-    request.complete = (*reader)(receive);
+    exchange.record.complete = request.complete = (*reader)(receive);
+    exchange.record.bytesIn = request.bodySize;
     if (!keeping) request.body.clear();
   }
 

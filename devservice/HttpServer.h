@@ -9,6 +9,7 @@
 
 #include "devservice/Connection.h"
 #include "devservice/DevService.h"
+#include "devservice/RequestRecord.h"
 
 namespace kelo::devservice {
 
@@ -19,6 +20,12 @@ class BodySink {
   virtual void Take(std::string_view bytes) = 0;
 };
 
+// A request on its way, and what is kept of it.
+struct Exchange {
+  LoggedRequest request;
+  RequestRecord record;
+};
+
 // What the server asks. Called on connection threads, several at once.
 class RequestHandler {
  public:
@@ -27,8 +34,11 @@ class RequestHandler {
   virtual std::optional<Reply> OnHead(const LoggedRequest& request) = 0;
   // Where the body goes; null: into LoggedRequest::body.
   virtual std::unique_ptr<BodySink> SinkFor(const LoggedRequest& request) = 0;
-  // A whole request, or (complete == false) one that is over already and gets no answer.
-  virtual Answer OnRequest(LoggedRequest request, BodySink* sink) = 0;
+  // A whole request, or (complete == false) one that is over already and gets no answer. Completes
+  // the record by what only the protocol knows.
+  virtual Answer OnRequest(Exchange& exchange, BodySink* sink) = 0;
+  // The answer is sent, as far as it was.
+  virtual void OnDone(const RequestRecord& record) = 0;
   virtual bool KeepsLargeBodies() const = 0;
 };
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "devservice/Answers.h"
+#include "devservice/RequestRecord.h"
 
 namespace kelo::devservice {
 namespace {
@@ -44,7 +44,8 @@ UploadReceiver::~UploadReceiver() {
   file_.close();
   if (!plan_) return;
   std::error_code ignored;
-  for (const PlannedFile& file : plan_->files) std::filesystem::remove(file.item.file, ignored);
+  for (const PlannedFile& file : plan_->files)
+    if (!file.item.file.empty()) std::filesystem::remove(file.item.file, ignored);
 }
 
 void UploadReceiver::Take(std::string_view bytes) {
@@ -92,12 +93,15 @@ void UploadReceiver::TakeDocument(std::string_view& bytes) {
   }
   const std::size_t size = end + kDocumentEnd.size();
   bytes.remove_prefix(size - before);
-  Plan(std::string_view(document_).substr(kDocumentHeader.size(), size - kDocumentHeader.size()));
-  document_.clear();
+  document_ = document_.substr(kDocumentHeader.size(), size - kDocumentHeader.size());
+  Plan(document_);
+  // Of no further use but for the log.
+  if (document_.size() > RequestRecord::kMaxText)
+    document_ = document_.substr(0, RequestRecord::kMaxText);
 }
 
 void UploadReceiver::Plan(std::string_view document) {
-  plan_ = api_.PlanUpload(query_, document);
+  plan_ = api_.PlanUpload(query_, document, report_);
   BeginFraming();
 }
 
@@ -153,16 +157,19 @@ void UploadReceiver::TakeFile(std::string_view& bytes) {
 }
 
 void UploadReceiver::Fail(const ServiceError& error) {
-  failure_ = FailAnswer(error);
+  report_.Fail(error);
   state_ = State::Failed;
 }
 
-std::string UploadReceiver::Finish() {
-  if (state_ == State::Failed) return failure_;
-  if (state_ != State::Done) return FailAnswer({ErrorNumber::MalformedUpload, "Body too short"});
-  UploadPlan plan = std::move(*plan_);
-  plan_.reset();  // the files are the store's from here on
-  return api_.FinishUpload(std::move(plan));
+CallReport UploadReceiver::Finish() {
+  if (state_ == State::Failed) return report_;
+  try {
+    if (state_ != State::Done) throw ServiceError(ErrorNumber::MalformedUpload, "Body too short");
+    report_.answer = api_.FinishUpload(*plan_);
+  } catch (const ServiceError& error) {
+    report_.Fail(error);
+  }
+  return report_;
 }
 
 }  // namespace kelo::devservice

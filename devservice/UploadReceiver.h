@@ -23,7 +23,9 @@ class UploadReceiver final : public BodySink {
   void Take(std::string_view bytes) override;
 
   // After the last byte: stores the files, or says what was wrong.
-  std::string Finish();
+  CallReport Finish();
+  // The document part, as far as it is kept.
+  const std::string& Document() const { return document_; }
 
  private:
   void TakeChecked(std::string_view bytes);
@@ -48,7 +50,7 @@ class UploadReceiver final : public BodySink {
   std::uint64_t fileLeft_ = 0;
   std::vector<char> buffer_;
   std::ofstream file_;
-  std::string failure_;
+  CallReport report_;
 };
 
 }  // namespace kelo::devservice

@@ -1,0 +1,38 @@
+// What is kept of every request that was answered, for the log and the page: what went over the
+// wire, and what the service made of it. The secrets of an account are masked in it: no signing
+// secret, no authentication token and no session token ever stands here.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace kelo::devservice {
+
+struct RequestRecord {
+  // A longer document or answer is cut to this size. Files are never kept.
+  static constexpr std::size_t kMaxText = 64 << 10;
+
+  std::chrono::system_clock::time_point time;  // when its head had arrived
+  std::string verb;                            // "GET", "PUT", "POST"
+  std::string path;
+  std::string query;   // undecoded, without the "?"; tokens masked
+  std::string method;  // "OpenSession", "GetHierarchy", ..., "Download"; empty for anything else
+  int status = 0;      // of HTTP; 0 where no answer was sent
+  int errorCode = 0;   // of the service; 0 where it refused nothing
+  std::string errorText;
+  std::chrono::microseconds duration{};  // from the head's arrival to the answer's last byte
+  std::uint64_t bytesIn = 0;             // of the body
+  std::uint64_t bytesOut = 0;            // head and body, as they were sent
+  std::string document;                  // as sent; of an upload, the document part
+  std::string answer;                    // before compression; empty for files
+  std::string signature;                 // "ok", why it is not, or empty where a request needs none
+  std::string fault;                     // the fault that fired, as it was given; empty: none
+  bool complete = true;  // false when the peer left, or was answered, before the body's end
+};
+
+// `text` (a query or an answer) with the values of its tokens replaced.
+std::string MaskTokens(std::string text);
+
+}  // namespace kelo::devservice
