@@ -178,7 +178,7 @@ void DemoStory::AbortDownload() {
   std::future<void> aborter;
   bool begun = false;
   {
-    Progress progress(library_, {"aborted.jpg"});
+    Progress progress(library_, {.doing = "fetching", .files = 1, .bytes = 0});
     progress.SetListener([&](std::uint32_t, const tagKELO_ProgressInfo& state) {
       if (state.transferDone > 0) std::call_once(once, [&] { moving.set_value(); });
     });

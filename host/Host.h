@@ -18,11 +18,13 @@ namespace kelo::host {
 // Options that every command takes.
 struct CommonOptions {
   bool quiet = false;
+  Persistence persistence;
 };
 
 class Host {
  public:
-  explicit Host(const CommonOptions& options) : interrupt_(library_) {
+  explicit Host(const CommonOptions& options)
+      : library_(output_, options.persistence), interrupt_(library_) {
     if (options.quiet) output_.BeQuiet();
   }
 

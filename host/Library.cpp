@@ -1,6 +1,10 @@
 // Builds the command records and turns results into exceptions.
 #include "Library.h"
 
+#include <fmt/format.h>
+
+#include <utility>
+
 #include "Records.h"
 #include "ResultText.h"
 
@@ -12,7 +16,8 @@ constexpr std::uint32_t kRecordBudget = 1u << 20;
 
 }  // namespace
 
-Library::Library() {
+Library::Library(Output& out, Persistence persistence)
+    : out_(out), requests_(out, persistence.verbose), retries_(persistence.retries) {
   Check("start the library", KELOAccessInitialize(kRecordBudget), 0);
 }
 
@@ -20,13 +25,70 @@ Library::~Library() {
   KELOAccessClose();
 }
 
-std::uint32_t Library::Send(std::uint32_t command, tagCommandControlInfo* info) {
+std::uint32_t Library::SendOnce(std::uint32_t command, tagCommandControlInfo* info) {
   {
     const std::lock_guard lock(mutex_);
     if (stopped_) return kKELOResult_Aborted;
     sent_.insert(command);
   }
   return KELOAccessCommand(command, info);
+}
+
+std::uint32_t Library::Send(std::uint32_t command, tagCommandControlInfo* info) {
+  return Persist(
+      command, [=, this](Tries&) { return SendOnce(command, info); });
+}
+
+std::uint32_t Library::Persist(std::uint32_t command,
+                               const std::function<std::uint32_t(Tries& tries)>& send) {
+  for (Tries tries;;) {
+    requests_.Take();
+    const std::uint32_t result = send(tries);
+    const Trouble trouble = Judge(command, result, requests_.Take());
+    failureMayPass_ = trouble == Trouble::kMayPass || trouble == Trouble::kMayHaveBeenDone;
+    if (!TriesAgain(result, trouble, tries)) {
+      failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||
+                      result == kKELOResult_GeneralFailure;
+      if (!IsStopped() || result == kKELOResult_Success) return result;
+      toldOfStop_ = true;
+      return kKELOResult_Aborted;
+    }
+  }
+}
+
+bool Library::TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries) {
+  switch (trouble) {
+    case Trouble::kMayPass:
+      return PauseBeforeRetry(++tries.failed, result);
+    case Trouble::kCallIdTaken:
+      return ++tries.callIdsTaken <= kMostCallIdsTaken && Pause(PauseAfterTakenCallId());
+    case Trouble::kSessionEnded:
+      if (!reopen_) return false;
+      std::exchange(reopen_, nullptr)();
+      return true;
+    case Trouble::kNone:
+    case Trouble::kMayHaveBeenDone:
+      break;
+  }
+  return false;
+}
+
+bool Library::PauseBeforeRetry(unsigned failed, std::uint32_t result) {
+  if (failed > retries_) return false;
+  const std::chrono::milliseconds pause = PauseAfterFailures(failed);
+  out_.Note(fmt::format("{}; trying again in {:.2g} s ({} of {})", ResultText(result),
+                        std::chrono::duration<double>(pause).count(), failed, retries_));
+  return Pause(pause);
+}
+
+bool Library::Pause(std::chrono::milliseconds pause) {
+  std::unique_lock lock(mutex_);
+  return !wake_.wait_for(lock, pause, [this] { return stopped_; });
+}
+
+bool Library::IsStopped() const {
+  const std::lock_guard lock(mutex_);
+  return stopped_;
 }
 
 void Library::AbortRunning() {
@@ -42,6 +104,7 @@ void Library::Stop() {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
   }
+  wake_.notify_all();
   AbortRunning();
 }
 

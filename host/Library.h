@@ -1,9 +1,16 @@
 // The library as this program uses it: the three exported functions behind typed calls. Calls come
 // from one thread; AbortRunning and Stop may come from another one. A call that fails throws
 // CommandFailure; where records carry their own results, the caller reads those.
+//
+// What fails by what may pass (a lost connection, a time-out, a refused connection) is sent again
+// after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
+// same when they are done twice, and whatever never left this machine (Retries.h).
 #pragma once
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <set>
 #include <string>
@@ -11,6 +18,9 @@
 #include <vector>
 
 #include "KELOAccess.h"
+#include "Output.h"
+#include "Requests.h"
+#include "Retries.h"
 
 namespace kelo::host {
 
@@ -34,9 +44,14 @@ struct PictureMail {
   bool verify = false;
 };
 
+struct Persistence {
+  unsigned retries = 3;
+  bool verbose = false;  // shows the requests on standard error
+};
+
 class Library {
  public:
-  Library();
+  Library(Output& out, Persistence persistence);
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -55,11 +70,15 @@ class Library {
   std::vector<tagKELO_ItemInfo> List(std::string_view target, std::uint32_t kinds);
   tagKELO_ItemInfo Info(std::string_view id, bool fresh = false);
 
-  // Transfers: the command's own result is returned, the records carry theirs.
+  // Transfers: the command's own result is returned, the records carry theirs. A download that is
+  // tried again goes on with the file that failed.
   std::uint32_t Upload(std::string_view album, std::vector<tagKELO_LoadInfo>& files, bool check);
   std::uint32_t Download(std::vector<tagKELO_DownloadInfo>& files);
+  // Whether a download goes on with the next file after one of that result.
+  static bool DownloadGoesOnAfter(std::uint32_t result);
 
-  // Edits. Containers and links return the command's result; their records carry their own.
+  // Edits. Containers and links return the command's result; their records carry their own, the one
+  // that ended the command and all behind it the command's.
   void ModifyProps(std::string_view id, tagKELO_PropertyInfo properties);
   void AddTags(std::string_view id, std::uint32_t kind, std::string_view tags);
   std::uint32_t AddContainers(std::string_view parent, std::vector<tagKELO_ItemInfo>& containers);
@@ -78,14 +97,51 @@ class Library {
   void AbortRunning();
   // The same, and every later command fails as aborted. From another thread.
   void Stop();
+  bool IsStopped() const;
+  // Whether the other thread knows, since a command has answered that it was aborted.
+  bool HasToldOfStop() const { return toldOfStop_; }
+
+  // Called when a command meets an ended session (4116), once for all: it is to open or restore
+  // another one with this library, which forgets the catalogue. The command is then sent again,
+  // once. What it throws, the command throws.
+  void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
+
+  // For an upload, which is not sent again here once it has left: nobody knows what became of it.
+  // Whether the last command failed by what may pass; and a pause before the try behind `failed`
+  // ones that failed with `result`, with a note that says so. False when that were too many, or
+  // the library was stopped meanwhile.
+  bool FailureMayPass() const { return failureMayPass_; }
+  bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
 
   // The codes of all commands sent so far, aborts included.
   std::set<std::uint32_t> SentCommands() const;
 
+  Output& Out() { return out_; }
+  // Whether some command failed in a way that only the trace explains (4114, 4144).
+  bool WantsTrace() const { return failedDarkly_ && !requests_.IsShown(); }
+
  private:
   std::uint32_t Send(std::uint32_t command, tagCommandControlInfo* info);
+  std::uint32_t SendOnce(std::uint32_t command, tagCommandControlInfo* info);
+  // Calls `send` until that is the last word. It counts `tries.failed` anew when it gets ahead.
+  std::uint32_t Persist(std::uint32_t command,
+                        const std::function<std::uint32_t(Tries& tries)>& send);
+  template <typename Record>
+  std::uint32_t SendEach(std::uint32_t command, std::string_view target,
+                         std::vector<Record>& records);
+  bool TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries);
+  bool Pause(std::chrono::milliseconds pause);  // false when the library was stopped
+
+  Output& out_;
+  Requests requests_;
+  const unsigned retries_;
+  std::function<void()> reopen_;
+  bool failureMayPass_ = false;
+  bool failedDarkly_ = false;
+  std::atomic<bool> toldOfStop_ = false;
 
   mutable std::mutex mutex_;
+  std::condition_variable wake_;
   bool stopped_ = false;
   std::set<std::uint32_t> sent_;
 };

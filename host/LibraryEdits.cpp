@@ -1,4 +1,6 @@
 // The library's transfers, edits and sharing.
+#include <algorithm>
+
 #include "Library.h"
 #include "Records.h"
 #include "ResultText.h"
@@ -18,8 +20,31 @@ std::uint32_t Library::Upload(std::string_view album, std::vector<tagKELO_LoadIn
 }
 
 std::uint32_t Library::Download(std::vector<tagKELO_DownloadInfo>& files) {
-  tagCommandControlInfo info = Record(files.data(), static_cast<std::uint32_t>(files.size()));
-  return Send(kKELOCommand_Download, &info);
+  std::size_t first = 0;
+  return Persist(kKELOCommand_Download, [&](Tries& tries) {
+    tagCommandControlInfo info =
+        Record(files.data() + first, static_cast<std::uint32_t>(files.size() - first));
+    const std::uint32_t result = SendOnce(kKELOCommand_Download, &info);
+    // The file that ended the command carries its result, and so does every one behind it; a
+    // command that is refused as a whole leaves the records as they were.
+    const auto failed = std::find_if(
+        files.begin() + static_cast<std::ptrdiff_t>(first), files.end(),
+        [](const tagKELO_DownloadInfo& file) { return !DownloadGoesOnAfter(file.result); });
+    const auto ended = static_cast<std::size_t>(failed - files.begin());
+    if (ended == files.size()) {
+      if (!DownloadGoesOnAfter(result))
+        for (std::size_t at = first; at < files.size(); ++at) files[at].result = result;
+      return result;
+    }
+    if (ended > first) tries = {};
+    first = ended;
+    return result;
+  });
+}
+
+bool Library::DownloadGoesOnAfter(std::uint32_t result) {
+  return result == kKELOResult_Success || result == kKELOResult_NotFound ||
+         result == kKELOResult_AlreadyExists || result == kKELOResult_DestinationUnusable;
 }
 
 void Library::ModifyProps(std::string_view id, tagKELO_PropertyInfo properties) {
@@ -37,17 +62,28 @@ void Library::AddTags(std::string_view id, std::uint32_t kind, std::string_view 
   Check("add the tags", Send(kKELOCommand_AddTags, &info), kKELOCommand_AddTags);
 }
 
+// One command for each record, so that what is sent again never repeats what has been done.
+template <typename Record>
+std::uint32_t Library::SendEach(std::uint32_t command, std::string_view target,
+                                std::vector<Record>& records) {
+  std::uint32_t result = kKELOResult_Success;
+  for (Record& record : records) {
+    if (result == kKELOResult_Success) {
+      tagCommandControlInfo info = Targeted(target, &record, 1);
+      result = Send(command, &info);
+    }
+    if (result != kKELOResult_Success) record.result = result;
+  }
+  return result;
+}
+
 std::uint32_t Library::AddContainers(std::string_view parent,
                                      std::vector<tagKELO_ItemInfo>& containers) {
-  tagCommandControlInfo info =
-      Targeted(parent, containers.data(), static_cast<std::uint32_t>(containers.size()));
-  return Send(kKELOCommand_AddItems, &info);
+  return SendEach(kKELOCommand_AddItems, parent, containers);
 }
 
 std::uint32_t Library::AddLinks(std::string_view album, std::vector<tagKELO_AddLinkInfo>& links) {
-  tagCommandControlInfo info =
-      Targeted(album, links.data(), static_cast<std::uint32_t>(links.size()));
-  return Send(kKELOCommand_AddNewLink, &info);
+  return SendEach(kKELOCommand_AddNewLink, album, links);
 }
 
 std::uint32_t Library::Verify(const std::string& recipients, RecipientLists& lists) {

@@ -1,8 +1,11 @@
 // What a command tells: its results on standard output, as lines for people or as JSON, one object
-// a line; everything else on standard error. Lines are fit for a terminal already (Names.h).
+// a line; everything else on standard error. Lines are fit for a terminal already (Names.h). Below
+// them a terminal may show a live line that is drawn over and over. Any thread.
 #pragma once
 
+#include <mutex>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <string_view>
 
 namespace kelo::host {
@@ -12,9 +15,12 @@ using Json = nlohmann::ordered_json;
 
 class Output {
  public:
+  Output();
+
   void UseJson() { json_ = true; }
   void BeQuiet() { quiet_ = true; }
   bool IsJson() const { return json_; }
+  bool IsQuiet() const { return quiet_; }
 
   // A result in both forms: the object in JSON, otherwise the line, unless the run is quiet.
   void Result(std::string_view line, const Json& object);
@@ -23,12 +29,42 @@ class Output {
   // On standard error: what a quiet run leaves out, and what every run tells ("kelo: ").
   void Note(std::string_view line);
   void Problem(std::string_view line);
+  // Likewise, what was asked for although the run may be quiet.
+  void Trace(std::string_view line) { PrintMessage(line); }
   // Everything is written now. Throws Failure when standard output did not take it.
   void Finish();
 
+  // Whether standard error is a terminal that can show a live line, and nobody wants quiet.
+  bool CanShowLive() const { return errorIsTerminal_ && !quiet_; }
+  // The columns of that terminal now; 80 where it does not say.
+  static std::size_t TerminalColumns();
+  // Draws the live line in place of the former one; empty: there is none any more. It must be
+  // narrower than the terminal.
+  void ShowLive(std::string line);
+
+  // What a run that is aborted has done by then, e.g. "120 of 236 stored". A command that takes
+  // long keeps it up to date.
+  void SetDone(std::string words);
+  // "kelo: aborted: 120 of 236 stored" on standard error, past whatever another thread prints,
+  // once.
+  void SayAborted();
+
  private:
+  void PrintResult(std::string_view line);
+  void PrintMessage(std::string_view line);
+  void EraseLive();   // the lock is held
+  void RedrawLive();  // the lock is held
+
   bool json_ = false;
   bool quiet_ = false;
+  const bool errorIsTerminal_;
+  const bool outputIsTerminal_;
+  std::mutex printing_;
+  std::string live_;
+  int failedWith_ = 0;   // errno of standard output's first failure
+  std::mutex doneLock_;  // never held while something is printed
+  std::string done_;
+  bool saidAborted_ = false;
 };
 
 }  // namespace kelo::host

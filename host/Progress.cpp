@@ -1,66 +1,66 @@
-// The progress line and the thread that redraws it.
+// Counting by the library's events, and the thread that draws.
 #include "Progress.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
-#include <cstdlib>
+#include <numeric>
 
+#include "Columns.h"
 #include "Names.h"
 
 namespace kelo::host {
 namespace {
 
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
 // The library's callback carries no pointer of the host's.
 std::atomic<Progress*> current = nullptr;
 
 constexpr auto kRedraw = std::chrono::milliseconds(100);
-constexpr std::size_t kBarWidth = 24;
+constexpr auto kPlainPause = seconds(1);
+constexpr auto kSpeedSpan = seconds(10);  // the speed is that of so long
+constexpr auto kFirstForecast = seconds(2);
+constexpr std::size_t kShortestName = 8;  // columns; a name that had less is left out
+constexpr std::string_view kBetween = "  ";
 
-bool IsTerminal() {
-  const char* kind = std::getenv("TERM");
-  return isatty(STDERR_FILENO) == 1 && (kind == nullptr || std::string_view(kind) != "dumb");
+double SecondsOf(steady_clock::duration duration) {
+  return std::chrono::duration<double>(duration).count();
 }
 
-std::size_t Columns() {
-  winsize size{};
-  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 20) return 80;
-  return size.ws_col;
+std::string DurationText(double inSeconds) {
+  const auto whole = static_cast<std::uint64_t>(inSeconds + 0.5);
+  if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
+  return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
-std::string Bar(std::uint32_t done, std::uint32_t total) {
-  const double part = total == 0 ? 0 : std::min(1.0, static_cast<double>(done) / total);
-  const auto filled = static_cast<std::size_t>(part * kBarWidth);
-  return fmt::format("[{:#<{}}{:.<{}}] {:3.0f}%", "", filled, "", kBarWidth - filled, part * 100);
-}
-
-// Cut at the terminal's width, never inside a character. Wide characters may still wrap; the line
-// is then only less pretty.
-std::string Cut(std::string line, std::size_t columns) {
-  std::size_t shown = 0;
-  for (std::size_t at = 0; at < line.size(); ++at) {
-    const bool begins = (static_cast<unsigned char>(line[at]) & 0xC0u) != 0x80u;
-    if (begins && shown++ == columns) return line.substr(0, at);
+// As many parts as fit, the first in any case, and the name where it has room.
+std::string Joined(const std::vector<std::string>& parts, const std::string& name,
+                   std::size_t columns) {
+  std::string line = FitColumns(parts.front(), columns);
+  for (std::size_t at = 1; at < parts.size(); ++at) {
+    if (line.size() + kBetween.size() + parts[at].size() > columns) return line;
+    line.append(kBetween).append(parts[at]);
   }
-  return line;
+  const std::size_t used = line.size() + kBetween.size();
+  if (name.empty() || used + std::min(kShortestName, Columns(name)) > columns) return line;
+  return line.append(kBetween).append(FitColumns(name, columns - used));
 }
 
 }  // namespace
 
-Progress::Progress(Library& library, std::vector<std::string> names, std::string beginning)
-    : library_(library),
-      names_(std::move(names)),
-      beginning_(std::move(beginning)),
-      terminal_(IsTerminal()),
-      begin_(std::chrono::steady_clock::now()) {
-  std::fflush(stdout);  // what was said before comes before
+Progress::Progress(Library& library, Job job)
+    : library_(library), job_(std::move(job)), live_(library.Out().CanShowLive()) {
   current = this;
   library_.RegisterProgress(&Progress::OnEvent);
-  if (terminal_) ticker_ = std::thread([this] { Tick(); });
+  if (live_) ticker_ = std::thread([this] { Tick(); });
+}
+
+Progress::Progress(Library& library, const std::vector<std::string>& names, std::string doing)
+    : Progress(library, {.doing = std::move(doing), .files = names.size(), .bytes = 0}) {
+  Begin(names);
 }
 
 Progress::~Progress() {
@@ -73,13 +73,36 @@ Progress::~Progress() {
   wake_.notify_all();
   if (!ticker_.joinable()) return;
   ticker_.join();
-  fmt::print(stderr, "\r\x1b[K");
+  library_.Out().ShowLive("");
 }
 
 void Progress::SetListener(
     std::function<void(std::uint32_t, const tagKELO_ProgressInfo&)> listener) {
   listener_ = std::move(listener);
 }
+
+void Progress::Begin(std::vector<std::string> names, std::vector<std::uint64_t> sizes) {
+  const std::lock_guard lock(mutex_);
+  names_ = std::move(names);
+  sizes_ = std::move(sizes);
+  sizes_.resize(names_.size());
+  event_ = 0;
+  fetched_ = 0;
+  movedInPortion_ = 0;
+}
+
+void Progress::Over(std::uint64_t files, std::uint64_t bytes) {
+  const std::lock_guard lock(mutex_);
+  filesOver_ += files;
+  // Where sizes are not known ahead, what came is what there was.
+  bytesOver_ += job_.bytes == 0 ? movedInPortion_ : bytes;
+  names_.clear();
+  sizes_.clear();
+  event_ = 0;
+  movedInPortion_ = 0;
+}
+
+// ---- Counting ----
 
 std::uint32_t Progress::OnEvent(std::uint32_t event, std::uint32_t kind,
                                 const tagKELO_ProgressInfo* progress) {
@@ -92,55 +115,142 @@ std::uint32_t Progress::OnEvent(std::uint32_t event, std::uint32_t kind,
 void Progress::Take(std::uint32_t event, const tagKELO_ProgressInfo& progress) {
   {
     const std::lock_guard lock(mutex_);
-    event_ = event;
-    state_ = progress;
-    if (!terminal_) PrintPlain();
+    Count(event, progress);
+    if (!live_) PrintPlain();
   }
   if (listener_) listener_(event, progress);
 }
 
-void Progress::PrintPlain() {
-  if (event_ == kKELOEvent_UploadProgress) {
-    if (plainFile_ == 0) return;
-    plainFile_ = 0;
-    fmt::print(stderr, "sending {}, {}\n", CountText(state_.itemCount, "file"),
-               ByteText(state_.transferTotal));
-  } else if (state_.fourthWord != plainFile_ && state_.fourthWord < names_.size()) {
-    plainFile_ = state_.fourthWord;
-    fmt::print(stderr, "fetching {} of {}: {}, {}\n", plainFile_ + 1, state_.itemCount,
-               names_[plainFile_], ByteText(state_.transferTotal));
+void Progress::Count(std::uint32_t event, const tagKELO_ProgressInfo& progress) {
+  if (event == kKELOEvent_DownloadProgress) {
+    // The words are of one file: what the one before had is kept when the next one begins. A tail
+    // of the portion that is fetched again begins with fewer files to come.
+    const bool next = event_ != 0 && (last_.fourthWord != progress.fourthWord ||
+                                      last_.itemCount != progress.itemCount);
+    if (next) fetched_ = movedInPortion_;
+    // The last event comes after the last file and repeats its words.
+    if (progress.fourthWord < progress.itemCount) Move(fetched_ + progress.transferDone);
+  } else {
+    Move(progress.transferDone);
   }
+  event_ = event;
+  last_ = progress;
+}
+
+void Progress::Move(std::uint64_t sinceBegin) {
+  if (sinceBegin > movedInPortion_) moved_ += sinceBegin - movedInPortion_;
+  movedInPortion_ = sinceBegin;
+  const auto now = steady_clock::now();
+  if (!samples_.empty() && now - samples_.back().at < kRedraw) {
+    samples_.back().moved = moved_;
+    return;
+  }
+  samples_.push_back({now, moved_});
+  while (samples_.size() > 2 && now - samples_.front().at > kSpeedSpan) samples_.pop_front();
+}
+
+double Progress::BytesPerSecond() const {
+  const auto now = steady_clock::now();
+  if (samples_.empty()) return 0;
+  const double span = SecondsOf(now - samples_.front().at);
+  return span < SecondsOf(kRedraw) ? 0
+                                   : static_cast<double>(moved_ - samples_.front().moved) / span;
+}
+
+// With the check, the portion's files that are stored already are never sent, and nobody tells
+// which they are before it is answered.
+Progress::State Progress::NowSending() const {
+  const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
+  const std::uint64_t sent = last_.transferDone;
+  const std::uint64_t left =
+      last_.transferTotal - std::min(last_.transferTotal, last_.transferDone);
+  const std::uint64_t spared =
+      names_.size() - std::min<std::uint64_t>(last_.itemCount, names_.size());
+  State state{.files = spared + last_.fourthWord, .bytes = all - std::min(all, left), .name = {}};
+  if (spared > 0 || last_.fourthWord > 0) return state;
+  std::size_t at = 0;
+  for (std::uint64_t end = 0; at < sizes_.size() && (end += sizes_[at]) <= sent;) ++at;
+  state.files = at;
+  if (at < names_.size()) state.name = names_[at];
+  return state;
+}
+
+Progress::State Progress::NowFetching() const {
+  const std::uint64_t before =
+      names_.size() - std::min<std::uint64_t>(last_.itemCount, names_.size());
+  const std::uint64_t at = before + last_.fourthWord;
+  return {.files = at,
+          .bytes = movedInPortion_,
+          .name = at < names_.size() ? names_[at] : std::string()};
+}
+
+Progress::State Progress::Now() const {
+  State state;
+  if (event_ == kKELOEvent_UploadProgress) state = NowSending();
+  if (event_ == kKELOEvent_DownloadProgress) state = NowFetching();
+  state.files = std::min(filesOver_ + state.files, std::max(job_.files, filesOver_));
+  state.bytes += bytesOver_;
+  return state;
+}
+
+// ---- Drawing ----
+
+std::string Progress::TimeLeft(const State& state) const {
+  const double elapsed = SecondsOf(steady_clock::now() - begin_);
+  if (elapsed < SecondsOf(kFirstForecast)) return "";
+  double left = 0;
+  if (job_.bytes > 0) {
+    const double speed = BytesPerSecond();
+    if (speed <= 0) return "";
+    left = static_cast<double>(job_.bytes - std::min(job_.bytes, state.bytes)) / speed;
+  } else {
+    if (state.files == 0) return "";
+    left = elapsed * static_cast<double>(job_.files - std::min(job_.files, state.files)) /
+           static_cast<double>(state.files);
+  }
+  return DurationText(left) + " left";
+}
+
+std::vector<std::string> Progress::Parts(const State& state) const {
+  std::vector<std::string> parts = {
+      fmt::format("{} {}/{}", job_.doing, state.files, job_.files),
+      job_.bytes == 0 ? ByteText(state.bytes)
+                      : fmt::format("{} of {}", ByteText(state.bytes), ByteText(job_.bytes))};
+  const double speed = BytesPerSecond();
+  if (speed >= 1) parts.push_back(ByteText(static_cast<std::uint64_t>(speed)) + "/s");
+  const std::string left = TimeLeft(state);
+  if (!left.empty()) parts.push_back(left);
+  return parts;
+}
+
+std::string Progress::Line(std::size_t columns) const {
+  const State state = Now();
+  std::vector<std::string> parts = Parts(state);
+  if (parts.front().size() > columns) parts.front().erase(0, job_.doing.size() + 1);
+  return Joined(parts, state.name, columns);
+}
+
+void Progress::PrintPlain() {
+  const auto now = steady_clock::now();
+  if (now < nextPlain_) return;
+  nextPlain_ = now + kPlainPause;
+  const State state = Now();
+  const std::vector<std::string> parts = Parts(state);
+  std::string line = parts.front();
+  for (std::size_t at = 1; at < parts.size(); ++at) line.append(", ").append(parts[at]);
+  library_.Out().Note(state.name.empty() ? line : line + ": " + state.name);
 }
 
 void Progress::Tick() {
   std::unique_lock lock(mutex_);
   while (!ending_) {
-    Draw();
+    // The last column stays free: a character in it makes some terminals begin a new line.
+    const std::string line = Line(std::max<std::size_t>(Output::TerminalColumns(), 2) - 1);
+    lock.unlock();  // the terminal may be held up; the transfer is not
+    library_.Out().ShowLive(line);
+    lock.lock();
     wake_.wait_for(lock, kRedraw, [this] { return ending_; });
   }
-}
-
-void Progress::Draw() {
-  const std::size_t columns = Columns() - 1;
-  fmt::print(stderr, "\r{}\x1b[K", Cut(Line(), columns));
-  std::fflush(stderr);
-}
-
-std::string Progress::Line() const {
-  const auto elapsed = std::chrono::steady_clock::now() - begin_;
-  const auto frame = static_cast<std::size_t>(elapsed / kRedraw) % 4;
-  const char spinner = "|/-\\"[frame];
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
-  if (event_ == kKELOEvent_UploadProgress) {
-    return fmt::format("{} sending {}, {} ... {} s", spinner, CountText(state_.itemCount, "file"),
-                       ByteText(state_.transferTotal), seconds);
-  }
-  if (event_ == kKELOEvent_DownloadProgress) {
-    const std::size_t file = std::min<std::size_t>(state_.fourthWord, names_.size() - 1);
-    return fmt::format("{} {}/{} {}  {}", Bar(state_.transferDone, state_.transferTotal), file + 1,
-                       names_.size(), ByteText(state_.transferDone), names_[file]);
-  }
-  return fmt::format("{} {} ... {} s", spinner, beginning_, seconds);
 }
 
 }  // namespace kelo::host

@@ -62,9 +62,7 @@ class Sender {
       records[at].filePath = LentText(paths[at]);
     }
     const std::uint32_t result = [&] {
-      const Progress progress(library_, names,
-                              fmt::format("preparing {}, {}", CountText(batch.size(), "file"),
-                                          ByteText(BatchSize(batch))));
+      const Progress progress(library_, names, "sending");
       return library_.Upload(options_.album, records, options_.check);
     }();
     if (result == kKELOResult_Success) ReportRecords(batch, records);

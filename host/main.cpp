@@ -36,6 +36,12 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.require_subcommand(0, 1);
   app.fallthrough();  // the commands inherit it: options of all may stand behind their names
   app.add_flag("-q,--quiet", options.quiet, "Tell only what fails");
+  app.add_flag("-v,--verbose", options.persistence.verbose, "Show each request to the service");
+  app.add_option("--retries", options.persistence.retries,
+                 "How often to try again what fails by a lost or refused connection or a time-out")
+      ->check(CLI::Range(0, 1000))
+      ->type_name("N")
+      ->capture_default_str();
   AddSessionCommands(app, chosen);
   AddBrowseCommands(app, chosen);
   AddGetCommand(app, chosen);
@@ -46,6 +52,28 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.footer(kFooter);  // after the commands, which would inherit it
 }
 
+// What the command did, as an exit code; a failure is told.
+int Run(const Action& action, Host& host) {
+  int status = kFailed;
+  try {
+    status = action(host);
+    host.Out().Finish();
+  } catch (const CLI::ParseError& error) {
+    host.Out().Problem(error.what());
+    return kUsage;
+  } catch (const std::exception& failure) {
+    status = kFailed;
+    if (Interrupt::Signal() == 0) host.Out().Problem(failure.what());
+  }
+  if (status != 0 && Interrupt::Signal() != 0) {
+    host.Out().SayAborted();
+    return Interrupt::ExitCode();
+  }
+  if (status != 0 && host.Bare().WantsTrace())
+    host.Out().Note("'kelo -v' shows the requests, and what came of each");
+  return status;
+}
+
 int Run(const Action& action, const CommonOptions& options) {
   try {
     StateFile().ApplyUrl();
@@ -54,20 +82,22 @@ int Run(const Action& action, const CommonOptions& options) {
   }
   try {
     Host host(options);
-    const int status = action(host);
-    host.Out().Finish();
-    return status;
-  } catch (const CLI::ParseError& error) {
-    fmt::print(stderr, "kelo: {}\n", error.what());
-    return kUsage;
+    return Run(action, host);
   } catch (const std::exception& failure) {
-    if (Interrupt::Signal() == 0) {
-      fmt::print(stderr, "kelo: {}\n", failure.what());
-      return kFailed;
-    }
+    fmt::print(stderr, "kelo: {}\n", failure.what());
+    return kFailed;
   }
-  fmt::print(stderr, "kelo: aborted\n");
-  return 128 + Interrupt::Signal();
+}
+
+// The status, unless standard output did not take everything.
+int Written(int status) {
+  try {
+    Output().Finish();
+    return status;
+  } catch (const Failure& failure) {
+    fmt::print(stderr, "kelo: {}\n", failure.what());
+    return kFailed;
+  }
 }
 
 int Main(int argc, char** argv) {
@@ -83,11 +113,11 @@ int Main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kUsage;
+    return Written(app.exit(error) == 0 ? 0 : kUsage);
   }
   if (manual || completion) {
     fmt::print("{}", manual ? ManualPage(app) : BashCompletion(app));
-    return 0;
+    return Written(0);
   }
   if (chosen) return Run(chosen, options);
   fmt::print(stderr, "{}", app.help());

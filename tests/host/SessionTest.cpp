@@ -12,7 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -83,8 +82,8 @@ TEST_F(SessionTest, SaysInWordsAndWithTheCodeWhatFailed) {
       {{"quota"}, fail("999"), "(4144)\n"},
       {{"quota"}, {.body = "nonsense"}, "(4144)\n"},
       {{"tree"}, {.status = 500}, "(4114)\n"},
-      {{"tree"}, {.status = 504}, "(4128)\n"},
-      {{"tree"}, {.closeAtOnce = true}, "(4129)\n"},
+      {{"tree", "--retries", "0"}, {.status = 504}, "(4128)\n"},
+      {{"tree", "--retries", "0"}, {.closeAtOnce = true}, "(4129)\n"},
       {{"mkdir", "Journeys"}, fail("208"), "(4101)\n"},
       {{"contacts"}, {.body = "<a stat=\"ok\"/>"}, "(4144)\n"},
   };
@@ -92,7 +91,7 @@ TEST_F(SessionTest, SaysInWordsAndWithTheCodeWhatFailed) {
     service_.SetScript([reply = one.reply](const auto&) { return reply; });
     const Outcome outcome = Kelo(one.command);
     EXPECT_EQ(outcome.exitCode, 1) << one.command[0] << one.reply.body;
-    EXPECT_THAT(outcome.err, AllOf(StartsWith("kelo: cannot "), EndsWith(one.message)))
+    EXPECT_THAT(outcome.err, AllOf(StartsWith("kelo: cannot "), HasSubstr(one.message)))
         << one.command[0] << one.reply.body;
     EXPECT_EQ(outcome.out, "") << one.command[0];
   }
