@@ -7,10 +7,11 @@ namespace kelo::devservice {
 namespace {
 
 std::string PlainDate(const std::string& date) {
-  return "REPLACE(REPLACE(REPLACE(" + date + ", ':', ''), '-', ''), 'T', ' ')";
+  return "RTRIM(REPLACE(REPLACE(REPLACE(" + date + ", ':', ''), '-', ''), 'T', ' '), 'Z')";
 }
 
-// Dates that both sides know must agree, whether written with colons or hyphens.
+// Dates that both sides know must agree, whether written with colons or hyphens, with a "Z" or
+// without.
 std::string SameDate(const std::string& column, const std::string& given) {
   return " AND (" + given + " = '' OR " + column + " = '' OR " + PlainDate(column) + " = " +
          PlainDate(given) + ")";

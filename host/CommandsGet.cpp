@@ -2,75 +2,100 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <memory>
 
 #include "Fetch.h"
 #include "Host.h"
 #include "Names.h"
-#include "Records.h"
 #include "ResultText.h"
-#include "Tree.h"
 
 namespace kelo::host {
 namespace {
 
 struct GetOptions {
-  std::vector<std::string> ids;
-  std::string album;
+  std::vector<std::string> targets;
+  std::vector<std::string> albums;
+  bool all = false;
   std::string folder = ".";
+  FetchOptions fetch;
 };
 
-std::vector<tagKELO_ItemInfo> WantedItems(Library& library, const GetOptions& options) {
-  if (!options.album.empty()) {
-    const tagKELO_ItemInfo album = FindAlbum(library, options.album);
-    return library.List(FieldText(album.itemId), kKELOKind_FileItem);
-  }
-  std::vector<tagKELO_ItemInfo> items;
-  for (const std::string& id : options.ids) {
-    items.push_back(FindEntry(library, id));
-    if (IsContainer(items.back()))
-      throw Failure(fmt::format("'{}' is not an item; for all of an album use --album", Shown(id)));
-  }
-  return items;
-}
+// Tells each file's fate as it comes, and counts.
+class Reporter {
+ public:
+  Reporter(Output& out, bool dryRun) : out_(out), dryRun_(dryRun) {}
 
-// Prints what became of each file and gives the exit status; an aborted batch is thrown.
-int Report(const std::vector<FetchedFile>& files) {
-  std::size_t failed = 0;
-  bool aborted = false;
-  for (const FetchedFile& file : files) {
-    const std::string name = Shown(file.path.string());
-    if (file.result == kKELOResult_Success) {
-      fmt::print("{}: stored, {}\n", name, ByteText(file.size));
-      continue;
-    }
-    ++failed;
-    aborted = aborted || file.result == kKELOResult_Aborted;
-    if (file.attempted)
-      fmt::print(stderr, "kelo: {}: {}\n", name, ResultText(file.result, kKELOCommand_Download));
+  void operator()(const FetchedFile& file) {
+    ++counts_[static_cast<std::size_t>(file.outcome)];
+    const std::string name = Shown(file.file.path.string());
+    if (file.outcome == FetchOutcome::kFailed) out_.Problem(name + ": " + file.problem);
+    if (out_.IsJson())
+      out_.Result({}, ToJson(file));
+    else if (file.outcome == FetchOutcome::kStored)
+      out_.Line(fmt::format("{}: stored, {}", name, ByteText(file.size)));
+    else if (file.outcome == FetchOutcome::kNotTried && dryRun_)
+      out_.Line(name + ": would be fetched");
   }
-  if (aborted) throw CommandFailure("download", kKELOResult_Aborted, kKELOCommand_Download);
-  if (failed == 0) return 0;
-  fmt::print(stderr, "kelo: {} of {} not downloaded\n", failed, CountText(files.size(), "file"));
-  return 1;
-}
+
+  int Finish() {
+    if (Interrupt::Signal() != 0) {
+      out_.Problem(fmt::format("aborted: {} of {} stored{}", Count(FetchOutcome::kStored),
+                               Count(FetchOutcome::kStored) + Count(FetchOutcome::kFailed) +
+                                   Count(FetchOutcome::kNotTried),
+                               Also(Count(FetchOutcome::kHere), "already here")));
+      return 128 + Interrupt::Signal();
+    }
+    const std::size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
+    out_.Line(fmt::format("{}, {} already here{}{}",
+                          dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
+                                  : fmt::format("{} downloaded", Count(FetchOutcome::kStored)),
+                          Count(FetchOutcome::kHere), Also(Count(FetchOutcome::kFailed), "failed"),
+                          Also(untried, "not tried")));
+    return Count(FetchOutcome::kFailed) + untried == 0 ? 0 : 1;
+  }
+
+ private:
+  static std::string Also(std::size_t count, std::string_view words) {
+    return count == 0 ? "" : fmt::format(", {} {}", count, words);
+  }
+
+  std::size_t Count(FetchOutcome outcome) const {
+    return counts_[static_cast<std::size_t>(outcome)];
+  }
+
+  Json ToJson(const FetchedFile& file) const {
+    constexpr const char* kWords[] = {"stored", "here", "failed", "notTried"};
+    const bool planned = dryRun_ && file.outcome == FetchOutcome::kNotTried;
+    Json object{{"id", file.file.itemId},
+                {"name", file.file.name},
+                {"path", file.file.path.string()},
+                {"outcome", planned ? "planned" : kWords[static_cast<std::size_t>(file.outcome)]}};
+    if (file.outcome == FetchOutcome::kStored) object["bytes"] = file.size;
+    if (file.outcome == FetchOutcome::kFailed)
+      object["error"] = {{"code", file.code}, {"message", file.problem}};
+    return object;
+  }
+
+  Output& out_;
+  const bool dryRun_;
+  std::array<std::size_t, 4> counts_{};
+};
 
 int Get(Host& host, const GetOptions& options) {
-  if (options.ids.empty() == options.album.empty())
-    throw CLI::ValidationError("get", "name either items or one --album");
+  if (options.all == !(options.targets.empty() && options.albums.empty()))
+    throw CLI::ValidationError("get", "name what to get, or everything with --all");
   Library& library = host.Loaded();
-  const auto items = WantedItems(library, options);
-  if (items.empty()) {
-    fmt::print(stderr, "nothing in it\n");
-    return 0;
-  }
-  std::error_code failed;
-  std::filesystem::create_directories(options.folder, failed);
-  if (!std::filesystem::is_directory(options.folder)) {
-    throw Failure(
-        fmt::format("cannot create the folder {}: {}", Shown(options.folder), failed.message()));
-  }
-  return Report(Fetch(library, items, options.folder));
+  Wanted wanted{.entries = {}, .all = options.all};
+  for (const std::string& target : options.targets)
+    wanted.entries.push_back(FindEntry(library, target));
+  for (const std::string& album : options.albums)
+    wanted.entries.push_back(FindAlbum(library, album));
+  DownloadPlan plan = PlanDownload(library, wanted, options.folder);
+  if (plan.files.empty()) host.Out().Note("nothing in it");
+  Reporter reporter(host.Out(), options.fetch.dryRun);
+  FetchPlan(library, std::move(plan), options.fetch, std::ref(reporter));
+  return reporter.Finish();
 }
 
 }  // namespace
@@ -78,18 +103,33 @@ int Get(Host& host, const GetOptions& options) {
 void AddGetCommand(CLI::App& app, Action& chosen) {
   CLI::App* get = app.add_subcommand("get", "Download originals");
   const auto options = std::make_shared<GetOptions>();
-  CLI::Option* ids = get->add_option("ID", options->ids, "Ids of the items");
-  get->add_option("--album", options->album,
-                  "Id or name of an album to download whole; 'root' for the items in no album")
-      ->excludes(ids);
+  const auto json = std::make_shared<bool>(false);
+  get->add_option("TARGET", options->targets,
+                  "Ids, names or paths of items, albums and folders; 'root' for the items in no "
+                  "album");
+  get->add_option("--album", options->albums, "An album, like a TARGET")->type_name("ALBUM");
+  get->add_flag("--all", options->all, "Everything, friends' albums included");
   get->add_option("--to", options->folder, "Folder to download into, created if missing")
       ->type_name("DIR")
       ->capture_default_str();
+  get->add_flag("--replace", options->fetch.replace,
+                "Get also what is here already, in place of the file that stands there");
+  get->add_flag("--dry-run", options->fetch.dryRun, "Tell what would be downloaded, do nothing");
+  get->add_flag("--json", *json, "Tell of each file as a JSON object, one a line");
   get->footer(
-      "A file that exists is never overwritten. Ctrl-C ends the download and leaves no partial "
-      "file.");
-  get->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Get(host, *options); }; });
+      "One album goes straight into the folder; a folder, several albums and --all make folders as "
+      "in\n"
+      "the account, friends' albums in \"Friends' albums\". A file gets the date of its picture, "
+      "by which\n"
+      "another 'kelo get' knows it and leaves it alone, and 'kelo put' knows that it is stored. "
+      "Two files\n"
+      "that would have one name are numbered. Ctrl-C leaves no partial file.");
+  get->callback([options, json, &chosen] {
+    chosen = [options, json](Host& host) {
+      if (*json) host.Out().UseJson();
+      return Get(host, *options);
+    };
+  });
 }
 
 }  // namespace kelo::host

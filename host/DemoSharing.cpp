@@ -86,11 +86,11 @@ std::size_t DemoStory::DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& i
   fs::create_directory(to);
   const auto files = Fetch(library_, items, to);
   for (std::size_t at = 0; at < files.size(); ++at) {
-    Check("download " + files[at].path.filename().string(), files[at].result,
+    Check("download " + files[at].file.path.filename().string(), files[at].code,
           kKELOCommand_Download);
-    Prove(SameContent(files[at].path, originals[at]),
-          fmt::format("{}: {} bytes, the same", Shown(files[at].path.filename().string()),
-                      fs::file_size(files[at].path)));
+    Prove(SameContent(files[at].file.path, originals[at]),
+          fmt::format("{}: {} bytes, the same", Shown(files[at].file.path.filename().string()),
+                      fs::file_size(files[at].file.path)));
   }
   return files.size();
 }

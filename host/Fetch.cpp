@@ -1,53 +1,144 @@
-// One download command for any number of originals.
+// One download command for each file, so that each stands on disk before the next one begins.
 #include "Fetch.h"
 
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <utility>
+
+#include "Arrival.h"
 #include "Names.h"
 #include "Progress.h"
 #include "Records.h"
+#include "ResultText.h"
 
 namespace kelo::host {
 namespace {
 
-// Failures of one file, after which the library goes on with the next.
-bool GoesOn(std::uint32_t result) {
-  return result == kKELOResult_Success || result == kKELOResult_NotFound ||
-         result == kKELOResult_AlreadyExists || result == kKELOResult_DestinationUnusable;
+namespace fs = std::filesystem;
+
+constexpr int kGiveUpAfter = 3;
+
+// Failures of one file, which say nothing of the next.
+bool IsItsOwn(std::uint32_t code) {
+  return code == kKELOResult_NotFound || code == kKELOResult_AlreadyExists ||
+         code == kKELOResult_DestinationUnusable;
+}
+
+class Fetcher {
+ public:
+  Fetcher(Library& library, DownloadPlan& plan, const FetchOptions& options)
+      : library_(library), plan_(plan), options_(options) {}
+
+  FetchedFile Get(PlannedFile file) {
+    const bool wanted = file.standing == Standing::kNothing || options_.replace;
+    FetchedFile fetched{.file = std::move(file)};
+    if (!wanted)
+      Skip(fetched);
+    else if (!options_.dryRun && failures_ < kGiveUpAfter && !aborted_)
+      Download(fetched);
+    return fetched;
+  }
+
+ private:
+  static void Skip(FetchedFile& fetched) {
+    if (fetched.file.standing == Standing::kThisOne)
+      fetched.outcome = FetchOutcome::kHere;
+    else
+      Fail(fetched, kKELOResult_AlreadyExists,
+           "another file of that name is here; --replace puts the picture in its place");
+  }
+
+  static void Fail(FetchedFile& fetched, std::uint32_t code, std::string_view words) {
+    fetched.outcome = FetchOutcome::kFailed;
+    fetched.code = code;
+    fetched.problem = fmt::format("{} ({})", words, code);
+  }
+
+  static void FailHere(FetchedFile& fetched, int error) {
+    const bool full = error == ENOSPC || error == EDQUOT;
+    Fail(fetched, full ? kKELOResult_NoSpace : kKELOResult_DestinationUnusable,
+         std::strerror(error));
+  }
+
+  void Download(FetchedFile& fetched) {
+    const fs::path folder = fetched.file.path.parent_path();
+    if (const int error = Prepared(folder); error != 0) return FailHere(fetched, error);
+    const fs::path arrived = ArrivalIn(folder);
+    const std::uint32_t code = Transfer(fetched.file, arrived);
+    aborted_ = code == kKELOResult_Aborted;
+    if (aborted_) return;
+    failures_ = code == kKELOResult_Success || IsItsOwn(code) ? 0 : failures_ + 1;
+    if (code != kKELOResult_Success)
+      return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
+    std::error_code failed;
+    fetched.size = fs::file_size(arrived, failed);
+    if (const int error = SettleIn(fetched.file, arrived); error != 0)
+      return FailHere(fetched, error);
+    fetched.outcome = FetchOutcome::kStored;
+  }
+
+  int Prepared(const fs::path& folder) {
+    const auto [known, isNew] = folders_.try_emplace(folder, 0);
+    if (isNew) known->second = PrepareFolder(folder);
+    return known->second;
+  }
+
+  std::uint32_t Transfer(const PlannedFile& file, const fs::path& arrived) {
+    const std::string path = arrived.string();
+    std::vector<tagKELO_DownloadInfo> records(1);
+    CopyText(records[0].url, file.url);
+    records[0].destPath = LentText(path);
+    const Progress progress(library_, {Shown(file.path.filename().string())});
+    return library_.Download(records);
+  }
+
+  // Where the file system takes the name for that of a file that was made before, the next number
+  // is free.
+  int SettleIn(PlannedFile& file, const fs::path& arrived) {
+    while (plan_.paths.BelongsElsewhere(file.path))
+      file.path = plan_.paths.Take(file.wanted, Named::kFile);
+    const int error = Settle(arrived, file.path, file.modified, options_.replace);
+    if (error == 0) plan_.paths.Made(file.path);
+    return error;
+  }
+
+  Library& library_;
+  DownloadPlan& plan_;
+  const FetchOptions& options_;
+  std::map<fs::path, int> folders_;  // those that were prepared, with what went wrong
+  int failures_ = 0;                 // in a row
+  bool aborted_ = false;
+};
+
+bool AnyWanted(const DownloadPlan& plan, const FetchOptions& options) {
+  for (const PlannedFile& file : plan.files)
+    if (file.standing == Standing::kNothing || options.replace) return !options.dryRun;
+  return false;
 }
 
 }  // namespace
 
+void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
+               const std::function<void(const FetchedFile&)>& report) {
+  if (AnyWanted(plan, options)) {
+    if (const int error = PrepareFolder(plan.to); error != 0)
+      throw Failure(fmt::format("cannot create the folder {}: {}", Shown(plan.to.string()),
+                                std::strerror(error)));
+  }
+  Fetcher fetcher(library, plan, options);
+  for (PlannedFile& file : plan.files) report(fetcher.Get(std::move(file)));
+}
+
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemInfo>& items,
-                               const std::filesystem::path& folder) {
+                               const fs::path& folder) {
+  std::map<std::string, FetchedFile, std::less<>> byId;
+  FetchPlan(library, PlanDownload(library, {.entries = items}, folder), {},
+            [&](const FetchedFile& file) { byId.emplace(file.file.itemId, file); });
   std::vector<FetchedFile> files;
-  std::vector<std::string> paths;
-  std::vector<std::string> names;
-  UniqueNames unique;
-  for (const tagKELO_ItemInfo& item : items) {
-    const std::string name = unique.Take(FileName(FieldText(item.name), FieldText(item.itemId)));
-    files.push_back({.path = folder / name});
-    paths.push_back(files.back().path.string());
-    names.push_back(Shown(name));
-  }
-  std::vector<tagKELO_DownloadInfo> records(items.size());
-  for (std::size_t at = 0; at < items.size(); ++at) {
-    // A URL is an attribute of the service's answer: "&" arrives as a reference.
-    CopyText(records[at].url, Resolved(FieldText(items[at].origUrl)));
-    records[at].destPath = LentText(paths[at]);
-  }
-  {
-    const Progress progress(library, names);
-    const std::uint32_t result = library.Download(records);
-    // A command that is refused as a whole leaves the records as they were.
-    if (!records.empty() && result != records.back().result)
-      for (auto& record : records) record.result = result;
-  }
-  bool ended = false;
-  for (std::size_t at = 0; at < files.size(); ++at) {
-    files[at].result = records[at].result;
-    files[at].size = records[at].receivedSize;
-    files[at].attempted = !ended;
-    ended = ended || !GoesOn(records[at].result);
-  }
+  for (const auto& item : items) files.push_back(byId.find(FieldText(item.itemId))->second);
   return files;
 }
 

@@ -1,24 +1,39 @@
-// Downloads of originals: destination names, the command, what became of each file.
+// Downloads the files of a plan and tells what became of each.
 #pragma once
 
-#include <filesystem>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "KELOAccess.h"
+#include "DownloadPlan.h"
 #include "Library.h"
 
 namespace kelo::host {
 
+enum class FetchOutcome { kStored, kHere, kFailed, kNotTried };
+
 struct FetchedFile {
-  std::filesystem::path path;
-  std::uint32_t result = 0;
-  std::uint32_t size = 0;
-  bool attempted = true;  // false: an earlier failure ended the batch
+  PlannedFile file;
+  FetchOutcome outcome = FetchOutcome::kNotTried;
+  std::uint64_t size = 0;  // bytes of a stored file
+  std::uint32_t code = 0;  // of a failure, and its words
+  std::string problem = {};
 };
 
-// Downloads the originals of `items` into `folder`, in order. File names come from the item names,
-// made harmless and different from each other; a file that exists is left alone (4099).
+struct FetchOptions {
+  bool replace = false;  // get anew what is here
+  bool dryRun = false;   // what would be got is kNotTried
+};
+
+// One file after another; `report` hears of each when it is over. A file has its name only when it
+// is whole and dated. After three failures in a row that are not the file's own (no connection, no
+// space) the rest is not tried; nor after an abort. Throws Failure when the folder of the plan
+// cannot be made.
+void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
+               const std::function<void(const FetchedFile&)>& report);
+
+// The originals of `items` into `folder`, in their order.
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemInfo>& items,
                                const std::filesystem::path& folder);
 

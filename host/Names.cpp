@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 #include "text/Unicode.h"
 #include "text/XMLUtility.h"
@@ -12,7 +13,10 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kFileNameBytes = 240;  // leaves room for a suffix
+constexpr std::size_t kFileNameBytes = 255;   // what file systems take
+constexpr std::size_t kNameFieldBytes = 255;  // of the library's records
+constexpr std::size_t kReferenceBytes = 8;    // "&#26716;"
+constexpr std::size_t kExtensionBytes = 16;   // a longer one is none
 
 struct Range {
   UChar32 first, last;
@@ -45,21 +49,53 @@ std::string Cleaned(std::string_view text, char substitute, std::string_view als
   return clean;
 }
 
-// Shortens before the extension, at a character's start.
+// Where the extension begins, with its dot; the end where there is none.
+std::size_t ExtensionAt(const std::string& name) {
+  const std::size_t dot = name.rfind('.');
+  const bool none = dot == std::string::npos || dot == 0 || name.size() - dot > kExtensionBytes;
+  return none ? name.size() : dot;
+}
+
+// The stem, shortened if need be, and the tail.
+std::string Joined(std::string_view stem, const std::string& tail) {
+  const std::size_t room = kFileNameBytes - tail.size();
+  return std::string(stem.size() <= room ? stem : WithoutCutCharacter(stem.substr(0, room))) + tail;
+}
+
 std::string Shortened(const std::string& name) {
-  if (name.size() <= kFileNameBytes) return name;
-  std::size_t dot = name.rfind('.');
-  if (dot == std::string::npos || name.size() - dot > 16) dot = name.size();
-  const std::string extension = name.substr(dot);
-  std::size_t end = kFileNameBytes - extension.size();
-  while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0u) == 0x80u) --end;
-  return name.substr(0, end) + extension;
+  const std::size_t extension = ExtensionAt(name);
+  return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
 }
 
 std::string Component(std::string_view text) {
-  std::string name = Cleaned(text, '_', "/\\");
+  std::string composed;
+  const std::string_view whole = ComposeUtf8(text, composed);
+  std::string name = Cleaned(whole.empty() ? text : whole, '_', "/\\");
   if (!name.empty() && name[0] == '.') name[0] = '_';
   return Shortened(name);
+}
+
+// The first half of a pair of references, "&#55357;", at the end of the text; its size.
+std::size_t LoneSurrogateAtEnd(std::string_view text) {
+  const std::size_t at = text.rfind("&#");
+  if (at == std::string_view::npos || text.back() != ';') return 0;
+  unsigned unit = 0;
+  const std::string_view number = text.substr(at + 2, text.size() - at - 3);
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), unit);
+  const bool lead = error == std::errc() && unit >= 0xD800 && unit <= 0xDBFF;
+  return lead && end == number.data() + number.size() ? text.size() - at : 0;
+}
+
+// A text that fills its field, without what was cut in the middle at its end.
+std::string_view WithoutCutEnd(std::string_view raw) {
+  if (!MayBeCut(raw)) return raw;
+  const std::size_t reference = raw.rfind('&');
+  const bool cut = reference != std::string_view::npos &&
+                   raw.size() - reference < kReferenceBytes &&
+                   raw.find(';', reference) == std::string_view::npos;
+  if (cut) raw.remove_suffix(raw.size() - reference);
+  raw.remove_suffix(LoneSurrogateAtEnd(raw));
+  return WithoutCutCharacter(raw);
 }
 
 }  // namespace
@@ -72,29 +108,29 @@ std::string Resolved(std::string_view raw) {
   return text;
 }
 
+std::string NameText(std::string_view raw) {
+  return Resolved(WithoutCutEnd(raw));
+}
+
+bool MayBeCut(std::string_view raw) {
+  return raw.size() == kNameFieldBytes;
+}
+
 std::string Shown(std::string_view raw) {
-  return Cleaned(Resolved(raw), '?', "");
+  return Cleaned(NameText(raw), '?', "");
 }
 
 std::string FileName(std::string_view raw, std::string_view fallback) {
-  std::string name = Component(Resolved(raw));
+  std::string name = Component(NameText(raw));
   if (name.empty()) name = Component(fallback);
   return name.empty() ? "unnamed" : name;
 }
 
-std::string UniqueNames::Take(const std::string& name) {
-  const auto folded = [](std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return text;
-  };
-  std::size_t dot = name.rfind('.');
-  if (dot == std::string::npos || dot == 0) dot = name.size();
-  std::string unique = name;
-  int& last = lastNumber_.try_emplace(folded(name), 1).first->second;
-  while (!taken_.insert(folded(unique)).second)
-    unique = fmt::format("{} ({}){}", name.substr(0, dot), ++last, name.substr(dot));
-  return unique;
+std::string NumberedName(const std::string& name, int number, Named named) {
+  if (number == 1) return name;
+  const std::size_t extension = named == Named::kFile ? ExtensionAt(name) : name.size();
+  return Joined(std::string_view(name).substr(0, extension),
+                fmt::format(" ({}){}", number, name.substr(extension)));
 }
 
 std::string ByteText(std::uint64_t bytes) {

@@ -3,8 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -12,24 +10,24 @@ namespace kelo::host {
 
 // The text with character and entity references resolved; as it stands where that is not possible.
 std::string Resolved(std::string_view raw);
+// The same for a name: where it fills the field of its record it may end in the middle of a
+// reference or character, which is left out.
+std::string NameText(std::string_view raw);
+// Whether the name fills its field, so that its end may be missing.
+bool MayBeCut(std::string_view raw);
 
-// For a terminal: resolved, and every control, direction mark and malformed byte shown as "?".
+// For a terminal: a name's text, and every control, direction mark and malformed byte shown as "?".
 std::string Shown(std::string_view raw);
 
-// One harmless path component made from a name of the service, at most 240 bytes; `fallback` (made
-// harmless too) where nothing is left. Never ".", "..", hidden, or with a separator.
+// One harmless path component made from a name of the service, at most 255 bytes, composed (NFC);
+// `fallback` (made harmless too) where nothing is left. Never ".", "..", hidden, or with a
+// separator.
 std::string FileName(std::string_view raw, std::string_view fallback);
 
-// Gives each name once: the second "a.jpg" becomes "a (2).jpg". Case is not counted as a
-// difference, since not every file system counts it.
-class UniqueNames {
- public:
-  std::string Take(const std::string& name);
-
- private:
-  std::set<std::string> taken_;
-  std::map<std::string, int> lastNumber_;  // by folded name, so that many equal names stay cheap
-};
+// The n-th of several entries that would have one name: "a.jpg", then "a (2).jpg". A folder's name
+// has no extension.
+enum class Named { kFile, kFolder };
+std::string NumberedName(const std::string& name, int number, Named named = Named::kFile);
 
 // "12 bytes", "34.5 kB", "1.2 GB".
 std::string ByteText(std::uint64_t bytes);

@@ -25,6 +25,13 @@ inline UChar32 NextCharacter(std::string_view text, size_t& i) {
   U8_NEXT(text.data(), i, text.size(), c);
   return c;
 }
+
+// Without a character at the end whose last bytes are missing.
+inline std::string_view WithoutCutCharacter(std::string_view text) {
+  auto size = static_cast<ptrdiff_t>(text.size());  // the macro looks below zero
+  U8_TRUNCATE_IF_INCOMPLETE(text.data(), 0, size);
+  return text.substr(0, static_cast<size_t>(size));
+}
 #pragma GCC diagnostic pop
 
 bool Utf8ToUtf16(std::string_view text, std::u16string& out);

@@ -36,19 +36,40 @@ TEST(NamesTest, MakesOneHarmlessPathComponent) {
   std::string longName;
   for (int i = 0; i < 100; ++i) longName += "桜";
   const std::string cut = FileName(longName + ".jpg", "id");
-  EXPECT_LE(cut.size(), 240u);
+  EXPECT_LE(cut.size(), 255u);
   EXPECT_EQ(Shown(cut), cut);
   EXPECT_TRUE(cut.ends_with("桜.jpg")) << cut;
 }
 
-TEST(NamesTest, GivesEachNameOnce) {
-  UniqueNames names;
-  EXPECT_EQ(names.Take("a.jpg"), "a.jpg");
-  EXPECT_EQ(names.Take("a (2).jpg"), "a (2).jpg");
-  EXPECT_EQ(names.Take("a.jpg"), "a (3).jpg");
-  EXPECT_EQ(names.Take("A.JPG"), "A (4).JPG");
-  EXPECT_EQ(names.Take("README"), "README");
-  EXPECT_EQ(names.Take("README"), "README (2)");
+TEST(NamesTest, NumbersNamesBeforeTheirExtension) {
+  EXPECT_EQ(NumberedName("a.jpg", 1), "a.jpg");
+  EXPECT_EQ(NumberedName("a.b.jpg", 2), "a.b (2).jpg");
+  EXPECT_EQ(NumberedName("README", 3), "README (3)");
+  EXPECT_EQ(NumberedName("St. Ives", 2, Named::kFolder), "St. Ives (2)");
+  const std::string full = FileName(std::string(300, 'n') + ".jpg", "id");
+  EXPECT_EQ(full.size(), 255u);
+  EXPECT_EQ(NumberedName(full, 10), std::string(246, 'n') + " (10).jpg");
+}
+
+// A name that fills its field of 255 bytes ends anywhere.
+TEST(NamesTest, LeavesOutWhatWasCutAtTheEndOfTheField) {
+  const std::pair<std::string, std::string> cases[] = {{"&#26716;", "桜"},
+                                                       {"&#26716", ""},
+                                                       {"&#", ""},
+                                                       {"&", ""},
+                                                       {"&quot", ""},
+                                                       {"&quot;", "\""},
+                                                       {"&#55357;&#56360;", "🐨"},
+                                                       {"&#55357;&#5636", ""},
+                                                       {"&#55357;", ""},
+                                                       {"\xE6\xA1", ""},
+                                                       {"\xF0\x9F\x90", ""},
+                                                       {"\xC3\xA9", "é"},
+                                                       {"Tom & Jerry.jpg", "Tom & Jerry.jpg"}};
+  for (const auto& [end, text] : cases) {
+    const std::string rest(255 - end.size(), 'n');
+    EXPECT_EQ(NameText(rest + end), rest + text) << end;
+  }
 }
 
 TEST(NamesTest, WritesSizes) {
