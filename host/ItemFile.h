@@ -1,0 +1,29 @@
+// What the file of an item is called and dated.
+#pragma once
+
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "KELOAccess.h"
+
+namespace kelo::host {
+
+// The item's name as a file name, else its id. Where the name was cut, the extension of the item's
+// format is put back.
+std::string ItemFileName(const tagKELO_ItemInfo& item);
+
+// The moment that a date of the service names: "2026-11-21T10:20:30Z" and what differs from it in
+// the separators, a fraction or an offset such as "+09:00"; without one it is UTC. Nothing for
+// anything else.
+std::optional<std::time_t> MomentOf(std::string_view date);
+
+// The item's modify date.
+std::optional<std::time_t> ItemDate(const tagKELO_ItemInfo& item);
+
+// Whether a regular file stands at the path, modified at that moment; at any where none is known.
+bool IsFileOf(const std::filesystem::path& path, std::optional<std::time_t> modified);
+
+}  // namespace kelo::host
