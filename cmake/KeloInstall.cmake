@@ -1,4 +1,4 @@
-# Installation: library, header, CMake package, pkg-config file, manual pages, and, where the host is
+# Installation: library, headers, CMake package, pkg-config file, manual pages, and, where the host is
 # built, kelo, kelo-devservice and the sample pictures.
 include(CMakePackageConfigHelpers)
 
@@ -7,6 +7,9 @@ set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/tVQAccess2)
 install(TARGETS tVQAccess2 EXPORT tVQAccess2Targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The interface for C++, beside the public header.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.hpp")
 install(EXPORT tVQAccess2Targets NAMESPACE tVQAccess2:: DESTINATION ${package_directory})
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/tVQAccess2Config.cmake.in

@@ -1,6 +1,6 @@
 """Runs the examples against a local service that holds some pictures, and checks what they did.
 
-    run_examples.py KELO-DEVSERVICE BROWSE ADDRESSES PICTURES
+    run_examples.py KELO-DEVSERVICE BROWSE BROWSE-CPP ADDRESSES PICTURES
 """
 import html
 import os
@@ -9,7 +9,7 @@ import subprocess
 import sys
 import tempfile
 
-service_program, browse, addresses, pictures = sys.argv[1:]
+service_program, browse, browse_cpp, addresses, pictures = sys.argv[1:]
 pictures = pathlib.Path(pictures)
 
 
@@ -41,10 +41,9 @@ def output(example, credentials, folder, *arguments):
     return run.stdout
 
 
-def check_browse(printed, target):
+def check_browse(listed, target):
     in_folders = [file for file in pictures.rglob("*") if file.is_file() and file.parent != pictures]
     assert in_folders, "there are no pictures to import"
-    listed = html.unescape(printed)  # names stand as the service writes them
     for file in in_folders:
         assert file.name in listed, f"{file.name} is not listed in:\n{listed}"
     content = target.read_bytes()
@@ -54,7 +53,10 @@ def check_browse(printed, target):
 service, credentials = start_service()
 with tempfile.TemporaryDirectory() as folder:
     target = pathlib.Path(folder, "picture")
-    check_browse(output(browse, credentials, folder, target), target)
+    # In C, names stand as the service writes them.
+    check_browse(html.unescape(output(browse, credentials, folder, target)), target)
+    target.unlink()
+    check_browse(output(browse_cpp, credentials, folder, target), target)
     listed = output(addresses, credentials, folder)
     assert "@" in listed, f"no address in {listed}"
     service.communicate()  # ends its standard input, and so the service

@@ -1,0 +1,302 @@
+// Part of KELOAccess.hpp: the commands, each over its cleared record.
+#ifndef KELOACCESS_LIBRARY_HPP
+#define KELOACCESS_LIBRARY_HPP
+
+#include "KELOAccess/Batch.hpp"
+#include "KELOAccess/Results.hpp"
+#include "KELOAccess/Texts.hpp"
+
+namespace kelo {
+
+inline Library::Library(std::uint32_t recordBudget) {
+  if (exists_.exchange(true)) throw Error("there is a kelo::Library already", 0);
+  const std::uint32_t result = KELOAccessInitialize(recordBudget);
+  if (result == kKELOResult_Success) return;
+  exists_ = false;
+  throw Error(result, 0);
+}
+
+inline Library::~Library() {
+  KELOAccessClose();
+  exists_ = false;
+}
+
+inline std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record,
+                                      const OnProgress& progress) {
+  const std::lock_guard turn(turn_);
+  // The lock is recursive: who has it here is in the midst of a command already.
+  if (inCallback_) throw Error("a progress callback can send nothing", code);
+  if (!progress) return KELOAccessCommand(code, record);
+  const detail::Listener listener(progress, inCallback_);
+  const std::uint32_t result = KELOAccessCommand(code, record);
+  listener.RethrowWhatWasThrown();
+  return result;
+}
+
+inline void Library::Send(std::uint32_t code, tagCommandControlInfo* record) {
+  detail::Check(Command(code, record), code);
+}
+
+inline void Library::Abort() noexcept {
+  KELOAccessCommand(kKELOCommand_Abort, nullptr);
+}
+
+// ---- Session ----
+
+inline void Library::Open(const Credentials& credentials) {
+  constexpr std::uint32_t kCommand = kKELOCommand_OpenSession;
+  tagKELO_OpenSessionInfo parameters{};
+  parameters.word = credentials.word;
+  tagCommandControlInfo record = detail::Record(&parameters);
+  detail::Put(record.apiKey, credentials.apiKey, {"API key", kCommand});
+  detail::Put(record.authToken, credentials.authToken, {"authentication token", kCommand});
+  detail::Put(record.signingSecret, credentials.signingSecret, {"signing secret", kCommand});
+  Send(kCommand, &record);
+}
+
+inline void Library::Close() {
+  Send(kKELOCommand_CloseSession, nullptr);
+}
+
+inline kelo::Session Library::Session() {
+  kelo::Session session{};
+  tagCommandControlInfo record = detail::Record(&session);
+  Send(kKELOCommand_GetSessionInfo, &record);
+  return session;
+}
+
+inline void Library::Restore(kelo::Session session, std::string_view signingSecret) {
+  tagCommandControlInfo record = detail::Record(&session);
+  detail::Put(record.signingSecret, signingSecret, {"signing secret", kKELOCommand_SetSessionInfo});
+  Send(kKELOCommand_SetSessionInfo, &record);
+}
+
+inline void Library::ExtendToken(kelo::Session session, std::string_view signingSecret) {
+  constexpr std::uint32_t kCommand = kKELOCommand_ExtendTokenLimit;
+  tagCommandControlInfo record = detail::Record(&session);
+  detail::Put(record.signingSecret, signingSecret, {"signing secret", kCommand});
+  Send(kCommand, &record);
+}
+
+inline Storage Library::Capacity() {
+  tagKELO_StorageCapacityInfo capacity{};
+  tagCommandControlInfo record = detail::Record(&capacity);
+  Send(kKELOCommand_GetStorageCapacity, &record);
+  // What the service refuses stands only here.
+  detail::Check(capacity.result, kKELOCommand_GetStorageCapacity);
+  return {capacity.dataCapacity, capacity.storageCapacity};
+}
+
+// ---- Catalogue ----
+
+inline void Library::Load() {
+  Send(kKELOCommand_LoadHierarchy, nullptr);
+}
+
+inline std::uint32_t Library::Count(std::string_view target, Kind kinds) {
+  std::uint32_t count = 0;
+  tagCommandControlInfo record = detail::Targeted(target, &count, kKELOCommand_GetItemsCount);
+  record.selectionFlags = Bits(kinds);
+  Send(kKELOCommand_GetItemsCount, &record);
+  return count;
+}
+
+inline std::vector<tagKELO_ItemInfo> Library::ListRecords(std::string_view target, Kind kinds) {
+  const std::lock_guard turn(turn_);  // nothing may come between the two
+  std::vector<tagKELO_ItemInfo> items(Count(target, kinds));
+  if (items.empty()) return items;
+  tagCommandControlInfo record =
+      detail::Targeted(target, items.data(), kKELOCommand_GetItemsList);
+  record.entryCount = static_cast<std::uint32_t>(items.size());
+  record.selectionFlags = Bits(kinds);
+  Send(kKELOCommand_GetItemsList, &record);
+  return items;
+}
+
+inline std::vector<Item> Library::List(std::string_view target, Kind kinds) {
+  const std::vector<tagKELO_ItemInfo> records = ListRecords(target, kinds);
+  return std::vector<Item>(records.begin(), records.end());
+}
+
+inline tagKELO_ItemInfo Library::InfoRecord(std::string_view id, bool fresh) {
+  tagKELO_ItemInfo item{};
+  tagCommandControlInfo record = detail::Targeted(id, &item, kKELOCommand_GetItemInfo);
+  if (fresh) record.outputOptions = kKELOOption_AskService;
+  Send(kKELOCommand_GetItemInfo, &record);
+  return item;
+}
+
+inline Item Library::Info(std::string_view id) {
+  return Item(InfoRecord(id));
+}
+
+inline Item Library::FreshInfo(std::string_view id) {
+  return Item(InfoRecord(id, true));
+}
+
+// ---- Edits ----
+
+inline std::vector<AddedContainer> Library::AddContainers(std::string_view parent,
+                                                          View<NewContainer> containers) {
+  constexpr std::uint32_t kCommand = kKELOCommand_AddItems;
+  detail::Batch<tagKELO_ItemInfo, AddedContainer> batch;
+  for (const NewContainer& container : containers)
+    batch.Add([&](tagKELO_ItemInfo& record) {
+      record.kind = Bits(container.kind);
+      detail::Put(record.name, container.name, {"name", kCommand});
+    });
+  return batch.Send(*this, kCommand, detail::Targeted(parent, nullptr, kCommand), {}, false,
+                    [](const tagKELO_ItemInfo& record, AddedContainer& added) {
+                      added.id = detail::FieldText(record.itemId);
+                    });
+}
+
+inline std::string Library::AddFolder(std::string_view name) {
+  const AddedContainer added = AddContainers(kRoot, {{std::string(name), Kind::Folder}}).front();
+  if (added.error) throw Error(*added.error);
+  return added.id;
+}
+
+inline std::string Library::AddAlbum(std::string_view parent, std::string_view name) {
+  const AddedContainer added = AddContainers(parent, {{std::string(name), Kind::Album}}).front();
+  if (added.error) throw Error(*added.error);
+  return added.id;
+}
+
+inline std::vector<AddedLink> Library::AddLinks(std::string_view album, View<std::string> itemIds) {
+  constexpr std::uint32_t kCommand = kKELOCommand_AddNewLink;
+  detail::Batch<tagKELO_AddLinkInfo, AddedLink> batch;
+  for (const std::string& id : itemIds)
+    batch.Add(
+        [&](tagKELO_AddLinkInfo& record) { detail::PutId(record.itemIdList, id, kCommand); });
+  return batch.Send(*this, kCommand, detail::Targeted(album, nullptr, kCommand), {}, false,
+                    [](const tagKELO_AddLinkInfo&, AddedLink&) {});
+}
+
+inline void Library::Modify(std::string_view id, const Properties& properties) {
+  constexpr std::uint32_t kCommand = kKELOCommand_ModifyProps;
+  tagKELO_PropertyInfo edits{};
+  if (properties.caption) {
+    edits.propertyMask |= kKELOProperty_Caption;
+    detail::Put(edits.caption, *properties.caption, {"caption", kCommand});
+  }
+  if (properties.captionFlag) {
+    edits.propertyMask |= kKELOProperty_CaptionFlag;
+    edits.captionFlag = *properties.captionFlag ? 1 : 0;
+  }
+  if (properties.rating) {
+    edits.propertyMask |= kKELOProperty_Rating;
+    edits.rating = *properties.rating;
+  }
+  if (edits.propertyMask == 0) throw Error("no property is given", kCommand);
+  tagCommandControlInfo record = detail::Targeted(id, &edits, kCommand);
+  Send(kCommand, &record);
+}
+
+inline void Library::AddTags(std::string_view id, std::string_view tags) {
+  const std::lock_guard turn(turn_);
+  tagKELO_TagInfo text{};
+  detail::Put(text.text, tags, {"tags", kKELOCommand_AddTags});
+  const Kind kind = Info(id).kind;
+  tagCommandControlInfo record = detail::Targeted(id, &text, kKELOCommand_AddTags);
+  record.selectionFlags = Is(kind, Kind::FileItem) ? kKELOTagTarget_FileItem
+                          : Is(kind, Kind::Album)  ? kKELOTagTarget_Album
+                                                   : kKELOTagTarget_RootAlbum;
+  Send(kKELOCommand_AddTags, &record);
+}
+
+// ---- Transfers ----
+
+inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<UploadFile> files,
+                                                 const UploadOptions& options,
+                                                 const OnProgress& progress) {
+  constexpr std::uint32_t kCommand = kKELOCommand_Upload;
+  tagCommandControlInfo command = detail::Targeted(album, nullptr, kCommand);
+  if (options.checkDuplicates) {
+    command.outputOptions = kKELOOption_CheckDuplicates;
+    command.selectionFlags = options.comparedDates;
+  }
+  detail::Batch<tagKELO_LoadInfo, UploadedFile> batch;
+  for (const UploadFile& file : files)
+    batch.Add([&](tagKELO_LoadInfo& record) {
+      const std::string path = detail::PathText(file.path);
+      const std::string name = file.name.empty() ? detail::PathText(file.path.filename()) : file.name;
+      detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
+      detail::RequireTexts(kCommand, "name", {name});
+      detail::Describe(file, record);
+      record.filePath = batch.Lend(path);
+      record.fileName = batch.Lend(name);
+    });
+  return batch.Send(*this, kCommand, command, progress, true,
+                    [](const tagKELO_LoadInfo& record, UploadedFile& uploaded) {
+                      uploaded.id = detail::FieldText(record.itemId);
+                    });
+}
+
+inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
+                                                     const OnProgress& progress) {
+  constexpr std::uint32_t kCommand = kKELOCommand_Download;
+  detail::Batch<tagKELO_DownloadInfo, DownloadedFile> batch;
+  for (const DownloadFile& file : files)
+    batch.Add([&](tagKELO_DownloadInfo& record) {
+      const std::string path = detail::PathText(file.path);
+      detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
+      detail::Put(record.url, file.url, {"URL", kCommand});
+      record.destPath = batch.Lend(path);
+    });
+  return batch.Send(*this, kCommand, detail::Record(nullptr), progress, false,
+                    [](const tagKELO_DownloadInfo& record, DownloadedFile& downloaded) {
+                      downloaded.size = record.receivedSize;
+                    });
+}
+
+// ---- Sharing ----
+
+inline Recipients Library::VerifyRecipients(View<std::string> addresses) {
+  constexpr std::uint32_t kCommand = kKELOCommand_VerifyRecipient;
+  const std::string list = detail::JoinAddresses(addresses);
+  detail::RequireTexts(kCommand, "address list", {list});
+  tagKELO_RecipientInfo lists{};
+  lists.recipients = detail::Lent(list);
+  tagCommandControlInfo record = detail::Record(&lists);
+  record.outputOptions = kKELOOption_ReturnTexts;
+  const std::uint32_t result = Command(kCommand, &record);
+  const detail::HandedText accepted(lists.accepted);
+  const detail::HandedText rejected(lists.rejected);
+  if (result != kKELOResult_RecipientsRejected) detail::Check(result, kCommand);
+  return {detail::SplitAddresses(accepted.Text()), detail::SplitAddresses(rejected.Text())};
+}
+
+inline std::vector<std::string> Library::AddressList() {
+  tagKELO_StringInfo list{};
+  tagCommandControlInfo record = detail::Record(&list);
+  const std::uint32_t result = Command(kKELOCommand_GetAddressList, &record);
+  const detail::HandedText text(list);
+  detail::Check(result, kKELOCommand_GetAddressList);
+  // Resolved first: the ";" of a reference separates nothing.
+  return detail::SplitAddresses(Decoded(text.Text()));
+}
+
+inline Recipients Library::SendMail(std::string_view album, const Mail& mail) {
+  constexpr std::uint32_t kCommand = kKELOCommand_SendPictureMail;
+  const std::string list = detail::JoinAddresses(mail.recipients);
+  detail::RequireTexts(kCommand, "address list", {list});
+  detail::RequireTexts(kCommand, "text", {mail.subject, mail.text});
+  tagKELO_PictureMailInfo letter{};
+  letter.recipients = detail::Lent(list);
+  letter.subject = detail::Lent(mail.subject);
+  letter.body = detail::Lent(mail.text);
+  letter.removeGPS = mail.removeGps ? 1 : 0;
+  tagCommandControlInfo record = detail::Targeted(album, &letter, kCommand);
+  if (mail.verify) record.outputOptions = kKELOOption_VerifyRecipients | kKELOOption_ReturnTexts;
+  const std::uint32_t result = Command(kCommand, &record);
+  const detail::HandedText accepted(letter.accepted);
+  const detail::HandedText rejected(letter.rejected);
+  detail::Check(result, kCommand);
+  if (!mail.verify) return {detail::SplitAddresses(list), {}};
+  return {detail::SplitAddresses(accepted.Text()), detail::SplitAddresses(rejected.Text())};
+}
+
+}  // namespace kelo
+
+#endif  // KELOACCESS_LIBRARY_HPP

@@ -1,0 +1,105 @@
+// Callbacks: what they may capture, give and throw; aborts; and that the next command is as ever.
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "LibraryFixture.h"
+
+namespace kelo::testing {
+namespace {
+
+class ProgressTest : public LibraryTest {
+ protected:
+  void SetUp() override { Open(); }
+
+  // Two files of a megabyte; `slowly`: they would take half a minute.
+  std::vector<DownloadFile> Files(bool slowly) {
+    service().SetScript([slowly](const LoggedRequest& request) -> std::optional<Reply> {
+      if (request.method != "GET") return std::nullopt;
+      Reply reply;
+      reply.body.assign(1 << 20, 'x');
+      if (slowly) {
+        reply.chunkSize = 1024;
+        reply.chunkDelay = std::chrono::milliseconds(20);
+      }
+      return reply;
+    });
+    return {{Url() + "/a", folder().Path("a")}, {Url() + "/b", folder().Path("b")}};
+  }
+  void ExpectAborted(const std::vector<DownloadedFile>& files) {
+    ASSERT_EQ(files.size(), 2u);
+    for (const DownloadedFile& file : files) {
+      ASSERT_TRUE(file.error);
+      EXPECT_EQ(file.error->Code(), uint32_t{kKELOResult_Aborted});
+    }
+    ExpectNothingLeft();
+  }
+  void ExpectNothingLeft() {
+    EXPECT_EQ(folder().EntryCount(), 1u) << "more than the file of the URL";
+    EXPECT_EQ(library_.Capacity().used, 0u);
+  }
+};
+
+TEST_F(ProgressTest, AnyCallableHearsOfATransfer) {
+  std::vector<Progress> heard;
+  auto owned = std::make_unique<int>(0);
+  const auto files = Files(false);
+  auto count = [&heard, owned = std::move(owned)](const Progress& progress) mutable {
+    heard.push_back(progress);
+    ++*owned;
+  };
+  const auto downloaded = library_.Download(files, std::move(count));
+  EXPECT_FALSE(downloaded[0].error || downloaded[1].error);
+  ASSERT_FALSE(heard.empty());
+  EXPECT_EQ(heard.back().done, 1u << 20);
+  EXPECT_EQ(heard.back().files, 2u);
+  EXPECT_EQ(heard.back().filesDone, 2u);
+  EXPECT_FALSE(heard.back().isUpload);
+
+  heard.clear();
+  library_.Upload(kRoot, {{.path = files[0].path}}, {},
+                  [&](const Progress& p) { heard.push_back(p); });
+  ASSERT_FALSE(heard.empty());
+  EXPECT_TRUE(heard.back().isUpload);
+  EXPECT_EQ(heard.back().total, 1u << 20);
+
+  // It hears of its own command only.
+  heard.clear();
+  library_.Upload(kRoot, {{.path = files[1].path}});
+  EXPECT_TRUE(heard.empty());
+}
+
+TEST_F(ProgressTest, FalseAborts) {
+  int calls = 0;
+  ExpectAborted(library_.Download(Files(true), [&](const Progress&) { return ++calls < 2; }));
+  EXPECT_EQ(calls, 2) << "nothing is told behind the one that ended it";
+}
+
+TEST_F(ProgressTest, WhatACallbackThrowsComesOutOfTheCall) {
+  const auto fail = [](const Progress&) { throw std::out_of_range("mine"); };
+  EXPECT_THROW(library_.Download(Files(true), fail), std::out_of_range);
+  ExpectNothingLeft();
+  EXPECT_EQ(Requests("").size(), 1u) << "the second file was asked for";
+}
+
+TEST_F(ProgressTest, ACallbackSendsNothingButAbort) {
+  std::string words;
+  ExpectAborted(library_.Download(Files(true), [&](const Progress&) {
+    words = Failure([&] { library_.Capacity(); });
+    library_.Abort();
+  }));
+  EXPECT_EQ(words, "cannot ask for the storage: a progress callback can send nothing (4112)");
+}
+
+TEST_F(ProgressTest, AnotherThreadAborts) {
+  const auto files = Files(true);
+  std::thread other([&] {
+    service().WaitForRequest([](const LoggedRequest& request) { return request.method == "GET"; });
+    library_.Abort();
+  });
+  ExpectAborted(library_.Download(files));
+  other.join();
+}
+
+}  // namespace
+}  // namespace kelo::testing
