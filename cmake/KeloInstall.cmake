@@ -26,16 +26,21 @@ file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /pre
 configure_file(${CMAKE_CURRENT_LIST_DIR}/tVQAccess2.pc.in ${PROJECT_BINARY_DIR}/tVQAccess2.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tVQAccess2.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# The library's manual page is made from the header.
+# The library's manual pages are made from its headers.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
-set(manual_page ${PROJECT_BINARY_DIR}/libtVQAccess2.3)
-set(public_header ${PROJECT_SOURCE_DIR}/include/KELOAccess.h)
 set(manual_maker ${PROJECT_SOURCE_DIR}/scripts/make-header-man)
-add_custom_command(OUTPUT ${manual_page}
-  COMMAND Python3::Interpreter ${manual_maker} ${public_header} ${PROJECT_VERSION} ${manual_page}
-  DEPENDS ${public_header} ${manual_maker} VERBATIM)
-add_custom_target(library_manual ALL DEPENDS ${manual_page})
-install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+set(page_of_h libtVQAccess2.3)
+set(page_of_hpp libtVQAccess2++.3)
+foreach(suffix IN ITEMS h hpp)
+  set(public_header ${PROJECT_SOURCE_DIR}/include/KELOAccess.${suffix})
+  set(manual_page ${PROJECT_BINARY_DIR}/${page_of_${suffix}})
+  add_custom_command(OUTPUT ${manual_page}
+    COMMAND Python3::Interpreter ${manual_maker} ${public_header} ${PROJECT_VERSION} ${manual_page}
+    DEPENDS ${public_header} ${manual_maker} VERBATIM)
+  list(APPEND manual_pages ${manual_page})
+endforeach()
+add_custom_target(library_manual ALL DEPENDS ${manual_pages})
+install(FILES ${manual_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
 if(KELO_BUILD_HOST)
   install(TARGETS kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -184,7 +184,7 @@ struct UploadOptions {
 // What became of a file. One that is stored already has the error kKELOResult_AlreadyExists or
 // kKELOResult_AlreadyInAlbum.
 struct UploadedFile {
-  std::string id{};  // of the stored file; empty without an error: the service did not confirm it
+  std::string id{};  // of the stored file, also of one that was; empty without error: not confirmed
   std::optional<Error> error{};
 };
 
@@ -261,7 +261,8 @@ class Library {
   void Open(const Credentials& credentials);
   void Close();
   kelo::Session Session();  // throws kKELOResult_NotFound while there is none
-  // Goes on with a session that was open. The account has to be loaded again.
+  // Goes on with a session that was open. The account has to be loaded again. An empty secret leaves the
+  // one that was used last.
   void Restore(kelo::Session session, std::string_view signingSecret);
   // Keeps a token from running out, also of a session that is not this one's. Reports nothing: whether
   // the session lives shows in the next command.

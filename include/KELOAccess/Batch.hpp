@@ -145,7 +145,10 @@ inline std::string PathText(const std::filesystem::path& path) {
 // When the file was changed, in UTC, as the service writes dates.
 inline std::string ModifyDate(const std::filesystem::path& path) {
   using namespace std::chrono;
-  const auto time = floor<seconds>(file_clock::to_sys(std::filesystem::last_write_time(path)));
+  std::error_code failed;
+  const auto changed = std::filesystem::last_write_time(path, failed);
+  if (failed) throw Error(kKELOResult_NotFound, kKELOCommand_Upload);
+  const auto time = floor<seconds>(file_clock::to_sys(changed));
   const auto day = floor<days>(time);
   const year_month_day date(day);
   const hh_mm_ss clock(time - day);

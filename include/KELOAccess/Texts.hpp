@@ -187,10 +187,12 @@ inline std::string Decoded(std::string_view raw) {
   std::string text;
   text.reserve(raw.size());
   while (!raw.empty()) {
-    if (const detail::Reference reference = detail::FirstReference(raw); reference.length > 0) {
-      detail::AppendUtf8(reference.character, text);
-      raw.remove_prefix(reference.length);
-      continue;
+    if (raw.front() == '&') {
+      if (const detail::Reference found = detail::FirstReference(raw); found.length > 0) {
+        detail::AppendUtf8(found.character, text);
+        raw.remove_prefix(found.length);
+        continue;
+      }
     }
     const detail::Utf8Piece piece = detail::FirstPiece(raw);
     text.append(piece.isCharacter ? raw.substr(0, piece.length) : "\xEF\xBF\xBD");
