@@ -119,6 +119,12 @@ const Api::Rule Api::kRules[] = {
      "idx fileName size fileCreateDate? fileModifyDate? albumId? tagList?", &Api::UploadItemsByPut},
 };
 
+std::vector<std::string_view> Api::MethodNames() {
+  std::vector<std::string_view> names{"OpenSession", "CloseSession", "Download"};
+  for (const Rule& rule : kRules) names.push_back(rule.method);
+  return names;
+}
+
 void CallReport::Fail(const ServiceError& error) {
   answer = FailAnswer(error);
   errorCode = error.Number();

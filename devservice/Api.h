@@ -69,6 +69,9 @@ class Api {
   // The file of ".../original/ID" or ".../screen/ID"; empty when there is none.
   std::filesystem::path FileOf(std::string_view path);
 
+  // All that a request can ask for: the methods, and "Download".
+  static std::vector<std::string_view> MethodNames();
+
   // Whoever else touches the store holds this.
   std::mutex& Mutex() { return mutex_; }
 

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "devservice/Descriptor.h"
 #include "devservice/Gzip.h"
 
 namespace kelo::devservice {
@@ -62,6 +63,12 @@ bool HasHeader(const Reply& reply, const char* name) {
       [&](const auto& header) { return strcasecmp(header.first.c_str(), name) == 0; });
 }
 
+std::uint64_t ClaimedLength(const Reply& reply, std::uint64_t length) {
+  if (reply.declaredLength) return *reply.declaredLength;
+  const auto claimed = static_cast<std::int64_t>(length) + reply.addedLength;
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(claimed, 0));
+}
+
 std::string HeadOf(const Reply& reply, std::uint64_t length) {
   std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " ";
   head += TextOfStatus(reply.status);
@@ -70,7 +77,7 @@ std::string HeadOf(const Reply& reply, std::uint64_t length) {
   if (!HasHeader(reply, "Content-Type")) head += "Content-Type: text/xml; charset=UTF-8\r\n";
   const bool bodyless = reply.status == 204 || reply.status == 304;
   if (!bodyless && !HasHeader(reply, "Content-Length") && !HasHeader(reply, "Transfer-Encoding"))
-    head += "Content-Length: " + std::to_string(reply.declaredLength.value_or(length)) + "\r\n";
+    head += "Content-Length: " + std::to_string(ClaimedLength(reply, length)) + "\r\n";
   return head + "\r\n";
 }
 
@@ -165,28 +172,32 @@ bool Connection::SendAll(std::string_view bytes) {
 void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
   answered_ = true;
   Reply reply = answer.reply;
+  if (reply.reset) ResetWhenClosed();
   if (reply.silent) Pause(std::nullopt);
-  if (reply.silent || reply.closeAtOnce || !Pause(reply.delay)) {
+  if (reply.silent || reply.reset || reply.closeAtOnce || !Pause(reply.delay)) {
     mustClose_ = true;
     return;
   }
   bool sent = false;
   if (!answer.file.empty()) {
-    const std::string head = HeadOf(reply, std::filesystem::file_size(answer.file));
-    sent = headOnly ? SendAll(head) : SendFile(answer.file, head);
+    const std::uint64_t size = std::filesystem::file_size(answer.file);
+    sent = headOnly ? SendAll(HeadOf(reply, size)) : SendFile(answer.file, reply);
   } else {
     if (answer.mayCompress && peerTakesGzip && reply.body.size() >= kCompressFrom) {
       reply.body = Gzip(reply.body);
       reply.headers.emplace_back("Content-Encoding", "gzip");
     }
-    if (headOnly)
-      sent = SendAll(HeadOf(reply, reply.body.size()));
-    else
-      sent = SendBody(reply);
+    sent = headOnly ? SendAll(HeadOf(reply, reply.body.size())) : SendBody(reply);
   }
   if (sentBytes_ > 0) sentStatus_ = reply.status;
-  const bool lengthIsWrong = reply.declaredLength && *reply.declaredLength != reply.body.size();
+  const bool lengthIsWrong = reply.addedLength != 0 ||
+                             (reply.declaredLength && *reply.declaredLength != reply.body.size());
   if (!sent || reply.cutAfter || lengthIsWrong) mustClose_ = true;
+}
+
+void Connection::ResetWhenClosed() {
+  const linger atOnce{1, 0};
+  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
 }
 
 bool Connection::SendBody(const Reply& reply) {
@@ -201,21 +212,30 @@ bool Connection::SendBody(const Reply& reply) {
   return true;
 }
 
-bool Connection::SendFile(const std::filesystem::path& path, const std::string& head) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
-  bool good = SendAll(head);
-  off_t left = static_cast<off_t>(std::filesystem::file_size(path));
-  while (good && left > 0) {
-    const ssize_t sent = sendfile(socket_, file, nullptr, static_cast<std::size_t>(left));
-    if (sent < 0 && errno == EINTR) continue;
-    good = sent > 0;
-    if (!good) break;
-    left -= sent;
-    sentBytes_ += static_cast<std::size_t>(sent);
+bool Connection::SendFile(const std::filesystem::path& path, const Reply& reply) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.Get() < 0) return false;
+  std::uint64_t left = std::filesystem::file_size(path);
+  if (!SendAll(HeadOf(reply, left))) return false;
+  left = std::min<std::uint64_t>(left, reply.cutAfter.value_or(left));
+  while (left > 0) {
+    const std::uint64_t piece =
+        reply.chunkSize ? std::min<std::uint64_t>(left, reply.chunkSize) : left;
+    if (!SendFilePiece(file.Get(), piece) || !Pause(reply.chunkDelay)) return false;
+    left -= piece;
   }
-  close(file);
-  return good;
+  return true;
+}
+
+bool Connection::SendFilePiece(int file, std::uint64_t size) {
+  while (size > 0) {
+    const ssize_t sent = sendfile(socket_, file, nullptr, size);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent <= 0) return false;
+    size -= static_cast<std::uint64_t>(sent);
+    sentBytes_ += static_cast<std::uint64_t>(sent);
+  }
+  return true;
 }
 
 void Connection::SendAndLeave(Answer answer) {
@@ -223,7 +243,7 @@ void Connection::SendAndLeave(Answer answer) {
   Send(answer, false, false);
   mustClose_ = true;
   // Closing with unread bytes would reset the connection and could destroy the answer under way.
-  if (!answer.reply.closeAtOnce && !answer.reply.silent) DrainUntilPeerLeaves();
+  if (sentStatus_ != 0) DrainUntilPeerLeaves();
 }
 
 void Connection::DrainUntilPeerLeaves() {

@@ -44,6 +44,9 @@ class Connection final : public httplib::Stream {
   bool MustClose() const { return mustClose_; }
   void CloseAfterwards() { mustClose_ = true; }
 
+  // Nothing: for ever. False when the peer left (or the service stops) meanwhile.
+  bool Pause(std::optional<std::chrono::milliseconds> duration);
+
   // httplib::Stream
   bool is_readable() const override { return true; }
   bool is_writable() const override { return true; }
@@ -54,11 +57,11 @@ class Connection final : public httplib::Stream {
   int socket() const override { return socket_; }
 
  private:
-  // False when the peer left (or the service stops) meanwhile.
-  bool Pause(std::optional<std::chrono::milliseconds> duration);
   bool SendAll(std::string_view bytes);
   bool SendBody(const Reply& reply);
-  bool SendFile(const std::filesystem::path& file, const std::string& head);
+  bool SendFile(const std::filesystem::path& file, const Reply& reply);
+  bool SendFilePiece(int file, std::uint64_t size);
+  void ResetWhenClosed();
   void DrainUntilPeerLeaves();
 
   int socket_;

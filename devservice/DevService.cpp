@@ -10,6 +10,7 @@
 
 #include "devservice/Answers.h"
 #include "devservice/Api.h"
+#include "devservice/Faults.h"
 #include "devservice/HttpServer.h"
 #include "devservice/Import.h"
 #include "devservice/Store.h"
@@ -31,6 +32,10 @@ Reply PlainReply(int status, std::string body) {
   reply.body = std::move(body);
   reply.headers.emplace_back("Content-Type", "text/plain; charset=UTF-8");
   return reply;
+}
+
+bool IsUpload(const LoggedRequest& request) {
+  return request.method == "POST" && request.path == Api::kUploadPath;
 }
 
 std::string MethodOf(const LoggedRequest& request) {
@@ -73,6 +78,7 @@ class Service::Impl final : private RequestHandler {
     return work(store_);
   }
 
+  Faults& FaultList() { return faults_; }
   bool CopiesFiles() const { return !options_.dataDirectory.empty(); }
 
   void SetScript(Script script, bool ofHeads) {
@@ -109,13 +115,26 @@ class Service::Impl final : private RequestHandler {
     return temporary_.emplace().Path();
   }
 
-  std::optional<Reply> OnHead(const LoggedRequest& request) override {
+  std::optional<Reply> OnHead(Exchange& exchange) override {
+    const LoggedRequest& request = exchange.request;
     if (request.bodySize > options_.maxRequestBytes) return PlainReply(413, "Request too large\n");
+    // Of an upload the method is known before its body is, which can be taken slowly.
+    if (IsUpload(request)) Fire("UploadItems", exchange);
+    if (exchange.fault && exchange.fault->kind == FaultKind::Slow)
+      exchange.bytesPerSecond = static_cast<std::uint64_t>(exchange.fault->value);
     return Ask(headScript_, request);
   }
 
+  void Fire(const std::string& method, Exchange& exchange) {
+    exchange.fault = faults_.Fire(method);
+    if (!exchange.fault) return;
+    exchange.record.fault = FaultText(*exchange.fault);
+    if (exchange.fault->kind == FaultKind::Expire)
+      WithStore([](Store& store) { store.ExpireSessions(); });
+  }
+
   std::unique_ptr<BodySink> SinkFor(const LoggedRequest& request) override {
-    if (request.method != "POST" || request.path != Api::kUploadPath) return nullptr;
+    if (!IsUpload(request)) return nullptr;
     return std::make_unique<UploadReceiver>(api_, request);
   }
 
@@ -134,11 +153,18 @@ class Service::Impl final : private RequestHandler {
     exchange.record.document.resize(
         std::min(exchange.record.document.size(), RequestRecord::kMaxText));
     if (!request.complete) return {};
+    if (!sink) Fire(exchange.record.method, exchange);
     Answer answer;
     if (auto scripted = Ask(script_, logged))
       answer.reply = std::move(*scripted);
+    else if (auto instead = exchange.fault ? ReplyInstead(*exchange.fault) : std::nullopt)
+      answer.reply = std::move(*instead);
     else
       answer = AnswerByItself(exchange, sink);
+    if (exchange.fault) {
+      Spoil(answer.reply, *exchange.fault);
+      if (const int error = ErrorOf(*exchange.fault)) exchange.record.errorCode = error;
+    }
     exchange.record.answer = MaskTokens(answer.reply.body.substr(0, RequestRecord::kMaxText));
     return answer;
   }
@@ -206,6 +232,7 @@ class Service::Impl final : private RequestHandler {
   HttpServer server_;
   const std::string url_;
   Api api_;
+  Faults faults_;
 
   mutable std::mutex mutex_;  // guards what follows
   mutable std::condition_variable logged_;
@@ -250,6 +277,20 @@ void Service::ImportFriend(const fs::path& directory) {
     for (const std::string& album : ImportAlbums(store, friendly, directory, impl_->CopiesFiles()))
       store.ShareWith(friendly, album, impl_->Owner().account);
   });
+}
+
+std::uint64_t Service::AddFault(std::string_view text) {
+  return impl_->FaultList().Add(ReadFault(text));
+}
+
+void Service::ClearFaults() {
+  impl_->FaultList().Clear();
+}
+
+std::uint64_t Service::FaultFired(std::uint64_t id) const {
+  for (const Fault& fault : impl_->FaultList().List())
+    if (fault.id == id) return fault.fired;
+  return 0;
 }
 
 void Service::SetScript(Script script) {

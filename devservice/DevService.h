@@ -41,9 +41,11 @@ struct Reply {
   std::chrono::milliseconds chunkDelay{0};        // ... with this pause after each
   std::optional<std::uint64_t> declaredLength{};  // Content-Length to claim instead of the true one
   std::optional<std::size_t> cutAfter{};          // close the connection after this many body bytes
-  bool closeAtOnce = false;                       // close without answering at all
-  bool silent = false;          // never answer, until the peer leaves or the service stops
-  std::uint64_t readFirst = 0;  // head scripts only: body bytes to take before this answer
+  std::int64_t addedLength = 0;  // Content-Length claims so much more than the true one
+  bool closeAtOnce = false;      // close without answering at all
+  bool reset = false;            // likewise, by a reset
+  bool silent = false;           // never answer, until the peer leaves or the service stops
+  std::uint64_t readFirst = 0;   // head scripts only: body bytes to take before this answer
 };
 
 // Decides about one request: a reply, or nothing to let the service answer it. Called on server
@@ -98,6 +100,12 @@ class Service {
   // Likewise, but asked before the body is read: `body` is empty and `bodySize` is the announced
   // length. Its reply is sent after Reply::readFirst bytes of the body, and the connection closes.
   void SetHeadScript(Script script);
+
+  // A fault as text, which Faults.h describes; its id. Throws std::runtime_error with words about
+  // what is wrong with it. Scripts answer before faults; what they answer is spoilt likewise.
+  std::uint64_t AddFault(std::string_view text);
+  void ClearFaults();
+  std::uint64_t FaultFired(std::uint64_t id) const;  // how often so far
 
   std::vector<LoggedRequest> Log() const;
   void ClearLog();

@@ -81,7 +81,8 @@ LoggedRequest HeadOf(const httplib::Request& request) {
 }
 
 Exchange ExchangeOf(const httplib::Request& request) {
-  Exchange exchange{HeadOf(request), {}};
+  Exchange exchange;
+  exchange.request = HeadOf(request);
   exchange.record.time = std::chrono::system_clock::now();
   exchange.record.verb = exchange.request.method;
   exchange.record.path = exchange.request.path;
@@ -190,7 +191,7 @@ class HttpServer::Impl final : private httplib::Server {
   void ServeRequest(Connection& connection, Exchange& exchange,
                     const httplib::ContentReader* reader) {
     LoggedRequest& request = exchange.request;
-    if (const auto early = handler_.OnHead(request)) {
+    if (const auto early = handler_.OnHead(exchange)) {
       ReadBody(exchange, reader, nullptr, early->readFirst);
       exchange.record.complete = request.complete = false;
       handler_.OnRequest(exchange, nullptr);
@@ -221,11 +222,17 @@ class HttpServer::Impl final : private httplib::Server {
       if (sink) sink->Take({data, size});
       keeping = keeping && (!sink || handler_.KeepsLargeBodies() || request.bodySize <= kLargeBody);
       if (keeping) request.body.append(data, size);
-      return request.bodySize < limit;
+      return request.bodySize < limit && KeepPace(exchange, size);
     };
     exchange.record.complete = request.complete = (*reader)(receive);
     exchange.record.bytesIn = request.bodySize;
     if (!keeping) request.body.clear();
+  }
+
+  static bool KeepPace(const Exchange& exchange, std::size_t size) {
+    if (exchange.bytesPerSecond == 0) return true;
+    return current.connection->Pause(
+        std::chrono::milliseconds(1000 * size / exchange.bytesPerSecond));
   }
 
   RequestHandler& handler_;

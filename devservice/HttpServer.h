@@ -9,6 +9,7 @@
 
 #include "devservice/Connection.h"
 #include "devservice/DevService.h"
+#include "devservice/Faults.h"
 #include "devservice/RequestRecord.h"
 
 namespace kelo::devservice {
@@ -24,6 +25,8 @@ class BodySink {
 struct Exchange {
   LoggedRequest request;
   RequestRecord record;
+  std::optional<Fault> fault;        // that fired
+  std::uint64_t bytesPerSecond = 0;  // at which the body is taken; 0: as fast as it comes
 };
 
 // What the server asks. Called on connection threads, several at once.
@@ -31,7 +34,7 @@ class RequestHandler {
  public:
   virtual ~RequestHandler() = default;
   // Before the body is read. A reply ends the request there.
-  virtual std::optional<Reply> OnHead(const LoggedRequest& request) = 0;
+  virtual std::optional<Reply> OnHead(Exchange& exchange) = 0;
   // Where the body goes; null: into LoggedRequest::body.
   virtual std::unique_ptr<BodySink> SinkFor(const LoggedRequest& request) = 0;
   // A whole request, or (complete == false) one that is over already and gets no answer. Completes

@@ -5,6 +5,8 @@
 #include <thread>
 
 #include "devservice/Client.h"
+#include "devservice/Faults.h"
+#include "devservice/Peer.h"
 
 namespace kelo::devservice {
 namespace {
@@ -40,6 +42,181 @@ TEST_F(ServiceTest, SlowAndWronglyMeasuredAnswers) {
     EXPECT_EQ(response.code, c.code) << c.what;
     EXPECT_EQ(response.body.size(), c.size) << c.what;
     EXPECT_GE(Clock::now() - start, c.atLeast) << c.what;
+  }
+}
+
+TEST(FaultText, IsReadAndWrittenAlike) {
+  for (const char* text :
+       {"*:status=503", "Download:cut=0", "GetHierarchy:garbage,times=2", "OpenSession:reset",
+        "*:full", "UploadItems:full,times=1", "UploadItems:slow=1", "*:length=-7", "*:silence",
+        "CloseSession:error=108", "AddAlbum:expire", "*:delay=86400000"})
+    EXPECT_EQ(FaultText(ReadFault(text)), text);
+  EXPECT_EQ(FaultText(ReadFault("*:cut")), "*:cut=0");
+  EXPECT_EQ(FaultText(ReadFault("*:length")), "*:length=1");
+}
+
+TEST(FaultText, IsRefusedWithAWordAboutWhy) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", "METHOD:KIND"},
+      {"status=503", "METHOD:KIND"},
+      {":status=503", "METHOD:KIND"},
+      {"*", "METHOD:KIND"},
+      {"*:", "there is no fault \"\""},
+      {"*:nothing", "there is no fault \"nothing\", only status"},
+      {"*:Status=503", "there is no fault"},
+      {"* :status=503", "there is no method \"* \""},
+      {"GetNothing:garbage", "there is no method"},
+      {"getHierarchy:garbage", "there is no method"},
+      {"*:status", "status needs a value"},
+      {"*:status=", "status is no number"},
+      {"*:status=5x", "status is no number"},
+      {"*:status= 503", "status is no number"},
+      {"*:status=199", "status is between 200 and 599"},
+      {"*:status=600", "status is between"},
+      {"*:cut=-1", "cut is between"},
+      {"*:cut=99999999999999999999", "cut is no number"},
+      {"*:slow=0", "slow is between"},
+      {"*:silence=1", "silence takes no value"},
+      {"*:reset=", "reset takes no value"},
+      {"*:garbage,", "only times=N"},
+      {"*:garbage,2", "only times=N"},
+      {"*:garbage,times=", "times is no number"},
+      {"*:garbage,times=-1", "times is no number"},
+      {"*:garbage,times=0", "at least 1"},
+      {"*:garbage,times=2,times=3", "times is no number"},
+      {"GetHierarchy:full", "full concerns UploadItems only"},
+  };
+  for (const auto& [text, word] : cases) {
+    try {
+      ReadFault(text);
+      ADD_FAILURE() << text;
+    } catch (const FaultError& error) {
+      EXPECT_NE(std::string(error.what()).find(word), std::string::npos)
+          << text << ": " << error.what();
+    }
+  }
+}
+
+TEST(FaultCalls, ChangeAllOrNothing) {
+  Faults faults;
+  const std::tuple<std::string, int, std::string> cases[] = {
+      {"{}", 200, ""},
+      {R"({"add": "*:garbage"})", 200, "1 *:garbage"},
+      {R"({"add": ["*:cut=1", "*:reset,times=3"]})", 200,
+       "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"remove": 4})", 404, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"remove": [1, 4]})", 404, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"remove": 1, "add": "*:bad"})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"add": ["*:cut", 5]})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"remove": "2"})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"remove": -1})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"drop": 1})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
+      {R"({"remove": [1, 3], "add": "*:full"})", 200, "2 *:cut=1 4 *:full"},
+      {R"({"add": "*:\u0000"})", 400, "2 *:cut=1 4 *:full"},
+      {"{\"add\": \"\xFF\"}", 400, "2 *:cut=1 4 *:full"},
+      {"", 400, "2 *:cut=1 4 *:full"},
+      {"[]", 400, "2 *:cut=1 4 *:full"},
+      {std::string(1000, '['), 400, "2 *:cut=1 4 *:full"},
+      {R"({"remove": "all"})", 200, ""},
+  };
+  for (const auto& [body, status, left] : cases) {
+    const Reply reply = HandleFaults(faults, body);
+    EXPECT_EQ(reply.status, status) << body.substr(0, 50) << reply.body;
+    std::string known;
+    for (const Fault& fault : faults.List())
+      known += (known.empty() ? "" : " ") + std::to_string(fault.id) + " " + FaultText(fault);
+    EXPECT_EQ(known, left) << body.substr(0, 50);
+    EXPECT_NE(reply.body.find(status == 200 ? "\"faults\":[" : "\"message\":\""), std::string::npos)
+        << reply.body;
+  }
+}
+
+// What a client sees of each kind, and whether the service did what it was asked.
+TEST_F(ServiceTest, EveryFaultSpoilsWhatItSays) {
+  struct Case {
+    std::string fault;
+    CURLcode code;
+    long status;
+    std::string outcome;  // of the answer's document
+    bool done;
+  };
+  const Case cases[] = {
+      {"AddFolder:status=503", CURLE_OK, 503, "", false},
+      {"AddFolder:error=207", CURLE_OK, 200, "207", false},
+      {"AddFolder:garbage", CURLE_OK, 200, "", false},
+      {"AddFolder:reset", CURLE_RECV_ERROR, 0, "", false},
+      {"AddFolder:expire", CURLE_OK, 200, "108", false},
+      {"AddFolder:delay=1", CURLE_OK, 200, "ok", true},
+      {"AddFolder:cut", CURLE_PARTIAL_FILE, 200, "", true},
+      {"AddFolder:cut=10", CURLE_PARTIAL_FILE, 200, "", true},
+      {"AddFolder:length", CURLE_PARTIAL_FILE, 200, "ok", true},
+      {"AddFolder:length=-1", CURLE_OK, 200, "ok", true},
+      {"AddFolder:slow=10000", CURLE_OK, 200, "ok", true},
+      {"*:full", CURLE_OK, 200, "ok", true},
+      {"GetHierarchy:garbage", CURLE_OK, 200, "ok", true},
+  };
+  std::size_t folders = 0;
+  for (const Case& c : cases) {
+    const std::uint64_t id = service.AddFault(c.fault);
+    const Response response = client.Call("AddFolder", " folderName=\"x\"");
+    EXPECT_EQ(response.code, c.code) << c.fault;
+    EXPECT_EQ(response.status, c.status) << c.fault;
+    EXPECT_EQ(response.Outcome(), c.outcome) << c.fault << response.body;
+    const bool concerned = c.fault != "*:full" && !c.fault.starts_with("Get");
+    EXPECT_EQ(service.FaultFired(id) > 0, concerned) << c.fault;
+    service.ClearFaults();
+    client.Open();
+    folders += c.done ? 1 : 0;
+    EXPECT_EQ(Between(client.GetHierarchy().body, "<folder ", ">").size(), folders) << c.fault;
+  }
+}
+
+TEST_F(ServiceTest, FaultsOfDownloadsAndTheirNumber) {
+  service.Import(KELO_SAMPLES_DIRECTORY "/mine");
+  const std::string url = Between(client.GetHierarchy().body, "origUrl=\"", "\"").at(0);
+  const std::size_t size = client.Send("GET", url).body.size();
+  ASSERT_GT(size, 1000u);
+  const std::tuple<std::string, CURLcode, std::size_t> cases[] = {
+      {"Download:cut=1000", CURLE_PARTIAL_FILE, 1000},
+      {"Download:length=5", CURLE_PARTIAL_FILE, size},
+      {"Download:length=-5", CURLE_OK, size - 5},
+      {"Download:slow=1000000", CURLE_OK, size},
+      {"Download:reset", CURLE_RECV_ERROR, 0},
+      {"Download:delay=1", CURLE_OK, size},
+  };
+  for (const auto& [fault, code, received] : cases) {
+    const std::uint64_t id = service.AddFault(fault + ",times=2");
+    for (int round = 0; round < 2; ++round) {
+      const Response response = Client(service).Send("GET", url);
+      EXPECT_EQ(response.code, code) << fault;
+      EXPECT_EQ(response.body.size(), received) << fault;
+    }
+    EXPECT_EQ(Client(service).Send("GET", url).body.size(), size) << fault << ": spent";
+    EXPECT_EQ(service.FaultFired(id), 2u) << fault;
+  }
+}
+
+// Whatever is sent while a fault is on, the service answers the next client.
+TEST_F(ServiceTest, MalformedRequestsMeetFaultsToo) {
+  const std::string requests[] = {
+      "PUT /P2PwebCmdController/api-manage?x HTTP/1.1\r\nContent-Length: 5\r\n\r\nab",
+      "POST /P2PwebCmdController/api-upload HTTP/1.1\r\nContent-Length: 9\r\n\r\n--BOUNDAR",
+      "POST /P2PwebCmdController/api-upload HTTP/1.1\r\nContent-Length: 2\r\n\r\n--",
+      "PUT /P2PwebCmdController/api-manage HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n",
+      "GET /P2PwebCmdController/download/original/ HTTP/1.1\r\n\r\n",
+      "GET HTTP/9\r\n\r\n",
+      std::string("\0\xFF\r\n\r\n", 6),
+  };
+  for (const char* fault : {"*:status=500", "*:cut=3", "*:garbage", "*:reset", "*:length=9",
+                            "*:slow=100000", "*:expire", "*:silence", "*:full"}) {
+    service.AddFault(fault);
+    for (const std::string& request : requests) {
+      const Peer peer(service);
+      peer.Send(request);
+    }
+    service.ClearFaults();
+    client.Open();
+    EXPECT_EQ(client.GetHierarchy().Outcome(), "ok") << fault;
   }
 }
 

@@ -1,0 +1,27 @@
+// A file descriptor that is closed with its owner.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace kelo::devservice {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int value = -1) : value_(value) {}
+  ~Descriptor() {
+    if (value_ >= 0) close(value_);
+  }
+  Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
+  }
+  int Get() const { return value_; }
+
+ private:
+  int value_;
+};
+
+}  // namespace kelo::devservice
