@@ -91,7 +91,8 @@ class Fetcher {
     std::vector<tagKELO_DownloadInfo> records(1);
     CopyText(records[0].url, file.url);
     records[0].destPath = LentText(path);
-    const Progress progress(library_, {Shown(file.path.filename().string())});
+    const std::vector names = {Shown(file.path.filename().string())};
+    const Progress progress(library_, names);
     return library_.Download(records);
   }
 
