@@ -24,28 +24,23 @@ struct GetOptions {
 // Tells each file's fate as it comes, and counts.
 class Reporter {
  public:
-  Reporter(Output& out, bool dryRun) : out_(out), dryRun_(dryRun) {}
+  Reporter(Output& out, std::size_t toFetch, bool dryRun)
+      : out_(out), toFetch_(toFetch), dryRun_(dryRun) {
+    TellDone();
+  }
 
   void operator()(const FetchedFile& file) {
     ++counts_[static_cast<std::size_t>(file.outcome)];
+    TellDone();
     const std::string name = Shown(file.file.path.string());
-    if (file.outcome == FetchOutcome::kFailed) out_.Problem(name + ": " + file.problem);
-    if (out_.IsJson())
-      out_.Result({}, ToJson(file));
-    else if (file.outcome == FetchOutcome::kStored)
-      out_.Line(fmt::format("{}: stored, {}", name, ByteText(file.size)));
-    else if (file.outcome == FetchOutcome::kNotTried && dryRun_)
-      out_.Line(name + ": would be fetched");
+    if (file.outcome == FetchOutcome::kFailed)
+      out_.Problem(fmt::format("{}: {} ({})", name, file.problem, file.code));
+    const std::string line = Words(file);
+    if (out_.IsJson() || !line.empty()) out_.Result(name + ": " + line, ToJson(file));
   }
 
   int Finish() {
-    if (Interrupt::Signal() != 0) {
-      out_.Problem(fmt::format("aborted: {} of {} stored{}", Count(FetchOutcome::kStored),
-                               Count(FetchOutcome::kStored) + Count(FetchOutcome::kFailed) +
-                                   Count(FetchOutcome::kNotTried),
-                               Also(Count(FetchOutcome::kHere), "already here")));
-      return 128 + Interrupt::Signal();
-    }
+    if (Interrupt::Signal() != 0) return 1;
     const std::size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
     out_.Line(fmt::format("{}, {} already here{}{}",
                           dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
@@ -64,20 +59,35 @@ class Reporter {
     return counts_[static_cast<std::size_t>(outcome)];
   }
 
+  // What an abort would say.
+  void TellDone() {
+    out_.SetDone(fmt::format("{} of {} stored{}", Count(FetchOutcome::kStored), toFetch_,
+                             Also(Count(FetchOutcome::kHere), "already here")));
+  }
+
+  // Empty where there is nothing to tell but the count at the end.
+  std::string Words(const FetchedFile& file) const {
+    if (file.outcome == FetchOutcome::kStored)
+      return fmt::format("stored, {}", ByteText(file.size));
+    return file.outcome == FetchOutcome::kNotTried && dryRun_ ? "would be fetched" : "";
+  }
+
   Json ToJson(const FetchedFile& file) const {
-    constexpr const char* kWords[] = {"stored", "here", "failed", "notTried"};
+    constexpr const char* kWords[] = {"stored", "alreadyHere", "failed", "notTried"};
     const bool planned = dryRun_ && file.outcome == FetchOutcome::kNotTried;
-    Json object{{"id", file.file.itemId},
-                {"name", file.file.name},
-                {"path", file.file.path.string()},
-                {"outcome", planned ? "planned" : kWords[static_cast<std::size_t>(file.outcome)]}};
-    if (file.outcome == FetchOutcome::kStored) object["bytes"] = file.size;
+    Json object{
+        {"id", file.file.itemId},
+        {"name", file.file.name},
+        {"path", file.file.path.string()},
+        {"result", planned ? "wouldStore" : kWords[static_cast<std::size_t>(file.outcome)]}};
+    if (file.outcome == FetchOutcome::kStored) object["size"] = file.size;
     if (file.outcome == FetchOutcome::kFailed)
       object["error"] = {{"code", file.code}, {"message", file.problem}};
     return object;
   }
 
   Output& out_;
+  const std::size_t toFetch_;
   const bool dryRun_;
   std::array<std::size_t, 4> counts_{};
 };
@@ -93,7 +103,7 @@ int Get(Host& host, const GetOptions& options) {
     wanted.entries.push_back(FindAlbum(library, album));
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
   if (plan.files.empty()) host.Out().Note("nothing in it");
-  Reporter reporter(host.Out(), options.fetch.dryRun);
+  Reporter reporter(host.Out(), CountToFetch(plan, options.fetch), options.fetch.dryRun);
   FetchPlan(library, std::move(plan), options.fetch, std::ref(reporter));
   return reporter.Finish();
 }

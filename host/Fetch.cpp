@@ -3,9 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "Arrival.h"
@@ -27,13 +29,22 @@ bool IsItsOwn(std::uint32_t code) {
          code == kKELOResult_DestinationUnusable;
 }
 
+bool IsWanted(const PlannedFile& file, const FetchOptions& options) {
+  return file.standing == Standing::kNothing || options.replace;
+}
+
 class Fetcher {
  public:
   Fetcher(Library& library, DownloadPlan& plan, const FetchOptions& options)
-      : library_(library), plan_(plan), options_(options) {}
+      : library_(library), plan_(plan), options_(options) {
+    const std::size_t files = options.dryRun ? 0 : CountToFetch(plan, options);
+    if (files > 0) progress_.emplace(library, Job{.doing = "fetching", .files = files});
+  }
+
+  bool IsAborted() const { return aborted_; }
 
   FetchedFile Get(PlannedFile file) {
-    const bool wanted = file.standing == Standing::kNothing || options_.replace;
+    const bool wanted = IsWanted(file, options_);
     FetchedFile fetched{.file = std::move(file)};
     if (!wanted)
       Skip(fetched);
@@ -54,7 +65,7 @@ class Fetcher {
   static void Fail(FetchedFile& fetched, std::uint32_t code, std::string_view words) {
     fetched.outcome = FetchOutcome::kFailed;
     fetched.code = code;
-    fetched.problem = fmt::format("{} ({})", words, code);
+    fetched.problem = words;
   }
 
   static void FailHere(FetchedFile& fetched, int error) {
@@ -69,7 +80,6 @@ class Fetcher {
     const fs::path arrived = ArrivalIn(folder);
     const std::uint32_t code = Transfer(fetched.file, arrived);
     aborted_ = code == kKELOResult_Aborted;
-    if (aborted_) return;
     failures_ = code == kKELOResult_Success || IsItsOwn(code) ? 0 : failures_ + 1;
     if (code != kKELOResult_Success)
       return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
@@ -91,9 +101,10 @@ class Fetcher {
     std::vector<tagKELO_DownloadInfo> records(1);
     CopyText(records[0].url, file.url);
     records[0].destPath = LentText(path);
-    const std::vector names = {Shown(file.path.filename().string())};
-    const Progress progress(library_, names);
-    return library_.Download(records);
+    progress_->Begin({Shown(file.path.filename().string())});
+    const std::uint32_t result = library_.Download(records);
+    if (result != kKELOResult_Aborted) progress_->Over(1, records[0].receivedSize);
+    return result;
   }
 
   // Where the file system takes the name for that of a file that was made before, the next number
@@ -109,28 +120,32 @@ class Fetcher {
   Library& library_;
   DownloadPlan& plan_;
   const FetchOptions& options_;
+  std::optional<Progress> progress_;
   std::map<fs::path, int> folders_;  // those that were prepared, with what went wrong
   int failures_ = 0;                 // in a row
   bool aborted_ = false;
 };
 
-bool AnyWanted(const DownloadPlan& plan, const FetchOptions& options) {
-  for (const PlannedFile& file : plan.files)
-    if (file.standing == Standing::kNothing || options.replace) return !options.dryRun;
-  return false;
-}
-
 }  // namespace
+
+std::size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options) {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      plan.files, [&](const PlannedFile& file) { return IsWanted(file, options); }));
+}
 
 void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report) {
-  if (AnyWanted(plan, options)) {
+  if (!options.dryRun && CountToFetch(plan, options) > 0) {
     if (const int error = PrepareFolder(plan.to); error != 0)
       throw Failure(fmt::format("cannot create the folder {}: {}", Shown(plan.to.string()),
                                 std::strerror(error)));
   }
   Fetcher fetcher(library, plan, options);
-  for (PlannedFile& file : plan.files) report(fetcher.Get(std::move(file)));
+  for (PlannedFile& file : plan.files) {
+    const FetchedFile fetched = fetcher.Get(std::move(file));
+    if (fetcher.IsAborted()) return;
+    report(fetched);
+  }
 }
 
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemInfo>& items,

@@ -17,7 +17,7 @@ struct FetchedFile {
   PlannedFile file;
   FetchOutcome outcome = FetchOutcome::kNotTried;
   std::uint64_t size = 0;  // bytes of a stored file
-  std::uint32_t code = 0;  // of a failure, and its words
+  std::uint32_t code = 0;  // of a failure, and what it says without it
   std::string problem = {};
 };
 
@@ -26,10 +26,13 @@ struct FetchOptions {
   bool dryRun = false;   // what would be got is kNotTried
 };
 
+// How many files that makes.
+std::size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options);
+
 // One file after another; `report` hears of each when it is over. A file has its name only when it
 // is whole and dated. After three failures in a row that are not the file's own (no connection, no
-// space) the rest is not tried; nor after an abort. Throws Failure when the folder of the plan
-// cannot be made.
+// space) the rest is not tried. After an abort nothing more is told. Throws Failure when the folder
+// of the plan cannot be made.
 void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report);
 
