@@ -2,11 +2,14 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include <map>
 #include <memory>
+#include <optional>
+#include <set>
 
+#include "AlbumNames.h"
 #include "Host.h"
 #include "Names.h"
+#include "PutSummary.h"
 #include "Records.h"
 #include "ResultText.h"
 #include "Upload.h"
@@ -18,78 +21,128 @@ struct PutOptions {
   std::vector<std::string> paths;
   std::string album;
   std::string tags;
+  UploadFilter filter;
+  bool albumsFromFolders = false;
   bool force = false;
+  bool dryRun = false;
+  bool json = false;
 };
 
-// Prints each file's fate as it comes, and counts.
-class Reporter {
+std::optional<tagKELO_ItemInfo> FindAlbumIfAny(Library& library, const std::string& wanted) {
+  try {
+    return FindAlbum(library, wanted);
+  } catch (const CommandFailure&) {
+    throw;
+  } catch (const Failure&) {
+    return std::nullopt;
+  }
+}
+
+// Gives the ids of the albums that batches go to, and makes those that are missing.
+class Albums {
  public:
-  void operator()(const UploadedFile& file) {
-    ++counts_[file.outcome];
-    if (file.Held())
-      fmt::print("{}: {}\n", Shown(file.file.path.string()), file.Words());
-    else
-      fmt::print(stderr, "kelo: {}: {}\n", Shown(file.file.path.string()), file.Words());
-    std::fflush(stdout);
-  }
+  Albums(Host& host, const PutOptions& options) : host_(host), options_(options) {}
 
-  int Finish(std::size_t refusedHere) {
-    const std::size_t there =
-        counts_[UploadOutcome::kAlreadyThere] + counts_[UploadOutcome::kAlreadyInAlbum];
-    std::size_t failed = refusedHere;
-    for (const auto& [outcome, count] : counts_)
-      if (outcome > UploadOutcome::kAlreadyInAlbum) failed += count;
-    fmt::print("{} stored, {} already there, {} not stored\n", counts_[UploadOutcome::kStored],
-               there, failed);
-    if (counts_[UploadOutcome::kAlreadyThere] > 0 && hintWanted) {
-      fmt::print(
-          "what is already there may be in other albums; 'kelo link' puts it into this one\n");
+  // The album of --album: none for "" and "root". One that is missing has no id yet.
+  AlbumName Wanted() {
+    const std::string& wanted = options_.album;
+    if (wanted.empty() || wanted == "root") return {};
+    if (const auto found = FindAlbumIfAny(host_.Loaded(), wanted)) {
+      id_ = FieldText(found->itemId);
+      return {.folder = {}, .album = Resolved(FieldText(found->name))};
     }
-    return failed == 0 ? 0 : 1;
+    const std::size_t slash = wanted.find('/');
+    if (slash == std::string::npos) return {.folder = {}, .album = wanted};
+    return {.folder = wanted.substr(0, slash), .album = wanted.substr(slash + 1)};
   }
 
-  bool hintWanted = false;
+  std::string Id(const AlbumName& name) {
+    if (!id_.empty()) return id_;
+    if (!shelf_) shelf_.emplace(host_.Loaded());
+    const std::string id = options_.dryRun ? shelf_->Find(name) : shelf_->FindOrMake(name);
+    if (id.empty() && missing_.insert(name).second)
+      host_.Out().Note(fmt::format("the album {} would be made", name.Words()));
+    return id;
+  }
 
  private:
-  std::map<UploadOutcome, std::size_t> counts_;
+  Host& host_;
+  const PutOptions& options_;
+  std::string id_;  // of --album, where it exists
+  std::optional<AlbumShelf> shelf_;
+  std::set<AlbumName> missing_;
 };
 
 int Put(Host& host, const PutOptions& options) {
-  UploadPlan plan = PlanUpload(options.paths, !options.force);
-  for (const std::string& sentence : plan.refused) fmt::print(stderr, "kelo: {}\n", sentence);
-  const std::size_t refused = plan.refused.size();
-  Reporter reporter;
-  if (plan.FileCount() == 0) {
-    if (refused == 0) throw Failure("there is nothing to send");
-    return reporter.Finish(refused);
+  if (options.json) host.Out().UseJson();
+  Albums albums(host, options);
+  UploadPlan plan = PlanUpload(options.paths, {.filter = options.filter,
+                                               .checked = !options.force,
+                                               .album = albums.Wanted(),
+                                               .albumsFromFolders = options.albumsFromFolders});
+  PutSummary summary(host.Out(), options.dryRun);
+  for (const RefusedFile& file : plan.refused) summary.Take(file);
+  const std::size_t all = plan.FileCount();
+  const LeftOutCounts leftOut = plan.leftOut;
+  if (all == 0) {
+    if (!plan.refused.empty()) return summary.Finish(leftOut);
+    const std::string text = LeftOutText(leftOut);
+    throw Failure(text.empty() ? "there is nothing to send"
+                               : fmt::format("there is nothing to send; left out: {}", text));
   }
-  UploadOptions upload{.album = {}, .tags = options.tags, .check = !options.force};
-  if (!options.album.empty() && options.album != "root") {
-    upload.album = FieldText(FindAlbum(host.Loaded(), options.album).itemId);
-    reporter.hintWanted = true;
-  }
-  SendPlan(host.WithSession(), std::move(plan), upload, std::ref(reporter));
-  return reporter.Finish(refused);
+  SendPlan(host.WithSession(), std::move(plan),
+           {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
+            .tags = options.tags,
+            .check = !options.force,
+            .dryRun = options.dryRun},
+           [&](const UploadedFile& file) {
+             summary.Take(file);
+             host.Out().SetDone(summary.DoneOf(all));
+           });
+  return summary.Finish(leftOut);
 }
+
+constexpr const char* kFooter =
+    "A file that the service holds already (same name, size and dates) is not sent; with an album "
+    "given, it is placed there. Of folders, pictures, movies and sound are taken; what the system "
+    "leaves there (Thumbs.db, .DS_Store and such), hidden files and all others are left out and "
+    "counted. A file named itself is sent whatever its kind. Links to files are followed, those to "
+    "folders only when named.\n"
+    "--albums-from-folders: files at the top of PATH are in no album. A folder in PATH that holds "
+    "folders becomes a folder, with an album for each of them and one of its own name for its "
+    "loose files; any other becomes an album. What lies deeper joins the album of its second "
+    "level. The local service imports folders by the same rule.\n"
+    "A GLOB without a slash is compared with names, any other with the path below PATH; case does "
+    "not count. A folder that is excluded is not entered.\n"
+    "Files are sent in portions of 100 files or 64 MiB; one bad file costs only itself. A .wav "
+    "file is the voice memo of the picture of its name. Empty files, names that are not UTF-8, and "
+    "files of 2 GiB and more cannot be sent.";
 
 }  // namespace
 
 void AddPutCommand(CLI::App& app, Action& chosen) {
-  CLI::App* put = app.add_subcommand("put", "Upload pictures, movies and voice memos");
+  CLI::App* put = app.add_subcommand("put", "Upload pictures, movies and sound");
   const auto options = std::make_shared<PutOptions>();
-  put->add_option("FILE", options->paths, "Files, or folders to walk to the bottom")->required();
-  put->add_option("--album", options->album,
-                  "Id or name of the album to put them into; without it, in no album");
+  const auto globs = [&](const char* name, std::vector<std::string>& patterns, const char* about) {
+    put->add_option(name, patterns, about)->type_name("GLOB")->allow_extra_args(false);
+  };
+  put->add_option("PATH", options->paths, "Files, or folders to walk to the bottom")->required();
+  CLI::Option* album = put->add_option(
+      "--album", options->album,
+      "The album to put them into, by id, name or Folder/Name; made where it is missing");
+  put->add_flag("--albums-from-folders", options->albumsFromFolders,
+                "Put each folder's files into an album of its name")
+      ->excludes(album);
   const CLI::Validator fits(
       [](std::string& text) { return text.size() > 903 ? "is longer than 903 bytes" : ""; }, "");
   put->add_option("--tags", options->tags, "Tags for each of them")->check(fits);
+  globs("--include", options->filter.include, "Send only what matches; may be repeated");
+  globs("--exclude", options->filter.exclude, "Leave out what matches; may be repeated");
+  put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");
   put->add_flag("--force", options->force, "Send also what the service holds already");
-  put->footer(
-      "A file that the service holds already (same name, size and dates) is not sent. Files are "
-      "sent in\n"
-      "portions of 100 files or 64 MiB, so that one bad file does not lose the rest. A .wav file "
-      "is the\n"
-      "voice memo of the picture of its name. Files of 2 GiB and more cannot be sent.");
+  put->add_flag("--dry-run", options->dryRun, "Tell what would be done, and change nothing");
+  put->add_flag("--json", options->json, "Give the results as JSON, one object a line");
+  put->footer(kFooter);
   put->callback(
       [options, &chosen] { chosen = [options](Host& host) { return Put(host, *options); }; });
 }

@@ -1,8 +1,6 @@
 // The second half of the demonstration: edits, downloads, sharing, abort, end.
 #include <fmt/format.h>
 
-#include <array>
-#include <fstream>
 #include <future>
 #include <map>
 #include <mutex>
@@ -13,30 +11,13 @@
 #include "Progress.h"
 #include "Records.h"
 #include "ResultText.h"
+#include "SameContent.h"
 #include "devservice/DevService.h"
 
 namespace kelo::host {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Byte for byte; false also when either cannot be read.
-bool SameContent(const fs::path& left, const fs::path& right) {
-  std::ifstream a(left, std::ios::binary);
-  std::ifstream b(right, std::ios::binary);
-  if (!a || !b) return false;
-  std::array<char, 65536> blockA;
-  std::array<char, 65536> blockB;
-  for (;;) {
-    a.read(blockA.data(), blockA.size());
-    b.read(blockB.data(), blockB.size());
-    const auto count = static_cast<std::size_t>(a.gcount());
-    if (a.gcount() != b.gcount() ||
-        !std::equal(blockA.begin(), blockA.begin() + count, blockB.begin()))
-      return false;
-    if (count < blockA.size()) return a.eof() && b.eof();
-  }
-}
 
 // "/a/b" of "http://host/a/b?c".
 std::string PathOf(const std::string& url) {

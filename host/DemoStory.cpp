@@ -22,6 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kFriendPictures = 2;
+constexpr const char* kAlbum = "Pictures & more";
 
 fs::path MakeTemporaryFolder() {
   std::string pattern = (fs::temp_directory_path() / "kelo-demo-XXXXXX").string();
@@ -75,8 +76,8 @@ void DemoStory::MakeFriendAlbum() {
   friendAlbum_ = folder_.Path() / "Anna's garden";
   fs::create_directory(friendAlbum_);
   std::size_t count = 0;
-  for (const auto& batch : PlanUpload({pictures_.string()}, true).batches) {
-    for (const LocalFile& file : batch) {
+  for (const auto& batch : PlanUpload({pictures_.string()}).batches) {
+    for (const LocalFile& file : batch.files) {
       if (count == kFriendPictures || IsSoundMemo(file.path)) continue;
       const fs::path copy = friendAlbum_ / file.path.filename();
       count += fs::copy_file(file.path, copy, fs::copy_options::skip_existing) ? 1 : 0;
@@ -85,7 +86,7 @@ void DemoStory::MakeFriendAlbum() {
 }
 
 void DemoStory::StartService() {
-  if (PlanUpload({pictures_.string()}, true).FileCount() == 0)
+  if (PlanUpload({pictures_.string()}).FileCount() == 0)
     throw Failure(pictures_.string() + " holds no pictures");
   if (friendAlbum_.empty()) MakeFriendAlbum();
   devservice::Service::Options options;
@@ -124,12 +125,13 @@ std::string DemoStory::AddContainer(const std::string& parent, std::uint32_t kin
 void DemoStory::CreateAlbum() {
   Title("Create a folder, and an album in it (18)");
   const std::string folder = AddContainer("", kKELOKind_Folder, "Demonstration");
-  albumId_ = AddContainer(folder, kKELOKind_Album, "Pictures & more");
+  albumId_ = AddContainer(folder, kKELOKind_Album, kAlbum);
 }
 
 std::vector<UploadedFile> DemoStory::Put() {
   std::vector<UploadedFile> files;
-  SendPlan(library_, PlanUpload({pictures_.string()}, true), {.album = albumId_, .tags = "demo"},
+  SendPlan(library_, PlanUpload({pictures_.string()}, {.album = {{}, kAlbum}}),
+           {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
            [&](const UploadedFile& file) { files.push_back(file); });
   return files;
 }
@@ -155,7 +157,8 @@ void DemoStory::UploadPictures() {
     if (file.Held() && !file.itemId.empty() && !std::exchange(seen[file.itemId], true))
       uploaded_.push_back(file);
   }
-  Prove(held == files.size() && !uploaded_.empty(), "the service confirmed each of them");
+  Prove(!uploaded_.empty(),
+        fmt::format("the service confirmed {} of {}", held, CountText(files.size(), "file")));
 }
 
 void DemoStory::UploadAgain() {

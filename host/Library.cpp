@@ -45,7 +45,7 @@ std::uint32_t Library::Persist(std::uint32_t command,
     requests_.Take();
     const std::uint32_t result = send(tries);
     const Trouble trouble = Judge(command, result, requests_.Take());
-    failureMayPass_ = trouble == Trouble::kMayPass || trouble == Trouble::kMayHaveBeenDone;
+    failureMayPass_ = trouble == Trouble::kMayHaveBeenDone;
     if (!TriesAgain(result, trouble, tries)) {
       failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||
                       result == kKELOResult_GeneralFailure;

@@ -12,7 +12,6 @@
 #include <cstring>
 #include <exiv2/exiv2.hpp>
 
-#include "Names.h"
 #include "ResultText.h"
 
 namespace kelo::host {
@@ -51,9 +50,8 @@ LocalFile DescribeFile(const std::filesystem::path& path) {
   const bool known = file >= 0 && ::fstat(file, &status) == 0;
   const int reason = errno;
   if (file >= 0) ::close(file);
-  const std::string shown = Shown(path.string());
-  if (!known) throw Failure(fmt::format("{}: {}", shown, std::strerror(reason)));
-  if (!S_ISREG(status.st_mode)) throw Failure(shown + ": not a file");
+  if (!known) throw Failure(std::strerror(reason));
+  if (!S_ISREG(status.st_mode)) throw Failure("not a file");
   LocalFile facts;
   facts.path = path;
   facts.size = static_cast<std::uint64_t>(status.st_size);
@@ -61,13 +59,16 @@ LocalFile DescribeFile(const std::filesystem::path& path) {
   // A file system's creation time is that of the copy, and would make a restored or copied file
   // look new to the duplicate check. The modification time goes along with copies.
   facts.createDate = facts.modifyDate;
+  facts.device = status.st_dev;
+  facts.inode = status.st_ino;
   return facts;
 }
 
 void AddPictureFacts(LocalFile& file) {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
   try {
-    const auto image = Exiv2::ImageFactory::open(file.path.string());
+    // Absolute, because a relative name could look like a URL to the picture library.
+    const auto image = Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string());
     image->readMetadata();
     file.width = static_cast<std::uint32_t>(std::max(image->pixelWidth(), 0));
     file.height = static_cast<std::uint32_t>(std::max(image->pixelHeight(), 0));

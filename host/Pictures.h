@@ -19,9 +19,12 @@ struct LocalFile {
   std::string shotDate;  // "2024-05-17T10:11:12", the camera's clock; empty: unknown
   std::uint32_t width = 0;
   std::uint32_t height = 0;
+  std::uint64_t device = 0;  // with the inode: which file it is, under whatever name
+  std::uint64_t inode = 0;
 };
 
-// Size and dates. Throws Failure when it is no regular file or cannot be read.
+// Size, dates and identity. Throws Failure, with the reason alone, when it is no regular file or
+// cannot be read.
 LocalFile DescribeFile(const std::filesystem::path& path);
 
 // Adds what the picture itself tells; leaves files that are no pictures as they are.

@@ -4,45 +4,32 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "Library.h"
 #include "UploadPlan.h"
+#include "UploadedFile.h"
 
 namespace kelo::host {
 
-enum class UploadOutcome {
-  kStored,
-  kAlreadyThere,
-  kAlreadyInAlbum,
-  kRefused,
-  kNotConfirmed,
-  kNotSent,
-  kFailed
-};
-
-struct UploadedFile {
-  LocalFile file;
-  UploadOutcome outcome = UploadOutcome::kFailed;
-  std::uint32_t code = 0;  // of a failure
-  std::string itemId;      // where the service named one
-
-  // The outcome in words.
-  std::string Words() const;
-  // Whether the service holds the file now.
-  bool Held() const { return outcome <= UploadOutcome::kAlreadyInAlbum; }
-};
-
 struct UploadOptions {
-  std::string album;  // id; empty: no album
+  // The id of the album that a batch goes to; empty: none. Called before a batch is sent. May throw
+  // CommandFailure.
+  std::function<std::string(const AlbumName&)> albumId;
   std::string tags;
-  bool check = true;  // do not send what is stored already
+  bool check = true;    // do not send what is stored already
+  bool dryRun = false;  // ask the check, and change nothing
 };
 
-// Sends batch after batch; `report` hears of each file when its batch is over. A batch with a file
-// that has become unreadable is sent again without it; a failure that the next batch would meet
-// too (no service, no session, storage full) ends the upload, the files left are kNotSent. Throws
-// CommandFailure when aborted.
+// Sends batch after batch; `report` hears of each file once.
+//
+// What a batch fails by costs as little as possible. A file that can no longer be read is left out.
+// What may pass is tried again, with the check, since nobody knows what became of the first try.
+// When the storage is full, what still fits is sent. A batch that fails otherwise is halved until
+// the bad file stands alone. A failure that the next batch would meet too (no service, no session)
+// ends the upload; the files left are kNotSent. Files that the service holds already are placed in
+// the album.
+//
+// In a dry run kStored and kPlaced are what would be. Throws CommandFailure when aborted.
 void SendPlan(Library& library, UploadPlan plan, const UploadOptions& options,
               const std::function<void(const UploadedFile&)>& report);
 

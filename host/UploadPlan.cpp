@@ -1,73 +1,27 @@
-// Walking, pairing and cutting into batches.
+// Pairing, twins, and cutting into batches.
 #include "UploadPlan.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
-#include <set>
+#include <unordered_map>
 #include <utility>
 
-#include "Names.h"
-#include "ResultText.h"
+#include "SameContent.h"
+#include "text/Unicode.h"
 
 namespace kelo::host {
 namespace {
 
 namespace fs = std::filesystem;
 
-bool Hidden(const fs::path& path) {
-  return path.filename().string().starts_with('.');
-}
-
-class Gatherer {
- public:
-  explicit Gatherer(UploadPlan& plan) : plan_(plan) {}
-
-  void Add(const fs::path& path) {
-    std::error_code failed;
-    if (fs::is_directory(path, failed))
-      Walk(path);
-    else
-      AddFile(path);
-  }
-
+// What must not be divided: a picture with its memos, or one file.
+struct Unit {
   std::vector<LocalFile> files;
-
- private:
-  // Links to folders are not followed: they may lead round in a circle.
-  void Walk(const fs::path& folder) {
-    std::error_code failed;
-    std::vector<fs::path> entries;
-    for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed))
-      if (!Hidden(at->path())) entries.push_back(at->path());
-    if (failed) plan_.refused.push_back(Shown(folder.string()) + ": " + failed.message());
-    std::sort(entries.begin(), entries.end());
-    for (const fs::path& entry : entries)
-      if (!fs::is_directory(entry, failed))
-        AddFile(entry);
-      else if (!fs::is_symlink(entry, failed))
-        Walk(entry);
-  }
-
-  void AddFile(const fs::path& path) {
-    std::error_code failed;
-    fs::path canonical = fs::weakly_canonical(path, failed);
-    if (!seen_.insert(failed ? path : canonical).second) return;
-    try {
-      LocalFile file = DescribeFile(path);
-      if (file.size > kMaxFile) {
-        throw Failure(fmt::format("{}: {} is too large; a file must be below 2 GiB",
-                                  Shown(path.string()), ByteText(file.size)));
-      }
-      files.push_back(std::move(file));
-    } catch (const Failure& failure) {
-      plan_.refused.emplace_back(failure.what());
-    }
-  }
-
-  UploadPlan& plan_;
-  std::set<fs::path> seen_;
+  AlbumName album;
+  Twin twin = Twin::kNone;
 };
 
 // "IMG_1.JPG" and "img_1.wav" of one folder belong together.
@@ -78,64 +32,112 @@ std::string PairKey(const fs::path& path) {
   return (path.parent_path() / stem).string();
 }
 
-// Units that must not be divided: a picture with its memo, or one file.
-std::vector<UploadPlan::Batch> Units(std::vector<LocalFile> files, bool checked, UploadPlan& plan) {
-  std::vector<UploadPlan::Batch> units;
-  std::map<std::string, std::size_t> pictureUnits;
-  std::vector<LocalFile> memos;
-  for (LocalFile& file : files) {
-    if (IsSoundMemo(file.path)) {
-      memos.push_back(std::move(file));
-      continue;
-    }
-    pictureUnits.emplace(PairKey(file.path), units.size());
-    units.push_back({std::move(file)});
+std::vector<Unit> PairUp(std::vector<FoundFile> files, bool checked, UploadPlan& plan) {
+  const auto memos = std::stable_partition(files.begin(), files.end(), [](const FoundFile& file) {
+    return !IsSoundMemo(file.facts.path);
+  });
+  std::vector<Unit> units;
+  units.reserve(files.size());
+  std::unordered_map<std::string, std::size_t> pictures;
+  for (auto picture = files.begin(); picture != memos; ++picture) {
+    if (memos != files.end()) pictures.emplace(PairKey(picture->facts.path), units.size());
+    units.emplace_back().album = std::move(picture->album);
+    units.back().files.push_back(std::move(picture->facts));
   }
-  for (LocalFile& memo : memos) {
-    const auto found = pictureUnits.find(PairKey(memo.path));
-    if (found != pictureUnits.end()) {
-      units[found->second].push_back(std::move(memo));
+  for (auto memo = memos; memo != files.end(); ++memo) {
+    const auto found = pictures.find(PairKey(memo->facts.path));
+    if (found != pictures.end()) {
+      units[found->second].files.push_back(std::move(memo->facts));
     } else if (!checked) {
-      units.push_back({std::move(memo)});
+      units.push_back({{std::move(memo->facts)}, std::move(memo->album)});
     } else {
       plan.refused.push_back(
-          Shown(memo.path.string()) +
-          ": a sound memo goes with the picture of its name; --force sends it alone");
+          {memo->facts.path,
+           "a sound memo goes with the picture of its name; --force sends it alone"});
     }
   }
   return units;
 }
 
+void MarkTwins(std::vector<Unit>& units) {
+  std::unordered_map<std::string, const LocalFile*> firsts;
+  firsts.reserve(units.size());
+  for (Unit& unit : units) {
+    const LocalFile& file = unit.files.front();
+    const auto [first, isFirst] = firsts.emplace(TwinKey(file), &file);
+    if (!isFirst)
+      unit.twin = SameContent(first->second->path, file.path) ? Twin::kCopy : Twin::kRival;
+  }
+}
+
+class Batcher {
+ public:
+  explicit Batcher(std::vector<UploadPlan::Batch>& batches) : batches_(batches) {}
+
+  void Add(Unit unit, bool alone) {
+    if (alone) {
+      batches_.push_back({std::move(unit.album), std::move(unit.files), unit.twin});
+      return;
+    }
+    Open& open = open_[unit.album];
+    const std::uint64_t size = SizeOf(unit.files);
+    const bool fits =
+        open.files + unit.files.size() <= kBatchFiles && open.bytes + size <= kBatchBytes;
+    if (open.files == 0 || !fits) {
+      open = {.batch = batches_.size()};
+      batches_.push_back({std::move(unit.album), {}, unit.twin});
+    }
+    open.files += unit.files.size();
+    open.bytes += size;
+    std::move(unit.files.begin(), unit.files.end(), std::back_inserter(batches_[open.batch].files));
+  }
+
+ private:
+  struct Open {
+    std::size_t batch = 0;
+    std::size_t files = 0;
+    std::uint64_t bytes = 0;
+  };
+  std::vector<UploadPlan::Batch>& batches_;
+  std::map<AlbumName, Open> open_;
+};
+
 }  // namespace
 
 std::size_t UploadPlan::FileCount() const {
   std::size_t count = 0;
-  for (const Batch& batch : batches) count += batch.size();
+  for (const Batch& batch : batches) count += batch.files.size();
   return count;
 }
 
-std::uint64_t BatchSize(const UploadPlan::Batch& batch) {
+std::uint64_t SizeOf(const std::vector<LocalFile>& files) {
   std::uint64_t size = 0;
-  for (const LocalFile& file : batch) size += file.size;
+  for (const LocalFile& file : files) size += file.size;
   return size;
 }
 
-UploadPlan PlanUpload(const std::vector<std::string>& paths, bool checked) {
+std::string TwinKey(const LocalFile& file) {
+  const std::string name = file.path.filename().string();
+  std::string composed;
+  return fmt::format("{}/{}/{}", file.size, file.modifyDate, ComposeUtf8(name, composed));
+}
+
+UploadPlan PlanUpload(const std::vector<std::string>& paths, const PlanOptions& options) {
+  LocalFiles found = FindLocalFiles(paths, options.filter, options.albumsFromFolders);
+  if (!options.albumsFromFolders)
+    for (FoundFile& file : found.files) file.album = options.album;
   UploadPlan plan;
-  Gatherer gatherer(plan);
-  for (const std::string& path : paths) gatherer.Add(path);
-  UploadPlan::Batch open;
-  for (auto& unit : Units(std::move(gatherer.files), checked, plan)) {
-    if (checked && unit.size() > 1) {
-      plan.batches.push_back(std::move(unit));
-      continue;
-    }
-    const bool full =
-        open.size() + unit.size() > kBatchFiles || BatchSize(open) + BatchSize(unit) > kBatchBytes;
-    if (full && !open.empty()) plan.batches.push_back(std::exchange(open, {}));
-    std::move(unit.begin(), unit.end(), std::back_inserter(open));
+  plan.refused = std::move(found.refused);
+  plan.leftOut = std::move(found.leftOut);
+  std::vector<Unit> units = PairUp(std::move(found.files), options.checked, plan);
+  if (options.checked) MarkTwins(units);
+  // The twins go when the first of each has gone.
+  for (const Twin round : {Twin::kNone, Twin::kCopy, Twin::kRival}) {
+    Batcher batcher(plan.batches);
+    for (Unit& unit : units)
+      if (unit.twin == round && !unit.files.empty())
+        batcher.Add(std::move(unit), options.checked && unit.files.size() > 1);
   }
-  if (!open.empty()) plan.batches.push_back(std::move(open));
   return plan;
 }
 

@@ -20,8 +20,8 @@ class FilesTest : public HostTest {
 
   std::vector<std::size_t> BatchSizes(bool checked) const {
     std::vector<std::size_t> sizes;
-    for (const auto& batch : PlanUpload({(folder_ / "in").string()}, checked).batches)
-      sizes.push_back(batch.size());
+    for (const auto& batch : PlanUpload({(folder_ / "in").string()}, {.checked = checked}).batches)
+      sizes.push_back(batch.files.size());
     return sizes;
   }
 };
@@ -50,7 +50,7 @@ TEST_F(FilesTest, TakesAFileNamedTwiceOnce) {
   fs::create_symlink(file, folder_ / "link.jpg");
   fs::create_directory_symlink(folder_ / "in", folder_ / "in/circle");
   const UploadPlan plan =
-      PlanUpload({file.string(), (folder_ / "in").string(), (folder_ / "link.jpg").string()}, true);
+      PlanUpload({file.string(), (folder_ / "in").string(), (folder_ / "link.jpg").string()});
   EXPECT_EQ(plan.FileCount(), 1u);
   EXPECT_TRUE(plan.refused.empty());
 }

@@ -44,6 +44,7 @@ class KeloProcess {
 // A service, a temporary folder with a home in it, and kelo logged in or not.
 class HostTest : public ::testing::Test {
  protected:
+  explicit HostTest(const devservice::Service::Options& options = {}) : service_(options) {}
   std::vector<std::string> Environment() const;
   Outcome Kelo(const std::vector<std::string>& arguments) const;
   // Logs in and expects success.

@@ -46,26 +46,6 @@ TEST_F(TransferTest, StoresAndFindsAgain) {
                               HasSubstr("t\xC3\xA9 & <two>.jpg")));
 }
 
-TEST_F(TransferTest, OneBadFileDoesNotLoseTheRest) {
-  Write("in/a.jpg", "aaa");
-  Write("in/bad.exe", "program");
-  fs::create_symlink("nowhere", folder_ / "in/dangling.jpg");
-  std::ofstream(folder_ / "in/huge.mov").close();
-  fs::resize_file(folder_ / "in/huge.mov", 1ull << 31);
-  Write("in/z.jpg", "zzz");
-  ASSERT_EQ(Kelo({"mkalbum", "All"}).exitCode, 0);
-  const Outcome put = Kelo({"put", (folder_ / "in").string(), "--album", "All"});
-  EXPECT_EQ(put.exitCode, 1);
-  EXPECT_THAT(put.out, EndsWith("2 stored, 0 already there, 3 not stored\n"));
-  EXPECT_THAT(put.err, AllOf(HasSubstr("bad.exe: refused by the service (4115)"),
-                             HasSubstr("huge.mov: 2.1 GB is too large; a file must be below 2 GiB"),
-                             HasSubstr("dangling.jpg: No such file or directory")));
-  // Without an album the check does not tell refusals apart: they show as missing confirmations.
-  const Outcome loose = Kelo({"put", (folder_ / "in/bad.exe").string()});
-  EXPECT_EQ(loose.exitCode, 1);
-  EXPECT_THAT(loose.err, HasSubstr("bad.exe: sent, but not confirmed by the service"));
-}
-
 // The check's answer is the moment between planning and sending at which a file can vanish.
 TEST_F(TransferTest, SendsABatchAgainWithoutAFileThatVanished) {
   Write("in/a.jpg", "aaa");
@@ -125,21 +105,6 @@ TEST_F(TransferTest, TheDemonstrationProvesEveryStepAndCleansUp) {
   EXPECT_THAT(demo.out, EndsWith("OK: all 22 commands of the library were used\n"));
   EXPECT_EQ(KeloProcess({"demo", (folder_ / "empty").string()}, environment).Wait().exitCode, 1);
   EXPECT_THAT(Names("tmp"), IsEmpty());
-}
-
-TEST_F(TransferTest, ABatchThatCannotReachTheServiceEndsTheUpload) {
-  Write("in/a.jpg", "aaa");
-  Write("in/a.wav", "memo");
-  Write("in/b.jpg", "bbb");
-  service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-    if (request.apiMethod == "CheckUploadItems") return Reply{.status = 504};
-    return std::nullopt;
-  });
-  const Outcome put = Kelo({"put", (folder_ / "in").string()});
-  EXPECT_EQ(put.exitCode, 1);
-  EXPECT_EQ(Arrived("CheckUploadItems"), 1u);
-  EXPECT_THAT(put.err, AllOf(HasSubstr("a.jpg: the service did not answer in time (4128)"),
-                             HasSubstr("b.jpg: not sent")));
 }
 
 }  // namespace

@@ -1,0 +1,36 @@
+// Which of the files that are found in folders an upload takes: pictures, movies and sound, no
+// junk, and what the patterns of the command line leave.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelo::host {
+
+// Why something is left out without a word of its own.
+enum class LeftOut { kSystemFile, kHidden, kOtherKind, kByPattern, kFolderLink };
+
+using LeftOutCounts = std::map<LeftOut, std::size_t>;
+
+// "3 hidden, 1 system file"; empty when nothing was.
+std::string LeftOutText(const LeftOutCounts& counts);
+
+struct UploadFilter {
+  // Globs, case not counted. One without a slash is compared with names, any other with the path
+  // below the folder that the command line named; there "*" matches slashes too.
+  std::vector<std::string> include;  // empty: everything
+  std::vector<std::string> exclude;
+  bool allFiles = false;  // junk and files of other kinds as well
+
+  // `below` is the path below that folder. A file that the command line named itself (`named`) may
+  // be hidden and of any kind.
+  std::optional<LeftOut> File(const std::filesystem::path& below, bool named) const;
+  // A folder that is left out is not entered.
+  std::optional<LeftOut> Folder(const std::filesystem::path& below) const;
+};
+
+}  // namespace kelo::host
