@@ -35,27 +35,42 @@ std::string Joined(const std::vector<std::string>& addresses) {
   return list;
 }
 
-void PrintRejected(const RecipientLists& lists) {
+void TellRejected(Output& out, const RecipientLists& lists) {
   for (const std::string& address : Split(lists.rejected))
-    fmt::print(stderr, "kelo: rejected by the service: {}\n", Shown(address));
+    out.Problem("rejected by the service: " + Shown(address));
 }
 
-int Contacts(Host& host) {
+int Contacts(Host& host, bool json) {
+  if (json) host.Out().UseJson();
   // Resolved first: the ";" of a reference separates nothing.
   const auto addresses = Split(Resolved(host.WithSession().AddressList()));
-  for (const std::string& address : addresses) fmt::print("{}\n", Shown(address));
-  if (addresses.empty()) fmt::print(stderr, "the address list is empty\n");
+  for (const std::string& address : addresses)
+    host.Out().Result(Shown(address), {{"address", address}});
+  if (addresses.empty()) host.Out().Note("the address list is empty");
   return 0;
 }
 
-int Verify(Host& host, const std::vector<std::string>& addresses) {
+struct VerifyOptions {
+  std::vector<std::string> addresses;
+  bool json = false;
+};
+
+int Verify(Host& host, const VerifyOptions& options) {
+  Output& out = host.Out();
+  if (options.json) out.UseJson();
   RecipientLists lists;
-  const std::uint32_t result = host.WithSession().Verify(Joined(addresses), lists);
+  const std::uint32_t result = host.WithSession().Verify(Joined(options.addresses), lists);
+  const auto json = [](const std::string& address, bool accepted) {
+    return Json{{"address", Resolved(address)}, {"accepted", accepted}};
+  };
   for (const std::string& address : Split(lists.accepted))
-    fmt::print("accepted: {}\n", Shown(address));
-  PrintRejected(lists);
+    out.Result("accepted: " + Shown(address), json(address, true));
+  if (!options.json)
+    TellRejected(out, lists);
+  else
+    for (const std::string& address : Split(lists.rejected)) out.Result("", json(address, false));
   if (result == 0) return 0;
-  fmt::print(stderr, "kelo: {}\n", ResultText(result));
+  out.Problem(ResultText(result));
   return 1;
 }
 
@@ -73,13 +88,13 @@ int Mail(Host& host, const MailOptions& options) {
   RecipientLists lists;
   const std::uint32_t status = library.Mail(FieldText(album.itemId), mail, lists);
   if (status == 0) {
-    fmt::print("sent to {}\n", Shown(mail.recipients));
+    host.Out().Line("sent to " + Shown(mail.recipients));
     return 0;
   }
-  PrintRejected(lists);
+  TellRejected(host.Out(), lists);
   const std::string went = lists.accepted.empty() ? "nobody" : Shown(lists.accepted);
-  fmt::print(stderr, "kelo: sent, but not to everyone: {}\n", ResultText(status));
-  fmt::print("sent to {}\n", went);
+  host.Out().Problem("sent, but not to everyone: " + ResultText(status));
+  host.Out().Line("sent to " + went);
   return 1;
 }
 
@@ -106,16 +121,18 @@ void AddMail(CLI::App& app, Action& chosen) {
 }  // namespace
 
 void AddShareCommands(CLI::App& app, Action& chosen) {
-  app.add_subcommand("contacts", "Show the account's address list")->callback([&chosen] {
-    chosen = Contacts;
-  });
+  CLI::App* contacts = app.add_subcommand("contacts", "Show the account's address list");
+  const auto json = std::make_shared<bool>(false);
+  contacts->add_flag("--json", *json, kJsonHelp);
+  contacts->callback(
+      [json, &chosen] { chosen = [json](Host& host) { return Contacts(host, *json); }; });
   CLI::App* verify =
       app.add_subcommand("verify", "Ask the service which mail addresses it accepts");
-  const auto addresses = std::make_shared<std::vector<std::string>>();
-  verify->add_option("ADDRESS", *addresses, "Mail addresses")->required();
-  verify->callback([addresses, &chosen] {
-    chosen = [addresses](Host& host) { return Verify(host, *addresses); };
-  });
+  const auto options = std::make_shared<VerifyOptions>();
+  verify->add_option("ADDRESS", options->addresses, "Mail addresses")->required();
+  verify->add_flag("--json", options->json, kJsonHelp);
+  verify->callback(
+      [options, &chosen] { chosen = [options](Host& host) { return Verify(host, *options); }; });
   AddMail(app, chosen);
 }
 

@@ -174,7 +174,8 @@ void DemoStory::UploadAgain() {
 void DemoStory::Browse() {
   Title("Load the account again, and browse it (8, 9, 16, 17)");
   library_.LoadHierarchy();
-  PrintTree(library_, true);
+  Output out;
+  PrintTree(library_, out, true);
   const auto items = library_.List(albumId_, kKELOKind_FileItem);
   Prove(items.size() == uploaded_.size() &&
             library_.Count(albumId_, kKELOKind_FileItem) == items.size(),

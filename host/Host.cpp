@@ -1,21 +1,26 @@
-// Restoring the session, and finding what a person named.
+// Restoring the session, and the account with it.
 #include "Host.h"
-
-#include <fmt/format.h>
-
-#include "Names.h"
-#include "Records.h"
-#include "ResultText.h"
 
 namespace kelo::host {
 
 Library& Host::WithSession() {
   if (!restored_) {
-    const StoredSession stored = StateFile().Load();
+    const StateFile state = State();
+    state.ApplyUrl();
+    const StoredSession stored = state.Load();
     library_.SetSession(stored.session, stored.secret);
+    if (const auto credentials = state.Remembered())
+      library_.OnEndedSession([this, credentials] { Reopen(*credentials); });
     restored_ = true;
   }
   return library_;
+}
+
+void Host::Reopen(const Credentials& credentials) {
+  library_.OpenSession(credentials);
+  State().Save({library_.Session(), credentials.secret});
+  // The library forgot the account with the session; what is sent again may need it.
+  if (loaded_) library_.LoadHierarchy();
 }
 
 Library& Host::Loaded() {
@@ -23,37 +28,6 @@ Library& Host::Loaded() {
   if (!loaded_) library_.LoadHierarchy();
   loaded_ = true;
   return library_;
-}
-
-tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted) {
-  if (wanted == "root") return library.Info(KELO_ROOT_ALBUM_ID);
-  if (wanted.empty()) throw Failure("an empty name names nothing");
-  if (wanted.size() < KELO_ID_FIELD_SIZE) {
-    try {
-      return library.Info(wanted);
-    } catch (const CommandFailure& failure) {
-      if (failure.Code() != kKELOResult_BadParameter) throw;  // otherwise: no id of anything
-    }
-  }
-  std::vector<tagKELO_ItemInfo> matches;
-  for (const tagKELO_ItemInfo& entry :
-       library.List(KELO_ALL_ITEMS_ID, kKELOKind_Folder | kKELOKind_Album | kKELOKind_FriendAlbum))
-    if (Resolved(FieldText(entry.name)) == wanted) matches.push_back(entry);
-  const std::string shown = Shown(wanted);
-  if (matches.empty())
-    throw Failure(fmt::format("there is nothing with the id or name '{}'", shown));
-  if (matches.size() == 1) return matches.front();
-  std::string ids;
-  for (const auto& match : matches) ids += "\n  " + Shown(FieldText(match.itemId));
-  throw Failure(
-      fmt::format("'{}' names {} folders or albums; use an id:{}", shown, matches.size(), ids));
-}
-
-tagKELO_ItemInfo FindAlbum(Library& library, const std::string& wanted) {
-  const tagKELO_ItemInfo entry = FindEntry(library, wanted);
-  if ((entry.kind & (kKELOKind_Album | kKELOKind_RootAlbum | kKELOKind_FriendAlbum)) == 0)
-    throw Failure(fmt::format("'{}' is not an album", Shown(wanted)));
-  return entry;
 }
 
 }  // namespace kelo::host

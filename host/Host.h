@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "Find.h"
 #include "Interrupt.h"
 #include "Library.h"
 #include "Output.h"
@@ -19,30 +20,40 @@ namespace kelo::host {
 struct CommonOptions {
   bool quiet = false;
   Persistence persistence;
+  std::string profile;  // whose session; empty: the one without a name
 };
 
 class Host {
  public:
   explicit Host(const CommonOptions& options)
-      : library_(output_, options.persistence), interrupt_(library_) {
+      : profile_(options.profile), library_(output_, options.persistence), interrupt_(library_) {
     if (options.quiet) output_.BeQuiet();
   }
 
   Output& Out() { return output_; }
+  // What is kept of the profile. Throws Failure where there is no home folder.
+  StateFile State() const { return StateFile::OfProfile(profile_); }
   // The library without a session.
   Library& Bare() { return library_; }
-  // With the stored session restored. Throws Failure when there is none.
+  // With the stored session restored, and opened again when it turns out to be over and the
+  // credentials are kept. Throws Failure when there is none.
   Library& WithSession();
   // With the session and the account's hierarchy loaded, both once.
   Library& Loaded();
 
  private:
+  void Reopen(const Credentials& credentials);
+
+  const std::string profile_;
   Output output_;
   Library library_;
   Interrupt interrupt_;  // ends before the library closes
   bool restored_ = false;
   bool loaded_ = false;
 };
+
+// The help of the option --json.
+constexpr const char* kJsonHelp = "Tell the results in JSON, one object a line";
 
 // What the command line asked for: runs with the library and gives the exit code.
 using Action = std::function<int(Host&)>;
@@ -55,11 +66,5 @@ void AddPutCommand(CLI::App& app, Action& chosen);
 void AddEditCommands(CLI::App& app, Action& chosen);
 void AddShareCommands(CLI::App& app, Action& chosen);
 void AddDemoCommand(CLI::App& app, Action& chosen);
-
-// The entry that a person names by id, by the word "root" (the root album) or by the name of one
-// folder or album. Throws Failure when there is none, or more than one. Needs the hierarchy.
-tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted);
-// The same for an album that can hold items of ours; a folder is refused.
-tagKELO_ItemInfo FindAlbum(Library& library, const std::string& wanted);
 
 }  // namespace kelo::host

@@ -1,16 +1,19 @@
-// The session file: a fixed block of bytes that is written and read whole.
+// The session file, a fixed block of bytes that is written and read whole, and the texts beside it.
 #include "StateFile.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
+#include "Names.h"
 #include "Records.h"
 #include "ResultText.h"
 
@@ -77,9 +80,50 @@ void WriteAtomically(const std::filesystem::path& path, std::string_view bytes) 
   }
 }
 
+// Nobody but the user may read or write the open file.
+void CheckPrivate(const Descriptor& file, const std::filesystem::path& path) {
+  struct stat facts {};
+  if (::fstat(file.Number(), &facts) != 0) FailFile("read", path);
+  if (facts.st_uid != ::geteuid()) {
+    throw Failure(fmt::format("{} belongs to another user and is not trusted; remove it and log in",
+                              path.string()));
+  }
+  if ((facts.st_mode & 077u) != 0) {
+    throw Failure(fmt::format("others may read {}, or write it; if nobody did, say 'chmod 600 {}'",
+                              path.string(), path.string()));
+  }
+}
+
+// The first `most` bytes of a private file; nothing when there is no such file.
+std::optional<std::string> ReadPrivate(const std::filesystem::path& path, std::size_t most) {
+  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  if (file.Number() < 0) {
+    if (errno == ENOENT) return std::nullopt;
+    FailFile("read", path);
+  }
+  CheckPrivate(file, path);
+  std::string bytes(most, '\0');
+  const auto size = ::read(file.Number(), bytes.data(), bytes.size());
+  if (size < 0) FailFile("read", path);
+  bytes.resize(static_cast<std::size_t>(size));
+  return bytes;
+}
+
+void RemoveFile(const std::filesystem::path& path) {
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) FailFile("remove", path);
+}
+
 }  // namespace
 
-StateFile::StateFile() : StateFile(DefaultFolder()) {}
+bool IsProfileName(const std::string& name) {
+  return !name.empty() && FileName(name, "") == name;
+}
+
+StateFile StateFile::OfProfile(const std::string& profile) {
+  const std::filesystem::path folder = DefaultFolder();
+  return StateFile(profile.empty() ? folder : folder / "profiles" / profile);
+}
+
 StateFile::StateFile(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
 void StateFile::Save(const StoredSession& stored) const {
@@ -91,22 +135,16 @@ void StateFile::Save(const StoredSession& stored) const {
 
 StoredSession StateFile::Load() const {
   const std::filesystem::path path = SessionPath();
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-  if (file.Number() < 0) {
-    if (errno == ENOENT) throw Failure("no session: log in with 'kelo login'");
-    FailFile("read", path);
-  }
-  char bytes[sizeof(FileContent) + 1];  // one more, to notice a longer file
-  const auto size = ::read(file.Number(), bytes, sizeof bytes);
-  if (size < 0) FailFile("read", path);
   FileContent content;
-  if (size != sizeof content) {
+  // One byte more, to notice a longer file.
+  const std::optional<std::string> bytes = ReadPrivate(path, sizeof content + 1);
+  if (!bytes) throw Failure("no session: log in with 'kelo login'");
+  if (bytes->size() != sizeof content) {
     throw Failure(fmt::format(
         "the session file {} is not one of this version of kelo ({} than {} bytes); log in again",
-        path.string(), size < static_cast<ssize_t>(sizeof content) ? "shorter" : "longer",
-        sizeof content));
+        path.string(), bytes->size() < sizeof content ? "shorter" : "longer", sizeof content));
   }
-  std::memcpy(&content, bytes, sizeof content);
+  std::memcpy(&content, bytes->data(), sizeof content);
   const FileContent expected;
   if (std::memcmp(content.magic, expected.magic, sizeof content.magic) != 0 ||
       content.byteOrder != expected.byteOrder || content.session.token[0] == '\0') {
@@ -117,8 +155,30 @@ StoredSession StateFile::Load() const {
   return {content.session, std::string(FieldText(content.secret))};
 }
 
+// A line each; no credential has a line end in it.
+void StateFile::Remember(const Credentials& credentials) const {
+  WriteAtomically(CredentialsPath(), fmt::format("{}\n{}\n{}\n", credentials.apiKey,
+                                                 credentials.authToken, credentials.secret));
+}
+
+std::optional<Credentials> StateFile::Remembered() const {
+  const auto bytes = ReadPrivate(CredentialsPath(), 4096);
+  if (!bytes) return std::nullopt;
+  std::istringstream lines(*bytes);
+  Credentials credentials;
+  if (std::getline(lines, credentials.apiKey) && std::getline(lines, credentials.authToken) &&
+      std::getline(lines, credentials.secret))
+    return credentials;
+  throw Failure(fmt::format("{} is damaged; log in again", CredentialsPath().string()));
+}
+
 void StateFile::Remove() const {
-  if (::unlink(SessionPath().c_str()) != 0 && errno != ENOENT) FailFile("remove", SessionPath());
+  RemoveFile(SessionPath());
+  ForgetCredentials();
+}
+
+void StateFile::ForgetCredentials() const {
+  RemoveFile(CredentialsPath());
 }
 
 void StateFile::TryUrl(const std::string& url) const {
@@ -143,8 +203,8 @@ void StateFile::KeepUrl(const std::string& url) const {
 }
 
 void StateFile::ApplyUrl() const {
-  std::error_code failed;
-  if (std::filesystem::exists(UrlPath(), failed)) ::setenv(kUrlsVariable, UrlPath().c_str(), 0);
+  // Read for its checks alone: who can change it gets the session's requests.
+  if (ReadPrivate(UrlPath(), 0)) ::setenv(kUrlsVariable, UrlPath().c_str(), 0);
 }
 
 }  // namespace kelo::host

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "EntryJson.h"
 #include "Names.h"
 #include "Records.h"
 
@@ -11,37 +12,54 @@ namespace {
 
 class TreePrinter {
  public:
-  TreePrinter(Library& library, bool items) : library_(library), items_(items) {}
+  TreePrinter(Library& library, Output& out, bool items)
+      : library_(library), out_(out), items_(items) {}
 
   void Print() {
-    fmt::print("Account\n");
-    Children("", kKELOKind_RootAlbum | kKELOKind_Folder | kKELOKind_Album, "");
+    out_.Line("Account");
+    Children("", kKELOKind_RootAlbum | kKELOKind_Folder | kKELOKind_Album, {});
     const auto friends = library_.List(KELO_ALL_ITEMS_ID, kKELOKind_FriendAlbum);
     if (friends.empty()) return;
-    fmt::print("Friends' albums\n");
-    Entries(friends, "");
+    out_.Line("Friends' albums");
+    Entries(friends, {});
   }
 
  private:
-  void Children(std::string_view target, std::uint32_t kinds, const std::string& indent) {
-    Entries(library_.List(target, kinds), indent);
+  // What stands before the lines below an entry, and before the names in their paths.
+  struct Above {
+    std::string indent;
+    std::string path;
+  };
+
+  void Children(std::string_view target, std::uint32_t kinds, const Above& above) {
+    Entries(library_.List(target, kinds), above);
   }
 
-  void Entries(const std::vector<tagKELO_ItemInfo>& entries, const std::string& indent) {
+  void Entries(const std::vector<tagKELO_ItemInfo>& entries, const Above& above) {
     for (std::size_t at = 0; at < entries.size(); ++at) {
       const bool last = at + 1 == entries.size();
       const tagKELO_ItemInfo& entry = entries[at];
-      fmt::print("{}{}{}\n", indent, last ? "└── " : "├── ", Describe(entry));
-      Below(entry, indent + (last ? "    " : "│   "));
+      const std::string path = above.path + "/" + PathName(entry);
+      Json json;
+      if (out_.IsJson()) {
+        json = EntryJson(entry);
+        json["path"] = path;
+      }
+      out_.Result(above.indent + (last ? "└── " : "├── ") + Describe(entry), json);
+      Below(entry, {above.indent + (last ? "    " : "│   "), path});
     }
   }
 
-  void Below(const tagKELO_ItemInfo& entry, const std::string& indent) {
+  void Below(const tagKELO_ItemInfo& entry, const Above& above) {
     const std::string_view id = FieldText(entry.itemId);
     if (entry.kind == kKELOKind_Folder)
-      Children(id, kKELOKind_Album, indent);
+      Children(id, kKELOKind_Album, above);
     else if (items_ && IsContainer(entry))
-      Children(id, kKELOKind_FileItem, indent);
+      Children(id, kKELOKind_FileItem, above);
+  }
+
+  static std::string PathName(const tagKELO_ItemInfo& entry) {
+    return entry.kind == kKELOKind_RootAlbum ? "root" : Resolved(FieldText(entry.name));
   }
 
   static std::string Describe(const tagKELO_ItemInfo& entry) {
@@ -52,6 +70,7 @@ class TreePrinter {
   }
 
   Library& library_;
+  Output& out_;
   const bool items_;
 };
 
@@ -74,14 +93,26 @@ std::string_view KindText(std::uint32_t kind) {
   return "item";
 }
 
+std::string_view FormatText(std::uint32_t format) {
+  struct Row {
+    std::uint32_t format;
+    std::string_view words;
+  };
+  constexpr Row kRows[] = {{1, "JPEG"},      {2, "raw"}, {3, "raw"}, {4, "TIFF"},
+                           {5, "QuickTime"}, {6, "AVI"}, {7, "WAV"}, {4097, "binary"}};
+  for (const Row& row : kRows)
+    if (row.format == format) return row.words;
+  return "unknown";
+}
+
 bool IsContainer(const tagKELO_ItemInfo& entry) {
   constexpr std::uint32_t kContainers = kKELOKind_Folder | kKELOKind_Album | kKELOKind_FriendAlbum |
                                         kKELOKind_RootAlbum | kKELOKind_SharedAlbum;
   return (entry.kind & kContainers) != 0;
 }
 
-void PrintTree(Library& library, bool items) {
-  TreePrinter(library, items).Print();
+void PrintTree(Library& library, Output& out, bool items) {
+  TreePrinter(library, out, items).Print();
 }
 
 }  // namespace kelo::host

@@ -42,6 +42,14 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
       ->check(CLI::Range(0, 1000))
       ->type_name("N")
       ->capture_default_str();
+  app.add_option("--profile", options.profile, "Whose session: each profile has its own")
+      ->envname("KELO_PROFILE")
+      ->type_name("NAME")
+      ->check(CLI::Validator(
+          [](const std::string& name) {
+            return IsProfileName(name) ? "" : "a profile's name must be fit for a folder";
+          },
+          ""));
   AddSessionCommands(app, chosen);
   AddBrowseCommands(app, chosen);
   AddGetCommand(app, chosen);
@@ -75,11 +83,6 @@ int Run(const Action& action, Host& host) {
 }
 
 int Run(const Action& action, const CommonOptions& options) {
-  try {
-    StateFile().ApplyUrl();
-  } catch (const Failure&) {
-    // No home folder: the commands that need one say so.
-  }
   try {
     Host host(options);
     return Run(action, host);

@@ -1,7 +1,9 @@
 // Sessions, the state file, and what a failing command says.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <fstream>
 
 #include "KeloProcess.h"
@@ -13,11 +15,17 @@ namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 class SessionTest : public HostTest {
  protected:
   fs::path State() const { return folder_ / "home/.local/state/kelo"; }
+  std::vector<std::string> EnvironmentWithout(const std::string& beginning) const {
+    std::vector<std::string> environment = Environment();
+    std::erase_if(environment, [&](const auto& text) { return text.starts_with(beginning); });
+    return environment;
+  }
 };
 
 TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
@@ -34,9 +42,7 @@ TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
 
   // A server that is not there is not remembered: closing goes to the one that was.
   EXPECT_EQ(Kelo({"login", "--url", "http://127.0.0.1:1"}).exitCode, 1);
-  std::vector<std::string> withoutUrl = Environment();
-  std::erase_if(withoutUrl, [](const auto& text) { return text.starts_with("KELO_URL="); });
-  EXPECT_EQ(KeloProcess({"logout"}, withoutUrl).Wait().exitCode, 0);
+  EXPECT_EQ(KeloProcess({"logout"}, EnvironmentWithout("KELO_URL=")).Wait().exitCode, 0);
   EXPECT_EQ(Arrived("CloseSession"), 1u);
   EXPECT_FALSE(fs::exists(State() / "session"));
   EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("log in"));
@@ -62,6 +68,101 @@ TEST_F(SessionTest, SaysWhyAStateFileIsOfNoUse) {
     EXPECT_THAT(outcome.err, AllOf(HasSubstr(word), HasSubstr("log in again"))) << content.size();
   }
   EXPECT_EQ(service_.RequestCount(), 0u);
+}
+
+TEST_F(SessionTest, RefusesStateThatOthersMayReadOrWrite) {
+  ASSERT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
+  service_.ClearLog();
+  for (const char* name : {"session", "credentials", "server-urls"}) {
+    const fs::path file = State() / name;
+    for (const mode_t mode : {0640, 0604, 0620, 0602}) {
+      ASSERT_EQ(::chmod(file.c_str(), mode), 0);
+      const Outcome outcome = KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait();
+      EXPECT_EQ(outcome.exitCode, 1) << name << mode;
+      EXPECT_THAT(outcome.err, HasSubstr("'chmod 600 " + file.string() + "'")) << mode;
+    }
+    ASSERT_EQ(::chmod(file.c_str(), 0600), 0);
+    if (::geteuid() != 0) continue;
+    ASSERT_EQ(::chown(file.c_str(), 1, 1), 0);
+    EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("belongs to another user")) << name;
+    ASSERT_EQ(::chown(file.c_str(), 0, 0), 0);
+  }
+  EXPECT_EQ(service_.RequestCount(), 0u);
+  EXPECT_EQ(Kelo({"quota"}).exitCode, 0);
+}
+
+TEST_F(SessionTest, KeepsProfilesApart) {
+  const devservice::Service other;
+  std::vector<std::string> elsewhere = EnvironmentWithout("KELO_");
+  for (const std::string& setting :
+       {"KELO_KEY=" + other.ApiKey(), "KELO_TOKEN=" + other.AuthToken(),
+        "KELO_SECRET=" + other.Secret(), "KELO_URL=" + other.Url(),
+        std::string("KELO_PROFILE=work")})
+    elsewhere.push_back(setting);
+  LogIn();
+  EXPECT_EQ(KeloProcess({"login"}, elsewhere).Wait().exitCode, 0);
+  const std::vector<std::string> plain = EnvironmentWithout("KELO_");
+  const auto run = [&plain](const std::vector<std::string>& words) {
+    return KeloProcess(words, plain).Wait();
+  };
+  EXPECT_EQ(run({"mkdir", "Home"}).exitCode, 0);
+  EXPECT_EQ(run({"mkdir", "Office", "--profile", "work"}).exitCode, 0);
+  EXPECT_THAT(run({"ls"}).out, AllOf(HasSubstr("Home"), Not(HasSubstr("Office"))));
+  EXPECT_THAT(run({"--profile", "work", "ls"}).out,
+              AllOf(HasSubstr("Office"), Not(HasSubstr("Home"))));
+  EXPECT_EQ(run({"logout", "--profile", "work"}).exitCode, 0);
+  EXPECT_EQ(run({"quota"}).exitCode, 0);
+  EXPECT_THAT(run({"quota", "--profile", "work"}).err, HasSubstr("log in"));
+  for (const char* name : {"", ".", "..", "../x", "a/b", ".hidden", "a\x1B"})
+    EXPECT_EQ(run({"quota", "--profile", name}).exitCode, 2) << name;
+}
+
+TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
+  ASSERT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
+  struct stat file {};
+  ASSERT_EQ(stat((State() / "credentials").c_str(), &file), 0);
+  EXPECT_EQ(file.st_mode & 07777u, 0600u);
+
+  const std::string picture = Write("a.jpg", "aaa").string();
+  const std::vector<std::string> commands[] = {
+      {"mkdir", "Journeys"}, {"quota"}, {"ls"}, {"put", picture}, {"verify", "anna@x.example"}};
+  for (const auto& command : commands) {
+    service_.ExpireTokens();
+    service_.ClearLog();
+    const Outcome outcome = Kelo(command);
+    EXPECT_EQ(outcome.exitCode, 0) << command[0] << outcome.err;
+    EXPECT_EQ(Arrived("OpenSession"), 1u) << command[0];
+    EXPECT_EQ(Kelo({"extend"}).exitCode, 0);  // the new session was kept
+    EXPECT_EQ(Arrived("OpenSession"), 1u) << command[0];
+  }
+
+  // The session ends between loading the account and what needs it.
+  std::atomic<bool> ended = false;
+  service_.SetScript([&](const auto& request) {
+    if (request.apiMethod == "AddAlbum" && !ended.exchange(true)) service_.ExpireTokens();
+    return std::optional<devservice::Reply>();
+  });
+  service_.ClearLog();
+  const Outcome album = Kelo({"mkalbum", "Lisbon", "--folder", "Journeys"});
+  EXPECT_EQ(album.exitCode, 0) << album.err;
+  EXPECT_EQ(album.err, "");
+  EXPECT_EQ(Arrived("OpenSession"), 1u);
+  EXPECT_EQ(Arrived("AddAlbum"), 2u);
+  EXPECT_EQ(Arrived("GetHierarchy"), 2u);
+
+  // Kept credentials that are of no use any more are said so; those of a former login are gone.
+  std::ofstream(State() / "credentials") << "k\nt\ns\n";
+  service_.ExpireTokens();
+  EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("cannot open the session"));
+  LogIn();
+  service_.ExpireTokens();
+  EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("log in again with 'kelo login' (4116)"));
+  EXPECT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
+  service_.ExpireTokens();
+  service_.ClearLog();
+  EXPECT_EQ(Kelo({"logout"}).exitCode, 0);
+  EXPECT_EQ(Arrived("OpenSession"), 0u);
+  EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("server-urls"));
 }
 
 TEST_F(SessionTest, SaysInWordsAndWithTheCodeWhatFailed) {
@@ -95,6 +196,17 @@ TEST_F(SessionTest, SaysInWordsAndWithTheCodeWhatFailed) {
         << one.command[0] << one.reply.body;
     EXPECT_EQ(outcome.out, "") << one.command[0];
   }
+}
+
+TEST_F(SessionTest, WithoutATerminalALoginNeedsAllCredentials) {
+  const Outcome none = KeloProcess({"login"}, EnvironmentWithout("KELO_")).Wait();
+  EXPECT_EQ(none.exitCode, 2);
+  EXPECT_THAT(none.err, AllOf(HasSubstr("--key (or KELO_KEY), --token (or KELO_TOKEN)"),
+                              HasSubstr("--secret (or KELO_SECRET)")));
+  const Outcome some = KeloProcess({"login"}, EnvironmentWithout("KELO_SECRET=")).Wait();
+  EXPECT_EQ(some.exitCode, 2);
+  EXPECT_THAT(some.err, AllOf(HasSubstr("--secret"), Not(HasSubstr("--key"))));
+  EXPECT_EQ(service_.RequestCount(), 0u);
 }
 
 TEST_F(SessionTest, AnswersWrongUsageWithTwo) {

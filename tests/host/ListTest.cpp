@@ -1,0 +1,104 @@
+// The orders and the dates of listings.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "KeloProcess.h"
+#include "host/Dates.h"
+
+namespace kelo::host::testing {
+namespace {
+
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+
+class ListTest : public HostTest {
+ protected:
+  // In a place two hours east of Greenwich, in summer.
+  std::vector<std::string> ThereEnvironment() const {
+    std::vector<std::string> environment = Environment();
+    environment.emplace_back("TZ=EET-2");
+    return environment;
+  }
+
+  void ScriptItems(const std::string& items) {
+    service_.SetScript([items](const auto& request) -> std::optional<devservice::Reply> {
+      if (request.apiMethod != "GetHierarchy") return std::nullopt;
+      return devservice::Reply{.body = "<a stat=\"ok\"/><rootAlbum><items>" + items +
+                                       "</items></rootAlbum>"};
+    });
+  }
+
+  // The last column of each line.
+  std::vector<std::string> ListedNames(std::vector<std::string> options) const {
+    options.insert(options.begin(), {"ls", "root"});
+    const Outcome listing = KeloProcess(options, ThereEnvironment()).Wait();
+    EXPECT_EQ(listing.exitCode, 0) << listing.err;
+    std::vector<std::string> names;
+    std::istringstream lines(listing.out);
+    for (std::string line; std::getline(lines, line);)
+      names.push_back(line.substr(line.rfind("  ") + 2));
+    return names;
+  }
+};
+
+TEST_F(ListTest, ReadsEveryFormOfADate) {
+  ASSERT_EQ(::setenv("TZ", "EET-2", 1), 0);
+  ::tzset();
+  struct Case {
+    std::string raw, shown, iso;
+  };
+  const Case cases[] = {
+      {"2024-05-17T22:11:12Z", "2024-05-18 00:11", "2024-05-17T22:11:12Z"},
+      {"2024-05-17T10:11:12", "2024-05-17 10:11", "2024-05-17T10:11:12"},
+      {"2024:05:17 10:11:12", "2024-05-17 10:11", "2024-05-17T10:11:12"},
+      {"2024-05-17T10:11:12.345Z", "2024-05-17 12:11", "2024-05-17T10:11:12Z"},
+      {"2024-05-17T10:11:12+09:00", "2024-05-17 03:11", "2024-05-17T01:11:12Z"},
+      {"2024-05-17T10:11:12-0330", "2024-05-17 15:41", "2024-05-17T13:41:12Z"},
+      {"2024-02-30T10:11:12Z", "2024-02-30T10:11:12Z", "2024-02-30T10:11:12Z"},
+      {"2024-05-17T24:11:12Z", "2024-05-17T24:11:12Z", "2024-05-17T24:11:12Z"},
+      {"0000:00:00 00:00:00", "0000:00:00 00:00:00", "0000:00:00 00:00:00"},
+      {"2024-05-17", "2024-05-17", "2024-05-17"},
+      {"", "", ""},
+      {"soon\x1B", "soon?", "soon\x1B"},
+  };
+  for (const Case& one : cases) {
+    EXPECT_EQ(DateText(one.raw), one.shown) << one.raw;
+    EXPECT_EQ(IsoDate(one.raw), one.iso) << one.raw;
+  }
+}
+
+TEST_F(ListTest, SortsAsAPersonWould) {
+  LogIn();
+  ScriptItems(R"(<item itemId="1" fileName="img10.jpg" shotDate="2024:05:17 10:00:00")"
+              R"( uploadDate="2025-01-03T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
+              R"(<item itemId="2" fileName="&#201;toile.jpg" shotDate="2024-05-17T09:00:00")"
+              R"( uploadDate="2025-01-02T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
+              R"(<item itemId="3" fileName="IMG2.jpg" uploadDate="2025-01-01T00:00:00Z")"
+              R"( modifyDate="2024-05-17T07:30:00Z"/>)"
+              R"(<item itemId="4" fileName="zebra.jpg"/><item itemId="5" fileName="egg.jpg" )"
+              R"(shotDate="2024-05-17T10:00:00" uploadDate="2025-01-03T00:00:00Z"/>)");
+  const std::string e = "\xC3\x89toile.jpg";
+  using Names = std::vector<std::string>;
+  const std::pair<Names, Names> cases[] = {
+      {{}, {"img10.jpg", e, "IMG2.jpg", "zebra.jpg", "egg.jpg"}},
+      {{"--reverse"}, {"egg.jpg", "zebra.jpg", "IMG2.jpg", e, "img10.jpg"}},
+      {{"--sort", "name"}, {"egg.jpg", e, "IMG2.jpg", "img10.jpg", "zebra.jpg"}},
+      {{"--sort", "shot"}, {e, "IMG2.jpg", "img10.jpg", "egg.jpg", "zebra.jpg"}},
+      {{"--sort", "upload"}, {"IMG2.jpg", e, "img10.jpg", "egg.jpg", "zebra.jpg"}},
+      {{"--sort", "upload", "-r"}, {"zebra.jpg", "egg.jpg", "img10.jpg", e, "IMG2.jpg"}},
+  };
+  for (const auto& [options, names] : cases)
+    EXPECT_THAT(ListedNames(options), ElementsAreArray(names)) << ::testing::PrintToString(options);
+  EXPECT_EQ(Kelo({"ls", "root", "--sort", "size"}).exitCode, 2);
+
+  // The date that is shown is the one that sorts, on the clock where kelo runs.
+  const Outcome shot = KeloProcess({"ls", "root"}, ThereEnvironment()).Wait();
+  EXPECT_THAT(shot.out, HasSubstr("  2024-05-17 09:30  IMG2.jpg\n"));
+  const Outcome upload = KeloProcess({"ls", "root", "--sort", "upload"}, ThereEnvironment()).Wait();
+  EXPECT_THAT(upload.out, HasSubstr("  2025-01-01 02:00  IMG2.jpg\n"));
+}
+
+}  // namespace
+}  // namespace kelo::host::testing
