@@ -64,6 +64,7 @@ void AddBrowseCommands(CLI::App& app, Action& chosen);
 void AddGetCommand(CLI::App& app, Action& chosen);
 void AddPutCommand(CLI::App& app, Action& chosen);
 void AddEditCommands(CLI::App& app, Action& chosen);
+void AddCreateCommands(CLI::App& app, Action& chosen);
 void AddShareCommands(CLI::App& app, Action& chosen);
 void AddDemoCommand(CLI::App& app, Action& chosen);
 

@@ -29,14 +29,6 @@ std::string OptionEntry(const CLI::Option& option) {
   return fmt::format(".TP\n.B {}\n{}\n", Roff(OptionLabel(option)), Roff(OptionText(option)));
 }
 
-// Options of a command as completion words.
-std::string OptionWords(const CLI::App& app) {
-  std::string words;
-  for (const CLI::Option* option : ListedOptions(app))
-    for (const auto& name : option->get_lnames()) words += (words.empty() ? "--" : " --") + name;
-  return words;
-}
-
 }  // namespace
 
 std::string ManualPage(const CLI::App& app) {
@@ -55,33 +47,6 @@ std::string ManualPage(const CLI::App& app) {
     if (!command->get_footer().empty()) page += ".PP\n" + Roff(command->get_footer()) + "\n";
   }
   return page + ".SH SEE ALSO\n.BR libtVQAccess2 (3)\n";
-}
-
-std::string BashCompletion(const CLI::App& app) {
-  std::string names;
-  std::string cases;
-  for (const CLI::App* command : ListedCommands(app)) {
-    names += (names.empty() ? "" : " ") + command->get_name();
-    cases += fmt::format("    {}) words='{}' ;;\n", command->get_name(), OptionWords(*command));
-  }
-  return fmt::format(
-      "# bash completion for kelo\n"
-      "_kelo() {{\n"
-      "  local current=${{COMP_WORDS[COMP_CWORD]}} words=''\n"
-      "  COMPREPLY=()\n"
-      "  if ((COMP_CWORD == 1)); then\n"
-      "    mapfile -t COMPREPLY < <(compgen -W '{} {}' -- \"$current\")\n"
-      "    return\n"
-      "  fi\n"
-      "  case ${{COMP_WORDS[1]}} in\n"
-      "{}"
-      "  esac\n"
-      "  # Anything that is no option of the command is completed as a file name, by the -o "
-      "default below.\n"
-      "  [[ $current == -* ]] && mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
-      "}}\n"
-      "complete -o default -F _kelo kelo\n",
-      names, OptionWords(app), cases);
 }
 
 }  // namespace kelo::host

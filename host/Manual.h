@@ -1,4 +1,4 @@
-// The manual page and the shell completion, made from the same texts as --help.
+// The manual page, made from the same texts as --help.
 #pragma once
 
 #include <string>
@@ -10,6 +10,5 @@ class App;
 namespace kelo::host {
 
 std::string ManualPage(const CLI::App& app);
-std::string BashCompletion(const CLI::App& app);
 
 }  // namespace kelo::host

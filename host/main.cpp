@@ -4,7 +4,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
+#include <string_view>
 
+#include "Completion.h"
 #include "Help.h"
 #include "Host.h"
 #include "Manual.h"
@@ -17,21 +19,18 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 constexpr const char* kFooter =
-    "Begin with 'kelo login'; 'kelo COMMAND --help' tells about each command, and 'kelo demo' "
-    "shows "
+    "Begin with 'kelo login'; 'kelo help COMMAND' tells about each command, and 'kelo demo' shows "
     "everything on a service of its own. Folders and albums can be named by id or by name, items "
-    "by id: "
-    "'kelo ls' and 'kelo tree --items' show the ids. Exit codes: 0 success, 1 failure (the message "
-    "ends "
-    "with the library's result code), 2 wrong usage, 130 aborted by Ctrl-C.";
+    "by id: 'kelo ls' and 'kelo tree --items' show the ids. Exit codes: 0 success, 1 failure (the "
+    "message ends with the library's result code), 2 wrong usage, 130 aborted by Ctrl-C.";
 
 void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.name("kelo");
   app.set_version_flag("--version", "kelo " KELO_VERSION, "Show the version");
   app.set_help_flag("-h,--help", "Show this help");
   app.formatter(std::make_shared<HelpFormatter>());
-  app.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return fmt::format("kelo: {}; see 'kelo --help'\n", error.what());
+  app.failure_message([](const CLI::App* all, const CLI::Error& error) {
+    return fmt::format("kelo: {}\n", UsageMessage(*all, error));
   });
   app.require_subcommand(0, 1);
   app.fallthrough();  // the commands inherit it: options of all may stand behind their names
@@ -54,20 +53,22 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   AddBrowseCommands(app, chosen);
   AddGetCommand(app, chosen);
   AddPutCommand(app, chosen);
+  AddCreateCommands(app, chosen);
   AddEditCommands(app, chosen);
   AddShareCommands(app, chosen);
   AddDemoCommand(app, chosen);
+  AddHelpCommand(app, chosen);
   app.footer(kFooter);  // after the commands, which would inherit it
 }
 
 // What the command did, as an exit code; a failure is told.
-int Run(const Action& action, Host& host) {
+int Run(const CLI::App& app, const Action& action, Host& host) {
   int status = kFailed;
   try {
     status = action(host);
     host.Out().Finish();
   } catch (const CLI::ParseError& error) {
-    host.Out().Problem(error.what());
+    host.Out().Problem(UsageMessage(app, error));
     return kUsage;
   } catch (const std::exception& failure) {
     status = kFailed;
@@ -82,10 +83,10 @@ int Run(const Action& action, Host& host) {
   return status;
 }
 
-int Run(const Action& action, const CommonOptions& options) {
+int Run(const CLI::App& app, const Action& action, const CommonOptions& options) {
   try {
     Host host(options);
-    return Run(action, host);
+    return Run(app, action, host);
   } catch (const std::exception& failure) {
     fmt::print(stderr, "kelo: {}\n", failure.what());
     return kFailed;
@@ -110,19 +111,19 @@ int Main(int argc, char** argv) {
   Action chosen;
   Describe(app, options, chosen);
   bool manual = false;
-  bool completion = false;
   app.add_flag("--man", manual)->group("");
-  app.add_flag("--completion", completion)->group("");
+  if (argc > 1 && std::string_view(argv[1]) == "__complete")
+    return Complete(app, options, {argv + 2, argv + argc});
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return Written(app.exit(error) == 0 ? 0 : kUsage);
   }
-  if (manual || completion) {
-    fmt::print("{}", manual ? ManualPage(app) : BashCompletion(app));
+  if (manual) {
+    fmt::print("{}", ManualPage(app));
     return Written(0);
   }
-  if (chosen) return Run(chosen, options);
+  if (chosen) return Run(app, chosen, options);
   fmt::print(stderr, "{}", app.help());
   return kUsage;
 }

@@ -2,10 +2,17 @@
 #include <gmock/gmock.h>
 
 #include "KeloProcess.h"
+#include "host/Output.h"
+#include "host/ShellWords.h"
 #include "host/Suggest.h"
 
 namespace kelo::host::testing {
 namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 TEST(SuggestTest, TakesTheNearestNameAndNoFarOne) {
   const std::vector<std::string> known = {"put",    "get",   "mkdir", "mkalbum", "Harbour",
@@ -28,6 +35,103 @@ TEST(SuggestTest, TakesTheNearestNameAndNoFarOne) {
   for (const auto& [wanted, closest] : cases)
     EXPECT_EQ(Closest(wanted, known).value_or(""), closest) << wanted;
   EXPECT_EQ(Closest("ab", {"ac", "aab", "ab"}), "ab");
+}
+
+TEST(ShellWordsTest, UndoesAndDoesWhatBashQuotes) {
+  struct Case {
+    std::vector<std::string> typed;
+    std::string last;
+    std::string candidate;
+    std::string put;  // by bash in the place of the typed word's end
+  };
+  const Case cases[] = {
+      {{"get", ""}, "", "a b", "a\\ b"},
+      {{"get", "My\\ A"}, "My A", "My Album", "My\\ Album"},
+      {{"get", "'it'\\''s"}, "it's", "it's me", "s me"},
+      {{"get", "\"a\\$\\x"}, "a$\\x", "a$\\x\"", "a\\$\\\\x\\\""},
+      {{"get", "Jour\"ne"}, "Journe", "Journeys", "neys"},
+      {{"get", "--to", "=", "x"}, "--to=x", "--to=xy", "xy"},
+      {{"get", "--to", "="}, "--to=", "--to=a b", "a\\ b"},
+      {{"get", "Trip", ":", "\\ one"}, "Trip: one", "Trip: one two", "\\ one\\ two"},
+      {{"get", "Trip", ":", "'"}, "Trip:", "Trip: it's", " it'\\''s"},
+      {{"get", "a", "@", "b", "c"}, "c", "c", "c"},
+  };
+  for (const Case& one : cases) {
+    const ShellWords words = FromBash(one.typed);
+    EXPECT_EQ(words.words.back(), one.last);
+    EXPECT_EQ(ForBash(one.candidate, words), one.put) << one.last;
+  }
+}
+
+class WordsTest : public HostTest {};
+
+TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
+  struct Case {
+    std::vector<std::string> command;
+    std::string error;
+  };
+  const Case cases[] = {
+      {{"ptu"}, "kelo: there is no command 'ptu'; did you mean 'put'?\nsee 'kelo help'\n"},
+      {{"upload"}, "kelo: there is no command 'upload'\nsee 'kelo help'\n"},
+      {{"help", "gte"}, "kelo: there is no command 'gte'; did you mean 'get'?\nsee 'kelo help'\n"},
+      {{"put", "x", "--albm=y"},
+       "kelo: there is no option '--albm'; did you mean '--album'?\nsee 'kelo help put'\n"},
+      {{"-q", "quota", "x"}, "kelo: there is nothing to do with 'x'\nsee 'kelo help quota'\n"},
+      {{"mail", "x"}, "kelo: --to is required\nsee 'kelo help mail'\n"},
+  };
+  for (const Case& one : cases) {
+    const Outcome outcome = Kelo(one.command);
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_EQ(outcome.err, one.error);
+    EXPECT_EQ(outcome.out, "");
+  }
+  const Outcome help = Kelo({"help", "put"});
+  EXPECT_EQ(help.exitCode, 0) << help.err;
+  EXPECT_THAT(help.out, StartsWith("Usage: kelo put "));
+  EXPECT_EQ(help.out, Kelo({"put", "--help"}).out);
+  EXPECT_EQ(Kelo({"help"}).out, Kelo({"--help"}).out);
+  EXPECT_EQ(service_.RequestCount(), 0u);
+}
+
+TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
+  LogIn();
+  ASSERT_EQ(Kelo({"mkdir", "Q"}).exitCode, 0);
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"mkdir"}, {"mkalbum"}, {"mkalbum", "--folder", "Q"}}) {
+    const auto make = [&](std::initializer_list<const char*> rest) {
+      std::vector<std::string> words = command;
+      words.insert(words.end(), rest.begin(), rest.end());
+      return Kelo(words);
+    };
+    EXPECT_EQ(make({"Q & \"A\"", "桜"}).exitCode, 0);
+    const Outcome again = make({"桜", "Third", "Third"});
+    EXPECT_EQ(again.exitCode, 1);
+    EXPECT_THAT(again.err, AllOf(HasSubstr("cannot create '桜': it is there already, with the id "),
+                                 HasSubstr("cannot create 'Third': it is there already; --force")));
+    EXPECT_THAT(again.out, AllOf(HasSubstr("  Third\n"), Not(HasSubstr("桜"))));
+    const Outcome forced = make({"桜", "--force", "--json"});
+    EXPECT_EQ(forced.exitCode, 0) << forced.err;
+    const Json object = Json::parse(forced.out);
+    EXPECT_EQ(object["name"], "桜");
+    EXPECT_EQ(object["kind"], command[0] == "mkdir" ? "folder" : "album");
+    EXPECT_EQ(object["parentId"].is_null(), command.size() == 1);
+    const Json refused = Json::parse(make({"桜", "--json"}).out);
+    EXPECT_THAT(refused["error"]["message"], HasSubstr("--force"));
+  }
+  EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder"), 1u + 3 * 4);
+}
+
+TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
+  EXPECT_EQ(Kelo({"__complete", "zsh", "ls", ""}).out, "names\n");  // no session
+  LogIn();
+  ASSERT_EQ(Kelo({"mkalbum", "Harbour", "Harbour "}).exitCode, 0);
+  ASSERT_EQ(Kelo({"mkdir", "Twice", "Twice", "--force"}).exitCode, 0);
+  EXPECT_EQ(Kelo({"__complete", "bash", "ls", "Ha"}).out, "names\nHarbour\nHarbour\\ \n");
+  EXPECT_EQ(Kelo({"__complete", "bash", "ls", "Tw"}).out, "names\n");  // leads to neither
+  service_.SetScript([](const auto&) { return devservice::Reply{.status = 500}; });
+  const Outcome failed = Kelo({"__complete", "zsh", "ls", ""});
+  EXPECT_EQ(failed.exitCode, 0);
+  EXPECT_EQ(failed.out + failed.err, "names\n");
 }
 
 }  // namespace
