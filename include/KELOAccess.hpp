@@ -253,7 +253,7 @@ class Library {
   explicit Library(std::uint32_t recordBudget = 0);
   // Forgets everything and sends nothing: the session stays open unless Close was called. No call may
   // be running.
-  ~Library();
+  virtual ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 
@@ -315,8 +315,9 @@ class Library {
   void Abort() noexcept;
 
   // A command by its code and record, with the same turn and the same progress, for what the calls
-  // above do not say. The result is kKELOResult; texts handed out are the caller's to free.
-  std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
+  // above do not say. The result is kKELOResult; texts handed out are the caller's to free. All calls
+  // but Abort come through here, so a host that overrides it can watch them, or send them again.
+  virtual std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
                         const OnProgress& progress = {});
 
  private:

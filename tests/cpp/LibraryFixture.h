@@ -16,7 +16,7 @@ class LibraryTest : public CommandTest {
             .signingSecret = service().Secret()};
   }
   void Open() {
-    library_.Open(Known());
+    library_->Open(Known());
     service().ClearLog();
   }
   // What the error says that `call` throws.
@@ -28,7 +28,7 @@ class LibraryTest : public CommandTest {
     return error.what();
   }
 
-  Library library_;
+  std::unique_ptr<Library> library_ = std::make_unique<Library>();
 };
 
 }  // namespace kelo::testing

@@ -36,7 +36,7 @@ class ProgressTest : public LibraryTest {
   }
   void ExpectNothingLeft() {
     EXPECT_EQ(folder().EntryCount(), 1u) << "more than the file of the URL";
-    EXPECT_EQ(library_.Capacity().used, 0u);
+    EXPECT_EQ(library_->Capacity().used, 0u);
   }
 };
 
@@ -48,7 +48,7 @@ TEST_F(ProgressTest, AnyCallableHearsOfATransfer) {
     heard.push_back(progress);
     ++*owned;
   };
-  const auto downloaded = library_.Download(files, std::move(count));
+  const auto downloaded = library_->Download(files, std::move(count));
   EXPECT_FALSE(downloaded[0].error || downloaded[1].error);
   ASSERT_FALSE(heard.empty());
   EXPECT_EQ(heard.back().done, 1u << 20);
@@ -57,36 +57,36 @@ TEST_F(ProgressTest, AnyCallableHearsOfATransfer) {
   EXPECT_FALSE(heard.back().isUpload);
 
   heard.clear();
-  library_.Upload(kRoot, {{.path = files[0].path}}, {},
-                  [&](const Progress& p) { heard.push_back(p); });
+  library_->Upload(kRoot, {{.path = files[0].path}}, {},
+                   [&](const Progress& p) { heard.push_back(p); });
   ASSERT_FALSE(heard.empty());
   EXPECT_TRUE(heard.back().isUpload);
   EXPECT_EQ(heard.back().total, 1u << 20);
 
   // It hears of its own command only.
   heard.clear();
-  library_.Upload(kRoot, {{.path = files[1].path}});
+  library_->Upload(kRoot, {{.path = files[1].path}});
   EXPECT_TRUE(heard.empty());
 }
 
 TEST_F(ProgressTest, FalseAborts) {
   int calls = 0;
-  ExpectAborted(library_.Download(Files(true), [&](const Progress&) { return ++calls < 2; }));
+  ExpectAborted(library_->Download(Files(true), [&](const Progress&) { return ++calls < 2; }));
   EXPECT_EQ(calls, 2) << "nothing is told behind the one that ended it";
 }
 
 TEST_F(ProgressTest, WhatACallbackThrowsComesOutOfTheCall) {
   const auto fail = [](const Progress&) { throw std::out_of_range("mine"); };
-  EXPECT_THROW(library_.Download(Files(true), fail), std::out_of_range);
+  EXPECT_THROW(library_->Download(Files(true), fail), std::out_of_range);
   ExpectNothingLeft();
   EXPECT_EQ(Requests("").size(), 1u) << "the second file was asked for";
 }
 
 TEST_F(ProgressTest, ACallbackSendsNothingButAbort) {
   std::string words;
-  ExpectAborted(library_.Download(Files(true), [&](const Progress&) {
-    words = Failure([&] { library_.Capacity(); });
-    library_.Abort();
+  ExpectAborted(library_->Download(Files(true), [&](const Progress&) {
+    words = Failure([&] { library_->Capacity(); });
+    library_->Abort();
   }));
   EXPECT_EQ(words, "cannot ask for the storage: a progress callback can send nothing (4112)");
 }
@@ -95,9 +95,9 @@ TEST_F(ProgressTest, AnotherThreadAborts) {
   const auto files = Files(true);
   std::thread other([&] {
     service().WaitForRequest([](const LoggedRequest& request) { return request.method == "GET"; });
-    library_.Abort();
+    library_->Abort();
   });
-  ExpectAborted(library_.Download(files));
+  ExpectAborted(library_->Download(files));
   other.join();
 }
 
