@@ -73,8 +73,13 @@ constexpr bool Is(Kind kinds, Kind wanted) { return (kinds & wanted) != Kind::No
 
 // A text of the service with its references resolved: the five entities, decimal and hexadecimal
 // references, two of them where they are a surrogate pair. What is none, or stands for no character,
-// stays as it is. Malformed UTF-8 becomes U+FFFD.
-std::string Decoded(std::string_view raw);
+// stays as it is. Malformed UTF-8 becomes U+FFFD. `isCut`: the text fills its field, and what is left of a
+// reference or a character at its end is dropped.
+std::string Decoded(std::string_view raw, bool isCut = false);
+
+// The text in a field of a record, never past its width.
+template <std::size_t N>
+std::string_view FieldText(const char (&field)[N]);
 
 // What a result code means, e.g. "the connection was lost". `command` (kKELOCommand) gives the words
 // that fit it where a code means something narrower there; 0 asks for the general ones.
@@ -142,7 +147,7 @@ struct Item {
   std::string screenUrl{};    // image of screen size
   std::string originalUrl{};  // the file; empty after an upload until the account is loaded again
 
-  // As the service wrote them. A name is cut to 255 bytes, maybe inside a reference.
+  // As the service wrote them. A name is cut to 255 bytes, here also inside a reference.
   struct Raw {
     std::string name{};
     std::string screenUrl{};

@@ -147,7 +147,7 @@ inline std::vector<AddedContainer> Library::AddContainers(std::string_view paren
     });
   return batch.Send(*this, kCommand, detail::Targeted(parent, nullptr, kCommand), {}, false,
                     [](const tagKELO_ItemInfo& record, AddedContainer& added) {
-                      added.id = detail::FieldText(record.itemId);
+                      added.id = FieldText(record.itemId);
                     });
 }
 
@@ -229,7 +229,7 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
     });
   return batch.Send(*this, kCommand, command, progress, true,
                     [](const tagKELO_LoadInfo& record, UploadedFile& uploaded) {
-                      uploaded.id = detail::FieldText(record.itemId);
+                      uploaded.id = FieldText(record.itemId);
                     });
 }
 

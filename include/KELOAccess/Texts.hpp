@@ -83,7 +83,10 @@ constexpr Reference FirstNumber(std::string_view text) {
   return {number, at + 1};
 }
 
+constexpr bool IsLeadSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
+
 constexpr Reference FirstReference(std::string_view text) {
+  if (!text.starts_with('&')) return {};
   constexpr std::pair<std::string_view, char32_t> kEntities[] = {
       {"&amp;", U'&'}, {"&quot;", U'"'}, {"&apos;", U'\''}, {"&lt;", U'<'}, {"&gt;", U'>'}};
   for (const auto& [entity, character] : kEntities)
@@ -92,18 +95,25 @@ constexpr Reference FirstReference(std::string_view text) {
   if (first.character == 0) return {};
   if (first.character < 0xD800 || first.character > 0xDFFF) return first;
   const Reference second = FirstNumber(text.substr(first.length));
-  const bool isPair = first.character < 0xDC00 && second.character >= 0xDC00 &&
+  const bool isPair = IsLeadSurrogate(first.character) && second.character >= 0xDC00 &&
                       second.character <= 0xDFFF;
   if (!isPair) return {};
   return {0x10000 + ((first.character - 0xD800) << 10) + (second.character - 0xDC00),
           first.length + second.length};
 }
 
-// The text of a field, never past its width.
-template <std::size_t N>
-std::string_view FieldText(const char (&field)[N]) {
-  const void* end = std::memchr(field, '\0', N);
-  return {field, end == nullptr ? N : static_cast<std::size_t>(static_cast<const char*>(end) - field)};
+// Whether a text that begins with no reference is nothing but the first part of a reference, of a pair
+// of them, or of a character.
+constexpr bool IsCutHere(std::string_view text) {
+  constexpr std::size_t kMaxReference = 8;  // "&#65535;"
+  const Reference lead = FirstNumber(text);
+  if (IsLeadSurrogate(lead.character)) text.remove_prefix(lead.length);
+  if (text.empty()) return true;
+  if (text.front() == '&')
+    return text.size() < kMaxReference &&
+           text.find_first_not_of("#0123456789abcdefghijklmnopqrstuvwxyz", 1) == text.npos;
+  const Utf8Piece piece = FirstPiece(text);
+  return lead.length == 0 && !piece.isCharacter && piece.length == text.size();
 }
 
 // What a text is called in the words of an Error, and the command that it is for.
@@ -183,17 +193,23 @@ inline std::string JoinAddresses(std::span<const std::string> addresses) {
 
 }  // namespace detail
 
-inline std::string Decoded(std::string_view raw) {
+template <std::size_t N>
+std::string_view FieldText(const char (&field)[N]) {
+  const void* end = std::memchr(field, '\0', N);
+  return {field, end == nullptr ? N : static_cast<std::size_t>(static_cast<const char*>(end) - field)};
+}
+
+inline std::string Decoded(std::string_view raw, bool isCut) {
   std::string text;
   text.reserve(raw.size());
   while (!raw.empty()) {
-    if (raw.front() == '&') {
-      if (const detail::Reference found = detail::FirstReference(raw); found.length > 0) {
-        detail::AppendUtf8(found.character, text);
-        raw.remove_prefix(found.length);
-        continue;
-      }
+    const detail::Reference found = detail::FirstReference(raw);
+    if (found.length > 0) {
+      detail::AppendUtf8(found.character, text);
+      raw.remove_prefix(found.length);
+      continue;
     }
+    if (isCut && detail::IsCutHere(raw)) break;
     const detail::Utf8Piece piece = detail::FirstPiece(raw);
     text.append(piece.isCharacter ? raw.substr(0, piece.length) : "\xEF\xBF\xBD");
     raw.remove_prefix(piece.length);
@@ -202,20 +218,20 @@ inline std::string Decoded(std::string_view raw) {
 }
 
 inline Item::Item(const tagKELO_ItemInfo& record)
-    : id(detail::FieldText(record.itemId)),
-      parentId(detail::FieldText(record.parentId)),
+    : id(FieldText(record.itemId)),
+      parentId(FieldText(record.parentId)),
       kind(static_cast<Kind>(record.kind)),
       fileFormat(record.fileFormat),
       itemCount(record.itemCount),
-      name(Decoded(detail::FieldText(record.name))),
-      modifyDate(detail::FieldText(record.modifyDate)),
-      shotDate(detail::FieldText(record.shotDate)),
-      uploadDate(detail::FieldText(record.uploadDate)),
-      screenUrl(Decoded(detail::FieldText(record.screenUrl))),
-      originalUrl(Decoded(detail::FieldText(record.origUrl))),
-      raw{std::string(detail::FieldText(record.name)),
-          std::string(detail::FieldText(record.screenUrl)),
-          std::string(detail::FieldText(record.origUrl))} {}
+      name(Decoded(FieldText(record.name), FieldText(record.name).size() == sizeof record.name - 1)),
+      modifyDate(FieldText(record.modifyDate)),
+      shotDate(FieldText(record.shotDate)),
+      uploadDate(FieldText(record.uploadDate)),
+      screenUrl(Decoded(FieldText(record.screenUrl))),
+      originalUrl(Decoded(FieldText(record.origUrl))),
+      raw{std::string(FieldText(record.name)),
+          std::string(FieldText(record.screenUrl)),
+          std::string(FieldText(record.origUrl))} {}
 
 }  // namespace kelo
 

@@ -44,6 +44,29 @@ TEST(Texts, ReferencesAreResolvedOrStay) {
   for (const auto& [raw, decoded] : cases) EXPECT_EQ(Decoded(raw), decoded) << "input " << raw;
 }
 
+TEST(Texts, WhatWasCutAtTheEndIsDroppedWhereTheFieldIsFull) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a&#26085;", "a\u65E5"},  // nothing was cut
+      {"a&", "a"},
+      {"a&#2608", "a"},
+      {"a&quot", "a"},
+      {"a&#55357;", "a"},
+      {"a&#55357;&#568", "a"},
+      {"a\xE6\xA1", "a"},
+      // Malformed somewhere else, or more than what a cut leaves.
+      {"a&#55357;b", "a&#55357;b"},
+      {"a&#12 & b", "a&#12 & b"},
+      {"a & more", "a & more"},
+      {"a\x80z", "a\uFFFDz"}};
+  for (const auto& [raw, decoded] : cases) EXPECT_EQ(Decoded(raw, true), decoded) << raw;
+
+  tagKELO_ItemInfo record{};
+  std::fill_n(record.name, 254, 'n');
+  record.name[254] = '&';
+  EXPECT_EQ(Item(record).name, std::string(254, 'n'));
+  EXPECT_EQ(Item(record).raw.name, std::string(254, 'n') + '&');
+}
+
 // Whole tokens, so that references, their halves and broken characters meet often.
 std::string RandomText(std::mt19937& random, std::span<const char* const> tokens) {
   std::string text;
