@@ -132,6 +132,8 @@ std::string Api::FinishUpload(UploadPlan& plan) {
     if (IsRefusedFile(file.item.name)) continue;  // not listed, so not confirmed
     file.item.uploadDate = now;
     if (file.item.modifyDate.empty()) file.item.modifyDate = file.item.uploadDate;
+    // The account may have been emptied since the upload began.
+    store_.RequireAlbum(plan.account, file.album);
     store_.AddItem(plan.account, file.album, file.item);
     store_.AddTags(file.item.id, file.tagList);
     stored.push_back(&file);

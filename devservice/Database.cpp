@@ -49,6 +49,10 @@ Database::Database(const std::string& path) {
   if (code != SQLITE_OK) throw DatabaseError(code, "cannot open the database " + path);
 }
 
+void Database::OnChange(ChangeHook* hook, void* argument) {
+  sqlite3_update_hook(handle_.get(), hook, argument);
+}
+
 void Database::Run(const std::string& script) {
   const int code = sqlite3_exec(handle_.get(), script.c_str(), nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) throw DatabaseError(code, sqlite3_errmsg(handle_.get()));

@@ -53,6 +53,10 @@ class Database {
 
   void Run(const std::string& script);
 
+  // Called for every row that changes, as sqlite3_update_hook says.
+  using ChangeHook = void(void*, int, const char*, const char*, sqlite3_int64);
+  void OnChange(ChangeHook* hook, void* argument);
+
   // Prepares and binds.
   Statement Query(std::string_view sql, const auto&... values) {
     Statement statement(handle_.get(), sql);

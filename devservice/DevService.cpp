@@ -10,9 +10,11 @@
 
 #include "devservice/Answers.h"
 #include "devservice/Api.h"
+#include "devservice/Control.h"
 #include "devservice/Faults.h"
 #include "devservice/HttpServer.h"
 #include "devservice/Import.h"
+#include "devservice/RequestLog.h"
 #include "devservice/Store.h"
 #include "devservice/TemporaryFolder.h"
 #include "devservice/UploadReceiver.h"
@@ -64,12 +66,15 @@ class Service::Impl final : private RequestHandler {
         owner_(store_.AddAccount(kOwnerAddress)),
         server_(options_.port, *this),
         url_("http://127.0.0.1:" + std::to_string(server_.Port())),
-        api_(store_, {url_, options_.quotaBytes, options_.tokenLifetime}) {
+        api_(store_, {url_, options_.quotaBytes, options_.tokenLifetime}),
+        control_({api_, store_, records_, faults_, owner_.account, options_.quotaBytes,
+                  server_.Port()}) {
     server_.Start();
   }
   ~Impl() override { server_.Stop(); }
 
   const std::string& Url() const { return url_; }
+  std::string PageUrl() const { return url_ + "/?token=" + control_.Token(); }
   const Credentials& Owner() const { return owner_; }
 
   template <typename Work>
@@ -117,6 +122,7 @@ class Service::Impl final : private RequestHandler {
 
   std::optional<Reply> OnHead(Exchange& exchange) override {
     const LoggedRequest& request = exchange.request;
+    if (Control::Owns(request.path)) return control_.Refuse(request);
     if (request.bodySize > options_.maxRequestBytes) return PlainReply(413, "Request too large\n");
     // Of an upload the method is known before its body is, which can be taken slowly.
     if (IsUpload(request)) Fire("UploadItems", exchange);
@@ -142,6 +148,7 @@ class Service::Impl final : private RequestHandler {
 
   Answer OnRequest(Exchange& exchange, BodySink* sink) override {
     LoggedRequest& request = exchange.request;
+    if (Control::Owns(request.path)) return request.complete ? control_.Serve(request) : Answer{};
     request.apiMethod = sink ? "UploadItems" : MethodOf(request);
     exchange.record.method =
         request.path.starts_with(Api::kDownloadPath) ? "Download" : request.apiMethod;
@@ -169,7 +176,9 @@ class Service::Impl final : private RequestHandler {
     return answer;
   }
 
-  void OnDone(const RequestRecord&) override {}
+  void OnDone(const RequestRecord& record) override {
+    if (!Control::Owns(record.path)) records_.Add(record);
+  }
 
   void AddToLog(const LoggedRequest& request) {
     const std::lock_guard lock(mutex_);
@@ -233,6 +242,8 @@ class Service::Impl final : private RequestHandler {
   const std::string url_;
   Api api_;
   Faults faults_;
+  RequestLog records_;
+  const Control control_;
 
   mutable std::mutex mutex_;  // guards what follows
   mutable std::condition_variable logged_;
@@ -248,6 +259,9 @@ Service::~Service() = default;
 
 std::string Service::Url() const {
   return impl_->Url();
+}
+std::string Service::PageUrl() const {
+  return impl_->PageUrl();
 }
 std::string Service::ApiKey() const {
   return impl_->WithStore([](Store& store) { return store.ApiKey(); });

@@ -72,7 +72,8 @@ class Service {
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
-  std::string Url() const;  // "http://127.0.0.1:PORT"
+  std::string Url() const;      // "http://127.0.0.1:PORT"
+  std::string PageUrl() const;  // of the page that shows the service, with the token it needs
 
   // Credentials of the first account, for the open-session command.
   std::string ApiKey() const;

@@ -2,15 +2,27 @@
 #include "devservice/Digest.h"
 
 #include <openssl/evp.h>
+#include <openssl/rand.h>
 
 #include <array>
 #include <fstream>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
 namespace kelo::devservice {
 namespace {
+
+std::string HexOf(std::span<const unsigned char> bytes) {
+  static constexpr char digits[] = "0123456789abcdef";
+  std::string hex;
+  for (const unsigned char byte : bytes) {
+    hex += digits[byte >> 4];
+    hex += digits[byte & 15];
+  }
+  return hex;
+}
 
 class Hash {
  public:
@@ -24,13 +36,7 @@ class Hash {
     std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
     unsigned int size = 0;
     Check(EVP_DigestFinal_ex(context_.get(), bytes.data(), &size));
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string hex;
-    for (unsigned int i = 0; i < size; ++i) {
-      hex += digits[bytes[i] >> 4];
-      hex += digits[bytes[i] & 15];
-    }
-    return hex;
+    return HexOf({bytes.data(), size});
   }
 
  private:
@@ -56,6 +62,13 @@ std::string Md5HexOfFile(const std::filesystem::path& path) {
   while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0)
     hash.Add(block.data(), static_cast<std::size_t>(file.gcount()));
   return file.bad() ? std::string() : hash.Hex();
+}
+
+std::string RandomHex() {
+  std::array<unsigned char, 16> bytes{};
+  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
+    throw std::runtime_error("no random bytes");
+  return HexOf(bytes);
 }
 
 }  // namespace kelo::devservice

@@ -107,6 +107,7 @@ class HttpServer::Impl final : private httplib::Server {
                                  const httplib::ContentReader& reader) { Serve(&reader); };
     Put(every, withBody);
     Post(every, withBody);
+    Delete(every, withBody);
     port_ = port == 0 ? bind_to_any_port("127.0.0.1") : bind_to_port("127.0.0.1", port) ? port : -1;
     if (port_ <= 0) throw std::runtime_error("cannot listen on port " + std::to_string(port));
   }
@@ -215,7 +216,10 @@ class HttpServer::Impl final : private httplib::Server {
                 std::uint64_t limit) {
     LoggedRequest& request = exchange.request;
     request.bodySize = 0;
-    if (!reader || limit == 0) return;
+    // A request that announces no body has none.
+    const bool announced =
+        !request.Header("Content-Length").empty() || !request.Header("Transfer-Encoding").empty();
+    if (!reader || limit == 0 || !announced) return;
     bool keeping = true;
     const auto receive = [&](const char* data, std::size_t size) {
       request.bodySize += size;

@@ -71,6 +71,7 @@ Store::Store(const std::filesystem::path& directory, std::filesystem::path files
       random_(std::random_device()()) {
   std::filesystem::create_directories(files_);
   database_.Run(kTables);
+  database_.OnChange(&CountChange, &revision_);
   database_.Execute("INSERT OR IGNORE INTO settings VALUES('apiKey', ?)", RandomText(32));
 }
 
@@ -111,8 +112,12 @@ Credentials Store::AddAccount(std::string_view address) {
   database_.Execute(
       "INSERT INTO albums(id, account, name, modifyDate, isRoot) VALUES(?, ?, '', ?, 1)",
       NewId('R'), account.account, Now());
-  for (const std::string_view contact : kPresetContacts) AddContact(account.account, contact);
+  AddPresetContacts(account.account);
   return account;
+}
+
+void Store::AddPresetContacts(AccountId account) {
+  for (const std::string_view contact : kPresetContacts) AddContact(account, contact);
 }
 
 std::optional<Credentials> Store::FindByAuthToken(std::string_view authToken) {

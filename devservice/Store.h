@@ -3,9 +3,11 @@
 // the client did wrong. Not thread-safe: the service serialises the calls.
 //
 // Contents of the class: accounts and sessions (Store.cpp), folders, albums and items
-// (StoreCatalogue.cpp), files and duplicates (StoreItems.cpp), sharing (StoreSharing.cpp).
+// (StoreCatalogue.cpp), files and duplicates (StoreItems.cpp), sharing (StoreSharing.cpp), all of
+// an account (StoreAccount.cpp).
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -13,6 +15,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "devservice/Database.h"
@@ -135,6 +138,17 @@ class Store {
   std::vector<std::string> Contacts(AccountId account);
   std::vector<Service::Mail> Outbox();
 
+  // --- All of an account ---
+  // Rises with every change of what the accounts hold. Any thread may ask.
+  std::uint64_t Revision() const { return revision_; }
+  std::string ControlToken();  // made once, kept with the data
+  std::unordered_map<std::string, std::vector<std::string>> AllTags();  // by item
+  std::string OwnerOf(std::string_view album);                          // the address
+  std::vector<std::string> ReadersOf(std::string_view album);           // the addresses
+  // Leaves accounts and sessions as they are and nothing in them; stored files go, imported ones
+  // that lie elsewhere stay.
+  void Empty();
+
   // Everything until Commit, or nothing.
   Transaction Begin() { return Transaction(database_); }
 
@@ -142,7 +156,10 @@ class Store {
 
  private:
   std::string RandomText(std::size_t size);
+  void AddPresetContacts(AccountId account);
+  static void CountChange(void* revision, int, const char*, const char* table, sqlite3_int64);
 
+  std::atomic<std::uint64_t> revision_ = 0;
   std::filesystem::path files_;
   Database database_;
   std::mt19937_64 random_;

@@ -93,8 +93,9 @@ void Serve(const Arguments& arguments) {
   Service service(arguments.options);
   if (!arguments.import.empty()) service.Import(arguments.import);
   if (!arguments.friendFolder.empty()) service.ImportFriend(arguments.friendFolder);
-  std::cout << "URL     " << service.Url() << "\nkey     " << service.ApiKey() << "\ntoken   "
-            << service.AuthToken() << "\nsecret  " << service.Secret()
+  std::cout << "URL     " << service.Url() << "\npage    " << service.PageUrl() << "\nkey     "
+            << service.ApiKey() << "\ntoken   " << service.AuthToken() << "\nsecret  "
+            << service.Secret()
             << "\nKELO_URLS_FILE should name a file with this line:\n  kKELO_URLofKELOServer = \""
             << service.Url() << "\"\n";
   for (const std::string& address : arguments.accounts) {
