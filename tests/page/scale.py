@@ -1,0 +1,103 @@
+"""The page with a large account and a full log: time, memory, and how much is drawn."""
+import http.client
+import os
+import re
+import shutil
+import tempfile
+
+from browser import Failure
+from service import PATH, Client, Service
+
+ITEMS = 20_000
+ALBUMS = 100
+REQUESTS = 10_000  # what the log keeps ...
+EXTRA = 500  # ... and how many more are sent
+MAX_ROWS = 200  # in the document, of all lists together
+ALL_ROWS = "document.querySelectorAll('.row').length"
+
+
+def make_pictures(folder, sample):
+    """Many names for one picture."""
+    for album in range(ALBUMS):
+        os.mkdir(f"{folder}/Album {album:03}")
+        first = f"{folder}/Album {album:03}/first.jpg"
+        shutil.copyfile(sample, first)
+        for number in range(1, ITEMS // ALBUMS):
+            os.link(first, f"{folder}/Album {album:03}/{number:05}.jpg")
+
+
+def fill_log(service):
+    """Mostly requests for what is not there; every hundredth is a signed one."""
+    client = Client(service)
+    connection = http.client.HTTPConnection("127.0.0.1", service.port, timeout=120)
+    for number in range(1, REQUESTS + EXTRA):
+        if number % 100 == 0:
+            client.call("<GetStorageCapacity />")
+            continue
+        connection.request("GET", f"{PATH}/nothing/{number}")
+        connection.getresponse().read()
+
+
+def page_megabytes():
+    """What the largest page process of a browser holds."""
+    sizes = [0]
+    for entry in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{entry}/cmdline", encoding="utf-8", errors="replace") as command:
+                if "--type=renderer" not in command.read():
+                    continue
+            with open(f"/proc/{entry}/status", encoding="ascii") as status:
+                sizes.append(int(re.search(r"VmRSS:\s+(\d+)", status.read()).group(1)) / 1024)
+        except (OSError, AttributeError):
+            continue  # it has ended meanwhile
+    return max(sizes)
+
+
+def check_scale(program, samples, browser):
+    folder = tempfile.mkdtemp(prefix="kelo-page-")
+    try:
+        make_pictures(folder, f"{samples}/mine/dawn.jpg")
+        service = Service(program, "--import", folder)
+        fill_log(service)
+        page = browser.open(service.page)
+        first = page.wait("document.querySelector('#requests .row') &&"
+                          " document.querySelector('#account .row') && performance.now()")
+        whole = page.wait("document.getElementById('requests-count').textContent ==="
+                          f" '{REQUESTS:,} requests' && performance.now()")
+        look_through(page)
+        report(page, service, first, whole)
+        page.close()
+        service.stop()
+    finally:
+        shutil.rmtree(folder)
+
+
+def look_through(page):
+    """Both lists to their ends by keys: the last rows are there, and few are drawn."""
+    for box, last in [("account", f"{ITEMS // ALBUMS - 1:05}.jpg"), ("requests", f"{REQUESTS + EXTRA}")]:
+        page.value(f"document.getElementById('{box}').focus()")
+        most = 0
+        for key in ["Home", "PageDown", "PageDown", "End"]:
+            page.key(key)
+            most = max(most, page.value(ALL_ROWS))
+        if most > MAX_ROWS:
+            raise Failure(f"{most} rows are drawn")
+        selected = page.wait(f"document.querySelector('#{box} .row[aria-selected=true]')"
+                             ".ariaPosInSet")
+        total = page.value(f"document.querySelector('#{box} .row').ariaSetSize")
+        if selected != total:
+            raise Failure(f"{box}: at {selected} of {total}")
+    rows = int(page.value("document.querySelector('#account .row').ariaSetSize"))
+    if rows != ITEMS + ALBUMS + 1:  # and the album at the top
+        raise Failure(f"the account has {rows} rows")
+
+
+def report(page, service, first, whole):
+    page.call("HeapProfiler.collectGarbage")
+    page.call("Performance.enable")
+    metrics = {m["name"]: m["value"] for m in page.call("Performance.getMetrics")["metrics"]}
+    drawn = page.value(ALL_ROWS)
+    print(f"{ITEMS} items, {REQUESTS} requests: first drawn after {first:.0f} ms, all there after"
+          f" {whole:.0f} ms; {drawn} rows in the document; script heap"
+          f" {metrics['JSHeapUsedSize'] / 1e6:.0f} MB, page process {page_megabytes():.0f}"
+          f" MB, service {service.resident_megabytes():.0f} MB")
