@@ -28,16 +28,6 @@ struct PutOptions {
   bool json = false;
 };
 
-std::optional<tagKELO_ItemInfo> FindAlbumIfAny(Library& library, const std::string& wanted) {
-  try {
-    return FindAlbum(library, wanted);
-  } catch (const CommandFailure&) {
-    throw;
-  } catch (const Failure&) {
-    return std::nullopt;
-  }
-}
-
 // Gives the ids of the albums that batches go to, and makes those that are missing.
 class Albums {
  public:
