@@ -80,8 +80,9 @@ void Output::Finish() {
   const std::lock_guard lock(printing_);
   if (std::fflush(stdout) != 0 && failedWith_ == 0) failedWith_ = errno;
   if (failedWith_ == 0 && std::ferror(stdout) == 0) return;
-  throw Failure(fmt::format("cannot write to standard output: {}",
-                            std::strerror(failedWith_ != 0 ? failedWith_ : EIO)));
+  // Whoever else wrote there may have kept the reason.
+  throw Failure("cannot write to standard output" +
+                (failedWith_ == 0 ? std::string() : fmt::format(": {}", std::strerror(failedWith_))));
 }
 
 std::size_t Output::TerminalColumns() {

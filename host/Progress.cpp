@@ -158,21 +158,18 @@ double Progress::BytesPerSecond() const {
 }
 
 // With the check, the portion's files that are stored already are never sent, and nobody tells
-// which they are before it is answered.
+// which they are before it is answered. Nor is a file over before that, though its bytes have left.
 Progress::State Progress::NowSending() const {
   const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
-  const std::uint64_t sent = last_.transferDone;
   const std::uint64_t left =
       last_.transferTotal - std::min(last_.transferTotal, last_.transferDone);
-  const std::uint64_t spared =
-      names_.size() - std::min<std::uint64_t>(last_.itemCount, names_.size());
+  const std::size_t spared = names_.size() - std::min<std::size_t>(last_.itemCount, names_.size());
   State state{.files = spared + last_.fourthWord, .bytes = all - std::min(all, left), .name = {}};
-  if (spared > 0 || last_.fourthWord > 0) return state;
+  if (spared > 0 || last_.fourthWord > 0 || names_.empty()) return state;
   std::size_t at = 0;
-  for (std::uint64_t end = 0; at < sizes_.size() && (end += sizes_[at]) <= sent;) ++at;
-  state.files = at;
-  if (at < names_.size()) state.name = names_[at];
-  return state;
+  for (std::uint64_t end = 0; at + 1 < names_.size(); ++at)
+    if ((end += sizes_[at]) > last_.transferDone) break;
+  return {.files = at, .bytes = state.bytes, .name = names_[at]};
 }
 
 Progress::State Progress::NowFetching() const {

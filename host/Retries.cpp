@@ -26,7 +26,7 @@ constexpr std::uint32_t kRepeatable[] = {
 // The code is that of a host that does not exist and of an answer like 503; only the words tell.
 bool IsRefusedConnection(const Request& request) {
   return request.result == kKELOResult_TransportFailure && request.sent == 0 &&
-         request.failure.starts_with("Failed to connect");
+         request.failure.starts_with("Failed to connect to ");
 }
 
 bool HasErrorCode(const Request& request, std::initializer_list<std::string_view> codes) {

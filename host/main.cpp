@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <iostream>
 #include <memory>
 #include <string_view>
 
@@ -96,6 +97,7 @@ int Run(const CLI::App& app, const Action& action, const CommonOptions& options)
 // The status, unless standard output did not take everything.
 int Written(int status) {
   try {
+    std::cout.flush();
     Output().Finish();
     return status;
   } catch (const Failure& failure) {
@@ -120,7 +122,7 @@ int Main(int argc, char** argv) {
     return Written(app.exit(error) == 0 ? 0 : kUsage);
   }
   if (manual) {
-    fmt::print("{}", ManualPage(app));
+    std::cout << ManualPage(app);
     return Written(0);
   }
   if (chosen) return Run(app, chosen, options);

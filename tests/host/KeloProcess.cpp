@@ -2,7 +2,7 @@
 #include "KeloProcess.h"
 
 #include <fcntl.h>
-#include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,7 +35,7 @@ std::string ReadAll(int descriptor) {
 }  // namespace
 
 KeloProcess::KeloProcess(const std::vector<std::string>& arguments,
-                         const std::vector<std::string>& environment) {
+                         const std::vector<std::string>& environment, const char* output) {
   int out[2];
   int err[2];
   if (::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0)
@@ -44,16 +44,43 @@ KeloProcess::KeloProcess(const std::vector<std::string>& arguments,
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+  if (output != nullptr)
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output, O_WRONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
-  std::vector<std::string> words = {KELO_PROGRAM};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  const int failed = ::posix_spawn(&process_, KELO_PROGRAM, &actions, nullptr,
-                                   Pointers(words).data(), Pointers(environment).data());
-  posix_spawn_file_actions_destroy(&actions);
-  ::close(out[1]);
-  ::close(err[1]);
   out_ = out[0];
   err_ = err[0];
+  Start(arguments, environment, actions, 0);
+  ::close(out[1]);
+  ::close(err[1]);
+}
+
+KeloProcess::KeloProcess(const std::vector<std::string>& arguments,
+                         const std::vector<std::string>& environment, int columns) {
+  err_ = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (err_ < 0 || ::grantpt(err_) != 0 || ::unlockpt(err_) != 0)
+    throw std::runtime_error("pseudo-terminal");
+  Resize(columns);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  // The first terminal that the leader of a session opens controls it.
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, ::ptsname(err_), O_RDWR, 0);
+  posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDERR_FILENO);
+  Start(arguments, environment, actions, POSIX_SPAWN_SETSID);
+}
+
+void KeloProcess::Start(const std::vector<std::string>& arguments,
+                        const std::vector<std::string>& environment,
+                        posix_spawn_file_actions_t& actions, short flags) {
+  std::vector<std::string> words = {KELO_PROGRAM};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, flags);
+  const int failed = ::posix_spawn(&process_, KELO_PROGRAM, &actions, &attributes,
+                                   Pointers(words).data(), Pointers(environment).data());
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
   if (failed != 0) throw std::runtime_error("cannot start " KELO_PROGRAM);
 }
 
@@ -62,13 +89,13 @@ KeloProcess::~KeloProcess() {
     ::kill(process_, SIGKILL);
     ::waitpid(process_, nullptr, 0);
   }
-  ::close(out_);
+  if (out_ >= 0) ::close(out_);
   ::close(err_);
 }
 
-bool KeloProcess::ReadErrorUntil(const std::string& text) {
+bool KeloProcess::ReadErrorUntil(const std::string& text, std::size_t from) {
   char block[256];
-  while (errorSoFar_.find(text) == std::string::npos) {
+  while (errorSoFar_.find(text, from) == std::string::npos) {
     const ssize_t size = ::read(err_, block, sizeof block);
     if (size <= 0) return false;
     errorSoFar_.append(block, static_cast<std::size_t>(size));
@@ -80,10 +107,21 @@ void KeloProcess::Signal(int signal) const {
   ::kill(process_, signal);
 }
 
+void KeloProcess::Type(const std::string& keys) const {
+  if (::write(err_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
+    throw std::runtime_error("cannot type");
+}
+
+void KeloProcess::Resize(int columns) const {
+  const winsize size{
+      .ws_row = 24, .ws_col = static_cast<unsigned short>(columns), .ws_xpixel = 0, .ws_ypixel = 0};
+  ::ioctl(err_, TIOCSWINSZ, &size);
+}
+
 Outcome KeloProcess::Wait() {
   Outcome outcome;
   std::thread errors([&] { outcome.err = errorSoFar_ + ReadAll(err_); });
-  outcome.out = ReadAll(out_);
+  if (out_ >= 0) outcome.out = ReadAll(out_);
   errors.join();
   int status = 0;
   ::waitpid(process_, &status, 0);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/types.h>
 
 #include <filesystem>
@@ -23,18 +24,31 @@ struct Outcome {
 // One running kelo. Its output is read to the end by Wait.
 class KeloProcess {
  public:
+  // With pipes, and nothing to read. `output` is a file for standard output instead.
   KeloProcess(const std::vector<std::string>& arguments,
-              const std::vector<std::string>& environment);
+              const std::vector<std::string>& environment, const char* output = nullptr);
+  // On a terminal of so many columns, which is its standard input, output and error, and from which
+  // typed control characters become signals. All that it shows is Outcome::err, "\r\n" and all.
+  KeloProcess(const std::vector<std::string>& arguments,
+              const std::vector<std::string>& environment, int columns);
   ~KeloProcess();
   KeloProcess(const KeloProcess&) = delete;
   KeloProcess& operator=(const KeloProcess&) = delete;
 
-  // Reads standard error until it holds `text`; false when it ends first.
-  bool ReadErrorUntil(const std::string& text);
+  // Reads standard error until it holds `text` behind its first `from` bytes; false when it ends
+  // first.
+  bool ReadErrorUntil(const std::string& text, std::size_t from = 0);
+  const std::string& ErrorSoFar() const { return errorSoFar_; }
   void Signal(int signal) const;
+  // For a terminal.
+  void Type(const std::string& keys) const;
+  void Resize(int columns) const;
   Outcome Wait();
 
  private:
+  void Start(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
+             posix_spawn_file_actions_t& actions, short flags);
+
   pid_t process_ = -1;
   int out_ = -1;
   int err_ = -1;

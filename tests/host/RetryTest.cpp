@@ -1,0 +1,189 @@
+// What is sent again and what is not, and several programs on one session.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <csignal>
+#include <future>
+
+#include "KeloProcess.h"
+
+namespace kelo::host::testing {
+namespace {
+
+using devservice::LoggedRequest;
+using devservice::Reply;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+Reply Refusal(const std::string& number) {
+  return {.body = "<a stat=\"fail\" errcode=\"" + number + "\" errmsg=\"x\"/>"};
+}
+
+class RetryTest : public HostTest {
+ protected:
+  RetryTest() { LogIn(); }
+
+  // The first so many requests of this method are answered so.
+  void FailFirst(const std::string& method, int times, const Reply& reply) {
+    const auto left = std::make_shared<std::atomic<int>>(times);
+    service_.ClearLog();
+    service_.SetScript([=](const LoggedRequest& request) -> std::optional<Reply> {
+      if (request.apiMethod == method && (*left)-- > 0) return reply;
+      return std::nullopt;
+    });
+  }
+};
+
+TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
+  ASSERT_EQ(Kelo({"mkalbum", "Party"}).exitCode, 0);
+  ASSERT_EQ(Kelo({"put", Write("a.jpg", "aaa").string(), "--album", "Party"}).exitCode, 0);
+  const Reply lost{.closeAtOnce = true};
+  const Reply timedOut{.status = 504};
+  const Reply callIdTaken = Refusal("104");
+  struct Case {
+    std::vector<std::string> command;
+    std::string method;
+    int failures;
+    Reply reply;
+    std::size_t arrived;
+    int exitCode;
+  };
+  const Case cases[] = {
+      {{"quota"}, "GetStorageCapacity", 1, lost, 2, 0},
+      {{"quota"}, "GetStorageCapacity", 2, timedOut, 2, 1},
+      {{"quota", "--retries", "0"}, "GetStorageCapacity", 1, lost, 1, 1},
+      {{"quota"}, "GetStorageCapacity", 1, {.status = 503}, 1, 1},
+      {{"quota"}, "GetStorageCapacity", 1, Refusal("999"), 1, 1},
+      {{"quota"}, "GetStorageCapacity", 3, callIdTaken, 4, 0},
+      {{"quota"}, "GetStorageCapacity", 1000, callIdTaken, 11, 1},
+      {{"tree"}, "GetHierarchy", 1, timedOut, 2, 0},
+      {{"login"}, "OpenSession", 1, lost, 2, 0},
+      {{"tag", "Party", "sea"}, "AddTags", 1, lost, 2, 0},
+      {{"mkdir", "One"}, "AddFolder", 1, lost, 1, 1},
+      {{"mkdir", "Two", "Three"}, "AddFolder", 1, callIdTaken, 3, 0},
+      {{"mail", "Party", "--to", "a@x.example"}, "ShareAlbum", 1, timedOut, 1, 1},
+      {{"mail", "Party", "--to", "a@x.example"}, "ShareAlbum", 1, callIdTaken, 2, 0},
+  };
+  for (const Case& one : cases) {
+    FailFirst(one.method, one.failures, one.reply);
+    std::vector<std::string> command = one.command;
+    if (command.back() != "0") command.insert(command.end(), {"--retries", "1"});
+    const Outcome outcome = Kelo(command);
+    const std::string which = ::testing::PrintToString(one.command) + one.reply.body;
+    EXPECT_EQ(outcome.exitCode, one.exitCode) << which << outcome.err;
+    EXPECT_EQ(Arrived(one.method), one.arrived) << which;
+    const bool passes = one.reply.closeAtOnce || one.reply.status == 504;
+    const bool again = passes && one.arrived > 1;
+    EXPECT_EQ(outcome.err.find("trying again in 0.25 s (1 of 1)") != std::string::npos, again)
+        << which << outcome.err;
+  }
+}
+
+// A download that breaks goes on with the file that broke.
+TEST_F(RetryTest, FetchesOnFromWhereItBroke) {
+  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"}) Write("in/" + std::string(name), name);
+  ASSERT_EQ(Kelo({"put", (folder_ / "in").string()}).exitCode, 0);
+  std::atomic<int> originals = 0;
+  service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
+    const bool original = request.path.find("/original/") != std::string::npos;
+    // The second and the fourth one: each of two files once, with one retry for each.
+    if (original && ++originals % 2 == 0) return Reply{.body = "xx", .cutAfter = 1};
+    return std::nullopt;
+  });
+  const Outcome get = Kelo(
+      {"get", "--album", "root", "--to", (folder_ / "out").string(), "--retries", "1", "--quiet"});
+  EXPECT_EQ(get.exitCode, 0) << get.err;
+  EXPECT_EQ(get.err, "");  // a quiet run does not tell that it tries again
+  EXPECT_EQ(originals, 5);
+  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"})
+    EXPECT_EQ(ReadFile(folder_ / "out" / name), name);
+}
+
+// Nothing has left this machine: even what must not be done twice is tried again.
+TEST_F(RetryTest, TriesEverythingAgainThatFoundNobody) {
+  std::vector<std::string> environment = Environment();
+  {
+    const devservice::Service gone;
+    for (const auto& [name, value] : {std::pair{"KELO_KEY=", gone.ApiKey()},
+                                      {"KELO_TOKEN=", gone.AuthToken()},
+                                      {"KELO_SECRET=", gone.Secret()},
+                                      {"KELO_URL=", gone.Url()}}) {
+      std::erase_if(environment, [&](const auto& text) { return text.starts_with(name); });
+      environment.push_back(name + value);
+    }
+    ASSERT_EQ(KeloProcess({"login"}, environment).Wait().exitCode, 0);
+  }
+  const Outcome outcome = KeloProcess({"mkdir", "One", "--retries", "1"}, environment).Wait();
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("trying again in 0.25 s (1 of 1)\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("'kelo -v' shows the requests"));
+
+  // Ctrl-C in a pause.
+  KeloProcess pausing({"mkdir", "One", "--retries", "1000"}, environment);
+  ASSERT_TRUE(pausing.ReadErrorUntil("trying again in 0.75 s"));
+  pausing.Signal(SIGINT);
+  const Outcome aborted = pausing.Wait();
+  EXPECT_EQ(aborted.exitCode, 130);
+  EXPECT_THAT(aborted.err, ::testing::EndsWith("kelo: aborted\n"));
+}
+
+TEST_F(RetryTest, SeveralProgramsShareASession) {
+  constexpr int kPrograms = 4;
+  constexpr int kRuns = 6;
+  std::vector<std::future<int>> programs;
+  for (int program = 0; program < kPrograms; ++program) {
+    programs.push_back(std::async(
+        std::launch::async,
+        [this, program] {
+          int failures = 0;
+          for (int run = 0; run < kRuns; ++run) {
+            const std::string name = std::to_string(program) + "-" + std::to_string(run);
+            for (const auto& command : {std::vector<std::string>{"mkdir", name + "a", name + "b"},
+                                        {"tree"},
+                                        {"quota"},
+                                        {"contacts"}})
+              if (const Outcome outcome = Kelo(command); outcome.exitCode != 0) {
+                ++failures;
+                ADD_FAILURE() << command[0] << ": " << outcome.err;
+              }
+          }
+          return failures;
+        }));
+  }
+  for (auto& program : programs) EXPECT_EQ(program.get(), 0);
+  const Outcome list = Kelo({"ls"});
+  EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 1 + 2 * kPrograms * kRuns);
+}
+
+TEST_F(RetryTest, TheTraceTellsFailuresApart) {
+  struct Case {
+    std::vector<std::string> command;
+    std::optional<Reply> reply;
+    std::string word;
+  };
+  const Case cases[] = {
+      {{"login", "--key", "wrong"}, std::nullopt, "errcode=101"},
+      {{"quota"}, Reply{.status = 503}, "http=503"},
+      {{"login", "--url", "http://mistyped.invalid"}, std::nullopt, "mistyped.invalid"},
+  };
+  for (const auto& [command, reply, word] : cases) {
+    service_.SetScript([reply](const auto&) { return reply; });
+    const Outcome quiet = Kelo(command);
+    EXPECT_EQ(quiet.exitCode, 1) << command[0];
+    EXPECT_THAT(quiet.err, AllOf(HasSubstr("(4"), HasSubstr("'kelo -v' shows the requests"),
+                                 Not(HasSubstr("command="))));
+    std::vector<std::string> verbose = command;
+    verbose.push_back("-v");
+    const Outcome told = Kelo(verbose);
+    EXPECT_THAT(told.err, AllOf(HasSubstr("command="), HasSubstr(word), Not(HasSubstr("kelo -v"))));
+    // The same into a file, for whoever set the variable.
+    std::vector<std::string> environment = Environment();
+    environment.push_back("KELO_TRACE=" + (folder_ / "trace").string());
+    KeloProcess(command, environment).Wait();
+    EXPECT_THAT(ReadFile(folder_ / "trace"), HasSubstr(word));
+  }
+}
+
+}  // namespace
+}  // namespace kelo::host::testing

@@ -1,0 +1,152 @@
+// What a terminal shows of a transfer, how a run ends by Ctrl-C, and output that nobody takes.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cwchar>
+
+#include "KeloProcess.h"
+#include "Screen.h"
+#include "host/Columns.h"
+
+namespace kelo::host::testing {
+namespace {
+
+using devservice::LoggedRequest;
+using devservice::Reply;
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+const std::string kCtrlC = "\x03";
+const std::string kWide = "\u65E5\u672C";
+
+// A name of many wide characters, and one of those that take no column of their own.
+std::string WideName() {
+  std::string name;
+  for (int i = 0; i < 12; ++i) name += kWide + "e\u0301\U0001F600";
+  return name + ".jpg";
+}
+
+class TerminalTest : public HostTest {
+ protected:
+  TerminalTest() { LogIn(); }
+
+  // An upload that has its first portion stored and hangs in its second one, on the wide name.
+  std::vector<std::string> HangingUpload() {
+    for (int i = 100; i < 200; ++i) Write("in/" + std::to_string(i) + ".jpg", std::to_string(i));
+    Write("in/" + WideName(), "wide");
+    service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
+      const bool second = request.body.find(".jpg") != std::string::npos &&
+                          request.body.find("100.jpg") == std::string::npos;
+      if (request.apiMethod == "UploadItems" && second) return Reply{.silent = true};
+      return std::nullopt;
+    });
+    return {"put", (folder_ / "in").string()};
+  }
+};
+
+TEST_F(TerminalTest, ShowsOneLineOfProgressAndLeavesNothingOfIt) {
+  const auto command = HangingUpload();
+  for (const int columns : {20, 80, 400}) {
+    KeloProcess kelo(command, Environment(), columns);
+    // The second portion is under way. The narrow one has no room for a name.
+    ASSERT_TRUE(kelo.ReadErrorUntil(columns == 20 ? "/199.jpg: " : kWide)) << kelo.ErrorSoFar();
+    ASSERT_TRUE(kelo.ReadErrorUntil("sending", kelo.ErrorSoFar().size()));
+    kelo.Type(kCtrlC);
+    const Outcome outcome = kelo.Wait();
+    EXPECT_EQ(outcome.exitCode, 130) << columns;
+    Screen screen(columns);
+    screen.Show(outcome.err);
+    const auto lines = screen.Lines();
+    ASSERT_THAT(lines, SizeIs(101)) << columns << outcome.err;
+    for (std::size_t at = 0; at < 100; ++at) {
+      EXPECT_THAT(lines[at], StartsWith((folder_ / "in/1").string()));
+      EXPECT_THAT(lines[at], Not(HasSubstr("sending")));
+    }
+    EXPECT_THAT(lines[100], StartsWith("kelo: aborted"));
+  }
+}
+
+TEST_F(TerminalTest, FollowsTheTerminalsWidth) {
+  constexpr std::size_t kNarrow = 30;
+  KeloProcess kelo(HangingUpload(), Environment(), 200);
+  ASSERT_TRUE(kelo.ReadErrorUntil(kWide)) << kelo.ErrorSoFar();
+  kelo.Resize(kNarrow);
+  // One may be under way with the former width.
+  for (int drawn = 0; drawn < 3; ++drawn)
+    ASSERT_TRUE(kelo.ReadErrorUntil("\x1b[J", kelo.ErrorSoFar().size()));
+  const std::string& all = kelo.ErrorSoFar();
+  const std::size_t end = all.rfind("\x1b[J");
+  const std::size_t begin = all.rfind("\rsending", end);
+  ASSERT_NE(begin, std::string::npos) << all;
+  EXPECT_LT(Columns(all.substr(begin + 1, end - begin - 1)), kNarrow);
+  kelo.Type(kCtrlC);
+  EXPECT_EQ(kelo.Wait().exitCode, 130);
+}
+
+TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
+  const std::string picture = Write("a.jpg", "aaa").string();
+  ASSERT_EQ(Kelo({"mkalbum", "Party"}).exitCode, 0);
+  ASSERT_EQ(Kelo({"put", picture, "--album", "Party"}).exitCode, 0);
+  ASSERT_EQ(Kelo({"mail", "Party", "--to", "a@x.example"}).exitCode, 0);
+  const std::string list = Kelo({"ls", "Party"}).out;
+  const std::string id = list.substr(0, list.find(' '));
+  const std::vector<std::string> commands[] = {{"login"},
+                                               {"quota"},
+                                               {"extend"},
+                                               {"tree"},
+                                               {"ls"},
+                                               {"info", id},
+                                               {"put", picture},
+                                               {"get", id, "--to", folder_.string() + "/out"},
+                                               {"caption", id, "x"},
+                                               {"rate", id, "3"},
+                                               {"tag", id, "x"},
+                                               {"link", "Party", id},
+                                               {"mkdir", "One"},
+                                               {"mkalbum", "Two"},
+                                               {"contacts"},
+                                               {"verify", "a@x.example"},
+                                               {"mail", "Party", "--to", "a@x.example"},
+                                               {"demo"},
+                                               {"logout"},
+                                               {"--help"},
+                                               {"--version"},
+                                               {"--man"},
+                                               {"--completion"},
+                                               {"ls", "--help"}};
+  for (const auto& command : commands) {
+    const Outcome outcome = KeloProcess(command, Environment(), "/dev/full").Wait();
+    EXPECT_EQ(outcome.exitCode, 1) << ::testing::PrintToString(command);
+    EXPECT_THAT(outcome.err, HasSubstr("kelo: cannot write to ")) << command[0];
+  }
+}
+
+TEST(ColumnsTest, NoTextIsWiderThanItsRoom) {
+  ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+  const auto width = [](const std::string& text) {
+    std::wstring wide(text.size() + 1, L'\0');
+    wide.resize(std::mbstowcs(wide.data(), text.c_str(), wide.size()));
+    return static_cast<std::size_t>(::wcswidth(wide.c_str(), wide.size()));
+  };
+  for (const std::string& text :
+       {WideName(), std::string("IMG_1234.jpg"), std::string("\uFF21\uFF22\uFF23\uAC00\uAC01.png"),
+        std::string("e\u0301\u0302\u0303te\u0301 \u00A9 \u2026 \u2764\uFE0F.tif"), std::string()}) {
+    EXPECT_GE(Columns(text), width(text)) << text;
+    for (std::size_t columns = 0; columns <= 90; ++columns) {
+      const std::string fit = FitColumns(text, columns);
+      EXPECT_LE(width(fit), columns) << text;
+      if (width(text) + 2 < columns) EXPECT_EQ(fit, text) << columns;
+      if (columns >= 20 && fit != text)
+        EXPECT_THAT(fit, AllOf(HasSubstr("..."), EndsWith(text.substr(text.size() - 4))));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kelo::host::testing
