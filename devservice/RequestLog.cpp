@@ -69,7 +69,7 @@ void RequestLog::Describe(Json& json, std::uint64_t after, std::size_t limit) co
   std::unique_lock lock(mutex_);
   json["first"] = first_;
   json["last"] = Last();
-  std::uint64_t number = std::max(after + 1, first_);
+  std::uint64_t number = std::max(std::min(after, Last()) + 1, first_);
   const std::uint64_t end = std::min<std::uint64_t>(Last() + 1, number + limit);
   std::vector<std::shared_ptr<const RequestRecord>> records;
   for (std::uint64_t next = number; next < end; ++next)

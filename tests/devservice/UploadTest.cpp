@@ -1,5 +1,9 @@
 // Upload checks and multipart uploads.
+#include <filesystem>
+#include <thread>
+
 #include "devservice/Client.h"
+#include "devservice/Peer.h"
 #include "support/TemporaryFolder.h"
 
 namespace kelo::devservice {
@@ -200,6 +204,35 @@ TEST(DataDirectory, KeepsAccountsAndFiles) {
     const std::string kept = Between(tree.body, "fileName=\"kept.mov\"", "/>").at(0);
     EXPECT_EQ(client.Send("GET", Between(kept, "origUrl=\"", "\"").at(0)).body, "kept bytes");
   }
+}
+
+TEST(DataDirectory, KeepsNoFileOfAnUploadWhoseAlbumWentMeanwhile) {
+  const TemporaryFolder folder;
+  Service service({.dataDirectory = folder.Path("")});
+  Client client(service);
+  client.Open();
+  const std::string album =
+      client.Call("AddAlbum", " folderId=\"\" albumName=\"New\"").Attribute("albumId");
+  const Upload upload =
+      MakeUpload({{"a.jpg", std::string(100, 'x'), " albumId=\"" + album + "\""}});
+  const auto hasFiles = [&] { return !std::filesystem::is_empty(folder.Path("files")); };
+  const Peer peer(service);
+  peer.Send("POST " + client.uploadUrl.substr(service.Url().size()) + "?" +
+            client.Query(upload.document) + " HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+            std::to_string(upload.body.size()) +
+            "\r\nContent-Type: multipart/form-data; boundary=BOUNDARY\r\n\r\n" +
+            upload.body.substr(0, upload.body.size() - 50));
+  while (!hasFiles()) std::this_thread::yield();
+  const std::string page = service.PageUrl();
+  const std::string none;
+  const std::vector<std::string> authorization{"Authorization: Bearer " +
+                                               page.substr(page.find('=') + 1)};
+  EXPECT_EQ(client.Send("POST", service.Url() + "/control/reset", &none, authorization).status,
+            200);
+  peer.Send(upload.body.substr(upload.body.size() - 50));
+  EXPECT_NE(peer.Receive("/>").find("errcode=\"207\""), std::string::npos);
+  EXPECT_EQ(client.Call("GetUserArchiveInfo").Attribute("totalCount"), "0");
+  while (hasFiles()) std::this_thread::yield();
 }
 
 }  // namespace

@@ -1,0 +1,203 @@
+// The calls under /control/: who may ask, what they answer, and the log that is shown.
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "devservice/Client.h"
+#include "devservice/Peer.h"
+#include "devservice/RequestLog.h"
+#include "support/TemporaryFolder.h"
+
+namespace kelo::devservice {
+namespace {
+
+using Json = nlohmann::json;
+
+struct ControlTest : ServiceTest {
+  using ServiceTest::ServiceTest;
+
+  Response Control(const std::string& method, const std::string& path, const std::string& body = {},
+                   std::vector<std::string> headers = {}) {
+    headers.push_back(authorization);
+    return client.Send(method, service.Url() + path, method == "GET" ? nullptr : &body, headers);
+  }
+  Json Get(const std::string& path) {
+    const Response response = Control("GET", path);
+    EXPECT_EQ(response.status, 200) << path << response.body;
+    return Json::parse(response.body);
+  }
+
+  const std::string token = service.PageUrl().substr(service.PageUrl().find('=') + 1);
+  const std::string authorization = "Authorization: Bearer " + token;
+  const std::string port = service.Url().substr(service.Url().rfind(':'));
+};
+
+TEST_F(ControlTest, AnswersToLoopbackNamesAndTheTokenOnly) {
+  const std::string host = "Host: 127.0.0.1" + port;
+  const std::string elsewhere = "Sec-Fetch-Site: cross-site";
+  const std::string navigates = "Sec-Fetch-Mode: navigate";
+  const std::string account = "/control/account";
+  const std::string page = "/?token=" + token;
+  const std::tuple<std::string, std::vector<std::string>, int> cases[] = {
+      {account, {authorization}, 200},
+      {account, {authorization, "Host: LocalHost" + port}, 403},
+      {account, {authorization, "Host: localhost" + port}, 200},
+      {account, {authorization, "Host: [::1]" + port}, 200},
+      {account, {authorization, "Host: 127.0.0.1"}, 403},
+      {account, {authorization, "Host: 127.0.0.1:1"}, 403},
+      {account, {authorization, "Host: 127.0.0.1.evil.example" + port}, 403},
+      {account, {authorization, "Host: evil.example" + port}, 403},
+      {account, {authorization, "Host: evil.example@127.0.0.1" + port}, 403},
+      {account, {authorization, "Origin: http://127.0.0.1" + port}, 200},
+      {account, {authorization, "Origin: http://localhost" + port}, 403},
+      {account, {authorization, "Origin: http://127.0.0.1:1"}, 403},
+      {account, {authorization, "Origin: null"}, 403},
+      {account, {authorization, "Sec-Fetch-Site: same-origin"}, 200},
+      {account, {authorization, "Sec-Fetch-Site: same-site"}, 403},
+      {account, {authorization, elsewhere, navigates}, 403},
+      {account, {}, 403},
+      {account, {"Authorization: Bearer "}, 403},
+      {account, {"Authorization: Bearer " + token.substr(1)}, 403},
+      {account, {"Authorization: Bearer " + token + "0"}, 403},
+      {account, {"Authorization: " + token}, 403},
+      {account, {"Authorization: bearer wrong", authorization}, 403},
+      {account + "?token=" + token, {}, 403},
+      {"/control/nothing", {}, 403},
+      {"/control/nothing", {authorization}, 404},
+      {page, {}, 200},
+      {page, {elsewhere, navigates}, 200},
+      {page, {elsewhere, "Sec-Fetch-Mode: no-cors"}, 403},
+      {page, {"Host: evil.example" + port}, 403},
+      {page + "&more", {}, 403},
+      {"/?token=", {}, 403},
+      {"/", {authorization}, 403},
+  };
+  for (const auto& [path, headers, status] : cases) {
+    const Response response = client.Send("GET", service.Url() + path, nullptr, headers);
+    EXPECT_EQ(response.status, status) << path << " " << testing::PrintToString(headers);
+    if (status == 403) EXPECT_EQ(response.body.find("me@home"), std::string::npos);
+    for (const char* guard : {"Content-Security-Policy: default-src 'none'", "no-store", "nosniff"})
+      EXPECT_NE(response.head.find(guard), std::string::npos) << path << response.head;
+  }
+  const Peer twice(service);
+  twice.Send("GET /control/account HTTP/1.1\r\n" + host + "\r\n" + host + "\r\n" + authorization +
+             "\r\n\r\n");
+  EXPECT_TRUE(twice.Receive().starts_with("HTTP/1.1 403")) << "two hosts";
+}
+
+TEST_F(ControlTest, SaysWhatItTakes) {
+  const std::tuple<const char*, const char*, std::string, int> cases[] = {
+      {"POST", "/control/account", "", 405},
+      {"GET", "/control/reset", "", 405},
+      {"PUT", "/control/faults", "{}", 405},
+      {"POST", "/control/faults", "{}", 200},
+      {"POST", "/control/faults", "{", 400},
+      {"DELETE", "/control/faults", "", 200},
+      {"DELETE", "/control/faults/7", "", 404},
+      {"DELETE", "/control/faults/x", "", 404},
+      {"GET", "/control/", "", 404},
+      {"GET", "/control/screen/nothing", "", 404},
+      {"GET", "/control/screen/", "", 404},
+      {"GET", "/control/log?after=x", "", 400},
+      {"GET", "/control/log?before=1", "", 400},
+      {"GET", "/control/log?after=-1", "", 400},
+      {"GET", "/control/log/0", "", 404},
+      {"GET", "/control/log/99", "", 404},
+      {"GET", "/control/log/x", "", 404},
+      {"GET", "/control/log?after=9999999", "", 200},
+      {"POST", "/control/reset", std::string(70'000, 'x'), 413},
+  };
+  for (const auto& [method, path, body, status] : cases)
+    EXPECT_EQ(Control(method, path, body).status, status) << method << " " << path;
+  EXPECT_EQ(Get("/control/log?after=18446744073709551615")["requests"].size(), 0u);
+  const Peer bare(service);  // a body that nobody announces is none
+  bare.Send("POST /control/reset HTTP/1.1\r\nHost: localhost" + port + "\r\n" + authorization +
+            "\r\n\r\n");
+  EXPECT_TRUE(bare.Receive("}").starts_with("HTTP/1.1 200"));
+}
+
+TEST_F(ControlTest, TellsRequestsWithWhatTheServiceMadeOfThemAndNotItsOwn) {
+  client.Call("GetStorageCapacity");
+  client.secret = "wrong";
+  client.Call("GetAddressList");
+  const Json log = Get("/control/log?after=1");
+  ASSERT_EQ(log["requests"].size(), 2u) << log;
+  EXPECT_EQ(log["last"], 3);
+  EXPECT_EQ(log["requests"][1]["errorCode"], 103);
+  const Json whole = Get("/control/log/2");
+  EXPECT_EQ(whole["method"], "GetStorageCapacity");
+  EXPECT_EQ(whole["signature"], "ok");
+  EXPECT_EQ(whole["document"], Client::kDeclarations + "<GetStorageCapacity />\r\n");
+  EXPECT_NE(whole["answer"].get<std::string>().find("dataCapacity"), std::string::npos);
+  EXPECT_EQ(Get("/control/log?after=3")["requests"].size(), 0u) << "its own requests are none";
+  EXPECT_EQ(service.RequestCount(), 3u);
+}
+
+TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
+  const TemporaryFolder folder;
+  std::filesystem::create_directories(folder.Path("Trips/Porto"));
+  std::ofstream(folder.Path("Trips/Porto/odd\xFFname.jpg")) << "bytes";
+  service.Import(folder.Path(""));
+  service.ImportFriend(folder.Path("Trips"));
+  const std::uint64_t before = Get("/control/log")["revision"];
+  Json account = Get("/control/account");
+  const std::string item = account["items"][0]["id"];
+  EXPECT_EQ(account["items"][0]["name"], "odd\uFFFDname.jpg");
+  EXPECT_EQ(account["folders"][0]["name"], "Trips");
+  EXPECT_EQ(account["albums"][0]["root"], true);
+  EXPECT_EQ(account["albums"][1]["items"], Json::array({item}));
+  EXPECT_EQ(account["folders"][0]["albums"][0], account["albums"][1]["id"]);
+  EXPECT_EQ(account["friendAlbums"][0]["owner"], "friend@home.example");
+  EXPECT_EQ(Control("GET", "/control/screen/" + item).body, "bytes");
+
+  client.Call("AddTags", " itemIdList=\"" + item + "\" tagList=\"a,b\"");
+  EXPECT_GT(Get("/control/log")["revision"], before);
+  account = Get("/control/account");
+  EXPECT_EQ(account["items"][0]["tags"], Json::array({"a", "b"}));
+  const Json contacts = account["contacts"];
+
+  EXPECT_EQ(Control("POST", "/control/reset").status, 200);
+  EXPECT_GT(Get("/control/log")["revision"], account["revision"]);
+  account = Get("/control/account");
+  for (const char* part : {"folders", "friendAlbums", "items", "mails"})
+    EXPECT_EQ(account[part].size(), 0u) << part;
+  EXPECT_EQ(account["albums"].size(), 1u) << "the root album stays";
+  EXPECT_EQ(account["storage"]["used"], 0);
+  EXPECT_EQ(account["contacts"], contacts);
+  EXPECT_TRUE(std::filesystem::exists(folder.Path("Trips/Porto/odd\xFFname.jpg")))
+      << "what was imported is its owner's";
+  EXPECT_EQ(client.Call("GetUserArchiveInfo").Attribute("totalCount"), "0") << "with its session";
+}
+
+TEST(RequestLog, ForgetsTextsBeforeRequestsAndOldOnesFirst) {
+  RequestLog log(4, 100);
+  nlohmann::ordered_json json;
+  const auto numbers = [&](std::uint64_t after, std::size_t limit) {
+    log.Describe(json, after, limit);
+    std::string text;
+    for (const auto& row : json["requests"]) text += std::to_string(row["number"].get<int>());
+    return text;
+  };
+  const auto add = [&log](std::size_t size) {
+    RequestRecord record;
+    record.document = std::string(size, 'd');
+    log.Add(std::move(record));
+  };
+  EXPECT_EQ(numbers(0, 9), "");
+  EXPECT_EQ(json["first"], 1);
+  EXPECT_EQ(json["last"], 0);
+  for (int i = 1; i <= 6; ++i) add(31);
+  EXPECT_EQ(numbers(0, 9), "3456");
+  EXPECT_EQ(numbers(0, 2), "34");
+  EXPECT_EQ(numbers(4, 9), "56");
+  EXPECT_EQ(numbers(7, 9), "");
+  EXPECT_TRUE(log.Whole(2).is_null());
+  EXPECT_FALSE(log.Whole(3).contains("document"));
+  EXPECT_EQ(log.Whole(4)["document"], std::string(31, 'd'));
+  add(101);
+  EXPECT_FALSE(log.Whole(7).contains("document")) << "more than all that is kept";
+  add(1);
+  EXPECT_EQ(log.Whole(8)["document"], "d");
+}
+
+}  // namespace
+}  // namespace kelo::devservice
