@@ -80,6 +80,15 @@ class Walk {
   bool lost_ = false;
 };
 
+void TakeFromEnvironment(CLI::App& app) {
+  for (CLI::Option* option : app.get_options()) {
+    const char* value = std::getenv(option->get_envname().c_str());
+    if (value == nullptr || option->get_envname().empty() || option->count() > 0) continue;
+    option->add_result(value);
+    option->run_callback();
+  }
+}
+
 void AddCommands(const CLI::App& app, const std::string& begun, Answer& answer) {
   for (const CLI::App* command : ListedCommands(app))
     if (command->get_name().starts_with(begun))
@@ -145,6 +154,7 @@ Answer Values(const CLI::App& app, const CommonOptions& options, const CLI::Opti
 Answer Find(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words) {
   Walk walk(app);
   for (std::size_t at = 0; at + 1 < words.size(); ++at) walk.Pass(words[at]);
+  TakeFromEnvironment(app);
   const Place& place = walk.At();
   const std::string& begun = words.back();
   if (walk.Lost()) return {};

@@ -9,25 +9,10 @@ import subprocess
 import sys
 import tempfile
 
+from local_service import local_service
+
 service_program, browse, browse_cpp, addresses, pictures = sys.argv[1:]
 pictures = pathlib.Path(pictures)
-
-
-def start_service():
-    """The service, stopping when its standard input ends, and what it printed about itself."""
-    service = subprocess.Popen([service_program, "--import", pictures, "--until-eof"],
-                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-    printed = {}
-    while "urls" not in printed:
-        line = service.stdout.readline()
-        if not line:
-            sys.exit("the service ended before it said how to reach it")
-        words = line.split()
-        if len(words) == 2:
-            printed[words[0]] = words[1]
-        elif words[0].startswith("kKELO_"):
-            printed["urls"] = line
-    return service, printed
 
 
 def output(example, credentials, folder, *arguments):
@@ -50,8 +35,8 @@ def check_browse(listed, target):
     assert any(file.read_bytes() == content for file in in_folders), "the download differs"
 
 
-service, credentials = start_service()
-with tempfile.TemporaryDirectory() as folder:
+with local_service(service_program, "--import", pictures) as credentials, \
+        tempfile.TemporaryDirectory() as folder:
     target = pathlib.Path(folder, "picture")
     # In C, names stand as the service writes them.
     check_browse(html.unescape(output(browse, credentials, folder, target)), target)
@@ -59,5 +44,3 @@ with tempfile.TemporaryDirectory() as folder:
     check_browse(output(browse_cpp, credentials, folder, target), target)
     listed = output(addresses, credentials, folder)
     assert "@" in listed, f"no address in {listed}"
-    service.communicate()  # ends its standard input, and so the service
-assert service.returncode == 0, f"the service ended with {service.returncode}"

@@ -12,6 +12,8 @@ import sys
 import tempfile
 import termios
 
+from local_service import local_service
+
 shell, kelo, service_program, scripts = sys.argv[1:]
 PATIENCE = 60  # seconds; only a shell that hangs takes them
 PROMPT = "READY>"
@@ -102,23 +104,14 @@ class Shell:
         return arrived.decode().split("\0")[:-2]
 
 
-def start_service(folder):
-    """The service with the pictures, stopping when its standard input ends, and the way to it."""
+def write_pictures(folder):
     for picture in PICTURES:
-        path = folder / "pictures" / picture
+        path = folder / picture
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(picture.encode())
-    service = subprocess.Popen([service_program, "--import", folder / "pictures", "--until-eof"],
-                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-    printed = {}
-    while "secret" not in printed:
-        name, value = service.stdout.readline().split()
-        printed[name] = value
-    return service, {"KELO_" + name.upper(): value for name, value in printed.items()}
 
 
-def check(folder):
-    service, credentials = start_service(folder)
+def check(folder, credentials):
     program = folder / "bin/kelo"
     program.parent.mkdir()
     program.write_text(PROGRAM)
@@ -128,7 +121,8 @@ def check(folder):
     environment = {"PATH": f"{program.parent}:/usr/bin:/bin", "LC_ALL": "C.UTF-8", "TERM": "xterm",
                    "HOME": str(folder), "ZDOTDIR": str(folder), "KELO": kelo, "FOLDER": str(folder),
                    **{name: value for name, value in os.environ.items() if "SAN_OPTIONS" in name}}
-    subprocess.run([kelo, "login"], env={**environment, **credentials}, check=True,
+    given = {"KELO_" + name.upper(): credentials[name] for name in ("URL", "key", "token", "secret")}
+    subprocess.run([kelo, "login"], env={**environment, **given}, check=True,
                    stdout=subprocess.DEVNULL)
     typing = Shell(folder, environment)
     wrong = 0
@@ -139,9 +133,12 @@ def check(folder):
             wrong += 1
     typing.process.kill()
     typing.process.wait()
-    service.communicate()
     return wrong
 
 
 with tempfile.TemporaryDirectory() as temporary:
-    sys.exit(1 if check(pathlib.Path(temporary)) else 0)
+    root = pathlib.Path(temporary)
+    write_pictures(root / "pictures")
+    with local_service(service_program, "--import", root / "pictures") as service:
+        failures = check(root, service)
+sys.exit(1 if failures else 0)
