@@ -120,7 +120,7 @@ std::vector<Candidate> NamesOf(const CommonOptions& options, EntryKinds kinds,
   std::signal(SIGALRM, [](int) { ::_exit(0); });
   ::alarm(kPatienceSeconds);
   try {
-    StateFile().ApplyUrl();
+    StateFile::OfProfile(options.profile).ApplyUrl();
     CommonOptions once = options;
     once.persistence.retries = 0;
     Host host(once);
