@@ -49,9 +49,14 @@ class Albums {
   std::string Id(const AlbumName& name) {
     if (!id_.empty()) return id_;
     if (!shelf_) shelf_.emplace(host_.Loaded());
-    const std::string id = options_.dryRun ? shelf_->Find(name) : shelf_->FindOrMake(name);
-    if (id.empty() && missing_.insert(name).second)
-      host_.Out().Note(fmt::format("the album {} would be made", name.Words()));
+    std::string id = shelf_->Find(name);
+    if (!id.empty() || (options_.dryRun && missing_.contains(name))) return id;
+    if (options_.dryRun)
+      missing_.insert(name);
+    else
+      id = shelf_->FindOrMake(name);
+    host_.Out().Note(
+        fmt::format("the album {} {} made", name.Words(), options_.dryRun ? "would be" : "was"));
     return id;
   }
 
@@ -131,7 +136,7 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
   put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");
   put->add_flag("--force", options->force, "Send also what the service holds already");
   put->add_flag("--dry-run", options->dryRun, "Tell what would be done, and change nothing");
-  put->add_flag("--json", options->json, "Give the results as JSON, one object a line");
+  put->add_flag("--json", options->json, kJsonHelp);
   put->footer(kFooter);
   put->callback(
       [options, &chosen] { chosen = [options](Host& host) { return Put(host, *options); }; });

@@ -1,24 +1,13 @@
 // Sends the batches of a plan and tells what became of each file.
 #pragma once
 
-#include <cstdint>
 #include <functional>
-#include <string>
 
 #include "Library.h"
+#include "UploadAttempt.h"
 #include "UploadPlan.h"
-#include "UploadedFile.h"
 
 namespace kelo::host {
-
-struct UploadOptions {
-  // The id of the album that a batch goes to; empty: none. Called before a batch is sent. May throw
-  // CommandFailure.
-  std::function<std::string(const AlbumName&)> albumId;
-  std::string tags;
-  bool check = true;    // do not send what is stored already
-  bool dryRun = false;  // ask the check, and change nothing
-};
 
 // Sends batch after batch; `report` hears of each file once.
 //

@@ -38,7 +38,7 @@ class PutTest : public HostTest {
   std::string In() const { return (folder_ / "in").string(); }
 
   Outcome Put(std::vector<std::string> more = {}) const {
-    more.insert(more.begin(), {"put", In()});
+    more.insert(more.begin(), {"put", In(), "--retries", "1"});
     return Kelo(more);
   }
 
@@ -160,7 +160,7 @@ TEST_F(PutTest, ARefusedPortionIsHalvedUntilTheBadFileStandsAlone) {
     EXPECT_EQ(put.exitCode, 1) << one.reason;
     EXPECT_THAT(put.out, EndsWith(first ? "39 stored, 0 already there, 1 not stored\n"
                                         : "0 stored, 39 already there, 1 not stored\n"));
-    EXPECT_THAT(put.err, AllOf(HasSubstr("/17.jpg: "), EndsWith(one.reason + "\n")));
+    EXPECT_THAT(put.err, AllOf(HasSubstr("/17.jpg: "), HasSubstr(one.reason + "\n")));
     first = false;
   }
 }
@@ -323,10 +323,11 @@ TEST_F(PutTest, LongNamesAreWarnedOf) {
   Write("in/" + name + "桜.jpg", "260 of them");
   const Outcome put = Put();
   EXPECT_EQ(put.exitCode, 0);
-  EXPECT_EQ(put.err, In() + "/" + name +
-                         "桜.jpg: the name is longer than the catalogue shows; it "
-                         "ends after '" +
-                         name + "'\n");
+  EXPECT_THAT(put.err, EndsWith(name +
+                                "桜.jpg: the name is longer than the catalogue shows; it ends "
+                                "after '" +
+                                name + "'\n"));
+  EXPECT_THAT(put.err, Not(HasSubstr("/" + name + ".jpg: the name")));
 }
 
 class FullStorageTest : public PutTest {

@@ -96,6 +96,8 @@ TEST_F(TransferTest, TheDemonstrationProvesEveryStepAndCleansUp) {
   Write("in/one.jpg", std::string(70'000, 'a'));
   Write("in/below/one.jpg", "another one");
   Write("in/below/one.wav", "memo");
+  Write("in/caf\xE9.jpg", "a name that cannot travel");
+  Write("in/Thumbs.db", "junk");
   fs::create_directory(folder_ / "tmp");
   fs::create_directory(folder_ / "empty");
   std::vector<std::string> environment = Environment();
