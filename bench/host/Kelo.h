@@ -1,0 +1,59 @@
+// Runs the program against a service of this process, and tells what it took.
+#pragma once
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <string>
+#include <vector>
+
+#include "devservice/DevService.h"
+#include "http/Measure.h"
+
+namespace kelo::bench {
+
+class Kelo {
+ public:
+  // Logged in, in a home of its own.
+  explicit Kelo(const devservice::Service& service)
+      : environment_{"HOME=" + (home_ / ""), "KELO_URL=" + service.Url(),
+                     "KELO_KEY=" + service.ApiKey(), "KELO_TOKEN=" + service.AuthToken(),
+                     "KELO_SECRET=" + service.Secret()} {
+    Run({"login"});
+  }
+
+  // Seconds of processor time; negative when it failed. Its output is thrown away.
+  double Run(std::vector<std::string> words) {
+    words.insert(words.begin(), KELO_PROGRAM);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (const int descriptor : {0, 1, 2})
+      posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
+    pid_t process = -1;
+    const int failed = posix_spawn(&process, KELO_PROGRAM, &actions, nullptr,
+                                   Pointers(words).data(), Pointers(environment_).data());
+    posix_spawn_file_actions_destroy(&actions);
+    int status = 1;
+    rusage used{};
+    if (failed != 0 || wait4(process, &status, 0, &used) != process || status != 0) return -1;
+    return Seconds(used.ru_utime) + Seconds(used.ru_stime);
+  }
+
+ private:
+  static double Seconds(const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+  }
+  static std::vector<char*> Pointers(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+  }
+
+  const Scratch home_;
+  std::vector<std::string> environment_;
+};
+
+}  // namespace kelo::bench

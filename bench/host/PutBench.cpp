@@ -1,0 +1,148 @@
+// Storing 20,000 small files, and finding all of them stored: the whole program beside bare libcurl
+// that sends the same requests, put together beforehand, to a service of its own.
+#include <curl/curl.h>
+
+#include <memory>
+
+#include "devservice/Digest.h"
+#include "host/Kelo.h"
+
+namespace kelo::bench {
+namespace {
+
+constexpr int kFiles = 20000;
+constexpr std::size_t kFileSize = 1000;
+
+using devservice::LoggedRequest;
+
+size_t Keep(char* data, size_t size, size_t count, void* text) {
+  static_cast<std::string*>(text)->append(data, size * count);
+  return size * count;
+}
+
+// The part of a request that is signed: its body, or the first part of that.
+std::string Document(const LoggedRequest& request) {
+  if (request.method == "PUT") return request.body;
+  const std::size_t begin = request.body.find("\r\n\r\n") + 4;
+  return request.body.substr(begin, request.body.find("\r\n--BOUNDARY", begin) - begin);
+}
+
+// Sends what another client has sent, with a session of its own.
+class Replay {
+ public:
+  explicit Replay(const devservice::Service& service)
+      : service_(service), easy_(curl_easy_init(), &curl_easy_cleanup) {
+    curl_easy_setopt(easy_.get(), CURLOPT_WRITEFUNCTION, &Keep);
+    curl_easy_setopt(easy_.get(), CURLOPT_WRITEDATA, &answer_);
+    const std::string query = "method=OpenSession&callId=1&keloApiKey=" + service.ApiKey() +
+                              "&keloAuthToken=" + service.AuthToken();
+    const std::string url = service.Url() + "/P2PwebCmdController/api-auth?" + query +
+                            "&keloApiSig=" + devservice::Sha1Hex(service.Secret() + "?" + query);
+    curl_easy_setopt(easy_.get(), CURLOPT_URL, url.c_str());
+    curl_easy_perform(easy_.get());
+    const std::string name = "keloSessToken=\"";
+    const std::size_t begin = answer_.find(name) + name.size();
+    token_ = answer_.substr(begin, answer_.find('"', begin) - begin);
+  }
+
+  void Prepare(std::vector<LoggedRequest> requests) {
+    requests_ = std::move(requests);
+    urls_.clear();
+    for (const LoggedRequest& request : requests_) {
+      const std::string query = "keloSessToken=" + token_ + "&callId=" + std::to_string(++callId_);
+      urls_.push_back(
+          service_.Url() + request.path + "?" + query + "&keloApiSig=" +
+          devservice::Sha1Hex(service_.Secret() + "?" + query + "\r\n" + Document(request)));
+    }
+  }
+
+  bool Send() {
+    bool ok = !requests_.empty();
+    for (std::size_t at = 0; at < requests_.size(); ++at) ok = SendOne(at) && ok;
+    return ok;
+  }
+
+ private:
+  bool SendOne(std::size_t at) {
+    const LoggedRequest& request = requests_[at];
+    CURL* easy = easy_.get();
+    const std::string type = "Content-Type: " + request.Header("Content-Type");
+    const std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers(
+        curl_slist_append(curl_slist_append(nullptr, "Expect:"), type.c_str()),
+        &curl_slist_free_all);
+    answer_.clear();
+    curl_easy_setopt(easy, CURLOPT_URL, urls_[at].c_str());
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE,
+                     static_cast<curl_off_t>(request.body.size()));
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
+    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.get());
+    return curl_easy_perform(easy) == CURLE_OK && answer_.find("stat=\"ok\"") != std::string::npos;
+  }
+
+  const devservice::Service& service_;
+  std::unique_ptr<CURL, void (*)(CURL*)> easy_;
+  std::string token_;
+  std::string answer_;
+  std::vector<LoggedRequest> requests_;
+  std::vector<std::string> urls_;
+  int callId_ = 1;
+};
+
+// One put by both, each to its service. Seconds; negative when it failed.
+struct Times {
+  double ours = -1;
+  double bare = -1;
+};
+
+class Pair {
+ public:
+  Pair() : kelo_(ours_), replay_(bare_) {}
+
+  Times Put(const std::string& folder) {
+    ours_.ClearLog();
+    Times times;
+    bool ok = true;
+    times.ours = WallSeconds([&] { ok = kelo_.Run({"put", folder}) >= 0; });
+    replay_.Prepare(ours_.Log());
+    times.bare = WallSeconds([&] { ok = replay_.Send() && ok; });
+    return ok ? times : Times{};
+  }
+
+ private:
+  devservice::Service ours_;
+  devservice::Service bare_;
+  Kelo kelo_;
+  Replay replay_;
+};
+
+void Put20000Files(benchmark::State& state) {
+  const bool second = state.range(0) == 1;
+  const Scratch folder;
+  for (int i = 0; i < kFiles; ++i)
+    std::ofstream(folder / std::to_string(i) + ".jpg") << i << std::string(kFileSize, 'p');
+  std::vector<double> ours;
+  std::vector<double> bare;
+  for (auto _ : state) {
+    Pair pair;
+    Times times = pair.Put(folder / "");
+    if (second && times.ours >= 0) times = pair.Put(folder / "");
+    if (times.ours < 0) return state.SkipWithError("a put failed");
+    ours.push_back(times.ours);
+    bare.push_back(times.bare);
+    state.SetIterationTime(times.ours);
+  }
+  state.counters["yardstick_ms"] = MiddleOf(bare) * 1000;
+  state.counters["ours_ms"] = MiddleOf(ours) * 1000;
+  state.counters["ratio"] = MiddleOf(ours) / MiddleOf(bare);
+}
+BENCHMARK(Put20000Files)
+    ->ArgName("second")
+    ->Arg(0)
+    ->Arg(1)
+    ->UseManualTime()
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace kelo::bench
