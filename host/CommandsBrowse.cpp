@@ -171,7 +171,7 @@ void AddList(CLI::App& app, Action& chosen) {
   CLI::App* list = app.add_subcommand("ls", "List what is in an album, a folder or the account");
   const auto options = std::make_shared<ListOptions>();
   CLI::Option* target =
-      list->add_option("ALBUM", options->target,
+      list->add_option("PLACE", options->target,
                        "Id, name or path of an album or folder; 'root' for the items in no album; "
                        "without it, the top");
   list->add_flag("--all,-a", options->all, "Everything on the account, friends' albums included")

@@ -2,10 +2,11 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include <map>
+#include <algorithm>
 #include <memory>
 
 #include "Arguments.h"
+#include "EntryJson.h"
 #include "Host.h"
 #include "Names.h"
 #include "Records.h"
@@ -13,8 +14,6 @@
 
 namespace kelo::host {
 namespace {
-
-constexpr const char* kJsonHelp = "Give the results as JSON, one object a line";
 
 struct NewContainers {
   std::uint32_t kind = 0;
@@ -27,57 +26,70 @@ struct NewContainers {
 // Tells what became of each of the new folders or albums.
 class ContainerReport {
  public:
-  ContainerReport(Output& out, std::uint32_t kind, const std::string& parent)
-      : out_(out), kind_(kind), parent_(parent) {}
+  ContainerReport(Output& out, std::uint32_t kind, const std::string& parent) : out_(out) {
+    record_.kind = kind;
+    CopyText(record_.parentId, parent);
+  }
 
   void Made(const std::string& name, std::string_view id) {
     out_.Result(fmt::format("{}  {}", Shown(id), Shown(name)), Object(name, id));
   }
 
-  void NotMade(const std::string& name, std::string_view id, std::uint32_t code,
-               const std::string& why) {
+  // `error` is for JSON; `id` is of one that is there already.
+  void NotMade(const std::string& name, std::string_view id, const std::string& why,
+               const Json& error) {
     failed_ = true;
-    const std::string sentence = fmt::format("cannot create '{}': {}", Shown(name), why);
-    if (!out_.IsJson()) return out_.Problem(sentence);
+    if (!out_.IsJson())
+      return out_.Problem(fmt::format("cannot create '{}': {}", Shown(name), why));
     Json object = Object(name, id);
-    object["error"] = {{"code", code}, {"message", sentence}};
+    object["error"] = error;
     out_.Result("", object);
   }
 
   bool Failed() const { return failed_; }
 
  private:
-  Json Object(const std::string& name, std::string_view id) const {
-    return {{"id", id.empty() ? Json() : Json(id)},
-            {"kind", kind_ == kKELOKind_Folder ? "folder" : "album"},
-            {"name", name},
-            {"parentId", parent_.empty() ? Json() : Json(parent_)}};
+  Json Object(const std::string& name, std::string_view id) {
+    CopyText(record_.itemId, id);
+    Json object = EntryJson(record_);
+    object["name"] = name;
+    object.erase("itemCount");
+    return object;
   }
 
   Output& out_;
-  const std::uint32_t kind_;
-  const std::string parent_;
+  tagKELO_ItemInfo record_{};
   bool failed_ = false;
 };
+
+// The entry of that name; of a name that filled its field, the catalogue has the beginning only.
+const tagKELO_ItemInfo* OfName(const std::vector<tagKELO_ItemInfo>& entries,
+                               const std::string& name) {
+  const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
+    const std::string_view raw = FieldText(entry.name);
+    const std::string there = NameText(raw);
+    return MayBeCut(raw) ? name.starts_with(there) : name == there;
+  });
+  return found == entries.end() ? nullptr : &*found;
+}
 
 // The names that are to be created; those that are there already are told of and left out.
 std::vector<std::string> NotThereYet(Library& library, const NewContainers& wanted,
                                      const std::string& parent, ContainerReport& report) {
   if (wanted.force) return wanted.names;
-  std::map<std::string, std::string> there;  // ids by name
-  for (const tagKELO_ItemInfo& entry : library.List(parent, wanted.kind))
-    there.emplace(Resolved(FieldText(entry.name)), FieldText(entry.itemId));
+  const auto there = library.List(parent, wanted.kind);
   std::vector<std::string> names;
   for (const std::string& name : wanted.names) {
-    const auto [found, isNew] = there.try_emplace(name);
-    if (isNew) {
+    const tagKELO_ItemInfo* entry = OfName(there, name);
+    if (entry == nullptr && std::find(names.begin(), names.end(), name) == names.end()) {
       names.push_back(name);
       continue;
     }
-    const std::string id = found->second;  // none: it was named twice
-    report.NotMade(name, id, kKELOResult_Conflict,
-                   fmt::format("it is there already{}; --force makes a second one",
-                               id.empty() ? "" : ", with the id " + Shown(id)));
+    const std::string id(entry == nullptr ? "" : FieldText(entry->itemId));
+    const std::string why =
+        fmt::format("it is {}; --force makes a second one",
+                    id.empty() ? "named twice" : "there already, with the id " + Shown(id));
+    report.NotMade(name, id, why, {{"code", kKELOResult_Conflict}, {"message", why}});
   }
   return names;
 }
@@ -95,7 +107,8 @@ void Create(Library& library, const std::vector<std::string>& names, std::uint32
       report.Made(names[at], FieldText(records[at].itemId));
     } else {
       const std::uint32_t code = records[at].result != 0 ? records[at].result : result;
-      report.NotMade(names[at], {}, code, ResultText(code, kKELOCommand_AddItems));
+      report.NotMade(names[at], {}, ResultText(code, kKELOCommand_AddItems),
+                     ErrorJson(code, kKELOCommand_AddItems));
     }
   }
   if (result == kKELOResult_Aborted) throw CommandFailure("create", result, kKELOCommand_AddItems);

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Arguments.h"
+#include "EntryJson.h"
 #include "Host.h"
 #include "Names.h"
 #include "Records.h"
@@ -104,8 +105,12 @@ void Tell(Output& out, const NewLink& link) {
     if (!link.problem.empty()) out.Problem(sentence);
     return;
   }
-  Json object = {{"id", link.id.empty() ? Json() : Json(link.id)}, {"name", link.item}};
-  if (!link.problem.empty()) object["error"] = {{"code", link.code}, {"message", sentence}};
+  Json object = {{"id", IdJson(link.id)}, {"named", link.item}};
+  if (!link.problem.empty()) {
+    object["error"] = link.code == 0
+                          ? Json{{"code", kKELOResult_BadParameter}, {"message", link.problem}}
+                          : ErrorJson(link.code, kKELOCommand_AddNewLink);
+  }
   out.Result("", object);
 }
 
@@ -144,8 +149,6 @@ void AddPairCommand(CLI::App& app, Action& chosen, const char* name, const char*
   command->callback(
       [=, &chosen] { chosen = [=](Host& host) { return run(host, *wanted, *content); }; });
 }
-
-constexpr const char* kJsonHelp = "Give the results as JSON, one object a line";
 
 void AddLinkCommand(CLI::App& app, Action& chosen) {
   CLI::App* link = app.add_subcommand("link", "Add stored items to an album");

@@ -120,10 +120,10 @@ std::vector<Candidate> NamesOf(const CommonOptions& options, EntryKinds kinds,
   std::signal(SIGALRM, [](int) { ::_exit(0); });
   ::alarm(kPatienceSeconds);
   try {
-    StateFile::OfProfile(options.profile).ApplyUrl();
     CommonOptions once = options;
     once.persistence.retries = 0;
     Host host(once);
+    host.State().ApplyUrl();
     return EntryPaths(host.Loaded(), kinds, begun);
   } catch (const std::exception&) {
     return {};
@@ -138,7 +138,7 @@ Answer Values(const CLI::App& app, const CommonOptions& options, const CLI::Opti
     return std::find(labels.begin(), labels.end(), label) != labels.end();
   };
   Answer answer;
-  if (is({"FILE", "PATH"})) return {.kind = "files", .candidates = {}};
+  if (is({"PATH"})) return {.kind = "files", .candidates = {}};
   if (is({"DIR"})) return {.kind = "folders", .candidates = {}};
   if (is({"COMMAND"}))
     AddCommands(app, begun, answer);
@@ -146,7 +146,9 @@ Answer Values(const CLI::App& app, const CommonOptions& options, const CLI::Opti
     answer = {"names", NamesOf(options, {.albums = false, .items = false}, begun)};
   else if (is({"ALBUM"}))
     answer = {"names", NamesOf(options, {.folders = false, .items = false}, begun)};
-  else if (is({"ID", "ITEM", "TARGET"}))
+  else if (is({"PLACE"}))
+    answer = {"names", NamesOf(options, {.items = false}, begun)};
+  else if (is({"ENTRY", "ITEM", "TARGET"}))
     answer = {"names", NamesOf(options, {}, begun)};
   return answer;
 }

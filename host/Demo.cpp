@@ -36,9 +36,9 @@ int Demo(Host& host, const std::string& wanted) {
   if (!fs::is_directory(folder)) throw Failure(folder.string() + " is not a folder");
   // The samples bring a friend's album along; of a folder of your own, the friend has copies.
   if (fs::is_directory(folder / "mine") && fs::is_directory(folder / "friend"))
-    DemoStory(host.Bare(), folder / "mine", FirstFolderIn(folder / "friend")).Tell();
+    DemoStory(host, folder / "mine", FirstFolderIn(folder / "friend")).Tell();
   else
-    DemoStory(host.Bare(), folder, {}).Tell();
+    DemoStory(host, folder, {}).Tell();
   return 0;
 }
 

@@ -93,9 +93,29 @@ void DemoStory::DownloadEverything() {
   for (const auto& entry : fs::directory_iterator(friendAlbum_))
     byName[entry.path().filename().string()] = entry.path();
   originals.clear();
-  for (const auto& item : theirs) originals.push_back(byName[Resolved(FieldText(item.name))]);
+  for (const auto& item : theirs) originals.push_back(byName[NameText(FieldText(item.name))]);
   Prove(DownloadAndCompare(theirs, "theirs", originals) == byName.size(),
         "the friend's album is complete");
+}
+
+void DemoStory::ThereAndBackAgain() {
+  Title("Get them again, and put the folder that they are in (51, 20)");
+  std::map<std::string, std::string> names;  // of the files, by the items' ids
+  for (const UploadedFile& file : uploaded_)
+    names[file.itemId] = file.file.path.filename().string();
+  std::size_t here = 0;
+  std::vector<std::string> paths;
+  FetchPlan(library_,
+            PlanDownload(library_, {.entries = {library_.Info(albumId_)}}, folder_.Path() / "mine"),
+            {}, [&](const FetchedFile& fetched) {
+              here += fetched.outcome == FetchOutcome::kHere ? 1 : 0;
+              // One of two pictures of a name, or one whose name was cut, came under another.
+              if (fetched.file.path.filename() == names[fetched.file.itemId])
+                paths.push_back(fetched.file.path.string());
+            });
+  Prove(here == uploaded_.size(), fmt::format("{} here already", CountText(here, "file")));
+  PutAgain(paths);
+  library_.LoadHierarchy();  // what an upload adds to it has no URLs yet
 }
 
 void DemoStory::ShowStorage() {
@@ -111,7 +131,7 @@ void DemoStory::ShowStorage() {
 void DemoStory::Recipients() {
   Title("Address list and verification (22, 21)");
   const std::string contacts = Shown(library_.AddressList());
-  fmt::print("  address list: {}\n", contacts.empty() ? "(empty)" : contacts);
+  out_.Line(fmt::format("  address list: {}", contacts.empty() ? "(empty)" : contacts));
   RecipientLists lists;
   const std::uint32_t result = library_.Verify(fmt::format("{};{}", kFriend, kBadAddress), lists);
   Prove(result == kKELOResult_RecipientsRejected && lists.accepted == kFriend &&

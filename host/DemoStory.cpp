@@ -40,19 +40,22 @@ TemporaryFolder::~TemporaryFolder() {
   fs::remove_all(path_, failed);
 }
 
-void Prove(bool proven, const std::string& what) {
-  if (!proven) throw Failure("the proof failed: " + what);
-  fmt::print("  OK: {}\n", what);
-}
-
-void Title(const std::string& title) {
-  fmt::print("\n{}\n", title);
-}
-
-DemoStory::DemoStory(Library& library, fs::path pictures, fs::path friendAlbum)
-    : library_(library), pictures_(std::move(pictures)), friendAlbum_(std::move(friendAlbum)) {}
+DemoStory::DemoStory(Host& host, fs::path pictures, fs::path friendAlbum)
+    : library_(host.Bare()),
+      out_(host.Out()),
+      pictures_(std::move(pictures)),
+      friendAlbum_(std::move(friendAlbum)) {}
 
 DemoStory::~DemoStory() = default;
+
+void DemoStory::Prove(bool proven, const std::string& what) const {
+  if (!proven) throw Failure("the proof failed: " + what);
+  out_.Line("  OK: " + what);
+}
+
+void DemoStory::Title(const std::string& title) const {
+  out_.Line("\n" + title);
+}
 
 void DemoStory::Tell() {
   StartService();
@@ -64,6 +67,7 @@ void DemoStory::Tell() {
   Edit();
   LinkIntoAlbum();
   DownloadEverything();
+  ThereAndBackAgain();
   ShowStorage();
   Recipients();
   SendMail();
@@ -79,23 +83,27 @@ void DemoStory::MakeFriendAlbum() {
   for (const auto& batch : PlanUpload({pictures_.string()}).batches) {
     for (const LocalFile& file : batch.files) {
       if (count == kFriendPictures || IsSoundMemo(file.path)) continue;
-      const fs::path copy = friendAlbum_ / file.path.filename();
-      count += fs::copy_file(file.path, copy, fs::copy_options::skip_existing) ? 1 : 0;
+      const fs::path copy =
+          friendAlbum_ / fmt::format("picture {}{}", count + 1, file.path.extension().string());
+      std::error_code failed;
+      count += fs::copy_file(file.path, copy, failed) ? 1 : 0;
     }
   }
 }
 
 void DemoStory::StartService() {
-  if (PlanUpload({pictures_.string()}).FileCount() == 0)
-    throw Failure(pictures_.string() + " holds no pictures");
+  const UploadPlan plan = PlanUpload({pictures_.string()});
+  for (const RefusedFile& file : plan.refused)
+    out_.Line(fmt::format("left out: {}: {}", Shown(file.path.string()), file.reason));
+  if (plan.FileCount() == 0) throw Failure(pictures_.string() + " holds no pictures");
   if (friendAlbum_.empty()) MakeFriendAlbum();
   devservice::Service::Options options;
   options.quotaBytes = 1'000'000'000'000;
   service_ = std::make_unique<devservice::Service>(options);
   service_->ImportFriend(friendAlbum_);
   StateFile(folder_.Path() / "state").TryUrl(service_->Url());
-  fmt::print("A local service runs at {}; a friend shares the album \"{}\".\n", service_->Url(),
-             Shown(friendAlbum_.filename().string()));
+  out_.Line(fmt::format("A local service runs at {}; a friend shares the album \"{}\".",
+                        service_->Url(), Shown(friendAlbum_.filename().string())));
 }
 
 void DemoStory::OpenSession() {
@@ -118,7 +126,7 @@ std::string DemoStory::AddContainer(const std::string& parent, std::uint32_t kin
   CopyText(records[0].name, name);
   const std::uint32_t result = library_.AddContainers(parent, records);
   Check("create " + name, result != 0 ? result : records[0].result, kKELOCommand_AddItems);
-  fmt::print("  {} \"{}\" [{}]\n", KindText(kind), name, FieldText(records[0].itemId));
+  out_.Line(fmt::format("  {} \"{}\" [{}]", KindText(kind), name, FieldText(records[0].itemId)));
   return std::string(FieldText(records[0].itemId));
 }
 
@@ -128,12 +136,26 @@ void DemoStory::CreateAlbum() {
   albumId_ = AddContainer(folder, kKELOKind_Album, kAlbum);
 }
 
-std::vector<UploadedFile> DemoStory::Put() {
+std::vector<UploadedFile> DemoStory::Put(const std::vector<std::string>& paths) {
   std::vector<UploadedFile> files;
-  SendPlan(library_, PlanUpload({pictures_.string()}, {.album = {{}, kAlbum}}),
+  SendPlan(library_, PlanUpload(paths, {.album = {{}, kAlbum}}),
            {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
            [&](const UploadedFile& file) { files.push_back(file); });
   return files;
+}
+
+void DemoStory::PutAgain(const std::vector<std::string>& paths) {
+  const std::size_t before = Arrived("UploadItems");
+  std::size_t held = 0;
+  const auto files = Put(paths);
+  for (const UploadedFile& file : files) {
+    if (file.outcome == UploadOutcome::kStored)
+      Prove(false, Shown(file.file.path.string()) + " was sent twice");
+    held += file.Held() ? 1 : 0;
+  }
+  // What was refused before is tried again, and refused again.
+  Prove(Arrived("UploadItems") == before || held < files.size(),
+        fmt::format("{} checked, nothing sent", CountText(held, "file")));
 }
 
 std::size_t DemoStory::Arrived(const std::string& method) const {
@@ -146,13 +168,14 @@ void DemoStory::UploadPictures() {
   Title("Put the pictures into the album (20; progress by 32 and 33)");
   std::map<std::string, bool> seen;
   std::size_t held = 0;
-  const auto files = Put();
+  const auto files = Put({pictures_.string()});
   for (const UploadedFile& file : files) {
     const LocalFile& local = file.file;
     const std::string size =
         local.width == 0 ? "" : fmt::format(", {} x {}", local.width, local.height);
     const std::string shot = local.shotDate.empty() ? "" : ", shot " + local.shotDate;
-    fmt::print("  {}: {}{}{}\n", Shown(local.path.filename().string()), file.Words(), size, shot);
+    out_.Line(fmt::format("  {}: {}{}{}", Shown(local.path.filename().string()), file.Words(), size,
+                          shot));
     held += file.Held() ? 1 : 0;
     if (file.Held() && !file.itemId.empty() && !std::exchange(seen[file.itemId], true))
       uploaded_.push_back(file);
@@ -163,19 +186,13 @@ void DemoStory::UploadPictures() {
 
 void DemoStory::UploadAgain() {
   Title("Put them again (20 with its check)");
-  const std::size_t before = Arrived("UploadItems");
-  const auto files = Put();
-  for (const UploadedFile& file : files)
-    if (file.outcome == UploadOutcome::kStored) Prove(false, "a picture was sent twice");
-  Prove(Arrived("UploadItems") == before,
-        fmt::format("{} checked, nothing sent", CountText(files.size(), "file")));
+  PutAgain({pictures_.string()});
 }
 
 void DemoStory::Browse() {
   Title("Load the account again, and browse it (8, 9, 16, 17)");
   library_.LoadHierarchy();
-  Output out;
-  PrintTree(library_, out, true);
+  PrintTree(library_, out_, true);
   const auto items = library_.List(albumId_, kKELOKind_FileItem);
   Prove(items.size() == uploaded_.size() &&
             library_.Count(albumId_, kKELOKind_FileItem) == items.size(),

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Library.h"
+#include "Host.h"
 #include "Upload.h"
 
 namespace kelo::devservice {
@@ -33,7 +33,7 @@ class DemoStory {
  public:
   // Reads the pictures in `pictures`, changes nothing there. `friendAlbum` becomes a friend's
   // album; empty: one is made of copies of the first pictures.
-  DemoStory(Library& library, std::filesystem::path pictures, std::filesystem::path friendAlbum);
+  DemoStory(Host& host, std::filesystem::path pictures, std::filesystem::path friendAlbum);
   ~DemoStory();
 
   void Tell();
@@ -51,6 +51,7 @@ class DemoStory {
   void Edit();
   void LinkIntoAlbum();
   void DownloadEverything();
+  void ThereAndBackAgain();
   void ShowStorage();
   void Recipients();
   void SendMail();
@@ -59,13 +60,21 @@ class DemoStory {
   void AllCommandsSeen() const;
 
   std::string AddContainer(const std::string& parent, std::uint32_t kind, const std::string& name);
-  std::vector<UploadedFile> Put();
+  std::vector<UploadedFile> Put(const std::vector<std::string>& paths);
+  // Proves that nothing is sent of what is put once more.
+  void PutAgain(const std::vector<std::string>& paths);
   std::size_t Arrived(const std::string& method) const;
   std::size_t DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& items,
                                  const std::string& folder,
                                  const std::vector<std::filesystem::path>& originals);
 
+  // Throws Failure unless `proven`.
+  void Prove(bool proven, const std::string& what) const;
+  // Begins a step.
+  void Title(const std::string& title) const;
+
   Library& library_;
+  Output& out_;
   const std::filesystem::path pictures_;
   std::filesystem::path friendAlbum_;
   const TemporaryFolder folder_;
@@ -73,10 +82,5 @@ class DemoStory {
   std::string albumId_;
   std::vector<UploadedFile> uploaded_;  // in the album, each item once
 };
-
-// Throws Failure unless `proven`.
-void Prove(bool proven, const std::string& what);
-// Prints the title of a step.
-void Title(const std::string& title);
 
 }  // namespace kelo::host

@@ -20,7 +20,7 @@ constexpr std::size_t kIdBegun = 3;  // so many characters of an id tell what is
 // The name as it can be typed and shown, or nothing.
 std::string Typeable(const Entry& entry) {
   if (entry.kind == kKELOKind_RootAlbum) return "root";
-  const std::string name = Resolved(FieldText(entry.name));
+  const std::string name = NameText(FieldText(entry.name));
   return Shown(FieldText(entry.name)) == name ? name : "";
 }
 

@@ -107,9 +107,9 @@ class Library {
   void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
 
   // For an upload, which is not sent again here once it has left: nobody knows what became of it.
-  // Whether the last command failed by what may pass, without having been sent again; and a pause before the try behind `failed`
-  // ones that failed with `result`, with a note that says so. False when that were too many, or
-  // the library was stopped meanwhile.
+  // Whether the last command failed by what may pass, without having been sent again; and a pause
+  // before the try behind `failed` ones that failed with `result`, with a note that says so. False
+  // when that were too many, or the library was stopped meanwhile.
   bool FailureMayPass() const { return failureMayPass_; }
   bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
 

@@ -96,6 +96,10 @@ TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
 TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
   LogIn();
   ASSERT_EQ(Kelo({"mkdir", "Q"}).exitCode, 0);
+  std::string longName;  // 400 bytes of references at the service
+  for (int i = 0; i < 50; ++i) longName += "桜";
+  ASSERT_EQ(Kelo({"mkalbum", longName}).exitCode, 0);
+  EXPECT_EQ(Kelo({"mkalbum", longName}).exitCode, 1);
   for (const std::vector<std::string>& command :
        {std::vector<std::string>{"mkdir"}, {"mkalbum"}, {"mkalbum", "--folder", "Q"}}) {
     const auto make = [&](std::initializer_list<const char*> rest) {
@@ -107,7 +111,7 @@ TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
     const Outcome again = make({"桜", "Third", "Third"});
     EXPECT_EQ(again.exitCode, 1);
     EXPECT_THAT(again.err, AllOf(HasSubstr("cannot create '桜': it is there already, with the id "),
-                                 HasSubstr("cannot create 'Third': it is there already; --force")));
+                                 HasSubstr("cannot create 'Third': it is named twice; --force")));
     EXPECT_THAT(again.out, AllOf(HasSubstr("  Third\n"), Not(HasSubstr("桜"))));
     const Outcome forced = make({"桜", "--force", "--json"});
     EXPECT_EQ(forced.exitCode, 0) << forced.err;
@@ -118,7 +122,20 @@ TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
     const Json refused = Json::parse(make({"桜", "--json"}).out);
     EXPECT_THAT(refused["error"]["message"], HasSubstr("--force"));
   }
-  EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder"), 1u + 3 * 4);
+  EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder"), 2u + 3 * 4);
+}
+
+TEST_F(WordsTest, DemonstratesOnAFolderWithFilesThatCannotTravel) {
+  std::string longName;  // the catalogue cuts it
+  for (int i = 0; i < 50; ++i) longName += "桜";
+  for (const std::string& name : {std::string("a.jpg"), std::string("b/a.jpg"), longName + ".jpg",
+                                  std::string("caf\xE9.jpg")})
+    Write("pictures/" + name, "content of " + name);
+  Write("pictures/empty.jpg", "");
+  const Outcome outcome = Kelo({"demo", (folder_ / "pictures").string()});
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.out << outcome.err;
+  EXPECT_THAT(outcome.out, AllOf(HasSubstr("caf?.jpg: "), HasSubstr("empty.jpg: "),
+                                 HasSubstr("OK: 3 files here already")));
 }
 
 TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {

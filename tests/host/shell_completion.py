@@ -33,7 +33,7 @@ PICTURES = [
 CASES = [
     ("quo\t", ["quota"]),
     ("help mkal\t", ["help", "mkalbum"]),
-    ("put --alb\tPla\t", ["put", "--album", "Plain"]),
+    ("get --repl\tPla\t", ["get", "--replace", "Plain"]),
     ("put --album=Pla\t", ["put", "--album=Plain"]),
     ("get Journeys/L\t/tr\t", ["get", "Journeys/Lisbon/tram.jpg"]),
     ("get Lisbon/ca\t", ["get", "Lisbon/café à noite.jpg"]),
