@@ -187,6 +187,14 @@ AccountId Api::CheckSession(std::string_view text, std::string_view signedTail, 
   return account;
 }
 
+bool Api::KnowsSession(std::string_view query) {
+  static constexpr std::string_view name = "keloSessToken=";
+  if (!query.starts_with(name)) return false;
+  query.remove_prefix(name.size());
+  const std::lock_guard lock(mutex_);
+  return store_.KnowsSession(query.substr(0, query.find('&')));
+}
+
 const Api::Rule& Api::CheckDocument(Endpoint endpoint, const Element& method) {
   const Rule* rule = std::ranges::find(kRules, method.name, &Rule::method);
   if (rule == std::end(kRules) || rule->endpoint != endpoint)

@@ -61,6 +61,9 @@ class Api {
   // A document, by PUT.
   CallReport Call(Endpoint endpoint, std::string_view query, std::string_view document);
 
+  // Whether a document's query names a session that is open. Nothing else of it is checked.
+  bool KnowsSession(std::string_view query);
+
   // The two ends of a multipart upload: when its document is known, and when all files have
   // arrived. Both throw ServiceError; FinishUpload gives the answer.
   UploadPlan PlanUpload(std::string_view query, std::string_view document, CallReport& report);

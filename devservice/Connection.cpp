@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "devservice/Descriptor.h"
 #include "devservice/Gzip.h"
@@ -24,7 +25,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kBufferSize = 256 * 1024;
 constexpr std::size_t kCompressFrom = 1024;  // smaller answers travel in one packet anyway
-constexpr milliseconds kIdleLimit{300'000};
+constexpr milliseconds kLinger{1000};        // before others watch an idle connection
+constexpr std::uint64_t kMaxHead = 256 * 1024;
+constexpr std::uint64_t kLeastBytesPerMillisecond = 1;
 constexpr milliseconds kDrainLimit{10'000};
 
 struct StatusText {
@@ -92,32 +95,55 @@ void ReadAddress(const sockaddr_storage& address, std::string& ip, int& port) {
 
 }  // namespace
 
-Connection::Connection(int socket) : socket_(socket), buffer_(kBufferSize) {}
+Connection::Connection(int socket, Limits limits)
+    : socket_(socket),
+      limits_(limits),
+      buffer_(std::make_unique_for_overwrite<char[]>(kBufferSize)) {}
 
 bool Connection::AwaitRequest() {
   answered_ = false;
-  if (begin_ < end_) return true;
-  pollfd wait{socket_, POLLIN, 0};
-  int ready = 0;
-  do {
-    ready = poll(&wait, 1, static_cast<int>(kIdleLimit.count()));
-  } while (ready < 0 && errno == EINTR);
-  return ready > 0;
+  deadline_ = Clock::now() + kLinger;
+  if (begin_ == end_ && !AwaitSocket(POLLIN)) return false;
+  deadline_ = Clock::now() + limits_.head;
+  headLeft_ = kMaxHead;
+  return true;
+}
+
+void Connection::AllowBody() {
+  deadline_ = Clock::now() + limits_.body;
+  headLeft_ = std::numeric_limits<std::uint64_t>::max();
+}
+
+bool Connection::AwaitSocket(short events) const {
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline_ - Clock::now()).count();
+    if (left <= 0) return false;
+    pollfd wait{socket_, events, 0};
+    const int ready =
+        poll(&wait, 1, static_cast<int>(std::min<std::int64_t>(left, kDrainLimit.count())));
+    if (ready > 0) return true;
+    if (ready < 0 && errno != EINTR) return false;
+  }
+}
+
+void Connection::Count(std::uint64_t bytes) {
+  deadline_ += milliseconds(bytes / kLeastBytesPerMillisecond);
 }
 
 ssize_t Connection::read(char* data, size_t size) {
-  if (begin_ == end_) {
-    ssize_t received = 0;
-    do {
-      received = recv(socket_, buffer_.data(), buffer_.size(), 0);
-    } while (received < 0 && errno == EINTR);
+  while (begin_ == end_) {
+    const ssize_t received = recv(socket_, buffer_.get(), kBufferSize, 0);
+    if (received < 0 && errno == EINTR) continue;
+    if (received < 0 && errno == EAGAIN && AwaitSocket(POLLIN)) continue;
     if (received <= 0) return received;
     begin_ = 0;
     end_ = static_cast<std::size_t>(received);
+    if (headLeft_ > kMaxHead) Count(end_);
   }
-  const std::size_t taken = std::min(size, end_ - begin_);
-  std::memcpy(data, buffer_.data() + begin_, taken);
+  const std::size_t taken = std::min({size, end_ - begin_, static_cast<std::size_t>(headLeft_)});
+  std::memcpy(data, buffer_.get() + begin_, taken);
   begin_ += taken;
+  headLeft_ -= taken;
   return static_cast<ssize_t>(taken);
 }
 
@@ -147,6 +173,7 @@ void Connection::CountFromHere() {
 
 bool Connection::Pause(std::optional<milliseconds> duration) {
   const auto until = Clock::now() + duration.value_or(milliseconds(0));
+  if (duration) deadline_ += *duration;  // not the peer's slowness
   while (!duration || Clock::now() < until) {
     pollfd wait{socket_, POLLRDHUP, 0};
     const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
@@ -162,15 +189,18 @@ bool Connection::SendAll(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t sent = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0 && errno == EAGAIN && AwaitSocket(POLLOUT)) continue;
     if (sent <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(sent));
     sentBytes_ += static_cast<std::size_t>(sent);
+    Count(static_cast<std::size_t>(sent));
   }
   return true;
 }
 
 void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
   answered_ = true;
+  deadline_ = Clock::now() + limits_.body;
   Reply reply = answer.reply;
   if (reply.reset) ResetWhenClosed();
   if (reply.silent) Pause(std::nullopt);
@@ -231,9 +261,11 @@ bool Connection::SendFilePiece(int file, std::uint64_t size) {
   while (size > 0) {
     const ssize_t sent = sendfile(socket_, file, nullptr, size);
     if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0 && errno == EAGAIN && AwaitSocket(POLLOUT)) continue;
     if (sent <= 0) return false;
     size -= static_cast<std::uint64_t>(sent);
     sentBytes_ += static_cast<std::uint64_t>(sent);
+    Count(static_cast<std::uint64_t>(sent));
   }
   return true;
 }
@@ -252,7 +284,7 @@ void Connection::DrainUntilPeerLeaves() {
   while (Clock::now() < until) {
     pollfd wait{socket_, POLLIN, 0};
     if (poll(&wait, 1, static_cast<int>(kDrainLimit.count())) <= 0) return;
-    if (recv(socket_, buffer_.data(), buffer_.size(), 0) <= 0) return;
+    if (recv(socket_, buffer_.get(), kBufferSize, 0) <= 0) return;
   }
 }
 

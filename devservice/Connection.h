@@ -7,10 +7,10 @@
 
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "devservice/DevService.h"
 
@@ -26,10 +26,15 @@ struct Answer {
 // Used by the connection's own thread; the socket is shut down from outside to end it at once.
 class Connection final : public httplib::Stream {
  public:
-  explicit Connection(int socket);
+  struct Limits {
+    std::chrono::milliseconds head;
+    std::chrono::milliseconds body;
+  };
+  Connection(int socket, Limits limits);
 
-  // Waits for the first byte of the next request; false when the peer left or fell idle.
+  // Waits a moment for the first byte of the next request; false when there is none.
   bool AwaitRequest();
+  void AllowBody();  // the head was read, and its limits end
 
   // Answers the current request. What httplib then writes for it is swallowed.
   void Send(const Answer& answer, bool headOnly, bool peerTakesGzip);
@@ -41,7 +46,8 @@ class Connection final : public httplib::Stream {
   int SentStatus() const { return sentStatus_; }
   std::uint64_t SentBytes() const { return sentBytes_; }
 
-  bool MustClose() const { return mustClose_; }
+  // Also where httplib has answered by itself: then nobody knows where the next request begins.
+  bool MustClose() const { return mustClose_ || !answered_; }
   void CloseAfterwards() { mustClose_ = true; }
 
   // Nothing: for ever. False when the peer left (or the service stops) meanwhile.
@@ -57,6 +63,8 @@ class Connection final : public httplib::Stream {
   int socket() const override { return socket_; }
 
  private:
+  bool AwaitSocket(short events) const;  // false at the deadline
+  void Count(std::uint64_t bytes);       // that have passed
   bool SendAll(std::string_view bytes);
   bool SendBody(const Reply& reply);
   bool SendFile(const std::filesystem::path& file, const Reply& reply);
@@ -65,7 +73,10 @@ class Connection final : public httplib::Stream {
   void DrainUntilPeerLeaves();
 
   int socket_;
-  std::vector<char> buffer_;
+  Limits limits_;
+  std::unique_ptr<char[]> buffer_;
+  std::chrono::steady_clock::time_point deadline_;
+  std::uint64_t headLeft_ = 0;  // how much of a head may still come
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::uint64_t sentBytes_ = 0;

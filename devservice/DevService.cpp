@@ -24,6 +24,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::uint64_t kMaxDocument = 64 << 20;
+constexpr std::uint64_t kMaxForeignDocument = 1 << 20;
 constexpr std::string_view kOutboxPath = "/outbox";
 constexpr std::string_view kOwnerAddress = "me@home.example";
 constexpr std::string_view kFriendAddress = "friend@home.example";
@@ -49,6 +51,13 @@ std::string MethodOf(const LoggedRequest& request) {
   return rest.substr(0, rest.find('&'));
 }
 
+// Paths of files are kept in the database, and the next start may be in another folder.
+Service::Options WithAbsolutePath(Service::Options options) {
+  if (!options.dataDirectory.empty())
+    options.dataDirectory = fs::absolute(options.dataDirectory).lexically_normal();
+  return options;
+}
+
 }  // namespace
 
 std::string LoggedRequest::Header(std::string_view name) const {
@@ -61,14 +70,16 @@ std::string LoggedRequest::Header(std::string_view name) const {
 class Service::Impl final : private RequestHandler {
  public:
   explicit Impl(Options options)
-      : options_(std::move(options)),
+      : options_(WithAbsolutePath(std::move(options))),
         store_(options_.dataDirectory, FilesDirectory()),
         owner_(store_.AddAccount(kOwnerAddress)),
-        server_(options_.port, *this),
+        server_(options_.port.value_or(store_.LastPort()), {options_.headLimit, options_.bodyLimit},
+                *this),
         url_("http://127.0.0.1:" + std::to_string(server_.Port())),
         api_(store_, {url_, options_.quotaBytes, options_.tokenLifetime}),
         control_({api_, store_, records_, faults_, owner_.account, options_.quotaBytes,
                   server_.Port()}) {
+    store_.KeepPort(server_.Port());
     server_.Start();
   }
   ~Impl() override { server_.Stop(); }
@@ -123,12 +134,25 @@ class Service::Impl final : private RequestHandler {
   std::optional<Reply> OnHead(Exchange& exchange) override {
     const LoggedRequest& request = exchange.request;
     if (Control::Owns(request.path)) return control_.Refuse(request);
-    if (request.bodySize > options_.maxRequestBytes) return PlainReply(413, "Request too large\n");
+    if (request.bodySize > options_.maxRequestBytes) return TooLarge();
     // Of an upload the method is known before its body is, which can be taken slowly.
     if (IsUpload(request)) Fire("UploadItems", exchange);
     if (exchange.fault && exchange.fault->kind == FaultKind::Slow)
       exchange.bytesPerSecond = static_cast<std::uint64_t>(exchange.fault->value);
-    return Ask(headScript_, request);
+    if (auto scripted = Ask(headScript_, request)) return scripted;
+    if (request.bodySize > MaxBody(request)) return TooLarge();
+    return std::nullopt;
+  }
+
+  // Files of an upload go to their places as they come; documents are held in memory, so they are
+  // bounded, and closely until they prove to be part of a session.
+  std::uint64_t MaxBody(const LoggedRequest& request) override {
+    return IsUpload(request) ? options_.maxRequestBytes
+                             : std::min(MaxDocument(request), options_.maxRequestBytes);
+  }
+
+  std::uint64_t MaxDocument(const LoggedRequest& request) {
+    return api_.KnowsSession(request.query) ? kMaxDocument : kMaxForeignDocument;
   }
 
   void Fire(const std::string& method, Exchange& exchange) {
@@ -141,7 +165,7 @@ class Service::Impl final : private RequestHandler {
 
   std::unique_ptr<BodySink> SinkFor(const LoggedRequest& request) override {
     if (!IsUpload(request)) return nullptr;
-    return std::make_unique<UploadReceiver>(api_, request);
+    return std::make_unique<UploadReceiver>(api_, request, MaxDocument(request));
   }
 
   bool KeepsLargeBodies() const override { return options_.logLargeBodies; }
@@ -279,16 +303,17 @@ Service::Account Service::AddAccount(const std::string& address) {
   return {added.address, added.authToken, added.secret};
 }
 
-void Service::Import(const fs::path& directory) {
+void Service::Import(const fs::path& directory, const ImportWatcher& watcher) {
   impl_->WithStore([&](Store& store) {
-    ImportFolder(store, impl_->Owner().account, directory, impl_->CopiesFiles());
+    ImportFolder(store, impl_->Owner().account, directory, impl_->CopiesFiles(), watcher);
   });
 }
 
-void Service::ImportFriend(const fs::path& directory) {
+void Service::ImportFriend(const fs::path& directory, const ImportWatcher& watcher) {
   impl_->WithStore([&](Store& store) {
     const AccountId friendly = store.AddAccount(kFriendAddress).account;
-    for (const std::string& album : ImportAlbums(store, friendly, directory, impl_->CopiesFiles()))
+    for (const std::string& album :
+         ImportAlbums(store, friendly, directory, impl_->CopiesFiles(), watcher))
       store.ShareWith(friendly, album, impl_->Owner().account);
   });
 }

@@ -48,6 +48,12 @@ struct Reply {
   std::uint64_t readFirst = 0;   // head scripts only: body bytes to take before this answer
 };
 
+// Hears how an import goes. Both may be empty.
+struct ImportWatcher {
+  std::function<void(std::size_t files)> progress{};  // so many have been looked at
+  std::function<void(const std::string& path, const std::string& why)> passedOver{};
+};
+
 // Decides about one request: a reply, or nothing to let the service answer it. Called on server
 // threads, possibly several at once. Answers are sent compressed only when the service answers by
 // itself.
@@ -57,13 +63,18 @@ class Service {
  public:
   struct Options {
     std::filesystem::path dataDirectory{};  // empty: SQLite in memory, files in a temporary folder
-    int port = 0;                           // 0: a free one
+    // 0: a free one; nothing: that of last time, where there was one.
+    std::optional<int> port{};
     std::uint64_t quotaBytes = 5ull << 30;
     bool logLargeBodies = false;
     std::chrono::seconds tokenLifetime{3600};  // counted from the token's last use
     std::uint64_t maxRequestBytes = 4ull
                                     << 30;  // a longer body is answered 413 before it has ended
     std::size_t logLimit = 1'000'000;       // older requests leave the log
+    // Clients that are slower lose their connection. What is behind the head may take longer by a
+    // second for every 1000 bytes, either way.
+    std::chrono::milliseconds headLimit{30'000};
+    std::chrono::milliseconds bodyLimit{60'000};
   };
 
   Service();
@@ -92,8 +103,8 @@ class Service {
   // Fills the first account from a folder of pictures: sub-folders become folders and albums,
   // files at the top go to the root album. Import of a friend's album: one album with the folder's
   // name.
-  void Import(const std::filesystem::path& directory);
-  void ImportFriend(const std::filesystem::path& directory);
+  void Import(const std::filesystem::path& directory, const ImportWatcher& watcher = {});
+  void ImportFriend(const std::filesystem::path& directory, const ImportWatcher& watcher = {});
 
   // Thread-safe; replaces the former script. An empty one removes it.
   void SetScript(Script script);

@@ -1,9 +1,10 @@
-// The HTTP side: accepts connections (a thread for each), reads requests with cpp-httplib, hands
-// them to the service and sends its answers. Knows nothing of the protocol.
+// The HTTP side: accepts connections, reads requests with cpp-httplib (a thread for each connection
+// that has one), hands them to the service and sends its answers. Knows nothing of the protocol.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -43,6 +44,16 @@ class RequestHandler {
   // The answer is sent, as far as it was.
   virtual void OnDone(const RequestRecord& record) = 0;
   virtual bool KeepsLargeBodies() const = 0;
+  // How many bytes of body this request may have. More are answered by 413.
+  virtual std::uint64_t MaxBody(const LoggedRequest& request) = 0;
+};
+
+// The answer to a body that is too long.
+Reply TooLarge();
+
+// The port cannot be had.
+class PortError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
 };
 
 class HttpServer {
@@ -50,7 +61,7 @@ class HttpServer {
   // Bodies beyond this are not kept for the log while they go into a sink.
   static constexpr std::size_t kLargeBody = 1 << 20;
 
-  HttpServer(int port, RequestHandler& handler);
+  HttpServer(int port, Connection::Limits limits, RequestHandler& handler);
   ~HttpServer();  // ends all connections at once
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;

@@ -3,6 +3,7 @@
 
 #include <ctime>
 
+#include "devservice/PrivateFiles.h"
 #include "devservice/ServiceError.h"
 
 namespace kelo::devservice {
@@ -44,6 +45,9 @@ constexpr const char* kTables = R"(
     position INTEGER PRIMARY KEY, mail INTEGER, address TEXT);
 )";
 
+constexpr std::size_t kIdSize = 27;
+constexpr char kItemKind = 'I';
+
 // Every account starts with a few addresses.
 constexpr std::string_view kPresetContacts[] = {"grandma@family.example", "kenji@friends.example",
                                                 "studio@work.example"};
@@ -55,8 +59,15 @@ std::int64_t Milliseconds() {
 
 std::string DatabasePath(const std::filesystem::path& directory) {
   if (directory.empty()) return ":memory:";
-  std::filesystem::create_directories(directory);
-  return (directory / "service.sqlite").string();
+  const std::filesystem::path file = directory / "service.sqlite";
+  MakePrivateFile(file);  // what SQLite puts beside it gets the same mode
+  return file.string();
+}
+
+Descriptor LockOf(const std::filesystem::path& directory) {
+  if (directory.empty()) return Descriptor();
+  MakePrivateFolder(directory);
+  return LockFolder(directory);
 }
 
 Credentials CredentialsOf(const Statement& row) {
@@ -67,12 +78,32 @@ Credentials CredentialsOf(const Statement& row) {
 
 Store::Store(const std::filesystem::path& directory, std::filesystem::path files)
     : files_(std::move(files)),
+      lock_(LockOf(directory)),
       database_(DatabasePath(directory)),
       random_(std::random_device()()) {
-  std::filesystem::create_directories(files_);
+  MakePrivateFolder(files_);
   database_.Run(kTables);
   database_.OnChange(&CountChange, &revision_);
   database_.Execute("INSERT OR IGNORE INTO settings VALUES('apiKey', ?)", RandomText(32));
+  RemoveStrays();
+}
+
+// A service that was killed leaves the files of unfinished uploads and imports.
+void Store::RemoveStrays() {
+  for (const auto& entry : std::filesystem::directory_iterator(files_)) {
+    const std::string name = entry.path().filename();
+    const bool ours = name.size() == kIdSize && name.starts_with(kItemKind);
+    if (ours && !database_.Exists("SELECT 1 FROM items WHERE id = ?", name))
+      std::filesystem::remove(entry.path());
+  }
+}
+
+int Store::LastPort() {
+  return static_cast<int>(database_.Count("SELECT value FROM settings WHERE name = 'port'"));
+}
+
+void Store::KeepPort(int port) {
+  database_.Execute("INSERT OR REPLACE INTO settings VALUES('port', ?)", port);
 }
 
 std::string Store::RandomText(std::size_t size) {
@@ -83,7 +114,7 @@ std::string Store::RandomText(std::size_t size) {
 }
 
 std::string Store::NewId(char kind) {
-  return kind + RandomText(26);
+  return kind + RandomText(kIdSize - 1);
 }
 
 std::string Store::Now() {
@@ -104,6 +135,7 @@ Credentials Store::AddAccount(std::string_view address) {
   constexpr std::string_view find =
       "SELECT id, address, authToken, secret FROM accounts WHERE address = ?";
   if (Statement known = database_.Query(find, address); known.Step()) return CredentialsOf(known);
+  Transaction transaction(database_);
   database_.Execute("INSERT INTO accounts(address, authToken, secret) VALUES(?, ?, ?)", address,
                     RandomText(32), RandomText(32));
   Statement row = database_.Query(find, address);
@@ -113,6 +145,7 @@ Credentials Store::AddAccount(std::string_view address) {
       "INSERT INTO albums(id, account, name, modifyDate, isRoot) VALUES(?, ?, '', ?, 1)",
       NewId('R'), account.account, Now());
   AddPresetContacts(account.account);
+  transaction.Commit();
   return account;
 }
 
@@ -144,6 +177,10 @@ std::string Store::OpenSession(AccountId account, std::chrono::seconds lifetime)
 void Store::CloseSession(std::string_view token) {
   database_.Execute("DELETE FROM sessions WHERE token = ?", token);
   database_.Execute("DELETE FROM calls WHERE scope = ?", token);
+}
+
+bool Store::KnowsSession(std::string_view token) {
+  return database_.Exists("SELECT 1 FROM sessions WHERE token = ?", token);
 }
 
 AccountId Store::AccountOfSession(std::string_view token) {

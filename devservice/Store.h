@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "devservice/Database.h"
+#include "devservice/Descriptor.h"
 #include "devservice/DevService.h"
 
 namespace kelo::devservice {
@@ -77,17 +78,20 @@ struct FileDescription {
 
 class Store {
  public:
-  // The database lives in `directory`, or in memory when that is empty; uploaded files go to
-  // `files`.
+  // The database lives in `directory`, which nobody else may use meanwhile, or in memory when that
+  // is empty; uploaded files go to `files`.
   Store(const std::filesystem::path& directory, std::filesystem::path files);
 
   // --- Accounts and sessions ---
+  int LastPort();  // 0 where none is kept
+  void KeepPort(int port);
   std::string ApiKey();
   Credentials AddAccount(std::string_view address);  // the existing one when the address is known
   std::optional<Credentials> FindByAuthToken(std::string_view authToken);
   Credentials Find(AccountId account);
   std::string OpenSession(AccountId account, std::chrono::seconds lifetime);
   void CloseSession(std::string_view token);
+  bool KnowsSession(std::string_view token);
   AccountId AccountOfSession(std::string_view token);  // 107
   // 108, else the session lives on for `lifetime` from now.
   void UseSession(std::string_view token, std::chrono::seconds lifetime);
@@ -159,8 +163,11 @@ class Store {
   void AddPresetContacts(AccountId account);
   static void CountChange(void* revision, int, const char*, const char* table, sqlite3_int64);
 
+  void RemoveStrays();
+
   std::atomic<std::uint64_t> revision_ = 0;
   std::filesystem::path files_;
+  Descriptor lock_;
   Database database_;
   std::mt19937_64 random_;
 };

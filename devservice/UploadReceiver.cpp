@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "devservice/PrivateFiles.h"
 #include "devservice/RequestRecord.h"
 
 namespace kelo::devservice {
@@ -17,7 +18,6 @@ constexpr std::string_view kDocumentHeader =
     "\r\n";
 constexpr std::string_view kDocumentEnd = "</UploadItems>\r\n";
 constexpr std::string_view kClosing = "\r\n--BOUNDARY--\r\n";
-constexpr std::size_t kMaxDocument = 64 << 20;
 constexpr std::size_t kFileBuffer = 1 << 20;
 
 std::string FileHeader(const std::string& rawName) {
@@ -32,8 +32,8 @@ std::string FileHeader(const std::string& rawName) {
 
 }  // namespace
 
-UploadReceiver::UploadReceiver(Api& api, const LoggedRequest& head)
-    : api_(api), query_(head.query), buffer_(kFileBuffer) {
+UploadReceiver::UploadReceiver(Api& api, const LoggedRequest& head, std::uint64_t maxDocument)
+    : api_(api), query_(head.query), maxDocument_(maxDocument), buffer_(kFileBuffer) {
   if (head.Header("Content-Type") != kContentType)
     Fail({ErrorNumber::MalformedUpload, "Unexpected Content-Type"});
   else if (head.Header("Content-Length").empty())
@@ -87,7 +87,7 @@ void UploadReceiver::TakeDocument(std::string_view& bytes) {
   const std::size_t end = document_.find(kDocumentEnd, searchFrom);
   if (end == std::string::npos) {
     bytes = {};
-    if (document_.size() > kMaxDocument)
+    if (document_.size() > maxDocument_)
       throw ServiceError(ErrorNumber::MalformedUpload, "Document too long");
     return;
   }
@@ -130,6 +130,7 @@ void UploadReceiver::TakeFraming(std::string_view& bytes) {
 
 void UploadReceiver::OpenFile() {
   const Item& item = plan_->files[next_].item;
+  MakePrivateFile(item.file);
   file_ = std::ofstream();
   file_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
   file_.open(item.file, std::ios::binary | std::ios::trunc);

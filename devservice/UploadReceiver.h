@@ -17,7 +17,8 @@ namespace kelo::devservice {
 // Used by one connection thread. Files of an upload that is not finished are removed.
 class UploadReceiver final : public BodySink {
  public:
-  UploadReceiver(Api& api, const LoggedRequest& head);
+  // Its document may have so many bytes.
+  UploadReceiver(Api& api, const LoggedRequest& head, std::uint64_t maxDocument);
   ~UploadReceiver() override;
 
   void Take(std::string_view bytes) override;
@@ -41,6 +42,7 @@ class UploadReceiver final : public BodySink {
 
   Api& api_;
   std::string query_;
+  std::uint64_t maxDocument_;
   State state_ = State::Document;
   std::string document_;  // with the part header before it, until planned
   std::optional<UploadPlan> plan_;

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -33,6 +34,13 @@ class Peer {
   bool Send(std::string_view bytes) const {
     return send(socket_.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
            static_cast<ssize_t>(bytes.size());
+  }
+
+  // Whether the service has closed.
+  bool Ended() const {
+    char byte;
+    const ssize_t size = recv(socket_.Get(), &byte, 1, 0);
+    return size == 0 || (size < 0 && errno == ECONNRESET);
   }
 
   // What has come when the service closes, or until `end` has come.

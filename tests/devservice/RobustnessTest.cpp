@@ -1,0 +1,216 @@
+// What a service must stand: other services, and clients that are slow, many, big or gone.
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <deque>
+#include <set>
+#include <thread>
+
+#include "devservice/Client.h"
+#include "devservice/Peer.h"
+#include "devservice/UploadBody.h"
+#include "support/TemporaryFolder.h"
+
+namespace kelo::devservice {
+namespace {
+
+namespace fs = std::filesystem;
+
+int PortOf(const Service& service) {
+  const std::string url = service.Url();
+  return std::stoi(url.substr(url.rfind(':') + 1));
+}
+
+std::string RefusalOf(const Service::Options& options) {
+  try {
+    const Service service(options);
+    return {};
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+std::string PutHead(const std::string& more) {
+  return "PUT /P2PwebCmdController/api-manage?keloSessToken=x&callId=1&keloApiSig=x HTTP/1.1\r\n"
+         "Host: x\r\n" +
+         more + "\r\n\r\n";
+}
+
+TEST(DataDirectory, HasOneUserAndOnePort) {
+  const TemporaryFolder folder;
+  const Service::Options options{.dataDirectory = folder.Path("data")};
+  int port = 0;
+  {
+    const Service service(options);
+    port = PortOf(service);
+    EXPECT_NE(RefusalOf(options).find("another service uses the folder"), std::string::npos);
+    EXPECT_NE(RefusalOf({.port = port}).find("port " + std::to_string(port) + " is in use"),
+              std::string::npos);
+  }
+  {
+    const Service service(options);
+    EXPECT_EQ(PortOf(service), port);
+    const Service elsewhere;
+    EXPECT_NE(PortOf(elsewhere), port);
+  }
+  const Service other({.port = port});
+  EXPECT_NE(RefusalOf(options).find("is in use"), std::string::npos) << "the port of last time";
+  EXPECT_EQ(RefusalOf({.dataDirectory = options.dataDirectory, .port = 0}), "");
+}
+
+TEST(DataDirectory, IsPrivateAndHoldsNothingThatIsNoOnes) {
+  const TemporaryFolder folder;
+  const std::string stray = "data/files/I" + std::string(26, 'A');
+  folder.Write(stray, "half");
+  folder.Write("data/files/notes.txt", "not ours");
+  const mode_t before = umask(0);
+  {
+    Service service({.dataDirectory = folder.Path("data")});
+    service.Import(KELO_SAMPLES_DIRECTORY "/mine");
+    Client client(service);
+    client.Open();
+    EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", "abc"}})).Outcome(), "ok");
+    EXPECT_FALSE(fs::exists(folder.Path(stray)));
+    EXPECT_EQ(folder.Read("data/files/notes.txt"), "not ours");
+    fs::remove(folder.Path("data/files/notes.txt"));
+    for (const auto& entry : fs::recursive_directory_iterator(folder.Path("data")))
+      if (entry.is_regular_file())
+        EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write)
+            << entry.path();
+    EXPECT_EQ(RefusalOf({.dataDirectory = folder.Path("new/data")}), "");
+    for (const char* made : {"new", "new/data", "new/data/files"})
+      EXPECT_EQ(fs::status(folder.Path(made)).permissions(), fs::perms::owner_all) << made;
+  }
+  umask(before);
+}
+
+TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
+  const TemporaryFolder folder;
+  folder.Write("top.jpg", "a");
+  folder.Write("Album/one.jpg", "b");
+  folder.Write("Album/deep/deeper/two.jpg", "c");
+  folder.Write("Other/three.jpg", "d");
+  fs::create_directory_symlink("../..", folder.Path("Album/deep/circle"));
+  fs::create_directory_symlink(".", folder.Path("Other/itself"));
+  fs::create_directory_symlink("Album/deep", folder.Path("Zagain"));
+  fs::create_symlink("nowhere", folder.Path("broken.jpg"));
+  fs::create_symlink("endless.jpg", folder.Path("endless.jpg"));
+  ASSERT_EQ(mkfifo(folder.Path("Album/pipe.jpg").c_str(), 0600), 0);
+  std::set<std::string> passedOver;
+  std::size_t done = 0;
+  const ImportWatcher watcher{[&](std::size_t files) { done = files; },
+                              [&](const std::string& path, const std::string& why) {
+                                EXPECT_NE(why, "") << path;
+                                passedOver.insert(path);
+                              }};
+  service.Import(folder.Path(""), watcher);
+  const std::string tree = client.GetHierarchy().body;
+  auto names = Between(tree, "fileName=\"", "\"");
+  std::ranges::sort(names);
+  EXPECT_EQ(names, (std::vector<std::string>{"one.jpg", "three.jpg", "top.jpg", "two.jpg"}));
+  EXPECT_EQ(done, 4u);
+  EXPECT_EQ(passedOver.size(), 6u);
+  passedOver.clear();
+  service.ImportFriend(folder.Path("Album"), watcher);
+  EXPECT_EQ(
+      Between(client.Call("GetForeignAlbumItems", " needDate=\"true\"").body, "fileName=\"", "\"")
+          .size(),
+      2u);
+}
+
+TEST_F(ServiceTest, ABodyIsBoundedBeforeItIsBelieved) {
+  const std::string chunk = "100000\r\n" + std::string(1 << 20, 'x') + "\r\n";
+  const std::tuple<const char*, std::string, std::string> cases[] = {
+      {"announced", PutHead("Content-Length: 400000000"), ""},
+      {"in pieces", PutHead("Transfer-Encoding: chunked"), chunk + chunk},
+      {"announced for an upload",
+       "POST /P2PwebCmdController/api-upload HTTP/1.1\r\nContent-Length: 99999999999\r\n\r\n", ""},
+      {"for no method", "POST /any HTTP/1.1\r\nContent-Length: 2000000\r\n\r\n", ""},
+  };
+  for (const auto& [what, head, body] : cases) {
+    const Peer peer(service);
+    EXPECT_TRUE(peer.Send(head)) << what;
+    peer.Send(body);
+    EXPECT_TRUE(peer.Receive("\r\n\r\n").starts_with("HTTP/1.1 413")) << what;
+    EXPECT_LE(service.Log().back().body.size(), 2u << 20) << what;
+  }
+  // Part of a session, so it is read: and then it is no document.
+  EXPECT_EQ(client.SendDocument(std::string(2 << 20, 'x')).Outcome(), "401");
+}
+
+TEST_F(ServiceTest, AHeadIsBounded) {
+  const Peer peer(service);
+  peer.Send("GET / HTTP/1.1\r\n");
+  const std::string line = "X: " + std::string(1000, 'x') + "\r\n";
+  int lines = 0;
+  while (lines < 100'000 && peer.Send(line)) ++lines;
+  EXPECT_LT(lines, 100'000);
+  EXPECT_EQ(client.GetHierarchy().Outcome(), "ok");
+}
+
+struct HurriedTest : ServiceTest {
+  HurriedTest()
+      : ServiceTest({.headLimit = std::chrono::milliseconds(50),
+                     .bodyLimit = std::chrono::milliseconds(50)}) {}
+};
+
+TEST_F(HurriedTest, SlowClientsAreLeft) {
+  const std::string requests[] = {"G", "GET /outbox HTTP/1.1\r\nHost",
+                                  PutHead("Content-Length: 9") + "abc",
+                                  PutHead("Transfer-Encoding: chunked") + "5\r\nab"};
+  for (const std::string& request : requests) {
+    const Peer peer(service);
+    EXPECT_TRUE(peer.Send(request));
+    EXPECT_EQ(peer.Receive().find(" 200 "), std::string::npos) << request;
+    EXPECT_TRUE(peer.Ended()) << request;
+  }
+}
+
+std::size_t ThreadCount() {
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
+}
+
+TEST_F(ServiceTest, AThousandIdleConnectionsCostNoThreads) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  std::deque<Peer> idle;
+  for (int i = 0; i < 1000; ++i) {
+    idle.emplace_back(service);
+    ASSERT_TRUE(idle.back().Connected()) << i;
+  }
+  const std::string request = "GET /outbox HTTP/1.1\r\nHost: x\r\n\r\n";
+  for (const Peer& peer : idle) peer.Send(request);
+  for (const Peer& peer : idle) ASSERT_TRUE(peer.Receive("No mail.\n").ends_with("No mail.\n"));
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (ThreadCount() > 20 && std::chrono::steady_clock::now() < until) std::this_thread::yield();
+  EXPECT_LE(ThreadCount(), 20u);
+  EXPECT_EQ(client.GetHierarchy().Outcome(), "ok");
+  for (const Peer& peer : idle) peer.Send(request);
+  for (const Peer& peer : idle) ASSERT_TRUE(peer.Receive("No mail.\n").ends_with("No mail.\n"));
+}
+
+TEST_F(ServiceTest, FiftyUploadsAtATimeHold) {
+  std::deque<Peer> peers;
+  std::vector<std::string> rest;
+  for (int i = 0; i < 50; ++i) {
+    const std::string name = std::to_string(i) + ".jpg";
+    const Upload upload = MakeUpload({{name, std::string(300'000, static_cast<char>(i))}});
+    const std::string request =
+        "POST /P2PwebCmdController/api-upload?" + client.Query(upload.document) +
+        " HTTP/1.1\r\nContent-Type: multipart/form-data; boundary=BOUNDARY\r\nContent-Length: " +
+        std::to_string(upload.body.size()) + "\r\n\r\n" + upload.body;
+    peers.emplace_back(service);
+    ASSERT_TRUE(peers.back().Send(request.substr(0, 200'000)));
+    rest.push_back(request.substr(200'000));
+  }
+  for (std::size_t i = 0; i < peers.size(); ++i) ASSERT_TRUE(peers[i].Send(rest[i]));
+  for (const Peer& peer : peers)
+    EXPECT_NE(peer.Receive("</response>\r\n").find("stat=\"ok\""), std::string::npos);
+  EXPECT_EQ(client.Call("GetStorageCapacity").Attribute("dataCapacity"), "15000000");
+}
+
+}  // namespace
+}  // namespace kelo::devservice
