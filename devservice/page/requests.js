@@ -5,8 +5,9 @@ const hasFailed = (request) =>
 const nameOf = (request) => request.method || `${request.verb} ${request.path}`;
 
 function resultText(request) {
-  const parts = [request.status === 0 ? "no answer" : String(request.status)];
+  const parts = [];
   if (request.errorCode !== 0) parts.push(`error ${request.errorCode}: ${request.errorText}`);
+  else parts.push(request.status === 0 ? "no answer" : String(request.status));
   if (!request.complete) parts.push("body cut short");
   if (request.fault) parts.push(`fault ${request.fault}`);
   return parts.join(", ");

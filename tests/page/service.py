@@ -67,7 +67,7 @@ class Client:
     def send(self, method, target, body=None):
         self.connection.request(method, target, body)
         answer = self.connection.getresponse()
-        return answer.status, answer.read().decode()
+        return answer.status, answer.read().decode(errors="replace")
 
     def call(self, element, secret=None):
         """Sends a method element; status and answer."""
