@@ -13,9 +13,9 @@ const thumbnails = {
   show(item) {
     const canvas = make("canvas", { width: kThumbnail, height: kThumbnail, className: "thumbnail" });
     canvas.setAttribute("aria-hidden", "true");
-    const kept = this.kept.get(item.id);
-    if (kept) {
-      this.paint(canvas, kept);
+    if (this.kept.has(item.id)) {
+      this.keep(item.id, this.kept.get(item.id));
+      this.paint(canvas, this.kept.get(item.id));
     } else if (item.format.startsWith("image/")) {
       this.waiting.push({ canvas, item });
       queueMicrotask(() => this.next());
@@ -35,7 +35,7 @@ const thumbnails = {
       if (!canvas.isConnected) continue;
       ++this.running;
       try {
-        this.keep(item.id, await this.load(item.id));
+        this.keep(item.id, this.kept.get(item.id) ?? await this.load(item.id));
         this.paint(canvas, this.kept.get(item.id));
       } catch {
         canvas.dataset.painted = "false"; // not a picture, whatever its name says
@@ -57,6 +57,7 @@ const thumbnails = {
   },
 
   keep(id, bitmap) {
+    this.kept.delete(id);
     this.kept.set(id, bitmap);
     if (this.kept.size <= kKeptThumbnails) return;
     const [oldest, old] = this.kept.entries().next().value;

@@ -24,7 +24,7 @@ const faults = {
   fires: 0,
 
   start() {
-    this.list = new WindowedList($("fires"), { ...requestRows, open: openRequest });
+    this.list = new WindowedList($("fires"), requestRows);
     for (const name of kMethods)
       $("fault-method").append(make("option", { value: name, textContent: name === "*" ? "any" : name }));
     for (const [kind, what] of kFaultKinds)

@@ -4,9 +4,10 @@ const kSpare = 6; // rows drawn beyond each edge
 class WindowedList {
   // `box` is the element that scrolls and takes the keys. `rowHeight` is in pixels. `draw(row)` makes
   // the element of a row, `keyOf(row)` tells rows apart, `open(row)` is what Enter and a click do;
-  // `fold(row, unfold)`, where given, is what the arrows left and right do.
-  constructor(box, { rowHeight, draw, keyOf, open, fold }) {
-    Object.assign(this, { box, rowHeight, drawRow: draw, keyOf, open, fold });
+  // `fold(row, unfold)`, where given, is what the arrows left and right do. With `follow` a list that
+  // stands at its end stays at the end when rows are added.
+  constructor(box, { rowHeight, draw, keyOf, open, fold, follow }) {
+    Object.assign(this, { box, rowHeight, drawRow: draw, keyOf, open, fold, follow });
     this.rows = [];
     this.drawn = new Map(); // from the index to {row, element}
     this.active = -1;
@@ -15,7 +16,7 @@ class WindowedList {
     box.addEventListener("scroll", () => this.draw());
     box.addEventListener("keydown", (event) => this.onKey(event));
     box.addEventListener("click", (event) => this.onClick(event));
-    box.addEventListener("focus", () => this.activate(Math.max(this.active, 0)));
+    box.addEventListener("focus", () => this.enter());
     new ResizeObserver(() => this.draw()).observe(box);
   }
 
@@ -23,7 +24,7 @@ class WindowedList {
   setRows(rows) {
     const top = Math.floor(this.box.scrollTop / this.rowHeight);
     const offset = this.box.scrollTop - top * this.rowHeight;
-    const atEnd = this.box.scrollTop > 0 && this.isAtEnd();
+    const atEnd = this.follow && this.isAtEnd();
     const anchor = this.rows[top] && this.keyOf(this.rows[top]);
     const active = this.rows[this.active] && this.keyOf(this.rows[this.active]);
     this.rows = rows;
@@ -87,6 +88,13 @@ class WindowedList {
     if (this.drawn.has(this.active))
       this.box.setAttribute("aria-activedescendant", `${this.box.id}-row-${this.active}`);
     else this.box.removeAttribute("aria-activedescendant");
+  }
+
+  // Never scrolls: the click that brought the focus is on its way to a row.
+  enter() {
+    if (this.active < 0) this.active = Math.min(Math.ceil(this.box.scrollTop / this.rowHeight),
+      this.rows.length - 1);
+    this.markActive();
   }
 
   activate(index) {

@@ -38,14 +38,20 @@ function drawRequest(request) {
   return row;
 }
 
-const requestRows = { rowHeight: 26, draw: drawRequest, keyOf: (request) => request.number };
+const requestRows = {
+  rowHeight: 26,
+  draw: drawRequest,
+  keyOf: (request) => request.number,
+  open: openRequest,
+  follow: true,
+};
 
 const requests = {
   all: [],
   methods: new Set(),
 
   start() {
-    this.list = new WindowedList($("requests"), { ...requestRows, open: openRequest });
+    this.list = new WindowedList($("requests"), requestRows);
     $("method").addEventListener("change", () => this.show());
     $("failures").addEventListener("change", () => this.show());
     $("copy-list").addEventListener("click", () =>

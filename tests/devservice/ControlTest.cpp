@@ -109,6 +109,12 @@ TEST_F(ControlTest, SaysWhatItTakes) {
   for (const auto& [method, path, body, status] : cases)
     EXPECT_EQ(Control(method, path, body).status, status) << method << " " << path;
   EXPECT_EQ(Get("/control/log?after=18446744073709551615")["requests"].size(), 0u);
+  const Peer cut(service);
+  cut.Send("POST /control/faults HTTP/1.1\r\nHost: localhost" + port + "\r\n" + authorization +
+           "\r\nContent-Length: 100\r\n\r\n{\"add\": \"*:garbage\"}");
+  cut.Finish();
+  EXPECT_FALSE(cut.Receive().starts_with("HTTP/1.1 200"));
+  EXPECT_EQ(Get("/control/faults")["faults"].size(), 0u) << "half a body changes nothing";
   const Peer bare(service);  // a body that nobody announces is none
   bare.Send("POST /control/reset HTTP/1.1\r\nHost: localhost" + port + "\r\n" + authorization +
             "\r\n\r\n");

@@ -42,6 +42,8 @@ class Peer {
     const ssize_t size = recv(socket_.Get(), &byte, 1, 0);
     return size == 0 || (size < 0 && errno == ECONNRESET);
   }
+  // Nothing more is sent.
+  void Finish() const { shutdown(socket_.Get(), SHUT_WR); }
 
   // What has come when the service closes, or until `end` has come.
   std::string Receive(std::string_view end = {}) const {

@@ -152,5 +152,12 @@ class Page:
         self.call("Input.dispatchKeyEvent", type="keyUp", key=key, code=key,
                   windowsVirtualKeyCode=code)
 
+    def press(self, selector):
+        """The mouse button, down and up again in the middle of an element."""
+        x, y = self.value(f"(() => {{ const r = document.querySelector({json.dumps(selector)})"
+                          ".getBoundingClientRect(); return [r.x + r.width / 2, r.y + r.height / 2]; })()")
+        for kind in ["mousePressed", "mouseReleased"]:
+            self.call("Input.dispatchMouseEvent", type=kind, x=x, y=y, button="left", clickCount=1)
+
     def close(self):
         self.browser.call("Target.closeTarget", targetId=self.target)

@@ -6,6 +6,7 @@ One line for each check, 'ok NAME' or 'failed NAME' with what was found above it
 import json
 import re
 import sys
+import tempfile
 
 from browser import Browser, Failure
 from scale import check_scale
@@ -307,10 +308,22 @@ class Checks:
         must(self.service.account()["items"] == [], "items are left")
         must('stat="ok"' in self.client.call("<GetStorageCapacity />")[1], "the session is gone")
 
-    def check_gone(self):
-        must(self.service.stop() == 0, "the service ended badly")
-        self.page.wait(has_text("#status", "does not answer"))
-        self.page.close()
+    def check_restart(self):
+        """The page outlives the service, and shows the next one that keeps the same data."""
+        with tempfile.TemporaryDirectory(prefix="kelo-page-") as folder:
+            service = Service(self.program, "--data", folder)
+            page = self.browser.open(service.page)
+            page.wait(has_text("#status", "Live"))
+            Client(service).call("<GetAddressList />")
+            page.wait(has_text("#requests .row", "GetAddressList"))
+            must(service.stop() == 0, "the service ended badly")
+            page.wait(has_text("#status", "does not answer"))
+            service = Service(self.program, "--data", folder, "--port", str(service.port))
+            Client(service).call("<GetStorageCapacity />")
+            page.wait(has_text("#requests .row", "GetStorageCapacity"))
+            must(not page.value(has_text("#requests .row", "GetAddressList")), "the old log is left")
+            page.close()
+            service.stop()
 
 
 def contrast(one, other):
@@ -340,6 +353,7 @@ def main():
             checks.page.value("document.getElementById('window').close()")
             run(name.removeprefix("check_"), getattr(checks, name))
         run("scale", lambda: check_scale(program, samples, browser))
+        checks.service.stop()
     finally:
         browser.close()
 

@@ -87,6 +87,14 @@ def look_through(page):
         total = page.value(f"document.querySelector('#{box} .row').ariaSetSize")
         if selected != total:
             raise Failure(f"{box}: at {selected} of {total}")
+    page.value("document.activeElement.blur()")
+    page.value("document.getElementById('account').scrollTop = 300000")
+    middle = "#account .row:nth-child(9)"
+    name = page.wait(f"document.querySelector('{middle} .words .name').textContent")
+    page.press(middle)
+    if page.wait("document.getElementById('window-title').textContent") != name:
+        raise Failure(f"{name} was not what opened")
+    page.key("Escape")
     rows = int(page.value("document.querySelector('#account .row').ariaSetSize"))
     if rows != ITEMS + ALBUMS + 1:  # and the album at the top
         raise Failure(f"the account has {rows} rows")
