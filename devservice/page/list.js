@@ -2,10 +2,10 @@
 const kSpare = 6; // rows drawn beyond each edge
 
 class WindowedList {
-  // `box` is the element that scrolls and takes the keys. `rowHeight` is in pixels. `draw(row)` makes
-  // the element of a row, `keyOf(row)` tells rows apart, `open(row)` is what Enter and a click do;
-  // `fold(row, unfold)`, where given, is what the arrows left and right do. With `follow` a list that
-  // stands at its end stays at the end when rows are added.
+  // `box` is the element that scrolls and takes the keys. `rowHeight` is in pixels. `draw(row)`
+  // makes the element of a row, `keyOf(row)` tells rows apart, `open(row)` is what Enter and a click
+  // do; `fold(row, unfold)`, where given, is what the arrows left and right do. With `follow` a list
+  // that stands at its end stays at the end when rows are added.
   constructor(box, { rowHeight, draw, keyOf, open, fold, follow }) {
     Object.assign(this, { box, rowHeight, drawRow: draw, keyOf, open, fold, follow });
     this.rows = [];
@@ -63,12 +63,16 @@ class WindowedList {
       element.remove();
       this.drawn.delete(index);
     }
-    for (let index = first; index < end; ++index)
-      if (!this.drawn.has(index)) this.drawAt(index);
+    let before = null;
+    for (let index = first; index < end; ++index) {
+      if (!this.drawn.has(index)) this.drawAt(index, before);
+      before = this.drawn.get(index).element;
+    }
     this.markActive();
   }
 
-  drawAt(index) {
+  // In their order, as whoever listens to the page goes by it.
+  drawAt(index, before) {
     const row = this.rows[index];
     const element = this.drawRow(row);
     element.id = `${this.box.id}-row-${index}`;
@@ -78,7 +82,8 @@ class WindowedList {
     element.ariaPosInSet = index + 1;
     element.style.height = `${this.rowHeight}px`;
     element.style.transform = `translateY(${index * this.rowHeight}px)`;
-    this.space.append(element);
+    if (before) before.after(element);
+    else this.space.prepend(element);
     this.drawn.set(index, { row, element });
   }
 

@@ -134,7 +134,7 @@ class Page:
         except Failure as failure:
             if "navigat" in str(failure) or "context was destroyed" in str(failure):
                 return self.wait(expression)  # the question went with the former document
-            seen = self.value("document.body.innerText.slice(0, 2000)")
+            seen = self.value("document.body.innerText.slice(0, 600)")
             raise Failure(f"in vain: {expression}\nthe page says: {seen}") from failure
 
     def click(self, selector):
@@ -152,10 +152,18 @@ class Page:
         self.call("Input.dispatchKeyEvent", type="keyUp", key=key, code=key,
                   windowsVirtualKeyCode=code)
 
+    @staticmethod
+    def middle(selector):
+        return (f"(() => {{ const r = document.querySelector({json.dumps(selector)})"
+                ".getBoundingClientRect(); return [r.x + r.width / 2, r.y + r.height / 2]; })()")
+
+    def at_middle(self, selector):
+        """An expression: what is seen in the middle of an element."""
+        return f"document.elementFromPoint(...{self.middle(selector)})"
+
     def press(self, selector):
         """The mouse button, down and up again in the middle of an element."""
-        x, y = self.value(f"(() => {{ const r = document.querySelector({json.dumps(selector)})"
-                          ".getBoundingClientRect(); return [r.x + r.width / 2, r.y + r.height / 2]; })()")
+        x, y = self.value(self.middle(selector))
         for kind in ["mousePressed", "mouseReleased"]:
             self.call("Input.dispatchMouseEvent", type=kind, x=x, y=y, button="left", clickCount=1)
 
