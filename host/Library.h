@@ -1,6 +1,6 @@
-// The library as this program uses it: the three exported functions behind typed calls. Calls come
-// from one thread; AbortRunning and Stop may come from another one. A call that fails throws
-// CommandFailure; where records carry their own results, the caller reads those.
+// The library as this program uses it: kelo::Library, over records where their own results matter.
+// Calls come from one thread; AbortRunning and Stop may come from another one. A call that fails
+// throws CommandFailure; where records carry their own results, the caller reads those.
 //
 // What fails by what may pass (a lost connection, a time-out, a refused connection) is sent again
 // after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "KELOAccess.h"
+#include "KELOAccess.hpp"
 #include "Output.h"
 #include "Requests.h"
 #include "Retries.h"
@@ -49,26 +49,28 @@ struct Persistence {
   bool verbose = false;  // shows the requests on standard error
 };
 
-class Library {
+// The requests are heard of from before the library begins until it has ended: a base, not a
+// member.
+class Library : private Requests, public kelo::Library {
  public:
   Library(Output& out, Persistence persistence);
-  ~Library();
-  Library(const Library&) = delete;
-  Library& operator=(const Library&) = delete;
 
   // Session.
   void OpenSession(const Credentials& credentials);
-  void CloseSession();
-  tagKELO_SessionInfo Session();
-  void SetSession(tagKELO_SessionInfo session, const std::string& secret);
-  void ExtendToken(tagKELO_SessionInfo session, const std::string& secret);
-  tagKELO_StorageCapacityInfo Capacity();
+  void CloseSession() { Close(); }
+  void SetSession(const tagKELO_SessionInfo& session, const std::string& secret) {
+    Restore(session, secret);
+  }
 
   // Catalogue. `target` is an id; empty is the root folder.
-  void LoadHierarchy();
-  std::uint32_t Count(std::string_view target, std::uint32_t kinds);
-  std::vector<tagKELO_ItemInfo> List(std::string_view target, std::uint32_t kinds);
-  tagKELO_ItemInfo Info(std::string_view id, bool fresh = false);
+  void LoadHierarchy() { Load(); }
+  std::uint32_t Count(std::string_view target, std::uint32_t kinds) {
+    return kelo::Library::Count(target, Kind{kinds});
+  }
+  std::vector<tagKELO_ItemInfo> List(std::string_view target, std::uint32_t kinds) {
+    return ListRecords(target, Kind{kinds});
+  }
+  tagKELO_ItemInfo Info(std::string_view id, bool fresh = false) { return InfoRecord(id, fresh); }
 
   // Transfers: the command's own result is returned, the records carry theirs. A download that is
   // tried again goes on with the file that failed.
@@ -80,7 +82,9 @@ class Library {
   // Edits. Containers and links return the command's result; their records carry their own, the one
   // that ended the command and all behind it the command's.
   void ModifyProps(std::string_view id, tagKELO_PropertyInfo properties);
-  void AddTags(std::string_view id, std::uint32_t kind, std::string_view tags);
+  void AddTags(std::string_view id, std::uint32_t, std::string_view tags) {
+    kelo::Library::AddTags(id, tags);
+  }
   std::uint32_t AddContainers(std::string_view parent, std::vector<tagKELO_ItemInfo>& containers);
   std::uint32_t AddLinks(std::string_view album, std::vector<tagKELO_AddLinkInfo>& links);
 
@@ -118,11 +122,15 @@ class Library {
 
   Output& Out() { return out_; }
   // Whether some command failed in a way that only the trace explains (4114, 4144).
-  bool WantsTrace() const { return failedDarkly_ && !requests_.IsShown(); }
+  bool WantsTrace() const { return failedDarkly_ && !IsShown(); }
+
+  // Where every command comes through: it is sent until there is no use in sending it again.
+  std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
+                        const OnProgress& progress = {}) override;
 
  private:
-  std::uint32_t Send(std::uint32_t command, tagCommandControlInfo* info);
-  std::uint32_t SendOnce(std::uint32_t command, tagCommandControlInfo* info);
+  std::uint32_t SendOnce(std::uint32_t command, tagCommandControlInfo* info,
+                         const OnProgress& progress = {});
   // Calls `send` until that is the last word. It counts `tries.failed` anew when it gets ahead.
   std::uint32_t Persist(std::uint32_t command,
                         const std::function<std::uint32_t(Tries& tries)>& send);
@@ -133,7 +141,6 @@ class Library {
   bool Pause(std::chrono::milliseconds pause);  // false when the library was stopped
 
   Output& out_;
-  Requests requests_;
   const unsigned retries_;
   std::function<void()> reopen_;
   bool failureMayPass_ = false;

@@ -16,7 +16,7 @@ std::uint32_t Library::Upload(std::string_view album, std::vector<tagKELO_LoadIn
     info.selectionFlags =
         kKELOCheck_FileModifyDate | kKELOCheck_FileCreateDate | kKELOCheck_ShotDate;
   }
-  return Send(kKELOCommand_Upload, &info);
+  return Command(kKELOCommand_Upload, &info);
 }
 
 std::uint32_t Library::Download(std::vector<tagKELO_DownloadInfo>& files) {
@@ -49,17 +49,7 @@ bool Library::DownloadGoesOnAfter(std::uint32_t result) {
 
 void Library::ModifyProps(std::string_view id, tagKELO_PropertyInfo properties) {
   tagCommandControlInfo info = Targeted(id, &properties);
-  Check("change the item", Send(kKELOCommand_ModifyProps, &info), kKELOCommand_ModifyProps);
-}
-
-void Library::AddTags(std::string_view id, std::uint32_t kind, std::string_view tags) {
-  tagKELO_TagInfo record{};
-  CopyText(record.text, tags);
-  tagCommandControlInfo info = Targeted(id, &record);
-  info.selectionFlags = kind == kKELOKind_FileItem ? kKELOTagTarget_FileItem
-                        : (kind & kKELOKind_Album) ? kKELOTagTarget_Album
-                                                   : kKELOTagTarget_RootAlbum;
-  Check("add the tags", Send(kKELOCommand_AddTags, &info), kKELOCommand_AddTags);
+  Check("change the item", Command(kKELOCommand_ModifyProps, &info), kKELOCommand_ModifyProps);
 }
 
 // One command for each record, so that what is sent again never repeats what has been done.
@@ -70,7 +60,7 @@ std::uint32_t Library::SendEach(std::uint32_t command, std::string_view target,
   for (Record& record : records) {
     if (result == kKELOResult_Success) {
       tagCommandControlInfo info = Targeted(target, &record, 1);
-      result = Send(command, &info);
+      result = Command(command, &info);
     }
     if (result != kKELOResult_Success) record.result = result;
   }
@@ -91,7 +81,7 @@ std::uint32_t Library::Verify(const std::string& recipients, RecipientLists& lis
   record.recipients = LentText(recipients);
   tagCommandControlInfo info = Record(&record);
   info.outputOptions = kKELOOption_ReturnTexts;
-  const std::uint32_t result = Send(kKELOCommand_VerifyRecipient, &info);
+  const std::uint32_t result = Command(kKELOCommand_VerifyRecipient, &info);
   lists = {TakeText(record.accepted), TakeText(record.rejected)};
   if (result != kKELOResult_RecipientsRejected)
     Check("verify the addresses", result, kKELOCommand_VerifyRecipient);
@@ -101,7 +91,7 @@ std::uint32_t Library::Verify(const std::string& recipients, RecipientLists& lis
 std::string Library::AddressList() {
   tagKELO_StringInfo list{};
   tagCommandControlInfo info = Record(&list);
-  const std::uint32_t result = Send(kKELOCommand_GetAddressList, &info);
+  const std::uint32_t result = Command(kKELOCommand_GetAddressList, &info);
   std::string text = TakeText(list);
   Check("fetch the address list", result, kKELOCommand_GetAddressList);
   return text;
@@ -116,7 +106,7 @@ std::uint32_t Library::Mail(std::string_view album, const PictureMail& mail,
   record.removeGPS = mail.removeGps ? 1 : 0;
   tagCommandControlInfo info = Targeted(album, &record);
   if (mail.verify) info.outputOptions = kKELOOption_VerifyRecipients | kKELOOption_ReturnTexts;
-  const std::uint32_t result = Send(kKELOCommand_SendPictureMail, &info);
+  const std::uint32_t result = Command(kKELOCommand_SendPictureMail, &info);
   lists = {TakeText(record.accepted), TakeText(record.rejected)};
   Check("send the mail", result, kKELOCommand_SendPictureMail);
   return record.status;
@@ -126,14 +116,14 @@ void Library::RegisterProgress(KELOAccessEventCallback callback) {
   // The record's data pointer carries the function itself.
   tagCommandControlInfo info = Record(reinterpret_cast<void*>(callback));
   info.selectionFlags = kKELOEventMask_Progress;
-  Check("follow the progress", Send(kKELOCommand_RegisterEventCallBack, &info),
+  Check("follow the progress", Command(kKELOCommand_RegisterEventCallBack, &info),
         kKELOCommand_RegisterEventCallBack);
 }
 
 void Library::UnregisterProgress() {
   tagCommandControlInfo info = Record(nullptr);
   info.selectionFlags = kKELOEventMask_Progress;
-  Send(kKELOCommand_UnregisterEventCallBack, &info);
+  Command(kKELOCommand_UnregisterEventCallBack, &info);
 }
 
 }  // namespace kelo::host

@@ -5,26 +5,26 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
+#include "KELOAccess.hpp"
 #include "text/Unicode.h"
-#include "text/XMLUtility.h"
 
 namespace kelo::host {
 namespace {
 
 constexpr std::size_t kFileNameBytes = 255;   // what file systems take
 constexpr std::size_t kNameFieldBytes = 255;  // of the library's records
-constexpr std::size_t kReferenceBytes = 8;    // "&#26716;"
 constexpr std::size_t kExtensionBytes = 16;   // a longer one is none
 
 struct Range {
   UChar32 first, last;
 };
 
-// Controls, line and paragraph separators, direction marks and overrides, the byte order mark.
+// Controls, line and paragraph separators, direction marks and overrides, the byte order mark, and
+// what stands for a malformed character.
 constexpr Range kUnshowable[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x200E, 0x200F},
-                                 {0x2028, 0x202E}, {0x2066, 0x2069}, {0xFEFF, 0xFEFF}};
+                                 {0x2028, 0x202E}, {0x2066, 0x2069}, {0xFEFF, 0xFEFF},
+                                 {0xFFFD, 0xFFFD}};
 
 bool Showable(UChar32 character) {
   return character >= 0 && std::none_of(
@@ -67,49 +67,27 @@ std::string Shortened(const std::string& name) {
   return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
 }
 
-std::string Component(std::string_view text) {
+// Composed, as a person types it, where that is possible.
+std::string Composed(std::string text) {
   std::string composed;
   const std::string_view whole = ComposeUtf8(text, composed);
-  std::string name = Cleaned(whole.empty() ? text : whole, '_', "/\\");
+  return whole.data() == composed.data() ? composed : text;
+}
+
+std::string Component(std::string_view text) {
+  std::string name = Cleaned(Composed(std::string(text)), '_', "/\\");
   if (!name.empty() && name[0] == '.') name[0] = '_';
   return Shortened(name);
-}
-
-// The first half of a pair of references, "&#55357;", at the end of the text; its size.
-std::size_t LoneSurrogateAtEnd(std::string_view text) {
-  const std::size_t at = text.rfind("&#");
-  if (at == std::string_view::npos || text.back() != ';') return 0;
-  unsigned unit = 0;
-  const std::string_view number = text.substr(at + 2, text.size() - at - 3);
-  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), unit);
-  const bool lead = error == std::errc() && unit >= 0xD800 && unit <= 0xDBFF;
-  return lead && end == number.data() + number.size() ? text.size() - at : 0;
-}
-
-// A text that fills its field, without what was cut in the middle at its end.
-std::string_view WithoutCutEnd(std::string_view raw) {
-  if (!MayBeCut(raw)) return raw;
-  const std::size_t reference = raw.rfind('&');
-  const bool cut = reference != std::string_view::npos &&
-                   raw.size() - reference < kReferenceBytes &&
-                   raw.find(';', reference) == std::string_view::npos;
-  if (cut) raw.remove_suffix(raw.size() - reference);
-  raw.remove_suffix(LoneSurrogateAtEnd(raw));
-  return WithoutCutCharacter(raw);
 }
 
 }  // namespace
 
 std::string Resolved(std::string_view raw) {
-  if (raw.find('&') == std::string_view::npos) return std::string(raw);
-  std::string text;
-  if (XMLUtility().ConvertStringReferenceToUTF8(std::string(raw), text) == 0)
-    return std::string(raw);
-  return text;
+  return Composed(Decoded(raw));
 }
 
 std::string NameText(std::string_view raw) {
-  return Resolved(WithoutCutEnd(raw));
+  return Composed(Decoded(raw, MayBeCut(raw)));
 }
 
 bool MayBeCut(std::string_view raw) {

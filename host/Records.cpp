@@ -15,10 +15,6 @@ void CopyText(char* field, std::size_t width, std::string_view text) {
   std::fill(field + length, field + width, '\0');
 }
 
-std::string_view FieldText(const char* field, std::size_t width) {
-  return {field, strnlen(field, width)};
-}
-
 tagKELO_StringInfo LentText(const std::string& text) {
   // Inputs are only read; the pointer is not const because the record also serves outputs.
   return {const_cast<char*>(text.data()), static_cast<std::uint32_t>(text.size())};

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "KELOAccess.h"
+#include "KELOAccess.hpp"
 
 namespace kelo::host {
 
@@ -14,13 +14,6 @@ void CopyText(char* field, std::size_t width, std::string_view text);
 template <std::size_t N>
 void CopyText(char (&field)[N], std::string_view text) {
   CopyText(field, N, text);
-}
-
-// The text of a fixed field, never past its width.
-std::string_view FieldText(const char* field, std::size_t width);
-template <std::size_t N>
-std::string_view FieldText(const char (&field)[N]) {
-  return FieldText(field, N);
 }
 
 // A text lent to the library for one command; `text` must outlive it.

@@ -1,16 +1,18 @@
-// What a result code means, in words, and the exception that carries a failed command to main().
+// What a result code means to a person, and the exceptions that carry a failure to main().
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "KELOAccess.hpp"
+
 namespace kelo::host {
 
-// Words for a result code, e.g. "the service does not know the key". `command` lets one code read
-// differently where a command gives it a narrower meaning; 0 asks for the general words.
-std::string_view ResultWords(std::uint32_t code, std::uint32_t command = 0);
+// The library's words, and what to do about an ended session.
+std::string ResultWords(std::uint32_t code, std::uint32_t command = 0);
 
 // The words and the number: "the connection was lost (4129)".
 std::string ResultText(std::uint32_t code, std::uint32_t command = 0);
@@ -22,13 +24,9 @@ class Failure : public std::runtime_error {
 };
 
 // A library command failed: "cannot <doing>: <words> (<code>)".
-class CommandFailure : public Failure {
- public:
-  CommandFailure(std::string_view doing, std::uint32_t code, std::uint32_t command);
-  std::uint32_t Code() const { return code_; }
+using CommandFailure = kelo::Error;
 
- private:
-  std::uint32_t code_;
-};
+// What main() says of a failure.
+std::string Sentence(const std::exception& failure);
 
 }  // namespace kelo::host

@@ -137,9 +137,7 @@ class Sender {
     if (portion.check) attempts_.Ask(portion);
     std::uint64_t room = 0;
     try {
-      const tagKELO_StorageCapacityInfo capacity = library_.Capacity();
-      const std::uint64_t stored = capacity.dataCapacity;
-      const std::uint64_t allowed = capacity.storageCapacity;
+      const auto [stored, allowed] = library_.Capacity();
       room = allowed > stored ? allowed - stored : 0;
     } catch (const CommandFailure& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;

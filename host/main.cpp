@@ -73,7 +73,7 @@ int Run(const CLI::App& app, const Action& action, Host& host) {
     return kUsage;
   } catch (const std::exception& failure) {
     status = kFailed;
-    if (Interrupt::Signal() == 0) host.Out().Problem(failure.what());
+    if (Interrupt::Signal() == 0) host.Out().Problem(Sentence(failure));
   }
   if (status != 0 && Interrupt::Signal() != 0) {
     host.Out().SayAborted();

@@ -90,6 +90,8 @@ std::string_view ResultWords(std::uint32_t code, std::uint32_t command = 0);
 class Error : public std::runtime_error {
  public:
   Error(std::uint32_t code, std::uint32_t command);
+  // The same with what could not be done in the host's words: "cannot <doing>: ...".
+  Error(std::string_view doing, std::uint32_t code, std::uint32_t command);
   // Refused by this interface with words of its own; nothing was sent.
   Error(const std::string& words, std::uint32_t command);
 
@@ -98,7 +100,7 @@ class Error : public std::runtime_error {
   std::string_view Words() const;                     // without command and code
 
  private:
-  Error(std::uint32_t code, std::uint32_t command, std::string_view doing, std::string_view words);
+  Error(std::string_view doing, std::string_view words, std::uint32_t code, std::uint32_t command);
 
   std::uint32_t code_;
   std::uint32_t command_;

@@ -116,8 +116,8 @@ inline std::string_view ResultWords(std::uint32_t code, std::uint32_t command) {
   return "an unknown result";
 }
 
-inline Error::Error(std::uint32_t code, std::uint32_t command, std::string_view doing,
-                    std::string_view words)
+inline Error::Error(std::string_view doing, std::string_view words, std::uint32_t code,
+                    std::uint32_t command)
     : std::runtime_error("cannot " + std::string(doing) + ": " + std::string(words) + " (" +
                          std::to_string(code) + ")"),
       code_(code),
@@ -125,11 +125,14 @@ inline Error::Error(std::uint32_t code, std::uint32_t command, std::string_view 
       wordsBegin_(std::string_view("cannot : ").size() + doing.size()),
       wordsLength_(words.size()) {}
 
+inline Error::Error(std::string_view doing, std::uint32_t code, std::uint32_t command)
+    : Error(doing, ResultWords(code, command), code, command) {}
+
 inline Error::Error(std::uint32_t code, std::uint32_t command)
-    : Error(code, command, detail::Doing(command), ResultWords(code, command)) {}
+    : Error(detail::Doing(command), code, command) {}
 
 inline Error::Error(const std::string& words, std::uint32_t command)
-    : Error(kKELOResult_BadParameter, command, detail::Doing(command), words) {}
+    : Error(detail::Doing(command), words, kKELOResult_BadParameter, command) {}
 
 inline std::string_view Error::Words() const {
   return std::string_view(what()).substr(wordsBegin_, wordsLength_);
