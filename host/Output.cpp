@@ -81,8 +81,9 @@ void Output::Finish() {
   if (std::fflush(stdout) != 0 && failedWith_ == 0) failedWith_ = errno;
   if (failedWith_ == 0 && std::ferror(stdout) == 0) return;
   // Whoever else wrote there may have kept the reason.
-  throw Failure("cannot write to standard output" +
-                (failedWith_ == 0 ? std::string() : fmt::format(": {}", std::strerror(failedWith_))));
+  throw Failure(
+      "cannot write to standard output" +
+      (failedWith_ == 0 ? std::string() : fmt::format(": {}", std::strerror(failedWith_))));
 }
 
 std::size_t Output::TerminalColumns() {
