@@ -110,7 +110,8 @@ void Requests::Drain() {
 void Requests::Pass(std::string_view line) const {
   if (verbose_) out_.Trace(Shown(line));
   if (file_.empty()) return;
-  const int file = ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  const int file =
+      ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600);
   if (file < 0) return;
   const std::string whole = fmt::format("{}\n", line);  // in one piece: others append too
   static_cast<void>(!::write(file, whole.data(), whole.size()));

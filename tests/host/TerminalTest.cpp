@@ -118,7 +118,7 @@ TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
                                                {"--help"},
                                                {"--version"},
                                                {"--man"},
-                                               {"--completion"},
+                                               {"help", "ls"},
                                                {"ls", "--help"}};
   for (const auto& command : commands) {
     const Outcome outcome = KeloProcess(command, Environment(), "/dev/full").Wait();
