@@ -2,17 +2,16 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include <iterator>
 #include <map>
 #include <memory>
 
 #include "Dates.h"
 #include "EntryJson.h"
 #include "Host.h"
+#include "Listing.h"
 #include "Names.h"
 #include "Records.h"
 #include "ResultText.h"
-#include "SortOrder.h"
 #include "Tree.h"
 
 namespace kelo::host {
@@ -34,6 +33,8 @@ int Tree(Host& host, const TreeOptions& options) {
 
 // ---- ls ----
 
+constexpr std::uint32_t kTopKinds = kKELOKind_RootAlbum | kKELOKind_Folder | kKELOKind_Album;
+
 struct ListOptions {
   std::string target;
   bool all = false;
@@ -41,56 +42,36 @@ struct ListOptions {
   SortOrder order;
 };
 
-std::vector<tagKELO_ItemInfo> Listed(Library& library, const ListOptions& options) {
-  constexpr std::uint32_t kTop = kKELOKind_RootAlbum | kKELOKind_Folder | kKELOKind_Album;
-  if (options.all)
-    return library.List(KELO_ALL_ITEMS_ID, kTop | kKELOKind_FileItem | kKELOKind_FriendAlbum);
-  if (options.target.empty() || options.target == "/") return library.List("", kTop);
-  const tagKELO_ItemInfo entry = FindEntry(library, options.target);
-  if (!IsContainer(entry)) throw Failure("that is an item, not a folder or album; see 'kelo info'");
-  return library.List(FieldText(entry.itemId),
-                      entry.kind == kKELOKind_Folder ? kKELOKind_Album : kKELOKind_FileItem);
+// Everything on the account: each folder and album, followed by its items.
+void ListAll(Library& library, Listing& listing) {
+  for (const auto& container : library.List(KELO_ALL_ITEMS_ID, kTopKinds | kKELOKind_FriendAlbum)) {
+    listing.Add(container);
+    if (container.kind == kKELOKind_Folder) continue;
+    for (const auto& item : library.List(FieldText(container.itemId), kKELOKind_FileItem))
+      listing.Add(item);
+  }
 }
 
-// Lines for a listing of any length, handed on in large pieces.
-class Rows {
- public:
-  explicit Rows(Output& out) : out_(out) {}
-  ~Rows() { Flush(); }
-
-  void Add(const tagKELO_ItemInfo& entry, SortKey key) {
-    fmt::format_to(std::back_inserter(text_), "{:<27}  {:<16}  {:<16}  {}\n", EntryId(entry),
-                   Kind(entry), DateText(DateOf(entry, key)), EntryName(entry));
-    if (text_.size() >= kPiece) Flush();
-  }
-
- private:
-  static constexpr std::size_t kPiece = 1u << 16;
-
-  static std::string Kind(const tagKELO_ItemInfo& entry) {
-    if (!IsContainer(entry)) return std::string(FormatText(entry.fileFormat));
-    return fmt::format("{} ({})", KindText(entry.kind), std::uint32_t{entry.itemCount});
-  }
-
-  void Flush() {
-    if (text_.size() != 0) out_.Line({text_.data(), text_.size() - 1});
-    text_.clear();
-  }
-
-  Output& out_;
-  fmt::memory_buffer text_;
-};
+void ListOne(Library& library, const std::string& target, Listing& listing) {
+  const tagKELO_ItemInfo entry = FindEntry(library, target);
+  if (!IsContainer(entry)) throw Failure("that is an item, not a folder or album; see 'kelo info'");
+  for (const auto& child :
+       library.List(FieldText(entry.itemId),
+                    entry.kind == kKELOKind_Folder ? kKELOKind_Album : kKELOKind_FileItem))
+    listing.Add(child);
+}
 
 int List(Host& host, const ListOptions& options) {
   if (options.json) host.Out().UseJson();
-  const auto entries = Listed(host.Loaded(), options);
-  Rows rows(host.Out());
-  for (const tagKELO_ItemInfo* entry : Sorted(entries, options.order))
-    if (options.json)
-      host.Out().Result("", EntryJson(*entry));
-    else
-      rows.Add(*entry, options.order.key);
-  if (entries.empty()) host.Out().Note("nothing in it");
+  Library& library = host.Loaded();
+  Listing listing(host.Out(), options.order);
+  if (options.all)
+    ListAll(library, listing);
+  else if (!options.target.empty() && options.target != "/")
+    ListOne(library, options.target, listing);
+  else
+    for (const auto& entry : library.List("", kTopKinds)) listing.Add(entry);
+  if (!listing.Finish()) host.Out().Note("nothing in it");
   return 0;
 }
 
@@ -128,9 +109,9 @@ void ShowInfo(Output& out, const tagKELO_ItemInfo& entry) {
     field("format", FormatText(entry.fileFormat));
   const std::string_view parent = FieldText(entry.parentId);
   field("in", parent == KELO_ROOT_ALBUM_ID ? "root" : parent);
-  field("modified", DateText(FieldText(entry.modifyDate)));
-  field("shot", DateText(FieldText(entry.shotDate)));
-  field("uploaded", DateText(FieldText(entry.uploadDate)));
+  field("modified", DateText(FieldText(entry.modifyDate), Clock::Universal));
+  field("shot", DateText(FieldText(entry.shotDate), Clock::Camera));
+  field("uploaded", DateText(FieldText(entry.uploadDate), Clock::Universal));
   field("original", FieldText(entry.origUrl));
   field("screen", FieldText(entry.screenUrl));
 }

@@ -79,8 +79,8 @@ class Reporter {
         {"id", file.file.itemId},
         {"name", file.file.name},
         {"path", file.file.path.string()},
-        {"result", planned ? "wouldStore" : kWords[static_cast<std::size_t>(file.outcome)]}};
-    if (file.outcome == FetchOutcome::kStored) object["size"] = file.size;
+        {"outcome", planned ? "wouldStore" : kWords[static_cast<std::size_t>(file.outcome)]}};
+    if (file.outcome == FetchOutcome::kStored) object["bytes"] = file.size;
     if (file.outcome == FetchOutcome::kFailed)
       object["error"] = {{"code", file.code}, {"message", file.problem}};
     return object;

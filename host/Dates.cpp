@@ -15,7 +15,7 @@ namespace chrono = std::chrono;
 
 struct Date {
   chrono::sys_seconds time;
-  bool zoned = false;  // then `time` is universal; otherwise some clock's
+  bool universal = false;  // otherwise a camera's
 };
 
 // Whether `text` begins as the pattern says: "0" is a digit, any other character one of its kind.
@@ -49,7 +49,7 @@ std::optional<chrono::minutes> Zone(std::string_view text) {
   return text[0] == '-' ? -offset : offset;
 }
 
-std::optional<Date> Read(std::string_view text) {
+std::optional<Date> Read(std::string_view text, Clock clock) {
   if (!Matches(text, "0000-00-00T00:00:00")) return std::nullopt;
   const auto number = [&](std::size_t at) {
     return static_cast<unsigned>(Number(text.substr(at, 2)));
@@ -63,12 +63,12 @@ std::optional<Date> Read(std::string_view text) {
   if (rest.starts_with('.'))
     rest.remove_prefix(std::min(rest.find_first_not_of("0123456789", 1), rest.size()));
   const auto zone = Zone(rest);
-  return Date{zone ? time - *zone : time, zone.has_value()};
+  return Date{zone ? time - *zone : time, zone || clock == Clock::Universal};
 }
 
 // On the clock that a person sees.
 chrono::sys_seconds ShownTime(const Date& date) {
-  if (!date.zoned) return date.time;
+  if (!date.universal) return date.time;
   const std::time_t seconds = chrono::system_clock::to_time_t(date.time);
   std::tm local{};
   if (localtime_r(&seconds, &local) == nullptr) return date.time;
@@ -89,18 +89,18 @@ std::string Written(chrono::sys_seconds time, char between, bool withSeconds) {
 
 }  // namespace
 
-std::string DateText(std::string_view raw) {
-  const auto date = Read(raw);
+std::string DateText(std::string_view raw, Clock clock) {
+  const auto date = Read(raw, clock);
   return date ? Written(ShownTime(*date), ' ', false) : Shown(raw);
 }
 
-std::string IsoDate(std::string_view raw) {
-  const auto date = Read(raw);
-  return date ? Written(date->time, 'T', true) + (date->zoned ? "Z" : "") : Resolved(raw);
+std::string IsoDate(std::string_view raw, Clock clock) {
+  const auto date = Read(raw, clock);
+  return date ? Written(date->time, 'T', true) + (date->universal ? "Z" : "") : Resolved(raw);
 }
 
-std::optional<std::int64_t> ShownSeconds(std::string_view raw) {
-  const auto date = Read(raw);
+std::optional<std::int64_t> ShownSeconds(std::string_view raw, Clock clock) {
+  const auto date = Read(raw, clock);
   if (!date) return std::nullopt;
   return ShownTime(*date).time_since_epoch().count();
 }

@@ -1,5 +1,5 @@
-// Dates of the account, which come as texts: "2024-05-17T10:11:12Z", with another zone, without one
-// (a camera's clock), or with the colons and the blank of a picture's own notes.
+// Dates of the account, which come as texts: "2024-05-17T10:11:12Z", with another zone, without
+// one, with a blank for the "T", or with the colons of a picture's own notes.
 #pragma once
 
 #include <cstdint>
@@ -9,14 +9,18 @@
 
 namespace kelo::host {
 
-// As a person reads it, "2024-05-17 10:11": a date that names its zone on the local clock, any
-// other on its own. A text that is no date is shown as it is.
-std::string DateText(std::string_view raw);
+// The clock of a date that names no zone: the service's and the files' dates are universal time,
+// a shot's is on the camera's clock, wherever that was.
+enum class Clock { Universal, Camera };
 
-// ISO 8601, "2024-05-17T10:11:12Z"; without the Z where the zone is not known.
-std::string IsoDate(std::string_view raw);
+// As a person reads it, "2024-05-17 10:11", universal time on the local clock, a camera's on its
+// own. A text that is no date is shown as it is.
+std::string DateText(std::string_view raw, Clock clock);
+
+// ISO 8601, "2024-05-17T10:11:12Z"; a camera's without the Z.
+std::string IsoDate(std::string_view raw, Clock clock);
 
 // Orders dates by the clock on which they are shown, in seconds; nothing for what is no date.
-std::optional<std::int64_t> ShownSeconds(std::string_view raw);
+std::optional<std::int64_t> ShownSeconds(std::string_view raw, Clock clock);
 
 }  // namespace kelo::host

@@ -34,7 +34,7 @@ Json EntryJson(const tagKELO_ItemInfo& entry) {
   const bool root = entry.kind == kKELOKind_RootAlbum;
   Json json = {{"id", root ? Json("root") : IdJson(FieldText(entry.itemId))},
                {"kind", KindJson(entry.kind)},
-               {"name", root ? "root" : Resolved(FieldText(entry.name))},
+               {"name", root ? "root" : NameText(FieldText(entry.name))},
                {"parentId", IdJson(FieldText(entry.parentId))}};
   if (IsContainer(entry))
     json["itemCount"] = std::uint32_t{entry.itemCount};
@@ -43,9 +43,9 @@ Json EntryJson(const tagKELO_ItemInfo& entry) {
   const auto put = [&json](const char* name, const std::string& text) {
     if (!text.empty()) json[name] = text;
   };
-  put("modified", IsoDate(FieldText(entry.modifyDate)));
-  put("shot", IsoDate(FieldText(entry.shotDate)));
-  put("uploaded", IsoDate(FieldText(entry.uploadDate)));
+  put("modified", IsoDate(FieldText(entry.modifyDate), Clock::Universal));
+  put("shot", IsoDate(FieldText(entry.shotDate), Clock::Camera));
+  put("uploaded", IsoDate(FieldText(entry.uploadDate), Clock::Universal));
   put("originalUrl", Resolved(FieldText(entry.origUrl)));
   put("screenUrl", Resolved(FieldText(entry.screenUrl)));
   return json;

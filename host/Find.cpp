@@ -32,18 +32,13 @@ std::u16string Comparable(std::string_view text) {
   return units;
 }
 
-// A name of the catalogue. The record's field cuts long ones, in the middle of a reference too.
+// A name of the catalogue, whose record cuts long ones.
 struct Name {
   std::u16string text;
   bool cut = false;
 
-  explicit Name(const Entry& entry) {
-    std::string_view raw = FieldText(entry.name);
-    cut = raw.size() + 1 == sizeof entry.name;
-    if (cut && raw.find(';', std::min(raw.rfind('&'), raw.size())) == std::string_view::npos)
-      raw = raw.substr(0, raw.rfind('&'));
-    text = Comparable(Resolved(raw));
-  }
+  explicit Name(const Entry& entry)
+      : text(Comparable(NameText(FieldText(entry.name)))), cut(MayBeCut(FieldText(entry.name))) {}
   explicit Name(std::u16string_view own) : text(own) {}
 };
 

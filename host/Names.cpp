@@ -80,6 +80,13 @@ std::string Component(std::string_view text) {
   return Shortened(name);
 }
 
+// Printable ASCII without references, as most names are: long listings live on that.
+bool IsPlain(std::string_view raw) {
+  bool other = false;
+  for (const char c : raw) other |= c < 0x20 || c > 0x7E || c == '&';
+  return !other;
+}
+
 }  // namespace
 
 std::string Resolved(std::string_view raw) {
@@ -95,6 +102,7 @@ bool MayBeCut(std::string_view raw) {
 }
 
 std::string Shown(std::string_view raw) {
+  if (IsPlain(raw)) return std::string(raw);
   return Cleaned(NameText(raw), '?', "");
 }
 

@@ -59,7 +59,7 @@ class TreePrinter {
   }
 
   static std::string PathName(const tagKELO_ItemInfo& entry) {
-    return entry.kind == kKELOKind_RootAlbum ? "root" : Resolved(FieldText(entry.name));
+    return entry.kind == kKELOKind_RootAlbum ? "root" : NameText(FieldText(entry.name));
   }
 
   static std::string Describe(const tagKELO_ItemInfo& entry) {

@@ -156,7 +156,7 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
   std::istringstream lines(listed.out);
   for (std::string line; std::getline(lines, line);) {
     const auto object = nlohmann::json::parse(line);
-    EXPECT_EQ(object["result"], "wouldStore");
+    EXPECT_EQ(object["outcome"], "wouldStore");
     EXPECT_THAT(object["path"].get<std::string>(), EndsWith(object["name"].get<std::string>()));
     ids[object["name"]] = object["id"];
   }

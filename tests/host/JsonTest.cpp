@@ -45,8 +45,11 @@ class JsonTest : public HostTest {
 };
 
 TEST_F(JsonTest, EntriesHaveOneShape) {
-  const Json root = {
-      {"id", "root"}, {"kind", "rootAlbum"}, {"name", "root"}, {"parentId", nullptr}, {"itemCount", 1}};
+  const Json root = {{"id", "root"},
+                     {"kind", "rootAlbum"},
+                     {"name", "root"},
+                     {"parentId", nullptr},
+                     {"itemCount", 1}};
   const Json picture = {{"id", "i0"},
                         {"kind", "item"},
                         {"name", "a \"b\" \n\u685C.jpg"},

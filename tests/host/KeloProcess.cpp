@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -110,6 +111,11 @@ void KeloProcess::Signal(int signal) const {
 void KeloProcess::Type(const std::string& keys) const {
   if (::write(err_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
     throw std::runtime_error("cannot type");
+}
+
+bool KeloProcess::ShowsWhatIsTyped() const {
+  termios settings{};
+  return ::tcgetattr(err_, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
 }
 
 void KeloProcess::Resize(int columns) const {

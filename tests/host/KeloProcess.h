@@ -42,6 +42,7 @@ class KeloProcess {
   void Signal(int signal) const;
   // For a terminal.
   void Type(const std::string& keys) const;
+  bool ShowsWhatIsTyped() const;
   void Resize(int columns) const;
   Outcome Wait();
 

@@ -1,8 +1,10 @@
 // The orders and the dates of listings.
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <ctime>
+#include <sstream>
 
 #include "KeloProcess.h"
 #include "host/Dates.h"
@@ -64,9 +66,11 @@ TEST_F(ListTest, ReadsEveryFormOfADate) {
       {"soon\x1B", "soon?", "soon\x1B"},
   };
   for (const Case& one : cases) {
-    EXPECT_EQ(DateText(one.raw), one.shown) << one.raw;
-    EXPECT_EQ(IsoDate(one.raw), one.iso) << one.raw;
+    EXPECT_EQ(DateText(one.raw, Clock::Camera), one.shown) << one.raw;
+    EXPECT_EQ(IsoDate(one.raw, Clock::Camera), one.iso) << one.raw;
   }
+  EXPECT_EQ(DateText("2024-05-17 10:11:12", Clock::Universal), "2024-05-17 12:11");
+  EXPECT_EQ(IsoDate("2024-05-17 10:11:12", Clock::Universal), "2024-05-17T10:11:12Z");
 }
 
 TEST_F(ListTest, SortsAsAPersonWould) {
@@ -75,7 +79,7 @@ TEST_F(ListTest, SortsAsAPersonWould) {
               R"( uploadDate="2025-01-03T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
               R"(<item itemId="2" fileName="&#201;toile.jpg" shotDate="2024-05-17T09:00:00")"
               R"( uploadDate="2025-01-02T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
-              R"(<item itemId="3" fileName="IMG2.jpg" uploadDate="2025-01-01T00:00:00Z")"
+              R"(<item itemId="3" fileName="IMG2.jpg" uploadDate="2025-01-01 00:00:00")"
               R"( modifyDate="2024-05-17T07:30:00Z"/>)"
               R"(<item itemId="4" fileName="zebra.jpg"/><item itemId="5" fileName="egg.jpg" )"
               R"(shotDate="2024-05-17T10:00:00" uploadDate="2025-01-03T00:00:00Z"/>)");
@@ -98,6 +102,31 @@ TEST_F(ListTest, SortsAsAPersonWould) {
   EXPECT_THAT(shot.out, HasSubstr("  2024-05-17 09:30  IMG2.jpg\n"));
   const Outcome upload = KeloProcess({"ls", "root", "--sort", "upload"}, ThereEnvironment()).Wait();
   EXPECT_THAT(upload.out, HasSubstr("  2025-01-01 02:00  IMG2.jpg\n"));
+}
+
+TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
+  LogIn();
+  std::atomic<bool> known = true;
+  service_.SetScript([&known](const auto& request) -> std::optional<devservice::Reply> {
+    const std::string item = R"(<items><item itemId="i" fileName="NAME.jpg"></item></items>)";
+    const auto named = [&item](const std::string& name) {
+      return std::string(item).replace(item.find("NAME"), 4, name);
+    };
+    if (request.apiMethod == "GetHierarchy")
+      return devservice::Reply{.body =
+                                   "<a stat=\"ok\"/><rootAlbum>" + named("old") + "</rootAlbum>"};
+    if (request.apiMethod == "GetItemsInfo")
+      return devservice::Reply{.body = "<a stat=\"ok\"/>" + (known ? named("new") : "<items/>")};
+    return std::nullopt;
+  });
+  const Outcome fresh = Kelo({"info", "old.jpg", "--fresh"});
+  EXPECT_EQ(fresh.out,
+            "name      new.jpg\nid        i\nkind      item\nformat    unknown\n"
+            "in        root\n");
+  EXPECT_THAT(fresh.err, HasSubstr("the service tells no more: no size, caption, rating or tags"));
+  known = false;
+  EXPECT_THAT(Kelo({"info", "old.jpg", "--fresh"}).err, HasSubstr("no such item (4112)"));
+  EXPECT_THAT(Kelo({"info", "root", "--fresh"}).err, HasSubstr("'root' is not an item"));
 }
 
 }  // namespace

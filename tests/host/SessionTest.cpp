@@ -115,6 +115,8 @@ TEST_F(SessionTest, KeepsProfilesApart) {
   EXPECT_THAT(run({"quota", "--profile", "work"}).err, HasSubstr("log in"));
   for (const char* name : {"", ".", "..", "../x", "a/b", ".hidden", "a\x1B"})
     EXPECT_EQ(run({"quota", "--profile", name}).exitCode, 2) << name;
+  elsewhere.back() = "KELO_PROFILE=../x";
+  EXPECT_EQ(KeloProcess({"quota"}, elsewhere).Wait().exitCode, 2);
 }
 
 TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
@@ -207,6 +209,34 @@ TEST_F(SessionTest, WithoutATerminalALoginNeedsAllCredentials) {
   EXPECT_EQ(some.exitCode, 2);
   EXPECT_THAT(some.err, AllOf(HasSubstr("--secret"), Not(HasSubstr("--key"))));
   EXPECT_EQ(service_.RequestCount(), 0u);
+}
+
+TEST_F(SessionTest, AsksOnATerminalForWhatIsMissing) {
+  std::vector<std::string> environment = EnvironmentWithout("KELO_TOKEN=");
+  std::erase_if(environment, [](const auto& text) { return text.starts_with("KELO_SECRET="); });
+  struct Case {
+    std::string secret;
+    int exitCode;
+    std::string end;
+  };
+  const Case cases[] = {{service_.Secret() + "\n", 0, "logged in"},
+                        {"\n", 2, "--secret: must not be empty"},
+                        {"\x04", 1, "nothing was typed"},
+                        {"abc\x03", 130, "aborted"}};
+  for (const Case& one : cases) {
+    KeloProcess kelo({"login"}, environment, 80);
+    ASSERT_TRUE(kelo.ReadErrorUntil("Token: "));
+    EXPECT_TRUE(kelo.ShowsWhatIsTyped());
+    kelo.Type(service_.AuthToken() + "\n");
+    ASSERT_TRUE(kelo.ReadErrorUntil("Secret: "));
+    EXPECT_FALSE(kelo.ShowsWhatIsTyped());
+    kelo.Type(one.secret);
+    const Outcome outcome = kelo.Wait();
+    EXPECT_EQ(outcome.exitCode, one.exitCode) << outcome.err;
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr(service_.AuthToken()), HasSubstr(one.end),
+                                   Not(HasSubstr(service_.Secret())), Not(HasSubstr("abc"))));
+    EXPECT_TRUE(kelo.ShowsWhatIsTyped()) << outcome.err;
+  }
 }
 
 TEST_F(SessionTest, AnswersWrongUsageWithTwo) {
