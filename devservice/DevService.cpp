@@ -201,7 +201,9 @@ class Service::Impl final : private RequestHandler {
   }
 
   void OnDone(const RequestRecord& record) override {
-    if (!Control::Owns(record.path)) records_.Add(record);
+    if (Control::Owns(record.path)) return;
+    records_.Add(record);
+    if (options_.onRequest) options_.onRequest(record);
   }
 
   void AddToLog(const LoggedRequest& request) {

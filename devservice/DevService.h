@@ -16,6 +16,8 @@
 
 namespace kelo::devservice {
 
+struct RequestRecord;
+
 // What arrived. Header names are as sent.
 struct LoggedRequest {
   std::string method;  // "GET", "PUT", "POST"
@@ -75,6 +77,9 @@ class Service {
     // second for every 1000 bytes, either way.
     std::chrono::milliseconds headLimit{30'000};
     std::chrono::milliseconds bodyLimit{60'000};
+    // Hears of every request of a client when it is over. Called on server threads, several at
+    // once.
+    std::function<void(const RequestRecord&)> onRequest{};
   };
 
   Service();

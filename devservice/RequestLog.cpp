@@ -14,7 +14,8 @@ std::size_t TextBytes(const RequestRecord& record) {
   return record.document.size() + record.answer.size();
 }
 
-// "2026-01-31T12:34:56.789Z"
+}  // namespace
+
 std::string TimeText(std::chrono::system_clock::time_point time) {
   using namespace std::chrono;
   const std::time_t seconds = system_clock::to_time_t(floor<std::chrono::seconds>(time));
@@ -27,7 +28,7 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
   return std::string(text, size) + digits.substr(1) + "Z";
 }
 
-Json Row(std::uint64_t number, const RequestRecord& record) {
+Json RecordJson(std::uint64_t number, const RequestRecord& record) {
   return {{"number", number},
           {"time", TimeText(record.time)},
           {"verb", record.verb},
@@ -43,8 +44,6 @@ Json Row(std::uint64_t number, const RequestRecord& record) {
           {"signature", record.signature},
           {"fault", record.fault}};
 }
-
-}  // namespace
 
 void RequestLog::Add(RequestRecord record) {
   auto added = std::make_shared<const RequestRecord>(std::move(record));
@@ -76,7 +75,7 @@ void RequestLog::Describe(Json& json, std::uint64_t after, std::size_t limit) co
     records.push_back(entries_[next - first_].record);
   lock.unlock();  // requests that end meanwhile need not wait for the writing
   Json rows = Json::array();
-  for (const auto& record : records) rows.push_back(Row(number++, *record));
+  for (const auto& record : records) rows.push_back(RecordJson(number++, *record));
   json["requests"] = std::move(rows);
 }
 
@@ -85,7 +84,7 @@ Json RequestLog::Whole(std::uint64_t number) const {
   if (number < first_ || number > Last()) return nullptr;
   const Entry entry = entries_[number - first_];
   lock.unlock();
-  Json json = Row(number, *entry.record);
+  Json json = RecordJson(number, *entry.record);
   json["query"] = entry.record->query;
   if (entry.hasTexts) {
     json["document"] = entry.record->document;

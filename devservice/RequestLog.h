@@ -13,6 +13,11 @@
 
 namespace kelo::devservice {
 
+// "2026-01-31T12:34:56.789Z"
+std::string TimeText(std::chrono::system_clock::time_point time);
+// A record without document and answer.
+nlohmann::ordered_json RecordJson(std::uint64_t number, const RequestRecord& record);
+
 // Thread-safe. Whoever follows asks again with the last number he has seen: that holds no thread of
 // the service, and what he missed meanwhile is still there, or is told by the numbers.
 class RequestLog {

@@ -2,6 +2,7 @@
 // interrupt, a termination signal, or, if asked to, at the end of its standard input.
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
@@ -9,11 +10,15 @@
 #include <array>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "devservice/Ctl.h"
 #include "devservice/DevService.h"
+#include "devservice/Faults.h"
+#include "devservice/Log.h"
 
 namespace {
 
@@ -24,11 +29,16 @@ struct Arguments {
   std::filesystem::path import;
   std::filesystem::path friendFolder;
   std::vector<std::string> accounts;
+  std::vector<std::string> faults;
+  std::string log;
+  bool logJson = false;
+  std::string controlFile = kelo::devservice::DefaultControlFile();
   std::int64_t expirySeconds = 3600;
   bool untilEof = false;
   bool showOutbox = false;
 };
 
+constexpr int kUsageError = 2;
 constexpr const char* kFooter =
     "Clients that read their server address from a file find it through the environment variable\n"
     "KELO_URLS_FILE; the line to put there is printed at the start. GET /outbox shows sent mails.\n"
@@ -38,7 +48,22 @@ constexpr const char* kFooter =
     "session token, 203 storage full, 207 unknown folder or album, 301 unusable value, 302 "
     "unknown\n"
     "item, 311 rating outside 0 to 5 or no recipient, 312 belongs to somebody else, 313 invalid\n"
-    "recipient, 401 malformed document, 402 malformed multipart body.";
+    "recipient, 401 malformed document, 402 malformed multipart body.\n"
+    "Faults: METHOD is a method of the protocol, Download, or * for all; KIND is one of\n"
+    "  status=CODE error=NUMBER full garbage silence reset   nothing is done\n"
+    "  expire                                                tokens end, then it is done\n"
+    "  delay=MS cut=BYTES length=N slow=BYTES/S              done, and answered badly\n"
+    "full is storage full, for uploads; length announces N bytes too many; slow takes uploads\n"
+    "slowly too.";
+
+std::string WhatIsWrongWithFault(const std::string& text) {
+  try {
+    kelo::devservice::ReadFault(text);
+    return {};
+  } catch (const kelo::devservice::FaultError& error) {
+    return error.what();
+  }
+}
 
 void Declare(CLI::App& app, Arguments& arguments) {
   app.footer(kFooter);
@@ -53,9 +78,20 @@ void Declare(CLI::App& app, Arguments& arguments) {
       ->check(CLI::ExistingDirectory);
   app.add_option("--account", arguments.accounts, "add an account with this mail address")
       ->type_name("ADDRESS");
-  app.add_option("--port", arguments.options.port, "port on loopback; 0 takes a free one")
-      ->capture_default_str()
+  app.add_option("--port", arguments.options.port,
+                 "port on loopback; 0 takes a free one, and without this --data keeps its port")
       ->check(CLI::Range(0, 65535));
+  app.add_option("--fault", arguments.faults,
+                 "let a method fail as METHOD:KIND[=VALUE][,times=N] says; can be repeated")
+      ->type_name("FAULT")
+      ->check(WhatIsWrongWithFault);
+  app.add_option("--log", arguments.log, "add a line for every request to this file; -: print it")
+      ->type_name("FILE");
+  app.add_flag("--log-json", arguments.logJson, "write the log as JSON lines")->needs("--log");
+  app.add_option("--control-file", arguments.controlFile,
+                 "write the page's URL here while running, for ctl")
+      ->type_name("FILE")
+      ->capture_default_str();
   app.add_option("--quota", arguments.options.quotaBytes, "storage of an account in bytes")
       ->capture_default_str();
   app.add_option("--expiry", arguments.expirySeconds,
@@ -88,11 +124,43 @@ void WaitForStop(int signals, bool untilEof) {
   }
 }
 
-void Serve(const Arguments& arguments) {
+// A line that grows on a terminal; elsewhere only what was passed over.
+kelo::devservice::ImportWatcher ImportMessages() {
+  const bool terminal = isatty(STDERR_FILENO) == 1;
+  return {[=](std::size_t files) {
+            if (terminal && files % 100 == 0) std::cerr << "\r" << files << " files" << std::flush;
+          },
+          [](const std::string& path, const std::string& why) {
+            std::cerr << "kelo-devservice: passed over " << path << ": " << why << "\n";
+          }};
+}
+
+void Fill(Service& service, const Arguments& arguments) {
+  const auto watcher = ImportMessages();
+  if (!arguments.import.empty()) service.Import(arguments.import, watcher);
+  if (!arguments.friendFolder.empty()) service.ImportFriend(arguments.friendFolder, watcher);
+  for (const std::string& fault : arguments.faults) service.AddFault(fault);
+}
+
+// A thousand idle clients are a thousand descriptors.
+void AllowManyDescriptors() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void Serve(Arguments& arguments) {
   const int signals = BlockedStopSignals();
+  AllowManyDescriptors();
+  std::optional<kelo::devservice::Log> log;
+  if (!arguments.log.empty()) {
+    log.emplace(arguments.log, arguments.logJson);
+    arguments.options.onRequest = [&](const auto& record) { log->Write(record); };
+  }
   Service service(arguments.options);
-  if (!arguments.import.empty()) service.Import(arguments.import);
-  if (!arguments.friendFolder.empty()) service.ImportFriend(arguments.friendFolder);
+  Fill(service, arguments);
+  const kelo::devservice::ControlFile controlFile(arguments.controlFile, service.PageUrl());
   std::cout << "URL     " << service.Url() << "\npage    " << service.PageUrl() << "\nkey     "
             << service.ApiKey() << "\ntoken   " << service.AuthToken() << "\nsecret  "
             << service.Secret()
@@ -117,10 +185,14 @@ int main(int argc, char** argv) {
   arguments.options.logLimit = 100;
   CLI::App app("A complete local photo service on loopback, for trying and testing clients.");
   Declare(app, arguments);
-  CLI11_PARSE(app, argc, argv);
-  arguments.options.tokenLifetime = std::chrono::seconds(arguments.expirySeconds);
+  app.set_version_flag("--version", "kelo-devservice " KELO_VERSION, "print the version");
+  kelo::devservice::DeclareCtl(app);
   try {
-    Serve(arguments);
+    app.parse(argc, argv);
+    arguments.options.tokenLifetime = std::chrono::seconds(arguments.expirySeconds);
+    if (app.get_subcommands().empty()) Serve(arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kUsageError;
   } catch (const std::exception& error) {
     std::cerr << "kelo-devservice: " << error.what() << "\n";
     return 1;
