@@ -34,9 +34,11 @@ class Client {
   explicit Client(const Service& service)
       : Client(service, Service::Account{"", service.AuthToken(), service.Secret()}) {}
   Client(const Service& service, const Service::Account& account)
+      : Client(service.Url(), service.ApiKey(), account) {}
+  Client(const std::string& url, const std::string& apiKey, const Service::Account& account)
       : secret(account.secret),
-        authenticationUrl_(service.Url() + "/P2PwebCmdController/api-auth?"),
-        apiKey_(service.ApiKey()),
+        authenticationUrl_(url + "/P2PwebCmdController/api-auth?"),
+        apiKey_(apiKey),
         authToken_(account.authToken) {}
 
   Response Send(const std::string& method, const std::string& url,
