@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Takes the picture of the page that the documents show: take_picture.py SERVICE SAMPLES FILE.png"""
+"""Takes the picture of the page for the documents: take_picture.py SERVICE SAMPLES FILE.png"""
 import base64
 import sys
 

@@ -1,0 +1,134 @@
+"""What the page shows: account, requests, outbox and faults."""
+import json
+
+from page_checks import PageChecks, has_text, must, texts
+
+
+class Contents(PageChecks):
+    def check_account(self):
+        account = self.service.account()
+        names = [item["name"] for item in account["items"]]
+        names += [album["name"] for album in account["albums"] if album["name"]]
+        names += [folder["name"] for folder in account["folders"]]
+        names += [album["name"] for album in account["friendAlbums"]]
+        must(len(names) > 10, f"the samples have become few: {names}")
+        for name in names:
+            self.page.wait(has_text("#account .name", name))
+        self.page.wait(has_text("#account", "shared by friend@home.example"))
+        self.page.wait(has_text("#storage-text", f"{len(account['items']) - 2} items"))
+        self.page.wait("document.querySelectorAll('canvas[data-painted=true]').length >= 5")
+
+    def check_changes(self):
+        item = next(i for i in self.service.account()["items"] if i["name"] == "dawn.jpg")
+        self.client.call(f'<ModifyProps itemIdList="{item["id"]}">\r\n'
+                         '<property name="caption" value="Low tide" />\r\n'
+                         '<property name="rating" value="4" />\r\n</ModifyProps>')
+        self.client.call(f'<AddTags itemIdList="{item["id"]}" tagList="sea,morning" />')
+        for selector, text in [(".quiet", "Low tide"), (".stars", "★★★★☆"), (".tag", "morning")]:
+            self.page.wait(has_text(f"#account {selector}", text))
+
+    def check_picture(self):
+        shown = self.open_row("#account", "dawn.jpg")
+        must("Low tide" in shown and "image/jpeg" in shown, shown)
+        self.page.wait("document.querySelector('#window img').naturalWidth > 100")
+        self.close_window()
+
+    def check_live_request(self):
+        self.client.call("<GetStorageCapacity />")
+        self.page.wait(has_text("#requests .row", "GetStorageCapacity"))
+        must(self.page.value("document.getElementById('status').textContent") == "Live", "not live")
+
+    def check_opened_request(self):
+        shown = self.open_row("#requests", "GetStorageCapacity")
+        for part in ["<GetStorageCapacity />", "Signature\nok", 'stat="ok"', "Took"]:
+            must(part in shown, f"{part} is not in: {shown}")
+        must(self.client.session not in shown, "a session token is shown")
+        self.page.value("[...document.querySelectorAll('#window button')]"
+                        ".find((b) => b.textContent === 'Copy as text').click()")
+        self.page.wait(has_text("#said", "copied"))
+        copied = self.page.value("navigator.clipboard.readText()")
+        must("<GetStorageCapacity />" in copied and "Signature: ok" in copied, copied)
+        self.close_window()
+
+    def check_wrong_signature(self):
+        self.client.call("<GetAddressList />", secret="wrong")
+        shown = self.open_row("#requests", "GetAddressList")
+        must("error 103" in shown and "SHA-1" in shown, shown)
+        self.close_window()
+
+    def check_filter(self):
+        count = "document.querySelectorAll('#requests .row').length"
+        total = self.page.value(count)
+        self.page.value("(() => { const m = document.getElementById('method');"
+                        " m.value = 'AddTags'; m.dispatchEvent(new Event('change')); })()")
+        must(self.page.wait(texts("#requests .row")) != [] and self.page.value(count) == 1,
+             "one AddTags was sent")
+        self.page.value("(() => { const m = document.getElementById('method');"
+                        " m.value = ''; m.dispatchEvent(new Event('change')); })()")
+        self.page.click("#failures")
+        failures = self.page.value(texts("#requests .row"))
+        must(len(failures) == 1 and "GetAddressList" in failures[0], str(failures))
+        self.page.click("#copy-list")
+        self.page.wait("navigator.clipboard.readText().then((t) => t.includes('error 103'))")
+        self.page.click("#failures")
+        must(self.page.value(count) == total, "all are back")
+
+    def check_outbox(self):
+        album = next(a for a in self.service.account()["albums"] if a["name"] == "Garden")
+        for removed, subject in [("true", "Roses"), ("false", "Tulips")]:
+            status, answer = self.client.call(
+                f'<ShareAlbum albumId="{album["id"]}" recipientList="mailto:anna@friends.example"'
+                f' subjectText="{subject}" bodyText="Look at these" removeGPSInfo="{removed}" />')
+            must('stat="ok"' in answer, answer)
+        self.page.click("#tab-outbox")
+        self.page.wait(has_text("#outbox .row", "positions kept"))
+        shown = self.open_row("#outbox", "Roses")
+        for part in ["anna@friends.example", "Garden", "Look at these",
+                     "removed from the pictures"]:
+            must(part in shown, f"{part} is not in: {shown}")
+        self.page.wait("document.querySelectorAll('#window canvas[data-painted=true]').length"
+                       f" === {len(album['items'])}")
+        self.close_window()
+        self.page.click("#tab-account")
+        self.page.wait(has_text("#account .row", "shared with anna@friends.example"))
+
+    def switch_on(self, method, kind, value=None, times=""):
+        self.page.value("""(() => {
+          const set = (id, value) => { document.getElementById(id).value = value; };
+          set("fault-method", %s);
+          set("fault-kind", %s);
+          document.getElementById("fault-kind").dispatchEvent(new Event("change"));
+          if (%s !== null) set("fault-value", %s);
+          set("fault-times", %s);
+          document.querySelector("#fault-form button").click();
+        })()""" % tuple(json.dumps(v) for v in (method, kind, value, value, str(times))))
+
+    def check_fault(self):
+        self.page.click("#tab-faults")
+        self.switch_on("GetAddressList", "status", "503", times=2)
+        self.page.wait(has_text("#faults li", "GetAddressList:status=503,times=2"))
+        status, _ = self.client.call("<GetAddressList />")
+        must(status == 503, f"answered {status}")
+        self.page.wait(has_text("#faults li", "fired 1 time"))
+        self.page.wait(has_text("#fires .row", "fault GetAddressList:status=503"))
+        self.page.wait(has_text("#requests .row .fault", "GetAddressList:status=503"))
+        self.page.click("#faults button")
+        self.page.wait("document.querySelectorAll('#faults li').length === 0")
+        status, _ = self.client.call("<GetAddressList />")
+        must(status == 200, f"still answered {status}")
+
+    def check_fault_kinds(self):
+        options = "[...document.getElementById('%s').options].map((o) => o.value)"
+        kinds = self.page.value(options % "fault-kind")
+        methods = self.page.value(options % "fault-method")
+        for kind in kinds:
+            self.switch_on("*", kind)
+            self.page.wait(has_text("#faults li", f"*:{kind}"))
+        for method in methods:
+            self.switch_on(method, "expire")
+            self.page.wait(has_text("#faults li", f"{method}:expire"))
+        self.switch_on("*", "status", "seven")
+        self.page.wait("document.getElementById('fault-error').textContent")
+        self.service.control("DELETE", "/control/faults")
+        self.page.wait("document.querySelectorAll('#faults li').length === 0")
+        self.page.click("#tab-account")
