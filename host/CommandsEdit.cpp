@@ -23,20 +23,14 @@ std::string FindItem(Library& library, const std::string& wanted) {
 }
 
 int Caption(Host& host, const std::string& wanted, const std::string& text) {
-  tagKELO_PropertyInfo properties{};
-  CopyText(properties.caption, text);
-  properties.captionFlag = text.empty() ? 0 : 1;
-  properties.propertyMask = kKELOProperty_Caption | kKELOProperty_CaptionFlag;
-  host.Loaded().ModifyProps(FindItem(host.Loaded(), wanted), properties);
+  host.Loaded().Modify(FindItem(host.Loaded(), wanted),
+                       {.caption = text, .captionFlag = !text.empty()});
   host.Out().Line(text.empty() ? "caption removed" : "caption set");
   return 0;
 }
 
 int Rate(Host& host, const std::string& wanted, std::uint32_t rating) {
-  tagKELO_PropertyInfo properties{};
-  properties.rating = rating;
-  properties.propertyMask = kKELOProperty_Rating;
-  host.Loaded().ModifyProps(FindItem(host.Loaded(), wanted), properties);
+  host.Loaded().Modify(FindItem(host.Loaded(), wanted), {.rating = rating});
   host.Out().Line(fmt::format("rated {}", rating));
   return 0;
 }
@@ -44,10 +38,9 @@ int Rate(Host& host, const std::string& wanted, std::uint32_t rating) {
 int Tag(Host& host, const std::string& wanted, const std::string& tags) {
   Library& library = host.Loaded();
   const tagKELO_ItemInfo entry = FindEntry(library, wanted);
-  const std::string_view id = FieldText(entry.itemId);
   if (IsContainer(entry) && entry.itemCount == 0)
     throw Failure("the album has no items that tags could be added to");
-  library.AddTags(id, entry.kind, tags);
+  library.AddTags(FieldText(entry.itemId), tags);
   host.Out().Line("tags added" +
                   (IsContainer(entry) ? " to " + CountText(entry.itemCount, "item") : ""));
   return 0;

@@ -39,7 +39,7 @@ constexpr CredentialOption kCredentials[] = {
     {&Credentials::apiKey, "--key", "KELO_KEY", "API key", "API key", false},
     {&Credentials::authToken, "--token", "KELO_TOKEN", "Token",
      "Authentication token of the account", false},
-    {&Credentials::secret, "--secret", "KELO_SECRET", "Secret",
+    {&Credentials::signingSecret, "--secret", "KELO_SECRET", "Secret",
      "Signing secret; better typed or given in the environment, where no process list shows it",
      true},
 };
@@ -75,7 +75,7 @@ int Login(Host& host, const LoginOptions& options) {
   if (options.url) state.KeepUrl(*options.url);
   // Those of another account must not open its session again in place of this one.
   state.ForgetCredentials();
-  state.Save({library.Session(), credentials.secret});
+  state.Save({library.Session(), credentials.signingSecret});
   if (options.remember) state.Remember(credentials);
   host.Out().Line("logged in");
   return 0;
@@ -108,10 +108,7 @@ int Extend(Host& host) {
 
 int Quota(Host& host, bool json) {
   if (json) host.Out().UseJson();
-  const tagKELO_StorageCapacityInfo capacity = host.WithSession().Capacity();
-  // The record is packed: its fields are copied before anything takes a reference to them.
-  const std::uint64_t used = capacity.dataCapacity;
-  const std::uint64_t all = capacity.storageCapacity;
+  const auto [used, all] = host.WithSession().Capacity();
   const double percent =
       all == 0 ? 0 : 100.0 * static_cast<double>(used) / static_cast<double>(all);
   host.Out().Result(fmt::format("{} of {} used ({:.1f} %)", ByteText(used), ByteText(all), percent),

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 
 #include "Host.h"
@@ -12,38 +13,22 @@
 namespace kelo::host {
 namespace {
 
-// The pieces of a list that the service separates by ";" (or a person by ","), without blanks
-// around.
-std::vector<std::string> Split(std::string_view list) {
-  std::vector<std::string> pieces;
-  while (!list.empty()) {
-    const std::size_t end = std::min(list.find_first_of(";,"), list.size());
-    std::string_view piece = list.substr(0, end);
-    while (piece.starts_with(' ')) piece.remove_prefix(1);
-    while (piece.ends_with(' ')) piece.remove_suffix(1);
-    if (!piece.empty()) pieces.emplace_back(piece);
-    list.remove_prefix(std::min(end + 1, list.size()));
-  }
-  return pieces;
+void RequireAddress(const std::vector<std::string>& addresses) {
+  const auto empty = [](const std::string& text) {
+    return text.find_first_not_of(" ,;") == text.npos;
+  };
+  if (std::ranges::all_of(addresses, empty))
+    throw CLI::ValidationError("addresses", "there is no address among them");
 }
 
-std::string Joined(const std::vector<std::string>& addresses) {
-  std::string list;
-  for (const std::string& argument : addresses)
-    for (const std::string& address : Split(argument)) list += (list.empty() ? "" : ";") + address;
-  if (list.empty()) throw CLI::ValidationError("addresses", "there is no address among them");
-  return list;
-}
-
-void TellRejected(Output& out, const RecipientLists& lists) {
-  for (const std::string& address : Split(lists.rejected))
+void TellRejected(Output& out, const Recipients& lists) {
+  for (const std::string& address : lists.rejected)
     out.Problem("rejected by the service: " + Shown(address));
 }
 
 int Contacts(Host& host, bool json) {
   if (json) host.Out().UseJson();
-  // Resolved first: the ";" of a reference separates nothing.
-  const auto addresses = Split(Resolved(host.WithSession().AddressList()));
+  const std::vector<std::string> addresses = host.WithSession().AddressList();
   for (const std::string& address : addresses)
     host.Out().Result(Shown(address), {{"address", address}});
   if (addresses.empty()) host.Out().Note("the address list is empty");
@@ -58,51 +43,46 @@ struct VerifyOptions {
 int Verify(Host& host, const VerifyOptions& options) {
   Output& out = host.Out();
   if (options.json) out.UseJson();
-  RecipientLists lists;
-  const std::uint32_t result = host.WithSession().Verify(Joined(options.addresses), lists);
+  RequireAddress(options.addresses);
+  const Recipients lists = host.WithSession().VerifyRecipients(options.addresses);
   const auto json = [](const std::string& address, bool accepted) {
-    return Json{{"address", Resolved(address)}, {"accepted", accepted}};
+    return Json{{"address", address}, {"accepted", accepted}};
   };
-  for (const std::string& address : Split(lists.accepted))
+  for (const std::string& address : lists.accepted)
     out.Result("accepted: " + Shown(address), json(address, true));
   if (!options.json)
     TellRejected(out, lists);
   else
-    for (const std::string& address : Split(lists.rejected)) out.Result("", json(address, false));
-  if (result == 0) return 0;
-  out.Problem(ResultText(result));
+    for (const std::string& address : lists.rejected) out.Result("", json(address, false));
+  if (lists.rejected.empty()) return 0;
+  out.Problem(ResultText(kKELOResult_RecipientsRejected));
   return 1;
 }
 
 struct MailOptions {
   std::string album;
-  std::vector<std::string> to;
-  PictureMail mail;
+  kelo::Mail mail;
 };
 
 int Mail(Host& host, const MailOptions& options) {
-  PictureMail mail = options.mail;
-  mail.recipients = Joined(options.to);
+  RequireAddress(options.mail.recipients);
   Library& library = host.Loaded();
   const tagKELO_ItemInfo album = FindAlbum(library, options.album);
-  RecipientLists lists;
-  const std::uint32_t status = library.Mail(FieldText(album.itemId), mail, lists);
-  if (status == 0) {
-    host.Out().Line("sent to " + Shown(mail.recipients));
-    return 0;
-  }
+  const Recipients lists = library.SendMail(FieldText(album.itemId), options.mail);
   TellRejected(host.Out(), lists);
-  const std::string went = lists.accepted.empty() ? "nobody" : Shown(lists.accepted);
-  host.Out().Problem("sent, but not to everyone: " + ResultText(status));
-  host.Out().Line("sent to " + went);
-  return 1;
+  if (!lists.rejected.empty())
+    host.Out().Problem("sent, but not to everyone: " + ResultText(kKELOResult_RecipientsRejected));
+  host.Out().Line(Shown(fmt::format("sent to {}", fmt::join(lists.accepted, ";"))));
+  return lists.rejected.empty() ? 0 : 1;
 }
 
 void AddMail(CLI::App& app, Action& chosen) {
   CLI::App* command = app.add_subcommand("mail", "Share an album by mail");
   const auto options = std::make_shared<MailOptions>();
   command->add_option("ALBUM", options->album, "Id or name of the album")->required();
-  command->add_option("--to", options->to, "Addresses, separated by commas or given one by one")
+  command
+      ->add_option("--to", options->mail.recipients,
+                   "Addresses, separated by commas or given one by one")
       ->required()
       ->type_name("ADDRESS")
       ->allow_extra_args(false);

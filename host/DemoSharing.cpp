@@ -18,6 +18,7 @@ namespace kelo::host {
 namespace {
 
 namespace fs = std::filesystem;
+using Addresses = std::vector<std::string>;
 
 // "/a/b" of "http://host/a/b?c".
 std::string PathOf(const std::string& url) {
@@ -34,15 +35,10 @@ constexpr const char* kBadAddress = "not-an-address";
 void DemoStory::Edit() {
   Title("Caption, rating, tags (25, 50)");
   const std::string& id = uploaded_[0].itemId;
-  tagKELO_PropertyInfo properties{};
-  CopyText(properties.caption, "Morning light <before breakfast>");
-  properties.captionFlag = 1;
-  properties.rating = 5;
-  properties.propertyMask =
-      kKELOProperty_Caption | kKELOProperty_CaptionFlag | kKELOProperty_Rating;
-  library_.ModifyProps(id, properties);
-  library_.AddTags(id, kKELOKind_FileItem, "favourite, morning");
-  library_.AddTags(albumId_, kKELOKind_Album, "demonstration");
+  library_.Modify(
+      id, {.caption = "Morning light <before breakfast>", .captionFlag = true, .rating = 5});
+  library_.AddTags(id, "favourite, morning");
+  library_.AddTags(albumId_, "demonstration");
   Prove(Arrived("ModifyProps") == 1 && Arrived("AddTags") == 2,
         "one item captioned, rated and tagged, the album tagged");
 }
@@ -122,40 +118,33 @@ void DemoStory::ShowStorage() {
   Title("Ask for the storage (24)");
   std::uint64_t sent = 0;
   for (const UploadedFile& file : uploaded_) sent += file.file.size;
-  const tagKELO_StorageCapacityInfo capacity = library_.Capacity();
-  const std::uint64_t used = capacity.dataCapacity;
-  const std::uint64_t all = capacity.storageCapacity;
+  const auto [used, all] = library_.Capacity();
   Prove(used >= sent && used <= all, fmt::format("{} of {} used", ByteText(used), ByteText(all)));
 }
 
 void DemoStory::Recipients() {
   Title("Address list and verification (22, 21)");
-  const std::string contacts = Shown(library_.AddressList());
+  const std::string contacts = Shown(fmt::format("{}", fmt::join(library_.AddressList(), ";")));
   out_.Line(fmt::format("  address list: {}", contacts.empty() ? "(empty)" : contacts));
-  RecipientLists lists;
-  const std::uint32_t result = library_.Verify(fmt::format("{};{}", kFriend, kBadAddress), lists);
-  Prove(result == kKELOResult_RecipientsRejected && lists.accepted == kFriend &&
-            lists.rejected == kBadAddress,
-        fmt::format("\"{}\" accepted, \"{}\" rejected", Shown(lists.accepted),
-                    Shown(lists.rejected)));
+  const kelo::Recipients lists = library_.VerifyRecipients({kFriend, kBadAddress});
+  Prove(lists.accepted == Addresses{kFriend} && lists.rejected == Addresses{kBadAddress},
+        fmt::format("\"{}\" accepted, \"{}\" rejected", kFriend, kBadAddress));
 }
 
 void DemoStory::SendMail() {
   Title("Share the album by picture mail, without positions (23)");
-  PictureMail mail{.recipients = fmt::format("{},{}", kFriend, kBadAddress),
-                   .subject = "Pictures & greetings",
-                   .text = "Hello Anna,\nlook at these!",
-                   .removeGps = true,
-                   .verify = true};
-  RecipientLists lists;
-  const std::uint32_t status = library_.Mail(albumId_, mail, lists);
+  const Mail mail{.recipients = {kFriend, kBadAddress},
+                  .subject = "Pictures & greetings",
+                  .text = "Hello Anna,\nlook at these!",
+                  .removeGps = true,
+                  .verify = true};
+  const kelo::Recipients lists = library_.SendMail(albumId_, mail);
   const auto outbox = service_->Outbox();
-  Prove(outbox.size() == 1 && outbox[0].recipients == std::vector<std::string>{kFriend} &&
-            outbox[0].gpsRemoved && outbox[0].subject == mail.subject &&
-            outbox[0].body == mail.text,
+  Prove(outbox.size() == 1 && outbox[0].recipients == Addresses{kFriend} && outbox[0].gpsRemoved &&
+            outbox[0].subject == mail.subject && outbox[0].body == mail.text,
         fmt::format("the mail went to {} with its subject and text", kFriend));
-  Prove(status == kKELOResult_RecipientsRejected && lists.rejected == kBadAddress,
-        fmt::format("the sender learns that \"{}\" was left out", Shown(lists.rejected)));
+  Prove(lists.rejected == Addresses{kBadAddress},
+        fmt::format("the sender learns that \"{}\" was left out", kBadAddress));
 }
 
 void DemoStory::AbortDownload() {

@@ -18,7 +18,7 @@ Library& Host::WithSession() {
 
 void Host::Reopen(const Credentials& credentials) {
   library_.OpenSession(credentials);
-  State().Save({library_.Session(), credentials.secret});
+  State().Save({library_.Session(), credentials.signingSecret});
   // The library forgot the account with the session; what is sent again may need it.
   if (loaded_) library_.LoadHierarchy();
 }

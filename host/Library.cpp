@@ -112,10 +112,4 @@ std::set<std::uint32_t> Library::SentCommands() const {
   return sent_;
 }
 
-void Library::OpenSession(const Credentials& credentials) {
-  Open({.apiKey = credentials.apiKey,
-        .authToken = credentials.authToken,
-        .signingSecret = credentials.secret});
-}
-
 }  // namespace kelo::host

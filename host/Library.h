@@ -24,26 +24,6 @@
 
 namespace kelo::host {
 
-struct Credentials {
-  std::string apiKey;
-  std::string authToken;
-  std::string secret;
-};
-
-// The lists that verifying and mailing hand back.
-struct RecipientLists {
-  std::string accepted;
-  std::string rejected;
-};
-
-struct PictureMail {
-  std::string recipients;
-  std::string subject;
-  std::string text;
-  bool removeGps = false;
-  bool verify = false;
-};
-
 struct Persistence {
   unsigned retries = 3;
   bool verbose = false;  // shows the requests on standard error
@@ -56,7 +36,7 @@ class Library : private Requests, public kelo::Library {
   Library(Output& out, Persistence persistence);
 
   // Session.
-  void OpenSession(const Credentials& credentials);
+  void OpenSession(const Credentials& credentials) { Open(credentials); }
   void CloseSession() { Close(); }
   void SetSession(const tagKELO_SessionInfo& session, const std::string& secret) {
     Restore(session, secret);
@@ -81,17 +61,8 @@ class Library : private Requests, public kelo::Library {
 
   // Edits. Containers and links return the command's result; their records carry their own, the one
   // that ended the command and all behind it the command's.
-  void ModifyProps(std::string_view id, tagKELO_PropertyInfo properties);
-  void AddTags(std::string_view id, std::uint32_t, std::string_view tags) {
-    kelo::Library::AddTags(id, tags);
-  }
   std::uint32_t AddContainers(std::string_view parent, std::vector<tagKELO_ItemInfo>& containers);
   std::uint32_t AddLinks(std::string_view album, std::vector<tagKELO_AddLinkInfo>& links);
-
-  // Sharing. Verify returns 0 or 4117, Mail its status: 0, or 4117 when addresses were dropped.
-  std::uint32_t Verify(const std::string& recipients, RecipientLists& lists);
-  std::string AddressList();
-  std::uint32_t Mail(std::string_view album, const PictureMail& mail, RecipientLists& lists);
 
   // Progress events; one callback at a time.
   void RegisterProgress(KELOAccessEventCallback callback);

@@ -1,4 +1,4 @@
-// The library's transfers, edits and sharing.
+// The commands whose records a caller fills and reads.
 #include <algorithm>
 
 #include "Library.h"
@@ -47,11 +47,6 @@ bool Library::DownloadGoesOnAfter(std::uint32_t result) {
          result == kKELOResult_AlreadyExists || result == kKELOResult_DestinationUnusable;
 }
 
-void Library::ModifyProps(std::string_view id, tagKELO_PropertyInfo properties) {
-  tagCommandControlInfo info = Targeted(id, &properties);
-  Check("change the item", Command(kKELOCommand_ModifyProps, &info), kKELOCommand_ModifyProps);
-}
-
 // One command for each record, so that what is sent again never repeats what has been done.
 template <typename Record>
 std::uint32_t Library::SendEach(std::uint32_t command, std::string_view target,
@@ -74,42 +69,6 @@ std::uint32_t Library::AddContainers(std::string_view parent,
 
 std::uint32_t Library::AddLinks(std::string_view album, std::vector<tagKELO_AddLinkInfo>& links) {
   return SendEach(kKELOCommand_AddNewLink, album, links);
-}
-
-std::uint32_t Library::Verify(const std::string& recipients, RecipientLists& lists) {
-  tagKELO_RecipientInfo record{};
-  record.recipients = LentText(recipients);
-  tagCommandControlInfo info = Record(&record);
-  info.outputOptions = kKELOOption_ReturnTexts;
-  const std::uint32_t result = Command(kKELOCommand_VerifyRecipient, &info);
-  lists = {TakeText(record.accepted), TakeText(record.rejected)};
-  if (result != kKELOResult_RecipientsRejected)
-    Check("verify the addresses", result, kKELOCommand_VerifyRecipient);
-  return result;
-}
-
-std::string Library::AddressList() {
-  tagKELO_StringInfo list{};
-  tagCommandControlInfo info = Record(&list);
-  const std::uint32_t result = Command(kKELOCommand_GetAddressList, &info);
-  std::string text = TakeText(list);
-  Check("fetch the address list", result, kKELOCommand_GetAddressList);
-  return text;
-}
-
-std::uint32_t Library::Mail(std::string_view album, const PictureMail& mail,
-                            RecipientLists& lists) {
-  tagKELO_PictureMailInfo record{};
-  record.recipients = LentText(mail.recipients);
-  record.subject = LentText(mail.subject);
-  record.body = LentText(mail.text);
-  record.removeGPS = mail.removeGps ? 1 : 0;
-  tagCommandControlInfo info = Targeted(album, &record);
-  if (mail.verify) info.outputOptions = kKELOOption_VerifyRecipients | kKELOOption_ReturnTexts;
-  const std::uint32_t result = Command(kKELOCommand_SendPictureMail, &info);
-  lists = {TakeText(record.accepted), TakeText(record.rejected)};
-  Check("send the mail", result, kKELOCommand_SendPictureMail);
-  return record.status;
 }
 
 void Library::RegisterProgress(KELOAccessEventCallback callback) {

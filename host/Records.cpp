@@ -1,9 +1,8 @@
-// Field widths and the ownership of texts, in one place.
+// Field widths, in one place.
 #include "Records.h"
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 #include "ResultText.h"
 
@@ -18,13 +17,6 @@ void CopyText(char* field, std::size_t width, std::string_view text) {
 tagKELO_StringInfo LentText(const std::string& text) {
   // Inputs are only read; the pointer is not const because the record also serves outputs.
   return {const_cast<char*>(text.data()), static_cast<std::uint32_t>(text.size())};
-}
-
-std::string TakeText(tagKELO_StringInfo& handed) {
-  const std::unique_ptr<char[]> owner(handed.text);
-  std::string text = owner ? std::string(owner.get(), handed.length) : std::string();
-  handed = {};
-  return text;
 }
 
 tagCommandControlInfo Record(void* data, std::uint32_t count) {

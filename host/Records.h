@@ -1,4 +1,4 @@
-// Small helpers for the library's records: fixed text fields, lent and handed-out texts.
+// Small helpers for the library's records: fixed text fields, lent texts.
 #pragma once
 
 #include <cstdint>
@@ -18,9 +18,6 @@ void CopyText(char (&field)[N], std::string_view text) {
 
 // A text lent to the library for one command; `text` must outlive it.
 tagKELO_StringInfo LentText(const std::string& text);
-
-// Takes over a text that the library allocated with array new, and frees it.
-std::string TakeText(tagKELO_StringInfo& handed);
 
 // A command record with an argument, and one with a target id as well. A target that does not fit
 // throws Failure: a cut one could name something else.

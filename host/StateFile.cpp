@@ -158,7 +158,7 @@ StoredSession StateFile::Load() const {
 // A line each; no credential has a line end in it.
 void StateFile::Remember(const Credentials& credentials) const {
   WriteAtomically(CredentialsPath(), fmt::format("{}\n{}\n{}\n", credentials.apiKey,
-                                                 credentials.authToken, credentials.secret));
+                                                 credentials.authToken, credentials.signingSecret));
 }
 
 std::optional<Credentials> StateFile::Remembered() const {
@@ -167,7 +167,7 @@ std::optional<Credentials> StateFile::Remembered() const {
   std::istringstream lines(*bytes);
   Credentials credentials;
   if (std::getline(lines, credentials.apiKey) && std::getline(lines, credentials.authToken) &&
-      std::getline(lines, credentials.secret))
+      std::getline(lines, credentials.signingSecret))
     return credentials;
   throw Failure(fmt::format("{} is damaged; log in again", CredentialsPath().string()));
 }
