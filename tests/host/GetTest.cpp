@@ -150,7 +150,7 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
     Write(name, name);
   service_.Import(folder_ / "in");
   service_.ImportFriend(folder_ / "Anna's garden");
-  ASSERT_EQ(Kelo({"mkalbum", "Party"}).exitCode, 0);
+  ASSERT_EQ(Kelo({"mkalbum", "Party", "--force"}).exitCode, 0);
   const Outcome listed = Get({"--all", "--dry-run", "--json"});
   std::map<std::string, std::string> ids;
   std::istringstream lines(listed.out);
