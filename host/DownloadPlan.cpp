@@ -64,10 +64,10 @@ class Planner {
     AddFiles(library_.List(album, kKELOKind_FileItem), folder);
   }
 
-  // By date, so that what comes later gets the higher number.
+  // Of one name in the order of their dates, so that what comes later gets the higher number.
   void AddFiles(std::vector<tagKELO_ItemInfo> items, const fs::path& folder) {
     std::ranges::stable_sort(items, {}, [](const tagKELO_ItemInfo& item) {
-      return std::pair(FieldText(item.uploadDate), FieldText(item.itemId));
+      return std::tuple(FieldText(item.name), FieldText(item.uploadDate), FieldText(item.itemId));
     });
     for (const auto& item : items) {
       if (!seen_.emplace(FieldText(item.itemId), folder.string()).second) continue;

@@ -13,8 +13,8 @@ std::uint32_t Library::Upload(std::string_view album, std::vector<tagKELO_LoadIn
       Targeted(album, files.data(), static_cast<std::uint32_t>(files.size()));
   if (check) {
     info.outputOptions = kKELOOption_CheckDuplicates;
-    info.selectionFlags =
-        kKELOCheck_FileModifyDate | kKELOCheck_FileCreateDate | kKELOCheck_ShotDate;
+    // Nobody knows the creation date of a file that was copied or restored.
+    info.selectionFlags = kKELOCheck_FileModifyDate | kKELOCheck_ShotDate;
   }
   return Command(kKELOCommand_Upload, &info);
 }

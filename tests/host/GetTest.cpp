@@ -10,6 +10,9 @@
 #include <nlohmann/json.hpp>
 
 #include "KeloProcess.h"
+#include "host/Library.h"
+#include "host/Records.h"
+#include "host/StateFile.h"
 
 namespace kelo::host::testing {
 namespace {
@@ -150,7 +153,6 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
     Write(name, name);
   service_.Import(folder_ / "in");
   service_.ImportFriend(folder_ / "Anna's garden");
-  ASSERT_EQ(Kelo({"mkalbum", "Party", "--force"}).exitCode, 0);
   const Outcome listed = Get({"--all", "--dry-run", "--json"});
   std::map<std::string, std::string> ids;
   std::istringstream lines(listed.out);
@@ -175,6 +177,8 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
       {{ids["a.jpg"], ids["c.jpg"], ids["a.jpg"]}, {"a.jpg", "c.jpg"}},
       {{"Lisbon"}, {"a.jpg"}},
       {{"--album", "Lisbon"}, {"a.jpg"}},
+      {{"journeys/LISBON"}, {"a.jpg"}},
+      {{"Journeys/Lisbon/a.jpg"}, {"a.jpg"}},
       {{"root"}, {"top.jpg"}},
       {{"Anna's garden"}, {"d.jpg"}},
       {{"Journeys"}, {lisbon, porto}},
@@ -189,6 +193,7 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
     EXPECT_EQ(PathsInOut(), one.paths) << ::testing::PrintToString(one.arguments);
   }
   // An album that got a namesake keeps its folder.
+  ASSERT_EQ(Kelo({"mkalbum", "Party", "--force"}).exitCode, 0);
   EXPECT_THAT(Get({"--all"}).out, EndsWith("0 downloaded, 5 already here\n"));
   // What the service imported is known to it by the date that the file got.
   const Outcome put = Kelo({"put", (Out() / "Journeys").string(), (Out() / "top.jpg").string()});
@@ -369,6 +374,43 @@ TEST_F(GetTest, AFailureCostsItsFileAndManyInARowTheRest) {
   }
 }
 
+TEST_F(GetTest, ALostConnectionCostsOnlyTheFileThatMoved) {
+  std::map<std::string, int> asked;
+  ScriptAccount({{"0.jpg"}, {"1.jpg"}, {"2.jpg"}}, [&](const std::string& id) {
+    const bool lost = ++asked[id] == 1 && id == "item1";
+    return Reply{.body = "whole", .cutAfter = lost ? std::optional<std::size_t>(2) : std::nullopt};
+  });
+  EXPECT_THAT(Get({"root", "--retries", "0"}).out,
+              EndsWith("2 downloaded, 0 already here, 1 failed\n"));
+  EXPECT_THAT(Names("out"), ElementsAre("0.jpg", "2.jpg"));
+  asked.clear();
+  fs::remove_all(Out());
+  EXPECT_THAT(Get({"root"}).out, EndsWith("3 downloaded, 0 already here\n"));
+  EXPECT_EQ(asked, (std::map<std::string, int>{{"item0", 1}, {"item1", 2}, {"item2", 1}}));
+  EXPECT_EQ(ReadFile(Out() / "1.jpg"), "whole");
+}
+
+// Other hosts tell when a file was made; a file that was fetched was made just now.
+TEST_F(GetTest, PutFindsWhatAnotherHostStoredAndGetFetched) {
+  const std::string path = Write("in/a.jpg", "picture");
+  {
+    StateFile(folder_ / "other").TryUrl(service_.Url());
+    Output out;
+    Library other(out, {});
+    other.OpenSession({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
+    std::vector<tagKELO_LoadInfo> files(1);
+    files[0].filePath = LentText(path);
+    files[0].fileSize = 7;
+    CopyText(files[0].fileModifyDate, "2024-05-17T10:11:13Z");
+    CopyText(files[0].fileCreateDate, "2024-05-16T10:11:13Z");
+    ASSERT_EQ(other.Upload("", files, false), 0u);
+  }
+  EXPECT_THAT(Get({"--all"}).out, EndsWith("1 downloaded, 0 already here\n"));
+  const Outcome put = Kelo({"put", Out().string()});
+  EXPECT_EQ(put.exitCode, 0) << put.err;
+  EXPECT_EQ(Arrived("UploadItems"), 1u);
+}
+
 TEST_F(GetTest, RemovesWhatKilledRunsLeft) {
   const pid_t dead = ::fork();
   if (dead == 0) ::_exit(0);
@@ -383,7 +425,7 @@ TEST_F(GetTest, RemovesWhatKilledRunsLeft) {
 }
 
 TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
-  ScriptAccount({{"quick.jpg"}, {"slow.jpg"}, {"never.jpg"}}, [](const std::string& id) {
+  ScriptAccount({{"1 quick.jpg"}, {"2 slow.jpg"}, {"3 never.jpg"}}, [](const std::string& id) {
     if (id == "item0") return Reply{.body = "quick"};
     return Reply{.body = std::string(1 << 20, 'x'),
                  .chunkSize = 1024,
@@ -396,7 +438,7 @@ TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
   const Outcome outcome = kelo.Wait();
   EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
   EXPECT_THAT(outcome.err, EndsWith("kelo: aborted: 1 of 3 stored\n"));
-  EXPECT_THAT(Names("out"), ElementsAre("quick.jpg"));
+  EXPECT_THAT(Names("out"), ElementsAre("1 quick.jpg"));
 }
 
 }  // namespace
