@@ -102,6 +102,12 @@ class Service::Impl final : private RequestHandler {
     (ofHeads ? headScript_ : script_) = std::move(script);
   }
 
+  // A script may answer for sessions of its own.
+  bool HasScript() {
+    const std::lock_guard lock(mutex_);
+    return script_ != nullptr;
+  }
+
   std::vector<LoggedRequest> Log() const {
     const std::lock_guard lock(mutex_);
     return {log_.begin(), log_.end()};
@@ -152,7 +158,8 @@ class Service::Impl final : private RequestHandler {
   }
 
   std::uint64_t MaxDocument(const LoggedRequest& request) {
-    return api_.KnowsSession(request.query) ? kMaxDocument : kMaxForeignDocument;
+    const bool isKnown = HasScript() || api_.KnowsSession(request.query);
+    return isKnown ? kMaxDocument : kMaxForeignDocument;
   }
 
   void Fire(const std::string& method, Exchange& exchange) {
