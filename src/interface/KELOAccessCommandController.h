@@ -9,8 +9,9 @@
 //   Loading              catalogue/LoadHierarchy.cpp
 //   Item queries         catalogue/ItemQueries.cpp
 //   Upload               transfer/Upload.cpp, UploadCheck.cpp, UploadNegotiation.cpp
+//   Uploaded files       catalogue/UploadedFiles.cpp
 //   Download             transfer/Download.cpp
-//   Edits                transfer/ItemEdits.cpp, NewContainers.cpp
+//   Edits                transfer/ItemProperties.cpp, Tags.cpp, NewContainers.cpp
 //   Storage capacity     transfer/StorageCapacity.cpp
 //   Recipients           sharing/Recipients.cpp
 //   Picture mail         sharing/PictureMail.cpp

@@ -8,6 +8,7 @@
 namespace kelo {
 
 inline constexpr uint32_t kRequestTimeout = 60;
+inline constexpr uint32_t kUploadTimeout = kRequestTimeout;
 inline constexpr uint32_t kForeignAlbumsTimeout = 180;
 
 // Of a request about `size` entries: a minute for each 5000 begun, at most five.

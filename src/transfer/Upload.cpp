@@ -11,7 +11,7 @@
 #include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadItems.h"
+#include "transfer/UploadItemText.h"
 
 namespace kelo {
 namespace {
@@ -158,7 +158,7 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
   };
   std::string text;
   const uint32_t transfer = httpController_->HTTPRequestFileUpload(
-      std::string(signer.url), *query, headers, request.parts, text, kRequestTimeout);
+      std::string(signer.url), *query, headers, request.parts, text, kUploadTimeout);
   const ServiceAnswer answer(transfer, std::move(text));
   if (!answer.Ok()) return answer.Result();
   ForEachElement(answer.Text(), "item", [&](const XMLTag& element) {
@@ -169,12 +169,6 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
     AddToCachedAlbum(albumId, ReadTextField(found->second.itemId), request.names.at(found->first));
   });
   return kKELOResult_Success;
-}
-
-void KELOAccessCommandController::AddToCachedAlbum(std::string_view albumId,
-                                                   std::string_view itemId,
-                                                   std::string_view displayName) {
-  cacheManager_->AddFileItem(albumId, itemId, {.fileName = displayName});
 }
 
 }  // namespace kelo

@@ -8,7 +8,7 @@
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadItems.h"
+#include "transfer/UploadItemText.h"
 
 namespace kelo {
 namespace {
@@ -133,15 +133,6 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
     KeepMemosBack(records, files);
   }
   return kKELOResult_Success;
-}
-
-void KELOAccessCommandController::AdoptStoredItem(tagKELO_LoadInfo& record, std::string_view itemId,
-                                                  std::string_view displayName) {
-  const bool inAlbum = record.result == kKELOResult_AlreadyInAlbum;
-  if (!inAlbum && record.result != kKELOResult_AlreadyExists) return;
-  CopyTextField(record.itemId, itemId);
-  if (inAlbum)
-    AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), displayName);
 }
 
 uint32_t KELOAccessCommandController::CheckUploadItemByIdx(uint32_t index,

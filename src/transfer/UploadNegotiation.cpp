@@ -9,7 +9,7 @@
 #include "protocol/RequestDocument.h"
 #include "text/StringInfo.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadItems.h"
+#include "transfer/UploadItemText.h"
 
 namespace kelo {
 

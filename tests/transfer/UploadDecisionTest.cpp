@@ -4,7 +4,7 @@
 #include "interface/KELOAccessCommandController.h"
 #include "platform/HostRecord.h"
 #include "support/CommandTest.h"
-#include "transfer/UploadItems.h"
+#include "transfer/UploadItemText.h"
 
 namespace kelo::testing {
 namespace {

@@ -1,4 +1,4 @@
-// Edits of what is stored: properties of items, and tags.
+// Tags for one item, or for all items of an album.
 
 #include <cstring>
 
@@ -11,28 +11,6 @@
 namespace kelo {
 namespace {
 
-void AppendProperty(std::string& document, std::string_view name, std::string_view value) {
-  document.append("<property");
-  AppendAttribute(document, "name", name);
-  AppendAttribute(document, "value", value);
-  document.append(" />\r\n");
-}
-
-std::string ModifyPropsDocument(std::string_view itemIdList, const tagKELO_PropertyInfo& edit) {
-  std::string document(kDocumentDeclaration);
-  document.append("<ModifyProps");
-  AppendAttribute(document, "itemIdList", itemIdList);
-  document.append(">\r\n");
-  if (edit.propertyMask & kKELOProperty_Caption)
-    AppendProperty(document, "caption", ReadTextField(edit.caption));
-  if (edit.propertyMask & kKELOProperty_CaptionFlag)
-    AppendProperty(document, "captionFlag", edit.captionFlag == 1 ? "true" : "false");
-  if (edit.propertyMask & kKELOProperty_Rating)
-    AppendProperty(document, "rating", std::to_string(edit.rating));
-  // Deliberately without a line end.
-  return document.append("</ModifyProps>");
-}
-
 // Tags go to one file item, or to all file items of an album or of the root album.
 bool AcceptsTags(const tagKELO_ItemInfo& target, uint32_t selector) {
   if (target.result != kKELOResult_Success) return false;
@@ -43,17 +21,6 @@ bool AcceptsTags(const tagKELO_ItemInfo& target, uint32_t selector) {
 }
 
 }  // namespace
-
-uint32_t KELOAccessCommandController::ProcessModifyProps(tagCommandControlInfo* info) {
-  auto record = LoadRecord<tagKELO_PropertyInfo>(info->data);
-  const std::string document = ModifyPropsDocument(ReadTextField(info->targetId), record);
-  std::string answer;
-  const uint32_t transfer =
-      SendDocument(SessionSigner(session_.manageUrl), document, false, answer, kRequestTimeout);
-  record.result = ServiceAnswer(transfer, std::move(answer)).Result();
-  StoreRecord(info->data, record.result);
-  return record.result;
-}
 
 uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info) {
   const auto finish = [info](uint32_t result) {

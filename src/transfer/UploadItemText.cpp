@@ -1,4 +1,4 @@
-#include "transfer/UploadItems.h"
+#include "transfer/UploadItemText.h"
 
 #include "protocol/RequestDocument.h"
 #include "text/CFTPSStringData.h"
