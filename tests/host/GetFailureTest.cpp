@@ -1,0 +1,120 @@
+// What failures, killed runs and other hosts leave to a download.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "GetTest.h"
+#include "host/Library.h"
+#include "host/Records.h"
+#include "host/StateFile.h"
+
+namespace kelo::host::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using devservice::LoggedRequest;
+using devservice::Reply;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::UnorderedElementsAre;
+
+TEST_F(GetTest, AFailureCostsItsFileAndManyInARowTheRest) {
+  std::vector<ScriptedItem> items;
+  for (int i = 0; i < 6; ++i) items.push_back({std::to_string(i) + ".jpg"});
+  struct Case {
+    std::string failing;  // digits of the items
+    int status;
+    std::string told;
+  };
+  const Case cases[] = {
+      {"1", 500, "5 downloaded, 0 already here, 1 failed\n"},
+      {"1245", 500, "2 downloaded, 0 already here, 4 failed\n"},
+      {"123", 500, "1 downloaded, 0 already here, 3 failed, 2 not tried\n"},
+      {"123", 404, "3 downloaded, 0 already here, 3 failed\n"},
+  };
+  for (const Case& one : cases) {
+    fs::remove_all(Out());
+    ScriptAccount(items, [&](const std::string& id) {
+      const bool fails = one.failing.find(id.back()) != std::string::npos;
+      return Reply{.status = fails ? one.status : 200, .body = "x"};
+    });
+    const Outcome get = Get({"root"});
+    EXPECT_EQ(get.exitCode, 1);
+    EXPECT_THAT(get.out, EndsWith(one.told));
+    EXPECT_THAT(get.err,
+                AllOf(HasSubstr("1.jpg: "), HasSubstr(one.status == 404 ? "(4098)" : "(4114)")));
+  }
+}
+
+TEST_F(GetTest, ALostConnectionCostsOnlyTheFileThatMoved) {
+  std::map<std::string, int> asked;
+  ScriptAccount({{"0.jpg"}, {"1.jpg"}, {"2.jpg"}}, [&](const std::string& id) {
+    const bool lost = ++asked[id] == 1 && id == "item1";
+    return Reply{.body = "whole", .cutAfter = lost ? std::optional<std::size_t>(2) : std::nullopt};
+  });
+  EXPECT_THAT(Get({"root", "--retries", "0"}).out,
+              EndsWith("2 downloaded, 0 already here, 1 failed\n"));
+  EXPECT_THAT(Names("out"), ElementsAre("0.jpg", "2.jpg"));
+  asked.clear();
+  fs::remove_all(Out());
+  EXPECT_THAT(Get({"root"}).out, EndsWith("3 downloaded, 0 already here\n"));
+  EXPECT_EQ(asked, (std::map<std::string, int>{{"item0", 1}, {"item1", 2}, {"item2", 1}}));
+  EXPECT_EQ(ReadFile(Out() / "1.jpg"), "whole");
+}
+
+// Other hosts tell when a file was made; a file that was fetched was made just now.
+TEST_F(GetTest, PutFindsWhatAnotherHostStoredAndGetFetched) {
+  const std::string path = Write("in/a.jpg", "picture");
+  {
+    StateFile(folder_ / "other").TryUrl(service_.Url());
+    Output out;
+    Library other(out, {});
+    other.OpenSession({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
+    std::vector<tagKELO_LoadInfo> files(1);
+    files[0].filePath = LentText(path);
+    files[0].fileSize = 7;
+    CopyText(files[0].fileModifyDate, "2024-05-17T10:11:13Z");
+    CopyText(files[0].fileCreateDate, "2024-05-16T10:11:13Z");
+    ASSERT_EQ(other.Upload("", files, false), 0u);
+  }
+  EXPECT_THAT(Get({"--all"}).out, EndsWith("1 downloaded, 0 already here\n"));
+  const Outcome put = Kelo({"put", Out().string()});
+  EXPECT_EQ(put.exitCode, 0) << put.err;
+  EXPECT_EQ(Arrived("UploadItems"), 1u);
+}
+
+TEST_F(GetTest, RemovesWhatKilledRunsLeft) {
+  const pid_t dead = ::fork();
+  if (dead == 0) ::_exit(0);
+  ::waitpid(dead, nullptr, 0);
+  const std::string alive = ".kelo-get-" + std::to_string(::getpid());
+  for (const std::string& name :
+       {".kelo-get-" + std::to_string(dead), alive, std::string(".kelo-get-mine")})
+    Write("out/" + name, "part");
+  ScriptAccount({{"a.jpg"}}, [](const std::string&) { return Reply{.body = "x"}; });
+  EXPECT_EQ(Get({"root"}).exitCode, 0);
+  EXPECT_THAT(Names("out"), UnorderedElementsAre(alive, ".kelo-get-mine", "a.jpg"));
+}
+
+TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
+  ScriptAccount({{"1 quick.jpg"}, {"2 slow.jpg"}, {"3 never.jpg"}}, [](const std::string& id) {
+    if (id == "item0") return Reply{.body = "quick"};
+    return Reply{.body = std::string(1 << 20, 'x'),
+                 .chunkSize = 1024,
+                 .chunkDelay = std::chrono::milliseconds(100)};
+  });
+  KeloProcess kelo({"get", "root", "--to", Out().string()}, Environment());
+  ASSERT_TRUE(service_.WaitForRequest(
+      [](const LoggedRequest& request) { return request.path == "/original/item1"; }));
+  kelo.Signal(SIGINT);
+  const Outcome outcome = kelo.Wait();
+  EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+  EXPECT_THAT(outcome.err, EndsWith("kelo: aborted: 1 of 3 stored\n"));
+  EXPECT_THAT(Names("out"), ElementsAre("1 quick.jpg"));
+}
+
+}  // namespace
+}  // namespace kelo::host::testing

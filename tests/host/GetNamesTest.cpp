@@ -1,0 +1,109 @@
+// Names of downloaded files.
+#include "GetTest.h"
+
+namespace kelo::host::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using devservice::Reply;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::Not;
+
+TEST_F(GetTest, HostileNamesNeitherLeaveTheFolderNorReachTheTerminal) {
+  ScriptAccount({{"../../evil.jpg"},
+                 {"/etc/evil"},
+                 {".."},
+                 {".bashrc"},
+                 {"a&#27;[31mred.jpg"},
+                 {"line&#13;&#10;break.jpg"},
+                 {""},
+                 {"back\\slash"}},
+                [](const std::string&) { return Reply{.body = "x"}; });
+  const Outcome get = Get({"root"});
+  EXPECT_EQ(get.exitCode, 0) << get.err;
+  EXPECT_THAT(Names("out"), ElementsAre("_.", "_._.._evil.jpg", "_bashrc", "_etc_evil",
+                                        "a_[31mred.jpg", "back_slash", "item6", "line__break.jpg"));
+  EXPECT_THAT(Names("."), ElementsAre("home", "out"));
+  for (const auto& command :
+       {std::vector<std::string>{"tree", "--items"}, {"ls", "root"}, {"info", "item4"}}) {
+    const Outcome shown = Kelo(command);
+    EXPECT_EQ(shown.exitCode, 0) << shown.err;
+    EXPECT_THAT(shown.out + get.out + get.err,
+                Not(::testing::ContainsRegex("[\x01-\x09\x0B-\x1F]")))
+        << command[0];
+  }
+}
+
+TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
+  // What is left of a name that filled its field of 255 bytes.
+  const auto cut = [](const std::string& end, const std::string& text) {
+    return std::string(255 - end.size(), 'n') + text;
+  };
+  std::vector<ScriptedItem> items = {
+      {"same.jpg", "2024-05-17T10:11:13Z", "2024-06-01"},
+      {"same.jpg", "2024-05-18T10:11:13Z", "2024-06-02"},
+      {"same.jpg", "2024-05-20T10:11:13Z", "2024-06-03"},
+      {"same (2).jpg", "2024-05-18 10:11:13", "2024-06-04"},
+      {"caf&#233;.jpg", "2024:05:18 10:11:13", "2024-06-01"},
+      {"cafe&#769;.jpg", "", "2024-06-02"},
+      {"caf\xC3\xA9.jpg", "2024-05-18T12:11:13+02:00", "2024-06-03"},
+      {cut("&#26716", "&#26716"), "2024-05-18T10:11:13.5Z", "2024-06-01"},
+      {cut("&#55357;&#563", "&#55357;&#563"), "", "2024-06-02"},
+      {cut("&#26716;.JPE", "&#26716;.JPE"), "", "2024-06-01"},
+      {cut("&#246;.j", "&#246;.j"), "", "2024-06-01", "image/tiff"},
+  };
+  const auto original = [](const std::string& id) { return Reply{.body = id}; };
+  ScriptAccount(items, original);
+  EXPECT_EQ(Get({"root"}).exitCode, 0);
+  const std::map<std::string, std::string> expected = {
+      {"same.jpg", "item0"},
+      {"same (3).jpg", "item1"},
+      {"same (4).jpg", "item2"},
+      {"same (2).jpg", "item3"},
+      {"caf\xC3\xA9.jpg", "item4"},
+      {"caf\xC3\xA9 (2).jpg", "item5"},
+      {"caf\xC3\xA9 (3).jpg", "item6"},
+      {cut("&#26716", ".jpg"), "item7"},
+      {cut("&#55357;&#563", ".jpg"), "item8"},
+      {cut("&#26716;.JPE", "桜.JPE"), "item9"},
+      {cut("&#246;.j", "ö.j.tif"), "item10"},
+  };
+  const auto contents = [&] {
+    std::map<std::string, std::string> all;
+    for (const auto& [path, file] : TreeOf(Out())) all[path] = file.first;
+    return all;
+  };
+  EXPECT_EQ(contents(), expected);
+  EXPECT_EQ(ModifyTime(Out() / cut("&#26716", ".jpg")), ModifyTime(Out() / "caf\xC3\xA9 (3).jpg"));
+
+  // One that came first in the account after the others doesn't move them, nor does one that went.
+  service_.ClearLog();
+  items[0] = {"same.jpg", "2024-05-19T10:11:13Z", "2024-05-01"};
+  ScriptAccount(items, original);
+  EXPECT_THAT(Get({"root"}).out, EndsWith("0 downloaded, 10 already here, 1 failed\n"));
+  fs::remove(Out() / "same.jpg");
+  EXPECT_THAT(Get({"root"}).out, EndsWith("1 downloaded, 10 already here\n"));
+  EXPECT_EQ(contents(), expected);
+  EXPECT_EQ(Fetched(), 1u);
+}
+
+// A hard link under another spelling is what a file system that doesn't count case shows.
+TEST_F(GetTest, TwoNamesOfOneFileAreSeenAsSuch) {
+  ScriptAccount({{"Same.jpg"}, {"same.jpg"}}, [&](const std::string& id) {
+    if (id == "item1") fs::create_hard_link(Out() / "Same.jpg", Out() / "same.jpg");
+    return Reply{.body = id};
+  });
+  for (const char* told : {"2 downloaded, 0 already here\n", "0 downloaded, 2 already here\n"}) {
+    const Outcome get = Get({"root"});
+    EXPECT_THAT(get.out, EndsWith(told)) << get.err;
+    EXPECT_EQ(ReadFile(Out() / "Same.jpg"), "item0");
+    EXPECT_EQ(ReadFile(Out() / "same (2).jpg"), "item1");
+  }
+  fs::remove(Out() / "same.jpg");
+  EXPECT_THAT(Get({"root", "--replace"}).out, EndsWith("2 downloaded, 0 already here\n"));
+  EXPECT_EQ(ReadFile(Out() / "Same.jpg"), "item0");
+}
+
+}  // namespace
+}  // namespace kelo::host::testing
