@@ -1,5 +1,5 @@
 // Restoring the session, and the account with it.
-#include "Host.h"
+#include "host/Host.h"
 
 namespace kelo::host {
 

@@ -4,11 +4,11 @@
 #include <functional>
 #include <string>
 
-#include "Find.h"
-#include "Interrupt.h"
-#include "Library.h"
-#include "Output.h"
-#include "StateFile.h"
+#include "host/account/Find.h"
+#include "host/library/Library.h"
+#include "host/library/StateFile.h"
+#include "host/terminal/Interrupt.h"
+#include "host/terminal/Output.h"
 
 namespace CLI {
 class App;

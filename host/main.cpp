@@ -7,11 +7,11 @@
 #include <memory>
 #include <string_view>
 
-#include "Completion.h"
-#include "Help.h"
-#include "Host.h"
-#include "Manual.h"
-#include "ResultText.h"
+#include "host/Host.h"
+#include "host/commandline/Completion.h"
+#include "host/commandline/Help.h"
+#include "host/commandline/Manual.h"
+#include "host/library/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 
 #include "KeloProcess.h"
-#include "host/ResultText.h"
-#include "host/UploadPlan.h"
+#include "host/library/ResultText.h"
+#include "host/upload/UploadPlan.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -2,10 +2,10 @@
 #include <gmock/gmock.h>
 
 #include "KeloProcess.h"
-#include "host/Find.h"
-#include "host/Records.h"
-#include "host/ResultText.h"
-#include "host/StateFile.h"
+#include "host/account/Find.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+#include "host/library/StateFile.h"
 
 namespace kelo::host::testing {
 namespace {

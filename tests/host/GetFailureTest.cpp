@@ -5,9 +5,9 @@
 #include <csignal>
 
 #include "GetTest.h"
-#include "host/Library.h"
-#include "host/Records.h"
-#include "host/StateFile.h"
+#include "host/library/Library.h"
+#include "host/library/Records.h"
+#include "host/library/StateFile.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "KeloProcess.h"
-#include "host/Dates.h"
+#include "host/account/Dates.h"
 
 namespace kelo::host::testing {
 namespace {

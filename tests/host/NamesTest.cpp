@@ -1,5 +1,5 @@
 // Names made fit for terminals and file systems.
-#include "host/Names.h"
+#include "host/account/Names.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 
 #include "KeloProcess.h"
 #include "Screen.h"
-#include "host/Columns.h"
+#include "host/terminal/Columns.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 
 #include "KeloProcess.h"
-#include "host/Output.h"
-#include "host/ShellWords.h"
-#include "host/Suggest.h"
+#include "host/commandline/ShellWords.h"
+#include "host/commandline/Suggest.h"
+#include "host/terminal/Output.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -1,0 +1,108 @@
+// Dates read from their fixed places.
+#include "host/account/Dates.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <ctime>
+
+#include "host/account/Names.h"
+
+namespace kelo::host {
+namespace {
+
+namespace chrono = std::chrono;
+
+struct Date {
+  chrono::sys_seconds time;
+  bool universal = false;  // otherwise a camera's
+};
+
+// Whether `text` begins as the pattern says: "0" is a digit, any other character one of its kind.
+bool Matches(std::string_view text, std::string_view pattern) {
+  if (text.size() < pattern.size()) return false;
+  for (std::size_t at = 0; at < pattern.size(); ++at) {
+    const char c = text[at];
+    const bool fits = pattern[at] == '0'   ? c >= '0' && c <= '9'
+                      : pattern[at] == '-' ? c == '-' || c == ':'
+                      : pattern[at] == 'T' ? c == 'T' || c == ' '
+                                           : c == pattern[at];
+    if (!fits) return false;
+  }
+  return true;
+}
+
+int Number(std::string_view digits) {
+  int number = 0;
+  for (const char digit : digits) number = number * 10 + (digit - '0');
+  return number;
+}
+
+// The zone behind the seconds, as what is to be taken off the clock; nothing where there is none.
+std::optional<chrono::minutes> Zone(std::string_view text) {
+  if (text == "Z") return chrono::minutes(0);
+  if (text.empty() || (text[0] != '+' && text[0] != '-')) return std::nullopt;
+  const bool colon = Matches(text.substr(1), "00:00");
+  if (!colon && !Matches(text.substr(1), "0000")) return std::nullopt;
+  const chrono::minutes offset = chrono::hours(Number(text.substr(1, 2))) +
+                                 chrono::minutes(Number(text.substr(colon ? 4 : 3, 2)));
+  return text[0] == '-' ? -offset : offset;
+}
+
+std::optional<Date> Read(std::string_view text, Clock clock) {
+  if (!Matches(text, "0000-00-00T00:00:00")) return std::nullopt;
+  const auto number = [&](std::size_t at) {
+    return static_cast<unsigned>(Number(text.substr(at, 2)));
+  };
+  const chrono::year_month_day day(chrono::year(Number(text.substr(0, 4))),
+                                   chrono::month(number(5)), chrono::day(number(8)));
+  if (!day.ok() || number(11) > 23 || number(14) > 59 || number(17) > 60) return std::nullopt;
+  const chrono::sys_seconds time = chrono::sys_days(day) + chrono::hours(number(11)) +
+                                   chrono::minutes(number(14)) + chrono::seconds(number(17));
+  std::string_view rest = text.substr(19);
+  if (rest.starts_with('.'))
+    rest.remove_prefix(std::min(rest.find_first_not_of("0123456789", 1), rest.size()));
+  const auto zone = Zone(rest);
+  return Date{zone ? time - *zone : time, zone || clock == Clock::Universal};
+}
+
+// On the clock that a person sees.
+chrono::sys_seconds ShownTime(const Date& date) {
+  if (!date.universal) return date.time;
+  const std::time_t seconds = chrono::system_clock::to_time_t(date.time);
+  std::tm local{};
+  if (localtime_r(&seconds, &local) == nullptr) return date.time;
+  return date.time + chrono::seconds(local.tm_gmtoff);
+}
+
+std::string Written(chrono::sys_seconds time, char between, bool withSeconds) {
+  const auto day = chrono::floor<chrono::days>(time);
+  const chrono::year_month_day date(day);
+  const chrono::hh_mm_ss clock(time - day);
+  std::string text =
+      fmt::format("{:04}-{:02}-{:02}{}{:02}:{:02}", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), between,
+                  clock.hours().count(), clock.minutes().count());
+  if (withSeconds) text += fmt::format(":{:02}", clock.seconds().count());
+  return text;
+}
+
+}  // namespace
+
+std::string DateText(std::string_view raw, Clock clock) {
+  const auto date = Read(raw, clock);
+  return date ? Written(ShownTime(*date), ' ', false) : Shown(raw);
+}
+
+std::string IsoDate(std::string_view raw, Clock clock) {
+  const auto date = Read(raw, clock);
+  return date ? Written(date->time, 'T', true) + (date->universal ? "Z" : "") : Resolved(raw);
+}
+
+std::optional<std::int64_t> ShownSeconds(std::string_view raw, Clock clock) {
+  const auto date = Read(raw, clock);
+  if (!date) return std::nullopt;
+  return ShownTime(*date).time_since_epoch().count();
+}
+
+}  // namespace kelo::host

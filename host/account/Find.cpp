@@ -1,0 +1,262 @@
+// Names and paths compared with every entry's.
+#include "host/account/Find.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "host/account/Names.h"
+#include "host/commandline/Suggest.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+#include "text/Unicode.h"
+
+namespace kelo::host {
+namespace {
+
+using Entry = tagKELO_ItemInfo;
+
+constexpr std::uint32_t kAlbums = kKELOKind_Album | kKELOKind_FriendAlbum | kKELOKind_RootAlbum;
+constexpr std::uint32_t kEverything = kAlbums | kKELOKind_Folder | kKELOKind_FileItem;
+constexpr std::size_t kMaxShown = 10;
+
+// Composed, so that no way to write an accent counts; byte for byte where it is not UTF-8.
+std::u16string Comparable(std::string_view text) {
+  std::string composed;
+  std::u16string units;
+  if (!Utf8ToUtf16(ComposeUtf8(text, composed), units) || (units.empty() && !text.empty()))
+    units.assign(text.begin(), text.end());
+  return units;
+}
+
+// A name of the catalogue, whose record cuts long ones.
+struct Name {
+  std::u16string text;
+  bool cut = false;
+
+  explicit Name(const Entry& entry)
+      : text(Comparable(NameText(FieldText(entry.name)))), cut(MayBeCut(FieldText(entry.name))) {}
+  explicit Name(std::u16string_view own) : text(own) {}
+};
+
+enum class Likeness { None, Folded, Exact };
+
+Likeness Compare(std::u16string_view wanted, const Name& name) {
+  if (name.cut && wanted.find(u'/', name.text.size()) == wanted.npos)
+    wanted = wanted.substr(0, name.text.size());
+  if (wanted == name.text) return Likeness::Exact;
+  return CompareFolded(wanted, name.text) == 0 ? Likeness::Folded : Likeness::None;
+}
+
+// How well `wanted` names the last `depth` of these names. Names may hold a "/" themselves.
+Likeness CompareTail(std::u16string_view wanted, const std::vector<Name>& path, std::size_t depth) {
+  const Name& last = path[depth - 1];
+  Likeness best = Compare(wanted, last);
+  if (depth == 1) {
+    if (wanted.starts_with(u'/')) best = std::max(best, Compare(wanted.substr(1), last));
+    return best;
+  }
+  for (std::size_t at = wanted.find(u'/', 1); at != wanted.npos && best != Likeness::Exact;
+       at = wanted.find(u'/', at + 1)) {
+    const Likeness here = Compare(wanted.substr(at + 1), last);
+    if (here != Likeness::None)
+      best = std::max(best, std::min(here, CompareTail(wanted.substr(0, at), path, depth - 1)));
+  }
+  return best;
+}
+
+// A folder or an album: the names that lead to it, and the path as shown, "/Journeys/Lisbon".
+struct Container {
+  Entry entry{};
+  std::vector<Name> path;
+  std::string shown;
+};
+
+std::vector<Container> Containers(Library& library) {
+  const auto entries =
+      library.List(KELO_ALL_ITEMS_ID, kKELOKind_Folder | kKELOKind_Album | kKELOKind_FriendAlbum);
+  std::map<std::string_view, const Entry*> folders;
+  for (const Entry& entry : entries)
+    if (entry.kind == kKELOKind_Folder) folders.emplace(FieldText(entry.itemId), &entry);
+  std::vector<Container> containers;
+  containers.push_back({library.Info(KELO_ROOT_ALBUM_ID), {Name(u"root")}, "/root"});
+  for (const Entry& entry : entries) {
+    Container& container = containers.emplace_back(Container{entry, {}, {}});
+    const auto add = [&container](const Entry& named) {
+      container.path.emplace_back(named);
+      container.shown += "/" + Shown(FieldText(named.name));
+    };
+    const auto folder = folders.find(FieldText(entry.parentId));
+    if (folder != folders.end()) add(*folder->second);
+    add(entry);
+  }
+  return containers;
+}
+
+struct Match {
+  Entry entry{};
+  std::string path;  // as shown
+};
+
+class Finder {
+ public:
+  Finder(Library& library, const std::string& wanted)
+      : library_(library),
+        wanted_(wanted),
+        comparable_(Comparable(wanted)),
+        containers_(Containers(library)) {}
+
+  // The best matches of these kinds, each entry once: those in the very letters, or else those
+  // without case.
+  std::vector<Match> Find(std::uint32_t kinds) {
+    Forget();
+    for (const Container& container : containers_)
+      if ((container.entry.kind & kinds & ~kKELOKind_RootAlbum) != 0)
+        Consider(container.entry, container.path, [&] { return container.shown; });
+    if (!matches_.empty() || (kinds & kKELOKind_FileItem) == 0) return matches_;
+    ForEachItem([this](const Container& container, const Entry& item) {
+      Consider(item, container.path, [&] { return container.shown + "/" + ShownName(item); });
+    });
+    return matches_;
+  }
+
+  // The known name that comes nearest, or the only one that begins like this; with as much of its
+  // path as was wanted.
+  std::optional<std::string> Nearest() {
+    const auto depth = std::count(wanted_.begin(), wanted_.end(), '/');
+    std::vector<std::string> known;
+    const auto add = [&](const std::string& shown) { known.push_back(Tail(shown, depth)); };
+    for (const Container& container : containers_) add(container.shown);
+    ForEachItem([&](const Container& container, const Entry& item) {
+      add(container.shown + "/" + ShownName(item));
+    });
+    std::optional<std::string> nearest = Closest(wanted_, known);
+    if (nearest) return nearest;
+    std::erase_if(known, [this](const std::string& name) { return !BeginsLikeWanted(name); });
+    std::sort(known.begin(), known.end());
+    if (!known.empty() && known.front() == known.back()) nearest = known.front();
+    return nearest;
+  }
+
+ private:
+  static std::string ShownName(const Entry& entry) { return Shown(FieldText(entry.name)); }
+
+  // The last parts of a path, with `depth` separators between them.
+  static std::string Tail(const std::string& shown, std::ptrdiff_t depth) {
+    std::size_t at = shown.size();
+    for (; depth >= 0 && at != 0; --depth) at = shown.rfind('/', at - 1);
+    return shown.substr(at + 1);
+  }
+
+  bool BeginsLikeWanted(const std::string& name) const {
+    const std::u16string text = Comparable(name);
+    return CompareFolded(text.substr(0, comparable_.size()), comparable_) == 0;
+  }
+
+  void Forget() {
+    best_ = Likeness::None;
+    matches_.clear();
+    ids_.clear();
+  }
+
+  template <typename ShownPath>
+  void Consider(const Entry& entry, const std::vector<Name>& path, const ShownPath& shownPath) {
+    const Likeness likeness = CompareTail(comparable_, path, path.size());
+    if (likeness == Likeness::None || likeness < best_) return;
+    if (likeness > best_) Forget();
+    best_ = likeness;
+    if (ids_.emplace(FieldText(entry.itemId)).second) matches_.push_back({entry, shownPath()});
+  }
+
+  // Calls with each item and its container, whose path leads to the item during the call.
+  template <typename Visit>
+  void ForEachItem(const Visit& visit) {
+    for (Container& container : containers_) {
+      if (container.entry.kind == kKELOKind_Folder) continue;
+      const bool root = container.entry.kind == kKELOKind_RootAlbum;
+      for (const Entry& item : library_.List(
+               root ? KELO_ROOT_ALBUM_ID : FieldText(container.entry.itemId), kKELOKind_FileItem)) {
+        container.path.emplace_back(item);
+        visit(container, item);
+        container.path.pop_back();
+      }
+    }
+  }
+
+  Library& library_;
+  const std::string& wanted_;
+  const std::u16string comparable_;
+  std::vector<Container> containers_;
+  Likeness best_ = Likeness::None;
+  std::vector<Match> matches_;
+  std::set<std::string> ids_;  // of the matches
+};
+
+[[noreturn]] void FailAmbiguous(const std::string& wanted, const std::vector<Match>& matches) {
+  std::string list;
+  for (const Match& match : matches) {
+    if (&match == &matches[kMaxShown]) {
+      list += fmt::format("\n  and {} more", matches.size() - kMaxShown);
+      break;
+    }
+    list += fmt::format("\n  {}  {}", Shown(FieldText(match.entry.itemId)), match.path);
+  }
+  throw Failure(fmt::format("'{}' may mean {} entries; name one by its id or its path:{}",
+                            Shown(wanted), matches.size(), list));
+}
+
+[[noreturn]] void FailUnknown(const std::string& wanted, Finder& finder) {
+  const auto nearest = finder.Nearest();
+  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}", Shown(wanted),
+                            nearest ? fmt::format("; did you mean '{}'?", *nearest)
+                                    : "; 'kelo tree' shows what there is"));
+}
+
+std::optional<Entry> OneOf(const std::string& wanted, const std::vector<Match>& matches) {
+  if (matches.size() > 1) FailAmbiguous(wanted, matches);
+  return matches.empty() ? std::nullopt : std::optional(matches.front().entry);
+}
+
+// By the id, or by the word for the root album.
+std::optional<Entry> FindById(Library& library, const std::string& wanted) {
+  if (wanted.empty()) throw Failure("an empty name names nothing");
+  if (wanted == "root") return library.Info(KELO_ROOT_ALBUM_ID);
+  if (wanted.size() >= KELO_ID_FIELD_SIZE) return std::nullopt;
+  try {
+    return library.Info(wanted);
+  } catch (const CommandFailure& failure) {
+    if (failure.Code() != kKELOResult_BadParameter) throw;  // otherwise: no id of anything
+  }
+  return std::nullopt;
+}
+
+bool IsAlbum(const Entry& entry) {
+  return (entry.kind & kAlbums) != 0;
+}
+
+}  // namespace
+
+Entry FindEntry(Library& library, const std::string& wanted) {
+  if (const auto entry = FindById(library, wanted)) return *entry;
+  Finder finder(library, wanted);
+  const auto entry = OneOf(wanted, finder.Find(kEverything));
+  if (!entry) FailUnknown(wanted, finder);
+  return *entry;
+}
+
+std::optional<Entry> FindAlbumIfAny(Library& library, const std::string& wanted) {
+  const auto entry = FindById(library, wanted);
+  if (!entry) return OneOf(wanted, Finder(library, wanted).Find(kAlbums));
+  return IsAlbum(*entry) ? entry : std::nullopt;
+}
+
+Entry FindAlbum(Library& library, const std::string& wanted) {
+  if (const auto album = FindAlbumIfAny(library, wanted)) return *album;
+  FindEntry(library, wanted);
+  throw Failure(fmt::format("'{}' is not an album", Shown(wanted)));
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,123 @@
+// Rows of listings and the keys that sort them.
+#include "host/account/Listing.h"
+
+#include <unicode/coll.h>
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <tuple>
+
+#include "host/account/Dates.h"
+#include "host/account/EntryJson.h"
+#include "host/account/Names.h"
+#include "host/account/Tree.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr std::size_t kMostPending = 1u << 16;  // bytes of lines
+
+struct EntryDate {
+  std::string_view text;  // lies in the entry
+  Clock clock;
+};
+
+// The date that a row shows, and by which it is sorted.
+EntryDate DateOf(const tagKELO_ItemInfo& entry, SortKey key) {
+  if (key == SortKey::Upload && entry.uploadDate[0] != '\0')
+    return {FieldText(entry.uploadDate), Clock::Universal};
+  if (key != SortKey::Upload && entry.shotDate[0] != '\0')
+    return {FieldText(entry.shotDate), Clock::Camera};
+  return {FieldText(entry.modifyDate), Clock::Universal};
+}
+
+std::string KindOf(const tagKELO_ItemInfo& entry) {
+  if (!IsContainer(entry)) return std::string(FormatText(entry.fileFormat));
+  return fmt::format("{} ({})", KindText(entry.kind), std::uint32_t{entry.itemCount});
+}
+
+}  // namespace
+
+// By the Unicode collation's root order, the same on every machine.
+class Listing::NameKeys {
+ public:
+  NameKeys() {
+    UErrorCode status = U_ZERO_ERROR;
+    collator_.reset(icu::Collator::createInstance(icu::Locale::getRoot(), status));
+    if (U_SUCCESS(status)) collator_->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+    if (U_FAILURE(status)) throw Failure("cannot sort by name: the collation is not available");
+  }
+
+  std::string operator()(const tagKELO_ItemInfo& entry) const {
+    const icu::UnicodeString name = icu::UnicodeString::fromUTF8(NameText(FieldText(entry.name)));
+    std::string key(64, '\0');
+    for (;;) {
+      const std::int32_t length = collator_->getSortKey(
+          name, reinterpret_cast<std::uint8_t*>(key.data()), static_cast<std::int32_t>(key.size()));
+      const bool whole = static_cast<std::size_t>(length) <= key.size();
+      key.resize(static_cast<std::size_t>(length));
+      if (whole) return key;
+    }
+  }
+
+ private:
+  std::unique_ptr<icu::Collator> collator_;
+};
+
+Listing::Listing(Output& out, SortOrder order) : out_(out), order_(order) {
+  if (order.key == SortKey::Name) nameKeys_ = std::make_unique<NameKeys>();
+}
+
+Listing::~Listing() = default;
+
+void Listing::Add(const tagKELO_ItemInfo& entry) {
+  empty_ = false;
+  if (order_.key == SortKey::Service && !order_.reverse)
+    Tell(RowOf(entry));
+  else
+    rows_.push_back(RowOf(entry));
+}
+
+Listing::Row Listing::RowOf(const tagKELO_ItemInfo& entry) const {
+  Row row;
+  const EntryDate date = DateOf(entry, order_.key);
+  if (nameKeys_) row.name = (*nameKeys_)(entry);
+  if (order_.key == SortKey::Shot || order_.key == SortKey::Upload) {
+    row.date =
+        ShownSeconds(date.text, date.clock).value_or(std::numeric_limits<std::int64_t>::max());
+  }
+  if (out_.IsJson()) {
+    row.object = EntryJson(entry);
+  } else {
+    row.line = fmt::format("{:<27}  {:<16}  {:<16}  {}", EntryId(entry), KindOf(entry),
+                           DateText(date.text, date.clock), EntryName(entry));
+  }
+  return row;
+}
+
+void Listing::Tell(const Row& row) {
+  if (out_.IsJson()) return out_.Result({}, row.object);
+  if (lines_.size() != 0) lines_.push_back('\n');
+  lines_.append(row.line);
+  if (lines_.size() >= kMostPending) Flush();
+}
+
+void Listing::Flush() {
+  if (lines_.size() != 0) out_.Line({lines_.data(), lines_.size()});
+  lines_.clear();
+}
+
+bool Listing::Finish() {
+  std::ranges::stable_sort(rows_, {}, [](const Row& row) { return std::tie(row.date, row.name); });
+  if (order_.reverse) std::ranges::reverse(rows_);
+  for (const Row& row : rows_) Tell(row);
+  rows_.clear();
+  Flush();
+  return !empty_;
+}
+
+}  // namespace kelo::host

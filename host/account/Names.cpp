@@ -1,0 +1,135 @@
+// Texts with replacement of what a terminal or a path must not see.
+#include "host/account/Names.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "KELOAccess.hpp"
+#include "text/Unicode.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr std::size_t kFileNameBytes = 255;   // what file systems take
+constexpr std::size_t kNameFieldBytes = 255;  // of the library's records
+constexpr std::size_t kExtensionBytes = 16;   // a longer one is none
+
+struct Range {
+  UChar32 first, last;
+};
+
+// Controls, line and paragraph separators, direction marks and overrides, the byte order mark, and
+// what stands for a malformed character.
+constexpr Range kUnshowable[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x200E, 0x200F},
+                                 {0x2028, 0x202E}, {0x2066, 0x2069}, {0xFEFF, 0xFEFF},
+                                 {0xFFFD, 0xFFFD}};
+
+bool Showable(UChar32 character) {
+  return character >= 0 && std::none_of(
+                               std::begin(kUnshowable), std::end(kUnshowable),
+                               [&](const Range& range) {
+                                 return character >= range.first && character <= range.last;
+                               });
+}
+
+// Copies the text with everything unshowable, and every character of `also`, replaced.
+std::string Cleaned(std::string_view text, char substitute, std::string_view also) {
+  std::string clean;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t start = i;
+    const bool keep =
+        Showable(NextCharacter(text, i)) && also.find(text[start]) == std::string_view::npos;
+    if (keep)
+      clean.append(text.substr(start, i - start));
+    else
+      clean.push_back(substitute);
+  }
+  return clean;
+}
+
+// Where the extension begins, with its dot; the end where there is none.
+std::size_t ExtensionAt(const std::string& name) {
+  const std::size_t dot = name.rfind('.');
+  const bool none = dot == std::string::npos || dot == 0 || name.size() - dot > kExtensionBytes;
+  return none ? name.size() : dot;
+}
+
+// The stem, shortened if need be, and the tail.
+std::string Joined(std::string_view stem, const std::string& tail) {
+  const std::size_t room = kFileNameBytes - tail.size();
+  return std::string(stem.size() <= room ? stem : WithoutCutCharacter(stem.substr(0, room))) + tail;
+}
+
+std::string Shortened(const std::string& name) {
+  const std::size_t extension = ExtensionAt(name);
+  return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
+}
+
+// Composed, as a person types it, where that is possible.
+std::string Composed(std::string text) {
+  std::string composed;
+  const std::string_view whole = ComposeUtf8(text, composed);
+  return whole.data() == composed.data() ? composed : text;
+}
+
+std::string Component(std::string_view text) {
+  std::string name = Cleaned(Composed(std::string(text)), '_', "/\\");
+  if (!name.empty() && name[0] == '.') name[0] = '_';
+  return Shortened(name);
+}
+
+// Printable ASCII without references, as most names are: long listings live on that.
+bool IsPlain(std::string_view raw) {
+  bool other = false;
+  for (const char c : raw) other |= c < 0x20 || c > 0x7E || c == '&';
+  return !other;
+}
+
+}  // namespace
+
+std::string Resolved(std::string_view raw) {
+  return Composed(Decoded(raw));
+}
+
+std::string NameText(std::string_view raw) {
+  return Composed(Decoded(raw, MayBeCut(raw)));
+}
+
+bool MayBeCut(std::string_view raw) {
+  return raw.size() == kNameFieldBytes;
+}
+
+std::string Shown(std::string_view raw) {
+  if (IsPlain(raw)) return std::string(raw);
+  return Cleaned(NameText(raw), '?', "");
+}
+
+std::string FileName(std::string_view raw, std::string_view fallback) {
+  std::string name = Component(NameText(raw));
+  if (name.empty()) name = Component(fallback);
+  return name.empty() ? "unnamed" : name;
+}
+
+std::string NumberedName(const std::string& name, int number, Named named) {
+  if (number == 1) return name;
+  const std::size_t extension = named == Named::kFile ? ExtensionAt(name) : name.size();
+  return Joined(std::string_view(name).substr(0, extension),
+                fmt::format(" ({}){}", number, name.substr(extension)));
+}
+
+std::string ByteText(std::uint64_t bytes) {
+  if (bytes < 1000) return CountText(bytes, "byte");
+  constexpr std::array<const char*, 5> kUnits = {"kB", "MB", "GB", "TB", "PB"};
+  double value = static_cast<double>(bytes) / 1000.0;
+  std::size_t unit = 0;
+  for (; value >= 999.95 && unit + 1 < kUnits.size(); ++unit) value /= 1000.0;
+  return fmt::format("{:.1f} {}", value, kUnits[unit]);
+}
+
+std::string CountText(std::uint64_t count, std::string_view noun) {
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,25 @@
+// The account as a tree of folders, albums and friends' albums.
+#pragma once
+
+#include <string>
+
+#include "host/library/Library.h"
+#include "host/terminal/Output.h"
+
+namespace kelo::host {
+
+// Tells what the library has loaded, with `items` the items too; in JSON an entry with its path a
+// line.
+void PrintTree(Library& library, Output& out, bool items);
+
+// Name and id of an entry as shown to a person, and its kind in words.
+std::string EntryName(const tagKELO_ItemInfo& entry);
+std::string EntryId(const tagKELO_ItemInfo& entry);
+std::string_view KindText(std::uint32_t kind);
+// The format of an item: "JPEG", "raw", "unknown".
+std::string_view FormatText(std::uint32_t format);
+
+// A folder or an album of any kind; otherwise an item.
+bool IsContainer(const tagKELO_ItemInfo& entry);
+
+}  // namespace kelo::host

@@ -1,0 +1,202 @@
+// Finds what the word being typed stands for, and collects the candidates.
+#include "host/commandline/Completion.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+
+#include "host/account/EntryPaths.h"
+#include "host/commandline/Help.h"
+#include "host/commandline/ShellWords.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr unsigned kPatienceSeconds = 4;
+
+struct Answer {
+  const char* kind = "words";
+  std::vector<Candidate> candidates;
+};
+
+// The word being typed: the value of an option, or an argument of a command.
+struct Place {
+  CLI::App* command = nullptr;  // null: none is named yet
+  CLI::Option* option = nullptr;
+  std::size_t arguments = 0;   // of the command before this word
+  bool onlyArguments = false;  // behind "--"
+};
+
+class Walk {
+ public:
+  explicit Walk(CLI::App& app) : app_(app) {}
+
+  // Reads a word that is complete.
+  void Pass(const std::string& word) {
+    if (place_.option != nullptr) {
+      Take(word);
+    } else if (!place_.onlyArguments && word == "--") {
+      place_.onlyArguments = true;
+    } else if (!place_.onlyArguments && word.starts_with('-')) {
+      const std::size_t end = word.find('=');
+      place_.option = ValuedOption(word.substr(0, end));
+      if (place_.option != nullptr && end != std::string::npos) Take(word.substr(end + 1));
+    } else if (place_.command == nullptr) {
+      place_.command = const_cast<CLI::App*>(FindCommand(app_, word));
+      lost_ = lost_ || place_.command == nullptr;
+    } else {
+      ++place_.arguments;
+    }
+  }
+
+  // The option of that name that takes a value.
+  CLI::Option* ValuedOption(const std::string& name) const {
+    for (CLI::App* level : {place_.command, &app_}) {
+      CLI::Option* option = level == nullptr ? nullptr : level->get_option_no_throw(name);
+      if (option != nullptr) return option->get_expected_max() > 0 ? option : nullptr;
+    }
+    return nullptr;
+  }
+
+  const Place& At() const { return place_; }
+  // No command of ours: nothing is known about what follows.
+  bool Lost() const { return lost_; }
+
+ private:
+  // The options of all commands say whose account it is; they count as given.
+  void Take(const std::string& value) {
+    CLI::Option* option = std::exchange(place_.option, nullptr);
+    if (app_.get_option_no_throw(option->get_name()) != option) return;
+    option->add_result(value);
+    option->run_callback();
+  }
+
+  CLI::App& app_;
+  Place place_;
+  bool lost_ = false;
+};
+
+void TakeFromEnvironment(CLI::App& app) {
+  for (CLI::Option* option : app.get_options()) {
+    const char* value = std::getenv(option->get_envname().c_str());
+    if (value == nullptr || option->get_envname().empty() || option->count() > 0) continue;
+    option->add_result(value);
+    option->run_callback();
+  }
+}
+
+void AddCommands(const CLI::App& app, const std::string& begun, Answer& answer) {
+  for (const CLI::App* command : ListedCommands(app))
+    if (command->get_name().starts_with(begun))
+      answer.candidates.push_back({command->get_name(), command->get_description()});
+}
+
+void AddOptions(const CLI::App& level, const std::string& begun, Answer& answer) {
+  for (const CLI::Option* option : ListedOptions(level))
+    for (const std::string& name : option->get_lnames())
+      if (("--" + name).starts_with(begun))
+        answer.candidates.push_back({"--" + name, option->get_description()});
+}
+
+// The argument that the word at this place would be.
+const CLI::Option* Argument(const Place& place) {
+  std::size_t at = place.arguments;
+  for (const CLI::Option* option : ListedOptions(*place.command)) {
+    if (!option->get_positional()) break;
+    const auto most = static_cast<std::size_t>(option->get_items_expected_max());
+    if (at < most) return option;
+    at -= most;
+  }
+  return nullptr;
+}
+
+std::vector<Candidate> NamesOf(const CommonOptions& options, EntryKinds kinds,
+                               const std::string& begun) {
+  // An account that answers late is one that does not answer: nobody waits for a tab key.
+  std::signal(SIGALRM, [](int) { ::_exit(0); });
+  ::alarm(kPatienceSeconds);
+  try {
+    CommonOptions once = options;
+    once.persistence.retries = 0;
+    Host host(once);
+    host.State().ApplyUrl();
+    return EntryPaths(host.Loaded(), kinds, begun);
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+// Values of an option or argument, by the label that it has in the help.
+Answer Values(const CLI::App& app, const CommonOptions& options, const CLI::Option& option,
+              const std::string& begun) {
+  const std::string label = ValueName(option);
+  const auto is = [&](std::initializer_list<const char*> labels) {
+    return std::find(labels.begin(), labels.end(), label) != labels.end();
+  };
+  Answer answer;
+  if (is({"PATH"})) return {.kind = "files", .candidates = {}};
+  if (is({"DIR"})) return {.kind = "folders", .candidates = {}};
+  if (is({"COMMAND"}))
+    AddCommands(app, begun, answer);
+  else if (is({"FOLDER"}))
+    answer = {"names", NamesOf(options, {.albums = false, .items = false}, begun)};
+  else if (is({"ALBUM"}))
+    answer = {"names", NamesOf(options, {.folders = false, .items = false}, begun)};
+  else if (is({"PLACE"}))
+    answer = {"names", NamesOf(options, {.items = false}, begun)};
+  else if (is({"ENTRY", "ITEM", "TARGET"}))
+    answer = {"names", NamesOf(options, {}, begun)};
+  return answer;
+}
+
+Answer Find(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words) {
+  Walk walk(app);
+  for (std::size_t at = 0; at + 1 < words.size(); ++at) walk.Pass(words[at]);
+  TakeFromEnvironment(app);
+  const Place& place = walk.At();
+  const std::string& begun = words.back();
+  if (walk.Lost()) return {};
+  if (place.option != nullptr) return Values(app, options, *place.option, begun);
+  Answer answer;
+  if (!place.onlyArguments && begun.starts_with('-')) {
+    const std::size_t end = begun.find('=');
+    const CLI::Option* option = walk.ValuedOption(begun.substr(0, end));
+    if (end != std::string::npos) {
+      if (option == nullptr) return {};
+      answer = Values(app, options, *option, begun.substr(end + 1));
+      for (Candidate& one : answer.candidates) one.text.insert(0, begun, 0, end + 1);
+      return answer;
+    }
+    if (place.command != nullptr) AddOptions(*place.command, begun, answer);
+    AddOptions(app, begun, answer);
+  } else if (place.command == nullptr) {
+    AddCommands(app, begun, answer);
+  } else if (const CLI::Option* option = Argument(place)) {
+    answer = Values(app, options, *option, begun);
+  }
+  return answer;
+}
+
+}  // namespace
+
+int Complete(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words) {
+  if (words.empty()) return 0;
+  const bool bash = words.front() == "bash";
+  std::vector<std::string> typed(words.begin() + 1, words.end());
+  if (typed.empty()) typed.emplace_back();
+  const ShellWords plain = bash ? FromBash(typed) : ShellWords{typed, {}, {}};
+  const Answer answer = Find(app, options, plain.words);
+  fmt::print("{}\n", answer.kind);
+  for (const Candidate& one : answer.candidates)
+    if (bash)
+      fmt::print("{}\n", ForBash(one.text, plain));
+    else
+      fmt::print("{}\t{}\n", one.text, one.about);
+  return 0;
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,183 @@
+// tree, ls, info.
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include <map>
+#include <memory>
+
+#include "host/Host.h"
+#include "host/account/Dates.h"
+#include "host/account/EntryJson.h"
+#include "host/account/Listing.h"
+#include "host/account/Names.h"
+#include "host/account/Tree.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr const char* kDatesFooter =
+    "Dates of files and uploads are on the local clock, those of shots on the camera's.";
+
+struct TreeOptions {
+  bool items = false;
+  bool json = false;
+};
+
+int Tree(Host& host, const TreeOptions& options) {
+  if (options.json) host.Out().UseJson();
+  PrintTree(host.Loaded(), host.Out(), options.items);
+  return 0;
+}
+
+// ---- ls ----
+
+constexpr std::uint32_t kTopKinds = kKELOKind_RootAlbum | kKELOKind_Folder | kKELOKind_Album;
+
+struct ListOptions {
+  std::string target;
+  bool all = false;
+  bool json = false;
+  SortOrder order;
+};
+
+// Everything on the account: each folder and album, followed by its items.
+void ListAll(Library& library, Listing& listing) {
+  for (const auto& container : library.List(KELO_ALL_ITEMS_ID, kTopKinds | kKELOKind_FriendAlbum)) {
+    listing.Add(container);
+    if (container.kind == kKELOKind_Folder) continue;
+    for (const auto& item : library.List(FieldText(container.itemId), kKELOKind_FileItem))
+      listing.Add(item);
+  }
+}
+
+void ListOne(Library& library, const std::string& target, Listing& listing) {
+  const tagKELO_ItemInfo entry = FindEntry(library, target);
+  if (!IsContainer(entry)) throw Failure("that is an item, not a folder or album; see 'kelo info'");
+  for (const auto& child :
+       library.List(FieldText(entry.itemId),
+                    entry.kind == kKELOKind_Folder ? kKELOKind_Album : kKELOKind_FileItem))
+    listing.Add(child);
+}
+
+int List(Host& host, const ListOptions& options) {
+  if (options.json) host.Out().UseJson();
+  Library& library = host.Loaded();
+  Listing listing(host.Out(), options.order);
+  if (options.all)
+    ListAll(library, listing);
+  else if (!options.target.empty() && options.target != "/")
+    ListOne(library, options.target, listing);
+  else
+    for (const auto& entry : library.List("", kTopKinds)) listing.Add(entry);
+  if (!listing.Finish()) host.Out().Note("nothing in it");
+  return 0;
+}
+
+// ---- info ----
+
+struct InfoOptions {
+  std::string wanted;
+  bool fresh = false;
+  bool json = false;
+};
+
+// What the service tells of an item now, completed by what is known of it: the service's answer
+// has neither the kind nor the album.
+tagKELO_ItemInfo FreshInfo(Host& host, const std::string& wanted) {
+  tagKELO_ItemInfo known = FindEntry(host.Loaded(), wanted);
+  if (IsContainer(known))
+    throw Failure(
+        fmt::format("'{}' is not an item; the service tells about items alone", Shown(wanted)));
+  tagKELO_ItemInfo fresh = host.Loaded().Info(FieldText(known.itemId), true);
+  fresh.kind = known.kind;
+  CopyText(fresh.parentId, FieldText(known.parentId));
+  return fresh;
+}
+
+void ShowInfo(Output& out, const tagKELO_ItemInfo& entry) {
+  const auto field = [&out](std::string_view label, std::string_view text) {
+    if (!text.empty()) out.Line(fmt::format("{:<10}{}", label, Shown(text)));
+  };
+  field("name", EntryName(entry));
+  field("id", EntryId(entry));
+  field("kind", KindText(entry.kind));
+  if (IsContainer(entry))
+    field("items", std::to_string(entry.itemCount));
+  else
+    field("format", FormatText(entry.fileFormat));
+  const std::string_view parent = FieldText(entry.parentId);
+  field("in", parent == KELO_ROOT_ALBUM_ID ? "root" : parent);
+  field("modified", DateText(FieldText(entry.modifyDate), Clock::Universal));
+  field("shot", DateText(FieldText(entry.shotDate), Clock::Camera));
+  field("uploaded", DateText(FieldText(entry.uploadDate), Clock::Universal));
+  field("original", FieldText(entry.origUrl));
+  field("screen", FieldText(entry.screenUrl));
+}
+
+int Info(Host& host, const InfoOptions& options) {
+  if (options.json) host.Out().UseJson();
+  const tagKELO_ItemInfo entry =
+      options.fresh ? FreshInfo(host, options.wanted) : FindEntry(host.Loaded(), options.wanted);
+  if (options.json)
+    host.Out().Result("", EntryJson(entry));
+  else
+    ShowInfo(host.Out(), entry);
+  if (options.fresh) host.Out().Note("the service tells no more: no size, caption, rating or tags");
+  return 0;
+}
+
+void AddInfo(CLI::App& app, Action& chosen) {
+  CLI::App* info = app.add_subcommand("info", "Show one item, album or folder");
+  const auto options = std::make_shared<InfoOptions>();
+  info->add_option("ENTRY", options->wanted, "Its id, name or path")->required();
+  info->add_flag("--fresh", options->fresh, "What the service tells now, of an item");
+  info->add_flag("--json", options->json, kJsonHelp);
+  info->footer(kDatesFooter);
+  info->callback(
+      [options, &chosen] { chosen = [options](Host& host) { return Info(host, *options); }; });
+}
+
+void AddTree(CLI::App& app, Action& chosen) {
+  CLI::App* tree = app.add_subcommand("tree", "Show the account's folders and albums as a tree");
+  const auto options = std::make_shared<TreeOptions>();
+  tree->add_flag("--items,-i", options->items, "Show the items too");
+  tree->add_flag("--json", options->json, kJsonHelp);
+  tree->callback(
+      [options, &chosen] { chosen = [options](Host& host) { return Tree(host, *options); }; });
+}
+
+void AddList(CLI::App& app, Action& chosen) {
+  CLI::App* list = app.add_subcommand("ls", "List what is in an album, a folder or the account");
+  const auto options = std::make_shared<ListOptions>();
+  CLI::Option* target =
+      list->add_option("PLACE", options->target,
+                       "Id, name or path of an album or folder; 'root' for the items in no album; "
+                       "without it, the top");
+  list->add_flag("--all,-a", options->all, "Everything on the account, friends' albums included")
+      ->excludes(target);
+  static const std::map<std::string, SortKey> kKeys = {
+      {"name", SortKey::Name}, {"shot", SortKey::Shot}, {"upload", SortKey::Upload}};
+  list->add_option("--sort", options->order.key, "By name, shot or upload date: name, shot, upload")
+      ->transform(CLI::CheckedTransformer(kKeys).description(""))
+      ->type_name("KEY");
+  list->add_flag("--reverse,-r", options->order.reverse, "In the reverse order");
+  list->add_flag("--json", options->json, kJsonHelp);
+  list->footer(std::string("Columns: id, kind, date (of the shot, where known; with --sort upload, "
+                           "of the upload), name. "
+                           "Without --sort the service's order. ") +
+               kDatesFooter);
+  list->callback(
+      [options, &chosen] { chosen = [options](Host& host) { return List(host, *options); }; });
+}
+
+}  // namespace
+
+void AddBrowseCommands(CLI::App& app, Action& chosen) {
+  AddTree(app, chosen);
+  AddList(app, chosen);
+  AddInfo(app, chosen);
+}
+
+}  // namespace kelo::host

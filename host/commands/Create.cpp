@@ -1,0 +1,161 @@
+// mkdir, mkalbum.
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+
+#include "host/Host.h"
+#include "host/account/EntryJson.h"
+#include "host/account/Names.h"
+#include "host/commandline/Arguments.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+struct NewContainers {
+  std::uint32_t kind = 0;
+  std::vector<std::string> names;
+  std::string folder;  // as a person names it; empty: the top
+  bool force = false;
+  bool json = false;
+};
+
+// Tells what became of each of the new folders or albums.
+class ContainerReport {
+ public:
+  ContainerReport(Output& out, std::uint32_t kind, const std::string& parent) : out_(out) {
+    record_.kind = kind;
+    CopyText(record_.parentId, parent);
+  }
+
+  void Made(const std::string& name, std::string_view id) {
+    out_.Result(fmt::format("{}  {}", Shown(id), Shown(name)), Object(name, id));
+  }
+
+  // `error` is for JSON; `id` is of one that is there already.
+  void NotMade(const std::string& name, std::string_view id, const std::string& why,
+               const Json& error) {
+    failed_ = true;
+    if (!out_.IsJson())
+      return out_.Problem(fmt::format("cannot create '{}': {}", Shown(name), why));
+    Json object = Object(name, id);
+    object["error"] = error;
+    out_.Result("", object);
+  }
+
+  bool Failed() const { return failed_; }
+
+ private:
+  Json Object(const std::string& name, std::string_view id) {
+    CopyText(record_.itemId, id);
+    Json object = EntryJson(record_);
+    object["name"] = name;
+    object.erase("itemCount");
+    return object;
+  }
+
+  Output& out_;
+  tagKELO_ItemInfo record_{};
+  bool failed_ = false;
+};
+
+// The entry of that name; of a name that filled its field, the catalogue has the beginning only.
+const tagKELO_ItemInfo* OfName(const std::vector<tagKELO_ItemInfo>& entries,
+                               const std::string& name) {
+  const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
+    const std::string_view raw = FieldText(entry.name);
+    const std::string there = NameText(raw);
+    return MayBeCut(raw) ? name.starts_with(there) : name == there;
+  });
+  return found == entries.end() ? nullptr : &*found;
+}
+
+// The names that are to be created; those that are there already are told of and left out.
+std::vector<std::string> NotThereYet(Library& library, const NewContainers& wanted,
+                                     const std::string& parent, ContainerReport& report) {
+  if (wanted.force) return wanted.names;
+  const auto there = library.List(parent, wanted.kind);
+  std::vector<std::string> names;
+  for (const std::string& name : wanted.names) {
+    const tagKELO_ItemInfo* entry = OfName(there, name);
+    if (entry == nullptr && std::find(names.begin(), names.end(), name) == names.end()) {
+      names.push_back(name);
+      continue;
+    }
+    const std::string id(entry == nullptr ? "" : FieldText(entry->itemId));
+    const std::string why =
+        fmt::format("it is {}; --force makes a second one",
+                    id.empty() ? "named twice" : "there already, with the id " + Shown(id));
+    report.NotMade(name, id, why, {{"code", kKELOResult_Conflict}, {"message", why}});
+  }
+  return names;
+}
+
+void Create(Library& library, const std::vector<std::string>& names, std::uint32_t kind,
+            const std::string& parent, ContainerReport& report) {
+  std::vector<tagKELO_ItemInfo> records(names.size());
+  for (std::size_t at = 0; at < names.size(); ++at) {
+    records[at].kind = kind;
+    CopyText(records[at].name, names[at]);
+  }
+  const std::uint32_t result = library.AddContainers(parent, records);
+  for (std::size_t at = 0; at < names.size(); ++at) {
+    if (records[at].result == 0 && records[at].itemId[0] != '\0') {
+      report.Made(names[at], FieldText(records[at].itemId));
+    } else {
+      const std::uint32_t code = records[at].result != 0 ? records[at].result : result;
+      report.NotMade(names[at], {}, ResultText(code, kKELOCommand_AddItems),
+                     ErrorJson(code, kKELOCommand_AddItems));
+    }
+  }
+  if (result == kKELOResult_Aborted) throw CommandFailure("create", result, kKELOCommand_AddItems);
+}
+
+int MakeContainers(Host& host, const NewContainers& wanted) {
+  if (wanted.json) host.Out().UseJson();
+  Library& library = host.Loaded();
+  std::string parent;
+  if (!wanted.folder.empty()) {
+    const tagKELO_ItemInfo folder = FindEntry(library, wanted.folder);
+    if (folder.kind != kKELOKind_Folder)
+      throw Failure(fmt::format("'{}' is not a folder", Shown(wanted.folder)));
+    parent = FieldText(folder.itemId);
+  }
+  ContainerReport report(host.Out(), wanted.kind, parent);
+  const auto names = NotThereYet(library, wanted, parent, report);
+  if (!names.empty()) Create(library, names, wanted.kind, parent, report);
+  return report.Failed() ? 1 : 0;
+}
+
+CLI::App* AddContainerCommand(CLI::App& app, Action& chosen, const char* name, const char* noun,
+                              const std::shared_ptr<NewContainers>& wanted) {
+  CLI::App* command = app.add_subcommand(name, fmt::format("Create {}s", noun));
+  command->add_option("NAME", wanted->names, fmt::format("Names of the {}s", noun))
+      ->required()
+      ->check(AtMost(255));
+  command->add_flag("--force", wanted->force,
+                    fmt::format("Create also a second {} of the same name", noun));
+  command->add_flag("--json", wanted->json, kJsonHelp);
+  command->callback([wanted, &chosen] {
+    chosen = [wanted](Host& host) { return MakeContainers(host, *wanted); };
+  });
+  return command;
+}
+
+}  // namespace
+
+void AddCreateCommands(CLI::App& app, Action& chosen) {
+  const auto folders = std::make_shared<NewContainers>();
+  folders->kind = kKELOKind_Folder;
+  AddContainerCommand(app, chosen, "mkdir", "folder", folders);
+  const auto albums = std::make_shared<NewContainers>();
+  albums->kind = kKELOKind_Album;
+  AddContainerCommand(app, chosen, "mkalbum", "album", albums)
+      ->add_option("--folder", albums->folder,
+                   "Id or name of the folder to create them in; without it, at the top");
+}
+
+}  // namespace kelo::host

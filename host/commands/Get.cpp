@@ -1,0 +1,145 @@
+// get: download originals.
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <memory>
+
+#include "host/Host.h"
+#include "host/account/Names.h"
+#include "host/download/Fetch.h"
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+struct GetOptions {
+  std::vector<std::string> targets;
+  std::vector<std::string> albums;
+  bool all = false;
+  std::string folder = ".";
+  FetchOptions fetch;
+};
+
+// Tells each file's fate as it comes, and counts.
+class Reporter {
+ public:
+  Reporter(Output& out, std::size_t toFetch, bool dryRun)
+      : out_(out), toFetch_(toFetch), dryRun_(dryRun) {
+    TellDone();
+  }
+
+  void operator()(const FetchedFile& file) {
+    ++counts_[static_cast<std::size_t>(file.outcome)];
+    TellDone();
+    const std::string name = Shown(file.file.path.string());
+    if (file.outcome == FetchOutcome::kFailed)
+      out_.Problem(fmt::format("{}: {} ({})", name, file.problem, file.code));
+    const std::string line = Words(file);
+    if (out_.IsJson() || !line.empty()) out_.Result(name + ": " + line, ToJson(file));
+  }
+
+  int Finish() {
+    if (Interrupt::Signal() != 0) return 1;
+    const std::size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
+    out_.Line(fmt::format("{}, {} already here{}{}",
+                          dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
+                                  : fmt::format("{} downloaded", Count(FetchOutcome::kStored)),
+                          Count(FetchOutcome::kHere), Also(Count(FetchOutcome::kFailed), "failed"),
+                          Also(untried, "not tried")));
+    return Count(FetchOutcome::kFailed) + untried == 0 ? 0 : 1;
+  }
+
+ private:
+  static std::string Also(std::size_t count, std::string_view words) {
+    return count == 0 ? "" : fmt::format(", {} {}", count, words);
+  }
+
+  std::size_t Count(FetchOutcome outcome) const {
+    return counts_[static_cast<std::size_t>(outcome)];
+  }
+
+  // What an abort would say.
+  void TellDone() {
+    out_.SetDone(fmt::format("{} of {} stored{}", Count(FetchOutcome::kStored), toFetch_,
+                             Also(Count(FetchOutcome::kHere), "already here")));
+  }
+
+  // Empty where there is nothing to tell but the count at the end.
+  std::string Words(const FetchedFile& file) const {
+    if (file.outcome == FetchOutcome::kStored)
+      return fmt::format("stored, {}", ByteText(file.size));
+    return file.outcome == FetchOutcome::kNotTried && dryRun_ ? "would be fetched" : "";
+  }
+
+  Json ToJson(const FetchedFile& file) const {
+    constexpr const char* kWords[] = {"stored", "alreadyHere", "failed", "notTried"};
+    const bool planned = dryRun_ && file.outcome == FetchOutcome::kNotTried;
+    Json object{
+        {"id", file.file.itemId},
+        {"name", file.file.name},
+        {"path", file.file.path.string()},
+        {"outcome", planned ? "wouldStore" : kWords[static_cast<std::size_t>(file.outcome)]}};
+    if (file.outcome == FetchOutcome::kStored) object["bytes"] = file.size;
+    if (file.outcome == FetchOutcome::kFailed)
+      object["error"] = {{"code", file.code}, {"message", file.problem}};
+    return object;
+  }
+
+  Output& out_;
+  const std::size_t toFetch_;
+  const bool dryRun_;
+  std::array<std::size_t, 4> counts_{};
+};
+
+int Get(Host& host, const GetOptions& options) {
+  if (options.all == !(options.targets.empty() && options.albums.empty()))
+    throw CLI::ValidationError("get", "name what to get, or everything with --all");
+  Library& library = host.Loaded();
+  Wanted wanted{.entries = {}, .all = options.all};
+  for (const std::string& target : options.targets)
+    wanted.entries.push_back(FindEntry(library, target));
+  for (const std::string& album : options.albums)
+    wanted.entries.push_back(FindAlbum(library, album));
+  DownloadPlan plan = PlanDownload(library, wanted, options.folder);
+  if (plan.files.empty()) host.Out().Note("nothing in it");
+  Reporter reporter(host.Out(), CountToFetch(plan, options.fetch), options.fetch.dryRun);
+  FetchPlan(library, std::move(plan), options.fetch, std::ref(reporter));
+  return reporter.Finish();
+}
+
+}  // namespace
+
+void AddGetCommand(CLI::App& app, Action& chosen) {
+  CLI::App* get = app.add_subcommand("get", "Download originals");
+  const auto options = std::make_shared<GetOptions>();
+  const auto json = std::make_shared<bool>(false);
+  get->add_option("TARGET", options->targets,
+                  "Ids, names or paths of items, albums and folders; 'root' for the items in no "
+                  "album");
+  get->add_option("--album", options->albums, "An album, like a TARGET")->type_name("ALBUM");
+  get->add_flag("--all", options->all, "Everything, friends' albums included");
+  get->add_option("--to", options->folder, "Folder to download into, created if missing")
+      ->type_name("DIR")
+      ->capture_default_str();
+  get->add_flag("--replace", options->fetch.replace,
+                "Get also what is here already, in place of the file that stands there");
+  get->add_flag("--dry-run", options->fetch.dryRun, "Tell what would be downloaded, do nothing");
+  get->add_flag("--json", *json, "Tell of each file as a JSON object, one a line");
+  get->footer(
+      "One album goes straight into the folder; a folder, several albums and --all make folders as "
+      "in\n"
+      "the account, friends' albums in \"Friends' albums\". A file gets the date of its picture, "
+      "by which\n"
+      "another 'kelo get' knows it and leaves it alone, and 'kelo put' knows that it is stored. "
+      "Two files\n"
+      "that would have one name are numbered. Ctrl-C leaves no partial file.");
+  get->callback([options, json, &chosen] {
+    chosen = [options, json](Host& host) {
+      if (*json) host.Out().UseJson();
+      return Get(host, *options);
+    };
+  });
+}
+
+}  // namespace kelo::host

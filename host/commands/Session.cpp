@@ -1,0 +1,161 @@
+// login, logout, extend, quota.
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+#include "host/Host.h"
+#include "host/account/Names.h"
+#include "host/library/ResultText.h"
+#include "host/terminal/Prompt.h"
+
+namespace kelo::host {
+namespace {
+
+struct LoginOptions {
+  Credentials credentials;
+  std::optional<std::string> url;
+  bool remember = false;
+};
+
+// The library's fields hold 32 characters; a cut credential would fail without saying why.
+std::string CheckCredential(const std::string& text) {
+  if (text.empty()) return "must not be empty";
+  if (text.find_first_of("\r\n") != std::string::npos) return "must be one line";
+  return text.size() > 32 ? "is longer than 32 characters" : "";
+}
+
+struct CredentialOption {
+  std::string Credentials::*field;
+  const char* option;
+  const char* variable;
+  const char* name;
+  const char* about;
+  bool secret;
+};
+constexpr CredentialOption kCredentials[] = {
+    {&Credentials::apiKey, "--key", "KELO_KEY", "API key", "API key", false},
+    {&Credentials::authToken, "--token", "KELO_TOKEN", "Token",
+     "Authentication token of the account", false},
+    {&Credentials::signingSecret, "--secret", "KELO_SECRET", "Secret",
+     "Signing secret; better typed or given in the environment, where no process list shows it",
+     true},
+};
+
+// Asks for what was not given.
+Credentials Completed(Credentials credentials) {
+  std::string missing;
+  for (const CredentialOption& one : kCredentials) {
+    std::string& text = credentials.*one.field;
+    if (!text.empty()) continue;
+    if (!CanAsk()) {
+      missing += fmt::format("{}{} (or {})", missing.empty() ? "" : ", ", one.option, one.variable);
+      continue;
+    }
+    text = Ask(one.name, one.secret);
+    const std::string fault = CheckCredential(text);
+    if (!fault.empty()) throw CLI::ValidationError(one.option, fault);
+  }
+  if (!missing.empty())
+    throw CLI::ValidationError("login", "without a terminal to ask on, give " + missing);
+  return credentials;
+}
+
+int Login(Host& host, const LoginOptions& options) {
+  const Credentials credentials = Completed(options.credentials);
+  const StateFile state = host.State();
+  if (options.url)
+    state.TryUrl(*options.url);
+  else
+    state.ApplyUrl();
+  Library& library = host.Bare();
+  library.OpenSession(credentials);
+  if (options.url) state.KeepUrl(*options.url);
+  // Those of another account must not open its session again in place of this one.
+  state.ForgetCredentials();
+  state.Save({library.Session(), credentials.signingSecret});
+  if (options.remember) state.Remember(credentials);
+  host.Out().Line("logged in");
+  return 0;
+}
+
+int Logout(Host& host, bool forget) {
+  const StateFile state = host.State();
+  state.ForgetCredentials();  // so that a session that is over is not opened again to be closed
+  if (!forget) {
+    try {
+      host.WithSession().CloseSession();
+    } catch (const CommandFailure& failure) {
+      if (failure.Code() != kKELOResult_NoSession) throw;  // over already: nothing left to close
+    }
+  }
+  state.Remove();
+  host.Out().Line(forget ? "forgotten here; the service was not told" : "logged out");
+  return 0;
+}
+
+int Extend(Host& host) {
+  Library& library = host.WithSession();
+  const StoredSession stored = host.State().Load();
+  library.ExtendToken(stored.session, stored.secret);
+  // Extending reports nothing by itself; whether the session lives shows in the next request.
+  library.Capacity();
+  host.Out().Line("the session is alive");
+  return 0;
+}
+
+int Quota(Host& host, bool json) {
+  if (json) host.Out().UseJson();
+  const auto [used, all] = host.WithSession().Capacity();
+  const double percent =
+      all == 0 ? 0 : 100.0 * static_cast<double>(used) / static_cast<double>(all);
+  host.Out().Result(fmt::format("{} of {} used ({:.1f} %)", ByteText(used), ByteText(all), percent),
+                    {{"usedBytes", used}, {"totalBytes", all}});
+  return 0;
+}
+
+void AddLogin(CLI::App& app, Action& chosen) {
+  CLI::App* login = app.add_subcommand("login", "Open a session and keep it");
+  const auto options = std::make_shared<LoginOptions>();
+  login
+      ->add_option("--url", options->url,
+                   "Base URL of the service, e.g. http://127.0.0.1:8080; remembered until another "
+                   "one is given, '' goes back to the built-in one")
+      ->envname("KELO_URL");
+  const CLI::Validator fits([](std::string& text) { return CheckCredential(text); }, "");
+  for (const CredentialOption& one : kCredentials) {
+    login->add_option(one.option, options->credentials.*one.field, one.about)
+        ->envname(one.variable)
+        ->check(fits);
+  }
+  login->add_flag(
+      "--remember", options->remember,
+      "Keep key, token and secret too, and open a session that is over again with them");
+  login->footer(
+      "On a terminal, login asks for what is missing. Session and credentials are kept in "
+      "$XDG_STATE_HOME/kelo (or ~/.local/state/kelo), readable by you alone; those of a --profile "
+      "lie in a folder below. 'kelo logout' forgets both.");
+  login->callback(
+      [options, &chosen] { chosen = [options](Host& host) { return Login(host, *options); }; });
+}
+
+}  // namespace
+
+void AddSessionCommands(CLI::App& app, Action& chosen) {
+  AddLogin(app, chosen);
+  CLI::App* logout = app.add_subcommand("logout", "Close the session and forget it");
+  const auto forget = std::make_shared<bool>(false);
+  logout->add_flag("--forget", *forget, "Only forget it here, without telling the service");
+  logout->callback(
+      [forget, &chosen] { chosen = [forget](Host& host) { return Logout(host, *forget); }; });
+  CLI::App* quota = app.add_subcommand("quota", "Show how much the account stores and may store");
+  const auto json = std::make_shared<bool>(false);
+  quota->add_flag("--json", *json, kJsonHelp);
+  quota->callback([json, &chosen] { chosen = [json](Host& host) { return Quota(host, *json); }; });
+  app.add_subcommand("extend", "Keep the session alive, and see whether it is")
+      ->callback([&chosen] { chosen = Extend; });
+}
+
+}  // namespace kelo::host

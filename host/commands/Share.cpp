@@ -1,0 +1,119 @@
+// contacts, verify, mail.
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+
+#include "host/Host.h"
+#include "host/account/Names.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+void RequireAddress(const std::vector<std::string>& addresses) {
+  const auto empty = [](const std::string& text) {
+    return text.find_first_not_of(" ,;") == text.npos;
+  };
+  if (std::ranges::all_of(addresses, empty))
+    throw CLI::ValidationError("addresses", "there is no address among them");
+}
+
+void TellRejected(Output& out, const Recipients& lists) {
+  for (const std::string& address : lists.rejected)
+    out.Problem("rejected by the service: " + Shown(address));
+}
+
+int Contacts(Host& host, bool json) {
+  if (json) host.Out().UseJson();
+  const std::vector<std::string> addresses = host.WithSession().AddressList();
+  for (const std::string& address : addresses)
+    host.Out().Result(Shown(address), {{"address", address}});
+  if (addresses.empty()) host.Out().Note("the address list is empty");
+  return 0;
+}
+
+struct VerifyOptions {
+  std::vector<std::string> addresses;
+  bool json = false;
+};
+
+int Verify(Host& host, const VerifyOptions& options) {
+  Output& out = host.Out();
+  if (options.json) out.UseJson();
+  RequireAddress(options.addresses);
+  const Recipients lists = host.WithSession().VerifyRecipients(options.addresses);
+  const auto json = [](const std::string& address, bool accepted) {
+    return Json{{"address", address}, {"accepted", accepted}};
+  };
+  for (const std::string& address : lists.accepted)
+    out.Result("accepted: " + Shown(address), json(address, true));
+  if (!options.json)
+    TellRejected(out, lists);
+  else
+    for (const std::string& address : lists.rejected) out.Result("", json(address, false));
+  if (lists.rejected.empty()) return 0;
+  out.Problem(ResultText(kKELOResult_RecipientsRejected));
+  return 1;
+}
+
+struct MailOptions {
+  std::string album;
+  kelo::Mail mail;
+};
+
+int Mail(Host& host, const MailOptions& options) {
+  RequireAddress(options.mail.recipients);
+  Library& library = host.Loaded();
+  const tagKELO_ItemInfo album = FindAlbum(library, options.album);
+  const Recipients lists = library.SendMail(FieldText(album.itemId), options.mail);
+  TellRejected(host.Out(), lists);
+  if (!lists.rejected.empty())
+    host.Out().Problem("sent, but not to everyone: " + ResultText(kKELOResult_RecipientsRejected));
+  host.Out().Line(Shown(fmt::format("sent to {}", fmt::join(lists.accepted, ";"))));
+  return lists.rejected.empty() ? 0 : 1;
+}
+
+void AddMail(CLI::App& app, Action& chosen) {
+  CLI::App* command = app.add_subcommand("mail", "Share an album by mail");
+  const auto options = std::make_shared<MailOptions>();
+  command->add_option("ALBUM", options->album, "Id or name of the album")->required();
+  command
+      ->add_option("--to", options->mail.recipients,
+                   "Addresses, separated by commas or given one by one")
+      ->required()
+      ->type_name("ADDRESS")
+      ->allow_extra_args(false);
+  command->add_option("--subject", options->mail.subject, "Subject of the mail");
+  command->add_option("--text", options->mail.text, "Text of the mail");
+  command->add_flag("--remove-gps", options->mail.removeGps,
+                    "Take the position out of the pictures");
+  command->add_flag("--verify", options->mail.verify,
+                    "Let the service check the addresses first and leave out the bad ones");
+  command->footer(
+      "When some addresses were left out, the mail is sent to the others and the exit code is 1.");
+  command->callback(
+      [options, &chosen] { chosen = [options](Host& host) { return Mail(host, *options); }; });
+}
+
+}  // namespace
+
+void AddShareCommands(CLI::App& app, Action& chosen) {
+  CLI::App* contacts = app.add_subcommand("contacts", "Show the account's address list");
+  const auto json = std::make_shared<bool>(false);
+  contacts->add_flag("--json", *json, kJsonHelp);
+  contacts->callback(
+      [json, &chosen] { chosen = [json](Host& host) { return Contacts(host, *json); }; });
+  CLI::App* verify =
+      app.add_subcommand("verify", "Ask the service which mail addresses it accepts");
+  const auto options = std::make_shared<VerifyOptions>();
+  verify->add_option("ADDRESS", options->addresses, "Mail addresses")->required();
+  verify->add_flag("--json", options->json, kJsonHelp);
+  verify->callback(
+      [options, &chosen] { chosen = [options](Host& host) { return Verify(host, *options); }; });
+  AddMail(app, chosen);
+}
+
+}  // namespace kelo::host

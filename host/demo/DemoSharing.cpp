@@ -1,0 +1,211 @@
+// The second half of the demonstration: edits, downloads, sharing, abort, end.
+#include <fmt/format.h>
+
+#include <future>
+#include <map>
+#include <mutex>
+
+#include "devservice/DevService.h"
+#include "host/account/Names.h"
+#include "host/demo/DemoStory.h"
+#include "host/download/Fetch.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+#include "host/terminal/Progress.h"
+#include "host/upload/SameContent.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+using Addresses = std::vector<std::string>;
+
+// "/a/b" of "http://host/a/b?c".
+std::string PathOf(const std::string& url) {
+  const std::size_t host = url.find("://");
+  const std::size_t path = host == std::string::npos ? host : url.find('/', host + 3);
+  return path == std::string::npos ? "/" : url.substr(path, url.find('?', path) - path);
+}
+
+constexpr const char* kFriend = "anna@talvo.example";
+constexpr const char* kBadAddress = "not-an-address";
+
+}  // namespace
+
+void DemoStory::Edit() {
+  Title("Caption, rating, tags (25, 50)");
+  const std::string& id = uploaded_[0].itemId;
+  library_.Modify(
+      id, {.caption = "Morning light <before breakfast>", .captionFlag = true, .rating = 5});
+  library_.AddTags(id, "favourite, morning");
+  library_.AddTags(albumId_, "demonstration");
+  Prove(Arrived("ModifyProps") == 1 && Arrived("AddTags") == 2,
+        "one item captioned, rated and tagged, the album tagged");
+}
+
+void DemoStory::LinkIntoAlbum() {
+  Title("Link a picture into a second album (19)");
+  const std::string best = AddContainer("", kKELOKind_Album, "Best of");
+  std::vector<tagKELO_AddLinkInfo> links(1);
+  CopyText(links[0].itemIdList, uploaded_[0].itemId);
+  const std::uint32_t result = library_.AddLinks(best, links);
+  Check("link the picture", result != 0 ? result : links[0].result, kKELOCommand_AddNewLink);
+  library_.LoadHierarchy();
+  const auto items = library_.List(best, kKELOKind_FileItem);
+  Prove(items.size() == 1 && FieldText(items[0].itemId) == uploaded_[0].itemId,
+        "the album shows it");
+}
+
+std::size_t DemoStory::DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& items,
+                                          const std::string& folder,
+                                          const std::vector<fs::path>& originals) {
+  const fs::path to = folder_.Path() / folder;
+  fs::create_directory(to);
+  const auto files = Fetch(library_, items, to);
+  for (std::size_t at = 0; at < files.size(); ++at) {
+    Check("download " + files[at].file.path.filename().string(), files[at].code,
+          kKELOCommand_Download);
+    Prove(SameContent(files[at].file.path, originals[at]),
+          fmt::format("{}: {} bytes, the same", Shown(files[at].file.path.filename().string()),
+                      fs::file_size(files[at].file.path)));
+  }
+  return files.size();
+}
+
+void DemoStory::DownloadEverything() {
+  Title("Download every original, and compare each byte (51)");
+  std::map<std::string, fs::path> sources;
+  for (const UploadedFile& file : uploaded_) sources[file.itemId] = file.file.path;
+  const auto items = library_.List(albumId_, kKELOKind_FileItem);
+  std::vector<fs::path> originals;
+  for (const auto& item : items) originals.push_back(sources[std::string(FieldText(item.itemId))]);
+  DownloadAndCompare(items, "mine", originals);
+
+  const auto albums = library_.List(KELO_ALL_ITEMS_ID, kKELOKind_FriendAlbum);
+  Prove(albums.size() == 1,
+        fmt::format("a friend's album is there: \"{}\"", Shown(FieldText(albums.at(0).name))));
+  const auto theirs = library_.List(FieldText(albums[0].itemId), kKELOKind_FileItem);
+  std::map<std::string, fs::path> byName;
+  for (const auto& entry : fs::directory_iterator(friendAlbum_))
+    byName[entry.path().filename().string()] = entry.path();
+  originals.clear();
+  for (const auto& item : theirs) originals.push_back(byName[NameText(FieldText(item.name))]);
+  Prove(DownloadAndCompare(theirs, "theirs", originals) == byName.size(),
+        "the friend's album is complete");
+}
+
+void DemoStory::ThereAndBackAgain() {
+  Title("Get them again, and put the folder that they are in (51, 20)");
+  std::map<std::string, std::string> names;  // of the files, by the items' ids
+  for (const UploadedFile& file : uploaded_)
+    names[file.itemId] = file.file.path.filename().string();
+  std::size_t here = 0;
+  std::vector<std::string> paths;
+  FetchPlan(library_,
+            PlanDownload(library_, {.entries = {library_.Info(albumId_)}}, folder_.Path() / "mine"),
+            {}, [&](const FetchedFile& fetched) {
+              here += fetched.outcome == FetchOutcome::kHere ? 1 : 0;
+              // One of two pictures of a name, or one whose name was cut, came under another.
+              if (fetched.file.path.filename() == names[fetched.file.itemId])
+                paths.push_back(fetched.file.path.string());
+            });
+  Prove(here == uploaded_.size(), fmt::format("{} here already", CountText(here, "file")));
+  PutAgain(paths);
+  library_.LoadHierarchy();  // what an upload adds to it has no URLs yet
+}
+
+void DemoStory::ShowStorage() {
+  Title("Ask for the storage (24)");
+  std::uint64_t sent = 0;
+  for (const UploadedFile& file : uploaded_) sent += file.file.size;
+  const auto [used, all] = library_.Capacity();
+  Prove(used >= sent && used <= all, fmt::format("{} of {} used", ByteText(used), ByteText(all)));
+}
+
+void DemoStory::Recipients() {
+  Title("Address list and verification (22, 21)");
+  const std::string contacts = Shown(fmt::format("{}", fmt::join(library_.AddressList(), ";")));
+  out_.Line(fmt::format("  address list: {}", contacts.empty() ? "(empty)" : contacts));
+  const kelo::Recipients lists = library_.VerifyRecipients({kFriend, kBadAddress});
+  Prove(lists.accepted == Addresses{kFriend} && lists.rejected == Addresses{kBadAddress},
+        fmt::format("\"{}\" accepted, \"{}\" rejected", kFriend, kBadAddress));
+}
+
+void DemoStory::SendMail() {
+  Title("Share the album by picture mail, without positions (23)");
+  const Mail mail{.recipients = {kFriend, kBadAddress},
+                  .subject = "Pictures & greetings",
+                  .text = "Hello Anna,\nlook at these!",
+                  .removeGps = true,
+                  .verify = true};
+  const kelo::Recipients lists = library_.SendMail(albumId_, mail);
+  const auto outbox = service_->Outbox();
+  Prove(outbox.size() == 1 && outbox[0].recipients == Addresses{kFriend} && outbox[0].gpsRemoved &&
+            outbox[0].subject == mail.subject && outbox[0].body == mail.text,
+        fmt::format("the mail went to {} with its subject and text", kFriend));
+  Prove(lists.rejected == Addresses{kBadAddress},
+        fmt::format("the sender learns that \"{}\" was left out", kBadAddress));
+}
+
+void DemoStory::AbortDownload() {
+  Title("Abort a download that takes for ever (7)");
+  const std::string url = Resolved(FieldText(library_.Info(uploaded_[0].itemId).origUrl));
+  const std::string path = (folder_.Path() / "aborted.jpg").string();
+  service_->SetScript([slow = PathOf(url)](const devservice::LoggedRequest& request) {
+    std::optional<devservice::Reply> reply;
+    if (request.path != slow) return reply;
+    reply.emplace();
+    reply->body.assign(1 << 20, 'x');
+    reply->chunkSize = 1024;
+    reply->chunkDelay = std::chrono::milliseconds(50);
+    return reply;
+  });
+  std::vector<tagKELO_DownloadInfo> records(1);
+  CopyText(records[0].url, url);
+  records[0].destPath = LentText(path);
+  std::promise<void> moving;
+  std::once_flag once;
+  std::future<void> aborter;
+  bool begun = false;
+  {
+    Progress progress(library_, {.doing = "fetching", .files = 1, .bytes = 0});
+    progress.SetListener([&](std::uint32_t, const tagKELO_ProgressInfo& state) {
+      if (state.transferDone > 0) std::call_once(once, [&] { moving.set_value(); });
+    });
+    aborter = std::async(std::launch::async, [&] {
+      begun = moving.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+      library_.AbortRunning();
+    });
+    records[0].result = library_.Download(records);
+    std::call_once(once, [&] { moving.set_value(); });
+    aborter.get();
+  }
+  service_->SetScript({});
+  Prove(begun && records[0].result == kKELOResult_Aborted,
+        "bytes were moving, and the command ended: " + ResultText(records[0].result));
+  Prove(!fs::exists(path), "no partial file is left");
+}
+
+void DemoStory::ExtendAndClose() {
+  Title("Keep the session alive, then close it (48, 4)");
+  const std::size_t before = Arrived("VerifyRecipients");
+  library_.ExtendToken(library_.Session(), service_->Secret());
+  Prove(Arrived("VerifyRecipients") == before + 1, "the service saw the token in use");
+  library_.CloseSession();
+  std::uint32_t code = 0;
+  try {
+    library_.LoadHierarchy();
+  } catch (const CommandFailure& failure) {
+    code = failure.Code();
+  }
+  Prove(code == kKELOResult_NoSession, "the closed session is no longer accepted");
+}
+
+void DemoStory::AllCommandsSeen() const {
+  constexpr std::size_t kCommands = 22;
+  Title("Done");
+  Prove(library_.SentCommands().size() == kCommands,
+        fmt::format("all {} commands of the library were used", kCommands));
+}
+
+}  // namespace kelo::host

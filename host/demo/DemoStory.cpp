@@ -1,0 +1,209 @@
+// The first half of the demonstration: session, upload, browsing.
+#include "host/demo/DemoStory.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <utility>
+
+#include "devservice/DevService.h"
+#include "host/account/Names.h"
+#include "host/account/Tree.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+#include "host/library/StateFile.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kFriendPictures = 2;
+constexpr const char* kAlbum = "Pictures & more";
+
+fs::path MakeTemporaryFolder() {
+  std::string pattern = (fs::temp_directory_path() / "kelo-demo-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr)
+    throw Failure(fmt::format("cannot create {}: {}", pattern, std::strerror(errno)));
+  return pattern;
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() : path_(MakeTemporaryFolder()) {}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code failed;
+  fs::remove_all(path_, failed);
+}
+
+DemoStory::DemoStory(Host& host, fs::path pictures, fs::path friendAlbum)
+    : library_(host.Bare()),
+      out_(host.Out()),
+      pictures_(std::move(pictures)),
+      friendAlbum_(std::move(friendAlbum)) {}
+
+DemoStory::~DemoStory() = default;
+
+void DemoStory::Prove(bool proven, const std::string& what) const {
+  if (!proven) throw Failure("the proof failed: " + what);
+  out_.Line("  OK: " + what);
+}
+
+void DemoStory::Title(const std::string& title) const {
+  out_.Line("\n" + title);
+}
+
+void DemoStory::Tell() {
+  StartService();
+  OpenSession();
+  CreateAlbum();
+  UploadPictures();
+  UploadAgain();
+  Browse();
+  Edit();
+  LinkIntoAlbum();
+  DownloadEverything();
+  ThereAndBackAgain();
+  ShowStorage();
+  Recipients();
+  SendMail();
+  AbortDownload();
+  ExtendAndClose();
+  AllCommandsSeen();
+}
+
+void DemoStory::MakeFriendAlbum() {
+  friendAlbum_ = folder_.Path() / "Anna's garden";
+  fs::create_directory(friendAlbum_);
+  std::size_t count = 0;
+  for (const auto& batch : PlanUpload({pictures_.string()}).batches) {
+    for (const LocalFile& file : batch.files) {
+      if (count == kFriendPictures || IsSoundMemo(file.path)) continue;
+      const fs::path copy =
+          friendAlbum_ / fmt::format("picture {}{}", count + 1, file.path.extension().string());
+      std::error_code failed;
+      count += fs::copy_file(file.path, copy, failed) ? 1 : 0;
+    }
+  }
+}
+
+void DemoStory::StartService() {
+  const UploadPlan plan = PlanUpload({pictures_.string()});
+  for (const RefusedFile& file : plan.refused)
+    out_.Line(fmt::format("left out: {}: {}", Shown(file.path.string()), file.reason));
+  if (plan.FileCount() == 0) throw Failure(pictures_.string() + " holds no pictures");
+  if (friendAlbum_.empty()) MakeFriendAlbum();
+  devservice::Service::Options options;
+  options.quotaBytes = 1'000'000'000'000;
+  service_ = std::make_unique<devservice::Service>(options);
+  service_->ImportFriend(friendAlbum_);
+  StateFile(folder_.Path() / "state").TryUrl(service_->Url());
+  out_.Line(fmt::format("A local service runs at {}; a friend shares the album \"{}\".",
+                        service_->Url(), Shown(friendAlbum_.filename().string())));
+}
+
+void DemoStory::OpenSession() {
+  Title("Open a session, hand it out, take it back; load the account (commands 3, 5, 6, 8)");
+  const std::string secret = service_->Secret();
+  library_.OpenSession({service_->ApiKey(), service_->AuthToken(), secret});
+  const tagKELO_SessionInfo session = library_.Session();
+  library_.SetSession(session, secret);
+  const tagKELO_SessionInfo again = library_.Session();
+  Prove(std::memcmp(&session, &again, sizeof session) == 0, "the session came back unchanged");
+  library_.LoadHierarchy();
+  Prove(library_.Count(KELO_ALL_ITEMS_ID, kKELOKind_FileItem) == 0,
+        "the account is loaded, and empty");
+}
+
+std::string DemoStory::AddContainer(const std::string& parent, std::uint32_t kind,
+                                    const std::string& name) {
+  std::vector<tagKELO_ItemInfo> records(1);
+  records[0].kind = kind;
+  CopyText(records[0].name, name);
+  const std::uint32_t result = library_.AddContainers(parent, records);
+  Check("create " + name, result != 0 ? result : records[0].result, kKELOCommand_AddItems);
+  out_.Line(fmt::format("  {} \"{}\" [{}]", KindText(kind), name, FieldText(records[0].itemId)));
+  return std::string(FieldText(records[0].itemId));
+}
+
+void DemoStory::CreateAlbum() {
+  Title("Create a folder, and an album in it (18)");
+  const std::string folder = AddContainer("", kKELOKind_Folder, "Demonstration");
+  albumId_ = AddContainer(folder, kKELOKind_Album, kAlbum);
+}
+
+std::vector<UploadedFile> DemoStory::Put(const std::vector<std::string>& paths) {
+  std::vector<UploadedFile> files;
+  SendPlan(library_, PlanUpload(paths, {.album = {{}, kAlbum}}),
+           {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
+           [&](const UploadedFile& file) { files.push_back(file); });
+  return files;
+}
+
+void DemoStory::PutAgain(const std::vector<std::string>& paths) {
+  const std::size_t before = Arrived("UploadItems");
+  std::size_t held = 0;
+  const auto files = Put(paths);
+  for (const UploadedFile& file : files) {
+    if (file.outcome == UploadOutcome::kStored)
+      Prove(false, Shown(file.file.path.string()) + " was sent twice");
+    held += file.Held() ? 1 : 0;
+  }
+  // What was refused before is tried again, and refused again.
+  Prove(Arrived("UploadItems") == before || held < files.size(),
+        fmt::format("{} checked, nothing sent", CountText(held, "file")));
+}
+
+std::size_t DemoStory::Arrived(const std::string& method) const {
+  std::size_t count = 0;
+  for (const auto& request : service_->Log()) count += request.apiMethod == method ? 1 : 0;
+  return count;
+}
+
+void DemoStory::UploadPictures() {
+  Title("Put the pictures into the album (20; progress by 32 and 33)");
+  std::map<std::string, bool> seen;
+  std::size_t held = 0;
+  const auto files = Put({pictures_.string()});
+  for (const UploadedFile& file : files) {
+    const LocalFile& local = file.file;
+    const std::string size =
+        local.width == 0 ? "" : fmt::format(", {} x {}", local.width, local.height);
+    const std::string shot = local.shotDate.empty() ? "" : ", shot " + local.shotDate;
+    out_.Line(fmt::format("  {}: {}{}{}", Shown(local.path.filename().string()), file.Words(), size,
+                          shot));
+    held += file.Held() ? 1 : 0;
+    if (file.Held() && !file.itemId.empty() && !std::exchange(seen[file.itemId], true))
+      uploaded_.push_back(file);
+  }
+  Prove(!uploaded_.empty(),
+        fmt::format("the service confirmed {} of {}", held, CountText(files.size(), "file")));
+}
+
+void DemoStory::UploadAgain() {
+  Title("Put them again (20 with its check)");
+  PutAgain({pictures_.string()});
+}
+
+void DemoStory::Browse() {
+  Title("Load the account again, and browse it (8, 9, 16, 17)");
+  library_.LoadHierarchy();
+  PrintTree(library_, out_, true);
+  const auto items = library_.List(albumId_, kKELOKind_FileItem);
+  Prove(items.size() == uploaded_.size() &&
+            library_.Count(albumId_, kKELOKind_FileItem) == items.size(),
+        fmt::format("the album counts and lists {}", CountText(items.size(), "item")));
+  const std::string_view id = FieldText(items[0].itemId);
+  const tagKELO_ItemInfo cached = library_.Info(id);
+  const tagKELO_ItemInfo fresh = library_.Info(id, true);
+  Prove(FieldText(cached.name) == FieldText(fresh.name) &&
+            FieldText(cached.origUrl) == FieldText(fresh.origUrl),
+        fmt::format("\"{}\" reads the same from memory and asked afresh",
+                    Shown(FieldText(fresh.name))));
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,86 @@
+// The demonstration: every command of the library once, on real pictures, against a service inside
+// this process, with a proof for each step that has one. A proof that fails throws Failure.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/Host.h"
+#include "host/upload/Upload.h"
+
+namespace kelo::devservice {
+class Service;
+}
+
+namespace kelo::host {
+
+// A folder of its own under the system's temporary one, removed at the end.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const std::filesystem::path& Path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+class DemoStory {
+ public:
+  // Reads the pictures in `pictures`, changes nothing there. `friendAlbum` becomes a friend's
+  // album; empty: one is made of copies of the first pictures.
+  DemoStory(Host& host, std::filesystem::path pictures, std::filesystem::path friendAlbum);
+  ~DemoStory();
+
+  void Tell();
+
+ private:
+  // Each step narrates itself. DemoStory.cpp: session to upload.
+  void StartService();
+  void MakeFriendAlbum();
+  void OpenSession();
+  void CreateAlbum();
+  void UploadPictures();
+  void UploadAgain();
+  void Browse();
+  // DemoSharing.cpp: the rest.
+  void Edit();
+  void LinkIntoAlbum();
+  void DownloadEverything();
+  void ThereAndBackAgain();
+  void ShowStorage();
+  void Recipients();
+  void SendMail();
+  void AbortDownload();
+  void ExtendAndClose();
+  void AllCommandsSeen() const;
+
+  std::string AddContainer(const std::string& parent, std::uint32_t kind, const std::string& name);
+  std::vector<UploadedFile> Put(const std::vector<std::string>& paths);
+  // Proves that nothing is sent of what is put once more.
+  void PutAgain(const std::vector<std::string>& paths);
+  std::size_t Arrived(const std::string& method) const;
+  std::size_t DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& items,
+                                 const std::string& folder,
+                                 const std::vector<std::filesystem::path>& originals);
+
+  // Throws Failure unless `proven`.
+  void Prove(bool proven, const std::string& what) const;
+  // Begins a step.
+  void Title(const std::string& title) const;
+
+  Library& library_;
+  Output& out_;
+  const std::filesystem::path pictures_;
+  std::filesystem::path friendAlbum_;
+  const TemporaryFolder folder_;
+  std::unique_ptr<devservice::Service> service_;
+  std::string albumId_;
+  std::vector<UploadedFile> uploaded_;  // in the album, each item once
+};
+
+}  // namespace kelo::host

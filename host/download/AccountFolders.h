@@ -1,0 +1,33 @@
+// The account's folders and albums as folders on disk.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/download/PathGiver.h"
+#include "host/library/Library.h"
+
+namespace kelo::host {
+
+class AccountFolders {
+ public:
+  // Gives every folder and album of the account a path below `to`, whichever of them are wanted, so
+  // that a path doesn't hang on what else is.
+  AccountFolders(Library& library, PathGiver& paths, const std::filesystem::path& to);
+
+  // The path of an album.
+  const std::filesystem::path& Of(std::string_view albumId) const;
+
+ private:
+  void Place(std::vector<tagKELO_ItemInfo> siblings, const std::filesystem::path& below);
+  bool HoldsSomeOf(const tagKELO_ItemInfo& entry, const std::filesystem::path& folder);
+
+  Library& library_;
+  PathGiver& paths_;
+  std::map<std::string, std::filesystem::path, std::less<>> folders_;  // by album id
+};
+
+}  // namespace kelo::host

@@ -1,0 +1,50 @@
+// Which files a download makes: where each item goes, and what of it is here already.
+#pragma once
+
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/download/PathGiver.h"
+#include "host/library/Library.h"
+
+namespace kelo::host {
+
+// What stands where the file goes.
+enum class Standing {
+  kNothing,
+  kThisOne,  // a file with the picture's modify date; with any date where the picture has none
+  kOther
+};
+
+struct PlannedFile {
+  std::string itemId;
+  std::string name;  // as the service has it, resolved
+  std::string url;
+  std::filesystem::path wanted;  // without a number
+  std::filesystem::path path;
+  std::optional<std::time_t> modified;  // the picture's
+  Standing standing = Standing::kNothing;
+};
+
+struct DownloadPlan {
+  std::filesystem::path to;
+  std::vector<PlannedFile> files;
+  PathGiver paths;  // knows those of the files
+};
+
+// What to get: entries of the catalogue (items, albums, folders), or everything.
+struct Wanted {
+  std::vector<tagKELO_ItemInfo> entries;
+  bool all = false;
+};
+
+// One album alone goes straight into `to`, and so do items, and those in no album. Otherwise each
+// album has a folder as in the account, below that of its folder; friends' albums are together in
+// "Friends' albums". Two entries that would have the same place get numbers, the same in every run.
+// Needs the hierarchy; looks at `to` and changes nothing.
+DownloadPlan PlanDownload(Library& library, const Wanted& wanted, const std::filesystem::path& to);
+
+}  // namespace kelo::host

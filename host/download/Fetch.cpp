@@ -1,0 +1,161 @@
+// One download command for each file, so that each stands on disk before the next one begins.
+#include "host/download/Fetch.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "host/account/Names.h"
+#include "host/download/Arrival.h"
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+#include "host/terminal/Progress.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kGiveUpAfter = 3;
+
+// Failures of one file, which say nothing of the next.
+bool IsItsOwn(std::uint32_t code) {
+  return code == kKELOResult_NotFound || code == kKELOResult_AlreadyExists ||
+         code == kKELOResult_DestinationUnusable;
+}
+
+bool IsWanted(const PlannedFile& file, const FetchOptions& options) {
+  return file.standing == Standing::kNothing || options.replace;
+}
+
+class Fetcher {
+ public:
+  Fetcher(Library& library, DownloadPlan& plan, const FetchOptions& options)
+      : library_(library), plan_(plan), options_(options) {
+    const std::size_t files = options.dryRun ? 0 : CountToFetch(plan, options);
+    if (files > 0) progress_.emplace(library, Job{.doing = "fetching", .files = files});
+  }
+
+  bool IsAborted() const { return aborted_; }
+
+  FetchedFile Get(PlannedFile file) {
+    const bool wanted = IsWanted(file, options_);
+    FetchedFile fetched{.file = std::move(file)};
+    if (!wanted)
+      Skip(fetched);
+    else if (!options_.dryRun && failures_ < kGiveUpAfter && !aborted_)
+      Download(fetched);
+    return fetched;
+  }
+
+ private:
+  static void Skip(FetchedFile& fetched) {
+    if (fetched.file.standing == Standing::kThisOne)
+      fetched.outcome = FetchOutcome::kHere;
+    else
+      Fail(fetched, kKELOResult_AlreadyExists,
+           "another file of that name is here; --replace puts the picture in its place");
+  }
+
+  static void Fail(FetchedFile& fetched, std::uint32_t code, std::string_view words) {
+    fetched.outcome = FetchOutcome::kFailed;
+    fetched.code = code;
+    fetched.problem = words;
+  }
+
+  static void FailHere(FetchedFile& fetched, int error) {
+    const bool full = error == ENOSPC || error == EDQUOT;
+    Fail(fetched, full ? kKELOResult_NoSpace : kKELOResult_DestinationUnusable,
+         std::strerror(error));
+  }
+
+  void Download(FetchedFile& fetched) {
+    const fs::path folder = fetched.file.path.parent_path();
+    if (const int error = Prepared(folder); error != 0) return FailHere(fetched, error);
+    const fs::path arrived = ArrivalIn(folder);
+    const std::uint32_t code = Transfer(fetched.file, arrived);
+    aborted_ = code == kKELOResult_Aborted;
+    failures_ = code == kKELOResult_Success || IsItsOwn(code) ? 0 : failures_ + 1;
+    if (code != kKELOResult_Success)
+      return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
+    std::error_code failed;
+    fetched.size = fs::file_size(arrived, failed);
+    if (const int error = SettleIn(fetched.file, arrived); error != 0)
+      return FailHere(fetched, error);
+    fetched.outcome = FetchOutcome::kStored;
+  }
+
+  int Prepared(const fs::path& folder) {
+    const auto [known, isNew] = folders_.try_emplace(folder, 0);
+    if (isNew) known->second = PrepareFolder(folder);
+    return known->second;
+  }
+
+  std::uint32_t Transfer(const PlannedFile& file, const fs::path& arrived) {
+    const std::string path = arrived.string();
+    std::vector<tagKELO_DownloadInfo> records(1);
+    CopyText(records[0].url, file.url);
+    records[0].destPath = LentText(path);
+    progress_->Begin({Shown(file.path.filename().string())});
+    const std::uint32_t result = library_.Download(records);
+    if (result != kKELOResult_Aborted) progress_->Over(1, records[0].receivedSize);
+    return result;
+  }
+
+  // Where the file system takes the name for that of a file that was made before, the next number
+  // is free.
+  int SettleIn(PlannedFile& file, const fs::path& arrived) {
+    while (plan_.paths.BelongsElsewhere(file.path))
+      file.path = plan_.paths.Take(file.wanted, Named::kFile);
+    const int error = Settle(arrived, file.path, file.modified, options_.replace);
+    if (error == 0) plan_.paths.Made(file.path);
+    return error;
+  }
+
+  Library& library_;
+  DownloadPlan& plan_;
+  const FetchOptions& options_;
+  std::optional<Progress> progress_;
+  std::map<fs::path, int> folders_;  // those that were prepared, with what went wrong
+  int failures_ = 0;                 // in a row
+  bool aborted_ = false;
+};
+
+}  // namespace
+
+std::size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options) {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      plan.files, [&](const PlannedFile& file) { return IsWanted(file, options); }));
+}
+
+void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
+               const std::function<void(const FetchedFile&)>& report) {
+  if (!options.dryRun && CountToFetch(plan, options) > 0) {
+    if (const int error = PrepareFolder(plan.to); error != 0)
+      throw Failure(fmt::format("cannot create the folder {}: {}", Shown(plan.to.string()),
+                                std::strerror(error)));
+  }
+  Fetcher fetcher(library, plan, options);
+  for (PlannedFile& file : plan.files) {
+    const FetchedFile fetched = fetcher.Get(std::move(file));
+    if (fetcher.IsAborted()) return;
+    report(fetched);
+  }
+}
+
+std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemInfo>& items,
+                               const fs::path& folder) {
+  std::map<std::string, FetchedFile, std::less<>> byId;
+  FetchPlan(library, PlanDownload(library, {.entries = items}, folder), {},
+            [&](const FetchedFile& file) { byId.emplace(file.file.itemId, file); });
+  std::vector<FetchedFile> files;
+  for (const auto& item : items) files.push_back(byId.find(FieldText(item.itemId))->second);
+  return files;
+}
+
+}  // namespace kelo::host

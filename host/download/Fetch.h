@@ -1,0 +1,43 @@
+// Downloads the files of a plan and tells what became of each.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/download/DownloadPlan.h"
+#include "host/library/Library.h"
+
+namespace kelo::host {
+
+enum class FetchOutcome { kStored, kHere, kFailed, kNotTried };
+
+struct FetchedFile {
+  PlannedFile file;
+  FetchOutcome outcome = FetchOutcome::kNotTried;
+  std::uint64_t size = 0;  // bytes of a stored file
+  std::uint32_t code = 0;  // of a failure, and what it says without it
+  std::string problem = {};
+};
+
+struct FetchOptions {
+  bool replace = false;  // get anew what is here
+  bool dryRun = false;   // what would be got is kNotTried
+};
+
+// How many files that makes.
+std::size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options);
+
+// One file after another; `report` hears of each when it is over. A file has its name only when it
+// is whole and dated. After three failures in a row that are not the file's own (no connection, no
+// space) the rest is not tried. After an abort nothing more is told. Throws Failure when the folder
+// of the plan cannot be made.
+void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
+               const std::function<void(const FetchedFile&)>& report);
+
+// The originals of `items` into `folder`, in their order.
+std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemInfo>& items,
+                               const std::filesystem::path& folder);
+
+}  // namespace kelo::host

@@ -1,0 +1,115 @@
+// Commands that are sent again, and those that are stopped.
+#include "host/library/Library.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "host/library/Records.h"
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+// Finished item records kept by the library, in bytes: a few hundred of them.
+constexpr std::uint32_t kRecordBudget = 1u << 20;
+
+}  // namespace
+
+Library::Library(Output& out, Persistence persistence)
+    : Requests(out, persistence.verbose),
+      kelo::Library(kRecordBudget),
+      out_(out),
+      retries_(persistence.retries) {}
+
+std::uint32_t Library::SendOnce(std::uint32_t command, tagCommandControlInfo* info,
+                                const OnProgress& progress) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopped_) return kKELOResult_Aborted;
+    sent_.insert(command);
+  }
+  return kelo::Library::Command(command, info, progress);
+}
+
+std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record,
+                               const OnProgress& progress) {
+  return Persist(
+      code, [&](Tries&) { return SendOnce(code, record, progress); });
+}
+
+std::uint32_t Library::Persist(std::uint32_t command,
+                               const std::function<std::uint32_t(Tries& tries)>& send) {
+  for (Tries tries;;) {
+    Take();
+    const std::uint32_t result = send(tries);
+    const Trouble trouble = Judge(command, result, Take());
+    failureMayPass_ = trouble == Trouble::kMayHaveBeenDone;
+    if (!TriesAgain(result, trouble, tries)) {
+      failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||
+                      result == kKELOResult_GeneralFailure;
+      if (!IsStopped() || result == kKELOResult_Success) return result;
+      toldOfStop_ = true;
+      return kKELOResult_Aborted;
+    }
+  }
+}
+
+bool Library::TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries) {
+  switch (trouble) {
+    case Trouble::kMayPass:
+      return PauseBeforeRetry(++tries.failed, result);
+    case Trouble::kCallIdTaken:
+      return ++tries.callIdsTaken <= kMostCallIdsTaken && Pause(PauseAfterTakenCallId());
+    case Trouble::kSessionEnded:
+      if (!reopen_) return false;
+      std::exchange(reopen_, nullptr)();
+      return true;
+    case Trouble::kNone:
+    case Trouble::kMayHaveBeenDone:
+      break;
+  }
+  return false;
+}
+
+bool Library::PauseBeforeRetry(unsigned failed, std::uint32_t result) {
+  if (failed > retries_) return false;
+  const std::chrono::milliseconds pause = PauseAfterFailures(failed);
+  out_.Note(fmt::format("{}; trying again in {:.2g} s ({} of {})", ResultText(result),
+                        std::chrono::duration<double>(pause).count(), failed, retries_));
+  return Pause(pause);
+}
+
+bool Library::Pause(std::chrono::milliseconds pause) {
+  std::unique_lock lock(mutex_);
+  return !wake_.wait_for(lock, pause, [this] { return stopped_; });
+}
+
+bool Library::IsStopped() const {
+  const std::lock_guard lock(mutex_);
+  return stopped_;
+}
+
+void Library::AbortRunning() {
+  {
+    const std::lock_guard lock(mutex_);
+    sent_.insert(kKELOCommand_Abort);
+  }
+  Abort();
+}
+
+void Library::Stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
+  wake_.notify_all();
+  AbortRunning();
+}
+
+std::set<std::uint32_t> Library::SentCommands() const {
+  const std::lock_guard lock(mutex_);
+  return sent_;
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,127 @@
+// The library as this program uses it: kelo::Library, over records where their own results matter.
+// Calls come from one thread; AbortRunning and Stop may come from another one. A call that fails
+// throws CommandFailure; where records carry their own results, the caller reads those.
+//
+// What fails by what may pass (a lost connection, a time-out, a refused connection) is sent again
+// after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
+// same when they are done twice, and whatever never left this machine (Retries.h).
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "KELOAccess.hpp"
+#include "host/library/Requests.h"
+#include "host/library/Retries.h"
+#include "host/terminal/Output.h"
+
+namespace kelo::host {
+
+struct Persistence {
+  unsigned retries = 3;
+  bool verbose = false;  // shows the requests on standard error
+};
+
+// The requests are heard of from before the library begins until it has ended: a base, not a
+// member.
+class Library : private Requests, public kelo::Library {
+ public:
+  Library(Output& out, Persistence persistence);
+
+  // Session.
+  void OpenSession(const Credentials& credentials) { Open(credentials); }
+  void CloseSession() { Close(); }
+  void SetSession(const tagKELO_SessionInfo& session, const std::string& secret) {
+    Restore(session, secret);
+  }
+
+  // Catalogue. `target` is an id; empty is the root folder.
+  void LoadHierarchy() { Load(); }
+  std::uint32_t Count(std::string_view target, std::uint32_t kinds) {
+    return kelo::Library::Count(target, Kind{kinds});
+  }
+  std::vector<tagKELO_ItemInfo> List(std::string_view target, std::uint32_t kinds) {
+    return ListRecords(target, Kind{kinds});
+  }
+  tagKELO_ItemInfo Info(std::string_view id, bool fresh = false) { return InfoRecord(id, fresh); }
+
+  // Transfers: the command's own result is returned, the records carry theirs. A download that is
+  // tried again goes on with the file that failed.
+  std::uint32_t Upload(std::string_view album, std::vector<tagKELO_LoadInfo>& files, bool check);
+  std::uint32_t Download(std::vector<tagKELO_DownloadInfo>& files);
+  // Whether a download goes on with the next file after one of that result.
+  static bool DownloadGoesOnAfter(std::uint32_t result);
+
+  // Edits. Containers and links return the command's result; their records carry their own, the one
+  // that ended the command and all behind it the command's.
+  std::uint32_t AddContainers(std::string_view parent, std::vector<tagKELO_ItemInfo>& containers);
+  std::uint32_t AddLinks(std::string_view album, std::vector<tagKELO_AddLinkInfo>& links);
+
+  // Progress events; one callback at a time.
+  void RegisterProgress(KELOAccessEventCallback callback);
+  void UnregisterProgress();
+
+  // Ends the command that runs now, if any, and returns when it has ended. From another thread.
+  void AbortRunning();
+  // The same, and every later command fails as aborted. From another thread.
+  void Stop();
+  bool IsStopped() const;
+  // Whether the other thread knows, since a command has answered that it was aborted.
+  bool HasToldOfStop() const { return toldOfStop_; }
+
+  // Called when a command meets an ended session (4116), once for all: it is to open or restore
+  // another one with this library, which forgets the catalogue. The command is then sent again,
+  // once. What it throws, the command throws.
+  void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
+
+  // For an upload, which is not sent again here once it has left: nobody knows what became of it.
+  // Whether the last command failed by what may pass, without having been sent again; and a pause
+  // before the try behind `failed` ones that failed with `result`, with a note that says so. False
+  // when that were too many, or the library was stopped meanwhile.
+  bool FailureMayPass() const { return failureMayPass_; }
+  bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
+
+  // The codes of all commands sent so far, aborts included.
+  std::set<std::uint32_t> SentCommands() const;
+
+  Output& Out() { return out_; }
+  // Whether some command failed in a way that only the trace explains (4114, 4144).
+  bool WantsTrace() const { return failedDarkly_ && !IsShown(); }
+
+  // Where every command comes through: it is sent until there is no use in sending it again.
+  std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
+                        const OnProgress& progress = {}) override;
+
+ private:
+  std::uint32_t SendOnce(std::uint32_t command, tagCommandControlInfo* info,
+                         const OnProgress& progress = {});
+  // Calls `send` until that is the last word. It counts `tries.failed` anew when it gets ahead.
+  std::uint32_t Persist(std::uint32_t command,
+                        const std::function<std::uint32_t(Tries& tries)>& send);
+  template <typename Record>
+  std::uint32_t SendEach(std::uint32_t command, std::string_view target,
+                         std::vector<Record>& records);
+  bool TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries);
+  bool Pause(std::chrono::milliseconds pause);  // false when the library was stopped
+
+  Output& out_;
+  const unsigned retries_;
+  std::function<void()> reopen_;
+  bool failureMayPass_ = false;
+  bool failedDarkly_ = false;
+  std::atomic<bool> toldOfStop_ = false;
+
+  mutable std::mutex mutex_;
+  std::condition_variable wake_;
+  bool stopped_ = false;
+  std::set<std::uint32_t> sent_;
+};
+
+}  // namespace kelo::host

@@ -1,0 +1,121 @@
+// The pipe behind KELO_TRACE, and the reading of its lines.
+#include "host/library/Requests.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <utility>
+
+#include "host/account/Names.h"
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr const char* kVariable = "KELO_TRACE";
+
+template <typename Number>
+void ReadNumber(std::string_view text, Number& number) {
+  std::from_chars(text.data(), text.data() + text.size(), number);
+}
+
+// Takes the next word off the line; blanks within quotes are part of it.
+std::string_view TakeWord(std::string_view& line) {
+  std::size_t end = 0;
+  for (bool quoted = false; end < line.size() && (quoted || line[end] != ' '); ++end)
+    if (line[end] == '"') quoted = !quoted;
+  const std::string_view word = line.substr(0, end);
+  line.remove_prefix(std::min(end + 1, line.size()));
+  return word;
+}
+
+std::string_view Unquoted(std::string_view text) {
+  if (text.size() >= 2 && text.front() == '"' && text.back() == '"')
+    return text.substr(1, text.size() - 2);
+  return text;
+}
+
+}  // namespace
+
+Request ReadTraceLine(std::string_view line) {
+  Request request;
+  while (!line.empty()) {
+    const std::string_view word = TakeWord(line);
+    const std::size_t equals = word.find('=');
+    if (equals == std::string_view::npos) continue;
+    const std::string_view name = word.substr(0, equals);
+    const std::string_view value = Unquoted(word.substr(equals + 1));
+    if (name == "result") ReadNumber(value, request.result);
+    if (name == "out") ReadNumber(value, request.sent);
+    if (name == "errcode") request.errcode = value;
+    if (name == "failure") request.failure = value;
+  }
+  return request;
+}
+
+Requests::Requests(Output& out, bool verbose) : out_(out), verbose_(verbose) {
+  const char* wanted = std::getenv(kVariable);
+  if (wanted != nullptr && std::string_view(wanted) == "-")
+    verbose_ = true;
+  else if (wanted != nullptr)
+    file_ = wanted;
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) throw Failure("cannot make a pipe");
+  readEnd_ = ends[0];
+  writeEnd_ = ends[1];
+  ::setenv(kVariable, fmt::format("/proc/self/fd/{}", writeEnd_).c_str(), 1);
+  watcher_ = std::thread([this] { Watch(); });
+}
+
+Requests::~Requests() {
+  ::close(writeEnd_);  // which ends the thread
+  watcher_.join();
+  ::close(readEnd_);
+}
+
+std::vector<Request> Requests::Take() {
+  const std::lock_guard lock(mutex_);
+  Drain();
+  return std::exchange(ended_, {});
+}
+
+void Requests::Watch() {
+  pollfd input{.fd = readEnd_, .events = POLLIN, .revents = 0};
+  do {
+    if (::poll(&input, 1, -1) < 0 && errno != EINTR) return;
+    const std::lock_guard lock(mutex_);
+    Drain();
+  } while ((input.revents & POLLHUP) == 0);
+}
+
+void Requests::Drain() {
+  char block[4096];
+  for (ssize_t size; (size = ::read(readEnd_, block, sizeof block)) > 0;)
+    unfinished_.append(block, static_cast<std::size_t>(size));
+  std::size_t begin = 0;
+  for (std::size_t end; (end = unfinished_.find('\n', begin)) != std::string::npos;
+       begin = end + 1) {
+    const std::string_view line = std::string_view(unfinished_).substr(begin, end - begin);
+    Pass(line);
+    ended_.push_back(ReadTraceLine(line));
+  }
+  unfinished_.erase(0, begin);
+}
+
+void Requests::Pass(std::string_view line) const {
+  if (verbose_) out_.Trace(Shown(line));
+  if (file_.empty()) return;
+  const int file =
+      ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600);
+  if (file < 0) return;
+  const std::string whole = fmt::format("{}\n", line);  // in one piece: others append too
+  static_cast<void>(!::write(file, whole.data(), whole.size()));
+  ::close(file);
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,58 @@
+// What the library's trace tells about the requests of a command: what a result code alone leaves
+// open, such as whether anything was sent at all. The trace goes through a pipe to a thread of this
+// program, and from there to whoever wants to read it: standard error, or the file that KELO_TRACE
+// named.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "host/terminal/Output.h"
+
+namespace kelo::host {
+
+struct Request {
+  std::uint32_t result = 0;  // of the transport, as commands answer it
+  std::uint64_t sent = 0;    // bytes
+  std::string errcode;       // of the service's answer
+  std::string failure;       // what went wrong on the way, in the engine's words
+};
+
+// The fields of a line of the trace; those that are missing or unreadable stay as they are above.
+Request ReadTraceLine(std::string_view line);
+
+class Requests {
+ public:
+  // To be made before the program has other threads, since it sets KELO_TRACE. `verbose` shows the
+  // trace on standard error.
+  Requests(Output& out, bool verbose);
+  ~Requests();
+  Requests(const Requests&) = delete;
+  Requests& operator=(const Requests&) = delete;
+
+  // The requests that have ended since the last call.
+  std::vector<Request> Take();
+
+  bool IsShown() const { return verbose_ || !file_.empty(); }
+
+ private:
+  void Watch();
+  void Drain();  // the lock is held
+  void Pass(std::string_view line) const;
+
+  Output& out_;
+  bool verbose_;
+  std::string file_;  // where else the lines go; empty: nowhere
+  int readEnd_ = -1;
+  int writeEnd_ = -1;
+  std::mutex mutex_;
+  std::string unfinished_;
+  std::vector<Request> ended_;
+  std::thread watcher_;
+};
+
+}  // namespace kelo::host

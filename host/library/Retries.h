@@ -1,0 +1,37 @@
+// What a command's failure means for sending it once more: one table, the same for all commands.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+#include "host/library/Requests.h"
+
+namespace kelo::host {
+
+enum class Trouble {
+  kNone,             // success, or a failure that would come again
+  kMayPass,          // nothing was done, or doing it twice comes to the same
+  kMayHaveBeenDone,  // may pass too, but what was sent must not be done twice
+  kCallIdTaken,      // refused unread: another program used the same call id on this session
+  kSessionEnded
+};
+
+// `requests` are those of the command that answered `result`.
+Trouble Judge(std::uint32_t command, std::uint32_t result, const std::vector<Request>& requests);
+
+// How often one command has failed in which way.
+struct Tries {
+  unsigned failed = 0;
+  unsigned callIdsTaken = 0;
+};
+
+// Programs that share a session meet at a millisecond now and then, several in a row hardly ever.
+constexpr unsigned kMostCallIdsTaken = 10;
+// Some milliseconds, not the same for all, so that two programs do not meet again.
+std::chrono::milliseconds PauseAfterTakenCallId();
+
+// 0.25, 0.75, 2.3 s and so on, at most 30 s; `failed` is at least 1.
+std::chrono::milliseconds PauseAfterFailures(unsigned failed);
+
+}  // namespace kelo::host

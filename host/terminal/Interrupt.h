@@ -1,0 +1,45 @@
+// Ctrl-C (and a polite request to end): a thread of its own waits for the signals and stops the
+// library, so that a running command ends as aborted and leaves no partial file. A program that
+// does not end soon after that, since it reads a folder or waits for a person, is ended here; a
+// second signal ends it at once, whatever hangs.
+#pragma once
+
+#include <termios.h>
+
+#include <atomic>
+#include <csignal>
+#include <optional>
+#include <thread>
+
+#include "host/library/Library.h"
+
+namespace kelo::host {
+
+class Interrupt {
+ public:
+  // Blocks the signals in the calling thread and so in every thread that it starts later. To be
+  // called first thing in main().
+  static void BlockSignals();
+
+  explicit Interrupt(Library& library);
+  ~Interrupt();
+  Interrupt(const Interrupt&) = delete;
+  Interrupt& operator=(const Interrupt&) = delete;
+
+  // The signal that arrived, 0 for none.
+  static int Signal();
+  // The program's exit code after it.
+  static int ExitCode() { return 128 + Signal(); }
+
+ private:
+  void Wait();
+  // Does not return where the program goes on as if nothing had happened.
+  void EndUnlessDone();
+
+  Library& library_;
+  std::atomic<bool> ending_ = false;
+  std::optional<termios> terminal_;  // as it was before somebody turned its echo off
+  std::thread thread_;
+};
+
+}  // namespace kelo::host

@@ -1,0 +1,253 @@
+// Counting by the library's events, and the thread that draws.
+#include "host/terminal/Progress.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <numeric>
+
+#include "host/account/Names.h"
+#include "host/terminal/Columns.h"
+
+namespace kelo::host {
+namespace {
+
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
+// The library's callback carries no pointer of the host's.
+std::atomic<Progress*> current = nullptr;
+
+constexpr auto kRedraw = std::chrono::milliseconds(100);
+constexpr auto kPlainPause = seconds(1);
+constexpr auto kSpeedSpan = seconds(10);  // the speed is that of so long
+constexpr auto kFirstForecast = seconds(2);
+constexpr std::size_t kShortestName = 8;  // columns; a name that had less is left out
+constexpr std::string_view kBetween = "  ";
+
+double SecondsOf(steady_clock::duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
+
+std::string DurationText(double inSeconds) {
+  const auto whole = static_cast<std::uint64_t>(inSeconds + 0.5);
+  if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
+  return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
+// As many parts as fit, the first in any case, and the name where it has room.
+std::string Joined(const std::vector<std::string>& parts, const std::string& name,
+                   std::size_t columns) {
+  std::string line = FitColumns(parts.front(), columns);
+  for (std::size_t at = 1; at < parts.size(); ++at) {
+    if (line.size() + kBetween.size() + parts[at].size() > columns) return line;
+    line.append(kBetween).append(parts[at]);
+  }
+  const std::size_t used = line.size() + kBetween.size();
+  if (name.empty() || used + std::min(kShortestName, Columns(name)) > columns) return line;
+  return line.append(kBetween).append(FitColumns(name, columns - used));
+}
+
+}  // namespace
+
+Progress::Progress(Library& library, Job job)
+    : library_(library), job_(std::move(job)), live_(library.Out().CanShowLive()) {
+  current = this;
+  library_.RegisterProgress(&Progress::OnEvent);
+  if (live_) ticker_ = std::thread([this] { Tick(); });
+}
+
+Progress::Progress(Library& library, const std::vector<std::string>& names, std::string doing)
+    : Progress(library, {.doing = std::move(doing), .files = names.size(), .bytes = 0}) {
+  Begin(names);
+}
+
+Progress::~Progress() {
+  library_.UnregisterProgress();
+  current = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  wake_.notify_all();
+  if (!ticker_.joinable()) return;
+  ticker_.join();
+  library_.Out().ShowLive("");
+}
+
+void Progress::SetListener(
+    std::function<void(std::uint32_t, const tagKELO_ProgressInfo&)> listener) {
+  listener_ = std::move(listener);
+}
+
+void Progress::Begin(std::vector<std::string> names, std::vector<std::uint64_t> sizes) {
+  const std::lock_guard lock(mutex_);
+  names_ = std::move(names);
+  sizes_ = std::move(sizes);
+  sizes_.resize(names_.size());
+  event_ = 0;
+  fetched_ = 0;
+  movedInPortion_ = 0;
+}
+
+void Progress::Over(std::uint64_t files, std::uint64_t bytes) {
+  const std::lock_guard lock(mutex_);
+  filesOver_ += files;
+  // Where sizes are not known ahead, what came is what there was.
+  bytesOver_ += job_.bytes == 0 ? movedInPortion_ : bytes;
+  names_.clear();
+  sizes_.clear();
+  event_ = 0;
+  movedInPortion_ = 0;
+}
+
+// ---- Counting ----
+
+std::uint32_t Progress::OnEvent(std::uint32_t event, std::uint32_t kind,
+                                const tagKELO_ProgressInfo* progress) {
+  Progress* self = current;
+  if (self != nullptr && progress != nullptr && kind == kKELOEventKind_Progress)
+    self->Take(event, *progress);
+  return 0;
+}
+
+void Progress::Take(std::uint32_t event, const tagKELO_ProgressInfo& progress) {
+  {
+    const std::lock_guard lock(mutex_);
+    Count(event, progress);
+    if (!live_) PrintPlain();
+  }
+  if (listener_) listener_(event, progress);
+}
+
+void Progress::Count(std::uint32_t event, const tagKELO_ProgressInfo& progress) {
+  if (event == kKELOEvent_DownloadProgress) {
+    // The words are of one file: what the one before had is kept when the next one begins. A tail
+    // of the portion that is fetched again begins with fewer files to come.
+    const bool next = event_ != 0 && (last_.fourthWord != progress.fourthWord ||
+                                      last_.itemCount != progress.itemCount);
+    if (next) fetched_ = movedInPortion_;
+    // The last event comes after the last file and repeats its words.
+    if (progress.fourthWord < progress.itemCount) Move(fetched_ + progress.transferDone);
+  } else {
+    Move(progress.transferDone);
+  }
+  event_ = event;
+  last_ = progress;
+}
+
+void Progress::Move(std::uint64_t sinceBegin) {
+  if (sinceBegin > movedInPortion_) moved_ += sinceBegin - movedInPortion_;
+  movedInPortion_ = sinceBegin;
+  const auto now = steady_clock::now();
+  if (!samples_.empty() && now - samples_.back().at < kRedraw) {
+    samples_.back().moved = moved_;
+    return;
+  }
+  samples_.push_back({now, moved_});
+  while (samples_.size() > 2 && now - samples_.front().at > kSpeedSpan) samples_.pop_front();
+}
+
+double Progress::BytesPerSecond() const {
+  const auto now = steady_clock::now();
+  if (samples_.empty()) return 0;
+  const double span = SecondsOf(now - samples_.front().at);
+  return span < SecondsOf(kRedraw) ? 0
+                                   : static_cast<double>(moved_ - samples_.front().moved) / span;
+}
+
+// With the check, the portion's files that are stored already are never sent, and nobody tells
+// which they are before it is answered. Nor is a file over before that, though its bytes have left.
+Progress::State Progress::NowSending() const {
+  const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
+  const std::uint64_t left =
+      last_.transferTotal - std::min(last_.transferTotal, last_.transferDone);
+  const std::size_t spared = names_.size() - std::min<std::size_t>(last_.itemCount, names_.size());
+  State state{.files = spared + last_.fourthWord, .bytes = all - std::min(all, left), .name = {}};
+  if (spared > 0 || last_.fourthWord > 0 || names_.empty()) return state;
+  std::size_t at = 0;
+  for (std::uint64_t end = 0; at + 1 < names_.size(); ++at)
+    if ((end += sizes_[at]) > last_.transferDone) break;
+  return {.files = at, .bytes = state.bytes, .name = names_[at]};
+}
+
+Progress::State Progress::NowFetching() const {
+  const std::uint64_t before =
+      names_.size() - std::min<std::uint64_t>(last_.itemCount, names_.size());
+  const std::uint64_t at = before + last_.fourthWord;
+  return {.files = at,
+          .bytes = movedInPortion_,
+          .name = at < names_.size() ? names_[at] : std::string()};
+}
+
+Progress::State Progress::Now() const {
+  State state;
+  if (event_ == kKELOEvent_UploadProgress) state = NowSending();
+  if (event_ == kKELOEvent_DownloadProgress) state = NowFetching();
+  state.files = std::min(filesOver_ + state.files, std::max(job_.files, filesOver_));
+  state.bytes += bytesOver_;
+  return state;
+}
+
+// ---- Drawing ----
+
+std::string Progress::TimeLeft(const State& state) const {
+  const double elapsed = SecondsOf(steady_clock::now() - begin_);
+  if (elapsed < SecondsOf(kFirstForecast)) return "";
+  double left = 0;
+  if (job_.bytes > 0) {
+    const double speed = BytesPerSecond();
+    if (speed <= 0) return "";
+    left = static_cast<double>(job_.bytes - std::min(job_.bytes, state.bytes)) / speed;
+  } else {
+    if (state.files == 0) return "";
+    left = elapsed * static_cast<double>(job_.files - std::min(job_.files, state.files)) /
+           static_cast<double>(state.files);
+  }
+  return DurationText(left) + " left";
+}
+
+std::vector<std::string> Progress::Parts(const State& state) const {
+  std::vector<std::string> parts = {
+      fmt::format("{} {}/{}", job_.doing, state.files, job_.files),
+      job_.bytes == 0 ? ByteText(state.bytes)
+                      : fmt::format("{} of {}", ByteText(state.bytes), ByteText(job_.bytes))};
+  const double speed = BytesPerSecond();
+  if (speed >= 1) parts.push_back(ByteText(static_cast<std::uint64_t>(speed)) + "/s");
+  const std::string left = TimeLeft(state);
+  if (!left.empty()) parts.push_back(left);
+  return parts;
+}
+
+std::string Progress::Line(std::size_t columns) const {
+  const State state = Now();
+  std::vector<std::string> parts = Parts(state);
+  if (parts.front().size() > columns) parts.front().erase(0, job_.doing.size() + 1);
+  return Joined(parts, state.name, columns);
+}
+
+void Progress::PrintPlain() {
+  const auto now = steady_clock::now();
+  if (now < nextPlain_) return;
+  nextPlain_ = now + kPlainPause;
+  const State state = Now();
+  const std::vector<std::string> parts = Parts(state);
+  std::string line = parts.front();
+  for (std::size_t at = 1; at < parts.size(); ++at) line.append(", ").append(parts[at]);
+  library_.Out().Note(state.name.empty() ? line : line + ": " + state.name);
+}
+
+void Progress::Tick() {
+  std::unique_lock lock(mutex_);
+  while (!ending_) {
+    // The last column stays free: a character in it makes some terminals begin a new line.
+    const std::string line = Line(std::max<std::size_t>(Output::TerminalColumns(), 2) - 1);
+    lock.unlock();  // the terminal may be held up; the transfer is not
+    library_.Out().ShowLive(line);
+    lock.lock();
+    wake_.wait_for(lock, kRedraw, [this] { return ending_; });
+  }
+}
+
+}  // namespace kelo::host

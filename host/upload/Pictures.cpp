@@ -1,0 +1,88 @@
+// File facts from the file system and from exiv2.
+#include "host/upload/Pictures.h"
+
+#include <fcntl.h>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exiv2/exiv2.hpp>
+
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+// "2024:05:17 10:11:12" as cameras write it, as ISO 8601; empty for anything else.
+std::string ShotDateText(const std::string& exif) {
+  constexpr std::string_view kShape = "0000:00:00 00:00:00";
+  if (exif.size() < kShape.size()) return {};
+  std::string date = exif.substr(0, kShape.size());
+  const bool shaped = std::equal(date.begin(), date.end(), kShape.begin(), [](char c, char shape) {
+    return shape == '0' ? c >= '0' && c <= '9' : c == shape;
+  });
+  if (!shaped || date.starts_with("0000")) return {};
+  date[4] = date[7] = '-';
+  date[10] = 'T';
+  return date;
+}
+
+std::string ShotDate(const Exiv2::ExifData& exif) {
+  for (const char* name : {"Exif.Photo.DateTimeOriginal", "Exif.Image.DateTime"}) {
+    const auto found = exif.findKey(Exiv2::ExifKey(name));
+    if (found == exif.end()) continue;
+    std::string date = ShotDateText(found->toString());
+    if (!date.empty()) return date;
+  }
+  return {};
+}
+
+}  // namespace
+
+LocalFile DescribeFile(const std::filesystem::path& path) {
+  struct stat status {};
+  // Opened without blocking, so that a pipe is noticed and not waited for.
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const bool known = file >= 0 && ::fstat(file, &status) == 0;
+  const int reason = errno;
+  if (file >= 0) ::close(file);
+  if (!known) throw Failure(std::strerror(reason));
+  if (!S_ISREG(status.st_mode)) throw Failure("not a file");
+  LocalFile facts;
+  facts.path = path;
+  facts.size = static_cast<std::uint64_t>(status.st_size);
+  facts.modifyDate = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(status.st_mtime));
+  // A file system's creation time is that of the copy, and would make a restored or copied file
+  // look new to the duplicate check. The modification time goes along with copies.
+  facts.createDate = facts.modifyDate;
+  facts.device = status.st_dev;
+  facts.inode = status.st_ino;
+  return facts;
+}
+
+void AddPictureFacts(LocalFile& file) {
+  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+  try {
+    // Absolute, because a relative name could look like a URL to the picture library.
+    const auto image = Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string());
+    image->readMetadata();
+    file.width = static_cast<std::uint32_t>(std::max(image->pixelWidth(), 0));
+    file.height = static_cast<std::uint32_t>(std::max(image->pixelHeight(), 0));
+    file.shotDate = ShotDate(image->exifData());
+  } catch (const std::exception&) {
+    // Not a picture, or a damaged one: it is stored all the same, only without these facts.
+  }
+}
+
+bool IsSoundMemo(const std::filesystem::path& path) {
+  std::string extension = path.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension == ".wav";
+}
+
+}  // namespace kelo::host

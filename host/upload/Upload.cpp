@@ -1,0 +1,214 @@
+// One upload command for each batch, and what follows when it fails.
+#include "host/upload/Upload.h"
+
+#include <algorithm>
+#include <functional>
+#include <utility>
+
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+using Files = std::vector<LocalFile>;
+
+// So many files fail one after the other only where it is not for the files.
+constexpr unsigned kMaxFailuresInARow = 5;
+
+bool IsMemo(const LocalFile& file) {
+  return IsSoundMemo(file.path);
+}
+
+bool HasMemo(const Files& files) {
+  return std::any_of(files.begin(), files.end(), IsMemo);
+}
+
+class Sender {
+ public:
+  Sender(Library& library, const UploadPlan& plan, const UploadOptions& options,
+         const std::function<void(const UploadedFile&)>& report)
+      : library_(library), options_(options), attempts_(library, plan, options, report) {}
+
+  void Send(UploadPlan::Batch batch) {
+    Portion portion{.files = std::move(batch.files), .name = std::move(batch.album)};
+    portion.check = options_.check;
+    if (ended_ != 0) return attempts_.Report(portion, UploadOutcome::kNotSent, ended_);
+    try {
+      if (!portion.name.Empty()) portion.album = options_.albumId(portion.name);
+    } catch (const CommandFailure& failure) {
+      if (failure.Code() == kKELOResult_Aborted) throw;
+      return Fail(portion, failure.Code());
+    }
+    for (LocalFile& file : portion.files) AddPictureFacts(file);
+    if (batch.twin == Twin::kRival) SendRivals(portion);
+    if (options_.dryRun) return Preview(std::move(portion), batch.twin);
+    if (full_) KeepWhatFits(portion);
+    Send(std::move(portion));
+  }
+
+ private:
+  void Send(Portion portion) {
+    if (ended_ != 0) return attempts_.Report(portion, UploadOutcome::kNotSent, ended_);
+    for (unsigned failed = 1; !portion.files.empty(); ++failed) {
+      const auto [result, mayPass] = attempts_.Send(portion);
+      if (portion.files.empty()) return;
+      if (result == kKELOResult_NotFound && DropUnreadable(portion)) continue;
+      if (result == kKELOResult_NoSpace && KeepWhatFits(portion)) continue;
+      if (IsDark(result)) {
+        // Memos alone cannot be asked about: nobody would know whether they are stored.
+        if (std::all_of(portion.files.begin(), portion.files.end(), IsMemo))
+          return Fail(portion, result);
+        portion.check = true;
+        // A portion in which the bad file is searched for is halved at once.
+        const bool retries = mayPass && (!portion.searching || portion.files.size() == 1);
+        if (retries && library_.PauseBeforeRetry(failed, result)) continue;
+        if (!ServiceAnswers()) ended_ = result;
+      }
+      if (result == kKELOResult_NoSession) ended_ = result;
+      if (ended_ != 0) return attempts_.Report(portion, UploadOutcome::kNotSent, ended_);
+      if (portion.files.size() == 1) return Fail(portion, result);
+      return Halve(std::move(portion));
+    }
+  }
+
+  void Fail(const Portion& portion, std::uint32_t code) {
+    attempts_.Report(portion, UploadOutcome::kFailed, code);
+    if (!IsDark(code)) return;
+    if (std::exchange(heldBefore_, attempts_.Held()) != attempts_.Held()) failedInARow_ = 0;
+    if (++failedInARow_ == kMaxFailuresInARow) ended_ = code;
+  }
+
+  // Nobody knows what became of the files, and whether it was for them.
+  static bool IsDark(std::uint32_t result) {
+    constexpr std::uint32_t kDark[] = {kKELOResult_TransportFailure, kKELOResult_TimedOut,
+                                       kKELOResult_ConnectionLost, kKELOResult_GeneralFailure};
+    return std::find(std::begin(kDark), std::end(kDark), result) != std::end(kDark);
+  }
+
+  // Tells a service that refuses this portion from one that cannot be reached.
+  bool ServiceAnswers() {
+    try {
+      library_.Capacity();
+      return true;
+    } catch (const CommandFailure& failure) {
+      if (failure.Code() == kKELOResult_Aborted) throw;
+      return !IsDark(failure.Code());
+    }
+  }
+
+  void Halve(Portion portion) {
+    portion.searching = true;
+    Portion rest = portion;
+    const bool isPair = portion.check && HasMemo(portion.files);
+    if (isPair) {
+      // A memo goes with its picture, or behind it.
+      std::erase_if(portion.files, IsMemo);
+      std::erase_if(rest.files, std::not_fn(IsMemo));
+      rest.check = false;
+    } else {
+      const auto middle = static_cast<std::ptrdiff_t>(portion.files.size() / 2);
+      portion.files.erase(portion.files.begin() + middle, portion.files.end());
+      rest.files.erase(rest.files.begin(), rest.files.begin() + middle);
+    }
+    const std::size_t stored = attempts_.Stored();
+    Send(std::move(portion));
+    if (isPair && stored == attempts_.Stored())
+      return attempts_.Report(rest, UploadOutcome::kNotSent, ended_);
+    Send(std::move(rest));
+  }
+
+  // Takes out, and reports, what cannot be read any more or has become shorter; true when there was
+  // any.
+  bool DropUnreadable(Portion& portion) {
+    const auto readable = [](const LocalFile& file) {
+      try {
+        return DescribeFile(file.path).size >= file.size;
+      } catch (const Failure&) {
+        return false;
+      }
+    };
+    return Drop(portion, readable, kKELOResult_NotFound);
+  }
+
+  // Takes out, and reports, what the storage has no room for; true when there was any. Of files
+  // that are stored already, it must know first.
+  bool KeepWhatFits(Portion& portion) {
+    full_ = true;
+    if (portion.check) attempts_.Ask(portion);
+    std::uint64_t room = 0;
+    try {
+      const auto [stored, allowed] = library_.Capacity();
+      room = allowed > stored ? allowed - stored : 0;
+    } catch (const CommandFailure& failure) {
+      if (failure.Code() == kKELOResult_Aborted) throw;
+      return false;
+    }
+    // A pair goes together or not at all.
+    const bool whole = portion.check && HasMemo(portion.files);
+    const std::uint64_t all = SizeOf(portion.files);
+    const auto fits = [&](const LocalFile& file) {
+      if (whole) return all <= room;
+      if (file.size > room) return false;
+      room -= file.size;
+      return true;
+    };
+    return Drop(portion, fits, kKELOResult_NoSpace);
+  }
+
+  template <typename Keep>
+  bool Drop(Portion& portion, Keep keep, std::uint32_t code) {
+    const auto dropped = std::stable_partition(portion.files.begin(), portion.files.end(), keep);
+    Portion bad{.files = Files(dropped, portion.files.end()), .name = portion.name};
+    portion.files.erase(dropped, portion.files.end());
+    attempts_.Report(bad, UploadOutcome::kFailed, code);
+    return !bad.files.empty();
+  }
+
+  // The check would take these for the files that were stored just now.
+  void SendRivals(Portion& portion) {
+    const auto isKnown = [&](const LocalFile& file) {
+      return !attempts_.HasStoredTwinOf(HasMemo(portion.files) ? portion.files.front() : file);
+    };
+    const auto rivals = std::stable_partition(portion.files.begin(), portion.files.end(), isKnown);
+    Portion unchecked = portion;
+    unchecked.files.assign(rivals, portion.files.end());
+    unchecked.check = false;
+    portion.files.erase(rivals, portion.files.end());
+    if (options_.dryRun) return attempts_.Report(unchecked, UploadOutcome::kStored, 0);
+    Send(std::move(unchecked));
+  }
+
+  // What the service would do with the portion.
+  void Preview(Portion portion, Twin twin) {
+    const std::uint32_t result = portion.check ? attempts_.Ask(portion).code : 0;
+    if (result == 0) {
+      const auto copied =
+          portion.name.Empty() ? UploadOutcome::kAlreadyThere : UploadOutcome::kPlaced;
+      for (LocalFile& file : portion.files) {
+        const auto outcome = twin == Twin::kCopy ? copied : UploadOutcome::kStored;
+        attempts_.Report({std::move(file), portion.name, outcome, 0, {}});
+      }
+      return;
+    }
+    ended_ = result;
+    attempts_.Report(portion, UploadOutcome::kNotSent, ended_);
+  }
+
+  Library& library_;
+  const UploadOptions& options_;
+  UploadAttempts attempts_;
+  std::size_t heldBefore_ = 0;
+  unsigned failedInARow_ = 0;
+  bool full_ = false;        // the storage
+  std::uint32_t ended_ = 0;  // by which failure, 0: it goes on
+};
+
+}  // namespace
+
+void SendPlan(Library& library, UploadPlan plan, const UploadOptions& options,
+              const std::function<void(const UploadedFile&)>& report) {
+  Sender sender(library, plan, options, report);
+  for (UploadPlan::Batch& batch : plan.batches) sender.Send(std::move(batch));
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,110 @@
+// Tables of names and extensions, and fnmatch.
+#include "host/upload/UploadFilter.h"
+
+#include <fmt/format.h>
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What cameras, telephones, scanners and recorders write.
+constexpr std::string_view kExtensions[] = {
+    // pictures
+    "jpg", "jpeg", "jpe", "jfif", "png", "gif", "bmp", "tif", "tiff", "webp", "heic", "heif", "hif",
+    "avif", "jp2", "jxl", "psd",
+    // raw pictures
+    "rwa", "rwb", "3fr", "ari", "arw", "bay", "cr2", "cr3", "crw", "dcr", "dng", "erf", "fff",
+    "gpr", "iiq", "k25", "kdc", "mef", "mos", "mrw", "nef", "nrw", "orf", "pef", "raf", "raw",
+    "rw2", "rwl", "sr2", "srf", "srw", "x3f",
+    // movies
+    "mov", "mp4", "m4v", "avi", "mpg", "mpeg", "mpe", "mts", "m2ts", "m2t", "mkv", "webm", "wmv",
+    "asf", "3gp", "3g2", "mxf", "ogv", "dv", "flv", "insv", "lrv",
+    // sound
+    "wav", "mp3", "m4a", "aac", "aif", "aiff", "flac", "ogg", "oga", "opus", "wma", "amr", "caf",
+    "mid", "midi"};
+
+// What operating systems leave in folders; in small letters.
+constexpr std::string_view kSystemFiles[] = {"thumbs.db", "ehthumbs.db", "desktop.ini", ".ds_store",
+                                             "icon\r"};
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return text;
+}
+
+template <std::size_t N>
+bool Contains(const std::string_view (&table)[N], std::string_view text) {
+  return std::find(std::begin(table), std::end(table), text) != std::end(table);
+}
+
+bool IsSystemFile(const std::string& name) {
+  return name.starts_with("._") || Contains(kSystemFiles, Lower(name));
+}
+
+bool IsPictureMovieOrSound(const fs::path& name) {
+  const std::string extension = Lower(name.extension().string());
+  return !extension.empty() && Contains(kExtensions, std::string_view(extension).substr(1));
+}
+
+bool Matches(const std::vector<std::string>& patterns, const fs::path& below) {
+  const std::string path = below.generic_string();
+  const std::string name = below.filename().string();
+  return std::any_of(patterns.begin(), patterns.end(), [&](const std::string& pattern) {
+    const std::string& text = pattern.find('/') == std::string::npos ? name : path;
+    return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+  });
+}
+
+}  // namespace
+
+std::string LeftOutText(const LeftOutCounts& counts) {
+  std::string text;
+  for (const auto& [reason, count] : counts) {
+    const char* words = "";
+    switch (reason) {
+      case LeftOut::kSystemFile:
+        words = "of the system";
+        break;
+      case LeftOut::kHidden:
+        words = "hidden";
+        break;
+      case LeftOut::kOtherKind:
+        words = "no picture, movie or sound";
+        break;
+      case LeftOut::kByPattern:
+        words = "by --include or --exclude";
+        break;
+      case LeftOut::kFolderLink:
+        words = "a link to a folder";
+        break;
+    }
+    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, words);
+  }
+  return text;
+}
+
+std::optional<LeftOut> UploadFilter::File(const fs::path& below, bool named) const {
+  if (Matches(exclude, below) || (!include.empty() && !Matches(include, below)))
+    return LeftOut::kByPattern;
+  if (allFiles) return std::nullopt;
+  const fs::path name = below.filename();
+  if (IsSystemFile(name.string())) return LeftOut::kSystemFile;
+  if (named) return std::nullopt;
+  if (name.string().starts_with('.')) return LeftOut::kHidden;
+  if (!IsPictureMovieOrSound(name)) return LeftOut::kOtherKind;
+  return std::nullopt;
+}
+
+std::optional<LeftOut> UploadFilter::Folder(const fs::path& below) const {
+  if (Matches(exclude, below)) return LeftOut::kByPattern;
+  if (!allFiles && below.filename().string().starts_with('.')) return LeftOut::kHidden;
+  return std::nullopt;
+}
+
+}  // namespace kelo::host
