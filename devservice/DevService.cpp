@@ -224,8 +224,11 @@ class Service::Impl final : private RequestHandler {
   std::optional<Reply> Ask(const Script& script, const LoggedRequest& request) {
     std::unique_lock lock(mutex_);
     const Script copy = script;
+    if (!copy) return std::nullopt;
     lock.unlock();
-    return copy ? copy(request) : std::nullopt;
+    auto reply = copy(request);
+    lock.lock();  // orders what the script did before whatever the service is asked afterwards
+    return reply;
   }
 
   Answer AnswerByItself(Exchange& exchange, BodySink* sink) {
