@@ -23,7 +23,7 @@ struct KindRule {
   std::int64_t otherwise = 0;  // where an optional value is left out
 };
 
-constexpr std::int64_t kMost = 1'000'000'000'000;
+constexpr std::int64_t kMaxValue = 1'000'000'000'000;
 constexpr std::int64_t kDay = 24 * 3600 * 1000;
 constexpr KindRule kKinds[] = {
     {FaultKind::Status, "status", Value::Required, 200, 599},
@@ -34,9 +34,9 @@ constexpr KindRule kKinds[] = {
     {FaultKind::Reset, "reset"},
     {FaultKind::Expire, "expire"},
     {FaultKind::Delay, "delay", Value::Required, 0, kDay},
-    {FaultKind::Cut, "cut", Value::Optional, 0, kMost},
-    {FaultKind::Length, "length", Value::Optional, -kMost, kMost, 1},
-    {FaultKind::Slow, "slow", Value::Required, 1, kMost},
+    {FaultKind::Cut, "cut", Value::Optional, 0, kMaxValue},
+    {FaultKind::Length, "length", Value::Optional, -kMaxValue, kMaxValue, 1},
+    {FaultKind::Slow, "slow", Value::Required, 1, kMaxValue},
 };
 
 constexpr std::string_view kAnyMethod = "*";

@@ -19,7 +19,7 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kMostPending = 1u << 16;  // bytes of lines
+constexpr std::size_t kMaxPending = 1u << 16;  // bytes of lines
 
 struct EntryDate {
   std::string_view text;  // lies in the entry
@@ -103,7 +103,7 @@ void Listing::Tell(const Row& row) {
   if (out_.IsJson()) return out_.Result({}, row.object);
   if (lines_.size() != 0) lines_.push_back('\n');
   lines_.append(row.line);
-  if (lines_.size() >= kMostPending) Flush();
+  if (lines_.size() >= kMaxPending) Flush();
 }
 
 void Listing::Flush() {

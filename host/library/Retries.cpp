@@ -56,10 +56,10 @@ std::chrono::milliseconds PauseAfterTakenCallId() {
 }
 
 std::chrono::milliseconds PauseAfterFailures(unsigned failed) {
-  constexpr std::chrono::milliseconds kLongest = std::chrono::seconds(30);
+  constexpr std::chrono::milliseconds kMaxPause = std::chrono::seconds(30);
   std::chrono::milliseconds pause(250);
-  for (unsigned at = 1; at < failed && pause < kLongest; ++at) pause *= 3;
-  return std::min(pause, kLongest);
+  for (unsigned at = 1; at < failed && pause < kMaxPause; ++at) pause *= 3;
+  return std::min(pause, kMaxPause);
 }
 
 }  // namespace kelo::host

@@ -27,7 +27,7 @@ struct Tries {
 };
 
 // Programs that share a session meet at a millisecond now and then, several in a row hardly ever.
-constexpr unsigned kMostCallIdsTaken = 10;
+constexpr unsigned kMaxCallIdsTaken = 10;
 // Some milliseconds, not the same for all, so that two programs do not meet again.
 std::chrono::milliseconds PauseAfterTakenCallId();
 
