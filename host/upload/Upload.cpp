@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <future>
 #include <utility>
 
 #include "host/library/ResultText.h"
@@ -29,6 +30,7 @@ class Sender {
          const std::function<void(const UploadedFile&)>& report)
       : library_(library), options_(options), attempts_(library, plan, options, report) {}
 
+  // The batch knows what its pictures tell.
   void Send(UploadPlan::Batch batch) {
     Portion portion{.files = std::move(batch.files), .name = std::move(batch.album)};
     portion.check = options_.check;
@@ -39,12 +41,14 @@ class Sender {
       if (failure.Code() == kKELOResult_Aborted) throw;
       return Fail(portion, failure.Code());
     }
-    for (LocalFile& file : portion.files) AddPictureFacts(file);
     if (batch.twin == Twin::kRival) SendRivals(portion);
     if (options_.dryRun) return Preview(std::move(portion), batch.twin);
     if (full_) KeepWhatFits(portion);
     Send(std::move(portion));
   }
+
+  // No further batch will be sent.
+  bool HasEnded() const { return ended_ != 0; }
 
  private:
   void Send(Portion portion) {
@@ -208,7 +212,21 @@ class Sender {
 void SendPlan(Library& library, UploadPlan plan, const UploadOptions& options,
               const std::function<void(const UploadedFile&)>& report) {
   Sender sender(library, plan, options, report);
-  for (UploadPlan::Batch& batch : plan.batches) sender.Send(std::move(batch));
+  std::vector<UploadPlan::Batch>& batches = plan.batches;
+  // Reading pictures takes longer than anything else here, so it goes on while the batch before is
+  // sent.
+  const auto read = [&](std::size_t at) {
+    if (at == batches.size() || sender.HasEnded()) return std::future<void>();
+    return std::async(std::launch::async, [&files = batches[at].files] {
+      for (LocalFile& file : files) AddPictureFacts(file);
+    });
+  };
+  std::future<void> reading = read(0);
+  for (std::size_t at = 0; at < batches.size(); ++at) {
+    if (reading.valid()) reading.get();
+    reading = read(at + 1);
+    sender.Send(std::move(batches[at]));
+  }
 }
 
 }  // namespace kelo::host
