@@ -110,6 +110,12 @@ void CheckCurl(CURLSHcode code) {
   if (code != CURLSHE_OK) throw std::runtime_error(curl_share_strerror(code));
 }
 
+const char* FindCurlHeader(CURL* easy, const char* name) {
+  curl_header* header = nullptr;
+  const bool found = curl_easy_header(easy, name, 0, CURLH_HEADER, -1, &header) == CURLHE_OK;
+  return found ? header->value : nullptr;
+}
+
 void CurlSockets::Watch(CURL* easy) {
   SetCurlOption<CURLOPT_SOCKOPTFUNCTION>(easy, &CurlSockets::Opened);
   SetCurlOption<CURLOPT_SOCKOPTDATA>(easy, static_cast<void*>(this));

@@ -69,6 +69,9 @@ Value GetCurlInfo(CURL* easy, Value otherwise) {
   return curl_easy_getinfo(easy, info, &value) == CURLE_OK ? value : otherwise;
 }
 
+// The first header of that name in a transfer's answer, or null.
+const char* FindCurlHeader(CURL* easy, const char* name);
+
 // The sockets that libcurl has open, as it tells when it opens and closes them. Holds more of them
 // than connections are kept; one beyond that is not known here.
 class CurlSockets {
