@@ -1,23 +1,21 @@
 // The service put together: HTTP, protocol, store, scripts and log.
 #include "devservice/DevService.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 
-#include "devservice/Answers.h"
-#include "devservice/Api.h"
-#include "devservice/Control.h"
-#include "devservice/Faults.h"
-#include "devservice/HttpServer.h"
-#include "devservice/Import.h"
-#include "devservice/RequestLog.h"
-#include "devservice/Store.h"
-#include "devservice/TemporaryFolder.h"
-#include "devservice/UploadReceiver.h"
+#include "devservice/control/Control.h"
+#include "devservice/control/RequestLog.h"
+#include "devservice/faults/Faults.h"
+#include "devservice/files/TemporaryFolder.h"
+#include "devservice/http/HttpServer.h"
+#include "devservice/methods/Answers.h"
+#include "devservice/methods/Api.h"
+#include "devservice/methods/UploadReceiver.h"
+#include "devservice/store/Import.h"
+#include "devservice/store/Store.h"
 
 namespace kelo::devservice {
 namespace {
@@ -59,13 +57,6 @@ Service::Options WithAbsolutePath(Service::Options options) {
 }
 
 }  // namespace
-
-std::string LoggedRequest::Header(std::string_view name) const {
-  const std::string wanted(name);
-  for (const auto& [header, value] : headers)
-    if (strcasecmp(header.c_str(), wanted.c_str()) == 0) return value;
-  return {};
-}
 
 class Service::Impl final : private RequestHandler {
  public:
@@ -369,11 +360,11 @@ void Service::ExpireTokens() {
   impl_->WithStore([](Store& store) { store.ExpireSessions(); });
 }
 
-std::vector<Service::Mail> Service::Outbox() const {
+std::vector<Mail> Service::Outbox() const {
   return impl_->WithStore([](Store& store) { return store.Outbox(); });
 }
 
-std::string DescribeMail(const Service::Mail& mail) {
+std::string DescribeMail(const Mail& mail) {
   std::string text = "To: ";
   for (const std::string& recipient : mail.recipients)
     text += (&recipient == &mail.recipients.front() ? "" : ", ") + recipient;

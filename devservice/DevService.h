@@ -11,50 +11,15 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+#include "devservice/http/Message.h"
+#include "devservice/store/ImportWatcher.h"
+#include "devservice/store/Mail.h"
 
 namespace kelo::devservice {
 
 struct RequestRecord;
-
-// What arrived. Header names are as sent.
-struct LoggedRequest {
-  std::string method;  // "GET", "PUT", "POST"
-  std::string target;  // path and query exactly as sent
-  std::string path;
-  std::string query;  // undecoded, without the "?"
-  std::vector<std::pair<std::string, std::string>> headers;
-  std::string body;  // bodies above 1 MiB are kept only while Options::logLargeBodies is set
-  std::uint64_t bodySize = 0;
-  std::string apiMethod;  // "OpenSession", "GetHierarchy", ...; empty where none can be read
-  bool complete = true;   // false when the peer left, or was answered, before the body's end
-
-  std::string Header(std::string_view name) const;  // ignoring case; empty when absent
-};
-
-// A scripted answer. The defaults are an ordinary 200.
-struct Reply {
-  int status = 200;
-  std::string body{};
-  std::vector<std::pair<std::string, std::string>> headers{};
-  std::chrono::milliseconds delay{0};             // silence before the first byte
-  std::size_t chunkSize = 0;                      // body sent in pieces of this size ...
-  std::chrono::milliseconds chunkDelay{0};        // ... with this pause after each
-  std::optional<std::uint64_t> declaredLength{};  // Content-Length to claim instead of the true one
-  std::optional<std::size_t> cutAfter{};          // close the connection after this many body bytes
-  std::int64_t addedLength = 0;  // Content-Length claims so much more than the true one
-  bool closeAtOnce = false;      // close without answering at all
-  bool reset = false;            // likewise, by a reset
-  bool silent = false;           // never answer, until the peer leaves or the service stops
-  std::uint64_t readFirst = 0;   // head scripts only: body bytes to take before this answer
-};
-
-// Hears how an import goes. Both may be empty.
-struct ImportWatcher {
-  std::function<void(std::size_t files)> progress{};  // so many have been looked at
-  std::function<void(const std::string& path, const std::string& why)> passedOver{};
-};
 
 // Decides about one request: a reply, or nothing to let the service answer it. Called on server
 // threads, possibly several at once. Answers are sent compressed only when the service answers by
@@ -95,7 +60,6 @@ class Service {
   std::string ApiKey() const;
   std::string AuthToken() const;
   std::string Secret() const;
-  std::string Address() const;  // its mail address: what others share with
 
   // One more account; the credentials to use for it. The API key is the service's.
   struct Account {
@@ -134,15 +98,7 @@ class Service {
   // Ends the validity of all session tokens, as their expiry would.
   void ExpireTokens();
 
-  // A mail that was sent by sharing an album.
-  struct Mail {
-    std::string albumId;
-    std::vector<std::string> recipients;
-    std::string subject;
-    std::string body;
-    bool gpsRemoved = false;
-  };
-  std::vector<Mail> Outbox() const;
+  std::vector<Mail> Outbox() const;  // the mails that were sent by sharing albums
 
  private:
   class Impl;
@@ -150,6 +106,6 @@ class Service {
 };
 
 // A mail as a text of several lines, for people.
-std::string DescribeMail(const Service::Mail& mail);
+std::string DescribeMail(const Mail& mail);
 
 }  // namespace kelo::devservice

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "devservice/Digest.h"
+#include "devservice/protocol/Digest.h"
 #include "host/Kelo.h"
 
 namespace kelo::bench {

@@ -10,7 +10,7 @@
 
 #include "KELOAccess.h"
 #include "devservice/DevService.h"
-#include "devservice/Digest.h"
+#include "devservice/protocol/Digest.h"
 #include "http/Measure.h"
 
 namespace kelo::bench {

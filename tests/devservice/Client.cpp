@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "devservice/Digest.h"
+#include "devservice/protocol/Digest.h"
 
 namespace kelo::devservice {
 namespace {

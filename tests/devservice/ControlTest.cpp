@@ -4,7 +4,7 @@
 
 #include "devservice/Client.h"
 #include "devservice/Peer.h"
-#include "devservice/RequestLog.h"
+#include "devservice/control/RequestLog.h"
 #include "support/TemporaryFolder.h"
 
 namespace kelo::devservice {

@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "devservice/Client.h"
-#include "devservice/Faults.h"
 #include "devservice/Peer.h"
+#include "devservice/faults/Faults.h"
 
 namespace kelo::devservice {
 namespace {

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "devservice/Descriptor.h"
 #include "devservice/DevService.h"
+#include "devservice/files/Descriptor.h"
 
 namespace kelo::devservice {
 

@@ -3,9 +3,9 @@
 #include <filesystem>
 
 #include "devservice/Client.h"
-#include "devservice/Digest.h"
-#include "devservice/References.h"
-#include "devservice/RequestDocument.h"
+#include "devservice/protocol/Digest.h"
+#include "devservice/protocol/References.h"
+#include "devservice/protocol/RequestDocument.h"
 
 namespace kelo::devservice {
 namespace {

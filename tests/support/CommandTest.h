@@ -15,7 +15,7 @@
 
 #include "KELOAccess.h"
 #include "devservice/DevService.h"
-#include "devservice/Digest.h"
+#include "devservice/protocol/Digest.h"
 #include "support/HostRecords.h"
 
 namespace kelo::testing {

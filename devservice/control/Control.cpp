@@ -1,0 +1,222 @@
+// Who may ask, and the table of what can be asked.
+#include "devservice/control/Control.h"
+
+#include <openssl/crypto.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+#include "devservice/control/AccountJson.h"
+#include "devservice/page/Page.h"
+#include "devservice/protocol/Digest.h"
+
+namespace kelo::devservice {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::string_view kPagePath = "/";
+constexpr std::string_view kPrefix = "/control/";
+constexpr std::string_view kScreenPath = "/control/screen/";
+constexpr std::string_view kRecordPath = "/control/log/";
+constexpr std::string_view kFaultsPath = "/control/faults";
+constexpr std::string_view kNothingElse = "default-src 'none'; frame-ancestors 'none'";
+constexpr std::uint64_t kMaxBody = 64 << 10;
+// A page that has just been opened catches up in a few answers instead of one that takes long.
+constexpr std::size_t kMaxRows = 2000;
+
+Reply Guarded(int status, std::string type, std::string body,
+              std::string policy = std::string(kNothingElse)) {
+  Reply reply;
+  reply.status = status;
+  reply.body = std::move(body);
+  reply.headers = {
+      {"Content-Type", std::move(type)},  {"Content-Security-Policy", std::move(policy)},
+      {"Cache-Control", "no-store"},      {"Cross-Origin-Resource-Policy", "same-origin"},
+      {"Referrer-Policy", "no-referrer"}, {"X-Content-Type-Options", "nosniff"}};
+  return reply;
+}
+
+Reply Words(int status, std::string_view words) {
+  return Guarded(status, "text/plain; charset=UTF-8", std::string(words) + "\n");
+}
+
+Answer JsonAnswer(const Json& json) {
+  return {Guarded(200, "application/json",
+                  json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"),
+          {},
+          false};
+}
+
+std::optional<std::uint64_t> NumberOf(std::string_view text) {
+  std::uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+bool IsSame(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
+}
+
+// Browsers tell where a request comes from. To open the page from elsewhere is fine: it shows
+// nothing to where the reader came from.
+bool IsFromElsewhere(const LoggedRequest& head) {
+  const std::string origin = head.Header("Origin");
+  if (!origin.empty() && origin != "http://" + head.Header("Host")) return true;
+  const std::string site = head.Header("Sec-Fetch-Site");
+  if (site.empty() || site == "same-origin" || site == "none") return false;
+  return head.path != kPagePath || head.Header("Sec-Fetch-Mode") != "navigate";
+}
+
+}  // namespace
+
+struct Control::Route {
+  std::string_view method;
+  std::string_view path;  // with a slash at its end: and whatever follows
+  Answer (Control::*serve)(const LoggedRequest&) const;
+
+  bool Matches(std::string_view asked) const {
+    if (path == kPagePath || !path.ends_with('/')) return asked == path;
+    return asked.starts_with(path) && asked.size() > path.size();
+  }
+};
+
+const Control::Route Control::kRoutes[] = {
+    {"GET", kPagePath, &Control::GetPage},
+    {"GET", "/control/account", &Control::GetAccount},
+    {"GET", kScreenPath, &Control::GetScreen},
+    {"POST", "/control/reset", &Control::PostReset},
+    {"GET", "/control/log", &Control::GetLog},
+    {"GET", kRecordPath, &Control::GetRecord},
+    {"GET", kFaultsPath, &Control::GetFaults},
+    {"POST", kFaultsPath, &Control::PostFaults},
+    {"DELETE", kFaultsPath, &Control::DeleteFaults},
+    {"DELETE", "/control/faults/", &Control::DeleteFaults},
+};
+
+Control::Control(const Parts& parts) : parts_(parts), instance_(RandomHex()) {
+  for (const std::string_view name : {"127.0.0.1", "localhost", "[::1]"}) {
+    hosts_.push_back(std::string(name) + ":" + std::to_string(parts.port));
+    if (parts.port == 80) hosts_.emplace_back(name);
+  }
+  const std::lock_guard lock(parts_.api.Mutex());
+  token_ = parts_.store.ControlToken();
+}
+
+bool Control::Owns(std::string_view path) {
+  return path == kPagePath || path.starts_with(kPrefix);
+}
+
+bool Control::IsAddressed(const LoggedRequest& head) const {
+  const auto isHost = [](const auto& header) {
+    return strcasecmp(header.first.c_str(), "Host") == 0;
+  };
+  return std::ranges::count_if(head.headers, isHost) == 1 &&
+         std::ranges::find(hosts_, head.Header("Host")) != hosts_.end();
+}
+
+bool Control::HasToken(const LoggedRequest& head) const {
+  if (head.path == kPagePath) return IsSame(head.query, "token=" + token_);
+  return IsSame(head.Header("Authorization"), "Bearer " + token_);
+}
+
+std::optional<Reply> Control::Refuse(const LoggedRequest& head) const {
+  if (!IsAddressed(head)) return Words(403, "This answers to loopback host names only.");
+  if (IsFromElsewhere(head)) return Words(403, "This answers to its own page only.");
+  if (!HasToken(head))
+    return Words(403, "This needs the token: open the page by the URL that the service prints.");
+  if (head.bodySize > kMaxBody) return Words(413, "The body is too long.");
+  return std::nullopt;
+}
+
+Answer Control::Serve(const LoggedRequest& request) const {
+  std::string allowed;
+  for (const Route& route : kRoutes) {
+    if (!route.Matches(request.path)) continue;
+    if (route.method == request.method) return (this->*route.serve)(request);
+    allowed += (allowed.empty() ? "" : ", ") + std::string(route.method);
+  }
+  if (allowed.empty()) return {Words(404, "There is nothing here."), {}, false};
+  Reply reply = Words(405, "This takes " + allowed + ".");
+  reply.headers.emplace_back("Allow", allowed);
+  return {std::move(reply), {}, false};
+}
+
+Answer Control::GetPage(const LoggedRequest&) const {
+  const std::string nonce = RandomHex();
+  return {
+      Guarded(200, "text/html; charset=UTF-8", PageText(nonce),
+              "default-src 'none'; script-src 'nonce-" + nonce + "'; style-src 'nonce-" + nonce +
+                  "'; img-src blob: data:; connect-src 'self'; base-uri 'none'; "
+                  "form-action 'none'; frame-ancestors 'none'"),
+      {},
+      false};
+}
+
+Answer Control::GetAccount(const LoggedRequest&) const {
+  std::unique_lock lock(parts_.api.Mutex());
+  const Json account = AccountJson(parts_.store, parts_.account, parts_.quotaBytes);
+  lock.unlock();  // whoever uses the service need not wait for the writing
+  return JsonAnswer(account);
+}
+
+Answer Control::GetScreen(const LoggedRequest& request) const {
+  const std::string id = request.path.substr(kScreenPath.size());
+  const auto file = parts_.api.FileOf(std::string(Api::kDownloadPath) + "/screen/" + id);
+  if (file.empty()) return {Words(404, "There is no such picture."), {}, false};
+  return {Guarded(200, "application/octet-stream", ""), file, false};
+}
+
+Answer Control::PostReset(const LoggedRequest&) const {
+  const std::lock_guard lock(parts_.api.Mutex());
+  parts_.store.Empty();
+  return JsonAnswer({{"revision", parts_.store.Revision()}});
+}
+
+Answer Control::GetLog(const LoggedRequest& request) const {
+  static constexpr std::string_view after = "after=";
+  std::optional<std::uint64_t> last = 0;
+  if (!request.query.empty()) {
+    last = request.query.starts_with(after) ? NumberOf(request.query.substr(after.size()))
+                                            : std::nullopt;
+  }
+  if (!last) return {Words(400, "The query is after=NUMBER, or nothing."), {}, false};
+  Json json = {{"instance", instance_}, {"revision", parts_.store.Revision()}};
+  parts_.log.Describe(json, *last, kMaxRows);
+  json["faults"] = FaultsJson(parts_.faults);
+  return JsonAnswer(json);
+}
+
+Answer Control::GetRecord(const LoggedRequest& request) const {
+  const auto number = NumberOf(std::string_view(request.path).substr(kRecordPath.size()));
+  const Json record = number ? parts_.log.Whole(*number) : Json();
+  if (record.is_null()) return {Words(404, "There is no such request in the log."), {}, false};
+  return JsonAnswer(record);
+}
+
+Answer Control::GetFaults(const LoggedRequest&) const {
+  return JsonAnswer({{"faults", FaultsJson(parts_.faults)}});
+}
+
+Answer Control::PostFaults(const LoggedRequest& request) const {
+  return ChangeFaults(request.body);
+}
+
+// One fault, or all of them.
+Answer Control::DeleteFaults(const LoggedRequest& request) const {
+  const std::string_view rest = std::string_view(request.path).substr(kFaultsPath.size());
+  if (rest.empty()) return ChangeFaults(R"({"remove": "all"})");
+  const auto id = NumberOf(rest.substr(1));
+  if (!id) return {Words(404, "There is no such fault."), {}, false};
+  return ChangeFaults(Json{{"remove", *id}}.dump());
+}
+
+Answer Control::ChangeFaults(std::string_view wish) const {
+  const Reply reply = HandleFaults(parts_.faults, wish);
+  return {Guarded(reply.status, "application/json", reply.body), {}, false};
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,96 @@
+// A ring of records, and what is told of them.
+#include "devservice/control/RequestLog.h"
+
+#include <algorithm>
+#include <ctime>
+#include <string>
+
+namespace kelo::devservice {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::size_t TextBytes(const RequestRecord& record) {
+  return record.document.size() + record.answer.size();
+}
+
+}  // namespace
+
+std::string TimeText(std::chrono::system_clock::time_point time) {
+  using namespace std::chrono;
+  const std::time_t seconds = system_clock::to_time_t(floor<std::chrono::seconds>(time));
+  const auto rest = floor<milliseconds>(time).time_since_epoch().count() % 1000;
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[32];
+  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.", &utc);
+  const std::string digits = std::to_string(1000 + rest);
+  return std::string(text, size) + digits.substr(1) + "Z";
+}
+
+Json RecordJson(std::uint64_t number, const RequestRecord& record) {
+  return {{"number", number},
+          {"time", TimeText(record.time)},
+          {"verb", record.verb},
+          {"path", record.path},
+          {"method", record.method},
+          {"status", record.status},
+          {"errorCode", record.errorCode},
+          {"errorText", record.errorText},
+          {"milliseconds", static_cast<double>(record.duration.count()) / 1000},
+          {"bytesIn", record.bytesIn},
+          {"bytesOut", record.bytesOut},
+          {"complete", record.complete},
+          {"signature", record.signature},
+          {"fault", record.fault}};
+}
+
+void RequestLog::Add(RequestRecord record) {
+  auto added = std::make_shared<const RequestRecord>(std::move(record));
+  const std::lock_guard lock(mutex_);
+  textBytes_ += TextBytes(*added);
+  entries_.push_back({std::move(added)});
+  for (; textBytes_ > maxTextBytes_ && texted_ <= Last(); ++texted_) {
+    Entry& entry = entries_[texted_ - first_];
+    RequestRecord bare = *entry.record;
+    textBytes_ -= TextBytes(bare);
+    bare.document = bare.answer = {};
+    entry = {std::make_shared<const RequestRecord>(std::move(bare)), false};
+  }
+  for (; entries_.size() > maxRecords_; ++first_) {
+    textBytes_ -= TextBytes(*entries_.front().record);
+    entries_.pop_front();
+  }
+  texted_ = std::max(texted_, first_);
+}
+
+void RequestLog::Describe(Json& json, std::uint64_t after, std::size_t limit) const {
+  std::unique_lock lock(mutex_);
+  json["first"] = first_;
+  json["last"] = Last();
+  std::uint64_t number = std::max(std::min(after, Last()) + 1, first_);
+  const std::uint64_t end = std::min<std::uint64_t>(Last() + 1, number + limit);
+  std::vector<std::shared_ptr<const RequestRecord>> records;
+  for (std::uint64_t next = number; next < end; ++next)
+    records.push_back(entries_[next - first_].record);
+  lock.unlock();  // requests that end meanwhile need not wait for the writing
+  Json rows = Json::array();
+  for (const auto& record : records) rows.push_back(RecordJson(number++, *record));
+  json["requests"] = std::move(rows);
+}
+
+Json RequestLog::Whole(std::uint64_t number) const {
+  std::unique_lock lock(mutex_);
+  if (number < first_ || number > Last()) return nullptr;
+  const Entry entry = entries_[number - first_];
+  lock.unlock();
+  Json json = RecordJson(number, *entry.record);
+  json["query"] = entry.record->query;
+  if (entry.hasTexts) {
+    json["document"] = entry.record->document;
+    json["answer"] = entry.record->answer;
+  }
+  return json;
+}
+
+}  // namespace kelo::devservice

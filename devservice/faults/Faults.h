@@ -1,0 +1,103 @@
+// Faults that a developer asks for: what goes wrong, in which method's answers, how often. A fault
+// becomes a Reply like that of a script, so the connection knows one kind of misbehaviour only.
+//
+// As text: METHOD:KIND[=VALUE][,times=N]. METHOD is a method of the protocol, "Download", or "*"
+// for any request. The kinds, with what the service does of what it was asked:
+//
+//   status=CODE    answers with this HTTP status, 200 to 599; does nothing
+//   error=NUMBER   answers with this error of the service; does nothing
+//   full           answers uploads with 203, storage full; stores nothing
+//   garbage        answers with bytes that are no document; does nothing
+//   silence        never answers; does nothing
+//   reset          resets the connection instead of an answer; does nothing
+//   expire         ends the validity of all session tokens first, then does what it can
+//   delay=MS       does it, and waits before the answer
+//   cut[=BYTES]    does it, and closes after so many bytes of the answer's body (0)
+//   length[=N]     does it, and announces N bytes more than come (1; fewer below 0)
+//   slow=BYTES     does it, taking uploads and giving answers at so many bytes a second
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "devservice/http/Message.h"
+
+namespace kelo::devservice {
+
+enum class FaultKind {
+  Status,
+  Error,
+  Full,
+  Garbage,
+  Silence,
+  Reset,
+  Expire,
+  Delay,
+  Cut,
+  Length,
+  Slow,
+};
+
+struct Fault {
+  std::uint64_t id = 0;  // given by Faults, from 1 on
+  std::string method;
+  FaultKind kind = FaultKind::Status;
+  std::int64_t value = 0;   // 0 where the kind takes none
+  std::uint64_t times = 0;  // 0: always
+  std::uint64_t fired = 0;
+
+  bool operator==(const Fault&) const = default;
+};
+
+// A fault's text is wrong; what() says how.
+class FaultError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Throws FaultError.
+Fault ReadFault(std::string_view text);
+std::string FaultText(const Fault& fault);
+std::string_view KindName(FaultKind kind);
+
+// The answer of a fault that does nothing of what was asked; nothing for the other kinds.
+std::optional<Reply> ReplyInstead(const Fault& fault);
+// The service error that a fault answers with; 0: none.
+int ErrorOf(const Fault& fault);
+// What a fault makes of the service's own answer.
+void Spoil(Reply& reply, const Fault& fault);
+
+// The faults of a service. Thread-safe.
+class Faults {
+ public:
+  std::uint64_t Add(Fault fault);  // its id
+  bool Remove(std::uint64_t id);   // false: there is none
+  void Clear();
+  std::vector<Fault> List() const;  // in the order they were added, spent ones too
+
+  // The first fault that concerns this method and is not spent; it counts as fired.
+  std::optional<Fault> Fire(std::string_view method);
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<Fault> faults_;
+  std::uint64_t lastId_ = 0;
+};
+
+// [{"id": 1, "text": "Download:cut=10,times=2", "method": ..., "kind": ..., "value": ...,
+//   "times": ..., "fired": ...}, ...]
+nlohmann::ordered_json FaultsJson(const Faults& faults);
+
+// Changes the faults as a JSON object asks and answers with {"faults": [...]}:
+//   {"add": TEXT or [TEXT, ...], "remove": ID or [ID, ...] or "all"}, both optional.
+// Removes first. What cannot be done as a whole changes nothing: 400, or 404 for an unknown id,
+// with
+// {"error": {"message": ...}}.
+Reply HandleFaults(Faults& faults, std::string_view body);
+
+}  // namespace kelo::devservice

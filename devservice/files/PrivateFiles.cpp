@@ -1,0 +1,48 @@
+// Modes and locks.
+#include "devservice/files/PrivateFiles.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+namespace kelo::devservice {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kLockName = "service.lock";
+
+Descriptor OpenPrivate(const fs::path& file) {
+  Descriptor opened(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (opened.Get() < 0 || fchmod(opened.Get(), S_IRUSR | S_IWUSR) != 0)
+    throw fs::filesystem_error("cannot make", file, {errno, std::generic_category()});
+  return opened;
+}
+
+}  // namespace
+
+void MakePrivateFolder(const fs::path& folder) {
+  if (fs::is_directory(folder)) return;
+  const fs::path parent = fs::absolute(folder).lexically_normal().parent_path();
+  if (parent != folder) MakePrivateFolder(parent);
+  if (mkdir(folder.c_str(), S_IRWXU) != 0 && !fs::is_directory(folder))
+    throw fs::filesystem_error("cannot make", folder, {errno, std::generic_category()});
+}
+
+void MakePrivateFile(const fs::path& file) {
+  OpenPrivate(file);
+}
+
+Descriptor LockFolder(const fs::path& folder) {
+  Descriptor lock = OpenPrivate(folder / kLockName);
+  if (flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) return lock;
+  if (errno == EWOULDBLOCK)
+    throw std::runtime_error("another service uses the folder " + folder.string());
+  throw fs::filesystem_error("cannot lock", folder, {errno, std::generic_category()});
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,47 @@
+// A request as it arrived, and an answer with whatever may be wrong with it.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kelo::devservice {
+
+// What arrived. Header names are as sent.
+struct LoggedRequest {
+  std::string method;  // "GET", "PUT", "POST"
+  std::string target;  // path and query exactly as sent
+  std::string path;
+  std::string query;  // undecoded, without the "?"
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::string body;  // bodies above 1 MiB are kept only while Options::logLargeBodies is set
+  std::uint64_t bodySize = 0;
+  std::string apiMethod;  // "OpenSession", "GetHierarchy", ...; empty where none can be read
+  bool complete = true;   // false when the peer left, or was answered, before the body's end
+
+  std::string Header(std::string_view name) const;  // ignoring case; empty when absent
+};
+
+// A scripted answer. The defaults are an ordinary 200.
+struct Reply {
+  int status = 200;
+  std::string body{};
+  std::vector<std::pair<std::string, std::string>> headers{};
+  std::chrono::milliseconds delay{0};             // silence before the first byte
+  std::size_t chunkSize = 0;                      // body sent in pieces of this size ...
+  std::chrono::milliseconds chunkDelay{0};        // ... with this pause after each
+  std::optional<std::uint64_t> declaredLength{};  // Content-Length to claim instead of the true one
+  std::optional<std::size_t> cutAfter{};          // close the connection after this many body bytes
+  std::int64_t addedLength = 0;  // Content-Length claims so much more than the true one
+  bool closeAtOnce = false;      // close without answering at all
+  bool reset = false;            // likewise, by a reset
+  bool silent = false;           // never answer, until the peer leaves or the service stops
+  std::uint64_t readFirst = 0;   // head scripts only: body bytes to take before this answer
+};
+
+}  // namespace kelo::devservice

@@ -1,0 +1,87 @@
+// Methods that change items, albums and folders.
+#include <charconv>
+
+#include "devservice/methods/Answers.h"
+#include "devservice/methods/Api.h"
+#include "devservice/protocol/ServiceError.h"
+
+namespace kelo::devservice {
+namespace {
+
+constexpr int kHighestRating = 5;
+
+std::vector<std::string> RequireIds(const Element& method) {
+  auto ids = SplitIds(method.Value("itemIdList"));
+  if (ids.empty()) throw ServiceError(ErrorNumber::UnusableValue, "No item");
+  return ids;
+}
+
+// The value as it is stored. 301, 311.
+std::string CheckedProperty(std::string_view name, std::string_view value) {
+  if (name == "caption") return std::string(value);
+  if (name == "captionFlag") {
+    if (value == "true") return "1";
+    if (value == "false") return "0";
+  } else if (name == "rating") {
+    unsigned rating = 0;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), rating);
+    if (error == std::errc() && end == value.data() + value.size()) {
+      if (rating > kHighestRating) throw ServiceError(ErrorNumber::OutOfRange, "Rating above 5");
+      return std::string(value);
+    }
+  }
+  throw ServiceError(ErrorNumber::UnusableValue, "Unusable property " + std::string(name));
+}
+
+std::string RequireName(const Element& method, std::string_view attribute) {
+  const std::string_view name = method.Value(attribute);
+  if (name.empty()) throw ServiceError(ErrorNumber::UnusableValue, "Empty name");
+  return std::string(name);
+}
+
+}  // namespace
+
+std::string Api::ModifyProps(const Request& request) {
+  for (const std::string& id : RequireIds(request.method)) {
+    store_.RequireItem(request.account, id, false);
+    for (const Element& property : request.method.children) {
+      const std::string_view name = property.Value("name");
+      store_.SetProperty(id, name, CheckedProperty(name, property.Value("value")));
+    }
+  }
+  return OkAnswer();
+}
+
+std::string Api::AddTags(const Request& request) {
+  for (const std::string& id : RequireIds(request.method)) {
+    store_.RequireItem(request.account, id, false);
+    store_.AddTags(id, request.method.Value("tagList"));
+  }
+  return OkAnswer();
+}
+
+std::string Api::AddAlbum(const Request& request) {
+  std::string attributes;
+  AppendAttribute(attributes, "albumId",
+                  store_.AddAlbum(request.account, request.method.Value("folderId"),
+                                  RequireName(request.method, "albumName")));
+  return OkAnswer(attributes);
+}
+
+std::string Api::AddFolder(const Request& request) {
+  std::string attributes;
+  AppendAttribute(attributes, "folderId",
+                  store_.AddFolder(request.account, RequireName(request.method, "folderName")));
+  return OkAnswer(attributes);
+}
+
+std::string Api::AddItemsToAlbum(const Request& request) {
+  const std::string album = store_.RequireAlbum(request.account, request.method.Value("albumId"));
+  for (const std::string& id : RequireIds(request.method)) {
+    store_.RequireItem(request.account, id, false);
+    store_.AddToAlbum(album, id);
+  }
+  return OkAnswer();
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,201 @@
+// kelo-devservice: the local service as a program. It prints how to reach it, and stops on an
+// interrupt, a termination signal, or, if asked to, at the end of its standard input.
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "devservice/DevService.h"
+#include "devservice/faults/Faults.h"
+#include "devservice/program/Ctl.h"
+#include "devservice/program/Log.h"
+
+namespace {
+
+using kelo::devservice::Service;
+
+struct Arguments {
+  Service::Options options;
+  std::filesystem::path import;
+  std::filesystem::path friendFolder;
+  std::vector<std::string> accounts;
+  std::vector<std::string> faults;
+  std::string log;
+  bool logJson = false;
+  std::string controlFile = kelo::devservice::DefaultControlFile();
+  std::int64_t expirySeconds = 3600;
+  bool untilEof = false;
+  bool showOutbox = false;
+};
+
+constexpr int kUsageError = 2;
+constexpr const char* kFooter =
+    "Clients that read their server address from a file find it through the environment variable\n"
+    "KELO_URLS_FILE; the line to put there is printed at the start. GET /outbox shows sent mails.\n"
+    "Error numbers: 101 unknown API key, 102 unknown authentication token, 103 wrong signature,\n"
+    "104 call id used before, 105 malformed query, 106 unknown method, 107 unknown and 108 "
+    "expired\n"
+    "session token, 203 storage full, 207 unknown folder or album, 301 unusable value, 302 "
+    "unknown\n"
+    "item, 311 rating outside 0 to 5 or no recipient, 312 belongs to somebody else, 313 invalid\n"
+    "recipient, 401 malformed document, 402 malformed multipart body.\n"
+    "Faults: METHOD is a method of the protocol, Download, or * for all; KIND is one of\n"
+    "  status=CODE error=NUMBER full garbage silence reset   nothing is done\n"
+    "  expire                                                tokens end, then it is done\n"
+    "  delay=MS cut=BYTES length=N slow=BYTES/S              done, and answered badly\n"
+    "full is storage full, for uploads; length announces N bytes too many; slow takes uploads\n"
+    "slowly too.";
+
+std::string WhatIsWrongWithFault(const std::string& text) {
+  try {
+    kelo::devservice::ReadFault(text);
+    return {};
+  } catch (const kelo::devservice::FaultError& error) {
+    return error.what();
+  }
+}
+
+void Declare(CLI::App& app, Arguments& arguments) {
+  app.footer(kFooter);
+  app.add_option("--data", arguments.options.dataDirectory,
+                 "keep database and files in this folder")
+      ->type_name("DIR");
+  app.add_option("--import", arguments.import, "fill the account from a folder of pictures")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory);
+  app.add_option("--friend", arguments.friendFolder, "share this folder as a friend's album")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory);
+  app.add_option("--account", arguments.accounts, "add an account with this mail address")
+      ->type_name("ADDRESS");
+  app.add_option("--port", arguments.options.port,
+                 "port on loopback; 0 takes a free one, and without this --data keeps its port")
+      ->check(CLI::Range(0, 65535));
+  app.add_option("--fault", arguments.faults,
+                 "let a method fail as METHOD:KIND[=VALUE][,times=N] says; can be repeated")
+      ->type_name("FAULT")
+      ->check(WhatIsWrongWithFault);
+  app.add_option("--log", arguments.log, "add a line for every request to this file; -: print it")
+      ->type_name("FILE");
+  app.add_flag("--log-json", arguments.logJson, "write the log as JSON lines")->needs("--log");
+  app.add_option("--control-file", arguments.controlFile,
+                 "write the page's URL here while running, for ctl")
+      ->type_name("FILE")
+      ->capture_default_str();
+  app.add_option("--quota", arguments.options.quotaBytes, "storage of an account in bytes")
+      ->capture_default_str();
+  app.add_option("--expiry", arguments.expirySeconds,
+                 "seconds until an unused session token expires")
+      ->capture_default_str()
+      ->check(CLI::PositiveNumber);
+  app.add_flag("--until-eof", arguments.untilEof, "stop when standard input ends");
+  app.add_flag("--show-outbox", arguments.showOutbox, "print the sent mails when stopping");
+}
+
+// Signals are read from a descriptor, so that the server's threads never see them.
+int BlockedStopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
+  return descriptor;
+}
+
+void WaitForStop(int signals, bool untilEof) {
+  std::array<pollfd, 2> waits{{{signals, POLLIN, 0}, {untilEof ? STDIN_FILENO : -1, POLLIN, 0}}};
+  for (;;) {
+    if (poll(waits.data(), waits.size(), -1) < 0 && errno != EINTR) return;
+    if (waits[0].revents != 0) return;
+    std::array<char, 4096> ignored;
+    if (waits[1].revents != 0 && read(STDIN_FILENO, ignored.data(), ignored.size()) <= 0) return;
+  }
+}
+
+// A line that grows on a terminal; elsewhere only what was passed over.
+kelo::devservice::ImportWatcher ImportMessages() {
+  const bool terminal = isatty(STDERR_FILENO) == 1;
+  return {[=](std::size_t files) {
+            if (terminal && files % 100 == 0) std::cerr << "\r" << files << " files" << std::flush;
+          },
+          [](const std::string& path, const std::string& why) {
+            std::cerr << "kelo-devservice: passed over " << path << ": " << why << "\n";
+          }};
+}
+
+void Fill(Service& service, const Arguments& arguments) {
+  const auto watcher = ImportMessages();
+  if (!arguments.import.empty()) service.Import(arguments.import, watcher);
+  if (!arguments.friendFolder.empty()) service.ImportFriend(arguments.friendFolder, watcher);
+  for (const std::string& fault : arguments.faults) service.AddFault(fault);
+}
+
+// A thousand idle clients are a thousand descriptors.
+void AllowManyDescriptors() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void Serve(Arguments& arguments) {
+  const int signals = BlockedStopSignals();
+  AllowManyDescriptors();
+  std::optional<kelo::devservice::Log> log;
+  if (!arguments.log.empty()) {
+    log.emplace(arguments.log, arguments.logJson);
+    arguments.options.onRequest = [&](const auto& record) { log->Write(record); };
+  }
+  Service service(arguments.options);
+  Fill(service, arguments);
+  const kelo::devservice::ControlFile controlFile(arguments.controlFile, service.PageUrl());
+  std::cout << "URL     " << service.Url() << "\npage    " << service.PageUrl() << "\nkey     "
+            << service.ApiKey() << "\ntoken   " << service.AuthToken() << "\nsecret  "
+            << service.Secret()
+            << "\nKELO_URLS_FILE should name a file with this line:\n  kKELO_URLofKELOServer = \""
+            << service.Url() << "\"\n";
+  for (const std::string& address : arguments.accounts) {
+    const Service::Account account = service.AddAccount(address);
+    std::cout << "Account " << account.address << ": token " << account.authToken << ", secret "
+              << account.secret << "\n";
+  }
+  std::cout << std::flush;
+  WaitForStop(signals, arguments.untilEof);
+  if (!arguments.showOutbox) return;
+  for (const kelo::devservice::Mail& mail : service.Outbox())
+    std::cout << "\n" << kelo::devservice::DescribeMail(mail);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  arguments.options.logLimit = 100;
+  CLI::App app("A complete local photo service on loopback, for trying and testing clients.");
+  Declare(app, arguments);
+  app.set_version_flag("--version", "kelo-devservice " KELO_VERSION, "print the version");
+  kelo::devservice::DeclareCtl(app);
+  try {
+    app.parse(argc, argv);
+    arguments.options.tokenLifetime = std::chrono::seconds(arguments.expirySeconds);
+    if (app.get_subcommands().empty()) Serve(arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kUsageError;
+  } catch (const std::exception& error) {
+    std::cerr << "kelo-devservice: " << error.what() << "\n";
+    return 1;
+  }
+  return 0;
+}

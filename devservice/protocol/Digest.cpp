@@ -1,0 +1,74 @@
+// SHA-1 and MD5 as hexadecimal text.
+#include "devservice/protocol/Digest.h"
+
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <array>
+#include <fstream>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+namespace kelo::devservice {
+namespace {
+
+std::string HexOf(std::span<const unsigned char> bytes) {
+  static constexpr char digits[] = "0123456789abcdef";
+  std::string hex;
+  for (const unsigned char byte : bytes) {
+    hex += digits[byte >> 4];
+    hex += digits[byte & 15];
+  }
+  return hex;
+}
+
+class Hash {
+ public:
+  explicit Hash(const EVP_MD* kind) : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
+    Check(context_ && EVP_DigestInit_ex(context_.get(), kind, nullptr));
+  }
+  void Add(const char* data, std::size_t size) {
+    Check(EVP_DigestUpdate(context_.get(), data, size));
+  }
+  std::string Hex() {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
+    unsigned int size = 0;
+    Check(EVP_DigestFinal_ex(context_.get(), bytes.data(), &size));
+    return HexOf({bytes.data(), size});
+  }
+
+ private:
+  static void Check(bool succeeded) {
+    if (!succeeded) throw std::runtime_error("digest failed");
+  }
+  std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
+};
+
+}  // namespace
+
+std::string Sha1Hex(std::string_view text) {
+  Hash hash(EVP_sha1());
+  hash.Add(text.data(), text.size());
+  return hash.Hex();
+}
+
+std::string Md5HexOfFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return {};
+  Hash hash(EVP_md5());
+  std::vector<char> block(1 << 16);
+  while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0)
+    hash.Add(block.data(), static_cast<std::size_t>(file.gcount()));
+  return file.bad() ? std::string() : hash.Hex();
+}
+
+std::string RandomHex() {
+  std::array<unsigned char, 16> bytes{};
+  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
+    throw std::runtime_error("no random bytes");
+  return HexOf(bytes);
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,75 @@
+// SQLite behind owned handles.
+#include "devservice/store/Database.h"
+
+namespace kelo::devservice {
+
+Statement::Statement(sqlite3* handle, std::string_view sql)
+    : handle_(handle), statement_(nullptr, &sqlite3_finalize) {
+  sqlite3_stmt* statement = nullptr;
+  Check(sqlite3_prepare_v2(handle, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
+  statement_.reset(statement);
+}
+
+Statement& Statement::Bind(std::string_view text) {
+  Check(sqlite3_bind_text64(statement_.get(), ++bound_, text.data() ? text.data() : "", text.size(),
+                            SQLITE_TRANSIENT, SQLITE_UTF8));
+  return *this;
+}
+
+Statement& Statement::BindNumber(std::int64_t number) {
+  Check(sqlite3_bind_int64(statement_.get(), ++bound_, number));
+  return *this;
+}
+
+bool Statement::Step() {
+  const int code = sqlite3_step(statement_.get());
+  if (code == SQLITE_ROW) return true;
+  if (code != SQLITE_DONE) Check(code);
+  return false;
+}
+
+std::string Statement::Text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
+  const int size = sqlite3_column_bytes(statement_.get(), column);
+  return text ? std::string(text, static_cast<std::size_t>(size)) : std::string();
+}
+
+std::int64_t Statement::Number(int column) const {
+  return sqlite3_column_int64(statement_.get(), column);
+}
+
+void Statement::Check(int code) const {
+  if (code != SQLITE_OK) throw DatabaseError(code, sqlite3_errmsg(handle_));
+}
+
+Database::Database(const std::string& path) {
+  sqlite3* handle = nullptr;
+  const int code = sqlite3_open(path.c_str(), &handle);
+  handle_.reset(handle);
+  if (code != SQLITE_OK) throw DatabaseError(code, "cannot open the database " + path);
+}
+
+void Database::OnChange(ChangeHook* hook, void* argument) {
+  sqlite3_update_hook(handle_.get(), hook, argument);
+}
+
+void Database::Run(const std::string& script) {
+  const int code = sqlite3_exec(handle_.get(), script.c_str(), nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) throw DatabaseError(code, sqlite3_errmsg(handle_.get()));
+}
+
+Transaction::~Transaction() {
+  if (!database_) return;
+  try {
+    database_->Run("ROLLBACK");
+  } catch (const DatabaseError&) {
+    // The statement that failed has rolled back already.
+  }
+}
+
+void Transaction::Commit() {
+  database_->Run("COMMIT");
+  database_ = nullptr;
+}
+
+}  // namespace kelo::devservice

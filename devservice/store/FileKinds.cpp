@@ -1,0 +1,77 @@
+// MIME types and EXIF dates.
+#include "devservice/store/FileKinds.h"
+
+#include <algorithm>
+#include <cctype>
+#include <exiv2/exiv2.hpp>
+#include <fstream>
+#include <mutex>
+
+namespace kelo::devservice {
+namespace {
+
+struct Kind {
+  std::string_view extension;
+  std::string_view format;
+  std::string_view firstBytes;  // empty: not looked at
+};
+
+constexpr Kind kKinds[] = {
+    {".jpg", "image/jpeg", "\xFF\xD8"}, {".jpeg", "image/jpeg", "\xFF\xD8"},
+    {".rwa", "image/x-talvo-rwa", ""},  {".rwb", "image/x-talvo-rwb", ""},
+    {".tif", "image/tiff", ""},         {".tiff", "image/tiff", ""},
+    {".mov", "video/quicktime", ""},    {".avi", "video/x-msvideo", ""},
+    {".wav", "audio/x-wav", ""},        {"", "application/x-unknown", ""},
+};
+constexpr std::string_view kRefused[] = {".exe", ".com", ".bat", ".cmd", ".msi", ".dll", ".scr"};
+
+std::string ExtensionOf(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  std::string extension(dot == std::string_view::npos ? "" : name.substr(dot));
+  std::ranges::transform(extension, extension.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+std::string FirstBytes(const std::filesystem::path& file) {
+  std::string bytes(4, '\0');
+  std::ifstream stream(file, std::ios::binary);
+  stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(stream.gcount()));
+  return bytes;
+}
+
+std::string ShotDateOf(const std::filesystem::path& file) {
+  static std::mutex mutex;  // exiv2's XMP side is not thread-safe
+  const std::lock_guard lock(mutex);
+  try {
+    const auto image = Exiv2::ImageFactory::open(file.string());
+    image->readMetadata();
+    const Exiv2::ExifData& exif = image->exifData();
+    const auto date = exif.findKey(Exiv2::ExifKey("Exif.Photo.DateTimeOriginal"));
+    return date == exif.end() ? std::string() : date->toString();
+  } catch (const Exiv2::AnyError&) {
+    return {};  // a damaged picture is stored like any other
+  }
+}
+
+}  // namespace
+
+bool IsRefusedFile(std::string_view name) {
+  return std::ranges::find(kRefused, ExtensionOf(name)) != std::end(kRefused);
+}
+
+void DescribeFile(Item& item) {
+  const Kind* kind = std::ranges::find(kKinds, ExtensionOf(item.name), &Kind::extension);
+  if (kind == std::end(kKinds)) {
+    item.format = "application/octet-stream";
+    return;
+  }
+  const bool genuine =
+      kind->firstBytes.empty() || FirstBytes(item.file).starts_with(kind->firstBytes);
+  item.format = genuine ? kind->format : "application/x-unrecognized";
+  const bool isPicture = item.format.starts_with("image/");
+  if (isPicture && item.shotDate.empty()) item.shotDate = ShotDateOf(item.file);
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,194 @@
+// Folders on disk to folders and albums.
+#include "devservice/store/Import.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <set>
+#include <system_error>
+
+#include "devservice/files/PrivateFiles.h"
+#include "devservice/store/FileKinds.h"
+
+namespace kelo::devservice {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr Order kByName{"Name", false};
+
+struct Contents {
+  std::vector<fs::path> files;
+  std::vector<fs::path> folders;
+};
+
+// Reads folders, each once, however many links lead to it.
+class Walk {
+ public:
+  explicit Walk(const ImportWatcher& watcher) : watcher_(watcher) {}
+
+  // By name, without hidden entries and those that cannot be read.
+  Contents ContentsOf(const fs::path& directory) {
+    Contents contents;
+    struct stat status {};
+    if (stat(directory.c_str(), &status) == 0 &&
+        !seen_.emplace(status.st_dev, status.st_ino).second) {
+      PassOver(directory, "it was read before, by another way");
+      return contents;
+    }
+    std::error_code error;
+    for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error))
+      Add(*at, contents);
+    if (error) PassOver(directory, error.message());
+    std::ranges::sort(contents.files);
+    std::ranges::sort(contents.folders);
+    return contents;
+  }
+
+  std::vector<fs::path> FilesBelow(const fs::path& directory) {
+    return FilesOf(ContentsOf(directory));
+  }
+
+  // These and all below them.
+  std::vector<fs::path> FilesOf(const Contents& contents) {
+    std::vector<fs::path> files = contents.files;
+    for (const fs::path& folder : contents.folders)
+      std::ranges::copy(FilesBelow(folder), std::back_inserter(files));
+    return files;
+  }
+
+  void PassOver(const fs::path& path, const std::string& why) const {
+    if (watcher_.passedOver) watcher_.passedOver(path.string(), why);
+  }
+
+ private:
+  void Add(const fs::directory_entry& entry, Contents& contents) const {
+    if (entry.path().filename().string().starts_with('.')) return;
+    std::error_code error;
+    const fs::file_status status = entry.status(error);
+    if (fs::is_directory(status))
+      contents.folders.push_back(entry.path());
+    else if (fs::is_regular_file(status))
+      contents.files.push_back(entry.path());
+    else
+      PassOver(entry.path(), error ? error.message() : "it is no file");
+  }
+
+  const ImportWatcher& watcher_;
+  std::set<std::pair<dev_t, ino_t>> seen_;
+};
+
+std::string ModifyDateOf(const fs::path& file) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) return Store::Now();
+  std::tm utc{};
+  gmtime_r(&status.st_mtime, &utc);
+  char text[32];
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc)};
+}
+
+class Importer {
+ public:
+  Importer(Store& store, AccountId account, bool copy, const ImportWatcher& watcher)
+      : store_(store), account_(account), copy_(copy), watcher_(watcher) {}
+
+  void AddFiles(const std::string& album, const std::vector<fs::path>& files) {
+    for (const fs::path& file : files) {
+      try {
+        AddFile(album, file);
+      } catch (const fs::filesystem_error& error) {
+        if (watcher_.passedOver) watcher_.passedOver(file.string(), error.code().message());
+      }
+      if (watcher_.progress) watcher_.progress(++done_);
+    }
+  }
+
+  std::string AlbumNamed(const std::string& folder, const std::string& name) {
+    for (const Album& album : store_.Albums(account_, folder, kByName))
+      if (album.name == name) return album.id;
+    return store_.AddAlbum(account_, folder, name, now_);
+  }
+
+  std::string FolderNamed(const std::string& name) {
+    for (const Folder& folder : store_.Folders(account_, kByName))
+      if (folder.name == name) return folder.id;
+    return store_.AddFolder(account_, name, now_);
+  }
+
+ private:
+  void AddFile(const std::string& album, const fs::path& path) {
+    Item item;
+    item.name = path.filename().string();
+    item.size = fs::file_size(path);
+    item.modifyDate = ModifyDateOf(path);
+    const FileDescription description{item.name, item.size, "", "", item.modifyDate};
+    const auto known = store_.FindDuplicate(account_, description, album);
+    if (IsRefusedFile(item.name) || (known && store_.IsInAlbum(album, known->id))) return;
+    item.id = store_.NewId('I');
+    item.file = fs::absolute(path);
+    if (access(path.c_str(), R_OK) != 0)
+      throw fs::filesystem_error("cannot read", path, {errno, std::generic_category()});
+    if (copy_) {
+      item.file = store_.FilesDirectory() / item.id;
+      fs::copy_file(path, item.file);
+      MakePrivateFile(item.file);
+    }
+    item.uploadDate = now_;
+    DescribeFile(item);
+    store_.AddItem(account_, album, item);
+  }
+
+  Store& store_;
+  AccountId account_;
+  bool copy_;
+  const ImportWatcher& watcher_;
+  std::size_t done_ = 0;
+  const std::string now_ = Store::Now();
+};
+
+std::string NameOf(const fs::path& directory) {
+  const fs::path normal = fs::absolute(directory).lexically_normal();
+  return (normal.has_filename() ? normal : normal.parent_path()).filename().string();
+}
+
+}  // namespace
+
+void ImportFolder(Store& store, AccountId account, const fs::path& directory, bool copy,
+                  const ImportWatcher& watcher) {
+  Transaction transaction = store.Begin();
+  Walk walk(watcher);
+  Importer importer(store, account, copy, watcher);
+  const Contents top = walk.ContentsOf(directory);
+  importer.AddFiles(store.RootAlbum(account), top.files);
+  for (const fs::path& path : top.folders) {
+    const Contents inner = walk.ContentsOf(path);
+    const bool isFolder = !inner.folders.empty();
+    const std::string folder = isFolder ? importer.FolderNamed(NameOf(path)) : std::string();
+    if (!isFolder || !inner.files.empty())
+      importer.AddFiles(importer.AlbumNamed(folder, NameOf(path)), inner.files);
+    for (const fs::path& album : inner.folders)
+      importer.AddFiles(importer.AlbumNamed(folder, NameOf(album)), walk.FilesBelow(album));
+  }
+  transaction.Commit();
+}
+
+std::vector<std::string> ImportAlbums(Store& store, AccountId owner, const fs::path& directory,
+                                      bool copy, const ImportWatcher& watcher) {
+  Transaction transaction = store.Begin();
+  Walk walk(watcher);
+  Importer importer(store, owner, copy, watcher);
+  const Contents top = walk.ContentsOf(directory);
+  const bool holdsAlbums = top.files.empty() && !top.folders.empty();
+  std::vector<std::string> albums;
+  for (const fs::path& path : holdsAlbums ? top.folders : std::vector{directory}) {
+    albums.push_back(importer.AlbumNamed("", NameOf(path)));
+    importer.AddFiles(albums.back(), holdsAlbums ? walk.FilesBelow(path) : walk.FilesOf(top));
+  }
+  transaction.Commit();
+  return albums;
+}
+
+}  // namespace kelo::devservice

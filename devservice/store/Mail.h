@@ -1,0 +1,18 @@
+// The service's mails.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kelo::devservice {
+
+// A mail that was sent by sharing an album.
+struct Mail {
+  std::string albumId;
+  std::vector<std::string> recipients;
+  std::string subject;
+  std::string body;
+  bool gpsRemoved = false;
+};
+
+}  // namespace kelo::devservice

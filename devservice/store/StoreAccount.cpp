@@ -1,0 +1,67 @@
+// The account as a whole: what an onlooker asks, and emptying it.
+#include "devservice/protocol/Digest.h"
+#include "devservice/store/Store.h"
+
+namespace kelo::devservice {
+namespace {
+
+// What a client does to its session changes nothing of the account.
+constexpr std::string_view kSessions = "sessions";
+
+}  // namespace
+
+void Store::CountChange(void* revision, int, const char*, const char* table, sqlite3_int64) {
+  if (table != kSessions) ++*static_cast<std::atomic<std::uint64_t>*>(revision);
+}
+
+std::string Store::ControlToken() {
+  database_.Execute("INSERT OR IGNORE INTO settings VALUES('controlToken', ?)", RandomHex());
+  Statement row = database_.Query("SELECT value FROM settings WHERE name = 'controlToken'");
+  row.Step();
+  return row.Text(0);
+}
+
+std::unordered_map<std::string, std::vector<std::string>> Store::AllTags() {
+  Statement rows = database_.Query("SELECT item, tag FROM tags ORDER BY rowid");
+  std::unordered_map<std::string, std::vector<std::string>> tags;
+  while (rows.Step()) tags[rows.Text(0)].push_back(rows.Text(1));
+  return tags;
+}
+
+std::string Store::OwnerOf(std::string_view album) {
+  Statement row = database_.Query(
+      "SELECT address FROM albums JOIN accounts ON accounts.id = account WHERE albums.id = ?",
+      album);
+  return row.Step() ? row.Text(0) : std::string();
+}
+
+std::vector<std::string> Store::ReadersOf(std::string_view album) {
+  Statement rows = database_.Query(
+      "SELECT address FROM mailRecipients JOIN mails ON mails.id = mail WHERE album = ?1"
+      " UNION SELECT address FROM shares JOIN accounts ON accounts.id = reader WHERE album = ?1",
+      album);
+  std::vector<std::string> addresses;
+  while (rows.Step()) addresses.push_back(rows.Text(0));
+  return addresses;
+}
+
+void Store::Empty() {
+  std::vector<std::filesystem::path> files;
+  for (Statement rows = database_.Query("SELECT file FROM items"); rows.Step();)
+    files.emplace_back(rows.Text(0));
+  Transaction transaction = Begin();
+  for (const char* table : {"folders", "items", "albumItems", "tags", "uploads", "shares",
+                            "contacts", "mails", "mailRecipients"})
+    database_.Run("DELETE FROM " + std::string(table));
+  database_.Run("DELETE FROM albums WHERE isRoot = 0");
+  for (Statement rows = database_.Query("SELECT id FROM accounts"); rows.Step();)
+    AddPresetContacts(rows.Number(0));
+  transaction.Commit();
+  ++revision_;  // SQLite tells nobody of tables that it empties at once
+  // Imported pictures may lie where they always were.
+  std::error_code ignored;
+  for (const std::filesystem::path& file : files)
+    if (file.parent_path() == files_) std::filesystem::remove(file, ignored);
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,193 @@
+// Folders, albums and the items in them.
+#include <algorithm>
+#include <span>
+#include <string>
+
+#include "devservice/protocol/ServiceError.h"
+#include "devservice/store/Store.h"
+
+namespace kelo::devservice {
+namespace {
+
+const std::string kSelectItem =
+    "SELECT items.id, items.name, format, shotDate, uploadDate, items.modifyDate, createDate, size,"
+    " file, caption, captionFlag, rating, items.account FROM items";
+
+constexpr std::string_view kRootId = "KELO_CACHEINFO_ROOT_ID";
+
+// What a client sends for its root album where it has no id of the service: 27 bytes of 0xF8.
+bool IsReservedId(std::string_view id) {
+  return id.empty() || id == kRootId ||
+         std::ranges::all_of(
+             id, [](char c) { return c == static_cast<char>(0xF8); });
+}
+
+struct SortKey {
+  std::string_view by;
+  std::string_view column;
+};
+constexpr SortKey kItemKeys[] = {
+    {"UploadDate", "uploadDate"},
+    {"ModifyDate", "items.modifyDate"},
+    {"ShotDate", "shotDate"},
+    {"FileName", "items.name"},
+};
+constexpr SortKey kContainerKeys[] = {{"ModifyDate", "modifyDate"}, {"Name", "name"}};
+
+// Ties stand in the order of their creation, so every listing is stable.
+std::string OrderClause(const Order& order, std::span<const SortKey> keys,
+                        std::string_view position) {
+  const auto found = std::ranges::find(keys, order.by, &SortKey::by);
+  if (found == keys.end()) throw ServiceError(ErrorNumber::UnusableValue, "Unknown sort key");
+  return " ORDER BY " + std::string(found->column) + (order.descending ? " DESC, " : " ASC, ") +
+         std::string(position);
+}
+
+Album AlbumOf(const Statement& row) {
+  return {row.Text(0), row.Text(1), row.Text(2), row.Number(3) != 0};
+}
+
+std::vector<Album> AlbumsOf(Statement rows) {
+  std::vector<Album> albums;
+  while (rows.Step()) albums.push_back(AlbumOf(rows));
+  return albums;
+}
+
+Item ItemOf(const Statement& row) {
+  Item item;
+  item.id = row.Text(0);
+  item.name = row.Text(1);
+  item.format = row.Text(2);
+  item.shotDate = row.Text(3);
+  item.uploadDate = row.Text(4);
+  item.modifyDate = row.Text(5);
+  item.createDate = row.Text(6);
+  item.size = static_cast<std::uint64_t>(row.Number(7));
+  item.file = row.Text(8);
+  item.caption = row.Text(9);
+  item.captionFlag = row.Number(10) != 0;
+  item.rating = row.Number(11);
+  return item;
+}
+
+}  // namespace
+
+std::vector<Folder> Store::Folders(AccountId account, const Order& order) {
+  Statement rows = database_.Query("SELECT id, name, modifyDate FROM folders WHERE account = ?" +
+                                       OrderClause(order, kContainerKeys, "position"),
+                                   account);
+  std::vector<Folder> folders;
+  while (rows.Step()) folders.push_back({rows.Text(0), rows.Text(1), rows.Text(2)});
+  return folders;
+}
+
+std::vector<Album> Store::Albums(AccountId account, std::string_view folder, const Order& order) {
+  return AlbumsOf(
+      database_.Query("SELECT id, name, modifyDate, shared FROM albums"
+                      " WHERE account = ? AND folder = ? AND isRoot = 0" +
+                          OrderClause(order, kContainerKeys, "position"),
+                      account, folder));
+}
+
+std::vector<Album> Store::FriendAlbums(AccountId account) {
+  return AlbumsOf(
+      database_.Query("SELECT id, name, modifyDate, shared FROM shares JOIN albums ON id = album"
+                      " WHERE reader = ? ORDER BY modifyDate DESC, position",
+                      account));
+}
+
+std::vector<Item> Store::Items(std::string_view album, const Order& order) {
+  Statement rows =
+      database_.Query(kSelectItem + " JOIN albumItems ON items.id = item WHERE album = ?" +
+                          OrderClause(order, kItemKeys, "albumItems.position"),
+                      album);
+  std::vector<Item> items;
+  while (rows.Step()) items.push_back(ItemOf(rows));
+  return items;
+}
+
+std::string Store::RootAlbum(AccountId account) {
+  Statement row =
+      database_.Query("SELECT id FROM albums WHERE account = ? AND isRoot = 1", account);
+  row.Step();
+  return row.Text(0);
+}
+
+std::string Store::RequireAlbum(AccountId account, std::string_view id) {
+  if (IsReservedId(id)) return RootAlbum(account);
+  Statement row = database_.Query("SELECT account FROM albums WHERE id = ?", id);
+  if (!row.Step()) throw ServiceError(ErrorNumber::UnknownContainer, "Unknown album");
+  if (row.Number(0) != account) throw ServiceError(ErrorNumber::NotYours, "Not your album");
+  return std::string(id);
+}
+
+Item Store::RequireItem(AccountId account, std::string_view id, bool forReading) {
+  Statement row = database_.Query(kSelectItem + " WHERE id = ?", id);
+  if (!row.Step()) throw ServiceError(ErrorNumber::UnknownItem, "Unknown item");
+  const bool mine = row.Number(12) == account;
+  const bool readable =
+      mine || (forReading && database_.Exists("SELECT 1 FROM albumItems JOIN shares USING(album)"
+                                              " WHERE item = ? AND reader = ?",
+                                              id, account));
+  if (!readable) throw ServiceError(ErrorNumber::NotYours, "Not your item");
+  return ItemOf(row);
+}
+
+std::optional<Item> Store::FindItem(std::string_view id) {
+  Statement row = database_.Query(kSelectItem + " WHERE id = ?", id);
+  if (!row.Step()) return std::nullopt;
+  return ItemOf(row);
+}
+
+std::string Store::AddFolder(AccountId account, std::string_view name, std::string_view date) {
+  const std::string id = NewId('F');
+  database_.Execute("INSERT INTO folders(id, account, name, modifyDate) VALUES(?, ?, ?, ?)", id,
+                    account, name, date);
+  return id;
+}
+
+std::string Store::AddAlbum(AccountId account, std::string_view folder, std::string_view name,
+                            std::string_view date) {
+  if (IsReservedId(folder)) folder = "";
+  const bool known =
+      folder.empty() ||
+      database_.Exists("SELECT 1 FROM folders WHERE id = ? AND account = ?", folder, account);
+  if (!known) throw ServiceError(ErrorNumber::UnknownContainer, "Unknown folder");
+  const std::string id = NewId('A');
+  database_.Execute(
+      "INSERT INTO albums(id, account, folder, name, modifyDate) VALUES(?, ?, ?, ?, ?)", id,
+      account, folder, name, date);
+  return id;
+}
+
+void Store::AddToAlbum(std::string_view album, std::string_view item, std::string_view date) {
+  database_.Execute("INSERT OR IGNORE INTO albumItems(album, item) VALUES(?, ?)", album, item);
+  database_.Execute("UPDATE albums SET modifyDate = ? WHERE id = ?", date, album);
+}
+
+bool Store::IsInAlbum(std::string_view album, std::string_view item) {
+  return database_.Exists("SELECT 1 FROM albumItems WHERE album = ? AND item = ?", album, item);
+}
+
+void Store::SetProperty(std::string_view item, std::string_view name, std::string_view value) {
+  // The caller has checked the name: it is a column.
+  database_.Execute("UPDATE items SET " + std::string(name) + " = ? WHERE id = ?", value, item);
+}
+
+void Store::AddTags(std::string_view item, std::string_view tagList) {
+  while (!tagList.empty()) {
+    const std::size_t comma = std::min(tagList.find(','), tagList.size());
+    if (comma > 0)
+      database_.Execute("INSERT OR IGNORE INTO tags VALUES(?, ?)", item, tagList.substr(0, comma));
+    tagList.remove_prefix(std::min(comma + 1, tagList.size()));
+  }
+}
+
+std::vector<std::string> Store::Tags(std::string_view item) {
+  Statement rows = database_.Query("SELECT tag FROM tags WHERE item = ? ORDER BY rowid", item);
+  std::vector<std::string> tags;
+  while (rows.Step()) tags.push_back(rows.Text(0));
+  return tags;
+}
+
+}  // namespace kelo::devservice

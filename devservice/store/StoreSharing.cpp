@@ -1,0 +1,52 @@
+// Shared albums, contacts and the outbox.
+#include "devservice/store/Store.h"
+
+namespace kelo::devservice {
+
+void Store::Share(AccountId account, const Mail& mail) {
+  database_.Execute("INSERT INTO mails(album, subject, body, gpsRemoved) VALUES(?, ?, ?, ?)",
+                    mail.albumId, mail.subject, mail.body, mail.gpsRemoved ? 1 : 0);
+  const std::int64_t id = database_.Count("SELECT MAX(id) FROM mails");
+  for (const std::string& recipient : mail.recipients) {
+    database_.Execute("INSERT INTO mailRecipients(mail, address) VALUES(?, ?)", id, recipient);
+    AddContact(account, recipient);
+    Statement reader = database_.Query("SELECT id FROM accounts WHERE address = ? AND id <> ?",
+                                       recipient, account);
+    if (reader.Step()) ShareWith(account, mail.albumId, reader.Number(0));
+  }
+  database_.Execute("UPDATE albums SET shared = 1 WHERE id = ?", mail.albumId);
+}
+
+void Store::ShareWith(AccountId owner, std::string_view album, AccountId reader) {
+  database_.Execute("INSERT OR IGNORE INTO shares VALUES(?, ?)", album, reader);
+  database_.Execute("UPDATE albums SET shared = 1 WHERE id = ? AND account = ?", album, owner);
+}
+
+void Store::AddContact(AccountId account, std::string_view address) {
+  database_.Execute("INSERT OR IGNORE INTO contacts(account, address) VALUES(?, ?)", account,
+                    address);
+}
+
+std::vector<std::string> Store::Contacts(AccountId account) {
+  Statement rows =
+      database_.Query("SELECT address FROM contacts WHERE account = ? ORDER BY position", account);
+  std::vector<std::string> addresses;
+  while (rows.Step()) addresses.push_back(rows.Text(0));
+  return addresses;
+}
+
+std::vector<Mail> Store::Outbox() {
+  Statement rows =
+      database_.Query("SELECT id, album, subject, body, gpsRemoved FROM mails ORDER BY id");
+  std::vector<Mail> mails;
+  while (rows.Step()) {
+    Mail mail{rows.Text(1), {}, rows.Text(2), rows.Text(3), rows.Number(4) != 0};
+    Statement recipients = database_.Query(
+        "SELECT address FROM mailRecipients WHERE mail = ? ORDER BY position", rows.Number(0));
+    while (recipients.Step()) mail.recipients.push_back(recipients.Text(0));
+    mails.push_back(std::move(mail));
+  }
+  return mails;
+}
+
+}  // namespace kelo::devservice
