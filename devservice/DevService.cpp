@@ -1,19 +1,14 @@
 // The service put together: HTTP, protocol, store, scripts and log.
 #include "devservice/DevService.h"
 
-#include <algorithm>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
-
 #include "devservice/control/Control.h"
 #include "devservice/control/RequestLog.h"
 #include "devservice/faults/Faults.h"
 #include "devservice/files/TemporaryFolder.h"
 #include "devservice/http/HttpServer.h"
-#include "devservice/methods/Answers.h"
 #include "devservice/methods/Api.h"
-#include "devservice/methods/UploadReceiver.h"
+#include "devservice/service/Arrivals.h"
+#include "devservice/service/ClientExchange.h"
 #include "devservice/store/Import.h"
 #include "devservice/store/Store.h"
 
@@ -22,32 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kMaxDocument = 64 << 20;
-constexpr std::uint64_t kMaxForeignDocument = 1 << 20;
-constexpr std::string_view kOutboxPath = "/outbox";
 constexpr std::string_view kOwnerAddress = "me@home.example";
 constexpr std::string_view kFriendAddress = "friend@home.example";
-
-Reply PlainReply(int status, std::string body) {
-  Reply reply;
-  reply.status = status;
-  reply.body = std::move(body);
-  reply.headers.emplace_back("Content-Type", "text/plain; charset=UTF-8");
-  return reply;
-}
-
-bool IsUpload(const LoggedRequest& request) {
-  return request.method == "POST" && request.path == Api::kUploadPath;
-}
-
-std::string MethodOf(const LoggedRequest& request) {
-  if (request.method != "GET") return MethodOfDocument(request.body);
-  static constexpr std::string_view mark = "method=";
-  const std::size_t start = request.query.find(mark);
-  if (request.path != Api::kAuthPath || start == std::string::npos) return {};
-  const std::string rest = request.query.substr(start + mark.size());
-  return rest.substr(0, rest.find('&'));
-}
 
 // Paths of files are kept in the database, and the next start may be in another folder.
 Service::Options WithAbsolutePath(Service::Options options) {
@@ -56,16 +27,30 @@ Service::Options WithAbsolutePath(Service::Options options) {
   return options;
 }
 
+// A request for the page or its calls; the log knows nothing of it.
+class ControlExchange final : public Exchange {
+ public:
+  ControlExchange(const Control& control, LoggedRequest head)
+      : Exchange(std::move(head)), control_(control) {}
+  std::optional<Reply> OnHead() override { return control_.Refuse(request); }
+  std::uint64_t MaxBody() override { return Control::kMaxBody; }
+  Answer OnRequest() override { return request.complete ? control_.Serve(request) : Answer{}; }
+
+ private:
+  const Control& control_;
+};
+
 }  // namespace
 
-class Service::Impl final : private RequestHandler {
+class Service::Impl {
  public:
   explicit Impl(Options options)
       : options_(WithAbsolutePath(std::move(options))),
         store_(options_.dataDirectory, FilesDirectory()),
         owner_(store_.AddAccount(kOwnerAddress)),
+        arrivals_(options_.logLimit),
         server_(options_.port.value_or(store_.LastPort()), {options_.headLimit, options_.bodyLimit},
-                *this),
+                [this](LoggedRequest head) { return Begin(std::move(head)); }),
         url_("http://127.0.0.1:" + std::to_string(server_.Port())),
         api_(store_, {url_, options_.quotaBytes, options_.tokenLifetime}),
         control_({api_, store_, records_, faults_, owner_.account, options_.quotaBytes,
@@ -73,7 +58,7 @@ class Service::Impl final : private RequestHandler {
     store_.KeepPort(server_.Port());
     server_.Start();
   }
-  ~Impl() override { server_.Stop(); }
+  ~Impl() { server_.Stop(); }
 
   const std::string& Url() const { return url_; }
   std::string PageUrl() const { return url_ + "/?token=" + control_.Token(); }
@@ -86,41 +71,8 @@ class Service::Impl final : private RequestHandler {
   }
 
   Faults& FaultList() { return faults_; }
+  Arrivals& Arrived() { return arrivals_; }
   bool CopiesFiles() const { return !options_.dataDirectory.empty(); }
-
-  void SetScript(Script script, bool ofHeads) {
-    const std::lock_guard lock(mutex_);
-    (ofHeads ? headScript_ : script_) = std::move(script);
-  }
-
-  // A script may answer for sessions of its own.
-  bool HasScript() {
-    const std::lock_guard lock(mutex_);
-    return script_ != nullptr;
-  }
-
-  std::vector<LoggedRequest> Log() const {
-    const std::lock_guard lock(mutex_);
-    return {log_.begin(), log_.end()};
-  }
-
-  void ClearLog() {
-    const std::lock_guard lock(mutex_);
-    log_.clear();
-    requestCount_ = 0;
-  }
-
-  std::size_t RequestCount() const {
-    const std::lock_guard lock(mutex_);
-    return requestCount_;
-  }
-
-  bool WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
-                      std::chrono::milliseconds timeout) const {
-    std::unique_lock lock(mutex_);
-    return logged_.wait_for(lock, timeout,
-                            [&] { return std::any_of(log_.begin(), log_.end(), predicate); });
-  }
 
  private:
   const fs::path FilesDirectory() {
@@ -128,156 +80,24 @@ class Service::Impl final : private RequestHandler {
     return temporary_.emplace().Path();
   }
 
-  std::optional<Reply> OnHead(Exchange& exchange) override {
-    const LoggedRequest& request = exchange.request;
-    if (Control::Owns(request.path)) return control_.Refuse(request);
-    if (request.bodySize > options_.maxRequestBytes) return TooLarge();
-    // Of an upload the method is known before its body is, which can be taken slowly.
-    if (IsUpload(request)) Fire("UploadItems", exchange);
-    if (exchange.fault && exchange.fault->kind == FaultKind::Slow)
-      exchange.bytesPerSecond = static_cast<std::uint64_t>(exchange.fault->value);
-    if (auto scripted = Ask(headScript_, request)) return scripted;
-    if (request.bodySize > MaxBody(request)) return TooLarge();
-    return std::nullopt;
-  }
-
-  // Files of an upload go to their places as they come; documents are held in memory, so they are
-  // bounded, and closely until they prove to be part of a session.
-  std::uint64_t MaxBody(const LoggedRequest& request) override {
-    return IsUpload(request) ? options_.maxRequestBytes
-                             : std::min(MaxDocument(request), options_.maxRequestBytes);
-  }
-
-  std::uint64_t MaxDocument(const LoggedRequest& request) {
-    const bool isKnown = HasScript() || api_.KnowsSession(request.query);
-    return isKnown ? kMaxDocument : kMaxForeignDocument;
-  }
-
-  void Fire(const std::string& method, Exchange& exchange) {
-    exchange.fault = faults_.Fire(method);
-    if (!exchange.fault) return;
-    exchange.record.fault = FaultText(*exchange.fault);
-    if (exchange.fault->kind == FaultKind::Expire)
-      WithStore([](Store& store) { store.ExpireSessions(); });
-  }
-
-  std::unique_ptr<BodySink> SinkFor(const LoggedRequest& request) override {
-    if (!IsUpload(request)) return nullptr;
-    return std::make_unique<UploadReceiver>(api_, request, MaxDocument(request));
-  }
-
-  bool KeepsLargeBodies() const override { return options_.logLargeBodies; }
-
-  Answer OnRequest(Exchange& exchange, BodySink* sink) override {
-    LoggedRequest& request = exchange.request;
-    if (Control::Owns(request.path)) return request.complete ? control_.Serve(request) : Answer{};
-    request.apiMethod = sink ? "UploadItems" : MethodOf(request);
-    exchange.record.method =
-        request.path.starts_with(Api::kDownloadPath) ? "Download" : request.apiMethod;
-    const bool keepsBody = options_.logLargeBodies || request.body.size() <= HttpServer::kLargeBody;
-    LoggedRequest logged = request;
-    if (!keepsBody) logged.body.clear();
-    AddToLog(logged);
-    exchange.record.document = sink ? static_cast<UploadReceiver*>(sink)->Document() : request.body;
-    exchange.record.document.resize(
-        std::min(exchange.record.document.size(), RequestRecord::kMaxText));
-    if (!request.complete) return {};
-    if (!sink) Fire(exchange.record.method, exchange);
-    Answer answer;
-    if (auto scripted = Ask(script_, logged))
-      answer.reply = std::move(*scripted);
-    else if (auto instead = exchange.fault ? ReplyInstead(*exchange.fault) : std::nullopt)
-      answer.reply = std::move(*instead);
-    else
-      answer = AnswerByItself(exchange, sink);
-    if (exchange.fault) {
-      Spoil(answer.reply, *exchange.fault);
-      if (const int error = ErrorOf(*exchange.fault)) exchange.record.errorCode = error;
-    }
-    exchange.record.answer = MaskTokens(answer.reply.body.substr(0, RequestRecord::kMaxText));
-    return answer;
-  }
-
-  void OnDone(const RequestRecord& record) override {
-    if (Control::Owns(record.path)) return;
-    records_.Add(record);
-    if (options_.onRequest) options_.onRequest(record);
-  }
-
-  void AddToLog(const LoggedRequest& request) {
-    const std::lock_guard lock(mutex_);
-    log_.push_back(request);
-    ++requestCount_;
-    while (log_.size() > options_.logLimit) log_.pop_front();
-    logged_.notify_all();
-  }
-
-  std::optional<Reply> Ask(const Script& script, const LoggedRequest& request) {
-    std::unique_lock lock(mutex_);
-    const Script copy = script;
-    if (!copy) return std::nullopt;
-    lock.unlock();
-    auto reply = copy(request);
-    lock.lock();  // orders what the script did before whatever the service is asked afterwards
-    return reply;
-  }
-
-  Answer AnswerByItself(Exchange& exchange, BodySink* sink) {
-    const LoggedRequest& request = exchange.request;
-    if (request.method == "GET") return AnswerGet(exchange);
-    if (sink) return Document(static_cast<UploadReceiver*>(sink)->Finish(), exchange.record);
-    if (request.method == "PUT" && request.path == Api::kManagePath)
-      return Document(api_.Call(Endpoint::Manage, request.query, request.body), exchange.record);
-    if (request.method == "PUT" && request.path == Api::kUploadPath)
-      return Document(api_.Call(Endpoint::Upload, request.query, request.body), exchange.record);
-    return {PlainReply(404, "Not found\n"), {}, false};
-  }
-
-  Answer AnswerGet(Exchange& exchange) {
-    const LoggedRequest& request = exchange.request;
-    if (request.path == Api::kAuthPath)
-      return Document(api_.Authenticate(request.query), exchange.record);
-    if (request.path == kOutboxPath) return {PlainReply(200, OutboxText()), {}, true};
-    const fs::path file = api_.FileOf(request.path);
-    if (file.empty()) return {PlainReply(404, "Not found\n"), {}, false};
-    Reply reply;
-    reply.headers.emplace_back("Content-Type", "application/octet-stream");
-    return {reply, file, false};
-  }
-
-  static Answer Document(CallReport report, RequestRecord& record) {
-    record.errorCode = report.errorCode;
-    record.errorText = std::move(report.errorText);
-    record.signature = std::move(report.signature);
-    Reply reply;
-    reply.body = std::move(report.answer);
-    return {std::move(reply), {}, true};
-  }
-
-  std::string OutboxText() {
-    std::string text;
-    for (const Mail& mail : WithStore([](Store& store) { return store.Outbox(); }))
-      text += DescribeMail(mail) + "\n";
-    return text.empty() ? "No mail.\n" : text;
+  std::unique_ptr<Exchange> Begin(LoggedRequest head) {
+    if (Control::Owns(head.path))
+      return std::make_unique<ControlExchange>(control_, std::move(head));
+    return std::make_unique<ClientExchange>(parts_, std::move(head));
   }
 
   const Options options_;
   std::optional<TemporaryFolder> temporary_;
   Store store_;
   const Credentials owner_;
+  Arrivals arrivals_;
   HttpServer server_;
   const std::string url_;
   Api api_;
   Faults faults_;
   RequestLog records_;
   const Control control_;
-
-  mutable std::mutex mutex_;  // guards what follows
-  mutable std::condition_variable logged_;
-  std::deque<LoggedRequest> log_;
-  std::size_t requestCount_ = 0;
-  Script script_;
-  Script headScript_;
+  const ClientExchange::Parts parts_{options_, api_, store_, faults_, records_, arrivals_};
 };
 
 Service::Service() : Service(Options{}) {}
@@ -336,24 +156,24 @@ std::uint64_t Service::FaultFired(std::uint64_t id) const {
 }
 
 void Service::SetScript(Script script) {
-  impl_->SetScript(std::move(script), false);
+  impl_->Arrived().SetScript(std::move(script));
 }
 void Service::SetHeadScript(Script script) {
-  impl_->SetScript(std::move(script), true);
+  impl_->Arrived().SetHeadScript(std::move(script));
 }
 std::vector<LoggedRequest> Service::Log() const {
-  return impl_->Log();
+  return impl_->Arrived().All();
 }
 void Service::ClearLog() {
-  impl_->ClearLog();
+  impl_->Arrived().Clear();
 }
 std::size_t Service::RequestCount() const {
-  return impl_->RequestCount();
+  return impl_->Arrived().Count();
 }
 
 bool Service::WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
                              std::chrono::milliseconds timeout) const {
-  return impl_->WaitForRequest(predicate, timeout);
+  return impl_->Arrived().WaitFor(predicate, timeout);
 }
 
 void Service::ExpireTokens() {

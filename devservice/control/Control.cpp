@@ -23,7 +23,6 @@ constexpr std::string_view kScreenPath = "/control/screen/";
 constexpr std::string_view kRecordPath = "/control/log/";
 constexpr std::string_view kFaultsPath = "/control/faults";
 constexpr std::string_view kNothingElse = "default-src 'none'; frame-ancestors 'none'";
-constexpr std::uint64_t kMaxBody = 64 << 10;
 // A page that has just been opened catches up in a few answers instead of one that takes long.
 constexpr std::size_t kMaxRows = 2000;
 

@@ -32,6 +32,9 @@ class Control {
     std::uint64_t quotaBytes = 0;
     int port = 0;
   };
+  // How many bytes a request's body may have.
+  static constexpr std::uint64_t kMaxBody = 64 << 10;
+
   explicit Control(const Parts& parts);
 
   // Whether a request is for this, whatever its method.

@@ -8,70 +8,25 @@
 #include <unistd.h>
 
 #include <limits>
-#include <list>
 #include <mutex>
 #include <set>
 #include <stdexcept>
 #include <thread>
 
 #include "devservice/http/IdleConnections.h"
+#include "devservice/http/Workers.h"
 
 namespace kelo::devservice {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr int kBacklog = 4096;
 
 // What this thread serves: httplib's handlers don't say which connection it is.
 struct Current {
   Connection* connection = nullptr;
-  Exchange exchange;
+  std::unique_ptr<Exchange> exchange;
 };
 thread_local Current current;
-
-// A thread for every connection that is being served, so that silent answers never keep others
-// waiting.
-class Workers {
- public:
-  ~Workers() {
-    for (std::thread& thread : threads_) thread.join();
-  }
-
-  void Start(std::function<void()> work) {
-    const std::lock_guard lock(mutex_);
-    JoinFinished();
-    threads_.emplace_back();
-    const auto self = std::prev(threads_.end());
-    *self = std::thread([this, self, work = std::move(work)] {
-      work();
-      const std::lock_guard finishedLock(mutex_);
-      finished_.push_back(self);
-    });
-  }
-
-  // No Start may follow.
-  void Join() {
-    std::unique_lock lock(mutex_);
-    std::list<std::thread> threads = std::move(threads_);
-    threads_.clear();
-    lock.unlock();
-    for (std::thread& thread : threads) thread.join();
-  }
-
- private:
-  void JoinFinished() {
-    for (const auto thread : finished_) {
-      thread->join();
-      threads_.erase(thread);
-    }
-    finished_.clear();
-  }
-
-  std::mutex mutex_;
-  std::list<std::thread> threads_;
-  std::vector<std::list<std::thread>::iterator> finished_;
-};
 
 // httplib's task is only to hand a new connection over.
 class AtOnce final : public httplib::TaskQueue {
@@ -79,6 +34,11 @@ class AtOnce final : public httplib::TaskQueue {
   void enqueue(std::function<void()> task) override { task(); }
   void shutdown() override {}
 };
+
+void ServeCurrent(const httplib::ContentReader* reader) {
+  const std::unique_ptr<Exchange> exchange = std::move(current.exchange);
+  Serve(*exchange, *current.connection, reader);
+}
 
 LoggedRequest HeadOf(const httplib::Request& request) {
   LoggedRequest head;
@@ -98,30 +58,12 @@ LoggedRequest HeadOf(const httplib::Request& request) {
   return head;
 }
 
-Exchange ExchangeOf(const httplib::Request& request) {
-  Exchange exchange;
-  exchange.request = HeadOf(request);
-  exchange.record.time = std::chrono::system_clock::now();
-  exchange.record.verb = exchange.request.method;
-  exchange.record.path = exchange.request.path;
-  exchange.record.query = MaskTokens(exchange.request.query);
-  return exchange;
-}
-
 }  // namespace
-
-Reply TooLarge() {
-  Reply reply;
-  reply.status = 413;
-  reply.body = "Request too large\n";
-  reply.headers.emplace_back("Content-Type", "text/plain; charset=UTF-8");
-  return reply;
-}
 
 class HttpServer::Impl final : private httplib::Server {
  public:
-  Impl(int port, Connection::Limits limits, RequestHandler& handler)
-      : handler_(handler), limits_(limits) {
+  Impl(int port, Connection::Limits limits, ExchangeMaker maker)
+      : maker_(std::move(maker)), limits_(limits) {
     new_task_queue = [] { return new AtOnce; };  // httplib takes ownership
     // Not httplib's own, which let two services share a port.
     set_socket_options([](int socket) {
@@ -134,9 +76,9 @@ class HttpServer::Impl final : private httplib::Server {
     set_payload_max_length(std::numeric_limits<std::size_t>::max());
     const char* every = R"([\s\S]*)";
     Get(
-        every, [this](const httplib::Request&, httplib::Response&) { Serve(nullptr); });
-    const auto withBody = [this](const httplib::Request&, httplib::Response&,
-                                 const httplib::ContentReader& reader) { Serve(&reader); };
+        every, [](const httplib::Request&, httplib::Response&) { ServeCurrent(nullptr); });
+    const auto withBody = [](const httplib::Request&, httplib::Response&,
+                             const httplib::ContentReader& reader) { ServeCurrent(&reader); };
     Put(every, withBody);
     Post(every, withBody);
     Delete(every, withBody);
@@ -194,8 +136,8 @@ class HttpServer::Impl final : private httplib::Server {
   bool ServeConnection(Connection& connection) {
     bool closed = false;
     while (connection.AwaitRequest()) {
-      const auto prepare = [](httplib::Request& request) {
-        current.exchange = ExchangeOf(request);
+      const auto prepare = [this](httplib::Request& request) {
+        current.exchange = maker_(HeadOf(request));
         // Left in, this would make httplib take a multipart body apart, which is done elsewhere.
         request.headers.erase("Content-Type");
       };
@@ -218,84 +160,7 @@ class HttpServer::Impl final : private httplib::Server {
     return !stopping_;
   }
 
-  void Serve(const httplib::ContentReader* reader) {
-    Connection& connection = *current.connection;
-    Exchange& exchange = current.exchange;
-    const auto start = Clock::now();
-    connection.CountFromHere();
-    try {
-      ServeRequest(connection, exchange, reader);
-    } catch (const std::exception& error) {
-      Reply failure;
-      failure.status = 500;
-      failure.body = std::string(error.what()) + "\n";
-      failure.headers.emplace_back("Content-Type", "text/plain");
-      connection.SendAndLeave({failure, {}, false});
-    }
-    RequestRecord& record = exchange.record;
-    record.duration = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
-    record.status = connection.SentStatus();
-    record.bytesOut = connection.SentBytes();
-    handler_.OnDone(record);
-  }
-
-  void ServeRequest(Connection& connection, Exchange& exchange,
-                    const httplib::ContentReader* reader) {
-    LoggedRequest& request = exchange.request;
-    if (const auto early = handler_.OnHead(exchange)) {
-      request.bodySize = 0;
-      if (early->readFirst > 0) ReadBody(exchange, reader, nullptr, early->readFirst - 1);
-      exchange.record.complete = request.complete = false;
-      handler_.OnRequest(exchange, nullptr);
-      exchange.record.answer = MaskTokens(early->body);
-      connection.SendAndLeave({*early, {}, false});
-      return;
-    }
-    const std::unique_ptr<BodySink> sink = handler_.SinkFor(request);
-    const std::uint64_t most = handler_.MaxBody(request);
-    const bool fits = ReadBody(exchange, reader, sink.get(), most);
-    const Answer answer = handler_.OnRequest(exchange, sink.get());
-    if (!request.complete) {
-      connection.CloseAfterwards();
-      if (!fits) connection.SendAndLeave({TooLarge(), {}, false});
-      return;
-    }
-    const bool takesGzip = request.Header("Accept-Encoding").find("gzip") != std::string::npos;
-    connection.Send(answer, request.method == "HEAD", takesGzip);
-  }
-
-  // Reads about `limit` bytes at most, and gives false where there are more; sets body, bodySize
-  // and complete.
-  bool ReadBody(Exchange& exchange, const httplib::ContentReader* reader, BodySink* sink,
-                std::uint64_t limit) {
-    LoggedRequest& request = exchange.request;
-    request.bodySize = 0;
-    // A request that announces no body has none.
-    const bool announced =
-        !request.Header("Content-Length").empty() || !request.Header("Transfer-Encoding").empty();
-    if (!reader || !announced) return true;
-    current.connection->AllowBody();
-    bool keeping = true;
-    const auto receive = [&](const char* data, std::size_t size) {
-      request.bodySize += size;
-      if (sink) sink->Take({data, size});
-      keeping = keeping && (!sink || handler_.KeepsLargeBodies() || request.bodySize <= kLargeBody);
-      if (keeping) request.body.append(data, size);
-      return request.bodySize <= limit && KeepPace(exchange, size);
-    };
-    exchange.record.complete = request.complete = (*reader)(receive);
-    exchange.record.bytesIn = request.bodySize;
-    if (!keeping) request.body.clear();
-    return request.bodySize <= limit;
-  }
-
-  static bool KeepPace(const Exchange& exchange, std::size_t size) {
-    if (exchange.bytesPerSecond == 0) return true;
-    return current.connection->Pause(
-        std::chrono::milliseconds(1000 * size / exchange.bytesPerSecond));
-  }
-
-  RequestHandler& handler_;
+  const ExchangeMaker maker_;
   const Connection::Limits limits_;
   int port_ = 0;
   std::thread listener_;
@@ -307,8 +172,8 @@ class HttpServer::Impl final : private httplib::Server {
       [this](int socket) { workers_.Start([this, socket] { ServeSocket(socket); }); }};
 };
 
-HttpServer::HttpServer(int port, Connection::Limits limits, RequestHandler& handler)
-    : impl_(std::make_unique<Impl>(port, limits, handler)) {}
+HttpServer::HttpServer(int port, Connection::Limits limits, ExchangeMaker maker)
+    : impl_(std::make_unique<Impl>(port, limits, std::move(maker))) {}
 
 HttpServer::~HttpServer() = default;
 

@@ -8,20 +8,20 @@
 #include <string>
 #include <vector>
 
-#include "devservice/http/HttpServer.h"
+#include "devservice/http/Message.h"
 #include "devservice/methods/Api.h"
 #include "devservice/protocol/ServiceError.h"
 
 namespace kelo::devservice {
 
 // Used by one connection thread. Files of an upload that is not finished are removed.
-class UploadReceiver final : public BodySink {
+class UploadReceiver {
  public:
   // Its document may have so many bytes.
   UploadReceiver(Api& api, const LoggedRequest& head, std::uint64_t maxDocument);
-  ~UploadReceiver() override;
+  ~UploadReceiver();
 
-  void Take(std::string_view bytes) override;
+  void Take(std::string_view bytes);
 
   // After the last byte: stores the files, or says what was wrong.
   CallReport Finish();

@@ -1,0 +1,95 @@
+// The steps of a request.
+#include "devservice/http/Exchange.h"
+
+namespace kelo::devservice {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+bool KeepPace(const Exchange& exchange, Connection& connection, std::size_t size) {
+  if (exchange.bytesPerSecond == 0) return true;
+  return connection.Pause(std::chrono::milliseconds(1000 * size / exchange.bytesPerSecond));
+}
+
+// Reads about `limit` bytes at most, and gives false where there are more; sets body, bodySize and
+// complete.
+bool ReadBody(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader,
+              std::uint64_t limit) {
+  LoggedRequest& request = exchange.request;
+  request.bodySize = 0;
+  // A request that announces no body has none.
+  const bool announced =
+      !request.Header("Content-Length").empty() || !request.Header("Transfer-Encoding").empty();
+  if (!reader || !announced) return true;
+  connection.AllowBody();
+  const auto receive = [&](const char* data, std::size_t size) {
+    request.bodySize += size;
+    exchange.Take({data, size});
+    return request.bodySize <= limit && KeepPace(exchange, connection, size);
+  };
+  exchange.record.complete = request.complete = (*reader)(receive);
+  exchange.record.bytesIn = request.bodySize;
+  return request.bodySize <= limit;
+}
+
+void LeaveEarly(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader,
+                const Reply& reply) {
+  exchange.request.bodySize = 0;
+  if (reply.readFirst > 0) ReadBody(exchange, connection, reader, reply.readFirst - 1);
+  exchange.record.complete = exchange.request.complete = false;
+  exchange.OnRequest();
+  exchange.record.answer = MaskTokens(reply.body);
+  connection.SendAndLeave({reply, {}, false});
+}
+
+void TakeSteps(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader) {
+  if (const auto early = exchange.OnHead()) return LeaveEarly(exchange, connection, reader, *early);
+  const bool fits = ReadBody(exchange, connection, reader, exchange.MaxBody());
+  const Answer answer = exchange.OnRequest();
+  const LoggedRequest& request = exchange.request;
+  if (!request.complete) {
+    connection.CloseAfterwards();
+    if (!fits) connection.SendAndLeave({TooLarge(), {}, false});
+    return;
+  }
+  const bool takesGzip = request.Header("Accept-Encoding").find("gzip") != std::string::npos;
+  connection.Send(answer, request.method == "HEAD", takesGzip);
+}
+
+}  // namespace
+
+Exchange::Exchange(LoggedRequest head) : request(std::move(head)) {
+  record.time = std::chrono::system_clock::now();
+  record.verb = request.method;
+  record.path = request.path;
+  record.query = MaskTokens(request.query);
+}
+
+void Serve(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader) {
+  const auto start = Clock::now();
+  connection.CountFromHere();
+  try {
+    TakeSteps(exchange, connection, reader);
+  } catch (const std::exception& error) {
+    connection.SendAndLeave({PlainReply(500, std::string(error.what()) + "\n"), {}, false});
+  }
+  RequestRecord& record = exchange.record;
+  record.duration = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
+  record.status = connection.SentStatus();
+  record.bytesOut = connection.SentBytes();
+  exchange.OnDone();
+}
+
+Reply PlainReply(int status, std::string body) {
+  Reply reply;
+  reply.status = status;
+  reply.body = std::move(body);
+  reply.headers.emplace_back("Content-Type", "text/plain; charset=UTF-8");
+  return reply;
+}
+
+Reply TooLarge() {
+  return PlainReply(413, "Request too large\n");
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,63 @@
+// Keeping, waiting, asking.
+#include "devservice/service/Arrivals.h"
+
+#include <algorithm>
+
+namespace kelo::devservice {
+
+void Arrivals::Add(const LoggedRequest& request) {
+  const std::lock_guard lock(mutex_);
+  requests_.push_back(request);
+  ++count_;
+  while (requests_.size() > limit_) requests_.pop_front();
+  added_.notify_all();
+}
+
+std::vector<LoggedRequest> Arrivals::All() const {
+  const std::lock_guard lock(mutex_);
+  return {requests_.begin(), requests_.end()};
+}
+
+void Arrivals::Clear() {
+  const std::lock_guard lock(mutex_);
+  requests_.clear();
+  count_ = 0;
+}
+
+std::size_t Arrivals::Count() const {
+  const std::lock_guard lock(mutex_);
+  return count_;
+}
+
+bool Arrivals::WaitFor(const std::function<bool(const LoggedRequest&)>& predicate,
+                       std::chrono::milliseconds timeout) const {
+  std::unique_lock lock(mutex_);
+  return added_.wait_for(lock, timeout, [&] { return std::ranges::any_of(requests_, predicate); });
+}
+
+void Arrivals::SetScript(Script script) {
+  const std::lock_guard lock(mutex_);
+  script_ = std::move(script);
+}
+
+void Arrivals::SetHeadScript(Script script) {
+  const std::lock_guard lock(mutex_);
+  headScript_ = std::move(script);
+}
+
+bool Arrivals::HasScript() const {
+  const std::lock_guard lock(mutex_);
+  return script_ != nullptr;
+}
+
+std::optional<Reply> Arrivals::Ask(const Script& script, const LoggedRequest& request) {
+  std::unique_lock lock(mutex_);
+  const Script copy = script;
+  if (!copy) return std::nullopt;
+  lock.unlock();
+  auto reply = copy(request);
+  lock.lock();  // orders what the script did before whatever the service is asked afterwards
+  return reply;
+}
+
+}  // namespace kelo::devservice

@@ -1,0 +1,47 @@
+// What a test sees and says of the requests that arrive: the last of them, and scripts that answer.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "devservice/DevService.h"
+
+namespace kelo::devservice {
+
+// Thread-safe. What each member does is described in DevService.h.
+class Arrivals {
+ public:
+  explicit Arrivals(std::size_t limit) : limit_(limit) {}  // older requests leave
+
+  void Add(const LoggedRequest& request);
+  std::vector<LoggedRequest> All() const;
+  void Clear();
+  std::size_t Count() const;
+  bool WaitFor(const std::function<bool(const LoggedRequest&)>& predicate,
+               std::chrono::milliseconds timeout) const;
+
+  void SetScript(Script script);
+  void SetHeadScript(Script script);
+  bool HasScript() const;
+  std::optional<Reply> AskScript(const LoggedRequest& request) { return Ask(script_, request); }
+  std::optional<Reply> AskHeadScript(const LoggedRequest& head) { return Ask(headScript_, head); }
+
+ private:
+  std::optional<Reply> Ask(const Script& script, const LoggedRequest& request);
+
+  const std::size_t limit_;
+  mutable std::mutex mutex_;  // guards what follows
+  mutable std::condition_variable added_;
+  std::deque<LoggedRequest> requests_;
+  std::size_t count_ = 0;
+  Script script_;
+  Script headScript_;
+};
+
+}  // namespace kelo::devservice

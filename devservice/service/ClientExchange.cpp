@@ -1,0 +1,155 @@
+// The order in which scripts, faults and the protocol come to a request.
+#include "devservice/service/ClientExchange.h"
+
+#include <algorithm>
+
+#include "devservice/control/RequestLog.h"
+#include "devservice/service/Arrivals.h"
+
+namespace kelo::devservice {
+namespace {
+
+constexpr std::uint64_t kMaxDocument = 64 << 20;
+constexpr std::uint64_t kMaxForeignDocument = 1 << 20;
+// Longer bodies leave the log of arrivals, unless it is to keep them.
+constexpr std::size_t kLargeBody = 1 << 20;
+constexpr std::string_view kOutboxPath = "/outbox";
+constexpr std::string_view kUpload = "UploadItems";
+
+bool IsUpload(const LoggedRequest& request) {
+  return request.method == "POST" && request.path == Api::kUploadPath;
+}
+
+std::string MethodOf(const LoggedRequest& request) {
+  if (request.method != "GET") return MethodOfDocument(request.body);
+  static constexpr std::string_view mark = "method=";
+  const std::size_t start = request.query.find(mark);
+  if (request.path != Api::kAuthPath || start == std::string::npos) return {};
+  const std::string rest = request.query.substr(start + mark.size());
+  return rest.substr(0, rest.find('&'));
+}
+
+}  // namespace
+
+std::optional<Reply> ClientExchange::OnHead() {
+  if (request.bodySize > parts_.options.maxRequestBytes) return TooLarge();
+  // Of an upload the method is known before its body is, which can be taken slowly.
+  if (IsUpload(request)) Fire(std::string(kUpload));
+  if (fault_ && fault_->kind == FaultKind::Slow)
+    bytesPerSecond = static_cast<std::uint64_t>(fault_->value);
+  if (auto scripted = parts_.arrivals.AskHeadScript(request)) return scripted;
+  if (request.bodySize > MaxBody()) return TooLarge();
+  if (IsUpload(request)) upload_.emplace(parts_.api, request, MaxDocument());
+  return std::nullopt;
+}
+
+// Files of an upload go to their places as they come; documents are held in memory, so they are
+// bounded, and closely until they prove to be part of a session.
+std::uint64_t ClientExchange::MaxBody() {
+  const std::uint64_t most = parts_.options.maxRequestBytes;
+  return IsUpload(request) ? most : std::min(MaxDocument(), most);
+}
+
+std::uint64_t ClientExchange::MaxDocument() const {
+  // A script may answer for sessions of its own.
+  const bool isKnown = parts_.arrivals.HasScript() || parts_.api.KnowsSession(request.query);
+  return isKnown ? kMaxDocument : kMaxForeignDocument;
+}
+
+void ClientExchange::Take(std::string_view bytes) {
+  if (upload_) upload_->Take(bytes);
+  if (!upload_ || IsKept())
+    request.body.append(bytes);
+  else
+    request.body = {};
+}
+
+bool ClientExchange::IsKept() const {
+  return parts_.options.logLargeBodies || request.bodySize <= kLargeBody;
+}
+
+void ClientExchange::Fire(const std::string& method) {
+  fault_ = parts_.faults.Fire(method);
+  if (!fault_) return;
+  record.fault = FaultText(*fault_);
+  if (fault_->kind != FaultKind::Expire) return;
+  const std::lock_guard lock(parts_.api.Mutex());
+  parts_.store.ExpireSessions();
+}
+
+Answer ClientExchange::OnRequest() {
+  const LoggedRequest arrived = Register();
+  if (!request.complete) return {};
+  if (!upload_) Fire(record.method);
+  Answer answer = AnswerBySomebody(arrived);
+  if (fault_) {
+    Spoil(answer.reply, *fault_);
+    if (const int error = ErrorOf(*fault_)) record.errorCode = error;
+  }
+  record.answer = MaskTokens(answer.reply.body.substr(0, RequestRecord::kMaxText));
+  return answer;
+}
+
+LoggedRequest ClientExchange::Register() {
+  request.apiMethod = upload_ ? kUpload : MethodOf(request);
+  const bool isDownload = request.path.starts_with(Api::kDownloadPath);
+  record.method = isDownload ? "Download" : request.apiMethod;
+  const std::string& document = upload_ ? upload_->Document() : request.body;
+  record.document = document.substr(0, RequestRecord::kMaxText);
+  LoggedRequest arrived = request;
+  if (!IsKept()) arrived.body.clear();
+  parts_.arrivals.Add(arrived);
+  return arrived;
+}
+
+Answer ClientExchange::AnswerBySomebody(const LoggedRequest& arrived) {
+  if (auto scripted = parts_.arrivals.AskScript(arrived)) return {std::move(*scripted), {}, false};
+  if (auto instead = fault_ ? ReplyInstead(*fault_) : std::nullopt)
+    return {std::move(*instead), {}, false};
+  return AnswerByItself();
+}
+
+void ClientExchange::OnDone() {
+  upload_.reset();  // with what it has left, before anybody hears that it is over
+  parts_.log.Add(record);
+  if (parts_.options.onRequest) parts_.options.onRequest(record);
+}
+
+Answer ClientExchange::AnswerByItself() {
+  if (request.method == "GET") return AnswerGet();
+  if (upload_) return Document(upload_->Finish());
+  const bool isPut = request.method == "PUT";
+  if (isPut && request.path == Api::kManagePath)
+    return Document(parts_.api.Call(Endpoint::Manage, request.query, request.body));
+  if (isPut && request.path == Api::kUploadPath)
+    return Document(parts_.api.Call(Endpoint::Upload, request.query, request.body));
+  return {PlainReply(404, "Not found\n"), {}, false};
+}
+
+Answer ClientExchange::AnswerGet() {
+  if (request.path == Api::kAuthPath) return Document(parts_.api.Authenticate(request.query));
+  if (request.path == kOutboxPath) return {PlainReply(200, OutboxText()), {}, true};
+  const std::filesystem::path file = parts_.api.FileOf(request.path);
+  if (file.empty()) return {PlainReply(404, "Not found\n"), {}, false};
+  Reply reply;
+  reply.headers.emplace_back("Content-Type", "application/octet-stream");
+  return {reply, file, false};
+}
+
+Answer ClientExchange::Document(CallReport report) {
+  record.errorCode = report.errorCode;
+  record.errorText = std::move(report.errorText);
+  record.signature = std::move(report.signature);
+  Reply reply;
+  reply.body = std::move(report.answer);
+  return {std::move(reply), {}, true};
+}
+
+std::string ClientExchange::OutboxText() const {
+  const std::lock_guard lock(parts_.api.Mutex());
+  std::string text;
+  for (const Mail& mail : parts_.store.Outbox()) text += DescribeMail(mail) + "\n";
+  return text.empty() ? "No mail.\n" : text;
+}
+
+}  // namespace kelo::devservice
