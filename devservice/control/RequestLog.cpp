@@ -51,7 +51,7 @@ void RequestLog::Add(RequestRecord record) {
   textBytes_ += TextBytes(*added);
   entries_.push_back({std::move(added)});
   for (; textBytes_ > maxTextBytes_ && texted_ <= Last(); ++texted_) {
-    Entry& entry = entries_[texted_ - first_];
+    Entry& entry = entries_[PositionOf(texted_)];
     RequestRecord bare = *entry.record;
     textBytes_ -= TextBytes(bare);
     bare.document = bare.answer = {};
@@ -72,7 +72,7 @@ void RequestLog::Describe(Json& json, std::uint64_t after, std::size_t limit) co
   const std::uint64_t end = std::min<std::uint64_t>(Last() + 1, number + limit);
   std::vector<std::shared_ptr<const RequestRecord>> records;
   for (std::uint64_t next = number; next < end; ++next)
-    records.push_back(entries_[next - first_].record);
+    records.push_back(entries_[PositionOf(next)].record);
   lock.unlock();  // requests that end meanwhile need not wait for the writing
   Json rows = Json::array();
   for (const auto& record : records) rows.push_back(RecordJson(number++, *record));
@@ -82,7 +82,7 @@ void RequestLog::Describe(Json& json, std::uint64_t after, std::size_t limit) co
 Json RequestLog::Whole(std::uint64_t number) const {
   std::unique_lock lock(mutex_);
   if (number < first_ || number > Last()) return nullptr;
-  const Entry entry = entries_[number - first_];
+  const Entry entry = entries_[PositionOf(number)];
   lock.unlock();
   Json json = RecordJson(number, *entry.record);
   json["query"] = entry.record->query;

@@ -47,6 +47,10 @@ class RequestLog {
   };
 
   std::uint64_t Last() const { return first_ + entries_.size() - 1; }
+  // Where the entry of a number that is there stands.
+  std::size_t PositionOf(std::uint64_t number) const {
+    return static_cast<std::size_t>(number - first_);
+  }
 
   const std::size_t maxRecords_;
   const std::size_t maxTextBytes_;

@@ -258,8 +258,10 @@ bool Connection::SendFile(const std::filesystem::path& path, const Reply& reply)
 }
 
 bool Connection::SendFilePiece(int file, std::uint64_t size) {
+  constexpr std::uint64_t kMaxAtOnce = 1u << 30;
   while (size > 0) {
-    const ssize_t sent = sendfile(socket_, file, nullptr, size);
+    const auto wanted = static_cast<std::size_t>(std::min(size, kMaxAtOnce));
+    const ssize_t sent = sendfile(socket_, file, nullptr, wanted);
     if (sent < 0 && errno == EINTR) continue;
     if (sent < 0 && errno == EAGAIN && AwaitSocket(POLLOUT)) continue;
     if (sent <= 0) return false;
