@@ -11,16 +11,18 @@
 //
 // Conventions
 //   - Texts are UTF-8, both ways. What the service wrote is handed out with its references resolved,
-//     and is valid UTF-8 whatever it wrote. Dates are texts, as in KELOAccess.h.
+//     and is valid UTF-8 whatever it wrote, but for ids, which stay as they are. Dates are texts, as in
+//     KELOAccess.h. Raw texts are in Item::raw, or in the records of ListRecords and InfoRecord.
 //   - A text that its record cannot hold, that has a NUL in it, or that is not UTF-8 is refused, never
 //     cut: an Error with the code kKELOResult_BadParameter, before anything is sent.
 //   - Failures are thrown as Error. Where a command works on many files, folders, albums or links, each
 //     outcome has its own error instead, and the call throws only when the command was refused, or
-//     failed, as a whole. Look at the outcomes.
+//     failed, as a whole. Look at the outcomes. After a failure the library is as it was: the next call
+//     begins afresh.
 //   - Nothing is owned by the library: values are copied out, what it allocated is freed.
 //   - Threads: all calls may come from any thread. One command runs at a time, and a call from another
 //     thread waits until the running one is over; from inside a progress callback it throws. Only
-//     Abort comes at any moment.
+//     Abort comes at any moment. A callback must not wait for another thread that makes a call.
 #ifndef KELOACCESS_HPP
 #define KELOACCESS_HPP
 
@@ -113,6 +115,7 @@ template <typename T>
 class View : public std::span<const T> {
  public:
   using std::span<const T>::span;
+  View(std::span<const T> values) : std::span<const T>(values) {}
   View(std::initializer_list<T> list) : std::span<const T>(list.begin(), list.size()) {}
 };
 
@@ -175,7 +178,11 @@ struct AddedLink {
 // A file to be uploaded.
 struct UploadFile {
   std::filesystem::path path{};
-  std::string name{};        // empty: the last component of the path
+  std::string name{};  // empty: the last component of the path
+  // Bytes to send. Not given: those of the file now. A file with size and date is not looked at
+  // before it is sent; where it cannot be read then, or is shorter, the upload fails with
+  // kKELOResult_NotFound.
+  std::optional<std::uint64_t> size{};
   std::string modifyDate{};  // 31 bytes at most, like the others; empty: the file's
   std::string createDate{};  // empty: as modifyDate
   std::string shotDate{};
@@ -185,14 +192,31 @@ struct UploadFile {
 };
 struct UploadOptions {
   bool checkDuplicates = false;  // ask the service first which files it has already
+  bool checkOnly = false;        // ask that, and send nothing
   std::uint32_t comparedDates =  // kKELOCheck bits: by which dates that is told
       kKELOCheck_FileModifyDate | kKELOCheck_FileCreateDate | kKELOCheck_ShotDate;
 };
 // What became of a file. One that is stored already has the error kKELOResult_AlreadyExists or
-// kKELOResult_AlreadyInAlbum.
+// kKELOResult_AlreadyInAlbum. With checkOnly, one that would be sent has neither id nor error.
 struct UploadedFile {
   std::string id{};  // of the stored file, also of one that was; empty without error: not confirmed
   std::optional<Error> error{};
+};
+
+// An upload that failed as a whole.
+class UploadError : public Error {
+ public:
+  UploadError(const Error& failure, std::vector<UploadedFile> files, bool mayBeStored);
+
+  // The outcomes all the same: what the check had found, and what could not be read, has its own
+  // error; the others have that of the upload.
+  const std::vector<UploadedFile>& Files() const { return *files_; }
+  // Whether those others may be stored nevertheless: the failure came behind the check, if any.
+  bool MayBeStored() const { return mayBeStored_; }
+
+ private:
+  std::shared_ptr<const std::vector<UploadedFile>> files_;
+  bool mayBeStored_;
 };
 
 // A file to be downloaded.
@@ -234,9 +258,9 @@ struct Progress {
   std::uint32_t filesDone = 0;  // of those; an upload's all at once, when it is answered
 };
 
-// Anything that can be called with a Progress. If it gives false, the command is aborted; one that
-// gives nothing lets it go on. Called on the command's thread. What it throws aborts the command too,
-// and comes out of the call that started it.
+// Anything that can be called with a Progress, or an empty function: none. If it gives false, the
+// command is aborted; one that gives nothing lets it go on. Called on the command's thread. What it
+// throws aborts the command too, and comes out of the call that started it.
 class OnProgress {
  public:
   OnProgress() = default;
@@ -290,7 +314,8 @@ class Library {
 
   // ---- Edits. Outcomes stand in the order of what was given. ----
   // Each id of one that was made; the others' error. Folders are made below kRoot only, albums in it or
-  // in a folder.
+  // in a folder. A failure that the service did not answer, and an abort, ends the batch: those behind
+  // it have the same error. The same holds for links.
   std::vector<AddedContainer> AddContainers(std::string_view parent, View<NewContainer> containers);
   // One of them, by its id; throws.
   std::string AddFolder(std::string_view name);
@@ -301,9 +326,9 @@ class Library {
   void AddTags(std::string_view id, std::string_view tags);
 
   // ---- Transfers ----
-  // All files are sent in one request, so its failure is thrown: then none of them is known to be
-  // stored. A file that cannot be read when the call begins has its error and stays behind; so has one
-  // beyond 2 GiB. `album` may be empty: no album.
+  // All files are sent in one request, so its failure is thrown, as UploadError: then none of them is
+  // known to be stored. A file that cannot be read when the call begins has its error and stays behind;
+  // so has one beyond 2 GiB. `album` may be empty: no album.
   std::vector<UploadedFile> Upload(std::string_view album, View<UploadFile> files,
                                    const UploadOptions& options = {},
                                    const OnProgress& progress = {});
@@ -317,26 +342,33 @@ class Library {
   // Shares the album. `rejected` of the answer were left out.
   Recipients SendMail(std::string_view album, const Mail& mail);
 
-  // Ends the command that runs now, if any, and returns when its request has ended; from inside a
+  // Ends the call that runs now, if any, and returns when its request has ended; from inside a
   // progress callback at once. Any thread.
   void Abort() noexcept;
 
   // A command by its code and record, with the same turn and the same progress, for what the calls
   // above do not say. The result is kKELOResult; texts handed out are the caller's to free. All calls
-  // but Abort come through here, so a host that overrides it can watch them, or send them again.
+  // but Abort come through here, so a host that overrides it can watch them, or send them again with
+  // the same record: nothing of an earlier try is left in what the calls above then give, and a folder,
+  // album or link has a command of its own, so that none that was made is made again.
   virtual std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
-                        const OnProgress& progress = {});
+                                const OnProgress& progress = {});
 
  private:
   void Send(std::uint32_t code, tagCommandControlInfo* record);  // throws unless it is success
+  template <typename Batch>
+  void SendEach(std::uint32_t code, std::string_view target, Batch& batch);
 
   inline static std::atomic<bool> exists_ = false;
   std::recursive_mutex turn_;  // held by the thread whose command runs
   bool inCallback_ = false;    // of that thread
+  std::vector<tagKELO_StringInfo*> handedOut_;  // texts of the running call's record, owned by it
+  std::atomic<std::uint32_t> aborts_ = 0;
 };
 
 }  // namespace kelo
 
 #include "KELOAccess/Library.hpp"  // the bodies
+#include "KELOAccess/Transfers.hpp"
 
 #endif  // KELOACCESS_HPP

@@ -1,10 +1,8 @@
-// Part of KELOAccess.hpp: the commands, each over its cleared record.
+// Part of KELOAccess.hpp: the commands but uploads and downloads, each over its cleared record.
 #ifndef KELOACCESS_LIBRARY_HPP
 #define KELOACCESS_LIBRARY_HPP
 
 #include "KELOAccess/Batch.hpp"
-#include "KELOAccess/Results.hpp"
-#include "KELOAccess/Texts.hpp"
 
 namespace kelo {
 
@@ -26,6 +24,7 @@ inline std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo*
   const std::lock_guard turn(turn_);
   // The lock is recursive: who has it here is in the midst of a command already.
   if (inCallback_) throw Error("a progress callback can send nothing", code);
+  for (tagKELO_StringInfo* text : handedOut_) detail::Free(*text);
   if (!progress) return KELOAccessCommand(code, record);
   const detail::Listener listener(progress, inCallback_);
   const std::uint32_t result = KELOAccessCommand(code, record);
@@ -37,7 +36,26 @@ inline void Library::Send(std::uint32_t code, tagCommandControlInfo* record) {
   detail::Check(Command(code, record), code);
 }
 
+// A command for each record; the first failure of a command is that of all behind it.
+template <typename Batch>
+void Library::SendEach(std::uint32_t code, std::string_view target, Batch& batch) {
+  const std::lock_guard turn(turn_);
+  const std::uint32_t aborts = aborts_;
+  std::uint32_t result = kKELOResult_Success;
+  for (auto& record : batch.Records()) {
+    if (result == kKELOResult_Success && aborts_ != aborts) result = kKELOResult_Aborted;
+    if (result == kKELOResult_Success) {
+      tagCommandControlInfo command = detail::Targeted(target, &record, code);
+      command.entryCount = 1;
+      result = Command(code, &command);
+      batch.RequireTouched(result, code);
+    }
+    if (result != kKELOResult_Success) record.result = result;
+  }
+}
+
 inline void Library::Abort() noexcept {
+  ++aborts_;
   KELOAccessCommand(kKELOCommand_Abort, nullptr);
 }
 
@@ -145,10 +163,10 @@ inline std::vector<AddedContainer> Library::AddContainers(std::string_view paren
       record.kind = Bits(container.kind);
       detail::Put(record.name, container.name, {"name", kCommand});
     });
-  return batch.Send(*this, kCommand, detail::Targeted(parent, nullptr, kCommand), {}, false,
-                    [](const tagKELO_ItemInfo& record, AddedContainer& added) {
-                      added.id = FieldText(record.itemId);
-                    });
+  SendEach(kCommand, parent, batch);
+  return batch.Outcomes(kCommand, [](const tagKELO_ItemInfo& record, AddedContainer& added) {
+    if (record.result == kKELOResult_Success) added.id = FieldText(record.itemId);
+  });
 }
 
 inline std::string Library::AddFolder(std::string_view name) {
@@ -169,8 +187,8 @@ inline std::vector<AddedLink> Library::AddLinks(std::string_view album, View<std
   for (const std::string& id : itemIds)
     batch.Add(
         [&](tagKELO_AddLinkInfo& record) { detail::PutId(record.itemIdList, id, kCommand); });
-  return batch.Send(*this, kCommand, detail::Targeted(album, nullptr, kCommand), {}, false,
-                    [](const tagKELO_AddLinkInfo&, AddedLink&) {});
+  SendEach(kCommand, album, batch);
+  return batch.Outcomes(kCommand, [](const tagKELO_AddLinkInfo&, AddedLink&) {});
 }
 
 inline void Library::Modify(std::string_view id, const Properties& properties) {
@@ -205,51 +223,6 @@ inline void Library::AddTags(std::string_view id, std::string_view tags) {
   Send(kKELOCommand_AddTags, &record);
 }
 
-// ---- Transfers ----
-
-inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<UploadFile> files,
-                                                 const UploadOptions& options,
-                                                 const OnProgress& progress) {
-  constexpr std::uint32_t kCommand = kKELOCommand_Upload;
-  tagCommandControlInfo command = detail::Targeted(album, nullptr, kCommand);
-  if (options.checkDuplicates) {
-    command.outputOptions = kKELOOption_CheckDuplicates;
-    command.selectionFlags = options.comparedDates;
-  }
-  detail::Batch<tagKELO_LoadInfo, UploadedFile> batch;
-  for (const UploadFile& file : files)
-    batch.Add([&](tagKELO_LoadInfo& record) {
-      const std::string path = detail::PathText(file.path);
-      const std::string name = file.name.empty() ? detail::PathText(file.path.filename()) : file.name;
-      detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
-      detail::RequireTexts(kCommand, "name", {name});
-      detail::Describe(file, record);
-      record.filePath = batch.Lend(path);
-      record.fileName = batch.Lend(name);
-    });
-  return batch.Send(*this, kCommand, command, progress, true,
-                    [](const tagKELO_LoadInfo& record, UploadedFile& uploaded) {
-                      uploaded.id = FieldText(record.itemId);
-                    });
-}
-
-inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
-                                                     const OnProgress& progress) {
-  constexpr std::uint32_t kCommand = kKELOCommand_Download;
-  detail::Batch<tagKELO_DownloadInfo, DownloadedFile> batch;
-  for (const DownloadFile& file : files)
-    batch.Add([&](tagKELO_DownloadInfo& record) {
-      const std::string path = detail::PathText(file.path);
-      detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
-      detail::Put(record.url, file.url, {"URL", kCommand});
-      record.destPath = batch.Lend(path);
-    });
-  return batch.Send(*this, kCommand, detail::Record(nullptr), progress, false,
-                    [](const tagKELO_DownloadInfo& record, DownloadedFile& downloaded) {
-                      downloaded.size = record.receivedSize;
-                    });
-}
-
 // ---- Sharing ----
 
 inline Recipients Library::VerifyRecipients(View<std::string> addresses) {
@@ -260,21 +233,22 @@ inline Recipients Library::VerifyRecipients(View<std::string> addresses) {
   lists.recipients = detail::Lent(list);
   tagCommandControlInfo record = detail::Record(&lists);
   record.outputOptions = kKELOOption_ReturnTexts;
+  const std::lock_guard turn(turn_);
+  const detail::HandedOut texts(handedOut_, {&lists.accepted, &lists.rejected});
   const std::uint32_t result = Command(kCommand, &record);
-  const detail::HandedText accepted(lists.accepted);
-  const detail::HandedText rejected(lists.rejected);
   if (result != kKELOResult_RecipientsRejected) detail::Check(result, kCommand);
-  return {detail::SplitAddresses(accepted.Text()), detail::SplitAddresses(rejected.Text())};
+  return {detail::SplitAddresses(detail::Text(lists.accepted)),
+          detail::SplitAddresses(detail::Text(lists.rejected))};
 }
 
 inline std::vector<std::string> Library::AddressList() {
   tagKELO_StringInfo list{};
   tagCommandControlInfo record = detail::Record(&list);
-  const std::uint32_t result = Command(kKELOCommand_GetAddressList, &record);
-  const detail::HandedText text(list);
-  detail::Check(result, kKELOCommand_GetAddressList);
+  const std::lock_guard turn(turn_);
+  const detail::HandedOut texts(handedOut_, {&list});
+  Send(kKELOCommand_GetAddressList, &record);
   // Resolved first: the ";" of a reference separates nothing.
-  return detail::SplitAddresses(Decoded(text.Text()));
+  return detail::SplitAddresses(Decoded(detail::Text(list)));
 }
 
 inline Recipients Library::SendMail(std::string_view album, const Mail& mail) {
@@ -289,12 +263,12 @@ inline Recipients Library::SendMail(std::string_view album, const Mail& mail) {
   letter.removeGPS = mail.removeGps ? 1 : 0;
   tagCommandControlInfo record = detail::Targeted(album, &letter, kCommand);
   if (mail.verify) record.outputOptions = kKELOOption_VerifyRecipients | kKELOOption_ReturnTexts;
-  const std::uint32_t result = Command(kCommand, &record);
-  const detail::HandedText accepted(letter.accepted);
-  const detail::HandedText rejected(letter.rejected);
-  detail::Check(result, kCommand);
+  const std::lock_guard turn(turn_);
+  const detail::HandedOut texts(handedOut_, {&letter.accepted, &letter.rejected});
+  Send(kCommand, &record);
   if (!mail.verify) return {detail::SplitAddresses(list), {}};
-  return {detail::SplitAddresses(accepted.Text()), detail::SplitAddresses(rejected.Text())};
+  return {detail::SplitAddresses(detail::Text(letter.accepted)),
+          detail::SplitAddresses(detail::Text(letter.rejected))};
 }
 
 }  // namespace kelo

@@ -102,6 +102,15 @@ constexpr Reference FirstReference(std::string_view text) {
           first.length + second.length};
 }
 
+// How much at the beginning of a text is ASCII, without references.
+constexpr std::size_t PlainLength(std::string_view text) {
+  std::size_t length = 0;
+  while (length < text.size() && text[length] != '&' &&
+         static_cast<unsigned char>(text[length]) < 0x80)
+    ++length;
+  return length;
+}
+
 // Whether a text that begins with no reference is nothing but the first part of a reference, of a pair
 // of them, or of a character.
 constexpr bool IsCutHere(std::string_view text) {
@@ -155,17 +164,28 @@ inline tagKELO_StringInfo Lent(const std::string& text) {
   return {const_cast<char*>(text.data()), static_cast<std::uint32_t>(text.size())};
 }
 
-// Owns a text that the library handed out.
-class HandedText {
+inline std::string_view Text(const tagKELO_StringInfo& info) { return {info.text, info.length}; }
+inline void Free(tagKELO_StringInfo& info) {
+  delete[] info.text;
+  info = {};
+}
+
+// Owns the texts that the library hands out in a call's record, also between two tries to send it;
+// `known` is told of them meanwhile.
+class HandedOut {
  public:
-  explicit HandedText(const tagKELO_StringInfo& info) : text_(info.text), length_(info.length) {}
-  std::string_view Text() const {
-    return text_ ? std::string_view(text_.get(), length_) : std::string_view();
+  HandedOut(std::vector<tagKELO_StringInfo*>& known, std::vector<tagKELO_StringInfo*> texts)
+      : known_(known), before_(std::exchange(known, std::move(texts))) {}
+  ~HandedOut() {
+    for (tagKELO_StringInfo* text : known_) Free(*text);
+    known_ = std::move(before_);
   }
+  HandedOut(const HandedOut&) = delete;
+  HandedOut& operator=(const HandedOut&) = delete;
 
  private:
-  std::unique_ptr<char[]> text_;
-  std::size_t length_;
+  std::vector<tagKELO_StringInfo*>& known_;
+  std::vector<tagKELO_StringInfo*> before_;
 };
 
 // The pieces of an address list between ";" (or ","), without blanks around; empty ones are left out.
@@ -203,6 +223,10 @@ inline std::string Decoded(std::string_view raw, bool isCut) {
   std::string text;
   text.reserve(raw.size());
   while (!raw.empty()) {
+    const std::size_t plain = detail::PlainLength(raw);
+    text.append(raw.substr(0, plain));
+    raw.remove_prefix(plain);
+    if (raw.empty()) break;
     const detail::Reference found = detail::FirstReference(raw);
     if (found.length > 0) {
       detail::AppendUtf8(found.character, text);
@@ -224,9 +248,9 @@ inline Item::Item(const tagKELO_ItemInfo& record)
       fileFormat(record.fileFormat),
       itemCount(record.itemCount),
       name(Decoded(FieldText(record.name), FieldText(record.name).size() == sizeof record.name - 1)),
-      modifyDate(FieldText(record.modifyDate)),
-      shotDate(FieldText(record.shotDate)),
-      uploadDate(FieldText(record.uploadDate)),
+      modifyDate(Decoded(FieldText(record.modifyDate))),
+      shotDate(Decoded(FieldText(record.shotDate))),
+      uploadDate(Decoded(FieldText(record.uploadDate))),
       screenUrl(Decoded(FieldText(record.screenUrl))),
       originalUrl(Decoded(FieldText(record.origUrl))),
       raw{std::string(FieldText(record.name)),

@@ -1,13 +1,13 @@
 // Each kind of call once against the service, and what is refused before it.
 #include <gmock/gmock.h>
 
+#include <array>
+#include <set>
 #include <thread>
 
 #include "LibraryFixture.h"
 
 namespace kelo::testing {
-
-std::string TryAnotherLibrary();  // in the other translation unit
 
 namespace {
 
@@ -16,6 +16,32 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 constexpr const char* kName = "Fish & Chips <\u65E5\u672C> \U0001F600";
+
+// What the header begins with, to the letter.
+TEST_F(LibraryTest, TheIntroductionWorks) {
+  Open();
+  library_->Load();
+  const std::string named = library_->AddAlbum(kRoot, "Harbour");
+  const std::string file = folder().Write("a.jpg", "a picture");
+  const std::string id = library_->Upload(named, {{.path = file}}).at(0).id;
+  library_->Load();
+  const std::string url = library_->Info(id).originalUrl;
+  library_.reset();
+  const auto [key, token, secret, word] = Known();
+  const std::string path = folder().Path("download");
+  constexpr std::uint32_t limit = 1000;
+  ::testing::internal::CaptureStdout();
+
+  kelo::Library library;
+  library.Open({.apiKey = key, .authToken = token, .signingSecret = secret});
+  library.Load();
+  for (const kelo::Item& album : library.List(kelo::kEverything, kelo::Kind::Album))
+    std::puts(album.name.c_str());
+  library.Download({{url, path}}, [](const kelo::Progress& p) { return p.done < limit; });
+
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Harbour\n");
+  EXPECT_EQ(folder().Read("download"), "a picture");
+}
 
 TEST_F(LibraryTest, SessionsAreOpenedHandedOutAndRestored) {
   EXPECT_EQ(Failure([&] { library_->Session(); }),
@@ -117,6 +143,13 @@ TEST_F(LibraryTest, EditsAndLinks) {
   const auto linked = library_->AddLinks(added[0].id, {id, "nothing"});
   EXPECT_FALSE(linked[0].error);
   EXPECT_TRUE(linked[1].error);
+  // Whatever values are in.
+  std::string array[] = {id};
+  EXPECT_FALSE(library_->AddLinks(added[0].id, array)[0].error);
+  EXPECT_FALSE(library_->AddLinks(added[0].id, std::array{id})[0].error);
+  EXPECT_FALSE(library_->AddLinks(added[0].id, std::vector{id})[0].error);
+  EXPECT_FALSE(library_->AddLinks(added[0].id, std::span<const std::string>(array))[0].error);
+  EXPECT_FALSE(library_->AddLinks(added[0].id, std::span(array))[0].error);
 
   library_->Modify(id, {.caption = kName, .captionFlag = true, .rating = 3});
   EXPECT_THAT(Requests("ModifyProps").at(0).body, HasSubstr("\"rating\" value=\"3\""));
@@ -186,6 +219,7 @@ TEST_F(LibraryTest, WhatARecordCannotHoldIsRefused) {
 
 TEST_F(LibraryTest, BatchesThatAreRefusedAsAWholeThrow) {
   const std::string file = folder().Write("a.jpg", "a");
+  EXPECT_THROW(library_->Upload("", {{.path = file}}), UploadError);
   const std::function<void()> calls[] = {[&] { library_->Upload("", {{.path = file}}); },
                                          [&] {
                                            library_->Download({{Url(), file + "2"}});
@@ -201,36 +235,24 @@ TEST_F(LibraryTest, BatchesThatAreRefusedAsAWholeThrow) {
   EXPECT_EQ(Failure(calls[0]), "cannot upload: the account's storage is full (4102)");
 }
 
-// Sends what failed once more, and keeps what it sent.
-class PatientLibrary : public Library {
- public:
-  std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
-                        const OnProgress& progress) override {
-    sent.push_back(code);
-    const std::uint32_t result = Library::Command(code, record, progress);
-    return result == 0 ? result : Library::Command(code, record, progress);
-  }
-
-  std::vector<std::uint32_t> sent;
-};
-
-TEST_F(LibraryTest, AHostMaySendCommandsAgain) {
-  library_.reset();
-  PatientLibrary patient;
-  patient.Open(Known());
+TEST_F(LibraryTest, ListsOfAHundredThousandItems) {
+  constexpr std::size_t kItems = 100'000;
+  Open();
+  std::string account = "<a stat=\"ok\"/><albums><album albumId=\"A\" albumName=\"All\"><items>";
+  for (std::size_t at = 0; at < kItems; ++at)
+    account += "<item itemId=\"i" + std::to_string(at) + "\" fileName=\"&#28207; &amp;amp; " +
+               std::to_string(at) + ".jpg\" modifyDate=\"2008-05-17T10&#58;00:00Z\"/>";
   ScriptAnswers();
-  Queue("AddFolder", "garbage");
-  Queue("AddFolder", "<r stat=\"ok\" folderId=\"F1\" />");
-  EXPECT_EQ(patient.AddFolder("Trips"), "F1");
-  patient.List(kRoot, Kind::Folder);
-  EXPECT_THAT(patient.sent, ElementsAre(3, 18, 9, 16));
-}
-
-TEST_F(LibraryTest, ThereIsOneAtATime) {
-  EXPECT_EQ(TryAnotherLibrary(),
-            "cannot start the library: there is a kelo::Library already (4112)");
-  Open();  // the first one is what it was
-  EXPECT_EQ(library_->Capacity().used, 0u);
+  Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"100000\" />");
+  Queue("GetHierarchy", account + "</items></album></albums>");
+  library_->Load();
+  const std::vector<Item> items = library_->List("A", Kind::FileItem);
+  ASSERT_EQ(items.size(), kItems);
+  std::set<std::string> names;
+  for (const Item& item : items) names.insert(item.name);
+  EXPECT_EQ(names.size(), kItems);
+  EXPECT_TRUE(names.contains("\u6E2F &amp; 99999.jpg"));
+  EXPECT_EQ(items[0].modifyDate, "2008-05-17T10:00:00Z");
 }
 
 TEST_F(LibraryTest, CommandsOfManyThreadsTakeTurns) {

@@ -63,6 +63,20 @@ TEST_F(ProgressTest, AnyCallableHearsOfATransfer) {
   EXPECT_TRUE(heard.back().isUpload);
   EXPECT_EQ(heard.back().total, 1u << 20);
 
+  // There may be none, and one that was moved from is none.
+  heard.clear();
+  OnProgress hear = [&](const Progress& p) { heard.push_back(p); };
+  const OnProgress moved = std::move(hear);
+  const std::function<bool(const Progress&)> empty;
+  bool (*const null)(const Progress&) = nullptr;
+  for (const OnProgress& none : {OnProgress(empty), OnProgress(null), hear}) {
+    EXPECT_FALSE(none);
+    EXPECT_NO_THROW(library_->Upload(kRoot, {{.path = files[1].path}}, {}, none));
+  }
+  EXPECT_TRUE(heard.empty());
+  library_->Upload(kRoot, {{.path = files[1].path}}, {}, moved);
+  EXPECT_FALSE(heard.empty());
+
   // It hears of its own command only.
   heard.clear();
   library_->Upload(kRoot, {{.path = files[1].path}});

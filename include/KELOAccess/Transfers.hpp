@@ -1,0 +1,138 @@
+// Part of KELOAccess.hpp: uploads and downloads.
+#ifndef KELOACCESS_TRANSFERS_HPP
+#define KELOACCESS_TRANSFERS_HPP
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <limits>
+
+#include "KELOAccess/Batch.hpp"
+
+namespace kelo {
+namespace detail {
+
+inline std::string PathText(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return {reinterpret_cast<const char*>(text.data()), text.size()};
+}
+
+// When the file was changed, in UTC, as the service writes dates.
+inline std::string ModifyDate(const std::filesystem::path& path) {
+  using namespace std::chrono;
+  std::error_code failed;
+  const auto changed = std::filesystem::last_write_time(path, failed);
+  if (failed) throw Error(kKELOResult_NotFound, kKELOCommand_Upload);
+  const auto time = floor<seconds>(file_clock::to_sys(changed));
+  const auto day = floor<days>(time);
+  const year_month_day date(day);
+  const hh_mm_ss clock(time - day);
+  char text[32];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text;
+}
+
+// The size of a file that can be read.
+inline std::uint64_t ReadableSize(const std::filesystem::path& path) {
+  std::error_code failed;
+  const std::uintmax_t size = std::filesystem::file_size(path, failed);
+  if (failed || !std::ifstream(path)) throw Error(kKELOResult_NotFound, kKELOCommand_Upload);
+  return size;
+}
+
+// All but the texts that are lent.
+inline void Describe(const UploadFile& file, tagKELO_LoadInfo& record) {
+  const auto name = [](std::string_view text) { return TextName{text, kKELOCommand_Upload}; };
+  const std::uint64_t size = file.size ? *file.size : ReadableSize(file.path);
+  if (size > std::numeric_limits<std::int32_t>::max())
+    throw Error(kKELOResult_TooLarge, kKELOCommand_Upload);
+  record.fileSize = static_cast<std::int32_t>(size);
+  const std::string modified = file.modifyDate.empty() ? ModifyDate(file.path) : file.modifyDate;
+  Put(record.fileModifyDate, modified, name("date"));
+  Put(record.fileCreateDate, file.createDate.empty() ? modified : file.createDate, name("date"));
+  Put(record.shotDate, file.shotDate, name("date"));
+  record.width = file.width;
+  record.height = file.height;
+  Put(record.tagList, file.tags, name("tags"));
+}
+
+// Whether the record names a stored file. Any other id in it is none of this command's.
+inline bool NamesStored(const tagKELO_LoadInfo& record) {
+  return record.result == kKELOResult_Success || record.result == kKELOResult_AlreadyExists ||
+         record.result == kKELOResult_AlreadyInAlbum;
+}
+
+}  // namespace detail
+
+inline UploadError::UploadError(const Error& failure, std::vector<UploadedFile> files,
+                                bool mayBeStored)
+    : Error(failure),
+      files_(std::make_shared<const std::vector<UploadedFile>>(std::move(files))),
+      mayBeStored_(mayBeStored) {}
+
+inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<UploadFile> files,
+                                                 const UploadOptions& options,
+                                                 const OnProgress& progress) {
+  constexpr std::uint32_t kCommand = kKELOCommand_Upload;
+  tagCommandControlInfo command = detail::Targeted(album, nullptr, kCommand);
+  if (options.checkDuplicates || options.checkOnly) {
+    command.outputOptions = kKELOOption_CheckDuplicates;
+    command.selectionFlags = options.comparedDates;
+  }
+  detail::Batch<tagKELO_LoadInfo, UploadedFile> batch;
+  for (const UploadFile& file : files)
+    batch.Add([&](tagKELO_LoadInfo& record) {
+      const std::string path = detail::PathText(file.path);
+      const std::string name = file.name.empty() ? detail::PathText(file.path.filename()) : file.name;
+      detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
+      detail::RequireTexts(kCommand, "name", {name});
+      detail::Describe(file, record);
+      // A file without a path cannot be read, which ends the command behind the check.
+      if (!options.checkOnly) record.filePath = batch.Lend(path);
+      record.fileName = batch.Lend(name);
+    });
+  const std::uint32_t result = batch.Send(*this, kCommand, command, progress);
+  auto& records = batch.Records();
+  const bool isPastCheck = std::ranges::any_of(records, [result](const tagKELO_LoadInfo& record) {
+    return record.result != result && record.result != detail::kUntouched;
+  });
+  const bool isDone = result == kKELOResult_Success ||
+                      (options.checkOnly && isPastCheck && result == kKELOResult_NotFound);
+  // What was to be sent when the command failed says success.
+  for (tagKELO_LoadInfo& record : records)
+    if (!isDone && (record.result == kKELOResult_Success || record.result == detail::kUntouched))
+      record.result = result;
+  auto outcomes =
+      batch.Outcomes(kCommand, [](const tagKELO_LoadInfo& record, UploadedFile& uploaded) {
+        if (detail::NamesStored(record)) uploaded.id = FieldText(record.itemId);
+      });
+  if (!isDone) throw UploadError(Error(result, kCommand), std::move(outcomes), isPastCheck);
+  return outcomes;
+}
+
+inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
+                                                     const OnProgress& progress) {
+  constexpr std::uint32_t kCommand = kKELOCommand_Download;
+  detail::Batch<tagKELO_DownloadInfo, DownloadedFile> batch;
+  for (const DownloadFile& file : files)
+    batch.Add([&](tagKELO_DownloadInfo& record) {
+      const std::string path = detail::PathText(file.path);
+      detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
+      detail::Put(record.url, file.url, {"URL", kCommand});
+      record.destPath = batch.Lend(path);
+    });
+  const std::uint32_t result = batch.Send(*this, kCommand, detail::Record(nullptr), progress);
+  batch.RequireTouched(result, kCommand);
+  return batch.Outcomes(kCommand,
+                        [](const tagKELO_DownloadInfo& record, DownloadedFile& downloaded) {
+                          downloaded.size = record.receivedSize;
+                        });
+}
+
+}  // namespace kelo
+
+#endif  // KELOACCESS_TRANSFERS_HPP

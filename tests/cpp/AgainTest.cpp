@@ -1,0 +1,145 @@
+// Libraries after failures, one after the other, and hosts that send a command again.
+#include <gmock/gmock.h>
+
+#include "LibraryFixture.h"
+
+namespace kelo::testing {
+
+std::string TryAnotherLibrary();  // in the other translation unit
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+
+// Sends what failed once more, keeps what it sent, and may be aborted behind any of it.
+class PatientLibrary : public Library {
+ public:
+  std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
+                        const OnProgress& progress) override {
+    sent.push_back(code);
+    std::uint32_t result = Library::Command(code, record, progress);
+    if (result != kKELOResult_Success) {
+      failed.push_back(result);
+      result = Library::Command(code, record, progress);
+    }
+    if (sent.size() == abortBehind) Abort();
+    return result;
+  }
+
+  std::vector<std::uint32_t> sent;
+  std::vector<std::uint32_t> failed;  // with which result, the first time
+  std::size_t abortBehind = 0;
+};
+
+class AgainTest : public LibraryTest {
+ protected:
+  AgainTest() {
+    library_.reset();
+    patient_.emplace();
+    patient_->Open(Known());
+    patient_->sent.clear();
+    ScriptAnswers();
+  }
+  // Codes; 0 is success.
+  template <typename Outcomes>
+  static std::vector<std::uint32_t> Codes(const Outcomes& outcomes) {
+    std::vector<std::uint32_t> codes;
+    for (const auto& one : outcomes) codes.push_back(one.error ? one.error->Code() : 0);
+    return codes;
+  }
+
+  std::optional<PatientLibrary> patient_;
+};
+
+TEST_F(AgainTest, EachCommandComesThroughOnePlace) {
+  Queue("AddFolder", "garbage");
+  Queue("AddFolder", "<r stat=\"ok\" folderId=\"F1\" />");
+  EXPECT_EQ(patient_->AddFolder("Trips"), "F1");
+  patient_->List(kRoot, Kind::Folder);
+  EXPECT_THAT(patient_->sent, ElementsAre(18, 9, 16));
+}
+
+TEST_F(AgainTest, WhatWasMadeIsNotMadeAgain) {
+  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"A1\" />");
+  Queue("AddAlbum", "garbage");
+  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"A2\" />");
+  const auto added = patient_->AddContainers(kRoot, {{"one"}, {"two"}});
+  EXPECT_EQ(added[0].id + added[1].id, "A1A2");
+  const auto sent = Requests("AddAlbum");
+  ASSERT_EQ(sent.size(), 3u);
+  EXPECT_THAT(sent[1].body, HasSubstr("two"));
+}
+
+// A refusal is of one record, anything else ends the batch; so does an abort between two.
+TEST_F(AgainTest, BatchesEndWhereOneCommandWould) {
+  const std::string refusal = "<r stat=\"fail\" errcode=\"302\" />";
+  Queue("AddItemsToAlbum", refusal);
+  Queue("AddItemsToAlbum", kOk);
+  Queue("AddItemsToAlbum", "garbage");
+  EXPECT_THAT(Codes(patient_->AddLinks("A", {"1", "2", "3", "4"})),
+              ElementsAre(4115, 0, 4144, 4144));
+  EXPECT_THAT(Requests("AddItemsToAlbum"), SizeIs(4)) << "the third twice, the fourth never";
+
+  Requeue("AddItemsToAlbum", kOk);
+  patient_->sent.clear();
+  patient_->abortBehind = 2;
+  EXPECT_THAT(Codes(patient_->AddLinks("A", {"1", "2", "3", "4"})), ElementsAre(0, 0, 3, 3));
+  EXPECT_THAT(Codes(patient_->AddLinks("A", {"5"})), ElementsAre(0)) << "the abort is over";
+}
+
+// The address sanitizer tells of texts that nobody frees.
+TEST_F(AgainTest, NothingOfAnEarlierTryIsLeft) {
+  Queue("VerifyRecipients",
+        "<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: b@x\" />");
+  Queue("VerifyRecipients", kOk);
+  const Recipients verified = patient_->VerifyRecipients({"a@x", "b@x"});
+  EXPECT_THAT(patient_->failed, ElementsAre(kKELOResult_RecipientsRejected));
+  EXPECT_THAT(verified.accepted, ElementsAre("a@x", "b@x"));
+  EXPECT_THAT(verified.rejected, ElementsAre());
+
+  // The id that a check named belongs to no file of a check that failed.
+  const std::string file = folder().Write("a.jpg", "a");
+  Queue("CheckUploadItems",
+        "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" itemId=\"I1\" />"
+        "<item idx=\"2\" status=\"0\" /></items></r>");
+  Queue("CheckUploadItems", "garbage");
+  Queue("UploadItems", "garbage");
+  try {
+    patient_->Upload("", {{.path = file}, {.path = file}}, {.checkDuplicates = true});
+    FAIL();
+  } catch (const UploadError& error) {
+    EXPECT_THAT(Codes(error.Files()), ElementsAre(4144, 4144));
+    EXPECT_EQ(error.Files()[0].id, "");
+    EXPECT_FALSE(error.MayBeStored());
+  }
+}
+
+// A refused login leaves nothing that the next one would meet.
+TEST_F(LibraryTest, ALibraryGoesOnAfterALoginThatFailed) {
+  EXPECT_THROW(library_->Open({.apiKey = "nobody's"}), Error);
+  EXPECT_THROW(library_->Load(), Error);
+  Open();
+  library_->Load();
+  EXPECT_THROW(library_->Open({.apiKey = "nobody's"}), Error);
+  library_->Open(Known());
+  library_->Load();
+  EXPECT_EQ(library_->Count(kRoot, Kind::Album), 0u);
+}
+
+TEST_F(LibraryTest, ThereIsOneAtATime) {
+  constexpr const char* kRefused =
+      "cannot start the library: there is a kelo::Library already (4112)";
+  EXPECT_EQ(TryAnotherLibrary(), kRefused);
+  EXPECT_EQ(TryAnotherLibrary(), kRefused) << "the one that was refused ended the other's turn";
+  Open();  // the first one is what it was
+  EXPECT_EQ(library_->Capacity().used, 0u);
+  library_.reset();
+  EXPECT_EQ(TryAnotherLibrary(), "");
+  library_ = std::make_unique<Library>();
+  EXPECT_THAT(Failure([&] { library_->Load(); }), HasSubstr("(4116)")) << "it inherits nothing";
+}
+
+}  // namespace
+}  // namespace kelo::testing

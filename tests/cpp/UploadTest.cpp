@@ -1,0 +1,83 @@
+// What an upload tells of its files: before, behind its check, and when it fails.
+#include <gmock/gmock.h>
+
+#include "LibraryFixture.h"
+
+namespace kelo::testing {
+namespace {
+
+using ::testing::HasSubstr;
+
+class UploadTest : public LibraryTest {
+ protected:
+  UploadTest() {
+    Open();
+    ScriptAnswers();
+    // The first is there, the second is new.
+    Queue("CheckUploadItems",
+          "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" itemId=\"I1\" />"
+          "<item idx=\"2\" status=\"0\" /></items></r>");
+  }
+
+  // "id:code" of each file, and what was thrown for all of them.
+  std::string Upload(const UploadOptions& options = {}) {
+    std::string told;
+    const auto tell = [&told](const std::vector<UploadedFile>& files) {
+      for (const UploadedFile& file : files)
+        told += file.id + ":" + (file.error ? std::to_string(file.error->Code()) : "") + " ";
+    };
+    try {
+      tell(library_->Upload("", files_, options));
+    } catch (const UploadError& error) {
+      tell(error.Files());
+      told += std::to_string(error.Code()) + (error.MayBeStored() ? " may be stored" : "");
+    }
+    return told;
+  }
+
+  std::vector<UploadFile> files_ = {{.path = folder().Write("a.jpg", "a")},
+                                    {.path = folder().Write("b.jpg", "b")},
+                                    {.path = folder().Path("missing")}};
+};
+
+TEST_F(UploadTest, AFailureKeepsWhatTheCheckFound) {
+  const UploadOptions check{.checkDuplicates = true};
+  Queue("UploadItems", "<r stat=\"fail\" errcode=\"203\" />");
+  EXPECT_EQ(Upload(check), "I1:4099 :4102 :4098 4102 may be stored");
+  EXPECT_EQ(Upload(), ":4102 :4102 :4098 4102 may be stored");
+  Requeue("CheckUploadItems", "<r stat=\"fail\" errcode=\"401\" />");
+  EXPECT_EQ(Upload(check), ":4112 :4112 :4098 4112");
+  library_->Restore({}, "");
+  EXPECT_EQ(Upload(), ":4116 :4116 :4098 4116");
+}
+
+TEST_F(UploadTest, TheCheckAloneSendsNothing) {
+  const UploadOptions only{.checkOnly = true, .comparedDates = kKELOCheck_FileModifyDate};
+  EXPECT_EQ(Upload(only), "I1:4099 : :4098 ");
+  EXPECT_THAT(Requests("CheckUploadItems").at(0).body, Not(HasSubstr("fileCreateDate")));
+  files_.erase(files_.begin() + 1);
+  EXPECT_EQ(Upload(only), "I1:4099 :4098 ") << "nothing is left to send";
+  Requeue("CheckUploadItems", "garbage");
+  EXPECT_EQ(Upload(only), ":4144 :4098 4144");
+  EXPECT_TRUE(Requests("UploadItems").empty());
+}
+
+// What the host knows of a file is not looked up again.
+TEST_F(UploadTest, AGivenSizeIsSent) {
+  files_ = {{.path = folder().Write("c.jpg", "grown since"), .size = 5}};
+  EXPECT_EQ(Upload(), ": ") << "not confirmed by this service";
+  EXPECT_THAT(Requests("UploadItems").at(0).body, HasSubstr("size=\"5\""));
+  EXPECT_THAT(Requests("UploadItems").at(0).body, Not(HasSubstr("since")));
+
+  const std::string modified = "2008-05-17T10:00:00Z";
+  const UploadFile gone{.path = folder().Path("gone"), .size = 5, .modifyDate = modified};
+  files_ = {gone, gone};
+  EXPECT_EQ(Upload({.checkOnly = true}), "I1:4099 : ");
+  EXPECT_EQ(Upload(), ":4098 :4098 4098 may be stored");
+  files_ = {{.path = "huge", .size = 1ull << 31, .modifyDate = modified}};
+  EXPECT_EQ(Upload(), ":4103 ");
+  EXPECT_EQ(Requests("UploadItems").size(), 1u);
+}
+
+}  // namespace
+}  // namespace kelo::testing
