@@ -349,15 +349,16 @@ class Library {
   // A command by its code and record, with the same turn and the same progress, for what the calls
   // above do not say. The result is kKELOResult; texts handed out are the caller's to free. All calls
   // but Abort come through here, so a host that overrides it can watch them, or send them again with
-  // the same record: nothing of an earlier try is left in what the calls above then give, and a folder,
-  // album or link has a command of its own, so that none that was made is made again.
+  // the same record: nothing of an earlier try is left in what the calls above then give, and each
+  // folder, album, link and download has a command of its own, so that none is made twice.
   virtual std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
                                 const OnProgress& progress = {});
 
  private:
   void Send(std::uint32_t code, tagCommandControlInfo* record);  // throws unless it is success
   template <typename Batch>
-  void SendEach(std::uint32_t code, std::string_view target, Batch& batch);
+  void SendEach(std::uint32_t code, std::string_view target, Batch& batch,
+                const OnProgress& progress);
 
   inline static std::atomic<bool> exists_ = false;
   std::recursive_mutex turn_;  // held by the thread whose command runs

@@ -20,6 +20,15 @@ inline tagCommandControlInfo Targeted(std::string_view target, void* data, std::
 
 inline constexpr std::uint32_t kUntouched = 0xFFFFFFFF;  // result of a record that was not looked at
 
+// Whether a batch goes on with the next record behind a command with that result. Refusals of one
+// folder, album or link are no failures of their command.
+inline bool GoesOnAfter(std::uint32_t result, std::uint32_t command) {
+  if (result == kKELOResult_Success) return true;
+  return command == kKELOCommand_Download &&
+         (result == kKELOResult_NotFound || result == kKELOResult_AlreadyExists ||
+          result == kKELOResult_DestinationUnusable);
+}
+
 // Records, each with its own outcome.
 template <typename T, typename Outcome>
 class Batch {

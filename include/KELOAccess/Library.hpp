@@ -36,21 +36,34 @@ inline void Library::Send(std::uint32_t code, tagCommandControlInfo* record) {
   detail::Check(Command(code, record), code);
 }
 
-// A command for each record; the first failure of a command is that of all behind it.
+// A command for each record. The failure that ends the batch is that of all behind it.
 template <typename Batch>
-void Library::SendEach(std::uint32_t code, std::string_view target, Batch& batch) {
+void Library::SendEach(std::uint32_t code, std::string_view target, Batch& batch,
+                       const OnProgress& progress) {
   const std::lock_guard turn(turn_);
   const std::uint32_t aborts = aborts_;
+  const auto count = static_cast<std::uint32_t>(batch.Records().size());
+  std::uint32_t done = 0;
+  OnProgress ofAll;
+  if (progress)
+    ofAll = [&](Progress ofOne) {
+      ofOne.files = count;
+      ofOne.filesDone += done;
+      return progress(ofOne);
+    };
   std::uint32_t result = kKELOResult_Success;
   for (auto& record : batch.Records()) {
-    if (result == kKELOResult_Success && aborts_ != aborts) result = kKELOResult_Aborted;
-    if (result == kKELOResult_Success) {
+    if (aborts_ != aborts && detail::GoesOnAfter(result, code)) result = kKELOResult_Aborted;
+    if (detail::GoesOnAfter(result, code)) {
       tagCommandControlInfo command = detail::Targeted(target, &record, code);
       command.entryCount = 1;
-      result = Command(code, &command);
+      result = Command(code, &command, ofAll);
       batch.RequireTouched(result, code);
+      if (record.result == detail::kUntouched) record.result = result;
+    } else {
+      record.result = result;
     }
-    if (result != kKELOResult_Success) record.result = result;
+    ++done;
   }
 }
 
@@ -163,7 +176,7 @@ inline std::vector<AddedContainer> Library::AddContainers(std::string_view paren
       record.kind = Bits(container.kind);
       detail::Put(record.name, container.name, {"name", kCommand});
     });
-  SendEach(kCommand, parent, batch);
+  SendEach(kCommand, parent, batch, {});
   return batch.Outcomes(kCommand, [](const tagKELO_ItemInfo& record, AddedContainer& added) {
     if (record.result == kKELOResult_Success) added.id = FieldText(record.itemId);
   });
@@ -187,7 +200,7 @@ inline std::vector<AddedLink> Library::AddLinks(std::string_view album, View<std
   for (const std::string& id : itemIds)
     batch.Add(
         [&](tagKELO_AddLinkInfo& record) { detail::PutId(record.itemIdList, id, kCommand); });
-  SendEach(kCommand, album, batch);
+  SendEach(kCommand, album, batch, {});
   return batch.Outcomes(kCommand, [](const tagKELO_AddLinkInfo&, AddedLink&) {});
 }
 

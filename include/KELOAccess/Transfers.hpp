@@ -125,8 +125,7 @@ inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
       detail::Put(record.url, file.url, {"URL", kCommand});
       record.destPath = batch.Lend(path);
     });
-  const std::uint32_t result = batch.Send(*this, kCommand, detail::Record(nullptr), progress);
-  batch.RequireTouched(result, kCommand);
+  SendEach(kCommand, "", batch, progress);
   return batch.Outcomes(kCommand,
                         [](const tagKELO_DownloadInfo& record, DownloadedFile& downloaded) {
                           downloaded.size = record.receivedSize;

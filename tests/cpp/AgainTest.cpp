@@ -70,6 +70,14 @@ TEST_F(AgainTest, WhatWasMadeIsNotMadeAgain) {
   const auto sent = Requests("AddAlbum");
   ASSERT_EQ(sent.size(), 3u);
   EXPECT_THAT(sent[1].body, HasSubstr("two"));
+
+  Queue("", ReplyWith("first"));
+  Queue("", ReplyWith("gone", 500));
+  Queue("", ReplyWith("second"));
+  EXPECT_THAT(Codes(patient_->Download(
+                  {{Url() + "/1", folder().Path("1")}, {Url() + "/2", folder().Path("2")}})),
+              ElementsAre(0, 0));
+  EXPECT_EQ(folder().Read("1") + folder().Read("2"), "firstsecond");
 }
 
 // A refusal is of one record, anything else ends the batch; so does an abort between two.
