@@ -173,9 +173,8 @@ Progress::State Progress::NowSending() const {
 }
 
 Progress::State Progress::NowFetching() const {
-  const std::uint64_t before =
-      names_.size() - std::min<std::uint64_t>(last_.itemCount, names_.size());
-  const std::uint64_t at = before + last_.fourthWord;
+  const std::size_t before = names_.size() - std::min<std::size_t>(last_.itemCount, names_.size());
+  const std::size_t at = before + last_.fourthWord;
   return {.files = at,
           .bytes = movedInPortion_,
           .name = at < names_.size() ? names_[at] : std::string()};
