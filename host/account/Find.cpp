@@ -205,12 +205,12 @@ class Finder {
     list += fmt::format("\n  {}  {}", Shown(FieldText(match.entry.itemId)), match.path);
   }
   throw Failure(fmt::format("'{}' may mean {} entries; name one by its id or its path:{}",
-                            Shown(wanted), matches.size(), list));
+                            ShownText(wanted), matches.size(), list));
 }
 
 [[noreturn]] void FailUnknown(const std::string& wanted, Finder& finder) {
   const auto nearest = finder.Nearest();
-  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}", Shown(wanted),
+  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}", ShownText(wanted),
                             nearest ? fmt::format("; did you mean '{}'?", *nearest)
                                     : "; 'kelo tree' shows what there is"));
 }
@@ -233,8 +233,20 @@ std::optional<Entry> FindById(Library& library, const std::string& wanted) {
   return std::nullopt;
 }
 
-bool IsAlbum(const Entry& entry) {
-  return (entry.kind & kAlbums) != 0;
+std::optional<Entry> FindIfAny(Library& library, const std::string& wanted, std::uint32_t kinds) {
+  const auto entry = FindById(library, wanted);
+  if (!entry) return OneOf(wanted, Finder(library, wanted).Find(kinds));
+  return (entry->kind & kinds) != 0 ? entry : std::nullopt;
+}
+
+// A folder, where the other match is the album in it that has its name: that of its loose pictures.
+std::optional<Entry> FolderOfItsAlbum(const std::vector<Match>& matches) {
+  if (matches.size() != 2) return std::nullopt;
+  for (const auto& [folder, album] : {std::pair(matches[0].entry, matches[1].entry),
+                                      std::pair(matches[1].entry, matches[0].entry)})
+    if (folder.kind == kKELOKind_Folder && FieldText(album.parentId) == FieldText(folder.itemId))
+      return folder;
+  return std::nullopt;
 }
 
 }  // namespace
@@ -242,21 +254,31 @@ bool IsAlbum(const Entry& entry) {
 Entry FindEntry(Library& library, const std::string& wanted) {
   if (const auto entry = FindById(library, wanted)) return *entry;
   Finder finder(library, wanted);
-  const auto entry = OneOf(wanted, finder.Find(kEverything));
+  const std::vector<Match> matches = finder.Find(kEverything);
+  if (const auto folder = FolderOfItsAlbum(matches)) return *folder;
+  const auto entry = OneOf(wanted, matches);
   if (!entry) FailUnknown(wanted, finder);
   return *entry;
 }
 
 std::optional<Entry> FindAlbumIfAny(Library& library, const std::string& wanted) {
-  const auto entry = FindById(library, wanted);
-  if (!entry) return OneOf(wanted, Finder(library, wanted).Find(kAlbums));
-  return IsAlbum(*entry) ? entry : std::nullopt;
+  return FindIfAny(library, wanted, kAlbums);
 }
 
 Entry FindAlbum(Library& library, const std::string& wanted) {
   if (const auto album = FindAlbumIfAny(library, wanted)) return *album;
   FindEntry(library, wanted);
-  throw Failure(fmt::format("'{}' is not an album", Shown(wanted)));
+  throw Failure(fmt::format("'{}' is not an album", ShownText(wanted)));
+}
+
+std::optional<Entry> FindFolderIfAny(Library& library, const std::string& wanted) {
+  return FindIfAny(library, wanted, kKELOKind_Folder);
+}
+
+Entry FindFolder(Library& library, const std::string& wanted) {
+  if (const auto folder = FindFolderIfAny(library, wanted)) return *folder;
+  FindEntry(library, wanted);
+  throw Failure(fmt::format("'{}' is not a folder", ShownText(wanted)));
 }
 
 }  // namespace kelo::host

@@ -11,8 +11,9 @@ namespace kelo::host {
 // The entry with this id, or with this name or path: "Lisbon", "Journeys/Lisbon", "a.jpg",
 // "Lisbon/a.jpg", "Journeys/Lisbon/a.jpg"; "root" is the root album, and a "/" before a path says
 // that it begins at the top. Case does not matter where only one entry is meant without it, nor do
-// the ways to write an accent. Folders and albums come before items. Throws Failure when there is
-// none, with the nearest name, or more than one, with their ids. Needs the hierarchy.
+// the ways to write an accent. Folders and albums come before items, and a folder before the album
+// in it that has its name. Throws Failure when there is none, with the nearest name, or more than
+// one, with their ids. Needs the hierarchy.
 tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted);
 
 // The same among the albums alone; what is none is refused.
@@ -20,5 +21,9 @@ tagKELO_ItemInfo FindAlbum(Library& library, const std::string& wanted);
 
 // Nothing where no album is meant. More than one is still a Failure.
 std::optional<tagKELO_ItemInfo> FindAlbumIfAny(Library& library, const std::string& wanted);
+
+// The same for folders.
+tagKELO_ItemInfo FindFolder(Library& library, const std::string& wanted);
+std::optional<tagKELO_ItemInfo> FindFolderIfAny(Library& library, const std::string& wanted);
 
 }  // namespace kelo::host

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 #include "KELOAccess.hpp"
 #include "text/Unicode.h"
@@ -106,6 +107,10 @@ std::string Shown(std::string_view raw) {
   return Cleaned(NameText(raw), '?', "");
 }
 
+std::string ShownText(std::string_view text) {
+  return Cleaned(Composed(std::string(text)), '?', "");
+}
+
 std::string FileName(std::string_view raw, std::string_view fallback) {
   std::string name = Component(NameText(raw));
   if (name.empty()) name = Component(fallback);
@@ -117,6 +122,18 @@ std::string NumberedName(const std::string& name, int number, Named named) {
   const std::size_t extension = named == Named::kFile ? ExtensionAt(name) : name.size();
   return Joined(std::string_view(name).substr(0, extension),
                 fmt::format(" ({}){}", number, name.substr(extension)));
+}
+
+std::string WithoutNumber(const std::string& name) {
+  const std::size_t extension = ExtensionAt(name);
+  const std::size_t mark = name.rfind(" (", extension);
+  int number = 0;
+  const char* const end = name.data() + extension;
+  if (mark == std::string::npos || mark == 0) return name;
+  const auto read = std::from_chars(name.data() + mark + 2, end, number);
+  const bool isNumber = read.ec == std::errc() && read.ptr + 1 == end && *read.ptr == ')';
+  if (!isNumber || name[mark + 2] == '0' || number < 2) return name;
+  return name.substr(0, mark) + name.substr(extension);
 }
 
 std::string ByteText(std::uint64_t bytes) {

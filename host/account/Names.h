@@ -18,6 +18,8 @@ bool MayBeCut(std::string_view raw);
 
 // For a terminal: a name's text, and every control, direction mark and malformed byte shown as "?".
 std::string Shown(std::string_view raw);
+// The same for a text from here, a path or what a person typed: "&amp;" in it is no reference.
+std::string ShownText(std::string_view text);
 
 // One harmless path component made from a name of the service, at most 255 bytes, composed (NFC);
 // `fallback` (made harmless too) where nothing is left. Never ".", "..", hidden, or with a
@@ -28,6 +30,8 @@ std::string FileName(std::string_view raw, std::string_view fallback);
 // has no extension.
 enum class Named { kFile, kFolder };
 std::string NumberedName(const std::string& name, int number, Named named = Named::kFile);
+// The name of a file without such a number, "a.jpg"; as it is where it has none.
+std::string WithoutNumber(const std::string& name);
 
 // "12 bytes", "34.5 kB", "1.2 GB".
 std::string ByteText(std::uint64_t bytes);

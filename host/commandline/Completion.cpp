@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <sstream>
 
 #include "host/account/EntryPaths.h"
 #include "host/commandline/Help.h"
@@ -102,6 +103,13 @@ void AddOptions(const CLI::App& level, const std::string& begun, Answer& answer)
         answer.candidates.push_back({"--" + name, option->get_description()});
 }
 
+// Of "one|other".
+void AddChoices(const std::string& label, const std::string& begun, Answer& answer) {
+  std::istringstream choices(label);
+  for (std::string choice; std::getline(choices, choice, '|');)
+    if (choice.starts_with(begun)) answer.candidates.push_back({choice, ""});
+}
+
 // The argument that the word at this place would be.
 const CLI::Option* Argument(const Place& place) {
   std::size_t at = place.arguments;
@@ -138,6 +146,10 @@ Answer Values(const CLI::App& app, const CommonOptions& options, const CLI::Opti
     return std::find(labels.begin(), labels.end(), label) != labels.end();
   };
   Answer answer;
+  if (label.find('|') != label.npos) {
+    AddChoices(label, begun, answer);
+    return answer;
+  }
   if (is({"PATH"})) return {.kind = "files", .candidates = {}};
   if (is({"DIR"})) return {.kind = "folders", .candidates = {}};
   if (is({"COMMAND"}))

@@ -17,8 +17,8 @@ namespace kelo::host {
 
 // Prints the answer; nothing at all where the account cannot be asked, or does not answer soon.
 // What a value stands for is known by its label in the help: ALBUM, FOLDER, PLACE, ITEM, TARGET,
-// ENTRY, PATH and so on. Gives the exit code, which is always 0: a shell can do nothing about a
-// failure.
+// ENTRY, PATH and so on, or "one|other". Gives the exit code, which is always 0: a shell can do
+// nothing about a failure.
 int Complete(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words);
 
 }  // namespace kelo::host

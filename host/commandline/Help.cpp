@@ -51,7 +51,7 @@ std::string Suggestion(std::string_view wanted, const std::vector<std::string>& 
 std::string NoCommand(const CLI::App& app, const std::string& name) {
   std::vector<std::string> known;
   for (const CLI::App* command : ListedCommands(app)) known.push_back(command->get_name());
-  return fmt::format("there is no command '{}'{}", Shown(name), Suggestion(name, known));
+  return fmt::format("there is no command '{}'{}", ShownText(name), Suggestion(name, known));
 }
 
 // The command that the line names, if it does.
@@ -64,14 +64,14 @@ std::string Unexpected(const CLI::App& app, const std::string& word) {
   const CLI::App* command = NamedCommand(app);
   if (!word.starts_with('-'))
     return command == nullptr ? NoCommand(app, word)
-                              : fmt::format("there is nothing to do with '{}'", Shown(word));
+                              : fmt::format("there is nothing to do with '{}'", ShownText(word));
   std::vector<std::string> known;
   for (const CLI::App* level : {command, &app})
     for (const CLI::Option* option :
          level == nullptr ? std::vector<const CLI::Option*>() : ListedOptions(*level))
       for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
   const std::string name = word.substr(0, word.find('='));
-  return fmt::format("there is no option '{}'{}", Shown(name), Suggestion(name, known));
+  return fmt::format("there is no option '{}'{}", ShownText(name), Suggestion(name, known));
 }
 
 int Help(Host& host, const CLI::App& app, const std::string& wanted) {

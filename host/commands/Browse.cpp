@@ -89,7 +89,7 @@ tagKELO_ItemInfo FreshInfo(Host& host, const std::string& wanted) {
   tagKELO_ItemInfo known = FindEntry(host.Loaded(), wanted);
   if (IsContainer(known))
     throw Failure(
-        fmt::format("'{}' is not an item; the service tells about items alone", Shown(wanted)));
+        fmt::format("'{}' is not an item; the service tells about items alone", ShownText(wanted)));
   tagKELO_ItemInfo fresh = host.Loaded().Info(FieldText(known.itemId), true);
   fresh.kind = known.kind;
   CopyText(fresh.parentId, FieldText(known.parentId));
@@ -159,9 +159,9 @@ void AddList(CLI::App& app, Action& chosen) {
       ->excludes(target);
   static const std::map<std::string, SortKey> kKeys = {
       {"name", SortKey::Name}, {"shot", SortKey::Shot}, {"upload", SortKey::Upload}};
-  list->add_option("--sort", options->order.key, "By name, shot or upload date: name, shot, upload")
+  list->add_option("--sort", options->order.key, "By name, or by the date of shot or upload")
       ->transform(CLI::CheckedTransformer(kKeys).description(""))
-      ->type_name("KEY");
+      ->type_name("name|shot|upload");
   list->add_flag("--reverse,-r", options->order.reverse, "In the reverse order");
   list->add_flag("--json", options->json, kJsonHelp);
   list->footer(std::string("Columns: id, kind, date (of the shot, where known; with --sort upload, "

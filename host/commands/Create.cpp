@@ -32,7 +32,7 @@ class ContainerReport {
   }
 
   void Made(const std::string& name, std::string_view id) {
-    out_.Result(fmt::format("{}  {}", Shown(id), Shown(name)), Object(name, id));
+    out_.Result(fmt::format("{}  {}", Shown(id), ShownText(name)), Object(name, id));
   }
 
   // `error` is for JSON; `id` is of one that is there already.
@@ -40,7 +40,7 @@ class ContainerReport {
                const Json& error) {
     failed_ = true;
     if (!out_.IsJson())
-      return out_.Problem(fmt::format("cannot create '{}': {}", Shown(name), why));
+      return out_.Problem(fmt::format("cannot create '{}': {}", ShownText(name), why));
     Json object = Object(name, id);
     object["error"] = error;
     out_.Result("", object);
@@ -74,12 +74,12 @@ const tagKELO_ItemInfo* OfName(const std::vector<tagKELO_ItemInfo>& entries,
 }
 
 // The names that are to be created; those that are there already are told of and left out.
-std::vector<std::string> NotThereYet(Library& library, const NewContainers& wanted,
-                                     const std::string& parent, ContainerReport& report) {
-  if (wanted.force) return wanted.names;
-  const auto there = library.List(parent, wanted.kind);
+std::vector<std::string> NotThereYet(Library& library, const std::vector<std::string>& wanted,
+                                     std::uint32_t kind, const std::string& parent,
+                                     ContainerReport& report) {
+  const auto there = library.List(parent, kind);
   std::vector<std::string> names;
-  for (const std::string& name : wanted.names) {
+  for (const std::string& name : wanted) {
     const tagKELO_ItemInfo* entry = OfName(there, name);
     if (entry == nullptr && std::find(names.begin(), names.end(), name) == names.end()) {
       names.push_back(name);
@@ -114,20 +114,49 @@ void Create(Library& library, const std::vector<std::string>& names, std::uint32
   if (result == kKELOResult_Aborted) throw CommandFailure("create", result, kKELOCommand_AddItems);
 }
 
+// Names of one folder, in the order of the command line.
+struct Siblings {
+  std::string parent;  // id; empty: the top
+  std::vector<std::string> names;
+};
+
+// "Journeys/Rome" is the album Rome in the folder Journeys. Throws Failure where there is no such
+// folder, unless forced.
+std::vector<Siblings> ByFolder(Library& library, const NewContainers& wanted) {
+  const std::string folder =
+      wanted.folder.empty() ? ""
+                            : std::string(FieldText(FindFolder(library, wanted.folder).itemId));
+  std::vector<Siblings> all;
+  for (std::string name : wanted.names) {
+    std::string parent = folder;
+    const std::size_t slash = name.find('/', 1);
+    if (wanted.kind == kKELOKind_Album && folder.empty() && slash < name.size() - 1) {
+      const std::string above = name.substr(0, slash);
+      if (const auto found = FindFolderIfAny(library, above)) {
+        parent = FieldText(found->itemId);
+        name.erase(0, slash + 1);
+      } else if (!wanted.force) {
+        throw Failure(fmt::format("there is no folder '{}'; --force makes an album '{}' at the top",
+                                  ShownText(above), ShownText(name)));
+      }
+    }
+    if (all.empty() || all.back().parent != parent) all.push_back({parent, {}});
+    all.back().names.push_back(std::move(name));
+  }
+  return all;
+}
+
 int MakeContainers(Host& host, const NewContainers& wanted) {
   if (wanted.json) host.Out().UseJson();
   Library& library = host.Loaded();
-  std::string parent;
-  if (!wanted.folder.empty()) {
-    const tagKELO_ItemInfo folder = FindEntry(library, wanted.folder);
-    if (folder.kind != kKELOKind_Folder)
-      throw Failure(fmt::format("'{}' is not a folder", Shown(wanted.folder)));
-    parent = FieldText(folder.itemId);
+  bool failed = false;
+  for (const auto& [parent, all] : ByFolder(library, wanted)) {
+    ContainerReport report(host.Out(), wanted.kind, parent);
+    const auto names = wanted.force ? all : NotThereYet(library, all, wanted.kind, parent, report);
+    if (!names.empty()) Create(library, names, wanted.kind, parent, report);
+    failed = failed || report.Failed();
   }
-  ContainerReport report(host.Out(), wanted.kind, parent);
-  const auto names = NotThereYet(library, wanted, parent, report);
-  if (!names.empty()) Create(library, names, wanted.kind, parent, report);
-  return report.Failed() ? 1 : 0;
+  return failed ? 1 : 0;
 }
 
 CLI::App* AddContainerCommand(CLI::App& app, Action& chosen, const char* name, const char* noun,
@@ -155,7 +184,8 @@ void AddCreateCommands(CLI::App& app, Action& chosen) {
   albums->kind = kKELOKind_Album;
   AddContainerCommand(app, chosen, "mkalbum", "album", albums)
       ->add_option("--folder", albums->folder,
-                   "Id or name of the folder to create them in; without it, at the top");
+                   "Id or name of the folder to create them in; without it, at the top, or in "
+                   "the folder of a NAME such as Folder/Album");
 }
 
 }  // namespace kelo::host

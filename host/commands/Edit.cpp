@@ -18,7 +18,7 @@ namespace {
 // The id of an item that a person named.
 std::string FindItem(Library& library, const std::string& wanted) {
   const tagKELO_ItemInfo entry = FindEntry(library, wanted);
-  if (IsContainer(entry)) throw Failure(fmt::format("'{}' is not an item", Shown(wanted)));
+  if (IsContainer(entry)) throw Failure(fmt::format("'{}' is not an item", ShownText(wanted)));
   return std::string(FieldText(entry.itemId));
 }
 
@@ -93,7 +93,8 @@ void AddLinks(Library& library, std::string_view album, std::vector<NewLink>& wa
 }
 
 void Tell(Output& out, const NewLink& link) {
-  const std::string sentence = fmt::format("cannot add '{}': {}", Shown(link.item), link.problem);
+  const std::string sentence =
+      fmt::format("cannot add '{}': {}", ShownText(link.item), link.problem);
   if (!out.IsJson()) {
     if (!link.problem.empty()) out.Problem(sentence);
     return;

@@ -32,7 +32,7 @@ class Reporter {
   void operator()(const FetchedFile& file) {
     ++counts_[static_cast<std::size_t>(file.outcome)];
     TellDone();
-    const std::string name = Shown(file.file.path.string());
+    const std::string name = ShownText(file.file.path.string());
     if (file.outcome == FetchOutcome::kFailed)
       out_.Problem(fmt::format("{}: {} ({})", name, file.problem, file.code));
     const std::string line = Words(file);
@@ -125,7 +125,7 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
   get->add_flag("--replace", options->fetch.replace,
                 "Get also what is here already, in place of the file that stands there");
   get->add_flag("--dry-run", options->fetch.dryRun, "Tell what would be downloaded, do nothing");
-  get->add_flag("--json", *json, "Tell of each file as a JSON object, one a line");
+  get->add_flag("--json", *json, kJsonHelp);
   get->footer(
       "One album goes straight into the folder; a folder, several albums and --all make folders as "
       "in\n"

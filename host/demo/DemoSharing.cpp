@@ -66,7 +66,7 @@ std::size_t DemoStory::DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& i
     Check("download " + files[at].file.path.filename().string(), files[at].code,
           kKELOCommand_Download);
     Prove(SameContent(files[at].file.path, originals[at]),
-          fmt::format("{}: {} bytes, the same", Shown(files[at].file.path.filename().string()),
+          fmt::format("{}: {} bytes, the same", ShownText(files[at].file.path.filename().string()),
                       fs::file_size(files[at].file.path)));
   }
   return files.size();

@@ -94,7 +94,7 @@ void DemoStory::MakeFriendAlbum() {
 void DemoStory::StartService() {
   const UploadPlan plan = PlanUpload({pictures_.string()});
   for (const RefusedFile& file : plan.refused)
-    out_.Line(fmt::format("left out: {}: {}", Shown(file.path.string()), file.reason));
+    out_.Line(fmt::format("left out: {}: {}", ShownText(file.path.string()), file.reason));
   if (plan.FileCount() == 0) throw Failure(pictures_.string() + " holds no pictures");
   if (friendAlbum_.empty()) MakeFriendAlbum();
   devservice::Service::Options options;
@@ -103,7 +103,7 @@ void DemoStory::StartService() {
   service_->ImportFriend(friendAlbum_);
   StateFile(folder_.Path() / "state").TryUrl(service_->Url());
   out_.Line(fmt::format("A local service runs at {}; a friend shares the album \"{}\".",
-                        service_->Url(), Shown(friendAlbum_.filename().string())));
+                        service_->Url(), ShownText(friendAlbum_.filename().string())));
 }
 
 void DemoStory::OpenSession() {
@@ -150,7 +150,7 @@ void DemoStory::PutAgain(const std::vector<std::string>& paths) {
   const auto files = Put(paths);
   for (const UploadedFile& file : files) {
     if (file.outcome == UploadOutcome::kStored)
-      Prove(false, Shown(file.file.path.string()) + " was sent twice");
+      Prove(false, ShownText(file.file.path.string()) + " was sent twice");
     held += file.Held() ? 1 : 0;
   }
   // What was refused before is tried again, and refused again.
@@ -174,8 +174,8 @@ void DemoStory::UploadPictures() {
     const std::string size =
         local.width == 0 ? "" : fmt::format(", {} x {}", local.width, local.height);
     const std::string shot = local.shotDate.empty() ? "" : ", shot " + local.shotDate;
-    out_.Line(fmt::format("  {}: {}{}{}", Shown(local.path.filename().string()), file.Words(), size,
-                          shot));
+    out_.Line(fmt::format("  {}: {}{}{}", ShownText(local.path.filename().string()), file.Words(),
+                          size, shot));
     held += file.Held() ? 1 : 0;
     if (file.Held() && !file.itemId.empty() && !std::exchange(seen[file.itemId], true))
       uploaded_.push_back(file);

@@ -44,6 +44,16 @@ int MoveToFreePlace(const char* from, const char* to) {
   return ::lstat(to, &status) == 0 ? EEXIST : Rename(from, to);
 }
 
+// Without it a crash of the machine leaves what has its name and date and is empty, and nobody
+// would fetch that again. Not every file system can.
+int Sync(const char* path) {
+  const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return errno;
+  const int error = ::fsync(file) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
+  ::close(file);
+  return error;
+}
+
 }  // namespace
 
 int PrepareFolder(const fs::path& folder) {
@@ -70,7 +80,8 @@ int Settle(const fs::path& arrived, const fs::path& path, std::optional<std::tim
     const timespec times[] = {{0, UTIME_OMIT}, {*modified, 0}};
     ::utimensat(AT_FDCWD, arrived.c_str(), times, 0);
   }
-  const int error = (replace ? Rename : MoveToFreePlace)(arrived.c_str(), path.c_str());
+  int error = Sync(arrived.c_str());
+  if (error == 0) error = (replace ? Rename : MoveToFreePlace)(arrived.c_str(), path.c_str());
   if (error != 0) ::unlink(arrived.c_str());
   return error;
 }

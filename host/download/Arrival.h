@@ -14,8 +14,9 @@ int PrepareFolder(const std::filesystem::path& folder);
 // The path of this process's arriving file in the folder; one at a time. Nothing stands there.
 std::filesystem::path ArrivalIn(const std::filesystem::path& folder);
 
-// Dates the arrived file and moves it to its destination: EEXIST where something stands there, or,
-// with `replace`, in its place at once. After a failure there is no arrived file.
+// Dates the arrived file, writes it to the disk and moves it to its destination: EEXIST where
+// something stands there, or, with `replace`, in its place at once. After a failure there is no
+// arrived file.
 int Settle(const std::filesystem::path& arrived, const std::filesystem::path& path,
            std::optional<std::time_t> modified, bool replace);
 

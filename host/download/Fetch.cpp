@@ -101,7 +101,7 @@ class Fetcher {
     std::vector<tagKELO_DownloadInfo> records(1);
     CopyText(records[0].url, file.url);
     records[0].destPath = LentText(path);
-    progress_->Begin({Shown(file.path.filename().string())});
+    progress_->Begin({ShownText(file.path.filename().string())});
     const std::uint32_t result = library_.Download(records);
     if (result != kKELOResult_Aborted) progress_->Over(1, records[0].receivedSize);
     return result;
@@ -137,7 +137,7 @@ void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report) {
   if (!options.dryRun && CountToFetch(plan, options) > 0) {
     if (const int error = PrepareFolder(plan.to); error != 0)
-      throw Failure(fmt::format("cannot create the folder {}: {}", Shown(plan.to.string()),
+      throw Failure(fmt::format("cannot create the folder {}: {}", ShownText(plan.to.string()),
                                 std::strerror(error)));
   }
   Fetcher fetcher(library, plan, options);

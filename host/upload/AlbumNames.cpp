@@ -51,7 +51,7 @@ std::string Comparable(std::string_view field) {
 }  // namespace
 
 std::string AlbumName::Words() const {
-  return Shown(folder.empty() ? album : folder + "/" + album);
+  return ShownText(folder.empty() ? album : folder + "/" + album);
 }
 
 AlbumName AlbumOfFile(const fs::path& below, bool holdsFolders) {
@@ -108,7 +108,7 @@ std::string AlbumShelf::Make(const std::string& folderId, std::uint32_t kind,
   records[0].kind = kind;
   CopyText(records[0].name, name);
   const std::uint32_t result = library_.AddContainers(folderId, records);
-  Check(fmt::format("create '{}'", Shown(name)), result != 0 ? result : records[0].result,
+  Check(fmt::format("create '{}'", ShownText(name)), result != 0 ? result : records[0].result,
         kKELOCommand_AddItems);
   std::string id(FieldText(records[0].itemId));
   Children(folderId, kind).emplace(CatalogueName(name), id);

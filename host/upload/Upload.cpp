@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <utility>
 
+#include "host/account/Names.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -42,6 +44,8 @@ class Sender {
       return Fail(portion, failure.Code());
     }
     if (batch.twin == Twin::kRival) SendRivals(portion);
+    if (portion.check) LeaveOutNumbered(portion);
+    if (portion.files.empty()) return;
     if (options_.dryRun) return Preview(std::move(portion), batch.twin);
     if (full_) KeepWhatFits(portion);
     Send(std::move(portion));
@@ -168,18 +172,42 @@ class Sender {
     return !bad.files.empty();
   }
 
+  // Takes the files out that are meant; a picture takes its memo along.
+  template <typename IsMeant>
+  static Portion TakeOut(Portion& portion, IsMeant isMeant) {
+    Portion taken = portion;
+    taken.files.clear();
+    if (!HasMemo(portion.files)) {
+      const auto rest =
+          std::stable_partition(portion.files.begin(), portion.files.end(), std::not_fn(isMeant));
+      std::move(rest, portion.files.end(), std::back_inserter(taken.files));
+      portion.files.erase(rest, portion.files.end());
+    } else if (isMeant(portion.files.front())) {
+      taken.files.swap(portion.files);
+    }
+    return taken;
+  }
+
   // The check would take these for the files that were stored just now.
   void SendRivals(Portion& portion) {
-    const auto isKnown = [&](const LocalFile& file) {
-      return !attempts_.HasStoredTwinOf(HasMemo(portion.files) ? portion.files.front() : file);
-    };
-    const auto rivals = std::stable_partition(portion.files.begin(), portion.files.end(), isKnown);
-    Portion unchecked = portion;
-    unchecked.files.assign(rivals, portion.files.end());
-    unchecked.check = false;
-    portion.files.erase(rivals, portion.files.end());
-    if (options_.dryRun) return attempts_.Report(unchecked, UploadOutcome::kStored, 0);
-    Send(std::move(unchecked));
+    Portion rivals =
+        TakeOut(portion, [this](const LocalFile& file) { return attempts_.HasStoredTwinOf(file); });
+    rivals.check = false;
+    if (options_.dryRun) return attempts_.Report(rivals, UploadOutcome::kStored, 0);
+    Send(std::move(rivals));
+  }
+
+  // Pictures of one name have numbers where `get` has put them: "a (2).jpg" may be here what is
+  // "a.jpg" there. What this run has stored itself is no such picture.
+  void LeaveOutNumbered(Portion& portion) {
+    Portion numbered = TakeOut(portion, [this](LocalFile file) {
+      const std::string name = file.path.filename().string();
+      file.path.replace_filename(WithoutNumber(name));
+      return file.path.filename() != name && !attempts_.HasStoredTwinOf(file);
+    });
+    for (const bool numberless : {false, true})
+      if (!numbered.files.empty()) attempts_.Ask(numbered, numberless);
+    std::ranges::move(numbered.files, std::back_inserter(portion.files));
   }
 
   // What the service would do with the portion.

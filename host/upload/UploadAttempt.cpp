@@ -20,13 +20,14 @@ UploadAttempts::UploadAttempts(Library& library, const UploadPlan& plan,
   progress_.emplace(library, Job{.doing = "sending", .files = plan.FileCount(), .bytes = bytes});
 }
 
-UploadAttempts::Result UploadAttempts::Try(Portion& portion, bool checkOnly) {
+UploadAttempts::Result UploadAttempts::Try(Portion& portion, bool checkOnly, bool numberless) {
   if (progress_ && !checkOnly) Announce(portion.files);
   const UploadAnswer answer = Perform(library_,
                                       {.album = portion.album,
                                        .tags = options_.tags,
                                        .check = portion.check,
-                                       .checkOnly = checkOnly},
+                                       .checkOnly = checkOnly,
+                                       .numberless = numberless},
                                       portion.files);
   std::vector<UploadedFile> decided;
   std::vector<LocalFile> left;
@@ -57,7 +58,7 @@ void UploadAttempts::Announce(const std::vector<LocalFile>& files) {
   std::vector<std::string> names;
   std::vector<std::uint64_t> sizes;
   for (const LocalFile& file : files) {
-    names.push_back(Shown(file.path.filename().string()));
+    names.push_back(ShownText(file.path.filename().string()));
     sizes.push_back(file.size);
   }
   progress_->Begin(std::move(names), std::move(sizes));

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/account/Names.h"
 #include "host/library/Records.h"
 
 namespace kelo::host {
@@ -62,7 +63,10 @@ UploadAnswer Perform(Library& library, const UploadRequest& request,
                      const std::vector<LocalFile>& files) {
   std::vector<std::string> names;
   names.reserve(files.size());
-  for (const LocalFile& file : files) names.push_back(file.path.filename().string());
+  for (const LocalFile& file : files) {
+    names.push_back(file.path.filename().string());
+    if (request.numberless) names.back() = WithoutNumber(names.back());
+  }
   Records records(files.size());
   for (std::size_t at = 0; at < files.size(); ++at) {
     Fill(records[at], files[at], request.tags);

@@ -21,8 +21,9 @@ struct FileAnswer {
 struct UploadRequest {
   std::string album{};  // id; empty: no album
   std::string tags{};
-  bool check = true;       // do not send what is stored already
-  bool checkOnly = false;  // and do not send the others either: they are left undecided
+  bool check = true;        // do not send what is stored already
+  bool checkOnly = false;   // and do not send the others either: they are left undecided
+  bool numberless = false;  // ask for "a (2).jpg" as "a.jpg"; with checkOnly alone
 };
 
 struct UploadAnswer {

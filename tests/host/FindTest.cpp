@@ -27,6 +27,8 @@ const std::string kAccount =
     R"(</items></album>)"
     R"(<album albumId="acdc" albumName="AC/DC"><items><item itemId="live" fileName="live.jpg"/>)"
     R"(</items></album></albums></folder>)"
+    R"(<folder folderId="trip" folderName="Trip"><albums><album albumId="trips" albumName="Trip">)"
+    R"(<items></items></album></albums></folder>)"
     R"(<folder folderId="twin1" folderName="Twin"><albums></albums></folder></folders>)"
     R"(<albums><album albumId="garden2" albumName="Garden"><items></items></album>)"
     R"(<album albumId="party1" albumName="Party"><items></items></album>)"
@@ -85,6 +87,8 @@ TEST_F(FindTest, FindsByIdNameAndPath) {
        "e",
        "cafe"},
       {"CAF\xC3\x89 STRASSE", "cafe"},
+      {"Trip", "trip"},
+      {"trip/trip", "trips"},
       {"Party", "party1"},
       {"PARTY", "party2"},
       {"tram.jpg", "tram"},  // in two albums, but one picture
@@ -126,9 +130,10 @@ TEST_F(FindTest, SaysWhatElseMayBeMeant) {
       EXPECT_THAT(Found(FindEntry, wanted), HasSubstr(word)) << wanted;
 }
 
-TEST_F(FindTest, AnAlbumIsNothingElse) {
+TEST_F(FindTest, AnAlbumIsNothingElseNorIsAFolder) {
   const std::pair<std::string, std::string> cases[] = {
       {"Twin", "twin2"},
+      {"Trip", "trips"},
       {"root", "root"},
       {"Home/Garden", "garden1"},
       {"Journeys", "'Journeys' is not an album"},
@@ -137,6 +142,11 @@ TEST_F(FindTest, AnAlbumIsNothingElse) {
       {"tram", "'tram' is not an album"},
   };
   for (const auto& [wanted, found] : cases) EXPECT_EQ(Found(FindAlbum, wanted), found) << wanted;
+  const std::pair<std::string, std::string> folders[] = {{"Twin", "twin1"},
+                                                         {"TRIP", "trip"},
+                                                         {"Lisbon", "'Lisbon' is not a folder"},
+                                                         {"lisbon", "'lisbon' is not a folder"}};
+  for (const auto& [wanted, found] : folders) EXPECT_EQ(Found(FindFolder, wanted), found) << wanted;
   EXPECT_THAT(Found(FindAlbum, "Lisbno"), HasSubstr("did you mean 'Lisbon'?"));
   for (const char* none : {"Journeys", "tram.jpg", "Lisbno"})
     EXPECT_FALSE(FindAlbumIfAny(library_, none).has_value()) << none;

@@ -14,47 +14,6 @@ using ::testing::EndsWith;
 
 constexpr std::time_t kScriptedDate = 1715940673;  // 2024-05-17T10:11:13Z
 
-TEST_F(GetTest, UpDownAndUpAgainNothingIsLostAndNothingTravelsTwice) {
-  const std::string shared(70'000, 's');
-  const std::pair<std::string, std::string> files[] = {
-      {"top.jpg", "top"},
-      {"Journeys/Lis\"bon/it's \"a\" b  c.jpg", std::string("\0\xFF\r\n--BOUNDARY--", 16)},
-      {"Journeys/Lis\"bon/桜の庭.jpg", shared},
-      {"Journeys/Lis\"bon/🐨 & <koala>.JPG", std::string(999, 'k')},
-      {"Journeys/Lis\"bon/" + std::string(56, 'n') + ".jpg", "60 characters"},
-      {"Journeys/Lis\"bon/" + std::string(251, 'n') + ".jpg", "255 characters"},
-      {"Porto/same.jpg", "lower case"},
-      {"Porto/Same.jpg", "upper case"},
-      {"Porto/content of another.jpg", shared},
-  };
-  std::time_t date = 981173107;
-  for (const auto& [name, content] : files)
-    SetModifyTime(Write("in/" + name, content), date += 86399);
-  ASSERT_EQ(Kelo({"mkdir", "Journeys"}).exitCode, 0);
-  ASSERT_EQ(Kelo({"mkalbum", "Lis\"bon", "--folder", "Journeys"}).exitCode, 0);
-  ASSERT_EQ(Kelo({"mkalbum", "Porto"}).exitCode, 0);
-  const auto put = [&](const std::string& from) {
-    for (const auto& [path, album] :
-         {std::pair("top.jpg", "root"), {"Journeys/Lis\"bon", "Lis\"bon"}, {"Porto", "Porto"}}) {
-      const Outcome outcome = Kelo({"put", (folder_ / from / path).string(), "--album", album});
-      EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
-    }
-    return Arrived("UploadItems");
-  };
-  const std::size_t sent = put("in");
-  EXPECT_EQ(put("in"), sent);
-  const Outcome get = Get({"--all"});
-  EXPECT_EQ(get.exitCode, 0) << get.err;
-  EXPECT_THAT(get.out, EndsWith("9 downloaded, 0 already here\n"));
-  EXPECT_EQ(TreeOf(Out()), TreeOf(folder_ / "in"));
-  EXPECT_EQ(put("out"), sent);
-  const std::size_t fetched = Fetched();
-  const Outcome again = Get({"--all"});
-  EXPECT_EQ(again.exitCode, 0) << again.err;
-  EXPECT_EQ(again.out, "0 downloaded, 9 already here\n");
-  EXPECT_EQ(Fetched(), fetched);
-}
-
 TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
   for (const char* name : {"in/top.jpg", "in/Journeys/Lisbon/a.jpg", "in/Journeys/Porto/b.jpg",
                            "in/Party/c.jpg", "Anna's garden/d.jpg"})

@@ -19,6 +19,8 @@ class JsonTest : public HostTest {
       if (request.apiMethod == "GetAddressList")
         return devservice::Reply{.body = R"(<a stat="ok" addressList="anna@x.example;)"
                                          R"(bob@x.example"/>)"};
+      if (request.apiMethod == "AddItemsToAlbum")
+        return devservice::Reply{.body = R"(<a stat="ok"/>)"};
       if (request.apiMethod != "GetHierarchy") return std::nullopt;
       return devservice::Reply{
           .body =
@@ -97,6 +99,19 @@ TEST_F(JsonTest, OtherResults) {
   EXPECT_EQ(Results({"verify", "anna@x.example", "nobody", "--json"}, 1),
             (Objects{{{"address", "anna@x.example"}, {"accepted", true}},
                      {{"address", "nobody"}, {"accepted", false}}}));
+  const auto unknown = [](const std::string& message) {
+    return Json{{"code", 4112}, {"message", message}};
+  };
+  EXPECT_EQ(
+      Results({"link", "Lis/bon", "i0", "caf\u00E9", "Journeys", "--json"}, 1),
+      (Objects{{{"id", "i0"}, {"named", "i0"}},
+               {{"id", nullptr},
+                {"named", "caf\u00E9"},
+                {"error", unknown("there is nothing with the id, name or path 'caf\u00E9'; 'kelo "
+                                  "tree' shows what there is")}},
+               {{"id", nullptr},
+                {"named", "Journeys"},
+                {"error", unknown("'Journeys' is not an item")}}}));
   EXPECT_EQ(Results({"ls", "nowhere", "--json"}, 1), Objects{});
 }
 

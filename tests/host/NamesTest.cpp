@@ -24,6 +24,7 @@ TEST(NamesTest, ShowsReferencesResolvedAndNothingThatATerminalObeys) {
       {"surrogate \xED\xA0\x80", "surrogate ???"},
   };
   for (const auto& [raw, shown] : cases) EXPECT_EQ(Shown(raw), shown) << raw;
+  EXPECT_EQ(ShownText("Tom &amp; &#26716;\x1B.jpg"), "Tom &amp; &#26716;?.jpg");
 }
 
 TEST(NamesTest, MakesOneHarmlessPathComponent) {
@@ -46,6 +47,21 @@ TEST(NamesTest, NumbersNamesBeforeTheirExtension) {
   EXPECT_EQ(NumberedName("a.b.jpg", 2), "a.b (2).jpg");
   EXPECT_EQ(NumberedName("README", 3), "README (3)");
   EXPECT_EQ(NumberedName("St. Ives", 2, Named::kFolder), "St. Ives (2)");
+  const std::pair<std::string, std::string> numberless[] = {
+      {"a (2).jpg", "a.jpg"},
+      {"a.b (10).jpg", "a.b.jpg"},
+      {"README (3)", "README"},
+      {"a (2) (3).jpg", "a (2).jpg"},
+      {"a (1).jpg", "a (1).jpg"},
+      {"a (02).jpg", "a (02).jpg"},
+      {"a(2).jpg", "a(2).jpg"},
+      {"a (2)b.jpg", "a (2)b.jpg"},
+      {"a (-2).jpg", "a (-2).jpg"},
+      {"a (2", "a (2"},
+      {" (2).jpg", " (2).jpg"},
+      {"a ().jpg", "a ().jpg"},
+      {"a (99999999999).jpg", "a (99999999999).jpg"}};
+  for (const auto& [name, plain] : numberless) EXPECT_EQ(WithoutNumber(name), plain);
   const std::string full = FileName(std::string(300, 'n') + ".jpg", "id");
   EXPECT_EQ(full.size(), 255u);
   EXPECT_EQ(NumberedName(full, 10), std::string(246, 'n') + " (10).jpg");

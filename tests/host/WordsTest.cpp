@@ -123,6 +123,13 @@ TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
     EXPECT_THAT(refused["error"]["message"], HasSubstr("--force"));
   }
   EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder"), 2u + 3 * 4);
+  // A path is one, unless it is said that it is none.
+  EXPECT_EQ(Kelo({"mkalbum", "q/Slash", "Slash"}).exitCode, 0);
+  EXPECT_THAT(Kelo({"ls", "Q"}).out, HasSubstr("  Slash\n"));
+  EXPECT_EQ(Kelo({"mkalbum", "AC/DC"}).err,
+            "kelo: there is no folder 'AC'; --force makes an album 'AC/DC' at the top\n");
+  EXPECT_EQ(Kelo({"mkalbum", "AC/DC", "--force"}).exitCode, 0);
+  EXPECT_THAT(Kelo({"ls"}).out, HasSubstr("  AC/DC\n"));
 }
 
 TEST_F(WordsTest, DemonstratesOnAFolderWithFilesThatCannotTravel) {

@@ -48,6 +48,8 @@ CASES = [
     ("get 'Journeys/京\t'", ["get", "Journeys/京都"]),
     ("put photo\t", ["put", "photo 1.jpg"]),
     ("get x --to targ\t", ["get", "x", "--to", "target folder"]),
+    ("ls --sort up\tPla\t", ["ls", "--sort", "upload", "Plain"]),
+    ("ls --sort=sh\t", ["ls", "--sort=shot"]),
     ("nonsense Pla\t", ["nonsense", "Pla"]),
 ]
 
