@@ -10,8 +10,6 @@
 namespace kelo::host::testing {
 namespace {
 
-namespace fs = std::filesystem;
-
 class FilesTest : public HostTest {
  protected:
   void Sized(const std::string& name, std::uint64_t size) const {

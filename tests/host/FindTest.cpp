@@ -10,9 +10,6 @@
 namespace kelo::host::testing {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-
 // Names as the service writes them; ids that show where an entry lies.
 const std::string kAccount =
     R"(<a stat="ok"/><rootAlbum><items><item itemId="loose" fileName="loose.jpg"/></items></rootAlbum>)"

@@ -4,12 +4,6 @@
 namespace kelo::host::testing {
 namespace {
 
-namespace fs = std::filesystem;
-using devservice::Reply;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::Not;
-
 TEST_F(GetTest, HostileNamesNeitherLeaveTheFolderNorReachTheTerminal) {
   ScriptAccount({{"../../evil.jpg"},
                  {"/etc/evil"},

@@ -7,11 +7,6 @@
 namespace kelo::host::testing {
 namespace {
 
-namespace fs = std::filesystem;
-using devservice::Reply;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-
 constexpr std::time_t kScriptedDate = 1715940673;  // 2024-05-17T10:11:13Z
 
 TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {

@@ -16,8 +16,6 @@
 namespace kelo::host::testing {
 namespace {
 
-namespace fs = std::filesystem;
-
 std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
@@ -34,6 +32,10 @@ std::string ReadAll(int descriptor) {
 }
 
 }  // namespace
+
+Reply Refusal(int number) {
+  return {.body = "<a stat=\"fail\" errcode=\"" + std::to_string(number) + "\" errmsg=\"x\"/>"};
+}
 
 KeloProcess::KeloProcess(const std::vector<std::string>& arguments,
                          const std::vector<std::string>& environment, const char* output) {

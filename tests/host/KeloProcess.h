@@ -2,7 +2,7 @@
 // inside the test.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <spawn.h>
 #include <sys/types.h>
 
@@ -14,6 +14,23 @@
 #include "support/TemporaryFolder.h"
 
 namespace kelo::host::testing {
+
+// What nearly every test here says.
+namespace fs = std::filesystem;
+using devservice::LoggedRequest;
+using devservice::Reply;
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsSupersetOf;
+using ::testing::Not;
+using ::testing::StartsWith;
+using ::testing::UnorderedElementsAre;
+
+// The answer of a service that refuses a request.
+Reply Refusal(int number);
 
 struct Outcome {
   int exitCode = -1;  // 128 + signal when a signal ended it

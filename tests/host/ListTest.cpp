@@ -13,7 +13,6 @@ namespace kelo::host::testing {
 namespace {
 
 using ::testing::ElementsAreArray;
-using ::testing::HasSubstr;
 
 class ListTest : public HostTest {
  protected:

@@ -10,16 +10,6 @@
 namespace kelo::host::testing {
 namespace {
 
-using devservice::LoggedRequest;
-using devservice::Reply;
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::Not;
-
-Reply Refusal(const std::string& number) {
-  return {.body = "<a stat=\"fail\" errcode=\"" + number + "\" errmsg=\"x\"/>"};
-}
-
 class RetryTest : public HostTest {
  protected:
   RetryTest() { LogIn(); }
@@ -40,7 +30,7 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
   ASSERT_EQ(Kelo({"put", Write("a.jpg", "aaa").string(), "--album", "Party"}).exitCode, 0);
   const Reply lost{.closeAtOnce = true};
   const Reply timedOut{.status = 504};
-  const Reply callIdTaken = Refusal("104");
+  const Reply callIdTaken = Refusal(104);
   struct Case {
     std::vector<std::string> command;
     std::string method;
@@ -54,7 +44,7 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
       {{"quota"}, "GetStorageCapacity", 2, timedOut, 2, 1},
       {{"quota", "--retries", "0"}, "GetStorageCapacity", 1, lost, 1, 1},
       {{"quota"}, "GetStorageCapacity", 1, {.status = 503}, 1, 1},
-      {{"quota"}, "GetStorageCapacity", 1, Refusal("999"), 1, 1},
+      {{"quota"}, "GetStorageCapacity", 1, Refusal(999), 1, 1},
       {{"quota"}, "GetStorageCapacity", 3, callIdTaken, 4, 0},
       {{"quota"}, "GetStorageCapacity", 1000, callIdTaken, 11, 1},
       {{"tree"}, "GetHierarchy", 1, timedOut, 2, 0},
@@ -78,26 +68,6 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
     EXPECT_EQ(outcome.err.find("trying again in 0.25 s (1 of 1)") != std::string::npos, again)
         << which << outcome.err;
   }
-}
-
-// A download that breaks goes on with the file that broke.
-TEST_F(RetryTest, FetchesOnFromWhereItBroke) {
-  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"}) Write("in/" + std::string(name), name);
-  ASSERT_EQ(Kelo({"put", (folder_ / "in").string()}).exitCode, 0);
-  std::atomic<int> originals = 0;
-  service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
-    const bool original = request.path.find("/original/") != std::string::npos;
-    // The second and the fourth one: each of two files once, with one retry for each.
-    if (original && ++originals % 2 == 0) return Reply{.body = "xx", .cutAfter = 1};
-    return std::nullopt;
-  });
-  const Outcome get = Kelo(
-      {"get", "--album", "root", "--to", (folder_ / "out").string(), "--retries", "1", "--quiet"});
-  EXPECT_EQ(get.exitCode, 0) << get.err;
-  EXPECT_EQ(get.err, "");  // a quiet run does not tell that it tries again
-  EXPECT_EQ(originals, 5);
-  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"})
-    EXPECT_EQ(ReadFile(folder_ / "out" / name), name);
 }
 
 // Nothing has left this machine: even what must not be done twice is tried again.

@@ -11,13 +11,6 @@
 namespace kelo::host::testing {
 namespace {
 
-namespace fs = std::filesystem;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
-
 class SessionTest : public HostTest {
  protected:
   fs::path State() const { return folder_ / "home/.local/state/kelo"; }
@@ -174,20 +167,17 @@ TEST_F(SessionTest, SaysInWordsAndWithTheCodeWhatFailed) {
     devservice::Reply reply;
     std::string message;
   };
-  const auto fail = [](const std::string& number) {
-    return devservice::Reply{.body = "<a stat=\"fail\" errcode=\"" + number + "\" errmsg=\"x\"/>"};
-  };
   const Case cases[] = {
       {{"login"},
-       fail("301"),
+       Refusal(301),
        "cannot open the session: the service does not know the key (4112)\n"},
-      {{"quota"}, fail("107"), "(4116)\n"},
-      {{"quota"}, fail("999"), "(4144)\n"},
+      {{"quota"}, Refusal(107), "(4116)\n"},
+      {{"quota"}, Refusal(999), "(4144)\n"},
       {{"quota"}, {.body = "nonsense"}, "(4144)\n"},
       {{"tree"}, {.status = 500}, "(4114)\n"},
       {{"tree", "--retries", "0"}, {.status = 504}, "(4128)\n"},
       {{"tree", "--retries", "0"}, {.closeAtOnce = true}, "(4129)\n"},
-      {{"mkdir", "Journeys"}, fail("208"), "(4101)\n"},
+      {{"mkdir", "Journeys"}, Refusal(208), "(4101)\n"},
       {{"contacts"}, {.body = "<a stat=\"ok\"/>"}, "(4144)\n"},
   };
   for (const Case& one : cases) {

@@ -13,14 +13,7 @@
 namespace kelo::host::testing {
 namespace {
 
-using devservice::LoggedRequest;
-using devservice::Reply;
-using ::testing::AllOf;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::SizeIs;
-using ::testing::StartsWith;
 
 const std::string kCtrlC = "\x03";
 const std::string kWide = "\u65E5\u672C";

@@ -9,11 +9,6 @@
 namespace kelo::host::testing {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
-
 TEST(SuggestTest, TakesTheNearestNameAndNoFarOne) {
   const std::vector<std::string> known = {"put",    "get",   "mkdir", "mkalbum", "Harbour",
                                           "桜の庭", "Äpfel", "q",     ""};
@@ -130,19 +125,6 @@ TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
             "kelo: there is no folder 'AC'; --force makes an album 'AC/DC' at the top\n");
   EXPECT_EQ(Kelo({"mkalbum", "AC/DC", "--force"}).exitCode, 0);
   EXPECT_THAT(Kelo({"ls"}).out, HasSubstr("  AC/DC\n"));
-}
-
-TEST_F(WordsTest, DemonstratesOnAFolderWithFilesThatCannotTravel) {
-  std::string longName;  // the catalogue cuts it
-  for (int i = 0; i < 50; ++i) longName += "桜";
-  for (const std::string& name : {std::string("a.jpg"), std::string("b/a.jpg"), longName + ".jpg",
-                                  std::string("caf\xE9.jpg")})
-    Write("pictures/" + name, "content of " + name);
-  Write("pictures/empty.jpg", "");
-  const Outcome outcome = Kelo({"demo", (folder_ / "pictures").string()});
-  EXPECT_EQ(outcome.exitCode, 0) << outcome.out << outcome.err;
-  EXPECT_THAT(outcome.out, AllOf(HasSubstr("caf?.jpg: "), HasSubstr("empty.jpg: "),
-                                 HasSubstr("OK: 3 files here already")));
 }
 
 TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {

@@ -5,7 +5,7 @@ Prints a line for each file: what becomes of it in `kelo put FOLDER`, a tab, and
   travels   is stored, and comes back under its name
   renamed   is stored, and comes back under another name, since the catalogue cuts this one
   copy      is what a file above is (name, date and bytes), in another folder
-  refused   cannot travel, and is named with the reason
+  refused   cannot travel; the reason follows
   left out  is only counted
 The same files come out every time, with the same bytes and dates.
 """
@@ -41,8 +41,15 @@ FILES = [
     # other kinds; a picture with its voice memo
     ("travels", ["Kinds/movie.mov", "Kinds/raw.rwa", "Kinds/scan.TIFF", "Kinds/song.mp3",
                  "Kinds/dawn.jpg", "Kinds/dawn.wav"]),
-    ("refused", ["Bad/empty.jpg", "Bad/caf\udce9.jpg", "Bad/dangling.jpg", "Bad/circle 1.jpg",
-                 "Bad/circle 2.jpg", "Bad/pipe.jpg", "Bad/alone.wav", "Bad/\udcff folder/x.jpg"]),
+    ("refused: it is empty", ["Bad/empty.jpg"]),
+    ("refused: its name is not UTF-8", ["Bad/caf\udce9.jpg"]),
+    ("refused: its folder's name is not UTF-8", ["Bad/\udcff folder/x.jpg"]),
+    ("refused: 2.1 GB is too large; a file must be below 2 GiB", ["Bad/huge.mov"]),
+    ("refused: No such file or directory", ["Bad/dangling.jpg"]),
+    ("refused: Too many levels of symbolic links", ["Bad/circle 1.jpg", "Bad/circle 2.jpg"]),
+    ("refused: not a file", ["Bad/pipe.jpg"]),
+    ("refused: a sound memo goes with the picture of its name; --force sends it alone",
+     ["Bad/alone.wav"]),
     ("left out", ["Thumbs.db", ".DS_Store", "Junk/desktop.ini", "Junk/._a.jpg", "Junk/.hidden.jpg",
                   ".trash/a.jpg", "Junk/notes.txt", "Junk/no extension", "Journeys/up",
                   "Journeys/to itself"]),
@@ -79,6 +86,9 @@ def create_plain(folder, name, date):
         path.symlink_to(LINKS[name])
     elif name.endswith("pipe.jpg"):
         os.mkfifo(path)
+    elif name.endswith("huge.mov"):
+        create(path, b"", date)
+        os.truncate(path, 1 << 31)  # takes no room
     else:
         size = MOVIE if name.endswith(".mov") else 0 if "empty" in name else 1000 + date % 977
         create(path, content(name, size), date)
