@@ -70,7 +70,7 @@ void OneFreshRecord(benchmark::State& state) {
   std::vector<std::string> ids;
   for (uint64_t i = 0; i < items; ++i) ids.push_back(SampleId('i', i * 7919 % items));
   tagKELO_ItemInfo info;
-  uint64_t number = 0;
+  size_t number = 0;
   for (auto _ : state) {
     cache->GetItemInfo(ids[number++ % items], info);
     if (info.result != kKELOResult_Success) std::abort();

@@ -87,7 +87,7 @@ void SinkServer::Serve(int socket) {
       const auto end = head.find("\r\n\r\n");
       if (end == std::string::npos) continue;
       const auto length = head.find("Content-Length: ");
-      if (length < end) bodyLeft = std::strtoull(head.c_str() + length + 16, nullptr, 10);
+      if (length < end) bodyLeft = std::strtoul(head.c_str() + length + 16, nullptr, 10);
       count = head.size() - end - 4;
       head.resize(end);
       ++requests_;
