@@ -21,8 +21,10 @@ constexpr int kUsage = 2;
 
 constexpr const char* kFooter =
     "Begin with 'kelo login'; 'kelo help COMMAND' tells about each command, and 'kelo demo' shows "
-    "everything on a service of its own. Folders and albums can be named by id or by name, items "
-    "by id: 'kelo ls' and 'kelo tree --items' show the ids. Exit codes: 0 success, 1 failure (the "
+    "everything on a service of its own. Folders, albums and items can be named by id, by name or "
+    "by "
+    "path, Folder/Album/picture.jpg: 'kelo tree --items' shows them all. Exit codes: 0 success, 1 "
+    "failure (the "
     "message ends with the library's result code), 2 wrong usage, 130 aborted by Ctrl-C.";
 
 void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {

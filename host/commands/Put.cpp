@@ -85,6 +85,7 @@ int Put(Host& host, const PutOptions& options) {
     throw Failure(text.empty() ? "there is nothing to send"
                                : fmt::format("there is nothing to send; left out: {}", text));
   }
+  host.Out().SetDone(summary.DoneOf(all));
   SendPlan(host.WithSession(), std::move(plan),
            {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
             .tags = options.tags,
@@ -107,8 +108,9 @@ constexpr const char* kFooter =
     "folders becomes a folder, with an album for each of them and one of its own name for its "
     "loose files; any other becomes an album. What lies deeper joins the album of its second "
     "level. The local service imports folders by the same rule.\n"
-    "A GLOB without a slash is compared with names, any other with the path below PATH; case does "
-    "not count. A folder that is excluded is not entered.\n"
+    "A GLOB without a slash is compared with names, any other with the path below PATH, and one "
+    "that ends in a slash with folders; case does not count. A folder that is excluded is not "
+    "entered.\n"
     "Files are sent in portions of 100 files or 64 MiB; one bad file costs only itself. A .wav "
     "file is the voice memo of the picture of its name. Empty files, names that are not UTF-8, and "
     "files of 2 GiB and more cannot be sent.";

@@ -79,7 +79,7 @@ int Mail(Host& host, const MailOptions& options) {
 void AddMail(CLI::App& app, Action& chosen) {
   CLI::App* command = app.add_subcommand("mail", "Share an album by mail");
   const auto options = std::make_shared<MailOptions>();
-  command->add_option("ALBUM", options->album, "Id or name of the album")->required();
+  command->add_option("ALBUM", options->album, "Id, name or path of the album")->required();
   command
       ->add_option("--to", options->mail.recipients,
                    "Addresses, separated by commas or given one by one")

@@ -52,12 +52,25 @@ bool IsPictureMovieOrSound(const fs::path& name) {
   return !extension.empty() && Contains(kExtensions, std::string_view(extension).substr(1));
 }
 
+bool Matches(const std::string& pattern, const std::string& text) {
+  return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+}
+
+// As in other programs: a "/" in front begins at the top, one at the end means all that is in such
+// a folder, and "**/" stands for no folder as well.
+bool MatchesPath(std::string pattern, const std::string& path) {
+  const bool anywhere = pattern.find('/') + 1 == pattern.size();
+  if (pattern.ends_with('/')) pattern += '*';
+  if (pattern.starts_with('/')) pattern.erase(0, 1);
+  return Matches(pattern, path) || (anywhere && Matches("*/" + pattern, path)) ||
+         (pattern.starts_with("**/") && Matches(pattern.substr(3), path));
+}
+
 bool Matches(const std::vector<std::string>& patterns, const fs::path& below) {
   const std::string path = below.generic_string();
   const std::string name = below.filename().string();
   return std::any_of(patterns.begin(), patterns.end(), [&](const std::string& pattern) {
-    const std::string& text = pattern.find('/') == std::string::npos ? name : path;
-    return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+    return pattern.find('/') == pattern.npos ? Matches(pattern, name) : MatchesPath(pattern, path);
   });
 }
 

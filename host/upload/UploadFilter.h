@@ -21,7 +21,8 @@ std::string LeftOutText(const LeftOutCounts& counts);
 
 struct UploadFilter {
   // Globs, case not counted. One without a slash is compared with names, any other with the path
-  // below the folder that the command line named; there "*" matches slashes too.
+  // below the folder that the command line named; there "*" matches slashes too. "Trip/" is all
+  // that any folder Trip holds.
   std::vector<std::string> include;  // empty: everything
   std::vector<std::string> exclude;
   bool allFiles = false;  // junk and files of other kinds as well

@@ -104,17 +104,18 @@ TEST_F(FullStorageTest, WhatStillFitsIsSent) {
 TEST_F(PutTest, CtrlCSaysWhatWasDone) {
   Write("in/A/a.jpg", "aaa");
   Write("in/B/b.jpg", "bbb");
-  service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-    if (request.body.find("\"b.jpg\"") != std::string::npos) return Reply{.silent = true};
-    return std::nullopt;
-  });
-  KeloProcess kelo({"put", In(), "--albums-from-folders"}, Environment());
-  ASSERT_TRUE(service_.WaitForRequest(
-      [](const auto& request) { return request.body.find("\"b.jpg\"") != std::string::npos; }));
-  kelo.Signal(SIGINT);
-  const Outcome outcome = kelo.Wait();
-  EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
-  EXPECT_THAT(outcome.err, EndsWith("kelo: aborted: 1 of 2 stored\n"));
+  for (const auto& [name, done] : {std::pair("\"a.jpg\"", "0 of 2"), {"\"b.jpg\"", "1 of 2"}}) {
+    const auto hangs = [name = std::string(name)](const LoggedRequest& request) {
+      return request.apiMethod == "UploadItems" && request.body.find(name) != std::string::npos;
+    };
+    Refuse("UploadItems", {.silent = true}, hangs);
+    KeloProcess kelo({"put", In(), "--albums-from-folders"}, Environment());
+    ASSERT_TRUE(service_.WaitForRequest(hangs));
+    kelo.Signal(SIGINT);
+    const Outcome outcome = kelo.Wait();
+    EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+    EXPECT_THAT(outcome.err, EndsWith(std::string("kelo: aborted: ") + done + " stored\n"));
+  }
 }
 
 }  // namespace
