@@ -96,7 +96,14 @@ tagKELO_ItemInfo FreshInfo(Host& host, const std::string& wanted) {
   return fresh;
 }
 
-void ShowInfo(Output& out, const tagKELO_ItemInfo& entry) {
+// The folder or album that the entry lies in: "Lisbon  [id]"; empty at the top.
+std::string PlaceOf(Library& library, const tagKELO_ItemInfo& entry) {
+  const std::string_view id = FieldText(entry.parentId);
+  if (id.empty() || id == KELO_ROOT_ALBUM_ID) return id.empty() ? "" : "root";
+  return fmt::format("{}  [{}]", NameText(FieldText(library.Info(id).name)), id);
+}
+
+void ShowInfo(Output& out, const tagKELO_ItemInfo& entry, const std::string& place) {
   const auto field = [&out](std::string_view label, std::string_view text) {
     if (!text.empty()) out.Line(fmt::format("{:<10}{}", label, Shown(text)));
   };
@@ -107,8 +114,7 @@ void ShowInfo(Output& out, const tagKELO_ItemInfo& entry) {
     field("items", std::to_string(entry.itemCount));
   else
     field("format", FormatText(entry.fileFormat));
-  const std::string_view parent = FieldText(entry.parentId);
-  field("in", parent == KELO_ROOT_ALBUM_ID ? "root" : parent);
+  if (!place.empty()) out.Line(fmt::format("{:<10}{}", "in", ShownText(place)));
   field("modified", DateText(FieldText(entry.modifyDate), Clock::Universal));
   field("shot", DateText(FieldText(entry.shotDate), Clock::Camera));
   field("uploaded", DateText(FieldText(entry.uploadDate), Clock::Universal));
@@ -123,7 +129,7 @@ int Info(Host& host, const InfoOptions& options) {
   if (options.json)
     host.Out().Result("", EntryJson(entry));
   else
-    ShowInfo(host.Out(), entry);
+    ShowInfo(host.Out(), entry, PlaceOf(host.Loaded(), entry));
   if (options.fresh) host.Out().Note("the service tells no more: no size, caption, rating or tags");
   return 0;
 }

@@ -84,6 +84,7 @@ TEST_F(JsonTest, EntriesHaveOneShape) {
   EXPECT_EQ(Results({"ls", "root", "--json"}), Entries{picture});
   EXPECT_EQ(Results({"ls", "Journeys", "--json", "--sort", "name"}), Entries{album});
   EXPECT_EQ(Results({"info", "i1", "--json", "-q"}), Entries{broken});
+  EXPECT_THAT(Kelo({"info", "i1"}).out, HasSubstr("\nin        Lis/bon  [a]\n"));
   EXPECT_EQ(Results({"tree", "--items", "--json"}),
             (Entries{at(root, "/root"), at(picture, "/root/a \"b\" \n\u685C.jpg"),
                      at(folder, "/Journeys"), at(album, "/Journeys/Lis/bon"),
