@@ -1,10 +1,5 @@
 // Planning of uploads and the facts about local files.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
 #include "KeloProcess.h"
-#include "host/library/ResultText.h"
 #include "host/upload/UploadPlan.h"
 
 namespace kelo::host::testing {
@@ -51,22 +46,6 @@ TEST_F(FilesTest, TakesAFileNamedTwiceOnce) {
       PlanUpload({file.string(), (folder_ / "in").string(), (folder_ / "link.jpg").string()});
   EXPECT_EQ(plan.FileCount(), 1u);
   EXPECT_TRUE(plan.refused.empty());
-}
-
-TEST_F(FilesTest, RefusesWhatIsNoFile) {
-  ASSERT_EQ(::mkfifo((folder_ / "pipe").c_str(), 0600), 0);
-  for (const std::string& path :
-       {(folder_ / "pipe").string(), std::string("/dev/null"), (folder_ / "none").string()})
-    EXPECT_THROW(DescribeFile(path), Failure) << path;
-}
-
-TEST_F(FilesTest, DatesAreThoseOfTheFileInUniversalTime) {
-  const fs::path file = Write("a.jpg", "x");
-  const timespec times[2] = {{0, 0}, {1'211'019'072, 500}};
-  ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-  const LocalFile facts = DescribeFile(file);
-  EXPECT_EQ(facts.modifyDate, "2008-05-17T10:11:12Z");
-  EXPECT_EQ(facts.createDate, facts.modifyDate);
 }
 
 }  // namespace

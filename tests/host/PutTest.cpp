@@ -1,9 +1,6 @@
 // What uploads take, where it goes, and what is done twice.
 #include "PutTest.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <map>
 
 namespace kelo::host::testing {
@@ -101,25 +98,6 @@ TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
   EXPECT_EQ(Arrived("UploadItems"), 7u);  // one for each album
   EXPECT_EQ(Arrived("AddAlbum"), 6u);
   EXPECT_EQ(Arrived("AddFolder"), 2u);
-}
-
-// Twins of one name, size and date: copies are sent once, others all the same.
-TEST_F(PutTest, NothingIsSentTwiceAndNothingTakenForItsTwin) {
-  const timespec times[2] = {{1'700'000'000, 0}, {1'700'000'000, 0}};
-  for (const std::string name : {"A/1.jpg", "A/2.jpg", "B/1.jpg", "B/2.jpg", "C/1.jpg"}) {
-    const fs::path file = Write("in/" + name, name == "B/2.jpg" ? "othr" : "same");
-    ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-  }
-  fs::create_symlink(folder_ / "in/A/2.jpg", folder_ / "in/C/2.jpg");
-  EXPECT_THAT(Put({"--dry-run", "--albums-from-folders"}).out,
-              EndsWith("3 would be stored, 3 were there and would be placed in their albums, "
-                       "0 not stored\n"));
-  EXPECT_THAT(Put({"--albums-from-folders"}).out,
-              EndsWith("3 stored, 3 were there and are now in their albums, 0 not stored\n"));
-  EXPECT_THAT(Put({"--albums-from-folders"}).out, HasSubstr("0 stored, 6 already there, 0 not"));
-  EXPECT_THAT(Put().out, HasSubstr("0 stored, 5 already there, 0 not"));
-  EXPECT_EQ(Kelo({"get", "--album", "B", "--to", (folder_ / "out").string()}).exitCode, 0);
-  EXPECT_EQ(ReadFile(folder_ / "out/2.jpg"), "othr");
 }
 
 TEST_F(PutTest, AMemoTravelsWithItsPictureOnly) {

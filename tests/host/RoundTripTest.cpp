@@ -139,6 +139,9 @@ TEST_F(RoundTripTest, NothingIsLostAndNothingTravelsTwice) {
           "{0}桜.jpg: the name is longer than the catalogue shows; it ends after '{0}'", field))));
   const auto changes = Changes();
   EXPECT_EQ(OnTerminal(Put(In()), 1).back(), fmt::format("0 stored, {} already there{}", all, bad));
+  // Without albums, the link and what it leads to are one.
+  EXPECT_THAT(Kelo({"put", In() / "Porto", In() / "Twice linked", In() / "Journeys"}).out,
+              EndsWith("0 stored, 8 already there, 0 not stored\n"));
   EXPECT_EQ(Changes(), changes);
 
   // Down.

@@ -4,7 +4,7 @@
 Prints a line for each file: what becomes of it in `kelo put FOLDER`, a tab, and its path in FOLDER.
   travels   is stored, and comes back under its name
   renamed   is stored, and comes back under another name, since the catalogue cuts this one
-  copy      is what a file above is (name, date and bytes), in another folder
+  copy      is what another file is (name, date and bytes), in another folder
   refused   cannot travel; the reason follows
   left out  is only counted
 The same files come out every time, with the same bytes and dates.
@@ -50,12 +50,14 @@ FILES = [
     ("refused: not a file", ["Bad/pipe.jpg"]),
     ("refused: a sound memo goes with the picture of its name; --force sends it alone",
      ["Bad/alone.wav"]),
+    ("copy", ["Twice linked/Same.jpg"]),
     ("left out", ["Thumbs.db", ".DS_Store", "Junk/desktop.ini", "Junk/._a.jpg", "Junk/.hidden.jpg",
                   ".trash/a.jpg", "Junk/notes.txt", "Junk/no extension", "Journeys/up",
                   "Journeys/to itself"]),
 ]
 LINKS = {"Bad/dangling.jpg": "nowhere", "Bad/circle 1.jpg": "circle 2.jpg",
-         "Bad/circle 2.jpg": "circle 1.jpg", "Journeys/up": "..", "Journeys/to itself": "."}
+         "Bad/circle 2.jpg": "circle 1.jpg", "Twice linked/Same.jpg": "../Porto/Same.jpg",
+         "Journeys/up": "..", "Journeys/to itself": "."}
 # The same bytes once more: under another name, and in another folder with name and date.
 TWINS = [("travels", "Journeys/Lisbon/tram.jpg", "Porto/same.jpg", BEGIN),
          ("copy", "Twice/same.jpg", "Porto/same.jpg", None),
