@@ -52,7 +52,10 @@ std::string Joined(const std::vector<std::string>& parts, const std::string& nam
 }  // namespace
 
 Progress::Progress(Library& library, Job job)
-    : library_(library), job_(std::move(job)), live_(library.Out().CanShowLive()) {
+    : library_(library),
+      job_(std::move(job)),
+      live_(library.Out().CanShowLive()),
+      nextPlain_(begin_ + kPlainPause) {
   current = this;
   library_.RegisterProgress(&Progress::OnEvent);
   if (live_) ticker_ = std::thread([this] { Tick(); });

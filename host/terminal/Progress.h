@@ -1,6 +1,6 @@
 // Shows a running transfer on standard error: a line that lives on a terminal, plain lines
-// elsewhere, one a second at most, nothing in a quiet run. One object for a whole run, which may
-// take many library commands:
+// elsewhere, one a second at most and the first after one, nothing in a quiet run. One object for a
+// whole run, which may take many library commands:
 //
 //   Progress progress(library, {.doing = "sending", .files = 236, .bytes = 1'200'000'000});
 //   progress.Over(3, 4000);                  // left out before: no transfer of theirs will come
@@ -99,7 +99,7 @@ class Progress {
   std::uint64_t moved_ = 0;    // bytes transferred in the run
   std::uint64_t movedInPortion_ = 0;
   std::deque<Sample> samples_;  // of the last seconds
-  std::chrono::steady_clock::time_point nextPlain_{};
+  std::chrono::steady_clock::time_point nextPlain_;
   std::thread ticker_;
 };
 

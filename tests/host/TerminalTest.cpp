@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <clocale>
+#include <csignal>
 #include <cwchar>
 
 #include "KeloProcess.h"
@@ -80,6 +82,25 @@ TEST_F(TerminalTest, FollowsTheTerminalsWidth) {
   EXPECT_LT(Columns(all.substr(begin + 1, end - begin - 1)), kNarrow);
   kelo.Type(kCtrlC);
   EXPECT_EQ(kelo.Wait().exitCode, 130);
+}
+
+TEST_F(TerminalTest, WithoutATerminalThereAreFewPlainLines) {
+  ASSERT_EQ(Kelo({"put", Write("a.jpg", "aaa").string()}).exitCode, 0);
+  service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
+    if (request.path.find("/original/") == std::string::npos) return std::nullopt;
+    return Reply{.body = std::string(1 << 20, 'x'),
+                 .chunkSize = 100,
+                 .chunkDelay = std::chrono::milliseconds(10)};
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  KeloProcess kelo({"get", "a.jpg", "--to", (folder_ / "out").string()}, Environment());
+  ASSERT_TRUE(kelo.ReadErrorUntil("\nfetching 0/1, ")) << kelo.ErrorSoFar();  // the second line
+  kelo.Signal(SIGINT);
+  const std::string shown = kelo.Wait().err;
+  const auto lines = std::count(shown.begin(), shown.end(), '\n') - 1;  // and that of the abort
+  EXPECT_LE(lines, (std::chrono::steady_clock::now() - begin) / std::chrono::seconds(1)) << shown;
+  EXPECT_THAT(shown, AllOf(StartsWith("fetching 0/1, "), HasSubstr("/s: a.jpg\n"),
+                           Not(::testing::ContainsRegex("[\x01-\x09\x0B-\x1F]"))));
 }
 
 TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
