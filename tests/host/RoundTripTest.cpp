@@ -1,6 +1,7 @@
 // A photographer's disk goes up, again, down, again, and up from there, on a terminal.
 #include <fmt/format.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <future>
@@ -109,7 +110,7 @@ TEST_F(RoundTripTest, NothingIsLostAndNothingTravelsTwice) {
                                    "albums{}\n",
                                    unique, counts["copy"], bad)));
   EXPECT_EQ(Changes(), std::vector<std::size_t>(4));
-  int pairs = 0;
+  std::atomic<int> pairs = 0;
   const auto isLastPair = [&](const LoggedRequest& request) {
     return request.apiMethod == "UploadItems" &&
            request.body.find("\"dawn.wav\"") != request.body.npos && ++pairs == 2;
@@ -145,7 +146,7 @@ TEST_F(RoundTripTest, NothingIsLostAndNothingTravelsTwice) {
   EXPECT_EQ(Changes(), changes);
 
   // Down.
-  std::size_t asked = 0;
+  std::atomic<std::size_t> asked = 0;
   const std::vector<std::string> get = {"get", "--all", "--to", Out().string()};
   const auto isLastOriginal = [&](const LoggedRequest& request) {
     return request.path.find("/original/") != request.path.npos && ++asked == all;
