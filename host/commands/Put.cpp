@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <set>
@@ -68,6 +69,11 @@ class Albums {
   std::set<AlbumName> missing_;
 };
 
+bool HasNoAlbum(const UploadPlan& plan) {
+  return std::ranges::all_of(
+      plan.batches, [](const auto& batch) { return batch.album.Empty(); });
+}
+
 int Put(Host& host, const PutOptions& options) {
   if (options.json) host.Out().UseJson();
   Albums albums(host, options);
@@ -85,6 +91,8 @@ int Put(Host& host, const PutOptions& options) {
     throw Failure(text.empty() ? "there is nothing to send"
                                : fmt::format("there is nothing to send; left out: {}", text));
   }
+  if (options.albumsFromFolders && HasNoAlbum(plan))
+    host.Out().Note("no albums: every file is at the top of PATH; name the folder above");
   host.Out().SetDone(summary.DoneOf(all));
   SendPlan(host.WithSession(), std::move(plan),
            {.albumId = [&](const AlbumName& name) { return albums.Id(name); },

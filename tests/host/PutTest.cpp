@@ -95,6 +95,8 @@ TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
   Write("in/Empty/notes.txt", "not a picture");
   for (const std::string sums : {"1 stored, 7 already", "0 stored, 8 already"})
     EXPECT_THAT(Put({"--albums-from-folders"}).out, HasSubstr(sums));
+  const std::vector<std::string> inside = {"put", In() + "/Plain", "--albums-from-folders"};
+  EXPECT_THAT(Kelo(inside).err, StartsWith("no albums: every file is at the top of PATH;"));
   EXPECT_EQ(Arrived("UploadItems"), 7u);  // one for each album
   EXPECT_EQ(Arrived("AddAlbum"), 6u);
   EXPECT_EQ(Arrived("AddFolder"), 2u);
