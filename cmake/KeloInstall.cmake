@@ -60,6 +60,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DEST
 
 if(KELO_BUILD_HOST)
   install(TARGETS kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${PROJECT_BINARY_DIR}/devservice/kelo-devservice.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
 
 # The Debian package: everything above in one file.

@@ -44,3 +44,13 @@ function(kelo_test name)
     add_dependencies(threaded_tests ${name})
   endif()
 endfunction()
+
+# kelo_program_manual(NAME): makes the manual page NAME.1 of a program that prints it when called with
+# --man, from the same texts as --help. It is in the current binary folder.
+function(kelo_program_manual name)
+  add_custom_command(OUTPUT ${name}.1
+    COMMAND ${name} --man > ${name}.1.new
+    COMMAND ${CMAKE_COMMAND} -E rename ${name}.1.new ${name}.1
+    DEPENDS ${name} VERBATIM)
+  add_custom_target(${name}_manual ALL DEPENDS ${name}.1)
+endfunction()

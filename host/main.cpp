@@ -7,10 +7,10 @@
 #include <memory>
 #include <string_view>
 
+#include "commandline/Manual.h"
 #include "host/Host.h"
 #include "host/commandline/Completion.h"
 #include "host/commandline/Help.h"
-#include "host/commandline/Manual.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -31,7 +31,7 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.name("kelo");
   app.set_version_flag("--version", "kelo " KELO_VERSION, "Show the version");
   app.set_help_flag("-h,--help", "Show this help");
-  app.formatter(std::make_shared<HelpFormatter>());
+  app.formatter(std::make_shared<HelpFormatter>(KeloTexts()));
   app.failure_message([](const CLI::App* all, const CLI::Error& error) {
     return fmt::format("kelo: {}\n", UsageMessage(*all, error));
   });
@@ -124,7 +124,7 @@ int Main(int argc, char** argv) {
     return Written(app.exit(error) == 0 ? 0 : kUsage);
   }
   if (manual) {
-    std::cout << ManualPage(app);
+    std::cout << ManualPage(app, KeloTexts());
     return Written(0);
   }
   if (chosen) return Run(app, chosen, options);

@@ -2,53 +2,33 @@
 #include "devservice/program/Ctl.h"
 
 #include <httplib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <CLI/CLI.hpp>
 
-#include <cstdlib>
-#include <fstream>
+#include <chrono>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
 
-#include "devservice/files/PrivateFiles.h"
+#include "devservice/program/ControlFile.h"
 
 namespace kelo::devservice {
 namespace {
 
-namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr std::string_view kTokenMark = "/?token=";
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+constexpr std::chrono::minutes kPatience{2};
 
 struct Place {
   std::string file = DefaultControlFile();
   std::string url;
 };
 
-std::string PageUrl(const Place& place) {
-  if (!place.url.empty()) return place.url;
-  struct stat status {};
-  if (stat(place.file.c_str(), &status) != 0)
-    throw std::runtime_error("no service runs here: there is no file " + place.file);
-  // Anybody may have put it into a folder that all share.
-  if (status.st_uid != geteuid()) throw std::runtime_error(place.file + " is somebody else's");
-  const std::string text = ReadFile(place.file);
-  return text.substr(0, text.find('\n'));
-}
-
 Json Ask(const Place& place, const std::string& verb, const std::string& path,
          const std::string& body = {}) {
-  const std::string url = PageUrl(place);
+  const std::string url = place.url.empty() ? ReadControlFile(place.file) : place.url;
   const std::size_t mark = url.find(kTokenMark);
   if (mark == std::string::npos)
     throw std::runtime_error("not the URL of a service's page: " + url);
@@ -58,6 +38,7 @@ Json Ask(const Place& place, const std::string& verb, const std::string& path,
   request.path = path;
   request.body = body;
   request.headers = {{"Authorization", "Bearer " + url.substr(mark + kTokenMark.size())}};
+  client.set_read_timeout(kPatience);
   const httplib::Result result = client.send(request);
   if (!result)
     throw std::runtime_error("no answer from " + url.substr(0, mark) + ": " +
@@ -76,10 +57,34 @@ void PrintFaults(const Json& answer) {
               << fault.at("fired") << "\n";
 }
 
-void PrintLog(const Place& place) {
+struct Arguments {
+  Place place;
+  std::vector<std::string> faults;
+  std::vector<std::uint64_t> ids;
+};
+
+void ListFaults(const Arguments& arguments) {
+  PrintFaults(Ask(arguments.place, "GET", "/control/faults"));
+}
+
+void ChangeFaults(const Arguments& arguments, const Json& wish) {
+  const auto lenient = Json::error_handler_t::replace;
+  const std::string body = wish.dump(-1, ' ', false, lenient);
+  PrintFaults(Ask(arguments.place, "POST", "/control/faults", body));
+}
+
+void AddFaults(const Arguments& arguments) {
+  ChangeFaults(arguments, {{"add", arguments.faults}});
+}
+
+void RemoveFaults(const Arguments& arguments) {
+  ChangeFaults(arguments, {{"remove", arguments.ids.empty() ? Json("all") : Json(arguments.ids)}});
+}
+
+void PrintLog(const Arguments& arguments) {
   std::uint64_t last = 0;
   for (;;) {
-    const Json log = Ask(place, "GET", "/control/log?after=" + std::to_string(last));
+    const Json log = Ask(arguments.place, "GET", "/control/log?after=" + std::to_string(last));
     if (log.at("requests").empty()) return;
     for (const Json& request : log.at("requests")) {
       std::cout << request.dump() << "\n";
@@ -88,69 +93,40 @@ void PrintLog(const Place& place) {
   }
 }
 
-struct Arguments {
-  Place place;
-  std::vector<std::string> faults;
-  std::vector<std::uint64_t> ids;
-};
+void PrintAccount(const Arguments& arguments) {
+  std::cout << Ask(arguments.place, "GET", "/control/account").dump(2) << "\n";
+}
+
+void Reset(const Arguments& arguments) {
+  Ask(arguments.place, "POST", "/control/reset", "{}");
+}
 
 }  // namespace
 
-fs::path DefaultControlFile() {
-  const char* folder = std::getenv("XDG_RUNTIME_DIR");
-  if (folder && *folder) return fs::path(folder) / "kelo-devservice.url";
-  return fs::temp_directory_path() / ("kelo-devservice-" + std::to_string(geteuid()) + ".url");
-}
-
-ControlFile::ControlFile(fs::path path, std::string url)
-    : path_(std::move(path)), url_(std::move(url)) {
-  fs::remove(path_);  // a link of somebody else's would be followed
-  MakePrivateFile(path_);
-  if (!(std::ofstream(path_) << url_ << "\n").flush())
-    throw std::runtime_error("cannot write " + path_.string());
-}
-
-ControlFile::~ControlFile() {
-  std::error_code ignored;
-  if (ReadFile(path_) == url_ + "\n") fs::remove(path_, ignored);
-}
-
 void DeclareCtl(CLI::App& app) {
-  CLI::App* ctl = app.add_subcommand("ctl", "ask the service that runs");
+  CLI::App* ctl = app.add_subcommand("ctl", "Ask the service that runs, and make it fail");
   ctl->require_subcommand(1);
   const auto arguments = std::make_shared<Arguments>();
   Place& place = arguments->place;
-  ctl->add_option("--control-file", place.file, "where the service has written its page's URL")
-      ->type_name("FILE")
-      ->capture_default_str();
-  ctl->add_option("--url", place.url, "the page's URL, as the service has printed it");
-  ctl->add_subcommand("faults", "list the faults and how often each fired")
-      ->final_callback(
-          [arguments] { PrintFaults(Ask(arguments->place, "GET", "/control/faults")); });
-  CLI::App* add = ctl->add_subcommand("add", "add faults: METHOD:KIND[=VALUE][,times=N]");
-  add->add_option("FAULT", arguments->faults)->required();
-  add->final_callback([arguments] {
-    const Json body = {{"add", arguments->faults}};
-    const auto lenient = Json::error_handler_t::replace;
-    PrintFaults(
-        Ask(arguments->place, "POST", "/control/faults", body.dump(-1, ' ', false, lenient)));
-  });
-  CLI::App* remove =
-      ctl->add_subcommand("remove", "remove faults by their number; all without one");
-  remove->add_option("NUMBER", arguments->ids);
-  remove->final_callback([arguments] {
-    const Json body = {{"remove", arguments->ids.empty() ? Json("all") : Json(arguments->ids)}};
-    PrintFaults(Ask(arguments->place, "POST", "/control/faults", body.dump()));
-  });
-  ctl->add_subcommand("log", "print the last requests as JSON lines")->final_callback([arguments] {
-    PrintLog(arguments->place);
-  });
-  ctl->add_subcommand("account", "print the whole account as JSON")->final_callback([arguments] {
-    std::cout << Ask(arguments->place, "GET", "/control/account").dump(2) << "\n";
-  });
-  ctl->add_subcommand("reset", "empty the accounts")->final_callback([arguments] {
-    Ask(arguments->place, "POST", "/control/reset", "{}");
-  });
+  ctl->add_option("--control-file", place.file, "Where the service has written its page's URL")
+      ->type_name("FILE");
+  ctl->add_option("--url", place.url, "The page's URL, as the service has printed it");
+  ctl->fallthrough();  // for the commands, which inherit it: these options may stand behind them
+  const auto command = [&](const char* name, const char* description, auto run) {
+    CLI::App* added = ctl->add_subcommand(name, description);
+    added->final_callback([arguments, run] { run(*arguments); });
+    return added;
+  };
+  command("faults", "List the faults and how often each fired", ListFaults);
+  command("add", "Add faults, and list all", AddFaults)
+      ->add_option("FAULT", arguments->faults, "As METHOD:KIND[=VALUE][,times=N]")
+      ->required();
+  command("remove", "Remove faults, and list those that are left", RemoveFaults)
+      ->add_option("NUMBER", arguments->ids, "A fault's number; without any, all are removed");
+  command("log", "Print the last requests as JSON lines", PrintLog);
+  command("account", "Print a whole account as JSON", PrintAccount);
+  command("reset", "Empty the accounts", Reset);
+  ctl->fallthrough(false);
 }
 
 }  // namespace kelo::devservice

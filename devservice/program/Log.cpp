@@ -12,7 +12,7 @@ namespace kelo::devservice {
 namespace {
 
 // What a client sends cannot begin a line of its own, nor steer a terminal.
-std::string Printable(const std::string& text) {
+std::string Escaped(const std::string& text) {
   static constexpr char digits[] = "0123456789ABCDEF";
   std::string out;
   for (const char c : text) {
@@ -48,8 +48,8 @@ void Log::Write(const RequestRecord& record) {
 }
 
 std::string LogLine(const RequestRecord& record) {
-  std::string line = TimeText(record.time) + " " + Printable(record.verb) + " ";
-  line += Printable(record.method.empty() ? record.path : record.method);
+  std::string line = TimeText(record.time) + " " + Escaped(record.verb) + " ";
+  line += Escaped(record.method.empty() ? record.path : record.method);
   line += record.status == 0 ? " no answer" : " " + std::to_string(record.status);
   if (record.errorCode != 0) line += " error " + std::to_string(record.errorCode);
   const auto tenths = record.duration.count() / 100;

@@ -10,15 +10,21 @@
 #include <array>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "commandline/Help.h"
+#include "commandline/Manual.h"
+#include "commandline/WrongUsage.h"
 #include "devservice/DevService.h"
 #include "devservice/faults/Faults.h"
+#include "devservice/program/ControlFile.h"
 #include "devservice/program/Ctl.h"
 #include "devservice/program/Log.h"
+#include "devservice/program/Texts.h"
 
 namespace {
 
@@ -36,26 +42,10 @@ struct Arguments {
   std::int64_t expirySeconds = 3600;
   bool untilEof = false;
   bool showOutbox = false;
+  bool manual = false;
 };
 
 constexpr int kUsageError = 2;
-constexpr const char* kFooter =
-    "Clients that read their server address from a file find it through the environment variable\n"
-    "KELO_URLS_FILE; the line to put there is printed at the start. GET /outbox shows sent mails.\n"
-    "Error numbers: 101 unknown API key, 102 unknown authentication token, 103 wrong signature,\n"
-    "104 call id used before, 105 malformed query, 106 unknown method, 107 unknown and 108 "
-    "expired\n"
-    "session token, 203 storage full, 207 unknown folder or album, 301 unusable value, 302 "
-    "unknown\n"
-    "item, 311 rating outside 0 to 5 or no recipient, 312 belongs to somebody else, 313 invalid\n"
-    "recipient, 401 malformed document, 402 malformed multipart body.\n"
-    "Faults: METHOD is a method of the protocol, Download, or * for all; KIND is one of\n"
-    "  status=CODE error=NUMBER full garbage silence reset   nothing is done\n"
-    "  expire                                                tokens end, then it is done\n"
-    "  delay=MS cut=BYTES length=N slow=BYTES/S              done, and answered badly\n"
-    "full is storage full, for uploads; length announces N bytes too many; slow takes uploads\n"
-    "slowly too.";
-
 std::string WhatIsWrongWithFault(const std::string& text) {
   try {
     kelo::devservice::ReadFault(text);
@@ -65,41 +55,65 @@ std::string WhatIsWrongWithFault(const std::string& text) {
   }
 }
 
-void Declare(CLI::App& app, Arguments& arguments) {
-  app.footer(kFooter);
-  app.add_option("--data", arguments.options.dataDirectory,
-                 "keep database and files in this folder")
+std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
+  const CLI::App* command = kelo::NamedCommand(app);
+  return "kelo-devservice: " + kelo::WrongUsage(app, error) + "\nsee '" +
+         kelo::FullName(command == nullptr ? app : *command) + " --help'\n";
+}
+
+void DeclareService(CLI::App& app, Arguments& arguments) {
+  Service::Options& options = arguments.options;
+  app.add_option("--data", options.dataDirectory, "Keep database and files in this folder")
       ->type_name("DIR");
-  app.add_option("--import", arguments.import, "fill the account from a folder of pictures")
+  app.add_option("--import", arguments.import, "Fill the account from a folder of pictures")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
-  app.add_option("--friend", arguments.friendFolder, "share this folder as a friend's album")
+  app.add_option("--friend", arguments.friendFolder, "Share this folder as a friend's album")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
-  app.add_option("--account", arguments.accounts, "add an account with this mail address")
+  app.add_option("--account", arguments.accounts, "Add an account with this mail address")
       ->type_name("ADDRESS");
-  app.add_option("--port", arguments.options.port,
-                 "port on loopback; 0 takes a free one, and without this --data keeps its port")
+  app.add_option("--port", options.port,
+                 "Port on 127.0.0.1; 0 takes a free one, as does its absence, but then --data "
+                 "keeps the port it had")
+      ->type_name("PORT")
       ->check(CLI::Range(0, 65535));
-  app.add_option("--fault", arguments.faults,
-                 "let a method fail as METHOD:KIND[=VALUE][,times=N] says; can be repeated")
-      ->type_name("FAULT")
-      ->check(WhatIsWrongWithFault);
-  app.add_option("--log", arguments.log, "add a line for every request to this file; -: print it")
-      ->type_name("FILE");
-  app.add_flag("--log-json", arguments.logJson, "write the log as JSON lines")->needs("--log");
-  app.add_option("--control-file", arguments.controlFile,
-                 "write the page's URL here while running, for ctl")
-      ->type_name("FILE")
+  app.add_option("--quota", options.quotaBytes, "Storage of an account in bytes")
+      ->type_name("BYTES")
       ->capture_default_str();
-  app.add_option("--quota", arguments.options.quotaBytes, "storage of an account in bytes")
-      ->capture_default_str();
-  app.add_option("--expiry", arguments.expirySeconds,
-                 "seconds until an unused session token expires")
+  app.add_option("--expiry", arguments.expirySeconds, "When an unused session token expires")
+      ->type_name("SECONDS")
       ->capture_default_str()
       ->check(CLI::PositiveNumber);
-  app.add_flag("--until-eof", arguments.untilEof, "stop when standard input ends");
-  app.add_flag("--show-outbox", arguments.showOutbox, "print the sent mails when stopping");
+}
+
+void DeclareInstruments(CLI::App& app, Arguments& arguments) {
+  app.add_option("--fault", arguments.faults, "Let a method fail, as is told below")
+      ->type_name("FAULT")
+      ->check(
+          CLI::Validator([](const std::string& text) { return WhatIsWrongWithFault(text); }, ""));
+  app.add_option("--log", arguments.log, "Add a line for every request to this file; - prints it")
+      ->type_name("FILE");
+  app.add_flag("--log-json", arguments.logJson, "Write the log as JSON lines")->needs("--log");
+  app.add_option("--control-file", arguments.controlFile,
+                 "Write the page's URL here while running, for ctl")
+      ->type_name("FILE");
+  app.add_flag("--until-eof", arguments.untilEof, "Stop when standard input ends");
+  app.add_flag("--show-outbox", arguments.showOutbox, "Print the sent mails when stopping");
+}
+
+void Declare(CLI::App& app, Arguments& arguments) {
+  app.name("kelo-devservice");
+  app.set_version_flag("--version", "kelo-devservice " KELO_VERSION, "Show the version");
+  app.set_help_flag("-h,--help", "Show this help");
+  app.formatter(std::make_shared<kelo::HelpFormatter>(kelo::devservice::ServiceTexts()));
+  app.failure_message(
+      [](const CLI::App* all, const CLI::Error& error) { return UsageMessage(*all, error); });
+  DeclareService(app, arguments);
+  DeclareInstruments(app, arguments);
+  app.add_flag("--man", arguments.manual)->group("");
+  kelo::devservice::DeclareCtl(app);
+  app.footer(kelo::devservice::kServiceFooter);  // after the commands, which would inherit it
 }
 
 // Signals are read from a descriptor, so that the server's threads never see them.
@@ -183,14 +197,15 @@ void Serve(Arguments& arguments) {
 int main(int argc, char** argv) {
   Arguments arguments;
   arguments.options.logLimit = 100;
-  CLI::App app("A complete local photo service on loopback, for trying and testing clients.");
+  CLI::App app("A complete local photo service on loopback, for trying and testing clients");
   Declare(app, arguments);
-  app.set_version_flag("--version", "kelo-devservice " KELO_VERSION, "print the version");
-  kelo::devservice::DeclareCtl(app);
   try {
     app.parse(argc, argv);
     arguments.options.tokenLifetime = std::chrono::seconds(arguments.expirySeconds);
-    if (app.get_subcommands().empty()) Serve(arguments);
+    if (arguments.manual)
+      std::cout << kelo::ManualPage(app, kelo::devservice::ServiceTexts());
+    else if (app.get_subcommands().empty())
+      Serve(arguments);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsageError;
   } catch (const std::exception& error) {

@@ -8,8 +8,8 @@
 #include <set>
 #include <vector>
 
+#include "commandline/Suggest.h"
 #include "host/account/Names.h"
-#include "host/commandline/Suggest.h"
 #include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "text/Unicode.h"

@@ -3,11 +3,11 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 
 #include "KELOAccess.hpp"
+#include "commandline/Printable.h"
 #include "text/Unicode.h"
 
 namespace kelo::host {
@@ -16,39 +16,6 @@ namespace {
 constexpr std::size_t kFileNameBytes = 255;   // what file systems take
 constexpr std::size_t kNameFieldBytes = 255;  // of the library's records
 constexpr std::size_t kExtensionBytes = 16;   // a longer one is none
-
-struct Range {
-  UChar32 first, last;
-};
-
-// Controls, line and paragraph separators, direction marks and overrides, the byte order mark, and
-// what stands for a malformed character.
-constexpr Range kUnshowable[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0x200E, 0x200F},
-                                 {0x2028, 0x202E}, {0x2066, 0x2069}, {0xFEFF, 0xFEFF},
-                                 {0xFFFD, 0xFFFD}};
-
-bool Showable(UChar32 character) {
-  return character >= 0 && std::none_of(
-                               std::begin(kUnshowable), std::end(kUnshowable),
-                               [&](const Range& range) {
-                                 return character >= range.first && character <= range.last;
-                               });
-}
-
-// Copies the text with everything unshowable, and every character of `also`, replaced.
-std::string Cleaned(std::string_view text, char substitute, std::string_view also) {
-  std::string clean;
-  for (std::size_t i = 0; i < text.size();) {
-    const std::size_t start = i;
-    const bool keep =
-        Showable(NextCharacter(text, i)) && also.find(text[start]) == std::string_view::npos;
-    if (keep)
-      clean.append(text.substr(start, i - start));
-    else
-      clean.push_back(substitute);
-  }
-  return clean;
-}
 
 // Where the extension begins, with its dot; the end where there is none.
 std::size_t ExtensionAt(const std::string& name) {
@@ -76,7 +43,7 @@ std::string Composed(std::string text) {
 }
 
 std::string Component(std::string_view text) {
-  std::string name = Cleaned(Composed(std::string(text)), '_', "/\\");
+  std::string name = Printable(Composed(std::string(text)), '_', "/\\");
   if (!name.empty() && name[0] == '.') name[0] = '_';
   return Shortened(name);
 }
@@ -104,11 +71,11 @@ bool MayBeCut(std::string_view raw) {
 
 std::string Shown(std::string_view raw) {
   if (IsPlain(raw)) return std::string(raw);
-  return Cleaned(NameText(raw), '?', "");
+  return Printable(NameText(raw));
 }
 
 std::string ShownText(std::string_view text) {
-  return Cleaned(Composed(std::string(text)), '?', "");
+  return Printable(Composed(std::string(text)));
 }
 
 std::string FileName(std::string_view raw, std::string_view fallback) {

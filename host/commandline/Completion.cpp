@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "commandline/Help.h"
 #include "host/account/EntryPaths.h"
-#include "host/commandline/Help.h"
 #include "host/commandline/ShellWords.h"
 
 namespace kelo::host {

@@ -1,78 +1,52 @@
-// Layout of help texts, and hints.
+// The program's own texts.
 #include "host/commandline/Help.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
 #include <memory>
-#include <sstream>
 
-#include "host/account/Names.h"
-#include "host/commandline/Suggest.h"
+#include "commandline/WrongUsage.h"
 
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kColumns = 80;
-constexpr std::size_t kLabelWidth = 20;
+const Section kFiles{
+    "Files",
+    {
+        {"~/.local/state/kelo/session",
+         "The session that kelo login opened, with its signing secret. It is of use on this "
+         "machine "
+         "only, and refused when others may read it."},
+        {"~/.local/state/kelo/credentials", "Key, token and secret, after kelo login --remember."},
+        {"~/.local/state/kelo/server-urls", "The service that kelo login --url named."},
+        {"~/.local/state/kelo/profiles/NAME", "The same files of the profile NAME."},
+        {"PREFIX/share/kelo/samples", "The pictures of kelo demo."},
+    }};
 
-// Words from column `indent` on; the first line continues what is there already.
-std::string Wrapped(const std::string& text, std::size_t indent) {
-  std::istringstream words(text);
-  std::string out;
-  std::size_t column = indent;
-  for (std::string word; words >> word;) {
-    if (column > indent && column + 1 + word.size() > kColumns) {
-      out += "\n" + std::string(indent, ' ');
-      column = indent;
-    } else if (column > indent) {
-      out += ' ';
-      ++column;
-    }
-    out += word;
-    column += word.size();
-  }
-  return out + "\n";
-}
+const Section kVariables{
+    "Environment",
+    {
+        {"KELO_URL, KELO_KEY, KELO_TOKEN, KELO_SECRET", "What kelo login is not told by options."},
+        {"KELO_PROFILE", "The profile, where --profile names none."},
+        {"KELO_TRACE",
+         "A file that gets a line for each request to the service, and what came of it; - is "
+         "standard "
+         "error. The lines hold no secret."},
+        {"KELO_URLS_FILE", "A file with the server's address, instead of the remembered one."},
+        {"XDG_STATE_HOME", "Where the folder kelo lies, instead of ~/.local/state."},
+        {"http_proxy, https_proxy, all_proxy, no_proxy",
+         "Proxies, and the hosts that need none, as in other programs."},
+    }};
 
-std::string Row(const std::string& label, const std::string& text) {
-  const std::size_t indent = kLabelWidth + 4;
-  if (label.size() <= kLabelWidth)
-    return fmt::format("  {:<{}}  {}", label, kLabelWidth, Wrapped(text, indent));
-  return fmt::format("  {}\n{:{}}{}", label, "", indent, Wrapped(text, indent));
-}
-
-std::string Suggestion(std::string_view wanted, const std::vector<std::string>& known) {
-  const auto closest = Closest(wanted, known);
-  return closest ? fmt::format("; did you mean '{}'?", *closest) : "";
-}
-
-std::string NoCommand(const CLI::App& app, const std::string& name) {
-  std::vector<std::string> known;
-  for (const CLI::App* command : ListedCommands(app)) known.push_back(command->get_name());
-  return fmt::format("there is no command '{}'{}", ShownText(name), Suggestion(name, known));
-}
-
-// The command that the line names, if it does.
-const CLI::App* NamedCommand(const CLI::App& app) {
-  const auto named = app.get_subcommands();
-  return named.empty() ? nullptr : named.front();
-}
-
-std::string Unexpected(const CLI::App& app, const std::string& word) {
-  const CLI::App* command = NamedCommand(app);
-  if (!word.starts_with('-'))
-    return command == nullptr ? NoCommand(app, word)
-                              : fmt::format("there is nothing to do with '{}'", ShownText(word));
-  std::vector<std::string> known;
-  for (const CLI::App* level : {command, &app})
-    for (const CLI::Option* option :
-         level == nullptr ? std::vector<const CLI::Option*>() : ListedOptions(*level))
-      for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
-  const std::string name = word.substr(0, word.find('='));
-  return fmt::format("there is no option '{}'{}", ShownText(name), Suggestion(name, known));
-}
+const Section kExitCodes{
+    "Exit status",
+    {
+        {"0", "Success."},
+        {"1",
+         "Failure, of one file or item or of all. Messages end with the library's result code."},
+        {"2", "Wrong usage."},
+        {"130", "Aborted by Ctrl-C; 128 and the number of another signal that ended it."},
+    }};
 
 int Help(Host& host, const CLI::App& app, const std::string& wanted) {
   const CLI::App* command = wanted.empty() ? &app : FindCommand(app, wanted);
@@ -86,6 +60,10 @@ int Help(Host& host, const CLI::App& app, const std::string& wanted) {
 
 }  // namespace
 
+ProgramTexts KeloTexts() {
+  return {{"kelo COMMAND [ARGUMENTS]"}, {}, {kFiles, kVariables, kExitCodes}, "libtVQAccess2 (3)"};
+}
+
 void AddHelpCommand(CLI::App& app, Action& chosen) {
   CLI::App* help = app.add_subcommand("help", "Tell how a command is used");
   const auto wanted = std::make_shared<std::string>();
@@ -96,93 +74,10 @@ void AddHelpCommand(CLI::App& app, Action& chosen) {
 }
 
 std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
-  const auto extras = app.remaining(true);
-  const bool unexpected =
-      error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) && !extras.empty();
   const CLI::App* command = NamedCommand(app);
   const bool named = command != nullptr && command->get_name() != "help";
-  return fmt::format("{}\nsee 'kelo help{}'",
-                     unexpected ? Unexpected(app, extras.front()) : error.what(),
+  return fmt::format("{}\nsee 'kelo help{}'", WrongUsage(app, error),
                      named ? " " + command->get_name() : "");
-}
-
-std::vector<const CLI::App*> ListedCommands(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App*) { return true; });
-}
-
-const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
-  for (const CLI::App* command : ListedCommands(app))
-    if (command->get_name() == name) return command;
-  return nullptr;
-}
-
-// Arguments first, then options, --help last.
-std::vector<const CLI::Option*> ListedOptions(const CLI::App& app) {
-  std::vector<const CLI::Option*> listed;
-  const auto add = [&](bool positional) {
-    for (const CLI::Option* option : app.get_options()) {
-      const bool wanted = option->get_positional() == positional && option != app.get_help_ptr();
-      if (wanted && !option->get_group().empty()) listed.push_back(option);
-    }
-  };
-  add(true);
-  add(false);
-  if (app.get_help_ptr() != nullptr) listed.push_back(app.get_help_ptr());
-  return listed;
-}
-
-std::string ValueName(const CLI::Option& option) {
-  if (option.get_positional()) return option.get_name(true);
-  if (option.get_expected_max() == 0) return "";
-  // "ALBUM" for --album, unless the option says something better than "a text".
-  std::string name = option.get_type_name();
-  if (name != "TEXT") return name;
-  name = option.get_lnames().at(0);
-  std::transform(name.begin(), name.end(), name.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  return name;
-}
-
-std::string OptionLabel(const CLI::Option& option) {
-  std::string label;
-  if (option.get_positional()) {
-    label = option.get_name(true);
-  } else {
-    for (const auto& name : option.get_snames()) label += "-" + name + ", ";
-    label += "--" + option.get_lnames().at(0);
-    if (option.get_expected_max() > 0) label += " " + ValueName(option);
-  }
-  return option.get_expected_max() > 1 ? label + " ..." : label;
-}
-
-std::string OptionText(const CLI::Option& option) {
-  std::string text = option.get_description();
-  if (!option.get_envname().empty()) text += " (environment: " + option.get_envname() + ")";
-  if (!option.get_default_str().empty()) text += " (default: " + option.get_default_str() + ")";
-  return text;
-}
-
-std::string Synopsis(const CLI::App& command) {
-  std::string line = "kelo " + command.get_name();
-  for (const CLI::Option* option : ListedOptions(command)) {
-    if (option == command.get_help_ptr()) continue;
-    const std::string label = OptionLabel(*option);
-    line += " " + (option->get_required() ? label : "[" + label + "]");
-  }
-  return line;
-}
-
-std::string HelpFormatter::make_help(const CLI::App* app, std::string, CLI::AppFormatMode) const {
-  const auto commands = ListedCommands(*app);
-  std::string help = "Usage: " + (commands.empty() ? Synopsis(*app) : "kelo COMMAND [ARGUMENTS]");
-  help += "\n\n" + Wrapped(app->get_description() + ".", 0) + "\n";
-  for (const CLI::Option* option : ListedOptions(*app))
-    help += Row(OptionLabel(*option), OptionText(*option));
-  if (!commands.empty()) help += "\nCommands:\n";
-  for (const CLI::App* command : commands)
-    help += Row(command->get_name(), command->get_description());
-  if (!app->get_footer().empty()) help += "\n" + Wrapped(app->get_footer(), 0);
-  return help;
 }
 
 }  // namespace kelo::host

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "KeloProcess.h"
+#include "commandline/Suggest.h"
 #include "host/commandline/ShellWords.h"
-#include "host/commandline/Suggest.h"
 #include "host/terminal/Output.h"
 
 namespace kelo::host::testing {

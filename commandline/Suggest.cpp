@@ -1,5 +1,5 @@
 // Edit distance over code points, neighbours exchanged included.
-#include "host/commandline/Suggest.h"
+#include "commandline/Suggest.h"
 
 #include <unicode/uchar.h>
 
@@ -8,7 +8,7 @@
 
 #include "text/Unicode.h"
 
-namespace kelo::host {
+namespace kelo {
 namespace {
 
 using Characters = std::vector<UChar32>;
@@ -64,4 +64,4 @@ std::optional<std::string> Closest(std::string_view wanted, const std::vector<st
   return closest;
 }
 
-}  // namespace kelo::host
+}  // namespace kelo

@@ -1,0 +1,68 @@
+// Hints.
+#include "commandline/WrongUsage.h"
+
+#include <fmt/format.h>
+
+#include <vector>
+
+#include "commandline/Help.h"
+#include "commandline/Printable.h"
+#include "commandline/Suggest.h"
+
+namespace kelo {
+namespace {
+
+std::string Suggestion(std::string_view wanted, const std::vector<std::string>& known) {
+  const auto closest = Closest(wanted, known);
+  return closest ? fmt::format("; did you mean '{}'?", *closest) : "";
+}
+
+// That the command takes, those of the commands it belongs to included.
+std::vector<std::string> OptionNames(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::App* level = &command; level != nullptr;
+       level = level->get_fallthrough() ? level->get_parent() : nullptr)
+    for (const CLI::Option* option : ListedOptions(*level))
+      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  return names;
+}
+
+std::string Unexpected(const CLI::App& command, const std::string& word) {
+  if (word.starts_with('-')) {
+    const std::string name = word.substr(0, word.find('='));
+    return fmt::format("there is no option '{}'{}", Printable(name),
+                       Suggestion(name, OptionNames(command)));
+  }
+  if (!ListedCommands(command).empty()) return NoCommand(command, word);
+  return fmt::format("there is nothing to do with '{}'", Printable(word));
+}
+
+}  // namespace
+
+const CLI::App* NamedCommand(const CLI::App& app) {
+  const auto named = app.get_subcommands();
+  if (named.empty()) return nullptr;
+  const CLI::App* inner = NamedCommand(*named.front());
+  return inner == nullptr ? named.front() : inner;
+}
+
+std::string NoCommand(const CLI::App& app, const std::string& name) {
+  std::vector<std::string> known;
+  for (const CLI::App* command : ListedCommands(app)) known.push_back(command->get_name());
+  return fmt::format("there is no command '{}'{}", Printable(name), Suggestion(name, known));
+}
+
+std::string WrongUsage(const CLI::App& app, const CLI::Error& error) {
+  const auto extras = app.remaining(true);
+  const bool unexpected =
+      error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) && !extras.empty();
+  const CLI::App* named = NamedCommand(app);
+  const CLI::App& command = named == nullptr ? app : *named;
+  if (unexpected) return Unexpected(command, extras.front());
+  const bool incomplete = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+  if (incomplete && !ListedCommands(command).empty())
+    return fmt::format("'{}' needs a command", FullName(command));
+  return error.what();
+}
+
+}  // namespace kelo

@@ -1,0 +1,55 @@
+// A small file with one line.
+#include "devservice/program/ControlFile.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "devservice/files/PrivateFiles.h"
+
+namespace kelo::devservice {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string ReadFile(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+fs::path DefaultControlFile() {
+  const char* folder = std::getenv("XDG_RUNTIME_DIR");
+  if (folder && *folder) return fs::path(folder) / "kelo-devservice.url";
+  return fs::temp_directory_path() / ("kelo-devservice-" + std::to_string(geteuid()) + ".url");
+}
+
+ControlFile::ControlFile(fs::path path, std::string url)
+    : path_(std::move(path)), url_(std::move(url)) {
+  fs::remove(path_);  // a link of somebody else's would be followed
+  MakePrivateFile(path_);
+  if (!(std::ofstream(path_) << url_ << "\n").flush())
+    throw std::runtime_error("cannot write " + path_.string());
+}
+
+ControlFile::~ControlFile() {
+  std::error_code ignored;
+  if (ReadFile(path_) == url_ + "\n") fs::remove(path_, ignored);
+}
+
+std::string ReadControlFile(const fs::path& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0)
+    throw std::runtime_error("no service runs here: there is no file " + path.string());
+  // Anybody may have put it into a folder that all share.
+  if (status.st_uid != geteuid()) throw std::runtime_error(path.string() + " is somebody else's");
+  const std::string text = ReadFile(path);
+  return text.substr(0, text.find('\n'));
+}
+
+}  // namespace kelo::devservice
