@@ -20,13 +20,6 @@ namespace fs = std::filesystem;
 constexpr std::string_view kOwnerAddress = "me@home.example";
 constexpr std::string_view kFriendAddress = "friend@home.example";
 
-// Paths of files are kept in the database, and the next start may be in another folder.
-Service::Options WithAbsolutePath(Service::Options options) {
-  if (!options.dataDirectory.empty())
-    options.dataDirectory = fs::absolute(options.dataDirectory).lexically_normal();
-  return options;
-}
-
 // A request for the page or its calls; the log knows nothing of it.
 class ControlExchange final : public Exchange {
  public:
@@ -45,7 +38,7 @@ class ControlExchange final : public Exchange {
 class Service::Impl {
  public:
   explicit Impl(Options options)
-      : options_(WithAbsolutePath(std::move(options))),
+      : options_(std::move(options)),
         store_(options_.dataDirectory, FilesDirectory()),
         owner_(store_.AddAccount(kOwnerAddress)),
         arrivals_(options_.logLimit),

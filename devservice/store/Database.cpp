@@ -3,11 +3,14 @@
 
 namespace kelo::devservice {
 
-Statement::Statement(sqlite3* handle, std::string_view sql)
-    : handle_(handle), statement_(nullptr, &sqlite3_finalize) {
-  sqlite3_stmt* statement = nullptr;
-  Check(sqlite3_prepare_v2(handle, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
-  statement_.reset(statement);
+Statement::Statement(Database& database, std::string_view sql)
+    : statement_(database.Take(sql).release(), GiveBack{&database}) {}
+
+void Statement::GiveBack::operator()(sqlite3_stmt* statement) const {
+  sqlite3_reset(statement);  // gives the error of the last step again
+  sqlite3_clear_bindings(statement);
+  database->idle_.insert_or_assign(sqlite3_sql(statement),
+                                   Database::Prepared(statement, &sqlite3_finalize));
 }
 
 Statement& Statement::Bind(std::string_view text) {
@@ -39,7 +42,17 @@ std::int64_t Statement::Number(int column) const {
 }
 
 void Statement::Check(int code) const {
-  if (code != SQLITE_OK) throw DatabaseError(code, sqlite3_errmsg(handle_));
+  if (code != SQLITE_OK)
+    throw DatabaseError(code, sqlite3_errmsg(sqlite3_db_handle(statement_.get())));
+}
+
+Database::Prepared Database::Take(std::string_view sql) {
+  if (auto idle = idle_.extract(std::string(sql))) return std::move(idle.mapped());
+  sqlite3_stmt* statement = nullptr;
+  const int code = sqlite3_prepare_v2(handle_.get(), sql.data(), static_cast<int>(sql.size()),
+                                      &statement, nullptr);
+  if (code != SQLITE_OK) throw DatabaseError(code, sqlite3_errmsg(handle_.get()));
+  return {statement, &sqlite3_finalize};
 }
 
 Database::Database(const std::string& path) {

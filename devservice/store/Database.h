@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 
 namespace kelo::devservice {
 
@@ -22,10 +24,12 @@ class DatabaseError : public std::runtime_error {
   int code_;
 };
 
-// One prepared statement. Text columns stay valid until the next step.
+class Database;
+
+// One prepared statement, of a database that outlives it.
 class Statement {
  public:
-  Statement(sqlite3* handle, std::string_view sql);
+  Statement(Database& database, std::string_view sql);
 
   // Binds to the next parameter, in order.
   Statement& Bind(std::string_view text);
@@ -38,11 +42,15 @@ class Statement {
   std::int64_t Number(int column) const;
 
  private:
+  struct GiveBack {
+    Database* database;
+    void operator()(sqlite3_stmt* statement) const;
+  };
+
   Statement& BindNumber(std::int64_t number);
   void Check(int code) const;
 
-  sqlite3* handle_;
-  std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement_;
+  std::unique_ptr<sqlite3_stmt, GiveBack> statement_;
   int bound_ = 0;
 };
 
@@ -59,7 +67,7 @@ class Database {
 
   // Prepares and binds.
   Statement Query(std::string_view sql, const auto&... values) {
-    Statement statement(handle_.get(), sql);
+    Statement statement(*this, sql);
     (statement.Bind(values), ...);
     return statement;
   }
@@ -76,7 +84,14 @@ class Database {
   }
 
  private:
+  friend class Statement;
+  using Prepared = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)>;
+
+  Prepared Take(std::string_view sql);
+
   std::unique_ptr<sqlite3, int (*)(sqlite3*)> handle_{nullptr, &sqlite3_close};
+  // Those that nobody uses at the moment, by their text: most cost more to prepare than to run.
+  std::unordered_map<std::string, Prepared> idle_;
 };
 
 // Everything until Commit happens, or nothing does.

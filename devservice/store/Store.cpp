@@ -85,6 +85,8 @@ Store::Store(const std::filesystem::path& directory, std::filesystem::path files
   database_.Run(kTables);
   database_.OnChange(&CountChange, &revision_);
   database_.Execute("INSERT OR IGNORE INTO settings VALUES('apiKey', ?)", RandomText(32));
+  // Once they were kept with the folder's path.
+  database_.Execute("UPDATE items SET file = id WHERE file LIKE '%/files/' || id");
   RemoveStrays();
 }
 

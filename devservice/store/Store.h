@@ -163,6 +163,10 @@ class Store {
   void AddPresetContacts(AccountId account);
   static void CountChange(void* revision, int, const char*, const char* table, sqlite3_int64);
 
+  // A file's path as the database keeps it: those of our own by name, as the folder may be moved.
+  std::string KeptPath(const std::filesystem::path& file) const;
+  std::filesystem::path PathOf(const std::string& kept) const { return files_ / kept; }
+
   void RemoveStrays();
 
   std::atomic<std::uint64_t> revision_ = 0;

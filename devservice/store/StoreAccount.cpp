@@ -48,7 +48,7 @@ std::vector<std::string> Store::ReadersOf(std::string_view album) {
 void Store::Empty() {
   std::vector<std::filesystem::path> files;
   for (Statement rows = database_.Query("SELECT file FROM items"); rows.Step();)
-    files.emplace_back(rows.Text(0));
+    files.push_back(PathOf(rows.Text(0)));
   Transaction transaction = Begin();
   for (const char* table : {"folders", "items", "albumItems", "tags", "uploads", "shares",
                             "contacts", "mails", "mailRecipients"})

@@ -53,7 +53,7 @@ std::vector<Album> AlbumsOf(Statement rows) {
   return albums;
 }
 
-Item ItemOf(const Statement& row) {
+Item ItemOf(const Statement& row, const std::filesystem::path& files) {
   Item item;
   item.id = row.Text(0);
   item.name = row.Text(1);
@@ -63,7 +63,7 @@ Item ItemOf(const Statement& row) {
   item.modifyDate = row.Text(5);
   item.createDate = row.Text(6);
   item.size = static_cast<std::uint64_t>(row.Number(7));
-  item.file = row.Text(8);
+  item.file = files / row.Text(8);  // absolute where it is not of ours
   item.caption = row.Text(9);
   item.captionFlag = row.Number(10) != 0;
   item.rating = row.Number(11);
@@ -102,7 +102,7 @@ std::vector<Item> Store::Items(std::string_view album, const Order& order) {
                           OrderClause(order, kItemKeys, "albumItems.position"),
                       album);
   std::vector<Item> items;
-  while (rows.Step()) items.push_back(ItemOf(rows));
+  while (rows.Step()) items.push_back(ItemOf(rows, files_));
   return items;
 }
 
@@ -130,13 +130,13 @@ Item Store::RequireItem(AccountId account, std::string_view id, bool forReading)
                                               " WHERE item = ? AND reader = ?",
                                               id, account));
   if (!readable) throw ServiceError(ErrorNumber::NotYours, "Not your item");
-  return ItemOf(row);
+  return ItemOf(row, files_);
 }
 
 std::optional<Item> Store::FindItem(std::string_view id) {
   Statement row = database_.Query(kSelectItem + " WHERE id = ?", id);
   if (!row.Step()) return std::nullopt;
-  return ItemOf(row);
+  return ItemOf(row, files_);
 }
 
 std::string Store::AddFolder(AccountId account, std::string_view name, std::string_view date) {

@@ -29,12 +29,16 @@ std::uint64_t Store::ItemCount(AccountId account) {
       database_.Count("SELECT COUNT(*) FROM items WHERE account = ?", account));
 }
 
+std::string Store::KeptPath(const std::filesystem::path& file) const {
+  return file.parent_path() == files_ ? file.filename().string() : file.string();
+}
+
 void Store::AddItem(AccountId account, std::string_view album, const Item& item) {
   database_.Execute(
       "INSERT INTO items(id, account, name, format, shotDate, uploadDate, modifyDate, createDate,"
       " size, file) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
       item.id, account, item.name, item.format, item.shotDate, item.uploadDate, item.modifyDate,
-      item.createDate, item.size, item.file.string());
+      item.createDate, item.size, KeptPath(item.file));
   AddToAlbum(album, item.id, item.uploadDate);
 }
 
@@ -62,7 +66,7 @@ std::optional<Item> Store::FindByDigest(AccountId account, std::string_view md5,
   Statement rows = database_.Query(
       "SELECT id, file FROM items WHERE account = ? AND size = ? AND md5 IS NULL", account, size);
   while (rows.Step()) {
-    database_.Execute("UPDATE items SET md5 = ? WHERE id = ?", Md5HexOfFile(rows.Text(1)),
+    database_.Execute("UPDATE items SET md5 = ? WHERE id = ?", Md5HexOfFile(PathOf(rows.Text(1))),
                       rows.Text(0));
   }
   Statement row = database_.Query(

@@ -5,6 +5,7 @@
 #include "devservice/Client.h"
 #include "devservice/Peer.h"
 #include "devservice/UploadBody.h"
+#include "devservice/store/Database.h"
 #include "support/TemporaryFolder.h"
 
 namespace kelo::devservice {
@@ -148,11 +149,18 @@ TEST_F(LimitedTest, AnswersTooLongRequestsBeforeTheirEnd) {
   EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", std::string(999, 'x')}})).Outcome(), "ok");
 }
 
+// Used again, moved, and moved by somebody whose service kept the paths of files.
 TEST(DataDirectory, KeepsAccountsAndFiles) {
   const TemporaryFolder folder;
   std::string token;
-  for (int round = 0; round < 2; ++round) {
-    Service service({.dataDirectory = folder.Path("")});
+  for (int round = 0; round < 4; ++round) {
+    const std::string data = folder.Path("data" + std::to_string(round < 2 ? 0 : round));
+    if (round >= 2) std::filesystem::rename(folder.Path(round == 2 ? "data0" : "data2"), data);
+    if (round == 3) {
+      Database(data + "/service.sqlite")
+          .Execute("UPDATE items SET file = ? || id", folder.Path("data2/files/"));
+    }
+    Service service({.dataDirectory = data});
     EXPECT_TRUE(token.empty() || token == service.AuthToken());
     token = service.AuthToken();
     service.Import(KELO_SAMPLES_DIRECTORY "/mine");  // the second time changes nothing
