@@ -114,11 +114,15 @@ Json Mails(Store& store) {
 Json AccountJson(Store& store, AccountId account, std::uint64_t quotaBytes) {
   Writer writer(store, account);
   Json json = {{"revision", store.Revision()},
+               {"id", account},
                {"address", store.Find(account).address},
                {"storage",
                 {{"used", store.StoredBytes(account)},
                  {"quota", quotaBytes},
                  {"items", store.ItemCount(account)}}}};
+  json["accounts"] = Json::array();
+  for (const Credentials& each : store.Accounts())
+    json["accounts"].push_back({{"id", each.account}, {"address", each.address}});
   json["folders"] = writer.Folders();
   json["albums"] = writer.Albums();
   json["friendAlbums"] = writer.FriendAlbums();

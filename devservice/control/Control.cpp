@@ -56,6 +56,14 @@ std::optional<std::uint64_t> NumberOf(std::string_view text) {
   return number;
 }
 
+// The number of a query that is "NAME=NUMBER"; `otherwise` where there is no query.
+std::optional<std::uint64_t> QueryNumber(std::string_view query, std::string_view name,
+                                         std::uint64_t otherwise) {
+  if (query.empty()) return otherwise;
+  const bool isNamed = query.starts_with(name) && query.substr(name.size()).starts_with('=');
+  return isNamed ? NumberOf(query.substr(name.size() + 1)) : std::nullopt;
+}
+
 bool IsSame(std::string_view left, std::string_view right) {
   return left.size() == right.size() && CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
 }
@@ -155,9 +163,16 @@ Answer Control::GetPage(const LoggedRequest&) const {
       false};
 }
 
-Answer Control::GetAccount(const LoggedRequest&) const {
+Answer Control::GetAccount(const LoggedRequest& request) const {
+  const auto first = static_cast<std::uint64_t>(parts_.account);
+  const auto id = QueryNumber(request.query, "id", first);
+  if (!id) return {Words(400, "The query is id=NUMBER, or nothing."), {}, false};
   std::unique_lock lock(parts_.api.Mutex());
-  const Json account = AccountJson(parts_.store, parts_.account, parts_.quotaBytes);
+  const auto accounts = parts_.store.Accounts();
+  const auto chosen =
+      std::ranges::find(accounts, static_cast<AccountId>(*id), &Credentials::account);
+  if (chosen == accounts.end()) return {Words(404, "There is no such account."), {}, false};
+  const Json account = AccountJson(parts_.store, chosen->account, parts_.quotaBytes);
   lock.unlock();  // whoever uses the service need not wait for the writing
   return JsonAnswer(account);
 }
@@ -176,12 +191,7 @@ Answer Control::PostReset(const LoggedRequest&) const {
 }
 
 Answer Control::GetLog(const LoggedRequest& request) const {
-  static constexpr std::string_view after = "after=";
-  std::optional<std::uint64_t> last = 0;
-  if (!request.query.empty()) {
-    last = request.query.starts_with(after) ? NumberOf(request.query.substr(after.size()))
-                                            : std::nullopt;
-  }
+  const auto last = QueryNumber(request.query, "after", 0);
   if (!last) return {Words(400, "The query is after=NUMBER, or nothing."), {}, false};
   Json json = {{"instance", instance_}, {"revision", parts_.store.Revision()}};
   parts_.log.Describe(json, *last, kMaxRows);

@@ -94,12 +94,22 @@ const account = {
     this.albums = new Map([...data.albums, ...data.friendAlbums].map((album) => [album.id, album]));
     this.parents = [];
     const { used, quota, items } = data.storage;
-    $("address").textContent = data.address;
+    this.offer(data.accounts, data.id);
     $("storage").max = quota;
     $("storage").value = used;
     $("storage-text").textContent =
       `${sizeText(used)} of ${sizeText(quota)}, ${counted(items, "item")}`;
     this.show();
+  },
+
+  // All accounts to choose from. A list that may be open is left alone.
+  offer(accounts, shown) {
+    const options = accounts.map(({ id, address }) =>
+      make("option", { value: id, textContent: address }));
+    const same = options.map((each) => each.outerHTML).join() ===
+      [...$("address").options].map((each) => each.outerHTML).join();
+    if (!same) $("address").replaceChildren(...options);
+    $("address").value = shown;
   },
 
   show() {

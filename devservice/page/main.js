@@ -2,7 +2,7 @@
 const kPollPause = 500; // milliseconds; a page out of sight asks less often
 const kHiddenPause = 5000;
 
-const live = { instance: "", last: 0, revision: -1, busy: false, notBefore: 0 };
+const live = { instance: "", last: 0, revision: -1, busy: false, notBefore: 0, account: "" };
 
 function pause() {
   return new Promise((resolve) => {
@@ -20,10 +20,13 @@ async function refreshAccount(revision) {
   live.busy = true;
   const start = performance.now();
   try {
-    const data = await callJson("GET", "account");
-    account.set(data);
-    outbox.set(data.mails);
-    live.revision = data.revision;
+    const chosen = live.account;
+    const data = await callJson("GET", chosen ? `account?id=${chosen}` : "account");
+    if (chosen === live.account) {
+      account.set(data);
+      outbox.set(data.mails);
+      live.revision = data.revision;
+    }
   } catch (error) {
     say(`Cannot read the account: ${error.message}`);
   }
@@ -42,7 +45,7 @@ async function poll() {
   if (state.instance !== live.instance) {
     // The service was started anew, and counts from the start.
     const asked = live.last;
-    Object.assign(live, { instance: state.instance, last: 0, revision: -1 });
+    Object.assign(live, { instance: state.instance, last: 0, revision: -1, account: "" });
     requests.clear();
     if (asked > 0) return true;
   }
@@ -99,6 +102,8 @@ function onTabKey(event) {
 
 for (const name of tabs) $(`tab-${name}`).addEventListener("click", () => showTab(name));
 document.querySelector('[role="tablist"]').addEventListener("keydown", onTabKey);
+$("address").addEventListener("change", () =>
+  Object.assign(live, { account: $("address").value, revision: -1, notBefore: 0 }));
 $("reset").addEventListener("click", confirmReset);
 showTab("account");
 for (const part of [requests, account, outbox, faults]) part.start();

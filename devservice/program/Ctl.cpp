@@ -4,6 +4,7 @@
 #include <httplib.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <memory>
@@ -20,6 +21,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::string_view kTokenMark = "/?token=";
 constexpr std::chrono::minutes kPatience{2};
+const std::string kAccountPath = "/control/account";
 
 struct Place {
   std::string file = DefaultControlFile();
@@ -61,6 +63,7 @@ struct Arguments {
   Place place;
   std::vector<std::string> faults;
   std::vector<std::uint64_t> ids;
+  std::string address;
 };
 
 void ListFaults(const Arguments& arguments) {
@@ -94,7 +97,16 @@ void PrintLog(const Arguments& arguments) {
 }
 
 void PrintAccount(const Arguments& arguments) {
-  std::cout << Ask(arguments.place, "GET", "/control/account").dump(2) << "\n";
+  Json account = Ask(arguments.place, "GET", kAccountPath);
+  if (!arguments.address.empty()) {
+    const Json& all = account.at("accounts");
+    const auto chosen = std::ranges::find_if(
+        all, [&](const Json& each) { return each.at("address") == arguments.address; });
+    if (chosen == all.end())
+      throw std::runtime_error("there is no account with the address " + arguments.address);
+    account = Ask(arguments.place, "GET", kAccountPath + "?id=" + chosen->at("id").dump());
+  }
+  std::cout << account.dump(2) << "\n";
 }
 
 void Reset(const Arguments& arguments) {
@@ -124,7 +136,9 @@ void DeclareCtl(CLI::App& app) {
   command("remove", "Remove faults, and list those that are left", RemoveFaults)
       ->add_option("NUMBER", arguments->ids, "A fault's number; without any, all are removed");
   command("log", "Print the last requests as JSON lines", PrintLog);
-  command("account", "Print a whole account as JSON", PrintAccount);
+  command("account", "Print a whole account as JSON", PrintAccount)
+      ->add_option("ADDRESS", arguments->address,
+                   "Its mail address, where it is not the first one");
   command("reset", "Empty the accounts", Reset);
   ctl->fallthrough(false);
 }

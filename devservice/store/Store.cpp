@@ -169,6 +169,14 @@ Credentials Store::Find(AccountId account) {
   return CredentialsOf(row);
 }
 
+std::vector<Credentials> Store::Accounts() {
+  Statement rows =
+      database_.Query("SELECT id, address, authToken, secret FROM accounts ORDER BY id");
+  std::vector<Credentials> accounts;
+  while (rows.Step()) accounts.push_back(CredentialsOf(rows));
+  return accounts;
+}
+
 std::string Store::OpenSession(AccountId account, std::chrono::seconds lifetime) {
   const std::string token = NewId('T');
   database_.Execute("INSERT INTO sessions VALUES(?, ?, ?)", token, account,

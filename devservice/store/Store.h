@@ -89,6 +89,7 @@ class Store {
   Credentials AddAccount(std::string_view address);  // the existing one when the address is known
   std::optional<Credentials> FindByAuthToken(std::string_view authToken);
   Credentials Find(AccountId account);
+  std::vector<Credentials> Accounts();  // the first one first
   std::string OpenSession(AccountId account, std::chrono::seconds lifetime);
   void CloseSession(std::string_view token);
   bool KnowsSession(std::string_view token);

@@ -154,6 +154,16 @@ TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
   EXPECT_EQ(account["folders"][0]["albums"][0], account["albums"][1]["id"]);
   EXPECT_EQ(account["friendAlbums"][0]["owner"], "friend@home.example");
   EXPECT_EQ(Control("GET", "/control/screen/" + item).body, "bytes");
+  ASSERT_EQ(account["accounts"].size(), 2u);
+  const Json other = account["accounts"][1];
+  EXPECT_EQ(other["address"], "friend@home.example");
+  EXPECT_EQ(Get("/control/account?id=" + account["id"].dump()), account);
+  const Json others = Get("/control/account?id=" + other["id"].dump());
+  EXPECT_EQ(others["address"], other["address"]);
+  EXPECT_EQ(others["items"].size(), 1u);
+  EXPECT_EQ(others["albums"][1]["sharedWith"], Json::array({account["address"]}));
+  EXPECT_EQ(Control("GET", "/control/account?id=99").status, 404);
+  EXPECT_EQ(Control("GET", "/control/account?ID=1").status, 400);
 
   client.Call("AddTags", " itemIdList=\"" + item + "\" tagList=\"a,b\"");
   EXPECT_GT(Get("/control/log")["revision"], before);

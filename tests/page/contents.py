@@ -18,6 +18,14 @@ class Contents(PageChecks):
         self.page.wait(has_text("#storage-text", f"{len(account['items']) - 2} items"))
         self.page.wait("document.querySelectorAll('canvas[data-painted=true]').length >= 5")
 
+    def check_other_account(self):
+        choice = "document.getElementById('address')"
+        self.page.wait(f"{choice}.options.length === 2")
+        self.page.value(f"({choice}.selectedIndex = 1, {choice}.dispatchEvent(new Event('change')))")
+        self.page.wait(has_text("#account", "shared with me@home.example"))
+        self.page.value(f"({choice}.selectedIndex = 0, {choice}.dispatchEvent(new Event('change')))")
+        self.page.wait(has_text("#account", "shared by friend@home.example"))
+
     def check_changes(self):
         item = next(i for i in self.service.account()["items"] if i["name"] == "dawn.jpg")
         self.client.call(f'<ModifyProps itemIdList="{item["id"]}">\r\n'
