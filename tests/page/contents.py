@@ -20,7 +20,7 @@ class Contents(PageChecks):
 
     def check_other_account(self):
         choice = "document.getElementById('address')"
-        self.page.wait(f"{choice}.options.length === 2")
+        self.page.wait(f"{choice}.options.length === 3")
         self.page.value(f"({choice}.selectedIndex = 1, {choice}.dispatchEvent(new Event('change')))")
         self.page.wait(has_text("#account", "shared with me@home.example"))
         self.page.value(f"({choice}.selectedIndex = 0, {choice}.dispatchEvent(new Event('change')))")

@@ -5,6 +5,10 @@ from browser import Failure
 from service import Client, Service
 
 
+# A name that a browser would make elements of, were it ever taken for markup.
+MARKUP = '"><img src=x onerror="window.ran=1"><script>window.ran=1</script>'
+
+
 def texts(selector):
     return f"[...document.querySelectorAll({json.dumps(selector)})].map((e) => e.textContent)"
 
@@ -30,7 +34,7 @@ class PageChecks:
         self.program = program
         self.browser = browser
         self.service = Service(program, "--import", f"{samples}/mine",
-                               "--friend", f"{samples}/friend/Anna's birthday")
+                               "--friend", f"{samples}/friend/Anna's birthday", "--account", MARKUP)
         self.client = Client(self.service)
         browser.call("Browser.grantPermissions", origin=self.service.url,
                      permissions=["clipboardReadWrite", "clipboardSanitizedWrite"])

@@ -3,10 +3,9 @@ import json
 import re
 import tempfile
 
-from page_checks import PageChecks, has_text, must, texts
+from page_checks import MARKUP, PageChecks, has_text, must, texts
 from service import Client, Service
 
-MARKUP = '"><img src=x onerror="window.ran=1"><script>window.ran=1</script>'
 ESCAPED = (MARKUP.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
            .replace('"', "&quot;"))
 
@@ -89,7 +88,8 @@ class Reading(PageChecks):
         """Wherever a name from outside is shown, it is shown as it is."""
         _, answer = self.client.call(f'<AddAlbum folderId="" albumName="{ESCAPED}" />')
         album = re.search('albumId="([^"]+)"', answer).group(1)
-        item = next(i for i in self.service.account()["items"] if i["name"] == "dawn.jpg")["id"]
+        must('stat="ok"' in self.client.upload(ESCAPED + ".jpg", b"no picture")[1], "no upload")
+        item = next(i for i in self.service.account()["items"] if MARKUP in i["name"])["id"]
         for element in [
                 f'<AddFolder folderName="{ESCAPED}" />',
                 f'<AddItemsToAlbum albumId="{album}" itemIdList="{item}" />',
@@ -101,8 +101,10 @@ class Reading(PageChecks):
             must('stat="ok"' in self.client.call(element)[1], element)
         self.client.call(f'<{MARKUP} />')
         self.client.send("GET", "/%3Cimg%20src=x%20onerror=window.ran=1%3E<img/src=x>")
-        for selector in ["#account strong", "#account .words .quiet", "#account .tag"]:
+        for selector in ["#account strong", "#account .words .quiet", "#account .tag",
+                         "#address option"]:
             self.page.wait(f"{texts(selector)}.includes({json.dumps(MARKUP)})")
+        self.page.wait(f"{texts('#account .name')}.includes({json.dumps(MARKUP + '.jpg')})")
         self.page.click("#tab-outbox")
         self.page.wait(f"{texts('#outbox .name')}.includes({json.dumps(MARKUP)})")
         self.open_row("#outbox", "onerror")
@@ -111,7 +113,7 @@ class Reading(PageChecks):
         self.page.wait("document.querySelectorAll('#window .thumbnail').length === 1")
         self.close_window()
         self.page.click("#tab-account")
-        self.open_row("#account", "dawn.jpg")
+        self.open_row("#account", MARKUP + ".jpg")
         made = "document.querySelectorAll('img:not(.picture), body script:not([nonce])').length"
         must(self.page.value(made) == 0, "a name became an element")
         self.close_window()

@@ -64,10 +64,24 @@ class Client:
         text = f"{secret or self.service.secret}?{text}" + (f"\r\n{document}" if document else "")
         return "&keloApiSig=" + hashlib.sha1(text.encode()).hexdigest()
 
-    def send(self, method, target, body=None):
-        self.connection.request(method, target, body)
+    def send(self, method, target, body=None, headers=None):
+        self.connection.request(method, target, body, headers or {})
         answer = self.connection.getresponse()
         return answer.status, answer.read().decode(errors="replace")
+
+    def upload(self, name, content):
+        """Stores a file under a name, given as it stands in a document."""
+        document = (f'{DECLARATIONS}<UploadItems>\r\n<items>\r\n<item idx="1" fileName="{name}"'
+                    f' size="{len(content)}" fileCreateDate="2026:01:01 10:00:00"'
+                    f' fileModifyDate="2026:01:02 11:00:00" />\r\n</items>\r\n</UploadItems>\r\n')
+        query = f"keloSessToken={self.session}&callId={next(call_ids)}"
+        target = f"{PATH}/api-upload?{query}{self.signature(query, document)}"
+        part = '--BOUNDARY\r\nContent-Disposition: form-data; name="{}"\r\nContent-Type: {}\r\n' \
+               'Content-Transfer-Encoding: {}\r\n\r\n'
+        body = (part.format("XML", "text/plain; charset=UTF-8", "8bit") + document + "\r\n" +
+                part.format(name, "application/octet-stream", "binary")).encode()
+        return self.send("POST", target, body + content + b"\r\n--BOUNDARY--\r\n",
+                         {"Content-Type": "multipart/form-data; boundary=BOUNDARY"})
 
     def call(self, element, secret=None):
         """Sends a method element; status and answer."""
