@@ -38,7 +38,7 @@ void LeaveEarly(Exchange& exchange, Connection& connection, const httplib::Conte
   if (reply.readFirst > 0) ReadBody(exchange, connection, reader, reply.readFirst - 1);
   exchange.record.complete = exchange.request.complete = false;
   exchange.OnRequest();
-  exchange.record.answer = MaskTokens(reply.body);
+  exchange.record.answer = MaskSecrets(reply.body);
   connection.SendAndLeave({reply, {}, false});
 }
 
@@ -61,8 +61,8 @@ void TakeSteps(Exchange& exchange, Connection& connection, const httplib::Conten
 Exchange::Exchange(LoggedRequest head) : request(std::move(head)) {
   record.time = std::chrono::system_clock::now();
   record.verb = request.method;
-  record.path = request.path;
-  record.query = MaskTokens(request.query);
+  record.path = MaskSecrets(request.path);
+  record.query = MaskSecrets(request.query);
 }
 
 void Serve(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader) {

@@ -1,4 +1,4 @@
-// Masking of tokens.
+// Masking of secrets.
 #include "devservice/http/RequestRecord.h"
 
 #include <algorithm>
@@ -7,13 +7,14 @@
 namespace kelo::devservice {
 namespace {
 
-constexpr std::string_view kTokenNames[] = {"keloSessToken=", "keloAuthToken="};
+constexpr std::string_view kSecretNames[] = {
+    "keloSessToken=", "keloAuthToken=", "keloApiKey=", "keloApiSig="};
 constexpr std::string_view kMask = "***";
 
 }  // namespace
 
-std::string MaskTokens(std::string text) {
-  for (const std::string_view name : kTokenNames) {
+std::string MaskSecrets(std::string text) {
+  for (const std::string_view name : kSecretNames) {
     std::size_t at = 0;
     while ((at = text.find(name, at)) != std::string::npos) {
       at += name.size();

@@ -1,6 +1,6 @@
 // What is kept of every request that was answered, for the log and the page: what went over the
-// wire, and what the service made of it. The secrets of an account are masked in it: no signing
-// secret, no authentication token and no session token ever stands here.
+// wire, and what the service made of it. The secrets of an account are masked in it: no API
+// key, signing secret, signature, authentication token or session token ever stands here.
 #pragma once
 
 #include <chrono>
@@ -16,8 +16,8 @@ struct RequestRecord {
 
   std::chrono::system_clock::time_point time;  // when its head had arrived
   std::string verb;                            // "GET", "PUT", "POST"
-  std::string path;
-  std::string query;   // undecoded, without the "?"; tokens masked
+  std::string path;    // what looks like a secret masked, as a client may have forgotten the "?"
+  std::string query;   // undecoded, without the "?"; likewise
   std::string method;  // "OpenSession", "GetHierarchy", ..., "Download"; empty for anything else
   int status = 0;      // of HTTP; 0 where no answer was sent
   int errorCode = 0;   // of the service; 0 where it refused nothing
@@ -32,7 +32,7 @@ struct RequestRecord {
   bool complete = true;  // false when the peer left, or was answered, before the body's end
 };
 
-// `text` (a query or an answer) with the values of its tokens replaced.
-std::string MaskTokens(std::string text);
+// `text` (a query or an answer) with the values of its secrets replaced.
+std::string MaskSecrets(std::string text);
 
 }  // namespace kelo::devservice

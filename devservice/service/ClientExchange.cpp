@@ -86,7 +86,7 @@ Answer ClientExchange::OnRequest() {
     Spoil(answer.reply, *fault_);
     if (const int error = ErrorOf(*fault_)) record.errorCode = error;
   }
-  record.answer = MaskTokens(answer.reply.body.substr(0, RequestRecord::kMaxText));
+  record.answer = MaskSecrets(answer.reply.body.substr(0, RequestRecord::kMaxText));
   return answer;
 }
 

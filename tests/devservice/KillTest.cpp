@@ -1,7 +1,5 @@
 // The program killed in the middle of uploads, at random moments.
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -9,6 +7,7 @@
 #include <thread>
 
 #include "devservice/Client.h"
+#include "devservice/ServiceProgram.h"
 #include "devservice/UploadBody.h"
 #include "support/TemporaryFolder.h"
 
@@ -19,57 +18,6 @@ namespace fs = std::filesystem;
 
 constexpr int kFiles = 8;
 constexpr std::size_t kFileSize = 200'000;
-
-// A service in a process of its own, over a folder.
-class ServiceProcess {
- public:
-  explicit ServiceProcess(const std::string& folder) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    process_ = fork();
-    if (process_ == 0) {
-      dup2(ends[1], STDOUT_FILENO);
-      close(ends[0]);
-      close(ends[1]);
-      execl(KELO_DEVSERVICE, KELO_DEVSERVICE, "--data", (folder + "/data").c_str(),
-            "--control-file", (folder + "/url").c_str(), nullptr);
-      _exit(127);
-    }
-    close(ends[1]);
-    std::string text;
-    char bytes[512];
-    while (text.find("kKELO_URLofKELOServer") == std::string::npos) {
-      const ssize_t size = read(ends[0], bytes, sizeof bytes);
-      if (size <= 0) break;
-      text.append(bytes, static_cast<std::size_t>(size));
-    }
-    close(ends[0]);
-    const auto value = [&](const std::string& name) {
-      const auto found = Between(text, name, "\n");
-      return found.empty() ? std::string() : found[0].substr(found[0].find_first_not_of(' '));
-    };
-    url = value("URL ");
-    key = value("key ");
-    account = {"", value("token "), value("secret ")};
-  }
-  ~ServiceProcess() { Kill(); }
-  ServiceProcess(const ServiceProcess&) = delete;
-  ServiceProcess& operator=(const ServiceProcess&) = delete;
-
-  void Kill() {
-    if (process_ <= 0) return;
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-    process_ = -1;
-  }
-
-  std::string url;
-  std::string key;
-  Service::Account account;
-
- private:
-  pid_t process_ = -1;
-};
 
 std::vector<std::string> FileNames(Client& client) {
   return Between(client.GetHierarchy().body, "fileName=\"", "\"");
@@ -107,18 +55,21 @@ TEST(Kill, InTheMiddleOfAnUploadLosesAndDoublesNothing) {
   int cut = 0;
   for (int round = 0; round < rounds; ++round) {
     const TemporaryFolder folder;
+    const std::vector<std::string> options{"--data", folder.Path("data"), "--control-file",
+                                           folder.Path("url")};
     {
-      ServiceProcess victim(folder.Path());
-      ASSERT_NE(victim.url, "");
+      ServiceProcess victim(options);
+      ASSERT_TRUE(victim.IsServing());
       Client client(victim.url, victim.key, victim.account);
       client.Open();
       std::thread uploading([&] { UploadMissing(client, {}); });
       // The moment itself is what is tried here; nothing depends on how long it is.
       std::this_thread::sleep_for(std::chrono::microseconds(random() % 80'000));
-      victim.Kill();
+      victim.End(SIGKILL);
       uploading.join();
     }
-    ServiceProcess again(folder.Path());
+    ServiceProcess again(options);
+    ASSERT_TRUE(again.IsServing());
     Client client(again.url, again.key, again.account);
     client.Open();
     const auto stored = FileNames(client);

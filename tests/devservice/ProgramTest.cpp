@@ -1,0 +1,167 @@
+// The program kelo-devservice as its user runs it: wrong usage, ctl, the log.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "devservice/Client.h"
+#include "devservice/ServiceProgram.h"
+#include "support/TemporaryFolder.h"
+
+namespace kelo::devservice {
+namespace {
+
+using Json = nlohmann::json;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+using Words = std::vector<std::string>;
+
+std::string Joined(const Words& words) {
+  std::string line;
+  for (const std::string& word : words) line += word + " ";
+  return line;
+}
+
+struct ServiceProgram : testing::Test {
+  const TemporaryFolder folder;
+  const Words controlFile{"--control-file", folder.Path("url")};
+
+  Ended Ctl(Words words) const {
+    words.insert(words.begin(), "ctl");
+    words.insert(words.end(), controlFile.begin(), controlFile.end());
+    return ServiceProcess(words).Wait();
+  }
+};
+
+TEST_F(ServiceProgram, SaysWhatItIsAndWhatIsWrongWithALine) {
+  struct Case {
+    Words words;
+    int exitCode;
+    std::string said;  // its beginning: on standard output for 0, else on standard error
+  };
+  const Case cases[] = {
+      {{"--version"}, 0, "kelo-devservice "},
+      {{"--help"}, 0, "Usage: kelo-devservice [OPTIONS]\n"},
+      {{"ctl", "add", "--help"}, 0, "Usage: kelo-devservice ctl add FAULT ...\n"},
+      {{"--prt", "1"}, 2, "kelo-devservice: there is no option '--prt'; did you mean '--port'?\n"},
+      {{"--port", "65536"}, 2, "kelo-devservice: --port: "},
+      {{"--import", folder.Path("none")}, 2, "kelo-devservice: --import: "},
+      {{"--log-json"}, 2, "kelo-devservice: --log-json requires --log\n"},
+      {{"--fault", "Download:cutt"}, 2, "kelo-devservice: --fault: there is no fault \"cutt\""},
+      {{"serve"}, 2, "kelo-devservice: there is no command 'serve'\nsee 'kelo-devservice --help'"},
+      {{"ctl"}, 2, "kelo-devservice: 'kelo-devservice ctl' needs a command\n"},
+      {{"ctl", "fault"}, 2, "kelo-devservice: there is no command 'fault'; did you mean 'faults'?"},
+      {{"ctl", "add"},
+       2,
+       "kelo-devservice: FAULT is required\nsee 'kelo-devservice ctl add --help'"},
+      {{"ctl", "reset", "x"}, 2, "kelo-devservice: there is nothing to do with 'x'\n"},
+      {{"--log", folder.Path("none/log")}, 1, "kelo-devservice: "},
+      {{"ctl", "faults", "--url", "http://127.0.0.1/"}, 1, "kelo-devservice: not the URL of a "},
+  };
+  for (const Case& c : cases) {
+    const Ended ended = ServiceProcess(c.words).Wait();
+    EXPECT_EQ(ended.exitCode, c.exitCode) << Joined(c.words);
+    EXPECT_THAT(c.exitCode == 0 ? ended.out : ended.err, StartsWith(c.said));
+    EXPECT_EQ(c.exitCode == 0 ? ended.err : ended.out, "") << Joined(c.words);
+  }
+}
+
+TEST_F(ServiceProgram, CtlAsksAndChangesTheServiceThatRuns) {
+  EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("no service runs here"));
+  ServiceProcess service({"--account", "other@home.example", controlFile[0], controlFile[1]});
+  ASSERT_TRUE(service.IsServing());
+  Client client(service.url, service.key, service.account);
+  client.Open();
+  client.Call("AddFolder", " folderName=\"Trips\"");
+  struct Case {
+    Words words;
+    int exitCode;
+    std::string out;  // a part of it
+    std::string err;
+  };
+  const Words wrongToken{"faults", "--url", service.page + "0"};
+  const Case cases[] = {
+      {{"add", "GetAddressList:status=503,times=1", "*:full"}, 0, "2  *:full  fired 0\n", ""},
+      {{"add", "GetAddressList:stat"}, 1, "", "there is no fault \"stat\", only status"},
+      {{"add", "Nothing:full"}, 1, "", "there is no method \"Nothing\""},
+      {{"remove", "2"}, 0, "1  GetAddressList:status=503,times=1  fired 0\n", ""},
+      {{"remove", "2"}, 1, "", "no fault 2"},
+      {wrongToken, 1, "", "needs the token"},
+      {{"account"}, 0, "\"address\": \"me@home.example\",\n  \"storage\"", ""},
+      {{"account", "other@home.example"},
+       0,
+       "\"address\": \"other@home.example\",\n  \"storage\"",
+       ""},
+      {{"account", "nobody@home.example"},
+       1,
+       "",
+       "no account with the address nobody@home.example"},
+  };
+  for (const Case& c : cases) {
+    const Ended ended = Ctl(c.words);
+    EXPECT_EQ(ended.exitCode, c.exitCode) << Joined(c.words);
+    EXPECT_THAT(ended.out, HasSubstr(c.out)) << Joined(c.words);
+    EXPECT_THAT(ended.err, HasSubstr(c.err)) << Joined(c.words);
+    EXPECT_EQ(ended.err.empty(), c.exitCode == 0) << Joined(c.words) << ended.err;
+  }
+  EXPECT_EQ(client.Call("GetAddressList").status, 503);
+  EXPECT_EQ(Ctl({"faults"}).out, "1  GetAddressList:status=503,times=1  fired 1\n");
+  EXPECT_EQ(Ctl({"remove"}).out, "");
+  const std::string log = Ctl({"log"}).out;
+  EXPECT_EQ(std::ranges::count(log, '\n'), 3) << log;
+  EXPECT_EQ(Json::parse(log.substr(0, log.find('\n')))["method"], "OpenSession");
+  EXPECT_EQ(Json::parse(Ctl({"account"}).out)["folders"].size(), 1u);
+  EXPECT_EQ(Ctl({"reset"}).exitCode, 0);
+  EXPECT_EQ(Json::parse(Ctl({"account"}).out)["folders"].size(), 0u);
+
+  const std::string url = service.url;
+  service.End(SIGKILL);
+  EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("no answer from " + url)) << "what it left is stale";
+  ServiceProcess next(controlFile);
+  ASSERT_TRUE(next.IsServing());
+  EXPECT_EQ(Ctl({"faults"}).exitCode, 0);
+  EXPECT_EQ(next.End(SIGTERM).exitCode, 0);
+  EXPECT_FALSE(std::filesystem::exists(controlFile[1]));
+}
+
+TEST_F(ServiceProgram, TheLogHasALineForEachRequestAndNoSecret) {
+  const Words logs[] = {{"--log", folder.Path("text")},
+                        {"--log", folder.Path("json"), "--log-json"},
+                        {"--log", "-"},
+                        {"--log", "-", "--log-json"}};
+  for (const Words& log : logs) {
+    Words words = log;
+    words.insert(words.end(), controlFile.begin(), controlFile.end());
+    words.insert(words.end(), {"--fault", "GetUserArchiveInfo:cut=3"});
+    ServiceProcess service(words);
+    ASSERT_TRUE(service.IsServing());
+    Client client(service.url, service.key, service.account);
+    client.Open();
+    const std::string document = Client::kDeclarations + "<GetAddressList />\r\n";
+    const std::string query = client.Query(document);
+    client.Send("PUT", client.manageUrl + "?" + query, &document);
+    client.Send("PUT", client.manageUrl + "?" + query, &document);  // its call id is used
+    client.Send("GET", client.OpenUrl(service.key, client.token));  // no authentication token
+    client.Send("GET", client.manageUrl + "/" + query);             // forgets the "?"
+    client.Call("GetUserArchiveInfo");
+    const Ended ended = service.End(SIGTERM);
+    const bool printed = log[1] == "-";
+    std::string text = printed ? ended.out : ReadFile(log[1]);
+    // What is printed stands behind how to reach the service.
+    if (printed) text = text.substr(text.find('\n', text.find("kKELO_URLofKELOServer")) + 1);
+    EXPECT_EQ(std::ranges::count(text, '\n'), 6) << text;
+    for (const char* part :
+         {"OpenSession", "GetAddressList", "104", "102", "404", "GetUserArchiveInfo:cut=3"})
+      EXPECT_THAT(text, HasSubstr(part));
+    const std::string signature = query.substr(query.rfind('=') + 1);
+    for (const std::string& secret :
+         {service.key, service.account.authToken, service.account.secret, client.token, signature})
+      EXPECT_THAT(text, Not(HasSubstr(secret)));
+    EXPECT_EQ(text.starts_with('{'), log.back() == "--log-json") << text;
+  }
+}
+
+}  // namespace
+}  // namespace kelo::devservice

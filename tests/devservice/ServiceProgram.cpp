@@ -1,0 +1,78 @@
+// Spawning.
+#include "devservice/ServiceProgram.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+#include "devservice/Client.h"
+
+namespace kelo::devservice {
+namespace {
+
+constexpr std::string_view kNeverSaid("\0", 1);
+
+}  // namespace
+
+ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) {
+  std::vector<char*> words{const_cast<char*>(KELO_DEVSERVICE)};
+  for (const std::string& word : arguments) words.push_back(const_cast<char*>(word.c_str()));
+  words.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
+  out_ = Descriptor(ends[0]);
+  const Descriptor written(ends[1]);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&actions, written.Get(), STDOUT_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, output_.Path("err").c_str(),
+                                   O_WRONLY | O_CREAT, 0600);
+  const int code =
+      posix_spawn(&process_, KELO_DEVSERVICE, &actions, nullptr, words.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (code != 0) throw std::runtime_error("cannot run " KELO_DEVSERVICE);
+}
+
+bool ServiceProcess::ReadUntil(std::string_view text) {
+  while (said_.find(text) == std::string::npos) {
+    char bytes[4096];
+    const ssize_t size = read(out_.Get(), bytes, sizeof bytes);
+    if (size <= 0) return false;
+    said_.append(bytes, static_cast<std::size_t>(size));
+  }
+  return true;
+}
+
+bool ServiceProcess::IsServing() {
+  if (!ReadUntil("kKELO_URLofKELOServer = ")) return false;
+  const auto value = [&](const std::string& name) {
+    const std::string rest = Between(said_, name, "\n").at(0);
+    return rest.substr(rest.find_first_not_of(' '));
+  };
+  url = value("URL ");
+  page = value("page ");
+  key = value("key ");
+  account = {"", value("token "), value("secret ")};
+  return true;
+}
+
+Ended ServiceProcess::Wait() {
+  int status = 0;
+  if (process_ <= 0) return {};
+  ReadUntil(kNeverSaid);
+  if (waitpid(process_, &status, 0) != process_) return {};
+  process_ = -1;
+  const int code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  return {code, said_, output_.Read("err")};
+}
+
+Ended ServiceProcess::End(int signal) {
+  if (process_ > 0) kill(process_, signal);
+  return Wait();
+}
+
+}  // namespace kelo::devservice
