@@ -73,9 +73,9 @@ async function run() {
 }
 
 function confirmReset() {
-  openWindow("Empty the account?", [
-    make("p", { textContent: "Folders, albums, pictures and mails go. Sessions stay open." }),
-  ], [["Empty it", async () => {
+  openWindow("Empty all accounts?", [
+    make("p", { textContent: "Folders, albums, pictures and mails go. Accounts and sessions stay." }),
+  ], [["Empty them", async () => {
     $("window").close();
     await call("POST", "reset").catch((error) => say(error.message));
   }]]);

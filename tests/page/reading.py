@@ -143,7 +143,7 @@ class Reading(PageChecks):
         self.page.click("#reset")
         self.page.wait("document.getElementById('window').open")
         self.page.value("[...document.querySelectorAll('#window button')]"
-                        ".find((b) => b.textContent === 'Empty it').click()")
+                        ".find((b) => b.textContent === 'Empty them').click()")
         self.page.wait(has_text("#storage-text", ", 0 items"))
         self.page.wait(f"{texts('#account .row')}.length === 1")
         must(self.service.account()["items"] == [], "items are left")
