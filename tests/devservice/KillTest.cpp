@@ -64,7 +64,7 @@ TEST(Kill, InTheMiddleOfAnUploadLosesAndDoublesNothing) {
       client.Open();
       std::thread uploading([&] { UploadMissing(client, {}); });
       // The moment itself is what is tried here; nothing depends on how long it is.
-      std::this_thread::sleep_for(std::chrono::microseconds(random() % 80'000));
+      std::this_thread::sleep_for(std::chrono::microseconds(random() % 30'000));
       victim.End(SIGKILL);
       uploading.join();
     }
