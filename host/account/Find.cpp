@@ -233,7 +233,8 @@ std::optional<Entry> FindById(Library& library, const std::string& wanted) {
   return std::nullopt;
 }
 
-std::optional<Entry> FindIfAny(Library& library, const std::string& wanted, std::uint32_t kinds) {
+std::optional<Entry> FindIfAny(Library& library, const std::string& given, std::uint32_t kinds) {
+  const std::string wanted = WithoutEndSlash(given);
   const auto entry = FindById(library, wanted);
   if (!entry) return OneOf(wanted, Finder(library, wanted).Find(kinds));
   return (entry->kind & kinds) != 0 ? entry : std::nullopt;
@@ -251,7 +252,13 @@ std::optional<Entry> FolderOfItsAlbum(const std::vector<Match>& matches) {
 
 }  // namespace
 
-Entry FindEntry(Library& library, const std::string& wanted) {
+std::string WithoutEndSlash(std::string path) {
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  return path;
+}
+
+Entry FindEntry(Library& library, const std::string& given) {
+  const std::string wanted = WithoutEndSlash(given);
   if (const auto entry = FindById(library, wanted)) return *entry;
   Finder finder(library, wanted);
   const std::vector<Match> matches = finder.Find(kEverything);

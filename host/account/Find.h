@@ -16,6 +16,9 @@ namespace kelo::host {
 // one, with their ids. Needs the hierarchy.
 tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted);
 
+// "Lisbon/", as people write folders, is "Lisbon" in all of these.
+std::string WithoutEndSlash(std::string path);
+
 // The same among the albums alone; what is none is refused.
 tagKELO_ItemInfo FindAlbum(Library& library, const std::string& wanted);
 

@@ -120,26 +120,34 @@ struct Siblings {
   std::vector<std::string> names;
 };
 
-// "Journeys/Rome" is the album Rome in the folder Journeys. Throws Failure where there is no such
-// folder, unless forced.
+// Takes "Journeys/" off "Journeys/Rome" and gives the folder's id; empty where there is no path to
+// take. Throws Failure where there is no such folder, and for a folder in a folder, unless forced.
+std::string TakeFolder(Library& library, const NewContainers& wanted, std::string& name) {
+  if (name.starts_with('/')) name.erase(0, 1);
+  const std::size_t slash = name.find('/');
+  if (slash == std::string::npos) return {};
+  const std::string above = name.substr(0, slash);
+  const auto folder =
+      wanted.kind == kKELOKind_Album ? FindFolderIfAny(library, above) : std::nullopt;
+  if (!folder && !wanted.force)
+    throw Failure(fmt::format("{}; --force makes '{}' at the top",
+                              wanted.kind == kKELOKind_Album
+                                  ? fmt::format("there is no folder '{}'", ShownText(above))
+                                  : "folders hold albums alone",
+                              ShownText(name)));
+  if (!folder) return {};
+  name.erase(0, slash + 1);
+  return std::string(FieldText(folder->itemId));
+}
+
 std::vector<Siblings> ByFolder(Library& library, const NewContainers& wanted) {
   const std::string folder =
       wanted.folder.empty() ? ""
                             : std::string(FieldText(FindFolder(library, wanted.folder).itemId));
   std::vector<Siblings> all;
-  for (std::string name : wanted.names) {
-    std::string parent = folder;
-    const std::size_t slash = name.find('/', 1);
-    if (wanted.kind == kKELOKind_Album && folder.empty() && slash < name.size() - 1) {
-      const std::string above = name.substr(0, slash);
-      if (const auto found = FindFolderIfAny(library, above)) {
-        parent = FieldText(found->itemId);
-        name.erase(0, slash + 1);
-      } else if (!wanted.force) {
-        throw Failure(fmt::format("there is no folder '{}'; --force makes an album '{}' at the top",
-                                  ShownText(above), ShownText(name)));
-      }
-    }
+  for (const std::string& given : wanted.names) {
+    std::string name = WithoutEndSlash(given);
+    const std::string parent = folder.empty() ? TakeFolder(library, wanted, name) : folder;
     if (all.empty() || all.back().parent != parent) all.push_back({parent, {}});
     all.back().names.push_back(std::move(name));
   }

@@ -36,7 +36,7 @@ class Albums {
 
   // The album of --album: none for "" and "root". One that is missing has no id yet.
   AlbumName Wanted() {
-    const std::string& wanted = options_.album;
+    const std::string wanted = WithoutEndSlash(options_.album);
     if (wanted.empty() || wanted == "root") return {};
     if (const auto found = FindAlbumIfAny(host_.Loaded(), wanted)) {
       id_ = FieldText(found->itemId);

@@ -62,10 +62,10 @@ TEST_F(PutTest, FilesThatAreThereArePlacedInTheAlbum) {
     std::string album;
   };
   const Case cases[] = {
-      {"1 stored, 2 were there and are now in New & old, 1 not stored\n", "New & old"},
+      {"1 stored, 2 were there and are now in New & old, 1 not stored\n", "New & old/"},
       {"0 stored, 3 already there, 1 not stored\n", "New & old"},
       {"0 stored, 3 were there and are now in Journeys/Lisbon, 1 not stored\n", "Journeys/Lisbon"},
-      {"0 stored, 3 already there, 1 not stored\n", "Lisbon"},
+      {"0 stored, 3 already there, 1 not stored\n", "Lisbon/"},
       {"0 stored, 3 already there, 1 not stored\n", "root"},
   };
   for (const Case& one : cases)

@@ -119,12 +119,14 @@ TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
   }
   EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder"), 2u + 3 * 4);
   // A path is one, unless it is said that it is none.
-  EXPECT_EQ(Kelo({"mkalbum", "q/Slash", "Slash"}).exitCode, 0);
-  EXPECT_THAT(Kelo({"ls", "Q"}).out, HasSubstr("  Slash\n"));
+  EXPECT_EQ(Kelo({"mkalbum", "q/Slash/", "Slash", "/Top/"}).exitCode, 0);
+  EXPECT_THAT(Kelo({"ls", "Q/"}).out, HasSubstr("  Slash\n"));
   EXPECT_EQ(Kelo({"mkalbum", "AC/DC"}).err,
-            "kelo: there is no folder 'AC'; --force makes an album 'AC/DC' at the top\n");
+            "kelo: there is no folder 'AC'; --force makes 'AC/DC' at the top\n");
+  EXPECT_EQ(Kelo({"mkdir", "Q/R"}).err,
+            "kelo: folders hold albums alone; --force makes 'Q/R' at the top\n");
   EXPECT_EQ(Kelo({"mkalbum", "AC/DC", "--force"}).exitCode, 0);
-  EXPECT_THAT(Kelo({"ls"}).out, HasSubstr("  AC/DC\n"));
+  EXPECT_THAT(Kelo({"ls"}).out, AllOf(HasSubstr("  AC/DC\n"), HasSubstr("  Top\n")));
 }
 
 TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
