@@ -24,7 +24,7 @@ struct ProgramTexts {
   std::vector<std::string> usages;      // "kelo COMMAND [ARGUMENTS]"
   std::vector<Section> sections;        // at the end of its help and in its manual page ...
   std::vector<Section> manualSections;  // ... and in the page alone
-  std::string seeAlso;                  // another page: "libtVQAccess2 (3)"
+  std::vector<std::string> seeAlso;     // other pages: "libtVQAccess2 (3)"
 };
 
 // Lays out --help for a terminal of 80 columns or more. The program's name is that of the outermost

@@ -88,7 +88,7 @@ std::string ManualPage(const CLI::App& app, const ProgramTexts& texts) {
   page += ".SH COMMANDS\n" + CommandTexts(app);
   for (const Section& section : texts.sections) page += SectionText(section);
   for (const Section& section : texts.manualSections) page += SectionText(section);
-  return page + ".SH SEE ALSO\n.BR " + texts.seeAlso + "\n";
+  return page + fmt::format(".SH SEE ALSO\n.BR {}\n", fmt::join(texts.seeAlso, ",\n.BR "));
 }
 
 }  // namespace kelo

@@ -71,7 +71,7 @@ ProgramTexts ServiceTexts() {
   return {{"kelo-devservice [OPTIONS]", "kelo-devservice ctl COMMAND [ARGUMENTS]"},
           {kFaults},
           {kErrors, kFiles, kExitCodes},
-          "kelo (1)"};
+          {"kelo (1)"}};
 }
 
 }  // namespace kelo::devservice

@@ -15,8 +15,7 @@ const Section kFiles{
     {
         {"~/.local/state/kelo/session",
          "The session that kelo login opened, with its signing secret. It is of use on this "
-         "machine "
-         "only, and refused when others may read it."},
+         "machine only, and refused when others may read it."},
         {"~/.local/state/kelo/credentials", "Key, token and secret, after kelo login --remember."},
         {"~/.local/state/kelo/server-urls", "The service that kelo login --url named."},
         {"~/.local/state/kelo/profiles/NAME", "The same files of the profile NAME."},
@@ -30,8 +29,7 @@ const Section kVariables{
         {"KELO_PROFILE", "The profile, where --profile names none."},
         {"KELO_TRACE",
          "A file that gets a line for each request to the service, and what came of it; - is "
-         "standard "
-         "error. The lines hold no secret."},
+         "standard error. The lines hold no secret."},
         {"KELO_URLS_FILE", "A file with the server's address, instead of the remembered one."},
         {"XDG_STATE_HOME", "Where the folder kelo lies, instead of ~/.local/state."},
         {"http_proxy, https_proxy, all_proxy, no_proxy",
@@ -61,7 +59,10 @@ int Help(Host& host, const CLI::App& app, const std::string& wanted) {
 }  // namespace
 
 ProgramTexts KeloTexts() {
-  return {{"kelo COMMAND [ARGUMENTS]"}, {}, {kFiles, kVariables, kExitCodes}, "libtVQAccess2 (3)"};
+  return {{"kelo COMMAND [ARGUMENTS]"},
+          {},
+          {kFiles, kVariables, kExitCodes},
+          {"kelo-devservice (1)", "libtVQAccess2 (3)"}};
 }
 
 void AddHelpCommand(CLI::App& app, Action& chosen) {
