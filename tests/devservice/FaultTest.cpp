@@ -6,7 +6,6 @@
 
 #include "devservice/Client.h"
 #include "devservice/Peer.h"
-#include "devservice/UploadBody.h"
 #include "devservice/faults/Faults.h"
 
 namespace kelo::devservice {
@@ -194,34 +193,6 @@ TEST_F(ServiceTest, FaultsOfDownloadsAndTheirNumber) {
     }
     EXPECT_EQ(Client(service).Send("GET", url).body.size(), size) << fault << ": spent";
     EXPECT_EQ(service.FaultFired(id), 2u) << fault;
-  }
-}
-
-// An upload is concerned before its body comes, and all of it or nothing is stored.
-TEST_F(ServiceTest, FaultsOfUploads) {
-  struct Case {
-    std::string fault;
-    std::string outcome;
-    std::size_t stored;
-    std::uint64_t milliseconds;  // the least that its pauses take, however busy the machine
-  };
-  const std::string bytes(20'000, 'x');
-  const Case cases[] = {
-      {"UploadItems:full", "203", 0, 0},        {"*:full", "203", 0, 0},
-      {"UploadItems:garbage", "", 0, 0},        {"UploadItems:expire", "108", 0, 0},
-      {"UploadItems:slow=50000", "ok", 1, 300}, {"UploadItems:cut", "", 2, 0},
-  };
-  for (const Case& c : cases) {
-    const std::uint64_t id = service.AddFault(c.fault);
-    const auto start = std::chrono::steady_clock::now();
-    const std::string name = std::to_string(id) + ".jpg";
-    EXPECT_EQ(Post(client, MakeUpload({{name, bytes}})).Outcome(), c.outcome) << c.fault;
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(c.milliseconds))
-        << c.fault;
-    EXPECT_EQ(service.FaultFired(id), 1u) << c.fault;
-    service.ClearFaults();
-    client.Open();
-    EXPECT_EQ(Between(client.GetHierarchy().body, "<item ", "/>").size(), c.stored) << c.fault;
   }
 }
 

@@ -1,4 +1,5 @@
 // Upload checks and multipart uploads.
+#include <chrono>
 #include <filesystem>
 #include <thread>
 
@@ -147,6 +148,34 @@ TEST_F(LimitedTest, AnswersTooLongRequestsBeforeTheirEnd) {
   EXPECT_EQ(service.Log().back().bodySize, 0u);
   EXPECT_FALSE(service.Log().back().complete);
   EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", std::string(999, 'x')}})).Outcome(), "ok");
+}
+
+// An upload is concerned before its body comes, and all of it or nothing is stored.
+TEST_F(ServiceTest, FaultsOfUploads) {
+  struct Case {
+    std::string fault;
+    std::string outcome;
+    std::size_t stored;
+    std::uint64_t milliseconds;  // the least that its pauses take, however busy the machine
+  };
+  const std::string bytes(20'000, 'x');
+  const Case cases[] = {
+      {"UploadItems:full", "203", 0, 0},        {"*:full", "203", 0, 0},
+      {"UploadItems:garbage", "", 0, 0},        {"UploadItems:expire", "108", 0, 0},
+      {"UploadItems:slow=50000", "ok", 1, 300}, {"UploadItems:cut", "", 2, 0},
+  };
+  for (const Case& c : cases) {
+    const std::uint64_t id = service.AddFault(c.fault);
+    const auto start = std::chrono::steady_clock::now();
+    const std::string name = std::to_string(id) + ".jpg";
+    EXPECT_EQ(Post(client, MakeUpload({{name, bytes}})).Outcome(), c.outcome) << c.fault;
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(c.milliseconds))
+        << c.fault;
+    EXPECT_EQ(service.FaultFired(id), 1u) << c.fault;
+    service.ClearFaults();
+    client.Open();
+    EXPECT_EQ(Between(client.GetHierarchy().body, "<item ", "/>").size(), c.stored) << c.fault;
+  }
 }
 
 // Used again, moved, and moved by somebody whose service kept the paths of files.
