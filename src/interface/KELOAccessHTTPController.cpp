@@ -11,13 +11,13 @@ void KELOAccessHTTPController::SetCallback(void* commandController) {
 }
 
 template <typename Perform>
-uint32_t KELOAccessHTTPController::Traced(const TracedRequest& request, const std::string& response,
+uint32_t KELOAccessHTTPController::Traced(const TracedRequest& request, const std::string* answer,
                                           Perform perform) {
   RequestTrace trace;
   const uint32_t result = perform();
   if (trace.IsWanted()) {
     const uint32_t command = commandController_ ? commandController_->RunningCommand() : 0;
-    trace.Write(command, request, LastTransfer(), response, result);
+    trace.Write(command, request, LastTransfer(), answer, result);
   }
   return result;
 }
@@ -26,14 +26,14 @@ uint32_t KELOAccessHTTPController::HTTPRequestPUT(const std::string& url, const 
                                                   const std::string& body, std::string& response,
                                                   uint32_t timeout) {
   return Traced(
-      {"PUT", url, query, body}, response,
+      {"PUT", url, query, body}, &response,
       [&] { return KELOHTTPController::HTTPRequestPUT(url, query, body, response, timeout); });
 }
 
 uint32_t KELOAccessHTTPController::HTTPRequestGET(const std::string& url, const std::string& query,
                                                   std::string& response, uint32_t timeout) {
   return Traced(
-      {"GET", url, query, {}}, response,
+      {"GET", url, query, {}}, &response,
       [&] { return KELOHTTPController::HTTPRequestGET(url, query, response, timeout); });
 }
 
@@ -43,7 +43,7 @@ uint32_t KELOAccessHTTPController::HTTPRequestFileUpload(
     const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
     uint32_t timeout) {
   const std::string_view document = parts.empty() ? std::string_view() : parts.front().bytes;
-  return Traced({"POST", url, query, document}, response, [&] {
+  return Traced({"POST", url, query, document}, &response, [&] {
     return KELOHTTPController::HTTPRequestFileUpload(url, query, headers, parts, response, timeout);
   });
 }
@@ -52,7 +52,7 @@ uint32_t KELOAccessHTTPController::HTTPFileDownload(const std::string& url,
                                                     const std::string& destPath, uint32_t& fileSize,
                                                     uint32_t timeout) {
   return Traced(
-      {"GET", url, {}, {}}, {},
+      {"GET", url, {}, {}}, nullptr,
       [&] { return KELOHTTPController::HTTPFileDownload(url, destPath, fileSize, timeout); });
 }
 

@@ -41,7 +41,7 @@ class KELOAccessHTTPController : public KELOHTTPController {
 
  private:
   template <typename Perform>
-  uint32_t Traced(const TracedRequest& request, const std::string& response, Perform perform);
+  uint32_t Traced(const TracedRequest& request, const std::string* answer, Perform perform);
 
   KELOAccessCommandController* commandController_ = nullptr;
 };

@@ -9,9 +9,11 @@
 #include <csignal>
 #include <ctime>
 
+#include "KELOAccess.h"
 #include "platform/Environment.h"
 #include "platform/FileStream.h"
 #include "protocol/RequestDocument.h"
+#include "protocol/ServiceAnswer.h"
 #include "text/XMLSearch.h"
 
 namespace kelo {
@@ -142,11 +144,12 @@ class BrokenPipeShield {
 RequestTrace::RequestTrace() : path_(TrustedEnvironment("KELO_TRACE")) {}
 
 void RequestTrace::Write(uint32_t command, const TracedRequest& request,
-                         const URLTransferInfo& transfer, std::string_view response,
+                         const URLTransferInfo& transfer, const std::string* answer,
                          uint32_t result) const {
   const auto taken = std::chrono::steady_clock::now() - begun_;
+  if (answer != nullptr && result == kKELOResult_Success) result = ResultOfAnswer(*answer);
   const std::string line =
-      Line(command, request, transfer, response, result,
+      Line(command, request, transfer, answer != nullptr ? std::string_view(*answer) : "", result,
            std::chrono::duration_cast<std::chrono::milliseconds>(taken).count());
   const BrokenPipeShield shield;
   int error = 0;

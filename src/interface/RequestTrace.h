@@ -31,10 +31,11 @@ class RequestTrace {
  public:
   RequestTrace();
   bool IsWanted() const { return path_ != nullptr; }
-  // Writes the line of a request that has ended. A line that cannot be written is lost. Throws
-  // std::bad_alloc.
+  // Writes the line of a request that has ended: with `result`, or with what the service's `answer`
+  // comes to (null where none was wanted, as by a download). A line that cannot be written is lost.
+  // Throws std::bad_alloc.
   void Write(uint32_t command, const TracedRequest& request, const URLTransferInfo& transfer,
-             std::string_view response, uint32_t result) const;
+             const std::string* answer, uint32_t result) const;
 
  private:
   const char* const path_;  // null: nothing is traced

@@ -39,20 +39,19 @@ uint32_t ConvertErrorCodeFromKELO(std::string_view errcode) {
   return kKELOResult_GeneralFailure;
 }
 
+uint32_t ResultOfAnswer(std::string_view answer) {
+  const auto stat = FindPresentAttribute(answer, "stat");
+  if (stat == "ok") return kKELOResult_Success;
+  const auto errcode = FindPresentAttribute(answer, "errcode");
+  return stat && errcode ? ConvertErrorCodeFromKELO(*errcode)
+                         : uint32_t{kKELOResult_GeneralFailure};
+}
+
 ServiceAnswer::ServiceAnswer(uint32_t transferResult, std::string text) : result_(transferResult) {
   if (transferResult != kKELOResult_Success) return;
   text_ = std::move(text);
-  result_ = kKELOResult_GeneralFailure;
-  const auto stat = Attribute("stat");
-  if (!stat) return;
-  if (*stat == "ok") {
-    result_ = kKELOResult_Success;
-    return;
-  }
-  const auto errcode = Attribute("errcode");
-  if (!errcode) return;
-  serviceError_ = true;
-  result_ = ConvertErrorCodeFromKELO(*errcode);
+  result_ = ResultOfAnswer(text_);
+  serviceError_ = !Ok() && Attribute("stat") && Attribute("errcode");
 }
 
 std::optional<std::string_view> ServiceAnswer::Attribute(std::string_view name) const {

@@ -14,13 +14,16 @@ namespace kelo {
 // and for every number that has no code of its own.
 uint32_t ConvertErrorCodeFromKELO(std::string_view errcode);
 
+// What an answer comes to: 0 for "ok", the code of the service's error, 4144 where "stat" or
+// "errcode" is missing.
+uint32_t ResultOfAnswer(std::string_view answer);
+
 class ServiceAnswer {
  public:
   // The answer in `text`; where `transferResult` is a failure, that failure without an answer.
   ServiceAnswer(uint32_t transferResult, std::string text);
 
-  // 0 for "ok"; the transfer's failure; the code of the service's error; 4144 where "stat" or
-  // "errcode" is missing.
+  // The transfer's failure, or what the answer comes to.
   uint32_t Result() const { return result_; }
   bool Ok() const { return result_ == 0; }
   // The service understood the request and refused it: "stat" and "errcode" are both there.

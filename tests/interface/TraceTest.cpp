@@ -55,7 +55,7 @@ TEST_F(TraceTest, ALineForEachRequestTellsWhatBecameOfIt) {
         "<r stat=\"fail\" errcode=\"208\" errmsg=\"two\nlines, said 'so'\" />");
   EXPECT_EQ(Capacity(), 4101u);
   EXPECT_THAT(LastLine(),
-              IsLine(".* stat=fail errcode=208 errmsg=\"two lines, said 'so'\" result=0 .*"));
+              IsLine(".* stat=fail errcode=208 errmsg=\"two lines, said 'so'\" result=4101 .*"));
   Requeue("GetStorageCapacity", ReplyWith("", 503));
   EXPECT_EQ(Capacity(), 4114u);
   EXPECT_THAT(LastLine(), IsLine(".* http=503 result=4114 ms=[0-9]+ connection=reused"));
