@@ -21,21 +21,19 @@ bool HasLeft(int socket) {
   return seen == 0 || (seen < 0 && errno != EAGAIN && errno != EINTR);
 }
 
-void WatchFor(int poll, int descriptor) {
+bool WatchFor(int poll, int descriptor) {
   epoll_event event{};
   event.events = EPOLLIN | EPOLLRDHUP;
   event.data.fd = descriptor;
-  if (epoll_ctl(poll, EPOLL_CTL_ADD, descriptor, &event) != 0)
-    throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+  return epoll_ctl(poll, EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
 }  // namespace
 
 IdleConnections::IdleConnections(Wake wake)
     : wake_(std::move(wake)), poll_(epoll_create1(EPOLL_CLOEXEC)), stop_(eventfd(0, EFD_CLOEXEC)) {
-  if (poll_.Get() < 0 || stop_.Get() < 0)
+  if (poll_.Get() < 0 || stop_.Get() < 0 || !WatchFor(poll_.Get(), stop_.Get()))
     throw std::system_error(errno, std::generic_category(), "cannot watch connections");
-  WatchFor(poll_.Get(), stop_.Get());
   thread_ = std::thread([this] { Watch(); });
 }
 
@@ -47,7 +45,9 @@ IdleConnections::~IdleConnections() {
 void IdleConnections::Add(int socket) {
   const std::lock_guard lock(mutex_);
   since_[socket] = Clock::now();
-  WatchFor(poll_.Get(), socket);
+  if (WatchFor(poll_.Get(), socket)) return;
+  since_.erase(socket);
+  close(socket);
 }
 
 void IdleConnections::Stop() {

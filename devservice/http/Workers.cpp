@@ -1,23 +1,38 @@
 // Finished threads are joined when the next one starts.
 #include "devservice/http/Workers.h"
 
+#include <system_error>
+#include <utility>
+
 namespace kelo::devservice {
 
 void Workers::Start(std::function<void()> work) {
   const std::lock_guard lock(mutex_);
   JoinFinished();
-  threads_.emplace_back();
-  const auto self = std::prev(threads_.end());
-  *self = std::thread([this, self, work = std::move(work)] {
+  waiting_.push_back(std::move(work));
+  const auto self = threads_.emplace(threads_.end());
+  try {
+    *self = std::thread([this, self] { Run(self); });
+  } catch (const std::system_error&) {
+    threads_.erase(self);  // one of the others takes the work
+  }
+}
+
+void Workers::Run(Threads::iterator self) {
+  std::unique_lock lock(mutex_);
+  while (!waiting_.empty()) {
+    const std::function<void()> work = std::move(waiting_.front());
+    waiting_.pop_front();
+    lock.unlock();
     work();
-    const std::lock_guard finishedLock(mutex_);
-    finished_.push_back(self);
-  });
+    lock.lock();
+  }
+  finished_.push_back(self);
 }
 
 void Workers::Join() {
   std::unique_lock lock(mutex_);
-  std::list<std::thread> threads = std::move(threads_);
+  Threads threads = std::move(threads_);
   threads_.clear();
   lock.unlock();
   for (std::thread& thread : threads) thread.join();

@@ -1,6 +1,7 @@
 // Threads for what is being served.
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -10,7 +11,7 @@
 namespace kelo::devservice {
 
 // A thread for every connection that is being served, so that silent answers never keep others
-// waiting. Thread-safe.
+// waiting. A connection for which the system has no thread waits for one that ends. Thread-safe.
 class Workers {
  public:
   ~Workers() { Join(); }
@@ -19,11 +20,14 @@ class Workers {
   void Join();  // no Start may follow
 
  private:
+  using Threads = std::list<std::thread>;
+  void Run(Threads::iterator self);
   void JoinFinished();
 
-  std::mutex mutex_;
-  std::list<std::thread> threads_;
-  std::vector<std::list<std::thread>::iterator> finished_;
+  std::mutex mutex_;  // guards what follows
+  std::deque<std::function<void()>> waiting_;
+  Threads threads_;
+  std::vector<Threads::iterator> finished_;
 };
 
 }  // namespace kelo::devservice
