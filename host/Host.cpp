@@ -8,7 +8,7 @@ Library& Host::WithSession() {
     const StateFile state = State();
     state.ApplyUrl();
     const StoredSession stored = state.Load();
-    library_.SetSession(stored.session, stored.secret);
+    library_.Restore(stored.session, stored.secret);
     if (const auto credentials = state.Remembered())
       library_.OnEndedSession([this, credentials] { Reopen(*credentials); });
     restored_ = true;
@@ -17,15 +17,15 @@ Library& Host::WithSession() {
 }
 
 void Host::Reopen(const Credentials& credentials) {
-  library_.OpenSession(credentials);
+  library_.Open(credentials);
   State().Save({library_.Session(), credentials.signingSecret});
   // The library forgot the account with the session; what is sent again may need it.
-  if (loaded_) library_.LoadHierarchy();
+  if (loaded_) library_.Load();
 }
 
 Library& Host::Loaded() {
   WithSession();
-  if (!loaded_) library_.LoadHierarchy();
+  if (!loaded_) library_.Load();
   loaded_ = true;
   return library_;
 }

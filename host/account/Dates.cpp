@@ -89,18 +89,18 @@ std::string Written(chrono::sys_seconds time, char between, bool withSeconds) {
 
 }  // namespace
 
-std::string DateText(std::string_view raw, Clock clock) {
-  const auto date = Read(raw, clock);
-  return date ? Written(ShownTime(*date), ' ', false) : Shown(raw);
+std::string DateText(std::string_view text, Clock clock) {
+  const auto date = Read(text, clock);
+  return date ? Written(ShownTime(*date), ' ', false) : Shown(text);
 }
 
-std::string IsoDate(std::string_view raw, Clock clock) {
-  const auto date = Read(raw, clock);
-  return date ? Written(date->time, 'T', true) + (date->universal ? "Z" : "") : Resolved(raw);
+std::string IsoDate(std::string_view text, Clock clock) {
+  const auto date = Read(text, clock);
+  return date ? Written(date->time, 'T', true) + (date->universal ? "Z" : "") : std::string(text);
 }
 
-std::optional<std::int64_t> ShownSeconds(std::string_view raw, Clock clock) {
-  const auto date = Read(raw, clock);
+std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock) {
+  const auto date = Read(text, clock);
   if (!date) return std::nullopt;
   return ShownTime(*date).time_since_epoch().count();
 }

@@ -15,12 +15,12 @@ enum class Clock { Universal, Camera };
 
 // As a person reads it, "2024-05-17 10:11", universal time on the local clock, a camera's on its
 // own. A text that is no date is shown as it is.
-std::string DateText(std::string_view raw, Clock clock);
+std::string DateText(std::string_view text, Clock clock);
 
 // ISO 8601, "2024-05-17T10:11:12Z"; a camera's without the Z.
-std::string IsoDate(std::string_view raw, Clock clock);
+std::string IsoDate(std::string_view text, Clock clock);
 
 // Orders dates by the clock on which they are shown, in seconds; nothing for what is no date.
-std::optional<std::int64_t> ShownSeconds(std::string_view raw, Clock clock);
+std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock);
 
 }  // namespace kelo::host

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <string_view>
 
-#include "KELOAccess.h"
+#include "KELOAccess.hpp"
 #include "host/terminal/Output.h"
 
 namespace kelo::host {
 
 // Any entry of the account: id, kind, name, parentId, and what its kind has besides.
-Json EntryJson(const tagKELO_ItemInfo& entry);
+Json EntryJson(const Item& entry);
 
 // The id as commands take it: "root" for the root album. Null for none.
 Json IdJson(std::string_view id);

@@ -10,17 +10,16 @@
 
 #include "commandline/Suggest.h"
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "text/Unicode.h"
 
 namespace kelo::host {
 namespace {
 
-using Entry = tagKELO_ItemInfo;
+using Entry = Item;
 
-constexpr std::uint32_t kAlbums = kKELOKind_Album | kKELOKind_FriendAlbum | kKELOKind_RootAlbum;
-constexpr std::uint32_t kEverything = kAlbums | kKELOKind_Folder | kKELOKind_FileItem;
+constexpr Kind kAlbums = Kind::Album | Kind::FriendAlbum | Kind::RootAlbum;
+constexpr Kind kAnyKind = kAlbums | Kind::Folder | Kind::FileItem;
 constexpr std::size_t kMaxShown = 10;
 
 // Composed, so that no way to write an accent counts; byte for byte where it is not UTF-8.
@@ -38,7 +37,7 @@ struct Name {
   bool cut = false;
 
   explicit Name(const Entry& entry)
-      : text(Comparable(NameText(FieldText(entry.name)))), cut(MayBeCut(FieldText(entry.name))) {}
+      : text(Comparable(Composed(entry.name))), cut(MayBeCut(entry)) {}
   explicit Name(std::u16string_view own) : text(own) {}
 };
 
@@ -76,20 +75,19 @@ struct Container {
 };
 
 std::vector<Container> Containers(Library& library) {
-  const auto entries =
-      library.List(KELO_ALL_ITEMS_ID, kKELOKind_Folder | kKELOKind_Album | kKELOKind_FriendAlbum);
+  const auto entries = library.List(kEverything, Kind::Folder | Kind::Album | Kind::FriendAlbum);
   std::map<std::string_view, const Entry*> folders;
   for (const Entry& entry : entries)
-    if (entry.kind == kKELOKind_Folder) folders.emplace(FieldText(entry.itemId), &entry);
+    if (entry.kind == Kind::Folder) folders.emplace(entry.id, &entry);
   std::vector<Container> containers;
-  containers.push_back({library.Info(KELO_ROOT_ALBUM_ID), {Name(u"root")}, "/root"});
+  containers.push_back({library.Info(kRootAlbum), {Name(u"root")}, "/root"});
   for (const Entry& entry : entries) {
     Container& container = containers.emplace_back(Container{entry, {}, {}});
     const auto add = [&container](const Entry& named) {
       container.path.emplace_back(named);
-      container.shown += "/" + Shown(FieldText(named.name));
+      container.shown += "/" + Shown(named.name);
     };
-    const auto folder = folders.find(FieldText(entry.parentId));
+    const auto folder = folders.find(entry.parentId);
     if (folder != folders.end()) add(*folder->second);
     add(entry);
   }
@@ -111,12 +109,12 @@ class Finder {
 
   // The best matches of these kinds, each entry once: those in the very letters, or else those
   // without case.
-  std::vector<Match> Find(std::uint32_t kinds) {
+  std::vector<Match> Find(Kind kinds) {
     Forget();
     for (const Container& container : containers_)
-      if ((container.entry.kind & kinds & ~kKELOKind_RootAlbum) != 0)
+      if (Is(container.entry.kind & kinds, ~Kind::RootAlbum))
         Consider(container.entry, container.path, [&] { return container.shown; });
-    if (!matches_.empty() || (kinds & kKELOKind_FileItem) == 0) return matches_;
+    if (!matches_.empty() || !Is(kinds, Kind::FileItem)) return matches_;
     ForEachItem([this](const Container& container, const Entry& item) {
       Consider(item, container.path, [&] { return container.shown + "/" + ShownName(item); });
     });
@@ -142,7 +140,7 @@ class Finder {
   }
 
  private:
-  static std::string ShownName(const Entry& entry) { return Shown(FieldText(entry.name)); }
+  static std::string ShownName(const Entry& entry) { return Shown(entry.name); }
 
   // The last parts of a path, with `depth` separators between them.
   static std::string Tail(const std::string& shown, std::ptrdiff_t depth) {
@@ -168,17 +166,17 @@ class Finder {
     if (likeness == Likeness::None || likeness < best_) return;
     if (likeness > best_) Forget();
     best_ = likeness;
-    if (ids_.emplace(FieldText(entry.itemId)).second) matches_.push_back({entry, shownPath()});
+    if (ids_.emplace(entry.id).second) matches_.push_back({entry, shownPath()});
   }
 
   // Calls with each item and its container, whose path leads to the item during the call.
   template <typename Visit>
   void ForEachItem(const Visit& visit) {
     for (Container& container : containers_) {
-      if (container.entry.kind == kKELOKind_Folder) continue;
-      const bool root = container.entry.kind == kKELOKind_RootAlbum;
-      for (const Entry& item : library_.List(
-               root ? KELO_ROOT_ALBUM_ID : FieldText(container.entry.itemId), kKELOKind_FileItem)) {
+      if (container.entry.kind == Kind::Folder) continue;
+      const bool root = container.entry.kind == Kind::RootAlbum;
+      for (const Entry& item :
+           library_.List(root ? kRootAlbum : container.entry.id, Kind::FileItem)) {
         container.path.emplace_back(item);
         visit(container, item);
         container.path.pop_back();
@@ -202,15 +200,15 @@ class Finder {
       list += fmt::format("\n  and {} more", matches.size() - kMaxShown);
       break;
     }
-    list += fmt::format("\n  {}  {}", Shown(FieldText(match.entry.itemId)), match.path);
+    list += fmt::format("\n  {}  {}", Shown(match.entry.id), match.path);
   }
   throw Failure(fmt::format("'{}' may mean {} entries; name one by its id or its path:{}",
-                            ShownText(wanted), matches.size(), list));
+                            Shown(wanted), matches.size(), list));
 }
 
 [[noreturn]] void FailUnknown(const std::string& wanted, Finder& finder) {
   const auto nearest = finder.Nearest();
-  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}", ShownText(wanted),
+  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}", Shown(wanted),
                             nearest ? fmt::format("; did you mean '{}'?", *nearest)
                                     : "; 'kelo tree' shows what there is"));
 }
@@ -223,7 +221,7 @@ std::optional<Entry> OneOf(const std::string& wanted, const std::vector<Match>& 
 // By the id, or by the word for the root album.
 std::optional<Entry> FindById(Library& library, const std::string& wanted) {
   if (wanted.empty()) throw Failure("an empty name names nothing");
-  if (wanted == "root") return library.Info(KELO_ROOT_ALBUM_ID);
+  if (wanted == "root") return library.Info(kRootAlbum);
   if (wanted.size() >= KELO_ID_FIELD_SIZE) return std::nullopt;
   try {
     return library.Info(wanted);
@@ -233,11 +231,11 @@ std::optional<Entry> FindById(Library& library, const std::string& wanted) {
   return std::nullopt;
 }
 
-std::optional<Entry> FindIfAny(Library& library, const std::string& given, std::uint32_t kinds) {
+std::optional<Entry> FindIfAny(Library& library, const std::string& given, Kind kinds) {
   const std::string wanted = WithoutEndSlash(given);
   const auto entry = FindById(library, wanted);
   if (!entry) return OneOf(wanted, Finder(library, wanted).Find(kinds));
-  return (entry->kind & kinds) != 0 ? entry : std::nullopt;
+  return Is(entry->kind, kinds) ? entry : std::nullopt;
 }
 
 // A folder, where the other match is the album in it that has its name: that of its loose pictures.
@@ -245,8 +243,7 @@ std::optional<Entry> FolderOfItsAlbum(const std::vector<Match>& matches) {
   if (matches.size() != 2) return std::nullopt;
   for (const auto& [folder, album] : {std::pair(matches[0].entry, matches[1].entry),
                                       std::pair(matches[1].entry, matches[0].entry)})
-    if (folder.kind == kKELOKind_Folder && FieldText(album.parentId) == FieldText(folder.itemId))
-      return folder;
+    if (folder.kind == Kind::Folder && album.parentId == folder.id) return folder;
   return std::nullopt;
 }
 
@@ -261,7 +258,7 @@ Entry FindEntry(Library& library, const std::string& given) {
   const std::string wanted = WithoutEndSlash(given);
   if (const auto entry = FindById(library, wanted)) return *entry;
   Finder finder(library, wanted);
-  const std::vector<Match> matches = finder.Find(kEverything);
+  const std::vector<Match> matches = finder.Find(kAnyKind);
   if (const auto folder = FolderOfItsAlbum(matches)) return *folder;
   const auto entry = OneOf(wanted, matches);
   if (!entry) FailUnknown(wanted, finder);
@@ -275,17 +272,17 @@ std::optional<Entry> FindAlbumIfAny(Library& library, const std::string& wanted)
 Entry FindAlbum(Library& library, const std::string& wanted) {
   if (const auto album = FindAlbumIfAny(library, wanted)) return *album;
   FindEntry(library, wanted);
-  throw Failure(fmt::format("'{}' is not an album", ShownText(wanted)));
+  throw Failure(fmt::format("'{}' is not an album", Shown(wanted)));
 }
 
 std::optional<Entry> FindFolderIfAny(Library& library, const std::string& wanted) {
-  return FindIfAny(library, wanted, kKELOKind_Folder);
+  return FindIfAny(library, wanted, Kind::Folder);
 }
 
 Entry FindFolder(Library& library, const std::string& wanted) {
   if (const auto folder = FindFolderIfAny(library, wanted)) return *folder;
   FindEntry(library, wanted);
-  throw Failure(fmt::format("'{}' is not a folder", ShownText(wanted)));
+  throw Failure(fmt::format("'{}' is not a folder", Shown(wanted)));
 }
 
 }  // namespace kelo::host

@@ -14,19 +14,19 @@ namespace kelo::host {
 // the ways to write an accent. Folders and albums come before items, and a folder before the album
 // in it that has its name. Throws Failure when there is none, with the nearest name, or more than
 // one, with their ids. Needs the hierarchy.
-tagKELO_ItemInfo FindEntry(Library& library, const std::string& wanted);
+Item FindEntry(Library& library, const std::string& wanted);
 
 // "Lisbon/", as people write folders, is "Lisbon" in all of these.
 std::string WithoutEndSlash(std::string path);
 
 // The same among the albums alone; what is none is refused.
-tagKELO_ItemInfo FindAlbum(Library& library, const std::string& wanted);
+Item FindAlbum(Library& library, const std::string& wanted);
 
 // Nothing where no album is meant. More than one is still a Failure.
-std::optional<tagKELO_ItemInfo> FindAlbumIfAny(Library& library, const std::string& wanted);
+std::optional<Item> FindAlbumIfAny(Library& library, const std::string& wanted);
 
 // The same for folders.
-tagKELO_ItemInfo FindFolder(Library& library, const std::string& wanted);
-std::optional<tagKELO_ItemInfo> FindFolderIfAny(Library& library, const std::string& wanted);
+Item FindFolder(Library& library, const std::string& wanted);
+std::optional<Item> FindFolderIfAny(Library& library, const std::string& wanted);
 
 }  // namespace kelo::host

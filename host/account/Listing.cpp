@@ -13,7 +13,6 @@
 #include "host/account/EntryJson.h"
 #include "host/account/Names.h"
 #include "host/account/Tree.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -27,17 +26,16 @@ struct EntryDate {
 };
 
 // The date that a row shows, and by which it is sorted.
-EntryDate DateOf(const tagKELO_ItemInfo& entry, SortKey key) {
+EntryDate DateOf(const Item& entry, SortKey key) {
   if (key == SortKey::Upload && entry.uploadDate[0] != '\0')
-    return {FieldText(entry.uploadDate), Clock::Universal};
-  if (key != SortKey::Upload && entry.shotDate[0] != '\0')
-    return {FieldText(entry.shotDate), Clock::Camera};
-  return {FieldText(entry.modifyDate), Clock::Universal};
+    return {entry.uploadDate, Clock::Universal};
+  if (key != SortKey::Upload && entry.shotDate[0] != '\0') return {entry.shotDate, Clock::Camera};
+  return {entry.modifyDate, Clock::Universal};
 }
 
-std::string KindOf(const tagKELO_ItemInfo& entry) {
+std::string KindOf(const Item& entry) {
   if (!IsContainer(entry)) return std::string(FormatText(entry.fileFormat));
-  return fmt::format("{} ({})", KindText(entry.kind), std::uint32_t{entry.itemCount});
+  return fmt::format("{} ({})", KindText(entry.kind), entry.itemCount);
 }
 
 }  // namespace
@@ -52,8 +50,8 @@ class Listing::NameKeys {
     if (U_FAILURE(status)) throw Failure("cannot sort by name: the collation is not available");
   }
 
-  std::string operator()(const tagKELO_ItemInfo& entry) const {
-    const icu::UnicodeString name = icu::UnicodeString::fromUTF8(NameText(FieldText(entry.name)));
+  std::string operator()(const Item& entry) const {
+    const icu::UnicodeString name = icu::UnicodeString::fromUTF8(Composed(entry.name));
     std::string key(64, '\0');
     for (;;) {
       const std::int32_t length = collator_->getSortKey(
@@ -74,7 +72,7 @@ Listing::Listing(Output& out, SortOrder order) : out_(out), order_(order) {
 
 Listing::~Listing() = default;
 
-void Listing::Add(const tagKELO_ItemInfo& entry) {
+void Listing::Add(const Item& entry) {
   empty_ = false;
   if (order_.key == SortKey::Service && !order_.reverse)
     Tell(RowOf(entry));
@@ -82,7 +80,7 @@ void Listing::Add(const tagKELO_ItemInfo& entry) {
     rows_.push_back(RowOf(entry));
 }
 
-Listing::Row Listing::RowOf(const tagKELO_ItemInfo& entry) const {
+Listing::Row Listing::RowOf(const Item& entry) const {
   Row row;
   const EntryDate date = DateOf(entry, order_.key);
   if (nameKeys_) row.name = (*nameKeys_)(entry);

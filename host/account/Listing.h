@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "KELOAccess.h"
+#include "KELOAccess.hpp"
 #include "host/terminal/Output.h"
 
 namespace kelo::host {
@@ -31,7 +31,7 @@ class Listing {
   Listing(const Listing&) = delete;
   Listing& operator=(const Listing&) = delete;
 
-  void Add(const tagKELO_ItemInfo& entry);
+  void Add(const Item& entry);
   // Tells what is left to tell. Whether there was any entry.
   bool Finish();
 
@@ -44,7 +44,7 @@ class Listing {
     Json object;
   };
 
-  Row RowOf(const tagKELO_ItemInfo& entry) const;
+  Row RowOf(const Item& entry) const;
   void Tell(const Row& row);
   void Flush();
 

@@ -6,7 +6,6 @@
 #include <array>
 #include <charconv>
 
-#include "KELOAccess.hpp"
 #include "commandline/Printable.h"
 #include "text/Unicode.h"
 
@@ -35,53 +34,40 @@ std::string Shortened(const std::string& name) {
   return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
 }
 
-// Composed, as a person types it, where that is possible.
-std::string Composed(std::string text) {
-  std::string composed;
-  const std::string_view whole = ComposeUtf8(text, composed);
-  return whole.data() == composed.data() ? composed : text;
-}
-
 std::string Component(std::string_view text) {
-  std::string name = Printable(Composed(std::string(text)), '_', "/\\");
+  std::string name = Printable(Composed(text), '_', "/\\");
   if (!name.empty() && name[0] == '.') name[0] = '_';
   return Shortened(name);
 }
 
-// Printable ASCII without references, as most names are: long listings live on that.
-bool IsPlain(std::string_view raw) {
+// Printable ASCII, as most names are: long listings live on that.
+bool IsPlain(std::string_view text) {
   bool other = false;
-  for (const char c : raw) other |= c < 0x20 || c > 0x7E || c == '&';
+  for (const char c : text) other |= c < 0x20 || c > 0x7E;
   return !other;
 }
 
 }  // namespace
 
-std::string Resolved(std::string_view raw) {
-  return Composed(Decoded(raw));
+std::string Composed(std::string_view text) {
+  std::string composed;
+  const std::string_view whole = ComposeUtf8(text, composed);
+  return whole.data() == composed.data() ? composed : std::string(text);
 }
 
-std::string NameText(std::string_view raw) {
-  return Composed(Decoded(raw, MayBeCut(raw)));
+bool MayBeCut(const Item& entry) {
+  return entry.raw.name.size() == kNameFieldBytes;
 }
 
-bool MayBeCut(std::string_view raw) {
-  return raw.size() == kNameFieldBytes;
+std::string Shown(std::string_view text) {
+  if (IsPlain(text)) return std::string(text);
+  return Printable(Composed(text));
 }
 
-std::string Shown(std::string_view raw) {
-  if (IsPlain(raw)) return std::string(raw);
-  return Printable(NameText(raw));
-}
-
-std::string ShownText(std::string_view text) {
-  return Printable(Composed(std::string(text)));
-}
-
-std::string FileName(std::string_view raw, std::string_view fallback) {
-  std::string name = Component(NameText(raw));
-  if (name.empty()) name = Component(fallback);
-  return name.empty() ? "unnamed" : name;
+std::string FileName(std::string_view name, std::string_view fallback) {
+  std::string component = Component(name);
+  if (component.empty()) component = Component(fallback);
+  return component.empty() ? "unnamed" : component;
 }
 
 std::string NumberedName(const std::string& name, int number, Named named) {

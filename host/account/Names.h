@@ -1,30 +1,27 @@
-// Texts that come from the service, made fit for a terminal or a file system: references resolved,
-// nothing in them that a terminal obeys or a path follows.
+// Texts made fit for a terminal or a file system: nothing in them that a terminal obeys or a path
+// follows.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "KELOAccess.hpp"
+
 namespace kelo::host {
 
-// The text with character and entity references resolved; as it stands where that is not possible.
-std::string Resolved(std::string_view raw);
-// The same for a name: where it fills the field of its record it may end in the middle of a
-// reference or character, which is left out.
-std::string NameText(std::string_view raw);
-// Whether the name fills its field, so that its end may be missing.
-bool MayBeCut(std::string_view raw);
+// The text composed (NFC), as a person types it; as it stands where that is not possible.
+std::string Composed(std::string_view text);
+// Whether the entry's name fills its field, so that its end may be missing.
+bool MayBeCut(const Item& entry);
 
-// For a terminal: a name's text, and every control, direction mark and malformed byte shown as "?".
-std::string Shown(std::string_view raw);
-// The same for a text from here, a path or what a person typed: "&amp;" in it is no reference.
-std::string ShownText(std::string_view text);
+// For a terminal: composed, and every control, direction mark and malformed byte shown as "?".
+std::string Shown(std::string_view text);
 
 // One harmless path component made from a name of the service, at most 255 bytes, composed (NFC);
 // `fallback` (made harmless too) where nothing is left. Never ".", "..", hidden, or with a
 // separator.
-std::string FileName(std::string_view raw, std::string_view fallback);
+std::string FileName(std::string_view name, std::string_view fallback);
 
 // The n-th of several entries that would have one name: "a.jpg", then "a (2).jpg". A folder's name
 // has no extension.

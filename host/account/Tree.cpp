@@ -5,7 +5,6 @@
 
 #include "host/account/EntryJson.h"
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 
 namespace kelo::host {
 namespace {
@@ -17,8 +16,8 @@ class TreePrinter {
 
   void Print() {
     out_.Line("Account");
-    Children("", kKELOKind_RootAlbum | kKELOKind_Folder | kKELOKind_Album, {});
-    const auto friends = library_.List(KELO_ALL_ITEMS_ID, kKELOKind_FriendAlbum);
+    Children(kRoot, Kind::RootAlbum | Kind::Folder | Kind::Album, {});
+    const auto friends = library_.List(kEverything, Kind::FriendAlbum);
     if (friends.empty()) return;
     out_.Line("Friends' albums");
     Entries(friends, {});
@@ -31,14 +30,14 @@ class TreePrinter {
     std::string path;
   };
 
-  void Children(std::string_view target, std::uint32_t kinds, const Above& above) {
+  void Children(std::string_view target, Kind kinds, const Above& above) {
     Entries(library_.List(target, kinds), above);
   }
 
-  void Entries(const std::vector<tagKELO_ItemInfo>& entries, const Above& above) {
+  void Entries(const std::vector<Item>& entries, const Above& above) {
     for (std::size_t at = 0; at < entries.size(); ++at) {
       const bool last = at + 1 == entries.size();
-      const tagKELO_ItemInfo& entry = entries[at];
+      const Item& entry = entries[at];
       const std::string path = above.path + "/" + PathName(entry);
       Json json;
       if (out_.IsJson()) {
@@ -50,21 +49,21 @@ class TreePrinter {
     }
   }
 
-  void Below(const tagKELO_ItemInfo& entry, const Above& above) {
-    const std::string_view id = FieldText(entry.itemId);
-    if (entry.kind == kKELOKind_Folder)
-      Children(id, kKELOKind_Album, above);
+  void Below(const Item& entry, const Above& above) {
+    const std::string_view id = entry.id;
+    if (entry.kind == Kind::Folder)
+      Children(id, Kind::Album, above);
     else if (items_ && IsContainer(entry))
-      Children(id, kKELOKind_FileItem, above);
+      Children(id, Kind::FileItem, above);
   }
 
-  static std::string PathName(const tagKELO_ItemInfo& entry) {
-    return entry.kind == kKELOKind_RootAlbum ? "root" : NameText(FieldText(entry.name));
+  static std::string PathName(const Item& entry) {
+    return entry.kind == Kind::RootAlbum ? "root" : Composed(entry.name);
   }
 
-  static std::string Describe(const tagKELO_ItemInfo& entry) {
+  static std::string Describe(const Item& entry) {
     if (!IsContainer(entry)) return fmt::format("{}  [{}]", EntryName(entry), EntryId(entry));
-    const bool folder = entry.kind == kKELOKind_Folder;
+    const bool folder = entry.kind == Kind::Folder;
     return fmt::format("{}{}  [{}] {}, {}", EntryName(entry), folder ? "/" : "", EntryId(entry),
                        KindText(entry.kind), CountText(entry.itemCount, folder ? "album" : "item"));
   }
@@ -76,20 +75,20 @@ class TreePrinter {
 
 }  // namespace
 
-std::string EntryName(const tagKELO_ItemInfo& entry) {
-  return entry.kind == kKELOKind_RootAlbum ? "(in no album)" : Shown(FieldText(entry.name));
+std::string EntryName(const Item& entry) {
+  return entry.kind == Kind::RootAlbum ? "(in no album)" : Shown(entry.name);
 }
 
-std::string EntryId(const tagKELO_ItemInfo& entry) {
-  return entry.kind == kKELOKind_RootAlbum ? "root" : Shown(FieldText(entry.itemId));
+std::string EntryId(const Item& entry) {
+  return entry.kind == Kind::RootAlbum ? "root" : Shown(entry.id);
 }
 
-std::string_view KindText(std::uint32_t kind) {
-  if ((kind & kKELOKind_FriendAlbum) != 0) return "friend's album";
-  if ((kind & kKELOKind_SharedAlbum) != 0) return "shared album";
-  if ((kind & kKELOKind_RootAlbum) != 0) return "root album";
-  if ((kind & kKELOKind_Album) != 0) return "album";
-  if ((kind & kKELOKind_Folder) != 0) return "folder";
+std::string_view KindText(Kind kind) {
+  if (Is(kind, Kind::FriendAlbum)) return "friend's album";
+  if (Is(kind, Kind::SharedAlbum)) return "shared album";
+  if (Is(kind, Kind::RootAlbum)) return "root album";
+  if (Is(kind, Kind::Album)) return "album";
+  if (Is(kind, Kind::Folder)) return "folder";
   return "item";
 }
 
@@ -105,10 +104,10 @@ std::string_view FormatText(std::uint32_t format) {
   return "unknown";
 }
 
-bool IsContainer(const tagKELO_ItemInfo& entry) {
-  constexpr std::uint32_t kContainers = kKELOKind_Folder | kKELOKind_Album | kKELOKind_FriendAlbum |
-                                        kKELOKind_RootAlbum | kKELOKind_SharedAlbum;
-  return (entry.kind & kContainers) != 0;
+bool IsContainer(const Item& entry) {
+  constexpr Kind kContainers =
+      Kind::Folder | Kind::Album | Kind::FriendAlbum | Kind::RootAlbum | Kind::SharedAlbum;
+  return Is(entry.kind, kContainers);
 }
 
 void PrintTree(Library& library, Output& out, bool items) {

@@ -13,13 +13,13 @@ namespace kelo::host {
 void PrintTree(Library& library, Output& out, bool items);
 
 // Name and id of an entry as shown to a person, and its kind in words.
-std::string EntryName(const tagKELO_ItemInfo& entry);
-std::string EntryId(const tagKELO_ItemInfo& entry);
-std::string_view KindText(std::uint32_t kind);
+std::string EntryName(const Item& entry);
+std::string EntryId(const Item& entry);
+std::string_view KindText(Kind kind);
 // The format of an item: "JPEG", "raw", "unknown".
 std::string_view FormatText(std::uint32_t format);
 
 // A folder or an album of any kind; otherwise an item.
-bool IsContainer(const tagKELO_ItemInfo& entry);
+bool IsContainer(const Item& entry);
 
 }  // namespace kelo::host

@@ -15,7 +15,7 @@ inline CLI::Validator AtMost(std::size_t bytes) {
   return CLI::Validator(
       [bytes](std::string& text) {
         return text.size() > bytes ? fmt::format("'{}...' is longer than {} bytes",
-                                                 ShownText(text.substr(0, 20)), bytes)
+                                                 Shown(text.substr(0, 20)), bytes)
                                    : std::string();
       },
       "");

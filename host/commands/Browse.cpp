@@ -11,7 +11,6 @@
 #include "host/account/Listing.h"
 #include "host/account/Names.h"
 #include "host/account/Tree.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -33,7 +32,7 @@ int Tree(Host& host, const TreeOptions& options) {
 
 // ---- ls ----
 
-constexpr std::uint32_t kTopKinds = kKELOKind_RootAlbum | kKELOKind_Folder | kKELOKind_Album;
+constexpr Kind kTopKinds = Kind::RootAlbum | Kind::Folder | Kind::Album;
 
 struct ListOptions {
   std::string target;
@@ -44,20 +43,18 @@ struct ListOptions {
 
 // Everything on the account: each folder and album, followed by its items.
 void ListAll(Library& library, Listing& listing) {
-  for (const auto& container : library.List(KELO_ALL_ITEMS_ID, kTopKinds | kKELOKind_FriendAlbum)) {
+  for (const auto& container : library.List(kEverything, kTopKinds | Kind::FriendAlbum)) {
     listing.Add(container);
-    if (container.kind == kKELOKind_Folder) continue;
-    for (const auto& item : library.List(FieldText(container.itemId), kKELOKind_FileItem))
-      listing.Add(item);
+    if (container.kind == Kind::Folder) continue;
+    for (const auto& item : library.List(container.id, Kind::FileItem)) listing.Add(item);
   }
 }
 
 void ListOne(Library& library, const std::string& target, Listing& listing) {
-  const tagKELO_ItemInfo entry = FindEntry(library, target);
+  const Item entry = FindEntry(library, target);
   if (!IsContainer(entry)) throw Failure("that is an item, not a folder or album; see 'kelo info'");
   for (const auto& child :
-       library.List(FieldText(entry.itemId),
-                    entry.kind == kKELOKind_Folder ? kKELOKind_Album : kKELOKind_FileItem))
+       library.List(entry.id, entry.kind == Kind::Folder ? Kind::Album : Kind::FileItem))
     listing.Add(child);
 }
 
@@ -70,7 +67,7 @@ int List(Host& host, const ListOptions& options) {
   else if (!options.target.empty() && options.target != "/")
     ListOne(library, options.target, listing);
   else
-    for (const auto& entry : library.List("", kTopKinds)) listing.Add(entry);
+    for (const auto& entry : library.List(kRoot, kTopKinds)) listing.Add(entry);
   if (!listing.Finish()) host.Out().Note("nothing in it");
   return 0;
 }
@@ -85,25 +82,25 @@ struct InfoOptions {
 
 // What the service tells of an item now, completed by what is known of it: the service's answer
 // has neither the kind nor the album.
-tagKELO_ItemInfo FreshInfo(Host& host, const std::string& wanted) {
-  tagKELO_ItemInfo known = FindEntry(host.Loaded(), wanted);
+Item FreshInfo(Host& host, const std::string& wanted) {
+  Item known = FindEntry(host.Loaded(), wanted);
   if (IsContainer(known))
     throw Failure(
-        fmt::format("'{}' is not an item; the service tells about items alone", ShownText(wanted)));
-  tagKELO_ItemInfo fresh = host.Loaded().Info(FieldText(known.itemId), true);
+        fmt::format("'{}' is not an item; the service tells about items alone", Shown(wanted)));
+  Item fresh = host.Loaded().FreshInfo(known.id);
   fresh.kind = known.kind;
-  CopyText(fresh.parentId, FieldText(known.parentId));
+  fresh.parentId = known.parentId;
   return fresh;
 }
 
 // The folder or album that the entry lies in: "Lisbon  [id]"; empty at the top.
-std::string PlaceOf(Library& library, const tagKELO_ItemInfo& entry) {
-  const std::string_view id = FieldText(entry.parentId);
-  if (id.empty() || id == KELO_ROOT_ALBUM_ID) return id.empty() ? "" : "root";
-  return fmt::format("{}  [{}]", NameText(FieldText(library.Info(id).name)), id);
+std::string PlaceOf(Library& library, const Item& entry) {
+  const std::string_view id = entry.parentId;
+  if (id.empty() || id == kRootAlbum) return id.empty() ? "" : "root";
+  return fmt::format("{}  [{}]", Composed(library.Info(id).name), id);
 }
 
-void ShowInfo(Output& out, const tagKELO_ItemInfo& entry, const std::string& place) {
+void ShowInfo(Output& out, const Item& entry, const std::string& place) {
   const auto field = [&out](std::string_view label, std::string_view text) {
     if (!text.empty()) out.Line(fmt::format("{:<10}{}", label, Shown(text)));
   };
@@ -114,17 +111,17 @@ void ShowInfo(Output& out, const tagKELO_ItemInfo& entry, const std::string& pla
     field("items", std::to_string(entry.itemCount));
   else
     field("format", FormatText(entry.fileFormat));
-  if (!place.empty()) out.Line(fmt::format("{:<10}{}", "in", ShownText(place)));
-  field("modified", DateText(FieldText(entry.modifyDate), Clock::Universal));
-  field("shot", DateText(FieldText(entry.shotDate), Clock::Camera));
-  field("uploaded", DateText(FieldText(entry.uploadDate), Clock::Universal));
-  field("original", FieldText(entry.origUrl));
-  field("screen", FieldText(entry.screenUrl));
+  field("in", place);
+  field("modified", DateText(entry.modifyDate, Clock::Universal));
+  field("shot", DateText(entry.shotDate, Clock::Camera));
+  field("uploaded", DateText(entry.uploadDate, Clock::Universal));
+  field("original", entry.originalUrl);
+  field("screen", entry.screenUrl);
 }
 
 int Info(Host& host, const InfoOptions& options) {
   if (options.json) host.Out().UseJson();
-  const tagKELO_ItemInfo entry =
+  const Item entry =
       options.fresh ? FreshInfo(host, options.wanted) : FindEntry(host.Loaded(), options.wanted);
   if (options.json)
     host.Out().Result("", EntryJson(entry));

@@ -9,14 +9,13 @@
 #include "host/account/EntryJson.h"
 #include "host/account/Names.h"
 #include "host/commandline/Arguments.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
 namespace {
 
 struct NewContainers {
-  std::uint32_t kind = 0;
+  Kind kind = Kind::Album;
   std::vector<std::string> names;
   std::string folder;  // as a person names it; empty: the top
   bool force = false;
@@ -26,13 +25,13 @@ struct NewContainers {
 // Tells what became of each of the new folders or albums.
 class ContainerReport {
  public:
-  ContainerReport(Output& out, std::uint32_t kind, const std::string& parent) : out_(out) {
-    record_.kind = kind;
-    CopyText(record_.parentId, parent);
+  ContainerReport(Output& out, Kind kind, const std::string& parent) : out_(out) {
+    item_.kind = kind;
+    item_.parentId = parent;
   }
 
   void Made(const std::string& name, std::string_view id) {
-    out_.Result(fmt::format("{}  {}", Shown(id), ShownText(name)), Object(name, id));
+    out_.Result(fmt::format("{}  {}", Shown(id), Shown(name)), Object(name, id));
   }
 
   // `error` is for JSON; `id` is of one that is there already.
@@ -40,7 +39,7 @@ class ContainerReport {
                const Json& error) {
     failed_ = true;
     if (!out_.IsJson())
-      return out_.Problem(fmt::format("cannot create '{}': {}", ShownText(name), why));
+      return out_.Problem(fmt::format("cannot create '{}': {}", Shown(name), why));
     Json object = Object(name, id);
     object["error"] = error;
     out_.Result("", object);
@@ -50,42 +49,40 @@ class ContainerReport {
 
  private:
   Json Object(const std::string& name, std::string_view id) {
-    CopyText(record_.itemId, id);
-    Json object = EntryJson(record_);
+    item_.id = id;
+    Json object = EntryJson(item_);
     object["name"] = name;
     object.erase("itemCount");
     return object;
   }
 
   Output& out_;
-  tagKELO_ItemInfo record_{};
+  Item item_{};
   bool failed_ = false;
 };
 
 // The entry of that name; of a name that filled its field, the catalogue has the beginning only.
-const tagKELO_ItemInfo* OfName(const std::vector<tagKELO_ItemInfo>& entries,
-                               const std::string& name) {
+const Item* OfName(const std::vector<Item>& entries, const std::string& name) {
   const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
-    const std::string_view raw = FieldText(entry.name);
-    const std::string there = NameText(raw);
-    return MayBeCut(raw) ? name.starts_with(there) : name == there;
+    const std::string there = Composed(entry.name);
+    return MayBeCut(entry) ? name.starts_with(there) : name == there;
   });
   return found == entries.end() ? nullptr : &*found;
 }
 
 // The names that are to be created; those that are there already are told of and left out.
 std::vector<std::string> NotThereYet(Library& library, const std::vector<std::string>& wanted,
-                                     std::uint32_t kind, const std::string& parent,
+                                     Kind kind, const std::string& parent,
                                      ContainerReport& report) {
   const auto there = library.List(parent, kind);
   std::vector<std::string> names;
   for (const std::string& name : wanted) {
-    const tagKELO_ItemInfo* entry = OfName(there, name);
+    const Item* entry = OfName(there, name);
     if (entry == nullptr && std::find(names.begin(), names.end(), name) == names.end()) {
       names.push_back(name);
       continue;
     }
-    const std::string id(entry == nullptr ? "" : FieldText(entry->itemId));
+    const std::string id(entry == nullptr ? "" : entry->id);
     const std::string why =
         fmt::format("it is {}; --force makes a second one",
                     id.empty() ? "named twice" : "there already, with the id " + Shown(id));
@@ -94,24 +91,23 @@ std::vector<std::string> NotThereYet(Library& library, const std::vector<std::st
   return names;
 }
 
-void Create(Library& library, const std::vector<std::string>& names, std::uint32_t kind,
+void Create(Library& library, const std::vector<std::string>& names, Kind kind,
             const std::string& parent, ContainerReport& report) {
-  std::vector<tagKELO_ItemInfo> records(names.size());
+  std::vector<NewContainer> wanted;
+  for (const std::string& name : names) wanted.push_back({name, kind});
+  const auto added = library.AddContainers(parent, wanted);
   for (std::size_t at = 0; at < names.size(); ++at) {
-    records[at].kind = kind;
-    CopyText(records[at].name, names[at]);
-  }
-  const std::uint32_t result = library.AddContainers(parent, records);
-  for (std::size_t at = 0; at < names.size(); ++at) {
-    if (records[at].result == 0 && records[at].itemId[0] != '\0') {
-      report.Made(names[at], FieldText(records[at].itemId));
+    if (!added[at].error) {
+      report.Made(names[at], added[at].id);
     } else {
-      const std::uint32_t code = records[at].result != 0 ? records[at].result : result;
+      const std::uint32_t code = added[at].error->Code();
       report.NotMade(names[at], {}, ResultText(code, kKELOCommand_AddItems),
                      ErrorJson(code, kKELOCommand_AddItems));
     }
   }
-  if (result == kKELOResult_Aborted) throw CommandFailure("create", result, kKELOCommand_AddItems);
+  const auto& last = added.back().error;
+  if (last && last->Code() == kKELOResult_Aborted)
+    throw CommandFailure("create", last->Code(), kKELOCommand_AddItems);
 }
 
 // Names of one folder, in the order of the command line.
@@ -127,23 +123,20 @@ std::string TakeFolder(Library& library, const NewContainers& wanted, std::strin
   const std::size_t slash = name.find('/');
   if (slash == std::string::npos) return {};
   const std::string above = name.substr(0, slash);
-  const auto folder =
-      wanted.kind == kKELOKind_Album ? FindFolderIfAny(library, above) : std::nullopt;
+  const auto folder = wanted.kind == Kind::Album ? FindFolderIfAny(library, above) : std::nullopt;
   if (!folder && !wanted.force)
     throw Failure(fmt::format("{}; --force makes '{}' at the top",
-                              wanted.kind == kKELOKind_Album
-                                  ? fmt::format("there is no folder '{}'", ShownText(above))
+                              wanted.kind == Kind::Album
+                                  ? fmt::format("there is no folder '{}'", Shown(above))
                                   : "folders hold albums alone",
-                              ShownText(name)));
+                              Shown(name)));
   if (!folder) return {};
   name.erase(0, slash + 1);
-  return std::string(FieldText(folder->itemId));
+  return folder->id;
 }
 
 std::vector<Siblings> ByFolder(Library& library, const NewContainers& wanted) {
-  const std::string folder =
-      wanted.folder.empty() ? ""
-                            : std::string(FieldText(FindFolder(library, wanted.folder).itemId));
+  const std::string folder = wanted.folder.empty() ? "" : FindFolder(library, wanted.folder).id;
   std::vector<Siblings> all;
   for (const std::string& given : wanted.names) {
     std::string name = WithoutEndSlash(given);
@@ -186,10 +179,10 @@ CLI::App* AddContainerCommand(CLI::App& app, Action& chosen, const char* name, c
 
 void AddCreateCommands(CLI::App& app, Action& chosen) {
   const auto folders = std::make_shared<NewContainers>();
-  folders->kind = kKELOKind_Folder;
+  folders->kind = Kind::Folder;
   AddContainerCommand(app, chosen, "mkdir", "folder", folders);
   const auto albums = std::make_shared<NewContainers>();
-  albums->kind = kKELOKind_Album;
+  albums->kind = Kind::Album;
   AddContainerCommand(app, chosen, "mkalbum", "album", albums)
       ->add_option("--folder", albums->folder,
                    "Id or name of the folder to create them in; without it, at the top, or in "

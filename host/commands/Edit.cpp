@@ -9,7 +9,6 @@
 #include "host/account/Names.h"
 #include "host/account/Tree.h"
 #include "host/commandline/Arguments.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -17,9 +16,9 @@ namespace {
 
 // The id of an item that a person named.
 std::string FindItem(Library& library, const std::string& wanted) {
-  const tagKELO_ItemInfo entry = FindEntry(library, wanted);
-  if (IsContainer(entry)) throw Failure(fmt::format("'{}' is not an item", ShownText(wanted)));
-  return std::string(FieldText(entry.itemId));
+  const Item entry = FindEntry(library, wanted);
+  if (IsContainer(entry)) throw Failure(fmt::format("'{}' is not an item", Shown(wanted)));
+  return std::string(entry.id);
 }
 
 int Caption(Host& host, const std::string& wanted, const std::string& text) {
@@ -37,10 +36,10 @@ int Rate(Host& host, const std::string& wanted, std::uint32_t rating) {
 
 int Tag(Host& host, const std::string& wanted, const std::string& tags) {
   Library& library = host.Loaded();
-  const tagKELO_ItemInfo entry = FindEntry(library, wanted);
+  const Item entry = FindEntry(library, wanted);
   if (IsContainer(entry) && entry.itemCount == 0)
     throw Failure("the album has no items that tags could be added to");
-  library.AddTags(FieldText(entry.itemId), tags);
+  library.AddTags(entry.id, tags);
   host.Out().Line("tags added" +
                   (IsContainer(entry) ? " to " + CountText(entry.itemCount, "item") : ""));
   return 0;
@@ -77,24 +76,24 @@ std::vector<NewLink> NamedItems(Library& library, const std::vector<std::string>
 }
 
 void AddLinks(Library& library, std::string_view album, std::vector<NewLink>& wanted) {
-  std::vector<tagKELO_AddLinkInfo> records;
+  std::vector<std::string> ids;
   for (const NewLink& link : wanted)
-    if (link.problem.empty()) CopyText(records.emplace_back().itemIdList, link.id);
-  if (records.empty()) return;
-  const std::uint32_t result = library.AddLinks(album, records);
-  if (result == kKELOResult_Aborted) throw CommandFailure("link", result, kKELOCommand_AddNewLink);
-  auto record = records.begin();
+    if (link.problem.empty()) ids.push_back(link.id);
+  const auto added = library.AddLinks(album, ids);
+  auto outcome = added.begin();
   for (NewLink& link : wanted) {
     if (!link.problem.empty()) continue;
-    link.code = record->result != 0 ? record->result : result;
-    if (link.code != 0) link.problem = ResultText(link.code, kKELOCommand_AddNewLink);
-    ++record;
+    const std::optional<kelo::Error>& error = (outcome++)->error;
+    if (!error) continue;
+    link.code = error->Code();
+    link.problem = ResultText(link.code, kKELOCommand_AddNewLink);
   }
+  if (!added.empty() && added.back().error && added.back().error->Code() == kKELOResult_Aborted)
+    throw CommandFailure("link", kKELOResult_Aborted, kKELOCommand_AddNewLink);
 }
 
 void Tell(Output& out, const NewLink& link) {
-  const std::string sentence =
-      fmt::format("cannot add '{}': {}", ShownText(link.item), link.problem);
+  const std::string sentence = fmt::format("cannot add '{}': {}", Shown(link.item), link.problem);
   if (!out.IsJson()) {
     if (!link.problem.empty()) out.Problem(sentence);
     return;
@@ -112,16 +111,16 @@ int Link(Host& host, const LinkOptions& options) {
   Output& out = host.Out();
   if (options.json) out.UseJson();
   Library& library = host.Loaded();
-  const tagKELO_ItemInfo album = FindAlbum(library, options.album);
+  const Item album = FindAlbum(library, options.album);
   std::vector<NewLink> links = NamedItems(library, options.items);
-  AddLinks(library, FieldText(album.itemId), links);
+  AddLinks(library, album.id, links);
   std::size_t added = 0;
   for (const NewLink& link : links) {
     Tell(out, link);
     added += link.problem.empty() ? 1 : 0;
   }
   out.Line(fmt::format("{} of {} added to {}", added, CountText(links.size(), "item"),
-                       Shown(FieldText(album.name))));
+                       Shown(album.name)));
   return added == links.size() ? 0 : 1;
 }
 

@@ -32,7 +32,7 @@ class Reporter {
   void operator()(const FetchedFile& file) {
     ++counts_[static_cast<std::size_t>(file.outcome)];
     TellDone();
-    const std::string name = ShownText(file.file.path.string());
+    const std::string name = Shown(file.file.path.string());
     if (file.outcome == FetchOutcome::kFailed)
       out_.Problem(fmt::format("{}: {} ({})", name, file.problem, file.code));
     const std::string line = Words(file);

@@ -9,7 +9,6 @@
 
 #include "host/Host.h"
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "host/upload/AlbumNames.h"
 #include "host/upload/PutSummary.h"
@@ -39,8 +38,8 @@ class Albums {
     const std::string wanted = WithoutEndSlash(options_.album);
     if (wanted.empty() || wanted == "root") return {};
     if (const auto found = FindAlbumIfAny(host_.Loaded(), wanted)) {
-      id_ = FieldText(found->itemId);
-      return {.folder = {}, .album = Resolved(FieldText(found->name))};
+      id_ = found->id;
+      return {.folder = {}, .album = Composed(found->name)};
     }
     const std::size_t slash = wanted.find('/');
     if (slash == std::string::npos) return {.folder = {}, .album = wanted};

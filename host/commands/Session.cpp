@@ -71,7 +71,7 @@ int Login(Host& host, const LoginOptions& options) {
   else
     state.ApplyUrl();
   Library& library = host.Bare();
-  library.OpenSession(credentials);
+  library.Open(credentials);
   if (options.url) state.KeepUrl(*options.url);
   // Those of another account must not open its session again in place of this one.
   state.ForgetCredentials();
@@ -86,7 +86,7 @@ int Logout(Host& host, bool forget) {
   state.ForgetCredentials();  // so that a session that is over is not opened again to be closed
   if (!forget) {
     try {
-      host.WithSession().CloseSession();
+      host.WithSession().Close();
     } catch (const CommandFailure& failure) {
       if (failure.Code() != kKELOResult_NoSession) throw;  // over already: nothing left to close
     }

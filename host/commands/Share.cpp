@@ -7,7 +7,6 @@
 
 #include "host/Host.h"
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -67,8 +66,8 @@ struct MailOptions {
 int Mail(Host& host, const MailOptions& options) {
   RequireAddress(options.mail.recipients);
   Library& library = host.Loaded();
-  const tagKELO_ItemInfo album = FindAlbum(library, options.album);
-  const Recipients lists = library.SendMail(FieldText(album.itemId), options.mail);
+  const Item album = FindAlbum(library, options.album);
+  const Recipients lists = library.SendMail(album.id, options.mail);
   TellRejected(host.Out(), lists);
   if (!lists.rejected.empty())
     host.Out().Problem("sent, but not to everyone: " + ResultText(kKELOResult_RecipientsRejected));

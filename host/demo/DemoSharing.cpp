@@ -9,7 +9,6 @@
 #include "host/account/Names.h"
 #include "host/demo/DemoStory.h"
 #include "host/download/Fetch.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "host/terminal/Progress.h"
 #include "host/upload/SameContent.h"
@@ -45,28 +44,25 @@ void DemoStory::Edit() {
 
 void DemoStory::LinkIntoAlbum() {
   Title("Link a picture into a second album (19)");
-  const std::string best = AddContainer("", kKELOKind_Album, "Best of");
-  std::vector<tagKELO_AddLinkInfo> links(1);
-  CopyText(links[0].itemIdList, uploaded_[0].itemId);
-  const std::uint32_t result = library_.AddLinks(best, links);
-  Check("link the picture", result != 0 ? result : links[0].result, kKELOCommand_AddNewLink);
-  library_.LoadHierarchy();
-  const auto items = library_.List(best, kKELOKind_FileItem);
-  Prove(items.size() == 1 && FieldText(items[0].itemId) == uploaded_[0].itemId,
-        "the album shows it");
+  const std::string best = AddContainer("", Kind::Album, "Best of");
+  const AddedLink link = library_.AddLinks(best, {uploaded_[0].itemId}).front();
+  if (link.error) throw CommandFailure(*link.error);
+  library_.Load();
+  const auto items = library_.List(best, Kind::FileItem);
+  Prove(items.size() == 1 && items[0].id == uploaded_[0].itemId, "the album shows it");
 }
 
-std::size_t DemoStory::DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& items,
-                                          const std::string& folder,
+std::size_t DemoStory::DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
                                           const std::vector<fs::path>& originals) {
   const fs::path to = folder_.Path() / folder;
   fs::create_directory(to);
   const auto files = Fetch(library_, items, to);
   for (std::size_t at = 0; at < files.size(); ++at) {
-    Check("download " + files[at].file.path.filename().string(), files[at].code,
-          kKELOCommand_Download);
+    if (files[at].code != 0)
+      throw CommandFailure("download " + files[at].file.path.filename().string(), files[at].code,
+                           kKELOCommand_Download);
     Prove(SameContent(files[at].file.path, originals[at]),
-          fmt::format("{}: {} bytes, the same", ShownText(files[at].file.path.filename().string()),
+          fmt::format("{}: {} bytes, the same", Shown(files[at].file.path.filename().string()),
                       fs::file_size(files[at].file.path)));
   }
   return files.size();
@@ -76,20 +72,20 @@ void DemoStory::DownloadEverything() {
   Title("Download every original, and compare each byte (51)");
   std::map<std::string, fs::path> sources;
   for (const UploadedFile& file : uploaded_) sources[file.itemId] = file.file.path;
-  const auto items = library_.List(albumId_, kKELOKind_FileItem);
+  const auto items = library_.List(albumId_, Kind::FileItem);
   std::vector<fs::path> originals;
-  for (const auto& item : items) originals.push_back(sources[std::string(FieldText(item.itemId))]);
+  for (const auto& item : items) originals.push_back(sources[std::string(item.id)]);
   DownloadAndCompare(items, "mine", originals);
 
-  const auto albums = library_.List(KELO_ALL_ITEMS_ID, kKELOKind_FriendAlbum);
+  const auto albums = library_.List(kEverything, Kind::FriendAlbum);
   Prove(albums.size() == 1,
-        fmt::format("a friend's album is there: \"{}\"", Shown(FieldText(albums.at(0).name))));
-  const auto theirs = library_.List(FieldText(albums[0].itemId), kKELOKind_FileItem);
+        fmt::format("a friend's album is there: \"{}\"", Shown(albums.at(0).name)));
+  const auto theirs = library_.List(albums[0].id, Kind::FileItem);
   std::map<std::string, fs::path> byName;
   for (const auto& entry : fs::directory_iterator(friendAlbum_))
     byName[entry.path().filename().string()] = entry.path();
   originals.clear();
-  for (const auto& item : theirs) originals.push_back(byName[NameText(FieldText(item.name))]);
+  for (const auto& item : theirs) originals.push_back(byName[Composed(item.name)]);
   Prove(DownloadAndCompare(theirs, "theirs", originals) == byName.size(),
         "the friend's album is complete");
 }
@@ -114,7 +110,7 @@ void DemoStory::ThereAndBackAgain() {
   Prove(here == uploaded_.size() && service_->RequestCount() == requests,
         fmt::format("{} here already, nothing fetched", CountText(here, "file")));
   PutAgain(paths);
-  library_.LoadHierarchy();  // what an upload adds to it has no URLs yet
+  library_.Load();  // what an upload adds to it has no URLs yet
 }
 
 void DemoStory::ShowStorage() {
@@ -152,7 +148,7 @@ void DemoStory::SendMail() {
 
 void DemoStory::AbortDownload() {
   Title("Abort a download that takes for ever (7)");
-  const std::string url = Resolved(FieldText(library_.Info(uploaded_[0].itemId).origUrl));
+  const std::string url = library_.Info(uploaded_[0].itemId).originalUrl;
   const std::string path = (folder_.Path() / "aborted.jpg").string();
   service_->SetScript([slow = PathOf(url)](const devservice::LoggedRequest& request) {
     std::optional<devservice::Reply> reply;
@@ -163,29 +159,31 @@ void DemoStory::AbortDownload() {
     reply->chunkDelay = std::chrono::milliseconds(50);
     return reply;
   });
-  std::vector<tagKELO_DownloadInfo> records(1);
-  CopyText(records[0].url, url);
-  records[0].destPath = LentText(path);
   std::promise<void> moving;
   std::once_flag once;
   std::future<void> aborter;
   bool begun = false;
+  std::uint32_t code = 0;
   {
-    Progress progress(library_, {.doing = "fetching", .files = 1, .bytes = 0});
-    progress.SetListener([&](std::uint32_t, const tagKELO_ProgressInfo& state) {
-      if (state.transferDone > 0) std::call_once(once, [&] { moving.set_value(); });
+    Progress progress(out_, {.doing = "fetching", .files = 1, .bytes = 0});
+    aborter = std::async(
+        std::launch::async,
+        [&] {
+          begun =
+              moving.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+          library_.AbortRunning();
+        });
+    const auto files = library_.Download({{url, path}}, [&](const kelo::Progress& state) {
+      progress(state);
+      if (state.done > 0) std::call_once(once, [&] { moving.set_value(); });
     });
-    aborter = std::async(std::launch::async, [&] {
-      begun = moving.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready;
-      library_.AbortRunning();
-    });
-    records[0].result = library_.Download(records);
+    code = files[0].error ? files[0].error->Code() : 0;
     std::call_once(once, [&] { moving.set_value(); });
     aborter.get();
   }
   service_->SetScript({});
-  Prove(begun && records[0].result == kKELOResult_Aborted,
-        "bytes were moving, and the command ended: " + ResultText(records[0].result));
+  Prove(begun && code == kKELOResult_Aborted,
+        "bytes were moving, and the command ended: " + ResultText(code));
   Prove(!fs::exists(path), "no partial file is left");
 }
 
@@ -194,10 +192,10 @@ void DemoStory::ExtendAndClose() {
   const std::size_t before = Arrived("VerifyRecipients");
   library_.ExtendToken(library_.Session(), service_->Secret());
   Prove(Arrived("VerifyRecipients") == before + 1, "the service saw the token in use");
-  library_.CloseSession();
+  library_.Close();
   std::uint32_t code = 0;
   try {
-    library_.LoadHierarchy();
+    library_.Load();
   } catch (const CommandFailure& failure) {
     code = failure.Code();
   }

@@ -12,7 +12,6 @@
 #include "devservice/DevService.h"
 #include "host/account/Names.h"
 #include "host/account/Tree.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "host/library/StateFile.h"
 
@@ -94,7 +93,7 @@ void DemoStory::MakeFriendAlbum() {
 void DemoStory::StartService() {
   const UploadPlan plan = PlanUpload({pictures_.string()});
   for (const RefusedFile& file : plan.refused)
-    out_.Line(fmt::format("left out: {}: {}", ShownText(file.path.string()), file.reason));
+    out_.Line(fmt::format("left out: {}: {}", Shown(file.path.string()), file.reason));
   if (plan.FileCount() == 0) throw Failure(pictures_.string() + " holds no pictures");
   if (friendAlbum_.empty()) MakeFriendAlbum();
   devservice::Service::Options options;
@@ -103,37 +102,32 @@ void DemoStory::StartService() {
   service_->ImportFriend(friendAlbum_);
   StateFile(folder_.Path() / "state").TryUrl(service_->Url());
   out_.Line(fmt::format("A local service runs at {}; a friend shares the album \"{}\".",
-                        service_->Url(), ShownText(friendAlbum_.filename().string())));
+                        service_->Url(), Shown(friendAlbum_.filename().string())));
 }
 
 void DemoStory::OpenSession() {
   Title("Open a session, hand it out, take it back; load the account (commands 3, 5, 6, 8)");
   const std::string secret = service_->Secret();
-  library_.OpenSession({service_->ApiKey(), service_->AuthToken(), secret});
-  const tagKELO_SessionInfo session = library_.Session();
-  library_.SetSession(session, secret);
-  const tagKELO_SessionInfo again = library_.Session();
+  library_.Open({service_->ApiKey(), service_->AuthToken(), secret});
+  const Session session = library_.Session();
+  library_.Restore(session, secret);
+  const Session again = library_.Session();
   Prove(std::memcmp(&session, &again, sizeof session) == 0, "the session came back unchanged");
-  library_.LoadHierarchy();
-  Prove(library_.Count(KELO_ALL_ITEMS_ID, kKELOKind_FileItem) == 0,
-        "the account is loaded, and empty");
+  library_.Load();
+  Prove(library_.Count(kEverything, Kind::FileItem) == 0, "the account is loaded, and empty");
 }
 
-std::string DemoStory::AddContainer(const std::string& parent, std::uint32_t kind,
-                                    const std::string& name) {
-  std::vector<tagKELO_ItemInfo> records(1);
-  records[0].kind = kind;
-  CopyText(records[0].name, name);
-  const std::uint32_t result = library_.AddContainers(parent, records);
-  Check("create " + name, result != 0 ? result : records[0].result, kKELOCommand_AddItems);
-  out_.Line(fmt::format("  {} \"{}\" [{}]", KindText(kind), name, FieldText(records[0].itemId)));
-  return std::string(FieldText(records[0].itemId));
+std::string DemoStory::AddContainer(const std::string& parent, Kind kind, const std::string& name) {
+  std::string id =
+      kind == Kind::Folder ? library_.AddFolder(name) : library_.AddAlbum(parent, name);
+  out_.Line(fmt::format("  {} \"{}\" [{}]", KindText(kind), name, id));
+  return id;
 }
 
 void DemoStory::CreateAlbum() {
   Title("Create a folder, and an album in it (18)");
-  const std::string folder = AddContainer("", kKELOKind_Folder, "Demonstration");
-  albumId_ = AddContainer(folder, kKELOKind_Album, kAlbum);
+  const std::string folder = AddContainer("", Kind::Folder, "Demonstration");
+  albumId_ = AddContainer(folder, Kind::Album, kAlbum);
 }
 
 std::vector<UploadedFile> DemoStory::Put(const std::vector<std::string>& paths) {
@@ -150,7 +144,7 @@ void DemoStory::PutAgain(const std::vector<std::string>& paths) {
   const auto files = Put(paths);
   for (const UploadedFile& file : files) {
     if (file.outcome == UploadOutcome::kStored)
-      Prove(false, ShownText(file.file.path.string()) + " was sent twice");
+      Prove(false, Shown(file.file.path.string()) + " was sent twice");
     held += file.Held() ? 1 : 0;
   }
   // What was refused before is tried again, and refused again.
@@ -174,8 +168,8 @@ void DemoStory::UploadPictures() {
     const std::string size =
         local.width == 0 ? "" : fmt::format(", {} x {}", local.width, local.height);
     const std::string shot = local.shotDate.empty() ? "" : ", shot " + local.shotDate;
-    out_.Line(fmt::format("  {}: {}{}{}", ShownText(local.path.filename().string()), file.Words(),
-                          size, shot));
+    out_.Line(fmt::format("  {}: {}{}{}", Shown(local.path.filename().string()), file.Words(), size,
+                          shot));
     held += file.Held() ? 1 : 0;
     if (file.Held() && !file.itemId.empty() && !std::exchange(seen[file.itemId], true))
       uploaded_.push_back(file);
@@ -191,19 +185,17 @@ void DemoStory::UploadAgain() {
 
 void DemoStory::Browse() {
   Title("Load the account again, and browse it (8, 9, 16, 17)");
-  library_.LoadHierarchy();
+  library_.Load();
   PrintTree(library_, out_, true);
-  const auto items = library_.List(albumId_, kKELOKind_FileItem);
-  Prove(items.size() == uploaded_.size() &&
-            library_.Count(albumId_, kKELOKind_FileItem) == items.size(),
-        fmt::format("the album counts and lists {}", CountText(items.size(), "item")));
-  const std::string_view id = FieldText(items[0].itemId);
-  const tagKELO_ItemInfo cached = library_.Info(id);
-  const tagKELO_ItemInfo fresh = library_.Info(id, true);
-  Prove(FieldText(cached.name) == FieldText(fresh.name) &&
-            FieldText(cached.origUrl) == FieldText(fresh.origUrl),
-        fmt::format("\"{}\" reads the same from memory and asked afresh",
-                    Shown(FieldText(fresh.name))));
+  const auto items = library_.List(albumId_, Kind::FileItem);
+  Prove(
+      items.size() == uploaded_.size() && library_.Count(albumId_, Kind::FileItem) == items.size(),
+      fmt::format("the album counts and lists {}", CountText(items.size(), "item")));
+  const std::string_view id = items[0].id;
+  const Item cached = library_.Info(id);
+  const Item fresh = library_.FreshInfo(id);
+  Prove(cached.raw.name == fresh.raw.name && cached.originalUrl == fresh.originalUrl,
+        fmt::format("\"{}\" reads the same from memory and asked afresh", Shown(fresh.name)));
 }
 
 }  // namespace kelo::host

@@ -59,13 +59,12 @@ class DemoStory {
   void ExtendAndClose();
   void AllCommandsSeen() const;
 
-  std::string AddContainer(const std::string& parent, std::uint32_t kind, const std::string& name);
+  std::string AddContainer(const std::string& parent, Kind kind, const std::string& name);
   std::vector<UploadedFile> Put(const std::vector<std::string>& paths);
   // Proves that nothing is sent of what is put once more.
   void PutAgain(const std::vector<std::string>& paths);
   std::size_t Arrived(const std::string& method) const;
-  std::size_t DownloadAndCompare(const std::vector<tagKELO_ItemInfo>& items,
-                                 const std::string& folder,
+  std::size_t DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
                                  const std::vector<std::filesystem::path>& originals);
 
   // Throws Failure unless `proven`.

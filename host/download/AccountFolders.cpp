@@ -5,7 +5,6 @@
 
 #include "host/account/Names.h"
 #include "host/download/ItemFile.h"
-#include "host/library/Records.h"
 
 namespace kelo::host {
 namespace {
@@ -14,20 +13,20 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kFriends = "Friends' albums";
 
-std::string_view Id(const tagKELO_ItemInfo& entry) {
-  return FieldText(entry.itemId);
+std::string_view Id(const Item& entry) {
+  return entry.id;
 }
 
-std::string FolderName(const tagKELO_ItemInfo& entry) {
-  return FileName(FieldText(entry.name), Id(entry));
+std::string FolderName(const Item& entry) {
+  return FileName(entry.name, entry.id);
 }
 
 }  // namespace
 
 AccountFolders::AccountFolders(Library& library, PathGiver& paths, const fs::path& to)
     : library_(library), paths_(paths) {
-  Place(library_.List("", kKELOKind_Folder | kKELOKind_Album), to);
-  auto friends = library_.List(KELO_ALL_ITEMS_ID, kKELOKind_FriendAlbum);
+  Place(library_.List(kRoot, Kind::Folder | Kind::Album), to);
+  auto friends = library_.List(kEverything, Kind::FriendAlbum);
   if (!friends.empty()) Place(std::move(friends), paths_.Take(to / kFriends, Named::kFolder));
 }
 
@@ -35,7 +34,7 @@ const fs::path& AccountFolders::Of(std::string_view albumId) const {
   return folders_.find(albumId)->second;
 }
 
-void AccountFolders::Place(std::vector<tagKELO_ItemInfo> siblings, const fs::path& below) {
+void AccountFolders::Place(std::vector<Item> siblings, const fs::path& below) {
   // The service's order changes with every upload.
   std::ranges::sort(siblings, {}, Id);
   std::vector<fs::path> wanted;
@@ -45,18 +44,18 @@ void AccountFolders::Place(std::vector<tagKELO_ItemInfo> siblings, const fs::pat
   });
   for (std::size_t at = 0; at < siblings.size(); ++at) {
     const std::string_view id = Id(siblings[at]);
-    if (siblings[at].kind == kKELOKind_Folder)
-      Place(library_.List(id, kKELOKind_Album), given[at].path);
+    if (siblings[at].kind == Kind::Folder)
+      Place(library_.List(id, Kind::Album), given[at].path);
     else
       folders_.emplace(id, given[at].path);
   }
 }
 
-bool AccountFolders::HoldsSomeOf(const tagKELO_ItemInfo& entry, const fs::path& folder) {
+bool AccountFolders::HoldsSomeOf(const Item& entry, const fs::path& folder) {
   if (!fs::is_directory(folder)) return false;
-  const bool isFolder = entry.kind == kKELOKind_Folder;
-  const auto below = library_.List(Id(entry), isFolder ? kKELOKind_Album : kKELOKind_FileItem);
-  return std::ranges::any_of(below, [&](const tagKELO_ItemInfo& child) {
+  const bool isFolder = entry.kind == Kind::Folder;
+  const auto below = library_.List(Id(entry), isFolder ? Kind::Album : Kind::FileItem);
+  return std::ranges::any_of(below, [&](const Item& child) {
     return isFolder ? HoldsSomeOf(child, folder / FolderName(child))
                     : IsFileOf(folder / ItemFileName(child), ItemDate(child));
   });

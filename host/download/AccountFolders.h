@@ -22,8 +22,8 @@ class AccountFolders {
   const std::filesystem::path& Of(std::string_view albumId) const;
 
  private:
-  void Place(std::vector<tagKELO_ItemInfo> siblings, const std::filesystem::path& below);
-  bool HoldsSomeOf(const tagKELO_ItemInfo& entry, const std::filesystem::path& folder);
+  void Place(std::vector<Item> siblings, const std::filesystem::path& below);
+  bool HoldsSomeOf(const Item& entry, const std::filesystem::path& folder);
 
   Library& library_;
   PathGiver& paths_;

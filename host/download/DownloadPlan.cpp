@@ -10,7 +10,6 @@
 #include "host/account/Tree.h"
 #include "host/download/AccountFolders.h"
 #include "host/download/ItemFile.h"
-#include "host/library/Records.h"
 
 namespace kelo::host {
 namespace {
@@ -21,21 +20,21 @@ class Planner {
  public:
   Planner(Library& library, const fs::path& to) : library_(library) { plan_.to = to; }
 
-  void Add(const tagKELO_ItemInfo& entry) {
+  void Add(const Item& entry) {
     if (!IsContainer(entry))
       loose_.push_back(entry);
-    else if (entry.kind == kKELOKind_Folder)
-      AddAlbums(library_.List(FieldText(entry.itemId), kKELOKind_Album));
+    else if (entry.kind == Kind::Folder)
+      AddAlbums(library_.List(entry.id, Kind::Album));
     else
       AddAlbums({entry});
     // The place of an album must not hang on how many more its folder has.
-    asInAccount_ = asInAccount_ || entry.kind == kKELOKind_Folder;
+    asInAccount_ = asInAccount_ || entry.kind == Kind::Folder;
   }
 
   void AddAll() {
-    AddAlbums(library_.List("", kKELOKind_RootAlbum));
-    for (const auto& entry : library_.List("", kKELOKind_Folder | kKELOKind_Album)) Add(entry);
-    AddAlbums(library_.List(KELO_ALL_ITEMS_ID, kKELOKind_FriendAlbum));
+    AddAlbums(library_.List(kRoot, Kind::RootAlbum));
+    for (const auto& entry : library_.List(kRoot, Kind::Folder | Kind::Album)) Add(entry);
+    AddAlbums(library_.List(kEverything, Kind::FriendAlbum));
     asInAccount_ = true;
   }
 
@@ -47,34 +46,33 @@ class Planner {
     } else if (!albums_.empty()) {
       const AccountFolders folders(library_, plan_.paths, plan_.to);
       for (const std::string& album : albums_)
-        AddFilesOf(album, album == KELO_ROOT_ALBUM_ID ? plan_.to : folders.Of(album));
+        AddFilesOf(album, album == kRootAlbum ? plan_.to : folders.Of(album));
     }
     GivePaths();
     return std::move(plan_);
   }
 
  private:
-  void AddAlbums(const std::vector<tagKELO_ItemInfo>& albums) {
+  void AddAlbums(const std::vector<Item>& albums) {
     for (const auto& album : albums)
-      if (seen_.emplace(FieldText(album.itemId), "").second)
-        albums_.emplace_back(FieldText(album.itemId));
+      if (seen_.emplace(album.id, "").second) albums_.emplace_back(album.id);
   }
 
   void AddFilesOf(const std::string& album, const fs::path& folder) {
-    AddFiles(library_.List(album, kKELOKind_FileItem), folder);
+    AddFiles(library_.List(album, Kind::FileItem), folder);
   }
 
   // Of one name in the order of their dates, so that what comes later gets the higher number.
-  void AddFiles(std::vector<tagKELO_ItemInfo> items, const fs::path& folder) {
-    std::ranges::stable_sort(items, {}, [](const tagKELO_ItemInfo& item) {
-      return std::tuple(FieldText(item.name), FieldText(item.uploadDate), FieldText(item.itemId));
+  void AddFiles(std::vector<Item> items, const fs::path& folder) {
+    std::ranges::stable_sort(items, {}, [](const Item& item) {
+      return std::tie(item.raw.name, item.uploadDate, item.id);
     });
     for (const auto& item : items) {
-      if (!seen_.emplace(FieldText(item.itemId), folder.string()).second) continue;
+      if (!seen_.emplace(item.id, folder.string()).second) continue;
       // A URL is an attribute of the service's answer: "&" arrives as a reference.
-      plan_.files.push_back({.itemId = std::string(FieldText(item.itemId)),
-                             .name = NameText(FieldText(item.name)),
-                             .url = Resolved(FieldText(item.origUrl)),
+      plan_.files.push_back({.itemId = std::string(item.id),
+                             .name = Composed(item.name),
+                             .url = item.originalUrl,
                              .wanted = folder / ItemFileName(item),
                              .path = {},
                              .modified = ItemDate(item)});
@@ -98,7 +96,7 @@ class Planner {
 
   Library& library_;
   DownloadPlan plan_;
-  std::vector<tagKELO_ItemInfo> loose_;
+  std::vector<Item> loose_;
   std::vector<std::string> albums_;                     // ids
   std::set<std::pair<std::string, std::string>> seen_;  // ids, and of items the folders too
   bool asInAccount_ = false;

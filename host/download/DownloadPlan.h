@@ -37,7 +37,7 @@ struct DownloadPlan {
 
 // What to get: entries of the catalogue (items, albums, folders), or everything.
 struct Wanted {
-  std::vector<tagKELO_ItemInfo> entries;
+  std::vector<Item> entries;
   bool all = false;
 };
 

@@ -12,7 +12,6 @@
 
 #include "host/account/Names.h"
 #include "host/download/Arrival.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "host/terminal/Progress.h"
 
@@ -38,7 +37,7 @@ class Fetcher {
   Fetcher(Library& library, DownloadPlan& plan, const FetchOptions& options)
       : library_(library), plan_(plan), options_(options) {
     const std::size_t files = options.dryRun ? 0 : CountToFetch(plan, options);
-    if (files > 0) progress_.emplace(library, Job{.doing = "fetching", .files = files});
+    if (files > 0) progress_.emplace(library.Out(), Job{.doing = "fetching", .files = files});
   }
 
   bool IsAborted() const { return aborted_; }
@@ -97,14 +96,17 @@ class Fetcher {
   }
 
   std::uint32_t Transfer(const PlannedFile& file, const fs::path& arrived) {
-    const std::string path = arrived.string();
-    std::vector<tagKELO_DownloadInfo> records(1);
-    CopyText(records[0].url, file.url);
-    records[0].destPath = LentText(path);
-    progress_->Begin({ShownText(file.path.filename().string())});
-    const std::uint32_t result = library_.Download(records);
-    if (result != kKELOResult_Aborted) progress_->Over(1, records[0].receivedSize);
-    return result;
+    progress_->Begin({Shown(file.path.filename().string())});
+    const DownloadedFile downloaded = Attempt(file.url, arrived);
+    const std::uint32_t code = downloaded.error ? downloaded.error->Code() : 0;
+    if (code != kKELOResult_Aborted) progress_->Over(1, downloaded.size);
+    return code;
+  }
+
+  DownloadedFile Attempt(const std::string& url, const fs::path& arrived) try {
+    return library_.Download({{url, arrived}}, std::ref(*progress_)).front();
+  } catch (const CommandFailure& failure) {
+    return {.error = failure};
   }
 
   // Where the file system takes the name for that of a file that was made before, the next number
@@ -137,7 +139,7 @@ void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report) {
   if (!options.dryRun && CountToFetch(plan, options) > 0) {
     if (const int error = PrepareFolder(plan.to); error != 0)
-      throw Failure(fmt::format("cannot create the folder {}: {}", ShownText(plan.to.string()),
+      throw Failure(fmt::format("cannot create the folder {}: {}", Shown(plan.to.string()),
                                 std::strerror(error)));
   }
   Fetcher fetcher(library, plan, options);
@@ -148,13 +150,13 @@ void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
   }
 }
 
-std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemInfo>& items,
+std::vector<FetchedFile> Fetch(Library& library, const std::vector<Item>& items,
                                const fs::path& folder) {
   std::map<std::string, FetchedFile, std::less<>> byId;
   FetchPlan(library, PlanDownload(library, {.entries = items}, folder), {},
             [&](const FetchedFile& file) { byId.emplace(file.file.itemId, file); });
   std::vector<FetchedFile> files;
-  for (const auto& item : items) files.push_back(byId.find(FieldText(item.itemId))->second);
+  for (const auto& item : items) files.push_back(byId.find(item.id)->second);
   return files;
 }
 

@@ -37,7 +37,7 @@ void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report);
 
 // The originals of `items` into `folder`, in their order.
-std::vector<FetchedFile> Fetch(Library& library, const std::vector<tagKELO_ItemInfo>& items,
+std::vector<FetchedFile> Fetch(Library& library, const std::vector<Item>& items,
                                const std::filesystem::path& folder);
 
 }  // namespace kelo::host

@@ -10,7 +10,6 @@
 #include <cstdlib>
 
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 
 namespace kelo::host {
 namespace {
@@ -62,12 +61,11 @@ std::optional<std::time_t> OffsetOf(std::string_view zone) {
 
 }  // namespace
 
-std::string ItemFileName(const tagKELO_ItemInfo& item) {
-  const std::string_view raw = FieldText(item.name);
-  std::string name = FileName(raw, FieldText(item.itemId));
+std::string ItemFileName(const Item& item) {
+  std::string name = FileName(item.name, item.id);
   const auto* const format = std::ranges::find(kFormats, item.fileFormat, &Format::format);
-  return MayBeCut(raw) && format != std::end(kFormats) ? WithExtension(std::move(name), *format)
-                                                       : name;
+  return MayBeCut(item) && format != std::end(kFormats) ? WithExtension(std::move(name), *format)
+                                                        : name;
 }
 
 std::optional<std::time_t> MomentOf(std::string_view date) {
@@ -85,8 +83,8 @@ std::optional<std::time_t> MomentOf(std::string_view date) {
   return ::timegm(&parts) - *offset;
 }
 
-std::optional<std::time_t> ItemDate(const tagKELO_ItemInfo& item) {
-  return MomentOf(Resolved(FieldText(item.modifyDate)));
+std::optional<std::time_t> ItemDate(const Item& item) {
+  return MomentOf(item.modifyDate);
 }
 
 bool IsFileOf(const std::filesystem::path& path, std::optional<std::time_t> modified) {

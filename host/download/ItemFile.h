@@ -7,13 +7,13 @@
 #include <string>
 #include <string_view>
 
-#include "KELOAccess.h"
+#include "KELOAccess.hpp"
 
 namespace kelo::host {
 
 // The item's name as a file name, else its id. Where the name was cut, the extension of the item's
 // format is put back.
-std::string ItemFileName(const tagKELO_ItemInfo& item);
+std::string ItemFileName(const Item& item);
 
 // The moment that a date of the service names: "2026-11-21T10:20:30Z" and what differs from it in
 // the separators, a fraction or an offset such as "+09:00"; without one it is UTC. Nothing for
@@ -21,7 +21,7 @@ std::string ItemFileName(const tagKELO_ItemInfo& item);
 std::optional<std::time_t> MomentOf(std::string_view date);
 
 // The item's modify date.
-std::optional<std::time_t> ItemDate(const tagKELO_ItemInfo& item);
+std::optional<std::time_t> ItemDate(const Item& item);
 
 // Whether a regular file stands at the path, modified at that moment; at any where none is known.
 bool IsFileOf(const std::filesystem::path& path, std::optional<std::time_t> modified);

@@ -5,7 +5,6 @@
 
 #include <utility>
 
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -22,28 +21,24 @@ Library::Library(Output& out, Persistence persistence)
       out_(out),
       retries_(persistence.retries) {}
 
-std::uint32_t Library::SendOnce(std::uint32_t command, tagCommandControlInfo* info,
+std::uint32_t Library::SendOnce(std::uint32_t code, tagCommandControlInfo* record,
                                 const OnProgress& progress) {
   {
     const std::lock_guard lock(mutex_);
     if (stopped_) return kKELOResult_Aborted;
-    sent_.insert(command);
+    sent_.insert(code);
+    if (progress)
+      sent_.insert({kKELOCommand_RegisterEventCallBack, kKELOCommand_UnregisterEventCallBack});
   }
-  return kelo::Library::Command(command, info, progress);
+  return kelo::Library::Command(code, record, progress);
 }
 
 std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record,
                                const OnProgress& progress) {
-  return Persist(
-      code, [&](Tries&) { return SendOnce(code, record, progress); });
-}
-
-std::uint32_t Library::Persist(std::uint32_t command,
-                               const std::function<std::uint32_t(Tries& tries)>& send) {
   for (Tries tries;;) {
     Take();
-    const std::uint32_t result = send(tries);
-    const Trouble trouble = Judge(command, result, Take());
+    const std::uint32_t result = SendOnce(code, record, progress);
+    const Trouble trouble = Judge(code, result, Take());
     failureMayPass_ = trouble == Trouble::kMayHaveBeenDone;
     if (!TriesAgain(result, trouble, tries)) {
       failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||

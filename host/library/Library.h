@@ -1,6 +1,5 @@
-// The library as this program uses it: kelo::Library, over records where their own results matter.
-// Calls come from one thread; AbortRunning and Stop may come from another one. A call that fails
-// throws CommandFailure; where records carry their own results, the caller reads those.
+// The library as this program uses it: kelo::Library, whose commands try again and can be stopped.
+// Calls come from one thread; AbortRunning and Stop may come from another one.
 //
 // What fails by what may pass (a lost connection, a time-out, a refused connection) is sent again
 // after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
@@ -13,9 +12,6 @@
 #include <functional>
 #include <mutex>
 #include <set>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "KELOAccess.hpp"
 #include "host/library/Requests.h"
@@ -34,39 +30,6 @@ struct Persistence {
 class Library : private Requests, public kelo::Library {
  public:
   Library(Output& out, Persistence persistence);
-
-  // Session.
-  void OpenSession(const Credentials& credentials) { Open(credentials); }
-  void CloseSession() { Close(); }
-  void SetSession(const tagKELO_SessionInfo& session, const std::string& secret) {
-    Restore(session, secret);
-  }
-
-  // Catalogue. `target` is an id; empty is the root folder.
-  void LoadHierarchy() { Load(); }
-  std::uint32_t Count(std::string_view target, std::uint32_t kinds) {
-    return kelo::Library::Count(target, Kind{kinds});
-  }
-  std::vector<tagKELO_ItemInfo> List(std::string_view target, std::uint32_t kinds) {
-    return ListRecords(target, Kind{kinds});
-  }
-  tagKELO_ItemInfo Info(std::string_view id, bool fresh = false) { return InfoRecord(id, fresh); }
-
-  // Transfers: the command's own result is returned, the records carry theirs. A download that is
-  // tried again goes on with the file that failed.
-  std::uint32_t Upload(std::string_view album, std::vector<tagKELO_LoadInfo>& files, bool check);
-  std::uint32_t Download(std::vector<tagKELO_DownloadInfo>& files);
-  // Whether a download goes on with the next file after one of that result.
-  static bool DownloadGoesOnAfter(std::uint32_t result);
-
-  // Edits. Containers and links return the command's result; their records carry their own, the one
-  // that ended the command and all behind it the command's.
-  std::uint32_t AddContainers(std::string_view parent, std::vector<tagKELO_ItemInfo>& containers);
-  std::uint32_t AddLinks(std::string_view album, std::vector<tagKELO_AddLinkInfo>& links);
-
-  // Progress events; one callback at a time.
-  void RegisterProgress(KELOAccessEventCallback callback);
-  void UnregisterProgress();
 
   // Ends the command that runs now, if any, and returns when it has ended. From another thread.
   void AbortRunning();
@@ -100,14 +63,8 @@ class Library : private Requests, public kelo::Library {
                         const OnProgress& progress = {}) override;
 
  private:
-  std::uint32_t SendOnce(std::uint32_t command, tagCommandControlInfo* info,
-                         const OnProgress& progress = {});
-  // Calls `send` until that is the last word. It counts `tries.failed` anew when it gets ahead.
-  std::uint32_t Persist(std::uint32_t command,
-                        const std::function<std::uint32_t(Tries& tries)>& send);
-  template <typename Record>
-  std::uint32_t SendEach(std::uint32_t command, std::string_view target,
-                         std::vector<Record>& records);
+  std::uint32_t SendOnce(std::uint32_t code, tagCommandControlInfo* record,
+                         const OnProgress& progress);
   bool TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries);
   bool Pause(std::chrono::milliseconds pause);  // false when the library was stopped
 

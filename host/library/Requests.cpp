@@ -108,7 +108,7 @@ void Requests::Drain() {
 }
 
 void Requests::Pass(std::string_view line) const {
-  if (verbose_) out_.Trace(Shown(line));
+  if (verbose_) out_.Trace(Shown(Decoded(line)));
   if (file_.empty()) return;
   const int file =
       ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600);

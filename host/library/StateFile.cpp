@@ -14,7 +14,6 @@
 #include <utility>
 
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -25,7 +24,7 @@ struct FileContent {
   char magic[16] = "kelo session 1\n";
   std::uint32_t byteOrder = 0x01020304;
   char secret[36] = {};
-  tagKELO_SessionInfo session{};
+  Session session{};
 };
 static_assert(sizeof(FileContent) == 16 + 4 + 36 + 800);
 
@@ -129,7 +128,7 @@ StateFile::StateFile(std::filesystem::path folder) : folder_(std::move(folder)) 
 void StateFile::Save(const StoredSession& stored) const {
   FileContent content;
   content.session = stored.session;
-  CopyText(content.secret, stored.secret);
+  stored.secret.copy(content.secret, sizeof content.secret - 1);
   WriteAtomically(SessionPath(), {reinterpret_cast<const char*>(&content), sizeof content});
 }
 

@@ -12,7 +12,7 @@
 namespace kelo::host {
 
 struct StoredSession {
-  tagKELO_SessionInfo session{};
+  Session session{};
   std::string secret;  // at most 32 characters; the session block does not hold it
 };
 

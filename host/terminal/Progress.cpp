@@ -1,10 +1,9 @@
-// Counting by the library's events, and the thread that draws.
+// Counting by what the library tells, and the thread that draws.
 #include "host/terminal/Progress.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <atomic>
 #include <numeric>
 
 #include "host/account/Names.h"
@@ -15,9 +14,6 @@ namespace {
 
 using std::chrono::seconds;
 using std::chrono::steady_clock;
-
-// The library's callback carries no pointer of the host's.
-std::atomic<Progress*> current = nullptr;
 
 constexpr auto kRedraw = std::chrono::milliseconds(100);
 constexpr auto kPlainPause = seconds(1);
@@ -51,24 +47,12 @@ std::string Joined(const std::vector<std::string>& parts, const std::string& nam
 
 }  // namespace
 
-Progress::Progress(Library& library, Job job)
-    : library_(library),
-      job_(std::move(job)),
-      live_(library.Out().CanShowLive()),
-      nextPlain_(begin_ + kPlainPause) {
-  current = this;
-  library_.RegisterProgress(&Progress::OnEvent);
+Progress::Progress(Output& out, Job job)
+    : out_(out), job_(std::move(job)), live_(out.CanShowLive()), nextPlain_(begin_ + kPlainPause) {
   if (live_) ticker_ = std::thread([this] { Tick(); });
 }
 
-Progress::Progress(Library& library, const std::vector<std::string>& names, std::string doing)
-    : Progress(library, {.doing = std::move(doing), .files = names.size(), .bytes = 0}) {
-  Begin(names);
-}
-
 Progress::~Progress() {
-  library_.UnregisterProgress();
-  current = nullptr;
   {
     const std::lock_guard lock(mutex_);
     ending_ = true;
@@ -76,12 +60,7 @@ Progress::~Progress() {
   wake_.notify_all();
   if (!ticker_.joinable()) return;
   ticker_.join();
-  library_.Out().ShowLive("");
-}
-
-void Progress::SetListener(
-    std::function<void(std::uint32_t, const tagKELO_ProgressInfo&)> listener) {
-  listener_ = std::move(listener);
+  out_.ShowLive("");
 }
 
 void Progress::Begin(std::vector<std::string> names, std::vector<std::uint64_t> sizes) {
@@ -89,8 +68,7 @@ void Progress::Begin(std::vector<std::string> names, std::vector<std::uint64_t> 
   names_ = std::move(names);
   sizes_ = std::move(sizes);
   sizes_.resize(names_.size());
-  event_ = 0;
-  fetched_ = 0;
+  last_.reset();
   movedInPortion_ = 0;
 }
 
@@ -101,43 +79,18 @@ void Progress::Over(std::uint64_t files, std::uint64_t bytes) {
   bytesOver_ += job_.bytes == 0 ? movedInPortion_ : bytes;
   names_.clear();
   sizes_.clear();
-  event_ = 0;
+  last_.reset();
   movedInPortion_ = 0;
 }
 
 // ---- Counting ----
 
-std::uint32_t Progress::OnEvent(std::uint32_t event, std::uint32_t kind,
-                                const tagKELO_ProgressInfo* progress) {
-  Progress* self = current;
-  if (self != nullptr && progress != nullptr && kind == kKELOEventKind_Progress)
-    self->Take(event, *progress);
-  return 0;
-}
-
-void Progress::Take(std::uint32_t event, const tagKELO_ProgressInfo& progress) {
-  {
-    const std::lock_guard lock(mutex_);
-    Count(event, progress);
-    if (!live_) PrintPlain();
-  }
-  if (listener_) listener_(event, progress);
-}
-
-void Progress::Count(std::uint32_t event, const tagKELO_ProgressInfo& progress) {
-  if (event == kKELOEvent_DownloadProgress) {
-    // The words are of one file: what the one before had is kept when the next one begins. A tail
-    // of the portion that is fetched again begins with fewer files to come.
-    const bool next = event_ != 0 && (last_.fourthWord != progress.fourthWord ||
-                                      last_.itemCount != progress.itemCount);
-    if (next) fetched_ = movedInPortion_;
-    // The last event comes after the last file and repeats its words.
-    if (progress.fourthWord < progress.itemCount) Move(fetched_ + progress.transferDone);
-  } else {
-    Move(progress.transferDone);
-  }
-  event_ = event;
+void Progress::operator()(const kelo::Progress& progress) {
+  const std::lock_guard lock(mutex_);
   last_ = progress;
+  // The last word of a download comes after its file.
+  if (progress.isUpload || progress.filesDone < progress.files) Move(progress.done);
+  if (!live_) PrintPlain();
 }
 
 void Progress::Move(std::uint64_t sinceBegin) {
@@ -164,20 +117,18 @@ double Progress::BytesPerSecond() const {
 // which they are before it is answered. Nor is a file over before that, though its bytes have left.
 Progress::State Progress::NowSending() const {
   const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
-  const std::uint64_t left =
-      last_.transferTotal - std::min(last_.transferTotal, last_.transferDone);
-  const std::size_t spared = names_.size() - std::min<std::size_t>(last_.itemCount, names_.size());
-  State state{.files = spared + last_.fourthWord, .bytes = all - std::min(all, left), .name = {}};
-  if (spared > 0 || last_.fourthWord > 0 || names_.empty()) return state;
+  const std::uint64_t left = last_->total - std::min(last_->total, last_->done);
+  const std::size_t spared = names_.size() - std::min<std::size_t>(last_->files, names_.size());
+  State state{.files = spared + last_->filesDone, .bytes = all - std::min(all, left), .name = {}};
+  if (spared > 0 || last_->filesDone > 0 || names_.empty()) return state;
   std::size_t at = 0;
   for (std::uint64_t end = 0; at + 1 < names_.size(); ++at)
-    if ((end += sizes_[at]) > last_.transferDone) break;
+    if ((end += sizes_[at]) > last_->done) break;
   return {.files = at, .bytes = state.bytes, .name = names_[at]};
 }
 
 Progress::State Progress::NowFetching() const {
-  const std::size_t before = names_.size() - std::min<std::size_t>(last_.itemCount, names_.size());
-  const std::size_t at = before + last_.fourthWord;
+  const std::size_t at = last_->filesDone;
   return {.files = at,
           .bytes = movedInPortion_,
           .name = at < names_.size() ? names_[at] : std::string()};
@@ -185,8 +136,7 @@ Progress::State Progress::NowFetching() const {
 
 Progress::State Progress::Now() const {
   State state;
-  if (event_ == kKELOEvent_UploadProgress) state = NowSending();
-  if (event_ == kKELOEvent_DownloadProgress) state = NowFetching();
+  if (last_) state = last_->isUpload ? NowSending() : NowFetching();
   state.files = std::min(filesOver_ + state.files, std::max(job_.files, filesOver_));
   state.bytes += bytesOver_;
   return state;
@@ -237,7 +187,7 @@ void Progress::PrintPlain() {
   const std::vector<std::string> parts = Parts(state);
   std::string line = parts.front();
   for (std::size_t at = 1; at < parts.size(); ++at) line.append(", ").append(parts[at]);
-  library_.Out().Note(state.name.empty() ? line : line + ": " + state.name);
+  out_.Note(state.name.empty() ? line : line + ": " + state.name);
 }
 
 void Progress::Tick() {
@@ -246,7 +196,7 @@ void Progress::Tick() {
     // The last column stays free: a character in it makes some terminals begin a new line.
     const std::string line = Line(std::max<std::size_t>(Output::TerminalColumns(), 2) - 1);
     lock.unlock();  // the terminal may be held up; the transfer is not
-    library_.Out().ShowLive(line);
+    out_.ShowLive(line);
     lock.lock();
     wake_.wait_for(lock, kRedraw, [this] { return ending_; });
   }

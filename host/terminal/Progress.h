@@ -2,10 +2,10 @@
 // elsewhere, one a second at most and the first after one, nothing in a quiet run. One object for a
 // whole run, which may take many library commands:
 //
-//   Progress progress(library, {.doing = "sending", .files = 236, .bytes = 1'200'000'000});
+//   Progress progress(out, {.doing = "sending", .files = 236, .bytes = 1'200'000'000});
 //   progress.Over(3, 4000);                  // left out before: no transfer of theirs will come
 //   progress.Begin(names, sizes);            // what the next command transfers
-//   library.Upload(...);                     // its events move the line
+//   library.Upload(..., std::ref(progress));
 //   progress.Over(names.size(), allOfThem);  // whatever became of them
 //
 // A portion that begins anew (a retry, a smaller one) counts from its begin.
@@ -15,13 +15,14 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "host/library/Library.h"
+#include "KELOAccess.hpp"
+#include "host/terminal/Output.h"
 
 namespace kelo::host {
 
@@ -34,10 +35,7 @@ struct Job {
 
 class Progress {
  public:
-  // One object at a time: it registers itself with the library and unregisters when it ends.
-  Progress(Library& library, Job job);
-  // A run of one command.
-  Progress(Library& library, const std::vector<std::string>& names, std::string doing = "fetching");
+  Progress(Output& out, Job job);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -49,8 +47,8 @@ class Progress {
   // So many files and bytes of the run are over. Ends what has begun.
   void Over(std::uint64_t files, std::uint64_t bytes = 0);
 
-  // Also called for each event of the library, on its thread. Set before the transfer begins.
-  void SetListener(std::function<void(std::uint32_t event, const tagKELO_ProgressInfo&)> listener);
+  // What the library tells of the command. A download is of one file.
+  void operator()(const kelo::Progress& progress);
 
  private:
   struct Sample {
@@ -64,12 +62,8 @@ class Progress {
     std::string name;  // of the file that moves now; empty where that is not known
   };
 
-  static std::uint32_t OnEvent(std::uint32_t event, std::uint32_t kind,
-                               const tagKELO_ProgressInfo* progress);
-  void Take(std::uint32_t event, const tagKELO_ProgressInfo& progress);
   void Tick();
   // The lock is held in all below.
-  void Count(std::uint32_t event, const tagKELO_ProgressInfo& progress);
   void Move(std::uint64_t sinceBegin);
   void PrintPlain();
   State Now() const;
@@ -80,11 +74,10 @@ class Progress {
   double BytesPerSecond() const;
   std::string TimeLeft(const State& state) const;
 
-  Library& library_;
+  Output& out_;
   const Job job_;
   const bool live_;
   const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
-  std::function<void(std::uint32_t, const tagKELO_ProgressInfo&)> listener_;
 
   std::mutex mutex_;
   std::condition_variable wake_;
@@ -93,10 +86,8 @@ class Progress {
   std::uint64_t bytesOver_ = 0;
   std::vector<std::string> names_;  // of the portion
   std::vector<std::uint64_t> sizes_;
-  std::uint32_t event_ = 0;  // 0: nothing reported yet of the portion
-  tagKELO_ProgressInfo last_{};
-  std::uint64_t fetched_ = 0;  // download: bytes of the portion's files that are finished
-  std::uint64_t moved_ = 0;    // bytes transferred in the run
+  std::optional<kelo::Progress> last_;  // nothing: none reported yet of the portion
+  std::uint64_t moved_ = 0;             // bytes transferred in the run
   std::uint64_t movedInPortion_ = 0;
   std::deque<Sample> samples_;  // of the last seconds
   std::chrono::steady_clock::time_point nextPlain_;

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "text/XMLUtility.h"
 
@@ -16,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kNameField = sizeof(tagKELO_ItemInfo::name) - 1;
+constexpr std::size_t kNameField = 255;  // bytes
 
 std::string AsReferences(const std::string& name) {
   std::string references;
@@ -42,16 +41,10 @@ std::string WithoutCutReference(std::string references) {
   return references;
 }
 
-// What the catalogue holds of a name, whatever way its references are written.
-std::string Comparable(std::string_view field) {
-  return WithoutCutReference(AsReferences(Resolved(WithoutCutReference(std::string(field)))))
-      .substr(0, kNameField);
-}
-
 }  // namespace
 
 std::string AlbumName::Words() const {
-  return ShownText(folder.empty() ? album : folder + "/" + album);
+  return Shown(folder.empty() ? album : folder + "/" + album);
 }
 
 AlbumName AlbumOfFile(const fs::path& below, bool holdsFolders) {
@@ -70,11 +63,11 @@ bool FitsCatalogue(const std::string& name) {
   return AsReferences(name).size() <= kNameField;
 }
 
-AlbumShelf::Ids& AlbumShelf::Children(const std::string& folderId, std::uint32_t kind) {
+AlbumShelf::Ids& AlbumShelf::Children(const std::string& folderId, Kind kind) {
   const auto [found, isNew] = children_.try_emplace({folderId, kind});
   if (isNew)
-    for (const tagKELO_ItemInfo& entry : library_.List(folderId, kind))
-      found->second.emplace(Comparable(FieldText(entry.name)), FieldText(entry.itemId));
+    for (const Item& entry : library_.List(folderId, kind))
+      found->second.emplace(CatalogueName(entry.name), entry.id);
   return found->second;
 }
 
@@ -85,34 +78,30 @@ std::string AlbumShelf::Find(const AlbumName& name) {
   };
   std::string folder;
   if (!name.folder.empty()) {
-    folder = idIn(Children("", kKELOKind_Folder), name.folder);
+    folder = idIn(Children("", Kind::Folder), name.folder);
     if (folder.empty()) return {};
   }
-  return idIn(Children(folder, kKELOKind_Album), name.album);
+  return idIn(Children(folder, Kind::Album), name.album);
 }
 
 std::string AlbumShelf::FindOrMake(const AlbumName& name) {
   if (std::string id = Find(name); !id.empty()) return id;
   std::string folder;
   if (!name.folder.empty()) {
-    const Ids& folders = Children("", kKELOKind_Folder);
+    const Ids& folders = Children("", Kind::Folder);
     const auto found = folders.find(CatalogueName(name.folder));
-    folder = found != folders.end() ? found->second : Make("", kKELOKind_Folder, name.folder);
+    folder = found != folders.end() ? found->second : Make("", Kind::Folder, name.folder);
   }
-  return Make(folder, kKELOKind_Album, name.album);
+  return Make(folder, Kind::Album, name.album);
 }
 
-std::string AlbumShelf::Make(const std::string& folderId, std::uint32_t kind,
-                             const std::string& name) {
-  std::vector<tagKELO_ItemInfo> records(1);
-  records[0].kind = kind;
-  CopyText(records[0].name, name);
-  const std::uint32_t result = library_.AddContainers(folderId, records);
-  Check(fmt::format("create '{}'", ShownText(name)), result != 0 ? result : records[0].result,
-        kKELOCommand_AddItems);
-  std::string id(FieldText(records[0].itemId));
+std::string AlbumShelf::Make(const std::string& folderId, Kind kind, const std::string& name) try {
+  std::string id =
+      kind == Kind::Folder ? library_.AddFolder(name) : library_.AddAlbum(folderId, name);
   Children(folderId, kind).emplace(CatalogueName(name), id);
   return id;
+} catch (const CommandFailure& failure) {
+  throw CommandFailure(fmt::format("create '{}'", Shown(name)), failure.Code(), failure.Command());
 }
 
 }  // namespace kelo::host

@@ -41,11 +41,11 @@ class AlbumShelf {
  private:
   using Ids = std::map<std::string, std::string>;  // by comparable name
   // Folders for an empty id and kind, else the albums of a folder.
-  Ids& Children(const std::string& folderId, std::uint32_t kind);
-  std::string Make(const std::string& folderId, std::uint32_t kind, const std::string& name);
+  Ids& Children(const std::string& folderId, Kind kind);
+  std::string Make(const std::string& folderId, Kind kind, const std::string& name);
 
   Library& library_;
-  std::map<std::pair<std::string, std::uint32_t>, Ids> children_;
+  std::map<std::pair<std::string, Kind>, Ids> children_;
 };
 
 // How the catalogue shows a name: composed, and cut where its field ends. Two names that it shows

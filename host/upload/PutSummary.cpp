@@ -52,7 +52,7 @@ void PutSummary::Take(const UploadedFile& file) {
   ++counts_[file.outcome];
   if (file.outcome == UploadOutcome::kPlaced) placedIn_.insert(file.album);
   const std::string words = WordsOf(file);
-  const std::string line = ShownText(file.file.path.string()) + ": " + words;
+  const std::string line = Shown(file.file.path.string()) + ": " + words;
   const bool good = file.Held() && file.outcome != UploadOutcome::kNotPlaced;
   if (good || out_.IsJson()) out_.Result(line, ObjectOf(file, words, dryRun_));
   if (file.outcome == UploadOutcome::kNotSent && file.code != 0)
@@ -62,7 +62,7 @@ void PutSummary::Take(const UploadedFile& file) {
   const std::string name = file.file.path.filename().string();
   if (file.outcome == UploadOutcome::kStored && !FitsCatalogue(name)) {
     out_.Note(fmt::format("{}: the name is longer than the catalogue shows; it ends after '{}'",
-                          ShownText(file.file.path.string()), Shown(CatalogueName(name))));
+                          Shown(file.file.path.string()), Shown(Decoded(CatalogueName(name)))));
   }
 }
 
@@ -71,7 +71,7 @@ void PutSummary::Take(const RefusedFile& file) {
   const std::string path = file.path.string();
   if (out_.IsJson())
     out_.Result({}, {{"path", path}, {"outcome", "failed"}, {"error", {{"message", file.reason}}}});
-  out_.Problem(fmt::format("{}: {}", ShownText(path), ShownText(file.reason)));
+  out_.Problem(fmt::format("{}: {}", Shown(path), Shown(file.reason)));
 }
 
 int PutSummary::Finish(const LeftOutCounts& leftOut) {

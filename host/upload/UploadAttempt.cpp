@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "host/upload/UploadRequest.h"
 
@@ -17,7 +16,8 @@ UploadAttempts::UploadAttempts(Library& library, const UploadPlan& plan,
   if (options.dryRun) return;
   std::uint64_t bytes = 0;
   for (const UploadPlan::Batch& batch : plan.batches) bytes += SizeOf(batch.files);
-  progress_.emplace(library, Job{.doing = "sending", .files = plan.FileCount(), .bytes = bytes});
+  progress_.emplace(library.Out(),
+                    Job{.doing = "sending", .files = plan.FileCount(), .bytes = bytes});
 }
 
 UploadAttempts::Result UploadAttempts::Try(Portion& portion, bool checkOnly, bool numberless) {
@@ -28,7 +28,7 @@ UploadAttempts::Result UploadAttempts::Try(Portion& portion, bool checkOnly, boo
                                        .check = portion.check,
                                        .checkOnly = checkOnly,
                                        .numberless = numberless},
-                                      portion.files);
+                                      portion.files, progress_ ? &*progress_ : nullptr);
   std::vector<UploadedFile> decided;
   std::vector<LocalFile> left;
   for (std::size_t at = 0; at < portion.files.size(); ++at) {
@@ -58,26 +58,31 @@ void UploadAttempts::Announce(const std::vector<LocalFile>& files) {
   std::vector<std::string> names;
   std::vector<std::uint64_t> sizes;
   for (const LocalFile& file : files) {
-    names.push_back(ShownText(file.path.filename().string()));
+    names.push_back(Shown(file.path.filename().string()));
     sizes.push_back(file.size);
   }
   progress_->Begin(std::move(names), std::move(sizes));
 }
 
 void UploadAttempts::Place(const Portion& portion, std::vector<UploadedFile>& files) {
-  std::vector<tagKELO_AddLinkInfo> links;
+  std::vector<std::string> ids;
   std::vector<UploadedFile*> placed;
   for (UploadedFile& file : files) {
     const bool isElsewhere = file.outcome == UploadOutcome::kAlreadyThere && !file.itemId.empty();
     if (portion.name.Empty() || !isElsewhere) continue;
-    CopyText(links.emplace_back().itemIdList, file.itemId);
+    ids.push_back(file.itemId);
     placed.push_back(&file);
   }
-  if (!links.empty() && !options_.dryRun) library_.AddLinks(portion.album, links);
+  std::vector<AddedLink> links(ids.size());
+  try {
+    if (!options_.dryRun) links = library_.AddLinks(portion.album, ids);
+  } catch (const CommandFailure& failure) {
+    links.assign(ids.size(), {failure});
+  }
   for (std::size_t at = 0; at < placed.size(); ++at) {
-    placed[at]->code = links[at].result;
-    placed[at]->outcome =
-        links[at].result == 0 ? UploadOutcome::kPlaced : UploadOutcome::kNotPlaced;
+    const bool isPlaced = !links[at].error;
+    placed[at]->code = isPlaced ? 0 : links[at].error->Code();
+    placed[at]->outcome = isPlaced ? UploadOutcome::kPlaced : UploadOutcome::kNotPlaced;
   }
 }
 

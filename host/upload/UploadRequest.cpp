@@ -1,24 +1,31 @@
-// Filling and reading the records of an upload.
+// From local files to the library's, and from its answers to outcomes.
 #include "host/upload/UploadRequest.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "host/account/Names.h"
-#include "host/library/Records.h"
 
 namespace kelo::host {
 namespace {
 
-using Records = std::vector<tagKELO_LoadInfo>;
-
-void Fill(tagKELO_LoadInfo& record, const LocalFile& file, const std::string& tags) {
-  record.fileSize = static_cast<std::int32_t>(file.size);
-  CopyText(record.fileModifyDate, file.modifyDate);
-  CopyText(record.fileCreateDate, file.createDate);
-  CopyText(record.shotDate, file.shotDate);
-  record.width = file.width;
-  record.height = file.height;
-  CopyText(record.tagList, tags);
+std::vector<UploadFile> Described(const UploadRequest& request,
+                                  const std::vector<LocalFile>& files) {
+  std::vector<UploadFile> described;
+  for (const LocalFile& file : files) {
+    std::string name = file.path.filename().string();
+    if (request.numberless) name = WithoutNumber(name);
+    described.push_back({.path = file.path,
+                         .name = std::move(name),
+                         .size = file.size,
+                         .modifyDate = file.modifyDate,
+                         .createDate = file.createDate,
+                         .shotDate = file.shotDate,
+                         .width = file.width,
+                         .height = file.height,
+                         .tags = request.tags});
+  }
+  return described;
 }
 
 UploadOutcome OutcomeOf(std::uint32_t result, const std::string& id) {
@@ -36,50 +43,41 @@ UploadOutcome OutcomeOf(std::uint32_t result, const std::string& id) {
   }
 }
 
-// After a success every file is decided, after a failure those that the check decided before.
-UploadAnswer Read(const UploadRequest& request, const std::vector<LocalFile>& files,
-                  std::uint32_t result, const Records& records) {
-  UploadAnswer answer{.result = result, .checked = !request.check, .files = {}};
-  // With the check, memos leave only when some picture does.
-  bool pictureSent = !request.check;
-  for (std::size_t at = 0; at < files.size(); ++at) {
-    answer.checked |= records[at].result != result;
-    pictureSent |= records[at].result == 0 && !IsSoundMemo(files[at].path);
-  }
-  for (const tagKELO_LoadInfo& record : records) {
-    FileAnswer& file = answer.files.emplace_back();
-    file.decided = result == kKELOResult_Success || (record.result != 0 && record.result != result);
-    file.itemId = FieldText(record.itemId);
-    file.code = record.result;
-    file.outcome = record.result == 0 && !pictureSent ? UploadOutcome::kNotSent
-                                                      : OutcomeOf(record.result, file.itemId);
-  }
-  return answer;
-}
-
 }  // namespace
 
 UploadAnswer Perform(Library& library, const UploadRequest& request,
-                     const std::vector<LocalFile>& files) {
-  std::vector<std::string> names;
-  names.reserve(files.size());
-  for (const LocalFile& file : files) {
-    names.push_back(file.path.filename().string());
-    if (request.numberless) names.back() = WithoutNumber(names.back());
+                     const std::vector<LocalFile>& files, Progress* progress) {
+  UploadAnswer answer{.checked = true, .files = {}};
+  std::vector<kelo::UploadedFile> uploaded;
+  try {
+    uploaded =
+        library.Upload(request.album, Described(request, files),
+                       {.checkDuplicates = request.check,
+                        .checkOnly = request.checkOnly,
+                        // Nobody knows the creation date of a file that was copied or restored.
+                        .comparedDates = kKELOCheck_FileModifyDate | kKELOCheck_ShotDate},
+                       progress == nullptr ? OnProgress() : OnProgress(std::ref(*progress)));
+  } catch (const UploadError& failure) {
+    answer.result = failure.Code();
+    answer.checked = failure.MayBeStored();
+    uploaded = failure.Files();
   }
-  Records records(files.size());
-  for (std::size_t at = 0; at < files.size(); ++at) {
-    Fill(records[at], files[at], request.tags);
-    // Lent like every text: the path's own bytes. A file without a path cannot be read, which the
-    // library finds between the check and the sending: so nothing is sent.
-    if (!request.checkOnly) records[at].filePath = LentText(files[at].path.native());
-    records[at].fileName = LentText(names[at]);
-  }
-  const std::uint32_t result = library.Upload(request.album, records, request.check);
-  UploadAnswer answer = Read(request, files, result, records);
   answer.mayPass = library.FailureMayPass();
-  if (request.checkOnly && answer.checked && result == kKELOResult_NotFound)
-    answer.result = kKELOResult_Success;
+  // With the check, memos leave only when some picture does.
+  bool pictureSent = !request.check;
+  for (std::size_t at = 0; at < files.size(); ++at)
+    pictureSent |= !uploaded[at].error && !IsSoundMemo(files[at].path);
+  // After a success every file is decided, but for those that a check alone would send; after a
+  // failure those that the check decided before.
+  const bool isOver = answer.result == kKELOResult_Success && !(request.checkOnly && pictureSent);
+  for (kelo::UploadedFile& one : uploaded) {
+    FileAnswer& file = answer.files.emplace_back();
+    file.code = one.error ? one.error->Code() : std::uint32_t{kKELOResult_Success};
+    file.decided = isOver || (one.error && file.code != answer.result);
+    file.itemId = std::move(one.id);
+    file.outcome =
+        !one.error && !pictureSent ? UploadOutcome::kNotSent : OutcomeOf(file.code, file.itemId);
+  }
   return answer;
 }
 

@@ -1,4 +1,4 @@
-// One upload command: its records, and what they tell about each file.
+// One upload command, and what it tells about each file.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/library/Library.h"
+#include "host/terminal/Progress.h"
 #include "host/upload/UploadedFile.h"
 
 namespace kelo::host {
@@ -36,7 +37,8 @@ struct UploadAnswer {
   std::vector<FileAnswer> files;
 };
 
+// `progress` may be null.
 UploadAnswer Perform(Library& library, const UploadRequest& request,
-                     const std::vector<LocalFile>& files);
+                     const std::vector<LocalFile>& files, Progress* progress);
 
 }  // namespace kelo::host

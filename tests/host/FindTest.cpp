@@ -3,7 +3,6 @@
 
 #include "KeloProcess.h"
 #include "host/account/Find.h"
-#include "host/library/Records.h"
 #include "host/library/ResultText.h"
 #include "host/library/StateFile.h"
 
@@ -49,17 +48,16 @@ class FindTest : public HostTest {
       return devservice::Reply{.body = account};
     });
     StateFile(folder_ / "state").TryUrl(service_.Url());
-    library_.OpenSession({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
-    library_.LoadHierarchy();
+    library_.Open({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
+    library_.Load();
   }
 
   // The id, or what is said where there is none.
   template <typename Find>
   std::string Found(const Find& find, const std::string& wanted) {
     try {
-      const tagKELO_ItemInfo entry = find(library_, wanted);
-      const std::string_view id = FieldText(entry.itemId);
-      return id == KELO_ROOT_ALBUM_ID ? "root" : std::string(id);
+      const std::string id = find(library_, wanted).id;
+      return id == kRootAlbum ? "root" : id;
     } catch (const Failure& failure) {
       return failure.what();
     }

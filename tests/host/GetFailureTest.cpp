@@ -6,7 +6,6 @@
 
 #include "GetTest.h"
 #include "host/library/Library.h"
-#include "host/library/Records.h"
 #include "host/library/StateFile.h"
 
 namespace kelo::host::testing {
@@ -67,13 +66,11 @@ TEST_F(GetTest, PutFindsWhatAnotherHostStoredAndGetFetched) {
     StateFile(folder_ / "other").TryUrl(service_.Url());
     Output out;
     Library other(out, {});
-    other.OpenSession({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
-    std::vector<tagKELO_LoadInfo> files(1);
-    files[0].filePath = LentText(path);
-    files[0].fileSize = 7;
-    CopyText(files[0].fileModifyDate, "2024-05-17T10:11:13Z");
-    CopyText(files[0].fileCreateDate, "2024-05-16T10:11:13Z");
-    ASSERT_EQ(other.Upload("", files, false), 0u);
+    other.Open({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
+    const auto uploaded = other.Upload("", {{.path = path,
+                                             .modifyDate = "2024-05-17T10:11:13Z",
+                                             .createDate = "2024-05-16T10:11:13Z"}});
+    ASSERT_FALSE(uploaded[0].error);
   }
   EXPECT_THAT(Get({"--all"}).out, EndsWith("1 downloaded, 0 already here\n"));
   const Outcome put = Kelo({"put", Out().string()});

@@ -6,15 +6,14 @@
 namespace kelo::host {
 namespace {
 
-TEST(NamesTest, ShowsReferencesResolvedAndNothingThatATerminalObeys) {
+TEST(NamesTest, ShowsNothingThatATerminalObeys) {
   const std::pair<std::string, std::string> cases[] = {
       {"plain", "plain"},
-      {"a &amp; b &lt;c&gt;", "a & b <c>"},
-      {"&#26716;&#12398;&#24237;", "桜の庭"},
-      {"&#55357;&#56360;", "🐨"},
+      {"R&amp;D &#65;", "R&amp;D &#65;"},  // the name of a file is what it is
+      {"桜の庭 🐨", "桜の庭 🐨"},
       {"caf\xC3\xA9", "caf\xC3\xA9"},
       {"esc \x1B[2J", "esc ?[2J"},
-      {"esc &#27;]0;x&#7;", "esc ?]0;x?"},
+      {"esc \x1B]0;x\x07", "esc ?]0;x?"},
       {"c1 \xC2\x9B"
        "31m",
        "c1 ?31m"},
@@ -23,8 +22,8 @@ TEST(NamesTest, ShowsReferencesResolvedAndNothingThatATerminalObeys) {
       {"overlong \xC0\xAF", "overlong ??"},
       {"surrogate \xED\xA0\x80", "surrogate ???"},
   };
-  for (const auto& [raw, shown] : cases) EXPECT_EQ(Shown(raw), shown) << raw;
-  EXPECT_EQ(ShownText("Tom &amp; &#26716;\x1B.jpg"), "Tom &amp; &#26716;?.jpg");
+  for (const auto& [text, shown] : cases) EXPECT_EQ(Shown(text), shown) << text;
+  EXPECT_EQ(Shown("Tom &amp; &#26716;\x1B.jpg"), "Tom &amp; &#26716;?.jpg");
 }
 
 TEST(NamesTest, MakesOneHarmlessPathComponent) {
@@ -65,27 +64,6 @@ TEST(NamesTest, NumbersNamesBeforeTheirExtension) {
   const std::string full = FileName(std::string(300, 'n') + ".jpg", "id");
   EXPECT_EQ(full.size(), 255u);
   EXPECT_EQ(NumberedName(full, 10), std::string(246, 'n') + " (10).jpg");
-}
-
-// A name that fills its field of 255 bytes ends anywhere.
-TEST(NamesTest, LeavesOutWhatWasCutAtTheEndOfTheField) {
-  const std::pair<std::string, std::string> cases[] = {{"&#26716;", "桜"},
-                                                       {"&#26716", ""},
-                                                       {"&#", ""},
-                                                       {"&", ""},
-                                                       {"&quot", ""},
-                                                       {"&quot;", "\""},
-                                                       {"&#55357;&#56360;", "🐨"},
-                                                       {"&#55357;&#5636", ""},
-                                                       {"&#55357;", ""},
-                                                       {"\xE6\xA1", ""},
-                                                       {"\xF0\x9F\x90", ""},
-                                                       {"\xC3\xA9", "é"},
-                                                       {"Tom & Jerry.jpg", "Tom & Jerry.jpg"}};
-  for (const auto& [end, text] : cases) {
-    const std::string rest(255 - end.size(), 'n');
-    EXPECT_EQ(NameText(rest + end), rest + text) << end;
-  }
 }
 
 TEST(NamesTest, WritesSizes) {

@@ -131,7 +131,7 @@ void RoundTripTest::Up() {
 
 void RoundTripTest::CheckWords(const std::vector<std::string>& lines) const {
   for (const auto& [fate, path] : fates_) {
-    const std::string shown = ShownText(path.string());
+    const std::string shown = Shown(path.string());
     if (fate.starts_with("refused"))
       EXPECT_THAT(lines, Contains(fmt::format("kelo: {}: {}", shown, fate.substr(9))));
     if (fate == "travels") EXPECT_THAT(lines, Contains(StartsWith(shown + ": stored, ")));
