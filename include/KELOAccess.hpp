@@ -211,7 +211,7 @@ class UploadError : public Error {
   // The outcomes all the same: what the check had found, and what could not be read, has its own
   // error; the others have that of the upload.
   const std::vector<UploadedFile>& Files() const { return *files_; }
-  // Whether those others may be stored nevertheless: the failure came behind the check, if any.
+  // Whether those others may be stored nevertheless: some try got past the check, if there was one.
   bool MayBeStored() const { return mayBeStored_; }
 
  private:
@@ -355,6 +355,8 @@ class Library {
                                 const OnProgress& progress = {});
 
  private:
+  class ClearedRecord;
+
   void Send(std::uint32_t code, tagCommandControlInfo* record);  // throws unless it is success
   template <typename Batch>
   void SendEach(std::uint32_t code, std::string_view target, Batch& batch,
@@ -363,7 +365,7 @@ class Library {
   inline static std::atomic<bool> exists_ = false;
   std::recursive_mutex turn_;  // held by the thread whose command runs
   bool inCallback_ = false;    // of that thread
-  std::vector<tagKELO_StringInfo*> handedOut_;  // texts of the running call's record, owned by it
+  const ClearedRecord* cleared_ = nullptr;  // of the running call
   std::atomic<std::uint32_t> aborts_ = 0;
 };
 

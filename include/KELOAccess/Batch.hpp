@@ -54,15 +54,6 @@ class Batch {
 
   std::vector<T>& Records() { return records_; }
 
-  // Sends all records with one command, if there are any.
-  std::uint32_t Send(Library& library, std::uint32_t command, tagCommandControlInfo record,
-                     const OnProgress& progress) {
-    if (records_.empty()) return kKELOResult_Success;
-    record.data = records_.data();
-    record.entryCount = static_cast<std::uint32_t>(records_.size());
-    return library.Command(command, &record, progress);
-  }
-
   // Throws where the command did not even look at the records.
   void RequireTouched(std::uint32_t result, std::uint32_t command) const {
     if (!records_.empty() && records_.front().result == kUntouched) Check(result, command);

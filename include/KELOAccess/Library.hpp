@@ -2,75 +2,9 @@
 #ifndef KELOACCESS_LIBRARY_HPP
 #define KELOACCESS_LIBRARY_HPP
 
-#include "KELOAccess/Batch.hpp"
+#include "KELOAccess/Sending.hpp"
 
 namespace kelo {
-
-inline Library::Library(std::uint32_t recordBudget) {
-  if (exists_.exchange(true)) throw Error("there is a kelo::Library already", 0);
-  const std::uint32_t result = KELOAccessInitialize(recordBudget);
-  if (result == kKELOResult_Success) return;
-  exists_ = false;
-  throw Error(result, 0);
-}
-
-inline Library::~Library() {
-  KELOAccessClose();
-  exists_ = false;
-}
-
-inline std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record,
-                                      const OnProgress& progress) {
-  const std::lock_guard turn(turn_);
-  // The lock is recursive: who has it here is in the midst of a command already.
-  if (inCallback_) throw Error("a progress callback can send nothing", code);
-  for (tagKELO_StringInfo* text : handedOut_) detail::Free(*text);
-  if (!progress) return KELOAccessCommand(code, record);
-  const detail::Listener listener(progress, inCallback_);
-  const std::uint32_t result = KELOAccessCommand(code, record);
-  listener.RethrowWhatWasThrown();
-  return result;
-}
-
-inline void Library::Send(std::uint32_t code, tagCommandControlInfo* record) {
-  detail::Check(Command(code, record), code);
-}
-
-// A command for each record. The failure that ends the batch is that of all behind it.
-template <typename Batch>
-void Library::SendEach(std::uint32_t code, std::string_view target, Batch& batch,
-                       const OnProgress& progress) {
-  const std::lock_guard turn(turn_);
-  const std::uint32_t aborts = aborts_;
-  const auto count = static_cast<std::uint32_t>(batch.Records().size());
-  std::uint32_t done = 0;
-  OnProgress ofAll;
-  if (progress)
-    ofAll = [&](Progress ofOne) {
-      ofOne.files = count;
-      ofOne.filesDone += done;
-      return progress(ofOne);
-    };
-  std::uint32_t result = kKELOResult_Success;
-  for (auto& record : batch.Records()) {
-    if (aborts_ != aborts && detail::GoesOnAfter(result, code)) result = kKELOResult_Aborted;
-    if (detail::GoesOnAfter(result, code)) {
-      tagCommandControlInfo command = detail::Targeted(target, &record, code);
-      command.entryCount = 1;
-      result = Command(code, &command, ofAll);
-      batch.RequireTouched(result, code);
-      if (record.result == detail::kUntouched) record.result = result;
-    } else {
-      record.result = result;
-    }
-    ++done;
-  }
-}
-
-inline void Library::Abort() noexcept {
-  ++aborts_;
-  KELOAccessCommand(kKELOCommand_Abort, nullptr);
-}
 
 // ---- Session ----
 
@@ -246,22 +180,22 @@ inline Recipients Library::VerifyRecipients(View<std::string> addresses) {
   lists.recipients = detail::Lent(list);
   tagCommandControlInfo record = detail::Record(&lists);
   record.outputOptions = kKELOOption_ReturnTexts;
-  const std::lock_guard turn(turn_);
-  const detail::HandedOut texts(handedOut_, {&lists.accepted, &lists.rejected});
+  detail::HandedText accepted(lists.accepted);
+  detail::HandedText rejected(lists.rejected);
+  const ClearedRecord cleared(*this, record, [&] { accepted.Free(), rejected.Free(); });
   const std::uint32_t result = Command(kCommand, &record);
   if (result != kKELOResult_RecipientsRejected) detail::Check(result, kCommand);
-  return {detail::SplitAddresses(detail::Text(lists.accepted)),
-          detail::SplitAddresses(detail::Text(lists.rejected))};
+  return {detail::SplitAddresses(accepted.Text()), detail::SplitAddresses(rejected.Text())};
 }
 
 inline std::vector<std::string> Library::AddressList() {
   tagKELO_StringInfo list{};
   tagCommandControlInfo record = detail::Record(&list);
-  const std::lock_guard turn(turn_);
-  const detail::HandedOut texts(handedOut_, {&list});
+  detail::HandedText text(list);
+  const ClearedRecord cleared(*this, record, [&] { text.Free(); });
   Send(kKELOCommand_GetAddressList, &record);
   // Resolved first: the ";" of a reference separates nothing.
-  return detail::SplitAddresses(Decoded(detail::Text(list)));
+  return detail::SplitAddresses(Decoded(text.Text()));
 }
 
 inline Recipients Library::SendMail(std::string_view album, const Mail& mail) {
@@ -276,12 +210,12 @@ inline Recipients Library::SendMail(std::string_view album, const Mail& mail) {
   letter.removeGPS = mail.removeGps ? 1 : 0;
   tagCommandControlInfo record = detail::Targeted(album, &letter, kCommand);
   if (mail.verify) record.outputOptions = kKELOOption_VerifyRecipients | kKELOOption_ReturnTexts;
-  const std::lock_guard turn(turn_);
-  const detail::HandedOut texts(handedOut_, {&letter.accepted, &letter.rejected});
+  detail::HandedText accepted(letter.accepted);
+  detail::HandedText rejected(letter.rejected);
+  const ClearedRecord cleared(*this, record, [&] { accepted.Free(), rejected.Free(); });
   Send(kCommand, &record);
   if (!mail.verify) return {detail::SplitAddresses(list), {}};
-  return {detail::SplitAddresses(detail::Text(letter.accepted)),
-          detail::SplitAddresses(detail::Text(letter.rejected))};
+  return {detail::SplitAddresses(accepted.Text()), detail::SplitAddresses(rejected.Text())};
 }
 
 }  // namespace kelo

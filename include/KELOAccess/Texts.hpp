@@ -164,28 +164,22 @@ inline tagKELO_StringInfo Lent(const std::string& text) {
   return {const_cast<char*>(text.data()), static_cast<std::uint32_t>(text.size())};
 }
 
-inline std::string_view Text(const tagKELO_StringInfo& info) { return {info.text, info.length}; }
-inline void Free(tagKELO_StringInfo& info) {
-  delete[] info.text;
-  info = {};
-}
-
-// Owns the texts that the library hands out in a call's record, also between two tries to send it;
-// `known` is told of them meanwhile.
-class HandedOut {
+// Owns what the library hands out in a text of a record.
+class HandedText {
  public:
-  HandedOut(std::vector<tagKELO_StringInfo*>& known, std::vector<tagKELO_StringInfo*> texts)
-      : known_(known), before_(std::exchange(known, std::move(texts))) {}
-  ~HandedOut() {
-    for (tagKELO_StringInfo* text : known_) Free(*text);
-    known_ = std::move(before_);
+  explicit HandedText(tagKELO_StringInfo& info) : info_(info) {}
+  ~HandedText() { Free(); }
+  HandedText(const HandedText&) = delete;
+  HandedText& operator=(const HandedText&) = delete;
+
+  std::string_view Text() const { return {info_.text, info_.length}; }
+  void Free() {
+    delete[] info_.text;
+    info_ = {};
   }
-  HandedOut(const HandedOut&) = delete;
-  HandedOut& operator=(const HandedOut&) = delete;
 
  private:
-  std::vector<tagKELO_StringInfo*>& known_;
-  std::vector<tagKELO_StringInfo*> before_;
+  tagKELO_StringInfo& info_;
 };
 
 // The pieces of an address list between ";" (or ","), without blanks around; empty ones are left out.

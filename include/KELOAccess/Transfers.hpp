@@ -8,7 +8,7 @@
 #include <fstream>
 #include <limits>
 
-#include "KELOAccess/Batch.hpp"
+#include "KELOAccess/Sending.hpp"
 
 namespace kelo {
 namespace detail {
@@ -60,10 +60,28 @@ inline void Describe(const UploadFile& file, tagKELO_LoadInfo& record) {
   Put(record.tagList, file.tags, name("tags"));
 }
 
-// Whether the record names a stored file. Any other id in it is none of this command's.
-inline bool NamesStored(const tagKELO_LoadInfo& record) {
-  return record.result == kKELOResult_Success || record.result == kKELOResult_AlreadyExists ||
-         record.result == kKELOResult_AlreadyInAlbum;
+// Whether files of a command that failed were about to be sent: those say success.
+inline bool IsPastCheck(const std::vector<tagKELO_LoadInfo>& records) {
+  return std::ranges::any_of(records, [](const tagKELO_LoadInfo& record) {
+    return record.result == kKELOResult_Success;
+  });
+}
+
+using UploadBatch = Batch<tagKELO_LoadInfo, UploadedFile>;
+
+inline void AddFiles(UploadBatch& batch, std::span<const UploadFile> files, bool checkOnly) {
+  constexpr std::uint32_t kCommand = kKELOCommand_Upload;
+  for (const UploadFile& file : files)
+    batch.Add([&](tagKELO_LoadInfo& record) {
+      const std::string path = PathText(file.path);
+      const std::string name = file.name.empty() ? PathText(file.path.filename()) : file.name;
+      RequireWhole(path, kMaxLentText, {"path", kCommand});
+      RequireTexts(kCommand, "name", {name});
+      Describe(file, record);
+      // A file without a path cannot be read, which ends the command behind the check.
+      if (!checkOnly) record.filePath = batch.Lend(path);
+      record.fileName = batch.Lend(name);
+    });
 }
 
 }  // namespace detail
@@ -83,34 +101,32 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
     command.outputOptions = kKELOOption_CheckDuplicates;
     command.selectionFlags = options.comparedDates;
   }
-  detail::Batch<tagKELO_LoadInfo, UploadedFile> batch;
-  for (const UploadFile& file : files)
-    batch.Add([&](tagKELO_LoadInfo& record) {
-      const std::string path = detail::PathText(file.path);
-      const std::string name = file.name.empty() ? detail::PathText(file.path.filename()) : file.name;
-      detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
-      detail::RequireTexts(kCommand, "name", {name});
-      detail::Describe(file, record);
-      // A file without a path cannot be read, which ends the command behind the check.
-      if (!options.checkOnly) record.filePath = batch.Lend(path);
-      record.fileName = batch.Lend(name);
-    });
-  const std::uint32_t result = batch.Send(*this, kCommand, command, progress);
+  detail::UploadBatch batch;
+  detail::AddFiles(batch, files, options.checkOnly);
   auto& records = batch.Records();
-  const bool isPastCheck = std::ranges::any_of(records, [result](const tagKELO_LoadInfo& record) {
-    return record.result != result && record.result != detail::kUntouched;
+  command.data = records.data();
+  command.entryCount = static_cast<std::uint32_t>(records.size());
+  bool hasSent = false;  // some try
+  const ClearedRecord cleared(*this, command, [&] {
+    hasSent = hasSent || detail::IsPastCheck(records);
+    for (tagKELO_LoadInfo& record : records) {
+      record.result = detail::kUntouched;
+      record.itemId[0] = '\0';
+    }
   });
+  const std::uint32_t result =
+      records.empty() ? std::uint32_t{kKELOResult_Success} : Command(kCommand, &command, progress);
+  const bool isPastCheck = detail::IsPastCheck(records);
   const bool isDone = result == kKELOResult_Success ||
                       (options.checkOnly && isPastCheck && result == kKELOResult_NotFound);
-  // What was to be sent when the command failed says success.
   for (tagKELO_LoadInfo& record : records)
     if (!isDone && (record.result == kKELOResult_Success || record.result == detail::kUntouched))
       record.result = result;
   auto outcomes =
       batch.Outcomes(kCommand, [](const tagKELO_LoadInfo& record, UploadedFile& uploaded) {
-        if (detail::NamesStored(record)) uploaded.id = FieldText(record.itemId);
+        uploaded.id = FieldText(record.itemId);
       });
-  if (!isDone) throw UploadError(Error(result, kCommand), std::move(outcomes), isPastCheck);
+  if (!isDone) throw UploadError(Error(result, kCommand), std::move(outcomes), hasSent || isPastCheck);
   return outcomes;
 }
 
