@@ -128,12 +128,11 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
   get->add_flag("--json", *json, kJsonHelp);
   get->footer(
       "One album goes straight into the folder; a folder, several albums and --all make folders as "
-      "in\n"
-      "the account, friends' albums in \"Friends' albums\". A file gets the date of its picture, "
-      "by which\n"
-      "another 'kelo get' knows it and leaves it alone, and 'kelo put' knows that it is stored. "
-      "Two files\n"
-      "that would have one name are numbered. Ctrl-C leaves no partial file.");
+      "in the account, friends' albums in \"Friends' albums\". A file gets the date of its "
+      "picture, by which another 'kelo get' knows it and leaves it alone, and 'kelo put' knows "
+      "that it is stored. Two files that would have one name are numbered. Ctrl-C leaves no "
+      "partial file. Back up, 'kelo put' would store friends' pictures among yours; --exclude "
+      "\"Friends' albums/\" keeps them out.");
   get->callback([options, json, &chosen] {
     chosen = [options, json](Host& host) {
       if (*json) host.Out().UseJson();
