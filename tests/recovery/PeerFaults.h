@@ -10,7 +10,7 @@
 
 namespace kelo::testing {
 
-constexpr uint32_t kNotTried = ~0u;  // a request that does not meet the fault
+constexpr uint32_t kNotTried = ~0u;  // to this request it is no fault
 constexpr const char* kNoHost = "http://no-such-host.invalid";
 
 struct Fault {
