@@ -1,8 +1,6 @@
 // Dates read from their fixed places.
 #include "host/account/Dates.h"
 
-#include <fmt/format.h>
-
 #include <chrono>
 #include <ctime>
 
@@ -75,15 +73,24 @@ chrono::sys_seconds ShownTime(const Date& date) {
   return date.time + chrono::seconds(local.tm_gmtoff);
 }
 
+// Into the places of its digits; a list has a hundred thousand dates.
+void WriteNumber(std::string& text, std::size_t at, std::size_t digits, std::int64_t number) {
+  for (; digits > 0; number /= 10) text[at + --digits] = static_cast<char>('0' + number % 10);
+}
+
 std::string Written(chrono::sys_seconds time, char between, bool withSeconds) {
   const auto day = chrono::floor<chrono::days>(time);
   const chrono::year_month_day date(day);
   const chrono::hh_mm_ss clock(time - day);
-  std::string text =
-      fmt::format("{:04}-{:02}-{:02}{}{:02}:{:02}", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), between,
-                  clock.hours().count(), clock.minutes().count());
-  if (withSeconds) text += fmt::format(":{:02}", clock.seconds().count());
+  std::string text = "0000-00-00 00:00:00";
+  WriteNumber(text, 0, 4, static_cast<int>(date.year()));
+  WriteNumber(text, 5, 2, static_cast<unsigned>(date.month()));
+  WriteNumber(text, 8, 2, static_cast<unsigned>(date.day()));
+  text[10] = between;
+  WriteNumber(text, 11, 2, clock.hours().count());
+  WriteNumber(text, 14, 2, clock.minutes().count());
+  WriteNumber(text, 17, 2, clock.seconds().count());
+  if (!withSeconds) text.resize(16);
   return text;
 }
 

@@ -14,6 +14,7 @@
 #include "host/account/Names.h"
 #include "host/account/Tree.h"
 #include "host/library/ResultText.h"
+#include "host/terminal/Columns.h"
 
 namespace kelo::host {
 namespace {
@@ -31,6 +32,10 @@ EntryDate DateOf(const Item& entry, SortKey key) {
     return {entry.uploadDate, Clock::Universal};
   if (key != SortKey::Upload && entry.shotDate[0] != '\0') return {entry.shotDate, Clock::Camera};
   return {entry.modifyDate, Clock::Universal};
+}
+
+void AddColumn(std::string& line, std::string_view text, std::size_t width) {
+  line.append(text).append(width - std::min(width, Columns(text)) + 2, ' ');
 }
 
 std::string KindOf(const Item& entry) {
@@ -91,8 +96,10 @@ Listing::Row Listing::RowOf(const Item& entry) const {
   if (out_.IsJson()) {
     row.object = EntryJson(entry);
   } else {
-    row.line = fmt::format("{:<27}  {:<16}  {:<16}  {}", EntryId(entry), KindOf(entry),
-                           DateText(date.text, date.clock), EntryName(entry));
+    AddColumn(row.line, EntryId(entry), 27);
+    AddColumn(row.line, KindOf(entry), 16);
+    AddColumn(row.line, DateText(date.text, date.clock), 16);
+    row.line += EntryName(entry);
   }
   return row;
 }

@@ -44,7 +44,11 @@ std::string_view Behind(std::string_view text, std::size_t columns) {
 
 std::size_t Columns(std::string_view text) {
   std::size_t columns = 0;
-  for (std::size_t at = 0; at < text.size();) columns += Width(NextCharacter(text, at));
+  for (std::size_t at = 0; at < text.size();) {
+    const bool isPlain = text[at] >= ' ' && text[at] <= '~';
+    columns += isPlain ? 1 : Width(NextCharacter(text, at));
+    if (isPlain) ++at;
+  }
   return columns;
 }
 

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstring>
 #include <exiv2/exiv2.hpp>
+#include <fstream>
+#include <vector>
 
 #include "host/library/ResultText.h"
 
@@ -41,6 +43,18 @@ std::string ShotDate(const Exiv2::ExifData& exif) {
   return {};
 }
 
+// All of a small file; nothing of a larger one. The picture library seeks to and fro, which takes
+// longer than reading a small file at once.
+std::vector<Exiv2::byte> SmallFile(const LocalFile& file) {
+  constexpr std::uint64_t kSmall = 256 << 10;
+  if (file.size > kSmall) return {};
+  std::vector<Exiv2::byte> bytes(static_cast<std::size_t>(file.size));
+  std::ifstream stream(file.path, std::ios::binary);
+  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(stream.gcount()));
+  return bytes;
+}
+
 }  // namespace
 
 LocalFile DescribeFile(const std::filesystem::path& path) {
@@ -67,8 +81,11 @@ LocalFile DescribeFile(const std::filesystem::path& path) {
 void AddPictureFacts(LocalFile& file) {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
   try {
+    const std::vector<Exiv2::byte> bytes = SmallFile(file);
     // Absolute, because a relative name could look like a URL to the picture library.
-    const auto image = Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string());
+    const auto image =
+        bytes.empty() ? Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string())
+                      : Exiv2::ImageFactory::open(bytes.data(), static_cast<long>(bytes.size()));
     image->readMetadata();
     file.width = static_cast<std::uint32_t>(std::max(image->pixelWidth(), 0));
     file.height = static_cast<std::uint32_t>(std::max(image->pixelHeight(), 0));

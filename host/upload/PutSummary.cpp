@@ -54,7 +54,10 @@ void PutSummary::Take(const UploadedFile& file) {
   const std::string words = WordsOf(file);
   const std::string line = Shown(file.file.path.string()) + ": " + words;
   const bool good = file.Held() && file.outcome != UploadOutcome::kNotPlaced;
-  if (good || out_.IsJson()) out_.Result(line, ObjectOf(file, words, dryRun_));
+  if (out_.IsJson())
+    out_.Result({}, ObjectOf(file, words, dryRun_));
+  else if (good)
+    out_.Line(line);
   if (file.outcome == UploadOutcome::kNotSent && file.code != 0)
     endedBy_ = file.code;  // told once, for all
   else if (!good)

@@ -102,6 +102,7 @@ std::string Line(uint32_t command, const TracedRequest& request, const URLTransf
     if (!value) continue;
     line.append(" ").append(name).append("=");
     line.append(IsPlainWord(*value) ? *value : Quoted(*value, request));
+    if (value == "ok") break;  // the rest of a large answer need not be looked through
   }
   if (!transfer.failure.empty()) line.append(" failure=").append(Quoted(transfer.failure, request));
   number("result", result);
