@@ -5,11 +5,18 @@
 #include <utility>
 
 namespace kelo::devservice {
+namespace {
+
+// A stack takes 8 MiB of the addresses; where they have 32 bits, something must be left of them.
+constexpr std::size_t kMaxThreads = sizeof(void*) < 8 ? 200 : 20'000;
+
+}  // namespace
 
 void Workers::Start(std::function<void()> work) {
   const std::lock_guard lock(mutex_);
   JoinFinished();
   waiting_.push_back(std::move(work));
+  if (threads_.size() >= kMaxThreads) return;
   const auto self = threads_.emplace(threads_.end());
   try {
     *self = std::thread([this, self] { Run(self); });

@@ -11,7 +11,7 @@
 namespace kelo::devservice {
 
 // A thread for every connection that is being served, so that silent answers never keep others
-// waiting. A connection for which the system has no thread waits for one that ends. Thread-safe.
+// waiting. A connection for which there is no thread any more waits for one that ends. Thread-safe.
 class Workers {
  public:
   ~Workers() { Join(); }
