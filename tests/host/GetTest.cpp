@@ -92,7 +92,7 @@ TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
   for (const Case& one : cases) {
     fs::remove_all(Out());
     if (!one.is.empty()) SetModifyTime(Write("out/a.jpg", one.is), one.date);
-    ScriptAccount({{"a.jpg"}}, [&](const std::string&) {
+    ScriptAccount({{"a.jpg"}}, [file, &one](const std::string&) {
       EXPECT_EQ(ReadFile(file), one.is);
       return Reply{.status = one.status, .body = "new"};
     });
