@@ -111,7 +111,14 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
   });
   UseSession(ScriptedSession());
   static std::atomic<int> events;
-  for (int i = 0; i < 20; ++i) {
+  // The address sanitizer's allocator is no good after a fork at which another thread held its
+  // lock, as the service's do when the child before has gone.
+#ifdef __SANITIZE_ADDRESS__
+  constexpr int kChildren = 1;
+#else
+  constexpr int kChildren = 20;
+#endif
+  for (int i = 0; i < kChildren; ++i) {
     events = 0;
     Register([](uint32_t, uint32_t, const tagKELO_ProgressInfo*) -> uint32_t {
       ++events;
