@@ -138,7 +138,8 @@ class Page:
             raise Failure(f"in vain: {expression}\nthe page says: {seen}") from failure
 
     def click(self, selector):
-        self.value(f"document.querySelector({json.dumps(selector)}).click()")
+        """Clicks an element as soon as it is there."""
+        self.wait(f"(document.querySelector({json.dumps(selector)}).click(), true)")
 
     def key(self, key, text=None):
         code = {"Enter": 13, "Escape": 27, "Tab": 9, " ": 32, "End": 35, "Home": 36, "PageDown": 34,
@@ -163,7 +164,7 @@ class Page:
 
     def press(self, selector):
         """The mouse button, down and up again in the middle of an element."""
-        x, y = self.value(self.middle(selector))
+        x, y = self.wait(self.middle(selector))
         for kind in ["mousePressed", "mouseReleased"]:
             self.call("Input.dispatchMouseEvent", type=kind, x=x, y=y, button="left", clickCount=1)
 

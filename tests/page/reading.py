@@ -46,7 +46,7 @@ class Reading(PageChecks):
         self.page.wait("document.activeElement.id === 'requests'")
         self.page.value("document.getElementById('account').focus()")
         self.page.key("Home")
-        before = self.page.value("document.querySelectorAll('#account .row').length")
+        before = self.page.wait("document.querySelectorAll('#account .row').length")
         self.page.key("ArrowLeft")
         self.page.wait(f"document.querySelectorAll('#account .row').length < {before}")
         self.page.key("ArrowRight")
@@ -55,6 +55,7 @@ class Reading(PageChecks):
         self.page.key("ArrowRight")
         self.page.wait("!document.getElementById('panel-outbox').hidden")
         self.page.key("ArrowLeft")
+        self.page.wait("document.querySelector('#account .row') && true")
 
     def check_contrast(self):
         self.page.value("document.getElementById('failures').checked ||"
@@ -64,7 +65,8 @@ class Reading(PageChecks):
             self.page.call("Emulation.setEmulatedMedia",
                            features=[{"name": "prefers-color-scheme", "value": scheme}])
             self.page.wait(f"matchMedia('(prefers-color-scheme: {scheme})').matches")
-            colours = self.page.value("""(() => {
+            # Waits for each of them: a list has its rows a frame after its tab is shown.
+            colours = self.page.wait("""(() => {
               const ground = (e) => {
                 const colour = getComputedStyle(e).backgroundColor;
                 return colour === "rgba(0, 0, 0, 0)" && e.parentElement ? ground(e.parentElement)
@@ -108,7 +110,7 @@ class Reading(PageChecks):
         self.page.click("#tab-outbox")
         self.page.wait(f"{texts('#outbox .name')}.includes({json.dumps(MARKUP)})")
         self.open_row("#outbox", "onerror")
-        must(self.page.value("document.querySelector('#window pre').textContent") == MARKUP,
+        must(self.page.wait("document.querySelector('#window pre').textContent") == MARKUP,
              "the text is another")
         self.page.wait("document.querySelectorAll('#window .thumbnail').length === 1")
         self.close_window()
