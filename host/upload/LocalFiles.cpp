@@ -4,7 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <future>
 #include <set>
+#include <span>
 #include <tuple>
 #include <utility>
 
@@ -22,6 +24,48 @@ bool IsUtf8(const std::string& text) {
   return ComposeUtf8(text, scratch).data() != nullptr;
 }
 
+// A file, or, with a refusal, a file or folder that cannot be taken.
+struct Candidate {
+  FoundFile file;
+  std::string refusal{};
+};
+
+std::string WhyRefused(const FoundFile& file) {
+  if (!IsUtf8(file.facts.path.filename().string())) return "its name is not UTF-8";
+  if (!IsUtf8(file.album.folder) || !IsUtf8(file.album.album))
+    return "its folder's name is not UTF-8";
+  if (file.facts.size == 0) return "it is empty";
+  if (file.facts.size > kMaxFile)
+    return fmt::format("{} is too large; a file must be below 2 GiB", ByteText(file.facts.size));
+  return {};
+}
+
+void Describe(Candidate& candidate) {
+  if (!candidate.refusal.empty()) return;
+  try {
+    Describe(candidate.file.facts);
+    candidate.refusal = WhyRefused(candidate.file);
+  } catch (const Failure& failure) {
+    candidate.refusal = failure.what();
+  }
+}
+
+// On several threads: a disk, and a network above all, answers many questions at once.
+void DescribeAll(std::vector<Candidate>& candidates) {
+  constexpr std::size_t kThreads = 8;
+  constexpr std::size_t kSmallestShare = 100;
+  const std::size_t share = std::max(candidates.size() / kThreads + 1, kSmallestShare);
+  std::vector<std::future<void>> shares;
+  for (auto rest = std::span(candidates); !rest.empty();) {
+    const auto mine = rest.first(std::min(share, rest.size()));
+    rest = rest.subspan(mine.size());
+    shares.push_back(std::async([mine] {
+      for (Candidate& candidate : mine) Describe(candidate);
+    }));
+  }
+  for (std::future<void>& each : shares) each.get();
+}
+
 class Gatherer {
  public:
   Gatherer(const UploadFilter& filter, bool albums) : filter_(filter), albums_(albums) {}
@@ -34,11 +78,20 @@ class Gatherer {
       AddFile(path, {});
   }
 
-  LocalFiles found;
+  LocalFiles Finish() {
+    DescribeAll(candidates_);
+    std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
+    for (auto& [file, refusal] : candidates_)
+      if (!refusal.empty())
+        found_.refused.push_back({std::move(file.facts.path), std::move(refusal)});
+      else if (seen.emplace(file.facts.device, file.facts.inode, file.album).second)
+        found_.files.push_back(std::move(file));
+    return std::move(found_);
+  }
 
  private:
   bool LeftOutFor(std::optional<LeftOut> reason) {
-    if (reason) ++found.leftOut[*reason];
+    if (reason) ++found_.leftOut[*reason];
     return reason.has_value();
   }
 
@@ -50,13 +103,13 @@ class Gatherer {
     std::vector<fs::path> folders;
     for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed))
       Sort(*at, below, files, folders);
-    if (failed) found.refused.push_back({folder, failed.message()});
-    std::sort(files.begin(), files.end());
-    std::sort(folders.begin(), folders.end());
+    if (failed) AddFile(folder, {}, failed.message());
+    std::ranges::sort(files, {}, &fs::path::native);
+    std::ranges::sort(folders, {}, &fs::path::native);
     const bool isFirst = !below.empty() && ++below.begin() == below.end();
     if (isFirst) holdsFolders = !folders.empty();
     for (const fs::path& name : files)
-      AddFile(folder / name, AlbumOfFile(below / name, holdsFolders));
+      AddFile(folder / name, albums_ ? AlbumOfFile(below / name, holdsFolders) : AlbumName());
     for (const fs::path& name : folders) Walk(folder / name, below / name, holdsFolders);
   }
 
@@ -70,35 +123,19 @@ class Gatherer {
       if (!entry.is_symlink(ignored))
         folders.push_back(std::move(name));
       else
-        ++found.leftOut[LeftOut::kFolderLink];
+        ++found_.leftOut[LeftOut::kFolderLink];
     }
   }
 
-  void AddFile(const fs::path& path, AlbumName album) {
-    if (!albums_) album = {};
-    try {
-      LocalFile facts = DescribeFile(path);
-      if (std::string reason = WhyRefused(facts, album); !reason.empty())
-        found.refused.push_back({path, std::move(reason)});
-      else if (seen_.emplace(facts.device, facts.inode, album).second)
-        found.files.push_back({std::move(facts), std::move(album)});
-    } catch (const Failure& failure) {
-      found.refused.push_back({path, failure.what()});
-    }
-  }
-
-  static std::string WhyRefused(const LocalFile& facts, const AlbumName& album) {
-    if (!IsUtf8(facts.path.filename().string())) return "its name is not UTF-8";
-    if (!IsUtf8(album.folder) || !IsUtf8(album.album)) return "its folder's name is not UTF-8";
-    if (facts.size == 0) return "it is empty";
-    if (facts.size > kMaxFile)
-      return fmt::format("{} is too large; a file must be below 2 GiB", ByteText(facts.size));
-    return {};
+  void AddFile(fs::path path, AlbumName album, std::string refusal = {}) {
+    candidates_.push_back(
+        {{.facts = {.path = std::move(path)}, .album = std::move(album)}, std::move(refusal)});
   }
 
   const UploadFilter& filter_;
   const bool albums_;
-  std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen_;
+  std::vector<Candidate> candidates_;
+  LocalFiles found_;
 };
 
 }  // namespace
@@ -107,7 +144,7 @@ LocalFiles FindLocalFiles(const std::vector<std::string>& paths, const UploadFil
                           bool albums) {
   Gatherer gatherer(filter, albums);
   for (const std::string& path : paths) gatherer.Add(path);
-  return std::move(gatherer.found);
+  return gatherer.Finish();
 }
 
 }  // namespace kelo::host

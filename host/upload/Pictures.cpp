@@ -1,7 +1,6 @@
 // File facts from the file system and from exiv2.
 #include "host/upload/Pictures.h"
 
-#include <fcntl.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -49,7 +48,9 @@ std::vector<Exiv2::byte> SmallFile(const LocalFile& file) {
   constexpr std::uint64_t kSmall = 256 << 10;
   if (file.size > kSmall) return {};
   std::vector<Exiv2::byte> bytes(static_cast<std::size_t>(file.size));
-  std::ifstream stream(file.path, std::ios::binary);
+  std::ifstream stream;
+  stream.rdbuf()->pubsetbuf(nullptr, 0);
+  stream.open(file.path, std::ios::binary);
   stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(stream.gcount()));
   return bytes;
@@ -57,35 +58,33 @@ std::vector<Exiv2::byte> SmallFile(const LocalFile& file) {
 
 }  // namespace
 
-LocalFile DescribeFile(const std::filesystem::path& path) {
+void Describe(LocalFile& file) {
   struct stat status {};
-  // Opened without blocking, so that a pipe is noticed and not waited for.
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  const bool known = file >= 0 && ::fstat(file, &status) == 0;
-  const int reason = errno;
-  if (file >= 0) ::close(file);
-  if (!known) throw Failure(std::strerror(reason));
+  // Never opened, which takes longer, and could wait for a pipe.
+  if (::stat(file.path.c_str(), &status) != 0 || ::access(file.path.c_str(), R_OK) != 0)
+    throw Failure(std::strerror(errno));
   if (!S_ISREG(status.st_mode)) throw Failure("not a file");
-  LocalFile facts;
-  facts.path = path;
-  facts.size = static_cast<std::uint64_t>(status.st_size);
-  facts.modifyDate = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(status.st_mtime));
+  file.size = static_cast<std::uint64_t>(status.st_size);
+  file.modifyDate = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(status.st_mtime));
   // A file system's creation time is that of the copy, and would make a restored or copied file
   // look new to the duplicate check. The modification time goes along with copies.
-  facts.createDate = facts.modifyDate;
-  facts.device = status.st_dev;
-  facts.inode = status.st_ino;
-  return facts;
+  file.createDate = file.modifyDate;
+  file.device = status.st_dev;
+  file.inode = status.st_ino;
 }
 
 void AddPictureFacts(LocalFile& file) {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
   try {
     const std::vector<Exiv2::byte> bytes = SmallFile(file);
+    const auto size = static_cast<long>(bytes.size());
+    // Opening what is no picture would throw, which takes longer than all the rest.
+    if (size > 0 && Exiv2::ImageFactory::getType(bytes.data(), size) == Exiv2::ImageType::none)
+      return;
     // Absolute, because a relative name could look like a URL to the picture library.
     const auto image =
-        bytes.empty() ? Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string())
-                      : Exiv2::ImageFactory::open(bytes.data(), static_cast<long>(bytes.size()));
+        size == 0 ? Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string())
+                  : Exiv2::ImageFactory::open(bytes.data(), size);
     image->readMetadata();
     file.width = static_cast<std::uint32_t>(std::max(image->pixelWidth(), 0));
     file.height = static_cast<std::uint32_t>(std::max(image->pixelHeight(), 0));

@@ -130,7 +130,9 @@ class Sender {
   bool DropUnreadable(Portion& portion) {
     const auto readable = [](const LocalFile& file) {
       try {
-        return DescribeFile(file.path).size >= file.size;
+        LocalFile now{.path = file.path};
+        Describe(now);
+        return now.size >= file.size;
       } catch (const Failure&) {
         return false;
       }

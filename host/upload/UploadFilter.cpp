@@ -67,6 +67,7 @@ bool MatchesPath(std::string pattern, const std::string& path) {
 }
 
 bool Matches(const std::vector<std::string>& patterns, const fs::path& below) {
+  if (patterns.empty()) return false;
   const std::string path = below.generic_string();
   const std::string name = below.filename().string();
   return std::any_of(patterns.begin(), patterns.end(), [&](const std::string& pattern) {
