@@ -69,10 +69,10 @@ std::vector<const CLI::Option*> ListedOptions(const CLI::App& app) {
 std::string ValueName(const CLI::Option& option) {
   if (option.get_positional()) return option.get_name(true);
   if (option.get_expected_max() == 0) return "";
-  // "ALBUM" for --album, unless the option says something better than "a text".
   // Behind a colon are checks of the value, in no words for people.
   std::string name = option.get_type_name();
   name = name.substr(0, name.find(':'));
+  // "ALBUM" for --album, unless the option says something better than "a text".
   if (name != "TEXT") return name;
   name = option.get_lnames().at(0);
   std::transform(name.begin(), name.end(), name.begin(),

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "commandline/Suggest.h"
+#include "host/account/CatalogueNames.h"
 #include "host/account/Names.h"
 #include "host/library/ResultText.h"
 #include "text/Unicode.h"

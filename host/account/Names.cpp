@@ -12,9 +12,8 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kFileNameBytes = 255;   // what file systems take
-constexpr std::size_t kNameFieldBytes = 255;  // of the library's records
-constexpr std::size_t kExtensionBytes = 16;   // a longer one is none
+constexpr std::size_t kFileNameBytes = 255;  // what file systems take
+constexpr std::size_t kExtensionBytes = 16;  // a longer one is none
 
 // Where the extension begins, with its dot; the end where there is none.
 std::size_t ExtensionAt(const std::string& name) {
@@ -53,10 +52,6 @@ std::string Composed(std::string_view text) {
   std::string composed;
   const std::string_view whole = ComposeUtf8(text, composed);
   return whole.data() == composed.data() ? composed : std::string(text);
-}
-
-bool MayBeCut(const Item& entry) {
-  return entry.raw.name.size() == kNameFieldBytes;
 }
 
 std::string Shown(std::string_view text) {

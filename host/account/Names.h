@@ -6,14 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "KELOAccess.hpp"
-
 namespace kelo::host {
 
 // The text composed (NFC), as a person types it; as it stands where that is not possible.
 std::string Composed(std::string_view text);
-// Whether the entry's name fills its field, so that its end may be missing.
-bool MayBeCut(const Item& entry);
 
 // For a terminal: composed, and every control, direction mark and malformed byte shown as "?".
 std::string Shown(std::string_view text);

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/Host.h"
+#include "host/account/CatalogueNames.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Names.h"
 #include "host/commandline/Arguments.h"

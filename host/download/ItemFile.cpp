@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "host/account/CatalogueNames.h"
 #include "host/account/Names.h"
 
 namespace kelo::host {

@@ -3,64 +3,24 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <vector>
 
+#include "host/account/CatalogueNames.h"
 #include "host/account/Names.h"
 #include "host/library/ResultText.h"
-#include "text/XMLUtility.h"
 
 namespace kelo::host {
-namespace {
-
-namespace fs = std::filesystem;
-
-constexpr std::size_t kNameField = 255;  // bytes
-
-std::string AsReferences(const std::string& name) {
-  std::string references;
-  XMLUtility().ConvertStringUTF8ToReference(name, references);
-  return references;
-}
-
-// A reference that was cut stands at the end without its semicolon, a pair of two that was cut
-// without its second.
-std::string WithoutCutReference(std::string references) {
-  std::size_t last = references.rfind('&');
-  if (last == std::string::npos) return references;
-  if (references.find(';', last) == std::string::npos) {
-    references.resize(last);
-    last = references.rfind('&');
-    if (last == std::string::npos) return references;
-  }
-  unsigned unit = 0;
-  const bool atEnd = references.find(';', last) + 1 == references.size();
-  if (atEnd && std::sscanf(references.c_str() + last, "&#%u;", &unit) == 1 && unit >= 0xD800 &&
-      unit < 0xDC00)
-    references.resize(last);
-  return references;
-}
-
-}  // namespace
 
 std::string AlbumName::Words() const {
   return Shown(folder.empty() ? album : folder + "/" + album);
 }
 
-AlbumName AlbumOfFile(const fs::path& below, bool holdsFolders) {
+AlbumName AlbumOfFile(const std::filesystem::path& below, bool holdsFolders) {
   std::vector<std::string> names;
-  for (const fs::path& part : below) names.push_back(part.string());
+  for (const std::filesystem::path& part : below) names.push_back(part.string());
   if (names.size() < 2) return {};
   if (!holdsFolders) return {.folder = {}, .album = names[0]};
   return {.folder = names[0], .album = names[names.size() == 2 ? 0 : 1]};
-}
-
-std::string CatalogueName(const std::string& name) {
-  return WithoutCutReference(AsReferences(name).substr(0, kNameField));
-}
-
-bool FitsCatalogue(const std::string& name) {
-  return AsReferences(name).size() <= kNameField;
 }
 
 AlbumShelf::Ids& AlbumShelf::Children(const std::string& folderId, Kind kind) {

@@ -48,10 +48,4 @@ class AlbumShelf {
   std::map<std::pair<std::string, Kind>, Ids> children_;
 };
 
-// How the catalogue shows a name: composed, and cut where its field ends. Two names that it shows
-// alike are one.
-std::string CatalogueName(const std::string& name);
-// Whether that is the whole name: the field holds 255 bytes of references, 31 Japanese characters.
-bool FitsCatalogue(const std::string& name);
-
 }  // namespace kelo::host

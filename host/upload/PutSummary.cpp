@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "host/account/CatalogueNames.h"
 #include "host/account/Names.h"
 #include "host/library/ResultText.h"
 
