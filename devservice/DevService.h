@@ -23,7 +23,7 @@ struct RequestRecord;
 
 // Decides about one request: a reply, or nothing to let the service answer it. Called on server
 // threads, possibly several at once. Answers are sent compressed only when the service answers by
-// itself.
+// itself. One that throws ends the program: as a failure of the service it would go unnoticed.
 using Script = std::function<std::optional<Reply>(const LoggedRequest&)>;
 
 class Service {

@@ -50,7 +50,7 @@ bool Arrivals::HasScript() const {
   return script_ != nullptr;
 }
 
-std::optional<Reply> Arrivals::Ask(const Script& script, const LoggedRequest& request) {
+std::optional<Reply> Arrivals::Ask(const Script& script, const LoggedRequest& request) noexcept {
   std::unique_lock lock(mutex_);
   const Script copy = script;
   if (!copy) return std::nullopt;

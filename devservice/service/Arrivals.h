@@ -33,7 +33,7 @@ class Arrivals {
   std::optional<Reply> AskHeadScript(const LoggedRequest& head) { return Ask(headScript_, head); }
 
  private:
-  std::optional<Reply> Ask(const Script& script, const LoggedRequest& request);
+  std::optional<Reply> Ask(const Script& script, const LoggedRequest& request) noexcept;
 
   const std::size_t limit_;
   mutable std::mutex mutex_;  // guards what follows

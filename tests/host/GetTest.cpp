@@ -92,7 +92,7 @@ TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
   for (const Case& one : cases) {
     fs::remove_all(Out());
     if (!one.is.empty()) SetModifyTime(Write("out/a.jpg", one.is), one.date);
-    ScriptAccount({{"a.jpg"}}, [file, &one](const std::string&) {
+    ScriptAccount({{"a.jpg"}}, [&](const std::string&) {
       EXPECT_EQ(ReadFile(file), one.is);
       return Reply{.status = one.status, .body = "new"};
     });
@@ -108,6 +108,7 @@ TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
   // Nothing but a file is a file of ours, and no folder goes for one.
   fs::remove_all(Out());
   Write("out/a.jpg/within", "x");
+  ScriptAccount({{"a.jpg"}}, [](const std::string&) { return Reply{.body = "new"}; });
   for (const auto& arguments : {std::vector<std::string>{"item0"}, {"item0", "--replace"}})
     EXPECT_EQ(Get(arguments).exitCode, 1);
   EXPECT_THAT(Names("out"), ElementsAre("a.jpg"));
