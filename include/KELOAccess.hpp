@@ -237,7 +237,8 @@ struct Properties {
 };
 
 struct Mail {
-  std::vector<std::string> recipients{};  // mail addresses
+  // Mail addresses. Each ";" and "," separates two, so a text that has one comes back as several.
+  std::vector<std::string> recipients{};
   std::string subject{};
   std::string text{};
   bool removeGps = false;  // take the position data out of the pictures
@@ -295,8 +296,8 @@ class Library {
   // Goes on with a session that was open. The account has to be loaded again. An empty secret leaves the
   // one that was used last.
   void Restore(kelo::Session session, std::string_view signingSecret);
-  // Keeps a token from running out, also of a session that is not this one's. Reports nothing: whether
-  // the session lives shows in the next command.
+  // Keeps a token from running out, also of a session that is not this one's. Throws where there is no
+  // token, and tells nothing of what the service says: whether it lives shows in the next command.
   void ExtendToken(kelo::Session session, std::string_view signingSecret);
   Storage Capacity();
 

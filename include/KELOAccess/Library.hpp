@@ -161,7 +161,7 @@ inline void Library::Modify(std::string_view id, const Properties& properties) {
 inline void Library::AddTags(std::string_view id, std::string_view tags) {
   const std::lock_guard turn(turn_);
   tagKELO_TagInfo text{};
-  detail::Put(text.text, tags, {"tags", kKELOCommand_AddTags});
+  detail::Put(text.text, tags, {"tag list", kKELOCommand_AddTags});
   const Kind kind = Info(id).kind;
   tagCommandControlInfo record = detail::Targeted(id, &text, kKELOCommand_AddTags);
   record.selectionFlags = Is(kind, Kind::FileItem) ? kKELOTagTarget_FileItem

@@ -84,10 +84,10 @@ template <typename Callback>
   requires(!std::same_as<std::decay_t<Callback>, OnProgress> &&
            std::invocable<std::decay_t<Callback>&, const Progress&>)
 OnProgress::OnProgress(Callback&& callback) {
-  if constexpr (detail::MayBeEmpty<std::decay_t<Callback>>)
-    if (!callback) return;
   // Shared, so that what cannot be copied can be called too.
   auto shared = std::make_shared<std::decay_t<Callback>>(std::forward<Callback>(callback));
+  if constexpr (detail::MayBeEmpty<std::decay_t<Callback>>)
+    if (!*shared) return;
   call_ = [shared](const Progress& progress) -> bool {
     if constexpr (std::is_void_v<std::invoke_result_t<decltype(*shared), const Progress&>>) {
       std::invoke(*shared, progress);

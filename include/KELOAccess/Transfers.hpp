@@ -57,7 +57,7 @@ inline void Describe(const UploadFile& file, tagKELO_LoadInfo& record) {
   Put(record.shotDate, file.shotDate, name("date"));
   record.width = file.width;
   record.height = file.height;
-  Put(record.tagList, file.tags, name("tags"));
+  Put(record.tagList, file.tags, name("tag list"));
 }
 
 // Whether files of a command that failed were about to be sent: those say success.

@@ -100,7 +100,7 @@ TEST_F(LibraryTest, FilesGoAndComeEachWithItsOwnOutcome) {
   EXPECT_FALSE(uploaded[0].error || uploaded[2].error);
   ASSERT_TRUE(uploaded[1].error && uploaded[3].error);
   EXPECT_EQ(uploaded[1].error->Code(), 4098u);
-  EXPECT_EQ(uploaded[3].error->Words(), "the tags has 904 bytes, and at most 903 are possible");
+  EXPECT_EQ(uploaded[3].error->Words(), "the tag list has 904 bytes, and at most 903 are possible");
   EXPECT_NE(uploaded[2].id, "");
 
   library_->Load();
@@ -204,7 +204,7 @@ TEST_F(LibraryTest, WhatARecordCannotHoldIsRefused) {
       {[&] { library_->AddFolder("\xFF"); }, "the name is not UTF-8"},
       {[&] { library_->AddFolder(std::string(256, 'n')); }, "the name has 256 bytes"},
       {[&] { library_->Modify("id", {.caption = std::string(320, 'c')}); }, "the caption has 320"},
-      {[&] { library_->AddTags("id", std::string(904, 't')); }, "the tags has 904"},
+      {[&] { library_->AddTags("id", std::string(904, 't')); }, "the tag list has 904"},
       {[&] {
          library_->VerifyRecipients({"a@x", nul});
        },
