@@ -5,6 +5,7 @@
 
 #include "devservice/files/PrivateFiles.h"
 #include "devservice/http/RequestRecord.h"
+#include "devservice/protocol/RequestDocument.h"
 
 namespace kelo::devservice {
 namespace {
@@ -30,12 +31,24 @@ std::string FileHeader(const std::string& rawName) {
          "\r\n";
 }
 
+[[noreturn]] void Refuse(const std::string& why) {
+  throw ServiceError(ErrorNumber::MalformedUpload, why);
+}
+
+// Compares what came with what must be there, and says where they part.
+void RequireSame(std::string_view came, std::string_view expected, const std::string& place) {
+  const auto [differs, end] = std::ranges::mismatch(expected, came);
+  if (end == came.end()) return;
+  Refuse("expected " + Quoted(expected) + " " + place + ": byte " +
+         std::to_string(differs - expected.begin() + 1) + " of that differs");
+}
+
 }  // namespace
 
 UploadReceiver::UploadReceiver(Api& api, const LoggedRequest& head, std::uint64_t maxDocument)
     : api_(api), query_(head.query), maxDocument_(maxDocument), buffer_(kFileBuffer) {
   if (head.Header("Content-Type") != kContentType)
-    Fail({ErrorNumber::MalformedUpload, "Unexpected Content-Type"});
+    Fail({ErrorNumber::MalformedUpload, "Content-Type is not " + std::string(kContentType)});
   else if (head.Header("Content-Length").empty())
     Fail({ErrorNumber::MalformedUpload, "No Content-Length"});
 }
@@ -69,7 +82,7 @@ void UploadReceiver::TakeChecked(std::string_view bytes) {
         TakeFile(bytes);
         break;
       case State::Done:
-        throw ServiceError(ErrorNumber::MalformedUpload, "Bytes after the closing boundary");
+        Refuse("bytes behind the closing boundary");
       case State::Failed:
         return;  // the rest is read and dropped
     }
@@ -81,14 +94,12 @@ void UploadReceiver::TakeDocument(std::string_view& bytes) {
   const std::size_t searchFrom = document_.size() - std::min(document_.size(), kDocumentEnd.size());
   const std::size_t before = document_.size();
   document_ += bytes;
-  const std::size_t headed = std::min(document_.size(), kDocumentHeader.size());
-  if (document_.compare(0, headed, kDocumentHeader, 0, headed) != 0)
-    throw ServiceError(ErrorNumber::MalformedUpload, "Unexpected header of the document part");
+  RequireSame(std::string_view(document_).substr(0, kDocumentHeader.size()), kDocumentHeader,
+              "at the beginning of the body");
   const std::size_t end = document_.find(kDocumentEnd, searchFrom);
   if (end == std::string::npos) {
     bytes = {};
-    if (document_.size() > maxDocument_)
-      throw ServiceError(ErrorNumber::MalformedUpload, "Document too long");
+    if (document_.size() > maxDocument_) Refuse("the document is too long");
     return;
   }
   const std::size_t size = end + kDocumentEnd.size();
@@ -108,20 +119,16 @@ void UploadReceiver::Plan(std::string_view document) {
 void UploadReceiver::BeginFraming() {
   framing_ =
       next_ < plan_->files.size() ? FileHeader(plan_->files[next_].rawName) : std::string(kClosing);
-  matched_ = 0;
+  framed_.clear();
   state_ = State::Framing;
 }
 
 void UploadReceiver::TakeFraming(std::string_view& bytes) {
-  const std::size_t size = std::min(bytes.size(), framing_.size() - matched_);
-  if (framing_.compare(matched_, size, bytes.substr(0, size)) != 0) {
-    throw ServiceError(
-        ErrorNumber::MalformedUpload,
-        "Unexpected bytes around file " + std::to_string(next_ + 1) + " of the upload");
-  }
-  matched_ += size;
+  const std::size_t size = std::min(bytes.size(), framing_.size() - framed_.size());
+  framed_ += bytes.substr(0, size);
+  RequireSame(framed_, framing_, Place());
   bytes.remove_prefix(size);
-  if (matched_ < framing_.size()) return;
+  if (framed_.size() < framing_.size()) return;
   if (next_ == plan_->files.size())
     state_ = State::Done;
   else
@@ -162,10 +169,23 @@ void UploadReceiver::Fail(const ServiceError& error) {
   state_ = State::Failed;
 }
 
+std::string UploadReceiver::Place() const {
+  if (next_ == 0) return "behind the document";
+  return "behind the " + std::to_string(plan_->files[next_ - 1].item.size) + " bytes of file " +
+         std::to_string(next_);
+}
+
+std::string UploadReceiver::WhatIsMissing() const {
+  if (state_ == State::Document) return "the body ends before " + Quoted(kDocumentEnd);
+  if (state_ == State::Framing) return "the body ends before " + Quoted(framing_) + " " + Place();
+  return "the body ends " + std::to_string(fileLeft_) + " bytes before the end of file " +
+         std::to_string(next_ + 1);
+}
+
 CallReport UploadReceiver::Finish() {
   if (state_ == State::Failed) return report_;
   try {
-    if (state_ != State::Done) throw ServiceError(ErrorNumber::MalformedUpload, "Body too short");
+    if (state_ != State::Done) Refuse(WhatIsMissing());
     report_.answer = api_.FinishUpload(*plan_);
   } catch (const ServiceError& error) {
     report_.Fail(error);

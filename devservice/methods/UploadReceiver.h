@@ -37,6 +37,8 @@ class UploadReceiver {
   void BeginFraming();
   void OpenFile();
   void Fail(const ServiceError& error);
+  std::string Place() const;  // of the framing
+  std::string WhatIsMissing() const;
 
   enum class State { Document, Framing, File, Done, Failed };
 
@@ -46,9 +48,9 @@ class UploadReceiver {
   State state_ = State::Document;
   std::string document_;  // with the part header before it, until planned
   std::optional<UploadPlan> plan_;
-  std::size_t next_ = 0;     // the file whose framing or bytes come next
-  std::string framing_;      // what must come next ...
-  std::size_t matched_ = 0;  // ... and how much of it has
+  std::size_t next_ = 0;  // the file whose framing or bytes come next
+  std::string framing_;   // what must come next ...
+  std::string framed_;    // ... and what of it has
   std::uint64_t fileLeft_ = 0;
   std::vector<char> buffer_;
   std::ofstream file_;

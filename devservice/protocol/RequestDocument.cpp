@@ -98,7 +98,7 @@ class Reader {
   bool At(std::string_view token) const { return text_.substr(position_).starts_with(token); }
 
   void Expect(std::string_view token) {
-    if (!At(token)) Refuse("expected \"" + std::string(token) + "\"");
+    if (!At(token)) Refuse("expected " + Quoted(token));
     position_ += token.size();
   }
 
@@ -129,6 +129,18 @@ std::optional<Element> ReadRequestDocument(std::string_view document, std::strin
     reason = refusal.reason;
     return std::nullopt;
   }
+}
+
+std::string Quoted(std::string_view text) {
+  std::string quoted = "\"";
+  for (const char c : text)
+    if (c == '\r')
+      quoted += "\\r";
+    else if (c == '\n')
+      quoted += "\\n";
+    else
+      quoted += c;
+  return quoted + "\"";
 }
 
 std::string MethodOfDocument(std::string_view document) {

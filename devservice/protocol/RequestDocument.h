@@ -31,6 +31,9 @@ struct Element {
 // The method element; on refusal nothing, and `reason` says what is wrong and where.
 std::optional<Element> ReadRequestDocument(std::string_view document, std::string& reason);
 
+// A text in quotes as messages have it: its line ends can be seen.
+std::string Quoted(std::string_view text);
+
 // The method's name, without any further check; empty when there is none.
 std::string MethodOfDocument(std::string_view document);
 

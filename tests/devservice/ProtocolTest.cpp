@@ -247,6 +247,8 @@ TEST(RequestDocument, TakesThePrescribedLayoutOnly) {
     EXPECT_FALSE(ReadRequestDocument(document, reason)) << document;
     EXPECT_NE(reason, "") << document;
   }
+  EXPECT_FALSE(ReadRequestDocument(head + "<M />", reason));
+  EXPECT_EQ(reason, "expected \"\\r\\n\" at byte 88");
 }
 
 }  // namespace

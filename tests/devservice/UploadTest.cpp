@@ -55,24 +55,38 @@ TEST_F(LimitedTest, RefusesEveryDeviationAndStoresNothing) {
     const char* what;
     Upload upload;
     std::string outcome;
+    std::string words{};  // of what is wrong
   };
   const auto spoiled = [&](const std::string& from, const std::string& to) {
     return Upload{good.document, Replaced(good.body, from, to)};
   };
   const Case cases[] = {
-      {"one byte too many", spoiled("defg", "defgh"), "402"},
-      {"one byte too few", spoiled("defg", "def"), "402"},
-      {"another boundary", spoiled("\r\n--BOUNDARY\r\n", "\r\n--Boundary\r\n"), "402"},
+      {"one byte too many", spoiled("defg", "defgh"), "402",
+       "behind the 4 bytes of file 2: byte 1 of"},
+      {"one byte too few", spoiled("defg", "def"), "402",
+       "behind the 4 bytes of file 2: byte 1 of"},
+      {"another boundary", spoiled("\r\n--BOUNDARY\r\n", "\r\n--Boundary\r\n"), "402",
+       "behind the 3 bytes of file 1: byte 6 of"},
       {"another part name", spoiled("name=\"b.jpg\"", "name=\"c.jpg\""), "402"},
       {"another encoding", spoiled("binary", "8bit"), "402"},
-      {"no closing boundary", spoiled("\r\n--BOUNDARY--\r\n", ""), "402"},
-      {"cut closing boundary", spoiled("--BOUNDARY--\r\n", "--BOUNDARY--"), "402"},
-      {"bytes at the end", spoiled("--BOUNDARY--\r\n", "--BOUNDARY--\r\n\r\n"), "402"},
+      {"no closing boundary", spoiled("\r\n--BOUNDARY--\r\n", ""), "402",
+       "behind the 4 bytes of file 2"},
+      {"cut closing boundary", spoiled("--BOUNDARY--\r\n", "--BOUNDARY--"), "402",
+       "the body ends before"},
+      {"bytes at the end", spoiled("--BOUNDARY--\r\n", "--BOUNDARY--\r\n\r\n"), "402",
+       "bytes behind the closing boundary"},
       {"another document header", spoiled("Transfer-Encoding: 8bit", "Transfer-Encoding: 7bit"),
        "402"},
+      {"a file cut short",
+       {good.document, good.body.substr(0, good.body.find("defg") + 1)},
+       "402",
+       "the body ends 3 bytes before the end of file 2"},
       {"unsigned document", spoiled("fileName=\"a.jpg\"", "fileName=\"b.jpg\""), "103"},
-      {"no document", {good.document, "--BOUNDARY--\r\n"}, "402"},
-      {"nothing", {good.document, ""}, "402"},
+      {"no document",
+       {good.document, "--BOUNDARY--\r\n"},
+       "402",
+       "at the beginning of the body: byte 11 of"},
+      {"nothing", {good.document, ""}, "402", "the body ends before"},
       {"unknown album", MakeUpload({{"a.jpg", "abc", " albumId=\"nowhere\""}}), "207"},
       {"unknown upload id", MakeUpload(files, "<UploadItems uploadId=\"x\">"), "301"},
       {"over quota",
@@ -81,8 +95,11 @@ TEST_F(LimitedTest, RefusesEveryDeviationAndStoresNothing) {
   for (const Case& c : cases) {
     const Response response = Post(client, c.upload);
     EXPECT_EQ(response.Outcome(), c.outcome) << c.what << "\n" << response.body;
+    EXPECT_NE(response.Attribute("errmsg").find(c.words), std::string::npos) << response.body;
   }
-  EXPECT_EQ(Post(client, good, "multipart/form-data; boundary=Other").Outcome(), "402");
+  const Response other = Post(client, good, "multipart/form-data; boundary=Other");
+  EXPECT_EQ(other.Outcome(), "402");
+  EXPECT_NE(other.body.find("is not multipart/form-data; boundary=BOUNDARY"), std::string::npos);
   EXPECT_EQ(client.Call("GetUserArchiveInfo").Attribute("totalCount"), "0");
   EXPECT_EQ(Post(client, good).Outcome(), "ok") << "nothing of the above is left behind";
 }
