@@ -97,9 +97,11 @@ class Writer {
   Json albums_ = Json::array();  // of folders
 };
 
-Json Mails(Store& store) {
+// Those that share an album of the account.
+Json Mails(Store& store, const std::string& address) {
   Json mails = Json::array();
   for (const Mail& mail : store.Outbox()) {
+    if (store.OwnerOf(mail.albumId) != address) continue;
     mails.push_back({{"albumId", mail.albumId},
                      {"recipients", mail.recipients},
                      {"subject", mail.subject},
@@ -127,7 +129,7 @@ Json AccountJson(Store& store, AccountId account, std::uint64_t quotaBytes) {
   json["albums"] = writer.Albums();
   json["friendAlbums"] = writer.FriendAlbums();
   json["items"] = writer.TakeItems();
-  json["mails"] = Mails(store);
+  json["mails"] = Mails(store, json["address"]);
   json["contacts"] = store.Contacts(account);
   return json;
 }

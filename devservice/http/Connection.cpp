@@ -27,62 +27,9 @@ constexpr std::size_t kBufferSize = 256 * 1024;
 constexpr std::size_t kCompressFrom = 1024;  // smaller answers travel in one packet anyway
 constexpr milliseconds kLinger{1000};        // before others watch an idle connection
 constexpr std::uint64_t kMaxHead = 256 * 1024;
+constexpr std::size_t kMaxBeginning = 200;
 constexpr std::uint64_t kLeastBytesPerMillisecond = 1;
 constexpr milliseconds kDrainLimit{10'000};
-
-struct StatusText {
-  int status;
-  std::string_view text;
-};
-constexpr StatusText kStatusTexts[] = {
-    {200, "OK"},
-    {204, "No Content"},
-    {206, "Partial Content"},
-    {301, "Moved Permanently"},
-    {302, "Found"},
-    {303, "See Other"},
-    {304, "Not Modified"},
-    {307, "Temporary Redirect"},
-    {308, "Permanent Redirect"},
-    {400, "Bad Request"},
-    {401, "Unauthorized"},
-    {403, "Forbidden"},
-    {404, "Not Found"},
-    {408, "Request Timeout"},
-    {413, "Payload Too Large"},
-    {500, "Internal Server Error"},
-    {503, "Service Unavailable"},
-    {504, "Gateway Timeout"},
-};
-
-std::string_view TextOfStatus(int status) {
-  const auto* found = std::ranges::find(kStatusTexts, status, &StatusText::status);
-  return found == std::end(kStatusTexts) ? "Status" : found->text;
-}
-
-bool HasHeader(const Reply& reply, const char* name) {
-  return std::ranges::any_of(
-      reply.headers,
-      [&](const auto& header) { return strcasecmp(header.first.c_str(), name) == 0; });
-}
-
-std::uint64_t ClaimedLength(const Reply& reply, std::uint64_t length) {
-  if (reply.declaredLength) return *reply.declaredLength;
-  const auto claimed = static_cast<std::int64_t>(length) + reply.addedLength;
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(claimed, 0));
-}
-
-std::string HeadOf(const Reply& reply, std::uint64_t length) {
-  std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " ";
-  head += TextOfStatus(reply.status);
-  head += "\r\n";
-  for (const auto& [name, value] : reply.headers) head += name + ": " + value + "\r\n";
-  if (!HasHeader(reply, "Content-Type")) head += "Content-Type: text/xml; charset=UTF-8\r\n";
-  const bool bodyless = reply.status == 204 || reply.status == 304;
-  if (!bodyless && !HasHeader(reply, "Content-Length") && !HasHeader(reply, "Transfer-Encoding"))
-    head += "Content-Length: " + std::to_string(ClaimedLength(reply, length)) + "\r\n";
-  return head + "\r\n";
-}
 
 void ReadAddress(const sockaddr_storage& address, std::string& ip, int& port) {
   if (address.ss_family != AF_INET) return;
@@ -102,6 +49,7 @@ Connection::Connection(int socket, Limits limits)
 
 bool Connection::AwaitRequest() {
   answered_ = false;
+  beginning_.clear();
   deadline_ = Clock::now() + kLinger;
   if (begin_ == end_ && !AwaitSocket(POLLIN)) return false;
   deadline_ = Clock::now() + limits_.head;
@@ -144,11 +92,14 @@ ssize_t Connection::read(char* data, size_t size) {
   std::memcpy(data, buffer_.get() + begin_, taken);
   begin_ += taken;
   headLeft_ -= taken;
+  beginning_.append(data, std::min(taken, kMaxBeginning - beginning_.size()));
   return static_cast<ssize_t>(taken);
 }
 
 ssize_t Connection::write(const char* data, size_t size) {
-  if (answered_) return static_cast<ssize_t>(size);
+  // Of httplib's own answers only the one that calls for the body goes out.
+  const bool callsForBody = !answered_ && std::string_view(data, size).starts_with("HTTP/1.1 100");
+  if (!callsForBody) return static_cast<ssize_t>(size);
   return SendAll({data, size}) ? static_cast<ssize_t>(size) : -1;
 }
 
@@ -164,6 +115,11 @@ void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
   socklen_t size = sizeof address;
   if (getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) == 0)
     ReadAddress(address, ip, port);
+}
+
+std::string_view Connection::FirstLine() const {
+  const std::string_view text = beginning_;
+  return text.substr(0, text.find_first_of("\r\n"));
 }
 
 void Connection::CountFromHere() {
@@ -202,6 +158,8 @@ void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
   answered_ = true;
   deadline_ = Clock::now() + limits_.body;
   Reply reply = answer.reply;
+  // The peer would take it for the beginning of its next answer.
+  if (HasNoBody(reply.status)) reply.body.clear();
   if (reply.reset) ResetWhenClosed();
   if (reply.silent) Pause(std::nullopt);
   if (reply.silent || reply.reset || reply.closeAtOnce || !Pause(reply.delay)) {
@@ -272,15 +230,15 @@ bool Connection::SendFilePiece(int file, std::uint64_t size) {
   return true;
 }
 
-void Connection::SendAndLeave(Answer answer) {
+void Connection::SendAndLeave(Answer answer, bool headOnly) {
   answer.reply.headers.emplace_back("Connection", "close");
-  Send(answer, false, false);
+  Send(answer, headOnly, false);
   mustClose_ = true;
-  // Closing with unread bytes would reset the connection and could destroy the answer under way.
-  if (sentStatus_ != 0) DrainUntilPeerLeaves();
+  drains_ = sentStatus_ != 0;
 }
 
-void Connection::DrainUntilPeerLeaves() {
+void Connection::Drain() {
+  if (!std::exchange(drains_, false)) return;
   shutdown(socket_, SHUT_WR);
   const auto until = Clock::now() + kDrainLimit;
   while (Clock::now() < until) {

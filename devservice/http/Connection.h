@@ -39,14 +39,22 @@ class Connection final : public httplib::Stream {
   // Answers the current request. What httplib then writes for it is swallowed.
   void Send(const Answer& answer, bool headOnly, bool peerTakesGzip);
   // The connection ends after this answer, although the peer is still sending.
-  void SendAndLeave(Answer answer);
+  void SendAndLeave(Answer answer, bool headOnly);
+  // To be called then: closing with unread bytes would reset the connection, and could destroy the
+  // answer under way.
+  void Drain();
+
+  // A request has begun to come, and nobody has answered it: httplib gave it up.
+  bool IsGivenUp() const { return !answered_ && !beginning_.empty(); }
+  // The first line of the request, as far as it has come, cut to 200 bytes.
+  std::string_view FirstLine() const;
 
   // Of the answer since CountFromHere: 0 and 0 where none was sent.
   void CountFromHere();
   int SentStatus() const { return sentStatus_; }
   std::uint64_t SentBytes() const { return sentBytes_; }
 
-  // Also where httplib has answered by itself: then nobody knows where the next request begins.
+  // Also without an answer: then nobody knows where the next request begins.
   bool MustClose() const { return mustClose_ || !answered_; }
   void CloseAfterwards() { mustClose_ = true; }
 
@@ -70,19 +78,20 @@ class Connection final : public httplib::Stream {
   bool SendFile(const std::filesystem::path& file, const Reply& reply);
   bool SendFilePiece(int file, std::uint64_t size);
   void ResetWhenClosed();
-  void DrainUntilPeerLeaves();
 
   int socket_;
   Limits limits_;
   std::unique_ptr<char[]> buffer_;
   std::chrono::steady_clock::time_point deadline_;
   std::uint64_t headLeft_ = 0;  // how much of a head may still come
+  std::string beginning_;       // of the request
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::uint64_t sentBytes_ = 0;
   int sentStatus_ = 0;
   bool answered_ = false;
   bool mustClose_ = false;
+  bool drains_ = false;
 };
 
 }  // namespace kelo::devservice

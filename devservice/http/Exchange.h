@@ -25,8 +25,8 @@ class Exchange {
   virtual std::uint64_t MaxBody() = 0;
   // A piece of the body; `request.bodySize` counts it already. Kept in `request.body`.
   virtual void Take(std::string_view bytes) { request.body.append(bytes); }
-  // A whole request, or (request.complete == false) one that is over already and gets no answer.
-  // Completes the record by what only the protocol knows.
+  // A whole request, or (request.complete == false) one that is over already: its answer is not
+  // this one. Completes the record by what only the protocol knows.
   virtual Answer OnRequest() = 0;
   // The answer is sent, as far as it was, and the record complete.
   virtual void OnDone() {}
@@ -39,6 +39,9 @@ class Exchange {
 // Takes the rest of the request, answers it, and completes its record. Without a reader there is no
 // body.
 void Serve(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader);
+
+// Answers what is no request, or none that this service serves, and leaves.
+void Refuse(Exchange& exchange, Connection& connection);
 
 // The answer to a body that is too long.
 Reply TooLarge();

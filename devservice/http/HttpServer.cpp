@@ -75,12 +75,14 @@ class HttpServer::Impl final : private httplib::Server {
     set_write_timeout(0);
     set_payload_max_length(std::numeric_limits<std::size_t>::max());
     const char* every = R"([\s\S]*)";
-    Get(
-        every, [](const httplib::Request&, httplib::Response&) { ServeCurrent(nullptr); });
+    const auto bare = [](const httplib::Request&, httplib::Response&) { ServeCurrent(nullptr); };
+    Get(every, bare);
+    Options(every, bare);
     const auto withBody = [](const httplib::Request&, httplib::Response&,
                              const httplib::ContentReader& reader) { ServeCurrent(&reader); };
     Put(every, withBody);
     Post(every, withBody);
+    Patch(every, withBody);
     Delete(every, withBody);
     port_ = port == 0 ? bind_to_any_port("127.0.0.1") : bind_to_port("127.0.0.1", port) ? port : -1;
     if (port_ <= 0) throw PortError("port " + std::to_string(port) + " is in use, or forbidden");
@@ -141,10 +143,23 @@ class HttpServer::Impl final : private httplib::Server {
         // Left in, this would make httplib take a multipart body apart, which is done elsewhere.
         request.headers.erase("Content-Type");
       };
-      if (!process_request(connection, false, closed, prepare)) return false;
-      if (closed || connection.MustClose()) return false;
+      const bool goesOn = process_request(connection, false, closed, prepare);
+      if (connection.IsGivenUp()) RefuseCurrent(connection);
+      if (!goesOn || closed || connection.MustClose()) return false;
     }
     return true;
+  }
+
+  // What arrives is known to the service even where httplib cannot read it.
+  void RefuseCurrent(Connection& connection) {
+    if (!current.exchange) {
+      LoggedRequest nothing;
+      nothing.method = "?";
+      nothing.target = nothing.path = connection.FirstLine();
+      current.exchange = maker_(std::move(nothing));
+    }
+    const std::unique_ptr<Exchange> exchange = std::move(current.exchange);
+    Refuse(*exchange, connection);
   }
 
   bool Enter(int socket) {

@@ -14,7 +14,7 @@ namespace kelo::devservice {
 
 // What arrived. Header names are as sent.
 struct LoggedRequest {
-  std::string method;  // "GET", "PUT", "POST"
+  std::string method;  // "GET", "PUT", "POST"; "?" of what is no HTTP request: its path is the line
   std::string target;  // path and query exactly as sent
   std::string path;
   std::string query;  // undecoded, without the "?"
@@ -43,5 +43,10 @@ struct Reply {
   bool silent = false;           // never answer, until the peer leaves or the service stops
   std::uint64_t readFirst = 0;   // head scripts only: body bytes to take before this answer
 };
+
+// Whether answers of this status end with their head.
+bool HasNoBody(int status);
+// The head of an answer whose body has `length` bytes.
+std::string HeadOf(const Reply& reply, std::uint64_t length);
 
 }  // namespace kelo::devservice

@@ -1,6 +1,7 @@
 // What is kept of every request that was answered, for the log and the page: what went over the
-// wire, and what the service made of it. The secrets of an account are masked in it: no API
-// key, signing secret, signature, authentication token or session token ever stands here.
+// wire, and what the service made of it. Once it is over its secrets are masked: no API key,
+// signing secret, signature, authentication token or session token stands in it, wherever in its
+// request a client has put one.
 #pragma once
 
 #include <chrono>
@@ -16,8 +17,8 @@ struct RequestRecord {
 
   std::chrono::system_clock::time_point time;  // when its head had arrived
   std::string verb;                            // "GET", "PUT", "POST"
-  std::string path;    // what looks like a secret masked, as a client may have forgotten the "?"
-  std::string query;   // undecoded, without the "?"; likewise
+  std::string path;                            // of what is no HTTP request, its first line
+  std::string query;                           // undecoded, without the "?"
   std::string method;  // "OpenSession", "GetHierarchy", ..., "Download"; empty for anything else
   int status = 0;      // of HTTP; 0 where no answer was sent
   int errorCode = 0;   // of the service; 0 where it refused nothing
@@ -32,7 +33,8 @@ struct RequestRecord {
   bool complete = true;  // false when the peer left, or was answered, before the body's end
 };
 
-// `text` (a query or an answer) with the values of its secrets replaced.
-std::string MaskSecrets(std::string text);
+// Replaces the secrets in all texts: what stands behind the name of one, and what looks like one
+// that the service makes.
+void MaskSecrets(RequestRecord& record);
 
 }  // namespace kelo::devservice

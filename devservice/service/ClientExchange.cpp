@@ -20,6 +20,12 @@ bool IsUpload(const LoggedRequest& request) {
   return request.method == "POST" && request.path == Api::kUploadPath;
 }
 
+// Whether a request is to be signed.
+bool IsCall(const LoggedRequest& request) {
+  return request.path == Api::kAuthPath || request.path == Api::kManagePath ||
+         request.path == Api::kUploadPath;
+}
+
 std::string MethodOf(const LoggedRequest& request) {
   if (request.method != "GET") return MethodOfDocument(request.body);
   static constexpr std::string_view mark = "method=";
@@ -32,6 +38,7 @@ std::string MethodOf(const LoggedRequest& request) {
 }  // namespace
 
 std::optional<Reply> ClientExchange::OnHead() {
+  if (IsCall(request)) record.signature = CallReport().signature;
   if (request.bodySize > parts_.options.maxRequestBytes) return TooLarge();
   // Of an upload the method is known before its body is, which can be taken slowly.
   if (IsUpload(request)) Fire(std::string(kUpload));
@@ -86,7 +93,7 @@ Answer ClientExchange::OnRequest() {
     Spoil(answer.reply, *fault_);
     if (const int error = ErrorOf(*fault_)) record.errorCode = error;
   }
-  record.answer = MaskSecrets(answer.reply.body.substr(0, RequestRecord::kMaxText));
+  record.answer = answer.reply.body.substr(0, RequestRecord::kMaxText);
   return answer;
 }
 
@@ -111,6 +118,7 @@ Answer ClientExchange::AnswerBySomebody(const LoggedRequest& arrived) {
 
 void ClientExchange::OnDone() {
   upload_.reset();  // with what it has left, before anybody hears that it is over
+  MaskSecrets(record);
   parts_.log.Add(record);
   if (parts_.options.onRequest) parts_.options.onRequest(record);
 }

@@ -138,6 +138,75 @@ TEST_F(ControlTest, TellsRequestsWithWhatTheServiceMadeOfThemAndNotItsOwn) {
   EXPECT_EQ(service.RequestCount(), 3u);
 }
 
+// Also what is no HTTP, and what no part of the service ever answers.
+TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
+  const std::string put = "PUT /x HTTP/1.1\r\n";
+  const std::tuple<std::string, std::string, std::string, int> cases[] = {
+      {"PATCH /x HTTP/1.1\r\nContent-Length: 2\r\n\r\nab", "PATCH", "/x", 404},
+      {"PATCH /x HTTP/1.1\r\n\r\n", "PATCH", "/x", 404},
+      {"OPTIONS /x HTTP/1.1\r\n\r\n", "OPTIONS", "/x", 404},
+      {"TRACE /x HTTP/1.1\r\n\r\n", "TRACE", "/x", 400},
+      {"FETCH /x HTTP/1.1\r\n\r\n", "?", "FETCH /x HTTP/1.1", 400},
+      {"GET /x y HTTP/1.1\r\n\r\n", "?", "GET /x y HTTP/1.1", 400},
+      {"GET /x HTTP/1.1\nHost: x\n\n", "?", "GET /x HTTP/1.1", 400},
+      {"\x16\x03\x01 not TLS", "?", "\x16\x03\x01 not TLS", 400},
+      {"G", "?", "G", 400},
+      {std::string(9000, 'x'), "?", std::string(200, 'x'), 400},
+      {put + "Content-Length: 9\r\n\r\nabc", "PUT", "/x", 400},
+      {put + "Content-Length: -1\r\n\r\nabc", "PUT", "/x", 413},
+      {put + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", "PUT", "/x", 400},
+      {put + "Content-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc", "PUT", "/x", 400},
+      {"GET /outbox HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc", "GET", "/outbox", 200},
+  };
+  int number = 1;  // of the client that opened the session
+  for (const auto& [request, verb, path, status] : cases) {
+    const Peer peer(service);
+    peer.Send(request);
+    peer.Finish();
+    const std::string answer = peer.Receive();
+    EXPECT_TRUE(answer.starts_with("HTTP/1.1 " + std::to_string(status))) << request << answer;
+    const Json told = Get("/control/log/" + std::to_string(++number));
+    EXPECT_EQ(told["verb"], verb) << request;
+    EXPECT_EQ(told["path"], path) << request;
+    EXPECT_EQ(told["status"], status) << request;
+    EXPECT_NE(told["answer"], "") << request;
+    EXPECT_EQ(Get("/control/log")["last"], number) << request << ": told twice";
+  }
+}
+
+TEST(RequestRecord, HasNoSecretWhereverItStood) {
+  const std::string key = "2ABCDEFGHJKLMNPQRSTUVWXYZ3456789";
+  const std::string session = "TABCDEFGHJKLMNPQRSTUVWXYZ23";
+  const std::string signature = "0123456789abcdef0123456789abcdef01234567";
+  const std::string page = signature.substr(0, 32);
+  const std::pair<std::string, std::string> cases[] = {
+      {"keloApiKey=short&callId=1", "keloApiKey=***&callId=1"},
+      {"callId=1&keloSessToken=", "callId=1&keloSessToken=***"},
+      {"<response keloSessToken=\"short\" stat=\"ok\"",
+       "<response keloSessToken=\"***\" stat=\"ok\""},
+      {"OpenSession;keloAuthToken=" + key, "OpenSession;keloAuthToken=***"},
+      {"apiKey=" + key + "&x=" + key, "apiKey=***&x=***"},
+      {"keloapikey%3D" + key + "%26", "keloapikey%***%26"},
+      {"/" + session + "/" + signature, "/***/***"},
+      {"{\"session\": \"" + session + "\"}", "{\"session\": \"***\"}"},
+      {session, "***"},
+      {"Bearer" + key, "Bearer***"},
+      {"/?token=" + page, "/?token=***"},
+      {"I" + session.substr(1) + ",A" + session.substr(1), ""},  // ids of entries
+      {"md5=\"" + page + "\"", ""},
+      {"GetHierarchy", ""},
+      {"", ""},
+  };
+  for (const auto& [text, masked] : cases) {
+    RequestRecord record;
+    std::string* const texts[] = {&record.path,      &record.query,    &record.method,
+                                  &record.errorText, &record.document, &record.answer};
+    for (std::string* each : texts) *each = text;
+    MaskSecrets(record);
+    for (const std::string* each : texts) EXPECT_EQ(*each, masked.empty() ? text : masked);
+  }
+}
+
 TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
   const TemporaryFolder folder;
   std::filesystem::create_directories(folder.Path("Trips/Porto"));
@@ -162,6 +231,13 @@ TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
   EXPECT_EQ(others["address"], other["address"]);
   EXPECT_EQ(others["items"].size(), 1u);
   EXPECT_EQ(others["albums"][1]["sharedWith"], Json::array({account["address"]}));
+  Client sharer(service, service.AddAccount("friend@home.example"));
+  sharer.Open();
+  sharer.Call("ShareAlbum", " albumId=" + others["albums"][1]["id"].dump() +
+                                " recipientList=\"mailto:a@b.example\" subjectText=\"\""
+                                " bodyText=\"\" removeGPSInfo=\"true\"");
+  EXPECT_EQ(Get("/control/account?id=" + other["id"].dump())["mails"].size(), 1u);
+  EXPECT_EQ(Get("/control/account")["mails"].size(), 0u) << "of an album that is not shown";
   EXPECT_EQ(Control("GET", "/control/account?id=99").status, 404);
   EXPECT_EQ(Control("GET", "/control/account?ID=1").status, 400);
 

@@ -196,6 +196,25 @@ TEST_F(ServiceTest, FaultsOfDownloadsAndTheirNumber) {
   }
 }
 
+// On a connection that goes on, no byte of an answer may be left over for the next one.
+TEST_F(ServiceTest, TheNextAnswerBeginsWhereOneEnds) {
+  const std::string next = "GET /outbox HTTP/1.1\r\nConnection: close\r\n\r\n";
+  for (const char* fault : {"status=200", "status=204", "status=304", "status=503", "error=207",
+                            "garbage", "expire", "length=0", "slow=100000"}) {
+    for (const std::string verb : {"GET", "HEAD"}) {
+      service.AddFault("*:" + std::string(fault) + ",times=1");
+      const Peer peer(service);
+      peer.Send(verb + " /outbox HTTP/1.1\r\n\r\n" + next);
+      const std::string answers = peer.Receive();
+      const auto lengths = Between(answers, "Content-Length: ", "\r\n");
+      const bool hasBody = verb == "GET" && lengths.size() == 2;
+      const std::size_t end =
+          answers.find("\r\n\r\n") + 4 + (hasBody ? std::stoul(lengths.front()) : 0);
+      EXPECT_EQ(answers.find("HTTP/1.1 200 OK\r\n", end), end) << verb << fault << answers;
+    }
+  }
+}
+
 // Whatever is sent while a fault is on, the service answers the next client.
 TEST_F(ServiceTest, MalformedRequestsMeetFaultsToo) {
   const std::string requests[] = {

@@ -144,9 +144,8 @@ TEST_F(ServiceTest, AHeadIsBounded) {
   const Peer peer(service);
   peer.Send("GET / HTTP/1.1\r\n");
   const std::string line = "X: " + std::string(1000, 'x') + "\r\n";
-  int lines = 0;
-  while (lines < 100'000 && peer.Send(line)) ++lines;
-  EXPECT_LT(lines, 100'000);
+  for (int lines = 0; lines < 1000; ++lines) peer.Send(line);
+  EXPECT_TRUE(peer.Receive().starts_with("HTTP/1.1 400")) << "before its end";
   EXPECT_EQ(client.GetHierarchy().Outcome(), "ok");
 }
 
