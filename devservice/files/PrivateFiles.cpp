@@ -18,8 +18,11 @@ constexpr const char* kLockName = "service.lock";
 
 Descriptor OpenPrivate(const fs::path& file) {
   Descriptor opened(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  if (opened.Get() < 0 || fchmod(opened.Get(), S_IRUSR | S_IWUSR) != 0)
-    throw fs::filesystem_error("cannot make", file, {errno, std::generic_category()});
+  struct stat status {};
+  // A device, or a pipe, is not this program's own.
+  const bool good = opened.Get() >= 0 && fstat(opened.Get(), &status) == 0 &&
+                    (!S_ISREG(status.st_mode) || fchmod(opened.Get(), S_IRUSR | S_IWUSR) == 0);
+  if (!good) throw fs::filesystem_error("cannot make", file, {errno, std::generic_category()});
   return opened;
 }
 

@@ -12,7 +12,7 @@ namespace kelo::devservice {
 // Folders that exist keep their mode; those that are made are 0700.
 void MakePrivateFolder(const std::filesystem::path& folder);
 
-// Makes the file, empty, where there is none; 0600 in any case.
+// Makes the file, empty, where there is none; 0600 in any case, but for devices and pipes.
 void MakePrivateFile(const std::filesystem::path& file);
 
 // Keeps others out of the folder for as long as the descriptor lives. Throws std::runtime_error

@@ -31,6 +31,9 @@ fs::path DefaultControlFile() {
 
 ControlFile::ControlFile(fs::path path, std::string url)
     : path_(std::move(path)), url_(std::move(url)) {
+  const fs::file_status there = fs::symlink_status(path_);
+  if (fs::exists(there) && !fs::is_regular_file(there) && !fs::is_symlink(there))
+    throw std::runtime_error(path_.string() + " is no file");
   fs::remove(path_);  // a link of somebody else's would be followed
   MakePrivateFile(path_);
   if (!(std::ofstream(path_) << url_ << "\n").flush())

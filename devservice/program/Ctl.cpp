@@ -9,6 +9,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -85,9 +86,10 @@ void RemoveFaults(const Arguments& arguments) {
 }
 
 void PrintLog(const Arguments& arguments) {
-  std::uint64_t last = 0;
-  for (;;) {
+  std::optional<std::uint64_t> end;  // as it was at first: more may come all the time
+  for (std::uint64_t last = 0; !end || last < *end;) {
     const Json log = Ask(arguments.place, "GET", "/control/log?after=" + std::to_string(last));
+    if (!end) end = log.at("last");
     if (log.at("requests").empty()) return;
     for (const Json& request : log.at("requests")) {
       std::cout << request.dump() << "\n";

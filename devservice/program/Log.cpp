@@ -1,6 +1,9 @@
 // Lines of the log.
 #include "devservice/program/Log.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -25,6 +28,18 @@ std::string Escaped(const std::string& text) {
   return out;
 }
 
+// Writes a line whole, or nothing of it: a part would be the beginning of the next one.
+bool WriteLine(std::FILE* file, const std::string& line) {
+  struct stat before {};
+  fstat(fileno(file), &before);
+  if (std::fputs(line.c_str(), file) >= 0 && std::fflush(file) == 0) return true;
+  const int why = errno;
+  if (S_ISREG(before.st_mode) && ftruncate(fileno(file), before.st_size) == 0)
+    lseek(fileno(file), before.st_size, SEEK_SET);
+  errno = why;
+  return false;
+}
+
 }  // namespace
 
 Log::Log(const std::string& path, bool json) : file_(stdout, [](std::FILE*) {}), json_(json) {
@@ -41,7 +56,7 @@ void Log::Write(const RequestRecord& record) {
       json_ ? RecordJson(++lines_, record).dump(-1, ' ', true, Json::error_handler_t::replace)
             : LogLine(record);
   line += '\n';
-  const bool good = std::fputs(line.c_str(), file_.get()) >= 0 && std::fflush(file_.get()) == 0;
+  const bool good = WriteLine(file_.get(), line);
   if (!good && !failed_)
     std::fprintf(stderr, "kelo-devservice: cannot write the log: %s\n", std::strerror(errno));
   failed_ = !good;

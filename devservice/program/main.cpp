@@ -8,8 +8,10 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <charconv>
 #include <filesystem>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,6 +48,8 @@ struct Arguments {
 };
 
 constexpr int kUsageError = 2;
+constexpr std::int64_t kMaxExpiry = 100LL * 365 * 24 * 3600;
+
 std::string WhatIsWrongWithFault(const std::string& text) {
   try {
     kelo::devservice::ReadFault(text);
@@ -53,6 +57,19 @@ std::string WhatIsWrongWithFault(const std::string& text) {
   } catch (const kelo::devservice::FaultError& error) {
     return error.what();
   }
+}
+
+// CLI11 would make a huge number of -1, and cut one that is too great.
+CLI::Validator NumberBetween(std::int64_t least, std::int64_t most) {
+  return {[=](const std::string& text) -> std::string {
+            std::int64_t number = 0;
+            const char* const end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, number);
+            if (stop == end && error == std::errc() && number >= least && number <= most) return {};
+            return "'" + text + "' is no number between " + std::to_string(least) + " and " +
+                   std::to_string(most);
+          },
+          ""};
 }
 
 std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
@@ -77,14 +94,15 @@ void DeclareService(CLI::App& app, Arguments& arguments) {
                  "Port on 127.0.0.1; 0 takes a free one, as does its absence, but then --data "
                  "keeps the port it had")
       ->type_name("PORT")
-      ->check(CLI::Range(0, 65535));
+      ->check(NumberBetween(0, 65535));
   app.add_option("--quota", options.quotaBytes, "Storage of an account in bytes")
       ->type_name("BYTES")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->check(NumberBetween(0, std::numeric_limits<std::int64_t>::max()));
   app.add_option("--expiry", arguments.expirySeconds, "When an unused session token expires")
       ->type_name("SECONDS")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(NumberBetween(1, kMaxExpiry));
 }
 
 void DeclareInstruments(CLI::App& app, Arguments& arguments) {
@@ -139,18 +157,35 @@ void WaitForStop(int signals, bool untilEof) {
 }
 
 // A line that grows on a terminal; elsewhere only what was passed over.
-kelo::devservice::ImportWatcher ImportMessages() {
-  const bool terminal = isatty(STDERR_FILENO) == 1;
-  return {[=](std::size_t files) {
-            if (terminal && files % 100 == 0) std::cerr << "\r" << files << " files" << std::flush;
-          },
-          [](const std::string& path, const std::string& why) {
-            std::cerr << "kelo-devservice: passed over " << path << ": " << why << "\n";
-          }};
-}
+class ImportMessages {
+ public:
+  ~ImportMessages() { EndLine(); }
+
+  kelo::devservice::ImportWatcher Watcher() {
+    return {[this](std::size_t files) {
+              if (!terminal_ || files % 100 != 0) return;
+              std::cerr << "\r" << files << " files" << std::flush;
+              inLine_ = true;
+            },
+            [this](const std::string& path, const std::string& why) {
+              EndLine();
+              std::cerr << "kelo-devservice: passed over " << path << ": " << why << "\n";
+            }};
+  }
+
+ private:
+  void EndLine() {
+    if (inLine_) std::cerr << "\n";
+    inLine_ = false;
+  }
+
+  const bool terminal_ = isatty(STDERR_FILENO) == 1;
+  bool inLine_ = false;
+};
 
 void Fill(Service& service, const Arguments& arguments) {
-  const auto watcher = ImportMessages();
+  ImportMessages messages;
+  const auto watcher = messages.Watcher();
   if (!arguments.import.empty()) service.Import(arguments.import, watcher);
   if (!arguments.friendFolder.empty()) service.ImportFriend(arguments.friendFolder, watcher);
   for (const std::string& fault : arguments.faults) service.AddFault(fault);

@@ -1,8 +1,15 @@
 // The program kelo-devservice as its user runs it: wrong usage, ctl, the log.
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "devservice/Client.h"
 #include "devservice/ServiceProgram.h"
@@ -46,7 +53,13 @@ TEST_F(ServiceProgram, SaysWhatItIsAndWhatIsWrongWithALine) {
       {{"--help"}, 0, "Usage: kelo-devservice [OPTIONS]\n"},
       {{"ctl", "add", "--help"}, 0, "Usage: kelo-devservice ctl add FAULT ...\n"},
       {{"--prt", "1"}, 2, "kelo-devservice: there is no option '--prt'; did you mean '--port'?\n"},
-      {{"--port", "65536"}, 2, "kelo-devservice: --port: "},
+      {{"--port", "65536"}, 2, "kelo-devservice: --port: '65536' is no number between 0 and 65535"},
+      {{"--quota", "-1"}, 2, "kelo-devservice: --quota: '-1' is no number between 0 and 9"},
+      {{"--quota", "99999999999999999999"}, 2, "kelo-devservice: --quota: '99"},
+      {{"--expiry", "0"}, 2, "kelo-devservice: --expiry: '0' is no number between 1 and 3"},
+      {{"--control-file", folder.Path("")},
+       1,
+       "kelo-devservice: " + folder.Path("") + " is no file"},
       {{"--import", folder.Path("none")}, 2, "kelo-devservice: --import: "},
       {{"--log-json"}, 2, "kelo-devservice: --log-json requires --log\n"},
       {{"--fault", "Download:cutt"}, 2, "kelo-devservice: --fault: there is no fault \"cutt\""},
@@ -145,13 +158,14 @@ TEST_F(ServiceProgram, TheLogHasALineForEachRequestAndNoSecret) {
     client.Send("PUT", client.manageUrl + "?" + query, &document);  // its call id is used
     client.Send("GET", client.OpenUrl(service.key, client.token));  // no authentication token
     client.Send("GET", client.manageUrl + "/" + query);             // forgets the "?"
+    client.Send("GET", service.url + "/P2PwebCmdController/api-auth?method=" + client.token);
     client.Call("GetUserArchiveInfo");
     const Ended ended = service.End(SIGTERM);
     const bool printed = log[1] == "-";
     std::string text = printed ? ended.out : ReadFile(log[1]);
     // What is printed stands behind how to reach the service.
     if (printed) text = text.substr(text.find('\n', text.find("kKELO_URLofKELOServer")) + 1);
-    EXPECT_EQ(std::ranges::count(text, '\n'), 6) << text;
+    EXPECT_EQ(std::ranges::count(text, '\n'), 7) << text;
     for (const char* part :
          {"OpenSession", "GetAddressList", "104", "102", "404", "GetUserArchiveInfo:cut=3"})
       EXPECT_THAT(text, HasSubstr(part));
@@ -161,6 +175,52 @@ TEST_F(ServiceProgram, TheLogHasALineForEachRequestAndNoSecret) {
       EXPECT_THAT(text, Not(HasSubstr(secret)));
     EXPECT_EQ(text.starts_with('{'), log.back() == "--log-json") << text;
   }
+}
+
+TEST_F(ServiceProgram, AFullDiskLeavesWholeLinesInTheLog) {
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit tight{1000, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &tight);
+  ServiceProcess service(
+      {"--log", folder.Path("log"), "--log-json", controlFile[0], controlFile[1]});
+  setrlimit(RLIMIT_FSIZE, &before);
+  ASSERT_TRUE(service.IsServing());
+  Client client(service.url, service.key, service.account);
+  client.Open();
+  for (int i = 0; i < 5; ++i) client.Call("GetAddressList");
+  EXPECT_THAT(service.End(SIGTERM).err, HasSubstr("cannot write the log: "));
+  std::istringstream log(ReadFile(folder.Path("log")));
+  int lines = 0;
+  for (std::string line; std::getline(log, line); ++lines) EXPECT_TRUE(Json::accept(line)) << line;
+  EXPECT_GE(lines, 2);
+}
+
+TEST_F(ServiceProgram, WhatIsNoFileOfItsOwnKeepsItsMode) {
+  const std::string pipe = folder.Path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  ASSERT_EQ(chmod(pipe.c_str(), 0622), 0);
+  const Descriptor reader(open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  EXPECT_THAT(ServiceProcess({"--control-file", pipe}).Wait().err, HasSubstr("is no file"));
+  ServiceProcess service({"--log", pipe, controlFile[0], controlFile[1]});
+  EXPECT_TRUE(service.IsServing());
+  struct stat status {};
+  ASSERT_EQ(stat(pipe.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode, mode_t{S_IFIFO | 0622});
+}
+
+TEST_F(ServiceProgram, ProgressEndsItsLine) {
+  for (int i = 0; i < 100; ++i) folder.Write("many/" + std::to_string(i) + ".jpg", "");
+  const Descriptor terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  ASSERT_TRUE(grantpt(terminal.Get()) == 0 && unlockpt(terminal.Get()) == 0);
+  const std::string name = ptsname(terminal.Get());
+  ServiceProcess service({"--import", folder.Path("many"), controlFile[0], controlFile[1]}, name);
+  EXPECT_TRUE(service.IsServing());
+  service.End(SIGTERM);
+  std::string said;
+  for (char c; read(terminal.Get(), &c, 1) == 1;) said += c;
+  EXPECT_EQ(said, "\r100 files\r\n");
 }
 
 }  // namespace

@@ -17,7 +17,8 @@ constexpr std::string_view kNeverSaid("\0", 1);
 
 }  // namespace
 
-ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) {
+ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments,
+                               const std::string& terminal) {
   std::vector<char*> words{const_cast<char*>(KELO_DEVSERVICE)};
   for (const std::string& word : arguments) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
@@ -29,8 +30,9 @@ ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) {
   const Descriptor written(ends[1]);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, written.Get(), STDOUT_FILENO);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, output_.Path("err").c_str(),
-                                   O_WRONLY | O_CREAT, 0600);
+  const std::string messages = terminal.empty() ? output_.Path("err") : terminal;
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, messages.c_str(),
+                                   O_WRONLY | O_CREAT | O_NOCTTY, 0600);
   const int code =
       posix_spawn(&process_, KELO_DEVSERVICE, &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);

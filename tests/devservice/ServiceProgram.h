@@ -23,7 +23,9 @@ struct Ended {
 // One process.
 class ServiceProcess {
  public:
-  explicit ServiceProcess(const std::vector<std::string>& arguments);
+  // `terminal` is where its messages go, if not into a file.
+  explicit ServiceProcess(const std::vector<std::string>& arguments,
+                          const std::string& terminal = {});
   ~ServiceProcess() { End(SIGKILL); }
   ServiceProcess(const ServiceProcess&) = delete;
   ServiceProcess& operator=(const ServiceProcess&) = delete;
