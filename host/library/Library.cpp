@@ -55,7 +55,8 @@ bool Library::TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries) {
     case Trouble::kMayPass:
       return PauseBeforeRetry(++tries.failed, result);
     case Trouble::kCallIdTaken:
-      return ++tries.callIdsTaken <= kMaxCallIdsTaken && Pause(PauseAfterTakenCallId());
+      return ++tries.callIdsTaken <= kMaxCallIdsTaken &&
+             Pause(PauseAfterTakenCallIds(tries.callIdsTaken));
     case Trouble::kSessionEnded:
       if (!reopen_) return false;
       std::exchange(reopen_, nullptr)();

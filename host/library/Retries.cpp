@@ -50,9 +50,9 @@ Trouble Judge(std::uint32_t command, std::uint32_t result, const std::vector<Req
   return repeatable || last.sent == 0 ? Trouble::kMayPass : Trouble::kMayHaveBeenDone;
 }
 
-std::chrono::milliseconds PauseAfterTakenCallId() {
+std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken) {
   static std::minstd_rand random{std::random_device{}()};
-  return std::chrono::milliseconds(std::uniform_int_distribution(1, 20)(random));
+  return std::chrono::milliseconds(std::uniform_int_distribution(1u, 20 * taken)(random));
 }
 
 std::chrono::milliseconds PauseAfterFailures(unsigned failed) {

@@ -26,10 +26,13 @@ struct Tries {
   unsigned callIdsTaken = 0;
 };
 
-// Programs that share a session meet at a millisecond now and then, several in a row hardly ever.
-constexpr unsigned kMaxCallIdsTaken = 10;
-// Some milliseconds, not the same for all, so that two programs do not meet again.
-std::chrono::milliseconds PauseAfterTakenCallId();
+// A call id is a millisecond. Programs that share a session meet at one now and then; but who sends
+// more than a request a millisecond, as to a service near by, leaves no id free, and has taken
+// those of the seconds to come, too.
+constexpr unsigned kMaxCallIdsTaken = 50;
+// Longer each time, 13 s in all, and not the same for all, so that two programs do not meet again;
+// `taken` is at least 1.
+std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken);
 
 // 0.25, 0.75, 2.3 s and so on, at most 30 s; `failed` is at least 1.
 std::chrono::milliseconds PauseAfterFailures(unsigned failed);
