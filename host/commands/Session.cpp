@@ -71,7 +71,12 @@ int Login(Host& host, const LoginOptions& options) {
   else
     state.ApplyUrl();
   Library& library = host.Bare();
-  library.Open(credentials);
+  try {
+    library.Open(credentials);
+  } catch (const CommandFailure&) {
+    if (options.url) state.ForgetTriedUrl();
+    throw;
+  }
   if (options.url) state.KeepUrl(*options.url);
   // Those of another account must not open its session again in place of this one.
   state.ForgetCredentials();

@@ -83,6 +83,8 @@ void WriteAtomically(const std::filesystem::path& path, std::string_view bytes) 
 void CheckPrivate(const Descriptor& file, const std::filesystem::path& path) {
   struct stat facts {};
   if (::fstat(file.Number(), &facts) != 0) FailFile("read", path);
+  if (!S_ISREG(facts.st_mode))
+    throw Failure(fmt::format("{} is no file; remove it and log in again", path.string()));
   if (facts.st_uid != ::geteuid()) {
     throw Failure(fmt::format("{} belongs to another user and is not trusted; remove it and log in",
                               path.string()));
@@ -199,6 +201,14 @@ void StateFile::KeepUrl(const std::string& url) const {
   std::filesystem::rename(TriedPath(), UrlPath(), failed);
   if (failed) throw Failure("cannot remember the URL: " + failed.message());
   ::setenv(kUrlsVariable, UrlPath().c_str(), 1);
+}
+
+void StateFile::ForgetTriedUrl() const {
+  RemoveFile(TriedPath());
+}
+
+std::filesystem::path StateFile::TriedPath() const {
+  return folder_ / fmt::format("server-urls.tried.{}", ::getpid());
 }
 
 void StateFile::ApplyUrl() const {

@@ -40,8 +40,9 @@ class StateFile {
 
   // Points the library at a server for this run; an empty URL means the built-in one.
   void TryUrl(const std::string& url) const;
-  // Remembers what was tried, for later runs.
+  // Remembers what was tried, for later runs, or leaves nothing of it.
   void KeepUrl(const std::string& url) const;
+  void ForgetTriedUrl() const;
   // Points the library at the remembered server, unless the environment already names one.
   void ApplyUrl() const;
 
@@ -50,7 +51,7 @@ class StateFile {
   std::filesystem::path SessionPath() const { return folder_ / "session"; }
   std::filesystem::path CredentialsPath() const { return folder_ / "credentials"; }
   std::filesystem::path UrlPath() const { return folder_ / "server-urls"; }
-  std::filesystem::path TriedPath() const { return folder_ / "server-urls.tried"; }
+  std::filesystem::path TriedPath() const;  // of this run alone
 };
 
 }  // namespace kelo::host

@@ -110,6 +110,7 @@ TEST_F(RetryTest, SeveralProgramsShareASession) {
           for (int run = 0; run < kRuns; ++run) {
             const std::string name = std::to_string(program) + "-" + std::to_string(run);
             for (const auto& command : {std::vector<std::string>{"mkdir", name + "a", name + "b"},
+                                        {"login"},
                                         {"tree"},
                                         {"quota"},
                                         {"contacts"}})
@@ -122,6 +123,8 @@ TEST_F(RetryTest, SeveralProgramsShareASession) {
         }));
   }
   for (auto& program : programs) EXPECT_EQ(program.get(), 0);
+  EXPECT_EQ(Kelo({"login", "--key", "wrong"}).exitCode, 1);
+  EXPECT_THAT(Names("home/.local/state/kelo"), UnorderedElementsAre("server-urls", "session"));
   const Outcome list = Kelo({"ls"});
   EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 1 + 2 * kPrograms * kRuns);
 }

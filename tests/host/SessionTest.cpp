@@ -75,6 +75,12 @@ TEST_F(SessionTest, RefusesStateThatOthersMayReadOrWrite) {
       EXPECT_THAT(outcome.err, HasSubstr("'chmod 600 " + file.string() + "'")) << mode;
     }
     ASSERT_EQ(::chmod(file.c_str(), 0600), 0);
+    fs::rename(file, State() / "kept");
+    fs::create_directory(file);
+    EXPECT_THAT(KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait().err,
+                HasSubstr(file.string() + " is no file; remove it and log in again"));
+    fs::remove(file);
+    fs::rename(State() / "kept", file);
     if (::geteuid() != 0) continue;
     ASSERT_EQ(::chown(file.c_str(), 1, 1), 0);
     EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("belongs to another user")) << name;
