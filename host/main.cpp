@@ -109,6 +109,7 @@ int Written(int status) {
 }
 
 int Main(int argc, char** argv) {
+  Output::HoldClosedStreams();
   Interrupt::BlockSignals();
   CLI::App app("Command-line host of the photo storage and sharing service");
   CommonOptions options;

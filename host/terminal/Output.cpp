@@ -1,6 +1,7 @@
 // Lines on the standard streams.
 #include "host/terminal/Output.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -74,6 +75,11 @@ void Output::PrintMessage(std::string_view line) {
   EraseLive();
   WriteError(fmt::format("{}\n", line));
   RedrawLive();
+}
+
+void Output::HoldClosedStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (::fcntl(stream, F_GETFD) < 0) static_cast<void>(::open("/", O_RDONLY));
 }
 
 void Output::Finish() {

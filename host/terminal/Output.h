@@ -31,6 +31,9 @@ class Output {
   void Problem(std::string_view line);
   // Likewise, what was asked for although the run may be quiet.
   void Trace(std::string_view line) { PrintMessage(line); }
+  // To be called before anything is opened, which would otherwise become the standard stream that
+  // the program was started without: that one still takes nothing.
+  static void HoldClosedStreams();
   // Everything is written now. Throws Failure when standard output did not take it.
   void Finish();
 

@@ -47,8 +47,11 @@ KeloProcess::KeloProcess(const std::vector<std::string>& arguments,
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-  if (output != nullptr)
+  if (output != nullptr && *output != '\0')
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output, O_WRONLY, 0);
+  else if (output != nullptr)
+    for (const int closed : {STDIN_FILENO, STDOUT_FILENO})
+      posix_spawn_file_actions_addclose(&actions, closed);
   posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
   out_ = out[0];
   err_ = err[0];

@@ -41,7 +41,8 @@ struct Outcome {
 // One running kelo. Its output is read to the end by Wait.
 class KeloProcess {
  public:
-  // With pipes, and nothing to read. `output` is a file for standard output instead.
+  // With pipes, and nothing to read. `output` is a file for standard output instead; "": it is
+  // closed, as is standard input.
   KeloProcess(const std::vector<std::string>& arguments,
               const std::vector<std::string>& environment, const char* output = nullptr);
   // On a terminal of so many columns, which is its standard input, output and error, and from which

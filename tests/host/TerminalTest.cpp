@@ -139,6 +139,7 @@ TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
     EXPECT_EQ(outcome.exitCode, 1) << ::testing::PrintToString(command);
     EXPECT_THAT(outcome.err, HasSubstr("kelo: cannot write to ")) << command[0];
   }
+  EXPECT_EQ(KeloProcess({"help", "ls"}, Environment(), "").Wait().exitCode, 1);
 }
 
 TEST(ColumnsTest, NoTextIsWiderThanItsRoom) {
