@@ -60,6 +60,7 @@ int PrepareFolder(const fs::path& folder) {
   std::error_code failed;
   fs::create_directories(folder, failed);
   if (failed) return failed.value();
+  if (::access(folder.c_str(), W_OK | X_OK) != 0) return errno;
   for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed)) {
     std::error_code ignored;
     if (IsLeftover(at->path().filename().string())) fs::remove(at->path(), ignored);

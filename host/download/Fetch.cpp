@@ -12,6 +12,7 @@
 
 #include "host/account/Names.h"
 #include "host/download/Arrival.h"
+#include "host/download/ItemFile.h"
 #include "host/library/ResultText.h"
 #include "host/terminal/Progress.h"
 
@@ -54,7 +55,9 @@ class Fetcher {
 
  private:
   static void Skip(FetchedFile& fetched) {
-    if (fetched.file.standing == Standing::kThisOne)
+    const PlannedFile& file = fetched.file;
+    // Another run may have put it there meanwhile.
+    if (file.standing == Standing::kThisOne || IsFileOf(file.path, file.modified))
       fetched.outcome = FetchOutcome::kHere;
     else
       Fail(fetched, kKELOResult_AlreadyExists,
@@ -84,8 +87,9 @@ class Fetcher {
       return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
     std::error_code failed;
     fetched.size = fs::file_size(arrived, failed);
-    if (const int error = SettleIn(fetched.file, arrived); error != 0)
-      return FailHere(fetched, error);
+    const int error = SettleIn(fetched.file, arrived);
+    if (error == EEXIST) return Skip(fetched);
+    if (error != 0) return FailHere(fetched, error);
     fetched.outcome = FetchOutcome::kStored;
   }
 
@@ -139,7 +143,7 @@ void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report) {
   if (!options.dryRun && CountToFetch(plan, options) > 0) {
     if (const int error = PrepareFolder(plan.to); error != 0)
-      throw Failure(fmt::format("cannot create the folder {}: {}", Shown(plan.to.string()),
+      throw Failure(fmt::format("cannot write into the folder {}: {}", Shown(plan.to.string()),
                                 std::strerror(error)));
   }
   Fetcher fetcher(library, plan, options);

@@ -1,6 +1,8 @@
 // Where downloads go, and what is left alone.
 #include "GetTest.h"
 
+#include <unistd.h>
+
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -112,6 +114,28 @@ TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
   for (const auto& arguments : {std::vector<std::string>{"item0"}, {"item0", "--replace"}})
     EXPECT_EQ(Get(arguments).exitCode, 1);
   EXPECT_THAT(Names("out"), ElementsAre("a.jpg"));
+}
+
+TEST_F(GetTest, WhatComesMeanwhileIsLikeWhatWasThere) {
+  for (const auto& [date, told] :
+       {std::pair(kScriptedDate, "0 downloaded, 1 already here\n"),
+        {kScriptedDate + 3600, "0 downloaded, 0 already here, 1 failed\n"}}) {
+    fs::remove_all(Out());
+    ScriptAccount({{"a.jpg"}}, [this, date = date](const std::string&) {
+      SetModifyTime(Write("out/a.jpg", "another"), date);
+      return Reply{.body = "new"};
+    });
+    const Outcome get = Get({"root"});
+    EXPECT_THAT(get.out, EndsWith(told)) << get.err;
+    EXPECT_THAT(get.err, Not(HasSubstr("(4113)")));
+    EXPECT_EQ(ReadFile(Out() / "a.jpg"), "another");
+    EXPECT_THAT(Names("out"), ElementsAre("a.jpg"));
+  }
+  if (::geteuid() == 0) return;  // who may write anywhere
+  fs::permissions(Out(), fs::perms::owner_read | fs::perms::owner_exec);
+  EXPECT_THAT(Get({"root", "--replace"}).err, HasSubstr("cannot write into the folder " +
+                                                        Out().string() + ": Permission denied\n"));
+  fs::permissions(Out(), fs::perms::owner_all);
 }
 
 }  // namespace
