@@ -96,6 +96,8 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
                                                  const UploadOptions& options,
                                                  const OnProgress& progress) {
   constexpr std::uint32_t kCommand = kKELOCommand_Upload;
+  const std::lock_guard turn(turn_);
+  const std::uint32_t aborts = aborts_;  // one that comes while the files are looked at counts, too
   tagCommandControlInfo command = detail::Targeted(album, nullptr, kCommand);
   if (options.checkDuplicates || options.checkOnly) {
     command.outputOptions = kKELOOption_CheckDuplicates;
@@ -114,8 +116,10 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
       record.itemId[0] = '\0';
     }
   });
-  const std::uint32_t result =
-      records.empty() ? std::uint32_t{kKELOResult_Success} : Command(kCommand, &command, progress);
+  std::uint32_t result = kKELOResult_Success;
+  if (!records.empty())
+    result = aborts_ == aborts ? Command(kCommand, &command, progress)
+                               : std::uint32_t{kKELOResult_Aborted};
   const bool isPastCheck = detail::IsPastCheck(records);
   const bool isDone = result == kKELOResult_Success ||
                       (options.checkOnly && isPastCheck && result == kKELOResult_NotFound);

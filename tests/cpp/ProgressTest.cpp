@@ -1,9 +1,13 @@
 // Callbacks: what they may capture, give and throw; aborts; and that the next command is as ever.
 #include <gmock/gmock.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <thread>
 
 #include "LibraryFixture.h"
+#include "devservice/files/Descriptor.h"
 
 namespace kelo::testing {
 namespace {
@@ -115,6 +119,31 @@ TEST_F(ProgressTest, AnotherThreadAborts) {
     library_->Abort();
   });
   ExpectAborted(library_->Download(files));
+  other.join();
+}
+
+// While an upload looks at its files nothing is under way yet.
+TEST_F(ProgressTest, AnotherThreadAbortsBeforeAnythingIsSent) {
+  std::atomic<bool> aborted = false;
+  service().SetScript([&](const LoggedRequest&) -> std::optional<Reply> {
+    return aborted ? Reply{.status = 500} : Reply{.silent = true};
+  });
+  const std::string path = folder().Write("a.jpg", "a");
+  const devservice::Descriptor watch(inotify_init1(IN_CLOEXEC));
+  ASSERT_GE(inotify_add_watch(watch.Get(), path.c_str(), IN_OPEN), 0);
+  std::thread other([&] {
+    char event[4096];
+    EXPECT_GT(read(watch.Get(), event, sizeof event), 0);
+    aborted = true;
+    library_->Abort();
+  });
+  const std::vector<UploadFile> files(5000, {.path = path});
+  try {
+    library_->Upload(kRoot, files);
+    ADD_FAILURE() << "it was not aborted";
+  } catch (const UploadError& error) {
+    EXPECT_EQ(error.Code(), uint32_t{kKELOResult_Aborted}) << error.what();
+  }
   other.join();
 }
 
