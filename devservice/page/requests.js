@@ -8,7 +8,7 @@ function resultText(request) {
   const parts = [];
   if (request.errorCode !== 0) parts.push(`error ${request.errorCode}: ${request.errorText}`);
   else parts.push(request.status === 0 ? "no answer" : String(request.status));
-  if (!request.complete) parts.push("body cut short");
+  if (!request.complete && request.verb !== "?") parts.push("body cut short");
   if (request.fault) parts.push(`fault ${request.fault}`);
   return parts.join(", ");
 }

@@ -122,6 +122,15 @@ class Reading(PageChecks):
         must(self.page.value(made) == 0, "a name became an element")
         must(self.page.value("window.ran") is None, "a name ran as a script")
 
+    def check_long_texts(self):
+        """No text from outside makes the page wider than its window."""
+        self.client.send("GET", "/" + "long" * 1000)
+        self.client.call(f'<AddFolder folderName="{"long" * 60}" />')
+        for box in ["#requests", "#account", "#method"]:
+            self.page.wait(has_text(box, "long" * 60))
+        width = self.page.value("[document.documentElement.scrollWidth, innerWidth]")
+        must(width[0] <= width[1], f"the page takes {width[0]} of {width[1]}")
+
     def check_refused(self):
         """Another page, of another port of the same host, and whoever lacks the token."""
         other = Service(self.program)
