@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -46,8 +47,22 @@ class Albums {
     return {.folder = wanted.substr(0, slash), .album = wanted.substr(slash + 1)};
   }
 
+  // What cannot be had is told of, and asked for, once.
   std::string Id(const AlbumName& name) {
     if (!id_.empty()) return id_;
+    if (const auto known = failed_.find(name); known != failed_.end()) throw known->second;
+    try {
+      return FoundOrMade(name);
+    } catch (const CommandFailure& failure) {
+      if (failure.Code() == kKELOResult_Aborted) throw;
+      host_.Out().Problem(Sentence(failure));
+      failed_.emplace(name, failure);
+      throw;
+    }
+  }
+
+ private:
+  std::string FoundOrMade(const AlbumName& name) {
     if (!shelf_) shelf_.emplace(host_.Loaded());
     std::string id = shelf_->Find(name);
     if (!id.empty() || (options_.dryRun && missing_.contains(name))) return id;
@@ -60,12 +75,12 @@ class Albums {
     return id;
   }
 
- private:
   Host& host_;
   const PutOptions& options_;
   std::string id_;  // of --album, where it exists
   std::optional<AlbumShelf> shelf_;
   std::set<AlbumName> missing_;
+  std::map<AlbumName, CommandFailure> failed_;
 };
 
 bool HasNoAlbum(const UploadPlan& plan) {

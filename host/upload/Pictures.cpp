@@ -73,6 +73,16 @@ void Describe(LocalFile& file) {
   file.inode = status.st_ino;
 }
 
+std::optional<LocalFile> NowAt(const std::filesystem::path& path) {
+  try {
+    LocalFile file{.path = path};
+    Describe(file);
+    return file;
+  } catch (const Failure&) {
+    return std::nullopt;
+  }
+}
+
 void AddPictureFacts(LocalFile& file) {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
   try {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace kelo::host {
@@ -26,6 +27,8 @@ struct LocalFile {
 // Adds to the path size, dates and identity. Throws Failure, with the reason alone, when it is no
 // regular file or cannot be read.
 void Describe(LocalFile& file);
+// The same of the file that is there now; nothing when it cannot be read.
+std::optional<LocalFile> NowAt(const std::filesystem::path& path);
 
 // Adds what the picture itself tells; leaves files that are no pictures as they are.
 void AddPictureFacts(LocalFile& file);

@@ -26,6 +26,7 @@ const char* ResultName(UploadOutcome outcome, bool dryRun) {
     case UploadOutcome::kNotSent:
       return "notSent";
     case UploadOutcome::kNotConfirmed:
+    case UploadOutcome::kChanged:
     case UploadOutcome::kRefused:
     case UploadOutcome::kFailed:
       break;

@@ -41,7 +41,8 @@ class Sender {
       if (!portion.name.Empty()) portion.album = options_.albumId(portion.name);
     } catch (const CommandFailure& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
-      return Fail(portion, failure.Code());
+      EndIfHopeless(failure.Code());
+      return Fail(portion, failure.Code(), UploadOutcome::kNotSent);
     }
     if (batch.twin == Twin::kRival) SendRivals(portion);
     if (portion.check) LeaveOutNumbered(portion);
@@ -70,17 +71,17 @@ class Sender {
         // A portion in which the bad file is searched for is halved at once.
         const bool retries = mayPass && (!portion.searching || portion.files.size() == 1);
         if (retries && library_.PauseBeforeRetry(failed, result)) continue;
-        if (!ServiceAnswers()) ended_ = result;
       }
-      if (result == kKELOResult_NoSession) ended_ = result;
+      EndIfHopeless(result);
       if (ended_ != 0) return attempts_.Report(portion, UploadOutcome::kNotSent, ended_);
       if (portion.files.size() == 1) return Fail(portion, result);
       return Halve(std::move(portion));
     }
   }
 
-  void Fail(const Portion& portion, std::uint32_t code) {
-    attempts_.Report(portion, UploadOutcome::kFailed, code);
+  void Fail(const Portion& portion, std::uint32_t code,
+            UploadOutcome outcome = UploadOutcome::kFailed) {
+    attempts_.Report(portion, outcome, code);
     if (!IsDark(code)) return;
     if (std::exchange(heldBefore_, attempts_.Held()) != attempts_.Held()) failedInARow_ = 0;
     if (++failedInARow_ == kMaxFailuresInARow) ended_ = code;
@@ -91,6 +92,11 @@ class Sender {
     constexpr std::uint32_t kDark[] = {kKELOResult_TransportFailure, kKELOResult_TimedOut,
                                        kKELOResult_ConnectionLost, kKELOResult_GeneralFailure};
     return std::find(std::begin(kDark), std::end(kDark), result) != std::end(kDark);
+  }
+
+  // The next batch would meet the same failure.
+  void EndIfHopeless(std::uint32_t result) {
+    if (result == kKELOResult_NoSession || (IsDark(result) && !ServiceAnswers())) ended_ = result;
   }
 
   // Tells a service that refuses this portion from one that cannot be reached.
@@ -129,13 +135,8 @@ class Sender {
   // any.
   bool DropUnreadable(Portion& portion) {
     const auto readable = [](const LocalFile& file) {
-      try {
-        LocalFile now{.path = file.path};
-        Describe(now);
-        return now.size >= file.size;
-      } catch (const Failure&) {
-        return false;
-      }
+      const auto now = NowAt(file.path);
+      return now && now->size >= file.size;
     };
     return Drop(portion, readable, kKELOResult_NotFound);
   }
@@ -237,6 +238,14 @@ class Sender {
   std::uint32_t ended_ = 0;  // by which failure, 0: it goes on
 };
 
+// What has been written to since it was found goes as it is now. What can no longer go shows that
+// when it is sent.
+void BringUpToDate(LocalFile& file) {
+  auto now = NowAt(file.path);
+  if (now && now->size > 0 && now->size <= kMaxFile) file = std::move(*now);
+  AddPictureFacts(file);
+}
+
 }  // namespace
 
 void SendPlan(Library& library, UploadPlan plan, const UploadOptions& options,
@@ -248,7 +257,7 @@ void SendPlan(Library& library, UploadPlan plan, const UploadOptions& options,
   const auto read = [&](std::size_t at) {
     if (at == batches.size() || sender.HasEnded()) return std::future<void>();
     return std::async(std::launch::async, [&files = batches[at].files] {
-      for (LocalFile& file : files) AddPictureFacts(file);
+      for (LocalFile& file : files) BringUpToDate(file);
     });
   };
   std::future<void> reading = read(0);

@@ -15,8 +15,8 @@ namespace kelo::host {
 // What may pass is tried again, with the check, since nobody knows what became of the first try.
 // When the storage is full, what still fits is sent. A batch that fails otherwise is halved until
 // the bad file stands alone. A failure that the next batch would meet too (no service, no session)
-// ends the upload; the files left are kNotSent. Files that the service holds already are placed in
-// the album.
+// ends the upload; the files left are kNotSent, as are those whose album cannot be had. Files that
+// the service holds already are placed in the album.
 //
 // In a dry run kStored and kPlaced are what would be. Throws CommandFailure when aborted.
 void SendPlan(Library& library, UploadPlan plan, const UploadOptions& options,

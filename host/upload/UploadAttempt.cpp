@@ -8,6 +8,15 @@
 #include "host/upload/UploadRequest.h"
 
 namespace kelo::host {
+namespace {
+
+// Whether the file is not what was described any more. One that is gone has gone whole.
+bool HasChanged(const LocalFile& file) {
+  const auto now = NowAt(file.path);
+  return now && (now->size != file.size || now->modifyDate != file.modifyDate);
+}
+
+}  // namespace
 
 UploadAttempts::UploadAttempts(Library& library, const UploadPlan& plan,
                                const UploadOptions& options,
@@ -42,6 +51,8 @@ UploadAttempts::Result UploadAttempts::Try(Portion& portion, bool checkOnly, boo
     if (portion.maybeSent &&
         (outcome == UploadOutcome::kAlreadyThere || outcome == UploadOutcome::kAlreadyInAlbum))
       outcome = UploadOutcome::kStored;
+    if (outcome == UploadOutcome::kStored && HasChanged(portion.files[at]))
+      outcome = UploadOutcome::kChanged;
     decided.push_back(
         {std::move(portion.files[at]), portion.name, outcome, file.code, file.itemId});
   }

@@ -24,6 +24,8 @@ std::string UploadedFile::Words() const {
                          ResultText(code, kKELOCommand_AddNewLink));
     case UploadOutcome::kNotConfirmed:
       return "sent, but not confirmed by the service";
+    case UploadOutcome::kChanged:
+      return "it changed while it was sent, and may be stored torn; send it again";
     case UploadOutcome::kNotSent:
       return code == 0 ? "not sent: a sound memo goes only with its picture"
                        : "not sent: " + ResultText(code, kKELOCommand_Upload);

@@ -17,6 +17,7 @@ enum class UploadOutcome {
   kNotPlaced,
   kRefused,
   kNotConfirmed,
+  kChanged,  // was written to while it was sent: nobody knows what is stored
   kNotSent,
   kFailed
 };

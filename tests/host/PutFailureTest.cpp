@@ -1,4 +1,6 @@
 // What becomes of an upload where something fails.
+#include <fmt/format.h>
+
 #include <atomic>
 #include <csignal>
 
@@ -55,30 +57,74 @@ TEST_F(PutTest, AnUploadWhoseOutcomeIsUnknownIsCheckedFirst) {
   }
 }
 
-// The check's answer is the moment between planning and sending at which a file can vanish.
-TEST_F(PutTest, SendsABatchAgainWithoutAFileThatVanished) {
-  Write("in/a.jpg", "aaa");
-  const fs::path vanishing = Write("in/b.jpg", "bbb");
-  Write("in/c.jpg", "ccc");
-  service_.SetScript([vanishing](const LoggedRequest& request) -> std::optional<Reply> {
-    if (request.apiMethod == "CheckUploadItems") fs::remove(vanishing);
-    return std::nullopt;
-  });
-  const Outcome put = Put();
-  EXPECT_EQ(put.exitCode, 1);
-  EXPECT_THAT(put.out, EndsWith("2 stored, 0 already there, 1 not stored\n"));
-  EXPECT_THAT(put.err, HasSubstr("b.jpg: a file cannot be read, or has become shorter (4098)"));
-  EXPECT_EQ(Arrived("UploadItems"), 1u);
+// The check's answer is the moment between planning and sending at which a file can change. The
+// third folder is looked at again behind the first.
+TEST_F(PutTest, AFileThatChangesMeanwhileGoesWholeOrCostsOnlyItself) {
+  struct Case {
+    std::string file;
+    int bytes;  // it has afterwards; none: it is gone
+    int stored;
+    std::string told;  // about a file that was not
+    int storedAgain;
+  };
+  const std::string unreadable = ": a file cannot be read, or has become shorter (4098)\n";
+  const Case cases[] = {{"in/A/a.jpg", 0, 4, unreadable, 0},
+                        {"in/A/a.jpg", 1, 4, unreadable, 1},
+                        {"in/A/a.jpg", 999, 4, ": it changed while it was sent", 1},
+                        {"in/C/c.jpg", 0, 4, unreadable, 0},
+                        {"in/C/c.jpg", 1, 5, "", 0},
+                        {"in/C/c.jpg", 999, 5, "", 0}};
+  for (std::size_t at = 0; at < std::size(cases); ++at) {
+    const Case& one = cases[at];
+    for (const char* name : {"A/a.jpg", "A/a2.jpg", "B/b.jpg", "C/c.jpg", "C/c2.jpg"})
+      Write(std::string("in/") + name, std::string(10 + at, 'x'));
+    std::atomic<bool> changed = false;
+    service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
+      if (request.apiMethod != "CheckUploadItems" || changed.exchange(true)) return std::nullopt;
+      fs::remove(folder_ / one.file);
+      if (one.bytes > 0)
+        Write(one.file, std::string(static_cast<std::size_t>(one.bytes) + at, 'y'));
+      return std::nullopt;
+    });
+    service_.ClearLog();
+    const Outcome put = Put({"--albums-from-folders"});
+    EXPECT_THAT(put.out, HasSubstr(fmt::format("\n{} stored, 0 already", one.stored))) << put.err;
+    EXPECT_EQ(put.exitCode, one.stored < 5 ? 1 : 0) << at;
+    if (one.stored < 5) EXPECT_THAT(put.err, HasSubstr(one.file + one.told));
+    EXPECT_EQ(Arrived("UploadItems"), 3u) << at;
+    EXPECT_THAT(Put().out, HasSubstr(fmt::format("{} stored, ", one.storedAgain))) << at;
+  }
 }
 
-TEST_F(PutTest, AServiceThatIsGoneEndsTheUpload) {
-  for (int i = 0; i < 120; ++i) Write("in/" + std::to_string(i) + ".jpg", "x");
-  service_.SetScript([](const LoggedRequest&) { return Reply{.status = 504}; });
-  const Outcome put = Put();
-  EXPECT_EQ(put.exitCode, 1);
-  EXPECT_THAT(put.out, EndsWith("0 stored, 0 already there, 120 not stored\n"));
-  EXPECT_THAT(put.err, HasSubstr("120 files not sent: the service did not answer in time (4128)"));
-  EXPECT_LT(put.err.size(), 1000u);
+// Told once, not for each file.
+TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
+  for (int i = 0; i < 120; ++i) Write("in/A/" + std::to_string(i) + ".jpg", "x");
+  struct Case {
+    std::string method;  // empty: every one
+    Reply reply;
+    std::string mode;
+    std::string words;
+  };
+  const Case cases[] = {
+      {"", {.status = 504}, "--all-files", "the service did not answer in time (4128)"},
+      {"", {.status = 504}, "--albums-from-folders", "the service did not answer in time (4128)"},
+      {"GetHierarchy", Refusal(107), "--albums-from-folders", "'kelo login' (4116)"},
+      {"GetHierarchy", {.status = 503}, "--albums-from-folders", "(4114)"},
+      {"AddAlbum", Refusal(301), "--albums-from-folders", "request's values (4112)"},
+  };
+  for (const Case& one : cases) {
+    service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
+      if (one.method.empty() || request.apiMethod == one.method) return one.reply;
+      return std::nullopt;
+    });
+    service_.ClearLog();
+    const Outcome put = Put({one.mode});
+    EXPECT_EQ(put.exitCode, 1) << one.words;
+    EXPECT_THAT(put.out, EndsWith("0 stored, 0 already there, 120 not stored\n"));
+    EXPECT_THAT(put.err, AllOf(HasSubstr("kelo: 120 files not sent: "), HasSubstr(one.words)));
+    EXPECT_LT(put.err.size(), 1000u) << put.err;
+    EXPECT_LE(Arrived(one.method), 1u) << one.words;
+  }
 }
 
 class FullStorageTest : public PutTest {
