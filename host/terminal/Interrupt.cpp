@@ -19,10 +19,19 @@ constexpr int kWakeUp = SIGUSR1;
 constexpr timespec kGrace{.tv_sec = 0, .tv_nsec = 50'000'000};
 constexpr timespec kLongGrace{.tv_sec = 2, .tv_nsec = 0};
 
+// Whoever ignores a signal wants the programs that he starts to go on: nohup does, and a script for
+// what it starts in the background.
+bool IsIgnored(int signal) {
+  struct sigaction action {};
+  return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t Signals() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, kWakeUp}) sigaddset(&set, signal);
+  sigaddset(&set, kWakeUp);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    if (!IsIgnored(signal)) sigaddset(&set, signal);
   return set;
 }
 

@@ -98,9 +98,12 @@ TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
                  .chunkSize = 1024,
                  .chunkDelay = std::chrono::milliseconds(100)};
   });
+  std::signal(SIGHUP, SIG_IGN);  // as nohup does
   KeloProcess kelo({"get", "root", "--to", Out().string()}, Environment());
+  std::signal(SIGHUP, SIG_DFL);
   ASSERT_TRUE(service_.WaitForRequest(
       [](const LoggedRequest& request) { return request.path == "/original/item1"; }));
+  kelo.Signal(SIGHUP);
   kelo.Signal(SIGINT);
   const Outcome outcome = kelo.Wait();
   EXPECT_EQ(outcome.exitCode, 130) << outcome.err;

@@ -82,7 +82,12 @@ void KeloProcess::Start(const std::vector<std::string>& arguments,
   words.insert(words.end(), arguments.begin(), arguments.end());
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  posix_spawnattr_setflags(&attributes, flags);
+  // Whoever runs the tests in the background may ignore it.
+  sigset_t taken;
+  sigemptyset(&taken);
+  sigaddset(&taken, SIGINT);
+  posix_spawnattr_setsigdefault(&attributes, &taken);
+  posix_spawnattr_setflags(&attributes, static_cast<short>(flags | POSIX_SPAWN_SETSIGDEF));
   const int failed = ::posix_spawn(&process_, KELO_PROGRAM, &actions, &attributes,
                                    Pointers(words).data(), Pointers(environment).data());
   posix_spawnattr_destroy(&attributes);
