@@ -59,9 +59,10 @@ std::string WrongUsage(const CLI::App& app, const CLI::Error& error) {
   const CLI::App* named = NamedCommand(app);
   const CLI::App& command = named == nullptr ? app : *named;
   if (unexpected) return Unexpected(command, extras.front());
-  // A word that is none of the commands is left over, too.
+  // A word that is none of the commands, or an option that is none, is left over, too.
   const bool incomplete = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-  if (incomplete && !ListedCommands(command).empty() && !extras.empty())
+  if (incomplete && !extras.empty() &&
+      (!ListedCommands(command).empty() || extras.front().starts_with('-')))
     return Unexpected(command, extras.front());
   if (incomplete && !ListedCommands(command).empty())
     return fmt::format("'{}' needs a command", FullName(command));

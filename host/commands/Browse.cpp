@@ -162,8 +162,10 @@ void AddList(CLI::App& app, Action& chosen) {
       ->excludes(target);
   static const std::map<std::string, SortKey> kKeys = {
       {"name", SortKey::Name}, {"shot", SortKey::Shot}, {"upload", SortKey::Upload}};
-  list->add_option("--sort", options->order.key, "By name, or by the date of shot or upload")
-      ->transform(CLI::CheckedTransformer(kKeys).description(""))
+  list->add_option_function<std::string>(
+          "--sort", [options](const std::string& key) { options->order.key = kKeys.at(key); },
+          "By name, or by the date of shot or upload")
+      ->check(CLI::IsMember(&kKeys).description(""))
       ->type_name("name|shot|upload");
   list->add_flag("--reverse,-r", options->order.reverse, "In the reverse order");
   list->add_flag("--json", options->json, kJsonHelp);
