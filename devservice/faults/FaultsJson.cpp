@@ -1,6 +1,7 @@
 // Faults as JSON, and what is asked about them in JSON.
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <span>
 
 #include "devservice/faults/Faults.h"
 
@@ -22,10 +23,10 @@ Reply Refusal(int status, const std::string& message) {
   return JsonReply(status, {{"error", {{"message", message}}}});
 }
 
-// The elements of an array, or the one value.
-std::vector<Json> ListOf(const Json& value) {
-  if (!value.is_array()) return {value};
-  return {value.begin(), value.end()};
+// The elements of an array, or the one value; none is copied, as it may be nested without end.
+std::span<const Json> ListOf(const Json& value) {
+  if (!value.is_array()) return {&value, 1};
+  return value.get_ref<const Json::array_t&>();
 }
 
 std::vector<Fault> FaultsToAdd(const Json& request) {

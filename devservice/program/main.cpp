@@ -156,13 +156,23 @@ void WaitForStop(int signals, bool untilEof) {
   }
 }
 
+bool IsReadable(int descriptor) {
+  pollfd wait{descriptor, POLLIN, 0};
+  return poll(&wait, 1, 0) > 0;
+}
+
+// An import that a signal ends.
+struct Interrupted {};
+
 // A line that grows on a terminal; elsewhere only what was passed over.
 class ImportMessages {
  public:
+  explicit ImportMessages(int signals) : signals_(signals) {}
   ~ImportMessages() { EndLine(); }
 
   kelo::devservice::ImportWatcher Watcher() {
     return {[this](std::size_t files) {
+              if (IsReadable(signals_)) throw Interrupted();
               if (!terminal_ || files % 100 != 0) return;
               std::cerr << "\r" << files << " files" << std::flush;
               inLine_ = true;
@@ -179,12 +189,13 @@ class ImportMessages {
     inLine_ = false;
   }
 
+  const int signals_;
   const bool terminal_ = isatty(STDERR_FILENO) == 1;
   bool inLine_ = false;
 };
 
-void Fill(Service& service, const Arguments& arguments) {
-  ImportMessages messages;
+void Fill(Service& service, const Arguments& arguments, int signals) {
+  ImportMessages messages(signals);
   const auto watcher = messages.Watcher();
   if (!arguments.import.empty()) service.Import(arguments.import, watcher);
   if (!arguments.friendFolder.empty()) service.ImportFriend(arguments.friendFolder, watcher);
@@ -208,7 +219,11 @@ void Serve(Arguments& arguments) {
     arguments.options.onRequest = [&](const auto& record) { log->Write(record); };
   }
   Service service(arguments.options);
-  Fill(service, arguments);
+  try {
+    Fill(service, arguments, signals);
+  } catch (const Interrupted&) {
+    return;
+  }
   const kelo::devservice::ControlFile controlFile(arguments.controlFile, service.PageUrl());
   std::cout << "URL     " << service.Url() << "\npage    " << service.PageUrl() << "\nkey     "
             << service.ApiKey() << "\ntoken   " << service.AuthToken() << "\nsecret  "

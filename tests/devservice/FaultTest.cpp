@@ -99,6 +99,7 @@ TEST(FaultText, IsRefusedWithAWordAboutWhy) {
 
 TEST(FaultCalls, ChangeAllOrNothing) {
   Faults faults;
+  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
   const std::tuple<std::string, int, std::string> cases[] = {
       {"{}", 200, ""},
       {R"({"add": "*:garbage"})", 200, "1 *:garbage"},
@@ -117,6 +118,8 @@ TEST(FaultCalls, ChangeAllOrNothing) {
       {"", 400, "2 *:cut=1 4 *:full"},
       {"[]", 400, "2 *:cut=1 4 *:full"},
       {std::string(1000, '['), 400, "2 *:cut=1 4 *:full"},
+      {"{\"add\": " + deep + "}", 400, "2 *:cut=1 4 *:full"},
+      {"{\"remove\": " + deep + "}", 400, "2 *:cut=1 4 *:full"},
       {R"({"remove": "all"})", 200, ""},
   };
   for (const auto& [body, status, left] : cases) {

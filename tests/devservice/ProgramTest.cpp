@@ -210,6 +210,19 @@ TEST_F(ServiceProgram, WhatIsNoFileOfItsOwnKeepsItsMode) {
   EXPECT_EQ(status.st_mode, mode_t{S_IFIFO | 0622});
 }
 
+TEST_F(ServiceProgram, ASignalEndsAnImport) {
+  folder.Write("pictures/a.jpg", "");
+  sigset_t interrupt;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);  // until the program waits for it
+  ServiceProcess service({"--import", folder.Path("pictures"), controlFile[0], controlFile[1]});
+  pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);
+  const Ended ended = service.End(SIGINT);
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_EQ(ended.out, "");
+}
+
 TEST_F(ServiceProgram, ProgressEndsItsLine) {
   for (int i = 0; i < 100; ++i) folder.Write("many/" + std::to_string(i) + ".jpg", "");
   const Descriptor terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
