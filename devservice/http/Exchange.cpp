@@ -49,7 +49,7 @@ void LeaveEarly(Exchange& exchange, Connection& connection, const httplib::Conte
 }
 
 Reply Malformed() {
-  return PlainReply(400, "This is no HTTP request, or not the whole of one\n");
+  return PlainReply(400, "This cannot be read as a whole HTTP request\n");
 }
 
 void TakeSteps(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader) {

@@ -83,12 +83,20 @@ constexpr Reference FirstNumber(std::string_view text) {
   return {number, at + 1};
 }
 
+// Whether a text is the first part of a number's reference, without its end.
+inline bool IsCutNumber(std::string_view text) {
+  constexpr std::string_view kBeginnings[] = {"&", "&#", "&#x", "&#X"};
+  return std::ranges::count(kBeginnings, text) > 0 ||
+         (text.starts_with('&') && FirstNumber(std::string(text) + ';').length == text.size() + 1);
+}
+
 constexpr bool IsLeadSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
+
+inline constexpr std::pair<std::string_view, char32_t> kEntities[] = {
+    {"&amp;", U'&'}, {"&quot;", U'"'}, {"&apos;", U'\''}, {"&lt;", U'<'}, {"&gt;", U'>'}};
 
 constexpr Reference FirstReference(std::string_view text) {
   if (!text.starts_with('&')) return {};
-  constexpr std::pair<std::string_view, char32_t> kEntities[] = {
-      {"&amp;", U'&'}, {"&quot;", U'"'}, {"&apos;", U'\''}, {"&lt;", U'<'}, {"&gt;", U'>'}};
   for (const auto& [entity, character] : kEntities)
     if (text.starts_with(entity)) return {character, entity.size()};
   const Reference first = FirstNumber(text);
@@ -113,16 +121,15 @@ constexpr std::size_t PlainLength(std::string_view text) {
 
 // Whether a text that begins with no reference is nothing but the first part of a reference, of a pair
 // of them, or of a character.
-constexpr bool IsCutHere(std::string_view text) {
-  constexpr std::size_t kMaxReference = 8;  // "&#65535;"
+inline bool IsCutHere(std::string_view text) {
   const Reference lead = FirstNumber(text);
-  if (IsLeadSurrogate(lead.character)) text.remove_prefix(lead.length);
-  if (text.empty()) return true;
-  if (text.front() == '&')
-    return text.size() < kMaxReference &&
-           text.find_first_not_of("#0123456789abcdefghijklmnopqrstuvwxyz", 1) == text.npos;
+  if (IsLeadSurrogate(lead.character))
+    return text.size() == lead.length || IsCutNumber(text.substr(lead.length));
+  const bool isCutEntity = std::ranges::any_of(
+      kEntities, [&](const auto& entity) { return entity.first.starts_with(text); });
+  if (isCutEntity || IsCutNumber(text)) return true;
   const Utf8Piece piece = FirstPiece(text);
-  return lead.length == 0 && !piece.isCharacter && piece.length == text.size();
+  return !piece.isCharacter && piece.length == text.size();
 }
 
 // What a text is called in the words of an Error, and the command that it is for.

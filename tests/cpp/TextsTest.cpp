@@ -50,6 +50,10 @@ TEST(Texts, WhatWasCutAtTheEndIsDroppedWhereTheFieldIsFull) {
       {"a&", "a"},
       {"a&#2608", "a"},
       {"a&quot", "a"},
+      {"a&#128512", "a"},
+      {"a&#x10FFFF", "a"},
+      {"a&#X", "a"},
+      {"a&#xD83D;&#xDE0", "a"},
       {"a&#55357;", "a"},
       {"a&#55357;&#568", "a"},
       {"a\xE6\xA1", "a"},
@@ -57,6 +61,12 @@ TEST(Texts, WhatWasCutAtTheEndIsDroppedWhereTheFieldIsFull) {
       {"a&#55357;b", "a&#55357;b"},
       {"a&#12 & b", "a&#12 & b"},
       {"a & more", "a & more"},
+      {"a&b", "a&b"},
+      {"a&amb", "a&amb"},
+      {"a&#", "a"},
+      {"a&#12x", "a&#12x"},
+      {"a&#9999999", "a&#9999999"},
+      {"a&#55357;&am", "a&#55357;"},
       {"a\x80z", "a\uFFFDz"}};
   for (const auto& [raw, decoded] : cases) EXPECT_EQ(Decoded(raw, true), decoded) << raw;
 
