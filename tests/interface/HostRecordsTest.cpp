@@ -1,5 +1,5 @@
-// What hosts do with their records: option bits of other commands, records that are used again,
-// texts that are null or come out empty.
+// What hosts do with their records: option bits of other commands, texts that are null or come out
+// empty. Records that are used again are in the tests of their commands.
 
 #include "support/CommandTest.h"
 
@@ -11,13 +11,6 @@ class HostRecordsTest : public CommandTest {
   void SetUp() override {
     OpenScriptedSession();
     LoadSmallHierarchy();
-  }
-  // A record full of what an earlier command, or nobody, wrote.
-  template <typename Info>
-  static Info Used() {
-    Info record;
-    std::memset(&record, 0x55, sizeof record);
-    return record;
   }
   // A text that a command must leave alone.
   tagKELO_StringInfo Sentinel() { return {sentinel_, 77}; }
@@ -59,51 +52,6 @@ TEST_F(HostRecordsTest, EachOptionIsOneBit) {
     send(kKELOCommand_Upload, &file, kKELOOption_CheckDuplicates);
     EXPECT_EQ(Requests("CheckUploadItems").size(), set ? 1u : 0u);
   }
-}
-
-TEST_F(HostRecordsTest, UsedRecordsAreWrittenAnew) {
-  Queue("AddAlbum", "<r stat=\"fail\" errcode=\"208\" />");
-  auto made = Used<tagKELO_ItemInfo>();
-  made.kind = kKELOKind_Album;
-  SetField(made.name, "New");
-  EXPECT_EQ(SendOne(kKELOCommand_AddItems, &made, "F1"), 0u);
-  tagKELO_ItemInfo expected = NewContainer(kKELOKind_Album, "New");
-  expected.result = 4101;
-  SetField(expected.parentId, "F1");
-  EXPECT_EQ(std::memcmp(&made, &expected, sizeof made), 0);
-
-  auto link = Used<tagKELO_AddLinkInfo>();
-  SetField(link.itemIdList, "I1,I2");
-  EXPECT_EQ(SendOne(kKELOCommand_AddNewLink, &link, "A2"), 0u);
-  EXPECT_EQ(link.result, 0u);
-  EXPECT_EQ(FieldText(link.albumId), "A2");
-
-  std::string path = folder().Write("a.jpg", "A");
-  auto file = Used<tagKELO_LoadInfo>();  // with the result of a file that was refused
-  file.filePath = Text(path);
-  file.fileName = {};
-  file.fileSize = 1;
-  EXPECT_EQ(SendOne(kKELOCommand_Upload, &file, "A1"), 0u);
-  EXPECT_EQ(file.result, 0u);
-  EXPECT_EQ(FieldText(file.itemId), "");
-  EXPECT_EQ(Requests("UploadItems").size(), 1u);
-
-  for (const uint32_t code :
-       {kKELOCommand_ModifyProps, kKELOCommand_AddTags, kKELOCommand_SendPictureMail}) {
-    HostRecords records(folder());
-    std::memset(records.Of(code), 0x55, sizeof(uint32_t));
-    tagCommandControlInfo record = Record(records.Of(code), "I1");
-    record.selectionFlags = kKELOKind_FileItem;
-    EXPECT_EQ(Send(code, record), 0u);
-    EXPECT_EQ(*records.ResultWord(code), 0u) << code;
-  }
-
-  auto capacity = Used<tagKELO_StorageCapacityInfo>();
-  Queue("GetStorageCapacity", ReplyWith("", 500));
-  EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&capacity)), 4114u);
-  EXPECT_EQ(capacity.result, 4114u);
-  EXPECT_EQ(uint64_t{capacity.dataCapacity}, 0u);
-  EXPECT_EQ(uint64_t{capacity.storageCapacity}, 0u);
 }
 
 TEST_F(HostRecordsTest, ANullTextIsEmptyWhateverItsLength) {

@@ -140,6 +140,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
     EXPECT_EQ(FieldText(records[i].parentId), "KELO_CACHEINFO_ROOT_ID");
     EXPECT_EQ(FieldText(records[i].name), "N<" + std::to_string(i));
     EXPECT_EQ(records[i].itemCount, 0u);
+    EXPECT_EQ(FieldText(records[i].origUrl), "");
   }
   EXPECT_EQ(ItemCount(""), 6u);
   EXPECT_EQ(FieldText(ItemInfo("NF").name), "N&lt;0");
@@ -202,6 +203,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   SetField(records[1].itemIdList, "I3,R1");
   std::memset(records[2].itemIdList, 'i', sizeof records[2].itemIdList);
   std::memset(records[1].albumId, 'x', sizeof records[1].albumId);
+  records[2].result = 99;
   Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
   Queue("AddItemsToAlbum", "<r stat=\"fail\" errcode=\"302\" />");
   Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
