@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "host/Host.h"
+#include "host/account/Names.h"
 #include "host/demo/DemoStory.h"
 #include "host/library/ResultText.h"
 
@@ -26,16 +27,18 @@ fs::path SamplesFolder() {
 }
 
 fs::path FirstFolderIn(const fs::path& folder) {
-  for (const auto& entry : fs::directory_iterator(folder))
-    if (entry.is_directory()) return entry.path();
+  std::error_code failed;
+  for (const auto& entry : fs::directory_iterator(folder, failed))
+    if (entry.is_directory(failed)) return entry.path();
   return folder;
 }
 
 int Demo(Host& host, const std::string& wanted) {
   const fs::path folder = wanted.empty() ? SamplesFolder() : fs::path(wanted);
-  if (!fs::is_directory(folder)) throw Failure(folder.string() + " is not a folder");
+  std::error_code failed;
+  if (!fs::is_directory(folder, failed)) throw Failure(Shown(folder.string()) + " is not a folder");
   // The samples bring a friend's album along; of a folder of your own, the friend has copies.
-  if (fs::is_directory(folder / "mine") && fs::is_directory(folder / "friend"))
+  if (fs::is_directory(folder / "mine", failed) && fs::is_directory(folder / "friend", failed))
     DemoStory(host, folder / "mine", FirstFolderIn(folder / "friend")).Tell();
   else
     DemoStory(host, folder, {}).Tell();

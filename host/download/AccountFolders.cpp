@@ -52,7 +52,8 @@ void AccountFolders::Place(std::vector<Item> siblings, const fs::path& below) {
 }
 
 bool AccountFolders::HoldsSomeOf(const Item& entry, const fs::path& folder) {
-  if (!fs::is_directory(folder)) return false;
+  std::error_code failed;
+  if (!fs::is_directory(folder, failed)) return false;
   const bool isFolder = entry.kind == Kind::Folder;
   const auto below = library_.List(Id(entry), isFolder ? Kind::Album : Kind::FileItem);
   return std::ranges::any_of(below, [&](const Item& child) {

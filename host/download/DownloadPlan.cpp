@@ -16,6 +16,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// What cannot be looked at shows its reason when it is written to.
+bool StandsThere(const fs::path& path) {
+  std::error_code failed;
+  const fs::file_type type = fs::symlink_status(path, failed).type();
+  return type != fs::file_type::not_found && type != fs::file_type::none;
+}
+
 class Planner {
  public:
   Planner(Library& library, const fs::path& to) : library_(library) { plan_.to = to; }
@@ -89,8 +96,7 @@ class Planner {
       PlannedFile& file = plan_.files[at];
       file.path = std::move(given[at].path);
       file.standing = given[at].isHere ? Standing::kThisOne : Standing::kNothing;
-      if (!given[at].isHere && fs::symlink_status(file.path).type() != fs::file_type::not_found)
-        file.standing = Standing::kOther;
+      if (!given[at].isHere && StandsThere(file.path)) file.standing = Standing::kOther;
     }
   }
 

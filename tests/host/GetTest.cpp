@@ -116,6 +116,18 @@ TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
   EXPECT_THAT(Names("out"), ElementsAre("a.jpg"));
 }
 
+TEST_F(GetTest, AFolderThatCannotBeLookedAtCostsOnlyItself) {
+  for (const char* name : {"in/Circle/a.jpg", "in/Party/c.jpg"}) Write(name, name);
+  service_.Import(folder_ / "in");
+  fs::create_directory(Out());
+  fs::create_symlink("Circle", Out() / "Circle");
+  const Outcome get = Get({"--all"});
+  EXPECT_EQ(get.exitCode, 1);
+  EXPECT_THAT(get.out, EndsWith("1 downloaded, 0 already here, 1 failed\n"));
+  EXPECT_THAT(get.err, HasSubstr("Circle/a.jpg: "));
+  EXPECT_THAT(get.err, HasSubstr(" (4113)\n"));
+}
+
 TEST_F(GetTest, WhatComesMeanwhileIsLikeWhatWasThere) {
   for (const auto& [date, told] :
        {std::pair(kScriptedDate, "0 downloaded, 1 already here\n"),
