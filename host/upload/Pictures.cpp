@@ -58,6 +58,13 @@ std::vector<Exiv2::byte> SmallFile(const LocalFile& file) {
 
 }  // namespace
 
+std::string UniversalDate(std::int64_t seconds) {
+  constexpr std::int64_t kBegin = -62167219200;  // of the year 0
+  constexpr std::int64_t kEnd = 253402300799;    // of the year 9999
+  const auto told = static_cast<std::time_t>(std::clamp(seconds, kBegin, kEnd));
+  return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(told));
+}
+
 void Describe(LocalFile& file) {
   struct stat status {};
   // Never opened, which takes longer, and could wait for a pipe.
@@ -65,7 +72,7 @@ void Describe(LocalFile& file) {
     throw Failure(std::strerror(errno));
   if (!S_ISREG(status.st_mode)) throw Failure("not a file");
   file.size = static_cast<std::uint64_t>(status.st_size);
-  file.modifyDate = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(status.st_mtime));
+  file.modifyDate = UniversalDate(status.st_mtime);
   // A file system's creation time is that of the copy, and would make a restored or copied file
   // look new to the duplicate check. The modification time goes along with copies.
   file.createDate = file.modifyDate;

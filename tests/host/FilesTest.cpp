@@ -1,4 +1,6 @@
 // Planning of uploads and the facts about local files.
+#include <limits>
+
 #include "KeloProcess.h"
 #include "host/upload/UploadPlan.h"
 
@@ -36,6 +38,16 @@ TEST_F(FilesTest, MemosStayWithTheirPictures) {
     Write(name, "x");
   EXPECT_EQ(BatchSizes(true), (std::vector<std::size_t>{2, 2}));  // the memo below has no picture
   EXPECT_EQ(BatchSizes(false), (std::vector<std::size_t>{5}));
+}
+
+TEST(DatesOfFilesTest, AreTakenWhateverTheyAre) {
+  const std::pair<std::int64_t, std::string> cases[] = {
+      {0, "1970-01-01T00:00:00Z"},
+      {-1, "1969-12-31T23:59:59Z"},
+      {4102444800, "2100-01-01T00:00:00Z"},
+      {std::numeric_limits<std::int64_t>::max(), "9999-12-31T23:59:59Z"},
+      {std::numeric_limits<std::int64_t>::min(), "0000-01-01T00:00:00Z"}};
+  for (const auto& [seconds, text] : cases) EXPECT_EQ(UniversalDate(seconds), text);
 }
 
 TEST_F(FilesTest, TakesAFileNamedTwiceOnce) {
