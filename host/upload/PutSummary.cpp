@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "host/account/CatalogueNames.h"
+#include "host/account/EntryJson.h"
 #include "host/account/Names.h"
 #include "host/library/ResultText.h"
 
@@ -41,8 +42,10 @@ Json ObjectOf(const UploadedFile& file, const std::string& words, bool dryRun) {
   if (!file.itemId.empty()) object["id"] = file.itemId;
   if (!file.album.folder.empty()) object["folder"] = file.album.folder;
   if (!file.album.Empty()) object["album"] = file.album.album;
-  if (file.code != 0 && (file.outcome == UploadOutcome::kNotPlaced || !file.Held()))
-    object["error"] = {{"code", file.code}, {"message", ResultWords(file.code)}};
+  const bool notPlaced = file.outcome == UploadOutcome::kNotPlaced;
+  if (file.code != 0 && (notPlaced || !file.Held()))
+    object["error"] =
+        ErrorJson(file.code, notPlaced ? kKELOCommand_AddNewLink : kKELOCommand_Upload);
   else if (!file.Held())
     object["error"] = {{"message", words}};
   return object;

@@ -242,7 +242,8 @@ class Sender {
 // when it is sent.
 void BringUpToDate(LocalFile& file) {
   auto now = NowAt(file.path);
-  if (now && now->size > 0 && now->size <= kMaxFile) file = std::move(*now);
+  if (!now) return;
+  if (now->size > 0 && now->size <= kMaxFile) file = std::move(*now);
   AddPictureFacts(file);
 }
 

@@ -145,6 +145,7 @@ TEST_F(FullStorageTest, WhatStillFitsIsSent) {
   EXPECT_THAT(put.out, EndsWith("2 stored, 1 were there and are now in All, 3 not stored\n"));
   for (const char* name : {"2.jpg", "4.jpg", "4.wav"})
     EXPECT_THAT(put.err, HasSubstr(std::string(name) + ": the account's storage is full (4102)\n"));
+  EXPECT_THAT(Put({"--json"}).out, HasSubstr("\"message\":\"the account's storage is full\""));
 }
 
 TEST_F(PutTest, CtrlCSaysWhatWasDone) {
