@@ -23,27 +23,41 @@ void MaskBehindNames(std::string& text) {
   }
 }
 
-// Keys, tokens and secrets are of these letters. The ids of entries are, too: 27 of them, with a
-// "T" in front only where it is a session's token.
-constexpr std::string_view kLetters = "ABCDEFGHJKLMNPQRSTUVWXYZ23456789";
-bool IsCredential(std::string_view run) {
-  constexpr std::size_t idSize = 27;
-  return run.size() > idSize || (run.size() == idSize && run.front() == 'T');
+bool IsBetween(char c, char first, char last) {
+  return c >= first && c <= last;
 }
 
-constexpr std::string_view kHexadecimal = "0123456789abcdef";
-bool IsSignature(std::string_view run) {
-  constexpr std::size_t sha1Size = 40;
-  return run.size() == sha1Size;
-}
+// Keys, tokens and secrets are of these letters. The ids of entries are, too: of the least length,
+// with a "T" in front only where it is a session's token.
+struct CredentialRuns {
+  static constexpr std::size_t kLeast = 27;
+  static bool Has(char c) {
+    return (IsBetween(c, 'A', 'Z') && c != 'I' && c != 'O') || IsBetween(c, '2', '9');
+  }
+  static bool IsSecret(std::string_view run) { return run.size() > kLeast || run.front() == 'T'; }
+};
 
-// Runs of these characters for which `isSecret` holds.
-void MaskRuns(std::string& text, std::string_view characters, bool (*isSecret)(std::string_view)) {
-  for (std::size_t at = 0; (at = text.find_first_of(characters, at)) != std::string::npos;) {
-    const std::size_t end = std::min(text.find_first_not_of(characters, at), text.size());
-    const bool masked = isSecret(std::string_view(text).substr(at, end - at));
-    if (masked) text.replace(at, end - at, kMask);
-    at = masked ? at + kMask.size() : end;
+struct SignatureRuns {
+  static constexpr std::size_t kLeast = 40;
+  static bool Has(char c) { return IsBetween(c, '0', '9') || IsBetween(c, 'a', 'f'); }
+  static bool IsSecret(std::string_view run) { return run.size() == kLeast; }
+};
+
+template <typename Runs>
+void MaskRuns(std::string& text) {
+  // No run that is long enough lies between these places.
+  for (std::size_t at = Runs::kLeast - 1; at < text.size(); at += Runs::kLeast) {
+    if (!Runs::Has(text[at])) continue;
+    std::size_t begin = at;
+    std::size_t end = at + 1;
+    while (begin > 0 && Runs::Has(text[begin - 1])) --begin;
+    while (end < text.size() && Runs::Has(text[end])) ++end;
+    const std::size_t length = end - begin;
+    if (length >= Runs::kLeast && Runs::IsSecret(std::string_view(text).substr(begin, length))) {
+      text.replace(begin, length, kMask);
+      end = begin + kMask.size();
+    }
+    at = end - 1;
   }
 }
 
@@ -53,8 +67,8 @@ void MaskSecrets(RequestRecord& record) {
   for (std::string* text : {&record.path, &record.query, &record.method, &record.errorText,
                             &record.document, &record.answer}) {
     MaskBehindNames(*text);
-    MaskRuns(*text, kLetters, &IsCredential);
-    MaskRuns(*text, kHexadecimal, &IsSignature);
+    MaskRuns<CredentialRuns>(*text);
+    MaskRuns<SignatureRuns>(*text);
   }
 }
 
