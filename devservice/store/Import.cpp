@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <map>
 #include <set>
 #include <system_error>
 
@@ -93,7 +94,10 @@ std::string ModifyDateOf(const fs::path& file) {
 class Importer {
  public:
   Importer(Store& store, AccountId account, bool copy, const ImportWatcher& watcher)
-      : store_(store), account_(account), copy_(copy), watcher_(watcher) {}
+      : store_(store), account_(account), copy_(copy), watcher_(watcher) {
+    for (const Folder& folder : store_.Folders(account_, kByName))
+      folders_.emplace(folder.name, folder.id);
+  }
 
   void AddFiles(const std::string& album, const std::vector<fs::path>& files) {
     for (const fs::path& file : files) {
@@ -107,15 +111,19 @@ class Importer {
   }
 
   std::string AlbumNamed(const std::string& folder, const std::string& name) {
-    for (const Album& album : store_.Albums(account_, folder, kByName))
-      if (album.name == name) return album.id;
-    return store_.AddAlbum(account_, folder, name, now_);
+    const auto [albums, isFirst] = albums_.try_emplace(folder);
+    if (isFirst)
+      for (const Album& album : store_.Albums(account_, folder, kByName))
+        albums->second.emplace(album.name, album.id);
+    const auto [found, isNew] = albums->second.try_emplace(name);
+    if (isNew) found->second = store_.AddAlbum(account_, folder, name, now_);
+    return found->second;
   }
 
   std::string FolderNamed(const std::string& name) {
-    for (const Folder& folder : store_.Folders(account_, kByName))
-      if (folder.name == name) return folder.id;
-    return store_.AddFolder(account_, name, now_);
+    const auto [found, isNew] = folders_.try_emplace(name);
+    if (isNew) found->second = store_.AddFolder(account_, name, now_);
+    return found->second;
   }
 
  private:
@@ -147,6 +155,9 @@ class Importer {
   const ImportWatcher& watcher_;
   std::size_t done_ = 0;
   const std::string now_ = Store::Now();
+  using IdsByName = std::map<std::string, std::string>;  // the first of each name
+  IdsByName folders_;
+  std::map<std::string, IdsByName> albums_;  // of each folder that was looked into
 };
 
 std::string NameOf(const fs::path& directory) {

@@ -82,6 +82,14 @@ Store::Store(const std::filesystem::path& directory, std::filesystem::path files
       database_(DatabasePath(directory)),
       random_(std::random_device()()) {
   MakePrivateFolder(files_);
+  try {
+    Prepare();
+  } catch (const DatabaseError& error) {
+    throw std::runtime_error("cannot use " + DatabasePath(directory) + ": " + error.what());
+  }
+}
+
+void Store::Prepare() {
   database_.Run(kTables);
   database_.OnChange(&CountChange, &revision_);
   database_.Execute("INSERT OR IGNORE INTO settings VALUES('apiKey', ?)", RandomText(32));

@@ -168,6 +168,7 @@ class Store {
   std::string KeptPath(const std::filesystem::path& file) const;
   std::filesystem::path PathOf(const std::string& kept) const { return files_ / kept; }
 
+  void Prepare();
   void RemoveStrays();
 
   std::atomic<std::uint64_t> revision_ = 0;

@@ -59,6 +59,15 @@ TEST(DataDirectory, HasOneUserAndOnePort) {
   EXPECT_EQ(RefusalOf({.dataDirectory = options.dataDirectory, .port = 0}), "");
 }
 
+TEST(DataDirectory, NamesADatabaseThatIsNone) {
+  const TemporaryFolder folder;
+  folder.Write("data/service.sqlite", std::string(10'000, 'x'));
+  const std::string refusal = RefusalOf({.dataDirectory = folder.Path("data")});
+  EXPECT_NE(refusal.find("data/service.sqlite: file is not a database"), std::string::npos)
+      << refusal;
+  EXPECT_EQ(folder.Read("data/service.sqlite"), std::string(10'000, 'x'));
+}
+
 TEST(DataDirectory, IsPrivateAndHoldsNothingThatIsNoOnes) {
   const TemporaryFolder folder;
   const std::string stray = "data/files/I" + std::string(26, 'A');
