@@ -12,9 +12,11 @@ namespace kelo::devservice {
 namespace {
 
 constexpr const char* kSignsQuery =
-    "wrong: it is the SHA-1 in hexadecimal of the secret, \"?\" and the query before &keloApiSig";
+    "wrong: it is the SHA-1 in lower-case hexadecimal of the secret, \"?\" and the query before "
+    "&keloApiSig";
 constexpr const char* kSignsDocument =
-    "wrong: it is the SHA-1 in hexadecimal of the secret, \"?\", the query before &keloApiSig, "
+    "wrong: it is the SHA-1 in lower-case hexadecimal of the secret, \"?\", the query before "
+    "&keloApiSig, "
     "CR, LF and the document";
 
 struct SignedQuery {
