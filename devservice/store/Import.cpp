@@ -91,6 +91,15 @@ std::string ModifyDateOf(const fs::path& file) {
   return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc)};
 }
 
+// Whole, or not at all.
+void Copy(const fs::path& from, const fs::path& to) {
+  std::error_code failed;
+  if (fs::copy_file(from, to, failed)) return MakePrivateFile(to);
+  std::error_code ignored;
+  fs::remove(to, ignored);
+  throw fs::filesystem_error("cannot copy", from, failed);
+}
+
 class Importer {
  public:
   Importer(Store& store, AccountId account, bool copy, const ImportWatcher& watcher)
@@ -141,8 +150,7 @@ class Importer {
       throw fs::filesystem_error("cannot read", path, {errno, std::generic_category()});
     if (copy_) {
       item.file = store_.FilesDirectory() / item.id;
-      fs::copy_file(path, item.file);
-      MakePrivateFile(item.file);
+      Copy(path, item.file);
     }
     item.uploadDate = now_;
     DescribeFile(item);

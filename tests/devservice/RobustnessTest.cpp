@@ -1,4 +1,5 @@
 // What a service must stand: other services, and clients that are slow, many, big or gone.
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -127,6 +128,24 @@ TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
           .size(),
       4u)
       << "the circle leads to the folder above, once";
+}
+
+TEST(DataDirectory, AFullDiskLeavesNoPartOfAnImportedFile) {
+  const TemporaryFolder folder;
+  folder.Write("pictures/big.jpg", std::string(3 << 20, 'x'));
+  folder.Write("pictures/small.jpg", "x");
+  Service service({.dataDirectory = folder.Path("data")});
+  std::string passedOver;
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit tight{2 << 20, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &tight);
+  service.Import(folder.Path("pictures"),
+                 {{}, [&](const std::string& path, const std::string&) { passedOver += path; }});
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(passedOver, folder.Path("pictures/big.jpg"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("data/files")), {}), 1);
 }
 
 TEST_F(ServiceTest, ABodyIsBoundedBeforeItIsBelieved) {
