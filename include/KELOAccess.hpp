@@ -329,7 +329,7 @@ class Library {
   // ---- Transfers ----
   // All files are sent in one request, so its failure is thrown, as UploadError: then none of them is
   // known to be stored. A file that cannot be read when the call begins has its error and stays behind;
-  // so has one beyond 2 GiB. `album` may be empty: no album.
+  // so has one of 2 GiB or more. `album` may be empty: no album.
   std::vector<UploadedFile> Upload(std::string_view album, View<UploadFile> files,
                                    const UploadOptions& options = {},
                                    const OnProgress& progress = {});

@@ -81,7 +81,7 @@ TEST_F(LibraryTest, TheCatalogueIsInUtf8AndTheRawTextIsThere) {
   EXPECT_EQ(FieldText(library_->ListRecords(folder, Kind::Album).at(0).name), albums[0].raw.name);
   EXPECT_EQ(library_->Info(kRootAlbum).kind, Kind::RootAlbum);
   EXPECT_EQ(Failure([&] { library_->List("nothing", Kind::Album); }),
-            "cannot count the items: no such folder or album (4115)");
+            "cannot count the items: no such folder or album, or not one for such entries (4115)");
 }
 
 TEST_F(LibraryTest, FilesGoAndComeEachWithItsOwnOutcome) {
