@@ -67,7 +67,7 @@ int Login(Host& host, const LoginOptions& options) {
   const Credentials credentials = Completed(options.credentials);
   const StateFile state = host.State();
   if (options.url)
-    state.TryUrl(*options.url);
+    state.TryUrl(WithoutEndSlash(*options.url));  // a path follows, which begins with one
   else
     state.ApplyUrl();
   Library& library = host.Bare();

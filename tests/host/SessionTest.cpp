@@ -33,6 +33,7 @@ TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
   EXPECT_EQ(quota.exitCode, 0) << quota.err;
   EXPECT_THAT(quota.out, StartsWith("0 bytes of "));
 
+  EXPECT_EQ(Kelo({"login", "--url", service_.Url() + "/"}).exitCode, 0);
   // A server that is not there is not remembered: closing goes to the one that was.
   EXPECT_EQ(Kelo({"login", "--url", "http://127.0.0.1:1"}).exitCode, 1);
   EXPECT_EQ(KeloProcess({"logout"}, EnvironmentWithout("KELO_URL=")).Wait().exitCode, 0);
