@@ -146,10 +146,15 @@ class Sender {
   bool KeepWhatFits(Portion& portion) {
     full_ = true;
     if (portion.check) attempts_.Ask(portion);
+    return DropBeyondRoom(portion);
+  }
+
+  bool DropBeyondRoom(Portion& portion) {
     std::uint64_t room = 0;
     try {
       const auto [stored, allowed] = library_.Capacity();
-      room = allowed > stored ? allowed - stored : 0;
+      const std::uint64_t used = stored + previewed_;
+      room = allowed > used ? allowed - used : 0;
     } catch (const CommandFailure& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       return false;
@@ -196,7 +201,7 @@ class Sender {
     Portion rivals =
         TakeOut(portion, [this](const LocalFile& file) { return attempts_.HasStoredTwinOf(file); });
     rivals.check = false;
-    if (options_.dryRun) return attempts_.Report(rivals, UploadOutcome::kStored, 0);
+    if (options_.dryRun) return Preview(std::move(rivals), Twin::kRival);
     Send(std::move(rivals));
   }
 
@@ -216,17 +221,19 @@ class Sender {
   // What the service would do with the portion.
   void Preview(Portion portion, Twin twin) {
     const std::uint32_t result = portion.check ? attempts_.Ask(portion).code : 0;
-    if (result == 0) {
-      const auto copied =
-          portion.name.Empty() ? UploadOutcome::kAlreadyThere : UploadOutcome::kPlaced;
-      for (LocalFile& file : portion.files) {
-        const auto outcome = twin == Twin::kCopy ? copied : UploadOutcome::kStored;
-        attempts_.Report({std::move(file), portion.name, outcome, 0, {}});
-      }
-      return;
+    if (portion.files.empty()) return;
+    if (result != 0) {
+      ended_ = result;
+      return attempts_.Report(portion, UploadOutcome::kNotSent, ended_);
     }
-    ended_ = result;
-    attempts_.Report(portion, UploadOutcome::kNotSent, ended_);
+    if (twin == Twin::kCopy) {
+      const bool placed = !portion.name.Empty();
+      return attempts_.Report(portion,
+                              placed ? UploadOutcome::kPlaced : UploadOutcome::kAlreadyThere, 0);
+    }
+    DropBeyondRoom(portion);
+    previewed_ += SizeOf(portion.files);
+    attempts_.Report(portion, UploadOutcome::kStored, 0);
   }
 
   Library& library_;
@@ -234,8 +241,9 @@ class Sender {
   UploadAttempts attempts_;
   std::size_t heldBefore_ = 0;
   unsigned failedInARow_ = 0;
-  bool full_ = false;        // the storage
-  std::uint32_t ended_ = 0;  // by which failure, 0: it goes on
+  bool full_ = false;            // the storage
+  std::uint64_t previewed_ = 0;  // bytes that a dry run would have stored
+  std::uint32_t ended_ = 0;      // by which failure, 0: it goes on
 };
 
 // What has been written to since it was found goes as it is now. What can no longer go shows that

@@ -140,6 +140,10 @@ TEST_F(FullStorageTest, WhatStillFitsIsSent) {
   Write("in/4.jpg", std::string(200, '4'));
   Write("in/4.wav", std::string(50, 'm'));
   Write("in/5.jpg", std::string(90, '5'));
+  const Outcome preview = Put({"--album", "All", "--dry-run"});
+  EXPECT_EQ(preview.exitCode, 1);
+  EXPECT_THAT(preview.out, EndsWith("\n2 would be stored, 1 were there and would be placed in All, "
+                                    "3 not stored\n"));
   const Outcome put = Put({"--album", "All"});
   EXPECT_EQ(put.exitCode, 1);
   EXPECT_THAT(put.out, EndsWith("2 stored, 1 were there and are now in All, 3 not stored\n"));
