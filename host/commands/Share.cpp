@@ -12,12 +12,18 @@
 namespace kelo::host {
 namespace {
 
-void RequireAddress(const std::vector<std::string>& addresses) {
-  const auto empty = [](const std::string& text) {
-    return text.find_first_not_of(" ,;") == text.npos;
-  };
-  if (std::ranges::all_of(addresses, empty))
-    throw CLI::ValidationError("addresses", "there is no address among them");
+// Each address by itself, without the separators and blanks between them.
+std::vector<std::string> Addresses(const std::vector<std::string>& given) {
+  constexpr const char* kBetween = ",; ";
+  std::vector<std::string> addresses;
+  for (const std::string& text : given)
+    for (std::size_t at = 0; (at = text.find_first_not_of(kBetween, at)) != text.npos;) {
+      const std::size_t end = std::min(text.find_first_of(kBetween, at), text.size());
+      addresses.push_back(text.substr(at, end - at));
+      at = end;
+    }
+  if (addresses.empty()) throw CLI::ValidationError("addresses", "there is no address among them");
+  return addresses;
 }
 
 void TellRejected(Output& out, const Recipients& lists) {
@@ -42,8 +48,7 @@ struct VerifyOptions {
 int Verify(Host& host, const VerifyOptions& options) {
   Output& out = host.Out();
   if (options.json) out.UseJson();
-  RequireAddress(options.addresses);
-  const Recipients lists = host.WithSession().VerifyRecipients(options.addresses);
+  const Recipients lists = host.WithSession().VerifyRecipients(Addresses(options.addresses));
   const auto json = [](const std::string& address, bool accepted) {
     return Json{{"address", address}, {"accepted", accepted}};
   };
@@ -63,8 +68,8 @@ struct MailOptions {
   kelo::Mail mail;
 };
 
-int Mail(Host& host, const MailOptions& options) {
-  RequireAddress(options.mail.recipients);
+int Mail(Host& host, MailOptions options) {
+  options.mail.recipients = Addresses(options.mail.recipients);
   Library& library = host.Loaded();
   const Item album = FindAlbum(library, options.album);
   const Recipients lists = library.SendMail(album.id, options.mail);

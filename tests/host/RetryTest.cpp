@@ -53,7 +53,7 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
       {{"mkdir", "One"}, "AddFolder", 1, lost, 1, 1},
       {{"mkdir", "Two", "Three"}, "AddFolder", 1, callIdTaken, 3, 0},
       {{"mail", "Party", "--to", "a@x.example"}, "ShareAlbum", 1, timedOut, 1, 1},
-      {{"mail", "Party", "--to", "a@x.example"}, "ShareAlbum", 1, callIdTaken, 2, 0},
+      {{"mail", "Party", "--to", "a@x.example, b@x.example;"}, "ShareAlbum", 1, callIdTaken, 2, 0},
   };
   for (const Case& one : cases) {
     FailFirst(one.method, one.failures, one.reply);
