@@ -42,19 +42,12 @@ void ModelCache::Put(List& list, const std::string& id, const std::string& name)
   list.push_back({id, name, list.size()});
 }
 
-std::vector<std::string> ModelCache::ById(const List& list) {
+std::vector<std::string> ModelCache::Sorted(List list, Order order) {
+  std::stable_sort(list.begin(), list.end(), [order](const Entry& a, const Entry& b) {
+    return order == Order::Id ? a.id < b.id : a.index < b.index;
+  });
   std::vector<std::string> ids;
   for (const Entry& entry : list) ids.push_back(entry.id);
-  std::sort(ids.begin(), ids.end());
-  return ids;
-}
-
-std::vector<std::string> ModelCache::ByIndex(const List& list) {
-  List sorted = list;
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [](const Entry& a, const Entry& b) { return a.index < b.index; });
-  std::vector<std::string> ids;
-  for (const Entry& entry : sorted) ids.push_back(entry.id);
   return ids;
 }
 
@@ -125,82 +118,57 @@ std::vector<std::string> ModelCache::SharedUnder(const std::string& target) cons
   return ids;
 }
 
-std::vector<std::string> ModelCache::IdsOnTarget(const std::string& target, uint32_t mask) const {
+std::vector<std::string> ModelCache::OnTarget(const std::string& target, uint32_t mask,
+                                              Order order) const {
   std::vector<std::string> ids;
   if ((mask & 0x40) && target.empty()) ids.push_back(kRootAlbum);
-  if ((mask & 4) && target == kRootAlbum) AppendAll(ids, ById(rootAlbum_));
-  if (const auto found = directories_.find(Key(target)); found != directories_.end()) {
-    if (mask & 1) AppendAll(ids, ById(found->second.folders));
-    if (mask & 2) AppendAll(ids, ById(found->second.albums));
-    if (mask & 4) AppendAll(ids, ById(found->second.files));
+  if ((mask & 4) && target == kRootAlbum) AppendAll(ids, Sorted(rootAlbum_, order));
+  const auto found = directories_.find(Key(target));
+  if (found != directories_.end()) {
+    if (mask & 1) AppendAll(ids, Sorted(found->second.folders, order));
+    if (mask & 2) AppendAll(ids, Sorted(found->second.albums, order));
+    if (mask & 4) AppendAll(ids, Sorted(found->second.files, order));
   }
   if (SharedOnly(mask)) AppendAll(ids, SharedUnder(target));
+  const auto album = friends_.find(Key(target));
+  if (found == directories_.end() && album != friends_.end() && (mask & 4) &&
+      order == Order::Service)
+    AppendAll(ids, Sorted(album->second.files, order));
+  return ids;
+}
+
+std::vector<std::string> ModelCache::OnServer(uint32_t mask, Order order) const {
+  std::vector<std::string> ids;
+  if (directories_.empty()) return ids;
+  if (mask & 0x40) ids.push_back(kRootAlbum);
+  if (mask & 4) AppendAll(ids, Sorted(rootAlbum_, order));
+  std::vector<std::string> shared;
+  for (const auto& [key, directory] : directories_) {
+    if (mask & 1) AppendAll(ids, Sorted(directory.folders, order));
+    if (mask & 2) AppendAll(ids, Sorted(directory.albums, order));
+    if (SharedOnly(mask) && (directory.flags & 0x100))
+      (order == Order::Id ? shared : ids).push_back(key);
+    if (mask & 4) AppendAll(ids, Sorted(directory.files, order));
+  }
+  for (const auto& [key, album] : friends_)
+    if ((mask & 0x10) && key != kRoot) ids.push_back(key);
+  AppendAll(ids, shared);
   return ids;
 }
 
 std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnTarget(const std::string& target,
                                                           uint32_t mask) const {
-  std::vector<std::string> ids;
-  if ((mask & 0x40) && target.empty()) ids.push_back(kRootAlbum);
-  if ((mask & 4) && target == kRootAlbum) AppendAll(ids, ByIndex(rootAlbum_));
-  const auto found = directories_.find(Key(target));
-  if (found != directories_.end()) {
-    if (mask & 1) AppendAll(ids, ByIndex(found->second.folders));
-    if (mask & 2) AppendAll(ids, ByIndex(found->second.albums));
-    if (mask & 4) AppendAll(ids, ByIndex(found->second.files));
-  }
-  if (SharedOnly(mask)) AppendAll(ids, SharedUnder(target));
-  const auto album = friends_.find(Key(target));
-  if (found == directories_.end() && album != friends_.end() && (mask & 4))
-    AppendAll(ids, ByIndex(album->second.files));
   std::vector<tagKELO_ItemInfo> records;
-  for (const std::string& id : ids) {
+  for (const std::string& id : OnTarget(target, mask, Order::Service)) {
     records.push_back(Record(id));
     Set(records.back().parentId, target);
   }
   return records;
 }
 
-size_t ModelCache::CountOnTarget(const std::string& target, uint32_t mask) const {
-  size_t count = IdsOnTarget(target, mask).size();
-  const auto album = friends_.find(Key(target));
-  if (!directories_.contains(Key(target)) && album != friends_.end() && (mask & 4))
-    count += album->second.files.size();
-  return count;
-}
-
-std::vector<std::string> ModelCache::IdsOnServer(uint32_t mask) const {
-  std::vector<std::string> ids;
-  if (directories_.empty()) return ids;
-  if (mask & 0x40) ids.push_back(kRootAlbum);
-  if (mask & 4) AppendAll(ids, ById(rootAlbum_));
-  for (const auto& [key, directory] : directories_) {
-    if (mask & 1) AppendAll(ids, ById(directory.folders));
-    if (mask & 2) AppendAll(ids, ById(directory.albums));
-    if (mask & 4) AppendAll(ids, ById(directory.files));
-  }
-  for (const auto& [key, album] : friends_)
-    if ((mask & 0x10) && key != kRoot) ids.push_back(key);
-  for (const auto& [key, directory] : directories_)
-    if (SharedOnly(mask) && (directory.flags & 0x100)) ids.push_back(key);
-  return ids;
-}
-
 std::vector<tagKELO_ItemInfo> ModelCache::RecordsOnServer(uint32_t mask) const {
-  std::vector<std::string> ids;
-  if (directories_.empty()) return {};
-  if (mask & 0x40) ids.push_back(kRootAlbum);
-  if (mask & 4) AppendAll(ids, ByIndex(rootAlbum_));
-  for (const auto& [key, directory] : directories_) {
-    if (mask & 1) AppendAll(ids, ByIndex(directory.folders));
-    if (mask & 2) AppendAll(ids, ByIndex(directory.albums));
-    if (SharedOnly(mask) && (directory.flags & 0x100)) ids.push_back(key);
-    if (mask & 4) AppendAll(ids, ByIndex(directory.files));
-  }
-  for (const auto& [key, album] : friends_)
-    if ((mask & 0x10) && key != kRoot) ids.push_back(key);
   std::vector<tagKELO_ItemInfo> records;
-  for (const std::string& id : ids) records.push_back(Record(id));
+  for (const std::string& id : OnServer(mask, Order::Service)) records.push_back(Record(id));
   return records;
 }
 
@@ -217,7 +185,7 @@ bool ModelCache::Build(const std::string& id, tagKELO_ItemInfo& info) const {
     Set(info.itemId, id);
     Set(info.name, found.name);
     info.kind = found.flags;
-    info.itemCount = static_cast<uint32_t>(CountOnTarget(id, mask));
+    info.itemCount = static_cast<uint32_t>(OnTarget(id, mask, Order::Service).size());
     return true;
   };
   if (id == kRootAlbum) {

@@ -24,13 +24,16 @@ class ModelCache {
   void RemoveFriendAlbums();
   void UpdateFile(const std::string& id, const std::string& name);
 
-  std::vector<std::string> IdsOnTarget(const std::string& target, uint32_t mask) const;
-  std::vector<std::string> IdsOnServer(uint32_t mask) const;
+  std::vector<std::string> IdsOnTarget(const std::string& target, uint32_t mask) const {
+    return OnTarget(target, mask, Order::Id);
+  }
+  std::vector<std::string> IdsOnServer(uint32_t mask) const { return OnServer(mask, Order::Id); }
   std::vector<tagKELO_ItemInfo> RecordsOnTarget(const std::string& target, uint32_t mask) const;
   std::vector<tagKELO_ItemInfo> RecordsOnServer(uint32_t mask) const;
   tagKELO_ItemInfo Record(const std::string& id) const;
 
  private:
+  enum class Order { Id, Service };  // of a list of ids, and of one of records
   struct Entry {
     std::string id;
     std::string name;
@@ -45,10 +48,10 @@ class ModelCache {
   };
 
   static void Put(List& list, const std::string& id, const std::string& name);
-  static std::vector<std::string> ById(const List& list);
-  static std::vector<std::string> ByIndex(const List& list);
+  static std::vector<std::string> Sorted(List list, Order order);
   std::vector<std::string> SharedUnder(const std::string& target) const;
-  size_t CountOnTarget(const std::string& target, uint32_t mask) const;
+  std::vector<std::string> OnTarget(const std::string& target, uint32_t mask, Order order) const;
+  std::vector<std::string> OnServer(uint32_t mask, Order order) const;
   bool Build(const std::string& id, tagKELO_ItemInfo& info) const;
 
   std::map<std::string, Directory> directories_;
