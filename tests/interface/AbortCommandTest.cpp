@@ -28,9 +28,7 @@ TEST_F(AbortCommandTest, IntoABatchOfSmallFilesIsHeardAlways) {
       while (service().RequestCount() <= round) std::this_thread::yield();
       KELOAccessCommand(kKELOCommand_Abort, nullptr);
     });
-    tagCommandControlInfo record = Record(files.data());
-    record.entryCount = kFiles;
-    EXPECT_EQ(Send(kKELOCommand_Download, record), uint32_t{kKELOResult_Aborted});
+    EXPECT_EQ(SendAll(kKELOCommand_Download, files), uint32_t{kKELOResult_Aborted});
     other.join();
     const auto hasEnded = [](const tagKELO_DownloadInfo& file) { return file.result != 0; };
     const auto stored = std::ranges::find_if(files, hasEnded) - files.begin();
@@ -52,12 +50,11 @@ TEST_F(AbortCommandTest, MayComeWhileTheFirstCommandMakesItsControllers) {
     std::thread other([&] {
       while (!over) EXPECT_EQ(KELOAccessCommand(kKELOCommand_Abort, nullptr), 0u);
     });
-    tagKELO_OpenSessionInfo block{};
-    const uint32_t result = Send(kKELOCommand_OpenSession, Record(&block));
+    const uint32_t result = Open();
     EXPECT_TRUE(result == 0 || result == kKELOResult_Aborted) << result;
     over = true;
     other.join();
-    EXPECT_EQ(Send(kKELOCommand_OpenSession, Record(&block)), 0u);
+    EXPECT_EQ(Open(), 0u);
   }
 }
 

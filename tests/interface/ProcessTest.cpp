@@ -56,8 +56,7 @@ TEST_F(ProcessTest, SendsNothingUnsigned) {
   // Twice: before the digest was ever found, and when it is known but fails.
   for (int round = 0; round < 2; ++round) {
     digestsFail = true;
-    tagKELO_OpenSessionInfo block{};
-    EXPECT_EQ(Send(kKELOCommand_OpenSession, Record(&block)), 4144u);
+    EXPECT_EQ(Open(), 4144u);
     tagKELO_SessionInfo session = ScriptedSession();
     UseSession(session);
     EXPECT_EQ(Capacity(), 4144u);

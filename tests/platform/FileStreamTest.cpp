@@ -108,27 +108,6 @@ TEST(OpenRegularFileForReading, TellsTheSizeAndRefusesTheRest) {
   }
 }
 
-TEST(Files, MayBeLargerThanAPointerReaches) {
-  const TemporaryFolder folder;
-  constexpr off_t kFar = off_t{5} << 30;
-  int error = 0;
-  const FileDescriptor place = OpenFolder(folder.Path(""), error);
-  const FileDescriptor files[] = {OpenNewFile("f", 0600, error, place.Get()),
-                                  OpenNamelessFile(place.Get(), 0600, error)};
-  for (const FileDescriptor& file : files) {
-    if (!file) continue;  // the second, where files cannot do without a name
-    EXPECT_EQ(::lseek(file.Get(), kFar, SEEK_SET), kFar);
-    EXPECT_TRUE(WriteAll(file.Get(), "end", 3, error)) << std::strerror(error);
-  }
-  std::uint64_t size = 0;
-  const FileDescriptor reading = OpenRegularFileForReading(folder.Path("f"), size, error);
-  EXPECT_EQ(size, std::uint64_t{kFar} + 3);
-  char end[4] = {};
-  EXPECT_EQ(::lseek(reading.Get(), kFar, SEEK_SET), kFar);
-  EXPECT_EQ(ReadFull(reading.Get(), end, 4, error), 3u);
-  EXPECT_STREQ(end, "end");
-}
-
 // Signals cut the writes of the other thread short, at any place.
 TEST(ReadAndWrite, WholeInSpiteOfInterruptions) {
   struct sigaction interrupt {};

@@ -8,11 +8,6 @@ namespace {
 
 class SessionTest : public CommandTest {
  protected:
-  uint32_t Open(uint32_t word = 7) {
-    tagKELO_OpenSessionInfo block{};
-    block.word = word;
-    return Send(kKELOCommand_OpenSession, Record(&block));
-  }
   tagKELO_SessionInfo Session() {
     tagKELO_SessionInfo session{};
     EXPECT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session)), 0u);

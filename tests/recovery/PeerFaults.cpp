@@ -67,8 +67,6 @@ std::vector<Fault> PeerFaults() {
       {"garbage", Answer("\x01\x02 this is no HTTP\r\n\r\n"), 4114},
       {"another protocol", Answer("220 ready for mail\r\n"), 4114},
       {"404", AnswerStatus(404), 4114, 4098},
-      {"408", AnswerStatus(408), 4128},
-      {"413", AnswerStatus(413), 4103},
       {"500", AnswerStatus(500, "oops"), 4114},
       {"504", AnswerStatus(504), 4128},
       {"redirect to a closed port", RedirectTo("http://127.0.0.1:1/"), 4114},
@@ -84,8 +82,6 @@ std::vector<Fault> PeerFaults() {
        4144, kNotTried},
       {"empty", AnswerStatus(200), 4144, kNotTried},
       {"no stat and closed", Answer(ok + "Content-Length: 5\r\n\r\n<r />"), 4144, kNotTried},
-      {"no stat", AnswerStatus(200, "<r />"), 4144, kNotTried},
-      {"stat cut", AnswerStatus(200, "<r stat=\"o"), 4144, kNotTried},
       {"service error", AnswerStatus(200, "<r stat=\"fail\" errcode=\"208\" />"), 4101, kNotTried},
       {"silent until the abort",
        [](Peer& peer) {

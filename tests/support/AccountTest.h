@@ -69,10 +69,6 @@ class AccountTest : public CommandTest {
     const uint32_t result = SendOne(kKELOCommand_AddItems, &made, parent);
     return result != 0 ? result : made.result;
   }
-  uint32_t Open() {
-    tagKELO_OpenSessionInfo block{};
-    return Send(kKELOCommand_OpenSession, Record(&block));
-  }
   uint32_t Download(const std::string& url) {
     std::string path = DownloadPath();
     tagKELO_DownloadInfo file = DownloadOf(url, path);
@@ -93,18 +89,18 @@ class AccountTest : public CommandTest {
   // The whole catalogue as lists give it. Every list must have the entries that its count says, and
   // every entry must be known by its id.
   Catalogue ReadCatalogue() {
-    Catalogue all = List("", kRootKinds);
+    Catalogue all = Entries("", kRootKinds);
     std::vector<std::string> containers;
     for (size_t i = 0; i < all.size(); ++i) {
       const tagKELO_ItemInfo entry = entriesById_[all[i]];
       if (entry.kind == kKELOKind_FileItem) continue;
       const bool isFolder = entry.kind == kKELOKind_Folder;
       const Catalogue below =
-          List(FieldText(entry.itemId), isFolder ? 0x102u : uint32_t{kKELOKind_FileItem});
+          Entries(FieldText(entry.itemId), isFolder ? 0x102u : uint32_t{kKELOKind_FileItem});
       EXPECT_EQ(below.size(), entry.itemCount) << all[i];
       all.insert(all.end(), below.begin(), below.end());
     }
-    const Catalogue everywhere = List(KELO_ALL_ITEMS_ID, kServerKinds);
+    const Catalogue everywhere = Entries(KELO_ALL_ITEMS_ID, kServerKinds);
     all.insert(all.end(), everywhere.begin(), everywhere.end());
     return all;
   }
@@ -139,20 +135,14 @@ class AccountTest : public CommandTest {
   size_t entries_ = 0;  // of the test's folder
 
  private:
-  Catalogue List(const std::string& target, uint32_t kinds) {
-    const uint32_t count = Count(target, kinds);
-    std::vector<tagKELO_ItemInfo> items(count + 1);
-    tagCommandControlInfo record = Record(items.data(), target);
-    record.selectionFlags = kinds;
-    record.entryCount = count;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 0u) << target;
+  Catalogue Entries(const std::string& target, uint32_t kinds) {
     Catalogue entries;
-    for (uint32_t i = 0; i < count; ++i) {
-      const std::string id = FieldText(items[i].itemId);
-      EXPECT_EQ(FieldText(ItemInfo(id).name), FieldText(items[i].name)) << target << ": " << id;
-      entries.push_back(target + ":" + FieldText(items[i].parentId) + "/" + id + " " +
-                        FieldText(items[i].name));
-      entriesById_[entries.back()] = items[i];
+    for (const tagKELO_ItemInfo& item : List(target, kinds)) {
+      const std::string id = FieldText(item.itemId);
+      EXPECT_EQ(FieldText(ItemInfo(id).name), FieldText(item.name)) << target << ": " << id;
+      entries.push_back(target + ":" + FieldText(item.parentId) + "/" + id + " " +
+                        FieldText(item.name));
+      entriesById_[entries.back()] = item;
     }
     return entries;
   }

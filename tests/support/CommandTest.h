@@ -83,6 +83,19 @@ class CommandTest : public ::testing::Test {
     record.outputOptions = options;
     return Send(code, record);
   }
+  // Likewise with an array of any length.
+  template <typename Info>
+  uint32_t SendAll(uint32_t code, std::vector<Info>& records, std::string_view target = {}) {
+    Info none{};
+    tagCommandControlInfo record = Record(records.empty() ? &none : records.data(), target);
+    record.entryCount = static_cast<uint32_t>(records.size());
+    return Send(code, record);
+  }
+  uint32_t Open(uint32_t word = 0) {
+    tagKELO_OpenSessionInfo block{};
+    block.word = word;
+    return Send(kKELOCommand_OpenSession, Record(&block));
+  }
   // The record tells more than the command.
   uint32_t Capacity() {
     tagKELO_StorageCapacityInfo capacity{};
@@ -101,6 +114,17 @@ class CommandTest : public ::testing::Test {
     record.selectionFlags = kinds;
     EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), 0u) << target;
     return count;
+  }
+
+  std::vector<tagKELO_ItemInfo> List(const std::string& target, uint32_t kinds) {
+    const uint32_t count = Count(target, kinds);
+    std::vector<tagKELO_ItemInfo> items(count + 1);
+    tagCommandControlInfo record = Record(items.data(), target);
+    record.selectionFlags = kinds;
+    record.entryCount = count;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 0u) << target;
+    items.resize(count);
+    return items;
   }
 
   // Progress goes to `callback` from now on.
@@ -126,8 +150,7 @@ class CommandTest : public ::testing::Test {
 
   // A session with the service itself.
   void OpenSession() {
-    tagKELO_OpenSessionInfo block{};
-    ASSERT_EQ(Send(kKELOCommand_OpenSession, Record(&block)), 0u);
+    ASSERT_EQ(Open(), 0u);
     service_->ClearLog();
   }
 

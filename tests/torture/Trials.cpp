@@ -60,12 +60,11 @@ std::vector<Trial> AllTrials() {
        }},
       {"GetItemsList", Effect::None,
        [](TortureTest& t) {
-         uint32_t count = 0;
-         tagKELO_ItemInfo none{};
-         tagCommandControlInfo record = t.Record(&none, "");
+         tagKELO_ItemInfo rootAlbum{};
+         tagCommandControlInfo record = t.Record(&rootAlbum, "");
          record.selectionFlags = kKELOKind_RootAlbum;
          record.entryCount = 1;
-         return t.Send(kKELOCommand_GetItemsList, record) + count;
+         return t.Send(kKELOCommand_GetItemsList, record);
        }},
       {"GetItemInfo", Effect::None, OfPicture<kKELOCommand_GetItemInfo>},
       {"GetItemInfoFresh", Effect::None,

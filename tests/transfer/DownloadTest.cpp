@@ -32,10 +32,7 @@ class DownloadTest : public CommandTest {
       const std::string name = urls[i] == "/nowhere" ? "no folder/file" : std::to_string(i);
       records_[i].destPath = Text(paths_.emplace_back(folder().Path(name)));
     }
-    tagKELO_DownloadInfo none{};
-    tagCommandControlInfo record = Record(records_.empty() ? &none : records_.data());
-    record.entryCount = static_cast<uint32_t>(records_.size());
-    return Send(kKELOCommand_Download, record);
+    return SendAll(kKELOCommand_Download, records_);
   }
   std::vector<uint32_t> Results() const {
     std::vector<uint32_t> results;

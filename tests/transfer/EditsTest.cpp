@@ -93,11 +93,8 @@ TEST_F(EditsTest, TagsGoToItemsAndToWhatAlbumsHold) {
 
 TEST_F(EditsTest, TagsOfAnEmptyAlbumSendNothingAndShortBuffersAreReadToTheirEnd) {
   Queue("AddAlbum", "<r stat=\"ok\" albumId=\"EMPTY\" />");
-  tagKELO_ItemInfo album{};
-  album.kind = kKELOKind_Album;
-  tagCommandControlInfo add = Record(&album);
-  add.entryCount = 1;
-  ASSERT_EQ(Send(kKELOCommand_AddItems, add), 0u);
+  tagKELO_ItemInfo album = NewContainer(kKELOKind_Album, "");
+  ASSERT_EQ(SendOne(kKELOCommand_AddItems, &album), 0u);
   service().ClearLog();
   const auto shortBuffer = std::make_unique<char[]>(7);
   std::memcpy(shortBuffer.get() + 4, "ab", 3);
@@ -124,9 +121,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   Queue("AddFolder", "<r stat=\"ok\" folderId=\"NF\" />");
   Queue("AddFolder", "<r stat=\"fail\" errcode=\"208\" />");
   Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA\" />");
-  tagCommandControlInfo command = Record(records.data(), "KELO_CACHEINFO_ROOT_ID");
-  command.entryCount = 4;
-  ASSERT_EQ(Send(kKELOCommand_AddItems, command), 0u);
+  ASSERT_EQ(SendAll(kKELOCommand_AddItems, records, "KELO_CACHEINFO_ROOT_ID"), 0u);
   const auto log = service().Log();
   ASSERT_EQ(log.size(), 3u);
   ExpectDocument(log[0], "<AddFolder folderName=\"N&lt;0\" />\r\n");
@@ -151,9 +146,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA2\" />");
   records.resize(2);
   records[1].kind = kKELOKind_Album;
-  command = Record(records.data(), "F1");
-  command.entryCount = 2;
-  ASSERT_EQ(Send(kKELOCommand_AddItems, command), 0u);
+  ASSERT_EQ(SendAll(kKELOCommand_AddItems, records, "F1"), 0u);
   EXPECT_EQ(records[0].result, 4115u);
   EXPECT_EQ(records[1].result, 0u);
   EXPECT_EQ(ItemCount("F1"), 2u);
@@ -186,9 +179,7 @@ TEST_F(EditsTest, AnUnusableAnswerEndsTheListAndMarksTheRest) {
       record.kind = kKELOKind_Album;
       SetField(record.itemId, "host's");
     }
-    tagCommandControlInfo command = Record(records.data());
-    command.entryCount = 4;
-    EXPECT_EQ(Send(kKELOCommand_AddItems, command), result);
+    EXPECT_EQ(SendAll(kKELOCommand_AddItems, records), result);
     EXPECT_EQ(records[0].result, 0u);
     for (size_t i = 1; i < 4; ++i) EXPECT_EQ(records[i].result, result) << i;
     EXPECT_EQ(FieldText(records[1].itemId), "");
@@ -207,9 +198,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
   Queue("AddItemsToAlbum", "<r stat=\"fail\" errcode=\"302\" />");
   Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
-  tagCommandControlInfo command = Record(records.data(), "A1");
-  command.entryCount = 3;
-  EXPECT_EQ(Send(kKELOCommand_AddNewLink, command), 0u);
+  EXPECT_EQ(SendAll(kKELOCommand_AddNewLink, records, "A1"), 0u);
   const auto log = service().Log();
   ASSERT_EQ(log.size(), 3u);
   ExpectDocument(log[1], "<AddItemsToAlbum albumId=\"A1\" itemIdList=\"I3,R1\" />\r\n");
@@ -222,7 +211,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
 
   Requeue("AddItemsToAlbum", "<r stat=\"ok\" />");
   Queue("AddItemsToAlbum", ReplyWith("", 500));
-  EXPECT_EQ(Send(kKELOCommand_AddNewLink, command), 4114u);
+  EXPECT_EQ(SendAll(kKELOCommand_AddNewLink, records, "A1"), 4114u);
   const uint32_t results[] = {0, 4114, 4114};
   for (size_t i = 0; i < 3; ++i) EXPECT_EQ(records[i].result, results[i]) << i;
   EXPECT_EQ(service().RequestCount(), 5u);
