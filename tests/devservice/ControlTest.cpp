@@ -158,7 +158,8 @@ TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
       {put + "Content-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc", "PUT", "/x", 400},
       {"GET /outbox HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc", "GET", "/outbox", 200},
   };
-  int number = 1;  // of the client that opened the session
+  int number = Get("/control/log")["last"];  // of the session's opening, on the same connection
+  EXPECT_EQ(number, 1);
   for (const auto& [request, verb, path, status] : cases) {
     const Peer peer(service);
     peer.Send(request);
