@@ -52,7 +52,7 @@ Trouble Judge(std::uint32_t command, std::uint32_t result, const std::vector<Req
 
 std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken) {
   static std::minstd_rand random{std::random_device{}()};
-  return std::chrono::milliseconds(std::uniform_int_distribution(1u, 20 * taken)(random));
+  return std::chrono::milliseconds(std::uniform_int_distribution(1u, 25 * taken)(random));
 }
 
 std::chrono::milliseconds PauseAfterFailures(unsigned failed) {

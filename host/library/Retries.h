@@ -29,8 +29,8 @@ struct Tries {
 // A call id is a millisecond. Programs that share a session meet at one now and then; but who sends
 // more than a request a millisecond, as to a service near by, leaves no id free, and has taken
 // those of the seconds to come, too.
-constexpr unsigned kMaxCallIdsTaken = 50;
-// Longer each time, 13 s in all, and not the same for all, so that two programs do not meet again;
+constexpr unsigned kMaxCallIdsTaken = 60;
+// Longer each time, 23 s in all, and not the same for all, so that two programs do not meet again;
 // `taken` is at least 1.
 std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken);
 
