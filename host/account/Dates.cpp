@@ -1,6 +1,7 @@
 // Dates read from their fixed places.
 #include "host/account/Dates.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 
@@ -104,6 +105,13 @@ std::string DateText(std::string_view text, Clock clock) {
 std::string IsoDate(std::string_view text, Clock clock) {
   const auto date = Read(text, clock);
   return date ? Written(date->time, 'T', true) + (date->universal ? "Z" : "") : std::string(text);
+}
+
+std::string UniversalDate(std::int64_t seconds) {
+  constexpr std::int64_t kBegin = -62167219200;  // of the year 0
+  constexpr std::int64_t kEnd = 253402300799;    // of the year 9999
+  const chrono::seconds told(std::clamp(seconds, kBegin, kEnd));
+  return Written(chrono::sys_seconds(told), 'T', true) + "Z";
 }
 
 std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock) {

@@ -20,6 +20,10 @@ std::string DateText(std::string_view text, Clock clock);
 // ISO 8601, "2024-05-17T10:11:12Z"; a camera's without the Z.
 std::string IsoDate(std::string_view text, Clock clock);
 
+// The same of seconds since 1970. Some file systems keep dates that no year of four digits can
+// tell: these are the nearest that one can.
+std::string UniversalDate(std::int64_t seconds);
+
 // Orders dates by the clock on which they are shown, in seconds; nothing for what is no date.
 std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock);
 

@@ -1,8 +1,6 @@
 // File facts from the file system and from exiv2.
 #include "host/upload/Pictures.h"
 
-#include <fmt/chrono.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +11,7 @@
 #include <fstream>
 #include <vector>
 
+#include "host/account/Dates.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
@@ -57,13 +56,6 @@ std::vector<Exiv2::byte> SmallFile(const LocalFile& file) {
 }
 
 }  // namespace
-
-std::string UniversalDate(std::int64_t seconds) {
-  constexpr std::int64_t kBegin = -62167219200;  // of the year 0
-  constexpr std::int64_t kEnd = 253402300799;    // of the year 9999
-  const auto told = static_cast<std::time_t>(std::clamp(seconds, kBegin, kEnd));
-  return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(told));
-}
 
 void Describe(LocalFile& file) {
   struct stat status {};

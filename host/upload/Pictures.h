@@ -24,10 +24,6 @@ struct LocalFile {
   std::uint64_t inode = 0;
 };
 
-// "2024-05-17T10:11:12Z", of seconds since 1970. Some file systems keep dates that no year of four
-// digits can tell: these are the nearest that one can.
-std::string UniversalDate(std::int64_t seconds);
-
 // Adds to the path size, dates and identity. Throws Failure, with the reason alone, when it is no
 // regular file or cannot be read.
 void Describe(LocalFile& file);

@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "KeloProcess.h"
+#include "host/account/Dates.h"
 #include "host/upload/UploadPlan.h"
 
 namespace kelo::host::testing {
