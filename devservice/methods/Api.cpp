@@ -16,8 +16,7 @@ constexpr const char* kSignsQuery =
     "&keloApiSig";
 constexpr const char* kSignsDocument =
     "wrong: it is the SHA-1 in lower-case hexadecimal of the secret, \"?\", the query before "
-    "&keloApiSig, "
-    "CR, LF and the document";
+    "&keloApiSig, CR, LF and the document";
 
 struct SignedQuery {
   std::vector<std::string> values;

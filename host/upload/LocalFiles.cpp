@@ -75,7 +75,7 @@ class Gatherer {
     if (fs::is_directory(path, failed))
       Walk(path, {}, false);
     else if (!LeftOutFor(filter_.File(path.filename(), true)))
-      AddFile(path, {});
+      AddCandidate(path, {});
   }
 
   LocalFiles Finish() {
@@ -103,13 +103,13 @@ class Gatherer {
     std::vector<fs::path> folders;
     for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed))
       Sort(*at, below, files, folders);
-    if (failed) AddFile(folder, {}, failed.message());
+    if (failed) AddCandidate(folder, {}, failed.message());
     std::ranges::sort(files, {}, &fs::path::native);
     std::ranges::sort(folders, {}, &fs::path::native);
     const bool isFirst = !below.empty() && ++below.begin() == below.end();
     if (isFirst) holdsFolders = !folders.empty();
     for (const fs::path& name : files)
-      AddFile(folder / name, albums_ ? AlbumOfFile(below / name, holdsFolders) : AlbumName());
+      AddCandidate(folder / name, albums_ ? AlbumOfFile(below / name, holdsFolders) : AlbumName());
     for (const fs::path& name : folders) Walk(folder / name, below / name, holdsFolders);
   }
 
@@ -127,7 +127,7 @@ class Gatherer {
     }
   }
 
-  void AddFile(fs::path path, AlbumName album, std::string refusal = {}) {
+  void AddCandidate(fs::path path, AlbumName album, std::string refusal = {}) {
     candidates_.push_back(
         {{.facts = {.path = std::move(path)}, .album = std::move(album)}, std::move(refusal)});
   }

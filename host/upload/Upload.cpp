@@ -265,7 +265,7 @@ void SendPlan(Library& library, UploadPlan plan, const UploadOptions& options,
   // sent.
   const auto read = [&](std::size_t at) {
     if (at == batches.size() || sender.HasEnded()) return std::future<void>();
-    return std::async(std::launch::async, [&files = batches[at].files] {
+    return std::async([&files = batches[at].files] {
       for (LocalFile& file : files) BringUpToDate(file);
     });
   };
