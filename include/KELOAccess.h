@@ -21,11 +21,15 @@
  *   - The library copies records in and out; host buffers need no particular alignment.
  *   - Threads: one command at a time. The only call that may come from another thread while a
  *     command runs is KELOAccessCommand with kKELOCommand_Abort. Events are delivered on the thread
- *     of the running command, with no lock held.
+ *     of the running command, with no lock held, and only while bytes move: behind a silent service
+ *     none comes. So a Cancel button sends Abort from a thread of its own.
  *   - Abort ends the whole running command, with its request under way, all requests that would follow
  *     and the rest of a batch. It returns when the request under way, if any, has ended; at once from
  *     inside an event. While no command runs it leaves no trace. A host that sends it just as a
  *     command begins cannot know whether it came in time.
+ *   - Closing: CloseSession makes the service forget the session. The library keeps session block and
+ *     catalogue: queries go on to answer from memory, and what asks the service is refused there (4116).
+ *     A host opens or restores a session before it goes on, or ends with KELOAccessClose.
  *   - Processes: a child that was forked off uses connections of its own, never its parent's, and may
  *     go on with the session; a host must not fork while a command runs. A process may end (exit)
  *     while a command runs on another thread: the library has nothing destroyed then. It makes no
@@ -109,7 +113,8 @@ extern "C" {
  *   Download            tagKELO_DownloadInfo *                                              session
  *
  * The kinds that GetItemsCount and GetItemsList take for a target; anything else is 4115. entryCount of a
- * list is the number that the count gave.
+ * list is the number that the count gave. With any other, smaller or greater, the list writes nothing and
+ * answers 4112, or 4144 for KELO_ALL_ITEMS_ID.
  *
  *   targetId                  kinds
  *   empty: the root folder    Folder, Album, RootAlbum, SharedAlbum
@@ -146,13 +151,14 @@ enum {
   kKELOResult_Success = 0,
   kKELOResult_Aborted = 3,                /* the abort command ended the command */
   kKELOResult_NotFound = 4098,            /* no session to hand out; download answered 404 or its URL
-                                             is unusable; upload file unreadable; unknown item */
+                                             is unusable; upload file unreadable */
   kKELOResult_AlreadyExists = 4099,       /* download destination exists; file already stored */
   kKELOResult_Conflict = 4101,            /* service errors 208 and 318 */
   kKELOResult_NoSpace = 4102,             /* local disk full; service storage full (203) */
   kKELOResult_TooLarge = 4103,            /* request too large (413; service errors 204 to 206) */
   kKELOResult_AlreadyInAlbum = 4104,      /* file already stored and placed in the album */
-  kKELOResult_BadParameter = 4112,        /* missing pointer, failed validation; 301, 311, 315, 401 */
+  kKELOResult_BadParameter = 4112,        /* missing pointer, failed validation, unknown item; 301, 311,
+                                             315, 401 */
   kKELOResult_DestinationUnusable = 4113, /* download destination cannot be created */
   kKELOResult_TransportFailure = 4114,    /* host not found, unexpected HTTP status, other error */
   kKELOResult_InvalidTarget = 4115,       /* invalid target or item; 207, 302, 312, 314 */
@@ -292,7 +298,8 @@ typedef struct tagKELO_OpenSessionInfo {
 /* One entry of the catalogue. 2728 bytes. Get item info with kKELOOption_AskService fills in name, dates,
  * URLs and format, and leaves the other fields as they come from the host: clear the record first. */
 typedef struct tagKELO_ItemInfo {
-  uint32_t result;     /* 0: this record's own result: 0, 4098 unknown item, 4112 not answered */
+  uint32_t result;     /* 0: add items: 0, 4115, a refusal, or what ended the command; fresh info: the
+                          command's result; 0 in what comes from the catalogue */
   char parentId[41];   /* 4: folder or album that holds it; empty for the root folder's children */
   char itemId[41];     /* 45 */
   char padding86[2];   /* 86 */
@@ -315,7 +322,11 @@ typedef struct tagKELO_ItemInfo {
 
 /* One file of an upload. 1116 bytes with 4-byte pointers, 1136 with 8-byte ones. A stored file joins the
  * cached album at once, with its name alone; without an album it joins the root folder, until the
- * catalogue is loaded again and shows it in the root album, where the service keeps it. */
+ * catalogue is loaded again and shows it in the root album, where the service keeps it. A command that
+ * failed while it sent leaves 0 in the records of the files that it was to send.
+ * The duplicate check asks about no voice memo (a name like "a.wav" or "A.WAV"). If it leaves no picture
+ * to be sent, memos are not sent either: they have 4099 without an id where some picture is stored
+ * already, else 0. */
 typedef struct tagKELO_LoadInfo {
   uint32_t result;             /* 0 / 0: 0 sent or to be sent; 4099, 4104, 4115, 4103, or the command's */
   char albumId[41];            /* 4 / 4: overwritten with the command's target */
@@ -403,8 +414,8 @@ typedef struct tagKELO_ProgressInfo {
 
 #pragma pack(pop)
 
-/* Called on the command's thread while it runs; the result is ignored. It may send the abort
- * command, which then returns at once; any other command from inside it is not allowed. */
+/* Called on the command's thread while it runs and bytes move; the result is ignored. It may send the
+ * abort command, which then returns at once; any other command from inside it is not allowed. */
 typedef uint32_t (*KELOAccessEventCallback)(uint32_t event, uint32_t kind,
                                             const tagKELO_ProgressInfo* progress);
 
@@ -413,12 +424,13 @@ typedef uint32_t (*KELOAccessEventCallback)(uint32_t event, uint32_t kind,
  * memory runs out. */
 KELO_EXPORT uint32_t KELOAccessInitialize(uint32_t parameter);
 
-/* Forgets everything. Sends nothing: a host that wants the session closed sends command 4 first.
- * No command may be running. */
+/* Forgets everything, as if KELOAccessInitialize had not been called. Sends nothing: a host that wants
+ * the session closed sends command 4 first. No command may be running. */
 KELO_EXPORT void KELOAccessClose(void);
 
 /* Performs one command and returns when it is over. `info` may be null only for commands that read
- * no record (4, 7, 8 and codes that do nothing). Before KELOAccessInitialize every code answers 0.
+ * no record (4, 7, 8 and codes that do nothing). Before KELOAccessInitialize, and behind
+ * KELOAccessClose, every code does nothing and answers 0, also those that need a session.
  * Never throws: any internal failure is 4144. */
 KELO_EXPORT uint32_t KELOAccessCommand(uint32_t commandCode, tagCommandControlInfo* info);
 

@@ -126,6 +126,7 @@ TEST_F(UploadCheckTest, WithoutAPictureToSendNoVoiceMemoTravels) {
     ASSERT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), 0u);
     EXPECT_EQ(records[0].result, c.picture);
     EXPECT_EQ(records[1].result, c.memo);
+    EXPECT_EQ(FieldText(records[1].itemId), "");
   }
   EXPECT_TRUE(Requests("UploadItems").empty());
 }
