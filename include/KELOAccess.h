@@ -31,7 +31,10 @@
  *     catalogue: queries go on to answer from memory, and what asks the service is refused there (4116).
  *     A host opens or restores a session before it goes on, or ends with KELOAccessClose.
  *   - Processes: a child that was forked off uses connections of its own, never its parent's, and may
- *     go on with the session; a host must not fork while a command runs. A process may end (exit)
+ *     go on with the session, also where another thread was asking for an abort. If a command was
+ *     running on another thread, the child's library begins anew, without a session. A child that
+ *     returns from the event in which it was forked has no part in the request: its command ends as
+ *     aborted, the parent's goes on. A process may end (exit)
  *     while a command runs on another thread: the library has nothing destroyed then. It makes no
  *     thread of its own; a name lookup that was given up may go on for a while on one of libcurl's,
  *     so the library stays loaded for good.

@@ -1,41 +1,45 @@
 // Commands and requests begin and end, and somebody may raise the signal at any moment of that.
 #include "http/AbortSignal.h"
 
-#include "platform/URLLoading.h"
+#include <unistd.h>
 
 namespace kelo {
 
 AbortSignal::CommandScope::CommandScope(AbortSignal& signal) : signal_(signal) {
-  const std::lock_guard lock(signal_.lock_);
-  if (signal_.scopes_++ == 0) signal_.thread_ = std::this_thread::get_id();
+  if (signal_.scopes_++ > 0) return;
+  signal_.thread_ = std::this_thread::get_id();
+  signal_.process_ = getpid();
+  ++signal_.command_;
 }
 
 AbortSignal::CommandScope::~CommandScope() {
-  const std::lock_guard lock(signal_.lock_);
-  if (--signal_.scopes_ == 0) signal_.raised_ = false;  // it was for this command, not the next
+  if (--signal_.scopes_ == 0) ++signal_.command_;
 }
 
-AbortSignal::RequestScope::RequestScope(AbortSignal& signal, URLLoader& loader)
-    : command_(signal), signal_(signal) {
-  const std::lock_guard lock(signal_.lock_);
-  signal_.loader_ = &loader;
+AbortSignal::RequestScope::RequestScope(AbortSignal& signal) : command_(signal), signal_(signal) {
+  ++signal_.request_;
 }
 
 AbortSignal::RequestScope::~RequestScope() {
-  const std::lock_guard lock(signal_.lock_);
-  signal_.loader_ = nullptr;
-  ++signal_.requestsEnded_;
-  signal_.requestEnded_.notify_all();
+  ++signal_.request_;
+  signal_.request_.notify_all();
 }
 
 void AbortSignal::Raise() {
-  std::unique_lock lock(lock_);
-  if (scopes_ == 0) return;
-  raised_ = true;
-  if (loader_ == nullptr || thread_ == std::this_thread::get_id()) return;
-  loader_->WakeUp();
-  const uint64_t ended = requestsEnded_;
-  requestEnded_.wait(lock, [&] { return requestsEnded_ != ended; });
+  const uint64_t command = command_;
+  if (command % 2 == 0) return;
+  // Another abort may be for a later command already.
+  uint64_t before = raisedFor_;
+  while (before < command && !raisedFor_.compare_exchange_weak(before, command)) {
+  }
+  const uint32_t request = request_;
+  const bool isOfTheCommand = request % 2 == 1 && command_ == command;
+  if (!isOfTheCommand || thread_.load() == std::this_thread::get_id() || IsLeftUnfinished()) return;
+  request_.wait(request);
+}
+
+bool AbortSignal::IsLeftUnfinished() const {
+  return command_ % 2 == 1 && thread_.load() != std::this_thread::get_id() && process_ != getpid();
 }
 
 }  // namespace kelo

@@ -1,16 +1,17 @@
 // The abort of a running command: asked for from any thread, seen by all requests of that command,
 // gone when the command is over.
+//
+// There is no lock in it: a process that is forked off while somebody asks for an abort would
+// inherit it locked, and nobody to open it.
 #pragma once
 
+#include <sys/types.h>
+
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 
 namespace kelo {
-
-class URLLoader;
 
 class AbortSignal {
  public:
@@ -30,12 +31,11 @@ class AbortSignal {
     AbortSignal& signal_;
   };
 
-  // A request of the command, or a command of its own where none runs. The loader's wait is ended
-  // when the signal is raised. Made before anything of the request happens, destroyed after all
-  // that it leaves has been cleaned up.
+  // A request of the command, or a command of its own where none runs. Made before anything of the
+  // request happens, destroyed after all that it leaves has been cleaned up.
   class [[nodiscard]] RequestScope {
    public:
-    RequestScope(AbortSignal& signal, URLLoader& loader);
+    explicit RequestScope(AbortSignal& signal);
     ~RequestScope();
     RequestScope(const RequestScope&) = delete;
     RequestScope& operator=(const RequestScope&) = delete;
@@ -45,24 +45,25 @@ class AbortSignal {
     AbortSignal& signal_;
   };
 
-  // Whether the running command is to end. Any thread.
-  bool IsRaised() const { return raised_; }
+  // Whether the running command is to end: looked at in each slice of a wait. Any thread.
+  bool IsRaised() const { return raisedFor_ == command_; }
 
   // Ends the running command. Returns when the request that is under way, if any, has ended; at
   // once on the command's own thread, from inside an event. Nothing happens while no command runs.
   // Any thread.
   void Raise();
 
+  // Whether this is a forked process and a command was running, on a thread that it doesn't have:
+  // nobody will end that command.
+  bool IsLeftUnfinished() const;
+
  private:
-  // The lock orders beginnings and ends against Raise; it is never held while anything else
-  // happens.
-  std::mutex lock_;
-  std::condition_variable requestEnded_;
-  int scopes_ = 0;
-  std::thread::id thread_;       // of the command
-  URLLoader* loader_ = nullptr;  // of the request under way
-  uint64_t requestsEnded_ = 0;
-  std::atomic<bool> raised_ = false;
+  int scopes_ = 0;                         // used by the command's thread alone
+  std::atomic<uint64_t> command_ = 2;      // beginnings and ends so far: odd while one runs
+  std::atomic<uint64_t> raisedFor_ = 0;    // the last command that was to end
+  std::atomic<uint32_t> request_ = 0;      // like command_
+  std::atomic<std::thread::id> thread_{};  // of the command, like its process
+  std::atomic<pid_t> process_ = 0;
 };
 
 }  // namespace kelo

@@ -56,6 +56,7 @@ bool DownloadFile::RememberFile() {
   if (fstat(file_.Get(), &status) != 0) return false;
   device_ = status.st_dev;
   inode_ = status.st_ino;
+  process_ = getpid();
   return true;
 }
 
@@ -112,6 +113,7 @@ void DownloadFile::Discard() {
 void DownloadFile::RemoveIfStillOurs() {
   struct stat status;
   const int folder = folder_.Get();
+  if (process_ != getpid()) return;
   if (fstatat(folder, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
   if (status.st_dev == device_ && status.st_ino == inode_) unlinkat(folder, name_.c_str(), 0);
 }

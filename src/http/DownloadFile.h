@@ -46,6 +46,7 @@ class DownloadFile {
   bool hasName_ = false;
   dev_t device_ = 0;  // what was created, to be told from what may stand there later
   ino_t inode_ = 0;
+  pid_t process_ = 0;  // a process that is forked off leaves it to its parent
 };
 
 }  // namespace kelo

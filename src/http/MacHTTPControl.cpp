@@ -29,7 +29,7 @@ uint32_t Saturated(uint64_t value) {
 }  // namespace
 
 MacHTTPControl::Operation::Operation(MacHTTPControl& control, bool download)
-    : scope(*control.abort_, *control.loader_), httpConnectionDownloadActive(download) {}
+    : scope(*control.abort_), httpConnectionDownloadActive(download) {}
 
 bool MacHTTPControl::Operation::AnyFailure() const {
   return httpConnectionDidFailWithError || httpConnectionDidReceiveResponseError ||
@@ -254,6 +254,7 @@ void MacHTTPControl::ReportUploadUnderWay() {
   operation.lastReport = now;
   operation.uploadReported = sent;
   ReportUpload(operation.uploadBody->LastPath(), sent, 0);
+  if (detectAbort()) operation.pNSURLConnection->Cancel();  // no more of it
 }
 
 void MacHTTPControl::ReportUpload(const std::string& path, uint64_t done, uint64_t total) {

@@ -1,5 +1,7 @@
 // The host's event callback, and the abort command.
 
+#include <unistd.h>
+
 #include <cstring>
 
 #include "http/AbortSignal.h"
@@ -46,7 +48,10 @@ void KELOAccessCommandController::Callback_UploadProgress(const std::string&, co
 void KELOAccessCommandController::DeliverEvent(uint32_t event) {
   if ((eventMask_ & kKELOEventMask_Progress) == 0 || eventCallback_ == nullptr) return;
   const tagKELO_ProgressInfo record = progress_;
+  const pid_t process = getpid();
   eventCallback_(event, kKELOEventKind_Progress, &record);
+  // A host that returns in a process that it has forked off: the request is the parent's.
+  if (getpid() != process) abort_->Raise();
 }
 
 }  // namespace kelo

@@ -16,9 +16,24 @@ KELOAccessCommandController* KELOAccessLibrary::pKELOAccessCommandController = n
 using kelo::KELOAccessCommandController;
 using kelo::KELOAccessLibrary;
 
-uint32_t KELOAccessInitialize(uint32_t parameter) try {
+namespace {
+
+// The controller, null while there is none. One that a parent was in the middle of using stays
+// where it is, since nobody can finish with it or destroy it: a new one, without a session, takes
+// its place.
+KELOAccessCommandController*& Controller() {
   auto& controller = KELOAccessLibrary::pKELOAccessCommandController;
-  if (!controller) controller = std::make_unique<KELOAccessCommandController>(parameter).release();
+  if (controller && controller->IsLeftUnfinished())
+    controller =
+        std::make_unique<KELOAccessCommandController>(controller->InitParameter()).release();
+  return controller;
+}
+
+}  // namespace
+
+uint32_t KELOAccessInitialize(uint32_t parameter) try {
+  if (!Controller())
+    Controller() = std::make_unique<KELOAccessCommandController>(parameter).release();
   return kKELOResult_Success;
 } catch (...) {
   return kKELOResult_GeneralFailure;
@@ -26,14 +41,14 @@ uint32_t KELOAccessInitialize(uint32_t parameter) try {
 
 void KELOAccessClose(void) try {
   const std::unique_ptr<KELOAccessCommandController> controller(
-      std::exchange(KELOAccessLibrary::pKELOAccessCommandController, nullptr));
+      std::exchange(Controller(), nullptr));
 } catch (...) {
 }
 
 uint32_t KELOAccessCommand(uint32_t commandCode, tagCommandControlInfo* info) try {
   // An uninitialised library deliberately reports success for every command.
-  if (!KELOAccessLibrary::pKELOAccessCommandController) return kKELOResult_Success;
-  return KELOAccessLibrary::pKELOAccessCommandController->AccessCommand(commandCode, info);
+  if (!Controller()) return kKELOResult_Success;
+  return Controller()->AccessCommand(commandCode, info);
 } catch (...) {
   return kKELOResult_GeneralFailure;
 }

@@ -31,6 +31,7 @@
 
 #include "KELOAccess.h"
 #include "catalogue/KELOAccessCacheManager.h"
+#include "http/AbortSignal.h"
 #include "http/KELOHTTPController.h"
 #include "protocol/ServiceAnswer.h"
 #include "protocol/Timeouts.h"
@@ -53,6 +54,10 @@ class KELOAccessCommandController {
   void RequireSubControllers();
   // With another HTTP controller, such as one over a scripted loader, in place of the one made.
   void UseHTTPController(std::unique_ptr<KELOHTTPController> httpController);
+  // Whether this is a forked process, and a command was running on a thread that it doesn't have:
+  // any part of this object may be half changed.
+  bool IsLeftUnfinished() const { return abort_->IsLeftUnfinished(); }
+  uint32_t InitParameter() const { return initParameter_; }
   bool IsExistSessionInfo() const { return session_.token[0] != '\0'; }
 
   // ---- Dispatch ----

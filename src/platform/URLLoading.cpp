@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <mutex>
 #include <new>
-#include <utility>
 
 #include "platform/CDSAUtility.h"
 #include "platform/Environment.h"
@@ -53,11 +51,11 @@ class CurlLoader final : public URLLoader {
 
   std::unique_ptr<URLConnection> Start(const URLRequest& request,
                                        URLConnectionDelegate& delegate) override {
-    if (LeaveToParent()) {
-      process_ = getpid();
-      handles_.share = MakeShare();
-    }
-    if (!handles_.multi || handles_.suspect) RenewMulti();
+    LeaveToParent();
+    if (!handles_.share) handles_.share = MakeShare();
+    handles_.process = getpid();
+    if (!handles_.multi || handles_.suspect) handles_.multi = MakeMulti();
+    handles_.suspect = false;
     return std::make_unique<CurlConnection>(handles_, request, delegate);
   }
 
@@ -67,37 +65,24 @@ class CurlLoader final : public URLLoader {
                               nullptr));
   }
 
-  void WakeUp() override {
-    const std::lock_guard lock(multiLock_);
-    if (handles_.multi) curl_multi_wakeup(handles_.multi.get());
-  }
-
  private:
-  void RenewMulti() {
-    CurlMulti multi = MakeMulti();
-    {
-      const std::lock_guard lock(multiLock_);
-      std::swap(handles_.multi, multi);
-    }
-    handles_.suspect = false;
-  }
-
-  // In a process that was forked off, the connections are the parent's: closing them properly
-  // would say good-bye in its name. Their descriptors go, the handles are left where they are.
-  bool LeaveToParent() {
-    if (getpid() == process_) return false;
-    handles_.sockets.CloseAll();
+  // What the parent was using stays where it is.
+  void LeaveToParent() {
+    if (!handles_.CloseInherited()) return;
     static_cast<void>(handles_.multi.release());
     static_cast<void>(handles_.share.release());
-    return true;
   }
 
-  pid_t process_ = getpid();
   CurlHandles handles_;
-  std::mutex multiLock_;  // between WakeUp, which comes from any thread, and a new multi handle
 };
 
 }  // namespace
+
+bool CurlHandles::CloseInherited() {
+  if (getpid() == process) return false;
+  sockets.CloseAll();
+  return true;
+}
 
 std::unique_ptr<URLLoader> MakeURLLoader() {
   return std::make_unique<CurlLoader>();

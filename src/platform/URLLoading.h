@@ -2,7 +2,7 @@
 // and the run-loop slice in which all of that happens.
 //
 // Threads: a loader, its connections and its delegates belong to one thread at a time; every event
-// arrives inside RunSlice on the thread that called it. Only WakeUp may come from anywhere.
+// arrives inside RunSlice on the thread that called it.
 //
 // Only http and https are loaded, and URLs travel as they stand. A GET follows up to 10 redirects,
 // never from https to http and never to another scheme; other methods see a redirect as an ordinary
@@ -111,11 +111,8 @@ class URLLoader {
   // remember.
   virtual std::unique_ptr<URLConnection> Start(const URLRequest& request,
                                                URLConnectionDelegate& delegate) = 0;
-  // Delivers what has happened; waits for it at most so long. Returns early when something has
-  // happened or WakeUp was called.
+  // Delivers what has happened; waits for it at most so long.
   virtual void RunSlice(std::chrono::milliseconds slice) = 0;
-  // Ends a RunSlice that is waiting, or the next one. Any thread.
-  virtual void WakeUp() = 0;
 };
 
 // The engine. Throws std::bad_alloc when it cannot be set up.

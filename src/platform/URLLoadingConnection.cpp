@@ -137,11 +137,13 @@ void CurlConnection::Fail(int code, std::string words) {
 
 void CurlConnection::Cancel() {
   ended_ = true;
+  handles_.CloseInherited();
   if (!insidePerform_) Detach();
 }
 
 void CurlConnection::Detach() {
   if (!hop_ || !std::exchange(hop_->attached, false)) return;
+  handles_.CloseInherited();
   curl_multi_remove_handle(handles_.multi.get(), hop_->easy.get());
 }
 

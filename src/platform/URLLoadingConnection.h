@@ -2,6 +2,9 @@
 // Included by the URLLoading sources only.
 #pragma once
 
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -20,6 +23,12 @@ class CurlConnection;
 
 // What a loader keeps from request to request.
 struct CurlHandles {
+  // In a process that was forked off, the connections are the parent's: closing them properly
+  // would say good-bye in its name. Closes their descriptors instead, here alone; false in the
+  // process that made them.
+  bool CloseInherited();
+
+  pid_t process = getpid();
   CurlSockets sockets;   // outlives the handles, which report to it
   CurlShare share;       // TLS sessions
   CurlMulti multi;       // open connections and looked-up names

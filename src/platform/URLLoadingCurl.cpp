@@ -3,12 +3,12 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <new>
 #include <stdexcept>
-#include <utility>
 
 #include "platform/URLLoading.h"
 
@@ -119,33 +119,35 @@ const char* FindCurlHeader(CURL* easy, const char* name) {
 void CurlSockets::Watch(CURL* easy) {
   SetCurlOption<CURLOPT_SOCKOPTFUNCTION>(easy, &CurlSockets::Opened);
   SetCurlOption<CURLOPT_SOCKOPTDATA>(easy, static_cast<void*>(this));
-  SetCurlOption<CURLOPT_CLOSESOCKETFUNCTION>(easy, &CurlSockets::Close);
-  SetCurlOption<CURLOPT_CLOSESOCKETDATA>(easy, static_cast<void*>(this));
 }
 
 curl_socket_t CurlSockets::WithLocalPort(int port) const {
-  const auto found = std::ranges::find_if(sockets_, [port](curl_socket_t socket) {
-    return socket != CURL_SOCKET_BAD && LocalPort(socket) == port;
+  const auto found = std::ranges::find_if(sockets_, [port](const Socket& socket) {
+    return socket.IsOpen() && LocalPort(socket.number) == port;
   });
-  return found != sockets_.end() ? *found : CURL_SOCKET_BAD;
+  return found != sockets_.end() ? found->number : CURL_SOCKET_BAD;
 }
 
 void CurlSockets::CloseAll() {
-  for (curl_socket_t& socket : sockets_)
-    if (socket != CURL_SOCKET_BAD) close(std::exchange(socket, CURL_SOCKET_BAD));
+  for (const Socket& socket : sockets_)
+    if (socket.IsOpen()) close(socket.number);
+  sockets_.clear();
 }
 
-int CurlSockets::Opened(void* self, curl_socket_t socket, curlsocktype) {
+bool CurlSockets::Socket::IsOpen() const {
+  struct stat now {};
+  return fstat(number, &now) == 0 && now.st_dev == device && now.st_ino == node;
+}
+
+int CurlSockets::Opened(void* self, curl_socket_t number, curlsocktype) try {
   auto& sockets = static_cast<CurlSockets*>(self)->sockets_;
-  const auto free = std::ranges::find(sockets, CURL_SOCKET_BAD);
-  if (free != sockets.end()) *free = socket;
+  std::erase_if(sockets, [](const Socket& socket) { return !socket.IsOpen(); });
+  struct stat now {};
+  if (fstat(number, &now) != 0) return CURL_SOCKOPT_ERROR;
+  sockets.push_back({number, now.st_dev, now.st_ino});
   return CURL_SOCKOPT_OK;
-}
-
-int CurlSockets::Close(void* self, curl_socket_t socket) {
-  auto& sockets = static_cast<CurlSockets*>(self)->sockets_;
-  std::ranges::replace(sockets, socket, CURL_SOCKET_BAD);
-  return close(socket);
+} catch (const std::bad_alloc&) {
+  return CURL_SOCKOPT_ERROR;
 }
 
 }  // namespace kelo

@@ -4,12 +4,13 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <sys/types.h>
 
-#include <array>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace kelo {
 
@@ -72,11 +73,10 @@ Value GetCurlInfo(CURL* easy, Value otherwise) {
 // The first header of that name in a transfer's answer, or null.
 const char* FindCurlHeader(CURL* easy, const char* name);
 
-// The sockets that libcurl has open, as it tells when it opens and closes them. Holds more of them
-// than connections are kept; one beyond that is not known here.
+// The sockets that libcurl has opened. Each is known by what it is, not by its number alone, which
+// belongs to somebody else once libcurl has closed it.
 class CurlSockets {
  public:
-  CurlSockets() { sockets_.fill(CURL_SOCKET_BAD); }
   // Has `easy` report to this object, which must outlive the connections it makes.
   void Watch(CURL* easy);
   // The socket whose end here has that port; CURL_SOCKET_BAD if there is none.
@@ -85,10 +85,15 @@ class CurlSockets {
   void CloseAll();
 
  private:
-  static int Opened(void* self, curl_socket_t socket, curlsocktype);
-  static int Close(void* self, curl_socket_t socket);
+  struct Socket {
+    curl_socket_t number;
+    dev_t device;
+    ino_t node;
+    bool IsOpen() const;
+  };
+  static int Opened(void* self, curl_socket_t number, curlsocktype);
 
-  std::array<curl_socket_t, 32> sockets_;
+  std::vector<Socket> sockets_;  // those that are closed go when another is opened
 };
 
 }  // namespace kelo

@@ -1,5 +1,5 @@
-// Abort from another thread in the phases of a request before its answer, and its races with the
-// end of one. Run under the thread sanitizer too.
+// Abort from another thread in the phases of a request before its answer. Its races with the end of
+// one are in tests/interface. Run under the thread sanitizer too.
 #include <arpa/inet.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,6 @@
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "http/AbortSignal.h"
 #include "http/HTTPTestSupport.h"
@@ -205,48 +204,6 @@ TEST(Abort, BelongsToTheCommand) {
     EXPECT_EQ(server.Requests().size(), before);
   }
   expect(0);
-}
-
-TEST(Abort, SeveralAtOnceAllReturnAndTheNextRequestWorks) {
-  SocketServer server([](Peer& peer) {
-    for (std::string request; !(request = peer.ReadRequest()).empty();)
-      if (request.starts_with("GET /fine")) peer.Reply(200, "fine");
-  });
-  Transport transport;
-  std::string response;
-  std::vector<std::thread> aborters;
-  for (int i = 0; i < 8; ++i) {
-    aborters.emplace_back([&] {
-      server.WaitForRequests(1);
-      EXPECT_EQ(transport.connection.HTTPAbort(), 0u);
-    });
-  }
-  EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url("/silent"), "", response, kLong), 1u);
-  for (std::thread& aborter : aborters) aborter.join();
-  EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url("/fine"), "", response, kLong), 0u);
-  EXPECT_EQ(response, "fine");
-}
-
-TEST(Abort, RacesWithTheBeginningAndTheEndOfRequests) {
-  SocketServer server(AnswerAll("fine"));
-  Transport transport;
-  std::atomic<bool> over = false;
-  std::thread aborter([&] {
-    while (!over) transport.connection.HTTPAbort();
-  });
-  std::string response;
-  int finished = 0;
-  for (int i = 0; i < 300; ++i) {
-    const TransportCode code =
-        transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong);
-    EXPECT_TRUE(code == 0 || code == 1) << code;
-    EXPECT_EQ(response, code == 0 ? "fine" : "");
-    finished += code == 0;
-  }
-  over = true;
-  aborter.join();
-  EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong), 0u)
-      << "after " << finished << " of 300 had finished";
 }
 
 }  // namespace

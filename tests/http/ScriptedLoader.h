@@ -57,7 +57,6 @@ class ScriptedLoader final : public URLLoader {
     script_.steps.pop_front();
     step(*delegate_);
   }
-  void WakeUp() override {}
 
  private:
   struct Connection final : URLConnection {

@@ -2,11 +2,13 @@
 // than its caller, its digests fail.
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <openssl/evp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <set>
 #include <thread>
 
 #include "http/SocketServer.h"
@@ -39,12 +41,21 @@ extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
 namespace kelo::testing {
 namespace {
 
+constexpr const char* kCapacity = "<r stat=\"ok\" dataCapacity=\"1\" storageCapacity=\"2\" />";
+
 class ProcessTest : public CommandTest {
  protected:
   // Runs `work` in a child and gives its exit code.
   static int InChild(const std::function<int()>& work) {
     const pid_t child = fork();
-    if (child == 0) _exit(work());
+    if (child == 0) {
+      leavesMemory = true;
+      alarm(30);
+      _exit(work());
+    }
+    return Await(child);
+  }
+  static int Await(pid_t child) {
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
@@ -76,8 +87,7 @@ TEST_F(ProcessTest, SendsNothingUnsigned) {
 
 TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
   SocketServer server([](Peer& peer) {
-    while (!peer.ReadRequest().empty())
-      peer.Reply(200, "<r stat=\"ok\" dataCapacity=\"1\" storageCapacity=\"2\" />");
+    while (!peer.ReadRequest().empty()) peer.Reply(200, kCapacity);
   });
   tagKELO_SessionInfo session = ScriptedSession();
   SetField(session.manageUrl, server.Url());
@@ -85,7 +95,6 @@ TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
   ASSERT_EQ(Capacity(), 0u);
   ASSERT_EQ(server.Connections(), 1);
   EXPECT_EQ(InChild([&] {
-              leavesMemory = true;
               const bool fine = Capacity() == 0 && Capacity() == 0;
               KELOAccessClose();
               return fine ? 0 : 1;
@@ -99,9 +108,128 @@ TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
   EXPECT_EQ(server.Requests().size(), 4u);
 }
 
+TEST_F(ProcessTest, AChildClosesNothingOfTheHost) {
+  constexpr size_t kConnections = 40;
+  SocketServer server([](Peer& peer) {
+    peer.ReadRequest();
+    const bool last = peer.Index() == kConnections;
+    peer.Reply(200, kOk, last ? "" : "Connection: close\r\n");
+    if (last) peer.WaitUntilClosed();
+  });
+  const auto descriptors = [](const std::string& kind) {
+    std::set<int> found;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code gone;
+      if (read_symlink(entry.path(), gone).string().starts_with(kind))
+        found.insert(std::stoi(entry.path().filename()));
+    }
+    return found;
+  };
+  tagKELO_SessionInfo session = ScriptedSession();
+  SetField(session.manageUrl, server.Url());
+  UseSession(session);
+  std::set<int> files;
+  for (size_t i = 0; i < kConnections; ++i) {  // each takes the number of a closed connection
+    Capacity();
+    files.insert(open(folder().Write("f", "f").c_str(), O_RDONLY));
+  }
+  const auto before = descriptors("socket:");
+  Capacity();
+  const int probe = open("/dev/null", O_RDONLY);
+  EXPECT_GT(probe, *files.rbegin()) << "the numbers of the connections were not used again";
+  EXPECT_EQ(InChild([&] {
+              const size_t inherited = descriptors("socket:").size();
+              KELOAccessClose();
+              return descriptors("socket:").size() < inherited &&
+                             descriptors(folder().Path("f")) == files
+                         ? 0
+                         : 1;
+            }),
+            0);
+  close(probe);
+  for (const int file : files) close(file);
+}
+
+// What a child finds that is forked off while other threads use the library, by what they do.
+TEST_F(ProcessTest, AForkLeavesNothingLocked) {
+  std::atomic<bool> silent = false;
+  SocketServer server([&](Peer& peer) {
+    while (!peer.ReadRequest().empty())
+      if (!silent) peer.Reply(200, kCapacity);
+  });
+  tagKELO_SessionInfo session = ScriptedSession();
+  SetField(session.manageUrl, server.Url());
+  const auto abort = [] { return KELOAccessCommand(kKELOCommand_Abort, nullptr); };
+  UseSession(session);
+  std::atomic<bool> over = false;
+  std::vector<std::thread> others;
+  for (int i = 0; i < 2; ++i)
+    others.emplace_back([&] {
+      while (!over) abort();
+    });
+  const std::vector<std::pair<const char*, std::function<int()>>> uses = {
+      {"aborts", [&] { return abort(); }},
+      {"asks", [&] { return Capacity(); }},
+      {"begins anew", [&] {
+         KELOAccessClose();
+         KELOAccessInitialize(0);
+         UseSession(session);
+         return Capacity();
+       }}};
+  for (int round = 0; round < 10; ++round)
+    for (const auto& [name, use] : uses)
+      if (!HasFailure()) EXPECT_EQ(InChild(use), 0) << name << ", no command runs";
+  over = true;
+  for (std::thread& other : others) other.join();
+
+  const size_t before = server.Requests().size();
+  silent = true;
+  std::thread command([&] { EXPECT_EQ(Capacity(), uint32_t{kKELOResult_Aborted}); });
+  ASSERT_TRUE(server.WaitForRequests(before + 1));
+  EXPECT_EQ(InChild([&] { return abort(); }), 0);
+  EXPECT_EQ(InChild([&] { return KELOAccessClose(), 0; }), 0);
+  silent = false;
+  EXPECT_EQ(InChild([&] {
+              const bool fresh = Capacity() == kKELOResult_NoSession;
+              UseSession(session);
+              return fresh && Capacity() == 0 ? 0 : 1;
+            }),
+            0);
+  abort();
+  command.join();
+}
+
+// A child that returns from the event in which it was forked has no part in the request.
+TEST_F(ProcessTest, AForkInsideAnEventLeavesTheRequestToTheParent) {
+  static pid_t child;
+  const std::string content(4 << 20, 'x');
+  service().SetScript([&](const LoggedRequest&) { return ReplyWith(content); });
+  UseSession(ScriptedSession());
+  Register([](uint32_t, uint32_t, const tagKELO_ProgressInfo*) -> uint32_t {
+    if (child == 0 && (child = fork()) == 0) child = -1;
+    return 0;
+  });
+  for (const uint32_t code : {kKELOCommand_Download, kKELOCommand_Upload}) {
+    SCOPED_TRACE(code);
+    child = 0;
+    std::string path = folder().Path("download");
+    tagKELO_DownloadInfo download = DownloadOf(Url() + "/large", path);
+    std::string source = folder().Write("f", content);
+    tagKELO_LoadInfo upload = UploadOf(source, static_cast<uint32_t>(content.size()));
+    const bool loads = code == kKELOCommand_Download;
+    const uint32_t result = SendOne(code, loads ? static_cast<void*>(&download) : &upload);
+    if (child == -1) _exit(result == kKELOResult_Aborted ? 0 : 1);
+    EXPECT_EQ(Await(child), 0);
+    EXPECT_EQ(loads ? download.result : 0, 0u) << result;
+    EXPECT_EQ(service().RequestCount(), 1u);
+    service().ClearLog();
+    if (loads) EXPECT_TRUE(folder().Read("download") == content);
+  }
+}
+
 TEST_F(ProcessTest, EndsWhileACommandRuns) {
   service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-    Reply reply = ReplyWith("<r stat=\"ok\" dataCapacity=\"1\" storageCapacity=\"2\" />");
+    Reply reply = ReplyWith(kCapacity);
     if (request.method != "GET") return reply;
     reply.chunkSize = 100;  // a download, without an end
     reply.chunkDelay = std::chrono::milliseconds(1);
@@ -126,7 +254,6 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
     });
     std::string path = folder().Path("download");
     EXPECT_EQ(InChild([&]() -> int {
-                leavesMemory = true;
                 std::thread([&] {
                   tagKELO_DownloadInfo file = DownloadOf(Url() + "/large", path);
                   while (Capacity() == 0 && events < 1) SendOne(kKELOCommand_Download, &file);
@@ -165,7 +292,7 @@ TEST(PrivilegedProcess, DoesNotListenToTheEnvironment) {
   }
   SocketServer server([](Peer& peer) {
     peer.ReadRequest();
-    peer.Reply(200, "<r stat=\"ok\" dataCapacity=\"1\" storageCapacity=\"2\" />");
+    peer.Reply(200, kCapacity);
   });
   const TemporaryFolder folder;
   const std::string copy = folder.Path("program");
