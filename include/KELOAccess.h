@@ -424,7 +424,7 @@ typedef uint32_t (*KELOAccessEventCallback)(uint32_t event, uint32_t kind,
 
 /* Prepares the library. `parameter` is the budget in bytes for finished item records that are kept
  * for repeated queries (0 keeps none). A second call changes nothing and answers 0; 4144 when
- * memory runs out. */
+ * memory runs out, which may then last as long as the process. */
 KELO_EXPORT uint32_t KELOAccessInitialize(uint32_t parameter);
 
 /* Forgets everything, as if KELOAccessInitialize had not been called. Sends nothing: a host that wants

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "interface/KELOAccessLibrary.h"
+#include "platform/CDSAUtility.h"
 
 namespace kelo {
 
@@ -32,8 +33,11 @@ KELOAccessCommandController*& Controller() {
 }  // namespace
 
 uint32_t KELOAccessInitialize(uint32_t parameter) try {
-  if (!Controller())
-    Controller() = std::make_unique<KELOAccessCommandController>(parameter).release();
+  if (Controller()) return kKELOResult_Success;
+  // What lacks memory here is lacking for as long as the process lasts: no command may find that
+  // out.
+  if (!kelo::CDSAUtilityBase::cssmStartup()) return kKELOResult_GeneralFailure;
+  Controller() = std::make_unique<KELOAccessCommandController>(parameter).release();
   return kKELOResult_Success;
 } catch (...) {
   return kKELOResult_GeneralFailure;

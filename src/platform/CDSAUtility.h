@@ -15,7 +15,7 @@ class CDSAUtilityBase {
  public:
   // Prepares the cryptographic library, so that its clean-up at the end of the process stays out:
   // a command may still run on another thread then. Comes before any other use of that library, as
-  // often as one likes. False when memory runs out: the next call tries again.
+  // often as one likes. False when memory runs out; that library may not be able to try again.
   static bool cssmStartup();
 
   // One digest in progress.

@@ -36,7 +36,10 @@ thread_local char lastOpened[256];
 // Whether the call that is about to be made fails, and with which of its errors.
 bool Fails(CallKind kind, const char* call, std::span<const int> errors) {
   if (!state.inCommand || kind != state.point.kind) return false;
-  if (++state.report.calls != state.point.n) return false;
+  const unsigned n = ++state.report.calls;
+  if (n < state.report.interruptible.size() && errors[0] == EINTR)
+    state.report.interruptible[n] = call;
+  if (n != state.point.n) return false;
   state.inCommand = false;  // taking the callers may allocate
   state.callerCount = backtrace(state.callers, static_cast<int>(std::size(state.callers)));
   state.inCommand = true;
@@ -99,6 +102,14 @@ extern "C" uint32_t __real_KELOAccessCommand(uint32_t code, tagCommandControlInf
 extern "C" uint32_t __wrap_KELOAccessCommand(uint32_t code, tagCommandControlInfo* info) {
   kelo::testing::state.inCommand = true;
   const uint32_t result = __real_KELOAccessCommand(code, info);
+  kelo::testing::state.inCommand = false;
+  return result;
+}
+
+extern "C" uint32_t __real_KELOAccessInitialize(uint32_t parameter);
+extern "C" uint32_t __wrap_KELOAccessInitialize(uint32_t parameter) {
+  kelo::testing::state.inCommand = true;
+  const uint32_t result = __real_KELOAccessInitialize(parameter);
   kelo::testing::state.inCommand = false;
   return result;
 }
@@ -291,7 +302,7 @@ KELO_CALL_WITH_OPTION(ioctl, (int fd, unsigned long option, ...), (fd, option, t
 // After its failure the descriptor is gone all the same.
 KELO_INTERPOSED(int, close, (int fd)) {
   static const auto next = Next<int (*)(int)>("close");
-  if (!FailsToCall("close", EIO, EINTR)) return next(fd);
+  if (!FailsToCall("close", EINTR, EIO)) return next(fd);
   const int error = errno;
   next(fd);
   errno = error;

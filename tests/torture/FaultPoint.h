@@ -1,8 +1,9 @@
-// The n-th allocation or system call of one command fails. This program's allocation functions and
-// system calls stand before the system's, also for the libraries underneath; they count and fail
-// only while a command runs, and only on its thread.
+// The n-th allocation or system call of one command, or of KELOAccessInitialize, fails. This
+// program's allocation functions and system calls stand before the system's, also for the libraries
+// underneath; they count and fail only while a command runs, and only on its thread.
 #pragma once
 
+#include <array>
 #include <string>
 
 namespace kelo::testing {
@@ -20,6 +21,9 @@ struct FaultReport {
   unsigned calls = 0;          // of the kind, during the command
   const char* call = nullptr;  // the one that failed, if any
   int error = 0;               // its errno
+  // The names of those calls that may be interrupted, by their n; null for all others. Their first
+  // error is EINTR.
+  std::array<const char*, 500> interruptible{};
   bool Failed() const { return call != nullptr; }
 };
 

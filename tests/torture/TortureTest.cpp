@@ -13,6 +13,7 @@
 #include <iostream>
 #include <numeric>
 #include <random>
+#include <set>
 
 #include "http/KELOHTTPController.h"
 #include "platform/KELOUtility.h"
@@ -78,15 +79,21 @@ void TortureTest::Prepare(Effect effect) {
 }
 
 void TortureTest::TryPoints(const Trial& trial, CallKind kind) {
-  unsigned calls = 0;
+  FaultReport report;
   for (int i = 0; i < 2; ++i) {  // the first time may find less prepared
     Prepare(trial.effect);
     SetFault({kind, 0, 0});
     EXPECT_EQ(trial.send(*this), 0u);
-    calls = TakeFault().calls;
+    report = TakeFault();
     ExpectAllWell(Effect::Starts, {});
   }
-  for (const unsigned n : SamplePoints(calls)) {
+  // Whatever the sample: an interruption of each kind of call that knows it.
+  std::set<std::string_view> interrupted;
+  for (unsigned n = 1; n < report.interruptible.size(); ++n) {
+    const char* const call = report.interruptible[n];
+    if (call != nullptr && interrupted.insert(call).second) TryPoint(trial, {kind, n, 0});
+  }
+  for (const unsigned n : SamplePoints(report.calls)) {
     const unsigned variants = kind == CallKind::SystemCall && Everything() ? 4 : 1;
     for (unsigned i = 0; i < variants; ++i) TryPoint(trial, {kind, n, Seed() % 4 + i + n});
   }

@@ -1,0 +1,59 @@
+// A process that has used nothing of the libraries underneath. They can't repeat all that they make
+// once, so what they can't must fail before there is a command.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <iostream>
+
+#include "support/HostRecords.h"
+#include "torture/FaultPoint.h"
+
+namespace kelo::testing {
+namespace {
+
+uint32_t AskNobody() {
+  tagKELO_SessionInfo session{};
+  SetField(session.token, "T");
+  SetField(session.manageUrl, "http://127.0.0.1:1");
+  tagCommandControlInfo record{};
+  record.data = &session;
+  const uint32_t result = KELOAccessCommand(kKELOCommand_SetSessionInfo, &record);
+  tagKELO_StorageCapacityInfo capacity{};
+  record.data = &capacity;
+  return result != 0 ? result : KELOAccessCommand(kKELOCommand_GetStorageCapacity, &record);
+}
+
+// Whether there was an n-th allocation.
+bool TryPoint(unsigned n) {
+  alarm(30);
+  SetFault({CallKind::Allocation, n, 0});
+  const uint32_t begun = KELOAccessInitialize(0);
+  const uint32_t first = begun == 0 ? AskNobody() : 0;
+  const FaultReport report = TakeFault();
+  EXPECT_TRUE(begun == 0 || begun == kKELOResult_GeneralFailure) << begun;
+  if (begun == 0) EXPECT_EQ(AskNobody(), uint32_t{kKELOResult_TransportFailure}) << first;
+  return report.Failed();
+}
+
+// KELO_TORTURE=all tries the thousands of later ones too.
+TEST(NewProcess, EndsAtItsBeginningOrNotAtAll) {
+  const char* const wanted = getenv("KELO_TORTURE");
+  const unsigned last = wanted != nullptr && std::string_view(wanted) == "all" ? ~0u : 60;
+  for (unsigned n = 1; n <= last; ++n) {
+    std::cout.flush();
+    const pid_t child = fork();
+    if (child == 0) {
+      const bool failed = TryPoint(n);
+      std::cout.flush();
+      _exit(::testing::Test::HasFailure() ? 1 : failed ? 0 : 2);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 2) break;  // there are no more
+    ASSERT_EQ(status, 0) << "allocation " << n;
+  }
+}
+
+}  // namespace
+}  // namespace kelo::testing
