@@ -13,9 +13,13 @@ std::optional<kelo::Item> Browse(kelo::Library& library) {
   std::optional<kelo::Item> first;
   for (const kelo::Item& album : library.List(kelo::kEverything, kelo::Kind::Album)) {
     std::printf("%s\n", album.name.c_str());
-    for (const kelo::Item& item : library.List(album.id, kelo::Kind::FileItem)) {
-      std::printf("  %s  %s\n", item.name.c_str(), item.shotDate.c_str());
-      if (!first) first = item;
+    try {
+      for (const kelo::Item& item : library.List(album.id, kelo::Kind::FileItem)) {
+        std::printf("  %s  %s\n", item.name.c_str(), item.shotDate.c_str());
+        if (!first) first = item;
+      }
+    } catch (const kelo::Error& error) {  // of this album alone: its id may be too long
+      std::fprintf(stderr, "%s\n", error.what());
     }
   }
   return first;

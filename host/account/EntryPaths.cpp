@@ -5,6 +5,7 @@
 
 #include <map>
 
+#include "host/account/AccountWalk.h"
 #include "host/account/Names.h"
 #include "host/account/Tree.h"
 
@@ -66,7 +67,7 @@ class Paths {
       const std::string inside = path + "/";
       if (count_.at(path) != 1 || !Is(entry.kind, kAlbums) || !begun_.starts_with(inside)) continue;
       std::map<std::string, int> times;
-      const auto items = library_.List(entry.id, Kind::FileItem);
+      const auto items = ContentsOf(library_, entry).entries;
       for (const Entry& item : items) ++times[Typeable(item)];
       for (const Entry& item : items) {
         const std::string name = Typeable(item);

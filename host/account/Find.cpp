@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "commandline/Suggest.h"
+#include "host/account/AccountWalk.h"
 #include "host/account/CatalogueNames.h"
 #include "host/account/Names.h"
 #include "host/library/ResultText.h"
@@ -140,6 +141,9 @@ class Finder {
     return nearest;
   }
 
+  // How many albums could not be looked into.
+  std::size_t Unseen() const { return unseen_.size(); }
+
  private:
   static std::string ShownName(const Entry& entry) { return Shown(entry.name); }
 
@@ -158,7 +162,7 @@ class Finder {
   void Forget() {
     best_ = Likeness::None;
     matches_.clear();
-    ids_.clear();
+    known_.clear();
   }
 
   template <typename ShownPath>
@@ -167,7 +171,7 @@ class Finder {
     if (likeness == Likeness::None || likeness < best_) return;
     if (likeness > best_) Forget();
     best_ = likeness;
-    if (ids_.emplace(entry.id).second) matches_.push_back({entry, shownPath()});
+    if (known_.insert(KeyOf(entry)).second) matches_.push_back({entry, shownPath()});
   }
 
   // Calls with each item and its container, whose path leads to the item during the call.
@@ -175,9 +179,9 @@ class Finder {
   void ForEachItem(const Visit& visit) {
     for (Container& container : containers_) {
       if (container.entry.kind == Kind::Folder) continue;
-      const bool root = container.entry.kind == Kind::RootAlbum;
-      for (const Entry& item :
-           library_.List(root ? kRootAlbum : container.entry.id, Kind::FileItem)) {
+      const Contents contents = ContentsOf(library_, container.entry);
+      if (!contents.problem.empty()) unseen_.insert(container.entry.id);
+      for (const Entry& item : contents.entries) {
         container.path.emplace_back(item);
         visit(container, item);
         container.path.pop_back();
@@ -186,12 +190,13 @@ class Finder {
   }
 
   Library& library_;
+  std::set<std::string> unseen_;  // ids of albums whose items nobody can tell
   const std::string& wanted_;
   const std::u16string comparable_;
   std::vector<Container> containers_;
   Likeness best_ = Likeness::None;
   std::vector<Match> matches_;
-  std::set<std::string> ids_;  // of the matches
+  std::set<EntryKey> known_;  // of the matches
 };
 
 [[noreturn]] void FailAmbiguous(const std::string& wanted, const std::vector<Match>& matches) {
@@ -209,7 +214,11 @@ class Finder {
 
 [[noreturn]] void FailUnknown(const std::string& wanted, Finder& finder) {
   const auto nearest = finder.Nearest();
-  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}", Shown(wanted),
+  const std::size_t unseen = finder.Unseen();
+  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}{}", Shown(wanted),
+                            unseen == 0 ? ""
+                                        : fmt::format(" outside {} that cannot be looked into",
+                                                      CountText(unseen, "album")),
                             nearest ? fmt::format("; did you mean '{}'?", *nearest)
                                     : "; 'kelo tree' shows what there is"));
 }

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "host/account/AccountWalk.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Names.h"
 
@@ -12,15 +13,14 @@ namespace {
 class TreePrinter {
  public:
   TreePrinter(Library& library, Output& out, bool items)
-      : library_(library), out_(out), items_(items) {}
+      : walk_(library), out_(out), items_(items) {}
 
-  void Print() {
+  bool Print() {
     out_.Line("Account");
-    Children(kRoot, Kind::RootAlbum | Kind::Folder | Kind::Album, {});
-    const auto friends = library_.List(kEverything, Kind::FriendAlbum);
-    if (friends.empty()) return;
-    out_.Line("Friends' albums");
-    Entries(friends, {});
+    Entries(walk_.Top(), {});
+    Section("Friends' albums", walk_.Friends());
+    Section("In nothing that could be shown", walk_.Others());
+    return walk_.LeftOut() == 0;
   }
 
  private:
@@ -30,8 +30,9 @@ class TreePrinter {
     std::string path;
   };
 
-  void Children(std::string_view target, Kind kinds, const Above& above) {
-    Entries(library_.List(target, kinds), above);
+  void Section(std::string_view heading, const std::vector<Item>& entries) {
+    if (!entries.empty()) out_.Line(heading);
+    Entries(entries, {});
   }
 
   void Entries(const std::vector<Item>& entries, const Above& above) {
@@ -50,11 +51,8 @@ class TreePrinter {
   }
 
   void Below(const Item& entry, const Above& above) {
-    const std::string_view id = entry.id;
-    if (entry.kind == Kind::Folder)
-      Children(id, Kind::Album, above);
-    else if (items_ && IsContainer(entry))
-      Children(id, Kind::FileItem, above);
+    if (entry.kind == Kind::Folder || (items_ && IsContainer(entry)))
+      Entries(walk_.Below(entry), above);
   }
 
   static std::string PathName(const Item& entry) {
@@ -68,7 +66,7 @@ class TreePrinter {
                        KindText(entry.kind), CountText(entry.itemCount, folder ? "album" : "item"));
   }
 
-  Library& library_;
+  AccountWalk walk_;
   Output& out_;
   const bool items_;
 };
@@ -110,8 +108,8 @@ bool IsContainer(const Item& entry) {
   return Is(entry.kind, kContainers);
 }
 
-void PrintTree(Library& library, Output& out, bool items) {
-  TreePrinter(library, out, items).Print();
+bool PrintTree(Library& library, Output& out, bool items) {
+  return TreePrinter(library, out, items).Print();
 }
 
 }  // namespace kelo::host

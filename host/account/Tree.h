@@ -9,8 +9,8 @@
 namespace kelo::host {
 
 // Tells what the library has loaded, with `items` the items too; in JSON an entry with its path a
-// line.
-void PrintTree(Library& library, Output& out, bool items);
+// line. Whether nothing was left out.
+bool PrintTree(Library& library, Output& out, bool items);
 
 // Name and id of an entry as shown to a person, and its kind in words.
 std::string EntryName(const Item& entry);

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/Host.h"
+#include "host/account/AccountWalk.h"
 #include "host/account/Dates.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Listing.h"
@@ -26,8 +27,7 @@ struct TreeOptions {
 
 int Tree(Host& host, const TreeOptions& options) {
   if (options.json) host.Out().UseJson();
-  PrintTree(host.Loaded(), host.Out(), options.items);
-  return 0;
+  return PrintTree(host.Loaded(), host.Out(), options.items) ? 0 : 1;
 }
 
 // ---- ls ----
@@ -41,13 +41,16 @@ struct ListOptions {
   SortOrder order;
 };
 
-// Everything on the account: each folder and album, followed by its items.
-void ListAll(Library& library, Listing& listing) {
+// Everything on the account: each folder and album, followed by its items. Whether nothing was left
+// out.
+bool ListAll(Library& library, Listing& listing) {
+  AccountWalk walk(library);
   for (const auto& container : library.List(kEverything, kTopKinds | Kind::FriendAlbum)) {
     listing.Add(container);
     if (container.kind == Kind::Folder) continue;
-    for (const auto& item : library.List(container.id, Kind::FileItem)) listing.Add(item);
+    for (const auto& item : walk.Below(container)) listing.Add(item);
   }
+  return walk.LeftOut() == 0;
 }
 
 void ListOne(Library& library, const std::string& target, Listing& listing) {
@@ -62,14 +65,15 @@ int List(Host& host, const ListOptions& options) {
   if (options.json) host.Out().UseJson();
   Library& library = host.Loaded();
   Listing listing(host.Out(), options.order);
+  bool whole = true;
   if (options.all)
-    ListAll(library, listing);
+    whole = ListAll(library, listing);
   else if (!options.target.empty() && options.target != "/")
     ListOne(library, options.target, listing);
   else
     for (const auto& entry : library.List(kRoot, kTopKinds)) listing.Add(entry);
   if (!listing.Finish()) host.Out().Note("nothing in it");
-  return 0;
+  return whole ? 0 : 1;
 }
 
 // ---- info ----
@@ -97,7 +101,12 @@ Item FreshInfo(Host& host, const std::string& wanted) {
 std::string PlaceOf(Library& library, const Item& entry) {
   const std::string_view id = entry.parentId;
   if (id.empty() || id == kRootAlbum) return id.empty() ? "" : "root";
-  return fmt::format("{}  [{}]", Composed(library.Info(id).name), id);
+  try {
+    return fmt::format("{}  [{}]", Composed(library.Info(id).name), id);
+  } catch (const CommandFailure& failure) {
+    if (failure.Code() != kKELOResult_BadParameter) throw;
+    return fmt::format("[{}]", id);  // which was cut
+  }
 }
 
 void ShowInfo(Output& out, const Item& entry, const std::string& place) {

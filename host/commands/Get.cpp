@@ -24,8 +24,11 @@ struct GetOptions {
 // Tells each file's fate as it comes, and counts.
 class Reporter {
  public:
-  Reporter(Output& out, std::size_t toFetch, bool dryRun)
-      : out_(out), toFetch_(toFetch), dryRun_(dryRun) {
+  Reporter(Output& out, const DownloadPlan& plan, const FetchOptions& options)
+      : out_(out),
+        toFetch_(CountToFetch(plan, options)),
+        leftOut_(plan.leftOut),
+        dryRun_(options.dryRun) {
     TellDone();
   }
 
@@ -42,12 +45,12 @@ class Reporter {
   int Finish() {
     if (Interrupt::Signal() != 0) return 1;
     const std::size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
-    out_.Line(fmt::format("{}, {} already here{}{}",
+    out_.Line(fmt::format("{}, {} already here{}{}{}",
                           dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
                                   : fmt::format("{} downloaded", Count(FetchOutcome::kStored)),
                           Count(FetchOutcome::kHere), Also(Count(FetchOutcome::kFailed), "failed"),
-                          Also(untried, "not tried")));
-    return Count(FetchOutcome::kFailed) + untried == 0 ? 0 : 1;
+                          Also(untried, "not tried"), Also(leftOut_, "left out")));
+    return Count(FetchOutcome::kFailed) + untried + leftOut_ == 0 ? 0 : 1;
   }
 
  private:
@@ -88,6 +91,7 @@ class Reporter {
 
   Output& out_;
   const std::size_t toFetch_;
+  const std::size_t leftOut_;
   const bool dryRun_;
   std::array<std::size_t, 4> counts_{};
 };
@@ -103,7 +107,7 @@ int Get(Host& host, const GetOptions& options) {
     wanted.entries.push_back(FindAlbum(library, album));
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
   if (plan.files.empty()) host.Out().Note("nothing in it");
-  Reporter reporter(host.Out(), CountToFetch(plan, options.fetch), options.fetch.dryRun);
+  Reporter reporter(host.Out(), plan, options.fetch);
   FetchPlan(library, std::move(plan), options.fetch, std::ref(reporter));
   return reporter.Finish();
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "host/account/AccountWalk.h"
 #include "host/account/Names.h"
 #include "host/download/ItemFile.h"
 
@@ -24,14 +25,21 @@ std::string FolderName(const Item& entry) {
 }  // namespace
 
 AccountFolders::AccountFolders(Library& library, PathGiver& paths, const fs::path& to)
-    : library_(library), paths_(paths) {
+    : library_(library), paths_(paths), to_(to) {
   Place(library_.List(kRoot, Kind::Folder | Kind::Album), to);
   auto friends = library_.List(kEverything, Kind::FriendAlbum);
   if (!friends.empty()) Place(std::move(friends), paths_.Take(to / kFriends, Named::kFolder));
+  // What is in nothing that can be looked at.
+  auto others = library_.List(kEverything, Kind::Folder | Kind::Album);
+  std::erase_if(others, [this](const Item& entry) { return folders_.contains(entry.id); });
+  Place(std::move(others), to);
 }
 
-const fs::path& AccountFolders::Of(std::string_view albumId) const {
-  return folders_.find(albumId)->second;
+const fs::path& AccountFolders::Of(const Item& album) {
+  const auto known = folders_.find(album.id);
+  if (known != folders_.end()) return known->second;
+  Place({album}, to_);
+  return folders_.at(album.id);
 }
 
 void AccountFolders::Place(std::vector<Item> siblings, const fs::path& below) {
@@ -43,11 +51,9 @@ void AccountFolders::Place(std::vector<Item> siblings, const fs::path& below) {
     return HoldsSomeOf(siblings[at], path);
   });
   for (std::size_t at = 0; at < siblings.size(); ++at) {
-    const std::string_view id = Id(siblings[at]);
+    folders_.emplace(siblings[at].id, given[at].path);
     if (siblings[at].kind == Kind::Folder)
-      Place(library_.List(id, Kind::Album), given[at].path);
-    else
-      folders_.emplace(id, given[at].path);
+      Place(ContentsOf(library_, siblings[at]).entries, given[at].path);
   }
 }
 
@@ -55,8 +61,7 @@ bool AccountFolders::HoldsSomeOf(const Item& entry, const fs::path& folder) {
   std::error_code failed;
   if (!fs::is_directory(folder, failed)) return false;
   const bool isFolder = entry.kind == Kind::Folder;
-  const auto below = library_.List(Id(entry), isFolder ? Kind::Album : Kind::FileItem);
-  return std::ranges::any_of(below, [&](const Item& child) {
+  return std::ranges::any_of(ContentsOf(library_, entry).entries, [&](const Item& child) {
     return isFolder ? HoldsSomeOf(child, folder / FolderName(child))
                     : IsFileOf(folder / ItemFileName(child), ItemDate(child));
   });

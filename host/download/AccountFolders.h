@@ -19,7 +19,7 @@ class AccountFolders {
   AccountFolders(Library& library, PathGiver& paths, const std::filesystem::path& to);
 
   // The path of an album.
-  const std::filesystem::path& Of(std::string_view albumId) const;
+  const std::filesystem::path& Of(const Item& album);
 
  private:
   void Place(std::vector<Item> siblings, const std::filesystem::path& below);
@@ -27,7 +27,8 @@ class AccountFolders {
 
   Library& library_;
   PathGiver& paths_;
-  std::map<std::string, std::filesystem::path, std::less<>> folders_;  // by album id
+  const std::filesystem::path to_;
+  std::map<std::string, std::filesystem::path> folders_;  // by id
 };
 
 }  // namespace kelo::host

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <tuple>
 
+#include "host/account/AccountWalk.h"
 #include "host/account/Names.h"
 #include "host/account/Tree.h"
 #include "host/download/AccountFolders.h"
@@ -25,23 +26,25 @@ bool StandsThere(const fs::path& path) {
 
 class Planner {
  public:
-  Planner(Library& library, const fs::path& to) : library_(library) { plan_.to = to; }
+  Planner(Library& library, const fs::path& to) : library_(library), walk_(library) {
+    plan_.to = to;
+  }
 
   void Add(const Item& entry) {
     if (!IsContainer(entry))
       loose_.push_back(entry);
-    else if (entry.kind == Kind::Folder)
-      AddAlbums(library_.List(entry.id, Kind::Album));
-    else
+    else if (entry.kind != Kind::Folder)
       AddAlbums({entry});
+    else if (IsNew(entry))
+      AddAlbums(walk_.Below(entry));
     // The place of an album must not hang on how many more its folder has.
     asInAccount_ = asInAccount_ || entry.kind == Kind::Folder;
   }
 
   void AddAll() {
-    AddAlbums(library_.List(kRoot, Kind::RootAlbum));
-    for (const auto& entry : library_.List(kRoot, Kind::Folder | Kind::Album)) Add(entry);
-    AddAlbums(library_.List(kEverything, Kind::FriendAlbum));
+    for (const auto& entry : walk_.Top()) Add(entry);
+    for (const auto& entry : walk_.Friends()) Add(entry);
+    for (const auto& entry : walk_.Others()) Add(entry);
     asInAccount_ = true;
   }
 
@@ -51,22 +54,27 @@ class Planner {
     if (straight) {
       AddFilesOf(albums_.front(), plan_.to);
     } else if (!albums_.empty()) {
-      const AccountFolders folders(library_, plan_.paths, plan_.to);
-      for (const std::string& album : albums_)
-        AddFilesOf(album, album == kRootAlbum ? plan_.to : folders.Of(album));
+      AccountFolders folders(library_, plan_.paths, plan_.to);
+      for (const Item& album : albums_)
+        AddFilesOf(album, album.kind == Kind::RootAlbum ? plan_.to : folders.Of(album));
     }
     GivePaths();
+    plan_.leftOut = walk_.LeftOut();
     return std::move(plan_);
   }
 
  private:
   void AddAlbums(const std::vector<Item>& albums) {
     for (const auto& album : albums)
-      if (seen_.emplace(album.id, "").second) albums_.emplace_back(album.id);
+      if (IsNew(album)) albums_.push_back(album);
   }
 
-  void AddFilesOf(const std::string& album, const fs::path& folder) {
-    AddFiles(library_.List(album, Kind::FileItem), folder);
+  bool IsNew(const Item& entry, const fs::path& folder = {}) {
+    return seen_.emplace(KeyOf(entry), folder.string()).second;
+  }
+
+  void AddFilesOf(const Item& album, const fs::path& folder) {
+    AddFiles(walk_.Below(album), folder);
   }
 
   // Of one name in the order of their dates, so that what comes later gets the higher number.
@@ -75,7 +83,7 @@ class Planner {
       return std::tie(item.raw.name, item.uploadDate, item.id);
     });
     for (const auto& item : items) {
-      if (!seen_.emplace(item.id, folder.string()).second) continue;
+      if (!IsNew(item, folder)) continue;
       // A URL is an attribute of the service's answer: "&" arrives as a reference.
       plan_.files.push_back({.itemId = std::string(item.id),
                              .name = Composed(item.name),
@@ -101,10 +109,11 @@ class Planner {
   }
 
   Library& library_;
+  AccountWalk walk_;
   DownloadPlan plan_;
   std::vector<Item> loose_;
-  std::vector<std::string> albums_;                     // ids
-  std::set<std::pair<std::string, std::string>> seen_;  // ids, and of items the folders too
+  std::vector<Item> albums_;
+  std::set<std::pair<EntryKey, std::string>> seen_;  // with the folders that items go to
   bool asInAccount_ = false;
 };
 

@@ -32,7 +32,8 @@ struct PlannedFile {
 struct DownloadPlan {
   std::filesystem::path to;
   std::vector<PlannedFile> files;
-  PathGiver paths;  // knows those of the files
+  PathGiver paths;          // knows those of the files
+  std::size_t leftOut = 0;  // folders, albums and what is in them, told of already
 };
 
 // What to get: entries of the catalogue (items, albums, folders), or everything.

@@ -24,11 +24,12 @@ AlbumName AlbumOfFile(const std::filesystem::path& below, bool holdsFolders) {
 }
 
 AlbumShelf::Ids& AlbumShelf::Children(const std::string& folderId, Kind kind) {
-  const auto [found, isNew] = children_.try_emplace({folderId, kind});
-  if (isNew)
-    for (const Item& entry : library_.List(folderId, kind))
-      found->second.emplace(CatalogueName(entry.name), entry.id);
-  return found->second;
+  const auto known = children_.find({folderId, kind});
+  if (known != children_.end()) return known->second;
+  Ids ids;
+  for (const Item& entry : library_.List(folderId, kind))
+    if (Is(entry.kind, kind) && !entry.id.empty()) ids.emplace(CatalogueName(entry.name), entry.id);
+  return children_.emplace(std::pair(folderId, kind), std::move(ids)).first->second;
 }
 
 std::string AlbumShelf::Find(const AlbumName& name) {
