@@ -42,7 +42,6 @@ constexpr KindRule kKinds[] = {
 constexpr std::string_view kAnyMethod = "*";
 constexpr std::string_view kTimes = "times=";
 constexpr std::size_t kGarbageSize = 1000;
-constexpr std::int64_t kPiecesPerSecond = 10;
 
 const KindRule& RuleOf(FaultKind kind) {
   return *std::ranges::find(kKinds, kind, &KindRule::kind);
@@ -163,11 +162,7 @@ void Spoil(Reply& reply, const Fault& fault) {
   if (fault.kind == FaultKind::Delay) reply.delay = std::chrono::milliseconds(fault.value);
   if (fault.kind == FaultKind::Cut) reply.cutAfter = static_cast<std::size_t>(fault.value);
   if (fault.kind == FaultKind::Length) reply.addedLength = fault.value;
-  if (fault.kind != FaultKind::Slow) return;
-  // So many pieces a second, or single bytes with longer pauses.
-  const std::int64_t piece = std::max<std::int64_t>(fault.value / kPiecesPerSecond, 1);
-  reply.chunkSize = static_cast<std::size_t>(piece);
-  reply.chunkDelay = std::chrono::milliseconds(1000 * piece / fault.value);
+  if (fault.kind == FaultKind::Slow) reply.bytesPerSecond = static_cast<std::uint64_t>(fault.value);
 }
 
 std::uint64_t Faults::Add(Fault fault) {

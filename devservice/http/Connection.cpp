@@ -30,6 +30,7 @@ constexpr std::uint64_t kMaxHead = 256 * 1024;
 constexpr std::size_t kMaxBeginning = 200;
 constexpr std::uint64_t kLeastBytesPerMillisecond = 1;
 constexpr milliseconds kDrainLimit{10'000};
+constexpr std::int64_t kMaxPoll = 60'000;  // milliseconds
 
 void ReadAddress(const sockaddr_storage& address, std::string& ip, int& port) {
   if (address.ss_family != AF_INET) return;
@@ -54,11 +55,13 @@ bool Connection::AwaitRequest() {
   if (begin_ == end_ && !AwaitSocket(POLLIN)) return false;
   deadline_ = Clock::now() + limits_.head;
   headLeft_ = kMaxHead;
+  pace_ = Pace(0);
   return true;
 }
 
-void Connection::AllowBody() {
+void Connection::AllowBody(std::uint64_t bytesPerSecond) {
   deadline_ = Clock::now() + limits_.body;
+  pace_ = Pace(bytesPerSecond);
   headLeft_ = std::numeric_limits<std::uint64_t>::max();
 }
 
@@ -67,8 +70,7 @@ bool Connection::AwaitSocket(short events) const {
     const auto left = std::chrono::ceil<milliseconds>(deadline_ - Clock::now()).count();
     if (left <= 0) return false;
     pollfd wait{socket_, events, 0};
-    const int ready =
-        poll(&wait, 1, static_cast<int>(std::min<std::int64_t>(left, kDrainLimit.count())));
+    const int ready = poll(&wait, 1, static_cast<int>(std::min<std::int64_t>(left, kMaxPoll)));
     if (ready > 0) return true;
     if (ready < 0 && errno != EINTR) return false;
   }
@@ -80,7 +82,9 @@ void Connection::Count(std::uint64_t bytes) {
 
 ssize_t Connection::read(char* data, size_t size) {
   while (begin_ == end_) {
-    const ssize_t received = recv(socket_, buffer_.get(), kBufferSize, 0);
+    // What waits in the socket slows the peer down; a smaller receive buffer would make TCP stall.
+    const auto wanted = static_cast<std::size_t>(pace_.Piece(kBufferSize));
+    const ssize_t received = recv(socket_, buffer_.get(), wanted, 0);
     if (received < 0 && errno == EINTR) continue;
     if (received < 0 && errno == EAGAIN && AwaitSocket(POLLIN)) continue;
     if (received <= 0) return received;
@@ -88,7 +92,10 @@ ssize_t Connection::read(char* data, size_t size) {
     end_ = static_cast<std::size_t>(received);
     if (headLeft_ > kMaxHead) Count(end_);
   }
-  const std::size_t taken = std::min({size, end_ - begin_, static_cast<std::size_t>(headLeft_)});
+  const auto most = static_cast<std::size_t>(std::min(pace_.Piece(size), headLeft_));
+  const std::size_t taken = std::min(most, end_ - begin_);
+  // Of a peer that has left, the rest is taken at once.
+  if (!PauseUntil(pace_.After(taken))) pace_ = Pace(0);
   std::memcpy(data, buffer_.get() + begin_, taken);
   begin_ += taken;
   headLeft_ -= taken;
@@ -127,16 +134,14 @@ void Connection::CountFromHere() {
   sentStatus_ = 0;
 }
 
-bool Connection::Pause(std::optional<milliseconds> duration) {
-  const auto until = Clock::now() + duration.value_or(milliseconds(0));
-  if (duration) deadline_ += *duration;  // not the peer's slowness
-  while (!duration || Clock::now() < until) {
+bool Connection::PauseUntil(Clock::time_point until) {
+  auto now = Clock::now();
+  if (until > now) deadline_ += until - now;  // not the peer's slowness
+  for (; now < until; now = Clock::now()) {
     pollfd wait{socket_, POLLRDHUP, 0};
-    const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
-    const int ready =
-        poll(&wait, 1, duration ? static_cast<int>(std::max(left, milliseconds(0)).count()) : -1);
-    if (ready > 0) return false;
-    if (ready < 0 && errno != EINTR) return false;
+    const std::int64_t left = std::chrono::ceil<milliseconds>(until - now).count();
+    const int ready = poll(&wait, 1, static_cast<int>(std::min<std::int64_t>(left, kMaxPoll)));
+    if (ready > 0 || (ready < 0 && errno != EINTR)) return false;
   }
   return true;
 }
@@ -161,8 +166,8 @@ void Connection::Send(const Answer& answer, bool headOnly, bool peerTakesGzip) {
   // The peer would take it for the beginning of its next answer.
   if (HasNoBody(reply.status)) reply.body.clear();
   if (reply.reset) ResetWhenClosed();
-  if (reply.silent) Pause(std::nullopt);
-  if (reply.silent || reply.reset || reply.closeAtOnce || !Pause(reply.delay)) {
+  while (reply.silent && PauseUntil(Clock::now() + std::chrono::hours(1))) continue;
+  if (reply.silent || reply.reset || reply.closeAtOnce || !PauseUntil(Clock::now() + reply.delay)) {
     mustClose_ = true;
     return;
   }
@@ -192,12 +197,12 @@ bool Connection::SendBody(const Reply& reply) {
   std::string head = HeadOf(reply, reply.body.size());
   std::string_view body = reply.body;
   body = body.substr(0, reply.cutAfter.value_or(body.size()));
-  if (reply.chunkSize == 0 && body.size() < kBufferSize) return SendAll(head.append(body));
-  if (!SendAll(head)) return false;
-  const std::size_t piece = reply.chunkSize ? reply.chunkSize : body.size();
-  for (; !body.empty(); body.remove_prefix(std::min(piece, body.size())))
-    if (!SendAll(body.substr(0, piece)) || !Pause(reply.chunkDelay)) return false;
-  return true;
+  if (reply.bytesPerSecond == 0 && body.size() < kBufferSize) return SendAll(head.append(body));
+  return SendAll(head) && SendPaced(reply.bytesPerSecond, body.size(), [&](std::uint64_t piece) {
+           const std::string_view next = body.substr(0, static_cast<std::size_t>(piece));
+           body.remove_prefix(next.size());
+           return SendAll(next);
+         });
 }
 
 bool Connection::SendFile(const std::filesystem::path& path, const Reply& reply) {
@@ -206,11 +211,17 @@ bool Connection::SendFile(const std::filesystem::path& path, const Reply& reply)
   std::uint64_t left = std::filesystem::file_size(path);
   if (!SendAll(HeadOf(reply, left))) return false;
   left = std::min<std::uint64_t>(left, reply.cutAfter.value_or(left));
-  while (left > 0) {
-    const std::uint64_t piece =
-        reply.chunkSize ? std::min<std::uint64_t>(left, reply.chunkSize) : left;
-    if (!SendFilePiece(file.Get(), piece) || !Pause(reply.chunkDelay)) return false;
-    left -= piece;
+  return SendPaced(reply.bytesPerSecond, left,
+                   [&](std::uint64_t piece) { return SendFilePiece(file.Get(), piece); });
+}
+
+// Sends a body piece by piece, none before its time.
+template <typename SendPiece>
+bool Connection::SendPaced(std::uint64_t bytesPerSecond, std::uint64_t size, SendPiece sendPiece) {
+  for (Pace pace(bytesPerSecond); size > 0;) {
+    const std::uint64_t piece = pace.Piece(size);
+    if (!PauseUntil(pace.After(piece)) || !sendPiece(piece)) return false;
+    size -= piece;
   }
   return true;
 }

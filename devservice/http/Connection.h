@@ -8,11 +8,11 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "devservice/http/Message.h"
+#include "devservice/http/Pace.h"
 
 namespace kelo::devservice {
 
@@ -34,7 +34,9 @@ class Connection final : public httplib::Stream {
 
   // Waits a moment for the first byte of the next request; false when there is none.
   bool AwaitRequest();
-  void AllowBody();  // the head was read, and its limits end
+  // The head was read, and its limits end. The body is taken at so many bytes a second; 0: as fast
+  // as it comes.
+  void AllowBody(std::uint64_t bytesPerSecond);
 
   // Answers the current request. What httplib then writes for it is swallowed.
   void Send(const Answer& answer, bool headOnly, bool peerTakesGzip);
@@ -58,9 +60,6 @@ class Connection final : public httplib::Stream {
   bool MustClose() const { return mustClose_ || !answered_; }
   void CloseAfterwards() { mustClose_ = true; }
 
-  // Nothing: for ever. False when the peer left (or the service stops) meanwhile.
-  bool Pause(std::optional<std::chrono::milliseconds> duration);
-
   // httplib::Stream
   bool is_readable() const override { return true; }
   bool is_writable() const override { return true; }
@@ -71,12 +70,15 @@ class Connection final : public httplib::Stream {
   int socket() const override { return socket_; }
 
  private:
-  bool AwaitSocket(short events) const;  // false at the deadline
-  void Count(std::uint64_t bytes);       // that have passed
+  bool AwaitSocket(short events) const;            // false at the deadline
+  void Count(std::uint64_t bytes);                 // that have passed
+  bool PauseUntil(Pace::Clock::time_point until);  // false when the peer left, or the service stops
   bool SendAll(std::string_view bytes);
   bool SendBody(const Reply& reply);
   bool SendFile(const std::filesystem::path& file, const Reply& reply);
   bool SendFilePiece(int file, std::uint64_t size);
+  template <typename SendPiece>
+  bool SendPaced(std::uint64_t bytesPerSecond, std::uint64_t size, SendPiece sendPiece);
   void ResetWhenClosed();
 
   int socket_;
@@ -84,6 +86,7 @@ class Connection final : public httplib::Stream {
   std::unique_ptr<char[]> buffer_;
   std::chrono::steady_clock::time_point deadline_;
   std::uint64_t headLeft_ = 0;  // how much of a head may still come
+  Pace pace_{0};                // at which a request's body is taken
   std::string beginning_;       // of the request
   std::size_t begin_ = 0;
   std::size_t end_ = 0;

@@ -6,11 +6,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-bool KeepPace(const Exchange& exchange, Connection& connection, std::size_t size) {
-  if (exchange.bytesPerSecond == 0) return true;
-  return connection.Pause(std::chrono::milliseconds(1000 * size / exchange.bytesPerSecond));
-}
-
 // A request that announces no body has none.
 bool HasBody(const LoggedRequest& request) {
   return !request.Header("Content-Length").empty() || !request.Header("Transfer-Encoding").empty();
@@ -23,11 +18,11 @@ bool ReadBody(Exchange& exchange, Connection& connection, const httplib::Content
   LoggedRequest& request = exchange.request;
   request.bodySize = 0;
   if (!reader || !HasBody(request)) return true;
-  connection.AllowBody();
+  connection.AllowBody(exchange.bytesPerSecond);
   const auto receive = [&](const char* data, std::size_t size) {
     request.bodySize += size;
     exchange.Take({data, size});
-    return request.bodySize <= limit && KeepPace(exchange, connection, size);
+    return request.bodySize <= limit;
   };
   exchange.record.complete = request.complete = (*reader)(receive);
   exchange.record.bytesIn = request.bodySize;

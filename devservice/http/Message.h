@@ -33,8 +33,7 @@ struct Reply {
   std::string body{};
   std::vector<std::pair<std::string, std::string>> headers{};
   std::chrono::milliseconds delay{0};             // silence before the first byte
-  std::size_t chunkSize = 0;                      // body sent in pieces of this size ...
-  std::chrono::milliseconds chunkDelay{0};        // ... with this pause after each
+  std::uint64_t bytesPerSecond = 0;               // of the body; 0: as fast as it goes
   std::optional<std::uint64_t> declaredLength{};  // Content-Length to claim instead of the true one
   std::optional<std::size_t> cutAfter{};          // close the connection after this many body bytes
   std::int64_t addedLength = 0;  // Content-Length claims so much more than the true one

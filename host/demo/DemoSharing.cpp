@@ -155,8 +155,7 @@ void DemoStory::AbortDownload() {
     if (request.path != slow) return reply;
     reply.emplace();
     reply->body.assign(1 << 20, 'x');
-    reply->chunkSize = 1024;
-    reply->chunkDelay = std::chrono::milliseconds(50);
+    reply->bytesPerSecond = 20'000;
     return reply;
   });
   std::promise<void> moving;

@@ -22,10 +22,7 @@ class ProgressTest : public LibraryTest {
       if (request.method != "GET") return std::nullopt;
       Reply reply;
       reply.body.assign(1 << 20, 'x');
-      if (slowly) {
-        reply.chunkSize = 1024;
-        reply.chunkDelay = std::chrono::milliseconds(20);
-      }
+      if (slowly) reply.bytesPerSecond = 50'000;
       return reply;
     });
     return {{Url() + "/a", folder().Path("a")}, {Url() + "/b", folder().Path("b")}};

@@ -6,7 +6,9 @@
 
 #include "devservice/Client.h"
 #include "devservice/Peer.h"
+#include "devservice/UploadBody.h"
 #include "devservice/faults/Faults.h"
+#include "devservice/http/Pace.h"
 
 namespace kelo::devservice {
 namespace {
@@ -26,11 +28,6 @@ TEST_F(ServiceTest, SlowAndWronglyMeasuredAnswers) {
   const milliseconds slow(60);
   const Case cases[] = {
       {"delay", {.body = body, .delay = slow}, CURLE_OK, 1000, slow},
-      {"trickle",
-       {.body = body, .chunkSize = 300, .chunkDelay = milliseconds(20)},
-       CURLE_OK,
-       1000,
-       slow},
       {"declared too long", {.body = body, .declaredLength = 1001}, CURLE_PARTIAL_FILE, 1000},
       {"declared too short", {.body = body, .declaredLength = 999}, CURLE_OK, 999},
       {"cut at once", {.body = body, .cutAfter = 0}, CURLE_PARTIAL_FILE, 0},
@@ -199,6 +196,45 @@ TEST_F(ServiceTest, FaultsOfDownloadsAndTheirNumber) {
   }
 }
 
+// The schedule alone, with transfers that take a while themselves: no sooner, and hardly later.
+TEST(Pace, KeepsItsRate) {
+  for (const double rate : {1e3, 1e4, 1e5, 1e6, 2e6, 3e6, 4.1e6, 1e7, 1e8}) {
+    const Clock::time_point start{};
+    const std::uint64_t size = static_cast<std::uint64_t>(rate) * 3;
+    Pace pace(static_cast<std::uint64_t>(rate), start);
+    Clock::time_point now = start;
+    for (std::uint64_t left = size, piece = 0; left > 0; left -= piece) {
+      piece = pace.Piece(std::min<std::uint64_t>(left, 16'384));
+      now = std::max(now, pace.After(piece)) + std::chrono::microseconds(100);
+    }
+    const double ratio = std::chrono::duration<double>(now - start).count() / 3;
+    EXPECT_GE(ratio, 1) << rate;
+    EXPECT_LE(ratio, 1.01) << rate;
+  }
+}
+
+// However fast: the n-th byte of a body passes n / rate after the body's begin, and never before.
+TEST_F(ServiceTest, SlowKeepsItsRateBothWays) {
+  for (const std::uint64_t rate :
+       {10'000u, 1'000'000u, 2'500'000u, 4'100'000u, 10'000'000u, 100'000'000u}) {
+    const std::string bytes(rate / 25, 'x');
+    client.Open();
+    service.SetScript([&](const LoggedRequest& request) {
+      return request.method == "GET" ? std::optional(Reply{.body = bytes}) : std::nullopt;
+    });
+    service.AddFault("*:slow=" + std::to_string(rate));
+    const auto start = Clock::now();
+    EXPECT_EQ(Client(service).Send("GET", service.Url() + "/any").body.size(), bytes.size());
+    const auto answered = Clock::now();
+    EXPECT_GE(answered - start, milliseconds(40)) << rate << " bytes a second, answer";
+    EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", bytes}})).Outcome(), "ok");
+    EXPECT_GE(Clock::now() - answered, milliseconds(40)) << rate << " bytes a second, upload";
+    service.SetScript({});
+    service.ClearFaults();
+    client = Client(service);  // no pause is left from the connection before
+  }
+}
+
 // On a connection that goes on, no byte of an answer may be left over for the next one.
 TEST_F(ServiceTest, TheNextAnswerBeginsWhereOneEnds) {
   const std::string next = "GET /outbox HTTP/1.1\r\nConnection: close\r\n\r\n";
@@ -258,7 +294,7 @@ TEST_F(ServiceTest, AHeadScriptAnswersBeforeTheBodyEnds) {
 TEST(Stop, EndsSilentAndSlowAnswersAtOnce) {
   auto service = std::make_unique<Service>();
   service->SetScript([](const LoggedRequest& request) {
-    Reply reply{.body = "xx", .chunkSize = 1, .chunkDelay = std::chrono::hours(1)};
+    Reply reply{.body = std::string(10'000, 'x'), .bytesPerSecond = 1};
     reply.silent = request.path == "/silent";
     if (request.path == "/late") reply.delay = std::chrono::hours(1);
     return std::optional(reply);

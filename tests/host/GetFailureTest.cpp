@@ -94,9 +94,7 @@ TEST_F(GetTest, RemovesWhatKilledRunsLeft) {
 TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
   ScriptAccount({{"1 quick.jpg"}, {"2 slow.jpg"}, {"3 never.jpg"}}, [](const std::string& id) {
     if (id == "item0") return Reply{.body = "quick"};
-    return Reply{.body = std::string(1 << 20, 'x'),
-                 .chunkSize = 1024,
-                 .chunkDelay = std::chrono::milliseconds(100)};
+    return Reply{.body = std::string(1 << 20, 'x'), .bytesPerSecond = 10'000};
   });
   std::signal(SIGHUP, SIG_IGN);  // as nohup does
   KeloProcess kelo({"get", "root", "--to", Out().string()}, Environment());

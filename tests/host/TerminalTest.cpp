@@ -88,9 +88,7 @@ TEST_F(TerminalTest, WithoutATerminalThereAreFewPlainLines) {
   ASSERT_EQ(Kelo({"put", Write("a.jpg", "aaa").string()}).exitCode, 0);
   service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
     if (request.path.find("/original/") == std::string::npos) return std::nullopt;
-    return Reply{.body = std::string(1 << 20, 'x'),
-                 .chunkSize = 100,
-                 .chunkDelay = std::chrono::milliseconds(10)};
+    return Reply{.body = std::string(1 << 20, 'x'), .bytesPerSecond = 10'000};
   });
   const auto begin = std::chrono::steady_clock::now();
   KeloProcess kelo({"get", "a.jpg", "--to", (folder_ / "out").string()}, Environment());

@@ -231,8 +231,7 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
   service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
     Reply reply = ReplyWith(kCapacity);
     if (request.method != "GET") return reply;
-    reply.chunkSize = 100;  // a download, without an end
-    reply.chunkDelay = std::chrono::milliseconds(1);
+    reply.bytesPerSecond = 100'000;  // a download, without an end
     reply.body.assign(10 << 20, 'x');
     return reply;
   });
