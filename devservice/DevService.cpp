@@ -177,12 +177,4 @@ std::vector<Mail> Service::Outbox() const {
   return impl_->WithStore([](Store& store) { return store.Outbox(); });
 }
 
-std::string DescribeMail(const Mail& mail) {
-  std::string text = "To: ";
-  for (const std::string& recipient : mail.recipients)
-    text += (&recipient == &mail.recipients.front() ? "" : ", ") + recipient;
-  text += "\nAlbum: " + mail.albumId + "\nGPS removed: " + (mail.gpsRemoved ? "yes" : "no");
-  return text + "\nSubject: " + mail.subject + "\n\n" + mail.body + "\n";
-}
-
 }  // namespace kelo::devservice

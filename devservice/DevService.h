@@ -105,7 +105,4 @@ class Service {
   std::unique_ptr<Impl> impl_;
 };
 
-// A mail as a text of several lines, for people.
-std::string DescribeMail(const Mail& mail);
-
 }  // namespace kelo::devservice

@@ -18,6 +18,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::string_view kPagePath = "/";
+constexpr std::string_view kOutboxPath = "/outbox";
 constexpr std::string_view kPrefix = "/control/";
 constexpr std::string_view kScreenPath = "/control/screen/";
 constexpr std::string_view kRecordPath = "/control/log/";
@@ -93,6 +94,7 @@ struct Control::Route {
 
 const Control::Route Control::kRoutes[] = {
     {"GET", kPagePath, &Control::GetPage},
+    {"GET", kOutboxPath, &Control::GetOutbox},
     {"GET", "/control/account", &Control::GetAccount},
     {"GET", kScreenPath, &Control::GetScreen},
     {"POST", "/control/reset", &Control::PostReset},
@@ -104,7 +106,7 @@ const Control::Route Control::kRoutes[] = {
     {"DELETE", "/control/faults/", &Control::DeleteFaults},
 };
 
-Control::Control(const Parts& parts) : parts_(parts), instance_(RandomHex()) {
+Control::Control(const Parts& parts) : parts_(parts), instance_(RandomText()) {
   for (const std::string_view name : {"127.0.0.1", "localhost", "[::1]"}) {
     hosts_.push_back(std::string(name) + ":" + std::to_string(parts.port));
     if (parts.port == 80) hosts_.emplace_back(name);
@@ -114,7 +116,7 @@ Control::Control(const Parts& parts) : parts_(parts), instance_(RandomHex()) {
 }
 
 bool Control::Owns(std::string_view path) {
-  return path == kPagePath || path.starts_with(kPrefix);
+  return path == kPagePath || path == kOutboxPath || path.starts_with(kPrefix);
 }
 
 bool Control::IsAddressed(const LoggedRequest& head) const {
@@ -153,7 +155,7 @@ Answer Control::Serve(const LoggedRequest& request) const {
 }
 
 Answer Control::GetPage(const LoggedRequest&) const {
-  const std::string nonce = RandomHex();
+  const std::string nonce = RandomText();
   return {
       Guarded(200, "text/html; charset=UTF-8", PageText(nonce),
               "default-src 'none'; script-src 'nonce-" + nonce + "'; style-src 'nonce-" + nonce +
@@ -161,6 +163,14 @@ Answer Control::GetPage(const LoggedRequest&) const {
                   "form-action 'none'; frame-ancestors 'none'"),
       {},
       false};
+}
+
+Answer Control::GetOutbox(const LoggedRequest&) const {
+  const std::lock_guard lock(parts_.api.Mutex());
+  std::string text;
+  for (const Mail& mail : parts_.store.Outbox())
+    text += (text.empty() ? "" : "\n") + DescribeMail(mail);
+  return {Words(200, text.empty() ? "No mail." : text), {}, false};
 }
 
 Answer Control::GetAccount(const LoggedRequest& request) const {

@@ -1,6 +1,8 @@
-// What stands beside the protocol for whoever looks at the service: the page at "/" and the calls
-// under "/control/" that it is made of. They answer to loopback host names and to the token only,
-// so that no other web page can reach them through its reader's browser.
+// What stands beside the protocol for whoever looks at the service: the page at "/", the calls
+// under
+// "/control/" that it is made of, and the sent mails at "/outbox". They answer to loopback host
+// names and to the token only, so that no other web page can reach them through its reader's
+// browser.
 #pragma once
 
 #include <cstdint>
@@ -55,6 +57,7 @@ class Control {
   bool HasToken(const LoggedRequest& head) const;
 
   Answer GetPage(const LoggedRequest& request) const;
+  Answer GetOutbox(const LoggedRequest& request) const;
   Answer GetAccount(const LoggedRequest& request) const;
   Answer GetScreen(const LoggedRequest& request) const;
   Answer PostReset(const LoggedRequest& request) const;

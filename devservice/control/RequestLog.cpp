@@ -28,8 +28,8 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
   return std::string(text, size) + digits.substr(1) + "Z";
 }
 
-Json RecordJson(std::uint64_t number, const RequestRecord& record) {
-  return {{"number", number},
+Json RecordJson(const RequestRecord& record) {
+  return {{"number", record.number},
           {"time", TimeText(record.time)},
           {"verb", record.verb},
           {"path", record.path},
@@ -45,9 +45,10 @@ Json RecordJson(std::uint64_t number, const RequestRecord& record) {
           {"fault", record.fault}};
 }
 
-void RequestLog::Add(RequestRecord record) {
-  auto added = std::make_shared<const RequestRecord>(std::move(record));
+void RequestLog::Add(RequestRecord& record) {
   const std::lock_guard lock(mutex_);
+  record.number = Last() + 1;
+  auto added = std::make_shared<const RequestRecord>(record);
   textBytes_ += TextBytes(*added);
   entries_.push_back({std::move(added)});
   for (; textBytes_ > maxTextBytes_ && texted_ <= Last(); ++texted_) {
@@ -68,14 +69,14 @@ void RequestLog::Describe(Json& json, std::uint64_t after, std::size_t limit) co
   std::unique_lock lock(mutex_);
   json["first"] = first_;
   json["last"] = Last();
-  std::uint64_t number = std::max(std::min(after, Last()) + 1, first_);
-  const std::uint64_t end = std::min<std::uint64_t>(Last() + 1, number + limit);
+  const std::uint64_t begin = std::max(std::min(after, Last()) + 1, first_);
+  const std::uint64_t end = std::min<std::uint64_t>(Last() + 1, begin + limit);
   std::vector<std::shared_ptr<const RequestRecord>> records;
-  for (std::uint64_t next = number; next < end; ++next)
-    records.push_back(entries_[PositionOf(next)].record);
+  for (std::uint64_t number = begin; number < end; ++number)
+    records.push_back(entries_[PositionOf(number)].record);
   lock.unlock();  // requests that end meanwhile need not wait for the writing
   Json rows = Json::array();
-  for (const auto& record : records) rows.push_back(RecordJson(number++, *record));
+  for (const auto& record : records) rows.push_back(RecordJson(*record));
   json["requests"] = std::move(rows);
 }
 
@@ -84,7 +85,7 @@ Json RequestLog::Whole(std::uint64_t number) const {
   if (number < first_ || number > Last()) return nullptr;
   const Entry entry = entries_[PositionOf(number)];
   lock.unlock();
-  Json json = RecordJson(number, *entry.record);
+  Json json = RecordJson(*entry.record);
   json["query"] = entry.record->query;
   if (entry.hasTexts) {
     json["document"] = entry.record->document;

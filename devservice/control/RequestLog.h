@@ -16,7 +16,7 @@ namespace kelo::devservice {
 // "2026-01-31T12:34:56.789Z"
 std::string TimeText(std::chrono::system_clock::time_point time);
 // A record without document and answer.
-nlohmann::ordered_json RecordJson(std::uint64_t number, const RequestRecord& record);
+nlohmann::ordered_json RecordJson(const RequestRecord& record);
 
 // Thread-safe. Whoever follows asks again with the last number he has seen: that holds no thread of
 // the service, and what he missed meanwhile is still there, or is told by the numbers.
@@ -29,8 +29,9 @@ class RequestLog {
                       std::size_t maxTextBytes = kMaxTextBytes)
       : maxRecords_(maxRecords), maxTextBytes_(maxTextBytes) {}
 
-  // Older records leave, and before them their documents and answers, as the limits say.
-  void Add(RequestRecord record);
+  // Gives the record its number. Older ones leave, and before them their documents and answers, as
+  // the limits say.
+  void Add(RequestRecord& record);
 
   // Sets "first" and "last", the numbers of the records that are there (of an empty log, the next
   // one and the one before it), and "requests": those after number `after`, at most `limit`,

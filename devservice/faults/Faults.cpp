@@ -40,6 +40,7 @@ constexpr KindRule kKinds[] = {
 };
 
 constexpr std::string_view kAnyMethod = "*";
+constexpr const char* kAskedFor = "A fault that was asked for";
 constexpr std::string_view kTimes = "times=";
 constexpr std::size_t kGarbageSize = 1000;
 
@@ -136,12 +137,11 @@ std::optional<Reply> ReplyInstead(const Fault& fault) {
   switch (fault.kind) {
     case FaultKind::Status:
       return Reply{.status = static_cast<int>(fault.value),
-                   .body = "A fault that was asked for.\n",
+                   .body = std::string(kAskedFor) + "\n",
                    .headers = {{"Content-Type", "text/plain"}}};
     case FaultKind::Error:
     case FaultKind::Full:
-      return Reply{.body = FailAnswer(
-                       {static_cast<ErrorNumber>(ErrorOf(fault)), "A fault that was asked for"})};
+      return Reply{.body = FailAnswer(*ErrorOf(fault))};
     case FaultKind::Garbage:
       return Reply{.body = Garbage()};
     case FaultKind::Silence:
@@ -153,9 +153,11 @@ std::optional<Reply> ReplyInstead(const Fault& fault) {
   }
 }
 
-int ErrorOf(const Fault& fault) {
-  if (fault.kind == FaultKind::Full) return static_cast<int>(ErrorNumber::StorageFull);
-  return fault.kind == FaultKind::Error ? static_cast<int>(fault.value) : 0;
+std::optional<ServiceError> ErrorOf(const Fault& fault) {
+  const bool isFull = fault.kind == FaultKind::Full;
+  if (!isFull && fault.kind != FaultKind::Error) return std::nullopt;
+  return ServiceError(isFull ? ErrorNumber::StorageFull : static_cast<ErrorNumber>(fault.value),
+                      kAskedFor);
 }
 
 void Spoil(Reply& reply, const Fault& fault) {

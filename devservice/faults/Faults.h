@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "devservice/http/Message.h"
+#include "devservice/protocol/ServiceError.h"
 
 namespace kelo::devservice {
 
@@ -67,8 +68,8 @@ std::string_view KindName(FaultKind kind);
 
 // The answer of a fault that does nothing of what was asked; nothing for the other kinds.
 std::optional<Reply> ReplyInstead(const Fault& fault);
-// The service error that a fault answers with; 0: none.
-int ErrorOf(const Fault& fault);
+// The service error that a fault answers with, if it is one.
+std::optional<ServiceError> ErrorOf(const Fault& fault);
 // What a fault makes of the service's own answer.
 void Spoil(Reply& reply, const Fault& fault);
 

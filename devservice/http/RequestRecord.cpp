@@ -27,19 +27,29 @@ bool IsBetween(char c, char first, char last) {
   return c >= first && c <= last;
 }
 
-// Keys, tokens and secrets are of these letters. The ids of entries are, too: of the least length,
-// with a "T" in front only where it is a session's token.
+// Keys, tokens and secrets are of these letters, but a client may send small ones. The ids of
+// entries are, too: of the least length, with a "T" in front only where it is a session's token.
+template <char kA>
 struct CredentialRuns {
   static constexpr std::size_t kLeast = 27;
+  static constexpr char kI = kA + ('I' - 'A');
+  static constexpr char kO = kA + ('O' - 'A');
+  static constexpr char kT = kA + ('T' - 'A');
+  static constexpr char kF = kA + ('F' - 'A');
   static bool Has(char c) {
-    return (IsBetween(c, 'A', 'Z') && c != 'I' && c != 'O') || IsBetween(c, '2', '9');
+    return (IsBetween(c, kA, kA + 25) && c != kI && c != kO) || IsBetween(c, '2', '9');
   }
-  static bool IsSecret(std::string_view run) { return run.size() > kLeast || run.front() == 'T'; }
+  static bool IsSecret(std::string_view run) {
+    const bool isDigest = std::ranges::all_of(run, [](char c) { return c <= kF; });
+    return !isDigest && (run.size() > kLeast || run.front() == kT);
+  }
 };
 
 struct SignatureRuns {
   static constexpr std::size_t kLeast = 40;
-  static bool Has(char c) { return IsBetween(c, '0', '9') || IsBetween(c, 'a', 'f'); }
+  static bool Has(char c) {
+    return IsBetween(c, '0', '9') || IsBetween(c, 'a', 'f') || IsBetween(c, 'A', 'F');
+  }
   static bool IsSecret(std::string_view run) { return run.size() == kLeast; }
 };
 
@@ -67,7 +77,8 @@ void MaskSecrets(RequestRecord& record) {
   for (std::string* text : {&record.path, &record.query, &record.method, &record.errorText,
                             &record.document, &record.answer}) {
     MaskBehindNames(*text);
-    MaskRuns<CredentialRuns>(*text);
+    MaskRuns<CredentialRuns<'A'>>(*text);
+    MaskRuns<CredentialRuns<'a'>>(*text);
     MaskRuns<SignatureRuns>(*text);
   }
 }

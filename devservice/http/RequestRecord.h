@@ -15,6 +15,7 @@ struct RequestRecord {
   // A longer document or answer is cut to this size. Files are never kept.
   static constexpr std::size_t kMaxText = 64 << 10;
 
+  std::uint64_t number = 0;  // given by the log, from 1 on, in the order of the answers
   std::chrono::system_clock::time_point time;  // when its head had arrived
   std::string verb;                            // "GET", "PUT", "POST"
   std::string path;                            // of what is no HTTP request, its first line

@@ -52,9 +52,8 @@ Log::Log(const std::string& path, bool json) : file_(stdout, [](std::FILE*) {}),
 void Log::Write(const RequestRecord& record) {
   const std::lock_guard lock(mutex_);
   using Json = nlohmann::ordered_json;
-  std::string line =
-      json_ ? RecordJson(++lines_, record).dump(-1, ' ', true, Json::error_handler_t::replace)
-            : LogLine(record);
+  std::string line = json_ ? RecordJson(record).dump(-1, ' ', true, Json::error_handler_t::replace)
+                           : LogLine(record);
   line += '\n';
   const bool good = WriteLine(file_.get(), line);
   if (!good && !failed_)

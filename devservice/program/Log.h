@@ -24,7 +24,6 @@ class Log {
   std::unique_ptr<std::FILE, void (*)(std::FILE*)> file_;
   bool json_;
   std::mutex mutex_;
-  std::uint64_t lines_ = 0;
   bool failed_ = false;
 };
 

@@ -64,8 +64,8 @@ const char* const kServiceFooter =
     "Serves on 127.0.0.1 until it is interrupted. It prints its address, the address of a page "
     "that shows the account and every request, and the credentials to log in with. A client that "
     "reads its server's address from a file finds it through the environment variable "
-    "KELO_URLS_FILE; the line to put there is printed, too. GET /outbox shows the mails that were "
-    "sent.";
+    "KELO_URLS_FILE; the line to put there is printed, too. GET /outbox, with "
+    "the page's token as in the page's calls, shows the mails that were sent.";
 
 ProgramTexts ServiceTexts() {
   return {{"kelo-devservice [OPTIONS]", "kelo-devservice ctl COMMAND [ARGUMENTS]"},

@@ -2,7 +2,7 @@
 #include "devservice/protocol/Digest.h"
 
 #include <openssl/evp.h>
-#include <openssl/rand.h>
+#include <unistd.h>
 
 #include <array>
 #include <fstream>
@@ -64,11 +64,14 @@ std::string Md5HexOfFile(const std::filesystem::path& path) {
   return file.bad() ? std::string() : hash.Hex();
 }
 
-std::string RandomHex() {
-  std::array<unsigned char, 16> bytes{};
-  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
-    throw std::runtime_error("no random bytes");
-  return HexOf(bytes);
+std::string RandomText(std::size_t size) {
+  // As many letters as five bits tell apart, so each is as likely as any other.
+  static constexpr std::string_view letters = "ABCDEFGHJKLMNPQRSTUVWXYZ23456789";
+  static_assert(letters.size() == 32);
+  std::string text(size, '\0');
+  if (getentropy(text.data(), text.size()) != 0) throw std::runtime_error("no random bytes");
+  for (char& c : text) c = letters[static_cast<unsigned char>(c) % letters.size()];
+  return text;
 }
 
 }  // namespace kelo::devservice

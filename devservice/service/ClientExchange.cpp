@@ -13,7 +13,6 @@ constexpr std::uint64_t kMaxDocument = 64 << 20;
 constexpr std::uint64_t kMaxForeignDocument = 1 << 20;
 // Longer bodies leave the log of arrivals, unless it is to keep them.
 constexpr std::size_t kLargeBody = 1 << 20;
-constexpr std::string_view kOutboxPath = "/outbox";
 constexpr std::string_view kUpload = "UploadItems";
 
 bool IsUpload(const LoggedRequest& request) {
@@ -91,7 +90,10 @@ Answer ClientExchange::OnRequest() {
   Answer answer = AnswerBySomebody(arrived);
   if (fault_) {
     Spoil(answer.reply, *fault_);
-    if (const int error = ErrorOf(*fault_)) record.errorCode = error;
+    if (const auto error = ErrorOf(*fault_)) {
+      record.errorCode = error->Number();
+      record.errorText = error->what();
+    }
   }
   record.answer = answer.reply.body.substr(0, RequestRecord::kMaxText);
   return answer;
@@ -119,7 +121,7 @@ Answer ClientExchange::AnswerBySomebody(const LoggedRequest& arrived) {
 void ClientExchange::OnDone() {
   upload_.reset();  // with what it has left, before anybody hears that it is over
   MaskSecrets(record);
-  parts_.log.Add(record);
+  parts_.log.Add(record);  // and has its number
   if (parts_.options.onRequest) parts_.options.onRequest(record);
 }
 
@@ -136,7 +138,6 @@ Answer ClientExchange::AnswerByItself() {
 
 Answer ClientExchange::AnswerGet() {
   if (request.path == Api::kAuthPath) return Document(parts_.api.Authenticate(request.query));
-  if (request.path == kOutboxPath) return {PlainReply(200, OutboxText()), {}, true};
   const std::filesystem::path file = parts_.api.FileOf(request.path);
   if (file.empty()) return {PlainReply(404, "Not found\n"), {}, false};
   Reply reply;
@@ -151,13 +152,6 @@ Answer ClientExchange::Document(CallReport report) {
   Reply reply;
   reply.body = std::move(report.answer);
   return {std::move(reply), {}, true};
-}
-
-std::string ClientExchange::OutboxText() const {
-  const std::lock_guard lock(parts_.api.Mutex());
-  std::string text;
-  for (const Mail& mail : parts_.store.Outbox()) text += DescribeMail(mail) + "\n";
-  return text.empty() ? "No mail.\n" : text;
 }
 
 }  // namespace kelo::devservice

@@ -44,7 +44,6 @@ class ClientExchange final : public Exchange {
   Answer AnswerByItself();
   Answer AnswerGet();
   Answer Document(CallReport report);
-  std::string OutboxText() const;
 
   const Parts& parts_;
   std::optional<Fault> fault_;            // that fired

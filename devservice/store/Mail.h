@@ -15,4 +15,7 @@ struct Mail {
   bool gpsRemoved = false;
 };
 
+// A mail as a text of several lines, for people.
+std::string DescribeMail(const Mail& mail);
+
 }  // namespace kelo::devservice

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "devservice/files/PrivateFiles.h"
+#include "devservice/protocol/Digest.h"
 #include "devservice/protocol/ServiceError.h"
 
 namespace kelo::devservice {
@@ -77,10 +78,7 @@ Credentials CredentialsOf(const Statement& row) {
 }  // namespace
 
 Store::Store(const std::filesystem::path& directory, std::filesystem::path files)
-    : files_(std::move(files)),
-      lock_(LockOf(directory)),
-      database_(DatabasePath(directory)),
-      random_(std::random_device()()) {
+    : files_(std::move(files)), lock_(LockOf(directory)), database_(DatabasePath(directory)) {
   MakePrivateFolder(files_);
   try {
     Prepare();
@@ -92,7 +90,7 @@ Store::Store(const std::filesystem::path& directory, std::filesystem::path files
 void Store::Prepare() {
   database_.Run(kTables);
   database_.OnChange(&CountChange, &revision_);
-  database_.Execute("INSERT OR IGNORE INTO settings VALUES('apiKey', ?)", RandomText(32));
+  database_.Execute("INSERT OR IGNORE INTO settings VALUES('apiKey', ?)", RandomText());
   // Once they were kept with the folder's path.
   database_.Execute("UPDATE items SET file = id WHERE file LIKE '%/files/' || id");
   RemoveStrays();
@@ -114,13 +112,6 @@ int Store::LastPort() {
 
 void Store::KeepPort(int port) {
   database_.Execute("INSERT OR REPLACE INTO settings VALUES('port', ?)", port);
-}
-
-std::string Store::RandomText(std::size_t size) {
-  static constexpr std::string_view letters = "ABCDEFGHJKLMNPQRSTUVWXYZ23456789";
-  std::string text;
-  for (std::size_t i = 0; i < size; ++i) text += letters[random_() % letters.size()];
-  return text;
 }
 
 std::string Store::NewId(char kind) {
@@ -147,7 +138,7 @@ Credentials Store::AddAccount(std::string_view address) {
   if (Statement known = database_.Query(find, address); known.Step()) return CredentialsOf(known);
   Transaction transaction(database_);
   database_.Execute("INSERT INTO accounts(address, authToken, secret) VALUES(?, ?, ?)", address,
-                    RandomText(32), RandomText(32));
+                    RandomText(), RandomText());
   Statement row = database_.Query(find, address);
   row.Step();
   const Credentials account = CredentialsOf(row);

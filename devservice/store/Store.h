@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <random>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -160,7 +159,6 @@ class Store {
   static std::string Now();  // "2026-01-31 12:34:56", UTC
 
  private:
-  std::string RandomText(std::size_t size);
   void AddPresetContacts(AccountId account);
   static void CountChange(void* revision, int, const char*, const char* table, sqlite3_int64);
 
@@ -175,7 +173,6 @@ class Store {
   std::filesystem::path files_;
   Descriptor lock_;
   Database database_;
-  std::mt19937_64 random_;
 };
 
 }  // namespace kelo::devservice

@@ -15,7 +15,7 @@ void Store::CountChange(void* revision, int, const char*, const char* table, sql
 }
 
 std::string Store::ControlToken() {
-  database_.Execute("INSERT OR IGNORE INTO settings VALUES('controlToken', ?)", RandomHex());
+  database_.Execute("INSERT OR IGNORE INTO settings VALUES('controlToken', ?)", RandomText());
   Statement row = database_.Query("SELECT value FROM settings WHERE name = 'controlToken'");
   row.Step();
   return row.Text(0);

@@ -49,4 +49,12 @@ std::vector<Mail> Store::Outbox() {
   return mails;
 }
 
+std::string DescribeMail(const Mail& mail) {
+  std::string text = "To: ";
+  for (const std::string& recipient : mail.recipients)
+    text += (&recipient == &mail.recipients.front() ? "" : ", ") + recipient;
+  text += "\nAlbum: " + mail.albumId + "\nGPS removed: " + (mail.gpsRemoved ? "yes" : "no");
+  return text + "\nSubject: " + mail.subject + "\n\n" + mail.body + "\n";
+}
+
 }  // namespace kelo::devservice

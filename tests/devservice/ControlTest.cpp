@@ -86,8 +86,12 @@ TEST_F(ControlTest, AnswersToLoopbackNamesAndTheTokenOnly) {
 
 TEST_F(ControlTest, SaysWhatItTakes) {
   const std::tuple<const char*, const char*, std::string, int> cases[] = {
+      {"GET", "/outbox", "", 200},
+      {"POST", "/outbox", "", 405},
+      {"GET", "/control/account", "", 200},
       {"POST", "/control/account", "", 405},
       {"GET", "/control/reset", "", 405},
+      {"POST", "/control/reset", "", 200},
       {"PUT", "/control/faults", "{}", 405},
       {"POST", "/control/faults", "{}", 200},
       {"POST", "/control/faults", "{", 400},
@@ -106,8 +110,14 @@ TEST_F(ControlTest, SaysWhatItTakes) {
       {"GET", "/control/log?after=9999999", "", 200},
       {"POST", "/control/reset", std::string(70'000, 'x'), 413},
   };
-  for (const auto& [method, path, body, status] : cases)
+  for (const auto& [method, path, body, status] : cases) {
+    const std::vector<std::string> strangers[] = {
+        {}, {authorization + "0"}, {authorization, "Host: evil.example" + port}};
+    for (const auto& headers : strangers)
+      EXPECT_EQ(client.Send(method, service.Url() + path, &body, headers).status, 403)
+          << method << " " << path << " " << testing::PrintToString(headers);
     EXPECT_EQ(Control(method, path, body).status, status) << method << " " << path;
+  }
   EXPECT_EQ(Get("/control/log?after=18446744073709551615")["requests"].size(), 0u);
   const Peer cut(service);
   cut.Send("POST /control/faults HTTP/1.1\r\nHost: localhost" + port + "\r\n" + authorization +
@@ -125,17 +135,21 @@ TEST_F(ControlTest, TellsRequestsWithWhatTheServiceMadeOfThemAndNotItsOwn) {
   client.Call("GetStorageCapacity");
   client.secret = "wrong";
   client.Call("GetAddressList");
+  service.AddFault("*:error=207");
+  client.Call("GetAddressList");
   const Json log = Get("/control/log?after=1");
-  ASSERT_EQ(log["requests"].size(), 2u) << log;
-  EXPECT_EQ(log["last"], 3);
+  ASSERT_EQ(log["requests"].size(), 3u) << log;
+  EXPECT_EQ(log["last"], 4);
   EXPECT_EQ(log["requests"][1]["errorCode"], 103);
+  EXPECT_EQ(log["requests"][1]["errorText"], "Wrong signature");
+  EXPECT_EQ(log["requests"][2]["errorText"], "A fault that was asked for");
   const Json whole = Get("/control/log/2");
   EXPECT_EQ(whole["method"], "GetStorageCapacity");
   EXPECT_EQ(whole["signature"], "ok");
   EXPECT_EQ(whole["document"], Client::kDeclarations + "<GetStorageCapacity />\r\n");
   EXPECT_NE(whole["answer"].get<std::string>().find("dataCapacity"), std::string::npos);
-  EXPECT_EQ(Get("/control/log?after=3")["requests"].size(), 0u) << "its own requests are none";
-  EXPECT_EQ(service.RequestCount(), 3u);
+  EXPECT_EQ(Get("/control/log?after=4")["requests"].size(), 0u) << "its own requests are none";
+  EXPECT_EQ(service.RequestCount(), 4u);
 }
 
 // Also what is no HTTP, and what no part of the service ever answers.
@@ -151,12 +165,12 @@ TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
       {"GET /x HTTP/1.1\nHost: x\n\n", "?", "GET /x HTTP/1.1", 400},
       {"\x16\x03\x01 not TLS", "?", "\x16\x03\x01 not TLS", 400},
       {"G", "?", "G", 400},
-      {std::string(9000, 'x'), "?", std::string(200, 'x'), 400},
+      {std::string(9000, 'o'), "?", std::string(200, 'o'), 400},
       {put + "Content-Length: 9\r\n\r\nabc", "PUT", "/x", 400},
       {put + "Content-Length: -1\r\n\r\nabc", "PUT", "/x", 413},
       {put + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", "PUT", "/x", 400},
       {put + "Content-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc", "PUT", "/x", 400},
-      {"GET /outbox HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc", "GET", "/outbox", 200},
+      {"GET /x HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc", "GET", "/x", 404},
   };
   int number = Get("/control/log")["last"];  // of the session's opening, on the same connection
   EXPECT_EQ(number, 1);
@@ -173,6 +187,15 @@ TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
     EXPECT_NE(told["answer"], "") << request;
     EXPECT_EQ(Get("/control/log")["last"], number) << request << ": told twice";
   }
+}
+
+std::string Small(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(c));
+  return text;
+}
+std::string Capital(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(c));
+  return text;
 }
 
 TEST(RequestRecord, HasNoSecretWhereverItStood) {
@@ -192,6 +215,8 @@ TEST(RequestRecord, HasNoSecretWhereverItStood) {
       {"{\"session\": \"" + session + "\"}", "{\"session\": \"***\"}"},
       {session, "***"},
       {"Bearer" + key, "Bearer***"},
+      {"/" + Small(key) + "/" + Small(session) + "/" + Capital(signature), "/***/***/***"},
+      {"md5=\"" + std::string(32, 'a') + "\"", ""},
       {"/?token=" + page, "/?token=***"},
       {"I" + session.substr(1) + ",A" + session.substr(1), ""},  // ids of entries
       {"md5=\"" + page + "\"", ""},
@@ -238,6 +263,7 @@ TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
                                 " recipientList=\"mailto:a@b.example\" subjectText=\"\""
                                 " bodyText=\"\" removeGPSInfo=\"true\"");
   EXPECT_EQ(Get("/control/account?id=" + other["id"].dump())["mails"].size(), 1u);
+  EXPECT_TRUE(Control("GET", "/outbox").body.starts_with("To: a@b.example\n"));
   EXPECT_EQ(Get("/control/account")["mails"].size(), 0u) << "of an album that is not shown";
   EXPECT_EQ(Control("GET", "/control/account?id=99").status, 404);
   EXPECT_EQ(Control("GET", "/control/account?ID=1").status, 400);
@@ -273,7 +299,7 @@ TEST(RequestLog, ForgetsTextsBeforeRequestsAndOldOnesFirst) {
   const auto add = [&log](std::size_t size) {
     RequestRecord record;
     record.document = std::string(size, 'd');
-    log.Add(std::move(record));
+    log.Add(record);
   };
   EXPECT_EQ(numbers(0, 9), "");
   EXPECT_EQ(json["first"], 1);

@@ -160,8 +160,6 @@ TEST_F(ProtocolTest, SharingReachesTheOtherAccountForReadingOnly) {
   const auto mails = service.Outbox();
   ASSERT_EQ(mails.size(), 1u);
   EXPECT_EQ(mails[0].recipients, (std::vector<std::string>{"sister@home.example", "x@y.example"}));
-  EXPECT_NE(client.Send("GET", service.Url() + "/outbox").body.find("x@y.example"),
-            std::string::npos);
   EXPECT_NE(client.Call("GetAddressList").Attribute("addressList").find(";x@y.example"),
             std::string::npos);
   const Response foreign = reader.Call("GetForeignAlbumItems", " needDate=\"true\"");
