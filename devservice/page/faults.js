@@ -24,7 +24,8 @@ const faults = {
   fires: 0,
 
   start() {
-    this.list = new WindowedList($("fires"), requestRows);
+    this.list = new WindowedList($("fires"), { ...requestRows, draw: (request) =>
+      drawCells(request, "request fire", [faultOf(request), resultText(request, "")]) });
     for (const name of kMethods)
       $("fault-method").append(make("option", { value: name, textContent: name === "*" ? "any" : name }));
     for (const [kind, what] of kFaultKinds)
@@ -78,7 +79,8 @@ const faults = {
     const focused = document.activeElement?.dataset?.fault;
     $("faults").replaceChildren(...active.map((fault) => this.drawActive(fault)));
     if (focused) $("faults").querySelector(`[data-fault="${Number(focused)}"]`)?.focus();
-    $("tab-faults").textContent = active.length > 0 ? `Faults (${active.length})` : "Faults";
+    const left = active.filter((fault) => fault.times === 0 || fault.fired < fault.times).length;
+    $("tab-faults").textContent = left > 0 ? `Faults (${left})` : "Faults";
   },
 
   drawActive(fault) {
@@ -86,7 +88,10 @@ const faults = {
     off.dataset.fault = fault.id;
     off.setAttribute("aria-label", `Switch off ${fault.text}`);
     off.addEventListener("click", () => this.change({ remove: fault.id }));
+    const often = fault.times > 0 ? `${fault.fired} of ${counted(fault.times, "time")}`
+      : counted(fault.fired, "time");
+    const spent = fault.times > 0 && fault.fired === fault.times ? ", spent" : "";
     return make("li", {}, off, make("span", { className: "fault", textContent: fault.text }),
-      make("span", { className: "quiet", textContent: `fired ${counted(fault.fired, "time")}` }));
+      make("span", { className: "quiet", textContent: `fired ${often}${spent}` }));
   },
 };

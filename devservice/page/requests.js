@@ -4,12 +4,16 @@ const hasFailed = (request) =>
 
 const nameOf = (request) => request.method || `${request.verb} ${request.path}`;
 
-function resultText(request) {
+// Without the method where that is the request's own.
+const faultOf = ({ fault, method }) =>
+  (fault.startsWith(`${method}:`) ? fault.slice(method.length + 1) : fault);
+
+function resultText(request, fault = request.fault) {
   const parts = [];
   if (request.errorCode !== 0) parts.push(`error ${request.errorCode}: ${request.errorText}`);
   else parts.push(request.status === 0 ? "no answer" : String(request.status));
   if (!request.complete && request.verb !== "?") parts.push("body cut short");
-  if (request.fault) parts.push(`fault ${request.fault}`);
+  if (fault) parts.push(`fault ${fault}`);
   return parts.join(", ");
 }
 
@@ -28,15 +32,16 @@ function textOf(request) {
   ].join("\n");
 }
 
-function drawRequest(request) {
-  const kind = request.fault ? "fault" : hasFailed(request) ? "bad" : "";
-  const texts = [request.time.slice(11, 23), nameOf(request), resultText(request),
-    request.milliseconds.toFixed(1), request.bytesIn, request.bytesOut];
-  const row = make("div", { role: "option", className: "request" },
-    ...texts.map((text) => make("span", { textContent: text })));
-  row.children[2].className = kind;
+// The third cell says what became of the request, in colour. What is cut can be seen under the mouse.
+function drawCells(request, className, cells) {
+  const row = make("div", { role: "option", className }, ...[request.time.slice(11, 23),
+    nameOf(request), ...cells].map((text) => make("span", { textContent: text, title: text })));
+  row.children[2].className = request.fault ? "fault" : hasFailed(request) ? "bad" : "";
   return row;
 }
+
+const drawRequest = (request) => drawCells(request, "request", [resultText(request, faultOf(request)),
+  request.milliseconds.toFixed(1), request.bytesIn, request.bytesOut]);
 
 const requestRows = {
   rowHeight: 26,

@@ -123,13 +123,27 @@ class Reading(PageChecks):
         must(self.page.value("window.ran") is None, "a name ran as a script")
 
     def check_long_texts(self):
-        """No text from outside makes the page wider than its window."""
+        """No text from outside makes the page, or a part of it, wider than its window."""
         self.client.send("GET", "/" + "long" * 1000)
         self.client.call(f'<AddFolder folderName="{"long" * 60}" />')
+        self.client.call(f'<{"Long" * 60} />')
         for box in ["#requests", "#account", "#method"]:
             self.page.wait(has_text(box, "long" * 60))
-        width = self.page.value("[document.documentElement.scrollWidth, innerWidth]")
-        must(width[0] <= width[1], f"the page takes {width[0]} of {width[1]}")
+        fault = "NegotiateUploadItems:slow=1000000000000,times=1000000"
+        self.service.control("POST", "/control/faults", json.dumps({"add": [fault, "*:slow=99999"]}))
+        self.client.call("<GetAddressList />")
+        self.page.wait(has_text("#faults", fault))
+        for width in [1280, 400]:
+            self.page.call("Emulation.setDeviceMetricsOverride", width=width, height=800,
+                           deviceScaleFactor=1, mobile=False)
+            for tab in ["outbox", "faults", "account"]:
+                self.page.click(f"#tab-{tab}")
+                wide = self.page.value("""[document.documentElement, ...document.querySelectorAll(
+                  ".list, #faults")].filter((e) => e.scrollWidth > e.clientWidth)
+                  .map((e) => `${e.id} ${e.scrollWidth} of ${e.clientWidth}`)""")
+                must(wide == [], f"{tab} at {width}: {wide}")
+        self.page.call("Emulation.clearDeviceMetricsOverride")
+        self.service.control("DELETE", "/control/faults")
 
     def check_refused(self):
         """Another page, of another port of the same host, and whoever lacks the token."""
