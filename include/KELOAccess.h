@@ -37,7 +37,8 @@
  *     aborted, the parent's goes on. A process may end (exit)
  *     while a command runs on another thread: the library has nothing destroyed then. It makes no
  *     thread of its own; a name lookup that was given up may go on for a while on one of libcurl's,
- *     so the library stays loaded for good.
+ *     so the library stays loaded for good. While four such lookups go on, a request that needs one
+ *     waits for one of them to end, as long as its time-out allows.
  *   - Failures: none outlives its command. The next one, on the same session, begins afresh, and the
  *     catalogue is as it was before or as it is after the command that failed, never in between.
  *

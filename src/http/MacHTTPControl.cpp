@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "http/HTTPConnectionMac.h"
@@ -158,7 +159,10 @@ void MacHTTPControl::RunWaitLoop(const URLRequest& request) {
     MacHTTPControl& control;
     ~Release() {
       std::unique_ptr<URLConnection>& connection = control.operation_->pNSURLConnection;
-      if (connection) control.lastTransfer_ = connection->Info();
+      try {
+        if (connection) control.lastTransfer_ = connection->Info();
+      } catch (const std::bad_alloc&) {  // it stays unknown
+      }
       connection.reset();
     }
   } const release{*this};

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "platform/CDSAUtility.h"
 #include "platform/Environment.h"
@@ -31,11 +32,11 @@ CurlMulti MakeMulti() {
   return multi;
 }
 
-CurlShare MakeShare() {
+std::shared_ptr<CURLSH> MakeShare() {
   CurlShare share(curl_share_init());
   if (!share) throw std::bad_alloc();
   CheckCurl(curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION));
-  return share;
+  return std::shared_ptr<CURLSH>(std::move(share));
 }
 
 class CurlLoader final : public URLLoader {
@@ -70,7 +71,7 @@ class CurlLoader final : public URLLoader {
   void LeaveToParent() {
     if (!handles_.CloseInherited()) return;
     static_cast<void>(handles_.multi.release());
-    static_cast<void>(handles_.share.release());
+    handles_.share.reset();
   }
 
   CurlHandles handles_;

@@ -30,7 +30,7 @@ bool IsRedirect(long status) {
 }  // namespace
 
 size_t CurlConnection::OnHeaderLine(std::string_view line) {
-  Hop& hop = *hop_;
+  CurlHop& hop = *hop_;
   hop.headBytes += line.size();
   if (ended_ || hop.headBytes > kMaxHeadBytes) return 0;
   const bool endsHead = line == "\r\n" || line == "\n";
@@ -94,24 +94,46 @@ int CurlConnection::OnSendingBegins(int localPort) {
   return CURL_PREREQFUNC_OK;
 }
 
-size_t CurlConnection::HeaderCallback(char* data, size_t size, size_t count, void* self) {
-  return static_cast<CurlConnection*>(self)->OnHeaderLine({data, size * count});
+int CurlConnection::OnSocketOpened(curl_socket_t socket) {
+  hop_->lookingUp = false;
+  return handles_.sockets.Add(socket) ? CURL_SOCKOPT_OK : CURL_SOCKOPT_ERROR;
 }
 
-size_t CurlConnection::DataCallback(char* data, size_t size, size_t count, void* self) {
-  return static_cast<CurlConnection*>(self)->OnData(data, size * count);
+int CurlConnection::LookupCallback(void*, void*, void* hop) {
+  auto* const self = static_cast<CurlHop*>(hop);
+  self->lookingUp = self->owner && self->mayLookUp;
+  self->lookupRefused = !self->lookingUp;
+  return self->lookingUp ? 0 : 1;
 }
 
-size_t CurlConnection::BodyCallback(char* buffer, size_t size, size_t count, void* self) {
-  return static_cast<CurlConnection*>(self)->OnBodyWanted(buffer, size * count);
+int CurlConnection::SocketCallback(void* hop, curl_socket_t socket, curlsocktype) {
+  CurlConnection* const owner = static_cast<CurlHop*>(hop)->owner;
+  return owner ? owner->OnSocketOpened(socket) : CURL_SOCKOPT_ERROR;
 }
 
-int CurlConnection::RewindCallback(void* self, curl_off_t offset, int) {
-  return static_cast<CurlConnection*>(self)->OnRewind(offset);
+size_t CurlConnection::HeaderCallback(char* data, size_t size, size_t count, void* hop) {
+  CurlConnection* const owner = static_cast<CurlHop*>(hop)->owner;
+  return owner ? owner->OnHeaderLine({data, size * count}) : 0;
 }
 
-int CurlConnection::SendingCallback(void* self, char*, char*, int, int localPort) {
-  return static_cast<CurlConnection*>(self)->OnSendingBegins(localPort);
+size_t CurlConnection::DataCallback(char* data, size_t size, size_t count, void* hop) {
+  CurlConnection* const owner = static_cast<CurlHop*>(hop)->owner;
+  return owner ? owner->OnData(data, size * count) : CURL_WRITEFUNC_ERROR;
+}
+
+size_t CurlConnection::BodyCallback(char* buffer, size_t size, size_t count, void* hop) {
+  CurlConnection* const owner = static_cast<CurlHop*>(hop)->owner;
+  return owner ? owner->OnBodyWanted(buffer, size * count) : CURL_READFUNC_ABORT;
+}
+
+int CurlConnection::RewindCallback(void* hop, curl_off_t offset, int) {
+  CurlConnection* const owner = static_cast<CurlHop*>(hop)->owner;
+  return owner ? owner->OnRewind(offset) : CURL_SEEKFUNC_FAIL;
+}
+
+int CurlConnection::SendingCallback(void* hop, char*, char*, int, int localPort) {
+  CurlConnection* const owner = static_cast<CurlHop*>(hop)->owner;
+  return owner ? owner->OnSendingBegins(localPort) : CURL_PREREQFUNC_ABORT;
 }
 
 }  // namespace kelo

@@ -3,6 +3,7 @@
 
 #include <sys/ioctl.h>
 
+#include <climits>
 #include <new>
 #include <utility>
 
@@ -28,14 +29,12 @@ CurlConnection::CurlConnection(CurlHandles& handles, const URLRequest& request,
       url_(request.url),
       scheme_(SchemeOfURL(url_)) {
   if (handles_.current != nullptr) handles_.current->Cancel();
-  if (scheme_ == URLScheme::Malformed || !HeadersAreSendable()) {
+  if (scheme_ == URLScheme::Malformed || !HeadersAreSendable())
     refusedWith_ = kURLError_BadURL;
-  } else if (scheme_ == URLScheme::Unsupported) {
+  else if (scheme_ == URLScheme::Unsupported)
     refusedWith_ = kURLError_UnsupportedURL;
-  } else {
-    headers_ = MakeHeaders();
+  else
     BeginHop();
-  }
   handles_.current = this;
 }
 
@@ -46,13 +45,22 @@ CurlConnection::~CurlConnection() {
 }
 
 void CurlConnection::BeginHop() {
-  hop_.emplace(Hop{.easy = CurlEasy(curl_easy_init()),
-                   .watch = SilenceWatch(request_.timeout, bodyLength_)});
+  hop_ = std::make_unique<CurlHop>(CurlHop{.owner = this,
+                                           .multi = nullptr,
+                                           .share = handles_.share,
+                                           .headers = MakeHeaders(),
+                                           .watch = SilenceWatch(request_.timeout, bodyLength_)});
   if (!hop_->easy) throw std::bad_alloc();
   SetOptions();
   SetMethodAndBody();
+}
+
+bool CurlConnection::AttachHop() {
+  if (hop_->attached) return true;
+  hop_->mayLookUp = MayLookUp();
+  if (needsLookup_ && !hop_->mayLookUp) return false;
   CheckCurl(curl_multi_add_handle(handles_.multi.get(), hop_->easy.get()));
-  hop_->attached = true;
+  return hop_->attached = true;
 }
 
 void CurlConnection::Advance(std::chrono::milliseconds slice) {
@@ -61,7 +69,7 @@ void CurlConnection::Advance(std::chrono::milliseconds slice) {
   CURLM* multi = handles_.multi.get();
   int running = 0;
   insidePerform_ = true;
-  const CURLMcode performed = curl_multi_perform(multi, &running);
+  const CURLMcode performed = AttachHop() ? curl_multi_perform(multi, &running) : CURLM_OK;
   insidePerform_ = false;
   if (ended_) {
     Detach();
@@ -90,7 +98,13 @@ bool CurlConnection::IsSilentTooLong() {
 }
 
 void CurlConnection::FinishHop(CURLcode code) {
+  hop_->lookingUp = false;
   if (hop_->redirecting) return FollowRedirect();
+  if (hop_->lookupRefused) {
+    Detach();
+    needsLookup_ = true;
+    return BeginHop();
+  }
   if (code == CURLE_OK && !hop_->headComplete)
     return Fail(kURLError_ConnectionLost, "the answer's head was cut");
   if (hop_->repeatRefused) code = CURLE_SEND_FAIL_REWIND;
@@ -144,7 +158,16 @@ void CurlConnection::Cancel() {
 void CurlConnection::Detach() {
   if (!hop_ || !std::exchange(hop_->attached, false)) return;
   handles_.CloseInherited();
-  curl_multi_remove_handle(handles_.multi.get(), hop_->easy.get());
+  if (!hop_->lookingUp) {
+    curl_multi_remove_handle(handles_.multi.get(), hop_->easy.get());
+    return;
+  }
+  // libcurl would give it up as well, and its thread would be forgotten.
+  static_cast<void>(
+      curl_easy_setopt(hop_->easy.get(), CURLOPT_CONNECTTIMEOUT, long{INT_MAX / 1000}));
+  hop_->owner = nullptr;
+  hop_->multi = std::move(handles_.multi);
+  KeepGivenUpLookup(std::move(hop_));
 }
 
 uint64_t CurlConnection::BodyBytesSent() const {

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <optional>
+#include <memory>
 #include <string>
 
 #include "platform/SilenceWatch.h"
@@ -29,12 +29,47 @@ struct CurlHandles {
   bool CloseInherited();
 
   pid_t process = getpid();
-  CurlSockets sockets;   // outlives the handles, which report to it
-  CurlShare share;       // TLS sessions
-  CurlMulti multi;       // open connections and looked-up names
+  CurlSockets sockets;            // outlives the handles, which report to it
+  std::shared_ptr<CURLSH> share;  // TLS sessions
+  CurlMulti multi;                // open connections and looked-up names
   bool suspect = false;  // a transfer did not end well: the next one begins with a new multi handle
   CurlConnection* current = nullptr;  // the request under way
 };
+
+// One request and its answer: the first, and one more for each redirect that is followed. Its
+// handle is new, since a used one cannot be brought back to a known state. What libcurl is given of
+// it stays where it is until the handle has gone.
+struct CurlHop {
+  CurlConnection* owner;                  // null when it was given up
+  CurlMulti multi;                        // only when it was given up: the one that it is in
+  const pid_t process = getpid();         // that has the thread of its lookup
+  const std::shared_ptr<CURLSH> share{};  // outlives the handle
+  CurlList headers{};
+  CurlEasy easy{curl_easy_init()};
+  SilenceWatch watch;
+  bool attached = false;       // the handle is in the multi handle
+  bool mayLookUp = true;       // a name
+  bool lookupRefused = false;  // since there were too many
+  bool lookingUp = false;      // libcurl has begun a lookup, and there is no socket yet
+  size_t headBytes = 0;        // of all heads and trailers of the answer
+  bool headComplete = false;
+  bool responded = false;
+  bool redirecting = false;
+  bool repeatRefused = false;
+  int attempts = 0;
+  bool reused = false;  // travels over a connection that had served before
+  uint64_t bodyRead = 0;
+  curl_socket_t socket = CURL_SOCKET_BAD;  // over which the request travels
+  std::array<char, CURL_ERROR_SIZE> words{};
+};
+
+// libcurl cannot end a name lookup: that of a request which is given up goes on, on a thread of its
+// own, until the system's resolver is done with it. So such a request is kept, with its multi
+// handle, until libcurl says that it has ended, and a limited number of them at a time. Both: any
+// thread.
+void KeepGivenUpLookup(std::unique_ptr<CurlHop> hop);
+// Whether another lookup may begin.
+bool MayLookUp();
 
 class CurlConnection final : public URLConnection {
  public:
@@ -50,25 +85,9 @@ class CurlConnection final : public URLConnection {
   void Advance(std::chrono::milliseconds slice);
 
  private:
-  // One request and its answer: the first, and one more for each redirect that is followed. Its
-  // handle is new, since a used one cannot be brought back to a known state.
-  struct Hop {
-    CurlEasy easy;
-    SilenceWatch watch;
-    bool attached = false;  // the handle is in the multi handle
-    size_t headBytes = 0;   // of all heads and trailers of the answer
-    bool headComplete = false;
-    bool responded = false;
-    bool redirecting = false;
-    bool repeatRefused = false;
-    int attempts = 0;
-    bool reused = false;  // travels over a connection that had served before
-    uint64_t bodyRead = 0;
-    curl_socket_t socket = CURL_SOCKET_BAD;  // over which the request travels
-    std::array<char, CURL_ERROR_SIZE> words{};
-  };
-
   void BeginHop();
+  // Hands it to libcurl; false while it must wait for its lookup.
+  bool AttachHop();
   void SetOptions();
   void SetMethodAndBody();
   CurlList MakeHeaders() const;
@@ -88,17 +107,20 @@ class CurlConnection final : public URLConnection {
   int OnRewind(curl_off_t offset);
   int OnSendingBegins(int localPort);
 
-  static size_t HeaderCallback(char* data, size_t size, size_t count, void* self);
-  static size_t DataCallback(char* data, size_t size, size_t count, void* self);
-  static size_t BodyCallback(char* buffer, size_t size, size_t count, void* self);
-  static int RewindCallback(void* self, curl_off_t offset, int origin);
-  static int SendingCallback(void* self, char*, char*, int, int localPort);
+  int OnSocketOpened(curl_socket_t socket);
+
+  static int LookupCallback(void*, void*, void* hop);
+  static int SocketCallback(void* hop, curl_socket_t socket, curlsocktype);
+  static size_t HeaderCallback(char* data, size_t size, size_t count, void* hop);
+  static size_t DataCallback(char* data, size_t size, size_t count, void* hop);
+  static size_t BodyCallback(char* buffer, size_t size, size_t count, void* hop);
+  static int RewindCallback(void* hop, curl_off_t offset, int origin);
+  static int SendingCallback(void* hop, char*, char*, int, int localPort);
 
   CurlHandles& handles_;
   const URLRequest request_;
   URLConnectionDelegate& delegate_;
   uint64_t bodyLength_ = 0;
-  CurlList headers_;
 
   std::string url_;  // of this hop
   URLScheme scheme_ = URLScheme::Malformed;
@@ -111,7 +133,8 @@ class CurlConnection final : public URLConnection {
   bool endedWell_ = false;     // finished
   std::exception_ptr thrown_;  // by an event, to go on when libcurl has returned
   std::string failure_;
-  std::optional<Hop> hop_;
+  bool needsLookup_ = false;  // as the first try has shown, when there were too many
+  std::unique_ptr<CurlHop> hop_;
 };
 
 }  // namespace kelo

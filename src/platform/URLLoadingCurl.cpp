@@ -116,11 +116,6 @@ const char* FindCurlHeader(CURL* easy, const char* name) {
   return found ? header->value : nullptr;
 }
 
-void CurlSockets::Watch(CURL* easy) {
-  SetCurlOption<CURLOPT_SOCKOPTFUNCTION>(easy, &CurlSockets::Opened);
-  SetCurlOption<CURLOPT_SOCKOPTDATA>(easy, static_cast<void*>(this));
-}
-
 curl_socket_t CurlSockets::WithLocalPort(int port) const {
   const auto found = std::ranges::find_if(sockets_, [port](const Socket& socket) {
     return socket.IsOpen() && LocalPort(socket.number) == port;
@@ -139,15 +134,14 @@ bool CurlSockets::Socket::IsOpen() const {
   return fstat(number, &now) == 0 && now.st_dev == device && now.st_ino == node;
 }
 
-int CurlSockets::Opened(void* self, curl_socket_t number, curlsocktype) try {
-  auto& sockets = static_cast<CurlSockets*>(self)->sockets_;
-  std::erase_if(sockets, [](const Socket& socket) { return !socket.IsOpen(); });
+bool CurlSockets::Add(curl_socket_t number) try {
+  std::erase_if(sockets_, [](const Socket& socket) { return !socket.IsOpen(); });
   struct stat now {};
-  if (fstat(number, &now) != 0) return CURL_SOCKOPT_ERROR;
-  sockets.push_back({number, now.st_dev, now.st_ino});
-  return CURL_SOCKOPT_OK;
+  if (fstat(number, &now) != 0) return false;
+  sockets_.push_back({number, now.st_dev, now.st_ino});
+  return true;
 } catch (const std::bad_alloc&) {
-  return CURL_SOCKOPT_ERROR;
+  return false;
 }
 
 }  // namespace kelo

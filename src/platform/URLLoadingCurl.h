@@ -77,8 +77,8 @@ const char* FindCurlHeader(CURL* easy, const char* name);
 // belongs to somebody else once libcurl has closed it.
 class CurlSockets {
  public:
-  // Has `easy` report to this object, which must outlive the connections it makes.
-  void Watch(CURL* easy);
+  // Takes note of one that was opened; false when it cannot be known, and must not be used.
+  bool Add(curl_socket_t number);
   // The socket whose end here has that port; CURL_SOCKET_BAD if there is none.
   curl_socket_t WithLocalPort(int port) const;
   // Closes all of them behind libcurl's back: for a process that only inherited them.
@@ -91,7 +91,6 @@ class CurlSockets {
     ino_t node;
     bool IsOpen() const;
   };
-  static int Opened(void* self, curl_socket_t number, curlsocktype);
 
   std::vector<Socket> sockets_;  // those that are closed go when another is opened
 };

@@ -53,6 +53,7 @@ CurlList CurlConnection::MakeHeaders() const {
 
 void CurlConnection::SetOptions() {
   CURL* easy = hop_->easy.get();
+  void* const hop = hop_.get();
   SetCurlOption<CURLOPT_SHARE>(easy, handles_.share.get());
   SetCurlOption<CURLOPT_ERRORBUFFER>(easy, hop_->words.data());
   SetCurlOption<CURLOPT_URL>(easy, url_.c_str());
@@ -65,22 +66,28 @@ void CurlConnection::SetOptions() {
   SetCurlOption<CURLOPT_QUICK_EXIT>(easy, 1L);  // giving up never waits for the resolver
   SetCurlOption<CURLOPT_MAXAGE_CONN>(easy, kOldestReusedConnection);
   SetCurlOption<CURLOPT_FRESH_CONNECT>(easy, request_.freshConnection ? 1L : 0L);
+  // Spreads the time over a host's addresses. A lookup that takes too long is given up here, not by
+  // libcurl, which wouldn't keep it.
   SetCurlOption<CURLOPT_CONNECTTIMEOUT>(
-      easy, static_cast<long>(std::min<uint32_t>(request_.timeout, INT_MAX / 1000)));
+      easy, static_cast<long>(std::min<uint32_t>(request_.timeout, INT_MAX / 1000 - 1)) + 1);
   SetCurlOption<CURLOPT_BUFFERSIZE>(easy, kReceiveBufferSize);
-  SetCurlOption<CURLOPT_HTTPHEADER>(easy, headers_.get());
+  SetCurlOption<CURLOPT_HTTPHEADER>(easy, hop_->headers.get());
   if (!HasHeader("Accept-Encoding")) SetCurlOption<CURLOPT_ACCEPT_ENCODING>(easy, "");
   SetCurlOption<CURLOPT_HEADERFUNCTION>(easy, &HeaderCallback);
-  SetCurlOption<CURLOPT_HEADERDATA>(easy, static_cast<void*>(this));
+  SetCurlOption<CURLOPT_HEADERDATA>(easy, hop);
   SetCurlOption<CURLOPT_WRITEFUNCTION>(easy, &DataCallback);
-  SetCurlOption<CURLOPT_WRITEDATA>(easy, static_cast<void*>(this));
+  SetCurlOption<CURLOPT_WRITEDATA>(easy, hop);
   SetCurlOption<CURLOPT_PREREQFUNCTION>(easy, &SendingCallback);
-  SetCurlOption<CURLOPT_PREREQDATA>(easy, static_cast<void*>(this));
-  handles_.sockets.Watch(easy);
+  SetCurlOption<CURLOPT_PREREQDATA>(easy, hop);
+  SetCurlOption<CURLOPT_RESOLVER_START_FUNCTION>(easy, &LookupCallback);
+  SetCurlOption<CURLOPT_RESOLVER_START_DATA>(easy, hop);
+  SetCurlOption<CURLOPT_SOCKOPTFUNCTION>(easy, &SocketCallback);
+  SetCurlOption<CURLOPT_SOCKOPTDATA>(easy, hop);
 }
 
 void CurlConnection::SetMethodAndBody() {
   CURL* easy = hop_->easy.get();
+  void* const hop = hop_.get();
   if (request_.method == "GET") {
     SetCurlOption<CURLOPT_HTTPGET>(easy, 1L);
     return;
@@ -105,9 +112,9 @@ void CurlConnection::SetMethodAndBody() {
   if (bodyLength_ > kSendBufferSize)
     SetCurlOption<CURLOPT_UPLOAD_BUFFERSIZE>(easy, kSendBufferSize);
   SetCurlOption<CURLOPT_READFUNCTION>(easy, &BodyCallback);
-  SetCurlOption<CURLOPT_READDATA>(easy, static_cast<void*>(this));
+  SetCurlOption<CURLOPT_READDATA>(easy, hop);
   SetCurlOption<CURLOPT_SEEKFUNCTION>(easy, &RewindCallback);
-  SetCurlOption<CURLOPT_SEEKDATA>(easy, static_cast<void*>(this));
+  SetCurlOption<CURLOPT_SEEKDATA>(easy, hop);
 }
 
 }  // namespace kelo
