@@ -63,6 +63,8 @@ class SocketServer {
   SocketServer& operator=(const SocketServer&) = delete;
   ~SocketServer();
 
+  // From now on ReadRequest writes long runs of zeros as their number: "(4096 zeros)".
+  void CountZeros() { countsZeros_ = true; }
   // Gives the connections to come a small receive buffer, so that bytes wait at the sender.
   void ReceiveLittleAtATime();
 
@@ -86,6 +88,7 @@ class SocketServer {
   int listener_ = -1;
   int port_ = 0;
   std::atomic<int> connections_ = 0;
+  std::atomic<bool> countsZeros_ = false;
   mutable std::mutex lock_;
   mutable std::condition_variable changed_;
   bool stopping_ = false;

@@ -125,7 +125,9 @@ TEST_F(UploadTest, ProgressSurroundsTheTransferWhateverItsStatus) {
     KeepEvents();
     std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "12345"), File("b.jpg", "123")};
     EXPECT_EQ(Upload(records, "A1"), result);
-    EXPECT_EQ(events, result == 4129 ? std::vector<Words>{both[0]} : both) << result;
+    ASSERT_GE(events.size(), result == 4129 ? 1u : 2u) << result;  // more may come in between
+    EXPECT_EQ(events.front(), both[0]) << result;
+    EXPECT_EQ(events.back() == both[1], result != 4129) << result;
   }
 }
 
