@@ -4,6 +4,7 @@
 #include "KeloProcess.h"
 #include "host/account/Dates.h"
 #include "host/upload/UploadPlan.h"
+#include "host/upload/UploadRequest.h"
 
 namespace kelo::host::testing {
 namespace {
@@ -39,6 +40,28 @@ TEST_F(FilesTest, MemosStayWithTheirPictures) {
     Write(name, "x");
   EXPECT_EQ(BatchSizes(true), (std::vector<std::size_t>{2, 2}));  // the memo below has no picture
   EXPECT_EQ(BatchSizes(false), (std::vector<std::size_t>{5}));
+}
+
+// What no request of the library's tells shows in its record.
+TEST_F(FilesTest, APictureTellsOfItself) {
+  struct Watched : Library {
+    using Library::Library;
+    std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
+                          const OnProgress&) override {
+      if (code == kKELOCommand_Upload) sent = *static_cast<const tagKELO_LoadInfo*>(record->data);
+      return kKELOResult_NoSession;
+    }
+    tagKELO_LoadInfo sent{};
+  };
+  LocalFile file{.path = KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"};
+  Describe(file);
+  AddPictureFacts(file);
+  Output out;
+  Watched library(out, {});
+  Perform(library, {}, {file}, nullptr);
+  EXPECT_EQ(library.sent.width, 480u);
+  EXPECT_EQ(library.sent.height, 320u);
+  EXPECT_STREQ(library.sent.shotDate, "2026-05-17T10:11:12");
 }
 
 TEST(DatesOfFilesTest, AreTakenWhateverTheyAre) {

@@ -139,6 +139,17 @@ TEST_F(PutTest, ADryRunChangesNothing) {
     EXPECT_EQ(Arrived(method), 0u) << method;
 }
 
+TEST_F(PutTest, ADateOfAShotAndARatingArrive) {
+  ASSERT_EQ(Kelo({"put", KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"}).exitCode, 0);
+  EXPECT_EQ(Kelo({"rate", "rosebed.jpg", "4"}).out, "rated 4\n");
+  for (const auto& [method, text] :
+       {std::pair("CheckUploadItems", "shotDate=\"2026-05-17T10:11:12\""),
+        {"ModifyProps", "name=\"rating\" value=\"4\""}})
+    EXPECT_TRUE(service_.WaitForRequest([&](const LoggedRequest& request) {
+      return request.apiMethod == method && request.body.find(text) != std::string::npos;
+    })) << method;
+}
+
 TEST_F(PutTest, JsonTellsEachFile) {
   Write("in/\"a\" & <a>\n.jpg", "aaa");
   Write("in/b\xE9.jpg", "bbb");
