@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <system_error>
+#include <tuple>
 
 #include "devservice/files/PrivateFiles.h"
 #include "devservice/store/FileKinds.h"
@@ -141,9 +142,10 @@ class Importer {
     item.name = path.filename().string();
     item.size = fs::file_size(path);
     item.modifyDate = ModifyDateOf(path);
-    const FileDescription description{item.name, item.size, "", "", item.modifyDate};
-    const auto known = store_.FindDuplicate(account_, description, album);
-    if (IsRefusedFile(item.name) || (known && store_.IsInAlbum(album, known->id))) return;
+    std::set<FileKey>& known = KnownIn(album);
+    const FileKey key = KeyOf(item);
+    const bool isKnown = known.contains(key) || known.contains({item.name, item.size, ""});
+    if (IsRefusedFile(item.name) || isKnown) return;
     item.id = store_.NewId('I');
     item.file = fs::absolute(path);
     if (access(path.c_str(), R_OK) != 0)
@@ -155,6 +157,27 @@ class Importer {
     item.uploadDate = now_;
     DescribeFile(item);
     store_.AddItem(account_, album, item);
+    known.insert(key);
+  }
+
+  // By which the import knows a file again, whose date may be missing in the account.
+  using FileKey = std::tuple<std::string, std::uint64_t, std::string>;
+
+  // Dates agree whether they are written with colons or hyphens, with a "Z" or without.
+  static FileKey KeyOf(const Item& item) {
+    std::string date = item.modifyDate;
+    std::erase_if(date, [](char c) { return c == ':' || c == '-' || c == 'Z'; });
+    std::ranges::replace(date, 'T', ' ');
+    return {item.name, item.size, date};
+  }
+
+  // Those of one album, read once: a question for each file would look through all of its name.
+  std::set<FileKey>& KnownIn(const std::string& album) {
+    const auto [found, isFirst] = known_.try_emplace(album);
+    if (isFirst)
+      for (const Item& item : store_.Items(album, {"FileName", false}))
+        found->second.insert(KeyOf(item));
+    return found->second;
   }
 
   Store& store_;
@@ -165,7 +188,8 @@ class Importer {
   const std::string now_ = Store::Now();
   using IdsByName = std::map<std::string, std::string>;  // the first of each name
   IdsByName folders_;
-  std::map<std::string, IdsByName> albums_;  // of each folder that was looked into
+  std::map<std::string, IdsByName> albums_;         // of each folder that was looked into
+  std::map<std::string, std::set<FileKey>> known_;  // by album
 };
 
 std::string NameOf(const fs::path& directory) {

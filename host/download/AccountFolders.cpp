@@ -2,6 +2,7 @@
 #include "host/download/AccountFolders.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "host/account/AccountWalk.h"
 #include "host/account/Names.h"
@@ -47,9 +48,8 @@ void AccountFolders::Place(std::vector<Item> siblings, const fs::path& below) {
   std::ranges::sort(siblings, {}, Id);
   std::vector<fs::path> wanted;
   for (const auto& entry : siblings) wanted.push_back(below / FolderName(entry));
-  const auto given = paths_.Give(wanted, Named::kFolder, [&](std::size_t at, const fs::path& path) {
-    return HoldsSomeOf(siblings[at], path);
-  });
+  const auto given = paths_.Give(wanted, Named::kFolder,
+                                 [&](std::size_t at) { return MarksOf(siblings[at], ""); });
   for (std::size_t at = 0; at < siblings.size(); ++at) {
     folders_.emplace(siblings[at].id, given[at].path);
     if (siblings[at].kind == Kind::Folder)
@@ -57,14 +57,14 @@ void AccountFolders::Place(std::vector<Item> siblings, const fs::path& below) {
   }
 }
 
-bool AccountFolders::HoldsSomeOf(const Item& entry, const fs::path& folder) {
-  std::error_code failed;
-  if (!fs::is_directory(folder, failed)) return false;
-  const bool isFolder = entry.kind == Kind::Folder;
-  return std::ranges::any_of(ContentsOf(library_, entry).entries, [&](const Item& child) {
-    return isFolder ? HoldsSomeOf(child, folder / FolderName(child))
-                    : IsFileOf(folder / ItemFileName(child), ItemDate(child));
-  });
+std::vector<PathGiver::Mark> AccountFolders::MarksOf(const Item& entry, const std::string& below) {
+  std::vector<PathGiver::Mark> marks;
+  for (const Item& child : ContentsOf(library_, entry).entries)
+    if (entry.kind != Kind::Folder)
+      marks.push_back({below + ItemFileName(child), ItemDate(child)});
+    else
+      std::ranges::move(MarksOf(child, FolderName(child) + "/"), std::back_inserter(marks));
+  return marks;
 }
 
 }  // namespace kelo::host

@@ -23,7 +23,8 @@ class AccountFolders {
 
  private:
   void Place(std::vector<Item> siblings, const std::filesystem::path& below);
-  bool HoldsSomeOf(const Item& entry, const std::filesystem::path& folder);
+  // The files in an entry's folder.
+  std::vector<PathGiver::Mark> MarksOf(const Item& entry, const std::string& below);
 
   Library& library_;
   PathGiver& paths_;

@@ -97,8 +97,8 @@ class Planner {
   void GivePaths() {
     std::vector<fs::path> wanted;
     for (const PlannedFile& file : plan_.files) wanted.push_back(file.wanted);
-    auto given = plan_.paths.Give(wanted, Named::kFile, [&](std::size_t at, const fs::path& path) {
-      return IsFileOf(path, plan_.files[at].modified);
+    auto given = plan_.paths.Give(wanted, Named::kFile, [&](std::size_t at) {
+      return std::vector<PathGiver::Mark>{{"", plan_.files[at].modified}};
     });
     for (std::size_t at = 0; at < given.size(); ++at) {
       PlannedFile& file = plan_.files[at];

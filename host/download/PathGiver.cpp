@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <deque>
 #include <limits>
 
 #include "text/Unicode.h"
@@ -13,8 +14,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using Date = std::optional<std::time_t>;
+
 constexpr int kGaps = 3;  // numbers that are missing, since someone removed their files
-constexpr int kNoLimit = std::numeric_limits<int>::max();
 
 fs::path Numbered(const fs::path& wanted, int number, Named named) {
   return wanted.parent_path() / NumberedName(wanted.filename().string(), number, named);
@@ -25,23 +27,95 @@ bool Stat(const fs::path& path, struct stat& status) {
   return ::stat(path.c_str(), &status) == 0 || ::lstat(path.c_str(), &status) == 0;
 }
 
-bool SameButForCase(const fs::path& a, const fs::path& b) {
-  std::u16string textA;
-  std::u16string textB;
-  return Utf8ToUtf16(a.string(), textA) && Utf8ToUtf16(b.string(), textB) &&
-         CompareFolded(textA, textB) == 0;
-}
-
 }  // namespace
+
+// Those that want one path, and whose it is what stands there.
+class PathGiver::Namesakes {
+ public:
+  explicit Namesakes(const fs::path& wanted) : wanted_(wanted) {}
+
+  void Add(std::size_t at) { waiting_.insert(at); }
+  void Remove(std::size_t at) { waiting_.erase(at); }
+  const fs::path& Wanted() const { return wanted_; }
+  bool Empty() const { return waiting_.empty(); }
+
+  // The first that has a mark of what stands at the path.
+  std::optional<std::size_t> OwnerOf(const fs::path& path, Named named, const MarksOf& marksOf) {
+    if (!isRead_) ReadMarks(marksOf);
+    return named == Named::kFile ? FindFile(path, "") : FindIn(path, "", depth_);
+  }
+
+ private:
+  using Positions = std::deque<std::size_t>;
+
+  void ReadMarks(const MarksOf& marksOf) {
+    isRead_ = true;
+    for (const std::size_t at : waiting_) {
+      for (const Mark& mark : marksOf(at)) {
+        depth_ = std::max(depth_, std::ranges::count(mark.below, '/'));
+        marks_[mark.below][mark.modified].push_back(at);
+      }
+    }
+  }
+
+  std::optional<std::size_t> FindIn(const fs::path& folder, const std::string& below,
+                                    std::ptrdiff_t depth) {
+    std::error_code failed;
+    for (fs::directory_iterator at(folder, failed), end; !failed && at != end;
+         at.increment(failed)) {
+      std::error_code ignored;
+      const std::string name = below + at->path().filename().string();
+      auto owner = FindFile(at->path(), name);
+      if (!owner && depth > 0 && at->is_directory(ignored))
+        owner = FindIn(at->path(), name + "/", depth - 1);
+      if (owner) return owner;
+    }
+    return std::nullopt;
+  }
+
+  std::optional<std::size_t> FindFile(const fs::path& path, const std::string& below) {
+    const auto marks = marks_.find(below);
+    struct stat status {};
+    if (marks == marks_.end() || ::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+      return std::nullopt;
+    std::size_t first = kNobody;
+    // Some file systems count in twos.
+    const std::time_t date = status.st_mtime;
+    for (const Date& one : {Date(), Date(date - 1), Date(date), Date(date + 1)}) {
+      const auto dated = marks->second.find(one);
+      if (dated != marks->second.end()) first = std::min(first, FirstOf(dated->second));
+    }
+    return first == kNobody ? std::nullopt : std::optional(first);
+  }
+
+  // Those that have a path by now go for good.
+  std::size_t FirstOf(Positions& positions) const {
+    while (!positions.empty() && !waiting_.contains(positions.front())) positions.pop_front();
+    return positions.empty() ? kNobody : positions.front();
+  }
+
+  static constexpr std::size_t kNobody = std::numeric_limits<std::size_t>::max();
+
+  const fs::path wanted_;
+  std::set<std::size_t> waiting_;  // positions
+  bool isRead_ = false;
+  std::ptrdiff_t depth_ = 0;  // of the folders in which marked files lie
+  std::map<std::string, std::map<Date, Positions>> marks_;
+};
+
+bool PathGiver::ButForCase::operator()(const std::u16string& a, const std::u16string& b) const {
+  return CompareFolded(a, b) < 0;
+}
 
 bool PathGiver::BelongsElsewhere(const fs::path& path) const {
   struct stat status {};
-  if (files_.empty() || !Stat(path, status)) return false;
+  std::u16string text;
+  if (files_.empty() || !Stat(path, status) || !Utf8ToUtf16(path.string(), text)) return false;
   // Two links to one file are two files; two spellings of its name are one.
-  const auto [first, last] = files_.equal_range({status.st_dev, status.st_ino});
-  return std::any_of(first, last, [&](const auto& file) {
-    return file.second != path && SameButForCase(file.second, path);
-  });
+  const auto file = files_.find({status.st_dev, status.st_ino});
+  if (file == files_.end()) return false;
+  const auto spelling = file->second.find(text);
+  return spelling != file->second.end() && spelling->second != path;
 }
 
 bool PathGiver::IsTaken(const fs::path& path) const {
@@ -50,28 +124,9 @@ bool PathGiver::IsTaken(const fs::path& path) const {
 
 void PathGiver::Made(const fs::path& path) {
   struct stat status {};
-  if (Stat(path, status)) files_.emplace(FileId(status.st_dev, status.st_ino), path);
-}
-
-bool PathGiver::Find(const fs::path& wanted, Named named, int last,
-                     const std::function<bool(const fs::path&)>& belongs, Given& given) {
-  int& next = nextFree_.try_emplace(wanted, 1).first->second;
-  struct stat status {};
-  int gaps = 0;
-  for (int number = next; number <= last && gaps <= kGaps; ++number) {
-    fs::path path = Numbered(wanted, number, named);
-    if (!Stat(path, status)) {
-      ++gaps;
-      continue;
-    }
-    if (IsTaken(path) || !belongs(path)) continue;
-    if (number == next) ++next;
-    paths_.insert(path);
-    Made(path);
-    given = {std::move(path), true};
-    return true;
-  }
-  return false;
+  std::u16string text;
+  if (Stat(path, status) && Utf8ToUtf16(path.string(), text))
+    files_[{status.st_dev, status.st_ino}].emplace(std::move(text), path);
 }
 
 fs::path PathGiver::Take(const fs::path& wanted, Named named) {
@@ -82,31 +137,57 @@ fs::path PathGiver::Take(const fs::path& wanted, Named named) {
   }
 }
 
-std::vector<PathGiver::Given> PathGiver::Give(const std::vector<fs::path>& wanted, Named named,
-                                              const BelongsTo& belongsTo) {
-  std::vector<Given> given(wanted.size());
-  std::vector<bool> done(wanted.size());
-  const auto forRest = [&](const auto& give) {
-    for (std::size_t at = 0; at < wanted.size(); ++at)
-      if (!done[at]) done[at] = give(at);
-  };
-  // Plain names first: a number that someone else has for a name must not be lost to him.
-  for (const int last : {1, kNoLimit}) {
-    forRest([&](std::size_t at) {
-      return Find(
-          wanted[at], named, last, [&](const fs::path& path) { return belongsTo(at, path); },
-          given[at]);
-    });
+// What stands under the numbers from `first` to `last` goes to whom it belongs.
+void PathGiver::GiveStanding(Namesakes& namesakes, Named named, int first, int last,
+                             const MarksOf& marksOf, std::vector<Given>& given) {
+  int gaps = 0;
+  for (int number = first; number <= last && gaps <= kGaps && !namesakes.Empty(); ++number) {
+    const fs::path path = Numbered(namesakes.Wanted(), number, named);
+    struct stat status {};
+    if (!Stat(path, status)) {
+      ++gaps;
+      continue;
+    }
+    if (IsTaken(path)) continue;
+    const auto owner = namesakes.OwnerOf(path, named, marksOf);
+    if (!owner) continue;
+    paths_.insert(path);
+    Made(path);
+    given[*owner] = {path, true};
+    namesakes.Remove(*owner);
   }
-  forRest([&](std::size_t at) {
+}
+
+std::vector<PathGiver::Given> PathGiver::Give(const std::vector<fs::path>& wanted, Named named,
+                                              const MarksOf& marksOf) {
+  std::vector<Given> given(wanted.size());
+  std::map<fs::path, std::size_t> known;
+  std::deque<Namesakes> all;  // in the order of the first of each
+  std::vector<Namesakes*> namesakes;
+  for (std::size_t at = 0; at < wanted.size(); ++at) {
+    const auto [found, isNew] = known.emplace(wanted[at], all.size());
+    if (isNew) all.emplace_back(wanted[at]);
+    namesakes.push_back(&all[found->second]);
+    namesakes.back()->Add(at);
+  }
+  // Plain names first: a number that someone else has for a name must not be lost to him.
+  for (Namesakes& each : all) GiveStanding(each, named, 1, 1, marksOf, given);
+  for (Namesakes& each : all)
+    GiveStanding(each, named, 2, std::numeric_limits<int>::max(), marksOf, given);
+  for (std::size_t at = 0; at < wanted.size(); ++at) {
+    if (!given[at].path.empty() || IsTaken(wanted[at]) || !paths_.insert(wanted[at]).second)
+      continue;
     given[at].path = wanted[at];
-    return !IsTaken(wanted[at]) && paths_.insert(wanted[at]).second;
-  });
-  forRest([&](std::size_t at) {
+    namesakes[at]->Remove(at);
+  }
+  for (std::size_t at = 0; at < wanted.size(); ++at) {
+    if (!given[at].path.empty()) continue;
     given[at].path = Take(wanted[at], named);
-    given[at].isHere = belongsTo(at, given[at].path);
-    return true;
-  });
+    struct stat status {};
+    given[at].isHere = Stat(given[at].path, status) &&
+                       namesakes[at]->OwnerOf(given[at].path, named, marksOf) == at;
+    namesakes[at]->Remove(at);
+  }
   return given;
 }
 

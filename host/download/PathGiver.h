@@ -4,9 +4,11 @@
 
 #include <sys/types.h>
 
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -22,12 +24,20 @@ class PathGiver {
     std::filesystem::path path;
     bool isHere = false;  // what stands there belongs to the one that got the path
   };
-  // Whether what stands at the path belongs to the one with this position.
-  using BelongsTo = std::function<bool(std::size_t, const std::filesystem::path&)>;
+  // By which a file is known again: its path in the folder that is wanted, empty for a file that is
+  // wanted itself, and its modify date, any where none is known.
+  struct Mark {
+    std::string below;
+    std::optional<std::time_t> modified;
+  };
+  // Of the one with this position; asked once at most, where something stands at its path.
+  using MarksOf = std::function<std::vector<Mark>(std::size_t)>;
 
-  // A path for each wanted one, in their order, which decides who gets the lower number.
+  // A path for each wanted one, in their order, which decides who gets the lower number. What
+  // stands there belongs to the first that has a mark of it. Many of one name take no longer than
+  // as many names.
   std::vector<Given> Give(const std::vector<std::filesystem::path>& wanted, Named named,
-                          const BelongsTo& belongsTo);
+                          const MarksOf& marksOf);
   // One path more.
   std::filesystem::path Take(const std::filesystem::path& wanted, Named named);
   // A file was made at a path that was given: where the file system takes two names for one (by
@@ -39,13 +49,19 @@ class PathGiver {
  private:
   using FileId = std::pair<dev_t, ino_t>;
 
-  bool Find(const std::filesystem::path& wanted, Named named, int last,
-            const std::function<bool(const std::filesystem::path&)>& belongs, Given& given);
+  struct ButForCase {
+    bool operator()(const std::u16string& a, const std::u16string& b) const;
+  };
+  using Spellings = std::map<std::u16string, std::filesystem::path, ButForCase>;
+  class Namesakes;
+
+  void GiveStanding(Namesakes& namesakes, Named named, int first, int last, const MarksOf& marksOf,
+                    std::vector<Given>& given);
   bool IsTaken(const std::filesystem::path& path) const;
 
   std::set<std::filesystem::path> paths_;
-  std::multimap<FileId, std::filesystem::path> files_;  // what stands at them
-  std::map<std::filesystem::path, int> nextFree_;       // by wanted path: numbers below are taken
+  std::map<FileId, Spellings> files_;              // what stands at them
+  std::map<std::filesystem::path, int> nextFree_;  // by wanted path: numbers below are taken
 };
 
 }  // namespace kelo::host

@@ -1,5 +1,6 @@
 // What a service must stand: other services, and clients that are slow, many, big or gone.
 #include <signal.h>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -167,6 +168,34 @@ TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
           .size(),
       4u)
       << "the circle leads to the folder above, once";
+}
+
+// The steps of the database in a service's life; counted in tens.
+std::size_t steps = 0;
+int CountSteps(sqlite3* database, char**, const sqlite3_api_routines*) {
+  const auto count = [](void*) {
+    ++steps;
+    return 0;
+  };
+  sqlite3_progress_handler(database, 10, count, nullptr);
+  return SQLITE_OK;
+}
+
+TEST(ImportTest, ManyFilesOfOneNameTakeNoLongerThanManyNames) {
+  const auto stepsFor = [](int files) {
+    const TemporaryFolder folder;
+    for (int i = 0; i < files; ++i)
+      fs::last_write_time(folder.Write("Trip/One/" + std::to_string(i) + "/a.jpg", "x"),
+                          fs::file_time_type(std::chrono::seconds(i)));
+    steps = 0;
+    Service imported;
+    imported.Import(folder.Path(""));
+    return steps;
+  };
+  const auto hook = reinterpret_cast<void (*)()>(CountSteps);
+  ASSERT_EQ(sqlite3_auto_extension(hook), SQLITE_OK);
+  EXPECT_LT(stepsFor(400), 6 * stepsFor(100));
+  sqlite3_cancel_auto_extension(hook);
 }
 
 TEST(DataDirectory, AFullDiskLeavesNoPartOfAnImportedFile) {
