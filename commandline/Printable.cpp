@@ -29,16 +29,20 @@ bool Showable(UChar32 character) {
 
 }  // namespace
 
-std::string Printable(std::string_view text, char substitute, std::string_view also) {
+std::string Printable(std::string_view text) {
+  return Printable(
+      text, "", [](std::string_view) { return "?"; });
+}
+
+std::string Printable(std::string_view text, std::string_view also,
+                      const std::function<std::string(std::string_view)>& instead) {
   std::string clean;
   for (std::size_t i = 0; i < text.size();) {
     const std::size_t start = i;
     const bool keep =
         Showable(NextCharacter(text, i)) && also.find(text[start]) == std::string_view::npos;
-    if (keep)
-      clean.append(text.substr(start, i - start));
-    else
-      clean.push_back(substitute);
+    const std::string_view character = text.substr(start, i - start);
+    clean += keep ? std::string(character) : instead(character);
   }
   return clean;
 }

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -33,10 +34,49 @@ std::string Shortened(const std::string& name) {
   return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
 }
 
+// "%2F" for "/".
+std::string Escaped(std::string_view sign) {
+  std::string escaped;
+  for (const char byte : sign) escaped += fmt::format("%{:02X}", static_cast<unsigned char>(byte));
+  return escaped;
+}
+
+// Other percent signs stay as they are, so that names which have some keep them.
+std::string WithEscapes(std::string_view text) {
+  return Printable(text, "/\\", Escaped);
+}
+
 std::string Component(std::string_view text) {
-  std::string name = Printable(Composed(text), '_', "/\\");
-  if (!name.empty() && name[0] == '.') name[0] = '_';
+  std::string name = WithEscapes(Composed(text));
+  if (name.starts_with('.')) name.replace(0, 1, Escaped("."));
   return Shortened(name);
+}
+
+// The sign whose escape stands at `at`; empty where there is none that Component would have made.
+std::string EscapedSignAt(std::string_view name, std::size_t at) {
+  std::string bytes;
+  for (std::size_t i = at; bytes.size() < 4 && i + 2 < name.size() && name[i] == '%'; i += 3) {
+    unsigned byte = 0;
+    const char* const end = name.data() + i + 3;
+    if (std::from_chars(name.data() + i + 1, end, byte, 16).ptr != end) break;
+    bytes.push_back(static_cast<char>(byte));
+  }
+  std::size_t length = 0;
+  if (bytes.empty() || NextCharacter(bytes, length) <= 0) return {};
+  bytes.resize(length);
+  const std::string_view escape = name.substr(at, 3 * length);
+  const bool isMade = WithEscapes(bytes) == escape || (at == 0 && escape == Escaped("."));
+  return isMade ? bytes : "";
+}
+
+std::string Unescaped(std::string_view name) {
+  std::string plain;
+  for (std::size_t at = 0; at < name.size();) {
+    const std::string sign = EscapedSignAt(name, at);
+    plain += sign.empty() ? std::string(1, name[at]) : sign;
+    at += sign.empty() ? 1 : 3 * sign.size();
+  }
+  return plain;
 }
 
 // Printable ASCII, as most names are: long listings live on that.
@@ -82,6 +122,15 @@ std::string WithoutNumber(const std::string& name) {
   const bool isNumber = read.ec == std::errc() && read.ptr + 1 == end && *read.ptr == ')';
   if (!isNumber || name[mark + 2] == '0' || number < 2) return name;
   return name.substr(0, mark) + name.substr(extension);
+}
+
+std::vector<std::string> NamesBehind(const std::string& name) {
+  std::vector<std::string> names;
+  const std::string numberless = WithoutNumber(name);
+  for (std::string& other : std::array{numberless, Unescaped(name), Unescaped(numberless)})
+    if (other != name && std::ranges::find(names, other) == names.end())
+      names.push_back(std::move(other));
+  return names;
 }
 
 std::string ByteText(std::uint64_t bytes) {

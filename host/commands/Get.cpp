@@ -134,7 +134,9 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
       "One album goes straight into the folder; a folder, several albums and --all make folders as "
       "in the account, friends' albums in \"Friends' albums\". A file gets the date of its "
       "picture, by which another 'kelo get' knows it and leaves it alone, and 'kelo put' knows "
-      "that it is stored. Two files that would have one name are numbered. Ctrl-C leaves no "
+      "that it is stored. Two files that would have one name are numbered, and signs that a name "
+      "must "
+      "not have here are written as in URLs, \"AC%2FDC\"; 'kelo put' knows both. Ctrl-C leaves no "
       "partial file. Back up, 'kelo put' would store friends' pictures among yours; --exclude "
       "\"Friends' albums/\" keeps them out.");
   get->callback([options, json, &chosen] {

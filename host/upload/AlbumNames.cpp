@@ -27,8 +27,12 @@ AlbumShelf::Ids& AlbumShelf::Children(const std::string& folderId, Kind kind) {
   const auto known = children_.find({folderId, kind});
   if (known != children_.end()) return known->second;
   Ids ids;
-  for (const Item& entry : library_.List(folderId, kind))
-    if (Is(entry.kind, kind) && !entry.id.empty()) ids.emplace(CatalogueName(entry.name), entry.id);
+  std::vector<Item> entries = library_.List(folderId, kind);
+  std::erase_if(entries, [&](const Item& e) { return !Is(e.kind, kind) || e.id.empty(); });
+  for (const Item& entry : entries) ids.emplace(CatalogueName(entry.name), entry.id);
+  // By the folder that `get` makes of it, where no other has that name.
+  for (const Item& entry : entries)
+    ids.emplace(CatalogueName(FileName(entry.name, entry.id)), entry.id);
   return children_.emplace(std::pair(folderId, kind), std::move(ids)).first->second;
 }
 

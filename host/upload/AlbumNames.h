@@ -27,7 +27,8 @@ struct AlbumName {
 // `holdsFolders` tells of the first folder on it.
 AlbumName AlbumOfFile(const std::filesystem::path& below, bool holdsFolders);
 
-// Finds albums in the loaded account by their exact names, and makes those that are missing.
+// Finds albums in the loaded account by their exact names, or by the names of the folders that a
+// download makes of them, and makes those that are missing.
 class AlbumShelf {
  public:
   // The library has the account loaded.

@@ -45,7 +45,7 @@ class Sender {
       return Fail(portion, failure.Code(), UploadOutcome::kNotSent);
     }
     if (batch.twin == Twin::kRival) SendRivals(portion);
-    if (portion.check) LeaveOutNumbered(portion);
+    if (portion.check) LeaveOutRenamed(portion);
     if (portion.files.empty()) return;
     if (options_.dryRun) return Preview(std::move(portion), batch.twin);
     if (full_) KeepWhatFits(portion);
@@ -205,17 +205,28 @@ class Sender {
     Send(std::move(rivals));
   }
 
-  // Pictures of one name have numbers where `get` has put them: "a (2).jpg" may be here what is
-  // "a.jpg" there. What this run has stored itself is no such picture.
-  void LeaveOutNumbered(Portion& portion) {
-    Portion numbered = TakeOut(portion, [this](LocalFile file) {
-      const std::string name = file.path.filename().string();
-      file.path.replace_filename(WithoutNumber(name));
-      return file.path.filename() != name && !attempts_.HasStoredTwinOf(file);
-    });
-    for (const bool numberless : {false, true})
-      if (!numbered.files.empty()) attempts_.Ask(numbered, numberless);
-    std::ranges::move(numbered.files, std::back_inserter(portion.files));
+  // Pictures of one name have numbers where `get` has put them, and signs that no file may have are
+  // written as others: "a (2).jpg" may be here what is "a.jpg" there.
+  void LeaveOutRenamed(Portion& portion) {
+    std::size_t most = 0;  // names of one file
+    for (const LocalFile& file : portion.files)
+      most = std::max(most, NamesBehind(file.path.filename().string()).size());
+    for (std::size_t other = 0; other <= most && most != 0; ++other) {
+      Portion asked =
+          TakeOut(portion, [&](const LocalFile& file) { return MayBeThereAs(file, other); });
+      if (!asked.files.empty()) attempts_.Ask(asked, other);
+      std::ranges::move(asked.files, std::back_inserter(portion.files));
+    }
+  }
+
+  // What this run has stored itself is no such picture.
+  bool MayBeThereAs(LocalFile file, std::size_t other) const {
+    const std::vector<std::string> names = NamesBehind(file.path.filename().string());
+    if (other == 0 || other > names.size()) return other == 0 && !names.empty();
+    const std::string& name = names[other - 1];
+    if (name.find('/') != name.npos) return true;
+    file.path.replace_filename(name);
+    return !attempts_.HasStoredTwinOf(file);
   }
 
   // What the service would do with the portion.

@@ -29,14 +29,14 @@ UploadAttempts::UploadAttempts(Library& library, const UploadPlan& plan,
                     Job{.doing = "sending", .files = plan.FileCount(), .bytes = bytes});
 }
 
-UploadAttempts::Result UploadAttempts::Try(Portion& portion, bool checkOnly, bool numberless) {
+UploadAttempts::Result UploadAttempts::Try(Portion& portion, bool checkOnly, std::size_t other) {
   if (progress_ && !checkOnly) Announce(portion.files);
   const UploadAnswer answer = Perform(library_,
                                       {.album = portion.album,
                                        .tags = options_.tags,
                                        .check = portion.check,
                                        .checkOnly = checkOnly,
-                                       .numberless = numberless},
+                                       .other = other},
                                       portion.files, progress_ ? &*progress_ : nullptr);
   std::vector<UploadedFile> decided;
   std::vector<LocalFile> left;

@@ -48,8 +48,8 @@ class UploadAttempts {
   // and is reported; what the service holds already is placed in the album before. Throws
   // CommandFailure when aborted.
   Result Send(Portion& portion) { return Try(portion, false); }
-  // `numberless`: it is asked about "a (2).jpg" as "a.jpg".
-  Result Ask(Portion& portion, bool numberless = false) { return Try(portion, true, numberless); }
+  // `other`: not by its name, but by the n-th of those behind it.
+  Result Ask(Portion& portion, std::size_t other = 0) { return Try(portion, true, other); }
 
   void Report(const UploadedFile& file);
   void Report(const Portion& portion, UploadOutcome outcome, std::uint32_t code);
@@ -61,7 +61,7 @@ class UploadAttempts {
   std::size_t Held() const { return held_; }
 
  private:
-  Result Try(Portion& portion, bool checkOnly, bool numberless = false);
+  Result Try(Portion& portion, bool checkOnly, std::size_t other = 0);
   void Announce(const std::vector<LocalFile>& files);
   void Place(const Portion& portion, std::vector<UploadedFile>& files);
 

@@ -14,7 +14,9 @@ std::vector<UploadFile> Described(const UploadRequest& request,
   std::vector<UploadFile> described;
   for (const LocalFile& file : files) {
     std::string name = file.path.filename().string();
-    if (request.numberless) name = WithoutNumber(name);
+    if (request.other != 0)
+      if (const auto others = NamesBehind(name); request.other <= others.size())
+        name = others[request.other - 1];
     described.push_back({.path = file.path,
                          .name = std::move(name),
                          .size = file.size,

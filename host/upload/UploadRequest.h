@@ -22,9 +22,9 @@ struct FileAnswer {
 struct UploadRequest {
   std::string album{};  // id; empty: no album
   std::string tags{};
-  bool check = true;        // do not send what is stored already
-  bool checkOnly = false;   // and do not send the others either: they are left undecided
-  bool numberless = false;  // ask for "a (2).jpg" as "a.jpg"; with checkOnly alone
+  bool check = true;       // do not send what is stored already
+  bool checkOnly = false;  // and do not send the others either: they are left undecided
+  std::size_t other = 0;   // ask by the n-th of the names behind the file's; with checkOnly alone
 };
 
 struct UploadAnswer {

@@ -1,4 +1,5 @@
 // What failures, killed runs and other hosts leave to a download.
+#include <fmt/format.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,23 +60,47 @@ TEST_F(GetTest, ALostConnectionCostsOnlyTheFileThatMoved) {
     EXPECT_EQ(ReadFile(Out() / name), "whole");
 }
 
-// Other hosts tell when a file was made; a file that was fetched was made just now.
+// Other hosts tell when a file was made, which was just now for a file that was fetched, and give
+// names that no file may have.
 TEST_F(GetTest, PutFindsWhatAnotherHostStoredAndGetFetched) {
   const std::string path = Write("in/a.jpg", "picture");
+  const std::string names[] = {"a.jpg",
+                               "e\x1B[2J.jpg",
+                               "e\x1B[2J.jpg",
+                               "b\\c.jpg",
+                               "x%20y/z.jpg",
+                               "x%2Fy.jpg",
+                               "right\u202Egpj.jpg",
+                               "line\r\nbreak.jpg",
+                               "..",
+                               ".rc",
+                               "end.",
+                               " end ",
+                               "odd\uFFFD.jpg",
+                               "cafe\u0301.jpg"};
   {
     StateFile(folder_ / "other").TryUrl(service_.Url());
     Output out;
     Library other(out, {});
     other.Open({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
-    const auto uploaded = other.Upload("", {{.path = path,
-                                             .modifyDate = "2024-05-17T10:11:13Z",
-                                             .createDate = "2024-05-16T10:11:13Z"}});
-    ASSERT_FALSE(uploaded[0].error);
+    const std::string folder = other.AddFolder("Music/\x01");
+    for (const std::string& album :
+         {std::string(), other.AddAlbum("", "AC/DC"), other.AddAlbum(folder, ".\\hidden")}) {
+      std::vector<UploadFile> files;
+      for (const std::string& name : names)
+        files.push_back({.path = path,
+                         .name = name,
+                         .modifyDate = fmt::format("2024-05-{}T10:11:13Z", 10 + files.size()),
+                         .createDate = "2024-05-16T10:11:13Z"});
+      for (const UploadedFile& file : other.Upload(album, files)) ASSERT_FALSE(file.error);
+    }
   }
-  EXPECT_THAT(Get({"--all"}).out, EndsWith("1 downloaded, 0 already here\n"));
-  const Outcome put = Kelo({"put", Out().string()});
-  EXPECT_EQ(put.exitCode, 0) << put.err;
-  EXPECT_EQ(Arrived("UploadItems"), 1u);
+  const std::size_t albums = Arrived("AddAlbum") + Arrived("AddFolder");
+  EXPECT_THAT(Get({"--all"}).out, EndsWith("42 downloaded, 0 already here\n"));
+  const Outcome put = Kelo({"put", Out().string(), "--albums-from-folders", "--all-files"});
+  EXPECT_THAT(put.out, EndsWith("0 stored, 42 already there, 0 not stored\n")) << put.err;
+  EXPECT_EQ(Arrived("UploadItems"), 3u);
+  EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder"), albums);
 }
 
 TEST_F(GetTest, RemovesWhatKilledRunsLeft) {

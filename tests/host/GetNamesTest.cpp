@@ -1,5 +1,19 @@
 // Names of downloaded files.
+#include <atomic>
+
 #include "GetTest.h"
+#include "host/download/PathGiver.h"
+
+namespace {
+
+std::atomic<std::size_t> asked = 0;  // questions to the file system
+
+}  // namespace
+
+int stat(const char* path, struct stat* status) noexcept {
+  ++asked;
+  return fstatat(AT_FDCWD, path, status, 0);
+}
 
 namespace kelo::host::testing {
 namespace {
@@ -16,8 +30,9 @@ TEST_F(GetTest, HostileNamesNeitherLeaveTheFolderNorReachTheTerminal) {
                 [](const std::string&) { return Reply{.body = "x"}; });
   const Outcome get = Get({"root"});
   EXPECT_EQ(get.exitCode, 0) << get.err;
-  EXPECT_THAT(Names("out"), ElementsAre("_.", "_._.._evil.jpg", "_bashrc", "_etc_evil",
-                                        "a_[31mred.jpg", "back_slash", "item6", "line__break.jpg"));
+  EXPECT_THAT(Names("out"),
+              ElementsAre("%2E.", "%2E.%2F..%2Fevil.jpg", "%2Ebashrc", "%2Fetc%2Fevil",
+                          "a%1B[31mred.jpg", "back%5Cslash", "item6", "line%0D%0Abreak.jpg"));
   EXPECT_THAT(Names("."), ElementsAre("home", "out"));
   for (const auto& command :
        {std::vector<std::string>{"tree", "--items"}, {"ls", "root"}, {"info", "item4"}}) {
@@ -97,6 +112,34 @@ TEST_F(GetTest, TwoNamesOfOneFileAreSeenAsSuch) {
   fs::remove(Out() / "same.jpg");
   EXPECT_THAT(Get({"root", "--replace"}).out, EndsWith("2 downloaded, 0 already here\n"));
   EXPECT_EQ(ReadFile(Out() / "Same.jpg"), "item0");
+}
+
+// Four times as many of one name ask the file system about four times as many questions, whatever
+// stands there.
+TEST_F(GetTest, ManyOfOneNameTakeNoLongerThanManyNames) {
+  enum class There { kNothing, kAll, kAllButFirst, kOthers };
+  const auto questions = [&](std::size_t count, There there) {
+    const fs::path folder = folder_ / std::to_string(count);
+    const fs::path wanted = folder / "a.jpg";
+    fs::remove_all(folder);
+    for (std::size_t at = 0; there != There::kNothing && at < count; ++at) {
+      const std::string name = NumberedName("a.jpg", static_cast<int>(at) + 1);
+      const bool other = there == There::kOthers || (there == There::kAllButFirst && at == 0);
+      SetModifyTime(Write(fs::path(folder.filename() / name), "x"),
+                    other ? 5 : static_cast<std::time_t>(1000 * at + 1000));
+    }
+    asked = 0;
+    PathGiver paths;
+    const auto given = paths.Give(std::vector(count, wanted), Named::kFile, [](std::size_t at) {
+      return std::vector<PathGiver::Mark>{{"", static_cast<std::time_t>(1000 * at + 1001)}};
+    });
+    const std::size_t all = asked;
+    const auto here = std::ranges::count_if(given, &PathGiver::Given::isHere);
+    EXPECT_EQ(here, there == There::kAll ? count : there == There::kAllButFirst ? count - 1 : 0u);
+    return all;
+  };
+  for (const There there : {There::kNothing, There::kAll, There::kAllButFirst, There::kOthers})
+    EXPECT_LT(questions(200, there), 6 * questions(50, there)) << static_cast<int>(there);
 }
 
 }  // namespace

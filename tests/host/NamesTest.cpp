@@ -28,10 +28,10 @@ TEST(NamesTest, ShowsNothingThatATerminalObeys) {
 
 TEST(NamesTest, MakesOneHarmlessPathComponent) {
   const std::pair<std::string, std::string> cases[] = {
-      {"a.jpg", "a.jpg"}, {"", "id"}, {".", "_"}, {"nul\x01", "nul_"}, {"桜.jpg", "桜.jpg"},
+      {"a.jpg", "a.jpg"}, {"", "id"}, {".", "%2E"}, {"nul\x01", "nul%01"}, {"桜.jpg", "桜.jpg"},
   };
   for (const auto& [raw, name] : cases) EXPECT_EQ(FileName(raw, "id"), name) << raw;
-  EXPECT_EQ(FileName("", "../x"), "_._x");
+  EXPECT_EQ(FileName("", "../x"), "%2E.%2Fx");
   // 80 characters of three bytes each, and the extension is kept.
   std::string longName;
   for (int i = 0; i < 100; ++i) longName += "桜";
@@ -42,6 +42,16 @@ TEST(NamesTest, MakesOneHarmlessPathComponent) {
 }
 
 TEST(NamesTest, NumbersNamesBeforeTheirExtension) {
+  using Names = std::vector<std::string>;
+  const std::pair<std::string, Names> behind[] = {
+      {"a.jpg", {}},
+      {"a (2).jpg", {"a.jpg"}},
+      {"a%2Fb%5C%E2%80%AE%0A.jpg", {"a/b\\\u202E\n.jpg"}},
+      {"%2E%2E", {".%2E"}},
+      {"a%1B (2).jpg", {"a%1B.jpg", "a\x1B (2).jpg", "a\x1B.jpg"}},
+      {"100%20%41%2f%00%FF%E2%80%2F%2", {"100%20%41%2f%00%FF%E2%80/%2"}},
+  };
+  for (const auto& [name, names] : behind) EXPECT_EQ(NamesBehind(name), names) << name;
   EXPECT_EQ(NumberedName("a.jpg", 1), "a.jpg");
   EXPECT_EQ(NumberedName("a.b.jpg", 2), "a.b (2).jpg");
   EXPECT_EQ(NumberedName("README", 3), "README (3)");

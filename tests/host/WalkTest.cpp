@@ -85,6 +85,8 @@ class WalkTest : public GetTest {
                              {"info", "ok"},
                              {"__complete", "bash", "info", "Good/"}})
       EXPECT_THAT(Bounded(walk).out, HasSubstr("ok.jpg")) << walk.back();
+    const bool hasIn = (odd.folders + odd.albums).find("\"in\"") != std::string::npos;
+    EXPECT_EQ(Bounded({"info", "in"}).exitCode, hasIn ? 0 : 1);
     EXPECT_THAT(
         Bounded({"info", "nowhere"}).err,
         ::testing::ContainsRegex(odd.unseen ? "'nowhere' outside 1 album that" : "'nowhere';"));
