@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdlib>
+#include <climits>
+#include <cstdint>
 #include <utility>
 
 #include "text/Unicode.h"
@@ -85,21 +86,36 @@ bool Encode(std::string_view text, unsigned mask, std::string& out) {
   return true;
 }
 
+// The value of a digit in any base up to 16, or more than any.
+constexpr unsigned DigitOf(char c) {
+  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+  const char lower = static_cast<char>(c | 0x20);
+  return lower >= 'a' && lower <= 'f' ? static_cast<unsigned>(lower - 'a') + 10 : UINT_MAX;
+}
+
 // The number of a reference, cut to a UTF-16 unit: hexadecimal after "x" or "0x", octal after "0",
-// else decimal. What is no number is 0. The odd cases are those of strtoul.
+// else decimal. What is no number is 0. The odd cases are those of strtoul with 64 bits, whatever
+// the C library reads and how wide its longs are: white space and a sign may stand in front, what
+// stands behind the digits is ignored, and a number that is too great is the greatest one.
 char16_t ReadUnit(std::string_view number) {
-  constexpr size_t kSafeDigits = 9;
-  const bool plainDecimal =
-      number.size() <= kSafeDigits && number.front() != '0' &&
-      std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; });
-  if (plainDecimal) {
-    uint32_t value = 0;
-    std::from_chars(number.data(), number.data() + number.size(), value);
-    return static_cast<char16_t>(value);
+  unsigned base = number.front() == 'x' ? 16 : 10;
+  number.remove_prefix(
+      base == 16 ? 1 : std::min(number.find_first_not_of(" \t\n\v\f\r"), number.size()));
+  const bool negative = base == 10 && number.starts_with('-');
+  if (base == 10 && (negative || number.starts_with('+'))) number.remove_prefix(1);
+  if (base == 10 && number.starts_with('0')) {
+    const bool isHexadecimal =
+        number.size() > 2 && (number[1] | 0x20) == 'x' && DigitOf(number[2]) < 16;
+    base = isHexadecimal ? 16 : 8;
+    number.remove_prefix(isHexadecimal ? 2 : 1);
   }
-  std::string text(number.front() == 'x' ? "0" : "");
-  text.append(number);
-  return static_cast<char16_t>(std::strtoul(text.c_str(), nullptr, 0));
+  uint64_t value = 0;
+  for (; !number.empty() && DigitOf(number.front()) < base; number.remove_prefix(1)) {
+    const uint64_t digit = DigitOf(number.front());
+    if (value > (UINT64_MAX - digit) / base) return static_cast<char16_t>(UINT64_MAX);
+    value = value * base + digit;
+  }
+  return static_cast<char16_t>(negative ? 0 - value : value);
 }
 
 // Units of consecutive references are gathered so that surrogate pairs join. A unit 0 ends them.

@@ -83,7 +83,7 @@ inline Text FromCharacterReferences(const std::string& text) {
     if (q > 0) {
       std::string number = rest.substr(0, q);
       if (number[0] == 'x') number = "0" + number;
-      pending += static_cast<char16_t>(std::strtoul(number.c_str(), nullptr, 0));
+      pending += static_cast<char16_t>(std::strtoull(number.c_str(), nullptr, 0));
     }
     if (!(q + 1 < rest.size())) {
       rest.clear();
