@@ -24,9 +24,10 @@
  *     of the running command, with no lock held, and only while bytes move: behind a silent service
  *     none comes. So a Cancel button sends Abort from a thread of its own.
  *   - Abort ends the whole running command, with its request under way, all requests that would follow
- *     and the rest of a batch. It returns when the request under way, if any, has ended; at once from
- *     inside an event. While no command runs it leaves no trace. A host that sends it just as a
- *     command begins cannot know whether it came in time.
+ *     and the rest of a batch, and while it reads an answer or works on a large catalogue, too: an aborted
+ *     GetItemsList may have written some records. Abort returns when the request under way, if any, has
+ *     ended; at once from inside an event. While no command runs it leaves no trace. A host that sends
+ *     it just as a command begins cannot know whether it came in time.
  *   - Closing: CloseSession makes the service forget the session. The library keeps session block and
  *     catalogue: queries go on to answer from memory, and what asks the service is refused there (4116).
  *     A host opens or restores a session before it goes on, or ends with KELOAccessClose.
@@ -41,6 +42,11 @@
  *     waits for one of them to end, as long as its time-out allows.
  *   - Failures: none outlives its command. The next one, on the same session, begins afresh, and the
  *     catalogue is as it was before or as it is after the command that failed, never in between.
+ *   - The catalogue lists what the service has said, and need not be a tree: an entry may stand in
+ *     several places, and one id may be that of a folder, an album and an item at once, so a folder or an
+ *     album may come to stand below itself. What shares an id shares its record, and of an id beyond 40
+ *     bytes a record tells the first 40. No query goes deeper than one list, so each of them ends; a host
+ *     that walks from list to list must keep account of the ids at which it has been.
  *
  * Environment (a program with more rights than its caller listens to none of it)
  *   - KELO_URLS_FILE names the file from which the address of the service is read, instead of the one

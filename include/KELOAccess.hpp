@@ -302,7 +302,8 @@ class Library {
   Storage Capacity();
 
   // ---- Catalogue: in memory, as it was loaded. Targets are ids; KELOAccess.h says which kinds they
-  // take, and others are kKELOResult_InvalidTarget. ----
+  // take, and others are kKELOResult_InvalidTarget. An account need not be a tree: a folder or an album may
+  // stand below itself, so a walk from list to list must keep account of where it has been. ----
   void Load();
   std::uint32_t Count(std::string_view target, Kind kinds);
   std::vector<Item> List(std::string_view target, Kind kinds);

@@ -12,6 +12,10 @@ bool AsksForSharedAlbumsOnly(uint32_t kindMask) {
   return (kindMask & (kKELOKind_Album | kKELOKind_SharedAlbum)) == kKELOKind_SharedAlbum;
 }
 
+bool IsShared(const tagDirectoryInfo& directory) {
+  return (directory.flags & kKELOKind_SharedAlbum) != 0;
+}
+
 // How the id lists differ from the lists of records.
 enum class Order { Id, Service };
 
@@ -51,15 +55,15 @@ void VisitLists(const HierarchyTable& table, const tagDirectoryInfo& directory, 
   if (kindMask & kKELOKind_FileItem) sink.Add(table, directory.items[kFiles]);
 }
 
-template <typename Sink, typename Accepts>
-void VisitSharedAlbums(const HierarchyTable& table, Sink& sink, Accepts accepts) {
-  for (const uint32_t number : table.DirectoriesById()) {
-    const tagDirectoryInfo& directory = table.Directory(number);
-    if ((directory.flags & kKELOKind_SharedAlbum) && accepts(directory)) sink.Add(directory.id);
+}  // namespace
+
+template <typename Visit>
+void KELOAccessCacheManager::VisitDirectories(const HierarchyTable& table, Visit visit) const {
+  for (const uint32_t number : table.DirectoriesById(abort_)) {
+    CheckAbort();
+    visit(table.Directory(number));
   }
 }
-
-}  // namespace
 
 // Writes the records one behind the other.
 class KELOAccessCacheManager::Records {
@@ -79,6 +83,7 @@ class KELOAccessCacheManager::Records {
 
  private:
   void* Next() {
+    cache_.CheckAbort();
     next_ += sizeof(tagKELO_ItemInfo);
     return next_ - sizeof(tagKELO_ItemInfo);
   }
@@ -98,7 +103,9 @@ void KELOAccessCacheManager::VisitTarget(std::string_view targetId, uint32_t kin
   const uint32_t directory = table.FindDirectory(OrRoot(targetId));
   if (directory != kNone) VisitLists(table, table.Directory(directory), kindMask, sink);
   if (AsksForSharedAlbumsOnly(kindMask))
-    VisitSharedAlbums(table, sink, [&](const auto& album) { return album.parentID == targetId; });
+    VisitDirectories(table, [&](const tagDirectoryInfo& album) {
+      if (IsShared(album) && album.parentID == targetId) sink.Add(album.id);
+    });
   if (directory != kNone || Sink::kOrder == Order::Id) return;
   const HierarchyTable& friends = *hierarchy_.friendAlbums;
   const uint32_t album = friends.FindDirectory(OrRoot(targetId));
@@ -111,24 +118,30 @@ template <typename Sink>
 void KELOAccessCacheManager::VisitServer(uint32_t kindMask, Sink& sink) const {
   const HierarchyTable& table = *hierarchy_.directories;
   const HierarchyTable& friends = *hierarchy_.friendAlbums;
-  if (table.DirectoriesById().empty()) return;
+  if (table.DirectoriesById(abort_).empty()) return;
   const bool sharedOnly = AsksForSharedAlbumsOnly(kindMask);
   const uint32_t files = kindMask & kKELOKind_FileItem;
   if (kindMask & kKELOKind_RootAlbum) sink.Add(kRootAlbumId);
   VisitLists(table, table.RootAlbum(), files, sink);
-  for (const uint32_t number : table.DirectoriesById()) {
-    const tagDirectoryInfo& directory = table.Directory(number);
+  VisitDirectories(table, [&](const tagDirectoryInfo& directory) {
     VisitLists(table, directory, kindMask & ~files, sink);
-    if (sharedOnly && Sink::kOrder == Order::Service && (directory.flags & kKELOKind_SharedAlbum))
-      sink.Add(directory.id);
+    if (sharedOnly && Sink::kOrder == Order::Service && IsShared(directory)) sink.Add(directory.id);
     VisitLists(table, directory, files, sink);
-  }
+  });
   if (kindMask & kKELOKind_FriendAlbum) {
-    for (const uint32_t number : friends.DirectoriesById())
-      if (friends.Directory(number).id != kRootId) sink.Add(friends.Directory(number).id);
+    VisitDirectories(
+        friends,
+        [&](const tagDirectoryInfo& album) {
+          if (album.id != kRootId) sink.Add(album.id);
+        });
   }
-  if (sharedOnly && Sink::kOrder == Order::Id)
-    VisitSharedAlbums(table, sink, [](const auto&) { return true; });
+  if (sharedOnly && Sink::kOrder == Order::Id) {
+    VisitDirectories(
+        table,
+        [&](const tagDirectoryInfo& album) {
+          if (IsShared(album)) sink.Add(album.id);
+        });
+  }
 }
 
 uint32_t KELOAccessCacheManager::GetItemsCountOnTargetID(std::string_view targetId,

@@ -10,6 +10,7 @@
 
 #include "catalogue/HierarchyTable.h"
 #include "catalogue/KELOAccessCacheManager.h"
+#include "http/AbortSignal.h"
 #include "text/XMLElements.h"
 
 namespace kelo {
@@ -23,8 +24,8 @@ class HierarchyReader {
   HierarchyReader(const HierarchyLoader& loader, AnswerKind kind, HierarchyTable& table)
       : loader_(loader), kind_(kind), table_(table) {}
 
-  // False for a broken answer.
-  bool Read();
+  // False for a broken answer, and where `abort` is raised.
+  bool Read(const AbortSignal* abort);
 
  private:
   enum Container : uint8_t { RootAlbum, Folders, Folder, Albums, Album, Items, ContainerCount };
@@ -55,9 +56,9 @@ HierarchyReader::Container HierarchyReader::ContainerOf(std::string_view name) {
   return static_cast<Container>(std::ranges::find(kNames, name) - kNames.begin());
 }
 
-bool HierarchyReader::Read() {
+bool HierarchyReader::Read(const AbortSignal* abort) {
   scopes_ = {{Reads::Answer, table_.FindDirectory(kRootId), {}, ContainerCount}};
-  XMLTagReader reader(table_.Answer());
+  XMLTagReader reader(table_.Answer(), [abort] { return abort && abort->IsRaised(); });
   XMLTag tag;
   while (reader.Next(tag)) {
     if (tag.name == "item") {
@@ -85,6 +86,7 @@ HierarchyReader::Scope HierarchyReader::Inside(Container container, const XMLTag
   Scope inside{Reads::Nothing, outer.directory, outer.parentId, container};
   switch (outer.reads) {
     case Reads::Answer:
+      inside.reads = Reads::Answer;  // whatever stands around them
       if (container == Albums || (container == Folders && isOwn)) inside.reads = Reads::Directories;
       if (container == RootAlbum && isOwn) {
         inside.reads = Reads::Items;
@@ -92,9 +94,9 @@ HierarchyReader::Scope HierarchyReader::Inside(Container container, const XMLTag
       }
       break;
     case Reads::Directories:
+      inside.reads = Reads::Directories;  // whatever stands around albums
       if (container == Folder && isOwn) return AddFolder(tag, outer);
       if (container == Album) return AddAlbum(tag, outer);
-      if (container == Albums || (container == Folders && isOwn)) inside.reads = outer.reads;
       break;
     case Reads::FolderContent:
       if (container == Albums) inside.reads = Reads::Directories;
@@ -146,25 +148,30 @@ void HierarchyReader::AddItem(const XMLTag& tag) {
 
 // The answer, read into a table of its own; null where it is broken.
 std::unique_ptr<HierarchyTable> ReadAside(const HierarchyLoader& loader, AnswerKind kind,
-                                          std::string response) {
+                                          const AbortSignal* abort, std::string response) {
   auto table = std::make_unique<HierarchyTable>(std::move(response));
   table->AddRoot();
-  return HierarchyReader(loader, kind, *table).Read() ? std::move(table) : nullptr;
+  const bool isWhole = HierarchyReader(loader, kind, *table).Read(abort);
+  return isWhole ? std::move(table) : nullptr;
 }
 
 }  // namespace
 
+uint32_t HierarchyLoader::ResultOfBroken() const {
+  return abort_ && abort_->IsRaised() ? kKELOResult_Aborted : kKELOResult_GeneralFailure;
+}
+
 uint32_t HierarchyLoader::RefreshHierarchyInfoByXMLData(std::string response) {
-  auto table = ReadAside(*this, AnswerKind::Hierarchy, std::move(response));
-  if (!table) return kKELOResult_GeneralFailure;
+  auto table = ReadAside(*this, AnswerKind::Hierarchy, abort_, std::move(response));
+  if (!table) return ResultOfBroken();
   cache_.TakeHierarchy(std::move(table));
   return kKELOResult_Success;
 }
 
 uint32_t HierarchyLoader::RefreshFriendAlbumInfoByXMLData(std::string response) {
   cache_.RemoveFriendAlbums();
-  auto table = ReadAside(*this, AnswerKind::Friends, std::move(response));
-  if (!table) return kKELOResult_GeneralFailure;
+  auto table = ReadAside(*this, AnswerKind::Friends, abort_, std::move(response));
+  if (!table) return ResultOfBroken();
   cache_.TakeFriendAlbums(std::move(table));
   return kKELOResult_Success;
 }

@@ -11,6 +11,7 @@
 
 namespace kelo {
 
+class AbortSignal;
 class HierarchyTable;
 class KELOAccessCacheManager;
 
@@ -20,10 +21,12 @@ class KELOAccessCacheManager;
 // cache empty.
 //
 // A broken answer is kKELOResult_GeneralFailure: one that ends inside a tag, or in which a
-// container (rootAlbum, folders, folder, albums, album, items) has no end.
+// container (rootAlbum, folders, folder, albums, album, items) has no end. An abort is heard while
+// an answer is read, which is then kKELOResult_Aborted and as broken.
 class HierarchyLoader {
  public:
-  explicit HierarchyLoader(KELOAccessCacheManager& cache) : cache_(cache) {}
+  explicit HierarchyLoader(KELOAccessCacheManager& cache, const AbortSignal* abort = nullptr)
+      : cache_(cache), abort_(abort) {}
 
   // Rebuilds the cache from the answer to GetHierarchy. The former content stays, whole, where the
   // answer is broken or memory runs out.
@@ -38,7 +41,10 @@ class HierarchyLoader {
                            tagFileItemData& data) const;
 
  private:
+  uint32_t ResultOfBroken() const;
+
   KELOAccessCacheManager& cache_;
+  const AbortSignal* abort_;
   KELOAccessFileInfoConverter converter_;
 };
 

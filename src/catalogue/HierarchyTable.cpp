@@ -6,6 +6,8 @@
 #include <initializer_list>
 #include <utility>
 
+#include "http/AbortSignal.h"
+
 namespace kelo {
 namespace {
 
@@ -51,7 +53,7 @@ void HierarchyTable::AddRoot() {
 uint32_t HierarchyTable::AddDirectory(uint32_t parent, std::string_view parentId,
                                       std::string_view id, tagDirectoryItemData data,
                                       uint32_t flags) {
-  const uint32_t hash = HashOfId(id);
+  const uint32_t hash = HashOf(id);
   uint32_t number = FindDirectory(id);
   uint32_t list = kNone;
   if (parent != kNone && (flags & (kKELOKind_Folder | kKELOKind_Album)))
@@ -83,7 +85,7 @@ uint32_t HierarchyTable::AddDirectory(uint32_t parent, std::string_view parentId
 
 void HierarchyTable::AddFile(uint32_t directory, std::string_view id, tagFileItemData data) {
   const uint32_t list = ListOf(directory, kFiles);
-  const uint32_t hash = HashOfId(id);
+  const uint32_t hash = HashOf(id);
   Reserve();
   File file = MakeFile(id, data);
   uint32_t place = FindIn(list, id, hash);
@@ -105,7 +107,7 @@ bool HierarchyTable::UpdateFile(std::string_view id, const tagFileItemData& data
     File file;
   };
   std::vector<Replacement> replacements;
-  for (uint32_t at = FindPreferred(id, HashOfId(id)); at != kNone; at = places_[at].sameId) {
+  for (uint32_t at = FindPreferred(id, HashOf(id)); at != kNone; at = places_[at].sameId) {
     if (!IsFile(places_[at])) continue;
     Replacement& replacement = replacements.emplace_back(Replacement{&places_[at], id, {}});
     replacement.file = MakeFile(replacement.id, data);
@@ -165,14 +167,14 @@ uint32_t HierarchyTable::FindDirectory(std::string_view id) const {
 }
 
 const HierarchyPlace* HierarchyTable::FindDirectoryPlace(std::string_view id) const {
-  const uint32_t place = FindIn(kNone, id, HashOfId(id));
+  const uint32_t place = FindIn(kNone, id, HashOf(id));
   return place == kNone ? nullptr : &places_[place];
 }
 
 const HierarchyPlace* HierarchyTable::Find(std::string_view id) const {
   // Most accounts have no friend albums, and then every listed item is looked up there in vain.
   if (places_.size() == 1) return places_[0].id == id ? &places_[0] : nullptr;
-  const uint32_t place = FindPreferred(id, HashOfId(id));
+  const uint32_t place = FindPreferred(id, HashOf(id));
   return place == kNone ? nullptr : &places_[place];
 }
 
@@ -236,10 +238,14 @@ void HierarchyTable::Unlink(uint32_t number) noexcept {
   --list.size;
 }
 
-const std::vector<uint32_t>& HierarchyTable::DirectoriesById() const {
+const std::vector<uint32_t>& HierarchyTable::DirectoriesById(const AbortSignal* abort) const {
   if (!byIdIsSorted_) {
-    std::sort(byId_.begin(), byId_.end(),
-              [&](uint32_t a, uint32_t b) { return directories_[a].id < directories_[b].id; });
+    std::vector<uint32_t> sorted = byId_;  // a comparison that throws leaves it in pieces
+    std::ranges::sort(sorted, [&](uint32_t a, uint32_t b) {
+      if (abort) abort->Check();
+      return directories_[a].id < directories_[b].id;
+    });
+    byId_.swap(sorted);
     byIdIsSorted_ = true;
   }
   return byId_;

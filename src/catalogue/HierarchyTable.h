@@ -13,8 +13,11 @@
 #include "catalogue/ChunkedVector.h"
 #include "catalogue/HierarchyRecords.h"
 #include "catalogue/IdIndex.h"
+#include "platform/KeyedHash.h"
 
 namespace kelo {
+
+class AbortSignal;
 
 // One place where an id stands: a directory, or an entry of a directory's list.
 struct HierarchyPlace {
@@ -71,8 +74,8 @@ class HierarchyTable {
     return place.list != kNone && place.list % kListKinds == kFiles;
   }
 
-  // All but the root album, in id order.
-  const std::vector<uint32_t>& DirectoriesById() const;
+  // All but the root album, in id order. Throws CommandAborted where `abort` is raised meanwhile.
+  const std::vector<uint32_t>& DirectoriesById(const AbortSignal* abort) const;
 
   template <typename Visit>
   void ForEach(const HierarchyList& list, Visit visit) const {
@@ -98,6 +101,7 @@ class HierarchyTable {
     return directories_[list / kListKinds].items[list % kListKinds];
   }
   bool InAnswer(std::string_view text) const;
+  uint32_t HashOf(std::string_view id) const { return static_cast<uint32_t>(hash_(id)); }
   File MakeFile(std::string_view& id, tagFileItemData data) const;
   uint32_t FindPreferred(std::string_view id, uint32_t hash) const;
   uint32_t FindIn(uint32_t list, std::string_view id, uint32_t hash) const;
@@ -107,6 +111,7 @@ class HierarchyTable {
   void Append(uint32_t place) noexcept;
   void Unlink(uint32_t place) noexcept;
 
+  const KeyedHash hash_;
   std::string answer_;
   ChunkedVector<HierarchyPlace> places_;
   ChunkedVector<File> files_;

@@ -1,14 +1,8 @@
 #include "catalogue/IdIndex.h"
 
 #include <algorithm>
-#include <functional>
 
 namespace kelo {
-
-uint32_t HashOfId(std::string_view id) {
-  const uint64_t hash = std::hash<std::string_view>()(id);
-  return static_cast<uint32_t>(hash ^ (hash >> 32));
-}
 
 void IdIndex::Reserve(size_t more) {
   const size_t needed = count_ + more;

@@ -1,16 +1,14 @@
-// Numbers by hash value, in one table with open addressing.
+// Numbers by hash value, in one table with open addressing. The hash is the owner's, and keyed
+// where a peer chooses what is hashed.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "catalogue/HierarchyRecords.h"
 
 namespace kelo {
-
-uint32_t HashOfId(std::string_view id);
 
 // Nothing is ever taken out.
 class IdIndex {

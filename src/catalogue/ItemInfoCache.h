@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "KELOAccess.h"
+#include "platform/KeyedHash.h"
 
 namespace kelo {
 
@@ -50,7 +51,8 @@ class ItemInfoCache {
 
   uint32_t capacity_;
   Slots order_;
-  std::unordered_map<std::string_view, Slots::iterator> slots_;  // keys are the slots' ids
+  // Keys are the slots' ids.
+  std::unordered_map<std::string_view, Slots::iterator, KeyedHash> slots_;
 };
 
 }  // namespace kelo

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "catalogue/HierarchyLoader.h"
+#include "http/AbortSignal.h"
 #include "interface/KELOAccessCommandController.h"
 #include "platform/HostRecord.h"
 #include "platform/TextField.h"
@@ -101,14 +102,23 @@ uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>
 
   std::map<std::string_view, tagFileItemData> answered;  // views of the answer
   HierarchyLoader loader(*cacheManager_);
-  const auto list = FindOutermostElement(answer.Text(), "items");
-  ForEachElement(list.value_or(""), "item", [&](const XMLTag& element) {
-    std::string_view id;
-    tagFileItemData data;
-    if (!loader.ExtractFileItemInfo(element.attributes, id, data)) return;
+  const auto stop = [this] { return abort_->IsRaised(); };
+  const auto list = FindOutermostElement(answer.Text(), "items", stop);
+  ForEachElement(
+      list.value_or(""), "item",
+      [&](const XMLTag& element) {
+        std::string_view id;
+        tagFileItemData data;
+        if (loader.ExtractFileItemInfo(element.attributes, id, data))
+          answered.insert_or_assign(id, data);
+      },
+      stop);
+  // Each once, however often it was named: an item may stand in all albums.
+  for (const auto& [id, data] : answered) {
+    if (stop()) break;
     cacheManager_->UpdateFileItem(id, data);
-    answered.insert_or_assign(id, data);
-  });
+  }
+  if (stop()) return kKELOResult_Aborted;
   for (tagKELO_ItemInfo& item : items) {
     const auto found = answered.find(ReadTextField(item.itemId));
     if (found == answered.end())

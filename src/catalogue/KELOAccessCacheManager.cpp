@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "http/AbortSignal.h"
 #include "platform/KELOCriticalSection.h"
 
 namespace kelo {
@@ -16,12 +17,17 @@ std::unique_ptr<HierarchyTable> TableWithRoot() {
 
 }  // namespace
 
-KELOAccessCacheManager::KELOAccessCacheManager(uint32_t budgetBytes)
-    : hierarchy_{std::make_unique<HierarchyTable>(), std::make_unique<HierarchyTable>()},
+KELOAccessCacheManager::KELOAccessCacheManager(uint32_t budgetBytes, const AbortSignal* abort)
+    : abort_(abort),
+      hierarchy_{std::make_unique<HierarchyTable>(), std::make_unique<HierarchyTable>()},
       itemInfoCache_(budgetBytes / static_cast<uint32_t>(sizeof(tagKELO_ItemInfo))),
       lock_(std::make_unique<KELOCriticalSection>()) {}
 
 KELOAccessCacheManager::~KELOAccessCacheManager() = default;
+
+void KELOAccessCacheManager::CheckAbort() const {
+  if (abort_) abort_->Check();
+}
 
 void KELOAccessCacheManager::SetupRootFolder() {
   if (hierarchy_.directories->FindDirectory(kRootId) != kNone) {

@@ -21,6 +21,7 @@
 
 namespace kelo {
 
+class AbortSignal;
 class KELOCriticalSection;
 
 // The whole hierarchy. The bounded store of finished item records is ItemInfoCache.
@@ -33,8 +34,9 @@ struct tagServerHierarchyInfo {
 class KELOAccessCacheManager {
  public:
   // `budgetBytes` is what finished item records may take: budgetBytes / 2728 of them are kept, none
-  // with less than 2728. No root entry exists before SetupRootFolder.
-  explicit KELOAccessCacheManager(uint32_t budgetBytes = 0);
+  // with less than 2728. No root entry exists before SetupRootFolder. A query that is going on when
+  // `abort` is raised throws CommandAborted, and has written a part of its list at most.
+  explicit KELOAccessCacheManager(uint32_t budgetBytes = 0, const AbortSignal* abort = nullptr);
   ~KELOAccessCacheManager();
   KELOAccessCacheManager(const KELOAccessCacheManager&) = delete;
   KELOAccessCacheManager& operator=(const KELOAccessCacheManager&) = delete;
@@ -121,15 +123,19 @@ class KELOAccessCacheManager {
   class Records;
   void AddFile(HierarchyTable& table, uint32_t directory, std::string_view id,
                const tagFileItemData& data);
+  template <typename Visit>
+  void VisitDirectories(const HierarchyTable& table, Visit visit) const;
   template <typename Sink>
   void VisitTarget(std::string_view targetId, uint32_t kindMask, Sink& sink) const;
   template <typename Sink>
   void VisitServer(uint32_t kindMask, Sink& sink) const;
+  void CheckAbort() const;
   const HierarchyPlace* Find(std::string_view id, const HierarchyTable*& table) const;
   bool WriteRecord(std::string_view id, const std::string_view* parentId, void* record) const;
   void WriteEntry(const HierarchyTable& table, const HierarchyPlace& entry,
                   const std::string_view* parentId, void* record) const;
 
+  const AbortSignal* abort_;
   tagServerHierarchyInfo hierarchy_;
   ItemInfoCache itemInfoCache_;
   std::unique_ptr<KELOCriticalSection> lock_;  // no operation here takes it

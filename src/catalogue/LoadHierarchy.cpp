@@ -22,7 +22,7 @@ uint32_t KELOAccessCommandController::ProcessLoadHierarchy(tagCommandControlInfo
   uint32_t result = GetUserArchiveInfo(totalCount);
   if (result != kKELOResult_Success) return result;
 
-  HierarchyLoader loader(*cacheManager_);
+  HierarchyLoader loader(*cacheManager_, abort_.get());
   {
     ServiceAnswer hierarchy = CallService("GetHierarchy", std::string(kHierarchyParameters),
                                           DecideTimeoutSetting(totalCount));

@@ -13,6 +13,9 @@
 
 namespace kelo {
 
+// Thrown by AbortSignal::Check; the command's result is then kKELOResult_Aborted.
+struct CommandAborted {};
+
 class AbortSignal {
  public:
   AbortSignal() = default;
@@ -47,6 +50,11 @@ class AbortSignal {
 
   // Whether the running command is to end: looked at in each slice of a wait. Any thread.
   bool IsRaised() const { return raisedFor_ == command_; }
+
+  // For work on the catalogue: throws CommandAborted.
+  void Check() const {
+    if (IsRaised()) throw CommandAborted();
+  }
 
   // Ends the running command. Returns when the request that is under way, if any, has ended; at
   // once on the command's own thread, from inside an event. Nothing happens while no command runs.

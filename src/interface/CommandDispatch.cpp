@@ -82,8 +82,11 @@ tagCommandControlInfo CopyCommandRecord(const tagCommandControlInfo* info) {
 
 }  // namespace
 
-uint32_t KELOAccessCommandController::AccessCommand(uint32_t code, tagCommandControlInfo* info) {
+uint32_t KELOAccessCommandController::AccessCommand(uint32_t code,
+                                                    tagCommandControlInfo* info) try {
   return AccessCommandBranch(code, info);
+} catch (const CommandAborted&) {
+  return kKELOResult_Aborted;
 }
 
 uint32_t KELOAccessCommandController::AccessCommandBranch(uint32_t code,

@@ -31,7 +31,7 @@ void KELOAccessCommandController::SetupKELOAccessCommandController(uint32_t para
 }
 
 void KELOAccessCommandController::SetupKELOAccessSubController() {
-  auto cacheManager = std::make_unique<KELOAccessCacheManager>(initParameter_);
+  auto cacheManager = std::make_unique<KELOAccessCacheManager>(initParameter_, abort_.get());
   auto httpController = std::make_unique<KELOAccessHTTPController>(abort_);
   httpController->SetCallback(this);
   cacheManager_ = std::move(cacheManager);

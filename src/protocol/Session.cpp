@@ -101,7 +101,7 @@ void KELOAccessCommandController::AdoptSecret(std::string_view secret) {
 
 void KELOAccessCommandController::ForgetHierarchy() {
   // Another cache, so that running out of memory leaves the former catalogue whole.
-  auto fresh = std::make_unique<KELOAccessCacheManager>(initParameter_);
+  auto fresh = std::make_unique<KELOAccessCacheManager>(initParameter_, abort_.get());
   fresh->ClearAllFolder();
   fresh->SetupRootFolder();
   cacheManager_ = std::move(fresh);

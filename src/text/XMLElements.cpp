@@ -36,7 +36,7 @@ size_t SkipBlanks(std::string_view text, size_t at) {
 
 size_t FindTagNameEnd(std::string_view inside) {
   size_t at = 0;
-  while (at < inside.size() && !IsBlank(inside[at]) && inside[at] != '/') ++at;
+  while (at < inside.size() && !IsBlank(inside[at]) && inside[at] != '/' && inside[at] != '>') ++at;
   return at;
 }
 
@@ -45,43 +45,68 @@ size_t FindAttributeNameEnd(std::string_view text, size_t at) {
   return at;
 }
 
+// Whether a "<" in front of the text begins something, or is a character of some text.
+bool BeginsMarkup(std::string_view behind) {
+  if (behind.starts_with("!--") || behind.starts_with("![CDATA[")) return true;
+  const size_t name = behind.starts_with('/') || behind.starts_with('!') || behind.starts_with('?');
+  return name == behind.size() || BeginsName(behind[name]);
+}
+
 // What ends a comment, a section or a declaration; empty for a tag. The text is what follows a "<".
 std::string_view EndOfNoTag(std::string_view behind) {
   if (behind.empty() || (behind[0] != '!' && behind[0] != '?')) return {};
   if (behind.starts_with("!--")) return "-->";
-  return behind.starts_with("![CDATA[") ? "]]>" : ">";
+  return behind.substr(1).starts_with("[CDATA[") ? "]]>" : ">";
 }
 
-// What most tags are, told apart by counting alone; in bytes, so that a processor counts many at
-// once.
-bool HasOnlyWholeDoubleQuotes(std::string_view text) {
-  unsigned char odd = 0;
-  unsigned char other = 0;
-  for (const char c : text) {
-    odd ^= static_cast<unsigned char>(c == '"');
-    other |= static_cast<unsigned char>(c == '\'');
-  }
-  return odd == 0 && other == 0;
+// Whether a tag goes on behind a value as it should: with the next attribute, or with its end.
+bool GoesOnAsTag(std::string_view behind) {
+  const size_t at = SkipBlanks(behind, 0);
+  const std::string_view next = behind.substr(at);
+  return next.starts_with('>') || next.starts_with("/>") || next.starts_with("?>") ||
+         (at > 0 && !next.empty() && BeginsName(next[0]));
 }
 
-// The '>' of the tag whose name ends at `from`: the first one outside of quotes. Where an odd quote
-// hides that until the next '<', it is the first one of all.
-size_t FindTagEnd(std::string_view text, size_t from) {
-  const size_t first = text.find('>', from);
-  if (first == npos || HasOnlyWholeDoubleQuotes(text.substr(from, first - from))) return first;
-  const size_t last = std::min(text.find('<', from), text.size());
-  char quote = '\0';
-  for (size_t at = from; at < last; ++at) {
-    const char c = text[at];
-    if (quote != '\0') {
-      if (c == quote) quote = '\0';
-    } else if (c == '>') {
-      return at;
-    } else if (IsQuote(c)) {
-      quote = c;
-    }
+// The position behind the value whose opening quote is at `quote`; npos where that opens none. One
+// behind which no tag goes on is a quote too many, whose match is some other tag's.
+size_t FindValueEnd(std::string_view text, size_t quote) {
+  if (quote == 0 || text[quote - 1] != '=') return npos;
+  const size_t end = text.find(text[quote], quote + 1);
+  if (end == npos) return npos;
+  const std::string_view value = text.substr(quote + 1, end - quote - 1);
+  return value.find('>') == npos || GoesOnAsTag(text.substr(end + 1)) ? end + 1 : npos;
+}
+
+// The first '>' that stands in no value.
+size_t FindOutsideOfValues(std::string_view text) {
+  const size_t first = text.find('>');
+  if (first == npos) return npos;
+  // Most tags hold no other quotes, and behind one that follows no "=" no value is open.
+  const std::string_view before = text.substr(0, first);
+  const size_t quote = before.rfind('"');
+  if ((quote == npos || quote == 0 || before[quote - 1] != '=') &&
+      before.find('\'') == std::string_view::npos)
+    return first;
+  for (size_t at = 0; (at = text.find_first_of("\"'>", at)) != npos;) {
+    if (text[at] == '>') return at;
+    const size_t end = FindValueEnd(text, at);
+    at = end == npos ? at + 1 : end;
   }
-  return first;
+  return npos;
+}
+
+// The '>' of the tag that the text begins with, behind its "<". Between tags there is no quote;
+// where one stands between that '>' and the next tag, a quote too many has ended a value, and the
+// tag ends later.
+size_t FindTagEnd(std::string_view text) {
+  const size_t end = FindOutsideOfValues(text);
+  if (end == npos) return npos;
+  size_t next = end;
+  do next = std::min(text.find('<', next + 1), text.size());
+  while (next < text.size() && !BeginsMarkup(text.substr(next + 1)));
+  const std::string_view between = text.substr(end + 1, next - end - 1);
+  const size_t last = between.rfind('>');
+  return last == npos || between.find('"') > last ? end : end + 1 + last;
 }
 
 // The position behind an attribute that is not read; `at` is the end of its name.
@@ -102,18 +127,17 @@ size_t PassOverAttribute(std::string_view text, size_t at) {
 }  // namespace
 
 bool XMLTagReader::Next(XMLTag& tag) {
-  while ((at_ = text_.find('<', at_)) < text_.size()) {
+  while (!(stop_ && stop_()) && (at_ = text_.find('<', at_)) < text_.size()) {
     const std::string_view behind = text_.substr(at_ + 1);
-    if (const std::string_view end = EndOfNoTag(behind); !end.empty()) {
-      if (!PassOver(end)) return false;
-      continue;
-    }
-    const size_t name = behind.starts_with('/') ? 1 : 0;
-    if (name < behind.size() && !BeginsName(behind[name])) {
+    if (!BeginsMarkup(behind)) {
       ++at_;
       continue;
     }
-    const size_t end = FindTagEnd(behind, name);
+    if (const std::string_view end = EndOfNoTag(behind); !end.empty()) {
+      PassOver(end);
+      continue;
+    }
+    const size_t end = FindTagEnd(behind);
     if (end == npos) break;
     ReadTag(behind.substr(0, end), tag);
     return true;
@@ -123,11 +147,12 @@ bool XMLTagReader::Next(XMLTag& tag) {
   return false;
 }
 
-bool XMLTagReader::PassOver(std::string_view end) {
-  const size_t at = text_.find(end, at_);
-  broken_ = at == npos;
-  at_ = broken_ ? text_.size() : at + end.size();
-  return !broken_;
+// What has no end hides nothing, and is looked for no more.
+void XMLTagReader::PassOver(std::string_view end) {
+  size_t& endless = endless_[end[0] == '-' ? 0 : end[0] == ']' ? 1 : 2];
+  const size_t at = endless <= at_ ? npos : text_.find(end, at_);
+  if (at == npos) endless = at_;
+  at_ = at == npos ? at_ + 1 : at + end.size();
 }
 
 void XMLTagReader::ReadTag(std::string_view inside, XMLTag& tag) {
@@ -165,10 +190,11 @@ bool NextAttribute(std::string_view& rest, XMLAttribute& attribute) {
   return false;
 }
 
-std::optional<std::string_view> FindOutermostElement(std::string_view text, std::string_view name) {
+std::optional<std::string_view> FindOutermostElement(std::string_view text, std::string_view name,
+                                                     const XMLStop& stop) {
   std::optional<size_t> begin;
   std::optional<std::string_view> found;
-  XMLTagReader reader(text);
+  XMLTagReader reader(text, stop);
   XMLTag tag;
   while (reader.Next(tag)) {
     if (tag.name != name) continue;

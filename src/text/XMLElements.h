@@ -2,16 +2,21 @@
 // single pass, without a copy and without an allocation.
 //
 // What serialisers may write differently makes no difference: behind a name stands white space, "/"
-// or ">"; a tag's end is looked for outside of both kinds of quotes; comments and CDATA sections
-// are passed over. What cannot be read costs its own tag and nothing behind it.
+// or ">"; a tag's end is looked for outside of values, which stand in either kind of quotes behind
+// a "=" and may hold everything but their quote; comments and CDATA sections that have an end are
+// passed over. What cannot be read, a value with a quote in it for one, costs attributes of its own
+// tag and nothing behind it.
 //
 // Every result is a view into the text and lives as long as that does. Any thread; no state shared.
 #pragma once
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace kelo {
 
@@ -23,23 +28,30 @@ struct XMLTag {
   std::string_view text = {};        // the whole tag, from "<" to ">"
 };
 
+// Asked before each tag: whether the text is to be read as if it ended there.
+using XMLStop = std::function<bool()>;
+
 // Reads the tags of a text in their order.
 class XMLTagReader {
  public:
-  explicit XMLTagReader(std::string_view text) : text_(text) {}
+  explicit XMLTagReader(std::string_view text, XMLStop stop = {})
+      : text_(text), stop_(std::move(stop)) {}
 
   // The next tag; false behind the last one, and where the text ends inside a tag.
   bool Next(XMLTag& tag);
 
-  // After the last tag: the text ended inside a tag, a comment or a CDATA section.
+  // After the last tag: the text ended inside a tag, or was not read to its end.
   bool Broken() const { return broken_; }
 
  private:
-  bool PassOver(std::string_view end);
+  void PassOver(std::string_view end);
   void ReadTag(std::string_view inside, XMLTag& tag);
 
   std::string_view text_;
+  XMLStop stop_;
   size_t at_ = 0;
+  std::array<size_t, 3> endless_{SIZE_MAX, SIZE_MAX,
+                                 SIZE_MAX};  // from where on each kind has no end
   bool broken_ = false;
 };
 
@@ -90,12 +102,14 @@ std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
 
 // What stands between the first opening tag of that name and the last closing one behind it; the
 // empty text for an empty element; nothing where there is no such element or it has no end.
-std::optional<std::string_view> FindOutermostElement(std::string_view text, std::string_view name);
+std::optional<std::string_view> FindOutermostElement(std::string_view text, std::string_view name,
+                                                     const XMLStop& stop = {});
 
 // Calls visit(tag) for each opening tag of that name, empty elements included.
 template <typename Visit>
-void ForEachElement(std::string_view text, std::string_view name, Visit visit) {
-  XMLTagReader reader(text);
+void ForEachElement(std::string_view text, std::string_view name, Visit visit,
+                    const XMLStop& stop = {}) {
+  XMLTagReader reader(text, stop);
   XMLTag tag;
   while (reader.Next(tag))
     if (tag.kind != XMLTag::Kind::Close && tag.name == name) visit(tag);

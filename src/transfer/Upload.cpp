@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "http/AbortSignal.h"
 #include "interface/KELOAccessCommandController.h"
 #include "platform/HostRecord.h"
 #include "platform/TextField.h"
@@ -161,14 +162,19 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
       std::string(signer.url), *query, headers, request.parts, text, kUploadTimeout);
   const ServiceAnswer answer(transfer, std::move(text));
   if (!answer.Ok()) return answer.Result();
-  ForEachElement(answer.Text(), "item", [&](const XMLTag& element) {
-    const auto [idx, itemId] = ReadAttributes(element.attributes, {"idx", "itemId"});
-    const auto found = records.find(static_cast<uint32_t>(std::atol(std::string(idx).c_str())));
-    if (found == records.end() || !itemId.data()) return;
-    CopyTextField(found->second.itemId, itemId);
-    AddToCachedAlbum(albumId, ReadTextField(found->second.itemId), request.names.at(found->first));
-  });
-  return kKELOResult_Success;
+  ForEachElement(
+      answer.Text(), "item",
+      [&](const XMLTag& element) {
+        const auto [idx, itemId] = ReadAttributes(element.attributes, {"idx", "itemId"});
+        const long long number = std::atoll(std::string(idx).c_str());
+        const auto found = records.find(static_cast<uint32_t>(number));
+        if (found == records.end() || found->first != number || !itemId.data()) return;
+        CopyTextField(found->second.itemId, itemId);
+        AddToCachedAlbum(albumId, ReadTextField(found->second.itemId),
+                         request.names.at(found->first));
+      },
+      [this] { return abort_->IsRaised(); });
+  return abort_->IsRaised() ? kKELOResult_Aborted : kKELOResult_Success;
 }
 
 }  // namespace kelo

@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <unordered_map>
 
+#include "http/AbortSignal.h"
 #include "interface/KELOAccessCommandController.h"
 #include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
+#include "text/StringInfo.h"
 #include "text/XMLElements.h"
 #include "transfer/UploadItemText.h"
 
@@ -21,15 +22,21 @@ std::array<std::string_view, 3> ReadVerdict(std::string_view element) {
   return ReadAttributes(tag.attributes, {"idx", "status", "itemId"});
 }
 
-// The answer's elements by their "idx", each group in the answer's order.
-using ElementsByIdx = std::unordered_map<std::string, std::vector<std::string>>;
-
-ElementsByIdx GroupElements(std::string_view answer) {
-  ElementsByIdx groups;
-  const auto items = FindOutermostElement(answer, "items");
-  ForEachElement(items.value_or(""), "item", [&](const XMLTag& element) {
-    groups[std::string(ReadVerdict(element.text)[Idx])].emplace_back(element.text);
-  });
+// The answer's elements for each of so many files, in the answer's order; nothing without any
+// element, and where reading was stopped.
+std::vector<std::vector<std::string>> GroupElements(std::string_view answer, size_t files,
+                                                    const XMLStop& stop) {
+  std::vector<std::vector<std::string>> groups;
+  const auto items = FindOutermostElement(answer, "items", stop);
+  ForEachElement(
+      items.value_or(""), "item",
+      [&](const XMLTag& element) {
+        groups.resize(files);
+        const uint64_t index = StringToULL(ReadVerdict(element.text)[Idx]) - 1;
+        if (index < files) groups[index].emplace_back(element.text);
+      },
+      stop);
+  if (stop()) groups.clear();
   return groups;
 }
 
@@ -108,8 +115,10 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
       CallUploadService("CheckUploadItems", DescribeFiles(records, files, checkMask),
                         DecideTimeoutSetting(static_cast<uint32_t>(records.size())));
   if (!answer.Ok()) return answer.Result();
-  const ElementsByIdx elements = GroupElements(answer.Text());
-  if (elements.empty()) return kKELOResult_GeneralFailure;
+  const auto elements =
+      GroupElements(answer.Text(), records.size(), [this] { return abort_->IsRaised(); });
+  if (elements.empty())
+    return abort_->IsRaised() ? kKELOResult_Aborted : kKELOResult_GeneralFailure;
 
   anyToSend = false;
   for (size_t i = 0; i < records.size(); ++i) {
@@ -117,13 +126,10 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
     record.result = kKELOResult_Success;
     CopyTextField(record.itemId, "");  // what an earlier command left there confirms nothing
     if (files[i].isSound) continue;
-    const auto group = elements.find(std::to_string(i + 1));
-    if (group != elements.end()) {
-      std::string itemId;
-      record.result =
-          CheckUploadItemByIdx(static_cast<uint32_t>(i + 1), albumId, group->second, itemId);
-      AdoptStoredItem(record, itemId, files[i].displayName);
-    }
+    std::string itemId;
+    record.result =
+        CheckUploadItemByIdx(static_cast<uint32_t>(i + 1), albumId, elements[i], itemId);
+    AdoptStoredItem(record, itemId, files[i].displayName);
     anyToSend |= record.result == kKELOResult_Success;
   }
   if (anyToSend) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "catalogue/CacheReader.h"
+#include "http/AbortSignal.h"
 
 namespace kelo::testing {
 namespace {
@@ -19,8 +20,26 @@ class Lists : public ::testing::Test {
     cache.AddFileItemToFriendAlbum("x", "k1", {.fileName = "k1"});
   }
 
-  KELOAccessCacheManager cache;
+  AbortSignal abort;
+  KELOAccessCacheManager cache{0, &abort};
 };
+
+TEST_F(Lists, AnAbortEndsAQuery) {
+  cache.AddAlbum("", "y", {}, true);
+  tagKELO_ItemInfo records[3];
+  {
+    const AbortSignal::CommandScope command(abort);
+    abort.Raise();
+    EXPECT_THROW(cache.GetItemsInfoOnTargetID("", 2, records, 2), CommandAborted);
+    EXPECT_THROW(cache.GetAllItemsCountOnServer(2), CommandAborted) << "while it sorts";
+  }
+  EXPECT_THAT(IdsOf(RecordsOnServer(cache, 0x12)), ElementsAre("z", "y", "x"));
+  const AbortSignal::CommandScope command(abort);
+  abort.Raise();
+  for (const uint32_t kinds : {4u, 0x10u})
+    EXPECT_THROW(cache.GetAllItemsCountOnServer(kinds), CommandAborted) << kinds;
+  EXPECT_THROW(cache.GetItemsCountOnTargetID("", 0x100), CommandAborted);
+}
 
 TEST_F(Lists, FriendAlbumHasRecordsButNoIdList) {
   EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "x", 4)), ElementsAre("k2", "k1"));

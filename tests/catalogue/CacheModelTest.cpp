@@ -8,12 +8,14 @@
 
 #include "catalogue/CacheReader.h"
 #include "catalogue/FailingAllocations.h"
+#include "catalogue/HierarchyLoader.h"
 #include "catalogue/ModelCache.h"
 
 namespace kelo::testing {
 namespace {
 
-// Few ids, so that entries are added again, ids stand in several places and kinds share them.
+// Few ids, so that entries are added again, ids stand in several places, kinds share them, and
+// folders and albums stand in themselves and in one another.
 const Texts kIds = {"",
                     "a",
                     "b",
@@ -24,6 +26,8 @@ const Texts kIds = {"",
                     "g",
                     std::string(kRootId),
                     std::string(kRootAlbumId),
+                    std::string(kTerminateId),
+                    KELO_ALL_ITEMS_ID,
                     "an id that is longer than the forty characters of a field",
                     "an id that is longer than the forty characters of a record"};
 
@@ -38,6 +42,7 @@ class Pair {
   }
 
   void Change();
+  void Load();
   void Compare();
   std::string Log() const { return log_.str(); }
 
@@ -50,7 +55,12 @@ class Pair {
   void Apply(const std::function<void()>& change);
 
   static tagDirectoryItemData Link(std::string_view name) { return {.name = name}; }
-  static tagFileItemData File(std::string_view name) { return {.fileName = name}; }
+  static tagFileItemData File(std::string_view name) {
+    return {.fileName = name, .fileFormat = ModelCache::kFormat};
+  }
+  // The text of up to three entries, one behind the other.
+  std::string Some(
+      const std::function<std::string(const std::string& id, const std::string& name)>& entry);
 
   std::mt19937 random_;
   bool memoryIsShort_;
@@ -74,7 +84,7 @@ void Pair::Change() {
   const std::string& id = RandomId();
   const std::string name = "a name too long for its record " + std::to_string(++number_);
   // What empties the whole is rare.
-  const size_t operation = Pick(20) == 0 ? 32 + Pick(4) : Pick(32);
+  const size_t operation = Pick(20) == 0 ? 32 + Pick(5) : Pick(32);
   log_ << operation << " (" << parent << ", " << id << ", " << name << ")\n";
   if (operation < 8) {
     Apply([&] { cache_.AddFileItem(parent, id, File(name)); });
@@ -110,7 +120,68 @@ void Pair::Change() {
   } else if (operation == 35) {
     cache_.RemoveFriendAlbums();
     model_.RemoveFriendAlbums();
+  } else {
+    Load();
   }
+}
+
+std::string Pair::Some(
+    const std::function<std::string(const std::string&, const std::string&)>& entry) {
+  std::string all;
+  for (size_t n = Pick(4); n > 0; --n) all += entry(RandomId(), std::to_string(++number_));
+  return all;
+}
+
+// An account as the service tells it. What stands in something without an id is left out.
+void Pair::Load() {
+  model_.ClearAllFolder();
+  model_.SetupRootFolder();
+  const auto tag = [](const char* kind, const std::string& id, const std::string& name) {
+    const std::string which(kind);
+    return "<" + which + " " + which + "Id=\"" + id + "\" " + (which == "item" ? "file" : which) +
+           "Name=\"" + name + "\"";
+  };
+  const auto items = [&](const auto& add) {
+    return "<items>" + Some([&](const std::string& id, const std::string& name) {
+             add(id, name);
+             return tag("item", id, name) + "/>";
+           }) +
+           "</items>";
+  };
+  const auto albums = [&](const std::string& parent, bool isRead) {
+    return "<albums>" + Some([&](const std::string& id, const std::string& name) {
+             if (isRead) model_.AddDirectory(parent, id, name, 258);
+             return tag("album", id, name) + " shareFlag=\"true\">" +
+                    items([&](const std::string& item, const std::string& itsName) {
+                      if (isRead && !id.empty()) model_.AddFile(id, item, itsName);
+                    }) +
+                    "</album>";
+           }) +
+           "</albums>";
+  };
+  std::string answer = "<rootAlbum>" + items([&](const std::string& id, const std::string& name) {
+                         model_.AddRootAlbumFile(id, name);
+                       }) +
+                       "</rootAlbum><folders>";
+  answer += Some([&](const std::string& id, const std::string& name) {
+    model_.AddDirectory("", id, name, 1);
+    return tag("folder", id, name) + ">" + albums(id, !id.empty()) + "</folder>";
+  });
+  answer += "</folders>" + albums("", true);
+  const std::string friends =
+      "<albums>" + Some([&](const std::string& id, const std::string& name) {
+        model_.AddFriendAlbum(id, name);
+        return tag("album", id, name) + ">" +
+               items([&](const std::string& item, const std::string& itsName) {
+                 if (!id.empty()) model_.AddFriendFile(id, item, itsName);
+               }) +
+               "</album>";
+      }) +
+      "</albums>";
+  log_ << answer << "\n" << friends << "\n";
+  HierarchyLoader loader(cache_);
+  ASSERT_EQ(loader.RefreshHierarchyInfoByXMLData(answer), 0u);
+  ASSERT_EQ(loader.RefreshFriendAlbumInfoByXMLData(friends), 0u);
 }
 
 Texts Cut(Texts ids) {

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <ctime>
+#include <random>
 
 #include "catalogue/CacheReader.h"
 #include "catalogue/FailingAllocations.h"
@@ -92,6 +94,10 @@ TEST_F(Loading, Hierarchy) {
        R"(</folder></folders><albums><album albumId="t"><items><item itemId="1" itemsCount="0" )"
        R"(albumName="x" shareFlag="true"/></items></album></albums>)",
        "/1:f= f/2:a= /2:t= t/4:1= "},
+      {"flags and counts in other words",
+       R"(<folders><folder folderId="f" albumCount="00"><albums><album albumId="a" shareFlag="True" )"
+       R"(itemsCount="00"><items><item itemId="1"/></items></album></albums></folder></folders>)",
+       "/1:f= f/2:a= a/4:1= "},
       {"empty elements end in their opening tag",
        R"(<folders><folder folderId="f" albumCount="0"/><folder folderId="g"><albums>)"
        R"(<album albumId="e"/><album albumId="a"></album></albums></folder></folders>)",
@@ -131,9 +137,9 @@ TEST_F(Loading, Hierarchy) {
       {"a tag's end within quotes",
        R"(<rootAlbum><item itemId="1" fileName="a/>b" /><item itemId="2" fileName="c"/></rootAlbum>)",
        "rootAlbum/1=a/>b rootAlbum/2=c "},
-      {"comments and sections",
+      {"comments and sections, one of them without an end",
        R"(<!-- > <albums> "> --><![CDATA[<folders>]]><albums><!-- <album albumId="no"> it's -->)"
-       R"(<album albumId="t"/></albums> 1 < 2)",
+       R"(<![CDATA[<album albumId="t"/></albums> 1 < 2)",
        "/2:t= "},
       {"containers that are empty or missing", "<r><folders/><albums /><rootAlbum\n/></r>", ""},
       {"closing tags of what was not opened", "</albums></folder><albums></items></albums>", ""},
@@ -158,7 +164,6 @@ TEST_F(Loading, Hierarchy) {
       {"cut within an item", R"(<rootAlbum></rootAlbum><albums></albums><item itemId="2)", nullptr},
       {"cut within a closing tag", R"(<r stat="ok"><albums><album albumId="t"/></albums></r)",
        nullptr},
-      {"cut within a comment", R"(<albums></albums><!-- )", nullptr},
       {"an end before its beginning", R"(</albums><albums><album albumId="t"></album>)", nullptr},
   };
   std::string before;
@@ -178,6 +183,11 @@ TEST_F(Loading, FriendAlbums) {
       R"(<album albumId="z" itemsCount="0"><items><item itemId="3"/></items></album>)"
       R"(<album albumName="no id"><items><item itemId="4"/></items></album>)"
       R"(<album albumId="x" albumName="X"/></albums></response>)";
+  for (const std::string around : {"rootAlbum", "folders", "folder", "album", "items", "other"}) {
+    loader.RefreshFriendAlbumInfoByXMLData("<" + around + " folderId=\"f\">" + answer + "</" +
+                                           around + ">");
+    EXPECT_EQ(Dump(cache), "friend:x=X friend:y=Y@1 y/4:2=two y/4:1=one friend:z= ") << around;
+  }
   EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData(answer), uint32_t{kKELOResult_Success});
   EXPECT_EQ(Dump(cache), "friend:x=X friend:y=Y@1 y/4:2=two y/4:1=one friend:z= ");
   EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData("nothing"), uint32_t{kKELOResult_Success});
@@ -195,11 +205,58 @@ TEST_F(Loading, FriendAlbums) {
   }
 }
 
-TEST_F(Loading, WhatIsAddedAgainAfterwardsComesLast) {
-  loader.RefreshHierarchyInfoByXMLData(
-      R"(<rootAlbum><item itemId="1"/><item itemId="2"/><item itemId="3"/></rootAlbum>)");
-  cache.AddFileItemToRootAlbum("1", {});  // shares index 2 with 3
-  EXPECT_EQ(Dump(cache), "rootAlbum/2= rootAlbum/3= rootAlbum/1= ");
+// The names of a folder, an album, an item and a friend's album.
+using Names = std::array<std::string, 4>;
+
+std::string LoadNamed(KELOAccessCacheManager& cache, const Names& names) {
+  HierarchyLoader loader(cache);
+  const auto named = [&](size_t n) { return "=\"" + names[n] + "\" modifyDate=\"d\""; };
+  EXPECT_EQ(
+      loader.RefreshHierarchyInfoByXMLData(
+          "<r stat=\"ok\"><rootAlbum><item itemId=\"r\"/></rootAlbum><folders>"
+          "<folder folderId=\"f\" folderName" +
+          named(0) +
+          " albumCount=\"1\">\n<albums>"
+          "<album albumId=\"a\" albumName" +
+          named(1) + "><items><item itemId=\"1\" fileName" + named(2) +
+          "/>\n<item itemId=\"2\" fileName=\"two\"/></items></album></albums>"
+          "</folder><folder folderId=\"g\"/></folders><albums><album albumId=\"t\"/></albums>"),
+      0u);
+  EXPECT_EQ(
+      loader.RefreshFriendAlbumInfoByXMLData("<albums><album albumId=\"x\" albumName" + named(3) +
+                                             "><items><item itemId=\"3\"/>"
+                                             "</items></album><album albumId=\"y\"/></albums>"),
+      0u);
+  return Dump(cache);
+}
+
+// Whatever a name holds: it comes out as it is, and costs nothing else. A quote in it ends it, and
+// may then cost what stands behind it in its own tag.
+TEST_F(Loading, NoNameCostsAnotherEntry) {
+  const std::string letters = "<>\"'/=! -";
+  std::mt19937 random(19870601);
+  for (size_t number = 0; number < 3000; ++number) {
+    std::string name;  // all up to three letters, then some of up to six
+    for (size_t n = number < 820 ? number : random() % 597871; n > 0; n = (n - 1) / 9)
+      name += letters[(n - 1) % 9];
+    const size_t quote = name.find('"');
+    for (size_t place = 0; place < 4; ++place) {
+      Names names{"F", "A", "one", "X"};
+      names[place] = name;
+      const std::string loaded = LoadNamed(cache, names);
+      names[place] = name.substr(0, quote);
+      const auto expected = [&](const char* date) {
+        std::array<std::string, 4> dates{"@d ", "@d ", "@d ", "@d "};
+        dates[place] = date;
+        return "/1:f=" + names[0] + dates[0] + "f/2:a=" + names[1] + dates[1] +
+               "a/4:1=" + names[2] + dates[2] +
+               "a/4:2=two /1:g= /2:t= rootAlbum/r= friend:x=" + names[3] + dates[3] +
+               "x/4:3= friend:y= ";
+      };
+      if (quote == std::string::npos || loaded != expected(" "))
+        ASSERT_EQ(loaded, expected("@d ")) << place << ": " << name;
+    }
+  }
 }
 
 // Whatever allocation fails: a load happens whole or not at all.

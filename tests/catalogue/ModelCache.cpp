@@ -178,6 +178,7 @@ bool ModelCache::Build(const std::string& id, tagKELO_ItemInfo& info) const {
     Set(info.itemId, id);
     Set(info.name, entry.name);
     info.kind = 4;
+    info.fileFormat = kFormat;
     return true;
   };
   const auto directory = [&](const Directory& found, uint32_t mask) {

@@ -13,6 +13,8 @@ namespace kelo::testing {
 
 class ModelCache {
  public:
+  static constexpr uint32_t kFormat = 4099;  // of every file: that of which nothing is known
+
   void SetupRootFolder();
   void ClearAllFolder();
   void AddDirectory(const std::string& parent, const std::string& id, const std::string& name,

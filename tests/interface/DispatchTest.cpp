@@ -23,6 +23,7 @@ TEST_F(DispatchTest, QueriesAcceptOnlyTheKindsOfTheirTarget) {
     uint32_t kinds;
     uint32_t result;
   };
+  const std::string all = KELO_ALL_ITEMS_ID;
   const Case cases[] = {
       {"", 0x143, 0},
       {"", 0x40, 0},
@@ -30,6 +31,8 @@ TEST_F(DispatchTest, QueriesAcceptOnlyTheKindsOfTheirTarget) {
       {"", 0, 4115},
       {KELO_ALL_ITEMS_ID, 0x157, 0},
       {KELO_ALL_ITEMS_ID, 0x158, 4115},
+      {KELO_ALL_ITEMS_ID "\xFF", 4, 4115},
+      {all.c_str() + 1, 4, 4115},
       {KELO_ROOT_ALBUM_ID, 4, 0},
       {KELO_ROOT_ALBUM_ID, 6, 4115},
       {"F1", 0x002, 0},
@@ -104,6 +107,7 @@ TEST_F(DispatchTest, EventsFollowMaskAndCallback) {
     tagCommandControlInfo registration = Record(pointer);
     registration.selectionFlags = step.mask;
     EXPECT_EQ(Send(step.code, registration), 0u);
+    UseSession(ScriptedSession());  // which leaves both as they are
     events = 0;
     std::string path = folder().Path("picture");
     tagKELO_DownloadInfo download = DownloadOf(Url() + "/picture", path);

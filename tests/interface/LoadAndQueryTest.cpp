@@ -122,6 +122,8 @@ TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   EXPECT_EQ(SendOne(kKELOCommand_AddItems, &info, forty), 0u);
   EXPECT_EQ(FieldText(info.itemId), "n" + forty.substr(0, 39));
   EXPECT_EQ(FieldText(info.parentId), forty);
+  tagKELO_AddLinkInfo link{};
+  EXPECT_EQ(SendOne(kKELOCommand_AddNewLink, &link, forty + "xyz"), 0u);
   std::string path = folder().Write("p.jpg", "x");
   tagKELO_LoadInfo load = UploadOf(path, 1);
   Queue("UploadItems", "<r stat=\"ok\"><item idx=\"1\" itemId=\"u" + forty + "\"/></r>");
@@ -139,9 +141,17 @@ TEST_F(LoadAndQueryTest, OneItemFreshFromTheService) {
   ASSERT_EQ(Info("I1", cached), 0u);  // keeps a finished record, which the answer must replace
   Queue("GetItemsInfo",
         "<r stat=\"ok\"><items\r\n><item\r\nitemId=\"I1\" fileName=\"new&#233;.jpg\" x='\"'"
-        "fileFormat=\"image/tiff\" exif.36867=\"2008:05:17\"/></items></r>");
+        "fileFormat=\"image/tiff\" exif.36867=\"2008:05:17\"/><item itemId=\"I3\" "
+        "fileName=\"too\"/></items></r>");
   tagKELO_ItemInfo info{};
+  info.result = 99;
+  SetField(info.parentId, "host's");
+  info.kind = info.itemCount = 77;
   ASSERT_EQ(Info("I1", info, true), 0u);
+  EXPECT_EQ(info.result, 0u);
+  EXPECT_EQ(FieldText(info.parentId), "host's");
+  EXPECT_EQ(info.kind + info.itemCount, 2 * 77u);
+  EXPECT_EQ(FieldText(ItemInfo("I3").name), "too") << "what was not asked for";
   ExpectDocument(OnlyRequest(),
                  "<GetItemsInfo itemIdList=\"I1\" sortBy=\"UploadDate\" sortOrder=\"desc\" />\r\n");
   EXPECT_EQ(FieldText(info.name), "new&#233;.jpg");

@@ -25,6 +25,8 @@ TEST(ServiceAnswer, TurnsStatusIntoAResultCode) {
       {"<r stat=\"ok", 4144, false},
       {"<r stat=\"ok\"/>", 0, false},
       {"<r stat=\"OK\"/>", 4144, false},
+      {"<r stat=\"ok\"><x stat=\"fail\" errcode=\"207\"/></r>", 0, false},
+      {"<r stat=\"fail\" errcode=\"207\"><x stat=\"ok\"/></r>", 4115, true},
       {"<r stat=\"fail\"/>", 4144, false},
       {"<r stat=\"fail\" errcode=\"\"/>", 4144, true},
       {"<r stat=\"fail\" errcode=\"abc\"/>", 4144, true},

@@ -103,6 +103,7 @@ TEST_F(SharingTest, VerificationEndsWhateverTheServiceSays) {
       {"<r stat=\"fail\" errcode=\"313\" errmsg=\"no marker\" />", 4144},
       {"<r stat=\"fail\" errcode=\"313\" />", 4144},
       {"<r stat=\"fail\" errcode=\"207\" errmsg=\"Invalid recipient: a@x\" />", 4144},
+      {"<r stat=\"fail\" errcode=\"0313\" errmsg=\"Invalid recipient: a@x\" />", 4144},
       {"<r stat=\"fail\" errmsg=\"Invalid recipient: a@x\" />", 4144},
       // The same address for ever: rejected once, then nobody's.
       {"<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: a@x\" />", 4144},
@@ -113,6 +114,7 @@ TEST_F(SharingTest, VerificationEndsWhateverTheServiceSays) {
     EXPECT_EQ(verification.result, result) << answer;
     EXPECT_EQ(verification.accepted + verification.rejected, "") << answer;
   }
+  EXPECT_EQ(service().RequestCount(), std::size(answers) + 1) << "only the last is asked again";
 }
 
 TEST_F(SharingTest, TenThousandRecipientsAreVerified) {

@@ -92,6 +92,9 @@ TEST_F(DownloadTest, EventsTellTheFileAndTheBatch) {
   ASSERT_GE(events.size(), 2u);
   EXPECT_EQ(events[events.size() - 2], (Words{51, 48, 14, 14, 2, 1}));
   EXPECT_EQ(events.back(), (Words{51, 48, 14, 14, 2, 2}));
+  KeepEvents();
+  ASSERT_EQ(Download({"/good", "no url at all"}), 4098u);
+  EXPECT_LT(events.back()[5], 2u) << "none follows where the last file failed";
 }
 
 TEST_F(DownloadTest, AUrlMayFillItsField) {

@@ -60,6 +60,8 @@ TEST_F(EditsTest, TagsGoToItemsAndToWhatAlbumsHold) {
       {"J1", 4, "J1"},
       {"R1", 4, "R1"},
       {"I1", 2, nullptr},
+      {"I1", 6, nullptr},
+      {"A1", 6, nullptr},
       {"A1", 2, "I2,I1"},
       {"A2", 2, "I3"},
       {"A1", 4, nullptr},
@@ -140,6 +142,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   EXPECT_EQ(ItemCount(""), 6u);
   EXPECT_EQ(FieldText(ItemInfo("NF").name), "N&lt;0");
   EXPECT_EQ(ItemInfo("NF").kind, 1u);
+  EXPECT_EQ(FieldText(ItemInfo("NA").name), "N&lt;1");
   EXPECT_EQ(ItemInfo("NA").kind, 2u);  // not shared with anyone yet
 
   // Under a folder there are only albums.

@@ -119,7 +119,7 @@ TEST_F(UploadCheckTest, WithoutAPictureToSendNoVoiceMemoTravels) {
     uint32_t picture;
     uint32_t memo;
   };
-  for (const Case& c : {Case{"1", 4099, 4099}, Case{"3", 4115, 0}}) {
+  for (const Case& c : {Case{"1", 4099, 4099}, Case{"2", 4104, 4099}, Case{"3", 4115, 0}}) {
     Requeue("CheckUploadItems", std::string("<r stat=\"ok\"><items><item idx=\"1\" status=\"") +
                                     c.status + "\" itemId=\"OLD\" /></items></r>");
     std::vector<tagKELO_LoadInfo> records = {File("1.jpg", "1"), File("1.wav", "memo")};
