@@ -4,12 +4,11 @@ include(CMakePackageConfigHelpers)
 
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/tVQAccess2)
 
-install(TARGETS tVQAccess2 EXPORT tVQAccess2Targets
+install(TARGETS tVQAccess2 tVQAccess2_cpp EXPORT tVQAccess2Targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# The interface for C++, beside the public header.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.hpp")
+# Results in words, and the parts of the interface for C++.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/KELOAccess DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT tVQAccess2Targets NAMESPACE tVQAccess2:: DESTINATION ${package_directory})
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/tVQAccess2Config.cmake.in

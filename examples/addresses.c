@@ -2,11 +2,8 @@
  *
  *   cc addresses.c $(pkg-config --cflags --libs tVQAccess2) -lstdc++
  */
-#include <KELOAccess.h>
+#include <KELOAccess/Words.h>
 #include <stdio.h>
-
-/* C++ array delete, as the C++ runtime of Linux names it. */
-void _ZdaPv(void* text);
 
 int main(int argc, char** argv) {
   tagCommandControlInfo info = {0};
@@ -27,8 +24,9 @@ int main(int argc, char** argv) {
   info.data = &list;
   if (result == kKELOResult_Success) result = KELOAccessCommand(kKELOCommand_GetAddressList, &info);
   if (result == kKELOResult_Success) printf("%s\n", list.text != NULL ? list.text : "no addresses");
-  if (list.text != NULL) _ZdaPv(list.text);
-  if (result != kKELOResult_Success) fprintf(stderr, "failed: %u\n", (unsigned)result);
+  KELOFreeText(&list);
+  if (result != kKELOResult_Success)
+    fprintf(stderr, "%s (%u)\n", KELOResultWords(result, 0), (unsigned)result);
   KELOAccessClose();
   return result == kKELOResult_Success ? 0 : 1;
 }

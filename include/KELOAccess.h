@@ -58,6 +58,9 @@
  *   - http_proxy, https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY and no_proxy, NO_PROXY name proxies and
  *     the hosts that are reached without one, as in other programs.
  *
+ * KELOAccess/Words.h beside it has commands and results in words, and frees texts that were handed out;
+ * KELOAccess.hpp is the interface for hosts in C++20.
+ *
  * The header needs nothing but <stdint.h> and <stddef.h> and compiles as C99 and as C++.
  */
 #ifndef KELOACCESS_H
@@ -259,8 +262,8 @@ enum {
 /* A text handed across the interface. On input `length` bytes at `text` (no NUL needed); a null
  * pointer or length 0 is the empty text. On output the library allocates length + 1 bytes with C++
  * array new, NUL-terminates them and overwrites both fields without freeing what they held; the
- * buffer then belongs to the host, which frees it with C++ array delete. In C on Linux that is the
- * function _ZdaPv of libstdc++ (examples/addresses.c shows it). */
+ * buffer then belongs to the host, which frees it with C++ array delete, or with KELOFreeText of
+ * KELOAccess/Words.h, which says what a program in C links for it. */
 typedef struct tagKELO_StringInfo {
   char* text;      /* offset 0 */
   uint32_t length; /* bytes without the NUL; offset 4 with 4-byte pointers, 8 with 8-byte ones */

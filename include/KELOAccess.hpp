@@ -22,9 +22,14 @@
 //   - Nothing is owned by the library: values are copied out, what it allocated is freed.
 //   - Threads: all calls may come from any thread. One command runs at a time, and a call from another
 //     thread waits until the running one is over; from inside a progress callback it throws. Only
-//     Abort comes at any moment. A callback must not wait for another thread that makes a call.
+//     Abort comes at any moment. A callback must not wait for another thread that makes a call, or
+//     aborts one.
 #ifndef KELOACCESS_HPP
 #define KELOACCESS_HPP
+
+#if __cplusplus < 202002L
+#error "KELOAccess.hpp needs C++20: compile with -std=c++20 or later, or use KELOAccess.h"
+#else
 
 #include <atomic>
 #include <concepts>
@@ -39,9 +44,14 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
+#include <version>
+#ifdef __cpp_lib_jthread
+#include <stop_token>
+#endif
 
 #include "KELOAccess.h"
 
@@ -146,6 +156,7 @@ struct Item {
   std::uint32_t fileFormat = 0;  // kKELOFormat, of file items
   std::uint32_t itemCount = 0;   // entries below, of folders and albums
   std::string name{};
+  bool nameMayBeCut = false;  // it fills its 255 bytes: what was behind them is not told
   std::string modifyDate{};
   std::string shotDate{};
   std::string uploadDate{};
@@ -211,7 +222,8 @@ class UploadError : public Error {
   // The outcomes all the same: what the check had found, and what could not be read, has its own
   // error; the others have that of the upload.
   const std::vector<UploadedFile>& Files() const { return *files_; }
-  // Whether those others may be stored nevertheless: some try got past the check, if there was one.
+  // Whether those others may be stored nevertheless: some of it was sent, and the service did not answer
+  // that it refuses the upload. An error that kKELOResult has no own code for counts as no such answer.
   bool MayBeStored() const { return mayBeStored_; }
 
  private:
@@ -260,8 +272,9 @@ struct Progress {
 };
 
 // Anything that can be called with a Progress, or an empty function: none. If it gives false, the
-// command is aborted; one that gives nothing lets it go on. Called on the command's thread. What it
-// throws aborts the command too, and comes out of the call that started it.
+// call is aborted; one that gives nothing lets it go on. Called on the call's thread, and only while
+// bytes move: who wants to end a call that stands still aborts it from another thread. What it throws
+// aborts the call too, and comes out of it.
 class OnProgress {
  public:
   OnProgress() = default;
@@ -305,6 +318,9 @@ class Library {
   // take, and others are kKELOResult_InvalidTarget. An account need not be a tree: a folder or an album may
   // stand below itself, so a walk from list to list must keep account of where it has been. ----
   void Load();
+#ifdef __cpp_lib_jthread
+  void Load(const std::stop_token& stop);  // as Upload with one
+#endif
   std::uint32_t Count(std::string_view target, Kind kinds);
   std::vector<Item> List(std::string_view target, Kind kinds);
   Item Info(std::string_view id);
@@ -334,9 +350,20 @@ class Library {
   std::vector<UploadedFile> Upload(std::string_view album, View<UploadFile> files,
                                    const UploadOptions& options = {},
                                    const OnProgress& progress = {});
+#ifdef __cpp_lib_jthread
+  // The same, which a stop request aborts, also one that came before; no other call. So a std::jthread
+  // that makes it ends soon.
+  std::vector<UploadedFile> Upload(std::string_view album, View<UploadFile> files,
+                                   const UploadOptions& options, const OnProgress& progress,
+                                   const std::stop_token& stop);
+#endif
   // One file after the other. A failure other than kKELOResult_NotFound, AlreadyExists and
   // DestinationUnusable ends the batch, an abort too: the files behind it have the same error.
   std::vector<DownloadedFile> Download(View<DownloadFile> files, const OnProgress& progress = {});
+#ifdef __cpp_lib_jthread
+  std::vector<DownloadedFile> Download(View<DownloadFile> files, const OnProgress& progress,
+                                       const std::stop_token& stop);  // as Upload with one
+#endif
 
   // ---- Sharing ----
   Recipients VerifyRecipients(View<std::string> addresses);
@@ -344,8 +371,8 @@ class Library {
   // Shares the album. `rejected` of the answer were left out.
   Recipients SendMail(std::string_view album, const Mail& mail);
 
-  // Ends the call that runs now, if any, and returns when its request has ended; from inside a
-  // progress callback at once. Any thread.
+  // Ends the call that runs now, if any, with all that it would still send, and returns when its command
+  // has ended; from inside a progress callback at once. A call that waits for it runs then. Any thread.
   void Abort() noexcept;
 
   // A command by its code and record, with the same turn and the same progress, for what the calls
@@ -357,18 +384,31 @@ class Library {
                                 const OnProgress& progress = {});
 
  private:
+  class Turn;
+  class Running;
   class ClearedRecord;
 
+  // A command that is a part of another one's call, which its refusals name.
+  std::uint32_t Ask(std::uint32_t code, tagCommandControlInfo* record, std::uint32_t call);
   void Send(std::uint32_t code, tagCommandControlInfo* record);  // throws unless it is success
   template <typename Batch>
   void SendEach(std::uint32_t code, std::string_view target, Batch& batch,
                 const OnProgress& progress);
+#ifdef __cpp_lib_jthread
+  template <typename Call>
+  auto Stoppable(const std::stop_token& stop, const Call& call);
+#endif
 
   inline static std::atomic<bool> exists_ = false;
-  std::recursive_mutex turn_;  // held by the thread whose command runs
+  std::recursive_mutex turn_;  // held by the thread whose call runs
+  int turns_ = 0;              // of that thread, one in the other
   bool inCallback_ = false;    // of that thread
   const ClearedRecord* cleared_ = nullptr;  // of the running call
-  std::atomic<std::uint32_t> aborts_ = 0;
+  // Beginnings and ends so far: odd while a call, or a command, runs.
+  std::atomic<std::uint64_t> call_ = 0;
+  std::atomic<std::uint64_t> command_ = 0;
+  std::atomic<std::uint64_t> abortedFor_ = 0;  // the last call that was to end
+  std::atomic<std::thread::id> thread_{};      // of the call
 };
 
 }  // namespace kelo
@@ -376,4 +416,5 @@ class Library {
 #include "KELOAccess/Library.hpp"  // the bodies
 #include "KELOAccess/Transfers.hpp"
 
+#endif  // C++20
 #endif  // KELOACCESS_HPP

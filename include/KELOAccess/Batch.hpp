@@ -54,9 +54,10 @@ class Batch {
 
   std::vector<T>& Records() { return records_; }
 
-  // Throws where the command did not even look at the records.
+  // Throws where the command was refused before it looked at the records.
   void RequireTouched(std::uint32_t result, std::uint32_t command) const {
-    if (!records_.empty() && records_.front().result == kUntouched) Check(result, command);
+    if (records_.front().result == kUntouched && result != kKELOResult_Aborted)
+      Check(result, command);
   }
 
   // The outcomes; `take` copies each record's own values.

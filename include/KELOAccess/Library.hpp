@@ -58,6 +58,12 @@ inline void Library::Load() {
   Send(kKELOCommand_LoadHierarchy, nullptr);
 }
 
+#ifdef __cpp_lib_jthread
+inline void Library::Load(const std::stop_token& stop) {
+  Stoppable(stop, [&] { Load(); });
+}
+#endif
+
 inline std::uint32_t Library::Count(std::string_view target, Kind kinds) {
   std::uint32_t count = 0;
   tagCommandControlInfo record = detail::Targeted(target, &count, kKELOCommand_GetItemsCount);
@@ -67,14 +73,17 @@ inline std::uint32_t Library::Count(std::string_view target, Kind kinds) {
 }
 
 inline std::vector<tagKELO_ItemInfo> Library::ListRecords(std::string_view target, Kind kinds) {
-  const std::lock_guard turn(turn_);  // nothing may come between the two
-  std::vector<tagKELO_ItemInfo> items(Count(target, kinds));
-  if (items.empty()) return items;
-  tagCommandControlInfo record =
-      detail::Targeted(target, items.data(), kKELOCommand_GetItemsList);
-  record.entryCount = static_cast<std::uint32_t>(items.size());
+  constexpr std::uint32_t kCommand = kKELOCommand_GetItemsList;
+  const Turn turn(*this);  // nothing may come between the two
+  std::uint32_t count = 0;
+  tagCommandControlInfo record = detail::Targeted(target, &count, kCommand);
   record.selectionFlags = Bits(kinds);
-  Send(kKELOCommand_GetItemsList, &record);
+  detail::Check(Ask(kKELOCommand_GetItemsCount, &record, kCommand), kCommand);
+  std::vector<tagKELO_ItemInfo> items(count);
+  if (items.empty()) return items;
+  record.data = items.data();
+  record.entryCount = count;
+  Send(kCommand, &record);
   return items;
 }
 
@@ -159,15 +168,21 @@ inline void Library::Modify(std::string_view id, const Properties& properties) {
 }
 
 inline void Library::AddTags(std::string_view id, std::string_view tags) {
-  const std::lock_guard turn(turn_);
+  constexpr std::uint32_t kCommand = kKELOCommand_AddTags;
+  const Turn turn(*this);
   tagKELO_TagInfo text{};
-  detail::Put(text.text, tags, {"tag list", kKELOCommand_AddTags});
-  const Kind kind = Info(id).kind;
-  tagCommandControlInfo record = detail::Targeted(id, &text, kKELOCommand_AddTags);
+  detail::Put(text.text, tags, {"tag list", kCommand});
+  tagKELO_ItemInfo item{};
+  tagCommandControlInfo record = detail::Targeted(id, &item, kCommand);
+  std::uint32_t known = Ask(kKELOCommand_GetItemInfo, &record, kCommand);
+  if (known == kKELOResult_BadParameter) known = kKELOResult_InvalidTarget;  // it is no item
+  detail::Check(known, kCommand);
+  const auto kind = static_cast<Kind>(item.kind);
+  record.data = &text;
   record.selectionFlags = Is(kind, Kind::FileItem) ? kKELOTagTarget_FileItem
                           : Is(kind, Kind::Album)  ? kKELOTagTarget_Album
                                                    : kKELOTagTarget_RootAlbum;
-  Send(kKELOCommand_AddTags, &record);
+  Send(kCommand, &record);
 }
 
 // ---- Sharing ----
@@ -200,6 +215,7 @@ inline std::vector<std::string> Library::AddressList() {
 
 inline Recipients Library::SendMail(std::string_view album, const Mail& mail) {
   constexpr std::uint32_t kCommand = kKELOCommand_SendPictureMail;
+  if (album.empty()) throw Error("no album is given", kCommand);
   const std::string list = detail::JoinAddresses(mail.recipients);
   detail::RequireTexts(kCommand, "address list", {list});
   detail::RequireTexts(kCommand, "text", {mail.subject, mail.text});

@@ -24,8 +24,8 @@ inline tagCommandControlInfo Record(void* data) {
 // nothing of the host's, so the present listener is known to the process; the turn guards it.
 class Listener {
  public:
-  Listener(const OnProgress& progress, bool& inCallback)
-      : progress_(progress), inCallback_(inCallback) {
+  Listener(Library& library, const OnProgress& progress, bool& inCallback)
+      : library_(library), progress_(progress), inCallback_(inCallback) {
     current_ = this;
     Send(kKELOCommand_RegisterEventCallBack, std::bit_cast<void*>(&Listener::Hear));
   }
@@ -68,10 +68,11 @@ class Listener {
       ended_ = true;
     }
     inCallback_ = false;
-    if (ended_) KELOAccessCommand(kKELOCommand_Abort, nullptr);
+    if (ended_) library_.Abort();
   }
 
   inline static Listener* current_ = nullptr;
+  Library& library_;
   const OnProgress& progress_;
   bool& inCallback_;
   bool ended_ = false;

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "KELOAccess/Words.h"
+
 namespace kelo {
 namespace detail {
 
@@ -86,7 +88,7 @@ constexpr Reference FirstNumber(std::string_view text) {
 // Whether a text is the first part of a number's reference, without its end.
 inline bool IsCutNumber(std::string_view text) {
   constexpr std::string_view kBeginnings[] = {"&", "&#", "&#x", "&#X"};
-  return std::ranges::count(kBeginnings, text) > 0 ||
+  return std::count(std::begin(kBeginnings), std::end(kBeginnings), text) > 0 ||
          (text.starts_with('&') && FirstNumber(std::string(text) + ';').length == text.size() + 1);
 }
 
@@ -125,8 +127,9 @@ inline bool IsCutHere(std::string_view text) {
   const Reference lead = FirstNumber(text);
   if (IsLeadSurrogate(lead.character))
     return text.size() == lead.length || IsCutNumber(text.substr(lead.length));
-  const bool isCutEntity = std::ranges::any_of(
-      kEntities, [&](const auto& entity) { return entity.first.starts_with(text); });
+  const bool isCutEntity =
+      std::any_of(std::begin(kEntities), std::end(kEntities),
+                  [&](const auto& entity) { return entity.first.starts_with(text); });
   if (isCutEntity || IsCutNumber(text)) return true;
   const Utf8Piece piece = FirstPiece(text);
   return !piece.isCharacter && piece.length == text.size();
@@ -180,10 +183,7 @@ class HandedText {
   HandedText& operator=(const HandedText&) = delete;
 
   std::string_view Text() const { return {info_.text, info_.length}; }
-  void Free() {
-    delete[] info_.text;
-    info_ = {};
-  }
+  void Free() { KELOFreeText(&info_); }
 
  private:
   tagKELO_StringInfo& info_;
@@ -248,7 +248,7 @@ inline Item::Item(const tagKELO_ItemInfo& record)
       kind(static_cast<Kind>(record.kind)),
       fileFormat(record.fileFormat),
       itemCount(record.itemCount),
-      name(Decoded(FieldText(record.name), FieldText(record.name).size() == sizeof record.name - 1)),
+      nameMayBeCut(FieldText(record.name).size() == sizeof record.name - 1),
       modifyDate(Decoded(FieldText(record.modifyDate))),
       shotDate(Decoded(FieldText(record.shotDate))),
       uploadDate(Decoded(FieldText(record.uploadDate))),
@@ -256,7 +256,9 @@ inline Item::Item(const tagKELO_ItemInfo& record)
       originalUrl(Decoded(FieldText(record.origUrl))),
       raw{std::string(FieldText(record.name)),
           std::string(FieldText(record.screenUrl)),
-          std::string(FieldText(record.origUrl))} {}
+          std::string(FieldText(record.origUrl))} {
+  name = Decoded(raw.name, nameMayBeCut);
+}
 
 }  // namespace kelo
 

@@ -62,9 +62,24 @@ inline void Describe(const UploadFile& file, tagKELO_LoadInfo& record) {
 
 // Whether files of a command that failed were about to be sent: those say success.
 inline bool IsPastCheck(const std::vector<tagKELO_LoadInfo>& records) {
-  return std::ranges::any_of(records, [](const tagKELO_LoadInfo& record) {
+  return std::any_of(records.begin(), records.end(), [](const tagKELO_LoadInfo& record) {
     return record.result == kKELOResult_Success;
   });
+}
+
+// Whether a result of an upload that was sent is the service's own no. Others may be the way's.
+inline bool IsRefusal(std::uint32_t result) {
+  switch (result) {
+    case kKELOResult_Conflict:
+    case kKELOResult_NoSpace:
+    case kKELOResult_TooLarge:
+    case kKELOResult_BadParameter:
+    case kKELOResult_InvalidTarget:
+    case kKELOResult_NoSession:
+      return true;
+    default:
+      return false;
+  }
 }
 
 using UploadBatch = Batch<tagKELO_LoadInfo, UploadedFile>;
@@ -96,8 +111,7 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
                                                  const UploadOptions& options,
                                                  const OnProgress& progress) {
   constexpr std::uint32_t kCommand = kKELOCommand_Upload;
-  const std::lock_guard turn(turn_);
-  const std::uint32_t aborts = aborts_;  // one that comes while the files are looked at counts, too
+  const Turn turn(*this);
   tagCommandControlInfo command = detail::Targeted(album, nullptr, kCommand);
   if (options.checkDuplicates || options.checkOnly) {
     command.outputOptions = kKELOOption_CheckDuplicates;
@@ -108,9 +122,10 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
   auto& records = batch.Records();
   command.data = records.data();
   command.entryCount = static_cast<std::uint32_t>(records.size());
-  bool hasSent = false;  // some try
+  bool hasSent = false;  // this try: the first event comes before the upload sets out
+  bool sentBefore = false;
   const ClearedRecord cleared(*this, command, [&] {
-    hasSent = hasSent || detail::IsPastCheck(records);
+    sentBefore = sentBefore || std::exchange(hasSent, false);
     for (tagKELO_LoadInfo& record : records) {
       record.result = detail::kUntouched;
       record.itemId[0] = '\0';
@@ -118,11 +133,14 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
   });
   std::uint32_t result = kKELOResult_Success;
   if (!records.empty())
-    result = aborts_ == aborts ? Command(kCommand, &command, progress)
-                               : std::uint32_t{kKELOResult_Aborted};
-  const bool isPastCheck = detail::IsPastCheck(records);
+    result = Command(kCommand, &command, [&](const Progress& sofar) {
+      const bool goesOn = !progress || progress(sofar);
+      hasSent = hasSent || goesOn;
+      return goesOn;
+    });
   const bool isDone = result == kKELOResult_Success ||
-                      (options.checkOnly && isPastCheck && result == kKELOResult_NotFound);
+                      (options.checkOnly && result == kKELOResult_NotFound &&
+                       detail::IsPastCheck(records));
   for (tagKELO_LoadInfo& record : records)
     if (!isDone && (record.result == kKELOResult_Success || record.result == detail::kUntouched))
       record.result = result;
@@ -130,8 +148,9 @@ inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<Up
       batch.Outcomes(kCommand, [](const tagKELO_LoadInfo& record, UploadedFile& uploaded) {
         uploaded.id = FieldText(record.itemId);
       });
-  if (!isDone) throw UploadError(Error(result, kCommand), std::move(outcomes), hasSent || isPastCheck);
-  return outcomes;
+  if (isDone) return outcomes;
+  const bool mayBeStored = sentBefore || (hasSent && !detail::IsRefusal(result));
+  throw UploadError(Error(result, kCommand), std::move(outcomes), mayBeStored);
 }
 
 inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
@@ -142,6 +161,7 @@ inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
     batch.Add([&](tagKELO_DownloadInfo& record) {
       const std::string path = detail::PathText(file.path);
       detail::RequireWhole(path, detail::kMaxLentText, {"path", kCommand});
+      if (file.url.empty()) throw Error("the URL is empty", kCommand);
       detail::Put(record.url, file.url, {"URL", kCommand});
       record.destPath = batch.Lend(path);
     });
@@ -151,6 +171,21 @@ inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
                           downloaded.size = record.receivedSize;
                         });
 }
+
+#ifdef __cpp_lib_jthread
+inline std::vector<UploadedFile> Library::Upload(std::string_view album, View<UploadFile> files,
+                                                 const UploadOptions& options,
+                                                 const OnProgress& progress,
+                                                 const std::stop_token& stop) {
+  return Stoppable(stop, [&] { return Upload(album, files, options, progress); });
+}
+
+inline std::vector<DownloadedFile> Library::Download(View<DownloadFile> files,
+                                                     const OnProgress& progress,
+                                                     const std::stop_token& stop) {
+  return Stoppable(stop, [&] { return Download(files, progress); });
+}
+#endif
 
 }  // namespace kelo
 

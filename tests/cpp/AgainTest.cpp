@@ -19,6 +19,7 @@ class PatientLibrary : public Library {
   std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
                         const OnProgress& progress) override {
     sent.push_back(code);
+    if (before) before();
     std::uint32_t result = Library::Command(code, record, progress);
     if (result != kKELOResult_Success) {
       failed.push_back(result);
@@ -33,6 +34,7 @@ class PatientLibrary : public Library {
   std::vector<std::uint32_t> sent;
   std::vector<std::uint32_t> failed;  // with which result, the first time
   std::size_t abortBehind = 0;
+  std::function<void()> before;   // the first try
   std::function<void()> between;  // two tries
   std::function<void()> behind;   // a call
 };
@@ -107,6 +109,22 @@ TEST_F(AgainTest, BatchesEndWhereOneCommandWould) {
   EXPECT_THAT(Codes(patient_->AddLinks("A", {"5"})), ElementsAre(0)) << "the abort is over";
 }
 
+// At whatever moment of the call it comes.
+TEST_F(AgainTest, AnAbortIsKeptFromTheBeginning) {
+  service().SetScript([](const LoggedRequest&) { return Reply{.silent = true}; });
+  std::atomic<int> begun = 0;
+  patient_->before = [&] { ++begun; };
+  for (int call = 1; call <= 100; ++call) {
+    std::jthread other([&] {
+      while (begun < call) std::this_thread::yield();
+      patient_->Abort();
+    });
+    EXPECT_THAT(
+        Codes(patient_->Download({{Url() + "/1", folder().Path("1")}}, [](const Progress&) {})),
+        ElementsAre(3));
+  }
+}
+
 // The address sanitizer tells of texts that nobody frees.
 TEST_F(AgainTest, NothingOfAnEarlierTryIsLeft) {
   Queue("VerifyRecipients",
@@ -143,18 +161,6 @@ TEST_F(AgainTest, AFailedUploadIsThatOfItsLastTry) {
   EXPECT_EQ(upload(), "4144 4144 ") << "neither was sent";
   patient_->between = [&] { patient_->Restore({}, ""); };
   EXPECT_EQ(upload(), "4116 4116 ");
-}
-
-// A refused login leaves nothing that the next one would meet.
-TEST_F(LibraryTest, ALibraryGoesOnAfterALoginThatFailed) {
-  EXPECT_THROW(library_->Open({.apiKey = "nobody's"}), Error);
-  EXPECT_THROW(library_->Load(), Error);
-  Open();
-  library_->Load();
-  EXPECT_THROW(library_->Open({.apiKey = "nobody's"}), Error);
-  library_->Open(Known());
-  library_->Load();
-  EXPECT_EQ(library_->Count(kRoot, Kind::Album), 0u);
 }
 
 TEST_F(LibraryTest, ThereIsOneAtATime) {

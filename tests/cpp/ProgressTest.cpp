@@ -12,6 +12,8 @@
 namespace kelo::testing {
 namespace {
 
+using ::testing::HasSubstr;
+
 class ProgressTest : public LibraryTest {
  protected:
   void SetUp() override { Open(); }
@@ -91,6 +93,19 @@ TEST_F(ProgressTest, FalseAborts) {
   int calls = 0;
   ExpectAborted(library_->Download(Files(true), [&](const Progress&) { return ++calls < 2; }));
   EXPECT_EQ(calls, 2) << "nothing is told behind the one that ended it";
+  // With the last event of a file, too.
+  const auto files = Files(false);
+  const auto downloaded =
+      library_->Download(files, [](const Progress& p) { return p.filesDone == 0; });
+  EXPECT_FALSE(downloaded[0].error);
+  ASSERT_TRUE(downloaded[1].error);
+  EXPECT_EQ(downloaded[1].error->Code(), uint32_t{kKELOResult_Aborted});
+  try {
+    library_->Upload(kRoot, {{.path = files[0].path}}, {}, [](const Progress&) { return false; });
+    ADD_FAILURE() << "it was not aborted";
+  } catch (const UploadError& error) {
+    EXPECT_FALSE(error.MayBeStored()) << error.what();
+  }
 }
 
 TEST_F(ProgressTest, WhatACallbackThrowsComesOutOfTheCall) {
@@ -103,20 +118,35 @@ TEST_F(ProgressTest, WhatACallbackThrowsComesOutOfTheCall) {
 TEST_F(ProgressTest, ACallbackSendsNothingButAbort) {
   std::string words;
   ExpectAborted(library_->Download(Files(true), [&](const Progress&) {
-    words = Failure([&] { library_->Capacity(); });
+    words = Failure([&] { library_->List(kRoot, Kind::Album); });
     library_->Abort();
   }));
-  EXPECT_EQ(words, "cannot ask for the storage: a progress callback can send nothing (4112)");
+  EXPECT_EQ(words, "cannot list the items: a progress callback can send nothing (4112)");
 }
 
+// A service that is silent lets no callback end the call.
 TEST_F(ProgressTest, AnotherThreadAborts) {
   const auto files = Files(true);
-  std::thread other([&] {
-    service().WaitForRequest([](const LoggedRequest& request) { return request.method == "GET"; });
-    library_->Abort();
+  service().SetScript([](const LoggedRequest& request) {
+    return request.method == "GET" ? std::optional(Reply{.silent = true}) : std::nullopt;
   });
-  ExpectAborted(library_->Download(files));
-  other.join();
+  const auto fail = [](const Progress&) { ADD_FAILURE() << "nothing has moved"; };
+  std::stop_source source;
+  for (const bool byToken : {false, true}) {
+    service().ClearLog();
+    const std::jthread other([&] {
+      service().WaitForRequest(
+          [](const LoggedRequest& request) { return request.method == "GET"; });
+      byToken ? void(source.request_stop()) : library_->Abort();
+    });
+    ExpectAborted(library_->Download(files, fail, source.get_token()));
+  }
+  service().ClearLog();
+  EXPECT_THAT(Failure([&] { library_->Load(source.get_token()); }), HasSubstr("aborted (3)"));
+  EXPECT_THROW(
+      library_->Upload(kRoot, {{.path = folder().Path("urls")}}, {}, {}, source.get_token()),
+      UploadError);
+  EXPECT_EQ(service().RequestCount(), 0u) << "a stop that came before sends nothing";
 }
 
 // While an upload looks at its files nothing is under way yet.
@@ -140,6 +170,7 @@ TEST_F(ProgressTest, AnotherThreadAbortsBeforeAnythingIsSent) {
     ADD_FAILURE() << "it was not aborted";
   } catch (const UploadError& error) {
     EXPECT_EQ(error.Code(), uint32_t{kKELOResult_Aborted}) << error.what();
+    EXPECT_FALSE(error.MayBeStored());
   }
   other.join();
 }

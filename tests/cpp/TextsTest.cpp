@@ -1,6 +1,7 @@
 // References and UTF-8 as the header resolves them, beside the library's own conversions.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 
 #include "KELOAccess.hpp"
@@ -75,6 +76,17 @@ TEST(Texts, WhatWasCutAtTheEndIsDroppedWhereTheFieldIsFull) {
   record.name[254] = '&';
   EXPECT_EQ(Item(record).name, std::string(254, 'n'));
   EXPECT_EQ(Item(record).raw.name, std::string(254, 'n') + '&');
+  EXPECT_TRUE(Item(record).nameMayBeCut);
+  record.name[254] = '\0';
+  for (char* field : {record.modifyDate, record.shotDate, record.uploadDate, record.screenUrl,
+                      record.origUrl, record.itemId})
+    std::strcpy(field, "1&#58;2");
+  const Item item(record);
+  EXPECT_FALSE(item.nameMayBeCut);
+  for (const std::string& text :
+       {item.modifyDate, item.shotDate, item.uploadDate, item.screenUrl, item.originalUrl})
+    EXPECT_EQ(text, "1:2");
+  EXPECT_EQ(item.id + item.raw.originalUrl, "1&#58;21&#58;2");
 }
 
 // Whole tokens, so that references, their halves and broken characters meet often.

@@ -43,8 +43,10 @@ class UploadTest : public LibraryTest {
 TEST_F(UploadTest, AFailureKeepsWhatTheCheckFound) {
   const UploadOptions check{.checkDuplicates = true};
   Queue("UploadItems", "<r stat=\"fail\" errcode=\"203\" />");
-  EXPECT_EQ(Upload(check), "I1:4099 :4102 :4098 4102 may be stored");
-  EXPECT_EQ(Upload(), ":4102 :4102 :4098 4102 may be stored");
+  EXPECT_EQ(Upload(check), "I1:4099 :4102 :4098 4102");
+  EXPECT_EQ(Upload(), ":4102 :4102 :4098 4102");
+  Requeue("UploadItems", "garbage");
+  EXPECT_EQ(Upload(check), "I1:4099 :4144 :4098 4144 may be stored");
   Requeue("CheckUploadItems", "<r stat=\"fail\" errcode=\"401\" />");
   EXPECT_EQ(Upload(check), ":4112 :4112 :4098 4112");
   library_->Restore({}, "");
@@ -73,7 +75,7 @@ TEST_F(UploadTest, AGivenSizeIsSent) {
   const UploadFile gone{.path = folder().Path("gone"), .size = 5, .modifyDate = modified};
   files_ = {gone, gone};
   EXPECT_EQ(Upload({.checkOnly = true}), "I1:4099 : ");
-  EXPECT_EQ(Upload(), ":4098 :4098 4098 may be stored");
+  EXPECT_EQ(Upload(), ":4098 :4098 4098");
   files_ = {{.path = "huge", .size = 1ull << 31, .modifyDate = modified}};
   EXPECT_EQ(Upload(), ":4103 ");
   EXPECT_EQ(Requests("UploadItems").size(), 1u);
