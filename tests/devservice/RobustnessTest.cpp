@@ -194,7 +194,7 @@ TEST(ImportTest, ManyFilesOfOneNameTakeNoLongerThanManyNames) {
   };
   const auto hook = reinterpret_cast<void (*)()>(CountSteps);
   ASSERT_EQ(sqlite3_auto_extension(hook), SQLITE_OK);
-  EXPECT_LT(stepsFor(400), 6 * stepsFor(100));
+  EXPECT_LT(stepsFor(1600), 12 * stepsFor(200));
   sqlite3_cancel_auto_extension(hook);
 }
 
