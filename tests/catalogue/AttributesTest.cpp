@@ -3,51 +3,10 @@
 
 #include <map>
 
-#include "catalogue/HierarchyLoader.h"
-#include "catalogue/KELOAccessCacheManager.h"
 #include "text/XMLElements.h"
 
 namespace kelo::testing {
 namespace {
-
-TEST(Attributes, OfAnItem) {
-  KELOAccessCacheManager cache;
-  const HierarchyLoader loader(cache);
-  const struct {
-    const char* item;
-    const char* expected;  // result, id, name, dates, URLs, format; joined with '|'
-  } cases[] = {
-      {R"(<item itemId="i" fileName="n" modifyDate="m" shotDate="s" exif.36867="e" uploadDate="u" )"
-       R"(screenUrl="c" origUrl="o" fileFormat="image/jpeg"/>)",
-       "1|i|n|m|s|u|c|o|1"},
-      {R"(<item itemId="i" exif.36867="2009:01:02 03:04:05"/>)",
-       "1|i|||2009:01:02 03:04:05||||4099"},
-      {R"(<item itemId="i" shotDate="" exif.36867="e"/>)",
-       "1|i|||||||4099"},  // absent is not empty
-      {R"(<item itemId="i"><tag fileName="no"/></item>)", "1|i|||||||4099"},
-      {R"(<item fileName="n &amp; &#x3042;" itemId="i"/>)", "1|i|n &amp; &#x3042;||||||4099"},
-      {"<item\titemId=\"i\" fileName='x'/ uploadDate=\"u\"/>", "1|i|||||||4099"},
-      {R"(<item itemId='i'/>)", "0|old|||||||0"},
-      {R"(<item itemId = "i"/>)", "0|old|||||||0"},
-      {R"(<item fileName="n"/>)", "0|old|||||||0"},
-      {R"(<item itemId="" fileName="n"/>)", "0|old|||||||0"},
-      {R"(<item itemId="never closed)", "0|old|||||||0"},
-      {"<item", "0|old|||||||0"},
-      {"", "0|old|||||||0"},
-  };
-  for (const auto& c : cases) {
-    std::string_view id = "old";
-    tagFileItemData data;
-    XMLTag tag;
-    XMLTagReader(c.item).Next(tag);
-    const bool found = loader.ExtractFileItemInfo(tag.attributes, id, data);
-    std::string all = std::to_string(found) + "|" + std::string(id);
-    for (const std::string_view text : {data.fileName, data.modifyDate, data.shotDate,
-                                        data.uploadDate, data.screenUrl, data.origUrl})
-      all.append("|").append(text);
-    EXPECT_EQ(all + "|" + std::to_string(data.fileFormat), c.expected) << c.item;
-  }
-}
 
 TEST(Attributes, AreReadEachOnItsOwn) {
   const struct {

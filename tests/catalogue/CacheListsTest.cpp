@@ -1,4 +1,4 @@
-// What the model leaves out: friend albums have no id list, and the checks and bytes of id slots.
+// What the model leaves out: aborts, that friend albums have no id list, and the bytes of id slots.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -41,38 +41,13 @@ TEST_F(Lists, AnAbortEndsAQuery) {
   EXPECT_THROW(cache.GetItemsCountOnTargetID("", 0x100), CommandAborted);
 }
 
-TEST_F(Lists, FriendAlbumHasRecordsButNoIdList) {
-  EXPECT_THAT(IdsOf(RecordsOnTarget(cache, "x", 4)), ElementsAre("k2", "k1"));
-  char untouched = '#';
-  EXPECT_EQ(cache.GetItemsIDListOnTargetID("x", 2, &untouched, 4), kKELOResult_BadParameter);
-  EXPECT_EQ(untouched, '#');
-  cache.UpdateFileItem("k1", {.fileName = "new"});
-  EXPECT_STREQ(RecordOf(cache, "k1").name, "k1") << "nor is it searched for what changes";
-}
-
-TEST_F(Lists, ChecksTellDirectoriesFromFriendAlbums) {
-  bool isAlbum = true;
-  EXPECT_TRUE(cache.CheckDirectoryItemID("", isAlbum));
-  EXPECT_FALSE(isAlbum);
-  EXPECT_TRUE(cache.CheckDirectoryItemID("z", isAlbum));
-  EXPECT_TRUE(isAlbum);
-  EXPECT_FALSE(cache.CheckDirectoryItemID("x", isAlbum));
-  EXPECT_FALSE(isAlbum);
-  EXPECT_TRUE(cache.CheckFriendAlbumID("x"));
-  EXPECT_FALSE(cache.CheckFriendAlbumID(""));
-  EXPECT_FALSE(cache.CheckFriendAlbumID("z"));
-  cache.ClearAllFolder();
-  EXPECT_FALSE(cache.CheckDirectoryItemID("", isAlbum));
-  EXPECT_FALSE(cache.CheckFriendAlbumID("x"));
-  EXPECT_TRUE(cache.CheckFriendAlbumID(kRootId)) << "clearing leaves the root of the friend albums";
-}
-
 // The bytes behind the NUL of an id slot are the caller's.
 TEST_F(Lists, IdSlotsKeepWhatStandsBehindTheId) {
   const std::string longId(50, 'L');
   cache.AddFileItem("z", longId, {.fileName = "long"});
   cache.AddFileItem("z", "K", {.fileName = "short"});
   std::string buffer(2 * KELO_ID_FIELD_SIZE, '#');
+  EXPECT_EQ(cache.GetItemsIDListOnTargetID("x", 0, buffer.data(), 4), kKELOResult_BadParameter);
   ASSERT_EQ(cache.GetItemsIDListOnTargetID("z", 2, buffer.data(), 4), kKELOResult_Success);
   EXPECT_EQ(buffer, std::string("K\0", 2) + std::string(39, '#') + std::string(40, 'L') +
                         std::string(1, '\0'));

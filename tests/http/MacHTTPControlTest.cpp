@@ -23,51 +23,6 @@ struct Scripted {
   }
 };
 
-TEST(MacHTTPControl, StatusDecidesAndTheBodyIsDeliveredAnyway) {
-  const struct {
-    int status;
-    std::uint32_t get, download;
-  } cases[] = {{200, 0, 0},       {404, 4097, 4101}, {408, 4098, 4098}, {504, 4098, 4098},
-               {413, 4100, 4100}, {201, 4112, 4112}, {204, 4112, 4112}, {302, 4112, 4112},
-               {500, 4112, 4112}, {0, 4112, 4112}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.status);
-    Scripted s;
-    s.script.Answer(c.status, "answer");
-    EXPECT_EQ(s.Get(), c.get);
-    EXPECT_EQ(s.response, "answer");
-    s.script.Answer(c.status, "answer");
-    std::uint32_t size = 99;
-    EXPECT_EQ(s.Download(size), c.download);
-    EXPECT_EQ(size, c.download == 0 ? 6u : 0u);
-    EXPECT_EQ(s.transport.folder.EntryCount(), c.download == 0 ? 1u : 0u);
-    EXPECT_EQ(s.transport.progress.downloads.size(), c.download == 0 ? 1u : 0u);
-  }
-}
-
-TEST(MacHTTPControl, FailuresDecideOverTheStatusAndDeliverNothing) {
-  const struct {
-    std::string_view domain;
-    int code;
-    std::uint32_t expected;
-  } cases[] = {{kURLErrorDomain, -1003, 4097}, {kURLErrorDomain, -1006, 4097},
-               {kURLErrorDomain, -1005, 4099}, {kURLErrorDomain, -1001, 4098},
-               {kURLErrorDomain, -999, 4100},  {kURLErrorDomain, -1002, 4112},
-               {kURLErrorDomain, -1, 4112},    {"NSPOSIXErrorDomain", -1001, 4112}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.code);
-    Scripted s;
-    s.script.Response(413);  // -999 leaves this one standing
-    s.script.Data("partial");
-    s.script.Fail(c.domain, c.code);
-    EXPECT_EQ(s.Get(), c.expected);
-    EXPECT_EQ(s.response, "");
-    s.script.Answer(200, "next");
-    EXPECT_EQ(s.Get(), 0u) << "the next request begins anew";
-    EXPECT_EQ(s.response, "next");
-  }
-}
-
 TEST(MacHTTPControl, AnswerTextEndsAtItsFirstZeroByte) {
   Scripted s;
   s.script.Answer(200, std::string("text\0more\0", 10));
@@ -126,16 +81,6 @@ TEST(MacHTTPControl, AbortWinsOverAFailureButNotOverTheEnd) {
     abort(delegate);
   });
   EXPECT_EQ(s.Get(), 0u);
-}
-
-TEST(KELOHTTPController, TranslatesTransportCodes) {
-  KELOHTTPController controller;
-  const std::pair<std::uint32_t, std::uint32_t> cases[] = {
-      {0, 0},       {1, 3},       {4097, 4114}, {4098, 4128}, {4099, 4129},      {4100, 4103},
-      {4101, 4098}, {4102, 4099}, {4103, 4101}, {4104, 4102}, {4105, 4114},      {4106, 4113},
-      {4107, 4098}, {4112, 4114}, {2, 4114},    {4096, 4114}, {0xFFFFFFFF, 4114}};
-  for (const auto& [transport, result] : cases)
-    EXPECT_EQ(controller.ConvertErrorCodeHTTPtoKELO(TransportCode{transport}), result) << transport;
 }
 
 }  // namespace

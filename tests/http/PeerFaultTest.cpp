@@ -52,18 +52,6 @@ TEST(Peer, ThatLeavesOrFallsSilent) {
   }
 }
 
-TEST(Peer, ThatClosesBeforeItsRequestOrThatNoURLLeadsTo) {
-  SocketServer server([](Peer&) {});
-  const std::pair<std::string, std::uint32_t> cases[] = {
-      {server.Url(), 4099}, {"ftp://127.0.0.1", 4112}, {"no url", 4112}, {"", 4112}};
-  for (const auto& [url, expected] : cases) {
-    Transport transport;
-    std::string response;
-    EXPECT_EQ(transport.connection.HTTPRequestGET(url, "", response, 5), expected) << url;
-    EXPECT_EQ(transport.connection.HTTPRequestPUT(url, "", "body", response, 5), expected) << url;
-  }
-}
-
 TEST(Peer, ASlowOneThatIsNeverSilentForLongSucceeds) {
   SocketServer server([](Peer& peer) {
     peer.ReadRequest();

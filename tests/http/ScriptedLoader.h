@@ -30,9 +30,6 @@ struct LoaderScript {
   void Finish() {
     steps.push_back([](URLConnectionDelegate& d) { d.DidFinishLoading(); });
   }
-  void Fail(std::string_view domain, int code) {
-    steps.push_back([=](URLConnectionDelegate& d) { d.DidFailWithError(domain, code); });
-  }
   // A whole answer.
   void Answer(int status, const std::string& body) {
     Response(status, body.size());

@@ -127,17 +127,5 @@ TEST_F(AnswerFaultsTest, NothingInAHostsTextAddsAnAttribute) {
   EXPECT_EQ(documents, std::size(kCommands) - 1 + 1 + 2);  // a load sends three, an upload two
 }
 
-TEST_F(AnswerFaultsTest, WithoutAManageUrlNothingIsSent) {
-  ScriptAnswers();
-  tagKELO_SessionInfo session{};
-  SetField(session.token, "T");
-  ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
-  for (const CommandOnTheWire& command : kCommands) {
-    if (command.code == kKELOCommand_CloseSession || command.code == kKELOCommand_AddTags) continue;
-    EXPECT_EQ(SendPlausible(command.code), 4144u) << command.method;
-  }
-  EXPECT_EQ(service().RequestCount(), 0u);
-}
-
 }  // namespace
 }  // namespace kelo::testing

@@ -21,14 +21,10 @@ class TimeoutTest : public ::testing::Test {
     Send(kKELOCommand_SetSessionInfo, &session);
   }
 
-  uint32_t Send(uint32_t code, void* data, const char* target = "", uint32_t options = 0) {
+  uint32_t Send(uint32_t code, void* data) {
     tagCommandControlInfo record{};
-    SetField(record.targetId, target);
     SetField(record.signingSecret, "secret");
     record.data = data;
-    record.entryCount = 1;
-    record.outputOptions = options;
-    record.selectionFlags = 4;
     return controller_.AccessCommand(code, &record);
   }
   void Answer(const std::string& attributes, const std::string& content = "") {
@@ -70,54 +66,6 @@ TEST_F(TimeoutTest, LoadingHasMoreForLargerAccounts) {
     Answer("");
     EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, nullptr), 0u) << total;
     EXPECT_EQ(Timeouts(), (Seconds{60, seconds, 180})) << total;
-  }
-}
-
-TEST_F(TimeoutTest, EveryOtherRequestHasAMinute) {
-  HostRecords records(folder_);
-  SetField(records.session.manageUrl, "http://service.example/manage");
-  SetField(records.download.url, "http://service.example/original");
-  tagKELO_ItemInfo folder = NewContainer(kKELOKind_Folder, "New");
-  const std::string items = "<items><item itemId=\"I1\" idx=\"1\" status=\"0\"/></items>";
-  Answer("totalCount=\"1\"");
-  Answer("", "<rootAlbum>" + items + "</rootAlbum>");
-  Answer("");
-  ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, nullptr), 0u);
-  Timeouts();
-
-  const struct {
-    uint32_t code;
-    const char* target;
-    uint32_t options;
-    size_t requests;
-    void* data;  // if another one than usual
-  } cases[] = {
-      {kKELOCommand_ExtendTokenLimit, "", 0, 1, nullptr},
-      {kKELOCommand_GetItemInfo, "I1", kKELOOption_AskService, 1, nullptr},
-      {kKELOCommand_AddItems, "", 0, 1, &folder},
-      {kKELOCommand_AddItems, "", 0, 1, nullptr},
-      {kKELOCommand_AddNewLink, "A1", 0, 1, nullptr},
-      {kKELOCommand_Upload, "A1", kKELOOption_CheckDuplicates, 2, nullptr},
-      {kKELOCommand_VerifyRecipient, "", 0, 1, nullptr},
-      {kKELOCommand_GetAddressList, "", 0, 1, nullptr},
-      {kKELOCommand_SendPictureMail, "A1", kKELOOption_VerifyRecipients, 2, nullptr},
-      {kKELOCommand_GetStorageCapacity, "", 0, 1, nullptr},
-      {kKELOCommand_ModifyProps, "I1", 0, 1, nullptr},
-      {kKELOCommand_AddTags, "I1", 0, 1, nullptr},
-      {kKELOCommand_Download, "", 0, 1, nullptr},
-      {kKELOCommand_CloseSession, "", 0, 1, nullptr},
-      {kKELOCommand_OpenSession, "", 0, 1, nullptr},
-  };
-  for (const auto& c : cases) {
-    for (size_t i = 0; i < c.requests; ++i) {
-      Answer(
-          "albumId=\"A\" folderId=\"F\" addressList=\"\" dataCapacity=\"1\" storageCapacity=\"2\"",
-          items);
-    }
-    records.item = NewContainer(kKELOKind_Album, "New");
-    void* const data = c.data != nullptr ? c.data : records.Of(c.code);
-    EXPECT_EQ(Send(c.code, data, c.target, c.options), 0u) << c.code;
-    EXPECT_EQ(Timeouts(), Seconds(c.requests, 60)) << c.code;
   }
 }
 
