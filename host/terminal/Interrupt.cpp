@@ -11,13 +11,13 @@ namespace {
 
 std::atomic<int> arrived = 0;
 
-// The signals that end a command, and the one that wakes the thread when the program is done.
+// Wakes the thread when the program is done; one from elsewhere means nothing.
 constexpr int kWakeUp = SIGUSR1;
 
 // What the program gets to end by itself once no command runs any more; longer where it has heard
 // of the abort, and so may be removing what it leaves nobody.
-constexpr timespec kGrace{.tv_sec = 0, .tv_nsec = 50'000'000};
-constexpr timespec kLongGrace{.tv_sec = 2, .tv_nsec = 0};
+constexpr auto kGrace = std::chrono::milliseconds(50);
+constexpr auto kLongGrace = std::chrono::seconds(2);
 
 // Whoever ignores a signal wants the programs that he starts to go on: nohup does, and a script for
 // what it starts in the background.
@@ -60,8 +60,11 @@ Interrupt::~Interrupt() {
 
 void Interrupt::Wait() {
   const sigset_t set = Signals();
-  int signal = 0;
-  if (sigwait(&set, &signal) != 0 || ending_ || signal == kWakeUp) return;
+  int signal = kWakeUp;
+  while (signal == kWakeUp) {
+    if (sigwait(&set, &signal) != 0) continue;
+    if (ending_) return;
+  }
   arrived = signal;
   // From here on a second signal ends the program where it stands.
   sigset_t deadly = set;
@@ -71,12 +74,25 @@ void Interrupt::Wait() {
   EndUnlessDone();
 }
 
-void Interrupt::EndUnlessDone() {
+bool Interrupt::EndsWithin(std::chrono::nanoseconds time) const {
+  using std::chrono::steady_clock;
   sigset_t wakeUp;
   sigemptyset(&wakeUp);
   sigaddset(&wakeUp, kWakeUp);
-  if (sigtimedwait(&wakeUp, nullptr, &kGrace) == kWakeUp) return;
-  if (library_.HasToldOfStop() && sigtimedwait(&wakeUp, nullptr, &kLongGrace) == kWakeUp) return;
+  const auto until = steady_clock::now() + time;
+  while (!ending_) {
+    const std::chrono::nanoseconds left = until - steady_clock::now();
+    if (left.count() <= 0) return false;
+    const auto whole = std::chrono::floor<std::chrono::seconds>(left);
+    const timespec pause{.tv_sec = static_cast<std::time_t>(whole.count()),
+                         .tv_nsec = static_cast<long>((left - whole).count())};
+    sigtimedwait(&wakeUp, nullptr, &pause);
+  }
+  return true;
+}
+
+void Interrupt::EndUnlessDone() {
+  if (EndsWithin(kGrace) || (library_.HasToldOfStop() && EndsWithin(kLongGrace))) return;
   if (terminal_) tcsetattr(STDIN_FILENO, TCSANOW, &*terminal_);
   library_.Out().SayAborted();
   // Nothing is destroyed: the main thread may be anywhere.

@@ -7,6 +7,7 @@
 #include <termios.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <optional>
 #include <thread>
@@ -33,6 +34,8 @@ class Interrupt {
 
  private:
   void Wait();
+  // Waits for the end of this object.
+  bool EndsWithin(std::chrono::nanoseconds time) const;
   // Does not return where the program goes on as if nothing had happened.
   void EndUnlessDone();
 

@@ -110,7 +110,12 @@ void Output::EraseLive() {
 }
 
 void Output::RedrawLive() {
-  if (!live_.empty()) WriteError(fmt::format("\r{}\x1b[J\r", live_));
+  if (live_.empty()) return;
+  {
+    const std::lock_guard lock(doneLock_);
+    if (saidAborted_) return;  // which is the last word
+  }
+  WriteError(fmt::format("\r{}\x1b[J\r", live_));
 }
 
 void Output::SetDone(std::string words) {
