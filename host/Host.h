@@ -2,9 +2,11 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "host/account/Find.h"
+#include "host/library/AccountLock.h"
 #include "host/library/Library.h"
 #include "host/library/StateFile.h"
 #include "host/terminal/Interrupt.h"
@@ -21,18 +23,20 @@ struct CommonOptions {
   bool quiet = false;
   Persistence persistence;
   std::string profile;  // whose session; empty: the one without a name
+  bool noWait = false;  // for another run that changes the account
+  std::string command;  // the one that runs
 };
 
 class Host {
  public:
   explicit Host(const CommonOptions& options)
-      : profile_(options.profile), library_(output_, options.persistence), interrupt_(library_) {
+      : options_(options), library_(output_, options.persistence), interrupt_(library_) {
     if (options.quiet) output_.BeQuiet();
   }
 
   Output& Out() { return output_; }
   // What is kept of the profile. Throws Failure where there is no home folder.
-  StateFile State() const { return StateFile::OfProfile(profile_); }
+  StateFile State() const { return StateFile::OfProfile(options_.profile); }
   // The library without a session.
   Library& Bare() { return library_; }
   // With the stored session restored, and opened again when it turns out to be over and the
@@ -40,14 +44,22 @@ class Host {
   Library& WithSession();
   // With the session and the account's hierarchy loaded, both once.
   Library& Loaded();
+  // The session is restored, and no other run changes its account while this one lives. To be
+  // called before anything of the account is looked at. Throws Failure and Busy.
+  void LockAccount();
+  // What was restored.
+  const Kept& Restored() const { return kept_; }
 
  private:
-  void Reopen(const Credentials& credentials);
+  void Restore(Kept kept);
+  void Reopen();
 
-  const std::string profile_;
+  const CommonOptions options_;
   Output output_;
   Library library_;
   Interrupt interrupt_;  // ends before the library closes
+  std::optional<AccountLock> lock_;
+  Kept kept_;
   bool restored_ = false;
   bool loaded_ = false;
 };

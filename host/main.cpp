@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+constexpr int kBusy = 3;
 
 constexpr const char* kFooter =
     "Begin with 'kelo login'; 'kelo help COMMAND' tells about each command, and 'kelo demo' shows "
@@ -25,7 +26,11 @@ constexpr const char* kFooter =
     "by "
     "path, Folder/Album/picture.jpg: 'kelo tree --items' shows them all. Exit codes: 0 success, 1 "
     "failure (the "
-    "message ends with the library's result code), 2 wrong usage, 130 aborted by Ctrl-C.";
+    "message ends with the library's result code), 2 wrong usage, 3 another run changes the "
+    "account "
+    "and --no-wait was given, 130 aborted by Ctrl-C. One run at a time changes an account: put, "
+    "mkdir, mkalbum, caption, rate, tag, link and mail wait for the one before, but not with "
+    "--dry-run.";
 
 void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.name("kelo");
@@ -44,6 +49,8 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
       ->check(CLI::Range(0, 1000))
       ->type_name("N")
       ->capture_default_str();
+  app.add_flag("--no-wait", options.noWait,
+               "Fail with exit code 3 where another run changes the account, instead of waiting");
   app.add_option("--profile", options.profile, "Whose session: each profile has its own")
       ->envname("KELO_PROFILE")
       ->type_name("NAME")
@@ -73,6 +80,9 @@ int Run(const CLI::App& app, const Action& action, Host& host) {
   } catch (const CLI::ParseError& error) {
     host.Out().Problem(UsageMessage(app, error));
     return kUsage;
+  } catch (const Busy& busy) {
+    host.Out().Problem(busy.what());
+    return kBusy;
   } catch (const std::exception& failure) {
     status = kFailed;
     if (Interrupt::Signal() == 0) host.Out().Problem(Sentence(failure));
@@ -128,7 +138,10 @@ int Main(int argc, char** argv) {
     std::cout << ManualPage(app, KeloTexts());
     return Written(0);
   }
-  if (chosen) return Run(app, chosen, options);
+  if (chosen) {
+    options.command = app.get_subcommands().front()->get_name();
+    return Run(app, chosen, options);
+  }
   fmt::print(stderr, "{}", app.help());
   return kUsage;
 }

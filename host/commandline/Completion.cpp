@@ -131,7 +131,6 @@ std::vector<Candidate> NamesOf(const CommonOptions& options, EntryKinds kinds,
     CommonOptions once = options;
     once.persistence.retries = 0;
     Host host(once);
-    host.State().ApplyUrl();
     return EntryPaths(host.Loaded(), kinds, begun);
   } catch (const std::exception&) {
     return {};

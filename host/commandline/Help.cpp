@@ -14,10 +14,10 @@ const Section kFiles{
     "Files",
     {
         {"~/.local/state/kelo/session",
-         "The session that kelo login opened, with its signing secret. It is of use on this "
-         "machine only, and refused when others may read it."},
-        {"~/.local/state/kelo/credentials", "Key, token and secret, after kelo login --remember."},
-        {"~/.local/state/kelo/server-urls", "The service that kelo login --url named."},
+         "The session that kelo login opened, with its signing secret, the service that --url "
+         "named, and, after --remember, key, token and secret. It is of use on this machine only, "
+         "and refused when others may read it."},
+        {"~/.local/state/kelo/locks", "A lock for each account, held while a run changes it."},
         {"~/.local/state/kelo/profiles/NAME", "The same files of the profile NAME."},
         {"PREFIX/share/kelo/samples", "The pictures of kelo demo."},
     }};
@@ -43,6 +43,7 @@ const Section kExitCodes{
         {"1",
          "Failure, of one file or item or of all. Messages end with the library's result code."},
         {"2", "Wrong usage."},
+        {"3", "Another run changes the account, and --no-wait was given."},
         {"130", "Aborted by Ctrl-C; 128 and the number of another signal that ended it."},
     }};
 

@@ -150,6 +150,7 @@ std::vector<Siblings> ByFolder(Library& library, const NewContainers& wanted) {
 
 int MakeContainers(Host& host, const NewContainers& wanted) {
   if (wanted.json) host.Out().UseJson();
+  host.LockAccount();
   Library& library = host.Loaded();
   bool failed = false;
   for (const auto& [parent, all] : ByFolder(library, wanted)) {

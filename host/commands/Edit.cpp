@@ -22,6 +22,7 @@ std::string FindItem(Library& library, const std::string& wanted) {
 }
 
 int Caption(Host& host, const std::string& wanted, const std::string& text) {
+  host.LockAccount();
   host.Loaded().Modify(FindItem(host.Loaded(), wanted),
                        {.caption = text, .captionFlag = !text.empty()});
   host.Out().Line(text.empty() ? "caption removed" : "caption set");
@@ -29,12 +30,14 @@ int Caption(Host& host, const std::string& wanted, const std::string& text) {
 }
 
 int Rate(Host& host, const std::string& wanted, std::uint32_t rating) {
+  host.LockAccount();
   host.Loaded().Modify(FindItem(host.Loaded(), wanted), {.rating = rating});
   host.Out().Line(fmt::format("rated {}", rating));
   return 0;
 }
 
 int Tag(Host& host, const std::string& wanted, const std::string& tags) {
+  host.LockAccount();
   Library& library = host.Loaded();
   const Item entry = FindEntry(library, wanted);
   if (IsContainer(entry) && entry.itemCount == 0)
@@ -110,6 +113,7 @@ void Tell(Output& out, const NewLink& link) {
 int Link(Host& host, const LinkOptions& options) {
   Output& out = host.Out();
   if (options.json) out.UseJson();
+  host.LockAccount();
   Library& library = host.Loaded();
   const Item album = FindAlbum(library, options.album);
   std::vector<NewLink> links = NamedItems(library, options.items);

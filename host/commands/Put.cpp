@@ -90,6 +90,7 @@ bool HasNoAlbum(const UploadPlan& plan) {
 
 int Put(Host& host, const PutOptions& options) {
   if (options.json) host.Out().UseJson();
+  if (!options.dryRun) host.LockAccount();
   Albums albums(host, options);
   UploadPlan plan = PlanUpload(options.paths, {.filter = options.filter,
                                                .checked = !options.force,

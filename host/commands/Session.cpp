@@ -65,45 +65,54 @@ Credentials Completed(Credentials credentials) {
 
 int Login(Host& host, const LoginOptions& options) {
   const Credentials credentials = Completed(options.credentials);
-  const StateFile state = host.State();
-  if (options.url)
-    state.TryUrl(WithoutEndSlash(*options.url));  // a path follows, which begins with one
-  else
-    state.ApplyUrl();
-  Library& library = host.Bare();
-  try {
-    library.Open(credentials);
-  } catch (const CommandFailure&) {
-    if (options.url) state.ForgetTriedUrl();
-    throw;
+  Kept kept;
+  if (options.url) {
+    kept.url = WithoutEndSlash(*options.url);  // a path follows, which begins with one
+    UseServer(kept.url);
+  } else {
+    kept.url = host.State().Load().url;
+    UseKeptServer(kept);
   }
-  if (options.url) state.KeepUrl(*options.url);
-  // Those of another account must not open its session again in place of this one.
-  state.ForgetCredentials();
-  state.Save({library.Session(), credentials.signingSecret});
-  if (options.remember) state.Remember(credentials);
+  Library& library = host.Bare();
+  library.Open(credentials);
+  kept.account = AccountOf(kept.url, credentials.authToken);
+  kept.session = {library.Session(), credentials.signingSecret};
+  if (options.remember) kept.credentials = credentials;
+  host.State().Save(kept);
   host.Out().Line("logged in");
   return 0;
 }
 
-int Logout(Host& host, bool forget) {
-  const StateFile state = host.State();
-  state.ForgetCredentials();  // so that a session that is over is not opened again to be closed
-  if (!forget) {
-    try {
-      host.WithSession().Close();
-    } catch (const CommandFailure& failure) {
-      if (failure.Code() != kKELOResult_NoSession) throw;  // over already: nothing left to close
-    }
+// Whatever is there; of a file that is of no use, nothing stays.
+int Forget(Host& host) {
+  Kept kept;
+  try {
+    kept.url = host.State().Load().url;
+  } catch (const Failure&) {
   }
-  state.Remove();
-  host.Out().Line(forget ? "forgotten here; the service was not told" : "logged out");
+  host.State().Save(kept);
+  host.Out().Line("forgotten here; the service was not told");
+  return 0;
+}
+
+int Logout(Host& host) {
+  Library& library = host.WithSession();
+  library.OnEndedSession({});  // it is not opened again to be closed
+  try {
+    library.Close();
+  } catch (const CommandFailure& failure) {
+    if (failure.Code() != kKELOResult_NoSession) throw;  // over already: nothing left to close
+  }
+  Kept kept;
+  kept.url = host.Restored().url;
+  host.State().Replace(host.Restored(), kept);
+  host.Out().Line("logged out");
   return 0;
 }
 
 int Extend(Host& host) {
   Library& library = host.WithSession();
-  const StoredSession stored = host.State().Load();
+  const StoredSession stored = *host.Restored().session;
   library.ExtendToken(stored.session, stored.secret);
   // Extending reports nothing by itself; whether the session lives shows in the next request.
   library.Capacity();
@@ -153,8 +162,7 @@ void AddSessionCommands(CLI::App& app, Action& chosen) {
   CLI::App* logout = app.add_subcommand("logout", "Close the session and forget it");
   const auto forget = std::make_shared<bool>(false);
   logout->add_flag("--forget", *forget, "Only forget it here, without telling the service");
-  logout->callback(
-      [forget, &chosen] { chosen = [forget](Host& host) { return Logout(host, *forget); }; });
+  logout->callback([forget, &chosen] { chosen = *forget ? Forget : Logout; });
   CLI::App* quota = app.add_subcommand("quota", "Show how much the account stores and may store");
   const auto json = std::make_shared<bool>(false);
   quota->add_flag("--json", *json, kJsonHelp);

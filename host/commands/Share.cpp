@@ -70,6 +70,7 @@ struct MailOptions {
 
 int Mail(Host& host, MailOptions options) {
   options.mail.recipients = Addresses(options.mail.recipients);
+  host.LockAccount();
   Library& library = host.Loaded();
   const Item album = FindAlbum(library, options.album);
   const Recipients lists = library.SendMail(album.id, options.mail);

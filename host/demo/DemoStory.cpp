@@ -100,7 +100,7 @@ void DemoStory::StartService() {
   options.quotaBytes = 1'000'000'000'000;
   service_ = std::make_unique<devservice::Service>(options);
   service_->ImportFriend(friendAlbum_);
-  StateFile(folder_.Path() / "state").TryUrl(service_->Url());
+  UseServer(service_->Url());
   out_.Line(fmt::format("A local service runs at {}; a friend shares the album \"{}\".",
                         service_->Url(), Shown(friendAlbum_.filename().string())));
 }

@@ -26,6 +26,7 @@ class TemporaryFolder {
   const std::filesystem::path& Path() const { return path_; }
 
  private:
+  const MustTidy tidy_;
   std::filesystem::path path_;
 };
 

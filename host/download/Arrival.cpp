@@ -1,17 +1,17 @@
-// Temporary names and renaming.
+// Random names, locks, and renaming by descriptor.
 #include "host/download/Arrival.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
-#include <string>
+#include <memory>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 namespace kelo::host {
 namespace {
@@ -19,71 +19,125 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kPrefix = ".kelo-get-";
+constexpr std::string_view kLockEnd = ".lock";
 
-// Whether a file of that name was left by a process that is no more.
-bool IsLeftover(const std::string& name) {
-  if (!name.starts_with(kPrefix)) return false;
-  pid_t process = 0;
-  const char* const end = name.data() + name.size();
-  const auto read = std::from_chars(name.data() + kPrefix.size(), end, process);
-  return read.ec == std::errc() && read.ptr == end && process > 0 && ::kill(process, 0) != 0 &&
-         errno == ESRCH;
+void Check(bool good) {
+  if (!good) throw std::system_error(errno, std::generic_category());
 }
 
-int Rename(const char* from, const char* to) {
-  return ::rename(from, to) == 0 ? 0 : errno;
+Descriptor OpenFolder(const fs::path& path) {
+  fs::create_directories(path);
+  Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  Check(static_cast<bool>(folder));
+  return folder;
 }
 
-// Not every file system has a renaming that spares what stands there, or links, which spare it too.
-int MoveToFreePlace(const char* from, const char* to) {
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : errno;
-  if (errno == EEXIST) return errno;
-  struct stat status {};
-  return ::lstat(to, &status) == 0 ? EEXIST : Rename(from, to);
+// The arriving file that a lock file is of; empty where it is none.
+std::string_view NameOfLock(std::string_view name) {
+  if (!name.starts_with(kPrefix) || !name.ends_with(kLockEnd)) return {};
+  name.remove_suffix(kLockEnd.size());
+  return IsRandomName(name.substr(kPrefix.size())) ? name : std::string_view();
 }
 
-// Without it a crash of the machine leaves what has its name and date and is empty, and nobody
-// would fetch that again. Not every file system can.
-int Sync(const char* path) {
-  const int file = ::open(path, O_RDONLY | O_CLOEXEC);
-  if (file < 0) return errno;
-  const int error = ::fsync(file) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
-  ::close(file);
-  return error;
+std::string LockOf(std::string_view name) {
+  return fmt::format("{}{}", name, kLockEnd);
+}
+
+std::vector<std::string> NamesLockedIn(const Descriptor& folder) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> list(
+      ::fdopendir(::openat(folder.Number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), ::closedir);
+  if (list == nullptr) return names;
+  while (const dirent* entry = ::readdir(list.get()))
+    if (const auto name = NameOfLock(entry->d_name); !name.empty()) names.emplace_back(name);
+  return names;
+}
+
+// Whoever gets the lock of another run has outlived it.
+void RemoveLeftovers(const Descriptor& folder) {
+  for (const std::string& name : NamesLockedIn(folder)) {
+    const std::string lockName = LockOf(name);
+    const Descriptor lock(
+        ::openat(folder.Number(), lockName.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!lock || Lock(lock, false) != LockResult::kTaken) continue;
+    ::unlinkat(folder.Number(), name.c_str(), 0);
+    ::unlinkat(folder.Number(), lockName.c_str(), 0);
+  }
 }
 
 }  // namespace
 
-int PrepareFolder(const fs::path& folder) {
-  std::error_code failed;
-  fs::create_directories(folder, failed);
-  if (failed) return failed.value();
-  if (::access(folder.c_str(), W_OK | X_OK) != 0) return errno;
-  for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed)) {
-    std::error_code ignored;
-    if (IsLeftover(at->path().filename().string())) fs::remove(at->path(), ignored);
+Arrival::Arrival(const fs::path& folder) : path_(folder), folder_(OpenFolder(folder)) {
+  RemoveLeftovers(folder_);
+  TakeName();
+}
+
+Arrival::~Arrival() {
+  ::unlinkat(folder_.Number(), name_.c_str(), 0);
+  ::unlinkat(folder_.Number(), LockOf(name_).c_str(), 0);
+}
+
+void Arrival::TakeName() {
+  for (;;) {
+    name_ = fmt::format("{}{}", kPrefix, RandomName());
+    lock_ = OpenLockFile(folder_, LockOf(name_));
+    Check(static_cast<bool>(lock_));
+    const LockResult result = Lock(lock_, false);
+    struct stat status {};
+    // Another run may have taken the new file for a leftover before it was locked.
+    if (result == LockResult::kNone) return;
+    if (result == LockResult::kTaken && ::fstat(lock_.Number(), &status) == 0 &&
+        status.st_nlink > 0)
+      return;
   }
-  return 0;
 }
 
-fs::path ArrivalIn(const fs::path& folder) {
-  fs::path path = folder / fmt::format("{}{}", kPrefix, ::getpid());
-  std::error_code ignored;
-  fs::remove(path, ignored);
-  return path;
+fs::path Arrival::Path() const {
+  const fs::path open = fmt::format("/proc/self/fd/{}", folder_.Number());
+  return (::access(open.c_str(), W_OK) == 0 ? open : path_) / name_;
 }
 
-int Settle(const fs::path& arrived, const fs::path& path, std::optional<std::time_t> modified,
-           bool replace) {
+int Arrival::Settle(const std::string& name, std::optional<std::time_t> modified, bool replace) {
+  int error = Finish(modified);
+  if (error == 0) error = replace ? Move(name) : MoveToFreePlace(name);
+  if (error != 0) ::unlinkat(folder_.Number(), name_.c_str(), 0);
+  return error;
+}
+
+int Arrival::Finish(std::optional<std::time_t> modified) {
+  const Descriptor file(
+      ::openat(folder_.Number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (!file || ::fstat(file.Number(), &status) != 0) return errno;
+  size_ = static_cast<std::uint64_t>(status.st_size);
   if (modified) {
     const timespec times[] = {{0, UTIME_OMIT}, {*modified, 0}};
-    ::utimensat(AT_FDCWD, arrived.c_str(), times, 0);
+    ::futimens(file.Number(), times);
   }
-  int error = Sync(arrived.c_str());
-  if (error == 0) error = (replace ? Rename : MoveToFreePlace)(arrived.c_str(), path.c_str());
-  if (error != 0) ::unlink(arrived.c_str());
+  // Without it a crash of the machine leaves what has its name and date and is empty, and nobody
+  // would fetch that again. Not every file system can.
+  return ::fsync(file.Number()) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
+}
+
+int Arrival::Move(const std::string& name) const {
+  return ::renameat(folder_.Number(), name_.c_str(), folder_.Number(), name.c_str()) == 0 ? 0
+                                                                                          : errno;
+}
+
+// Not every file system has a renaming that spares what stands there, or links, which spare it too.
+int Arrival::MoveToFreePlace(const std::string& name) const {
+  const int folder = folder_.Number();
+  if (::renameat2(folder, name_.c_str(), folder, name.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  if (::linkat(folder, name_.c_str(), folder, name.c_str(), 0) == 0)
+    return ::unlinkat(folder, name_.c_str(), 0) == 0 ? 0 : errno;
+  if (errno == EEXIST) return errno;
+  // The place is taken by a file of ours, which nobody else takes for a picture: it has no date.
+  const Descriptor place(
+      ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!place) return errno;
+  const int error = Move(name);
+  if (error != 0) ::unlinkat(folder, name.c_str(), 0);
   return error;
 }
 

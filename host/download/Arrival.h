@@ -1,23 +1,51 @@
-// Where a download arrives: a file beside its destination that moves there when it is whole and has
-// its date. Errors are errno values, 0 on success.
+// Where downloads arrive: a file of a random name beside its destination, which moves there when it
+// is whole and has its date. A lock file of the same name tells for how long its run lives, so that
+// another run into the folder removes what a killed one has left, and nothing else.
 #pragma once
 
+#include <cstdint>
 #include <ctime>
 #include <filesystem>
 #include <optional>
+#include <string>
+
+#include "host/library/FileLock.h"
+#include "host/terminal/Interrupt.h"
 
 namespace kelo::host {
 
-// Creates the folder if need be, and removes what runs that were killed have left in it.
-int PrepareFolder(const std::filesystem::path& folder);
+class Arrival {
+ public:
+  // Creates the folder if need be. Whatever becomes of its path, this is the folder from now on.
+  // Throws std::system_error.
+  explicit Arrival(const std::filesystem::path& folder);
+  // Nothing of it stays but what has settled.
+  ~Arrival();
+  Arrival(const Arrival&) = delete;
+  Arrival& operator=(const Arrival&) = delete;
 
-// The path of this process's arriving file in the folder; one at a time. Nothing stands there.
-std::filesystem::path ArrivalIn(const std::filesystem::path& folder);
+  // The path of the arriving file; one at a time. Nothing stands there.
+  std::filesystem::path Path() const;
 
-// Dates the arrived file, writes it to the disk and moves it to its destination: EEXIST where
-// something stands there, or, with `replace`, in its place at once. After a failure there is no
-// arrived file.
-int Settle(const std::filesystem::path& arrived, const std::filesystem::path& path,
-           std::optional<std::time_t> modified, bool replace);
+  // Dates the arrived file, writes it to the disk and gives it the name in the folder: EEXIST where
+  // something has that, or, with `replace`, in its place at once. 0 or errno; after a failure there
+  // is no arrived file. Through descriptors alone: no link is followed.
+  int Settle(const std::string& name, std::optional<std::time_t> modified, bool replace);
+  // Bytes of the file that has settled last.
+  std::uint64_t Size() const { return size_; }
+
+ private:
+  void TakeName();
+  int Finish(std::optional<std::time_t> modified);
+  int Move(const std::string& name) const;
+  int MoveToFreePlace(const std::string& name) const;
+
+  const MustTidy tidy_;
+  const std::filesystem::path path_;
+  Descriptor folder_;
+  std::string name_;
+  Descriptor lock_;
+  std::uint64_t size_ = 0;
+};
 
 }  // namespace kelo::host

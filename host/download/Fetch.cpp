@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "host/account/Names.h"
@@ -42,6 +43,20 @@ class Fetcher {
   }
 
   bool IsAborted() const { return aborted_; }
+
+  // Makes the folder ready for what goes into it. 0 or errno.
+  int Enter(const fs::path& folder) {
+    if (arrival_ && folder == folder_) return 0;
+    if (const auto known = failed_.find(folder); known != failed_.end()) return known->second;
+    folder_ = folder;
+    try {
+      arrival_.emplace(folder);
+      return 0;
+    } catch (const std::system_error& error) {
+      arrival_.reset();
+      return failed_[folder] = error.code().value();
+    }
+  }
 
   FetchedFile Get(PlannedFile file) {
     const bool wanted = IsWanted(file, options_);
@@ -78,47 +93,40 @@ class Fetcher {
 
   void Download(FetchedFile& fetched) {
     const fs::path folder = fetched.file.path.parent_path();
-    if (const int error = Prepared(folder); error != 0) return FailHere(fetched, error);
-    const fs::path arrived = ArrivalIn(folder);
-    const std::uint32_t code = Transfer(fetched.file, arrived);
+    if (const int error = Enter(folder); error != 0) return FailHere(fetched, error);
+    const std::uint32_t code = Transfer(fetched.file);
     aborted_ = code == kKELOResult_Aborted;
     failures_ = code == kKELOResult_Success || IsItsOwn(code) ? 0 : failures_ + 1;
     if (code != kKELOResult_Success)
       return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
-    std::error_code failed;
-    fetched.size = fs::file_size(arrived, failed);
-    const int error = SettleIn(fetched.file, arrived);
+    const int error = Settle(fetched.file);
     if (error == EEXIST) return Skip(fetched);
     if (error != 0) return FailHere(fetched, error);
+    fetched.size = arrival_->Size();
     fetched.outcome = FetchOutcome::kStored;
   }
 
-  int Prepared(const fs::path& folder) {
-    const auto [known, isNew] = folders_.try_emplace(folder, 0);
-    if (isNew) known->second = PrepareFolder(folder);
-    return known->second;
-  }
-
-  std::uint32_t Transfer(const PlannedFile& file, const fs::path& arrived) {
+  std::uint32_t Transfer(const PlannedFile& file) {
     progress_->Begin({Shown(file.path.filename().string())});
-    const DownloadedFile downloaded = Attempt(file.url, arrived);
+    const DownloadedFile downloaded = Attempt(file.url);
     const std::uint32_t code = downloaded.error ? downloaded.error->Code() : 0;
     if (code != kKELOResult_Aborted) progress_->Over(1, downloaded.size);
     return code;
   }
 
-  DownloadedFile Attempt(const std::string& url, const fs::path& arrived) try {
-    return library_.Download({{url, arrived}}, std::ref(*progress_)).front();
+  DownloadedFile Attempt(const std::string& url) try {
+    return library_.Download({{url, arrival_->Path()}}, std::ref(*progress_)).front();
   } catch (const CommandFailure& failure) {
     return {.error = failure};
   }
 
   // Where the file system takes the name for that of a file that was made before, the next number
   // is free.
-  int SettleIn(PlannedFile& file, const fs::path& arrived) {
+  int Settle(PlannedFile& file) {
     while (plan_.paths.BelongsElsewhere(file.path))
       file.path = plan_.paths.Take(file.wanted, Named::kFile);
-    const int error = Settle(arrived, file.path, file.modified, options_.replace);
+    const int error =
+        arrival_->Settle(file.path.filename().string(), file.modified, options_.replace);
     if (error == 0) plan_.paths.Made(file.path);
     return error;
   }
@@ -127,8 +135,10 @@ class Fetcher {
   DownloadPlan& plan_;
   const FetchOptions& options_;
   std::optional<Progress> progress_;
-  std::map<fs::path, int> folders_;  // those that were prepared, with what went wrong
-  int failures_ = 0;                 // in a row
+  fs::path folder_;  // that of the arrival
+  std::optional<Arrival> arrival_;
+  std::map<fs::path, int> failed_;  // folders, with what went wrong
+  int failures_ = 0;                // in a row
   bool aborted_ = false;
 };
 
@@ -141,12 +151,12 @@ std::size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options) 
 
 void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report) {
+  Fetcher fetcher(library, plan, options);
   if (!options.dryRun && CountToFetch(plan, options) > 0) {
-    if (const int error = PrepareFolder(plan.to); error != 0)
+    if (const int error = fetcher.Enter(plan.to); error != 0)
       throw Failure(fmt::format("cannot write into the folder {}: {}", Shown(plan.to.string()),
                                 std::strerror(error)));
   }
-  Fetcher fetcher(library, plan, options);
   for (PlannedFile& file : plan.files) {
     const FetchedFile fetched = fetcher.Get(std::move(file));
     if (fetcher.IsAborted()) return;

@@ -1,8 +1,9 @@
-// The session file, a fixed block of bytes that is written and read whole, and the texts beside it.
+// The session file: a fixed block of bytes, and lines behind it.
 #include "host/library/StateFile.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,73 +15,49 @@
 #include <utility>
 
 #include "host/account/Names.h"
+#include "host/library/AccountLock.h"
+#include "host/library/FileLock.h"
 #include "host/library/ResultText.h"
 
 namespace kelo::host {
 namespace {
 
-// In native byte order, as the session block is: the file does not travel between machines.
-struct FileContent {
-  char magic[16] = "kelo session 1\n";
+namespace fs = std::filesystem;
+
+// In native byte order, as the session block is: the file does not travel between machines. Behind
+// it come lines: URL, account, and the three credentials, empty where they are not kept.
+struct FixedPart {
+  char magic[16] = "kelo session 2\n";
   std::uint32_t byteOrder = 0x01020304;
   char secret[36] = {};
   Session session{};
 };
-static_assert(sizeof(FileContent) == 16 + 4 + 36 + 800);
+static_assert(sizeof(FixedPart) == 16 + 4 + 36 + 800);
 
+// Of earlier versions, which had URL and credentials in files of their own.
+constexpr char kFormerMagic[16] = "kelo session 1\n";
+
+constexpr std::size_t kMostBytes = 1 << 16;
 constexpr const char* kUrlsVariable = "KELO_URLS_FILE";
+constexpr const char* kTemporary = "session.";
 
-std::filesystem::path DefaultFolder() {
+fs::path DefaultFolder() {
   // A relative XDG path is to be ignored.
   const char* state = std::getenv("XDG_STATE_HOME");
-  if (state != nullptr && state[0] == '/') return std::filesystem::path(state) / "kelo";
+  if (state != nullptr && state[0] == '/') return fs::path(state) / "kelo";
   const char* home = std::getenv("HOME");
   if (home == nullptr || home[0] != '/')
     throw Failure("cannot find the state folder: neither XDG_STATE_HOME nor HOME is set");
-  return std::filesystem::path(home) / ".local/state/kelo";
+  return fs::path(home) / ".local/state/kelo";
 }
 
-[[noreturn]] void FailFile(std::string_view doing, const std::filesystem::path& path) {
+[[noreturn]] void FailFile(std::string_view doing, const fs::path& path) {
   const std::string reason = std::strerror(errno);
   throw Failure(fmt::format("cannot {} {}: {}", doing, path.string(), reason));
 }
 
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() { Close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int Number() const { return number_; }
-  bool Close() {
-    if (number_ < 0) return true;
-    return ::close(std::exchange(number_, -1)) == 0;
-  }
-
- private:
-  int number_;
-};
-
-// A file of mode 0600, there whole or not at all.
-void WriteAtomically(const std::filesystem::path& path, std::string_view bytes) {
-  std::error_code failed;
-  std::filesystem::create_directories(path.parent_path(), failed);
-  std::filesystem::permissions(path.parent_path(), std::filesystem::perms::owner_all, failed);
-  std::string temporary = path.string() + ".XXXXXX";
-  Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
-  if (file.Number() < 0) FailFile("create", temporary);
-  const auto written = ::write(file.Number(), bytes.data(), bytes.size());
-  const bool whole = written == static_cast<ssize_t>(bytes.size()) && ::fsync(file.Number()) == 0;
-  if (!whole || !file.Close() || ::rename(temporary.c_str(), path.c_str()) != 0) {
-    const int reason = errno;
-    ::unlink(temporary.c_str());
-    errno = reason;
-    FailFile("write", path);
-  }
-}
-
 // Nobody but the user may read or write the open file.
-void CheckPrivate(const Descriptor& file, const std::filesystem::path& path) {
+void CheckPrivate(const Descriptor& file, const fs::path& path) {
   struct stat facts {};
   if (::fstat(file.Number(), &facts) != 0) FailFile("read", path);
   if (!S_ISREG(facts.st_mode))
@@ -96,9 +73,9 @@ void CheckPrivate(const Descriptor& file, const std::filesystem::path& path) {
 }
 
 // The first `most` bytes of a private file; nothing when there is no such file.
-std::optional<std::string> ReadPrivate(const std::filesystem::path& path, std::size_t most) {
+std::optional<std::string> ReadPrivate(const fs::path& path, std::size_t most) {
   Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  if (file.Number() < 0) {
+  if (!file) {
     if (errno == ENOENT) return std::nullopt;
     FailFile("read", path);
   }
@@ -110,110 +87,186 @@ std::optional<std::string> ReadPrivate(const std::filesystem::path& path, std::s
   return bytes;
 }
 
-void RemoveFile(const std::filesystem::path& path) {
-  if (::unlink(path.c_str()) != 0 && errno != ENOENT) FailFile("remove", path);
+std::string Serialized(const Kept& kept) {
+  FixedPart fixed;
+  if (kept.session) {
+    fixed.session = kept.session->session;
+    kept.session->secret.copy(fixed.secret, sizeof fixed.secret - 1);
+  }
+  const Credentials credentials = kept.credentials.value_or(Credentials());
+  return std::string(reinterpret_cast<const char*>(&fixed), sizeof fixed) +
+         fmt::format("{}\n{}\n{}\n{}\n{}\n", kept.url, kept.account, credentials.apiKey,
+                     credentials.authToken, credentials.signingSecret);
+}
+
+std::optional<StoredSession> SessionOf(const FixedPart& fixed) {
+  if (fixed.session.token[0] == '\0') return std::nullopt;
+  return StoredSession{fixed.session, std::string(FieldText(fixed.secret))};
+}
+
+// Takes the lines behind the fixed part; false when they are not what Serialized wrote.
+bool ReadLines(std::string_view text, Kept& kept) {
+  std::istringstream lines{std::string(text)};
+  Credentials credentials;
+  for (std::string* line : {&kept.url, &kept.account, &credentials.apiKey, &credentials.authToken,
+                            &credentials.signingSecret})
+    if (!std::getline(lines, *line) || lines.eof()) return false;
+  if (!credentials.apiKey.empty()) kept.credentials = std::move(credentials);
+  return lines.peek() == std::istringstream::traits_type::eof();
+}
+
+[[noreturn]] void FailDamaged(const fs::path& path) {
+  throw Failure(fmt::format(
+      "{} is damaged, or of another version, program or machine; log in again with --url",
+      path.string()));
 }
 
 }  // namespace
+
+// The folder while a run writes in it; another one waits. Without locks, only the file counts.
+class StateFile::Writing {
+ public:
+  explicit Writing(const fs::path& folder) {
+    std::error_code ignored;
+    fs::create_directories(folder, ignored);
+    folder_ = Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder_) FailFile("open", folder);
+    ::fchmod(folder_.Number(), S_IRWXU);
+    lock_ = OpenLockFile(folder_, "session.lock");
+    if (lock_ && Lock(lock_, true) == LockResult::kTaken) RemoveLeftovers(folder);
+  }
+
+  void Write(const std::string& name, std::string_view bytes, const fs::path& path) const {
+    const std::string temporary = kTemporary + RandomName();
+    const int folder = folder_.Number();
+    Descriptor file(::openat(folder, temporary.c_str(),
+                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!file) FailFile("write", path);
+    const auto written = ::write(file.Number(), bytes.data(), bytes.size());
+    const bool whole = written == static_cast<ssize_t>(bytes.size()) &&
+                       ::fsync(file.Number()) == 0 && file.Close() &&
+                       ::renameat(folder, temporary.c_str(), folder, name.c_str()) == 0;
+    if (whole) return;
+    const int reason = errno;
+    ::unlinkat(folder, temporary.c_str(), 0);
+    errno = reason;
+    FailFile("write", path);
+  }
+
+  void Remove(const fs::path& path) const {
+    if (::unlinkat(folder_.Number(), path.filename().c_str(), 0) != 0 && errno != ENOENT)
+      FailFile("remove", path);
+  }
+
+ private:
+  // Of runs that were killed: nobody else writes here while the lock is held.
+  void RemoveLeftovers(const fs::path& folder) const {
+    const std::string_view beginning = kTemporary;
+    std::error_code failed;
+    for (fs::directory_iterator at(folder, failed), end; !failed && at != end;
+         at.increment(failed)) {
+      const std::string name = at->path().filename().string();
+      if (name.starts_with(beginning) &&
+          IsRandomName(std::string_view(name).substr(beginning.size())))
+        ::unlinkat(folder_.Number(), name.c_str(), 0);
+    }
+  }
+
+  Descriptor folder_;
+  Descriptor lock_;
+};
 
 bool IsProfileName(const std::string& name) {
   return !name.empty() && FileName(name, "") == name;
 }
 
 StateFile StateFile::OfProfile(const std::string& profile) {
-  const std::filesystem::path folder = DefaultFolder();
+  const fs::path folder = DefaultFolder();
   return StateFile(profile.empty() ? folder : folder / "profiles" / profile);
 }
 
-StateFile::StateFile(std::filesystem::path folder) : folder_(std::move(folder)) {}
-
-void StateFile::Save(const StoredSession& stored) const {
-  FileContent content;
-  content.session = stored.session;
-  stored.secret.copy(content.secret, sizeof content.secret - 1);
-  WriteAtomically(SessionPath(), {reinterpret_cast<const char*>(&content), sizeof content});
+fs::path StateFile::LockFolder() {
+  return DefaultFolder() / "locks";
 }
 
-StoredSession StateFile::Load() const {
-  const std::filesystem::path path = SessionPath();
-  FileContent content;
-  // One byte more, to notice a longer file.
-  const std::optional<std::string> bytes = ReadPrivate(path, sizeof content + 1);
-  if (!bytes) throw Failure("no session: log in with 'kelo login'");
-  if (bytes->size() != sizeof content) {
-    throw Failure(fmt::format(
-        "the session file {} is not one of this version of kelo ({} than {} bytes); log in again",
-        path.string(), bytes->size() < sizeof content ? "shorter" : "longer", sizeof content));
-  }
-  std::memcpy(&content, bytes->data(), sizeof content);
-  const FileContent expected;
-  if (std::memcmp(content.magic, expected.magic, sizeof content.magic) != 0 ||
-      content.byteOrder != expected.byteOrder || content.session.token[0] == '\0') {
-    throw Failure(fmt::format(
-        "the session file {} is damaged, or of another program or machine; log in again",
-        path.string()));
-  }
-  return {content.session, std::string(FieldText(content.secret))};
+StateFile::StateFile(fs::path folder) : folder_(std::move(folder)) {}
+
+Kept StateFile::Load() const {
+  const fs::path path = SessionPath();
+  const std::optional<std::string> bytes = ReadPrivate(path, kMostBytes);
+  if (!bytes) return LoadFormer(std::nullopt);
+  FixedPart fixed;
+  const FixedPart expected;
+  if (bytes->size() < sizeof fixed) FailDamaged(path);
+  std::memcpy(&fixed, bytes->data(), sizeof fixed);
+  const auto session = SessionOf(fixed);
+  const bool former = std::memcmp(fixed.magic, kFormerMagic, sizeof fixed.magic) == 0;
+  if (fixed.byteOrder != expected.byteOrder) FailDamaged(path);
+  if (former && session && bytes->size() == sizeof fixed) return LoadFormer(session);
+  Kept kept{.url = {}, .account = {}, .session = session};
+  if (std::memcmp(fixed.magic, expected.magic, sizeof fixed.magic) != 0 ||
+      !ReadLines(std::string_view(*bytes).substr(sizeof fixed), kept) ||
+      session.has_value() == kept.account.empty())
+    FailDamaged(path);
+  return kept;
 }
 
-// A line each; no credential has a line end in it.
-void StateFile::Remember(const Credentials& credentials) const {
-  WriteAtomically(CredentialsPath(), fmt::format("{}\n{}\n{}\n", credentials.apiKey,
-                                                 credentials.authToken, credentials.signingSecret));
+Kept StateFile::LoadFormer(std::optional<StoredSession> session) const {
+  Kept kept{.url = {}, .account = {}, .session = std::move(session)};
+  const std::string urls = ReadPrivate(UrlPath(), kMostBytes).value_or("");
+  if (const std::size_t begin = urls.find('"'); begin != std::string::npos)
+    kept.url = urls.substr(begin + 1, urls.rfind('"') - begin - 1);
+  if (!kept.session) return kept;
+  kept.account = AccountOf(kept.url, std::string(FieldText(kept.session->session.token)));
+  const auto lines = ReadPrivate(CredentialsPath(), kMostBytes);
+  if (!lines) return kept;
+  if (!ReadLines(fmt::format("{}\n{}\n{}", kept.url, kept.account, *lines), kept))
+    FailDamaged(CredentialsPath());
+  if (kept.credentials) kept.account = AccountOf(kept.url, kept.credentials->authToken);
+  return kept;
 }
 
-std::optional<Credentials> StateFile::Remembered() const {
-  const auto bytes = ReadPrivate(CredentialsPath(), 4096);
-  if (!bytes) return std::nullopt;
-  std::istringstream lines(*bytes);
-  Credentials credentials;
-  if (std::getline(lines, credentials.apiKey) && std::getline(lines, credentials.authToken) &&
-      std::getline(lines, credentials.signingSecret))
-    return credentials;
-  throw Failure(fmt::format("{} is damaged; log in again", CredentialsPath().string()));
+void StateFile::Save(const Kept& kept) const {
+  Put(Writing(folder_), kept);
 }
 
-void StateFile::Remove() const {
-  RemoveFile(SessionPath());
-  ForgetCredentials();
+void StateFile::Replace(const Kept& former, const Kept& kept) const {
+  const Writing writing(folder_);
+  if (Serialized(Load()) == Serialized(former)) Put(writing, kept);
 }
 
-void StateFile::ForgetCredentials() const {
-  RemoveFile(CredentialsPath());
+void StateFile::Put(const Writing& writing, const Kept& kept) const {
+  if (kept.session || !kept.url.empty())
+    writing.Write("session", Serialized(kept), SessionPath());
+  else
+    writing.Remove(SessionPath());
+  writing.Remove(CredentialsPath());
+  writing.Remove(UrlPath());
 }
 
-void StateFile::TryUrl(const std::string& url) const {
-  if (url.find('"') != std::string::npos) throw Failure("a URL has no quotation marks in it");
+void UseServer(const std::string& url) {
+  if (url.find_first_of("\"\r\n") != std::string::npos || url.size() > kMostBytes / 2)
+    throw Failure("a URL is one line without quotation marks");
   if (url.empty()) {
     ::unsetenv(kUrlsVariable);
     return;
   }
-  WriteAtomically(TriedPath(), fmt::format("kKELO_URLofKELOServer = \"{}\"\n", url));
-  ::setenv(kUrlsVariable, TriedPath().c_str(), 1);
+  // In memory, so that what another run saves meanwhile changes nothing for this one.
+  static Descriptor file;
+  Descriptor next(::memfd_create("kelo-server", MFD_CLOEXEC));
+  const std::string path = fmt::format("/proc/self/fd/{}", next.Number());
+  const std::string text = fmt::format("kKELO_URLofKELOServer = \"{}\"\n", url);
+  const bool written =
+      next && ::write(next.Number(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  // The library would go to the built-in server instead.
+  if (!written || ::access(path.c_str(), R_OK) != 0) FailFile("use", path);
+  ::setenv(kUrlsVariable, path.c_str(), 1);
+  file = std::move(next);
 }
 
-void StateFile::KeepUrl(const std::string& url) const {
-  std::error_code failed;
-  if (url.empty()) {
-    std::filesystem::remove(UrlPath(), failed);
-    return;
-  }
-  std::filesystem::rename(TriedPath(), UrlPath(), failed);
-  if (failed) throw Failure("cannot remember the URL: " + failed.message());
-  ::setenv(kUrlsVariable, UrlPath().c_str(), 1);
-}
-
-void StateFile::ForgetTriedUrl() const {
-  RemoveFile(TriedPath());
-}
-
-std::filesystem::path StateFile::TriedPath() const {
-  return folder_ / fmt::format("server-urls.tried.{}", ::getpid());
-}
-
-void StateFile::ApplyUrl() const {
-  // Read for its checks alone: who can change it gets the session's requests.
-  if (ReadPrivate(UrlPath(), 0)) ::setenv(kUrlsVariable, UrlPath().c_str(), 0);
+void UseKeptServer(const Kept& kept) {
+  static const bool isNamed = std::getenv(kUrlsVariable) != nullptr;
+  if (!isNamed) UseServer(kept.url);
 }
 
 }  // namespace kelo::host

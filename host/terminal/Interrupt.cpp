@@ -10,12 +10,13 @@ namespace kelo::host {
 namespace {
 
 std::atomic<int> arrived = 0;
+std::atomic<int> toTidy = 0;
 
 // Wakes the thread when the program is done; one from elsewhere means nothing.
 constexpr int kWakeUp = SIGUSR1;
 
 // What the program gets to end by itself once no command runs any more; longer where it has heard
-// of the abort, and so may be removing what it leaves nobody.
+// of the abort, or has something to remove.
 constexpr auto kGrace = std::chrono::milliseconds(50);
 constexpr auto kLongGrace = std::chrono::seconds(2);
 
@@ -36,6 +37,14 @@ sigset_t Signals() {
 }
 
 }  // namespace
+
+MustTidy::MustTidy() {
+  ++toTidy;
+}
+
+MustTidy::~MustTidy() {
+  --toTidy;
+}
 
 void Interrupt::BlockSignals() {
   const sigset_t set = Signals();
@@ -92,7 +101,8 @@ bool Interrupt::EndsWithin(std::chrono::nanoseconds time) const {
 }
 
 void Interrupt::EndUnlessDone() {
-  if (EndsWithin(kGrace) || (library_.HasToldOfStop() && EndsWithin(kLongGrace))) return;
+  if (EndsWithin(kGrace) || ((library_.HasToldOfStop() || toTidy > 0) && EndsWithin(kLongGrace)))
+    return;
   if (terminal_) tcsetattr(STDIN_FILENO, TCSANOW, &*terminal_);
   library_.Out().SayAborted();
   // Nothing is destroyed: the main thread may be anywhere.

@@ -16,6 +16,16 @@
 
 namespace kelo::host {
 
+// For as long as one lives, the program has made what must not stay behind: after Ctrl-C it gets 2
+// s to remove it. Any thread.
+class MustTidy {
+ public:
+  MustTidy();
+  ~MustTidy();
+  MustTidy(const MustTidy&) = delete;
+  MustTidy& operator=(const MustTidy&) = delete;
+};
+
 class Interrupt {
  public:
   // Blocks the signals in the calling thread and so in every thread that it starts later. To be

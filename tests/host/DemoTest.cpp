@@ -7,10 +7,13 @@ namespace {
 class DemoTest : public HostTest {
  protected:
   // Its temporary files go to "tmp".
-  Outcome Demo(const std::string& pictures) const {
+  std::vector<std::string> TemporaryEnvironment() const {
     std::vector<std::string> environment = Environment();
     environment.push_back("TMPDIR=" + (folder_ / "tmp").string());
-    return KeloProcess({"demo", (folder_ / pictures).string()}, environment).Wait();
+    return environment;
+  }
+  Outcome Demo(const std::string& pictures) const {
+    return KeloProcess({"demo", (folder_ / pictures).string()}, TemporaryEnvironment()).Wait();
   }
 };
 
@@ -30,6 +33,11 @@ TEST_F(DemoTest, ProvesEveryStepAndCleansUp) {
                               HasSubstr("OK: 4 files here already"),
                               EndsWith("OK: all 22 commands of the library were used\n")));
   EXPECT_EQ(Demo("empty").exitCode, 1);
+  KeloProcess aborted({"demo", (folder_ / "pictures").string()}, TemporaryEnvironment(), 80);
+  ASSERT_TRUE(aborted.ReadErrorUntil("A local service runs")) << aborted.ErrorSoFar();
+  EXPECT_FALSE(Names("tmp").empty());
+  aborted.Type("\x03");
+  EXPECT_EQ(aborted.Wait().exitCode, 130);
   EXPECT_THAT(Names("tmp"), ElementsAre());
 }
 

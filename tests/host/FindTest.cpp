@@ -47,7 +47,7 @@ class FindTest : public HostTest {
       if (request.apiMethod != "GetHierarchy") return std::nullopt;
       return devservice::Reply{.body = account};
     });
-    StateFile(folder_ / "state").TryUrl(service_.Url());
+    UseServer(service_.Url());
     library_.Open({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
     library_.Load();
   }

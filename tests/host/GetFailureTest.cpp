@@ -1,8 +1,7 @@
 // What failures, killed runs and other hosts leave to a download.
 #include <fmt/format.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 
 #include "GetTest.h"
@@ -79,7 +78,7 @@ TEST_F(GetTest, PutFindsWhatAnotherHostStoredAndGetFetched) {
                                "odd\uFFFD.jpg",
                                "cafe\u0301.jpg"};
   {
-    StateFile(folder_ / "other").TryUrl(service_.Url());
+    UseServer(service_.Url());
     Output out;
     Library other(out, {});
     other.Open({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
@@ -103,17 +102,69 @@ TEST_F(GetTest, PutFindsWhatAnotherHostStoredAndGetFetched) {
   EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder"), albums);
 }
 
-TEST_F(GetTest, RemovesWhatKilledRunsLeft) {
-  const pid_t dead = ::fork();
-  if (dead == 0) ::_exit(0);
-  ::waitpid(dead, nullptr, 0);
-  const std::string alive = ".kelo-get-" + std::to_string(::getpid());
-  for (const std::string& name :
-       {".kelo-get-" + std::to_string(dead), alive, std::string(".kelo-get-mine")})
-    Write("out/" + name, "part");
-  ScriptAccount({{"a.jpg"}}, [](const std::string&) { return Reply{.body = "x"}; });
-  EXPECT_EQ(Get({"root"}).exitCode, 0);
-  EXPECT_THAT(Names("out"), UnorderedElementsAre(alive, ".kelo-get-mine", "a.jpg"));
+TEST_F(GetTest, RunsInContainersShareAFolder) {
+  std::vector<ScriptedItem> items;
+  for (int i = 0; i < 150; ++i) items.push_back({std::to_string(i) + ".jpg"});
+  ScriptAccount(items, [](const std::string& id) { return Reply{.body = "picture " + id}; });
+  const std::vector<std::string> command = {kContained, "get",          "root",
+                                            "--to",     Out().string(), "--replace"};
+  KeloProcess one(command, Environment());
+  KeloProcess other(command, Environment());
+  for (KeloProcess* kelo : {&one, &other}) {
+    const Outcome outcome = kelo->Wait();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  }
+  EXPECT_EQ(Names("out").size(), items.size());
+  for (std::size_t at = 0; at < items.size(); ++at)
+    EXPECT_EQ(ReadFile(Out() / items[at].name), "picture item" + std::to_string(at));
+}
+
+TEST_F(GetTest, RemovesWhatKilledRunsLeftAndNothingOfLivingOnes) {
+  std::atomic<bool> slow = true;
+  ScriptAccount({{"a.jpg"}, {"b.jpg"}}, [&](const std::string& id) {
+    if (id == "item0" || !slow.exchange(false)) return Reply{.body = "x"};
+    return Reply{.silent = true};
+  });
+  Write("out/.kelo-get-mine", "");
+  KeloProcess kelo({kContained, "get", "root", "--to", Out().string()}, Environment());
+  ASSERT_TRUE(service_.WaitForRequest(
+      [](const LoggedRequest& request) { return request.path == "/original/item1"; }));
+  const auto left = [this] {
+    auto names = Names("out");
+    std::erase_if(names, [](const auto& name) { return !name.starts_with(".kelo-get-"); });
+    return names;
+  };
+  const auto living = left();
+  ASSERT_EQ(living.size(), 2u);  // and a lock
+  // The folder is made ready more than once in a run.
+  EXPECT_EQ(Get({"root", "--replace"}).exitCode, 0);
+  EXPECT_EQ(left(), living);
+  kelo.Signal(SIGKILL);
+  kelo.Wait();
+  Write("out/" + living[0].substr(0, living[0].rfind('.')), "part");
+  EXPECT_EQ(Get({"root", "--replace"}).exitCode, 0);
+  EXPECT_THAT(Names("out"), ElementsAre(".kelo-get-mine", "a.jpg", "b.jpg"));
+}
+
+TEST_F(GetTest, FollowsNoLinkThatComesMeanwhile) {
+  const std::string victim = Write("victim", "mine");
+  SetModifyTime(victim, 1);
+  fs::create_directory(folder_ / "elsewhere");
+  ScriptAccount({{"a.jpg"}, {"b.jpg"}}, [&](const std::string& id) {
+    if (id == "item0") {
+      fs::create_symlink(victim, Out() / "a.jpg");
+    } else {
+      fs::rename(Out(), folder_ / "moved");
+      fs::create_directory_symlink(folder_ / "elsewhere", Out());
+    }
+    return Reply{.body = id};
+  });
+  EXPECT_EQ(Get({"root"}).exitCode, 1);
+  EXPECT_EQ(ReadFile(victim), "mine");
+  EXPECT_EQ(ModifyTime(victim), 1);
+  EXPECT_THAT(Names("elsewhere"), ElementsAre());
+  EXPECT_THAT(Names("moved"), ElementsAre("a.jpg", "b.jpg"));
+  EXPECT_EQ(ReadFile(folder_ / "moved/b.jpg"), "item1");
 }
 
 TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {

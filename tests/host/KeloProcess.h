@@ -38,6 +38,10 @@ struct Outcome {
   std::string err;
 };
 
+// As the first argument: kelo is process 1 of a namespace of its own, as in a container,
+// where that is permitted.
+constexpr const char* kContained = "contained";
+
 // One running kelo. Its output is read to the end by Wait.
 class KeloProcess {
  public:

@@ -124,7 +124,8 @@ TEST_F(RetryTest, SeveralProgramsShareASession) {
   }
   for (auto& program : programs) EXPECT_EQ(program.get(), 0);
   EXPECT_EQ(Kelo({"login", "--key", "wrong"}).exitCode, 1);
-  EXPECT_THAT(Names("home/.local/state/kelo"), UnorderedElementsAre("server-urls", "session"));
+  EXPECT_THAT(Names("home/.local/state/kelo"),
+              UnorderedElementsAre("locks", "session", "session.lock"));
   const Outcome list = Kelo({"ls"});
   EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 1 + 2 * kPrograms * kRuns);
 }

@@ -1,12 +1,14 @@
-// Sessions, the state file, and what a failing command says.
+// Sessions and the state file.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <fstream>
+#include <future>
 
 #include "KeloProcess.h"
+#include "host/library/StateFile.h"
 
 namespace kelo::host::testing {
 namespace {
@@ -23,7 +25,7 @@ class SessionTest : public HostTest {
 
 TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
   LogIn();
-  EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("server-urls", "session"));
+  EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("session", "session.lock"));
   struct stat file {};
   ASSERT_EQ(stat((State() / "session").c_str(), &file), 0);
   EXPECT_EQ(file.st_mode & 07777u, 0600u);
@@ -38,7 +40,6 @@ TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
   EXPECT_EQ(Kelo({"login", "--url", "http://127.0.0.1:1"}).exitCode, 1);
   EXPECT_EQ(KeloProcess({"logout"}, EnvironmentWithout("KELO_URL=")).Wait().exitCode, 0);
   EXPECT_EQ(Arrived("CloseSession"), 1u);
-  EXPECT_FALSE(fs::exists(State() / "session"));
   EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("log in"));
 }
 
@@ -49,42 +50,95 @@ TEST_F(SessionTest, SaysWhyAStateFileIsOfNoUse) {
   foreign[0] = '?';
   std::string empty = good;
   empty[16 + 4 + 36 + 4] = '\0';  // the token
-  const std::pair<std::string, std::string> cases[] = {
-      {"", "shorter"},        {good.substr(0, 400), "shorter"},
-      {good + "x", "longer"}, {foreign, "damaged"},
-      {empty, "damaged"},
-  };
+  std::string former = good;
+  former[13] = '1';
   service_.ClearLog();
-  for (const auto& [content, word] : cases) {
+  for (const std::string& content : {std::string(), good.substr(0, 400), good + "x",
+                                     good.substr(0, good.size() - 1), foreign, empty, former}) {
     std::ofstream(State() / "session", std::ios::binary) << content;
     const Outcome outcome = Kelo({"quota"});
     EXPECT_EQ(outcome.exitCode, 1) << content.size();
-    EXPECT_THAT(outcome.err, AllOf(HasSubstr(word), HasSubstr("log in again"))) << content.size();
+    EXPECT_THAT(outcome.err, HasSubstr("damaged, or of another version, program or machine; log in "
+                                       "again"))
+        << content.size();
   }
   EXPECT_EQ(service_.RequestCount(), 0u);
+}
+
+// What earlier versions wrote into three files is understood, until something is saved.
+TEST_F(SessionTest, ReadsTheFilesOfEarlierVersions) {
+  for (const bool remembered : {false, true}) {
+    LogIn();
+    std::string session = ReadFile(State() / "session").substr(0, 16 + 4 + 36 + 800);
+    session[13] = '1';
+    std::ofstream(State() / "session", std::ios::binary) << session;
+    const auto write = [this](const char* name, const std::string& text) {
+      std::ofstream(State() / name) << text;
+      fs::permissions(State() / name, fs::perms::owner_read | fs::perms::owner_write);
+    };
+    write("server-urls", "kKELO_URLofKELOServer = \"" + service_.Url() + "\"\n");
+    if (remembered) {
+      write("credentials",
+            service_.ApiKey() + "\n" + service_.AuthToken() + "\n" + service_.Secret() + "\n");
+      service_.ExpireTokens();
+    }
+    const std::vector<std::string> plain = EnvironmentWithout("KELO_");
+    EXPECT_EQ(KeloProcess({"mkdir", remembered ? "B" : "A"}, plain).Wait().exitCode, 0);
+    service_.ClearLog();
+    EXPECT_EQ(KeloProcess({"logout"}, plain).Wait().exitCode, 0);
+    EXPECT_EQ(Arrived("CloseSession"), 1u);
+    EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("locks", "session", "session.lock"));
+  }
+}
+
+TEST_F(SessionTest, WhatIsKeptBelongsTogether) {
+  const StateFile file(folder_ / "state");
+  const auto save = [&](const std::string& one) {
+    Kept kept{.url = "http://" + one, .account = one, .session = StoredSession{.secret = one}};
+    one.copy(kept.session->session.token, 27);
+    kept.credentials = {one, one, one};
+    for (int i = 0; i < 100; ++i) file.Save(kept);
+  };
+  Write("state/session." + std::string(32, 'a'), "of a run that was killed");
+  auto a = std::async(std::launch::async, save, "a");
+  auto b = std::async(std::launch::async, save, "b");
+  for (int i = 0; i < 300; ++i) {
+    const Kept kept = file.Load();
+    if (kept.account.empty()) continue;  // nothing yet
+    EXPECT_EQ(kept.url, "http://" + kept.account);
+    EXPECT_EQ(kept.session->secret, kept.account);
+    EXPECT_EQ(kept.credentials->authToken, kept.account);
+  }
+  a.get();
+  b.get();
+  EXPECT_THAT(Names("state"), ElementsAre("session", "session.lock"));
+  Kept former = file.Load();
+  const std::string last = former.account;
+  former.account = "of another login";
+  file.Replace(former, {});
+  EXPECT_EQ(file.Load().account, last);
 }
 
 TEST_F(SessionTest, RefusesStateThatOthersMayReadOrWrite) {
   ASSERT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
   service_.ClearLog();
-  for (const char* name : {"session", "credentials", "server-urls"}) {
-    const fs::path file = State() / name;
-    for (const mode_t mode : {0640, 0604, 0620, 0602}) {
-      ASSERT_EQ(::chmod(file.c_str(), mode), 0);
-      const Outcome outcome = KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait();
-      EXPECT_EQ(outcome.exitCode, 1) << name << mode;
-      EXPECT_THAT(outcome.err, HasSubstr("'chmod 600 " + file.string() + "'")) << mode;
-    }
-    ASSERT_EQ(::chmod(file.c_str(), 0600), 0);
-    fs::rename(file, State() / "kept");
-    fs::create_directory(file);
-    EXPECT_THAT(KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait().err,
-                HasSubstr(file.string() + " is no file; remove it and log in again"));
-    fs::remove(file);
-    fs::rename(State() / "kept", file);
-    if (::geteuid() != 0) continue;
+  const fs::path file = State() / "session";
+  for (const mode_t mode : {0640, 0604, 0620, 0602}) {
+    ASSERT_EQ(::chmod(file.c_str(), mode), 0);
+    const Outcome outcome = KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait();
+    EXPECT_EQ(outcome.exitCode, 1) << mode;
+    EXPECT_THAT(outcome.err, HasSubstr("'chmod 600 " + file.string() + "'")) << mode;
+  }
+  ASSERT_EQ(::chmod(file.c_str(), 0600), 0);
+  fs::rename(file, State() / "kept");
+  fs::create_directory(file);
+  EXPECT_THAT(KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait().err,
+              HasSubstr(file.string() + " is no file; remove it and log in again"));
+  fs::remove(file);
+  fs::rename(State() / "kept", file);
+  if (::geteuid() == 0) {
     ASSERT_EQ(::chown(file.c_str(), 1, 1), 0);
-    EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("belongs to another user")) << name;
+    EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("belongs to another user"));
     ASSERT_EQ(::chown(file.c_str(), 0, 0), 0);
   }
   EXPECT_EQ(service_.RequestCount(), 0u);
@@ -122,7 +176,7 @@ TEST_F(SessionTest, KeepsProfilesApart) {
 TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
   ASSERT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
   struct stat file {};
-  ASSERT_EQ(stat((State() / "credentials").c_str(), &file), 0);
+  ASSERT_EQ(stat((State() / "session").c_str(), &file), 0);
   EXPECT_EQ(file.st_mode & 07777u, 0600u);
 
   const std::string picture = Write("a.jpg", "aaa").string();
@@ -153,7 +207,10 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
   EXPECT_EQ(Arrived("GetHierarchy"), 2u);
 
   // Kept credentials that are of no use any more are said so; those of a former login are gone.
-  std::ofstream(State() / "credentials") << "k\nt\ns\n";
+  StateFile state(State());
+  Kept kept = state.Load();
+  kept.credentials = {"k", "t", "s"};
+  state.Save(kept);
   service_.ExpireTokens();
   EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("cannot open the session"));
   LogIn();
@@ -164,37 +221,7 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
   service_.ClearLog();
   EXPECT_EQ(Kelo({"logout"}).exitCode, 0);
   EXPECT_EQ(Arrived("OpenSession"), 0u);
-  EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("server-urls"));
-}
-
-TEST_F(SessionTest, SaysInWordsAndWithTheCodeWhatFailed) {
-  LogIn();
-  struct Case {
-    std::vector<std::string> command;
-    devservice::Reply reply;
-    std::string message;
-  };
-  const Case cases[] = {
-      {{"login"},
-       Refusal(301),
-       "cannot open the session: the service does not know the key (4112)\n"},
-      {{"quota"}, Refusal(107), "(4116)\n"},
-      {{"quota"}, Refusal(999), "(4144)\n"},
-      {{"quota"}, {.body = "nonsense"}, "(4144)\n"},
-      {{"tree"}, {.status = 500}, "(4114)\n"},
-      {{"tree", "--retries", "0"}, {.status = 504}, "(4128)\n"},
-      {{"tree", "--retries", "0"}, {.closeAtOnce = true}, "(4129)\n"},
-      {{"mkdir", "Journeys"}, Refusal(208), "(4101)\n"},
-      {{"contacts"}, {.body = "<a stat=\"ok\"/>"}, "(4144)\n"},
-  };
-  for (const Case& one : cases) {
-    service_.SetScript([reply = one.reply](const auto&) { return reply; });
-    const Outcome outcome = Kelo(one.command);
-    EXPECT_EQ(outcome.exitCode, 1) << one.command[0] << one.reply.body;
-    EXPECT_THAT(outcome.err, AllOf(StartsWith("kelo: cannot "), HasSubstr(one.message)))
-        << one.command[0] << one.reply.body;
-    EXPECT_EQ(outcome.out, "") << one.command[0];
-  }
+  EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("locks", "session", "session.lock"));
 }
 
 TEST_F(SessionTest, WithoutATerminalALoginNeedsAllCredentials) {
@@ -234,22 +261,6 @@ TEST_F(SessionTest, AsksOnATerminalForWhatIsMissing) {
                                    Not(HasSubstr(service_.Secret())), Not(HasSubstr("abc"))));
     EXPECT_TRUE(kelo.ShowsWhatIsTyped()) << outcome.err;
   }
-}
-
-TEST_F(SessionTest, AnswersWrongUsageWithTwo) {
-  const std::vector<std::string> cases[] = {{},
-                                            {"nonsense"},
-                                            {"get", "--bogus"},
-                                            {"rate", "id"},
-                                            {"rate", "id", "six"},
-                                            {"login", "--key", std::string(33, 'k')},
-                                            {"caption", "id", std::string(320, 'c')}};
-  for (const auto& arguments : cases) {
-    const Outcome outcome = Kelo(arguments);
-    EXPECT_EQ(outcome.exitCode, 2) << ::testing::PrintToString(arguments);
-    EXPECT_NE(outcome.err, "") << ::testing::PrintToString(arguments);
-  }
-  EXPECT_EQ(service_.RequestCount(), 0u);
 }
 
 TEST_F(SessionTest, TellsWhoWasDropped) {

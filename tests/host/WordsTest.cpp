@@ -1,4 +1,4 @@
-// What the program says about itself: help, hints, suggestions.
+// What the program says about itself and about failures: help, hints, suggestions, codes.
 #include <gmock/gmock.h>
 
 #include "KeloProcess.h"
@@ -142,6 +142,52 @@ TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
   const Outcome failed = Kelo({"__complete", "zsh", "ls", ""});
   EXPECT_EQ(failed.exitCode, 0);
   EXPECT_EQ(failed.out + failed.err, "names\n");
+}
+
+TEST_F(WordsTest, SaysInWordsAndWithTheCodeWhatFailed) {
+  LogIn();
+  struct Case {
+    std::vector<std::string> command;
+    devservice::Reply reply;
+    std::string message;
+  };
+  const Case cases[] = {
+      {{"login"},
+       Refusal(301),
+       "cannot open the session: the service does not know the key (4112)\n"},
+      {{"quota"}, Refusal(107), "(4116)\n"},
+      {{"quota"}, Refusal(999), "(4144)\n"},
+      {{"quota"}, {.body = "nonsense"}, "(4144)\n"},
+      {{"tree"}, {.status = 500}, "(4114)\n"},
+      {{"tree", "--retries", "0"}, {.status = 504}, "(4128)\n"},
+      {{"tree", "--retries", "0"}, {.closeAtOnce = true}, "(4129)\n"},
+      {{"mkdir", "Journeys"}, Refusal(208), "(4101)\n"},
+      {{"contacts"}, {.body = "<a stat=\"ok\"/>"}, "(4144)\n"},
+  };
+  for (const Case& one : cases) {
+    service_.SetScript([reply = one.reply](const auto&) { return reply; });
+    const Outcome outcome = Kelo(one.command);
+    EXPECT_EQ(outcome.exitCode, 1) << one.command[0] << one.reply.body;
+    EXPECT_THAT(outcome.err, AllOf(StartsWith("kelo: cannot "), HasSubstr(one.message)))
+        << one.command[0] << one.reply.body;
+    EXPECT_EQ(outcome.out, "") << one.command[0];
+  }
+}
+
+TEST_F(WordsTest, AnswersWrongUsageWithTwo) {
+  const std::vector<std::string> cases[] = {{},
+                                            {"nonsense"},
+                                            {"get", "--bogus"},
+                                            {"rate", "id"},
+                                            {"rate", "id", "six"},
+                                            {"login", "--key", std::string(33, 'k')},
+                                            {"caption", "id", std::string(320, 'c')}};
+  for (const auto& arguments : cases) {
+    const Outcome outcome = Kelo(arguments);
+    EXPECT_EQ(outcome.exitCode, 2) << ::testing::PrintToString(arguments);
+    EXPECT_NE(outcome.err, "") << ::testing::PrintToString(arguments);
+  }
+  EXPECT_EQ(service_.RequestCount(), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,84 @@
+// The lock file, and what it says for people.
+#include "host/library/AccountLock.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <openssl/evp.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <string_view>
+
+#include "host/account/Dates.h"
+#include "host/account/Names.h"
+
+namespace kelo::host {
+namespace {
+
+// "kelo put, since 2026-11-22 10:11, process 12 on anna": it decides nothing.
+std::string AboutThisRun(const std::string& command) {
+  char machine[256] = "";
+  ::gethostname(machine, sizeof machine - 1);
+  return fmt::format("kelo {}, since {}, process {} on {}", command,
+                     DateText(UniversalDate(std::time(nullptr)), Clock::Universal), ::getpid(),
+                     machine);
+}
+
+void Write(const Descriptor& file, const std::string& text) {
+  if (::ftruncate(file.Number(), 0) == 0)
+    static_cast<void>(!::pwrite(file.Number(), text.data(), text.size(), 0));
+}
+
+std::string HolderOf(const Descriptor& file) {
+  char text[512];
+  const ssize_t size = ::pread(file.Number(), text, sizeof text, 0);
+  return size <= 0 ? "another kelo" : Shown(std::string_view(text, static_cast<std::size_t>(size)));
+}
+
+Descriptor OpenIn(const std::filesystem::path& folder, const std::string& name) {
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
+  const Descriptor open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!open) return Descriptor();
+  ::fchmod(open.Number(), S_IRWXU);
+  return OpenLockFile(open, name);
+}
+
+}  // namespace
+
+std::string AccountOf(const std::string& url, const std::string& secretText) {
+  const std::string text = url + '\n' + secretText;
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned size = 0;
+  if (EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha256(), nullptr) != 1)
+    throw Failure("cannot make a digest");
+  std::string account;
+  for (unsigned at = 0; at < size / 2; ++at) account += fmt::format("{:02x}", digest[at]);
+  return account;
+}
+
+AccountLock::AccountLock(Output& out, const std::filesystem::path& folder,
+                         const std::string& account, const std::string& command, bool waits)
+    : file_(OpenIn(folder, account)) {
+  LockResult result = file_ ? Lock(file_, false) : LockResult::kNone;
+  if (result == LockResult::kHeld) {
+    const std::string holder = HolderOf(file_);
+    if (!waits) throw Busy("another run changes this account: " + holder);
+    out.Note("waiting for another run that changes this account: " + holder);
+    result = Lock(file_, true);
+  }
+  const int reason = errno;
+  if (result == LockResult::kTaken)
+    Write(file_, AboutThisRun(command));
+  else
+    out.Note(fmt::format("other runs may change the account meanwhile: cannot lock {}: {}",
+                         Shown((folder / account).string()), std::strerror(reason)));
+}
+
+AccountLock::~AccountLock() {
+  if (file_ && Lock(file_, false) == LockResult::kTaken) Write(file_, "");
+}
+
+}  // namespace kelo::host

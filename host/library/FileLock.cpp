@@ -1,0 +1,48 @@
+// flock and getentropy.
+#include "host/library/FileLock.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/library/ResultText.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr std::size_t kRandomBytes = 16;
+
+}  // namespace
+
+LockResult Lock(const Descriptor& file, bool wait) {
+  int failed;
+  do {
+    failed = ::flock(file.Number(), wait ? LOCK_EX : LOCK_EX | LOCK_NB);
+  } while (failed != 0 && errno == EINTR);
+  if (failed == 0) return LockResult::kTaken;
+  return errno == EWOULDBLOCK ? LockResult::kHeld : LockResult::kNone;
+}
+
+Descriptor OpenLockFile(const Descriptor& folder, const std::string& name) {
+  // File systems of networks lock for writers only.
+  return Descriptor(::openat(folder.Number(), name.c_str(),
+                             O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+}
+
+std::string RandomName() {
+  unsigned char bytes[kRandomBytes];
+  if (::getentropy(bytes, sizeof bytes) != 0) throw Failure("the system has no random numbers");
+  std::string name;
+  for (const unsigned char byte : bytes) name += fmt::format("{:02x}", byte);
+  return name;
+}
+
+bool IsRandomName(std::string_view name) {
+  return name.size() == 2 * kRandomBytes &&
+         name.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+}  // namespace kelo::host
