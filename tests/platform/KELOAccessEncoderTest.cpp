@@ -1,9 +1,23 @@
-// The digests against published values.
+// The digests against published values, and the hash of what a peer chooses.
 #include "platform/KELOAccessEncoder.h"
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
+#include "platform/KeyedHash.h"
 #include "support/TemporaryFolder.h"
+
+// The system's random source, in its place.
+static bool sourceFails = false;
+static unsigned char drawn = 0;
+
+extern "C" int getentropy(void* buffer, size_t length) {
+  if (sourceFails) return -1;
+  for (size_t i = 0; i < length; ++i) static_cast<unsigned char*>(buffer)[i] = ++drawn;
+  return 0;
+}
 
 namespace kelo {
 namespace {
@@ -40,6 +54,28 @@ TEST(KELOAccessEncoder, Md5OfFiles) {
     const std::string path = folder.Write("f", std::string(size, 'a'));
     EXPECT_EQ(KELOAccessEncoder().AccessEncodeFileMD5(path, digest), 1u) << size;
     EXPECT_EQ(digest, expected) << size;
+  }
+}
+
+// Texts that differ in a single byte of any place, or by their length alone.
+TEST(KeyedHash, TellsTextsApartByAKeyOfItsOwn) {
+  std::set<std::string> texts;
+  for (size_t length = 0; length < 40; ++length) {
+    texts.insert(std::string(length, '\0'));
+    for (size_t at = 0; at < length; ++at)
+      texts.insert(std::string(length, 'a').replace(at, 1, "b"));
+  }
+  for (sourceFails = false;; sourceFails = true) {
+    std::set<size_t> values;
+    const KeyedHash first;
+    const KeyedHash second;
+    const KeyedHash copy(first);
+    for (const std::string& text : texts) {
+      values.insert({first(text), second(text)});
+      EXPECT_EQ(copy(text), first(text));
+    }
+    EXPECT_EQ(values.size(), 2 * texts.size()) << sourceFails;
+    if (sourceFails) break;
   }
 }
 

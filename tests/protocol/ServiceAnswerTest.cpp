@@ -1,10 +1,12 @@
-// What answers mean: status, error numbers, properties and dates; and the call identifiers.
+// What answers mean: status, error numbers, properties, dates and file formats; and the call
+// identifiers.
 
 #include "protocol/ServiceAnswer.h"
 
 #include <gtest/gtest.h>
 
 #include "interface/KELOAccessCommandController.h"
+#include "protocol/KELOAccessFileInfoConverter.h"
 #include "protocol/Signing.h"
 
 namespace kelo {
@@ -95,6 +97,39 @@ TEST(CallIdentifiers, AreStrictlyIncreasing) {
     if (i > 10000) ASSERT_EQ(id, last + 1);
     last = id;
   }
+}
+
+// As the service spells its types.
+constexpr std::pair<const char*, std::uint32_t> kKnown[] = {{"image/jpeg", 1},
+                                                            {"image/pjpeg", 1},
+                                                            {"image/x-talvo-rwa", 2},
+                                                            {"image/x-talvo-rwb", 3},
+                                                            {"image/tiff", 4},
+                                                            {"video/quicktime", 5},
+                                                            {"video/x-msvideo", 6},
+                                                            {"audio/x-wav", 7},
+                                                            {"application/octet-stream", 0x1001},
+                                                            {"application/x-unknown", 0x1002},
+                                                            {"application/x-unrecognized", 0x1003}};
+
+TEST(KELOAccessFileInfoConverter, KnownAndUnknownTypes) {
+  const KELOAccessFileInfoConverter converter;
+  for (const auto& [type, format] : kKnown)
+    EXPECT_EQ(converter.ConvertFileFormatFromKELO(type), format) << type;
+  for (const char* type : {"", "image", "image/JPEG", "IMAGE/JPEG", "image/jpeg; q=1",
+                           " image/jpeg", "image/jpeg ", "image/png"})
+    EXPECT_EQ(converter.ConvertFileFormatFromKELO(type), 4099u) << type;
+}
+
+TEST(KELOAccessFileInfoConverter, AddedTypesNeverReplaceAndLastUntilSetup) {
+  KELOAccessFileInfoConverter converter;
+  converter.UpdateFileFormatList("image/jpeg", 9);
+  converter.UpdateFileFormatList("image/png", 8);
+  EXPECT_EQ(converter.ConvertFileFormatFromKELO("image/jpeg"), 1u);
+  EXPECT_EQ(converter.ConvertFileFormatFromKELO("image/png"), 8u);
+  converter.SetupFileFormatList();
+  EXPECT_EQ(converter.ConvertFileFormatFromKELO("image/jpeg"), 1u);
+  EXPECT_EQ(converter.ConvertFileFormatFromKELO("image/png"), 4099u);
 }
 
 }  // namespace

@@ -2,10 +2,17 @@
 // back, until a test lets a fault answer instead. So a fault and the healed service share one URL.
 #pragma once
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "http/SocketServer.h"
 
@@ -16,20 +23,61 @@ class Front {
   // Answers a request that has been read; false ends the connection.
   using Fault = std::function<bool(Peer&)>;
 
-  explicit Front(int servicePort);
+  explicit Front(int servicePort)
+      : servicePort_(servicePort), server_([this](Peer& peer) { Serve(peer); }) {}
   std::string Url(std::string_view path = "") const { return server_.Url(path); }
   // The first `good` requests from now on reach the service, the others meet the fault.
-  void Break(Fault fault, int good = 0);
+  void Break(Fault fault, int good = 0) {
+    const std::lock_guard lock(lock_);
+    fault_ = std::move(fault);
+    good_ = good;
+    requests_ = 0;
+  }
   void Heal() { Break(nullptr); }
   // Waits until so many requests since Break() are on their way to the service or to the fault, so
   // that Heal() comes too late for them; false after ten seconds.
-  bool WaitForRequests(size_t count);
+  bool WaitForRequests(size_t count) {
+    std::unique_lock lock(lock_);
+    return assigned_.wait_for(lock, std::chrono::seconds(10), [&] { return requests_ >= count; });
+  }
   int OpenConnections() const { return open_; }
 
  private:
-  void Serve(Peer& peer);
-  Fault FaultOfNextRequest();
-  std::string AskService(std::string request) const;
+  void Serve(Peer& peer) {
+    ++open_;
+    for (;;) {
+      const std::string request = peer.ReadRequest();
+      if (request.empty()) break;
+      const Fault fault = FaultOfNextRequest();
+      if (!(fault ? fault(peer) : peer.Send(AskService(request)))) break;
+    }
+    --open_;
+  }
+  Fault FaultOfNextRequest() {
+    const std::lock_guard lock(lock_);
+    ++requests_;
+    assigned_.notify_all();
+    return good_-- > 0 ? nullptr : fault_;
+  }
+  std::string AskService(std::string request) const {
+    request.insert(request.find("\r\n") + 2, "Connection: close\r\n");
+    const int service = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<uint16_t>(servicePort_));
+    std::string answer;
+    if (connect(service, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        send(service, request.data(), request.size(), MSG_NOSIGNAL) ==
+            static_cast<ssize_t>(request.size())) {
+      char buffer[65536];
+      ssize_t got;
+      while ((got = recv(service, buffer, sizeof buffer, 0)) > 0)
+        answer.append(buffer, static_cast<size_t>(got));
+    }
+    close(service);
+    return answer;
+  }
 
   const int servicePort_;
   std::mutex lock_;
