@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "commandline/Help.h"
-#include "commandline/Printable.h"
+#include "text/Printable.h"
 #include "commandline/Suggest.h"
 
 namespace kelo {

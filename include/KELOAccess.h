@@ -51,10 +51,25 @@
  * Environment (a program with more rights than its caller listens to none of it)
  *   - KELO_URLS_FILE names the file from which the address of the service is read, instead of the one
  *     that is built in.
- *   - KELO_TRACE names a file to which a line is appended for each request ("-": standard error): time,
- *     command, method, host and path, service method, bytes out and in, HTTP status, "stat", "errcode"
- *     and "errmsg" of the answer, what went wrong on the way, result, milliseconds, and whether the
- *     connection was new or reused. Never a secret, token, signature, query or body.
+ *   - KELO_TRACE names a file to which a line is appended for each request ("-": standard error;
+ *     "/dev/fd/N": the open descriptor N, whether there is such a path or not): time, command, method,
+ *     host and path, service method, and then fields NAME=VALUE, of which those with nothing to tell
+ *     are left out; hosts pass over names that they don't know:
+ *       out, in         bytes of the request and the answer
+ *       http            the HTTP status
+ *       stat, errcode   of the service's answer; errmsg: its text, in double quotes
+ *       failure         what went wrong on the way, in words for people, in double quotes
+ *       cause           why the request failed: unresolved, unreachable, refused, tls, proxy (one
+ *                       answered and did not open the way), lost, silent, status, unusable, service,
+ *                       aborted or local
+ *       unusable        what the answer was unusable for: http, size, encoding, redirect, stat or
+ *                       errcode
+ *       proxy           "used": the request was to go through a proxy
+ *       result, ms      what the request came to, as commands answer it, and the milliseconds it took
+ *       connection      "new" or "reused"
+ *       lookup, connect, send, wait, receive   the milliseconds of each phase that took one at least
+ *     Never a secret, token, signature, query or body. Texts are masked, cut and in one line; the other
+ *     fields are facts to decide by.
  *   - http_proxy, https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY and no_proxy, NO_PROXY name proxies and
  *     the hosts that are reached without one, as in other programs.
  *

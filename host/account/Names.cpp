@@ -7,7 +7,7 @@
 #include <array>
 #include <charconv>
 
-#include "commandline/Printable.h"
+#include "text/Printable.h"
 #include "text/Unicode.h"
 
 namespace kelo::host {

@@ -28,8 +28,9 @@ const Section kVariables{
         {"KELO_URL, KELO_KEY, KELO_TOKEN, KELO_SECRET", "What kelo login is not told by options."},
         {"KELO_PROFILE", "The profile, where --profile names none."},
         {"KELO_TRACE",
-         "A file that gets a line for each request to the service, and what came of it; - is "
-         "standard error. The lines hold no secret."},
+         "A file that gets a line for each request to the service, what came of it, and where its "
+         "time went; - is standard error. The lines hold no secret. libtVQAccess2(3) has the "
+         "fields."},
         {"KELO_URLS_FILE", "A file with the server's address, instead of the remembered one."},
         {"XDG_STATE_HOME", "Where the folder kelo lies, instead of ~/.local/state."},
         {"http_proxy, https_proxy, all_proxy, no_proxy",

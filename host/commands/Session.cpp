@@ -20,9 +20,11 @@ struct LoginOptions {
   bool remember = false;
 };
 
-// The library's fields hold 32 characters; a cut credential would fail without saying why.
+// The library's fields hold 32 characters; a cut credential would fail without saying why. What is
+// shorter than 8 is none of this service's, and too short to be kept out of the trace.
 std::string CheckCredential(const std::string& text) {
   if (text.empty()) return "must not be empty";
+  if (text.size() < 8) return "is shorter than 8 characters";
   if (text.find_first_of("\r\n") != std::string::npos) return "must be one line";
   return text.size() > 32 ? "is longer than 32 characters" : "";
 }

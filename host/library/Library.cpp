@@ -38,7 +38,7 @@ std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record
   for (Tries tries;;) {
     Take();
     const std::uint32_t result = SendOnce(code, record, progress);
-    const Trouble trouble = Judge(code, result, Take());
+    const Trouble trouble = JudgeLast(code, result);
     failureMayPass_ = trouble == Trouble::kMayHaveBeenDone;
     if (!TriesAgain(result, trouble, tries)) {
       failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||
@@ -48,6 +48,21 @@ std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record
       return kKELOResult_Aborted;
     }
   }
+}
+
+Trouble Library::JudgeLast(std::uint32_t code, std::uint32_t result) {
+  const std::vector<Request> requests = Take();
+  // The last request is the one that ended the command, if one did.
+  if (!requests.empty()) return Judge(code, result, requests.back());
+  if (HasHeard()) return Trouble::kNone;  // it failed here
+  const Trouble trouble = Judge(code, result, {.result = result, .sent = 1});
+  const bool misses = trouble != Trouble::kNone || (IsShown() && AlwaysAsks(code));
+  if (misses && !std::exchange(toldOfDeafness_, true)) {
+    out_.Note(
+        "the library writes no trace here that could be read: the requests cannot be shown, and "
+        "what fails is judged by its result alone");
+  }
+  return trouble;
 }
 
 bool Library::TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries) {

@@ -3,7 +3,8 @@
 //
 // What fails by what may pass (a lost connection, a time-out, a refused connection) is sent again
 // after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
-// same when they are done twice, and whatever never left this machine (Retries.h).
+// same when they are done twice, and whatever never left this machine (Retries.h). Where the trace
+// cannot be heard, which is said once, the result code alone decides.
 #pragma once
 
 #include <atomic>
@@ -65,6 +66,7 @@ class Library : private Requests, public kelo::Library {
  private:
   std::uint32_t SendOnce(std::uint32_t code, tagCommandControlInfo* record,
                          const OnProgress& progress);
+  Trouble JudgeLast(std::uint32_t code, std::uint32_t result);
   bool TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries);
   bool Pause(std::chrono::milliseconds pause);  // false when the library was stopped
 
@@ -73,6 +75,7 @@ class Library : private Requests, public kelo::Library {
   std::function<void()> reopen_;
   bool failureMayPass_ = false;
   bool failedDarkly_ = false;
+  bool toldOfDeafness_ = false;
   std::atomic<bool> toldOfStop_ = false;
 
   mutable std::mutex mutex_;

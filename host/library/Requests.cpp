@@ -34,12 +34,6 @@ std::string_view TakeWord(std::string_view& line) {
   return word;
 }
 
-std::string_view Unquoted(std::string_view text) {
-  if (text.size() >= 2 && text.front() == '"' && text.back() == '"')
-    return text.substr(1, text.size() - 2);
-  return text;
-}
-
 }  // namespace
 
 Request ReadTraceLine(std::string_view line) {
@@ -49,11 +43,12 @@ Request ReadTraceLine(std::string_view line) {
     const std::size_t equals = word.find('=');
     if (equals == std::string_view::npos) continue;
     const std::string_view name = word.substr(0, equals);
-    const std::string_view value = Unquoted(word.substr(equals + 1));
+    const std::string_view value = word.substr(equals + 1);
     if (name == "result") ReadNumber(value, request.result);
     if (name == "out") ReadNumber(value, request.sent);
-    if (name == "errcode") request.errcode = value;
-    if (name == "failure") request.failure = value;
+    if (name == "http") ReadNumber(value, request.status);
+    if (name == "errcode") ReadNumber(value, request.errcode);
+    if (name == "cause") request.cause = value;
   }
   return request;
 }
@@ -68,7 +63,7 @@ Requests::Requests(Output& out, bool verbose) : out_(out), verbose_(verbose) {
   if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) throw Failure("cannot make a pipe");
   readEnd_ = ends[0];
   writeEnd_ = ends[1];
-  ::setenv(kVariable, fmt::format("/proc/self/fd/{}", writeEnd_).c_str(), 1);
+  ::setenv(kVariable, fmt::format("/dev/fd/{}", writeEnd_).c_str(), 1);
   watcher_ = std::thread([this] { Watch(); });
 }
 
@@ -103,6 +98,7 @@ void Requests::Drain() {
     const std::string_view line = std::string_view(unfinished_).substr(begin, end - begin);
     Pass(line);
     ended_.push_back(ReadTraceLine(line));
+    heard_ = true;
   }
   unfinished_.erase(0, begin);
 }

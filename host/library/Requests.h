@@ -1,9 +1,10 @@
 // What the library's trace tells about the requests of a command: what a result code alone leaves
-// open, such as whether anything was sent at all. The trace goes through a pipe to a thread of this
-// program, and from there to whoever wants to read it: standard error, or the file that KELO_TRACE
-// named.
+// open, such as whether anything was sent at all. Only its named fields are read, never its texts.
+// The trace goes through a pipe to a thread of this program, and from there to whoever wants to
+// read it: standard error, or the file that KELO_TRACE named.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -16,10 +17,11 @@
 namespace kelo::host {
 
 struct Request {
-  std::uint32_t result = 0;  // of the transport, as commands answer it
-  std::uint64_t sent = 0;    // bytes
-  std::string errcode;       // of the service's answer
-  std::string failure;       // what went wrong on the way, in the engine's words
+  std::uint32_t result = 0;   // as commands answer it
+  std::uint64_t sent = 0;     // bytes
+  std::uint32_t status = 0;   // of HTTP
+  std::uint32_t errcode = 0;  // of the service
+  std::string cause{};        // why it failed
 };
 
 // The fields of a line of the trace; those that are missing or unreadable stay as they are above.
@@ -37,6 +39,9 @@ class Requests {
   // The requests that have ended since the last call.
   std::vector<Request> Take();
 
+  // Whether any request was heard of so far. Not so in a program with more rights than its caller,
+  // for which the library writes no trace.
+  bool HasHeard() const { return heard_; }
   bool IsShown() const { return verbose_ || !file_.empty(); }
 
  private:
@@ -52,6 +57,7 @@ class Requests {
   std::mutex mutex_;
   std::string unfinished_;
   std::vector<Request> ended_;
+  std::atomic<bool> heard_ = false;
   std::thread watcher_;
 };
 

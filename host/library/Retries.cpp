@@ -1,53 +1,105 @@
-// The table of commands, and the reading of failures.
+// The tables, and the pauses.
 #include "host/library/Retries.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
+#include <string_view>
 
 #include "KELOAccess.h"
 
 namespace kelo::host {
 namespace {
 
-// Commands that only read, and those whose repetition changes nothing more. Not here, and so sent
-// again only while nothing of them has left: what would be made twice (folders, albums, mails,
-// items).
-constexpr std::uint32_t kRepeatable[] = {
-    kKELOCommand_OpenSession,   // a session that nobody got to know ends by itself
-    kKELOCommand_CloseSession,  // the second one finds it closed
-    kKELOCommand_LoadHierarchy,  kKELOCommand_GetItemInfo,        kKELOCommand_VerifyRecipient,
-    kKELOCommand_GetAddressList, kKELOCommand_GetStorageCapacity, kKELOCommand_ExtendTokenLimit,
-    kKELOCommand_Download,     // a file that failed left nothing at its destination
-    kKELOCommand_ModifyProps,  // sets what it sets
-    kKELOCommand_AddTags,      // an item has each tag once
-    kKELOCommand_AddNewLink,   // an item is in an album once
+// What a cause of the trace says: of every cause, or of one with this number, which is the HTTP
+// status, the service's error or, where the trace told no cause, the result. Without a row, the
+// same would come again.
+struct CauseRow {
+  std::string_view cause;
+  std::uint32_t number;  // 0: any
+  Trouble trouble;
+};
+constexpr CauseRow kCauses[] = {
+    // A name that does not resolve is mistyped more often than it is late: that is no row.
+    {"refused", 0, Trouble::kMayPass},
+    {"unreachable", 0, Trouble::kMayPass},
+    {"lost", 0, Trouble::kMayHaveBeenDone},
+    {"silent", 0, Trouble::kMayHaveBeenDone},
+    {"status", 408, Trouble::kMayHaveBeenDone},
+    {"status", 504, Trouble::kMayHaveBeenDone},
+    {"service", 104, Trouble::kCallIdTaken},
+    {"service", 107, Trouble::kSessionEnded},
+    {"service", 108, Trouble::kSessionEnded},
+    {"", kKELOResult_NoSession, Trouble::kSessionEnded},
+    {"", kKELOResult_TransportFailure, Trouble::kMayHaveBeenDone},
+    {"", kKELOResult_TimedOut, Trouble::kMayHaveBeenDone},
+    {"", kKELOResult_ConnectionLost, Trouble::kMayHaveBeenDone},
+    {"", kKELOResult_GeneralFailure, Trouble::kMayHaveBeenDone},
 };
 
-// The code is that of a host that does not exist and of an answer like 503; only the words tell.
-bool IsRefusedConnection(const Request& request) {
-  return request.result == kKELOResult_TransportFailure && request.sent == 0 &&
-         request.failure.starts_with("Failed to connect to ");
+// The commands that ask the service, and whether what they do may be done twice. An upload that may
+// have been done goes on with the duplicate check (upload/Upload.h).
+enum class Twice { kHarmless, kNever };
+struct CommandRow {
+  std::uint32_t command;
+  Twice twice;
+};
+constexpr CommandRow kCommands[] = {
+    {kKELOCommand_OpenSession, Twice::kHarmless},   // one that nobody got to know ends by itself
+    {kKELOCommand_CloseSession, Twice::kHarmless},  // the second one finds it closed
+    {kKELOCommand_LoadHierarchy, Twice::kHarmless},
+    {kKELOCommand_GetItemInfo, Twice::kHarmless},
+    {kKELOCommand_AddItems, Twice::kNever},
+    {kKELOCommand_AddNewLink, Twice::kHarmless},  // an item is in an album once
+    {kKELOCommand_Upload, Twice::kNever},
+    {kKELOCommand_VerifyRecipient, Twice::kHarmless},
+    {kKELOCommand_GetAddressList, Twice::kHarmless},
+    {kKELOCommand_SendPictureMail, Twice::kNever},
+    {kKELOCommand_GetStorageCapacity, Twice::kHarmless},
+    {kKELOCommand_ModifyProps, Twice::kHarmless},  // sets what it sets
+    {kKELOCommand_ExtendTokenLimit, Twice::kHarmless},
+    {kKELOCommand_AddTags, Twice::kHarmless},   // an item has each tag once
+    {kKELOCommand_Download, Twice::kHarmless},  // one that failed left nothing at its destination
+};
+
+const CommandRow* Find(std::uint32_t command) {
+  const auto row = std::ranges::find(kCommands, command, &CommandRow::command);
+  return row == std::end(kCommands) ? nullptr : row;
 }
 
-bool HasErrorCode(const Request& request, std::initializer_list<std::string_view> codes) {
-  return std::ranges::find(codes, request.errcode) != codes.end();
+std::uint32_t NumberOf(const Request& request) {
+  if (request.cause == "status") return request.status;
+  if (request.cause == "service") return request.errcode;
+  return request.cause.empty() ? request.result : 0;
 }
 
 }  // namespace
 
-Trouble Judge(std::uint32_t command, std::uint32_t result, const std::vector<Request>& requests) {
-  if (requests.empty()) return Trouble::kNone;
-  // The last request is the one that ended the command, if one did. Its answer counts even where
-  // the command's result does not tell it.
-  const Request& last = requests.back();
-  if (HasErrorCode(last, {"104"})) return Trouble::kCallIdTaken;
-  if (HasErrorCode(last, {"107", "108"})) return Trouble::kSessionEnded;
-  if (result == kKELOResult_Success || result == kKELOResult_Aborted) return Trouble::kNone;
-  const bool passes = last.result == kKELOResult_ConnectionLost ||
-                      last.result == kKELOResult_TimedOut || IsRefusedConnection(last);
-  if (!passes) return Trouble::kNone;
-  const bool repeatable = std::ranges::find(kRepeatable, command) != std::end(kRepeatable);
-  return repeatable || last.sent == 0 ? Trouble::kMayPass : Trouble::kMayHaveBeenDone;
+Trouble Judge(std::uint32_t command, std::uint32_t result, const Request& last) {
+  const auto row = std::ranges::find_if(kCauses, [&last](const CauseRow& one) {
+    return one.cause == last.cause && (one.number == 0 || one.number == NumberOf(last));
+  });
+  if (row == std::end(kCauses)) return Trouble::kNone;
+  // What the service says of the call and the session counts even where the result does not tell
+  // it.
+  const bool isOfRequest =
+      row->trouble == Trouble::kMayPass || row->trouble == Trouble::kMayHaveBeenDone;
+  if (isOfRequest && (result == kKELOResult_Success || result == kKELOResult_Aborted))
+    return Trouble::kNone;
+  if (row->trouble != Trouble::kMayHaveBeenDone) return row->trouble;
+  const CommandRow* known = Find(command);
+  const bool isHarmless = known != nullptr && known->twice == Twice::kHarmless;
+  return isHarmless || last.sent == 0 ? Trouble::kMayPass : Trouble::kMayHaveBeenDone;
+}
+
+bool IsUnclear(std::uint32_t result) {
+  constexpr std::uint32_t kUnclear[] = {kKELOResult_TransportFailure, kKELOResult_TimedOut,
+                                        kKELOResult_ConnectionLost, kKELOResult_GeneralFailure};
+  return std::ranges::find(kUnclear, result) != std::end(kUnclear);
+}
+
+bool AlwaysAsks(std::uint32_t command) {
+  return Find(command) != nullptr && command != kKELOCommand_GetItemInfo;
 }
 
 std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken) {

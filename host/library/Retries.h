@@ -1,9 +1,9 @@
-// What a command's failure means for sending it once more: one table, the same for all commands.
+// What a command's failure means for sending it once more: one table of causes and one of commands,
+// the same for all. Nothing else in this program decides that.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
-#include <vector>
 
 #include "host/library/Requests.h"
 
@@ -17,8 +17,15 @@ enum class Trouble {
   kSessionEnded
 };
 
-// `requests` are those of the command that answered `result`.
-Trouble Judge(std::uint32_t command, std::uint32_t result, const std::vector<Request>& requests);
+// `last` is the last request of the command that answered `result`. One that the trace did not tell
+// has no cause, and is judged by its result as if all of it had left.
+Trouble Judge(std::uint32_t command, std::uint32_t result, const Request& last);
+
+// Whether a result leaves open what became of the command, and whether it was for what it asked.
+bool IsUnclear(std::uint32_t result);
+
+// Whether the command asks the service whatever it is given.
+bool AlwaysAsks(std::uint32_t command);
 
 // How often one command has failed in which way.
 struct Tries {

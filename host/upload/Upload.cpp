@@ -9,6 +9,7 @@
 
 #include "host/account/Names.h"
 #include "host/library/ResultText.h"
+#include "host/library/Retries.h"
 
 namespace kelo::host {
 namespace {
@@ -63,7 +64,7 @@ class Sender {
       if (portion.files.empty()) return;
       if (result == kKELOResult_NotFound && DropUnreadable(portion)) continue;
       if (result == kKELOResult_NoSpace && KeepWhatFits(portion)) continue;
-      if (IsDark(result)) {
+      if (IsUnclear(result)) {
         // Memos alone cannot be asked about: nobody would know whether they are stored.
         if (std::all_of(portion.files.begin(), portion.files.end(), IsMemo))
           return Fail(portion, result);
@@ -82,21 +83,15 @@ class Sender {
   void Fail(const Portion& portion, std::uint32_t code,
             UploadOutcome outcome = UploadOutcome::kFailed) {
     attempts_.Report(portion, outcome, code);
-    if (!IsDark(code)) return;
+    if (!IsUnclear(code)) return;
     if (std::exchange(heldBefore_, attempts_.Held()) != attempts_.Held()) failedInARow_ = 0;
     if (++failedInARow_ == kMaxFailuresInARow) ended_ = code;
   }
 
-  // Nobody knows what became of the files, and whether it was for them.
-  static bool IsDark(std::uint32_t result) {
-    constexpr std::uint32_t kDark[] = {kKELOResult_TransportFailure, kKELOResult_TimedOut,
-                                       kKELOResult_ConnectionLost, kKELOResult_GeneralFailure};
-    return std::find(std::begin(kDark), std::end(kDark), result) != std::end(kDark);
-  }
-
   // The next batch would meet the same failure.
   void EndIfHopeless(std::uint32_t result) {
-    if (result == kKELOResult_NoSession || (IsDark(result) && !ServiceAnswers())) ended_ = result;
+    if (result == kKELOResult_NoSession || (IsUnclear(result) && !ServiceAnswers()))
+      ended_ = result;
   }
 
   // Tells a service that refuses this portion from one that cannot be reached.
@@ -106,7 +101,7 @@ class Sender {
       return true;
     } catch (const CommandFailure& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
-      return !IsDark(failure.Code());
+      return !IsUnclear(failure.Code());
     }
   }
 

@@ -163,6 +163,7 @@ void MacHTTPControl::RunWaitLoop(const URLRequest& request) {
         if (connection) control.lastTransfer_ = connection->Info();
       } catch (const std::bad_alloc&) {  // it stays unknown
       }
+      if (control.operation_->responseTooLong) control.lastTransfer_.error = kURLError_TooLong;
       connection.reset();
     }
   } const release{*this};
@@ -206,9 +207,14 @@ void MacHTTPControl::DidReceiveData(std::string_view data) {
     operation.pHTTPResponseData.append(data);
     return;
   }
-  operation.httpConnectionDidFailWithError = true;
   operation.httpConnectionResult = TransportCode::OtherFailure;
-  operation.pNSURLConnection->Cancel();
+  RefuseLongResponse();
+}
+
+void MacHTTPControl::RefuseLongResponse() {
+  operation_->httpConnectionDidFailWithError = true;
+  operation_->responseTooLong = true;
+  operation_->pNSURLConnection->Cancel();
 }
 
 void MacHTTPControl::WriteDownload(std::string_view data) {
@@ -216,10 +222,7 @@ void MacHTTPControl::WriteDownload(std::string_view data) {
   operation.httpConnectionDownloadFinishedSize += data.size();
   if (operation.AnyFailure()) {
     // The body of a failure is dropped, and one without an end given up.
-    if (operation.httpConnectionDownloadFinishedSize > kMaxResponseBytes) {
-      operation.httpConnectionDidFailWithError = true;
-      operation.pNSURLConnection->Cancel();
-    }
+    if (operation.httpConnectionDownloadFinishedSize > kMaxResponseBytes) RefuseLongResponse();
     return;
   }
   const TransportCode code = operation.httpConnectionDownloadOutputStream.Write(data);

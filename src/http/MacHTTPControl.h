@@ -70,6 +70,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
     bool httpConnectionDidFailWithError = false;
     bool httpConnectionDidReceiveResponseError = false;
     bool httpDownloadDidFailWithError = false;
+    bool responseTooLong = false;
     uint64_t httpConnectionDownloadFinishedSize = 0;
     uint64_t httpConnectionDownloadTotalSize = 0;
     TransportCode httpConnectionResult = TransportCode::Success;
@@ -91,6 +92,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
 
   TransportCode PerformForText(const URLRequest& request, std::string& response);
   void RunWaitLoop(const URLRequest& request);
+  void RefuseLongResponse();
   void TakeResponse(std::string& response);
   void WriteDownload(std::string_view data);
   void ReportDownload();

@@ -2,24 +2,29 @@
 #include "interface/RequestTrace.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
 #include <csignal>
 #include <ctime>
 
 #include "KELOAccess.h"
+#include "interface/RequestCause.h"
 #include "platform/Environment.h"
 #include "platform/FileStream.h"
 #include "protocol/RequestDocument.h"
 #include "protocol/ServiceAnswer.h"
+#include "text/Printable.h"
+#include "text/Unicode.h"
 #include "text/XMLSearch.h"
 
 namespace kelo {
 namespace {
 
-constexpr size_t kMaxText = 200;
+constexpr size_t kMaxText = 200;  // bytes
 
 std::string TimeNow() {
   using namespace std::chrono;
@@ -62,55 +67,113 @@ std::string_view ServiceMethod(const TracedRequest& request) {
   return name.substr(0, name.find_first_of(" >"));
 }
 
-// A text that somebody else wrote: without what the query keeps secret, cut, in one line.
-std::string Quoted(std::string_view text, const TracedRequest& request) {
-  std::string quoted(text);
+// Without what the query keeps secret. A word of fewer letters is no secret that a service gives
+// out, and may stand in any sentence.
+std::string Masked(std::string_view text, const TracedRequest& request) {
+  constexpr size_t kMinSecret = 8;
+  std::string masked(text);
   for (const char* name : {"keloSessToken=", "keloApiKey=", "keloAuthToken=", "keloApiSig="}) {
     const std::string_view secret = QueryValue(request.query, name);
-    for (size_t at; !secret.empty() && (at = quoted.find(secret)) != std::string::npos;)
-      quoted.replace(at, secret.size(), "*");
+    if (secret.size() < kMinSecret) continue;
+    for (size_t at = 0; (at = masked.find(secret, at)) != std::string::npos; ++at)
+      masked.replace(at, secret.size(), "*");
   }
-  quoted.resize(std::min(quoted.size(), kMaxText));
-  for (char& c : quoted) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
-    if (c == '"') c = '\'';
-  }
-  return "\"" + quoted + "\"";
+  return masked;
 }
 
-// Too short for a secret, and in need of no quotes.
+// A text that somebody else wrote, for people: masked, cut, in one line.
+std::string Quoted(std::string_view text, const TracedRequest& request) {
+  std::string quoted = Printable(Masked(text, request), "", [](std::string_view) { return " "; });
+  std::ranges::replace(quoted, '"', '\'');
+  const std::string_view cut = std::string_view(quoted).substr(0, kMaxText);
+  return "\"" + std::string(WithoutCutCharacter(cut)) + "\"";
+}
+
+// In need of no quotes: numbers, and words of the protocol.
 bool IsPlainWord(std::string_view text) {
   constexpr size_t kMaxWord = 12;
   return !text.empty() && text.size() <= kMaxWord &&
          std::ranges::all_of(text, [](unsigned char c) { return std::isalnum(c) != 0; });
 }
 
-std::string Line(uint32_t command, const TracedRequest& request, const URLTransferInfo& transfer,
-                 std::string_view response, uint32_t result, int64_t milliseconds) {
-  std::string line = TimeNow() + " command=" + std::to_string(command) + " ";
-  line.append(request.method).append(" ").append(HostAndPath(request.url)).append(" ");
-  const std::string_view method = ServiceMethod(request);
-  line.append(method.empty() ? "-" : method);
-  const auto number = [&line](std::string_view name, uint64_t value) {
-    line.append(" ").append(name).append("=").append(std::to_string(value));
-  };
-  number("out", transfer.sent);
-  number("in", transfer.received);
-  if (transfer.status != 0) number("http", static_cast<uint64_t>(transfer.status));
+// The fields behind the blank-separated beginning of a line.
+class Fields {
+ public:
+  explicit Fields(std::string& line) : line_(line) {}
+  void Add(std::string_view name, std::string_view value) {
+    line_.append(" ").append(name).append("=").append(value);
+  }
+  void Add(std::string_view name, uint64_t number) { Add(name, std::to_string(number)); }
+  void AddUnlessEmpty(std::string_view name, std::string_view value) {
+    if (!value.empty()) Add(name, value);
+  }
+
+ private:
+  std::string& line_;
+};
+
+void AddAnswer(Fields& fields, const TracedRequest& request, std::string_view answer) {
   for (const std::string_view name : {"stat", "errcode", "errmsg"}) {
-    const auto value = FindPresentAttribute(response, name);
+    const auto value = FindPresentAttribute(answer, name);
     if (!value) continue;
-    line.append(" ").append(name).append("=");
-    line.append(IsPlainWord(*value) ? *value : Quoted(*value, request));
+    const std::string masked = Masked(*value, request);
+    fields.Add(name, IsPlainWord(masked) ? masked : Quoted(*value, request));
     if (value == "ok") break;  // the rest of a large answer need not be looked through
   }
-  if (!transfer.failure.empty()) line.append(" failure=").append(Quoted(transfer.failure, request));
-  number("result", result);
-  number("ms", static_cast<uint64_t>(milliseconds));
-  if (transfer.sent > 0) line.append(transfer.reused ? " connection=reused" : " connection=new");
-  for (char& c : line)  // a host's URL can hold anything
-    if (static_cast<unsigned char>(c) < ' ') c = ' ';
+}
+
+void AddPhases(Fields& fields, const URLPhases& phases) {
+  constexpr std::array<std::string_view, kURLPhases> kNames = {"lookup", "connect", "send", "wait",
+                                                               "receive"};
+  for (size_t phase = 0; phase < kURLPhases; ++phase)
+    if (const auto time = phases[phase].count(); time > 0)
+      fields.Add(kNames[phase], static_cast<uint64_t>(time));
+}
+
+// A word of the line. A URL is the host's and can hold anything: no blank or quote of it may make a
+// field.
+std::string Word(std::string_view text) {
+  return Printable(
+      text, " \"", [](std::string_view) { return "_"; });
+}
+
+std::string Beginning(uint32_t command, const TracedRequest& request) {
+  std::string line = TimeNow() + " command=" + std::to_string(command) + " ";
+  line.append(request.method).append(" ").append(Word(HostAndPath(request.url))).append(" ");
+  const std::string_view method = ServiceMethod(request);
+  return line.append(method.empty() ? "-" : Word(method));
+}
+
+std::string Line(uint32_t command, const TracedRequest& request, const URLTransferInfo& transfer,
+                 const std::string* answer, uint32_t transport, int64_t milliseconds) {
+  std::string line = Beginning(command, request);
+  Fields fields(line);
+  fields.Add("out", transfer.sent);
+  fields.Add("in", transfer.received);
+  if (transfer.status != 0) fields.Add("http", static_cast<uint64_t>(transfer.status));
+  if (answer != nullptr) AddAnswer(fields, request, *answer);
+  if (!transfer.failure.empty()) fields.Add("failure", Quoted(transfer.failure, request));
+  const auto [cause, unusable] = CauseOf(transport, transfer, answer);
+  fields.AddUnlessEmpty("cause", cause);
+  fields.AddUnlessEmpty("unusable", unusable);
+  if (transfer.proxied) fields.Add("proxy", "used");
+  const bool answered = answer != nullptr && transport == kKELOResult_Success;
+  fields.Add("result", answered ? ResultOfAnswer(*answer) : transport);
+  fields.Add("ms", static_cast<uint64_t>(milliseconds));
+  if (transfer.sent > 0) fields.Add("connection", transfer.reused ? "reused" : "new");
+  AddPhases(fields, transfer.phases);
   return line + "\n";
+}
+
+// The descriptor that a path stands for; -1 for one that is to be opened.
+int DescriptorOf(std::string_view path) {
+  constexpr std::string_view kFolder = "/dev/fd/";
+  if (path == "-") return STDERR_FILENO;
+  if (!path.starts_with(kFolder)) return -1;
+  path.remove_prefix(kFolder.size());
+  int number = -1;
+  const auto read = std::from_chars(path.data(), path.data() + path.size(), number);
+  return read.ec == std::errc() && read.ptr == path.data() + path.size() ? number : -1;
 }
 
 // Keeps a reader that has left the trace's pipe from ending the program.
@@ -148,18 +211,14 @@ void RequestTrace::Write(uint32_t command, const TracedRequest& request,
                          const URLTransferInfo& transfer, const std::string* answer,
                          uint32_t result) const {
   const auto taken = std::chrono::steady_clock::now() - begun_;
-  if (answer != nullptr && result == kKELOResult_Success) result = ResultOfAnswer(*answer);
   const std::string line =
-      Line(command, request, transfer, answer != nullptr ? std::string_view(*answer) : "", result,
+      Line(command, request, transfer, answer, result,
            std::chrono::duration_cast<std::chrono::milliseconds>(taken).count());
   const BrokenPipeShield shield;
   int error = 0;
-  if (std::string_view(path_) == "-") {
-    WriteAll(2, line.data(), line.size(), error);
-    return;
-  }
-  const FileDescriptor file = OpenForAppending(path_, 0600, error);
-  if (file) WriteAll(file.Get(), line.data(), line.size(), error);
+  const int open = DescriptorOf(path_);
+  const FileDescriptor file = open < 0 ? OpenForAppending(path_, 0600, error) : FileDescriptor();
+  if (open >= 0 || file) WriteAll(file ? file.Get() : open, line.data(), line.size(), error);
 }
 
 }  // namespace kelo

@@ -1,12 +1,42 @@
 // The trace of requests: a line for each, into the file that the environment variable KELO_TRACE
-// names ("-": standard error). Nothing is traced without it, nor in a program with more rights than
-// its caller. A line never holds a secret, token, signature, query or body.
+// names. "-" is standard error, "/dev/fd/N" the open descriptor N, which needs no such path to
+// exist. Nothing is traced without the variable, nor in a program with more rights than its caller.
+// A line never holds a secret, token, signature, query or body.
 //
 //   2026-11-21T10:20:30.123Z command=24 PUT 127.0.0.1:8080/manage GetStorageCapacity out=731 in=214
-//   http=200 stat=ok result=0 ms=3 connection=reused
+//   http=200 stat=ok result=0 ms=43 connection=reused wait=42
 //
-// (in one line). "errcode=", "errmsg=" and "failure=" (what the engine says) appear where there is
-// one; texts stand in double quotes, control characters in them as blanks.
+// (in one line). Fields that have nothing to tell are left out. The texts in "errmsg=" (the
+// service's) and "failure=" (the engine's) are for people: in double quotes, cut, masked, what is
+// not printable as blanks. Everything else can be decided by; hosts are to pass over fields that
+// they don't know. A request that failed has
+//
+//   cause=      one of
+//     unresolved   no address was found for the host's name, or the proxy's
+//     unreachable  no connection could be made, as without a network
+//     refused      the host, or the proxy, is there and takes no connection
+//     tls          the server could not be trusted, or the handshake failed
+//     proxy        a proxy answered and did not open the way; http= is its own
+//     lost         the connection broke
+//     silent       nothing moved for too long
+//     status       the HTTP status was another one than 200
+//     unusable     what came is no answer; see unusable=
+//     service      the service refused, with the number in errcode=
+//     aborted      the host ended it
+//     local        this machine: a file, its memory, or a URL that is none
+//   unusable=   what the answer was unusable for, one of
+//     http         it is no HTTP
+//     size         its head or its body is longer than any answer's
+//     encoding     its compression is broken
+//     redirect     it leads to where a request must not follow, or in a circle
+//     stat         it does not say whether the request succeeded
+//     errcode      it does not say why the request failed
+//
+// With unresolved, unreachable, refused, tls and a proxy's tunnel nothing of the request has left
+// ("out=0"). "proxy=used" tells that it was to go through a proxy. The phases lookup=, connect=
+// (with TLS and a tunnel), send=, wait= (for the first byte of the answer) and receive= are in
+// milliseconds, over all redirects; one that took less than a millisecond is left out, so that a
+// fast request has a short line and no slow one lacks its reason.
 #pragma once
 
 #include <chrono>

@@ -12,7 +12,9 @@
 // No failure outlives its request: the next one begins with handles and connections of its own.
 #pragma once
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,6 +28,7 @@ namespace kelo {
 // The error domain of URL loading, and those of its codes that anyone tells apart.
 inline constexpr std::string_view kURLErrorDomain = "NSURLErrorDomain";
 enum URLErrorCode : int {
+  kURLError_ProxyFailure = 310,  // a proxy answered, and did not open the way
   kURLError_Unknown = -1,
   kURLError_Cancelled = -999,
   kURLError_BadURL = -1000,
@@ -36,7 +39,12 @@ enum URLErrorCode : int {
   kURLError_ConnectionLost = -1005,
   kURLError_DNSLookupFailed = -1006,
   kURLError_TooManyRedirects = -1007,
-  kURLError_RedirectRefused = -1010
+  kURLError_NoWayToHost = -1009,  // for another reason than a refusal of the host's
+  kURLError_RedirectRefused = -1010,
+  kURLError_CannotDecode = -1016,  // the body's encoding
+  kURLError_CannotParse = -1017,   // no HTTP
+  kURLError_TooLong = -1103,       // the answer
+  kURLError_SecureConnectionFailed = -1200
 };
 
 // A body that lies in a file: `length` bytes from its beginning, read by position. The descriptor
@@ -67,13 +75,21 @@ struct URLRequest {
   bool freshConnection = false;  // never over a connection that served before
 };
 
-// What became of a request so far.
+// What a request spends its time on: looking the name up, connecting (with TLS and a proxy's
+// tunnel), sending, waiting for the first byte of the answer, receiving it.
+inline constexpr size_t kURLPhases = 5;
+using URLPhases = std::array<std::chrono::milliseconds, kURLPhases>;
+
+// What became of a request so far, over all its redirects.
 struct URLTransferInfo {
-  uint64_t sent = 0;      // bytes, heads included
+  uint64_t sent = 0;      // bytes, heads included; 0 while only a way is made for it
   uint64_t received = 0;  // likewise
-  int status = 0;         // of the last answer; 0: none
+  int status = 0;         // of the last answer, also a proxy's own; 0: none
   bool reused = false;    // it went over a connection that had served before
+  bool proxied = false;   // it was to go through a proxy
+  int error = 0;          // the URLErrorCode of a failure; 0: none
   std::string failure;    // the engine's words; empty: none
+  URLPhases phases{};
 };
 
 // Hears what happens to one connection: a response, data any number of times, and then either the

@@ -31,8 +31,10 @@ bool IsRedirect(long status) {
 
 size_t CurlConnection::OnHeaderLine(std::string_view line) {
   CurlHop& hop = *hop_;
+  if (hop.headBytes == 0) hop.answerBegan = CurlHop::Clock::now();
   hop.headBytes += line.size();
-  if (ended_ || hop.headBytes > kMaxHeadBytes) return 0;
+  hop.headTooLong = hop.headBytes > kMaxHeadBytes;
+  if (ended_ || hop.headTooLong) return 0;
   const bool endsHead = line == "\r\n" || line == "\n";
   if (!endsHead || hop.headComplete) return line.size();  // what follows the body are trailers
   CURL* easy = hop.easy.get();
@@ -73,6 +75,7 @@ size_t CurlConnection::OnBodyWanted(char* buffer, size_t size) {
     std::memcpy(buffer, std::get<std::string_view>(request_.body).data() + bodyRead, wanted);
   }
   bodyRead += got;
+  if (bodyRead == bodyLength_) hop_->bodyLeft = CurlHop::Clock::now();
   return got;
 }
 
@@ -90,6 +93,8 @@ int CurlConnection::OnSendingBegins(int localPort) {
   const bool repeatable = request_.method == "GET" || (bodyLength_ > 0 && hop_->bodyRead == 0);
   hop_->repeatRefused = !first && !repeatable;
   if (hop_->repeatRefused) return CURL_PREREQFUNC_ABORT;
+  hop_->sendingBegan = CurlHop::Clock::now();
+  if (hop_->bodyRead == bodyLength_) hop_->bodyLeft = hop_->sendingBegan;
   hop_->reused = GetCurlInfo<CURLINFO_NUM_CONNECTS>(hop_->easy.get(), 0L) == 0;
   return CURL_PREREQFUNC_OK;
 }

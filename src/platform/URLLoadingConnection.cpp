@@ -3,6 +3,7 @@
 
 #include <sys/ioctl.h>
 
+#include <algorithm>
 #include <climits>
 #include <new>
 #include <utility>
@@ -109,7 +110,7 @@ void CurlConnection::FinishHop(CURLcode code) {
     return Fail(kURLError_ConnectionLost, "the answer's head was cut");
   if (hop_->repeatRefused) code = CURLE_SEND_FAIL_REWIND;
   if (code != CURLE_OK) {
-    return Fail(URLErrorFromCurl(code),
+    return Fail(ErrorOf(code),
                 hop_->words[0] != '\0' ? hop_->words.data() : curl_easy_strerror(code));
   }
   if (!hop_->responded) Respond();
@@ -117,6 +118,13 @@ void CurlConnection::FinishHop(CURLcode code) {
   if (std::exchange(ended_, true)) return;
   endedWell_ = true;
   delegate_.DidFinishLoading();
+}
+
+int CurlConnection::ErrorOf(CURLcode code) const {
+  // libcurl calls it a lack of memory when it has no room for a line of the head.
+  const bool inHead = hop_->headBytes > 0 && !hop_->headComplete;
+  if (hop_->headTooLong || (code == CURLE_OUT_OF_MEMORY && inHead)) return kURLError_TooLong;
+  return URLErrorFromCurl(hop_->easy.get(), code);
 }
 
 void CurlConnection::Respond() {
@@ -134,6 +142,7 @@ void CurlConnection::FollowRedirect() {
   const std::string target = RedirectTarget(url_, location == nullptr ? "" : location);
   formerHops_ = Info();
   Detach();
+  hop_.reset();
   const URLScheme next = SchemeOfURL(target);
   if (++redirects_ > kMaxRedirects) return Fail(kURLError_TooManyRedirects, "too many redirects");
   if (!MayRedirect(scheme_, next)) return Fail(kURLError_RedirectRefused, "a refused redirect");
@@ -145,6 +154,7 @@ void CurlConnection::FollowRedirect() {
 void CurlConnection::Fail(int code, std::string words) {
   Detach();
   if (std::exchange(ended_, true)) return;
+  error_ = code;
   failure_ = std::move(words);
   delegate_.DidFailWithError(kURLErrorDomain, code);
 }
@@ -162,6 +172,7 @@ void CurlConnection::Detach() {
     curl_multi_remove_handle(handles_.multi.get(), hop_->easy.get());
     return;
   }
+  formerHops_ = Info();
   // libcurl would give it up as well, and its thread would be forgotten.
   static_cast<void>(
       curl_easy_setopt(hop_->easy.get(), CURLOPT_CONNECTTIMEOUT, long{INT_MAX / 1000}));
@@ -178,16 +189,43 @@ uint64_t CurlConnection::BodyBytesSent() const {
 
 URLTransferInfo CurlConnection::Info() const {
   URLTransferInfo info = formerHops_;
+  info.error = error_;
   info.failure = failure_;
   if (!hop_) return info;
   CURL* easy = hop_->easy.get();
-  info.sent +=
-      static_cast<uint64_t>(GetCurlInfo<CURLINFO_REQUEST_SIZE>(easy, 0L)) + BodyBytesSent();
-  info.received += hop_->headBytes + static_cast<uint64_t>(GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(
-                                         easy, curl_off_t{0}));
+  const auto count = [](curl_off_t bytes) { return static_cast<uint64_t>(bytes); };
+  if (hop_->attempts > 0)
+    info.sent += count(GetCurlInfo<CURLINFO_REQUEST_SIZE>(easy, 0L)) + BodyBytesSent();
+  info.received +=
+      hop_->headBytes + count(GetCurlInfo<CURLINFO_SIZE_DOWNLOAD_T>(easy, curl_off_t{0}));
   info.status = static_cast<int>(GetCurlInfo<CURLINFO_RESPONSE_CODE>(easy, 0L));
+  if (info.status == 0) info.status = ProxyRefusal(easy);
   info.reused = hop_->reused;
+  info.proxied = hop_->proxied;
+  AddPhases(info.phases);
   return info;
+}
+
+void CurlConnection::AddPhases(URLPhases& phases) const {
+  using Clock = CurlHop::Clock;
+  const CurlHop& hop = *hop_;
+  const std::chrono::microseconds lookup(
+      GetCurlInfo<CURLINFO_NAMELOOKUP_TIME_T>(hop.easy.get(), curl_off_t{0}));
+  const bool lookedUp = lookup.count() > 0 || hop.attempts > 0;
+  const Clock::time_point ends[kURLPhases] = {lookedUp ? hop.begun + lookup : Clock::time_point(),
+                                              hop.sendingBegan,
+                                              hop.bodyLeft,
+                                              hop.answerBegan,
+                                              {}};
+  const auto now = Clock::now();
+  Clock::time_point begun = hop.begun;
+  for (size_t phase = 0; phase < kURLPhases; ++phase) {
+    // What has not ended lasts until now. An answer may come before the body has left.
+    const bool hasEnded = ends[phase] != Clock::time_point();
+    const auto end = hasEnded ? std::clamp(ends[phase], begun, now) : now;
+    phases[phase] += std::chrono::duration_cast<std::chrono::milliseconds>(end - begun);
+    begun = end;
+  }
 }
 
 }  // namespace kelo

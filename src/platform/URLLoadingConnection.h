@@ -40,6 +40,8 @@ struct CurlHandles {
 // handle is new, since a used one cannot be brought back to a known state. What libcurl is given of
 // it stays where it is until the handle has gone.
 struct CurlHop {
+  using Clock = std::chrono::steady_clock;
+
   CurlConnection* owner;                  // null when it was given up
   CurlMulti multi;                        // only when it was given up: the one that it is in
   const pid_t process = getpid();         // that has the thread of its lookup
@@ -61,6 +63,13 @@ struct CurlHop {
   uint64_t bodyRead = 0;
   curl_socket_t socket = CURL_SOCKET_BAD;  // over which the request travels
   std::array<char, CURL_ERROR_SIZE> words{};
+  bool headTooLong = false;
+  bool proxied = false;
+  // When it came so far; the epoch: it has not.
+  Clock::time_point begun = Clock::now();
+  Clock::time_point sendingBegan{};
+  Clock::time_point bodyLeft{};
+  Clock::time_point answerBegan{};
 };
 
 // libcurl cannot end a name lookup: that of a request which is given up goes on, on a thread of its
@@ -100,6 +109,8 @@ class CurlConnection final : public URLConnection {
   void Respond();
   void Detach();
   bool IsSilentTooLong();
+  int ErrorOf(CURLcode code) const;
+  void AddPhases(URLPhases& phases) const;
 
   size_t OnHeaderLine(std::string_view line);
   size_t OnData(const char* data, size_t size);
@@ -132,8 +143,9 @@ class CurlConnection final : public URLConnection {
   bool ended_ = false;         // cancelled, failed or finished: no more events
   bool endedWell_ = false;     // finished
   std::exception_ptr thrown_;  // by an event, to go on when libcurl has returned
-  std::string failure_;
-  bool needsLookup_ = false;  // as the first try has shown, when there were too many
+  int error_ = 0;              // by which it failed
+  std::string failure_;        // the same in words
+  bool needsLookup_ = false;   // as the first try has shown, when there were too many
   std::unique_ptr<CurlHop> hop_;
 };
 

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <new>
 #include <stdexcept>
 
@@ -27,6 +28,11 @@ int LocalPort(curl_socket_t socket) {
   return ntohs(reinterpret_cast<sockaddr_in6&>(address).sin6_port);
 }
 
+int ErrorOfConnect(long systemError) {
+  if (systemError == ECONNREFUSED) return kURLError_CannotConnectToHost;
+  return systemError == ETIMEDOUT ? kURLError_TimedOut : kURLError_NoWayToHost;
+}
+
 }  // namespace
 
 URLScheme SchemeOfURL(std::string_view text) {
@@ -44,6 +50,19 @@ URLScheme SchemeOfURL(std::string_view text) {
   const std::string_view name(scheme.get());
   if (name == "https") return URLScheme::HTTPS;
   return name == "http" ? URLScheme::HTTP : URLScheme::Unsupported;
+}
+
+std::string HostOfURL(const std::string& text) {
+  CurlURL url(curl_url());
+  if (!url) throw std::bad_alloc();
+  char* raw = nullptr;
+  CURLUcode code = curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_PATH_AS_IS);
+  if (code == CURLUE_OK) code = curl_url_get(url.get(), CURLUPART_HOST, &raw, 0);
+  const CurlText host(raw);
+  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
+  if (code != CURLUE_OK) return {};
+  const std::string_view name(host.get());
+  return std::string(name.starts_with('[') ? name.substr(1, name.size() - 2) : name);
 }
 
 bool IsWellFormedURL(std::string_view text) {
@@ -71,7 +90,13 @@ bool MayRedirect(URLScheme from, URLScheme to) {
   return to == URLScheme::HTTPS || (to == URLScheme::HTTP && from == URLScheme::HTTP);
 }
 
-int URLErrorFromCurl(CURLcode code) {
+int ProxyRefusal(CURL* easy) {
+  const long status = GetCurlInfo<CURLINFO_HTTP_CONNECTCODE>(easy, 0L);
+  return status / 100 == 2 ? 0 : static_cast<int>(status);
+}
+
+int URLErrorFromCurl(CURL* easy, CURLcode code) {
+  if (ProxyRefusal(easy) != 0 && code != CURLE_OPERATION_TIMEDOUT) return kURLError_ProxyFailure;
   switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
@@ -85,12 +110,25 @@ int URLErrorFromCurl(CURLcode code) {
     case CURLE_SEND_FAIL_REWIND:
       return kURLError_ConnectionLost;
     case CURLE_COULDNT_CONNECT:
-      return kURLError_CannotConnectToHost;
+      return ErrorOfConnect(GetCurlInfo<CURLINFO_OS_ERRNO>(easy, 0L));
+    case CURLE_PROXY:
+      return kURLError_ProxyFailure;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+      return kURLError_SecureConnectionFailed;
+    case CURLE_UNSUPPORTED_PROTOCOL:  // the URL's was looked at before
+    case CURLE_WEIRD_SERVER_REPLY:
+      return kURLError_CannotParse;
+    case CURLE_BAD_CONTENT_ENCODING:
+      return kURLError_CannotDecode;
     case CURLE_URL_MALFORMAT:
       return kURLError_BadURL;
-    case CURLE_UNSUPPORTED_PROTOCOL:
-      return kURLError_UnsupportedURL;
-    default:  // out of memory too: the library says so also of a peer's endless header
+    default:
       return kURLError_Unknown;
   }
 }

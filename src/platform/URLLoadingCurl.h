@@ -32,6 +32,10 @@ enum class URLScheme { Malformed, Unsupported, HTTP, HTTPS };
 // The scheme of a URL. Throws std::bad_alloc.
 URLScheme SchemeOfURL(std::string_view text);
 
+// The host of a URL, an IPv6 address without its brackets; empty where there is none. Throws
+// std::bad_alloc.
+std::string HostOfURL(const std::string& text);
+
 // Where a redirect of `url` to `location` leads; empty where that is no URL. Throws
 // std::bad_alloc.
 std::string RedirectTarget(const std::string& url, const char* location);
@@ -39,8 +43,14 @@ std::string RedirectTarget(const std::string& url, const char* location);
 // Whether a redirect may lead from one to the other: up or level, never down, never elsewhere.
 bool MayRedirect(URLScheme from, URLScheme to);
 
-// The URL loading error code for a transfer's result, which is not CURLE_OK.
-int URLErrorFromCurl(CURLcode code);
+// The URL loading error code for a transfer and its result, which is not CURLE_OK.
+int URLErrorFromCurl(CURL* easy, CURLcode code);
+
+// The status by which a proxy refused to open a tunnel; 0: none did.
+int ProxyRefusal(CURL* easy);
+
+// The proxy that the environment names for a URL; empty: none. Throws std::bad_alloc.
+std::string ProxyFor(const std::string& url, URLScheme scheme);
 
 // Throws unless the call succeeded: std::bad_alloc when out of memory, std::runtime_error for what
 // this library could not do at all.

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <climits>
 #include <new>
+#include <string>
 
-#include "platform/Environment.h"
 #include "platform/URLLoadingConnection.h"
 
 namespace kelo {
@@ -60,7 +60,10 @@ void CurlConnection::SetOptions() {
   SetCurlOption<CURLOPT_PATH_AS_IS>(easy, 1L);
   SetCurlOption<CURLOPT_PROTOCOLS_STR>(easy, "http,https");
   SetCurlOption<CURLOPT_HTTP_VERSION>(easy, static_cast<long>(CURL_HTTP_VERSION_1_1));
-  if (HasMoreRightsThanCaller()) SetCurlOption<CURLOPT_PROXY>(easy, "");
+  const std::string proxy = ProxyFor(url_, scheme_);
+  hop_->proxied = !proxy.empty();
+  SetCurlOption<CURLOPT_PROXY>(easy, proxy.c_str());
+  SetCurlOption<CURLOPT_NOPROXY>(easy, "");  // ProxyFor has looked
   SetCurlOption<CURLOPT_SUPPRESS_CONNECT_HEADERS>(easy, 1L);
   SetCurlOption<CURLOPT_NOSIGNAL>(easy, 1L);
   SetCurlOption<CURLOPT_QUICK_EXIT>(easy, 1L);  // giving up never waits for the resolver

@@ -17,7 +17,9 @@ TEST(NamesTest, ShowsNothingThatATerminalObeys) {
       {"c1 \xC2\x9B"
        "31m",
        "c1 ?31m"},
-      {"right-to-left \xE2\x80\xAEgpj.exe", "right-to-left ?gpj.exe"},
+      {"right-to-left \u202Egpj.exe \u061C\u200F\u2069", "right-to-left ?gpj.exe ???"},
+      {"zero\u200Bwidth soft\u00ADhyphen a\u200Db", "zero?width soft?hyphen a?b"},
+      {"\u0645\u06CC\u200C\u062E 👨\u200D👩 \u200D", "\u0645\u06CC\u200C\u062E 👨\u200D👩 ?"},
       {"cut \xE6\xA1", "cut ?"},
       {"overlong \xC0\xAF", "overlong ??"},
       {"surrogate \xED\xA0\x80", "surrogate ???"},

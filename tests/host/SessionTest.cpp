@@ -245,6 +245,7 @@ TEST_F(SessionTest, AsksOnATerminalForWhatIsMissing) {
   };
   const Case cases[] = {{service_.Secret() + "\n", 0, "logged in"},
                         {"\n", 2, "--secret: must not be empty"},
+                        {"short\n", 2, "--secret: is shorter than 8 characters"},
                         {"\x04", 1, "nothing was typed"},
                         {"abc\x03", 130, "aborted"}};
   for (const Case& one : cases) {
