@@ -181,6 +181,7 @@ TEST_F(WordsTest, AnswersWrongUsageWithTwo) {
                                             {"rate", "id"},
                                             {"rate", "id", "six"},
                                             {"login", "--key", std::string(33, 'k')},
+                                            {"login", "--token", "to"},
                                             {"caption", "id", std::string(320, 'c')}};
   for (const auto& arguments : cases) {
     const Outcome outcome = Kelo(arguments);
