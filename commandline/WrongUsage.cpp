@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "commandline/Help.h"
-#include "text/Printable.h"
 #include "commandline/Suggest.h"
+#include "text/Printable.h"
 
 namespace kelo {
 namespace {
