@@ -148,7 +148,6 @@ TEST_F(Loading, Hierarchy) {
        R"(</rootAlbum>)",
        "rootAlbum/2= rootAlbum/1=b "},
       {"not XML", "<<<\"\"\">>>/>=\"\" ok", ""},
-      {"without quotes", "<albums><album albumId=t albumName=T></album></albums>", ""},
       {"empty", "", ""},
       {"something to be kept", R"(<albums><album albumId="kept"/></albums>)", "/2:kept= "},
       {"no </rootAlbum>", R"(<rootAlbum><items><item itemId="1"/></items>)", nullptr},

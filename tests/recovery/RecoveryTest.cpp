@@ -139,18 +139,14 @@ TEST_F(RecoveryTest, AfterAPeerThatCannotBeReached) {
 
 TEST_F(RecoveryTest, AfterFaultsOfLocalFiles) {
   const std::string url = FrontUrl() + picturePath_;
-  {
-    const FaultyFiles full(ENOSPC, 0);
-    EXPECT_EQ(Download(url), 4102u);
+  for (const auto& [error, result] : {std::pair{ENOSPC, 4102u}, {EIO, 4114u}}) {
+    {
+      const FaultyFiles faulty(error, 0);
+      EXPECT_EQ(Download(url), result);
+    }
     EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
+    ExpectNothingLeft();
   }
-  ExpectNothingLeft();
-  {
-    const FaultyFiles broken(EIO, 0);
-    EXPECT_EQ(Download(url), 4114u);
-    EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
-  }
-  ExpectNothingLeft();
   folder().Write("downloaded", "was here");
   EXPECT_EQ(Download(url), 4099u);
   EXPECT_EQ(folder().Read("downloaded"), "was here");
