@@ -270,9 +270,10 @@ TEST_F(TraceOfRequests, CountTheBytesOfAllHopsAndTheTimeOfEachPhase) {
       while (!peer.ReadRequest().empty())
         peer.Send(left-- > 0 ? Status(302, "", "Location: /next\r\n") : Status(200, "x"));
     });
-    const std::string line = Download(server.Url(), folder.Path("file"));
+    const std::string line = Download(server.Url(), folder.Path(std::to_string(redirects)));
     size_t sent = 0;
     for (const std::string& request : server.Requests()) sent += request.size();
+    EXPECT_EQ(server.Requests().size(), redirects == 2 ? 3u : 11u);
     EXPECT_THAT(line, HasSubstr(" out=" + std::to_string(sent) + " "));
   }
   SocketServer slow([](Peer& peer) {
