@@ -1,4 +1,4 @@
-# Target helpers: warnings, sanitizers, and one object library per folder of src/.
+# Target helpers: warnings, sanitizers, hardening, and one object library per folder of src/.
 
 add_library(kelo_flags INTERFACE)
 target_compile_options(kelo_flags INTERFACE
@@ -12,7 +12,11 @@ if(KELO_SANITIZE)
   target_compile_options(kelo_flags INTERFACE
     -fsanitize=${KELO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(kelo_flags INTERFACE -fsanitize=${KELO_SANITIZE})
+elseif(KELO_HARDEN)
+  include(KeloHarden)
 endif()
+# Debug builds, those of the sanitizers too, end at a wrong use of the standard library.
+target_compile_definitions(kelo_flags INTERFACE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
 # kelo_module(NAME SOURCES file... [LIBRARIES target...]): the object library kelo_NAME of a folder
 # of src/. LIBRARIES are the outside libraries that its sources call.
