@@ -1,6 +1,5 @@
 // The memory that a load keeps and the most that it takes, the answer itself included, each as a
 // multiple of the answer: a first load, and one that replaces a loaded cache, beyond that cache.
-#include <benchmark/benchmark.h>
 #include <malloc.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <new>
 #include <string>
 
+#include "Measure.h"
 #include "catalogue/HierarchyLoader.h"
 #include "catalogue/KELOAccessCacheManager.h"
 #include "catalogue/SampleAccount.h"
@@ -56,7 +56,8 @@ namespace {
 
 // Arguments: albums, whether the cache is loaded already.
 void MemoryOfLoading(benchmark::State& state) {
-  const std::string answer = SampleHierarchyAnswer({100000, static_cast<size_t>(state.range(0))});
+  const std::string answer =
+      SampleHierarchyAnswer({Sized<size_t>(100000, 1000), static_cast<size_t>(state.range(0))});
   KELOAccessCacheManager cache;
   const size_t empty = current;
   if (state.range(1)) HierarchyLoader(cache).RefreshHierarchyInfoByXMLData(answer);
@@ -65,14 +66,12 @@ void MemoryOfLoading(benchmark::State& state) {
   for (auto _ : state) HierarchyLoader(cache).RefreshHierarchyInfoByXMLData(answer);
   const auto size = static_cast<double>(answer.size());
   state.counters["answer_MiB"] = size / (1 << 20);
-  state.counters["kept_ratio"] = static_cast<double>(current - empty) / size;
-  state.counters["kept_bound"] = 1.5;
-  state.counters["peak_ratio"] = static_cast<double>(peak - before) / size;
-  state.counters["peak_bound"] = 2.5;
+  TellBounded(state, "kept_ratio", static_cast<double>(current - empty) / size, 1.5);
+  TellBounded(state, "peak_ratio", static_cast<double>(peak - before) / size, 2.5);
 }
 BENCHMARK(MemoryOfLoading)
     ->ArgNames({"albums", "loaded"})
-    ->ArgsProduct({{1000, 10000}, {0, 1}})
+    ->ArgsProduct({{Sized(1000, 10), Sized(10000, 100)}, {0, 1}})
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
 

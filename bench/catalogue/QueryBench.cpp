@@ -1,17 +1,14 @@
 // Listing an account, one record of it, and adding uploaded items to it.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Measure.h"
 #include "catalogue/HierarchyLoader.h"
 #include "catalogue/KELOAccessCacheManager.h"
 #include "catalogue/SampleAccount.h"
-#include "catalogue/Timing.h"
 
 namespace kelo::bench {
 namespace {
@@ -37,47 +34,57 @@ void ListServer(benchmark::State& state) {
   std::vector<double> ours;
   std::vector<double> writing;
   for (auto _ : state) {
-    writing.push_back(Seconds([&] {
-      for (size_t i = 0; i < items; ++i) {
-        std::memcpy(buffer.data() + i * sizeof filled, &filled, sizeof filled);
-        benchmark::ClobberMemory();
-      }
-    }));
-    ours.push_back(Seconds([&] {
+    writing.push_back(Seconds(
+        kProcessorTime,
+        [&] {
+          for (size_t i = 0; i < items; ++i) {
+            std::memcpy(buffer.data() + i * sizeof filled, &filled, sizeof filled);
+            benchmark::ClobberMemory();
+          }
+        }));
+    ours.push_back(Seconds(kProcessorTime, [&] {
       if (cache->GetAllItemsInfoOnServer(static_cast<uint32_t>(items), buffer.data(),
-                                         kKELOKind_FileItem) != kKELOResult_Success) {
-        std::abort();
-      }
+                                         kKELOKind_FileItem) != kKELOResult_Success)
+        state.SkipWithError("not listed");
     }));
     state.SetIterationTime(ours.back());
   }
-  state.counters["yardstick_ms"] = Median(writing) * 1000;
-  state.counters["ratio"] = Median(ours) / Median(writing);
-  if (items == 100000) state.counters["bound"] = state.range(2) == 0 ? 1.4 : 2.0;
-  state.counters["record_ns"] = Median(ours) / static_cast<double>(items) * 1e9;
+  TellRatio(state, ours, writing, state.range(2) == 0 ? 1.4 : 2.0);
 }
 BENCHMARK(ListServer)
     ->ArgNames({"items", "albums", "records_kept"})
-    ->ArgsProduct({{25000, 50000, 100000}, {1000, 10000}, {0, 10000}})
+    ->ArgsProduct({{Sized(100000, 1000)},
+                   {Sized(1000, 10), Sized(10000, 100)},
+                   {0, Sized(10000, 100)}})
     ->UseManualTime()
-    ->Iterations(7)
+    ->Iterations(Sized(7, 1))
     ->Unit(benchmark::kMillisecond);
 
-// One record that is not kept, of an account of so many items.
+// Records that are not kept, of an account of so many items.
 void OneFreshRecord(benchmark::State& state) {
   const auto items = static_cast<size_t>(state.range(0));
   const auto cache = Account({items, std::max<size_t>(1, items / 10), 50}, 0);
   std::vector<std::string> ids;
   for (uint64_t i = 0; i < items; ++i) ids.push_back(SampleId('i', i * 7919 % items));
   tagKELO_ItemInfo info;
-  size_t number = 0;
+  std::vector<double> taken;
   for (auto _ : state) {
-    cache->GetItemInfo(ids[number++ % items], info);
-    if (info.result != kKELOResult_Success) std::abort();
+    taken.push_back(Seconds(kProcessorTime, [&] {
+      for (const std::string& id : ids) {
+        cache->GetItemInfo(id, info);
+        if (info.result != kKELOResult_Success) state.SkipWithError("no record");
+      }
+    }));
+    state.SetIterationTime(taken.back());
   }
-  state.counters["bound_ns"] = 1000;
+  TellBounded(state, "record_ns", MiddleOf(taken) / static_cast<double>(items) * 1e9, 1000);
 }
-BENCHMARK(OneFreshRecord)->ArgName("items")->RangeMultiplier(10)->Range(1000, 100000);
+BENCHMARK(OneFreshRecord)
+    ->ArgName("items")
+    ->Arg(1000)
+    ->Arg(Sized(100000, 1000))
+    ->UseManualTime()
+    ->Iterations(Sized(7, 1));
 
 // Arguments: uploaded items, items that the account had. One album takes them all, and each new
 // item is asked for at once.
@@ -86,12 +93,12 @@ void AddUploadedItems(benchmark::State& state) {
   const auto before = static_cast<size_t>(state.range(1));
   std::vector<double> taken;
   for (auto _ : state) {
-    const auto cache = Account({before, 1000, 50}, 1000);
+    const auto cache = Account({before, Sized<size_t>(1000, 10), 50}, 1000);
     const std::string album = SampleId('a', 3);
     std::vector<std::string> ids;
     for (uint64_t i = 0; i < added; ++i) ids.push_back(SampleId('n', i));
     tagKELO_ItemInfo info;
-    taken.push_back(Seconds([&] {
+    taken.push_back(Seconds(kProcessorTime, [&] {
       for (const std::string& id : ids) {
         cache->AddFileItem(album, id, {.fileName = "picture.jpg"});
         cache->GetItemInfo(id, info);
@@ -99,14 +106,13 @@ void AddUploadedItems(benchmark::State& state) {
     }));
     state.SetIterationTime(taken.back());
   }
-  state.counters["item_ns"] = Median(taken) / static_cast<double>(added) * 1e9;
-  state.counters["bound_ns"] = 1000;
+  TellBounded(state, "item_ns", MiddleOf(taken) / static_cast<double>(added) * 1e9, 1000);
 }
 BENCHMARK(AddUploadedItems)
     ->ArgNames({"added", "before"})
-    ->ArgsProduct({{1000, 10000, 100000}, {1000, 100000}})
+    ->ArgsProduct({{1000, Sized(100000, 1000)}, {1000, Sized(100000, 1000)}})
     ->UseManualTime()
-    ->Iterations(3)
+    ->Iterations(Sized(3, 1))
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

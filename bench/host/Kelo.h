@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Measure.h"
 #include "devservice/DevService.h"
-#include "http/Measure.h"
 
 namespace kelo::bench {
 

@@ -4,15 +4,15 @@
 #include <cstdio>
 #include <memory>
 
+#include "Measure.h"
 #include "http/HTTPConnection.h"
-#include "http/Measure.h"
 #include "http/SinkServer.h"
 
 namespace kelo::bench {
 namespace {
 
-constexpr std::size_t kMiB = 1 << 20;
-constexpr int kPutsInARow = 300;
+const std::size_t kMiB = Sized(1 << 20, 1 << 10);
+const int kPutsInARow = Sized(300, 3);
 
 struct FreeCurl {
   void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
@@ -79,16 +79,11 @@ void SmallPut(benchmark::State& state) {
     Check(connection.HTTPRequestPUT(url, "q=1", body, response, 60), state);
   };
   // In rows: alternating single requests would measure how the scheduler places the peers.
-  const auto row = [](const auto& request) {
-    return [&request] {
-      for (int i = 0; i < kPutsInARow; ++i) request();
-    };
-  };
-  row(bare)();
-  row(ours)();
-  Compare(state, row(ours), row(bare));
+  InRow(kPutsInARow, bare)();
+  InRow(kPutsInARow, ours)();
+  Compare(state, 1.3, InRow(kPutsInARow, ours), InRow(kPutsInARow, bare));
 }
-BENCHMARK(SmallPut)->UseManualTime()->Iterations(21)->Unit(benchmark::kMillisecond);
+BENCHMARK(SmallPut)->UseManualTime()->Iterations(Sized(21, 1))->Unit(benchmark::kMillisecond);
 
 void Download256MiB(benchmark::State& state) {
   SinkServer server(256 * kMiB);
@@ -113,10 +108,10 @@ void Download256MiB(benchmark::State& state) {
   };
   bare();
   const double growth = ResidentGrowthMiB(ours);
-  Compare(state, ours, bare);
-  state.counters["rss_growth_MiB"] = growth;
+  Compare(state, 1.3, ours, bare);
+  TellBounded(state, "rss_growth_MiB", growth, 4);
 }
-BENCHMARK(Download256MiB)->UseManualTime()->Iterations(7)->Unit(benchmark::kMillisecond);
+BENCHMARK(Download256MiB)->UseManualTime()->Iterations(Sized(7, 1))->Unit(benchmark::kMillisecond);
 
 std::vector<tagHTTPConnection_MultipartBody> Parts(const Scratch& scratch, std::size_t count,
                                                    std::size_t size) {
@@ -148,7 +143,7 @@ void BarePost(const std::string& url, const char* bytes, std::FILE* file, std::s
 
 // Beside posting bytes that lie in memory already, or (argument 1) reading the same files first.
 void UploadThousandFiles(benchmark::State& state) {
-  constexpr std::size_t kCount = 1000;
+  const std::size_t kCount = Sized(1000, 10);
   constexpr std::size_t kSize = 65536;
   SinkServer server;
   HTTPConnection connection;
@@ -166,26 +161,28 @@ void UploadThousandFiles(benchmark::State& state) {
     const auto bytes = std::make_unique_for_overwrite<char[]>(kCount * kSize);
     for (std::size_t i = 0; i < kCount; ++i) {
       const File file(std::fopen(parts[i].filePath.c_str(), "rb"));
-      if (std::fread(bytes.get() + i * kSize, 1, kSize, file.get()) != kSize) std::abort();
+      if (std::fread(bytes.get() + i * kSize, 1, kSize, file.get()) != kSize)
+        state.SkipWithError("the yardstick failed");
     }
     BarePost(url, bytes.get(), nullptr, kCount * kSize, state);
   };
   if (state.range(0) == 0)
-    Compare(state, ours, fromMemory);
+    Compare(state, 2.0, ours, fromMemory);
   else
-    Compare(state, ours, fromFiles);
-  state.counters["rss_growth_over_body_MiB"] = growth - static_cast<double>(body.size()) / kMiB;
+    Compare(state, 1.3, ours, fromFiles);
+  TellBounded(state, "rss_growth_over_body_MiB",
+              growth - static_cast<double>(body.size()) / (1 << 20), 4);
 }
 BENCHMARK(UploadThousandFiles)
     ->ArgName("reading")
     ->DenseRange(0, 1)
     ->UseManualTime()
-    ->Iterations(15)
+    ->Iterations(Sized(15, 1))
     ->Unit(benchmark::kMillisecond);
 
 // Beside posting the file itself, or (argument 1) a copy made first, as the spool is one.
 void Upload512MiB(benchmark::State& state) {
-  constexpr std::size_t kSize = 512 * kMiB;
+  const std::size_t kSize = 512 * kMiB;
   SinkServer server;
   HTTPConnection connection;
   const Scratch scratch;
@@ -209,16 +206,16 @@ void Upload512MiB(benchmark::State& state) {
   fromFile();
   const double growth = ResidentGrowthMiB(ours);
   if (state.range(0) == 0)
-    Compare(state, ours, fromFile);
+    Compare(state, 2.0, ours, fromFile);
   else
-    Compare(state, ours, fromCopy);
-  state.counters["rss_growth_MiB"] = growth;
+    Compare(state, 1.3, ours, fromCopy);
+  TellBounded(state, "rss_growth_MiB", growth, 4);
 }
 BENCHMARK(Upload512MiB)
     ->ArgName("copying")
     ->DenseRange(0, 1)
     ->UseManualTime()
-    ->Iterations(5)
+    ->Iterations(Sized(5, 1))
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -5,15 +5,15 @@
 #include <memory>
 
 #include "KELOAccess.h"
+#include "Measure.h"
 #include "catalogue/PlainAccount.h"
 #include "catalogue/SampleAccount.h"
 #include "devservice/DevService.h"
-#include "http/Measure.h"
 
 namespace kelo::bench {
 namespace {
 
-constexpr size_t kItems = 100000;
+const size_t kItems = Sized(100000, 1000);
 
 size_t Append(char* data, size_t size, size_t count, void* text) {
   static_cast<std::string*>(text)->append(data, size * count);
@@ -26,13 +26,14 @@ class LoadWorld {
     const auto answer = std::make_shared<std::string>(SampleHierarchyAnswer({kItems, albums}));
     service_.SetScript([answer](const devservice::LoggedRequest& request) {
       devservice::Reply reply;
-      reply.body = "<r stat=\"ok\" totalCount=\"100000\"><albums></albums></r>";
+      reply.body =
+          "<r stat=\"ok\" totalCount=\"" + std::to_string(kItems) + "\"><albums></albums></r>";
       if (request.apiMethod == "GetHierarchy") reply.body = *answer;
       return reply;
     });
     KELOAccessInitialize(0);
     tagKELO_SessionInfo session{};
-    service_.Url().copy(session.manageUrl, sizeof session.manageUrl - 1);
+    ManageUrl().copy(session.manageUrl, sizeof session.manageUrl - 1);
     session.token[0] = 'T';
     Send(kKELOCommand_SetSessionInfo, &session, "", 0);
   }
@@ -55,6 +56,8 @@ class LoadWorld {
   }
 
  private:
+  // The path "/" is the service's own page.
+  std::string ManageUrl() const { return service_.Url() + "/manage"; }
   uint32_t Send(uint32_t code, void* data, std::string_view target, uint32_t kinds) {
     tagCommandControlInfo record{};
     target.copy(record.targetId, sizeof record.targetId - 1);
@@ -64,7 +67,7 @@ class LoadWorld {
     return KELOAccessCommand(code, &record);
   }
   std::string Put(const std::string& method) {
-    const std::string url = service_.Url() + "?keloSessToken=T";
+    const std::string url = ManageUrl() + "?keloSessToken=T";
     const std::string document =
         "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
         "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n<" +
@@ -92,22 +95,20 @@ void LoadAccount(benchmark::State& state) {
   std::vector<double> plain;
   for (auto _ : state) {
     PlainAccount account;
-    plain.push_back(WallSeconds([&] { world.PlainLoad(account); }));
-    ours.push_back(WallSeconds([&] { world.Load(); }));
+    plain.push_back(Seconds(
+        kWallTime, [&] { world.PlainLoad(account); }));
+    ours.push_back(Seconds(kWallTime, [&] { world.Load(); }));
     if (account.ItemCount() != kItems || !world.IsLoaded()) state.SkipWithError("not loaded");
     state.SetIterationTime(ours.back());
   }
-  state.counters["yardstick_ms"] = MiddleOf(plain) * 1000;
-  state.counters["ours_ms"] = MiddleOf(ours) * 1000;
-  state.counters["ratio"] = MiddleOf(ours) / MiddleOf(plain);
-  state.counters["bound"] = 0.5;
+  TellRatio(state, ours, plain, 0.5);
 }
 BENCHMARK(LoadAccount)
     ->ArgName("albums")
-    ->Arg(1000)
-    ->Arg(10000)
+    ->Arg(Sized(1000, 10))
+    ->Arg(Sized(10000, 100))
     ->UseManualTime()
-    ->Iterations(9)
+    ->Iterations(Sized(9, 1))
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

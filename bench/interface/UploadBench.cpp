@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "KELOAccess.h"
+#include "Measure.h"
 #include "devservice/DevService.h"
 #include "devservice/protocol/Digest.h"
-#include "http/Measure.h"
 
 namespace kelo::bench {
 namespace {
@@ -153,24 +153,24 @@ class Uploads {
 };
 
 void Upload1000Files(benchmark::State& state) {
-  Uploads uploads(1000, 65536);
+  Uploads uploads(Sized(1000u, 10u), 65536);
   const double growth = ResidentGrowthMiB([&] { uploads.UploadByCommand(state); });
   uploads.LoadBody();
   Compare(
-      state, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromMemory(state); });
-  state.counters["rss_growth_over_body_MiB"] =
-      growth - static_cast<double>(uploads.BodySize()) / (1 << 20);
+      state, 1.3, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromMemory(state); });
+  TellBounded(state, "rss_growth_over_body_MiB",
+              growth - static_cast<double>(uploads.BodySize()) / (1 << 20), 8);
 }
-BENCHMARK(Upload1000Files)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(Upload1000Files)->UseManualTime()->Iterations(Sized(5, 1))->Unit(benchmark::kMillisecond);
 
 void Upload512MiB(benchmark::State& state) {
-  Uploads uploads(1, size_t{512} << 20);
+  Uploads uploads(1, Sized(size_t{512} << 20, size_t{1} << 20));
   const double growth = ResidentGrowthMiB([&] { uploads.UploadByCommand(state); });
   Compare(
-      state, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromFile(state); });
-  state.counters["rss_growth_MiB"] = growth;
+      state, 1.3, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromFile(state); });
+  TellBounded(state, "rss_growth_MiB", growth, 8);
 }
-BENCHMARK(Upload512MiB)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(Upload512MiB)->UseManualTime()->Iterations(Sized(3, 1))->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace kelo::bench

@@ -1,15 +1,14 @@
-// Cutting a large answer up, and replacement, which must be linear. The yardstick is copying the
-// same text.
-#include <benchmark/benchmark.h>
-
+// Cutting answers up, and replacement, beside copying the same text: small and large, since all of
+// it must be linear.
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Measure.h"
 #include "text/XMLSearch.h"
 #include "text/XMLUtility.h"
 
-namespace kelo {
+namespace kelo::bench {
 namespace {
 
 std::string MakeAnswer(int items) {
@@ -27,70 +26,72 @@ std::string MakeAnswer(int items) {
 constexpr const char* kNames[] = {"itemId",     "fileName",   "fileFormat", "shotDate",
                                   "modifyDate", "uploadDate", "screenUrl",  "origUrl"};
 
-void CopyAnswer(benchmark::State& state) {
-  const std::string answer = MakeAnswer(static_cast<int>(state.range(0)));
-  for (auto _ : state) {
-    std::string out = answer;
+// Beside copying the text that the work is about.
+template <typename Work>
+void CompareToCopy(benchmark::State& state, double bound, const std::string& text, Work work) {
+  const auto copy = [&] {
+    std::string out = text;
     benchmark::DoNotOptimize(out.data());
-  }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
+  };
+  Compare(state, bound, work, copy, kProcessorTime);
 }
-BENCHMARK(CopyAnswer)->Name("yardstick: copy the answer")->Arg(100000);
 
-// Without copies, as the loading of the hierarchy reads it.
+// Argument: items. Without copies, as the loading of the hierarchy reads it.
 void ReadItems(benchmark::State& state) {
   const std::string answer = MakeAnswer(static_cast<int>(state.range(0)));
   std::size_t found = 0;
-  for (auto _ : state) {
-    ForEachBetween(
-        answer, "<item ", "</item>",
-        [&](std::string_view item) {
-          for (const char* name : kNames) found += FindAttribute(item, name)->size();
-        });
-  }
-  benchmark::DoNotOptimize(found);
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
-  state.SetComplexityN(state.range(0));
+  CompareToCopy(state, 30, answer, [&] {
+    ForEachBetween(answer, "<item ", "</item>", [&](std::string_view item) {
+      for (const char* name : kNames) found += FindAttribute(item, name)->size();
+    });
+  });
+  if (found == 0) state.SkipWithError("nothing found");
 }
-BENCHMARK(ReadItems)->RangeMultiplier(10)->Range(1000, 100000)->Complexity(benchmark::oN);
 
 // The same through the copying class.
 void CopyItems(benchmark::State& state) {
   const std::string answer = MakeAnswer(static_cast<int>(state.range(0)));
   const XMLUtility xml;
   std::string value;
-  for (auto _ : state) {
+  CompareToCopy(state, 80, answer, [&] {
     std::vector<std::string> items;
     xml.GetValuesWithElement(answer, "item", items);
     for (const std::string& item : items)
       for (const char* name : kNames) xml.GetAttribute(item, name, value);
-  }
-  benchmark::DoNotOptimize(value.data());
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
+  });
+  if (value.empty()) state.SkipWithError("nothing found");
 }
-BENCHMARK(CopyItems)->Arg(100000);
 
 // An end key that is missing, searched backwards through everything.
 void SearchBackwards(benchmark::State& state) {
   const std::string answer = "<list>" + MakeAnswer(static_cast<int>(state.range(0)));
-  for (auto _ : state) benchmark::DoNotOptimize(FindOutermostTag(answer, "list"));
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
+  CompareToCopy(state, 25, answer,
+                [&] { benchmark::DoNotOptimize(FindOutermostTag(answer, "list")); });
 }
-BENCHMARK(SearchBackwards)->Arg(100000);
 
-// Every second byte is replaced by a longer text: the time for each byte stays the same.
+// Argument: bytes. Every second one is replaced by a longer text.
 void ReplaceAll(benchmark::State& state) {
   std::string source;
   while (source.size() < static_cast<std::size_t>(state.range(0))) source += "&x";
   std::string out;
-  for (auto _ : state) {
-    XMLUtility().ReplaceAllString(source, "&", "&amp;", out);
-    benchmark::DoNotOptimize(out.data());
-  }
-  state.SetBytesProcessed(state.iterations() * state.range(0));
-  state.SetComplexityN(state.range(0));
+  CompareToCopy(state, 200, source,
+                [&] { XMLUtility().ReplaceAllString(source, "&", "&amp;", out); });
+  if (out.size() != source.size() * 3) state.SkipWithError("not replaced");
 }
-BENCHMARK(ReplaceAll)->RangeMultiplier(16)->Range(1 << 12, 1 << 24)->Complexity(benchmark::oN);
+
+#define KELO_SEARCH(name, argument, small, large) \
+  BENCHMARK(name)                                 \
+      ->ArgName(argument)                         \
+      ->Arg(small)                                \
+      ->Arg(Sized(large, small))                  \
+      ->UseManualTime()                           \
+      ->Iterations(Sized(21, 1))                  \
+      ->Unit(benchmark::kMillisecond)
+
+KELO_SEARCH(ReadItems, "items", 1000, 100000);
+KELO_SEARCH(CopyItems, "items", 1000, 100000);
+KELO_SEARCH(SearchBackwards, "items", 1000, 100000);
+KELO_SEARCH(ReplaceAll, "bytes", 1 << 12, 1 << 24);
 
 }  // namespace
-}  // namespace kelo
+}  // namespace kelo::bench
