@@ -107,7 +107,8 @@ TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
   LogIn();
   std::atomic<bool> known = true;
   service_.SetScript([&known](const auto& request) -> std::optional<devservice::Reply> {
-    const std::string item = R"(<items><item itemId="i" fileName="NAME.jpg"></item></items>)";
+    const std::string item = R"(<items><item itemId="i" fileName="NAME.jpg" )"
+                             R"(fileFormat="image/tiff"></item></items>)";
     const auto named = [&item](const std::string& name) {
       return std::string(item).replace(item.find("NAME"), 4, name);
     };
@@ -120,7 +121,7 @@ TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
   });
   const Outcome fresh = Kelo({"info", "old.jpg", "--fresh"});
   EXPECT_EQ(fresh.out,
-            "name      new.jpg\nid        i\nkind      item\nformat    unknown\n"
+            "name      new.jpg\nid        i\nkind      item\nformat    TIFF\n"
             "in        root\n");
   EXPECT_THAT(fresh.err, HasSubstr("the service tells no more: no size, caption, rating or tags"));
   known = false;

@@ -1,7 +1,9 @@
-// Names made fit for terminals and file systems.
+// Names made fit for terminals, file systems and the catalogue's records.
 #include "host/account/Names.h"
 
 #include <gtest/gtest.h>
+
+#include "host/account/CatalogueNames.h"
 
 namespace kelo::host {
 namespace {
@@ -41,6 +43,14 @@ TEST(NamesTest, MakesOneHarmlessPathComponent) {
   EXPECT_LE(cut.size(), 255u);
   EXPECT_EQ(Shown(cut), cut);
   EXPECT_TRUE(cut.ends_with("桜.jpg")) << cut;
+}
+
+// The field's end cuts the 16th emoji, which is a pair of references, inside its second one.
+TEST(NamesTest, ACutNameKeepsNoHalfCharacter) {
+  std::string emoji, references;
+  for (int i = 0; i < 15; ++i) references += "&#55357;&#56832;";
+  for (int i = 0; i < 40; ++i) emoji += "\xF0\x9F\x98\x80";
+  EXPECT_EQ(CatalogueName(emoji), references);
 }
 
 TEST(NamesTest, NumbersNamesBeforeTheirExtension) {

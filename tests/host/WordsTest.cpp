@@ -138,6 +138,10 @@ TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
   ASSERT_EQ(Kelo({"mkdir", "Twice", "Twice", "--force"}).exitCode, 0);
   EXPECT_EQ(Kelo({"__complete", "bash", "ls", "Ha"}).out, "names\nHarbour\nHarbour\\ \n");
   EXPECT_EQ(Kelo({"__complete", "bash", "ls", "Tw"}).out, "names\n");  // leads to neither
+  const std::string twin = Write("twin.jpg", "x").string();
+  for (const std::string& file : {twin, twin, Write("one.jpg", "x").string()})
+    ASSERT_EQ(Kelo({"put", file, "--force", "--album", "Harbour"}).exitCode, 0);
+  EXPECT_EQ(Kelo({"__complete", "bash", "get", "Harbour/"}).out, "names\nHarbour/one.jpg\n");
   service_.SetScript([](const auto&) { return devservice::Reply{.status = 500}; });
   const Outcome failed = Kelo({"__complete", "zsh", "ls", ""});
   EXPECT_EQ(failed.exitCode, 0);
