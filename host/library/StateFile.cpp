@@ -37,7 +37,7 @@ static_assert(sizeof(FixedPart) == 16 + 4 + 36 + 800);
 // Of earlier versions, which had URL and credentials in files of their own.
 constexpr char kFormerMagic[16] = "kelo session 1\n";
 
-constexpr std::size_t kMostBytes = 1 << 16;
+constexpr std::size_t kMaxBytes = 1 << 16;
 constexpr const char* kUrlsVariable = "KELO_URLS_FILE";
 constexpr const char* kTemporary = "session.";
 
@@ -193,7 +193,7 @@ StateFile::StateFile(fs::path folder) : folder_(std::move(folder)) {}
 
 Kept StateFile::Load() const {
   const fs::path path = SessionPath();
-  const std::optional<std::string> bytes = ReadPrivate(path, kMostBytes);
+  const std::optional<std::string> bytes = ReadPrivate(path, kMaxBytes);
   if (!bytes) return LoadFormer(std::nullopt);
   FixedPart fixed;
   const FixedPart expected;
@@ -213,12 +213,12 @@ Kept StateFile::Load() const {
 
 Kept StateFile::LoadFormer(std::optional<StoredSession> session) const {
   Kept kept{.url = {}, .account = {}, .session = std::move(session)};
-  const std::string urls = ReadPrivate(UrlPath(), kMostBytes).value_or("");
+  const std::string urls = ReadPrivate(UrlPath(), kMaxBytes).value_or("");
   if (const std::size_t begin = urls.find('"'); begin != std::string::npos)
     kept.url = urls.substr(begin + 1, urls.rfind('"') - begin - 1);
   if (!kept.session) return kept;
   kept.account = AccountOf(kept.url, std::string(FieldText(kept.session->session.token)));
-  const auto lines = ReadPrivate(CredentialsPath(), kMostBytes);
+  const auto lines = ReadPrivate(CredentialsPath(), kMaxBytes);
   if (!lines) return kept;
   if (!ReadLines(fmt::format("{}\n{}\n{}", kept.url, kept.account, *lines), kept))
     FailDamaged(CredentialsPath());
@@ -245,7 +245,7 @@ void StateFile::Put(const Writing& writing, const Kept& kept) const {
 }
 
 void UseServer(const std::string& url) {
-  if (url.find_first_of("\"\r\n") != std::string::npos || url.size() > kMostBytes / 2)
+  if (url.find_first_of("\"\r\n") != std::string::npos || url.size() > kMaxBytes / 2)
     throw Failure("a URL is one line without quotation marks");
   if (url.empty()) {
     ::unsetenv(kUrlsVariable);
