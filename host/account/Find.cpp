@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <span>
 #include <vector>
 
 #include "commandline/Suggest.h"
@@ -201,13 +202,10 @@ class Finder {
 
 [[noreturn]] void FailAmbiguous(const std::string& wanted, const std::vector<Match>& matches) {
   std::string list;
-  for (const Match& match : matches) {
-    if (&match == &matches[kMaxShown]) {
-      list += fmt::format("\n  and {} more", matches.size() - kMaxShown);
-      break;
-    }
+  for (const Match& match : std::span(matches).first(std::min(matches.size(), kMaxShown)))
     list += fmt::format("\n  {}  {}", Shown(match.entry.id), match.path);
-  }
+  if (matches.size() > kMaxShown)
+    list += fmt::format("\n  and {} more", matches.size() - kMaxShown);
   throw Failure(fmt::format("'{}' may mean {} entries; name one by its id or its path:{}",
                             Shown(wanted), matches.size(), list));
 }
