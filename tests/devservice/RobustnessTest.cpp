@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <deque>
 #include <set>
@@ -18,10 +19,11 @@
 #include "support/TemporaryFolder.h"
 
 // The system's random source as a test wants it: every answer of another byte, or none.
-static enum { kSystem, kScripted, kBroken } randomSource = kSystem;
+enum RandomSource { kSystem, kScripted, kBroken };
+static std::atomic<RandomSource> randomSource = kSystem;
 
 extern "C" int getentropy(void* bytes, size_t size) {
-  static int last = 0;
+  static std::atomic<int> last = 0;
   if (randomSource == kBroken) return -1;
   if (randomSource == kSystem)
     return syscall(SYS_getrandom, bytes, size, 0) == static_cast<long>(size) ? 0 : -1;

@@ -235,6 +235,9 @@ class FirstCommand : public TortureTest {
       mmap(nullptr, sizeof(unsigned), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 };
 
+// The address sanitizer's allocator is no good after a fork at which another thread, here one of
+// the service, held its lock.
+#ifndef __SANITIZE_ADDRESS__
 TEST_F(FirstCommand, AnAllocationFails) {
   TryPoints(CallKind::Allocation);
 }
@@ -242,6 +245,7 @@ TEST_F(FirstCommand, AnAllocationFails) {
 TEST_F(FirstCommand, ASystemCallFails) {
   TryPoints(CallKind::SystemCall);
 }
+#endif
 
 }  // namespace
 }  // namespace kelo::testing
