@@ -1,6 +1,7 @@
 // A small file with one line.
 #include "devservice/program/ControlFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,7 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "devservice/files/PrivateFiles.h"
+#include "devservice/files/Descriptor.h"
 
 namespace kelo::devservice {
 namespace {
@@ -34,9 +35,12 @@ ControlFile::ControlFile(fs::path path, std::string url)
   const fs::file_status there = fs::symlink_status(path_);
   if (fs::exists(there) && !fs::is_regular_file(there) && !fs::is_symlink(there))
     throw std::runtime_error(path_.string() + " is no file");
-  fs::remove(path_);  // a link of somebody else's would be followed
-  MakePrivateFile(path_);
-  if (!(std::ofstream(path_) << url_ << "\n").flush())
+  fs::remove(path_);
+  // Nothing that somebody puts there meanwhile is written to, nor followed.
+  const Descriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  const std::string line = url_ + "\n";
+  if (fchmod(file.Get(), S_IRUSR | S_IWUSR) != 0 ||
+      write(file.Get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
     throw std::runtime_error("cannot write " + path_.string());
 }
 

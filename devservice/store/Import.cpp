@@ -97,7 +97,7 @@ void Copy(const fs::path& from, const fs::path& to) {
   std::error_code failed;
   if (fs::copy_file(from, to, failed)) return MakePrivateFile(to);
   std::error_code ignored;
-  fs::remove(to, ignored);
+  if (failed != std::errc::file_exists) fs::remove(to, ignored);  // what stood there is another's
   throw fs::filesystem_error("cannot copy", from, failed);
 }
 

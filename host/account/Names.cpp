@@ -23,17 +23,6 @@ std::size_t ExtensionAt(const std::string& name) {
   return none ? name.size() : dot;
 }
 
-// The stem, shortened if need be, and the tail.
-std::string Joined(std::string_view stem, const std::string& tail) {
-  const std::size_t room = kFileNameBytes - tail.size();
-  return std::string(stem.size() <= room ? stem : WithoutCutCharacter(stem.substr(0, room))) + tail;
-}
-
-std::string Shortened(const std::string& name) {
-  const std::size_t extension = ExtensionAt(name);
-  return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
-}
-
 // "%2F" for "/".
 std::string Escaped(std::string_view sign) {
   std::string escaped;
@@ -44,12 +33,6 @@ std::string Escaped(std::string_view sign) {
 // Other percent signs stay as they are, so that names which have some keep them.
 std::string WithEscapes(std::string_view text) {
   return Printable(text, "/\\", Escaped);
-}
-
-std::string Component(std::string_view text) {
-  std::string name = WithEscapes(Composed(text));
-  if (name.starts_with('.')) name.replace(0, 1, Escaped("."));
-  return Shortened(name);
 }
 
 // The sign whose escape stands at `at`; empty where there is none that Component would have made.
@@ -67,6 +50,32 @@ std::string EscapedSignAt(std::string_view name, std::size_t at) {
   const std::string_view escape = name.substr(at, 3 * length);
   const bool isMade = WithEscapes(bytes) == escape || (at == 0 && escape == Escaped("."));
   return isMade ? bytes : "";
+}
+
+// As much of the text as has room, without half of a character or of its escape.
+std::string_view Cut(std::string_view text, std::size_t room) {
+  std::size_t end = 0;
+  for (std::size_t next = 0; next <= room;
+       next += std::max<std::size_t>(3 * EscapedSignAt(text, next).size(), 1))
+    end = next;
+  return WithoutCutCharacter(text.substr(0, end));
+}
+
+// The stem, shortened if need be, and the tail.
+std::string Joined(std::string_view stem, const std::string& tail) {
+  const std::size_t room = kFileNameBytes - tail.size();
+  return std::string(stem.size() <= room ? stem : Cut(stem, room)) + tail;
+}
+
+std::string Shortened(const std::string& name) {
+  const std::size_t extension = ExtensionAt(name);
+  return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
+}
+
+std::string Component(std::string_view text) {
+  std::string name = WithEscapes(Composed(text));
+  if (name.starts_with('.')) name.replace(0, 1, Escaped("."));
+  return Shortened(name);
 }
 
 std::string Unescaped(std::string_view name) {

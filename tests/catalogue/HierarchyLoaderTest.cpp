@@ -135,8 +135,8 @@ TEST_F(Loading, Hierarchy) {
        R"(</album><album albumName="a<b" albumId="d"/><album albumName=it's albumId="e"/></albums>)",
        "/2:a= /2:b=5 /2:c= c/4:1= c/4:2=it's c/4:4= /2:d=a<b /2:e= "},
       {"a tag's end within quotes",
-       R"(<rootAlbum><item itemId="1" fileName="a/>b" /><item itemId="2" fileName="c"/></rootAlbum>)",
-       "rootAlbum/1=a/>b rootAlbum/2=c "},
+       R"(<rootAlbum><item itemId="1" fileName="a/>b" /><item itemId="2" fileName="c><d"/></rootAlbum>)",
+       "rootAlbum/1=a/>b rootAlbum/2=c><d "},
       {"comments and sections, one of them without an end",
        R"(<!-- > <albums> "> --><![CDATA[<folders>]]><albums><!-- <album albumId="no"> it's -->)"
        R"(<![CDATA[<album albumId="t"/></albums> 1 < 2)",

@@ -160,6 +160,7 @@ TEST_F(ServiceProgram, TheLogHasALineForEachRequestAndNoSecret) {
     client.Send("GET", client.manageUrl + "/" + query);             // forgets the "?"
     client.Send("GET", service.url + "/P2PwebCmdController/api-auth?method=" + client.token);
     client.Call("GetUserArchiveInfo");
+    const std::string shown = Ctl({"log"}).out;
     const Ended ended = service.End(SIGTERM);
     const bool printed = log[1] == "-";
     std::string text = printed ? ended.out : ReadFile(log[1]);
@@ -174,6 +175,7 @@ TEST_F(ServiceProgram, TheLogHasALineForEachRequestAndNoSecret) {
          {service.key, service.account.authToken, service.account.secret, client.token, signature})
       EXPECT_THAT(text, Not(HasSubstr(secret)));
     EXPECT_EQ(text.starts_with('{'), log.back() == "--log-json") << text;
+    if (log.back() == "--log-json") EXPECT_EQ(text, shown);
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include "KeloProcess.h"
 #include "host/account/Dates.h"
+#include "host/upload/SameContent.h"
 #include "host/upload/UploadPlan.h"
 #include "host/upload/UploadRequest.h"
 
@@ -82,6 +83,7 @@ TEST_F(FilesTest, TakesAFileNamedTwiceOnce) {
       PlanUpload({file.string(), (folder_ / "in").string(), (folder_ / "link.jpg").string()});
   EXPECT_EQ(plan.FileCount(), 1u);
   EXPECT_TRUE(plan.refused.empty());
+  EXPECT_FALSE(SameContent(folder_, folder_)) << "what cannot be read is no copy";
 }
 
 }  // namespace

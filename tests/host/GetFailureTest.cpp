@@ -1,12 +1,27 @@
 // What failures, killed runs and other hosts leave to a download.
 #include <fmt/format.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 
 #include "GetTest.h"
+#include "host/download/Fetch.h"
 #include "host/library/Library.h"
 #include "host/library/StateFile.h"
+
+namespace {
+
+thread_local int syncError = 0;  // with which this thread's files fail to reach the disk
+
+}  // namespace
+
+int fsync(int file) {
+  errno = syncError;
+  return syncError == 0 ? static_cast<int>(syscall(SYS_fsync, file)) : -1;
+}
 
 namespace kelo::host::testing {
 namespace {
@@ -57,6 +72,25 @@ TEST_F(GetTest, ALostConnectionCostsOnlyTheFileThatMoved) {
             (std::map<std::string, int>{{"item0", 1}, {"item1", 2}, {"item2", 1}, {"item3", 2}}));
   for (const char* name : {"0.jpg", "1.jpg", "2.jpg", "3.jpg"})
     EXPECT_EQ(ReadFile(Out() / name), "whole");
+}
+
+TEST_F(GetTest, AFileThatDoesNotReachTheDiskIsNotHere) {
+  ScriptAccount({{"a.jpg"}}, [](const std::string&) { return Reply{.body = "x"}; });
+  UseServer(service_.Url());
+  Output out;
+  Library library(out, {});
+  library.Open({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
+  library.Load();
+  const std::pair<int, std::uint32_t> cases[] = {{ENOSPC, kKELOResult_NoSpace},
+                                                 {EDQUOT, kKELOResult_NoSpace},
+                                                 {EIO, kKELOResult_DestinationUnusable},
+                                                 {EINVAL, 0}};  // where nothing can be synced
+  for (const auto& [error, code] : cases) {
+    syncError = error;
+    EXPECT_EQ(Fetch(library, library.List(kEverything, Kind::FileItem), Out()).at(0).code, code);
+    syncError = 0;
+    EXPECT_EQ(Names("out").size(), code == 0 ? 1u : 0u) << error;
+  }
 }
 
 // Other hosts tell when a file was made, which was just now for a file that was fetched, and give

@@ -43,6 +43,7 @@ TEST(NamesTest, MakesOneHarmlessPathComponent) {
   EXPECT_LE(cut.size(), 255u);
   EXPECT_EQ(Shown(cut), cut);
   EXPECT_TRUE(cut.ends_with("桜.jpg")) << cut;
+  EXPECT_TRUE(FileName(std::string(90, '/') + ".jpg", "id").ends_with("%2F%2F.jpg"));
 }
 
 // The field's end cuts the 16th emoji, which is a pair of references, inside its second one.

@@ -142,9 +142,11 @@ TEST_F(PutTest, ADryRunChangesNothing) {
 TEST_F(PutTest, ADateOfAShotAndARatingArrive) {
   ASSERT_EQ(Kelo({"put", KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"}).exitCode, 0);
   EXPECT_EQ(Kelo({"rate", "rosebed.jpg", "4"}).out, "rated 4\n");
+  EXPECT_EQ(Kelo({"caption", "rosebed.jpg", ""}).out, "caption removed\n");
   for (const auto& [method, text] :
        {std::pair("CheckUploadItems", "shotDate=\"2026-05-17T10:11:12\""),
-        {"ModifyProps", "name=\"rating\" value=\"4\""}})
+        {"ModifyProps", "name=\"rating\" value=\"4\""},
+        {"ModifyProps", "name=\"captionFlag\" value=\"false\""}})
     EXPECT_TRUE(service_.WaitForRequest([&](const LoggedRequest& request) {
       return request.apiMethod == method && request.body.find(text) != std::string::npos;
     })) << method;

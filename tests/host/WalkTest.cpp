@@ -113,6 +113,11 @@ TEST_F(WalkTest, AnAccountNeedNotBeATree) {
        "",
        "A [a]: not once more",
        {"X/A/in.jpg"}},
+      // two of one name, the later one first
+      {"",
+       AlbumOf("b", "A", PictureOf("y", "y")) + AlbumOf("a", "A", in),
+       "",
+       {"A (2)/y.jpg", "A/in.jpg"}},
       // in what was an album before it was a folder
       {FolderOf("x", "X", AlbumOf("y", "Y")) + FolderOf("y", "Y", AlbumOf("a", "A", in)),
        "",
