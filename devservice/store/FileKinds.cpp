@@ -50,7 +50,7 @@ std::string ShotDateOf(const std::filesystem::path& file) {
     const Exiv2::ExifData& exif = image->exifData();
     const auto date = exif.findKey(Exiv2::ExifKey("Exif.Photo.DateTimeOriginal"));
     return date == exif.end() ? std::string() : date->toString();
-  } catch (const Exiv2::AnyError&) {
+  } catch (const std::exception&) {
     return {};  // a damaged picture is stored like any other
   }
 }

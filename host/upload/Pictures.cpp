@@ -95,8 +95,9 @@ void AddPictureFacts(LocalFile& file) {
         size == 0 ? Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string())
                   : Exiv2::ImageFactory::open(bytes.data(), size);
     image->readMetadata();
-    file.width = static_cast<std::uint32_t>(std::max(image->pixelWidth(), 0));
-    file.height = static_cast<std::uint32_t>(std::max(image->pixelHeight(), 0));
+    // signed or not, as the version has them
+    file.width = static_cast<std::uint32_t>(std::max<std::int64_t>(image->pixelWidth(), 0));
+    file.height = static_cast<std::uint32_t>(std::max<std::int64_t>(image->pixelHeight(), 0));
     file.shotDate = ShotDate(image->exifData());
   } catch (const std::exception&) {
     // Not a picture, or a damaged one: it is stored all the same, only without these facts.
