@@ -41,8 +41,7 @@ size_t CurlConnection::OnHeaderLine(std::string_view line) {
   const long status = GetCurlInfo<CURLINFO_RESPONSE_CODE>(easy, 0L);
   if (status / 100 == 1 && status != 101) return line.size();  // an answer is still to come
   hop.headComplete = true;
-  hop.redirecting =
-      request_.method == "GET" && IsRedirect(status) && FindCurlHeader(easy, "Location") != nullptr;
+  hop.redirecting = request_.method == "GET" && IsRedirect(status) && !LocationOf(easy).empty();
   if (!hop.redirecting) return line.size();
   // The body of a redirect may have no end. Without one the connection can serve the next hop.
   const char* length = FindCurlHeader(easy, "Content-Length");

@@ -138,8 +138,7 @@ void CurlConnection::Respond() {
 }
 
 void CurlConnection::FollowRedirect() {
-  const char* location = FindCurlHeader(hop_->easy.get(), "Location");
-  const std::string target = RedirectTarget(url_, location == nullptr ? "" : location);
+  const std::string target = RedirectTarget(url_, LocationOf(hop_->easy.get()));
   formerHops_ = Info();
   Detach();
   hop_.reset();

@@ -28,6 +28,18 @@ int LocalPort(curl_socket_t socket) {
   return ntohs(reinterpret_cast<sockaddr_in6&>(address).sin6_port);
 }
 
+// A part of a URL as libcurl reads it; empty where there is none.
+std::string PartOfURL(const std::string& url, CURLUPart part, unsigned flags = 0) {
+  CurlURL parsed(curl_url());
+  if (!parsed) throw std::bad_alloc();
+  char* raw = nullptr;
+  CURLUcode code = curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME);
+  if (code == CURLUE_OK) code = curl_url_get(parsed.get(), part, &raw, flags);
+  const CurlText text(raw);
+  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
+  return code == CURLUE_OK ? text.get() : std::string();
+}
+
 int ErrorOfConnect(long systemError) {
   if (systemError == ECONNREFUSED) return kURLError_CannotConnectToHost;
   return systemError == ETIMEDOUT ? kURLError_TimedOut : kURLError_NoWayToHost;
@@ -37,53 +49,28 @@ int ErrorOfConnect(long systemError) {
 
 URLScheme SchemeOfURL(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) return URLScheme::Malformed;
-  CurlURL url(curl_url());
-  if (!url) throw std::bad_alloc();
-  const std::string terminated(text);
-  CURLUcode code =
-      curl_url_set(url.get(), CURLUPART_URL, terminated.c_str(), CURLU_NON_SUPPORT_SCHEME);
-  char* raw = nullptr;
-  if (code == CURLUE_OK) code = curl_url_get(url.get(), CURLUPART_SCHEME, &raw, 0);
-  const CurlText scheme(raw);
-  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
-  if (code != CURLUE_OK) return URLScheme::Malformed;
-  const std::string_view name(scheme.get());
-  if (name == "https") return URLScheme::HTTPS;
-  return name == "http" ? URLScheme::HTTP : URLScheme::Unsupported;
+  const std::string name = PartOfURL(std::string(text), CURLUPART_SCHEME);
+  if (name.empty()) return URLScheme::Malformed;
+  if (name != "http" && name != "https") return URLScheme::Unsupported;
+  // libcurl would put up with other numbers of slashes.
+  const std::string_view rest = text.substr(name.size());
+  if (!rest.starts_with("://") || rest.starts_with(":///")) return URLScheme::Malformed;
+  return name == "http" ? URLScheme::HTTP : URLScheme::HTTPS;
 }
 
 std::string HostOfURL(const std::string& text) {
-  CurlURL url(curl_url());
-  if (!url) throw std::bad_alloc();
-  char* raw = nullptr;
-  CURLUcode code = curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_PATH_AS_IS);
-  if (code == CURLUE_OK) code = curl_url_get(url.get(), CURLUPART_HOST, &raw, 0);
-  const CurlText host(raw);
-  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
-  if (code != CURLUE_OK) return {};
-  const std::string_view name(host.get());
-  return std::string(name.starts_with('[') ? name.substr(1, name.size() - 2) : name);
+  const std::string name = PartOfURL(text, CURLUPART_HOST);
+  return name.starts_with('[') ? name.substr(1, name.size() - 2) : name;
+}
+
+std::string OriginOfURL(const std::string& text) {
+  const std::string port = PartOfURL(text, CURLUPART_PORT, CURLU_NO_DEFAULT_PORT);
+  return PartOfURL(text, CURLUPART_SCHEME) + "://" +
+         PartOfURL(text, CURLUPART_HOST, CURLU_PUNYCODE) + (port.empty() ? "" : ":" + port);
 }
 
 bool IsWellFormedURL(std::string_view text) {
   return SchemeOfURL(text) != URLScheme::Malformed;
-}
-
-std::string RedirectTarget(const std::string& url, const char* location) {
-  constexpr unsigned flags =
-      CURLU_NON_SUPPORT_SCHEME | CURLU_PATH_AS_IS | CURLU_URLENCODE | CURLU_ALLOW_SPACE;
-  CurlURL target(curl_url());
-  if (!target) throw std::bad_alloc();
-  char* raw = nullptr;
-  CURLUcode code = curl_url_set(target.get(), CURLUPART_URL, url.c_str(), CURLU_PATH_AS_IS);
-  if (code == CURLUE_OK) code = curl_url_set(target.get(), CURLUPART_URL, location, flags);
-  if (code == CURLUE_OK) code = curl_url_get(target.get(), CURLUPART_URL, &raw, 0);
-  const CurlText text(raw);
-  if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
-  if (code != CURLUE_OK) return {};
-  // An empty query would be lost on this way.
-  const bool emptyQuery = std::string_view(location).ends_with('?');
-  return std::string(text.get()) + (emptyQuery ? "?" : "");
 }
 
 bool MayRedirect(URLScheme from, URLScheme to) {
@@ -152,6 +139,14 @@ const char* FindCurlHeader(CURL* easy, const char* name) {
   curl_header* header = nullptr;
   const bool found = curl_easy_header(easy, name, 0, CURLH_HEADER, -1, &header) == CURLHE_OK;
   return found ? header->value : nullptr;
+}
+
+std::string_view LocationOf(CURL* easy) {
+  const char* const value = FindCurlHeader(easy, "Location");
+  const std::string_view text(value == nullptr ? "" : value);
+  constexpr const char* kBlank = " \t\r";  // libcurl may leave the end of a line without a value
+  const size_t begin = std::min(text.find_first_not_of(kBlank), text.size());
+  return text.substr(begin, text.find_last_not_of(kBlank) + 1 - begin);
 }
 
 curl_socket_t CurlSockets::WithLocalPort(int port) const {

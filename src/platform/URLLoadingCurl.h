@@ -36,9 +36,17 @@ URLScheme SchemeOfURL(std::string_view text);
 // std::bad_alloc.
 std::string HostOfURL(const std::string& text);
 
-// Where a redirect of `url` to `location` leads; empty where that is no URL. Throws
+// "http://host:port" of a URL in ASCII, without a port that goes without saying. Throws
 // std::bad_alloc.
-std::string RedirectTarget(const std::string& url, const char* location);
+std::string OriginOfURL(const std::string& text);
+
+// What stands in the request line for a well-formed URL: its path and query as they are or, where a
+// proxy is to choose the host, origin, path and query. Throws std::bad_alloc.
+std::string RequestTarget(const std::string& url, bool forProxy);
+
+// Where a redirect of a well-formed URL to `location` leads; that need not be one. Throws
+// std::bad_alloc.
+std::string RedirectTarget(std::string_view url, std::string_view location);
 
 // Whether a redirect may lead from one to the other: up or level, never down, never elsewhere.
 bool MayRedirect(URLScheme from, URLScheme to);
@@ -82,6 +90,9 @@ Value GetCurlInfo(CURL* easy, Value otherwise) {
 
 // The first header of that name in a transfer's answer, or null.
 const char* FindCurlHeader(CURL* easy, const char* name);
+
+// Where a transfer's answer points to; empty: nowhere.
+std::string_view LocationOf(CURL* easy);
 
 // The sockets that libcurl has opened. Each is known by what it is, not by its number alone, which
 // belongs to somebody else once libcurl has closed it.

@@ -57,12 +57,14 @@ void CurlConnection::SetOptions() {
   SetCurlOption<CURLOPT_SHARE>(easy, handles_.share.get());
   SetCurlOption<CURLOPT_ERRORBUFFER>(easy, hop_->words.data());
   SetCurlOption<CURLOPT_URL>(easy, url_.c_str());
-  SetCurlOption<CURLOPT_PATH_AS_IS>(easy, 1L);
   SetCurlOption<CURLOPT_PROTOCOLS_STR>(easy, "http,https");
   SetCurlOption<CURLOPT_HTTP_VERSION>(easy, static_cast<long>(CURL_HTTP_VERSION_1_1));
   const std::string proxy = ProxyFor(url_, scheme_);
   hop_->proxied = !proxy.empty();
   SetCurlOption<CURLOPT_PROXY>(easy, proxy.c_str());
+  const bool socks = strncasecmp(proxy.c_str(), "socks", 5) == 0;  // which carries bytes unread
+  const bool forProxy = hop_->proxied && !socks && scheme_ == URLScheme::HTTP;
+  SetCurlOption<CURLOPT_REQUEST_TARGET>(easy, RequestTarget(url_, forProxy).c_str());
   SetCurlOption<CURLOPT_NOPROXY>(easy, "");  // ProxyFor has looked
   SetCurlOption<CURLOPT_SUPPRESS_CONNECT_HEADERS>(easy, 1L);
   SetCurlOption<CURLOPT_NOSIGNAL>(easy, 1L);
@@ -75,7 +77,7 @@ void CurlConnection::SetOptions() {
       easy, static_cast<long>(std::min<uint32_t>(request_.timeout, INT_MAX / 1000 - 1)) + 1);
   SetCurlOption<CURLOPT_BUFFERSIZE>(easy, kReceiveBufferSize);
   SetCurlOption<CURLOPT_HTTPHEADER>(easy, hop_->headers.get());
-  if (!HasHeader("Accept-Encoding")) SetCurlOption<CURLOPT_ACCEPT_ENCODING>(easy, "");
+  if (!HasHeader("Accept-Encoding")) SetCurlOption<CURLOPT_ACCEPT_ENCODING>(easy, "gzip");
   SetCurlOption<CURLOPT_HEADERFUNCTION>(easy, &HeaderCallback);
   SetCurlOption<CURLOPT_HEADERDATA>(easy, hop);
   SetCurlOption<CURLOPT_WRITEFUNCTION>(easy, &DataCallback);

@@ -6,6 +6,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 #include <signal.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <functional>
@@ -102,6 +103,10 @@ struct TLS : testing::Test {
   const Identity identity;
   std::atomic<int> requests = 0;
   SocketServer secure{[this](Peer& peer) {
+    char first = 0;  // of a tunnel's head, if there is one
+    if (recv(peer.Socket(), &first, 1, MSG_PEEK) == 1 && first == 'C' &&
+        !peer.ReadRequest().empty())
+      peer.Send("HTTP/1.1 200 OK\r\n\r\n");
     identity.Serve(
         peer.Socket(),
         [this](const std::string& request) {
@@ -139,6 +144,11 @@ TEST_F(TLS, AServerThatIsVouchedForServesEveryOperation) {
             0u);
   EXPECT_TRUE(response == "/up?<" + large);
   EXPECT_EQ(secure.Connections(), 2) << "and an upload never has one that was used";
+  setenv("https_proxy", secure.Url().c_str(), 1);
+  EXPECT_EQ(connection.HTTPRequestGET("https://127.0.0.1:1/get", "", response, 5), 0u);
+  unsetenv("https_proxy");
+  EXPECT_EQ(response, "/get?");
+  EXPECT_TRUE(secure.Requests().at(0).starts_with("CONNECT 127.0.0.1:1 HTTP/1.1\r\n"));
 }
 
 TEST_F(TLS, AServerThatNobodyVouchesForGetsNoRequest) {
