@@ -38,14 +38,13 @@ foreach(suffix IN ITEMS h hpp)
     DEPENDS ${public_header} ${manual_maker} VERBATIM)
   list(APPEND manual_pages ${manual_page})
 endforeach()
-add_custom_target(library_manual ALL DEPENDS ${manual_pages})
+add_custom_target(kelo_library_manual ALL DEPENDS ${manual_pages})
 install(FILES ${manual_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
-# The documents, as Debian names them. What of others' code is compiled in is told with their terms.
-set(document_folder ${CMAKE_INSTALL_DATADIR}/doc/libtvqaccess2)
-file(READ ${CMAKE_CURRENT_LIST_DIR}/copyright copyright)
+# The documents. What of others' code is compiled into the programs is told with their terms.
+file(READ ${PROJECT_SOURCE_DIR}/debian/copyright copyright)
 if(KELO_BUILD_HOST)
-  foreach(package IN ITEMS libcli11-dev libcpp-httplib-dev nlohmann-json3-dev libfmt-dev)
+  foreach(package IN ITEMS libboost-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev libfmt-dev)
     if(EXISTS /usr/share/doc/${package}/copyright)
       file(READ /usr/share/doc/${package}/copyright terms)
       string(APPEND copyright "\n\nCode of the package ${package} is compiled into the programs. Its terms:\n\n${terms}")
@@ -53,30 +52,19 @@ if(KELO_BUILD_HOST)
   endforeach()
 endif()
 file(WRITE ${PROJECT_BINARY_DIR}/copyright "${copyright}")
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_BINARY_DIR}/copyright DESTINATION ${document_folder})
-install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${document_folder} RENAME changelog)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${document_folder})
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+              ${PROJECT_BINARY_DIR}/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
+        DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(KELO_BUILD_HOST)
-  install(TARGETS kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES ${PROJECT_BINARY_DIR}/devservice/kelo-devservice.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(TARGETS kelo kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${PROJECT_BINARY_DIR}/host/kelo.1 ${PROJECT_BINARY_DIR}/devservice/kelo-devservice.1
+          DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/samples DESTINATION ${CMAKE_INSTALL_DATADIR}/kelo)
+  set(completions ${PROJECT_SOURCE_DIR}/host/completions)
+  install(FILES ${completions}/kelo.bash
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kelo)
+  install(FILES ${completions}/_kelo DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES ${completions}/kelo.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
-
-# The Debian package: everything above in one file.
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME libtvqaccess2)
-set(CPACK_PACKAGE_VENDOR "The libtVQAccess2 developers")
-set(CPACK_PACKAGE_CONTACT "The libtVQAccess2 developers <developers@talvo.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "client library of an online photo service, and its tools")
-set(CPACK_PACKAGE_DESCRIPTION
-  "libtVQAccess2 opens sessions at an online photo storage and sharing service, loads the account's
-catalogue, uploads, downloads, edits and shares. The package holds the shared library with what is
-needed to build against it, the command-line host kelo, and kelo-devservice, a local service to try
-it with.")
-set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-include(CPack)

@@ -28,7 +28,7 @@ function(kelo_module name)
 endfunction()
 
 # The programs that also run under the thread sanitizer: those labelled `threads`.
-add_custom_target(threaded_tests)
+add_custom_target(kelo_threaded_tests)
 
 # kelo_test(NAME SOURCES file... [LIBRARIES target...] [LABELS label...]): a GoogleTest program whose
 # cases are registered one by one with CTest.
@@ -45,7 +45,7 @@ function(kelo_test name)
   endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
   if("threads" IN_LIST ARG_LABELS)
-    add_dependencies(threaded_tests ${name})
+    add_dependencies(kelo_threaded_tests ${name})
   endif()
 endfunction()
 
