@@ -32,6 +32,9 @@
 //     stat         it does not say whether the request succeeded
 //     errcode      it does not say why the request failed
 //
+// A line is written before the command reads what the answer holds. An answer that says "ok" and
+// lacks what its command needs has no cause: the command then answers kKELOResult_GeneralFailure.
+//
 // With unresolved, unreachable, refused, tls and a proxy's tunnel nothing of the request has left
 // ("out=0"). "proxy=used" tells that it was to go through a proxy. The phases lookup=, connect=
 // (with TLS and a tunnel), send=, wait= (for the first byte of the answer) and receive= are in
