@@ -114,6 +114,12 @@ std::string UniversalDate(std::int64_t seconds) {
   return Written(chrono::sys_seconds(told), 'T', true) + "Z";
 }
 
+std::optional<std::int64_t> MomentOf(std::string_view text) {
+  const auto date = Read(text, Clock::Universal);
+  if (!date) return std::nullopt;
+  return date->time.time_since_epoch().count();
+}
+
 std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock) {
   const auto date = Read(text, clock);
   if (!date) return std::nullopt;

@@ -24,6 +24,9 @@ std::string IsoDate(std::string_view text, Clock clock);
 // tell: these are the nearest that one can.
 std::string UniversalDate(std::int64_t seconds);
 
+// The moment that a date of the service names, in seconds since 1970; nothing for what is no date.
+std::optional<std::int64_t> MomentOf(std::string_view text);
+
 // Orders dates by the clock on which they are shown, in seconds; nothing for what is no date.
 std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock);
 

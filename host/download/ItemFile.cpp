@@ -1,4 +1,4 @@
-// Formats to extensions, texts to times.
+// Formats to extensions.
 #include "host/download/ItemFile.h"
 
 #include <sys/stat.h>
@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 
 #include "host/account/CatalogueNames.h"
+#include "host/account/Dates.h"
 #include "host/account/Names.h"
 
 namespace kelo::host {
@@ -45,21 +45,6 @@ std::string WithExtension(std::string name, const Format& format) {
   return FileName(name.append(format.extensions[0]), "");
 }
 
-// The offset behind the seconds, in seconds east of UTC.
-std::optional<std::time_t> OffsetOf(std::string_view zone) {
-  if (zone.starts_with('.'))
-    zone.remove_prefix(std::min(zone.find_first_not_of("0123456789", 1), zone.size()));
-  if (zone.empty() || zone == "Z" || zone == "z") return 0;
-  int hours = 0;
-  int minutes = 0;
-  const bool known = (zone[0] == '+' || zone[0] == '-') &&
-                     (std::sscanf(zone.data() + 1, "%2d:%2d", &hours, &minutes) == 2 ||
-                      std::sscanf(zone.data() + 1, "%2d%2d", &hours, &minutes) == 2);
-  if (!known) return std::nullopt;
-  const std::time_t offset = (hours * 60 + minutes) * 60;
-  return zone[0] == '-' ? -offset : offset;
-}
-
 }  // namespace
 
 std::string ItemFileName(const Item& item) {
@@ -67,21 +52,6 @@ std::string ItemFileName(const Item& item) {
   const auto* const format = std::ranges::find(kFormats, item.fileFormat, &Format::format);
   return MayBeCut(item) && format != std::end(kFormats) ? WithExtension(std::move(name), *format)
                                                         : name;
-}
-
-std::optional<std::time_t> MomentOf(std::string_view date) {
-  const std::string text(date);
-  std::tm parts{};
-  int end = 0;
-  const int read = std::sscanf(text.c_str(), "%4d%*1[-:]%2d%*1[-:]%2d%*1[T ]%2d:%2d:%2d%n",
-                               &parts.tm_year, &parts.tm_mon, &parts.tm_mday, &parts.tm_hour,
-                               &parts.tm_min, &parts.tm_sec, &end);
-  if (read != 6 || parts.tm_mon < 1 || parts.tm_mon > 12 || parts.tm_mday < 1) return std::nullopt;
-  const auto offset = OffsetOf(std::string_view(text).substr(static_cast<std::size_t>(end)));
-  if (!offset) return std::nullopt;
-  parts.tm_year -= 1900;
-  parts.tm_mon -= 1;
-  return ::timegm(&parts) - *offset;
 }
 
 std::optional<std::time_t> ItemDate(const Item& item) {

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "KELOAccess.hpp"
 
@@ -14,11 +13,6 @@ namespace kelo::host {
 // The item's name as a file name, else its id. Where the name was cut, the extension of the item's
 // format is put back.
 std::string ItemFileName(const Item& item);
-
-// The moment that a date of the service names: "2026-11-21T10:20:30Z" and what differs from it in
-// the separators, a fraction or an offset such as "+09:00"; without one it is UTC. Nothing for
-// anything else.
-std::optional<std::time_t> MomentOf(std::string_view date);
 
 // The item's modify date.
 std::optional<std::time_t> ItemDate(const Item& item);

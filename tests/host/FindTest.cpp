@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "KeloProcess.h"
+#include "host/account/EntryPaths.h"
 #include "host/account/Find.h"
 #include "host/library/ResultText.h"
 #include "host/library/StateFile.h"
@@ -140,6 +141,7 @@ TEST_F(FindTest, AnAlbumIsNothingElseNorIsAFolder) {
     EXPECT_FALSE(FindAlbumIfAny(library_, none).has_value()) << none;
   EXPECT_TRUE(FindAlbumIfAny(library_, "lisBON").has_value());
   EXPECT_THROW(FindAlbumIfAny(library_, "party"), Failure);
+  EXPECT_TRUE(EntryPaths(library_, {.albums = true}, "arden1").empty()) << "no id begins so";
 }
 
 }  // namespace

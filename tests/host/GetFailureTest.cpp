@@ -202,21 +202,26 @@ TEST_F(GetTest, FollowsNoLinkThatComesMeanwhile) {
 }
 
 TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
-  ScriptAccount({{"1 quick.jpg"}, {"2 slow.jpg"}, {"3 never.jpg"}}, [](const std::string& id) {
-    if (id == "item0") return Reply{.body = "quick"};
-    return Reply{.body = std::string(1 << 20, 'x'), .bytesPerSecond = 10'000};
-  });
-  std::signal(SIGHUP, SIG_IGN);  // as nohup does
-  KeloProcess kelo({"get", "root", "--to", Out().string()}, Environment());
-  std::signal(SIGHUP, SIG_DFL);
-  ASSERT_TRUE(service_.WaitForRequest(
-      [](const LoggedRequest& request) { return request.path == "/original/item1"; }));
-  kelo.Signal(SIGHUP);
-  kelo.Signal(SIGINT);
-  const Outcome outcome = kelo.Wait();
-  EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
-  EXPECT_THAT(outcome.err, EndsWith("kelo: aborted: 1 of 3 stored\n"));
-  EXPECT_THAT(Names("out"), ElementsAre("1 quick.jpg"));
+  const std::vector<std::string> names = {"0.jpg", "1.jpg", "2.jpg"};
+  for (const std::size_t stored : {1u, 0u}) {
+    fs::remove_all(Out());
+    service_.ClearLog();
+    const std::string slow = "item" + std::to_string(stored);
+    ScriptAccount({{names[0]}, {names[1]}, {names[2]}}, [slow](const std::string& id) {
+      return Reply{.body = std::string(1 << 20, 'x'), .bytesPerSecond = id == slow ? 10'000u : 0};
+    });
+    std::signal(SIGHUP, SIG_IGN);  // as nohup does
+    KeloProcess kelo({"get", "root", "--to", Out().string()}, Environment());
+    std::signal(SIGHUP, SIG_DFL);
+    ASSERT_TRUE(service_.WaitForRequest(
+        [&](const LoggedRequest& request) { return request.path == "/original/" + slow; }));
+    kelo.Signal(SIGHUP);
+    kelo.Signal(SIGINT);
+    const Outcome outcome = kelo.Wait();
+    EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+    EXPECT_THAT(outcome.err, EndsWith(fmt::format("kelo: aborted: {} of 3 stored\n", stored)));
+    EXPECT_THAT(Names("out"), ::testing::ElementsAreArray(names.begin(), names.begin() + stored));
+  }
 }
 
 }  // namespace

@@ -141,6 +141,7 @@ TEST_F(PutTest, ADryRunChangesNothing) {
 
 TEST_F(PutTest, ADateOfAShotAndARatingArrive) {
   ASSERT_EQ(Kelo({"put", KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"}).exitCode, 0);
+  EXPECT_EQ(Kelo({"tag", "rosebed.jpg", "red"}).out, "tags added\n");
   EXPECT_EQ(Kelo({"rate", "rosebed.jpg", "4"}).out, "rated 4\n");
   EXPECT_EQ(Kelo({"caption", "rosebed.jpg", ""}).out, "caption removed\n");
   for (const auto& [method, text] :

@@ -142,8 +142,10 @@ TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
   for (const std::string& file : {twin, twin, Write("one.jpg", "x").string()})
     ASSERT_EQ(Kelo({"put", file, "--force", "--album", "Harbour"}).exitCode, 0);
   EXPECT_EQ(Kelo({"__complete", "bash", "get", "Harbour/"}).out, "names\nHarbour/one.jpg\n");
-  service_.SetScript([](const auto&) { return devservice::Reply{.status = 500}; });
+  service_.SetScript([](const auto&) { return devservice::Reply{.closeAtOnce = true}; });
+  service_.ClearLog();
   const Outcome failed = Kelo({"__complete", "zsh", "ls", ""});
+  EXPECT_EQ(service_.RequestCount(), 1u);
   EXPECT_EQ(failed.exitCode, 0);
   EXPECT_EQ(failed.out + failed.err, "names\n");
 }
