@@ -51,7 +51,7 @@ TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
   };
   std::vector<ScriptedItem> items = {
       {"same.jpg", "2024-05-17T10:11:13Z", "2024-06-01"},
-      {"same.jpg", "2024-05-20T10:11:13Z", "2024-06-03"},
+      {"same.jpg", "1964-05-20T10:11:13Z", "2024-06-03"},
       {"same.jpg", "2024-05-18T10:11:13Z", "2024-06-02"},
       {"same (2).jpg", "2024-05-18 10:11:13", "2024-06-04"},
       {"caf&#233;.jpg", "2024:05:18 10:11:13", "2024-06-01"},

@@ -56,9 +56,6 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
     EXPECT_EQ(get.exitCode, 0) << get.err;
     EXPECT_EQ(PathsInOut(), one.paths) << ::testing::PrintToString(one.arguments);
   }
-  // An album that got a namesake keeps its folder.
-  ASSERT_EQ(Kelo({"mkalbum", "Party", "--force"}).exitCode, 0);
-  EXPECT_THAT(Get({"--all"}).out, EndsWith("0 downloaded, 5 already here\n"));
   // What the service imported is known to it by the date that the file got.
   const Outcome put = Kelo({"put", (Out() / "Journeys").string(), (Out() / "top.jpg").string()});
   EXPECT_EQ(put.exitCode, 0) << put.err;

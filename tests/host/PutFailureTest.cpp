@@ -135,6 +135,7 @@ class FullStorageTest : public PutTest {
 TEST_F(FullStorageTest, WhatStillFitsIsSent) {
   Write("in/1.jpg", std::string(600, '1'));
   ASSERT_EQ(Put().exitCode, 0);
+  EXPECT_EQ(Kelo({"quota"}).out, "600 bytes of 1.0 kB used (60.0 %)\n");
   Write("in/2.jpg", std::string(500, '2'));
   Write("in/3.jpg", std::string(300, '3'));
   Write("in/4.jpg", std::string(200, '4'));

@@ -173,5 +173,14 @@ TEST_F(WalkTest, AnAccountNeedNotBeATree) {
   }
 }
 
+TEST_F(WalkTest, AnAlbumThatGotANamesakeKeepsItsFolder) {
+  const std::string later = AlbumOf("b", "A", PictureOf("y", "y"));
+  for (const std::string& albums : {later, AlbumOf("a", "A", PictureOf("x", "x")) + later}) {
+    Script({"", albums});
+    EXPECT_EQ(Get({"--all"}).exitCode, 0);
+  }
+  EXPECT_THAT(PathsInOut(), ElementsAre("A (2)/x.jpg", "A/y.jpg", "Good/ok.jpg"));
+}
+
 }  // namespace
 }  // namespace kelo::host::testing
