@@ -33,11 +33,11 @@ std::string ExtensionOf(std::string_view name) {
   return extension;
 }
 
+// Zeros where there are fewer.
 std::string FirstBytes(const std::filesystem::path& file) {
   std::string bytes(4, '\0');
   std::ifstream stream(file, std::ios::binary);
   stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<std::size_t>(stream.gcount()));
   return bytes;
 }
 

@@ -112,13 +112,15 @@ class Client {
     const std::string query = "keloSessToken=" + token + "&callId=" + NextCallId();
     return query + "&keloApiSig=" + Sha1Hex(secret + "?" + query + "\r\n" + document);
   }
-  Response GetHierarchy() {
-    return Call(
-        "GetHierarchy",
-        " folderSortBy=\"ModifyDate\" folderSortOrder=\"desc\" albumSortBy=\"ModifyDate\""
-        " albumSortOrder=\"desc\" sortBy=\"UploadDate\" sortOrder=\"desc\" needFileFormat=\"true\""
-        " needFileName=\"true\" needOrigUrl=\"true\" needScreenUrl=\"true\" needShotDate=\"true\""
-        " needUploadDate=\"true\" needModifyDate=\"true\"");
+  Response GetHierarchy(
+      const std::string& order =
+          " folderSortBy=\"ModifyDate\" folderSortOrder=\"desc\" albumSortBy=\"ModifyDate\""
+          " albumSortOrder=\"desc\" sortBy=\"UploadDate\" sortOrder=\"desc\"") {
+    return Call("GetHierarchy",
+                order +
+                    " needFileFormat=\"true\" needFileName=\"true\" needOrigUrl=\"true\""
+                    " needScreenUrl=\"true\" needShotDate=\"true\" needUploadDate=\"true\""
+                    " needModifyDate=\"true\"");
   }
 
   static inline const std::string kDeclarations =

@@ -158,6 +158,8 @@ TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
   const std::tuple<std::string, std::string, std::string, int> cases[] = {
       {"PATCH /x HTTP/1.1\r\nContent-Length: 2\r\n\r\nab", "PATCH", "/x", 404},
       {"PATCH /x HTTP/1.1\r\n\r\n", "PATCH", "/x", 404},
+      {"POST /P2PwebCmdController/api-manage HTTP/1.1\r\n\r\n", "POST",
+       "/P2PwebCmdController/api-manage", 404},
       {"OPTIONS /x HTTP/1.1\r\n\r\n", "OPTIONS", "/x", 404},
       {"TRACE /x HTTP/1.1\r\n\r\n", "TRACE", "/x", 400},
       {"FETCH /x HTTP/1.1\r\n\r\n", "?", "FETCH /x HTTP/1.1", 400},

@@ -82,6 +82,7 @@ TEST_F(ServiceProgram, SaysWhatItIsAndWhatIsWrongWithALine) {
 }
 
 TEST_F(ServiceProgram, CtlAsksAndChangesTheServiceThatRuns) {
+  std::filesystem::create_symlink(folder.Path("else"), controlFile[1]);  // gives way
   EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("no service runs here"));
   ServiceProcess service({"--account", "other@home.example", controlFile[0], controlFile[1]});
   ASSERT_TRUE(service.IsServing());
@@ -135,8 +136,10 @@ TEST_F(ServiceProgram, CtlAsksAndChangesTheServiceThatRuns) {
   ServiceProcess next(controlFile);
   ASSERT_TRUE(next.IsServing());
   EXPECT_EQ(Ctl({"faults"}).exitCode, 0);
+  if (chown(controlFile[1].c_str(), 65534, ~0u) == 0)
+    EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("somebody else's"));
   EXPECT_EQ(next.End(SIGTERM).exitCode, 0);
-  EXPECT_FALSE(std::filesystem::exists(controlFile[1]));
+  EXPECT_EQ(folder.EntryCount(), 0u);
 }
 
 TEST_F(ServiceProgram, TheLogHasALineForEachRequestAndNoSecret) {
@@ -214,6 +217,7 @@ TEST_F(ServiceProgram, WhatIsNoFileOfItsOwnKeepsItsMode) {
 
 TEST_F(ServiceProgram, ASignalEndsAnImport) {
   folder.Write("pictures/a.jpg", "");
+  setenv("TMPDIR", folder.Path("").c_str(), 1);  // where it has files of its own
   sigset_t interrupt;
   sigemptyset(&interrupt);
   sigaddset(&interrupt, SIGINT);
@@ -223,6 +227,8 @@ TEST_F(ServiceProgram, ASignalEndsAnImport) {
   const Ended ended = service.End(SIGINT);
   EXPECT_EQ(ended.exitCode, 0);
   EXPECT_EQ(ended.out, "");
+  unsetenv("TMPDIR");
+  EXPECT_EQ(folder.EntryCount(), 2u) << "only what stands in pictures, and what it said";
 }
 
 TEST_F(ServiceProgram, ProgressEndsItsLine) {

@@ -133,9 +133,18 @@ TEST_F(ProtocolTest, AnImportedTreeIsListedInOrderAndCompressedOnlyWhenAskedFor)
   EXPECT_EQ(foreign.Attribute("itemsCount"), "2");
   EXPECT_EQ(client.Send("GET", service.Url() + "/P2PwebCmdController/download/original/x").status,
             404);
+  client.Call("AddFolder", " folderName=\"Away\"");
+  const Response sorted = client.GetHierarchy(
+      " folderSortBy=\"Name\" folderSortOrder=\"desc\" albumSortBy=\"Name\" albumSortOrder=\"asc\""
+      " sortBy=\"FileName\" sortOrder=\"desc\"");
+  EXPECT_EQ(Between(sorted.body, "Name=\"", "\""),
+            (std::vector<std::string>{"dawn.wav", "dawn.jpg", "Journeys", "Lisbon", "tram.jpg",
+                                      "caf&#233; &#224; noite.jpg", "&#20140;&#37117;",
+                                      "&#26716;&#12398;&#24237;.jpg", "Away", "Garden",
+                                      "rosebed.jpg", "pond &amp; frog.jpg"}));
 
   EXPECT_EQ(plain.head.find("Content-Encoding"), std::string::npos);
-  const std::string document = service.Log().at(service.Log().size() - 3).body;
+  const std::string document = service.Log().at(service.Log().size() - 5).body;
   const Response packed = client.Send("PUT", client.manageUrl + "?" + client.Query(document),
                                       &document, {"Accept-Encoding: gzip"});
   EXPECT_NE(packed.head.find("Content-Encoding: gzip"), std::string::npos) << packed.head;
@@ -164,6 +173,8 @@ TEST_F(ProtocolTest, SharingReachesTheOtherAccountForReadingOnly) {
             std::string::npos);
   const Response foreign = reader.Call("GetForeignAlbumItems", " needDate=\"true\"");
   EXPECT_NE(foreign.body.find(album), std::string::npos);
+  EXPECT_EQ(Between(client.GetHierarchy().body, "shareFlag=\"", "\""),
+            (std::vector<std::string>{"false", "false", "true"}));
   EXPECT_EQ(reader.Call("GetItemsInfo", ask).Outcome(), "ok");
   EXPECT_EQ(reader.Call("AddTags", ofItem + " tagList=\"x\"").Outcome(), "312");
   EXPECT_EQ(reader.Call("AddItemsToAlbum", " " + album + " itemIdList=\"x\"").Outcome(), "312");

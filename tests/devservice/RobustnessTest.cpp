@@ -140,6 +140,8 @@ TEST(DataDirectory, IsPrivateAndHoldsNothingThatIsNoOnes) {
 TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
   const TemporaryFolder folder;
   folder.Write("top.jpg", "a");
+  Post(client, MakeUpload({{"top.jpg", "a", ""}}));  // the same, by a client that knows no dates
+  fs::create_directory(folder.Path("Empty"));
   folder.Write("Album/one.jpg", "b");
   folder.Write("Album/deep/deeper/two.jpg", "c");
   folder.Write("Other/three.jpg", "d");
@@ -158,6 +160,7 @@ TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
                               }};
   service.Import(folder.Path(""), watcher);
   const std::string tree = client.GetHierarchy().body;
+  EXPECT_NE(tree.find("albumName=\"Empty\""), std::string::npos);
   auto names = Between(tree, "fileName=\"", "\"");
   std::ranges::sort(names);
   EXPECT_EQ(names, (std::vector<std::string>{"one.jpg", "three.jpg", "top.jpg", "two.jpg"}));

@@ -23,20 +23,21 @@ TEST_F(ServiceTest, StoresEveryByte) {
   std::string large(3'000'000, '\0');
   for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i * i / 7 + i);
   const std::string hostile = "\r\n--BOUNDARY--\r\n--BOUNDARY";
-  const Upload upload = MakeUpload({{"one.bin", large},
-                                    {"caf&#233;.mov", hostile, " albumId=\"" + album + "\""},
-                                    {"empty.jpg", ""}});
+  const Upload upload = MakeUpload({{"empty.jpg", ""},
+                                    {"one.bin", large},
+                                    {"caf&#233;.mov", hostile, " albumId=\"" + album + "\""}});
   const Response response = Post(client, upload);
   ASSERT_EQ(response.Outcome(), "ok") << response.body;
   EXPECT_EQ(Between(response.body, "idx=\"", "\""), (std::vector<std::string>{"1", "2", "3"}));
   const Response tree = client.GetHierarchy();
   const std::string root = Between(tree.body, "<rootAlbum>", "</rootAlbum>").at(0);
-  EXPECT_EQ(Between(root, "fileName=\"", "\""), (std::vector<std::string>{"one.bin", "empty.jpg"}));
+  EXPECT_EQ(Between(root, "fileName=\"", "\""), (std::vector<std::string>{"empty.jpg", "one.bin"}));
+  EXPECT_EQ(Between(tree.body, "/original/", "\"").size(), 3u);
   EXPECT_EQ(Between(root, "modifyDate=\"", "\"").at(0), "2026:01:02 11:00:00");
   const std::string listed = Between(tree.body, "<album ", "</album>").at(0);
   EXPECT_EQ(Between(listed, "fileName=\"", "\""), std::vector<std::string>{"caf&#233;.mov"});
   EXPECT_EQ(Between(listed, "fileFormat=\"", "\""), std::vector<std::string>{"video/quicktime"});
-  EXPECT_TRUE(client.Send("GET", Between(root, "origUrl=\"", "\"").at(0)).body == large);
+  EXPECT_TRUE(client.Send("GET", Between(root, "origUrl=\"", "\"").at(1)).body == large);
   EXPECT_EQ(client.Send("GET", Between(listed, "origUrl=\"", "\"").at(0)).body, hostile);
   EXPECT_EQ(client.Call("GetStorageCapacity").Attribute("dataCapacity"), "3000026");
   EXPECT_TRUE(service.Log().at(2).body.empty()) << "a large body is not kept";
