@@ -120,7 +120,6 @@ TEST(Wire, RedirectsAreFollowedForGetOnly) {
       {"PUT", "/1", "", 4112, "moved", 1},
       {"POST", "/1", "", 4112, "moved", 1},
       {"GET", "/to", "", 4112, "elsewhere", 1},  // an empty Location is none
-      {"GET", "/to", "http:///127.0.0.1/x", 4112, "", 1},
       {"GET", "/to", "ftp://127.0.0.1/x", 4112, "", 1},
       {"GET", "/to", "file:///etc/passwd", 4112, "", 1},
       {"GET", "/to", "http://a:b:c/", 4112, "", 1},
@@ -162,7 +161,6 @@ TEST(Wire, RequestLinesAreTheTextOfTheURL) {
       {"http://HOST?x", "", "/?x"},
       {"http://HOST#f?x/", "", "/"},
       {"http://HOST/a?#f", "", "/a?"},
-      {"http://HOST/a#f?x", "", "/a"},
       {"http://HOST//a/../b/./c/..", "", "//a/../b/./c/.."},
       {"http://HOST/%7e%2F%zz+?%zz??@:/", "", "/%7e%2F%zz+?%zz??@:/"},
       {"http://HOST/\xc3\xa4?\xff", "", "/\xc3\xa4?\xff"},
@@ -173,7 +171,6 @@ TEST(Wire, RequestLinesAreTheTextOfTheURL) {
       {"http://HOST/a/b?c/d", "/0/../0?", "/0/../0?"},
       {"http://HOST/a/b?c/d", "x?", "/a/x?"},
       {"http://HOST?c/d", "x", "/x"},
-      {"http://HOST/a/b?c/d", "../x", "/x"},
       {"http://HOST/a/b?c/d", "./.././../x/../y", "/x/../y"},
       {"http://HOST/a/b/c", "..?x", "/a/?x"},
       {"http://HOST/a/b?c/d", ".", "/a/"},
