@@ -53,7 +53,7 @@ endfunction()
 # --man, from the same texts as --help. It is in the current binary folder.
 function(kelo_program_manual name)
   add_custom_command(OUTPUT ${name}.1
-    COMMAND ${name} --man > ${name}.1.new
+    COMMAND $<TARGET_FILE:${name}> --man > ${name}.1.new
     COMMAND ${CMAKE_COMMAND} -E rename ${name}.1.new ${name}.1
     DEPENDS ${name} VERBATIM)
   add_custom_target(${name}_manual ALL DEPENDS ${name}.1)
