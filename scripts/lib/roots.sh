@@ -28,9 +28,9 @@ binfmt_of() {
 }
 
 # in_namespaces ARCH COMMAND...: runs the command with mounts and processes of its own, which end with
-# it, and with qemu for the programs of ARCH.
+# it and with the script, and with qemu for the programs of ARCH.
 in_namespaces() {
-  local arch=$1 own=(unshare --mount --pid --fork --kill-child)
+  local arch=$1 own=(setpriv --pdeathsig KILL unshare --mount --pid --fork --kill-child)
   shift
   if ! foreign "$arch"; then
     "${own[@]}" "$@"
@@ -63,7 +63,7 @@ in_user_namespace() {
   go=$(mktemp -u)
   mkfifo -m 600 "$go"
   # shellcheck disable=SC2016  # expanded by the shell inside
-  unshare --user --kill-child bash -c 'read -r <"$0"; exec "$@"' "$go" "$@" </dev/null &
+  setpriv --pdeathsig KILL unshare --user --kill-child bash -c 'read -r <"$0"; exec "$@"' "$go" "$@" </dev/null &
   process=$!
   while [[ $(readlink "/proc/$process/ns/user") == "$here" ]]; do
     sleep 0.01
