@@ -127,14 +127,20 @@ TEST(Peer, ThatStopsReadingALargeBody) {
 TEST(Peer, MayDigestALargeBodyButNotASmallOne) {
   SocketServer server([](Peer& peer) {
     // A peer that closed after its answer would race against the next request.
-    while (!peer.ReadRequest().empty() && peer.Pause(2500ms)) peer.Reply(200, "digested");
+    for (std::string request; !(request = peer.ReadRequest()).empty();) {
+      const bool begins = request.starts_with("PUT /begins");
+      if (begins) peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n");
+      if (!peer.Pause(2500ms)) return;
+      begins ? peer.Send("digested") : peer.Reply(200, "digested");
+    }
   });
   Transport transport;
   std::string response;
   const std::string large(32 << 20, 'x');  // 5.6 seconds more
   EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", large, response, 1), 0u);
   EXPECT_EQ(response, "digested");
-  EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "small", response, 1), 4098u);
+  for (const auto& [path, body] : {std::pair("", std::string("small")), {"/begins", large}})
+    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(path), "", body, response, 1), 4098u);
 }
 
 TEST(Peer, ThatLeavesWhileABodyTravelsRaisesNoSignal) {
