@@ -143,11 +143,6 @@ void UploadReceiver::OpenFile() {
   file_.open(item.file, std::ios::binary | std::ios::trunc);
   fileLeft_ = item.size;
   state_ = State::File;
-  if (fileLeft_ == 0) {
-    ++next_;
-    file_.close();
-    BeginFraming();
-  }
 }
 
 void UploadReceiver::TakeFile(std::string_view& bytes) {

@@ -140,7 +140,6 @@ TEST(DataDirectory, IsPrivateAndHoldsNothingThatIsNoOnes) {
 TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
   const TemporaryFolder folder;
   folder.Write("top.jpg", "a");
-  Post(client, MakeUpload({{"top.jpg", "a", ""}}));  // the same, by a client that knows no dates
   fs::create_directory(folder.Path("Empty"));
   folder.Write("Album/one.jpg", "b");
   folder.Write("Album/deep/deeper/two.jpg", "c");
