@@ -41,10 +41,11 @@ endforeach()
 add_custom_target(kelo_library_manual ALL DEPENDS ${manual_pages})
 install(FILES ${manual_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
-# The documents. What of others' code is compiled into the programs is told with their terms.
+# The documents. What of others' code is compiled into the programs is told with their terms; those
+# of Boost ask for that in sources only.
 file(READ ${PROJECT_SOURCE_DIR}/debian/copyright copyright)
 if(KELO_BUILD_HOST)
-  foreach(package IN ITEMS libboost-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev libfmt-dev)
+  foreach(package IN ITEMS libcli11-dev nlohmann-json3-dev libfmt-dev)
     if(EXISTS /usr/share/doc/${package}/copyright)
       file(READ /usr/share/doc/${package}/copyright terms)
       string(APPEND copyright "\n\nCode of the package ${package} is compiled into the programs. Its terms:\n\n${terms}")

@@ -42,16 +42,17 @@ class Service::Impl {
         store_(options_.dataDirectory, FilesDirectory()),
         owner_(store_.AddAccount(kOwnerAddress)),
         arrivals_(options_.logLimit),
-        server_(options_.port.value_or(store_.LastPort()), {options_.headLimit, options_.bodyLimit},
-                [this](LoggedRequest head) { return Begin(std::move(head)); }),
-        url_("http://127.0.0.1:" + std::to_string(server_.Port())),
+        server_(MakeHttpServer(options_.port.value_or(store_.LastPort()),
+                               {options_.headLimit, options_.bodyLimit},
+                               [this](LoggedRequest head) { return Begin(std::move(head)); })),
+        url_("http://127.0.0.1:" + std::to_string(server_->Port())),
         api_(store_, {url_, options_.quotaBytes, options_.tokenLifetime}),
         control_({api_, store_, records_, faults_, owner_.account, options_.quotaBytes,
-                  server_.Port()}) {
-    store_.KeepPort(server_.Port());
-    server_.Start();
+                  server_->Port()}) {
+    store_.KeepPort(server_->Port());
+    server_->Start();
   }
-  ~Impl() { server_.Stop(); }
+  ~Impl() { server_.reset(); }
 
   const std::string& Url() const { return url_; }
   std::string PageUrl() const { return url_ + "/?token=" + control_.Token(); }
@@ -84,7 +85,7 @@ class Service::Impl {
   Store store_;
   const Credentials owner_;
   Arrivals arrivals_;
-  HttpServer server_;
+  std::unique_ptr<HttpServer> server_;
   const std::string url_;
   Api api_;
   Faults faults_;

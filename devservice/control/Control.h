@@ -14,7 +14,6 @@
 
 #include "devservice/control/RequestLog.h"
 #include "devservice/faults/Faults.h"
-#include "devservice/http/Connection.h"
 #include "devservice/http/Message.h"
 #include "devservice/methods/Api.h"
 #include "devservice/store/Store.h"

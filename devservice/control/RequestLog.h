@@ -13,6 +13,10 @@
 
 namespace kelo::devservice {
 
+// Replaces the secrets in all texts: what stands behind the name of one, and what looks like one
+// that the service makes.
+void MaskSecrets(RequestRecord& record);
+
 // "2026-01-31T12:34:56.789Z"
 std::string TimeText(std::chrono::system_clock::time_point time);
 // A record without document and answer.

@@ -1,20 +1,27 @@
 // One request on its way: what arrives, what the service makes of it, and what is kept of it.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string_view>
 
-#include "devservice/http/Connection.h"
 #include "devservice/http/Message.h"
 #include "devservice/http/RequestRecord.h"
 
 namespace kelo::devservice {
 
-// Derived classes decide. Used by its connection's thread, which calls what follows in this order.
+// Derived classes decide. Used by one thread, which calls what follows in this order.
 class Exchange {
  public:
-  explicit Exchange(LoggedRequest head);
+  explicit Exchange(LoggedRequest head) : request(std::move(head)) {
+    record.time = std::chrono::system_clock::now();
+    record.verb = request.method;
+    record.path = request.path;
+    record.query = request.query;
+  }
   virtual ~Exchange() = default;
   Exchange(const Exchange&) = delete;
   Exchange& operator=(const Exchange&) = delete;
@@ -36,17 +43,18 @@ class Exchange {
   std::uint64_t bytesPerSecond = 0;  // at which the body is taken; 0: as fast as it comes
 };
 
-// Takes the rest of the request, answers it, and completes its record. Without a reader there is no
-// body.
-void Serve(Exchange& exchange, Connection& connection, const httplib::ContentReader* reader);
+// Makes what serves a request of which the head has arrived. Called on several threads at once.
+using ExchangeMaker = std::function<std::unique_ptr<Exchange>(LoggedRequest head)>;
 
-// Answers what is no request, or none that this service serves, and leaves.
-void Refuse(Exchange& exchange, Connection& connection);
+// How long a head may take, and what is behind it: that by a second more for every 1000 bytes.
+struct Limits {
+  std::chrono::milliseconds head;
+  std::chrono::milliseconds body;
+};
 
-// The answer to a body that is too long.
-Reply TooLarge();
-
-// A text as answer, for people.
-Reply PlainReply(int status, std::string body);
+// Serves the requests that come on a socket, which does not block, on this thread. False when the
+// connection is over, true when the peer has nothing more to ask for the moment. The socket is shut
+// down from outside to end it at once.
+bool ServeConnection(int socket, const Limits& limits, const ExchangeMaker& maker);
 
 }  // namespace kelo::devservice

@@ -1,207 +1,170 @@
-// cpp-httplib driven connection by connection.
+// Accepting, waiting for requests and threads, by Asio.
 #include "devservice/http/HttpServer.h"
 
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
+#include <signal.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <limits>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <condition_variable>
+#include <list>
 #include <mutex>
-#include <set>
-#include <stdexcept>
+#include <system_error>
 #include <thread>
 
-#include "devservice/http/IdleConnections.h"
-#include "devservice/http/Workers.h"
+#include "devservice/files/Descriptor.h"
 
 namespace kelo::devservice {
 namespace {
 
+using boost::asio::ip::tcp;
+using boost::system::error_code;
+using Clock = std::chrono::steady_clock;
+
 constexpr int kBacklog = 4096;
+constexpr std::chrono::seconds kIdleLimit{300};
+constexpr std::chrono::seconds kLookRound{10};
+constexpr std::chrono::milliseconds kPause{1};
+constexpr std::size_t kSpareThreads = 3;
+// A stack takes 8 MiB of the addresses; where they have 32 bits, something must be left of them.
+constexpr std::size_t kMaxThreads = sizeof(void*) < 8 ? 200 : 20'000;
 
-// What this thread serves: httplib's handlers don't say which connection it is.
-struct Current {
-  Connection* connection = nullptr;
-  std::unique_ptr<Exchange> exchange;
-};
-thread_local Current current;
-
-// httplib's task is only to hand a new connection over.
-class AtOnce final : public httplib::TaskQueue {
- public:
-  void enqueue(std::function<void()> task) override { task(); }
-  void shutdown() override {}
+struct Peer {
+  Descriptor socket;
+  tcp::socket watched;  // the same, while no request comes
+  Clock::time_point idleSince;
 };
 
-void ServeCurrent(const httplib::ContentReader* reader) {
-  const std::unique_ptr<Exchange> exchange = std::move(current.exchange);
-  Serve(*exchange, *current.connection, reader);
-}
-
-LoggedRequest HeadOf(const httplib::Request& request) {
-  LoggedRequest head;
-  head.method = request.method;
-  head.target = request.target;
-  const std::size_t mark = request.target.find('?');
-  head.path = request.target.substr(0, mark);
-  if (mark != std::string::npos) head.query = request.target.substr(mark + 1);
-  for (const auto& [name, value] : request.headers) {
-    // These four are httplib's own additions.
-    if (name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
-        name == "LOCAL_PORT")
-      continue;
-    head.headers.emplace_back(name, value);
-  }
-  head.bodySize = request.get_header_value<std::uint64_t>("Content-Length");
-  return head;
-}
-
-}  // namespace
-
-class HttpServer::Impl final : private httplib::Server {
+// All threads wait for what happens. Whoever sees the begin of a request serves it, and sees to it
+// that another one waits meanwhile.
+class Server final : public HttpServer {
  public:
-  Impl(int port, Connection::Limits limits, ExchangeMaker maker)
-      : maker_(std::move(maker)), limits_(limits) {
-    new_task_queue = [] { return new AtOnce; };  // httplib takes ownership
-    // Not httplib's own, which let two services share a port.
-    set_socket_options([](int socket) {
-      const int yes = 1;
-      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    });
-    set_tcp_nodelay(true);
-    set_read_timeout(0);  // the connections watch themselves
-    set_write_timeout(0);
-    set_payload_max_length(std::numeric_limits<std::size_t>::max());
-    const char* every = R"([\s\S]*)";
-    const auto bare = [](const httplib::Request&, httplib::Response&) { ServeCurrent(nullptr); };
-    Get(every, bare);
-    Options(every, bare);
-    const auto withBody = [](const httplib::Request&, httplib::Response&,
-                             const httplib::ContentReader& reader) { ServeCurrent(&reader); };
-    Put(every, withBody);
-    Post(every, withBody);
-    Patch(every, withBody);
-    Delete(every, withBody);
-    port_ = port == 0 ? bind_to_any_port("127.0.0.1") : bind_to_port("127.0.0.1", port) ? port : -1;
-    if (port_ <= 0) throw PortError("port " + std::to_string(port) + " is in use, or forbidden");
-    ::listen(svr_sock_.load(), kBacklog);  // again, since httplib lets 5 wait
+  Server(int port, Limits limits, ExchangeMaker maker) : limits_(limits), maker_(std::move(maker)) {
+    signal(SIGPIPE, SIG_IGN);  // a peer that leaves
+    acceptor_.assign(tcp::v4(), socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    acceptor_.set_option(tcp::acceptor::reuse_address(true));
+    acceptor_.non_blocking(true);
+    error_code error;
+    const auto loopback = boost::asio::ip::address_v4::loopback();
+    acceptor_.bind({loopback, static_cast<std::uint16_t>(port)}, error);
+    if (error) throw PortError("port " + std::to_string(port) + " is in use, or forbidden");
+    acceptor_.listen(kBacklog);
   }
 
-  ~Impl() override { StopAll(); }
-
-  int Port() const { return port_; }
-
-  void Start() {
-    listener_ = std::thread([this] { listen_after_bind(); });
+  ~Server() override {
+    std::unique_lock lock(mutex_);
+    stopping_ = true;
+    shutdown(acceptor_.native_handle(), SHUT_RDWR);
+    for (const Peer& peer : peers_) shutdown(peer.socket.Get(), SHUT_RDWR);
+    timer_.cancel();
+    ended_.wait(lock, [this] { return threads_ == 0; });
   }
 
-  void StopAll() {
-    {
-      const std::lock_guard lock(mutex_);
-      if (stopping_) return;
-      stopping_ = true;
-      for (const int socket : sockets_) shutdown(socket, SHUT_RDWR);
-    }
-    // Not stop(): closing the socket under the listening thread would race with its accept.
-    shutdown(svr_sock_, SHUT_RDWR);
-    if (listener_.joinable()) listener_.join();
-    idle_.Stop();
-    workers_.Join();
+  int Port() const override { return acceptor_.local_endpoint().port(); }
+
+  void Start() override {
+    const std::lock_guard lock(mutex_);
+    AwaitPeer();
+    LookRound();
+    AddThread();
   }
 
  private:
-  bool process_and_close_socket(int socket) override {
-    fcntl(socket, F_SETFL, O_NONBLOCK);
-    idle_.Add(socket);
-    return true;
+  using Peers = std::list<Peer>;
+
+  // What follows is called with the mutex held, but for those that lock it.
+  void AddThread() {
+    if (threads_ >= kMaxThreads) return;
+    try {
+      std::thread([this] { Work(); }).detach();
+    } catch (const std::system_error&) {
+      if (threads_ == 0) throw;
+      return;  // one of the others takes what comes
+    }
+    ++threads_;
+    ++free_;
   }
 
-  // Until the peer leaves, or has nothing to ask for a while.
-  void ServeSocket(int socket) {
-    bool parks = false;
-    if (Enter(socket)) {
-      Connection connection(socket, limits_);
-      current.connection = &connection;
-      parks = ServeConnection(connection);
-      current = {};
-      parks = Leave(socket) && parks;
+  void Work() {
+    for (;;) {
+      const bool goesOn = io_.run_one() > 0;
+      const std::lock_guard lock(mutex_);
+      if (goesOn && free_ <= kSpareThreads) continue;
+      --free_;
+      --threads_;
+      ended_.notify_all();
+      return;
     }
-    if (parks)
-      idle_.Add(socket);
+  }
+
+  void AwaitPeer() {
+    acceptor_.async_wait(
+        tcp::acceptor::wait_read,
+        [this](error_code) {
+          Descriptor socket(
+              accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+          // Too many descriptors are open: that passes.
+          if (socket.Get() < 0 && errno != EAGAIN) std::this_thread::sleep_for(kPause);
+          const std::lock_guard lock(mutex_);
+          if (stopping_) return;
+          if (socket.Get() >= 0)
+            AwaitRequest(peers_.insert(peers_.end(), {std::move(socket), tcp::socket(io_), {}}));
+          AwaitPeer();
+        });
+  }
+
+  void AwaitRequest(Peers::iterator peer) {
+    error_code error;
+    peer->watched.assign(tcp::v4(), peer->socket.Get(), error);
+    if (error) return static_cast<void>(peers_.erase(peer));
+    peer->idleSince = Clock::now();
+    peer->watched.async_wait(tcp::socket::wait_read, [this, peer](error_code) { Serve(peer); });
+  }
+
+  void Serve(Peers::iterator peer) {
+    std::unique_lock lock(mutex_);
+    peer->watched.release();
+    peer->idleSince = Clock::time_point::max();
+    if (--free_ == 0) AddThread();
+    lock.unlock();
+    const bool goesOn = ServeConnection(peer->socket.Get(), limits_, maker_);
+    lock.lock();
+    ++free_;
+    if (goesOn)
+      AwaitRequest(peer);
     else
-      close(socket);
+      peers_.erase(peer);
   }
 
-  // Whether the connection goes on.
-  bool ServeConnection(Connection& connection) {
-    bool closed = false;
-    while (connection.AwaitRequest()) {
-      const auto prepare = [this](httplib::Request& request) {
-        current.exchange = maker_(HeadOf(request));
-        // Left in, this would make httplib take a multipart body apart, which is done elsewhere.
-        request.headers.erase("Content-Type");
-      };
-      const bool goesOn = process_request(connection, false, closed, prepare);
-      if (connection.IsGivenUp()) RefuseCurrent(connection);
-      if (!goesOn || closed || connection.MustClose()) return false;
-    }
-    return true;
+  void LookRound() {
+    timer_.expires_after(kLookRound);
+    timer_.async_wait([this](error_code) {
+      const std::lock_guard lock(mutex_);
+      if (stopping_) return;
+      for (const Peer& peer : peers_)
+        if (Clock::now() - peer.idleSince > kIdleLimit) shutdown(peer.socket.Get(), SHUT_RDWR);
+      LookRound();
+    });
   }
 
-  // What arrives is known to the service even where httplib cannot read it.
-  void RefuseCurrent(Connection& connection) {
-    if (!current.exchange) {
-      LoggedRequest nothing;
-      nothing.method = "?";
-      nothing.target = nothing.path = connection.FirstLine();
-      current.exchange = maker_(std::move(nothing));
-    }
-    const std::unique_ptr<Exchange> exchange = std::move(current.exchange);
-    Refuse(*exchange, connection);
-  }
-
-  bool Enter(int socket) {
-    const std::lock_guard lock(mutex_);
-    if (!stopping_) sockets_.insert(socket);
-    return !stopping_;
-  }
-
-  // Whether the server goes on.
-  bool Leave(int socket) {
-    const std::lock_guard lock(mutex_);
-    sockets_.erase(socket);
-    return !stopping_;
-  }
-
+  const Limits limits_;
   const ExchangeMaker maker_;
-  const Connection::Limits limits_;
-  int port_ = 0;
-  std::thread listener_;
-  std::mutex mutex_;
-  std::set<int> sockets_;
+  std::mutex mutex_;  // guards what follows
+  boost::asio::io_context io_;
+  tcp::acceptor acceptor_{io_};
+  boost::asio::steady_timer timer_{io_};
+  Peers peers_;
   bool stopping_ = false;
-  Workers workers_;
-  IdleConnections idle_{
-      [this](int socket) { workers_.Start([this, socket] { ServeSocket(socket); }); }};
+  std::size_t threads_ = 0;
+  std::size_t free_ = 0;  // of these, those that serve nobody
+  std::condition_variable ended_;
 };
 
-HttpServer::HttpServer(int port, Connection::Limits limits, ExchangeMaker maker)
-    : impl_(std::make_unique<Impl>(port, limits, std::move(maker))) {}
+}  // namespace
 
-HttpServer::~HttpServer() = default;
-
-int HttpServer::Port() const {
-  return impl_->Port();
-}
-
-void HttpServer::Start() {
-  impl_->Start();
-}
-
-void HttpServer::Stop() {
-  impl_->StopAll();
+std::unique_ptr<HttpServer> MakeHttpServer(int port, Limits limits, ExchangeMaker maker) {
+  return std::make_unique<Server>(port, limits, std::move(maker));
 }
 
 }  // namespace kelo::devservice

@@ -1,80 +1,45 @@
-// Looking up a header, and writing a head.
+// Headers, answers in words, gzip by zlib.
 #include "devservice/http/Message.h"
 
 #include <strings.h>
+#include <zlib.h>
 
-#include <algorithm>
-#include <iterator>
+#include <stdexcept>
 
 namespace kelo::devservice {
-namespace {
 
-struct StatusText {
-  int status;
-  std::string_view text;
-};
-constexpr StatusText kStatusTexts[] = {
-    {200, "OK"},
-    {204, "No Content"},
-    {206, "Partial Content"},
-    {301, "Moved Permanently"},
-    {302, "Found"},
-    {303, "See Other"},
-    {304, "Not Modified"},
-    {307, "Temporary Redirect"},
-    {308, "Permanent Redirect"},
-    {400, "Bad Request"},
-    {401, "Unauthorized"},
-    {403, "Forbidden"},
-    {404, "Not Found"},
-    {405, "Method Not Allowed"},
-    {408, "Request Timeout"},
-    {413, "Payload Too Large"},
-    {500, "Internal Server Error"},
-    {503, "Service Unavailable"},
-    {504, "Gateway Timeout"},
-};
-
-std::string_view TextOfStatus(int status) {
-  const auto* found = std::ranges::find(kStatusTexts, status, &StatusText::status);
-  return found == std::end(kStatusTexts) ? "Status" : found->text;
-}
-
-bool HasHeader(const Reply& reply, const char* name) {
-  return std::ranges::any_of(
-      reply.headers,
-      [&](const auto& header) { return strcasecmp(header.first.c_str(), name) == 0; });
-}
-
-std::uint64_t ClaimedLength(const Reply& reply, std::uint64_t length) {
-  if (reply.declaredLength) return *reply.declaredLength;
-  const auto claimed = static_cast<std::int64_t>(length) + reply.addedLength;
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(claimed, 0));
-}
-
-}  // namespace
-
-std::string LoggedRequest::Header(std::string_view name) const {
+std::string HeaderIn(const Headers& headers, std::string_view name) {
   const std::string wanted(name);
   for (const auto& [header, value] : headers)
     if (strcasecmp(header.c_str(), wanted.c_str()) == 0) return value;
   return {};
 }
 
-bool HasNoBody(int status) {
-  return status == 204 || status == 304;
+Reply PlainReply(int status, std::string body) {
+  return {.status = status,
+          .body = std::move(body),
+          .headers = {{"Content-Type", "text/plain; charset=UTF-8"}}};
 }
 
-std::string HeadOf(const Reply& reply, std::uint64_t length) {
-  std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " ";
-  head += TextOfStatus(reply.status);
-  head += "\r\n";
-  for (const auto& [name, value] : reply.headers) head += name + ": " + value + "\r\n";
-  if (!HasHeader(reply, "Content-Type")) head += "Content-Type: text/xml; charset=UTF-8\r\n";
-  if (!HasNoBody(reply.status) && !HasHeader(reply, "Content-Length") &&
-      !HasHeader(reply, "Transfer-Encoding"))
-    head += "Content-Length: " + std::to_string(ClaimedLength(reply, length)) + "\r\n";
-  return head + "\r\n";
+Reply TooLarge() {
+  return PlainReply(413, "Request too large\n");
+}
+
+std::string Gzip(std::string_view bytes) {
+  constexpr int gzipFormat = 15 + 16;
+  z_stream stream{};
+  if (deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, gzipFormat, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    throw std::runtime_error("cannot compress");
+  std::string out(deflateBound(&stream, bytes.size()), '\0');
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
+  stream.avail_in = static_cast<uInt>(bytes.size());
+  stream.next_out = reinterpret_cast<Bytef*>(out.data());
+  stream.avail_out = static_cast<uInt>(out.size());
+  const int result = deflate(&stream, Z_FINISH);
+  out.resize(stream.total_out);
+  deflateEnd(&stream);
+  if (result != Z_STREAM_END) throw std::runtime_error("cannot compress");
+  return out;
 }
 
 }  // namespace kelo::devservice

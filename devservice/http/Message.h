@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,26 +13,30 @@
 
 namespace kelo::devservice {
 
+using Headers = std::vector<std::pair<std::string, std::string>>;
+// Ignoring case; empty when absent.
+std::string HeaderIn(const Headers& headers, std::string_view name);
+
 // What arrived. Header names are as sent.
 struct LoggedRequest {
   std::string method;  // "GET", "PUT", "POST"; "?" of what is no HTTP request: its path is the line
   std::string target;  // path and query exactly as sent
   std::string path;
   std::string query;  // undecoded, without the "?"
-  std::vector<std::pair<std::string, std::string>> headers;
+  Headers headers;
   std::string body;  // bodies above 1 MiB are kept only while Options::logLargeBodies is set
   std::uint64_t bodySize = 0;
   std::string apiMethod;  // "OpenSession", "GetHierarchy", ...; empty where none can be read
   bool complete = true;   // false when the peer left, or was answered, before the body's end
 
-  std::string Header(std::string_view name) const;  // ignoring case; empty when absent
+  std::string Header(std::string_view name) const { return HeaderIn(headers, name); }
 };
 
 // A scripted answer. The defaults are an ordinary 200.
 struct Reply {
   int status = 200;
   std::string body{};
-  std::vector<std::pair<std::string, std::string>> headers{};
+  Headers headers{};
   std::chrono::milliseconds delay{0};             // silence before the first byte
   std::uint64_t bytesPerSecond = 0;               // of the body; 0: as fast as it goes
   std::optional<std::uint64_t> declaredLength{};  // Content-Length to claim instead of the true one
@@ -43,9 +48,19 @@ struct Reply {
   std::uint64_t readFirst = 0;   // head scripts only: body bytes to take before this answer
 };
 
-// Whether answers of this status end with their head.
-bool HasNoBody(int status);
-// The head of an answer whose body has `length` bytes.
-std::string HeadOf(const Reply& reply, std::uint64_t length);
+// An answer of the service: a reply, or a file that is sent from disk instead of its body.
+struct Answer {
+  Reply reply;
+  std::filesystem::path file;
+  bool mayCompress = false;
+};
+
+// A text as answer, for people.
+Reply PlainReply(int status, std::string body);
+// The answer to a body that is too long.
+Reply TooLarge();
+
+// One gzip member, compressed for speed.
+std::string Gzip(std::string_view bytes);
 
 }  // namespace kelo::devservice

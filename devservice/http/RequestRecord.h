@@ -34,8 +34,4 @@ struct RequestRecord {
   bool complete = true;  // false when the peer left, or was answered, before the body's end
 };
 
-// Replaces the secrets in all texts: what stands behind the name of one, and what looks like one
-// that the service makes.
-void MaskSecrets(RequestRecord& record);
-
 }  // namespace kelo::devservice

@@ -1,11 +1,10 @@
 // Control calls by HTTP.
 #include "devservice/program/Ctl.h"
 
-#include <httplib.h>
+#include <curl/curl.h>
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -21,7 +20,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::string_view kTokenMark = "/?token=";
-constexpr std::chrono::minutes kPatience{2};
+constexpr long kPatience = 120;  // seconds without a byte
 const std::string kAccountPath = "/control/account";
 
 struct Place {
@@ -29,29 +28,56 @@ struct Place {
   std::string url;
 };
 
-Json Ask(const Place& place, const std::string& verb, const std::string& path,
-         const std::string& body = {}) {
+std::size_t Append(const char* bytes, std::size_t size, std::size_t count, void* text) {
+  static_cast<std::string*>(text)->append(bytes, size * count);
+  return size * count;
+}
+
+struct Response {
+  long status = 0;
+  std::string body;
+};
+
+// A body is posted.
+Response Send(const std::string& service, const std::string& path, const std::string& token,
+              const std::string& body) {
+  const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(),
+                                                                 &curl_easy_cleanup);
+  const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(
+      curl_slist_append(nullptr, ("Authorization: Bearer " + token).c_str()), &curl_slist_free_all);
+  if (!curl || !headers) throw std::bad_alloc();
+  Response response;
+  const auto set = [&](CURLoption option, auto value) {
+    curl_easy_setopt(curl.get(), option, value);
+  };
+  set(CURLOPT_URL, (service + path).c_str());
+  set(CURLOPT_NOPROXY, "*");
+  set(CURLOPT_HTTPHEADER, headers.get());
+  set(CURLOPT_WRITEFUNCTION, &Append);
+  set(CURLOPT_WRITEDATA, &response.body);
+  set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+  set(CURLOPT_LOW_SPEED_TIME, kPatience);
+  if (!body.empty()) set(CURLOPT_COPYPOSTFIELDS, body.c_str());
+  const CURLcode code = curl_easy_perform(curl.get());
+  if (code != CURLE_OK)
+    throw std::runtime_error("no answer from " + service + ": " + curl_easy_strerror(code));
+  curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &response.status);
+  return response;
+}
+
+Json Ask(const Place& place, const std::string& path, const std::string& body = {}) {
   const std::string url = place.url.empty() ? ReadControlFile(place.file) : place.url;
   const std::size_t mark = url.find(kTokenMark);
   if (mark == std::string::npos)
     throw std::runtime_error("not the URL of a service's page: " + url);
-  httplib::Client client(url.substr(0, mark));
-  httplib::Request request;
-  request.method = verb;
-  request.path = path;
-  request.body = body;
-  request.headers = {{"Authorization", "Bearer " + url.substr(mark + kTokenMark.size())}};
-  client.set_read_timeout(kPatience);
-  const httplib::Result result = client.send(request);
-  if (!result)
-    throw std::runtime_error("no answer from " + url.substr(0, mark) + ": " +
-                             httplib::to_string(result.error()));
-  const Json answer = Json::parse(result->body, nullptr, false);
-  if (result->status == 200 && !answer.is_discarded()) return answer;
+  const std::string token = url.substr(mark + kTokenMark.size());
+  const Response response = Send(url.substr(0, mark), path, token, body);
+  const Json answer = Json::parse(response.body, nullptr, false);
+  if (response.status == 200 && !answer.is_discarded()) return answer;
   const Json::json_pointer message("/error/message");
   throw std::runtime_error(answer.is_object() && answer.contains(message)
                                ? answer[message].get<std::string>()
-                               : result->body.substr(0, result->body.find('\n')));
+                               : response.body.substr(0, response.body.find('\n')));
 }
 
 void PrintFaults(const Json& answer) {
@@ -68,13 +94,13 @@ struct Arguments {
 };
 
 void ListFaults(const Arguments& arguments) {
-  PrintFaults(Ask(arguments.place, "GET", "/control/faults"));
+  PrintFaults(Ask(arguments.place, "/control/faults"));
 }
 
 void ChangeFaults(const Arguments& arguments, const Json& wish) {
   const auto lenient = Json::error_handler_t::replace;
   const std::string body = wish.dump(-1, ' ', false, lenient);
-  PrintFaults(Ask(arguments.place, "POST", "/control/faults", body));
+  PrintFaults(Ask(arguments.place, "/control/faults", body));
 }
 
 void AddFaults(const Arguments& arguments) {
@@ -88,7 +114,7 @@ void RemoveFaults(const Arguments& arguments) {
 void PrintLog(const Arguments& arguments) {
   std::optional<std::uint64_t> end;  // as it was at first: more may come all the time
   for (std::uint64_t last = 0; !end || last < *end;) {
-    const Json log = Ask(arguments.place, "GET", "/control/log?after=" + std::to_string(last));
+    const Json log = Ask(arguments.place, "/control/log?after=" + std::to_string(last));
     if (!end) end = log.at("last");
     if (log.at("requests").empty()) return;
     for (const Json& request : log.at("requests")) {
@@ -99,20 +125,20 @@ void PrintLog(const Arguments& arguments) {
 }
 
 void PrintAccount(const Arguments& arguments) {
-  Json account = Ask(arguments.place, "GET", kAccountPath);
+  Json account = Ask(arguments.place, kAccountPath);
   if (!arguments.address.empty()) {
     const Json& all = account.at("accounts");
     const auto chosen = std::ranges::find_if(
         all, [&](const Json& each) { return each.at("address") == arguments.address; });
     if (chosen == all.end())
       throw std::runtime_error("there is no account with the address " + arguments.address);
-    account = Ask(arguments.place, "GET", kAccountPath + "?id=" + chosen->at("id").dump());
+    account = Ask(arguments.place, kAccountPath + "?id=" + chosen->at("id").dump());
   }
   std::cout << account.dump(2) << "\n";
 }
 
 void Reset(const Arguments& arguments) {
-  Ask(arguments.place, "POST", "/control/reset", "{}");
+  Ask(arguments.place, "/control/reset", "{}");
 }
 
 }  // namespace

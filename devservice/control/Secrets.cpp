@@ -1,8 +1,8 @@
 // Masking of secrets.
-#include "devservice/http/RequestRecord.h"
-
 #include <algorithm>
 #include <string_view>
+
+#include "devservice/control/RequestLog.h"
 
 namespace kelo::devservice {
 namespace {
