@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <utility>
 #include <vector>
 
 #include "commandline/Help.h"
@@ -38,6 +39,17 @@ std::string Unexpected(const CLI::App& command, const std::string& word) {
 }
 
 }  // namespace
+
+CLI::Option* AddCheckedOption(CLI::App& app, const std::string& name, std::string& target,
+                              const std::string& about,
+                              std::function<std::string(const std::string&)> fault) {
+  const auto take = [name, &target, fault = std::move(fault)](const std::string& value) {
+    if (const std::string wrong = fault(value); !wrong.empty())
+      throw CLI::ValidationError(name, wrong);
+    target = value;
+  };
+  return app.add_option_function<std::string>(name, take, about);
+}
 
 const CLI::App* NamedCommand(const CLI::App& app) {
   const auto named = app.get_subcommands();

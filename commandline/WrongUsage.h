@@ -2,9 +2,16 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <string>
 
 namespace kelo {
+
+// An option with one value, which `fault` looks at: what is wrong with it, or nothing. That of the
+// environment is looked at as well, where CLI11 passes over what its own validators refuse.
+CLI::Option* AddCheckedOption(CLI::App& app, const std::string& name, std::string& target,
+                              const std::string& about,
+                              std::function<std::string(const std::string&)> fault);
 
 // The innermost command that the line names; null where it names none.
 const CLI::App* NamedCommand(const CLI::App& app);

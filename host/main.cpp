@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "commandline/Manual.h"
+#include "commandline/WrongUsage.h"
 #include "host/Host.h"
 #include "host/commandline/Completion.h"
 #include "host/commandline/Help.h"
@@ -51,14 +52,12 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
       ->capture_default_str();
   app.add_flag("--no-wait", options.noWait,
                "Fail with exit code 3 where another run changes the account, instead of waiting");
-  app.add_option("--profile", options.profile, "Whose session: each profile has its own")
+  AddCheckedOption(app, "--profile", options.profile, "Whose session: each profile has its own",
+                   [](const std::string& name) {
+                     return IsProfileName(name) ? "" : "a profile's name must be fit for a folder";
+                   })
       ->envname("KELO_PROFILE")
-      ->type_name("NAME")
-      ->check(CLI::Validator(
-          [](const std::string& name) {
-            return IsProfileName(name) ? "" : "a profile's name must be fit for a folder";
-          },
-          ""));
+      ->type_name("NAME");
   AddSessionCommands(app, chosen);
   AddBrowseCommands(app, chosen);
   AddGetCommand(app, chosen);

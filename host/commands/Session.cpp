@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "commandline/WrongUsage.h"
 #include "host/Host.h"
 #include "host/account/Names.h"
 #include "host/library/ResultText.h"
@@ -140,11 +141,10 @@ void AddLogin(CLI::App& app, Action& chosen) {
                    "Base URL of the service, e.g. http://127.0.0.1:8080; remembered until another "
                    "one is given, '' goes back to the built-in one")
       ->envname("KELO_URL");
-  const CLI::Validator fits([](std::string& text) { return CheckCredential(text); }, "");
   for (const CredentialOption& one : kCredentials) {
-    login->add_option(one.option, options->credentials.*one.field, one.about)
-        ->envname(one.variable)
-        ->check(fits);
+    AddCheckedOption(*login, one.option, options->credentials.*one.field, one.about,
+                     CheckCredential)
+        ->envname(one.variable);
   }
   login->add_flag(
       "--remember", options->remember,

@@ -5,6 +5,7 @@
 #include <openssl/err.h>
 
 #include <atomic>
+#include <new>
 #include <vector>
 
 #include "platform/FileStream.h"
@@ -67,6 +68,11 @@ void WriteHex(const CDSAUtilityBase::Digest& digest, std::span<char> out) {
 }  // namespace
 
 bool CDSAUtilityBase::cssmStartup() {
+  // libcrypto 3.5 never returns when one of its very first allocations fails.
+  constexpr size_t kRoom = 65536;
+  void* const room = ::operator new(kRoom, std::nothrow);
+  if (room == nullptr) return false;
+  ::operator delete(room);
   return OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1;
 }
 

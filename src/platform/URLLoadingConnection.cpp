@@ -121,9 +121,12 @@ void CurlConnection::FinishHop(CURLcode code) {
 }
 
 int CurlConnection::ErrorOf(CURLcode code) const {
-  // libcurl calls it a lack of memory when it has no room for a line of the head.
+  // libcurl calls it a lack of memory when it has no room for a line of the head, or what 8.6 calls
+  // CURLE_TOO_LARGE.
+  constexpr int kTooLarge = 100;
   const bool inHead = hop_->headBytes > 0 && !hop_->headComplete;
-  if (hop_->headTooLong || (code == CURLE_OUT_OF_MEMORY && inHead)) return kURLError_TooLong;
+  if (hop_->headTooLong || code == kTooLarge || (code == CURLE_OUT_OF_MEMORY && inHead))
+    return kURLError_TooLong;
   return URLErrorFromCurl(hop_->easy.get(), code);
 }
 

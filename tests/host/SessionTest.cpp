@@ -229,9 +229,12 @@ TEST_F(SessionTest, WithoutATerminalALoginNeedsAllCredentials) {
   EXPECT_EQ(none.exitCode, 2);
   EXPECT_THAT(none.err, AllOf(HasSubstr("--key (or KELO_KEY), --token (or KELO_TOKEN)"),
                               HasSubstr("--secret (or KELO_SECRET)")));
-  const Outcome some = KeloProcess({"login"}, EnvironmentWithout("KELO_SECRET=")).Wait();
+  std::vector<std::string> environment = EnvironmentWithout("KELO_SECRET=");
+  const Outcome some = KeloProcess({"login"}, environment).Wait();
   EXPECT_EQ(some.exitCode, 2);
   EXPECT_THAT(some.err, AllOf(HasSubstr("--secret"), Not(HasSubstr("--key"))));
+  environment.push_back("KELO_SECRET=short");
+  EXPECT_THAT(KeloProcess({"login"}, environment).Wait().err, HasSubstr("--secret: is shorter"));
   EXPECT_EQ(service_.RequestCount(), 0u);
 }
 

@@ -72,6 +72,10 @@ void SetFault(const FaultPoint& point) {
   state.report = {};
 }
 
+void MeetFault() {
+  state.inCommand = true;
+}
+
 FaultReport TakeFault() {
   state.point = {};
   return state.report;

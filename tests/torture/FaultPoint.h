@@ -29,6 +29,8 @@ struct FaultReport {
 
 // The next command of this thread meets the point.
 void SetFault(const FaultPoint& point);
+// From here on this thread meets it without a command, until its next one ends.
+void MeetFault();
 // What the last command met. Nothing fails from here on.
 FaultReport TakeFault();
 // The path that the library has last tried to open on this thread.

@@ -1,6 +1,7 @@
 // A process that has used nothing of the libraries underneath. They can't repeat all that they make
 // once, so what they can't must fail before there is a command.
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,11 +37,27 @@ bool TryPoint(unsigned n) {
   return report.Failed();
 }
 
+// Whether libcrypto, all alone, never comes back from this failure.
+bool HangsWithoutUs(unsigned n) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(5);
+    SetFault({CallKind::Allocation, n, 0});
+    MeetFault();
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFSIGNALED(status);
+}
+
 // KELO_TORTURE=all tries the thousands of later ones too.
 TEST(NewProcess, EndsAtItsBeginningOrNotAtAll) {
   const char* const wanted = getenv("KELO_TORTURE");
   const unsigned last = wanted != nullptr && std::string_view(wanted) == "all" ? ~0u : 60;
   for (unsigned n = 1; n <= last; ++n) {
+    if (n > 1 && HangsWithoutUs(n - 1)) continue;  // the first allocation is the library's own
     std::cout.flush();
     const pid_t child = fork();
     if (child == 0) {
