@@ -134,9 +134,11 @@ UploadPlan PlanUpload(const std::vector<std::string>& paths, const PlanOptions& 
   // The twins go when the first of each has gone.
   for (const Twin round : {Twin::kNone, Twin::kCopy, Twin::kRival}) {
     Batcher batcher(plan.batches);
-    for (Unit& unit : units)
-      if (unit.twin == round && !unit.files.empty())
-        batcher.Add(std::move(unit), options.checked && unit.files.size() > 1);
+    for (Unit& unit : units) {
+      if (unit.twin != round || unit.files.empty()) continue;
+      const bool alone = options.checked && unit.files.size() > 1;
+      batcher.Add(std::move(unit), alone);
+    }
   }
   return plan;
 }
