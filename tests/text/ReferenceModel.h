@@ -113,4 +113,28 @@ inline Text FromReferences(const std::string& text) {
   return step ? Compose(*step) : step;
 }
 
+using Conversion = std::uint32_t (XMLUtility::*)(std::string_view, std::string&) const;
+
+// The real one. A failure that does not leave its output empty shows as what it left.
+inline Text Convert(Conversion conversion, std::string_view text) {
+  std::string out = "old";
+  const bool failed = (XMLUtility().*conversion)(text, out) == 0;
+  return failed && out.empty() ? std::nullopt : Text(out);
+}
+
+constexpr Conversion kEncode = &XMLUtility::ConvertStringUTF8ToReference;
+constexpr Conversion kDecode = &XMLUtility::ConvertStringReferenceToUTF8;
+constexpr Conversion kToEntity = &XMLUtility::ConvertStringUTF8ToEntityReference;
+constexpr Conversion kFromEntity = &XMLUtility::ConvertStringEntityReferenceToUTF8;
+constexpr Conversion kToCharacter = &XMLUtility::ConvertStringUTF8ToCharacterReference;
+constexpr Conversion kFromCharacter = &XMLUtility::ConvertStringCharacterReferenceToUTF8;
+
+constexpr std::pair<Conversion, Text (*)(const std::string&)> kConversions[] = {
+    {kEncode, ToReferences},
+    {kDecode, FromReferences},
+    {kToEntity, ToEntities},
+    {kFromEntity, FromEntities},
+    {kToCharacter, ToCharacterReferences},
+    {kFromCharacter, FromCharacterReferences}};
+
 }  // namespace kelo::model

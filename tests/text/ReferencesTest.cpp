@@ -12,27 +12,9 @@ namespace {
 
 using namespace std::string_literals;
 
-const XMLUtility kXml;
+using namespace model;
 
-using Conversion = std::uint32_t (XMLUtility::*)(std::string_view, std::string&) const;
-
-model::Text Convert(Conversion conversion, std::string_view text) {
-  std::string out = "old";
-  if ((kXml.*conversion)(text, out) == 0) {
-    EXPECT_EQ(out, "") << "a failure leaves its output empty: " << text;
-    return std::nullopt;
-  }
-  return out;
-}
-
-constexpr Conversion kEncode = &XMLUtility::ConvertStringUTF8ToReference;
-constexpr Conversion kDecode = &XMLUtility::ConvertStringReferenceToUTF8;
-constexpr Conversion kToEntity = &XMLUtility::ConvertStringUTF8ToEntityReference;
-constexpr Conversion kFromEntity = &XMLUtility::ConvertStringEntityReferenceToUTF8;
-constexpr Conversion kToCharacter = &XMLUtility::ConvertStringUTF8ToCharacterReference;
-constexpr Conversion kFromCharacter = &XMLUtility::ConvertStringCharacterReferenceToUTF8;
-
-const model::Text kFails;
+const Text kFails;
 
 // The same whatever the C library and the width of its longs, and other than the steps below where
 // that library reads "0b".
@@ -62,11 +44,10 @@ TEST(References, InvalidUtf8IsNeverRepaired) {
 }
 
 TEST(References, OutputMayBeTheInput) {
-  for (const Conversion conversion :
-       {kEncode, kDecode, kToEntity, kFromEntity, kToCharacter, kFromCharacter}) {
+  for (const auto& [conversion, steps] : kConversions) {
     const std::string input = "text beyond any small buffer: e\u0301 \u65E5\u672C &amp; &#65;";
     std::string text = input;
-    ASSERT_EQ((kXml.*conversion)(text, text), 1u);
+    ASSERT_EQ((XMLUtility().*conversion)(text, text), 1u);
     EXPECT_EQ(text, Convert(conversion, input));
   }
 }
@@ -88,22 +69,14 @@ std::string RandomText(std::mt19937& random) {
 }
 
 TEST(References, RandomTextsAgreeWithTheStepByStepConversions) {
-  struct {
-    Conversion conversion;
-    model::Text (*steps)(const std::string&);
-  } const pairs[] = {{kEncode, model::ToReferences},
-                     {kDecode, model::FromReferences},
-                     {kToEntity, model::ToEntities},
-                     {kFromEntity, model::FromEntities},
-                     {kToCharacter, model::ToCharacterReferences},
-                     {kFromCharacter, model::FromCharacterReferences}};
   std::mt19937 random(19700101);
-  int converted[std::size(pairs)] = {};
+  int converted[std::size(kConversions)] = {};
   for (int i = 0; i < 50000; ++i) {
     const std::string text = RandomText(random);
-    for (std::size_t k = 0; k < std::size(pairs); ++k) {
-      const model::Text result = Convert(pairs[k].conversion, text);
-      ASSERT_EQ(result, pairs[k].steps(text)) << "conversion " << k << " input «" << text << "»";
+    for (std::size_t k = 0; k < std::size(kConversions); ++k) {
+      const Text result = Convert(kConversions[k].first, text);
+      ASSERT_EQ(result, kConversions[k].second(text))
+          << "conversion " << k << " input «" << text << "»";
       converted[k] += result ? 1 : 0;
     }
   }

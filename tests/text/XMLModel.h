@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "text/XMLUtility.h"
+
 namespace kelo::model {
 
 inline std::optional<std::size_t> First(const std::string& source, const std::string& key,
@@ -67,6 +69,58 @@ inline std::string Replace(const std::string& source, const std::string& search,
   for (auto at = First(copy, search, 0); at; at = First(copy, search, *at + replacement.size()))
     copy.replace(*at, search.size(), replacement);
   return copy;
+}
+
+// The first operation that gives something else than the rules, or leaves something else in its
+// output: some leave that alone where there is nothing to look in, and some lists grow. Or "".
+inline std::string Disagreement(const std::string& source, const std::string& start,
+                                const std::string& end) {
+  using Values = std::vector<std::string>;
+  const XMLUtility xml;
+  std::string failed;
+  const auto one = [&](const char* name, const std::optional<std::string>& value, bool untouched,
+                       auto find) {
+    std::string out = "old";
+    const bool found = find(out) == 1;
+    if (found != value.has_value() || out != value.value_or(untouched ? "old" : "")) failed = name;
+  };
+  const auto list = [&](const char* name, bool grows, Values values, auto find) {
+    Values out{"old"};
+    find(out);
+    if (grows) values.insert(values.begin(), "old");
+    if (out != values) failed = name;
+  };
+  const std::string open = "<" + start + ">", close = "</" + start + ">", named = start + "=\"";
+  const bool hasName = !source.empty() && !start.empty();
+  one(
+      "OutermostKey", Outermost(source, start, end), TooShort(source, start, end),
+      [&](auto& out) { return xml.GetValueForOutermostKey(source, start, end, out); });
+  one(
+      "OutermostTag", Outermost(source, open, close), false,
+      [&](auto& out) { return xml.GetValueForOutermostTag(source, start, out); });
+  one(
+      "InsideKey", Inside(source, start, end), false,
+      [&](auto& out) { return xml.GetValuesInsideKey(source, start, end, out); });
+  one(
+      "Attribute", hasName ? Inside(source, named, "\"") : std::nullopt, !hasName,
+      [&](auto& out) { return xml.GetAttribute(source, start, out); });
+  list(
+      "InsideKeys", true, All(source, start, end, false),
+      [&](auto& out) { xml.GetValuesInsideKeys(source, start, end, out); });
+  list(
+      "BetweenKeys", true, All(source, start, end, true),
+      [&](auto& out) { xml.GetValuesBetweenKeys(source, start, end, out); });
+  list(
+      "Tag", false, All(source, open, close, false),
+      [&](auto& out) { xml.GetValuesForTag(source, start, out); });
+  list(
+      "Attributes", false, hasName ? All(source, named, "\"", false) : Values(),
+      [&](auto& out) { xml.GetAttributes(source, start, out); });
+  list("WithElement", false, All(source, "<" + start + " ", close, true),
+       [&](auto& out) { xml.GetValuesWithElement(source, start, out); });
+  std::string replaced;
+  xml.ReplaceAllString(source, start, end, replaced);
+  return replaced == Replace(source, start, end) ? failed : "ReplaceAll";
 }
 
 }  // namespace kelo::model
