@@ -134,8 +134,9 @@ std::string Pair::Some(
 
 // An account as the service tells it. What stands in something without an id is left out.
 void Pair::Load() {
-  model_.ClearAllFolder();
-  model_.SetupRootFolder();
+  ModelCache loaded;
+  loaded.ClearAllFolder();
+  loaded.SetupRootFolder();
   const auto tag = [](const char* kind, const std::string& id, const std::string& name) {
     const std::string which(kind);
     return "<" + which + " " + which + "Id=\"" + id + "\" " + (which == "item" ? "file" : which) +
@@ -150,38 +151,41 @@ void Pair::Load() {
   };
   const auto albums = [&](const std::string& parent, bool isRead) {
     return "<albums>" + Some([&](const std::string& id, const std::string& name) {
-             if (isRead) model_.AddDirectory(parent, id, name, 258);
+             if (isRead) loaded.AddDirectory(parent, id, name, 258);
              return tag("album", id, name) + " shareFlag=\"true\">" +
                     items([&](const std::string& item, const std::string& itsName) {
-                      if (isRead && !id.empty()) model_.AddFile(id, item, itsName);
+                      if (isRead && !id.empty()) loaded.AddFile(id, item, itsName);
                     }) +
                     "</album>";
            }) +
            "</albums>";
   };
   std::string answer = "<rootAlbum>" + items([&](const std::string& id, const std::string& name) {
-                         model_.AddRootAlbumFile(id, name);
+                         loaded.AddRootAlbumFile(id, name);
                        }) +
                        "</rootAlbum><folders>";
   answer += Some([&](const std::string& id, const std::string& name) {
-    model_.AddDirectory("", id, name, 1);
+    loaded.AddDirectory("", id, name, 1);
     return tag("folder", id, name) + ">" + albums(id, !id.empty()) + "</folder>";
   });
   answer += "</folders>" + albums("", true);
+  log_ << answer << "\n";
+  HierarchyLoader loader(cache_);
+  Apply([&] { EXPECT_EQ(loader.RefreshHierarchyInfoByXMLData(answer), 0u); });
+  model_ = loaded;
   const std::string friends =
       "<albums>" + Some([&](const std::string& id, const std::string& name) {
-        model_.AddFriendAlbum(id, name);
+        loaded.AddFriendAlbum(id, name);
         return tag("album", id, name) + ">" +
                items([&](const std::string& item, const std::string& itsName) {
-                 if (!id.empty()) model_.AddFriendFile(id, item, itsName);
+                 if (!id.empty()) loaded.AddFriendFile(id, item, itsName);
                }) +
                "</album>";
       }) +
       "</albums>";
-  log_ << answer << "\n" << friends << "\n";
-  HierarchyLoader loader(cache_);
-  ASSERT_EQ(loader.RefreshHierarchyInfoByXMLData(answer), 0u);
-  ASSERT_EQ(loader.RefreshFriendAlbumInfoByXMLData(friends), 0u);
+  log_ << friends << "\n";
+  Apply([&] { EXPECT_EQ(loader.RefreshFriendAlbumInfoByXMLData(friends), 0u); });
+  model_ = loaded;
 }
 
 Texts Cut(Texts ids) {

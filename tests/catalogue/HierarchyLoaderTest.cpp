@@ -8,7 +8,6 @@
 #include <random>
 
 #include "catalogue/CacheReader.h"
-#include "catalogue/FailingAllocations.h"
 
 namespace kelo::testing {
 namespace {
@@ -256,31 +255,6 @@ TEST_F(Loading, NoNameCostsAnotherEntry) {
         ASSERT_EQ(loaded, expected("@d ")) << place << ": " << name;
     }
   }
-}
-
-// Whatever allocation fails: a load happens whole or not at all.
-TEST_F(Loading, ShortMemoryLeavesTheFormerHierarchy) {
-  const std::string first = R"(<albums><album albumId="first"/></albums>)";
-  const std::string second =
-      R"(<folders><folder folderId="f" folderName="a name that is too long for its record"><albums>)"
-      R"(<album albumId="a" shareFlag="true"><items><item itemId="1"/></items></album></albums>)"
-      R"(</folder></folders><rootAlbum><item itemId="1"/></rootAlbum>)";
-  const std::string friends =
-      R"(<albums><album albumId="x" albumName="a name that is too long for its record"><items>)"
-      R"(<item itemId="2"/></items></album></albums>)";
-  loader.RefreshHierarchyInfoByXMLData(first);
-  loader.RefreshFriendAlbumInfoByXMLData(friends);
-  const std::string former = Dump(cache);
-  size_t n = 1;
-  while (FailsAtAllocation(n++, [&] { loader.RefreshHierarchyInfoByXMLData(second); }))
-    ASSERT_EQ(Dump(cache), former) << n;
-  const std::string alone = Dump(cache);
-  EXPECT_GT(n, 5u);
-  n = 1;
-  while (FailsAtAllocation(n++, [&] { loader.RefreshFriendAlbumInfoByXMLData(friends); }))
-    ASSERT_EQ(Dump(cache), alone) << n;
-  EXPECT_GT(n, 5u);
-  EXPECT_NE(Dump(cache), alone);
 }
 
 std::string Repeat(const std::string& text, size_t times) {
