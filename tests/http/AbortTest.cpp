@@ -134,12 +134,10 @@ TEST(Abort, WhileABodyIsStuck) {
   };
   TemporaryFolder files;
   const std::string file = files.Write("f", std::string(32 << 20, 'x'));
-  std::string response;
   ExpectPromptAbort(
       transport,
       [&] {
-        return transport.connection.HTTPRequestFileUpload(server.Url(), "", {},
-                                                          {{"", file, 32 << 20}}, response, kLong);
+        return transport.Send(server.Url(), {{"", file, 32 << 20}}, kLong);
       },
       [&] { begun.wait(false); });
 }
@@ -147,14 +145,11 @@ TEST(Abort, WhileABodyIsStuck) {
 TEST(Abort, WhileConnectingHangs) {
   const FullPort port;
   Transport transport;
-  std::string response;
   ExpectPromptAbort(
-      transport,
-      [&] { return transport.connection.HTTPRequestGET(port.Url(), "", response, kLong); },
+      transport, [&] { return transport.Get(port.Url(), "", kLong); },
       [] { std::this_thread::sleep_for(100ms); });  // nothing outside shows a connect that hangs
   const auto begun = Clock::now();
-  EXPECT_EQ(transport.connection.HTTPRequestGET(port.Url(), "", response, 1), 4098u)
-      << "connecting counts as silence";
+  EXPECT_EQ(transport.Get(port.Url(), "", 1), 4098u) << "connecting counts as silence";
   EXPECT_LT(Clock::now() - begun, 5s);
 }
 
@@ -164,17 +159,14 @@ TEST(Abort, WhileANameLookupHangs) {
   };
   SocketServer server(AnswerAll("fine"));
   const auto before = threads();
-  std::string response;
   Transport transport;
   const std::string url = std::string("http://") + HangingLookup::kHost;
-  const auto timesOut = [&] {
-    return transport.connection.HTTPRequestGET(url, "", response, 1) == 4098u;
-  };
+  const auto timesOut = [&] { return transport.Get(url, "", 1) == 4098u; };
   {
     HangingLookup lookup;
     hangingLookup = &lookup;
     ExpectPromptAbort(
-        transport, [&] { return transport.connection.HTTPRequestGET(url, "", response, kLong); },
+        transport, [&] { return transport.Get(url, "", kLong); },
         [&] { lookup.WaitUntilHanging(); });
     EXPECT_TRUE(timesOut());
     // However many are given up, by loaders that come and go, few threads wait for the name server.
@@ -188,7 +180,7 @@ TEST(Abort, WhileANameLookupHangs) {
         }
       });
       const auto begun = Clock::now();
-      EXPECT_EQ(other.connection.HTTPRequestGET(url, "", response, kLong), 1u);
+      EXPECT_EQ(other.Get(url, "", kLong), 1u);
       EXPECT_LT(Clock::now() - begun, kAtOnce);
       over = true;
       aborter.join();
@@ -198,27 +190,21 @@ TEST(Abort, WhileANameLookupHangs) {
     hangingLookup = nullptr;
   }
   const std::string local = "http://localhost:" + std::to_string(server.Port());
-  EXPECT_EQ(transport.connection.HTTPRequestGET(local, "", response, 5), 0u);
+  EXPECT_EQ(transport.Get(local), 0u);
 }
 
 TEST(Abort, BelongsToTheCommand) {
   SocketServer server(AnswerAll("fine"));
-  const TemporaryFolder folder;
   const auto signal = std::make_shared<AbortSignal>();
-  HTTPConnection connection(
-      std::make_unique<HTTPConnectionMac>(MakeURLLoader(), folder.Path("spool"), signal));
-  std::string response;
-  std::uint32_t size = 0;
+  Transport transport(MakeURLLoader(), "", signal);
   const auto raise = [&] { std::thread([&] { signal->Raise(); }).join(); };
-  const std::string existing = folder.Write("existing", "here");
+  const std::string existing = transport.folder.Write("existing", "here");
   const auto expect = [&](std::uint32_t code) {
-    EXPECT_EQ(connection.HTTPRequestGET(server.Url(), "", response, kLong), code);
-    EXPECT_EQ(connection.HTTPRequestPUT(server.Url(), "", "body", response, kLong), code);
-    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), folder.Path("f"), size, kLong), code);
-    EXPECT_EQ(
-        connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"b", "", 0}}, response, kLong),
-        code);
-    std::filesystem::remove(folder.Path("f"));
+    EXPECT_EQ(transport.Get(server.Url()), code);
+    EXPECT_EQ(transport.Put(server.Url(), "body"), code);
+    EXPECT_EQ(transport.Download(server.Url()), code);
+    EXPECT_EQ(transport.Send(server.Url(), {{"b", "", 0}}), code);
+    std::filesystem::remove(transport.folder.Path("f"));
   };
   raise();
   expect(0);  // while no command ran, it left no trace
@@ -228,9 +214,8 @@ TEST(Abort, BelongsToTheCommand) {
     raise();  // between two requests: it returns at once, and is heard by all that follow
     const std::size_t before = server.Requests().size();
     expect(1);
-    EXPECT_EQ(connection.HTTPFileDownload(server.Url(), existing, size, kLong), 1u);
-    EXPECT_EQ(
-        connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"", "none", 1}}, response, 5), 1u);
+    EXPECT_EQ(transport.DownloadTo(server.Url(), existing), 1u);
+    EXPECT_EQ(transport.Send(server.Url(), {{"", "none", 1}}), 1u);
     EXPECT_EQ(server.Requests().size(), before);
   }
   expect(0);

@@ -32,11 +32,8 @@ struct DownloadFixture : testing::Test {
   SocketServer server{AnswerAll(bytes)};
   Transport transport;
   TemporaryFolder& folder = transport.folder;
-  std::uint32_t size = 99;
 
-  TransportCode To(const std::string& path) {
-    return transport.connection.HTTPFileDownload(server.Url("/f"), path, size, 5);
-  }
+  TransportCode To(const std::string& path) { return transport.DownloadTo(server.Url("/f"), path); }
 };
 
 bool HasNamelessFiles() {
@@ -60,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(, Download, testing::Bool(),
 
 TEST_P(Download, StoresEveryByte) {
   EXPECT_EQ(To(folder.Path("f")), 0u);
-  EXPECT_EQ(size, bytes.size());
+  EXPECT_EQ(transport.size, bytes.size());
   EXPECT_TRUE(ReadFile(folder.Path("f")) == bytes);
   EXPECT_EQ(fs::status(folder.Path("f")).permissions(),
             fs::status(folder.Write("g", "")).permissions());
@@ -93,7 +90,7 @@ TEST_P(Download, LeavesAloneWhatStandsAtTheDestination) {
   };
   for (const auto& [path, code] : cases) {
     EXPECT_EQ(To(path), code) << path;
-    EXPECT_EQ(size, 0u) << path;
+    EXPECT_EQ(transport.size, 0u) << path;
   }
   EXPECT_EQ(folder.EntryCount(), 4u);
   EXPECT_EQ(ReadFile(file), "mine");
@@ -110,8 +107,7 @@ TEST_F(DownloadFixture, UrlsThatCannotBeLoaded) {
                {"http://", file, 4101},
                {"file://" + file, folder.Path("f"), 4112},
                {"ftp://127.0.0.1/f", file, 4102}};
-  for (const auto& c : cases)
-    EXPECT_EQ(transport.connection.HTTPFileDownload(c.url, c.path, size, 5), c.code) << c.url;
+  for (const auto& c : cases) EXPECT_EQ(transport.DownloadTo(c.url, c.path), c.code) << c.url;
   EXPECT_EQ(folder.EntryCount(), 1u);
   EXPECT_EQ(ReadFile(file), "mine");
 }
@@ -137,7 +133,7 @@ TEST_P(Download, DiskFaultsLeaveNoFile) {
       code = To(folder.Path("f"));
     }
     EXPECT_EQ(code, c.code) << c.name;
-    EXPECT_EQ(size, 0u) << c.name;
+    EXPECT_EQ(transport.size, 0u) << c.name;
     EXPECT_EQ(folder.EntryCount(), 0u) << c.name;
   }
   {
@@ -213,8 +209,7 @@ TEST_F(DownloadFixture, LengthsAroundTheWidthOfAWord) {
       peer.Send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(length) + "\r\n\r\nabc");
     });
     transport.progress.downloads.clear();
-    EXPECT_EQ(transport.connection.HTTPFileDownload(announcing.Url(), folder.Path("f"), size, 5),
-              4099u);
+    EXPECT_EQ(transport.DownloadTo(announcing.Url(), folder.Path("f")), 4099u);
     const auto total = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, 0xFFFFFFFF));
     EXPECT_EQ(transport.progress.downloads, (std::vector<Progress>{{"", 3, total}})) << length;
   }
@@ -229,8 +224,8 @@ TEST_F(DownloadFixture, LengthsAroundTheWidthOfAWord) {
   script.Finish();
   const HollowFiles hollow;
   const std::string path = scripted.folder.Path("f");
-  EXPECT_EQ(scripted.connection.HTTPFileDownload("http://a", path, size, 5), 0u);
-  EXPECT_EQ(size, 0xFFFFFFFF);
+  EXPECT_EQ(scripted.DownloadTo("http://a", path), 0u);
+  EXPECT_EQ(scripted.size, 0xFFFFFFFF);
   EXPECT_EQ(fs::file_size(path), 0x100000003ull);
   const std::vector<Progress>& progress = scripted.progress.downloads;
   EXPECT_EQ(progress[31].done, 0x80000000);

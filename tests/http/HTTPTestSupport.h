@@ -66,11 +66,34 @@ class ProgressLog final : public KELOHTTPController {
 // A connection over the given loader, or the real one, with its progress.
 struct Transport {
   explicit Transport(std::unique_ptr<URLLoader> loader = MakeURLLoader(),
-                     const std::string& spool = "")
+                     const std::string& spool = "", std::shared_ptr<AbortSignal> signal = nullptr)
       : connection(std::make_unique<HTTPConnectionMac>(
-            std::move(loader), spool.empty() ? folder.Path("spool") : spool)) {
+            std::move(loader), spool.empty() ? folder.Path("spool") : spool, std::move(signal))) {
     connection.SetCallback(&progress);
   }
+  // A time-out is one that a test never sees, unless it says so.
+  TransportCode Get(const std::string& url, const std::string& query = "",
+                    std::uint32_t timeout = 5) {
+    return connection.HTTPRequestGET(url, query, response, timeout);
+  }
+  TransportCode Put(const std::string& url, const std::string& body, std::uint32_t timeout = 5,
+                    const std::string& query = "") {
+    return connection.HTTPRequestPUT(url, query, body, response, timeout);
+  }
+  TransportCode Send(const std::string& url,
+                     const std::vector<tagHTTPConnection_MultipartBody>& parts,
+                     std::uint32_t timeout = 5,
+                     const std::vector<tagHTTPConnection_HeaderInfo>& headers = {},
+                     const std::string& query = "") {
+    return connection.HTTPRequestFileUpload(url, query, headers, parts, response, timeout);
+  }
+  TransportCode Download(const std::string& url) { return DownloadTo(url, folder.Path("f")); }
+  TransportCode DownloadTo(const std::string& url, const std::string& path) {
+    return connection.HTTPFileDownload(url, path, size, 5);
+  }
+
+  std::string response = "stale";  // the last request's
+  std::uint32_t size = 99;         // the last download's
   TemporaryFolder folder;
   ProgressLog progress;
   HTTPConnection connection;

@@ -14,23 +14,18 @@ namespace {
 struct Scripted {
   LoaderScript script;
   Transport transport{std::make_unique<ScriptedLoader>(script)};
-  HTTPConnection& connection = transport.connection;
-  std::string response = "stale";
 
-  TransportCode Get() { return connection.HTTPRequestGET("http://h/p", "q=1", response, 7); }
-  TransportCode Download(std::uint32_t& size) {
-    return connection.HTTPFileDownload("http://h/f", transport.folder.Path("out"), size, 7);
-  }
+  TransportCode Get() { return transport.Get("http://h/p"); }
 };
 
 TEST(MacHTTPControl, AnswerTextEndsAtItsFirstZeroByte) {
   Scripted s;
   s.script.Answer(200, std::string("text\0more\0", 10));
   EXPECT_EQ(s.Get(), 0u);
-  EXPECT_EQ(s.response, "text");
+  EXPECT_EQ(s.transport.response, "text");
   s.script.Answer(200, std::string("\0", 1));
   EXPECT_EQ(s.Get(), 0u);
-  EXPECT_EQ(s.response, "");
+  EXPECT_EQ(s.transport.response, "");
 }
 
 TEST(MacHTTPControl, AnAnswerWithoutEndIsGivenUp) {
@@ -42,7 +37,7 @@ TEST(MacHTTPControl, AnAnswerWithoutEndIsGivenUp) {
     delegate.DidReceiveData(std::string_view(untouched.get(), tooMuch));
   });
   EXPECT_EQ(s.Get(), 4112u);
-  EXPECT_EQ(s.response, "");
+  EXPECT_EQ(s.transport.response, "");
 }
 
 TEST(MacHTTPControl, ADownloadOfUnknownLengthHasATotalOfZero) {
@@ -50,14 +45,13 @@ TEST(MacHTTPControl, ADownloadOfUnknownLengthHasATotalOfZero) {
   s.script.Response(200);
   s.script.Data("abc");
   s.script.Finish();
-  std::uint32_t size = 0;
-  EXPECT_EQ(s.Download(size), 0u);
+  EXPECT_EQ(s.transport.Download("http://h/f"), 0u);
   EXPECT_EQ(s.transport.progress.downloads, (std::vector<Progress>{{"", 3, 0}}));
 }
 
 TEST(MacHTTPControl, AbortWinsOverAFailureButNotOverTheEnd) {
   Scripted s;
-  const auto abort = [&](URLConnectionDelegate&) { s.connection.HTTPAbort(); };
+  const auto abort = [&](URLConnectionDelegate&) { s.transport.connection.HTTPAbort(); };
   s.script.Response(413);
   s.script.steps.push_back([&](URLConnectionDelegate& delegate) {
     abort(delegate);

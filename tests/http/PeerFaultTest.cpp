@@ -13,45 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The other faults of a peer, after which all must be well again, are in tests/recovery.
-TEST(Peer, ThatLeavesOrFallsSilent) {
-  const std::string head = "HTTP/1.1 200 OK\r\n";
-  const struct {
-    const char* name;
-    std::string answer;
-    bool silent;  // afterwards, instead of closing
-    std::uint32_t expected;
-  } cases[] = {
-      {"error status with a body cut short", "HTTP/1.1 404 No\r\nContent-Length: 9\r\n\r\nabc",
-       false, 4099},
-      {"an endless header line", head + "X: " + std::string(1 << 20, 'x'), false, 4112},
-      {"silent", "", true, 4098},
-      {"silent after a head", head + "Content-Length: 9\r\n\r\n", true, 4098},
-      {"silent in a head", head + "Conte", true, 4098},
-      {"silent in the body", head + "Content-Length: 9\r\n\r\nabc", true, 4098},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    SocketServer server([&c](Peer& peer) {
-      peer.ReadRequest();
-      peer.Send(c.answer);
-      if (c.silent) peer.WaitUntilClosed();
-    });
-    Transport transport;
-    std::string response;
-    std::uint32_t size = 99;
-    const auto begun = std::chrono::steady_clock::now();
-    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", "body", response, 1),
-              c.expected);
-    EXPECT_EQ(
-        transport.connection.HTTPFileDownload(server.Url(), transport.folder.Path("f"), size, 1),
-        c.expected);
-    EXPECT_EQ(size, 0u);
-    EXPECT_EQ(transport.folder.EntryCount(), 0u);
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, 10s);
-  }
-}
-
 TEST(Peer, ASlowOneThatIsNeverSilentForLongSucceeds) {
   SocketServer server([](Peer& peer) {
     peer.ReadRequest();
@@ -59,27 +20,10 @@ TEST(Peer, ASlowOneThatIsNeverSilentForLongSucceeds) {
       if (!peer.Send(std::string(1, c)) || !peer.Pause(60ms)) return;
   });
   Transport transport;
-  std::string response;
   const auto begun = std::chrono::steady_clock::now();
-  EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 1), 0u);
-  EXPECT_EQ(response, "abc");
+  EXPECT_EQ(transport.Get(server.Url(), "", 1), 0u);
+  EXPECT_EQ(transport.response, "abc");
   EXPECT_GT(std::chrono::steady_clock::now() - begun, 1500ms) << "was not slow";
-}
-
-TEST(Peer, ASlowReaderOfABodyIsNotSilent) {
-  SocketServer server([](Peer& peer) {
-    const std::string head = peer.ReadHead();
-    for (int i = 0; i < 8; ++i) {
-      peer.Skip(8 << 20);
-      if (!peer.Pause(300ms)) return;
-    }
-    peer.Reply(200, "read");
-  });
-  Transport transport;
-  std::string response;
-  const std::string body(64 << 20, 'x');
-  EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", body, response, 1), 0u);
-  EXPECT_EQ(response, "read");
 }
 
 TEST(Peer, ThatSlowlyEmptiesTheSystemsBufferIsNotSilent) {
@@ -96,11 +40,10 @@ TEST(Peer, ThatSlowlyEmptiesTheSystemsBufferIsNotSilent) {
   });
   server.ReceiveLittleAtATime();
   Transport transport;
-  std::string response;
   const std::string body(1536 << 10, 'x');
-  EXPECT_EQ(transport.connection.HTTPRequestGET(server.Url(), "", response, 1), 0u);
-  EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", body, response, 1), 0u);
-  EXPECT_EQ(response, "read");
+  EXPECT_EQ(transport.Get(server.Url(), "", 1), 0u);
+  EXPECT_EQ(transport.Put(server.Url(), body, 1), 0u);
+  EXPECT_EQ(transport.response, "read");
   EXPECT_EQ(server.Connections(), 1) << "the body was to travel over a connection that is reused";
 }
 
@@ -113,12 +56,10 @@ TEST(Peer, ThatStopsReadingALargeBody) {
   Transport transport;
   const std::string body(64 << 20, 'x');
   const std::string file = transport.folder.Write("f", body);
-  std::string response;
   for (const bool upload : {false, true}) {
     const auto begun = std::chrono::steady_clock::now();
-    EXPECT_EQ(upload ? transport.connection.HTTPRequestFileUpload(
-                           server.Url(), "", {}, {{"", file, 64 << 20}}, response, 1)
-                     : transport.connection.HTTPRequestPUT(server.Url(), "", body, response, 1),
+    EXPECT_EQ(upload ? transport.Send(server.Url(), {{"", file, 64 << 20}}, 1)
+                     : transport.Put(server.Url(), body, 1),
               4098u);
     EXPECT_LT(std::chrono::steady_clock::now() - begun, 10s);
   }
@@ -135,12 +76,11 @@ TEST(Peer, MayDigestALargeBodyButNotASmallOne) {
     }
   });
   Transport transport;
-  std::string response;
   const std::string large(32 << 20, 'x');  // 5.6 seconds more
-  EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", large, response, 1), 0u);
-  EXPECT_EQ(response, "digested");
+  EXPECT_EQ(transport.Put(server.Url(), large, 1), 0u);
+  EXPECT_EQ(transport.response, "digested");
   for (const auto& [path, body] : {std::pair("", std::string("small")), {"/begins", large}})
-    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(path), "", body, response, 1), 4098u);
+    EXPECT_EQ(transport.Put(server.Url(path), body, 1), 4098u);
 }
 
 TEST(Peer, ThatLeavesWhileABodyTravelsRaisesNoSignal) {
@@ -150,10 +90,8 @@ TEST(Peer, ThatLeavesWhileABodyTravelsRaisesNoSignal) {
     peer.ResetAtEnd();
   });
   Transport transport;
-  std::string response;
   const std::string body(16 << 20, 'x');
-  for (int i = 0; i < 5; ++i)
-    EXPECT_EQ(transport.connection.HTTPRequestPUT(server.Url(), "", body, response, 5), 4099u);
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(transport.Put(server.Url(), body), 4099u);
   EXPECT_EQ(server.Connections(), 5);
 }
 

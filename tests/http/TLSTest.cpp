@@ -119,10 +119,7 @@ struct TLS : testing::Test {
   }};
   const std::string url = "https://127.0.0.1:" + std::to_string(secure.Port());
   Transport transport;
-  HTTPConnection& connection = transport.connection;
   const std::string file = transport.folder.Path("f");
-  std::string response;
-  std::uint32_t size = 0;
 
   TLS() { EXPECT_TRUE(identity.IsUsable()); }
   ~TLS() override { trusted.clear(); }
@@ -130,24 +127,22 @@ struct TLS : testing::Test {
 
 TEST_F(TLS, AServerThatIsVouchedForServesEveryOperation) {
   trusted = identity.Certificate();
-  EXPECT_EQ(connection.HTTPRequestGET(url + "/get", "q", response, 5), 0u);
-  EXPECT_EQ(response, "/get?q");
-  EXPECT_EQ(connection.HTTPRequestPUT(url + "/put", "", "body", response, 5), 0u);
-  EXPECT_EQ(response, "/put?body");
-  EXPECT_EQ(connection.HTTPFileDownload(url + "/file", file, size, 5), 0u);
+  EXPECT_EQ(transport.Get(url + "/get", "q"), 0u);
+  EXPECT_EQ(transport.response, "/get?q");
+  EXPECT_EQ(transport.Put(url + "/put", "body"), 0u);
+  EXPECT_EQ(transport.response, "/put?body");
+  EXPECT_EQ(transport.DownloadTo(url + "/file", file), 0u);
   EXPECT_EQ(ReadFile(file), "/file");
   EXPECT_EQ(secure.Connections(), 1) << "a connection is kept";
   const std::string large(1 << 20, 'x');
   transport.folder.Write("large", large);
-  EXPECT_EQ(connection.HTTPRequestFileUpload(
-                url + "/up", "", {}, {{"<", transport.folder.Path("large"), 1 << 20}}, response, 5),
-            0u);
-  EXPECT_TRUE(response == "/up?<" + large);
+  EXPECT_EQ(transport.Send(url + "/up", {{"<", transport.folder.Path("large"), 1 << 20}}), 0u);
+  EXPECT_TRUE(transport.response == "/up?<" + large);
   EXPECT_EQ(secure.Connections(), 2) << "and an upload never has one that was used";
   setenv("https_proxy", secure.Url().c_str(), 1);
-  EXPECT_EQ(connection.HTTPRequestGET("https://127.0.0.1:1/get", "", response, 5), 0u);
+  EXPECT_EQ(transport.Get("https://127.0.0.1:1/get"), 0u);
   unsetenv("https_proxy");
-  EXPECT_EQ(response, "/get?");
+  EXPECT_EQ(transport.response, "/get?");
   EXPECT_TRUE(secure.Requests().at(0).starts_with("CONNECT 127.0.0.1:1 HTTP/1.1\r\n"));
 }
 
@@ -158,9 +153,9 @@ TEST_F(TLS, AServerThatNobodyVouchesForGetsNoRequest) {
       {identity.Certificate(), "https://localhost:" + std::to_string(secure.Port())}};
   for (const auto& [authority, address] : cases) {
     trusted = authority;
-    EXPECT_EQ(connection.HTTPRequestGET(address, "", response, 5), 4112u) << address;
-    EXPECT_EQ(connection.HTTPRequestPUT(address, "", "secret", response, 5), 4112u) << address;
-    EXPECT_EQ(connection.HTTPFileDownload(address, file, size, 5), 4112u) << address;
+    EXPECT_EQ(transport.Get(address), 4112u) << address;
+    EXPECT_EQ(transport.Put(address, "secret"), 4112u) << address;
+    EXPECT_EQ(transport.DownloadTo(address, file), 4112u) << address;
   }
   EXPECT_EQ(transport.folder.EntryCount(), 0u);
   EXPECT_EQ(secure.Connections(), 9);
@@ -181,8 +176,8 @@ TEST_F(TLS, RedirectsNeverLeaveIt) {
   for (const auto& c : cases) {
     requests = 0;
     const std::size_t before = plain.Requests().size();
-    EXPECT_EQ(connection.HTTPRequestGET(c.from, "q", response, 5), c.code) << c.from;
-    EXPECT_EQ(response, c.code == 0 ? "/end?q" : "") << c.from;
+    EXPECT_EQ(transport.Get(c.from, "q"), c.code) << c.from;
+    EXPECT_EQ(transport.response, c.code == 0 ? "/end?q" : "") << c.from;
     EXPECT_EQ(requests, c.secure) << c.from;
     EXPECT_EQ(plain.Requests().size() - before, c.plain) << c.from;
   }

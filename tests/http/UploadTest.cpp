@@ -27,12 +27,10 @@ struct Upload : testing::Test {
   Transport transport;
   TemporaryFolder& folder = transport.folder;
   TemporaryFolder files;
-  std::string response;
 
   TransportCode Send(const Parts& parts,
                      const std::vector<tagHTTPConnection_HeaderInfo>& headers = {}) {
-    return transport.connection.HTTPRequestFileUpload(server.Url("/up"), "q=1", headers, parts,
-                                                      response, 5);
+    return transport.Send(server.Url("/up"), parts, 5, headers, "q=1");
   }
   std::string LastBody() {
     const std::string request = server.Requests().back();
@@ -73,7 +71,7 @@ TEST_F(Upload, IsFramedAsGiven) {
                   {"Content-Length", std::to_string(body.size())},
                   {"X-Empty", ""}}),
             0u);
-  EXPECT_EQ(response, "stored");
+  EXPECT_EQ(transport.response, "stored");
   EXPECT_EQ(server.Requests().at(0),
             "POST /up?q=1 HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
                 "\r\nAccept: */*\r\nAccept-Encoding: gzip\r\n"
@@ -176,12 +174,9 @@ TEST_F(Upload, TwoHostsAtOnceDontMeet) {
   TransportCode codes[2] = {};
   std::thread other([&] {
     Transport second(MakeURLLoader(), folder.Path("spool"));
-    std::string answer;
-    codes[1] = second.connection.HTTPRequestFileUpload(server.Url("/two"), "", {},
-                                                       {{"", paths[1], kThreshold}}, answer, 20);
+    codes[1] = second.Send(server.Url("/two"), {{"", paths[1], kThreshold}}, 20);
   });
-  codes[0] = transport.connection.HTTPRequestFileUpload(server.Url("/one"), "", {},
-                                                        {{"", paths[0], kThreshold}}, response, 20);
+  codes[0] = transport.Send(server.Url("/one"), {{"", paths[0], kThreshold}}, 20);
   other.join();
   EXPECT_EQ(codes[0], 0u);
   EXPECT_EQ(codes[1], 0u);
@@ -212,8 +207,7 @@ TEST(UploadSizes, AddUpBeyondTheWidthOfAWord) {
   });
   script.Answer(200, "stored");
   const HollowFiles hollow;
-  std::string response;
-  EXPECT_EQ(transport.connection.HTTPRequestFileUpload("http://a", "", {}, parts, response, 5), 0u);
+  EXPECT_EQ(transport.Send("http://a", parts), 0u);
   EXPECT_EQ(transport.progress.uploads.back(), (Progress{small, 0xFFFFFFFF, 65}));
 }
 
@@ -235,12 +229,8 @@ TEST(UploadPeer, ThatIsSlowSeesTheBytesCountedAsTheyLeave) {
   const std::string last = files.Write("last", std::string(kSize, 'l'));
   std::vector<Clock::time_point> times;
   transport.progress.reaction = [&] { times.push_back(Clock::now()); };
-  std::string response;
   const std::string literal(1000, '-');
-  ASSERT_EQ(
-      transport.connection.HTTPRequestFileUpload(
-          server.Url(), "", {}, {{literal, file, kSize}, {literal, last, kSize}}, response, 5),
-      0u);
+  ASSERT_EQ(transport.Send(server.Url(), {{literal, file, kSize}, {literal, last, kSize}}), 0u);
   const auto& uploads = transport.progress.uploads;
   ASSERT_GE(uploads.size(), 3u);
   EXPECT_EQ(uploads.front(), (Progress{last, 0, 0}));
@@ -265,14 +255,10 @@ TEST(UploadPeer, ThatRefusesTheBodyBeforeItsEndIsHeard) {
   Transport transport;
   TemporaryFolder files;
   const std::string file = files.Write("f", "x");
-  std::string response;
   for (const std::uint32_t size : {64u << 20, kThreshold}) {  // from memory, from the spool
     fs::resize_file(file, size);
-    EXPECT_EQ(transport.connection.HTTPRequestFileUpload(server.Url(), "", {}, {{"", file, size}},
-                                                         response, 5),
-              4100u)
-        << size;
-    EXPECT_EQ(response, "too large") << size;
+    EXPECT_EQ(transport.Send(server.Url(), {{"", file, size}}), 4100u) << size;
+    EXPECT_EQ(transport.response, "too large") << size;
   }
   EXPECT_EQ(server.Connections(), 2);
   EXPECT_EQ(transport.folder.EntryCount(), 0u);
