@@ -12,7 +12,7 @@ namespace {
 
 // Names as the service writes them; ids that show where an entry lies.
 const std::string kAccount =
-    R"(<a stat="ok"/><rootAlbum><items><item itemId="loose" fileName="loose.jpg"/></items></rootAlbum>)"
+    R"(<rootAlbum><items><item itemId="loose" fileName="loose.jpg"/></items></rootAlbum>)"
     R"(<folders><folder folderId="journeys" folderName="Journeys"><albums>)"
     R"(<album albumId="lisbon" albumName="Lisbon"><items>)"
     R"(<item itemId="tram" fileName="tram.jpg"/><item itemId="same1" fileName="same.jpg"/>)"
@@ -44,10 +44,7 @@ class FindTest : public HostTest {
   FindTest() {
     std::string account = kAccount;
     account.replace(account.find("LONG"), 4, Repeated("&#26716;", 40));
-    service_.SetScript([account](const auto& request) -> std::optional<devservice::Reply> {
-      if (request.apiMethod != "GetHierarchy") return std::nullopt;
-      return devservice::Reply{.body = account};
-    });
+    TellAccount(account);
     UseServer(service_.Url());
     library_.Open({service_.ApiKey(), service_.AuthToken(), service_.Secret()});
     library_.Load();

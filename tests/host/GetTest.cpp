@@ -3,9 +3,6 @@
 
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
-#include <sstream>
-
 namespace kelo::host::testing {
 namespace {
 
@@ -19,9 +16,7 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
   service_.ImportFriend(folder_ / "Anna's garden");
   const Outcome listed = Get({"--all", "--dry-run", "--json"});
   std::map<std::string, std::string> ids;
-  std::istringstream lines(listed.out);
-  for (std::string line; std::getline(lines, line);) {
-    const auto object = nlohmann::json::parse(line);
+  for (const auto& object : Objects(listed.out)) {
     EXPECT_EQ(object["outcome"], "wouldStore");
     EXPECT_THAT(object["path"].get<std::string>(), EndsWith(object["name"].get<std::string>()));
     ids[object["name"]] = object["id"];

@@ -31,7 +31,7 @@ class GetTest : public HostTest {
 
   // An account whose root album holds these items, "item0" and on; `original` answers for each.
   void ScriptAccount(const std::vector<ScriptedItem>& items,
-                     const std::function<devservice::Reply(const std::string& id)>& original) {
+                     const std::function<Reply(const std::string& id)>& original) {
     std::string elements;
     for (std::size_t at = 0; at < items.size(); ++at) {
       const std::string id = "item" + std::to_string(at);
@@ -40,17 +40,11 @@ class GetTest : public HostTest {
                   "\" uploadDate=\"" + items[at].uploadDate + "\" origUrl=\"" + service_.Url() +
                   "/original/" + id + "\"/>";
     }
-    service_.SetScript(
-        [=](const devservice::LoggedRequest& request) -> std::optional<devservice::Reply> {
-          if (request.path.starts_with("/original/"))
-            return original(request.path.substr(request.path.rfind('/') + 1));
-          if (request.apiMethod == "GetUserArchiveInfo")
-            return devservice::Reply{.body = "<a stat=\"ok\" totalCount=\"9\"/>"};
-          if (request.apiMethod == "GetHierarchy")
-            return devservice::Reply{.body =
-                                         "<a stat=\"ok\"/><rootAlbum>" + elements + "</rootAlbum>"};
-          return std::nullopt;
-        });
+    TellAccount("<rootAlbum>" + elements + "</rootAlbum>",
+                [=](const LoggedRequest& request) -> std::optional<Reply> {
+                  if (!request.path.starts_with("/original/")) return std::nullopt;
+                  return original(request.path.substr(request.path.rfind('/') + 1));
+                });
   }
 
   Outcome Get(std::vector<std::string> arguments) const {

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -156,19 +157,39 @@ Outcome KeloProcess::Wait() {
   return outcome;
 }
 
-std::vector<std::string> HostTest::Environment() const {
+std::vector<std::string> HostTest::EnvironmentOf(const devservice::Service& service) const {
   std::vector<std::string> environment = {"HOME=" + (folder_ / "home").string(),
                                           "PATH=/usr/bin:/bin",
                                           "LC_ALL=C.UTF-8",
-                                          "KELO_KEY=" + service_.ApiKey(),
-                                          "KELO_TOKEN=" + service_.AuthToken(),
-                                          "KELO_SECRET=" + service_.Secret(),
-                                          "KELO_URL=" + service_.Url()};
+                                          "KELO_KEY=" + service.ApiKey(),
+                                          "KELO_TOKEN=" + service.AuthToken(),
+                                          "KELO_SECRET=" + service.Secret(),
+                                          "KELO_URL=" + service.Url()};
   // Reports of the sanitizers must not get lost in the program's own exit code.
   for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"})
     if (const char* value = std::getenv(name))
       environment.push_back(std::string(name) + "=" + value);
   return environment;
+}
+
+std::vector<std::string> HostTest::EnvironmentWithout(const std::string& beginning) const {
+  std::vector<std::string> environment = Environment();
+  std::erase_if(environment, [&](const auto& text) { return text.starts_with(beginning); });
+  return environment;
+}
+
+void HostTest::TellAccount(const std::string& elements, const devservice::Script& other) {
+  service_.SetScript([=](const LoggedRequest& request) -> std::optional<Reply> {
+    if (request.apiMethod == "GetHierarchy") return Reply{.body = "<a stat=\"ok\"/>" + elements};
+    return other ? other(request) : std::nullopt;
+  });
+}
+
+std::vector<nlohmann::json> HostTest::Objects(const std::string& lines) {
+  std::vector<nlohmann::json> objects;
+  std::istringstream text(lines);
+  for (std::string line; std::getline(text, line);) objects.push_back(nlohmann::json::parse(line));
+  return objects;
 }
 
 Outcome HostTest::Kelo(const std::vector<std::string>& arguments) const {

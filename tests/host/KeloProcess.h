@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -82,7 +83,10 @@ class KeloProcess {
 class HostTest : public ::testing::Test {
  protected:
   explicit HostTest(const devservice::Service::Options& options = {}) : service_(options) {}
-  std::vector<std::string> Environment() const;
+  std::vector<std::string> Environment() const { return EnvironmentOf(service_); }
+  std::vector<std::string> EnvironmentOf(const devservice::Service& service) const;
+  // Without the variables that begin so.
+  std::vector<std::string> EnvironmentWithout(const std::string& beginning) const;
   Outcome Kelo(const std::vector<std::string>& arguments) const;
   // Logs in and expects success.
   void LogIn() const;
@@ -91,6 +95,10 @@ class HostTest : public ::testing::Test {
     return temporary_.Write(name, content);
   }
   std::size_t Arrived(const std::string& method) const;
+  // The service tells of this account from now on; `other` answers what else it likes.
+  void TellAccount(const std::string& elements, const devservice::Script& other = {});
+  // The lines of an output in JSON.
+  static std::vector<nlohmann::json> Objects(const std::string& lines);
   // The names in a folder below the test's, sorted.
   std::vector<std::string> Names(const std::string& folder) const;
 

@@ -23,14 +23,6 @@ class ListTest : public HostTest {
     return environment;
   }
 
-  void ScriptItems(const std::string& items) {
-    service_.SetScript([items](const auto& request) -> std::optional<devservice::Reply> {
-      if (request.apiMethod != "GetHierarchy") return std::nullopt;
-      return devservice::Reply{.body = "<a stat=\"ok\"/><rootAlbum><items>" + items +
-                                       "</items></rootAlbum>"};
-    });
-  }
-
   // The last column of each line.
   std::vector<std::string> ListedNames(std::vector<std::string> options) const {
     options.insert(options.begin(), {"ls", "root"});
@@ -74,14 +66,15 @@ TEST_F(ListTest, ReadsEveryFormOfADate) {
 
 TEST_F(ListTest, SortsAsAPersonWould) {
   LogIn();
-  ScriptItems(R"(<item itemId="1" fileName="img10.jpg" shotDate="2024:05:17 10:00:00")"
-              R"( uploadDate="2025-01-03T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
-              R"(<item itemId="2" fileName="&#201;toile.jpg" shotDate="2024-05-17T09:00:00")"
-              R"( uploadDate="2025-01-02T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
-              R"(<item itemId="3" fileName="IMG2.jpg" uploadDate="2025-01-01 00:00:00")"
-              R"( modifyDate="2024-05-17T07:30:00Z"/>)"
-              R"(<item itemId="4" fileName="zebra.jpg"/><item itemId="5" fileName="egg.jpg" )"
-              R"(shotDate="2024-05-17T10:00:00" uploadDate="2025-01-03T00:00:00Z"/>)");
+  TellAccount(
+      R"(<rootAlbum><items><item itemId="1" fileName="img10.jpg" shotDate="2024:05:17 10:00:00")"
+      R"( uploadDate="2025-01-03T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
+      R"(<item itemId="2" fileName="&#201;toile.jpg" shotDate="2024-05-17T09:00:00")"
+      R"( uploadDate="2025-01-02T00:00:00Z" modifyDate="2001-01-01T00:00:00Z"/>)"
+      R"(<item itemId="3" fileName="IMG2.jpg" uploadDate="2025-01-01 00:00:00")"
+      R"( modifyDate="2024-05-17T07:30:00Z"/>)"
+      R"(<item itemId="4" fileName="zebra.jpg"/><item itemId="5" fileName="egg.jpg" )"
+      R"(shotDate="2024-05-17T10:00:00" uploadDate="2025-01-03T00:00:00Z"/></items></rootAlbum>)");
   const std::string e = "\xC3\x89toile.jpg";
   using Names = std::vector<std::string>;
   const std::pair<Names, Names> cases[] = {
@@ -106,19 +99,15 @@ TEST_F(ListTest, SortsAsAPersonWould) {
 TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
   LogIn();
   std::atomic<bool> known = true;
-  service_.SetScript([&known](const auto& request) -> std::optional<devservice::Reply> {
-    const std::string item = R"(<items><item itemId="i" fileName="NAME.jpg" )"
-                             R"(fileFormat="image/tiff"></item></items>)";
-    const auto named = [&item](const std::string& name) {
-      return std::string(item).replace(item.find("NAME"), 4, name);
-    };
-    if (request.apiMethod == "GetHierarchy")
-      return devservice::Reply{.body =
-                                   "<a stat=\"ok\"/><rootAlbum>" + named("old") + "</rootAlbum>"};
-    if (request.apiMethod == "GetItemsInfo")
-      return devservice::Reply{.body = "<a stat=\"ok\"/>" + (known ? named("new") : "<items/>")};
-    return std::nullopt;
-  });
+  const auto named = [](const std::string& name) {
+    return R"(<items><item itemId="i" fileName=")" + name +
+           R"(.jpg" fileFormat="image/tiff"></item></items>)";
+  };
+  TellAccount("<rootAlbum>" + named("old") + "</rootAlbum>",
+              [&](const LoggedRequest& request) -> std::optional<Reply> {
+                if (request.apiMethod != "GetItemsInfo") return std::nullopt;
+                return Reply{.body = "<a stat=\"ok\"/>" + (known ? named("new") : "<items/>")};
+              });
   const Outcome fresh = Kelo({"info", "old.jpg", "--fresh"});
   EXPECT_EQ(fresh.out,
             "name      new.jpg\nid        i\nkind      item\nformat    TIFF\n"

@@ -162,10 +162,8 @@ TEST_F(PutTest, JsonTellsEachFile) {
   });
   const Outcome put = Put({"--json", "--album", "Journeys/J"});
   EXPECT_EQ(put.exitCode, 1);
-  std::istringstream lines(put.out);
   std::map<std::string, nlohmann::json> files;
-  for (std::string line; std::getline(lines, line);) {
-    nlohmann::json file = nlohmann::json::parse(line);
+  for (nlohmann::json& file : Objects(put.out)) {
     std::string name = fs::path(file["path"].get<std::string>()).filename();
     if (file.contains("id")) EXPECT_EQ(file["id"].get<std::string>().size(), 27u);
     file.erase("path");

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -27,9 +25,8 @@ class PutTest : public HostTest {
   // What the account holds: paths, sorted.
   std::vector<std::string> Account() const {
     std::vector<std::string> paths;
-    std::istringstream entries(Kelo({"tree", "--items", "--json"}).out);
-    for (std::string line; std::getline(entries, line);)
-      paths.push_back(nlohmann::json::parse(line)["path"]);
+    for (const auto& entry : Objects(Kelo({"tree", "--items", "--json"}).out))
+      paths.push_back(entry["path"]);
     std::sort(paths.begin(), paths.end());
     return paths;
   }

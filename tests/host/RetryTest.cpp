@@ -82,16 +82,10 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
 
 // Nothing has left this machine: even what must not be done twice is tried again.
 TEST_F(RetryTest, TriesEverythingAgainThatFoundNobody) {
-  std::vector<std::string> environment = Environment();
+  std::vector<std::string> environment;
   {
     const devservice::Service gone;
-    for (const auto& [name, value] : {std::pair{"KELO_KEY=", gone.ApiKey()},
-                                      {"KELO_TOKEN=", gone.AuthToken()},
-                                      {"KELO_SECRET=", gone.Secret()},
-                                      {"KELO_URL=", gone.Url()}}) {
-      std::erase_if(environment, [&](const auto& text) { return text.starts_with(name); });
-      environment.push_back(name + value);
-    }
+    environment = EnvironmentOf(gone);
     ASSERT_EQ(KeloProcess({"login"}, environment).Wait().exitCode, 0);
   }
   const Outcome outcome = KeloProcess({"mkdir", "One", "--retries", "1"}, environment).Wait();

@@ -16,11 +16,6 @@ namespace {
 class SessionTest : public HostTest {
  protected:
   fs::path State() const { return folder_ / "home/.local/state/kelo"; }
-  std::vector<std::string> EnvironmentWithout(const std::string& beginning) const {
-    std::vector<std::string> environment = Environment();
-    std::erase_if(environment, [&](const auto& text) { return text.starts_with(beginning); });
-    return environment;
-  }
 };
 
 TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
@@ -147,12 +142,8 @@ TEST_F(SessionTest, RefusesStateThatOthersMayReadOrWrite) {
 
 TEST_F(SessionTest, KeepsProfilesApart) {
   const devservice::Service other;
-  std::vector<std::string> elsewhere = EnvironmentWithout("KELO_");
-  for (const std::string& setting :
-       {"KELO_KEY=" + other.ApiKey(), "KELO_TOKEN=" + other.AuthToken(),
-        "KELO_SECRET=" + other.Secret(), "KELO_URL=" + other.Url(),
-        std::string("KELO_PROFILE=work")})
-    elsewhere.push_back(setting);
+  std::vector<std::string> elsewhere = EnvironmentOf(other);
+  elsewhere.push_back("KELO_PROFILE=work");
   LogIn();
   EXPECT_EQ(KeloProcess({"login"}, elsewhere).Wait().exitCode, 0);
   const std::vector<std::string> plain = EnvironmentWithout("KELO_");

@@ -38,16 +38,14 @@ struct Odd {
 class WalkTest : public GetTest {
  protected:
   void Script(const Odd& odd) {
-    std::string account = R"(<a stat="ok"/><folders>)" + odd.folders + "</folders><albums>" +
-                          odd.albums + AlbumOf("good", "Good", PictureOf("ok", "ok")) + "</albums>";
+    std::string account = "<folders>" + odd.folders + "</folders><albums>" + odd.albums +
+                          AlbumOf("good", "Good", PictureOf("ok", "ok")) + "</albums>";
     for (std::size_t at; (at = account.find("URL")) != account.npos;)
       account.replace(at, 3, service_.Url());
-    service_.SetScript([=](const LoggedRequest& request) -> std::optional<Reply> {
+    TellAccount(account, [=](const LoggedRequest& request) -> std::optional<Reply> {
       if (request.path.starts_with("/original/")) return Reply{.body = request.path};
-      if (request.apiMethod == "GetHierarchy") return Reply{.body = account};
-      if (request.apiMethod == "GetForeignAlbumItems")
-        return Reply{.body = R"(<a stat="ok"/><albums>)" + odd.friends + "</albums>"};
-      return std::nullopt;
+      if (request.apiMethod != "GetForeignAlbumItems") return std::nullopt;
+      return Reply{.body = R"(<a stat="ok"/><albums>)" + odd.friends + "</albums>"};
     });
   }
 

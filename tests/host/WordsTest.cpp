@@ -75,13 +75,22 @@ TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
       {{"ls", "--sort", "2"}, "kelo: --sort: 2 not in {name,shot,upload}\nsee 'kelo help ls'\n"},
       {{"-q", "quota", "x"}, "kelo: there is nothing to do with 'x'\nsee 'kelo help quota'\n"},
       {{"mail", "x"}, "kelo: --to is required\nsee 'kelo help mail'\n"},
+      {{"rate", "id"}, "kelo: N is required\nsee 'kelo help rate'\n"},
+      {{"rate", "id", "six"}, "kelo: N: Value six not in range 0 to 5\nsee 'kelo help rate'\n"},
+      {{"login", "--key", std::string(33, 'k')},
+       "kelo: --key: is longer than 32 characters\nsee 'kelo help login'\n"},
+      {{"login", "--token", "to"},
+       "kelo: --token: is shorter than 8 characters\nsee 'kelo help login'\n"},
+      {{"caption", "id", std::string(320, 'c')},
+       "kelo: TEXT: 'cccccccccccccccccccc...' is longer than 319 bytes\nsee 'kelo help caption'\n"},
   };
   for (const Case& one : cases) {
     const Outcome outcome = Kelo(one.command);
-    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_EQ(outcome.exitCode, 2) << outcome.err;
     EXPECT_EQ(outcome.err, one.error);
     EXPECT_EQ(outcome.out, "");
   }
+  EXPECT_EQ(Kelo({}).exitCode, 2);
   const Outcome help = Kelo({"help", "put"});
   EXPECT_EQ(help.exitCode, 0) << help.err;
   EXPECT_THAT(help.out, StartsWith("Usage: kelo put "));
@@ -148,53 +157,6 @@ TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
   EXPECT_EQ(service_.RequestCount(), 1u);
   EXPECT_EQ(failed.exitCode, 0);
   EXPECT_EQ(failed.out + failed.err, "names\n");
-}
-
-TEST_F(WordsTest, SaysInWordsAndWithTheCodeWhatFailed) {
-  LogIn();
-  struct Case {
-    std::vector<std::string> command;
-    devservice::Reply reply;
-    std::string message;
-  };
-  const Case cases[] = {
-      {{"login"},
-       Refusal(301),
-       "cannot open the session: the service does not know the key (4112)\n"},
-      {{"quota"}, Refusal(107), "(4116)\n"},
-      {{"quota"}, Refusal(999), "(4144)\n"},
-      {{"quota"}, {.body = "nonsense"}, "(4144)\n"},
-      {{"tree"}, {.status = 500}, "(4114)\n"},
-      {{"tree", "--retries", "0"}, {.status = 504}, "(4128)\n"},
-      {{"tree", "--retries", "0"}, {.closeAtOnce = true}, "(4129)\n"},
-      {{"mkdir", "Journeys"}, Refusal(208), "(4101)\n"},
-      {{"contacts"}, {.body = "<a stat=\"ok\"/>"}, "(4144)\n"},
-  };
-  for (const Case& one : cases) {
-    service_.SetScript([reply = one.reply](const auto&) { return reply; });
-    const Outcome outcome = Kelo(one.command);
-    EXPECT_EQ(outcome.exitCode, 1) << one.command[0] << one.reply.body;
-    EXPECT_THAT(outcome.err, AllOf(StartsWith("kelo: cannot "), HasSubstr(one.message)))
-        << one.command[0] << one.reply.body;
-    EXPECT_EQ(outcome.out, "") << one.command[0];
-  }
-}
-
-TEST_F(WordsTest, AnswersWrongUsageWithTwo) {
-  const std::vector<std::string> cases[] = {{},
-                                            {"nonsense"},
-                                            {"get", "--bogus"},
-                                            {"rate", "id"},
-                                            {"rate", "id", "six"},
-                                            {"login", "--key", std::string(33, 'k')},
-                                            {"login", "--token", "to"},
-                                            {"caption", "id", std::string(320, 'c')}};
-  for (const auto& arguments : cases) {
-    const Outcome outcome = Kelo(arguments);
-    EXPECT_EQ(outcome.exitCode, 2) << ::testing::PrintToString(arguments);
-    EXPECT_NE(outcome.err, "") << ::testing::PrintToString(arguments);
-  }
-  EXPECT_EQ(service_.RequestCount(), 0u);
 }
 
 }  // namespace
