@@ -33,10 +33,6 @@ class Service:
         self.process.stdout.read()
         return self.process.wait()
 
-    def resident_megabytes(self):
-        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
-            return int(re.search(r"VmRSS:\s+(\d+)", status.read()).group(1)) / 1024
-
     def control(self, method, path, body=None, **headers):
         """Status and text of a control call; a header given as None is left out."""
         sent = {"Authorization": f"Bearer {self.token}", **headers}
