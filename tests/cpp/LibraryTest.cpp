@@ -16,32 +16,6 @@ using ::testing::StartsWith;
 
 constexpr const char* kName = "Fish & Chips <\u65E5\u672C> \U0001F600";
 
-// What the header begins with, to the letter.
-TEST_F(LibraryTest, TheIntroductionWorks) {
-  Open();
-  library_->Load();
-  const std::string named = library_->AddAlbum(kRoot, "Harbour");
-  const std::string file = folder().Write("a.jpg", "a picture");
-  const std::string id = library_->Upload(named, {{.path = file}}).at(0).id;
-  library_->Load();
-  const std::string url = library_->Info(id).originalUrl;
-  library_.reset();
-  const auto [key, token, secret, word] = Known();
-  const std::string path = folder().Path("download");
-  constexpr std::uint32_t limit = 1000;
-  ::testing::internal::CaptureStdout();
-
-  kelo::Library library;
-  library.Open({.apiKey = key, .authToken = token, .signingSecret = secret});
-  library.Load();
-  for (const kelo::Item& album : library.List(kelo::kEverything, kelo::Kind::Album))
-    std::puts(album.name.c_str());
-  library.Download({{url, path}}, [](const kelo::Progress& p) { return p.done < limit; });
-
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Harbour\n");
-  EXPECT_EQ(folder().Read("download"), "a picture");
-}
-
 TEST_F(LibraryTest, SessionsAreOpenedHandedOutAndRestored) {
   EXPECT_EQ(Failure([&] { library_->Session(); }),
             "cannot read the session: there is no session (4098)");

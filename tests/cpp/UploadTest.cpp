@@ -59,7 +59,7 @@ TEST_F(UploadTest, TheCheckAloneSendsNothing) {
   EXPECT_THAT(Requests("CheckUploadItems").at(0).body, Not(HasSubstr("fileCreateDate")));
   files_.erase(files_.begin() + 1);
   EXPECT_EQ(Upload(only), "I1:4099 :4098 ") << "nothing is left to send";
-  Requeue("CheckUploadItems", "garbage");
+  Requeue("CheckUploadItems", "<r stat=\"ok\"><items></items></r>");
   EXPECT_EQ(Upload(only), ":4144 :4098 4144");
   EXPECT_TRUE(Requests("UploadItems").empty());
 }

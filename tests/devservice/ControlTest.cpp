@@ -155,6 +155,8 @@ TEST_F(ControlTest, TellsRequestsWithWhatTheServiceMadeOfThemAndNotItsOwn) {
 // Also what is no HTTP, and what no part of the service ever answers.
 TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
   const std::string put = "PUT /x HTTP/1.1\r\n";
+  const std::string upload = "/P2PwebCmdController/api-upload";
+  const std::string original = "/P2PwebCmdController/download/original/";
   const std::tuple<std::string, std::string, std::string, int> cases[] = {
       {"PATCH /x HTTP/1.1\r\nContent-Length: 2\r\n\r\nab", "PATCH", "/x", 404},
       {"PATCH /x HTTP/1.1\r\n\r\n", "PATCH", "/x", 404},
@@ -171,6 +173,10 @@ TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
       {put + "Content-Length: -1\r\n\r\nabc", "?", "PUT /x HTTP/1.1", 400},
       {put + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", "PUT", "/x", 400},
       {"GET /x HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc", "GET", "/x", 404},
+      {std::string("\0\xFF\r\n\r\n", 6), "?", std::string("\0\uFFFD", 4), 400},
+      {"POST " + upload + " HTTP/1.1\r\nContent-Length: 9\r\n\r\n--BOUNDAR", "POST", upload, 200},
+      {"POST " + upload + " HTTP/1.1\r\nContent-Length: 2\r\n\r\n--", "POST", upload, 200},
+      {"GET " + original + " HTTP/1.1\r\n\r\n", "GET", original, 404},
   };
   int number = Get("/control/log")["last"];  // of the session's opening, on the same connection
   EXPECT_EQ(number, 1);
@@ -187,15 +193,15 @@ TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
     EXPECT_NE(told["answer"], "") << request;
     EXPECT_EQ(Get("/control/log")["last"], number) << request << ": told twice";
   }
-}
-
-std::string Small(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(c));
-  return text;
-}
-std::string Capital(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(c));
-  return text;
+  // Whatever is sent while a fault is on, the service answers the next client.
+  for (const char* fault : {"*:status=500", "*:cut=3", "*:garbage", "*:reset", "*:length=9",
+                            "*:slow=100000", "*:expire", "*:silence", "*:full"}) {
+    service.AddFault(fault);
+    for (const auto& [request, verb, path, status] : cases) Peer(service).Send(request);
+    service.ClearFaults();
+    client.Open();
+    EXPECT_EQ(client.GetHierarchy().Outcome(), "ok") << fault;
+  }
 }
 
 TEST(RequestRecord, HasNoSecretWhereverItStood) {
@@ -215,7 +221,9 @@ TEST(RequestRecord, HasNoSecretWhereverItStood) {
       {"{\"session\": \"" + session + "\"}", "{\"session\": \"***\"}"},
       {session, "***"},
       {"Bearer" + key, "Bearer***"},
-      {"/" + Small(key) + "/" + Small(session) + "/" + Capital(signature), "/***/***/***"},
+      {"/2abcdefghjklmnpqrstuvwxyz3456789/tabcdefghjklmnpqrstuvwxyz23/"
+       "0123456789ABCDEF0123456789ABCDEF01234567",
+       "/***/***/***"},
       {"md5=\"" + std::string(32, 'a') + "\"", ""},
       {"/?token=" + page, "/?token=***"},
       {"I" + session.substr(1) + ",A" + session.substr(1), ""},  // ids of entries

@@ -16,32 +16,6 @@ namespace {
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-TEST_F(ServiceTest, SlowAndWronglyMeasuredAnswers) {
-  struct Case {
-    const char* what;
-    Reply reply;
-    CURLcode code;
-    std::size_t size;
-    milliseconds atLeast{0};
-  };
-  const std::string body(1000, 'x');
-  const milliseconds slow(60);
-  const Case cases[] = {
-      {"delay", {.body = body, .delay = slow}, CURLE_OK, 1000, slow},
-      {"declared too long", {.body = body, .declaredLength = 1001}, CURLE_PARTIAL_FILE, 1000},
-      {"declared too short", {.body = body, .declaredLength = 999}, CURLE_OK, 999},
-      {"cut at once", {.body = body, .cutAfter = 0}, CURLE_PARTIAL_FILE, 0},
-  };
-  for (const Case& c : cases) {
-    service.SetScript([reply = c.reply](const LoggedRequest&) { return std::optional(reply); });
-    const auto start = Clock::now();
-    const Response response = Client(service).Send("GET", service.Url() + "/any");
-    EXPECT_EQ(response.code, c.code) << c.what;
-    EXPECT_EQ(response.body.size(), c.size) << c.what;
-    EXPECT_GE(Clock::now() - start, c.atLeast) << c.what;
-  }
-}
-
 TEST(FaultText, IsReadAndWrittenAlike) {
   for (const char* text :
        {"*:status=503", "Download:cut=0", "GetHierarchy:garbage,times=2", "OpenSession:reset",
@@ -173,14 +147,16 @@ TEST_F(ServiceTest, FaultsOfDownloadsAndTheirNumber) {
       {"Download:length=-5", CURLE_OK, size - 5},
       {"Download:slow=1000000", CURLE_OK, size},
       {"Download:reset", CURLE_RECV_ERROR, 0},
-      {"Download:delay=1", CURLE_OK, size},
+      {"Download:delay=60", CURLE_OK, size},
   };
   for (const auto& [fault, code, received] : cases) {
     const std::uint64_t id = service.AddFault(fault + ",times=2");
     for (int round = 0; round < 2; ++round) {
+      const auto start = Clock::now();
       const Response response = Client(service).Send("GET", url);
       EXPECT_EQ(response.code, code) << fault;
       EXPECT_EQ(response.body.size(), received) << fault;
+      EXPECT_GE(Clock::now() - start, milliseconds(fault == "Download:delay=60" ? 60 : 0));
     }
     EXPECT_EQ(Client(service).Send("GET", url).body.size(), size) << fault << ": spent";
     EXPECT_EQ(service.FaultFired(id), 2u) << fault;
@@ -245,30 +221,6 @@ TEST_F(ServiceTest, TheNextAnswerBeginsWhereOneEnds) {
   }
 }
 
-// Whatever is sent while a fault is on, the service answers the next client.
-TEST_F(ServiceTest, MalformedRequestsMeetFaultsToo) {
-  const std::string requests[] = {
-      "PUT /P2PwebCmdController/api-manage?x HTTP/1.1\r\nContent-Length: 5\r\n\r\nab",
-      "POST /P2PwebCmdController/api-upload HTTP/1.1\r\nContent-Length: 9\r\n\r\n--BOUNDAR",
-      "POST /P2PwebCmdController/api-upload HTTP/1.1\r\nContent-Length: 2\r\n\r\n--",
-      "PUT /P2PwebCmdController/api-manage HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n",
-      "GET /P2PwebCmdController/download/original/ HTTP/1.1\r\n\r\n",
-      "GET HTTP/9\r\n\r\n",
-      std::string("\0\xFF\r\n\r\n", 6),
-  };
-  for (const char* fault : {"*:status=500", "*:cut=3", "*:garbage", "*:reset", "*:length=9",
-                            "*:slow=100000", "*:expire", "*:silence", "*:full"}) {
-    service.AddFault(fault);
-    for (const std::string& request : requests) {
-      const Peer peer(service);
-      peer.Send(request);
-    }
-    service.ClearFaults();
-    client.Open();
-    EXPECT_EQ(client.GetHierarchy().Outcome(), "ok") << fault;
-  }
-}
-
 TEST_F(ServiceTest, AHeadScriptAnswersBeforeTheBodyEnds) {
   service.SetHeadScript([](const LoggedRequest& request) -> std::optional<Reply> {
     if (request.bodySize != 5'000'000) return std::nullopt;
@@ -304,22 +256,6 @@ TEST(Stop, EndsSilentAndSlowAnswersAtOnce) {
   EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(failed, 3);
-}
-
-TEST_F(ServiceTest, ConnectionsStayOpenAndRunSideBySide) {
-  std::vector<std::thread> threads;
-  std::atomic<int> good = 0;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([this, &good] {
-      Client own(service);
-      for (int round = 0; round < 100; ++round) {
-        const Response answer = own.Send("GET", service.Url() + "/any");
-        good += answer.status == 404 && answer.head.find("close") == std::string::npos;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(good, 400);
 }
 
 }  // namespace

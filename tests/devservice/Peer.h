@@ -17,13 +17,14 @@ namespace kelo::devservice {
 
 class Peer {
  public:
-  explicit Peer(const Service& service) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+  explicit Peer(const Service& service) : Peer(service.Url()) {}
+  explicit Peer(const std::string& url)
+      : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const timeval limit{60, 0};
     setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const std::string url = service.Url();
     address.sin_port = htons(static_cast<uint16_t>(std::atoi(url.c_str() + url.rfind(':') + 1)));
     connected_ = connect(socket_.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
   }

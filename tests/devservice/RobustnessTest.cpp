@@ -238,6 +238,7 @@ TEST_F(ServiceTest, ABodyIsBoundedBeforeItIsBelieved) {
   }
   // Part of a session, so it is read: and then it is no document.
   EXPECT_EQ(client.SendDocument(std::string(2 << 20, 'x')).Outcome(), "401");
+  EXPECT_TRUE(service.Log().back().body.empty()) << "a large body is not kept";
 }
 
 TEST_F(ServiceTest, AHeadIsBounded) {

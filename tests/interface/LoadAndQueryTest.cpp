@@ -79,16 +79,6 @@ TEST_F(LoadAndQueryTest, ListsAndCountsAnswerFromMemory) {
   EXPECT_EQ(IdsOf(KELO_ALL_ITEMS_ID, 0x14),
             (Ids{KELO_ROOT_ALBUM_ID "/R1", "A1/I2", "A1/I1", "A2/I3", "/B1"}));
   EXPECT_EQ(service().RequestCount(), 1u);
-
-  tagKELO_ItemInfo buffer;
-  for (const uint32_t wrongCount : {1, 9}) {
-    tagCommandControlInfo record = Record(&buffer, "A1");
-    record.selectionFlags = kKELOKind_FileItem;
-    record.entryCount = wrongCount;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 4112u);
-    SetField(record.targetId, KELO_ALL_ITEMS_ID);
-    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 4144u);
-  }
 }
 
 TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {

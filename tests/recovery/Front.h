@@ -2,11 +2,6 @@
 // back, until a test lets a fault answer instead. So a fault and the healed service share one URL.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -14,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "devservice/Peer.h"
 #include "http/SocketServer.h"
 
 namespace kelo::testing {
@@ -23,8 +19,8 @@ class Front {
   // Answers a request that has been read; false ends the connection.
   using Fault = std::function<bool(Peer&)>;
 
-  explicit Front(int servicePort)
-      : servicePort_(servicePort), server_([this](Peer& peer) { Serve(peer); }) {}
+  explicit Front(std::string serviceUrl)
+      : serviceUrl_(std::move(serviceUrl)), server_([this](Peer& peer) { Serve(peer); }) {}
   std::string Url(std::string_view path = "") const { return server_.Url(path); }
   // The first `good` requests from now on reach the service, the others meet the fault.
   void Break(Fault fault, int good = 0) {
@@ -61,25 +57,11 @@ class Front {
   }
   std::string AskService(std::string request) const {
     request.insert(request.find("\r\n") + 2, "Connection: close\r\n");
-    const int service = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(servicePort_));
-    std::string answer;
-    if (connect(service, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        send(service, request.data(), request.size(), MSG_NOSIGNAL) ==
-            static_cast<ssize_t>(request.size())) {
-      char buffer[65536];
-      ssize_t got;
-      while ((got = recv(service, buffer, sizeof buffer, 0)) > 0)
-        answer.append(buffer, static_cast<size_t>(got));
-    }
-    close(service);
-    return answer;
+    const devservice::Peer service(serviceUrl_);
+    return service.Send(request) ? service.Receive() : "";
   }
 
-  const int servicePort_;
+  const std::string serviceUrl_;
   std::mutex lock_;
   std::condition_variable assigned_;
   Fault fault_;

@@ -67,6 +67,7 @@ inline std::vector<Fault> PeerFaults() {
       {"header without end", AnswerWithoutEnd(ok + "X: ", kib), 4114},
       {"head cut before its end", Answer(ok), 4129},
       {"redirect cut", Answer("HTTP/1.1 302 Found\r\nLocation: /\r\n"), 4129},
+      {"404 with its body cut", Answer("HTTP/1.1 404 No\r\nContent-Length: 9\r\n\r\nabc"), 4129},
       {"404 cut", Answer("HTTP/1.1 404 Not Found\r\n"), 4129},
       {"only an interim answer", Answer("HTTP/1.1 100 Continue\r\n\r\n"), 4129},
       {"headers without end", AnswerWithoutEnd(ok, "X: " + kib + "\r\n"), 4114},

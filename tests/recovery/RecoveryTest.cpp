@@ -21,7 +21,7 @@ class RecoveryTest : public AccountTest {
  protected:
   void SetUp() override {
     ASSERT_NO_FATAL_FAILURE(OpenAccount());
-    front_.emplace(std::stoi(Url().substr(Url().rfind(':') + 1)));
+    front_.emplace(Url());
     folder().Write("urls", "kKELO_URLofKELOServer=\"" + front_->Url() + "\"\n");
     UseSessionAt(front_->Url());
     ExpectRecovered(front_->Url());
@@ -106,64 +106,6 @@ std::string TestName(const ::testing::TestParamInfo<Fault>& info) {
 }
 INSTANTIATE_TEST_SUITE_P(, AfterPeerFault, ::testing::ValuesIn(PeerFaults()), TestName);
 
-// What no peer can be reached for: name, port, scheme, proxy.
-TEST_F(RecoveryTest, AfterAPeerThatCannotBeReached) {
-  SocketServer plain([](Peer& peer) {
-    peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-    peer.WaitUntilClosed();
-  });
-  const std::string tls = "https" + plain.Url().substr(4);
-  const auto expectFailures = [this](const std::string& base) {
-    std::string id;
-    EXPECT_EQ(Capacity(), 4114u);
-    EXPECT_EQ(Load(), 4114u);
-    EXPECT_EQ(Upload(album_, id), 4114u);
-    EXPECT_EQ(Download(base + picturePath_), 4114u);
-  };
-  for (const std::string& base : {std::string("http://127.0.0.1:1"), std::string(kNoHost), tls}) {
-    SCOPED_TRACE(base);
-    UseSessionAt(base);
-    expectFailures(base);
-    UseSessionAt(FrontUrl());
-    ExpectNothingLeft();
-  }
-  for (const char* proxy : {"http://127.0.0.1:1", kNoHost}) {
-    SCOPED_TRACE(proxy);
-    setenv("http_proxy", proxy, 1);
-    expectFailures(FrontUrl());
-    EXPECT_EQ(Open(), 4114u);
-    unsetenv("http_proxy");
-    ExpectNothingLeft();
-  }
-}
-
-TEST_F(RecoveryTest, AfterFaultsOfLocalFiles) {
-  const std::string url = FrontUrl() + picturePath_;
-  for (const auto& [error, result] : {std::pair{ENOSPC, 4102u}, {EIO, 4114u}}) {
-    {
-      const FaultyFiles faulty(error, 0);
-      EXPECT_EQ(Download(url), result);
-    }
-    EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
-    ExpectNothingLeft();
-  }
-  folder().Write("downloaded", "was here");
-  EXPECT_EQ(Download(url), 4099u);
-  EXPECT_EQ(folder().Read("downloaded"), "was here");
-  std::filesystem::remove(DownloadPath());
-  ExpectNothingLeft();
-  const std::string picture = folder().Path("picture.jpg");
-  std::string id;
-  std::filesystem::rename(picture, folder().Path("away"));
-  EXPECT_EQ(Upload(album_, id), 4098u);
-  std::filesystem::rename(folder().Path("away"), picture);
-  ExpectNothingLeft();
-  std::filesystem::resize_file(picture, kPicture.size() - 1);
-  EXPECT_EQ(Upload(album_, id), 4098u);
-  folder().Write("picture.jpg", kPicture);
-  ExpectNothingLeft();
-}
-
 // An upload of 100 MiB goes through a file, for which there is no space.
 TEST_F(RecoveryTest, AfterASpoolOnAFullDisk) {
   std::string path = folder().Write("large", "");
@@ -206,7 +148,7 @@ TEST(Closing, LeavesNoDescriptorAndNoThread) {
   const auto files = OpenFiles(true);
   const size_t threads = CountOfThreads();
   {
-    Front front(1);
+    Front front("http://127.0.0.1:1");
     TemporaryFolder folder;
     setenv("KELO_URLS_FILE",
            folder.Write("urls", "kKELO_URLofKELOServer=\"" + front.Url() + "\"").c_str(), 1);

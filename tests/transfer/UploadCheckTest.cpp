@@ -1,6 +1,4 @@
-// The duplicate check before an upload: what is asked, what is skipped, what a failed check does.
-
-#include <functional>
+// The duplicate check before an upload: what is asked, and what is skipped.
 
 #include "transfer/UploadFixture.h"
 
@@ -81,37 +79,6 @@ TEST_F(UploadCheckTest, TheCheckTellsTheDatesOfItsMaskAndTheAlbumThatIsGiven) {
   EXPECT_TRUE(Requests("UploadItems").empty());
 }
 
-TEST_F(UploadCheckTest, AFileMayChangeBetweenTheCheckAndTheSend) {
-  OpenScriptedSession();
-  struct Case {
-    const char* name;
-    std::function<void(const std::string&)> change;
-    uint32_t result;
-  };
-  const auto write = [](const char* bytes) {
-    return [bytes](const std::string& path) { std::ofstream(path) << bytes; };
-  };
-  const Case cases[] = {
-      {"vanishes", [](const std::string& path) { std::filesystem::remove(path); }, 4098},
-      {"shrinks", write("123"), 4098},
-      {"grows", write("0123456"), 0}};
-  for (const Case& c : cases) {
-    std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "1234")};
-    service().SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
-      if (request.apiMethod == "UploadItems") return ReplyWith(kOk);
-      c.change(folder().Path("a.jpg"));
-      return ReplyWith("<r stat=\"ok\"><items><item idx=\"1\" status=\"0\" /></items></r>");
-    });
-    service().ClearLog();
-    EXPECT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), c.result) << c.name;
-    EXPECT_EQ(records[0].result, 0u) << c.name;
-    const auto uploads = Requests("UploadItems");
-    ASSERT_EQ(uploads.size(), c.result == 0 ? 1u : 0u) << c.name;
-    if (c.result == 0)
-      EXPECT_NE(uploads[0].body.find("\r\n\r\n0123\r\n--"), std::string::npos) << c.name;
-  }
-}
-
 TEST_F(UploadCheckTest, WithoutAPictureToSendNoVoiceMemoTravels) {
   OpenScriptedSession();
   struct Case {
@@ -127,19 +94,6 @@ TEST_F(UploadCheckTest, WithoutAPictureToSendNoVoiceMemoTravels) {
     EXPECT_EQ(records[0].result, c.picture);
     EXPECT_EQ(records[1].result, c.memo);
     EXPECT_EQ(FieldText(records[1].itemId), "");
-  }
-  EXPECT_TRUE(Requests("UploadItems").empty());
-}
-
-TEST_F(UploadCheckTest, AFailedCheckMarksEveryRecord) {
-  OpenScriptedSession();
-  Queue("CheckUploadItems", "<r stat=\"fail\" errcode=\"208\" />");
-  Queue("CheckUploadItems", "<r stat=\"ok\"><items></items></r>");
-  for (const uint32_t result : {4101u, 4144u}) {
-    std::vector<tagKELO_LoadInfo> records = {File("1.jpg", "1"), File("2.jpg", "2")};
-    EXPECT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), result);
-    EXPECT_EQ(records[0].result, result);
-    EXPECT_EQ(records[1].result, result);
   }
   EXPECT_TRUE(Requests("UploadItems").empty());
 }
