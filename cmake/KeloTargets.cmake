@@ -39,7 +39,7 @@ function(kelo_test name)
   # An EXPECT_ below an unbraced `if` is no dangling else: its macro guards against one.
   target_compile_options(${name} PRIVATE -Wno-dangling-else)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} kelo_flags GTest::gmock GTest::gtest GTest::gtest_main)
-  set(properties TIMEOUT 120)
+  set(properties TIMEOUT ${KELO_TEST_SECONDS})
   if(ARG_LABELS)  # an empty value would be dropped on the way, and TIMEOUT taken for the label
     list(APPEND properties LABELS "${ARG_LABELS}")
   endif()

@@ -73,6 +73,8 @@ TEST_F(LockTest, OneRunAtATimeChangesAnAccount) {
   EXPECT_THAT(outcome.out, HasSubstr("0 stored, 2 already there"));
   EXPECT_EQ(Arrived("AddAlbum"), 1u);
   EXPECT_EQ(Arrived("UploadItems"), 1u);
+  const fs::path locks = folder_ / "home/.local/state/kelo/locks";
+  EXPECT_EQ(fs::status(locks).permissions(), fs::perms::owner_all);
 }
 
 TEST_F(LockTest, NoRunIsHeldUpByOneThatIsNoMoreOrByAFolderWithoutLocks) {
