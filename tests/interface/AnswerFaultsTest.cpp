@@ -11,12 +11,8 @@ class AnswerFaultsTest : public CommandTest {
   // Sends `code` with a record of its own; answers the command's result.
   uint32_t SendPlausible(uint32_t code, const std::string& prefix = "") {
     records_.emplace(folder(), prefix);
-    tagCommandControlInfo record =
-        Record(records_->Of(code), code == kKELOCommand_AddTags ? "I1" : prefix + "A1");
-    record.entryCount = 1;
-    record.outputOptions = kKELOOption_AskService | options_;
-    record.selectionFlags = kKELOKind_FileItem | kinds_;
-    return Send(code, record);
+    return SendOne(code, records_->Of(code), code == kKELOCommand_AddTags ? "I1" : prefix + "A1",
+                   kKELOOption_AskService | options_, kKELOKind_FileItem | kinds_);
   }
 
   std::optional<HostRecords> records_;

@@ -54,8 +54,7 @@ TEST_F(DispatchTest, QueriesAcceptOnlyTheKindsOfTheirTarget) {
   };
   for (const Case& c : cases) {
     uint32_t count = 77;
-    tagCommandControlInfo record = Record(&count, c.target);
-    record.selectionFlags = c.kinds;
+    tagCommandControlInfo record = Record(&count, c.target, 0, c.kinds);
     EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), c.result) << c.target << " " << c.kinds;
     EXPECT_EQ(count == 77, c.result != 0) << c.target << " " << c.kinds;
     std::vector<tagKELO_ItemInfo> items(c.result == 0 ? count : 0);
@@ -73,8 +72,7 @@ TEST_F(DispatchTest, RecordsAtOddAddressesAndWithoutTheLastByteAreRead) {
   char* odd = space + 1;
   uint32_t counts[2] = {};
   char* oddCount = reinterpret_cast<char*>(counts) + 1;
-  tagCommandControlInfo record = Record(oddCount, "A1");
-  record.selectionFlags = kKELOKind_FileItem;
+  const tagCommandControlInfo record = Record(oddCount, "A1", 0, kKELOKind_FileItem);
   std::memset(space, 0x55, sizeof space);
   std::memcpy(odd, &record, 175);
   auto* info = reinterpret_cast<tagCommandControlInfo*>(odd);  // as a packed host would pass it
@@ -106,9 +104,7 @@ TEST_F(DispatchTest, EventsFollowMaskAndCallback) {
       {kKELOCommand_RegisterEventCallBack, 0x1, false},  // the mask is replaced, not merged
   };
   for (const auto& step : steps) {
-    tagCommandControlInfo registration = Record(pointer);
-    registration.selectionFlags = step.mask;
-    EXPECT_EQ(Send(step.code, registration), 0u);
+    EXPECT_EQ(Send(step.code, Record(pointer, {}, 0, step.mask)), 0u);
     UseSession(ScriptedSession());  // which leaves both as they are
     events = 0;
     std::string path = folder().Path("picture");
@@ -200,8 +196,8 @@ TEST_F(HostRecordsTest, TextsThatComeOutEmptyLeaveTheRecordAlone) {
   for (const bool refused : {false, true}) {
     Requeue("VerifyRecipients", refused ? refusal : kOk);
     tagKELO_RecipientInfo recipients{Text(text), Sentinel(), Sentinel()};
-    tagCommandControlInfo record = Record(&recipients, "A1");
-    record.outputOptions = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;
+    tagCommandControlInfo record =
+        Record(&recipients, "A1", kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients);
     EXPECT_EQ(Send(kKELOCommand_VerifyRecipient, record), refused ? 4117u : 0u);
     ExpectUntouched(refused ? recipients.accepted : recipients.rejected);
     EXPECT_EQ(TakeText(refused ? recipients.rejected : recipients.accepted), text);

@@ -21,9 +21,8 @@ class LoadAndQueryTest : public CommandTest {
     return ids;
   }
   uint32_t Info(const std::string& id, tagKELO_ItemInfo& info, bool fresh = false) {
-    tagCommandControlInfo record = Record(&info, id);
-    record.outputOptions = fresh ? kKELOOption_AskService : 0;
-    return Send(kKELOCommand_GetItemInfo, record);
+    return Send(kKELOCommand_GetItemInfo,
+                Record(&info, id, fresh ? uint32_t{kKELOOption_AskService} : 0));
   }
 };
 

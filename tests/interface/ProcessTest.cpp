@@ -89,9 +89,7 @@ TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
   SocketServer server([](Peer& peer) {
     while (!peer.ReadRequest().empty()) peer.Reply(200, kCapacity);
   });
-  tagKELO_SessionInfo session = ScriptedSession();
-  SetField(session.manageUrl, server.Url());
-  UseSession(session);
+  UseSession(SessionAt(server.Url()));
   ASSERT_EQ(Capacity(), 0u);
   ASSERT_EQ(server.Connections(), 1);
   EXPECT_EQ(InChild([&] {
@@ -125,9 +123,7 @@ TEST_F(ProcessTest, AChildClosesNothingOfTheHost) {
     }
     return found;
   };
-  tagKELO_SessionInfo session = ScriptedSession();
-  SetField(session.manageUrl, server.Url());
-  UseSession(session);
+  UseSession(SessionAt(server.Url()));
   std::set<int> files;
   for (size_t i = 0; i < kConnections; ++i) {  // each takes the number of a closed connection
     Capacity();
@@ -160,8 +156,7 @@ TEST_F(ProcessTest, AForkLeavesNothingLocked) {
     while (!peer.ReadRequest().empty())
       if (!silent) peer.Reply(200, kCapacity);
   });
-  tagKELO_SessionInfo session = ScriptedSession();
-  SetField(session.manageUrl, server.Url());
+  const tagKELO_SessionInfo session = SessionAt(server.Url());
   const auto abort = [] { return KELOAccessCommand(kKELOCommand_Abort, nullptr); };
   UseSession(session);
   std::atomic<bool> over = false;

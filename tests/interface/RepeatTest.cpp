@@ -15,15 +15,10 @@ class RepeatTest : public CommandTest {
  protected:
   uint32_t SendTo(const SocketServer& server, uint32_t code) {
     HostRecords records(folder());
-    records.session = SessionAt(server);
+    records.session = SessionAt(server.Url());
     return SendOne(code, records.Of(code), "I1", kKELOOption_AskService);
   }
-  tagKELO_SessionInfo SessionAt(const SocketServer& server) const {
-    tagKELO_SessionInfo session = ScriptedSession();
-    SetField(session.manageUrl, server.Url());
-    return session;
-  }
-  void UseSessionAt(const SocketServer& server) { UseSession(SessionAt(server)); }
+  void UseSessionAt(const SocketServer& server) { UseSession(SessionAt(server.Url())); }
   static std::string CallId(const std::string& request) {
     const size_t at = request.find("callId=");
     return request.substr(at, request.find('&', at) - at);

@@ -70,9 +70,7 @@ class SharingTest : public CommandTest {
   Verification Verify(std::string list, uint32_t options = kKELOOption_ReturnTexts) {
     tagKELO_RecipientInfo record{};
     record.recipients = Text(list);
-    tagCommandControlInfo command = Record(&record);
-    command.outputOptions = options;
-    const uint32_t result = Send(kKELOCommand_VerifyRecipient, command);
+    const uint32_t result = Send(kKELOCommand_VerifyRecipient, Record(&record, {}, options));
     return {result, TakeText(record.accepted), TakeText(record.rejected)};
   }
 };
@@ -173,9 +171,8 @@ TEST_F(SharingTest, PictureMail) {
     mail.subject = Text(subject);
     mail.body = Text(body);
     mail.removeGPS = c.removeGPS;
-    tagCommandControlInfo command = Record(&mail, "A1");
-    command.outputOptions = c.options;
-    EXPECT_EQ(Send(kKELOCommand_SendPictureMail, command), c.result) << c.options;
+    EXPECT_EQ(Send(kKELOCommand_SendPictureMail, Record(&mail, "A1", c.options)), c.result)
+        << c.options;
     EXPECT_EQ(mail.status, c.status) << c.options;
     const auto log = service().Log();
     ASSERT_EQ(log.size(), c.requests);
@@ -196,8 +193,7 @@ TEST_F(SharingTest, PictureMailNeedsAnAlbumAndIsSentEvenToNobody) {
   EXPECT_EQ(Send(kKELOCommand_SendPictureMail, Record(&mail)), 4112u);
   EXPECT_EQ(service().RequestCount(), 0u);
   RejectAddresses({"x@x"});
-  tagCommandControlInfo command = Record(&mail, "A1");
-  command.outputOptions = kKELOOption_VerifyRecipients;
+  tagCommandControlInfo command = Record(&mail, "A1", kKELOOption_VerifyRecipients);
   EXPECT_EQ(Send(kKELOCommand_SendPictureMail, command), 0u);
   EXPECT_EQ(mail.status, 4117u);
   ExpectDocument(service().Log().back(),

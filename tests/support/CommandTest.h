@@ -64,10 +64,13 @@ class CommandTest : public ::testing::Test {
   devservice::Service& service() { return *service_; }
   const TemporaryFolder& folder() const { return folder_; }
 
-  tagCommandControlInfo Record(void* data = nullptr, std::string_view target = {}) const {
+  tagCommandControlInfo Record(void* data = nullptr, std::string_view target = {},
+                               uint32_t options = 0, uint32_t kinds = 0) const {
     tagCommandControlInfo record{};
     SetField(record.targetId, target);
     record.data = data;
+    record.outputOptions = options;
+    record.selectionFlags = kinds;
     SetField(record.authToken, service_->AuthToken());
     SetField(record.apiKey, service_->ApiKey());
     SetField(record.signingSecret, service_->Secret());
@@ -77,10 +80,10 @@ class CommandTest : public ::testing::Test {
     return KELOAccessCommand(code, &record);
   }
   // Likewise with an array of one.
-  uint32_t SendOne(uint32_t code, void* data, std::string_view target = {}, uint32_t options = 0) {
-    tagCommandControlInfo record = Record(data, target);
+  uint32_t SendOne(uint32_t code, void* data, std::string_view target = {}, uint32_t options = 0,
+                   uint32_t kinds = 0) {
+    tagCommandControlInfo record = Record(data, target, options, kinds);
     record.entryCount = 1;
-    record.outputOptions = options;
     return Send(code, record);
   }
   // Likewise with an array of any length.
@@ -110,17 +113,14 @@ class CommandTest : public ::testing::Test {
   }
   uint32_t Count(const std::string& target, uint32_t kinds) {
     uint32_t count = 0;
-    tagCommandControlInfo record = Record(&count, target);
-    record.selectionFlags = kinds;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, record), 0u) << target;
+    EXPECT_EQ(Send(kKELOCommand_GetItemsCount, Record(&count, target, 0, kinds)), 0u) << target;
     return count;
   }
 
   std::vector<tagKELO_ItemInfo> List(const std::string& target, uint32_t kinds) {
     const uint32_t count = Count(target, kinds);
     std::vector<tagKELO_ItemInfo> items(count + 1);
-    tagCommandControlInfo record = Record(items.data(), target);
-    record.selectionFlags = kinds;
+    tagCommandControlInfo record = Record(items.data(), target, 0, kinds);
     record.entryCount = count;
     EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 0u) << target;
     items.resize(count);
@@ -131,9 +131,9 @@ class CommandTest : public ::testing::Test {
   void Register(KELOAccessEventCallback callback) {
     void* pointer;
     std::memcpy(&pointer, &callback, sizeof pointer);
-    tagCommandControlInfo registration = Record(pointer);
-    registration.selectionFlags = kKELOEventMask_Progress;
-    ASSERT_EQ(Send(kKELOCommand_RegisterEventCallBack, registration), 0u);
+    ASSERT_EQ(
+        Send(kKELOCommand_RegisterEventCallBack, Record(pointer, {}, 0, kKELOEventMask_Progress)),
+        0u);
   }
   // Progress is kept from now on: event, kind and the four words of each.
   using Words = std::vector<uint32_t>;
@@ -195,11 +195,13 @@ class CommandTest : public ::testing::Test {
   void UseSession(tagKELO_SessionInfo session) {
     ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
   }
-  tagKELO_SessionInfo ScriptedSession() const {
+  tagKELO_SessionInfo ScriptedSession() const { return SessionAt(Url() + "/manage"); }
+  // Documents go there instead.
+  tagKELO_SessionInfo SessionAt(const std::string& manageUrl) const {
     tagKELO_SessionInfo session{};
     SetField(session.token, std::string_view(kToken, 27));
     SetField(session.uploadUrl, Url() + "/upload");
-    SetField(session.manageUrl, Url() + "/manage");
+    SetField(session.manageUrl, manageUrl);
     SetField(session.downloadUrl, Url() + "/download");
     return session;
   }

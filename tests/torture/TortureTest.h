@@ -29,6 +29,7 @@ class TortureTest : public AccountTest {
   using AccountTest::Open;
   using AccountTest::Record;
   using AccountTest::Send;
+  using AccountTest::SendOne;
   using AccountTest::service;
   // A command with an ordinary record.
   uint32_t SendRecord(uint32_t code, const std::string& target, uint32_t options, uint32_t kinds) {
@@ -38,11 +39,7 @@ class TortureTest : public AccountTest {
                        &records.mail.subject, &records.mail.body})
       *text = Text(records.text);
     SetField(records.link.itemIdList, picture_);
-    tagCommandControlInfo record = Record(records.Of(code), target);
-    record.entryCount = 1;
-    record.outputOptions = options;
-    record.selectionFlags = kinds;
-    uint32_t result = Send(code, record);
+    uint32_t result = SendOne(code, records.Of(code), target, options, kinds);
     const uint32_t* word = records.ResultWord(code);
     if (result == 0 && word != nullptr) result = *word;
     return result == kKELOResult_RecipientsRejected ? 0 : result;
@@ -130,17 +127,12 @@ inline std::vector<Trial> AllTrials() {
       {"GetItemsCount", Effect::None,
        [](TortureTest& t) {
          uint32_t count = 0;
-         tagCommandControlInfo record = t.Record(&count, KELO_ALL_ITEMS_ID);
-         record.selectionFlags = 0x157;
-         return t.Send(kKELOCommand_GetItemsCount, record);
+         return t.Send(kKELOCommand_GetItemsCount, t.Record(&count, KELO_ALL_ITEMS_ID, 0, 0x157));
        }},
       {"GetItemsList", Effect::None,
        [](TortureTest& t) {
          tagKELO_ItemInfo rootAlbum{};
-         tagCommandControlInfo record = t.Record(&rootAlbum, "");
-         record.selectionFlags = kKELOKind_RootAlbum;
-         record.entryCount = 1;
-         return t.Send(kKELOCommand_GetItemsList, record);
+         return t.SendOne(kKELOCommand_GetItemsList, &rootAlbum, "", 0, kKELOKind_RootAlbum);
        }},
       {"GetItemInfo", Effect::None, OfPicture<kKELOCommand_GetItemInfo>},
       {"GetItemInfoFresh", Effect::None,

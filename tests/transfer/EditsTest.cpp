@@ -79,10 +79,9 @@ TEST_F(EditsTest, TagsGoToItemsAndToWhatAlbumsHold) {
     tagKELO_TagInfo record{};
     record.result = 99;
     SetField(record.text, "sea & sun");
-    tagCommandControlInfo command = Record(&record, c.target);
-    command.selectionFlags = c.selector;
     const uint32_t expected = c.items == nullptr ? 4115 : 0;
-    EXPECT_EQ(Send(kKELOCommand_AddTags, command), expected) << c.target << c.selector;
+    EXPECT_EQ(Send(kKELOCommand_AddTags, Record(&record, c.target, 0, c.selector)), expected)
+        << c.target << c.selector;
     EXPECT_EQ(record.result, expected) << c.target << c.selector;
     if (c.items == nullptr) {
       EXPECT_EQ(service().RequestCount(), 0u) << c.target << c.selector;
@@ -100,13 +99,9 @@ TEST_F(EditsTest, TagsOfAnEmptyAlbumSendNothingAndShortBuffersAreReadToTheirEnd)
   service().ClearLog();
   const auto shortBuffer = std::make_unique<char[]>(7);
   std::memcpy(shortBuffer.get() + 4, "ab", 3);
-  tagCommandControlInfo command = Record(shortBuffer.get(), "EMPTY");
-  command.selectionFlags = 2;
-  EXPECT_EQ(Send(kKELOCommand_AddTags, command), 0u);
+  EXPECT_EQ(Send(kKELOCommand_AddTags, Record(shortBuffer.get(), "EMPTY", 0, 2)), 0u);
   EXPECT_EQ(service().RequestCount(), 0u);
-  command = Record(shortBuffer.get(), "I1");
-  command.selectionFlags = 4;
-  EXPECT_EQ(Send(kKELOCommand_AddTags, command), 0u);
+  EXPECT_EQ(Send(kKELOCommand_AddTags, Record(shortBuffer.get(), "I1", 0, 4)), 0u);
   ExpectDocument(OnlyRequest(), "<AddTags itemIdList=\"I1\" tagList=\"ab\" />\r\n");
 }
 

@@ -22,10 +22,9 @@ class UploadTest : public CommandTest {
   uint32_t Upload(std::vector<tagKELO_LoadInfo>& records, const std::string& album,
                   uint32_t options = 0, uint32_t checkMask = 7) {
     tagKELO_LoadInfo none{};
-    tagCommandControlInfo record = Record(records.empty() ? &none : records.data(), album);
+    tagCommandControlInfo record =
+        Record(records.empty() ? &none : records.data(), album, options, checkMask);
     record.entryCount = static_cast<uint32_t>(records.size());
-    record.outputOptions = options;
-    record.selectionFlags = checkMask;
     return Send(kKELOCommand_Upload, record);
   }
   uint32_t CountOf(const std::string& album) { return ItemInfo(album).itemCount; }
