@@ -43,6 +43,13 @@ TEST_F(FilesTest, MemosStayWithTheirPictures) {
   EXPECT_EQ(BatchSizes(false), (std::vector<std::size_t>{5}));
 }
 
+TEST_F(FilesTest, TwinsAgreeInNameSizeAndDate) {
+  const auto date = fs::last_write_time(Write("in/x/a.jpg", "1"));
+  fs::last_write_time(Write("in/y/a.jpg", "2"), date);
+  fs::last_write_time(Write("in/z/a.jpg", "1"), date + std::chrono::hours(1));
+  EXPECT_EQ(BatchSizes(true), (std::vector<std::size_t>{2, 1}));  // y is behind x
+}
+
 // What no request of the library's tells shows in its record.
 TEST_F(FilesTest, APictureTellsOfItself) {
   struct Watched : Library {
