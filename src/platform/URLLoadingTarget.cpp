@@ -53,7 +53,7 @@ std::string RequestTarget(const std::string& url, bool forProxy) {
 }
 
 std::string RedirectTarget(std::string_view url, std::string_view location) {
-  const std::string there = Encoded(location);
+  std::string there = Encoded(location);
   const size_t mark = there.find_first_of(":/?#");
   if (mark != std::string::npos && there[mark] == ':') return there;  // behind a scheme
   url = url.substr(0, url.find('#'));
