@@ -162,6 +162,9 @@ TEST_F(SessionTest, KeepsProfilesApart) {
     EXPECT_EQ(run({"quota", "--profile", name}).exitCode, 2) << name;
   elsewhere.back() = "KELO_PROFILE=../x";
   EXPECT_EQ(KeloProcess({"quota"}, elsewhere).Wait().exitCode, 2);
+  const Outcome homeless = KeloProcess({"quota"}, {}).Wait();
+  EXPECT_EQ(homeless.exitCode, 1);
+  EXPECT_THAT(homeless.err, HasSubstr("neither XDG_STATE_HOME nor HOME is set"));
 }
 
 TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
@@ -196,6 +199,16 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
   EXPECT_EQ(Arrived("OpenSession"), 1u);
   EXPECT_EQ(Arrived("AddAlbum"), 2u);
   EXPECT_EQ(Arrived("GetHierarchy"), 2u);
+
+  // One that ends again at once is told, not opened for ever.
+  service_.SetScript([](const auto& request) {
+    const bool is = request.apiMethod == "GetStorageCapacity";
+    return is ? std::optional(Refusal(107)) : std::nullopt;
+  });
+  service_.ClearLog();
+  EXPECT_EQ(Kelo({"quota"}).exitCode, 1);
+  EXPECT_EQ(Arrived("OpenSession"), 1u);
+  service_.SetScript({});
 
   // Kept credentials that are of no use any more are said so; those of a former login are gone.
   StateFile state(State());
