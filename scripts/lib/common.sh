@@ -18,6 +18,9 @@ logged() {
   fi
 }
 
+# tracked_files [PATHSPEC...]: the files under version control, as they stand now, each ended by a null.
+tracked_files() { comm -z -23 <(git ls-files -z -- "$@" | sort -z) <(git ls-files -z --deleted | sort -z); }
+
 # configure PRESET [ARGUMENT...]
 configure() { logged "build/log/$1-configure" cmake --preset "$@"; }
 

@@ -89,7 +89,11 @@ in_root() {
 # from the mirror and through the proxies of this machine. One that is there is used again.
 make_root() {
   local arch=$1 suite=$2 root=$3 mirror proxy device major minor
-  scripts/install-deps roots
+  if foreign "$arch"; then
+    scripts/install-deps cross
+  else
+    scripts/install-deps roots
+  fi
   # While it works, debootstrap keeps a folder of its own in the root.
   if [[ ! -x $root/usr/bin/apt-get || -e $root/debootstrap ]]; then
     # shellcheck disable=SC2016  # expanded by apt-get
