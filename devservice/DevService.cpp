@@ -52,7 +52,7 @@ class Service::Impl {
     store_.KeepPort(server_->Port());
     server_->Start();
   }
-  ~Impl() { server_.reset(); }
+  ~Impl() { server_.reset(); }  // its threads use what is declared behind it
 
   const std::string& Url() const { return url_; }
   std::string PageUrl() const { return url_ + "/?token=" + control_.Token(); }
