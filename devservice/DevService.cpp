@@ -152,9 +152,6 @@ std::uint64_t Service::FaultFired(std::uint64_t id) const {
 void Service::SetScript(Script script) {
   impl_->Arrived().SetScript(std::move(script));
 }
-void Service::SetHeadScript(Script script) {
-  impl_->Arrived().SetHeadScript(std::move(script));
-}
 std::vector<LoggedRequest> Service::Log() const {
   return impl_->Arrived().All();
 }

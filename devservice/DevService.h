@@ -78,10 +78,6 @@ class Service {
   // Thread-safe; replaces the former script. An empty one removes it.
   void SetScript(Script script);
 
-  // Likewise, but asked before the body is read: `body` is empty and `bodySize` is the announced
-  // length. Its reply is sent after Reply::readFirst bytes of the body, and the connection closes.
-  void SetHeadScript(Script script);
-
   // A fault as text, which Faults.h describes; its id. Throws std::runtime_error with words about
   // what is wrong with it. Scripts answer before faults; what they answer is spoilt likewise.
   std::uint64_t AddFault(std::string_view text);

@@ -51,7 +51,7 @@ std::string HeadOf(const Reply& reply, std::uint64_t length) {
   const auto claimed =
       std::max<std::int64_t>(static_cast<std::int64_t>(length) + reply.addedLength, 0);
   if (!HasNoBody(reply.status) && lacks("Content-Length") && lacks("Transfer-Encoding"))
-    head += "Content-Length: " + std::to_string(reply.declaredLength.value_or(claimed)) + "\r\n";
+    head += "Content-Length: " + std::to_string(claimed) + "\r\n";
   return head + "\r\n";
 }
 
@@ -146,8 +146,8 @@ class Connection {
     LoggedRequest& request = exchange.request;
     std::optional<Reply> early = isRead ? exchange.OnHead() : Malformed();
     request.bodySize = 0;
-    const std::uint64_t most = early ? early->readFirst : exchange.MaxBody();
-    if (!early || most > 0) ReadBody(exchange, parser, early ? most - 1 : most);
+    const std::uint64_t most = exchange.MaxBody();
+    if (!early) ReadBody(exchange, parser, most);
     exchange.record.complete = request.complete = !early && parser.is_done();
     exchange.record.bytesIn = request.bodySize;
     if (request.complete) return std::nullopt;
@@ -262,7 +262,7 @@ class Connection {
       body.remove_prefix(isFile ? 0 : piece);
       left -= piece;
     }
-    return !reply.cutAfter && reply.addedLength == 0 && reply.declaredLength.value_or(size) == size;
+    return !reply.cutAfter && reply.addedLength == 0;
   }
 
   // Closing with unread bytes would reset the connection, and could destroy the answer under way.

@@ -39,13 +39,11 @@ struct Reply {
   Headers headers{};
   std::chrono::milliseconds delay{0};             // silence before the first byte
   std::uint64_t bytesPerSecond = 0;               // of the body; 0: as fast as it goes
-  std::optional<std::uint64_t> declaredLength{};  // Content-Length to claim instead of the true one
   std::optional<std::size_t> cutAfter{};          // close the connection after this many body bytes
   std::int64_t addedLength = 0;  // Content-Length claims so much more than the true one
   bool closeAtOnce = false;      // close without answering at all
   bool reset = false;            // likewise, by a reset
   bool silent = false;           // never answer, until the peer leaves or the service stops
-  std::uint64_t readFirst = 0;   // head scripts only: body bytes to take before this answer
 };
 
 // An answer of the service: a reply, or a file that is sent from disk instead of its body.

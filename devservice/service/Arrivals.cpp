@@ -40,19 +40,14 @@ void Arrivals::SetScript(Script script) {
   script_ = std::move(script);
 }
 
-void Arrivals::SetHeadScript(Script script) {
-  const std::lock_guard lock(mutex_);
-  headScript_ = std::move(script);
-}
-
 bool Arrivals::HasScript() const {
   const std::lock_guard lock(mutex_);
   return script_ != nullptr;
 }
 
-std::optional<Reply> Arrivals::Ask(const Script& script, const LoggedRequest& request) noexcept {
+std::optional<Reply> Arrivals::AskScript(const LoggedRequest& request) noexcept {
   std::unique_lock lock(mutex_);
-  const Script copy = script;
+  const Script copy = script_;
   if (!copy) return std::nullopt;
   lock.unlock();
   auto reply = copy(request);

@@ -27,21 +27,16 @@ class Arrivals {
                std::chrono::milliseconds timeout) const;
 
   void SetScript(Script script);
-  void SetHeadScript(Script script);
   bool HasScript() const;
-  std::optional<Reply> AskScript(const LoggedRequest& request) { return Ask(script_, request); }
-  std::optional<Reply> AskHeadScript(const LoggedRequest& head) { return Ask(headScript_, head); }
+  std::optional<Reply> AskScript(const LoggedRequest& request) noexcept;
 
  private:
-  std::optional<Reply> Ask(const Script& script, const LoggedRequest& request) noexcept;
-
   const std::size_t limit_;
   mutable std::mutex mutex_;  // guards what follows
   mutable std::condition_variable added_;
   std::deque<LoggedRequest> requests_;
   std::size_t count_ = 0;
   Script script_;
-  Script headScript_;
 };
 
 }  // namespace kelo::devservice

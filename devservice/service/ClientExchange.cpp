@@ -43,7 +43,6 @@ std::optional<Reply> ClientExchange::OnHead() {
   if (IsUpload(request)) Fire(std::string(kUpload));
   if (fault_ && fault_->kind == FaultKind::Slow)
     bytesPerSecond = static_cast<std::uint64_t>(fault_->value);
-  if (auto scripted = parts_.arrivals.AskHeadScript(request)) return scripted;
   if (request.bodySize > MaxBody()) return TooLarge();
   if (IsUpload(request)) upload_.emplace(parts_.api, request, MaxDocument());
   return std::nullopt;

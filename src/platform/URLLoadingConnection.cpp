@@ -121,12 +121,12 @@ void CurlConnection::FinishHop(CURLcode code) {
 }
 
 int CurlConnection::ErrorOf(CURLcode code) const {
-  // libcurl calls it a lack of memory when it has no room for a line of the head, or what 8.6 calls
-  // CURLE_TOO_LARGE.
+  // A line of the head for which libcurl has no room is a lack of memory to it, or from 8.6 on
+  // CURLE_TOO_LARGE. It says the same of a request that is too long, before it has sent any of it.
   constexpr int kTooLarge = 100;
-  const bool inHead = hop_->headBytes > 0 && !hop_->headComplete;
-  if (hop_->headTooLong || code == kTooLarge || (code == CURLE_OUT_OF_MEMORY && inHead))
-    return kURLError_TooLong;
+  const bool noRoom = code == kTooLarge || code == CURLE_OUT_OF_MEMORY;
+  const bool isSent = GetCurlInfo<CURLINFO_REQUEST_SIZE>(hop_->easy.get(), 0L) > 0;
+  if (hop_->headTooLong || (noRoom && isSent && !hop_->headComplete)) return kURLError_TooLong;
   return URLErrorFromCurl(hop_->easy.get(), code);
 }
 

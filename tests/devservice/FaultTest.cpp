@@ -221,19 +221,6 @@ TEST_F(ServiceTest, TheNextAnswerBeginsWhereOneEnds) {
   }
 }
 
-TEST_F(ServiceTest, AHeadScriptAnswersBeforeTheBodyEnds) {
-  service.SetHeadScript([](const LoggedRequest& request) -> std::optional<Reply> {
-    if (request.bodySize != 5'000'000) return std::nullopt;
-    return Reply{.status = 500, .body = "no", .readFirst = 100'000};
-  });
-  const std::string body(5'000'000, 'x');
-  EXPECT_EQ(client.Send("POST", service.Url() + "/any", &body).status, 500);
-  const LoggedRequest logged = service.Log().back();
-  EXPECT_FALSE(logged.complete);
-  EXPECT_GE(logged.bodySize, 100'000u);
-  EXPECT_LT(logged.bodySize, body.size());
-}
-
 TEST(Stop, EndsSilentAndSlowAnswersAtOnce) {
   auto service = std::make_unique<Service>();
   service->SetScript([](const LoggedRequest& request) {

@@ -159,6 +159,7 @@ std::string Status(int status, const std::string& body = "", const std::string& 
 
 TEST_F(TraceOfRequests, NameTheCauseOfEveryFailure) {
   const std::string ok = "HTTP/1.1 200 OK\r\n";
+  const std::string megabyte(1 << 20, 'x');
   std::string manyLines = ok;
   for (int i = 0; i < 400; ++i) manyLines += "X: " + std::string(1000, 'x') + "\r\n";
   const auto silent = [](Peer& peer) { peer.WaitUntilClosed(); };
@@ -195,9 +196,11 @@ TEST_F(TraceOfRequests, NameTheCauseOfEveryFailure) {
       {"http=503 cause=status result=4114", Answering(Status(503))},
       {"http=407 cause=status result=4114", Answering(Status(407))},
       {"cause=unusable unusable=http result=4114", Answering("220 ready for mail\r\n")},
-      {"cause=unusable unusable=size result=4114",
-       Answering(ok + "X: " + std::string(1 << 20, 'x'))},
+      {"cause=unusable unusable=size result=4114", Answering(ok + "X: " + megabyte)},
       {"cause=unusable unusable=size result=4114", Answering(manyLines)},
+      {"cause=unusable unusable=size result=4114", Answering("HTTP/1.1 200 " + megabyte)},
+      {"out=0 in=0 cause=local proxy=used result=4114", Answering(ok), "http://peer/?" + megabyte,
+       "peer"},
       {"cause=unusable unusable=encoding result=4114",
        Answering(Status(200, "abcd", "Content-Encoding: gzip\r\n"))},
       {"cause=unusable unusable=redirect result=4114",
