@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <utility>
 #include <vector>
 
@@ -39,6 +40,17 @@ std::string Unexpected(const CLI::App& command, const std::string& word) {
 }
 
 }  // namespace
+
+CLI::Validator NumberBetween(std::int64_t least, std::int64_t most) {
+  return {[=](const std::string& text) -> std::string {
+            std::int64_t number = 0;
+            const char* const end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, number);
+            if (stop == end && error == std::errc() && number >= least && number <= most) return {};
+            return fmt::format("'{}' is no number between {} and {}", Printable(text), least, most);
+          },
+          ""};
+}
 
 CLI::Option* AddCheckedOption(CLI::App& app, const std::string& name, std::string& target,
                               const std::string& about,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -12,6 +13,10 @@ namespace kelo {
 CLI::Option* AddCheckedOption(CLI::App& app, const std::string& name, std::string& target,
                               const std::string& about,
                               std::function<std::string(const std::string&)> fault);
+
+// For options that take a whole number. CLI11's own would make a huge number of -1, cut one that is
+// too great, and its words change with its version.
+CLI::Validator NumberBetween(std::int64_t least, std::int64_t most);
 
 // The innermost command that the line names; null where it names none.
 const CLI::App* NamedCommand(const CLI::App& app);

@@ -47,7 +47,7 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.add_flag("-v,--verbose", options.persistence.verbose, "Show each request to the service");
   app.add_option("--retries", options.persistence.retries,
                  "How often to try again what fails by a lost or refused connection or a time-out")
-      ->check(CLI::Range(0, 1000))
+      ->check(NumberBetween(0, 1000))
       ->type_name("N")
       ->capture_default_str();
   app.add_flag("--no-wait", options.noWait,

@@ -8,7 +8,6 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
-#include <charconv>
 #include <filesystem>
 #include <iostream>
 #include <limits>
@@ -59,19 +58,6 @@ std::string WhatIsWrongWithFault(const std::string& text) {
   }
 }
 
-// CLI11 would make a huge number of -1, and cut one that is too great.
-CLI::Validator NumberBetween(std::int64_t least, std::int64_t most) {
-  return {[=](const std::string& text) -> std::string {
-            std::int64_t number = 0;
-            const char* const end = text.data() + text.size();
-            const auto [stop, error] = std::from_chars(text.data(), end, number);
-            if (stop == end && error == std::errc() && number >= least && number <= most) return {};
-            return "'" + text + "' is no number between " + std::to_string(least) + " and " +
-                   std::to_string(most);
-          },
-          ""};
-}
-
 std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
   const CLI::App* command = kelo::NamedCommand(app);
   return "kelo-devservice: " + kelo::WrongUsage(app, error) + "\nsee '" +
@@ -94,15 +80,15 @@ void DeclareService(CLI::App& app, Arguments& arguments) {
                  "Port on 127.0.0.1; 0 takes a free one, as does its absence, but then --data "
                  "keeps the port it had")
       ->type_name("PORT")
-      ->check(NumberBetween(0, 65535));
+      ->check(kelo::NumberBetween(0, 65535));
   app.add_option("--quota", options.quotaBytes, "Storage of an account in bytes")
       ->type_name("BYTES")
       ->capture_default_str()
-      ->check(NumberBetween(0, std::numeric_limits<std::int64_t>::max()));
+      ->check(kelo::NumberBetween(0, std::numeric_limits<std::int64_t>::max()));
   app.add_option("--expiry", arguments.expirySeconds, "When an unused session token expires")
       ->type_name("SECONDS")
       ->capture_default_str()
-      ->check(NumberBetween(1, kMaxExpiry));
+      ->check(kelo::NumberBetween(1, kMaxExpiry));
 }
 
 void DeclareInstruments(CLI::App& app, Arguments& arguments) {

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "commandline/WrongUsage.h"
 #include "host/Host.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Names.h"
@@ -167,7 +168,7 @@ void AddEditCommands(CLI::App& app, Action& chosen) {
   const auto item = std::make_shared<std::string>();
   const auto rating = std::make_shared<std::uint32_t>();
   rate->add_option("ITEM", *item, "Id, name or path of the item")->required();
-  rate->add_option("N", *rating, "The rating")->required()->check(CLI::Range(0, 5));
+  rate->add_option("N", *rating, "The rating")->required()->check(NumberBetween(0, 5));
   rate->callback([item, rating, &chosen] {
     chosen = [item, rating](Host& host) { return Rate(host, *item, *rating); };
   });
