@@ -7,8 +7,8 @@
 #include <iterator>
 
 #include "host/account/EntryJson.h"
-#include "host/account/Tree.h"
-#include "host/library/ResultText.h"
+#include "host/names/EntryWords.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 

@@ -1,10 +1,10 @@
 // The shapes, member by member.
 #include "host/account/EntryJson.h"
 
-#include "host/account/Dates.h"
-#include "host/account/Names.h"
-#include "host/account/Tree.h"
-#include "host/library/ResultText.h"
+#include "host/names/Dates.h"
+#include "host/names/EntryWords.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -6,8 +6,8 @@
 #include <map>
 
 #include "host/account/AccountWalk.h"
-#include "host/account/Names.h"
-#include "host/account/Tree.h"
+#include "host/names/EntryWords.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {

@@ -11,9 +11,9 @@
 
 #include "commandline/Suggest.h"
 #include "host/account/AccountWalk.h"
-#include "host/account/CatalogueNames.h"
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/names/CatalogueNames.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "text/Unicode.h"
 
 namespace kelo::host {

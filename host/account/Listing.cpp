@@ -9,11 +9,11 @@
 #include <limits>
 #include <tuple>
 
-#include "host/account/Dates.h"
 #include "host/account/EntryJson.h"
-#include "host/account/Names.h"
-#include "host/account/Tree.h"
-#include "host/library/ResultText.h"
+#include "host/names/Dates.h"
+#include "host/names/EntryWords.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "host/terminal/Columns.h"
 
 namespace kelo::host {

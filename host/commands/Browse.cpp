@@ -5,14 +5,16 @@
 #include <map>
 #include <memory>
 
-#include "host/Host.h"
 #include "host/account/AccountWalk.h"
-#include "host/account/Dates.h"
 #include "host/account/EntryJson.h"
+#include "host/account/Find.h"
 #include "host/account/Listing.h"
-#include "host/account/Names.h"
 #include "host/account/Tree.h"
-#include "host/library/ResultText.h"
+#include "host/commands/Host.h"
+#include "host/names/Dates.h"
+#include "host/names/EntryWords.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -5,12 +5,13 @@
 #include <memory>
 
 #include "commandline/WrongUsage.h"
-#include "host/Host.h"
 #include "host/account/EntryJson.h"
-#include "host/account/Names.h"
-#include "host/account/Tree.h"
-#include "host/commandline/Arguments.h"
-#include "host/library/ResultText.h"
+#include "host/account/Find.h"
+#include "host/commands/Arguments.h"
+#include "host/commands/Host.h"
+#include "host/names/EntryWords.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -8,9 +8,10 @@
 #include <optional>
 #include <set>
 
-#include "host/Host.h"
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/account/Find.h"
+#include "host/commands/Host.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "host/upload/AlbumNames.h"
 #include "host/upload/PutSummary.h"
 #include "host/upload/Upload.h"

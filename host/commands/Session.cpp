@@ -7,9 +7,10 @@
 #include <optional>
 
 #include "commandline/WrongUsage.h"
-#include "host/Host.h"
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/account/Find.h"
+#include "host/commands/Host.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "host/terminal/Prompt.h"
 
 namespace kelo::host {

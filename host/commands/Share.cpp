@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/Host.h"
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/account/Find.h"
+#include "host/commands/Host.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

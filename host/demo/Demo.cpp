@@ -4,10 +4,10 @@
 
 #include <memory>
 
-#include "host/Host.h"
-#include "host/account/Names.h"
+#include "host/commands/Host.h"
 #include "host/demo/DemoStory.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -6,10 +6,10 @@
 #include <mutex>
 
 #include "devservice/DevService.h"
-#include "host/account/Names.h"
 #include "host/demo/DemoStory.h"
 #include "host/download/Fetch.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "host/terminal/Progress.h"
 #include "host/upload/SameContent.h"
 

@@ -10,10 +10,11 @@
 #include <utility>
 
 #include "devservice/DevService.h"
-#include "host/account/Names.h"
 #include "host/account/Tree.h"
-#include "host/library/ResultText.h"
 #include "host/library/StateFile.h"
+#include "host/names/EntryWords.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

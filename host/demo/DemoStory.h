@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/Host.h"
+#include "host/commands/Host.h"
 #include "host/upload/Upload.h"
 
 namespace kelo::devservice {

@@ -5,8 +5,8 @@
 #include <iterator>
 
 #include "host/account/AccountWalk.h"
-#include "host/account/Names.h"
 #include "host/download/ItemFile.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "host/library/FileLock.h"
-#include "host/terminal/Interrupt.h"
+#include "host/library/Interrupt.h"
 
 namespace kelo::host {
 

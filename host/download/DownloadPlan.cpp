@@ -7,10 +7,10 @@
 #include <tuple>
 
 #include "host/account/AccountWalk.h"
-#include "host/account/Names.h"
-#include "host/account/Tree.h"
 #include "host/download/AccountFolders.h"
 #include "host/download/ItemFile.h"
+#include "host/names/EntryWords.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {

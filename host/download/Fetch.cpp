@@ -11,10 +11,10 @@
 #include <system_error>
 #include <utility>
 
-#include "host/account/Names.h"
 #include "host/download/Arrival.h"
 #include "host/download/ItemFile.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "host/terminal/Progress.h"
 
 namespace kelo::host {

@@ -8,9 +8,9 @@
 #include <cctype>
 #include <cstdlib>
 
-#include "host/account/CatalogueNames.h"
-#include "host/account/Dates.h"
-#include "host/account/Names.h"
+#include "host/names/CatalogueNames.h"
+#include "host/names/Dates.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 

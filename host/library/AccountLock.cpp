@@ -11,8 +11,8 @@
 #include <ctime>
 #include <string_view>
 
-#include "host/account/Dates.h"
-#include "host/account/Names.h"
+#include "host/names/Dates.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {

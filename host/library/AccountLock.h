@@ -6,7 +6,7 @@
 #include <string>
 
 #include "host/library/FileLock.h"
-#include "host/library/ResultText.h"
+#include "host/names/ResultText.h"
 #include "host/terminal/Output.h"
 
 namespace kelo::host {

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "host/library/ResultText.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "host/library/ResultText.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

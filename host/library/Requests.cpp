@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <utility>
 
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -14,10 +14,10 @@
 #include <string_view>
 #include <utility>
 
-#include "host/account/Names.h"
 #include "host/library/AccountLock.h"
 #include "host/library/FileLock.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <utility>
 
-#include "host/library/ResultText.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 #include "host/terminal/Columns.h"
 
 namespace kelo::host {

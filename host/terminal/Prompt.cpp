@@ -7,7 +7,7 @@
 
 #include <optional>
 
-#include "host/library/ResultText.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

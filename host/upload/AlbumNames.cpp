@@ -5,9 +5,9 @@
 
 #include <vector>
 
-#include "host/account/CatalogueNames.h"
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/names/CatalogueNames.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 

@@ -10,8 +10,8 @@
 #include <tuple>
 #include <utility>
 
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "text/Unicode.h"
 
 namespace kelo::host {

@@ -11,8 +11,8 @@
 #include <fstream>
 #include <vector>
 
-#include "host/account/Dates.h"
-#include "host/library/ResultText.h"
+#include "host/names/Dates.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -3,10 +3,10 @@
 
 #include <fmt/format.h>
 
-#include "host/account/CatalogueNames.h"
 #include "host/account/EntryJson.h"
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/names/CatalogueNames.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -7,9 +7,9 @@
 #include <iterator>
 #include <utility>
 
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
 #include "host/library/Retries.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

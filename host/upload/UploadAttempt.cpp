@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 #include "host/upload/UploadRequest.h"
 
 namespace kelo::host {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <fmt/format.h>
 
-#include "host/account/Names.h"
-#include "host/library/ResultText.h"
+#include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 

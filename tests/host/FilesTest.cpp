@@ -2,7 +2,7 @@
 #include <limits>
 
 #include "KeloProcess.h"
-#include "host/account/Dates.h"
+#include "host/names/Dates.h"
 #include "host/upload/SameContent.h"
 #include "host/upload/UploadPlan.h"
 #include "host/upload/UploadRequest.h"

@@ -4,8 +4,8 @@
 #include "KeloProcess.h"
 #include "host/account/EntryPaths.h"
 #include "host/account/Find.h"
-#include "host/library/ResultText.h"
 #include "host/library/StateFile.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "KeloProcess.h"
-#include "host/account/Dates.h"
+#include "host/names/Dates.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -1,9 +1,9 @@
 // Names made fit for terminals, file systems and the catalogue's records.
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 
 #include <gtest/gtest.h>
 
-#include "host/account/CatalogueNames.h"
+#include "host/names/CatalogueNames.h"
 
 namespace kelo::host {
 namespace {

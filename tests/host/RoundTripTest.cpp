@@ -10,7 +10,7 @@
 
 #include "GetTest.h"
 #include "Screen.h"
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 #include "text/Unicode.h"
 
 namespace kelo::host::testing {

@@ -3,7 +3,7 @@
 
 #include "KeloProcess.h"
 #include "commandline/Suggest.h"
-#include "host/commandline/ShellWords.h"
+#include "host/program/ShellWords.h"
 #include "host/terminal/Output.h"
 
 namespace kelo::host::testing {

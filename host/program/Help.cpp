@@ -1,5 +1,5 @@
 // The program's own texts.
-#include "host/commandline/Help.h"
+#include "host/program/Help.h"
 
 #include <fmt/format.h>
 

@@ -5,11 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "host/account/Find.h"
 #include "host/library/AccountLock.h"
+#include "host/library/Interrupt.h"
 #include "host/library/Library.h"
 #include "host/library/StateFile.h"
-#include "host/terminal/Interrupt.h"
 #include "host/terminal/Output.h"
 
 namespace CLI {

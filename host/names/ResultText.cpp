@@ -1,5 +1,5 @@
 // The advice that only this program can give.
-#include "host/library/ResultText.h"
+#include "host/names/ResultText.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 // References, and where they are cut.
-#include "host/account/CatalogueNames.h"
+#include "host/names/CatalogueNames.h"
 
 #include <cstdio>
 

@@ -9,10 +9,10 @@
 
 #include "commandline/Manual.h"
 #include "commandline/WrongUsage.h"
-#include "host/Host.h"
-#include "host/commandline/Completion.h"
-#include "host/commandline/Help.h"
-#include "host/library/ResultText.h"
+#include "host/commands/Host.h"
+#include "host/names/ResultText.h"
+#include "host/program/Completion.h"
+#include "host/program/Help.h"
 
 namespace kelo::host {
 namespace {

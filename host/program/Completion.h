@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "host/Host.h"
+#include "host/commands/Host.h"
 
 namespace kelo::host {
 

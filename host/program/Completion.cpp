@@ -1,5 +1,5 @@
 // Finds what the word being typed stands for, and collects the candidates.
-#include "host/commandline/Completion.h"
+#include "host/program/Completion.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 
 #include "commandline/Help.h"
 #include "host/account/EntryPaths.h"
-#include "host/commandline/ShellWords.h"
+#include "host/program/ShellWords.h"
 
 namespace kelo::host {
 namespace {

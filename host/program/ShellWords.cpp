@@ -1,5 +1,5 @@
 // Bash's quoting, undone and done.
-#include "host/commandline/ShellWords.h"
+#include "host/program/ShellWords.h"
 
 namespace kelo::host {
 namespace {

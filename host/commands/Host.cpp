@@ -1,5 +1,5 @@
 // Restoring the session, and the account with it.
-#include "host/Host.h"
+#include "host/commands/Host.h"
 
 #include <utility>
 

@@ -1,5 +1,5 @@
 // Texts with replacement of what a terminal or a path must not see.
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 
 #include <fmt/format.h>
 

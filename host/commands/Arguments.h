@@ -6,7 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 

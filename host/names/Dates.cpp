@@ -1,11 +1,11 @@
 // Dates read from their fixed places.
-#include "host/account/Dates.h"
+#include "host/names/Dates.h"
 
 #include <algorithm>
 #include <chrono>
 #include <ctime>
 
-#include "host/account/Names.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "commandline/Help.h"
-#include "host/Host.h"
+#include "host/commands/Host.h"
 
 namespace kelo::host {
 

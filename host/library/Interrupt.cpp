@@ -1,5 +1,5 @@
 // The signal thread.
-#include "host/terminal/Interrupt.h"
+#include "host/library/Interrupt.h"
 
 #include <pthread.h>
 #include <unistd.h>

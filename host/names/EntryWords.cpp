@@ -1,0 +1,43 @@
+// The words for entries, their kinds and their formats.
+#include "host/names/EntryWords.h"
+
+#include "host/names/Names.h"
+
+namespace kelo::host {
+
+std::string EntryName(const Item& entry) {
+  return entry.kind == Kind::RootAlbum ? "(in no album)" : Shown(entry.name);
+}
+
+std::string EntryId(const Item& entry) {
+  return entry.kind == Kind::RootAlbum ? "root" : Shown(entry.id);
+}
+
+std::string_view KindText(Kind kind) {
+  if (Is(kind, Kind::FriendAlbum)) return "friend's album";
+  if (Is(kind, Kind::SharedAlbum)) return "shared album";
+  if (Is(kind, Kind::RootAlbum)) return "root album";
+  if (Is(kind, Kind::Album)) return "album";
+  if (Is(kind, Kind::Folder)) return "folder";
+  return "item";
+}
+
+std::string_view FormatText(std::uint32_t format) {
+  struct Row {
+    std::uint32_t format;
+    std::string_view words;
+  };
+  constexpr Row kRows[] = {{1, "JPEG"},      {2, "raw"}, {3, "raw"}, {4, "TIFF"},
+                           {5, "QuickTime"}, {6, "AVI"}, {7, "WAV"}, {4097, "binary"}};
+  for (const Row& row : kRows)
+    if (row.format == format) return row.words;
+  return "unknown";
+}
+
+bool IsContainer(const Item& entry) {
+  constexpr Kind kContainers =
+      Kind::Folder | Kind::Album | Kind::FriendAlbum | Kind::RootAlbum | Kind::SharedAlbum;
+  return Is(entry.kind, kContainers);
+}
+
+}  // namespace kelo::host
