@@ -9,7 +9,7 @@
 
 #include "catalogue/HierarchyLoader.h"
 #include "catalogue/KELOAccessCacheManager.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "catalogue/HierarchyTable.h"
 #include "catalogue/KELOAccessCacheManager.h"
-#include "http/AbortSignal.h"
+#include "platform/AbortSignal.h"
 #include "text/XMLElements.h"
 
 namespace kelo {

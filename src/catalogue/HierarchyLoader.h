@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "catalogue/HierarchyRecords.h"
-#include "protocol/KELOAccessFileInfoConverter.h"
+#include "catalogue/KELOAccessFileInfoConverter.h"
 
 namespace kelo {
 

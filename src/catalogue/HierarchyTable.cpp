@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <utility>
 
-#include "http/AbortSignal.h"
+#include "platform/AbortSignal.h"
 
 namespace kelo {
 namespace {

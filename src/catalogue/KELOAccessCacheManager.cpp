@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "http/AbortSignal.h"
+#include "platform/AbortSignal.h"
 #include "platform/KELOCriticalSection.h"
 
 namespace kelo {

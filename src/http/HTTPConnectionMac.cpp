@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "http/AbortSignal.h"
 #include "http/MacHTTPControl.h"
+#include "platform/AbortSignal.h"
 #include "platform/CAutoreleasePool.h"
 
 namespace kelo {

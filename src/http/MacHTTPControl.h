@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "http/AbortSignal.h"
 #include "http/DownloadFile.h"
 #include "http/HTTPConnection.h"
+#include "platform/AbortSignal.h"
 #include "platform/URLLoading.h"
 
 namespace kelo {

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "http/AbortSignal.h"
-#include "interface/KELOAccessCommandController.h"
+#include "controller/KELOAccessCommandController.h"
+#include "platform/AbortSignal.h"
 
 namespace kelo {
 namespace {

@@ -1,7 +1,7 @@
 // The library-wide state: the one controller, null while the library is not initialised.
 #pragma once
 
-#include "interface/KELOAccessCommandController.h"
+#include "controller/KELOAccessCommandController.h"
 
 namespace kelo {
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "KELOAccess.h"
-#include "text/StringInfo.h"
 #include "text/XMLSearch.h"
 
 namespace kelo {
@@ -37,6 +36,15 @@ uint32_t ConvertErrorCodeFromKELO(std::string_view errcode) {
   for (const auto& [serviceError, result] : kServiceErrors)
     if (serviceError == number) return result;
   return kKELOResult_GeneralFailure;
+}
+
+uint64_t StringToULL(std::string_view text) {
+  uint64_t value = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') break;
+    value = value * 10 + static_cast<uint64_t>(c - '0');
+  }
+  return value;
 }
 
 uint32_t ResultOfAnswer(std::string_view answer) {

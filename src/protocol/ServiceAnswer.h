@@ -18,6 +18,10 @@ uint32_t ConvertErrorCodeFromKELO(std::string_view errcode);
 // "errcode" is missing.
 uint32_t ResultOfAnswer(std::string_view answer);
 
+// A number in an answer: the leading decimal digits of `text`, wrapping at 64 bits; 0 when there
+// are none.
+uint64_t StringToULL(std::string_view text);
+
 class ServiceAnswer {
  public:
   // The answer in `text`; where `transferResult` is a failure, that failure without an answer.

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "catalogue/KELOAccessCacheManager.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
 
 namespace kelo::testing {
 

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "catalogue/CacheReader.h"
-#include "http/AbortSignal.h"
+#include "platform/AbortSignal.h"
 
 namespace kelo::testing {
 namespace {

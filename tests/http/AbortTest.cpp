@@ -19,9 +19,9 @@
 #include <string>
 #include <thread>
 
-#include "http/AbortSignal.h"
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
+#include "platform/AbortSignal.h"
 
 namespace kelo {
 namespace {

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "interface/KELOAccessCommandController.h"
+#include "controller/KELOAccessCommandController.h"
 #include "support/CommandTest.h"
 
 namespace kelo::testing {

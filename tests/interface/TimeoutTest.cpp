@@ -1,8 +1,8 @@
 // How long each request of each command may be silent, as the URL loader is told.
 
+#include "controller/KELOAccessCommandController.h"
 #include "http/HTTPConnectionMac.h"
 #include "http/ScriptedLoader.h"
-#include "interface/KELOAccessCommandController.h"
 #include "support/CommandTest.h"
 
 namespace kelo::testing {

@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <sstream>
 
+#include "controller/KELOAccessHTTPController.h"
 #include "http/SocketServer.h"
-#include "interface/KELOAccessHTTPController.h"
 #include "support/CommandTest.h"
 #include "support/TemporaryFolder.h"
 

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "interface/KELOAccessCommandController.h"
-#include "protocol/KELOAccessFileInfoConverter.h"
+#include "catalogue/KELOAccessFileInfoConverter.h"
+#include "controller/KELOAccessCommandController.h"
 #include "protocol/Signing.h"
 
 namespace kelo {

@@ -1,6 +1,6 @@
 // Verification of recipients, the address list, and picture mail.
 
-#include "sharing/PendingRecipients.h"
+#include "commands/PendingRecipients.h"
 #include "support/CommandTest.h"
 
 namespace kelo::testing {

@@ -1,10 +1,10 @@
 // The decisions about single files of an upload: names, voice memos, the check's verdict by index,
 // and the negotiation that no command reaches.
 
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
+#include "commands/UploadItemText.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "support/CommandTest.h"
-#include "transfer/UploadItemText.h"
 
 namespace kelo::testing {
 namespace {

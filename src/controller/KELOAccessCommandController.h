@@ -1,20 +1,19 @@
 // The one object behind the exported functions: it owns the session, the catalogue and the
 // connection, and has a work function for every command. Contents, with the file of each section:
 //
-//   Lifecycle            interface/ControllerLifecycle.cpp
+//   Lifecycle            controller/ControllerLifecycle.cpp
 //   Dispatch             interface/CommandDispatch.cpp (the command table)
-//   Events and abort     interface/HostEvents.cpp
-//   Service requests     protocol/ServiceRequests.cpp (Timeouts.h, Signing.h)
-//   Session              protocol/Session.cpp
-//   Loading              catalogue/LoadHierarchy.cpp
-//   Item queries         catalogue/ItemQueries.cpp
-//   Upload               transfer/Upload.cpp, UploadCheck.cpp, UploadNegotiation.cpp
-//   Uploaded files       catalogue/UploadedFiles.cpp
-//   Download             transfer/Download.cpp
-//   Edits                transfer/ItemProperties.cpp, Tags.cpp, NewContainers.cpp
-//   Storage capacity     transfer/StorageCapacity.cpp
-//   Recipients           sharing/Recipients.cpp
-//   Picture mail         sharing/PictureMail.cpp
+//   Events and abort     controller/HostEvents.cpp
+//   Service requests     controller/ServiceRequests.cpp (protocol/Timeouts.h, protocol/Signing.h)
+//   Session              commands/Session.cpp
+//   Loading              commands/LoadHierarchy.cpp
+//   Item queries         commands/ItemQueries.cpp
+//   Upload               commands/Upload.cpp, UploadCheck.cpp, UploadNegotiation.cpp
+//   Download             commands/Download.cpp
+//   Edits                commands/ItemProperties.cpp, Tags.cpp, NewContainers.cpp
+//   Storage capacity     commands/StorageCapacity.cpp
+//   Recipients           commands/Recipients.cpp
+//   Picture mail         commands/PictureMail.cpp
 //
 // Every operation returns a result code (see KELOAccess.h) unless it says otherwise. Threads: all
 // operations belong to the thread of the running command, except the abort command, which touches
@@ -31,8 +30,8 @@
 
 #include "KELOAccess.h"
 #include "catalogue/KELOAccessCacheManager.h"
-#include "http/AbortSignal.h"
 #include "http/KELOHTTPController.h"
+#include "platform/AbortSignal.h"
 #include "protocol/ServiceAnswer.h"
 #include "protocol/Timeouts.h"
 
@@ -216,13 +215,6 @@ class KELOAccessCommandController {
                                   uint32_t timeout);
   // Sets the progress words to the number and bytes of the records whose result is 0.
   void CountFilesToSend(const std::vector<tagKELO_LoadInfo>& records);
-  // Takes over the id of a file that the service holds already; one that it placed in the album
-  // joins the cached album.
-  void AdoptStoredItem(tagKELO_LoadInfo& record, std::string_view itemId,
-                       std::string_view displayName);
-  // Shows an uploaded or already stored file in its cached album at once.
-  void AddToCachedAlbum(std::string_view albumId, std::string_view itemId,
-                        std::string_view displayName);
 
   // Creates the container that `record` describes and fills in its id. `stops` tells whether a
   // failure ends the whole command.

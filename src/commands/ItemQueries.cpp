@@ -4,10 +4,9 @@
 #include <map>
 
 #include "catalogue/HierarchyLoader.h"
-#include "http/AbortSignal.h"
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
+#include "platform/AbortSignal.h"
 #include "protocol/RequestDocument.h"
 #include "text/XMLElements.h"
 

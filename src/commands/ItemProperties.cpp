@@ -1,8 +1,7 @@
 // Edits of the properties of items: caption and rating.
 
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
 
 namespace kelo {

@@ -2,8 +2,7 @@
 // catalogue from the answers.
 
 #include "catalogue/HierarchyLoader.h"
-#include "interface/KELOAccessCommandController.h"
-#include "text/StringInfo.h"
+#include "controller/KELOAccessCommandController.h"
 
 namespace kelo {
 namespace {

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "http/AbortSignal.h"
-#include "interface/KELOAccessCommandController.h"
+#include "controller/KELOAccessCommandController.h"
+#include "platform/AbortSignal.h"
 
 namespace kelo {
 

@@ -1,5 +1,5 @@
 // The file format table.
-#include "protocol/KELOAccessFileInfoConverter.h"
+#include "catalogue/KELOAccessFileInfoConverter.h"
 
 #include "KELOAccess.h"
 

@@ -1,8 +1,8 @@
-#include "transfer/UploadItemText.h"
+#include "commands/UploadItemText.h"
 
+#include "controller/HostRecord.h"
 #include "protocol/RequestDocument.h"
 #include "text/CFTPSStringData.h"
-#include "text/StringInfo.h"
 
 namespace kelo {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "http/AbortSignal.h"
-#include "interface/KELOAccessCommandController.h"
-#include "interface/KELOAccessHTTPController.h"
+#include "controller/KELOAccessCommandController.h"
+#include "controller/KELOAccessHTTPController.h"
+#include "platform/AbortSignal.h"
 
 namespace kelo {
 

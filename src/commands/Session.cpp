@@ -2,9 +2,8 @@
 
 #include <cstring>
 
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
 #include "protocol/Signing.h"
 

@@ -1,5 +1,5 @@
 // Commands and requests begin and end, and somebody may raise the signal at any moment of that.
-#include "http/AbortSignal.h"
+#include "platform/AbortSignal.h"
 
 #include <unistd.h>
 

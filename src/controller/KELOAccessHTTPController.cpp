@@ -1,8 +1,8 @@
 // Progress on its way to the command controller, and the trace around each request.
-#include "interface/KELOAccessHTTPController.h"
+#include "controller/KELOAccessHTTPController.h"
 
-#include "interface/KELOAccessCommandController.h"
-#include "interface/RequestTrace.h"
+#include "controller/KELOAccessCommandController.h"
+#include "controller/RequestTrace.h"
 
 namespace kelo {
 

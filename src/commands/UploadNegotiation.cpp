@@ -3,13 +3,12 @@
 
 #include <optional>
 
-#include "interface/KELOAccessCommandController.h"
+#include "commands/UploadItemText.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "platform/KELOAccessEncoder.h"
-#include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
-#include "text/StringInfo.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadItemText.h"
 
 namespace kelo {
 
@@ -64,7 +63,8 @@ uint32_t KELOAccessCommandController::NegotiateUploadItems(const std::string&,
     tagKELO_LoadInfo& record = records[idx - 1];
     record.result = kKELOResult_AlreadyExists;
     CopyTextField(record.itemId, itemId);
-    AddToCachedAlbum(ReadTextField(record.albumId), ReadTextField(record.itemId), names[idx - 1]);
+    cacheManager_->AddFileItem(ReadTextField(record.albumId), ReadTextField(record.itemId),
+                               {.fileName = names[idx - 1]});
   });
   if (!anyItem) return kKELOResult_GeneralFailure;
   uploadId = *identifier;

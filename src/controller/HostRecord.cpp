@@ -1,6 +1,7 @@
-#include "text/StringInfo.h"
+// Texts by pointer and length: read from the host's memory, and handed out in memory for it to
+// free.
+#include "controller/HostRecord.h"
 
-#include <cstring>
 #include <new>
 
 namespace kelo {
@@ -25,15 +26,6 @@ uint32_t StringToKELOStringInfo(std::string_view text, tagKELO_StringInfo& info)
 
 uint32_t HandOutText(std::string_view text, tagKELO_StringInfo& info) {
   return text.empty() ? 1 : StringToKELOStringInfo(text, info);
-}
-
-uint64_t StringToULL(std::string_view text) {
-  uint64_t value = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') break;
-    value = value * 10 + static_cast<uint64_t>(c - '0');
-  }
-  return value;
 }
 
 }  // namespace kelo

@@ -1,4 +1,4 @@
-#include "sharing/PendingRecipients.h"
+#include "commands/PendingRecipients.h"
 
 #include <strings.h>
 

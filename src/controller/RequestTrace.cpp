@@ -1,5 +1,5 @@
 // What a line of the trace says, and what it must not say.
-#include "interface/RequestTrace.h"
+#include "controller/RequestTrace.h"
 
 #include <pthread.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 #include <ctime>
 
 #include "KELOAccess.h"
-#include "interface/RequestCause.h"
+#include "controller/RequestCause.h"
 #include "platform/Environment.h"
 #include "platform/FileStream.h"
 #include "protocol/RequestDocument.h"

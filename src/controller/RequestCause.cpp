@@ -1,5 +1,5 @@
 // From codes to words of closed lists. No text of a library or of a peer has a part in it.
-#include "interface/RequestCause.h"
+#include "controller/RequestCause.h"
 
 #include "KELOAccess.h"
 #include "protocol/ServiceAnswer.h"

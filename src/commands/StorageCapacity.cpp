@@ -1,8 +1,7 @@
 // The storage capacity command.
 
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "text/StringInfo.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 
 namespace kelo {
 

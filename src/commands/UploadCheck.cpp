@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <array>
 
-#include "http/AbortSignal.h"
-#include "interface/KELOAccessCommandController.h"
-#include "platform/TextField.h"
+#include "commands/UploadItemText.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
+#include "platform/AbortSignal.h"
 #include "protocol/RequestDocument.h"
-#include "text/StringInfo.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadItemText.h"
 
 namespace kelo {
 namespace {
@@ -129,8 +128,12 @@ uint32_t KELOAccessCommandController::CheckUploadItems(const std::string& albumI
     std::string itemId;
     record.result =
         CheckUploadItemByIdx(static_cast<uint32_t>(i + 1), albumId, elements[i], itemId);
-    AdoptStoredItem(record, itemId, files[i].displayName);
     anyToSend |= record.result == kKELOResult_Success;
+    const bool inAlbum = record.result == kKELOResult_AlreadyInAlbum;
+    if (inAlbum || record.result == kKELOResult_AlreadyExists) CopyTextField(record.itemId, itemId);
+    if (inAlbum)
+      cacheManager_->AddFileItem(ReadTextField(record.albumId), ReadTextField(record.itemId),
+                                 {.fileName = files[i].displayName});
   }
   if (anyToSend) {
     CountFilesToSend(records);

@@ -1,10 +1,8 @@
 // The download command: one file after another, each into a path that the host names.
 
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
-#include "text/StringInfo.h"
 
 namespace kelo {
 namespace {

@@ -1,11 +1,10 @@
 // Mail recipients: verification by the service, one rejected address at a time, and the account's
 // address list.
 
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
+#include "commands/PendingRecipients.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
-#include "sharing/PendingRecipients.h"
-#include "text/StringInfo.h"
 
 namespace kelo {
 namespace {

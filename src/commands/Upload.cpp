@@ -5,14 +5,12 @@
 #include <cstdlib>
 #include <limits>
 
-#include "http/AbortSignal.h"
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
+#include "commands/UploadItemText.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
+#include "platform/AbortSignal.h"
 #include "protocol/RequestDocument.h"
-#include "text/StringInfo.h"
 #include "text/XMLElements.h"
-#include "transfer/UploadItemText.h"
 
 namespace kelo {
 namespace {
@@ -170,8 +168,9 @@ uint32_t KELOAccessCommandController::UploadAnyItems(const std::string& albumId,
         const auto found = records.find(static_cast<uint32_t>(number));
         if (found == records.end() || found->first != number || !itemId.data()) return;
         CopyTextField(found->second.itemId, itemId);
-        AddToCachedAlbum(albumId, ReadTextField(found->second.itemId),
-                         request.names.at(found->first));
+        // It counts and is listed there at once.
+        cacheManager_->AddFileItem(albumId, ReadTextField(found->second.itemId),
+                                   {.fileName = request.names.at(found->first)});
       },
       [this] { return abort_->IsRaised(); });
   return abort_->IsRaised() ? kKELOResult_Aborted : kKELOResult_Success;

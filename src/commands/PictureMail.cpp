@@ -1,10 +1,8 @@
 // Picture mail: an album is shared with a list of addresses, verified first if the host wishes.
 
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
-#include "text/StringInfo.h"
 
 namespace kelo {
 

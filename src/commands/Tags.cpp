@@ -3,9 +3,8 @@
 #include <cstring>
 
 #include "catalogue/HierarchyRecords.h"
-#include "interface/KELOAccessCommandController.h"
-#include "platform/HostRecord.h"
-#include "platform/TextField.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
 
 namespace kelo {

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <iterator>
 
-#include "interface/KELOAccessCommandController.h"
+#include "controller/HostRecord.h"
+#include "controller/KELOAccessCommandController.h"
 #include "platform/KELOUtility.h"
-#include "platform/TextField.h"
 #include "protocol/RequestDocument.h"
 #include "protocol/Signing.h"
 #include "text/XMLElements.h"
