@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Measure.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 #include "text/XMLUtility.h"
 
 namespace kelo::bench {
@@ -23,8 +23,8 @@ std::string MakeAnswer(int items) {
   return text;
 }
 
-constexpr const char* kNames[] = {"itemId",     "fileName",   "fileFormat", "shotDate",
-                                  "modifyDate", "uploadDate", "screenUrl",  "origUrl"};
+constexpr std::string_view kNames[] = {"itemId",     "fileName",   "fileFormat", "shotDate",
+                                       "modifyDate", "uploadDate", "screenUrl",  "origUrl"};
 
 // Beside copying the text that the work is about.
 template <typename Work>
@@ -41,8 +41,9 @@ void ReadItems(benchmark::State& state) {
   const std::string answer = MakeAnswer(static_cast<int>(state.range(0)));
   std::size_t found = 0;
   CompareToCopy(state, 30, answer, [&] {
-    ForEachBetween(answer, "<item ", "</item>", [&](std::string_view item) {
-      for (const char* name : kNames) found += FindAttribute(item, name)->size();
+    ForEachElement(answer, "item", [&](const XMLTag& item) {
+      for (const std::string_view value : ReadAttributes(item.attributes, kNames))
+        found += value.size();
     });
   });
   if (found == 0) state.SkipWithError("nothing found");
@@ -57,7 +58,7 @@ void CopyItems(benchmark::State& state) {
     std::vector<std::string> items;
     xml.GetValuesWithElement(answer, "item", items);
     for (const std::string& item : items)
-      for (const char* name : kNames) xml.GetAttribute(item, name, value);
+      for (const std::string_view name : kNames) xml.GetAttribute(item, name, value);
   });
   if (value.empty()) state.SkipWithError("nothing found");
 }
@@ -65,8 +66,9 @@ void CopyItems(benchmark::State& state) {
 // An end key that is missing, searched backwards through everything.
 void SearchBackwards(benchmark::State& state) {
   const std::string answer = "<list>" + MakeAnswer(static_cast<int>(state.range(0)));
+  std::string value;
   CompareToCopy(state, 25, answer,
-                [&] { benchmark::DoNotOptimize(FindOutermostTag(answer, "list")); });
+                [&] { XMLUtility().GetValueForOutermostTag(answer, "list", value); });
 }
 
 // Argument: bytes. Every second one is replaced by a longer text.

@@ -172,6 +172,7 @@ std::vector<std::string_view> KELOAccessCacheManager::GetIdsOnTarget(std::string
                                                                      uint32_t kindMask) const {
   Ids<Order::Service> list;
   VisitTarget(targetId, kindMask, list);
+  for (std::string_view& id : list.ids) id = id.substr(0, kIdLength);
   return std::move(list.ids);
 }
 

@@ -48,7 +48,6 @@ class KELOAccessCacheManager {
   void SetupRootFolder();
   // Empties everything, finished records included; only the root of the friend albums remains.
   void ClearAllFolder();
-  void SetupFriendAlbum();
   // Takes over tables that were filled aside; without friend albums only their root remains.
   void TakeHierarchy(std::unique_ptr<HierarchyTable> directories);
   void TakeFriendAlbums(std::unique_ptr<HierarchyTable> friendAlbums) noexcept;
@@ -66,10 +65,6 @@ class KELOAccessCacheManager {
     AddDirectoryItem(parentId, id, data, kKELOKind_Folder);
   }
   void AddFileItem(std::string_view parentId, std::string_view id, const tagFileItemData& data);
-  void AddFileItemToRootAlbum(std::string_view id, const tagFileItemData& data);
-  void AddFriendAlbum(std::string_view id, const tagDirectoryItemData& data);
-  void AddFileItemToFriendAlbum(std::string_view friendAlbumId, std::string_view id,
-                                const tagFileItemData& data);
   // Replaces the item's data in the root album and in every directory, each keeping its place, and
   // drops its finished record. Friend albums keep theirs.
   void UpdateFileItem(std::string_view id, const tagFileItemData& data);
@@ -97,27 +92,36 @@ class KELOAccessCacheManager {
   // ---- Queries. Masks are kind bits; kKELOKind_SharedAlbum counts where kKELOKind_Album is not
   // set. A list is written only if it has exactly `count` entries: else the answer is
   // kKELOResult_BadParameter (target) or kKELOResult_GeneralFailure (server) and the buffer stays
-  // untouched. Id buffers hold slots of 41 bytes; the bytes behind an id's NUL stay as they were.
-  // Info buffers hold tagKELO_ItemInfo records, whole and at any alignment. ----
+  // untouched. Buffers hold tagKELO_ItemInfo records, whole and at any alignment. ----
 
-  // Id lists are in id order, record lists in the service's order. Id lists leave out friend
-  // albums' items, deliberately. Records of a target list name the target as their parent.
+  // Records stand in the service's order. Those of a target list name the target as their parent.
   uint32_t GetItemsCountOnTargetID(std::string_view targetId, uint32_t kindMask) const;
-  uint32_t GetItemsIDListOnTargetID(std::string_view targetId, uint32_t count, char* idBuffer,
-                                    uint32_t kindMask) const;
   uint32_t GetItemsInfoOnTargetID(std::string_view targetId, uint32_t count, void* infoBuffer,
                                   uint32_t kindMask) const;
-  // The ids of that list of records; valid until the next change.
+  // The ids of that list of records, cut to kIdLength; valid until the next change.
   std::vector<std::string_view> GetIdsOnTarget(std::string_view targetId, uint32_t kindMask) const;
 
   // The whole server; nothing before the root folder exists.
   uint32_t GetAllItemsCountOnServer(uint32_t kindMask) const;
-  uint32_t GetAllItemsIDListOnServer(uint32_t count, char* idBuffer, uint32_t kindMask) const;
   uint32_t GetAllItemsInfoOnServer(uint32_t count, void* infoBuffer, uint32_t kindMask) const;
 
   // Fills the record of one entry, from the finished records if it is there, and keeps it there. An
   // unknown id gives a cleared record with the result kKELOResult_NotFound, which is not kept.
   void GetItemInfo(std::string_view id, tagKELO_ItemInfo& info);
+
+  // ==== No command reaches what follows: loads fill their tables aside, and hosts ask for
+  // records. ====
+
+  void SetupFriendAlbum();
+  void AddFileItemToRootAlbum(std::string_view id, const tagFileItemData& data);
+  void AddFriendAlbum(std::string_view id, const tagDirectoryItemData& data);
+  void AddFileItemToFriendAlbum(std::string_view friendAlbumId, std::string_view id,
+                                const tagFileItemData& data);
+  // Ids in id order, in slots of 41 bytes; the bytes behind an id's NUL stay as they were. Friend
+  // albums' items are left out, deliberately.
+  uint32_t GetItemsIDListOnTargetID(std::string_view targetId, uint32_t count, char* idBuffer,
+                                    uint32_t kindMask) const;
+  uint32_t GetAllItemsIDListOnServer(uint32_t count, char* idBuffer, uint32_t kindMask) const;
 
  private:
   class Records;

@@ -13,10 +13,9 @@
 namespace kelo {
 namespace {
 
-// The records' ids, separated by commas. Those of which the service knows no items are marked as
-// bad.
-std::string IdsToAskFor(std::vector<tagKELO_ItemInfo>& items) {
-  std::string ids;
+// The records' ids. Those of which the service knows no items are marked as bad.
+std::vector<std::string_view> IdsToAskFor(std::vector<tagKELO_ItemInfo>& items) {
+  std::vector<std::string_view> ids;
   for (tagKELO_ItemInfo& item : items) {
     const std::string_view id = ReadTextField(item.itemId);
     if (id.empty()) continue;
@@ -24,8 +23,7 @@ std::string IdsToAskFor(std::vector<tagKELO_ItemInfo>& items) {
       item.result = kKELOResult_BadParameter;
       continue;
     }
-    if (!ids.empty()) ids.append(",");
-    ids.append(id);
+    ids.push_back(id);
   }
   return ids;
 }
@@ -90,11 +88,11 @@ uint32_t KELOAccessCommandController::ProcessGetItemInfo(tagCommandControlInfo* 
 }
 
 uint32_t KELOAccessCommandController::GetItemsInfo(std::vector<tagKELO_ItemInfo>& items) {
-  const std::string idList = IdsToAskFor(items);
-  if (idList.empty()) return kKELOResult_BadParameter;
+  const std::vector<std::string_view> ids = IdsToAskFor(items);
+  if (ids.empty()) return kKELOResult_BadParameter;
 
   std::string parameters;
-  AppendAttribute(parameters, "itemIdList", idList);
+  AppendAttribute(parameters, "itemIdList", Join(ids, ","));
   parameters.append(" sortBy=\"UploadDate\" sortOrder=\"desc\"");
   const ServiceAnswer answer = CallService("GetItemsInfo", parameters);
   if (!answer.Ok()) return answer.Result();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "protocol/RequestDocument.h"
 #include "text/XMLUtility.h"
 
 namespace kelo {
@@ -38,11 +39,6 @@ std::string_view WithoutScheme(std::string_view text) {
   return WithoutBlanks(hasScheme ? text.substr(kScheme.size()) : text);
 }
 
-void AppendJoined(std::string& joined, std::string_view recipient, bool first) {
-  if (!first) joined.append(";");
-  joined.append(recipient);
-}
-
 }  // namespace
 
 PendingRecipients::PendingRecipients(std::string_view list) {
@@ -56,9 +52,9 @@ PendingRecipients::PendingRecipients(std::string_view list) {
 }
 
 std::string PendingRecipients::Joined() const {
-  std::string joined;
-  for (const Entry& entry : entries_) AppendJoined(joined, entry.given, &entry == &entries_[0]);
-  return joined;
+  std::vector<std::string_view> given;
+  for (const Entry& entry : entries_) given.push_back(entry.given);
+  return Join(given, ";");
 }
 
 PendingRecipients::Forms PendingRecipients::FormsOf(std::string_view given,
@@ -98,13 +94,6 @@ std::optional<std::string> PendingRecipients::Take(std::string_view address) {
     return given;
   }
   return std::nullopt;
-}
-
-std::string JoinRecipients(const std::vector<std::string>& recipients) {
-  std::string joined;
-  for (const std::string& recipient : recipients)
-    AppendJoined(joined, recipient, &recipient == &recipients[0]);
-  return joined;
 }
 
 }  // namespace kelo

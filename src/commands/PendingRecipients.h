@@ -43,7 +43,4 @@ class PendingRecipients {
   std::vector<Entry> entries_;
 };
 
-// Texts joined with ";".
-std::string JoinRecipients(const std::vector<std::string>& recipients);
-
 }  // namespace kelo

@@ -63,7 +63,7 @@ uint32_t KELOAccessCommandController::VerifyRecipient(const std::string& input,
     if (!entry) return kKELOResult_GeneralFailure;
     refused.push_back(std::move(*entry));
   }
-  rejected = JoinRecipients(refused);
+  rejected = Join(refused, ";");
   return refused.empty() ? kKELOResult_Success : kKELOResult_RecipientsRejected;
 }
 

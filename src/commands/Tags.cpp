@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "catalogue/HierarchyRecords.h"
 #include "controller/HostRecord.h"
 #include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
@@ -31,20 +30,14 @@ uint32_t KELOAccessCommandController::ProcessAddTags(tagCommandControlInfo* info
   cacheManager_->GetItemInfo(targetId, target);
   if (!AcceptsTags(target, info->selectionFlags)) return finish(kKELOResult_InvalidTarget);
 
-  std::string itemIdList(targetId);
-  if (target.kind != kKELOKind_FileItem) {
-    const auto ids = cacheManager_->GetIdsOnTarget(targetId, kKELOKind_FileItem);
-    if (ids.empty()) return finish(kKELOResult_Success);
-    itemIdList.clear();
-    for (const std::string_view id : ids) {
-      if (!itemIdList.empty()) itemIdList.append(",");
-      itemIdList.append(id.substr(0, kIdLength));
-    }
-  }
+  std::vector<std::string_view> ids{targetId};
+  if (target.kind != kKELOKind_FileItem)
+    ids = cacheManager_->GetIdsOnTarget(targetId, kKELOKind_FileItem);
+  if (ids.empty()) return finish(kKELOResult_Success);
   // The host's buffer may be shorter than the record: the text is read to its NUL and no further.
   const char* text = static_cast<const char*>(info->data) + offsetof(tagKELO_TagInfo, text);
   std::string parameters;
-  AppendAttribute(parameters, "itemIdList", itemIdList);
+  AppendAttribute(parameters, "itemIdList", Join(ids, ","));
   AppendAttribute(parameters, "tagList",
                   std::string_view(text, strnlen(text, sizeof tagKELO_TagInfo::text)));
   return finish(CallService("AddTags", parameters).Result());

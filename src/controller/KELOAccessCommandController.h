@@ -107,12 +107,6 @@ class KELOAccessCommandController {
   ServiceAnswer CallService(const std::string& method, const std::string& parameters,
                             uint32_t timeout = kRequestTimeout);
 
-  // The value of the first "<property" of that exact name; returns 1, or 0 and leaves `value`.
-  static uint32_t ExtractPropertyInfo(std::string_view answer, std::string_view name,
-                                      std::string& value);
-  // "2008:05:17 10:11:12" becomes "2008-05-17 10:11:12"; shorter texts and other forms stay.
-  static void ConvertDateInfoExifToUTC(std::string& date);
-
   // ---- Session ----
 
   uint32_t ProcessOpenSession(tagCommandControlInfo* info);
@@ -142,9 +136,6 @@ class KELOAccessCommandController {
   static uint32_t CheckUploadItemByIdx(uint32_t index, const std::string& albumId,
                                        const std::vector<std::string>& elements,
                                        std::string& itemId);
-  // Asks for an upload identifier with a digest of every file; complete files come out as 4099.
-  uint32_t NegotiateUploadItems(const std::string& albumId, std::vector<tagKELO_LoadInfo>& records,
-                                std::string& uploadId);
   // Sends the records whose result is 0.
   uint32_t UploadItems(const std::string& albumId, std::vector<tagKELO_LoadInfo>& records,
                        const std::string& uploadId);
@@ -181,6 +172,17 @@ class KELOAccessCommandController {
   uint32_t ProcessSendPictureMail(tagCommandControlInfo* info);
   uint32_t ShareAlbum(const std::string& albumId, const std::string& recipients,
                       const std::string& subject, const std::string& body, uint32_t removeGPS);
+
+  // ==== No command reaches what follows. ====
+
+  // The value of the first "<property" of that exact name; returns 1, or 0 and leaves `value`.
+  static uint32_t ExtractPropertyInfo(std::string_view answer, std::string_view name,
+                                      std::string& value);
+  // "2008:05:17 10:11:12" becomes "2008-05-17 10:11:12"; shorter texts and other forms stay.
+  static void ConvertDateInfoExifToUTC(std::string& date);
+  // Asks for an upload identifier with a digest of every file; complete files come out as 4099.
+  uint32_t NegotiateUploadItems(const std::string& albumId, std::vector<tagKELO_LoadInfo>& records,
+                                std::string& uploadId);
 
  private:
   void SetupKELOAccessCommandController(uint32_t parameter);

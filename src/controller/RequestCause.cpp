@@ -3,7 +3,7 @@
 
 #include "KELOAccess.h"
 #include "protocol/ServiceAnswer.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 
 namespace kelo {
 namespace {
@@ -41,8 +41,8 @@ RequestCause CauseOfError(const URLTransferInfo& transfer) {
 
 RequestCause CauseOfAnswer(std::string_view answer) {
   if (ResultOfAnswer(answer) == kKELOResult_Success) return {};
-  if (!FindPresentAttribute(answer, "stat")) return {"unusable", "stat"};
-  if (!FindPresentAttribute(answer, "errcode")) return {"unusable", "errcode"};
+  if (!FindAttribute(answer, "stat")) return {"unusable", "stat"};
+  if (!FindAttribute(answer, "errcode")) return {"unusable", "errcode"};
   return {"service", {}};
 }
 

@@ -19,7 +19,7 @@
 #include "protocol/ServiceAnswer.h"
 #include "text/Printable.h"
 #include "text/Unicode.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 
 namespace kelo {
 namespace {
@@ -114,7 +114,7 @@ class Fields {
 
 void AddAnswer(Fields& fields, const TracedRequest& request, std::string_view answer) {
   for (const std::string_view name : {"stat", "errcode", "errmsg"}) {
-    const auto value = FindPresentAttribute(answer, name);
+    const auto value = FindAttribute(answer, name);
     if (!value) continue;
     const std::string masked = Masked(*value, request);
     fields.Add(name, IsPlainWord(masked) ? masked : Quoted(*value, request));

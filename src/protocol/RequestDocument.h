@@ -32,4 +32,16 @@ void AppendConvertedAttribute(std::string& out, std::string_view name, std::stri
 // but for its markup, so that no text can add an attribute or an element.
 std::string TextAsReferences(std::string_view text);
 
+// The texts one behind the other, with the separator between them.
+template <typename Texts>
+std::string Join(const Texts& texts, std::string_view separator) {
+  std::string joined;
+  std::string_view before;
+  for (const std::string_view text : texts) {
+    joined.append(before).append(text);
+    before = separator;
+  }
+  return joined;
+}
+
 }  // namespace kelo

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "KELOAccess.h"
-#include "text/XMLSearch.h"
+#include "text/XMLElements.h"
 
 namespace kelo {
 namespace {
@@ -48,9 +48,9 @@ uint64_t StringToULL(std::string_view text) {
 }
 
 uint32_t ResultOfAnswer(std::string_view answer) {
-  const auto stat = FindPresentAttribute(answer, "stat");
+  const auto stat = FindAttribute(answer, "stat");
   if (stat == "ok") return kKELOResult_Success;
-  const auto errcode = FindPresentAttribute(answer, "errcode");
+  const auto errcode = FindAttribute(answer, "errcode");
   return stat && errcode ? ConvertErrorCodeFromKELO(*errcode)
                          : uint32_t{kKELOResult_GeneralFailure};
 }
@@ -59,11 +59,14 @@ ServiceAnswer::ServiceAnswer(uint32_t transferResult, std::string text) : result
   if (transferResult != kKELOResult_Success) return;
   text_ = std::move(text);
   result_ = ResultOfAnswer(text_);
-  serviceError_ = !Ok() && Attribute("stat") && Attribute("errcode");
+}
+
+bool ServiceAnswer::IsServiceError() const {
+  return !Ok() && Attribute("stat") && Attribute("errcode");
 }
 
 std::optional<std::string_view> ServiceAnswer::Attribute(std::string_view name) const {
-  return FindPresentAttribute(text_, name);
+  return FindAttribute(text_, name);
 }
 
 }  // namespace kelo

@@ -31,7 +31,7 @@ class ServiceAnswer {
   uint32_t Result() const { return result_; }
   bool Ok() const { return result_ == 0; }
   // The service understood the request and refused it: "stat" and "errcode" are both there.
-  bool IsServiceError() const { return serviceError_; }
+  bool IsServiceError() const;
 
   // The raw value of the first attribute `name`; nothing where the answer has none. The view lives
   // as long as the answer.
@@ -43,7 +43,6 @@ class ServiceAnswer {
  private:
   std::string text_;
   uint32_t result_;
-  bool serviceError_ = false;
 };
 
 }  // namespace kelo

@@ -6,22 +6,6 @@
 #include "text/Unicode.h"
 
 namespace kelo {
-namespace {
-
-std::u16string_view FirstUnits(const char16_t* text, uint32_t count) {
-  return std::u16string_view(text).substr(0, count);
-}
-
-// Undecodable text comes first.
-int Compare(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count) {
-  const char16_t* first = a.GetPtrUnicode();
-  const char16_t* second = b.GetPtrUnicode();
-  if (first == nullptr || second == nullptr) return (first != nullptr) - (second != nullptr);
-  return CompareFolded(FirstUnits(first, count), FirstUnits(second, count));
-}
-
-}  // namespace
-
 uint32_t CFTPSStringData::InitWithUtf8(const char* text) {
   if (text == nullptr) {
     *this = {};
@@ -104,11 +88,15 @@ CFTPSStringData CFTPSStringData::Mid(uint32_t start, uint32_t count) const {
 }
 
 int FTPSStringDataCmpi(const CFTPSStringData& a, const CFTPSStringData& b) {
-  return Compare(a, b, UINT32_MAX);
+  return FTPSStringDataCmpni(a, b, UINT32_MAX);
 }
 
 int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count) {
-  return Compare(a, b, count);
+  const char16_t* first = a.GetPtrUnicode();
+  const char16_t* second = b.GetPtrUnicode();
+  if (first == nullptr || second == nullptr) return (first != nullptr) - (second != nullptr);
+  return CompareFolded(std::u16string_view(first).substr(0, count),
+                       std::u16string_view(second).substr(0, count));
 }
 
 CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, uint32_t count) {

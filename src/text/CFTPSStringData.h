@@ -28,15 +28,20 @@ class CFTPSStringData {
   uint32_t InitWithUtf8(std::string_view text);
   uint32_t InitWithUnicode(const char16_t* text);
   uint32_t InitWithUnicode(std::u16string_view text);
-  // The platform's own string, which here is a UTF-16 text.
-  uint32_t InitWithCFString(std::u16string_view text);
 
   // Zero-terminated; null if the content cannot be converted. An empty string gives "".
-  const char* GetPtrUtf8() const;
   const char16_t* GetPtrUnicode() const;
 
   // Number of UTF-16 units; 0 for an empty string or one that cannot be decoded.
   uint32_t GetLengthChar() const;
+
+  // ==== No command reaches what follows. ====
+
+  // The platform's own string, which here is a UTF-16 text.
+  uint32_t InitWithCFString(std::u16string_view text);
+
+  // As GetPtrUnicode.
+  const char* GetPtrUtf8() const;
 
   // Replaces the content by its Normalization Form C. 0, or 4104 with the content unchanged.
   uint32_t NormalizeUtf8String();
@@ -58,10 +63,10 @@ class CFTPSStringData {
 // first, and two such texts are equal.
 int FTPSStringDataCmpi(const CFTPSStringData& a, const CFTPSStringData& b);
 
-// The same on the first `count` units of each.
-int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count);
-
 // The text after the first `count` units; empty when there are fewer.
 CFTPSStringData FTPSStringDataInc(const CFTPSStringData& text, uint32_t count);
+
+// As FTPSStringDataCmpi, on the first `count` units of each. No command reaches it.
+int FTPSStringDataCmpni(const CFTPSStringData& a, const CFTPSStringData& b, uint32_t count);
 
 }  // namespace kelo

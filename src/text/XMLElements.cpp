@@ -190,6 +190,16 @@ bool NextAttribute(std::string_view& rest, XMLAttribute& attribute) {
   return false;
 }
 
+std::optional<std::string_view> FindAttribute(std::string_view text, std::string_view name) {
+  XMLTagReader reader(text);
+  XMLTag tag;
+  while (reader.Next(tag)) {
+    const auto [value] = ReadAttributes(tag.attributes, {name});
+    if (value.data()) return value;
+  }
+  return std::nullopt;
+}
+
 std::optional<std::string_view> FindOutermostElement(std::string_view text, std::string_view name,
                                                      const XMLStop& stop) {
   std::optional<size_t> begin;

@@ -100,6 +100,9 @@ std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
   }
 }
 
+// The value of the first attribute of that name in any tag; nothing where no tag has one.
+std::optional<std::string_view> FindAttribute(std::string_view text, std::string_view name);
+
 // What stands between the first opening tag of that name and the last closing one behind it; the
 // empty text for an empty element; nothing where there is no such element or it has no end.
 std::optional<std::string_view> FindOutermostElement(std::string_view text, std::string_view name,

@@ -9,7 +9,6 @@
 
 #include "text/XMLElements.h"
 #include "text/XMLModel.h"
-#include "text/XMLSearch.h"
 
 namespace kelo {
 namespace {
@@ -29,18 +28,12 @@ TEST(XMLUtility, ASectionIsThatOfTheFirstOne) {
   }
 }
 
-TEST(XMLSearch, PresentAttributeTellsAbsentFromEmpty) {
-  EXPECT_EQ(FindPresentAttribute("<x a=\"\" b=\"2\"/>", "a"), "");
-  EXPECT_EQ(FindPresentAttribute("<x a=\"\" b=\"2\"/>", "b"), "2");
-  EXPECT_EQ(FindPresentAttribute("<x a=\"\" b=\"2\"/>", "c"), std::nullopt);
-  EXPECT_EQ(FindPresentAttribute("<x a=\"", "a"), std::nullopt);
-  EXPECT_EQ(FindPresentAttribute("", "a"), std::nullopt);
-}
-
-TEST(XMLSearch, VisitorEndsTheWalk) {
-  int visits = 0;
-  ForEachInside("[1][2][3]", "[", "]", [&](std::string_view) { return ++visits < 2; });
-  EXPECT_EQ(visits, 2);
+TEST(XMLElements, AnAbsentAttributeIsNotAnEmptyOne) {
+  EXPECT_EQ(FindAttribute("<x a=\"\" b=\"2\"/>", "a"), "");
+  EXPECT_EQ(FindAttribute("<x a=\"\" b=\"2\"/>", "b"), "2");
+  EXPECT_EQ(FindAttribute("<x a=\"\" b=\"2\"/>", "c"), std::nullopt);
+  EXPECT_EQ(FindAttribute("<x a=\"", "a"), std::nullopt);
+  EXPECT_EQ(FindAttribute("", "a"), std::nullopt);
 }
 
 // Callers narrow a text in place, so that the output is the text that is searched.
