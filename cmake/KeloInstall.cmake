@@ -1,5 +1,5 @@
 # Installation: library, headers, CMake package, pkg-config file, manual pages, and, where the host is
-# built, kelo, kelo-devservice and the sample pictures.
+# built, kelo, kelo-demo, kelo-devservice and the sample pictures.
 include(CMakePackageConfigHelpers)
 
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/tVQAccess2)
@@ -59,8 +59,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
         DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(KELO_BUILD_HOST)
-  install(TARGETS kelo kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES ${PROJECT_BINARY_DIR}/host/kelo.1 ${PROJECT_BINARY_DIR}/devservice/kelo-devservice.1
+  install(TARGETS kelo kelo-demo kelo-devservice RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${PROJECT_BINARY_DIR}/host/kelo.1 ${PROJECT_BINARY_DIR}/host/kelo-demo.1
+                ${PROJECT_BINARY_DIR}/devservice/kelo-devservice.1
           DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/samples DESTINATION ${CMAKE_INSTALL_DATADIR}/kelo)
   set(completions ${PROJECT_SOURCE_DIR}/host/completions)

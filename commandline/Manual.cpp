@@ -85,7 +85,7 @@ std::string ManualPage(const CLI::App& app, const ProgramTexts& texts) {
     page += (&usage == &texts.usages.front() ? "" : ".br\n") + UsageLine(usage);
   page += fmt::format(".SH DESCRIPTION\n{}\n.SH OPTIONS\n", Roff(app.get_footer()));
   for (const CLI::Option* option : ListedOptions(app)) page += OptionEntry(*option);
-  page += ".SH COMMANDS\n" + CommandTexts(app);
+  if (!ListedCommands(app).empty()) page += ".SH COMMANDS\n" + CommandTexts(app);
   for (const Section& section : texts.sections) page += SectionText(section);
   for (const Section& section : texts.manualSections) page += SectionText(section);
   return page + fmt::format(".SH SEE ALSO\n.BR {}\n", fmt::join(texts.seeAlso, ",\n.BR "));

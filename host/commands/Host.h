@@ -77,6 +77,8 @@ void AddPutCommand(CLI::App& app, Action& chosen);
 void AddEditCommands(CLI::App& app, Action& chosen);
 void AddCreateCommands(CLI::App& app, Action& chosen);
 void AddShareCommands(CLI::App& app, Action& chosen);
-void AddDemoCommand(CLI::App& app, Action& chosen);
+// The command starts another program in the place of this one, once the line is read; where it
+// cannot, parsing throws Failure.
+void AddDemoCommand(CLI::App& app, const CommonOptions& options);
 
 }  // namespace kelo::host

@@ -170,7 +170,7 @@ void DemoStory::AbortDownload() {
         [&] {
           begun =
               moving.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready;
-          library_.AbortRunning();
+          library_.Abort();
         });
     const auto files = library_.Download({{url, path}}, [&](const kelo::Progress& state) {
       progress(state);
@@ -180,6 +180,7 @@ void DemoStory::AbortDownload() {
     std::call_once(once, [&] { moving.set_value(); });
     aborter.get();
   }
+  library_.RememberAbort();
   service_->SetScript({});
   Prove(begun && code == kKELOResult_Aborted,
         "bytes were moving, and the command ended: " + ResultText(code));
@@ -204,7 +205,7 @@ void DemoStory::ExtendAndClose() {
 void DemoStory::AllCommandsSeen() const {
   constexpr std::size_t kCommands = 22;
   Title("Done");
-  Prove(library_.SentCommands().size() == kCommands,
+  Prove(library_.CountSent() == kCommands,
         fmt::format("all {} commands of the library were used", kCommands));
 }
 

@@ -40,9 +40,9 @@ TemporaryFolder::~TemporaryFolder() {
   fs::remove_all(path_, failed);
 }
 
-DemoStory::DemoStory(Host& host, fs::path pictures, fs::path friendAlbum)
-    : library_(host.Bare()),
-      out_(host.Out()),
+DemoStory::DemoStory(RecordedLibrary& library, fs::path pictures, fs::path friendAlbum)
+    : library_(library),
+      out_(library.Out()),
       pictures_(std::move(pictures)),
       friendAlbum_(std::move(friendAlbum)) {}
 

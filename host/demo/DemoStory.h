@@ -4,10 +4,13 @@
 
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "host/commands/Host.h"
+#include "host/library/Interrupt.h"
+#include "host/library/Library.h"
+#include "host/terminal/Output.h"
 #include "host/upload/Upload.h"
 
 namespace kelo::devservice {
@@ -30,11 +33,32 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
+// Remembers the codes of the commands that were sent.
+class RecordedLibrary : public Library {
+ public:
+  using Library::Library;
+
+  std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
+                        const OnProgress& progress = {}) override {
+    sent_.insert(code);
+    if (progress)
+      sent_.insert({kKELOCommand_RegisterEventCallBack, kKELOCommand_UnregisterEventCallBack});
+    return Library::Command(code, record, progress);
+  }
+  // Abort comes from another thread, and not by Command.
+  void RememberAbort() { sent_.insert(kKELOCommand_Abort); }
+  size_t CountSent() const { return sent_.size(); }
+
+ private:
+  std::set<std::uint32_t> sent_;
+};
+
 class DemoStory {
  public:
   // Reads the pictures in `pictures`, changes nothing there. `friendAlbum` becomes a friend's
   // album; empty: one is made of copies of the first pictures.
-  DemoStory(Host& host, std::filesystem::path pictures, std::filesystem::path friendAlbum);
+  DemoStory(RecordedLibrary& library, std::filesystem::path pictures,
+            std::filesystem::path friendAlbum);
   ~DemoStory();
 
   void Tell();
@@ -73,7 +97,7 @@ class DemoStory {
   // Begins a step.
   void Title(const std::string& title) const;
 
-  Library& library_;
+  RecordedLibrary& library_;
   Output& out_;
   const std::filesystem::path pictures_;
   std::filesystem::path friendAlbum_;

@@ -23,13 +23,7 @@ Library::Library(Output& out, Persistence persistence)
 
 std::uint32_t Library::SendOnce(std::uint32_t code, tagCommandControlInfo* record,
                                 const OnProgress& progress) {
-  {
-    const std::lock_guard lock(mutex_);
-    if (stopped_) return kKELOResult_Aborted;
-    sent_.insert(code);
-    if (progress)
-      sent_.insert({kKELOCommand_RegisterEventCallBack, kKELOCommand_UnregisterEventCallBack});
-  }
+  if (IsStopped()) return kKELOResult_Aborted;
   return kelo::Library::Command(code, record, progress);
 }
 
@@ -101,26 +95,13 @@ bool Library::IsStopped() const {
   return stopped_;
 }
 
-void Library::AbortRunning() {
-  {
-    const std::lock_guard lock(mutex_);
-    sent_.insert(kKELOCommand_Abort);
-  }
-  Abort();
-}
-
 void Library::Stop() {
   {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
   }
   wake_.notify_all();
-  AbortRunning();
-}
-
-std::set<std::uint32_t> Library::SentCommands() const {
-  const std::lock_guard lock(mutex_);
-  return sent_;
+  Abort();
 }
 
 }  // namespace kelo::host

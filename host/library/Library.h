@@ -1,5 +1,5 @@
 // The library as this program uses it: kelo::Library, whose commands try again and can be stopped.
-// Calls come from one thread; AbortRunning and Stop may come from another one.
+// Calls come from one thread; Abort and Stop may come from another one.
 //
 // What fails by what may pass (a lost connection, a time-out, a refused connection) is sent again
 // after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
-#include <set>
 
 #include "KELOAccess.hpp"
 #include "host/library/Requests.h"
@@ -32,9 +31,8 @@ class Library : private Requests, public kelo::Library {
  public:
   Library(Output& out, Persistence persistence);
 
-  // Ends the command that runs now, if any, and returns when it has ended. From another thread.
-  void AbortRunning();
-  // The same, and every later command fails as aborted. From another thread.
+  // Ends the command that runs now, if any, and returns when it has ended; every later command
+  // fails as aborted. From another thread.
   void Stop();
   bool IsStopped() const;
   // Whether the other thread knows, since a command has answered that it was aborted.
@@ -51,9 +49,6 @@ class Library : private Requests, public kelo::Library {
   // when that were too many, or the library was stopped meanwhile.
   bool FailureMayPass() const { return failureMayPass_; }
   bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
-
-  // The codes of all commands sent so far, aborts included.
-  std::set<std::uint32_t> SentCommands() const;
 
   Output& Out() { return out_; }
   // Whether some command failed in a way that only the trace explains (4114, 4144).
@@ -81,7 +76,6 @@ class Library : private Requests, public kelo::Library {
   mutable std::mutex mutex_;
   std::condition_variable wake_;
   bool stopped_ = false;
-  std::set<std::uint32_t> sent_;
 };
 
 }  // namespace kelo::host

@@ -64,7 +64,7 @@ ProgramTexts KeloTexts() {
   return {{"kelo COMMAND [ARGUMENTS]"},
           {},
           {kFiles, kVariables, kExitCodes},
-          {"kelo-devservice (1)", "libtVQAccess2 (3)"}};
+          {"kelo-demo (1)", "kelo-devservice (1)", "libtVQAccess2 (3)"}};
 }
 
 void AddHelpCommand(CLI::App& app, Action& chosen) {
@@ -79,8 +79,9 @@ void AddHelpCommand(CLI::App& app, Action& chosen) {
 std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
   const CLI::App* command = NamedCommand(app);
   const bool named = command != nullptr && command->get_name() != "help";
-  return fmt::format("{}\nsee 'kelo help{}'", WrongUsage(app, error),
-                     named ? " " + command->get_name() : "");
+  const bool hasCommands = !ListedCommands(app).empty();
+  return fmt::format("{}\nsee '{} {}{}'", WrongUsage(app, error), app.get_name(),
+                     hasCommands ? "help" : "--help", named ? " " + command->get_name() : "");
 }
 
 }  // namespace kelo::host

@@ -1,13 +1,11 @@
-// demo: finds the pictures and runs the story.
-#include <fmt/format.h>
+// kelo-demo: the demonstration, on a local service inside this program. Finds the pictures and runs
+// the story.
 #include <CLI/CLI.hpp>
 
-#include <memory>
-
-#include "host/commands/Host.h"
 #include "host/demo/DemoStory.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
+#include "host/program/Run.h"
 
 namespace kelo::host {
 namespace {
@@ -33,32 +31,47 @@ fs::path FirstFolderIn(const fs::path& folder) {
   return folder;
 }
 
-int Demo(Host& host, const std::string& wanted) {
+int Demo(RecordedLibrary& library, const std::string& wanted) {
   const fs::path folder = wanted.empty() ? SamplesFolder() : fs::path(wanted);
   std::error_code failed;
   if (!fs::is_directory(folder, failed)) throw Failure(Shown(folder.string()) + " is not a folder");
   // The samples bring a friend's album along; of a folder of your own, the friend has copies.
   if (fs::is_directory(folder / "mine", failed) && fs::is_directory(folder / "friend", failed))
-    DemoStory(host, folder / "mine", FirstFolderIn(folder / "friend")).Tell();
+    DemoStory(library, folder / "mine", FirstFolderIn(folder / "friend")).Tell();
   else
-    DemoStory(host, folder, {}).Tell();
+    DemoStory(library, folder, {}).Tell();
   return 0;
 }
 
-}  // namespace
-
-void AddDemoCommand(CLI::App& app, Action& chosen) {
-  CLI::App* demo =
-      app.add_subcommand("demo", "Show everything, on a local service inside this program");
-  const auto folder = std::make_shared<std::string>();
-  demo->add_option("DIR", *folder, "Folder with pictures; without one, the sample pictures");
-  demo->footer(
+int Main(int argc, char** argv) {
+  Output::HoldClosedStreams();
+  Interrupt::BlockSignals();
+  CLI::App app("Show everything that kelo does, on a local service inside this program");
+  const ProgramTexts texts{{"kelo-demo [DIR]"},
+                           {},
+                           {{"Files", {{"PREFIX/share/kelo/samples", "The sample pictures."}}}},
+                           {"kelo (1)", "kelo-devservice (1)"}};
+  CommonOptions options;
+  std::string folder;
+  DescribeProgram(app, "kelo-demo", texts, options);
+  app.add_option("DIR", folder, "Folder with pictures; without one, the sample pictures");
+  app.footer(
       "Uploads the pictures, organises, shares and downloads them, and proves that every byte came "
       "back.\n"
       "The pictures are only read; what the demonstration writes lies in a temporary folder that "
       "it removes.");
-  demo->callback(
-      [folder, &chosen] { chosen = [folder](Host& host) { return Demo(host, *folder); }; });
+  return RunProgram(app, texts, argc, argv, [&] {
+    Output out;
+    if (options.quiet) out.BeQuiet();
+    RecordedLibrary library(out, options.persistence);
+    const Interrupt interrupt(library);
+    return RunAction(app, out, library, [&] { return Demo(library, folder); });
+  });
 }
 
+}  // namespace
 }  // namespace kelo::host
+
+int main(int argc, char** argv) {
+  return kelo::host::Main(argc, argv);
+}

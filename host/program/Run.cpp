@@ -1,0 +1,100 @@
+// Turns failures, signals and wrong usage into messages and exit codes.
+#include "host/program/Run.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "commandline/Manual.h"
+#include "commandline/WrongUsage.h"
+#include "host/names/ResultText.h"
+#include "host/program/Help.h"
+
+namespace kelo::host {
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+constexpr int kBusy = 3;
+
+// The exit code of a line that is not to be run: a wrong one, or one that asks for help.
+std::optional<int> ParsedTo(CLI::App& app, int argc, char** argv) try {
+  app.parse(argc, argv);
+  return std::nullopt;
+} catch (const CLI::ParseError& error) {
+  return app.exit(error) == 0 ? 0 : kUsage;
+}
+
+// The status, unless standard output did not take everything.
+int Written(int status) {
+  std::cout.flush();
+  Output().Finish();
+  return status;
+}
+
+}  // namespace
+
+void DescribeProgram(CLI::App& app, const std::string& name, const ProgramTexts& texts,
+                     CommonOptions& options) {
+  app.name(name);
+  app.set_version_flag("--version", name + " " KELO_VERSION, "Show the version");
+  app.set_help_flag("-h,--help", "Show this help");
+  app.formatter(std::make_shared<HelpFormatter>(texts));
+  app.failure_message([](const CLI::App* all, const CLI::Error& error) {
+    return fmt::format("kelo: {}\n", UsageMessage(*all, error));
+  });
+  app.add_flag("-q,--quiet", options.quiet, "Tell only what fails");
+  app.add_flag("-v,--verbose", options.persistence.verbose, "Show each request to the service");
+  app.add_option("--retries", options.persistence.retries,
+                 "How often to try again what fails by a lost or refused connection or a time-out")
+      ->check(NumberBetween(0, 1000))
+      ->type_name("N")
+      ->capture_default_str();
+  app.add_flag("--man")->group("");
+}
+
+int RunProgram(CLI::App& app, const ProgramTexts& texts, int argc, char** argv,
+               const std::function<int()>& run) try {
+  if (const auto status = ParsedTo(app, argc, argv)) return Written(*status);
+  if (app.count("--man") == 0) return run();
+  std::cout << ManualPage(app, texts);
+  return Written(0);
+} catch (const std::exception& failure) {
+  fmt::print(stderr, "kelo: {}\n", failure.what());
+  return kFailed;
+}
+
+int TellUsage(const CLI::App& app) {
+  fmt::print(stderr, "{}", app.help());
+  return kUsage;
+}
+
+int RunAction(const CLI::App& app, Output& out, const Library& library,
+              const std::function<int()>& action) {
+  int status = kFailed;
+  try {
+    status = action();
+    out.Finish();
+  } catch (const CLI::ParseError& error) {
+    out.Problem(UsageMessage(app, error));
+    return kUsage;
+  } catch (const Busy& busy) {
+    out.Problem(busy.what());
+    return kBusy;
+  } catch (const std::exception& failure) {
+    status = kFailed;
+    if (Interrupt::Signal() == 0) out.Problem(Sentence(failure));
+  }
+  if (status != 0 && Interrupt::Signal() != 0) {
+    out.SayAborted();
+    return Interrupt::ExitCode();
+  }
+  if (status != 0 && library.WantsTrace())
+    out.Note("'kelo -v' shows the requests, and what came of each");
+  return status;
+}
+
+}  // namespace kelo::host
