@@ -52,8 +52,9 @@ void AbortSilentAnswer(benchmark::State& state) {
   SinkServer server;
   HTTPConnection connection;
   std::string response;
+  const std::string url = server.Url("/silent");
   Measure(state, connection,
-          [&] { return connection.HTTPRequestPUT(server.Url("/silent"), "", "b", response, 60); });
+          [&] { return connection.HTTPRequestPUT({.url = url, .body = "b"}, response); });
 }
 
 void AbortSlowDownload(benchmark::State& state) {
@@ -61,9 +62,10 @@ void AbortSlowDownload(benchmark::State& state) {
   HTTPConnection connection;
   const Scratch scratch;
   std::uint32_t size = 0;
-  Measure(state, connection, [&] {
-    return connection.HTTPFileDownload(server.Url("/slow"), scratch / "f", size, 60);
-  });
+  const std::string url = server.Url("/slow");
+  const std::string path = scratch / "f";
+  Measure(state, connection,
+          [&] { return connection.HTTPFileDownload({.url = url, .destPath = path}, size); });
 }
 
 void AbortHangingConnect(benchmark::State& state) {
@@ -82,7 +84,7 @@ void AbortHangingConnect(benchmark::State& state) {
   HTTPConnection connection;
   std::string response;
   const std::string url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-  Measure(state, connection, [&] { return connection.HTTPRequestGET(url, "", response, 60); });
+  Measure(state, connection, [&] { return connection.HTTPRequestGET({.url = url}, response); });
   for (const int fd : sockets) close(fd);
 }
 
@@ -90,7 +92,7 @@ void AbortHangingLookup(benchmark::State& state) {
   HTTPConnection connection;
   std::string response;
   const std::string url = std::string("http://") + kHangingHost;
-  Measure(state, connection, [&] { return connection.HTTPRequestGET(url, "", response, 60); });
+  Measure(state, connection, [&] { return connection.HTTPRequestGET({.url = url}, response); });
   lookupMayEnd = true;
   lookupMayEnd.notify_all();
 }

@@ -76,7 +76,7 @@ void SmallPut(benchmark::State& state) {
     Perform(easy.get(), state);
   };
   const auto ours = [&] {
-    Check(connection.HTTPRequestPUT(url, "q=1", body, response, 60), state);
+    Check(connection.HTTPRequestPUT({.url = url, .query = "q=1", .body = body}, response), state);
   };
   // In rows: alternating single requests would measure how the scheduler places the peers.
   InRow(kPutsInARow, bare)();
@@ -103,7 +103,7 @@ void Download256MiB(benchmark::State& state) {
   const auto ours = [&] {
     std::filesystem::remove(mine);
     std::uint32_t size = 0;
-    Check(connection.HTTPFileDownload(url, mine, size, 60), state);
+    Check(connection.HTTPFileDownload({.url = url, .destPath = mine}, size), state);
     if (size != 256 * kMiB) state.SkipWithError("size");
   };
   bare();
@@ -152,7 +152,8 @@ void UploadThousandFiles(benchmark::State& state) {
   const auto parts = Parts(scratch, kCount, kSize);
   std::string response;
   const auto ours = [&] {
-    Check(connection.HTTPRequestFileUpload(url, "q", {}, parts, response, 60), state);
+    Check(connection.HTTPRequestFileUpload({.url = url, .query = "q", .parts = parts}, response),
+          state);
   };
   const double growth = ResidentGrowthMiB(ours);
   const std::string body(kCount * kSize, 'k');
@@ -190,7 +191,8 @@ void Upload512MiB(benchmark::State& state) {
   const auto parts = Parts(scratch, 1, kSize);
   std::string response;
   const auto ours = [&] {
-    Check(connection.HTTPRequestFileUpload(url, "q", {}, parts, response, 60), state);
+    Check(connection.HTTPRequestFileUpload({.url = url, .query = "q", .parts = parts}, response),
+          state);
   };
   const auto post = [&](const std::string& path) {
     const File file(std::fopen(path.c_str(), "rb"));

@@ -2,35 +2,23 @@
 // writes the trace of requests where one is wanted.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "http/KELOHTTPController.h"
 
 namespace kelo {
 
 class KELOAccessCommandController;
-struct TracedRequest;
 
 class KELOAccessHTTPController : public KELOHTTPController {
  public:
   // With a signal of its own, where `abort` is null.
   explicit KELOAccessHTTPController(std::shared_ptr<AbortSignal> abort = nullptr)
       : KELOHTTPController(std::move(abort)) {}
-
-  // The requests, traced.
-  uint32_t HTTPRequestPUT(const std::string& url, const std::string& query, const std::string& body,
-                          std::string& response, uint32_t timeout) override;
-  uint32_t HTTPRequestGET(const std::string& url, const std::string& query, std::string& response,
-                          uint32_t timeout) override;
-  uint32_t HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                 const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                 const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                 std::string& response, uint32_t timeout) override;
-  uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath, uint32_t& fileSize,
-                            uint32_t timeout) override;
 
   // `commandController` is a KELOAccessCommandController, not owned; null stops the delivery.
   void SetCallback(void* commandController) override;
@@ -40,8 +28,9 @@ class KELOAccessHTTPController : public KELOHTTPController {
                                  const uint32_t& total) override;
 
  private:
-  template <typename Perform>
-  uint32_t Traced(const TracedRequest& request, const std::string* answer, Perform perform);
+  // Traced.
+  uint32_t Perform(std::string_view method, const HTTPRequest& request, const std::string* answer,
+                   const std::function<TransportCode()>& send) override;
 
   KELOAccessCommandController* commandController_ = nullptr;
 };

@@ -21,7 +21,6 @@ class DownloadFile {
   DownloadFile& operator=(const DownloadFile&) = delete;
   ~DownloadFile() { Discard(); }
 
-  bool IsOpen() const { return static_cast<bool>(file_); }
   // Creates the file in the folder that the path names now, whatever becomes of the path. Anything
   // that stands there is left alone, a dangling link included.
   TransportCode Create(const std::string& path);

@@ -1,4 +1,4 @@
-// Forwarding between the controller, its connection and the platform connection.
+// A connection with its platform connection below it, and the way of progress up from there.
 #include "http/HTTPConnection.h"
 
 #include <utility>
@@ -7,35 +7,6 @@
 #include "http/KELOHTTPController.h"
 
 namespace kelo {
-
-TransportCode HTTPConnectionBase::HTTPRequestPUT(const std::string&, const std::string&,
-                                                 const std::string&, std::string&, uint32_t) {
-  return TransportCode::Success;
-}
-
-TransportCode HTTPConnectionBase::HTTPRequestGET(const std::string&, const std::string&,
-                                                 std::string&, uint32_t) {
-  return TransportCode::Success;
-}
-
-TransportCode HTTPConnectionBase::HTTPRequestFileUpload(
-    const std::string&, const std::string&, const std::vector<tagHTTPConnection_HeaderInfo>&,
-    const std::vector<tagHTTPConnection_MultipartBody>&, std::string&, uint32_t) {
-  return TransportCode::Success;
-}
-
-TransportCode HTTPConnectionBase::HTTPFileDownload(const std::string&, const std::string&,
-                                                   uint32_t&, uint32_t) {
-  return TransportCode::Success;
-}
-
-TransportCode HTTPConnectionBase::HTTPAbort() {
-  return TransportCode::Success;
-}
-
-URLTransferInfo HTTPConnectionBase::LastTransfer() const {
-  return {};
-}
 
 void HTTPConnectionBase::ExecuteCallback_UploadProgress(const std::string& name,
                                                         const uint32_t& done,
@@ -60,33 +31,5 @@ HTTPConnection::HTTPConnection(std::unique_ptr<HTTPConnectionBase> platform)
 }
 
 HTTPConnection::~HTTPConnection() = default;
-
-TransportCode HTTPConnection::HTTPRequestPUT(const std::string& url, const std::string& query,
-                                             const std::string& body, std::string& response,
-                                             uint32_t timeout) {
-  return platform_->HTTPRequestPUT(url, query, body, response, timeout);
-}
-
-TransportCode HTTPConnection::HTTPRequestGET(const std::string& url, const std::string& query,
-                                             std::string& response, uint32_t timeout) {
-  return platform_->HTTPRequestGET(url, query, response, timeout);
-}
-
-TransportCode HTTPConnection::HTTPRequestFileUpload(
-    const std::string& url, const std::string& query,
-    const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-    const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-    uint32_t timeout) {
-  return platform_->HTTPRequestFileUpload(url, query, headers, parts, response, timeout);
-}
-
-TransportCode HTTPConnection::HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                               uint32_t& fileSize, uint32_t timeout) {
-  return platform_->HTTPFileDownload(url, destPath, fileSize, timeout);
-}
-
-TransportCode HTTPConnection::HTTPAbort() {
-  return platform_->HTTPAbort();
-}
 
 }  // namespace kelo

@@ -9,8 +9,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "http/TransportCode.h"
 #include "platform/URLLoading.h"
@@ -34,6 +35,17 @@ struct tagHTTPConnection_MultipartBody {
   uint32_t fileSize = 0;  // exactly so many bytes of the file are sent
 };
 
+// One request, as it is handed down to the network. The texts must last until it is over.
+struct HTTPRequest {
+  std::string_view url = {};
+  std::string_view query = {};  // behind the URL and a "?"; a download has none
+  std::string_view body = {};   // of a PUT
+  std::span<const tagHTTPConnection_HeaderInfo> headers = {};   // of a file upload
+  std::span<const tagHTTPConnection_MultipartBody> parts = {};  // of a file upload, in order
+  std::string_view destPath = {};                               // of a download
+  uint32_t timeout = 60;                                        // seconds
+};
+
 // The abstract platform connection. The operations of the base do nothing and answer 0.
 class HTTPConnectionBase {
  public:
@@ -42,21 +54,13 @@ class HTTPConnectionBase {
   HTTPConnectionBase& operator=(const HTTPConnectionBase&) = delete;
   virtual ~HTTPConnectionBase() = default;
 
-  virtual TransportCode HTTPRequestPUT(const std::string& url, const std::string& query,
-                                       const std::string& body, std::string& response,
-                                       uint32_t timeout);
-  virtual TransportCode HTTPRequestGET(const std::string& url, const std::string& query,
-                                       std::string& response, uint32_t timeout);
-  virtual TransportCode HTTPRequestFileUpload(
-      const std::string& url, const std::string& query,
-      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-      const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-      uint32_t timeout);
-  virtual TransportCode HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                         uint32_t& fileSize, uint32_t timeout);
-  virtual TransportCode HTTPAbort();
+  virtual TransportCode HTTPRequestPUT(const HTTPRequest&, std::string&) { return {}; }
+  virtual TransportCode HTTPRequestGET(const HTTPRequest&, std::string&) { return {}; }
+  virtual TransportCode HTTPRequestFileUpload(const HTTPRequest&, std::string&) { return {}; }
+  virtual TransportCode HTTPFileDownload(const HTTPRequest&, uint32_t&) { return {}; }
+  virtual TransportCode HTTPAbort() { return {}; }
   // What became of the last request; all zero before the first.
-  virtual URLTransferInfo LastTransfer() const;
+  virtual URLTransferInfo LastTransfer() const { return {}; }
 
   // The owner that progress goes to; must outlive this object or be taken back with null.
   void SetCallback(HTTPConnection* owner) { owner_ = owner; }
@@ -82,17 +86,19 @@ class HTTPConnection {
   HTTPConnection& operator=(const HTTPConnection&) = delete;
   virtual ~HTTPConnection();
 
-  TransportCode HTTPRequestPUT(const std::string& url, const std::string& query,
-                               const std::string& body, std::string& response, uint32_t timeout);
-  TransportCode HTTPRequestGET(const std::string& url, const std::string& query,
-                               std::string& response, uint32_t timeout);
-  TransportCode HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                      std::string& response, uint32_t timeout);
-  TransportCode HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                 uint32_t& fileSize, uint32_t timeout);
-  TransportCode HTTPAbort();
+  TransportCode HTTPRequestPUT(const HTTPRequest& request, std::string& response) {
+    return platform_->HTTPRequestPUT(request, response);
+  }
+  TransportCode HTTPRequestGET(const HTTPRequest& request, std::string& response) {
+    return platform_->HTTPRequestGET(request, response);
+  }
+  TransportCode HTTPRequestFileUpload(const HTTPRequest& request, std::string& response) {
+    return platform_->HTTPRequestFileUpload(request, response);
+  }
+  TransportCode HTTPFileDownload(const HTTPRequest& request, uint32_t& fileSize) {
+    return platform_->HTTPFileDownload(request, fileSize);
+  }
+  TransportCode HTTPAbort() { return platform_->HTTPAbort(); }
   URLTransferInfo LastTransfer() const { return platform_->LastTransfer(); }
 
   // The controller that progress goes to; not owned, must outlive the requests.

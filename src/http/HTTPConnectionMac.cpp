@@ -26,33 +26,25 @@ HTTPConnectionMac::~HTTPConnectionMac() {
   control_->endControl();
 }
 
-TransportCode HTTPConnectionMac::HTTPRequestPUT(const std::string& url, const std::string& query,
-                                                const std::string& body, std::string& response,
-                                                uint32_t timeout) {
+TransportCode HTTPConnectionMac::HTTPRequestPUT(const HTTPRequest& request, std::string& response) {
   const CAutoreleasePool pool;
-  return control_->httpFuncPUT(url, query, body, response, timeout);
+  return control_->httpFuncPUT(request, response);
 }
 
-TransportCode HTTPConnectionMac::HTTPRequestGET(const std::string& url, const std::string& query,
-                                                std::string& response, uint32_t timeout) {
+TransportCode HTTPConnectionMac::HTTPRequestGET(const HTTPRequest& request, std::string& response) {
   const CAutoreleasePool pool;
-  return control_->httpFuncGET(url, query, response, timeout);
+  return control_->httpFuncGET(request, response);
 }
 
-TransportCode HTTPConnectionMac::HTTPRequestFileUpload(
-    const std::string& url, const std::string& query,
-    const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-    const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
-    uint32_t timeout) {
+TransportCode HTTPConnectionMac::HTTPRequestFileUpload(const HTTPRequest& request,
+                                                       std::string& response) {
   const CAutoreleasePool pool;
-  return control_->httpFuncUpload(url, query, headers, parts, response, timeout);
+  return control_->httpFuncUpload(request, response);
 }
 
-TransportCode HTTPConnectionMac::HTTPFileDownload(const std::string& url,
-                                                  const std::string& destPath, uint32_t& fileSize,
-                                                  uint32_t timeout) {
+TransportCode HTTPConnectionMac::HTTPFileDownload(const HTTPRequest& request, uint32_t& fileSize) {
   const CAutoreleasePool pool;
-  return control_->httpFuncDownload(url, destPath, fileSize, timeout);
+  return control_->httpFuncDownload(request, fileSize);
 }
 
 TransportCode HTTPConnectionMac::HTTPAbort() {

@@ -21,17 +21,10 @@ class HTTPConnectionMac final : public HTTPConnectionBase {
                     std::shared_ptr<AbortSignal> abort = nullptr);
   ~HTTPConnectionMac() override;
 
-  TransportCode HTTPRequestPUT(const std::string& url, const std::string& query,
-                               const std::string& body, std::string& response,
-                               uint32_t timeout) override;
-  TransportCode HTTPRequestGET(const std::string& url, const std::string& query,
-                               std::string& response, uint32_t timeout) override;
-  TransportCode HTTPRequestFileUpload(const std::string& url, const std::string& query,
-                                      const std::vector<tagHTTPConnection_HeaderInfo>& headers,
-                                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
-                                      std::string& response, uint32_t timeout) override;
-  TransportCode HTTPFileDownload(const std::string& url, const std::string& destPath,
-                                 uint32_t& fileSize, uint32_t timeout) override;
+  TransportCode HTTPRequestPUT(const HTTPRequest& request, std::string& response) override;
+  TransportCode HTTPRequestGET(const HTTPRequest& request, std::string& response) override;
+  TransportCode HTTPRequestFileUpload(const HTTPRequest& request, std::string& response) override;
+  TransportCode HTTPFileDownload(const HTTPRequest& request, uint32_t& fileSize) override;
   TransportCode HTTPAbort() override;
   URLTransferInfo LastTransfer() const override;
 

@@ -1,4 +1,4 @@
-// Forwarding to the connection, and the translation of its codes.
+// Requests on their way to the connection, and the translation of its codes.
 #include "http/KELOHTTPController.h"
 
 #include <utility>
@@ -18,16 +18,24 @@ KELOHTTPController::KELOHTTPController(std::unique_ptr<HTTPConnection> connectio
 
 KELOHTTPController::~KELOHTTPController() = default;
 
+uint32_t KELOHTTPController::Perform(std::string_view, const HTTPRequest&, const std::string*,
+                                     const std::function<TransportCode()>& send) {
+  return ConvertErrorCodeHTTPtoKELO(send());
+}
+
 uint32_t KELOHTTPController::HTTPRequestPUT(const std::string& url, const std::string& query,
                                             const std::string& body, std::string& response,
                                             uint32_t timeout) {
-  return ConvertErrorCodeHTTPtoKELO(
-      connection_->HTTPRequestPUT(url, query, body, response, timeout));
+  const HTTPRequest request{.url = url, .query = query, .body = body, .timeout = timeout};
+  return Perform("PUT", request, &response,
+                 [&] { return connection_->HTTPRequestPUT(request, response); });
 }
 
 uint32_t KELOHTTPController::HTTPRequestGET(const std::string& url, const std::string& query,
                                             std::string& response, uint32_t timeout) {
-  return ConvertErrorCodeHTTPtoKELO(connection_->HTTPRequestGET(url, query, response, timeout));
+  const HTTPRequest request{.url = url, .query = query, .timeout = timeout};
+  return Perform("GET", request, &response,
+                 [&] { return connection_->HTTPRequestGET(request, response); });
 }
 
 uint32_t KELOHTTPController::HTTPRequestFileUpload(
@@ -35,14 +43,17 @@ uint32_t KELOHTTPController::HTTPRequestFileUpload(
     const std::vector<tagHTTPConnection_HeaderInfo>& headers,
     const std::vector<tagHTTPConnection_MultipartBody>& parts, std::string& response,
     uint32_t timeout) {
-  return ConvertErrorCodeHTTPtoKELO(
-      connection_->HTTPRequestFileUpload(url, query, headers, parts, response, timeout));
+  const HTTPRequest request{
+      .url = url, .query = query, .headers = headers, .parts = parts, .timeout = timeout};
+  return Perform("POST", request, &response,
+                 [&] { return connection_->HTTPRequestFileUpload(request, response); });
 }
 
 uint32_t KELOHTTPController::HTTPFileDownload(const std::string& url, const std::string& destPath,
                                               uint32_t& fileSize, uint32_t timeout) {
-  return ConvertErrorCodeHTTPtoKELO(
-      connection_->HTTPFileDownload(url, destPath, fileSize, timeout));
+  const HTTPRequest request{.url = url, .destPath = destPath, .timeout = timeout};
+  return Perform("GET", request, nullptr,
+                 [&] { return connection_->HTTPFileDownload(request, fileSize); });
 }
 
 uint32_t KELOHTTPController::HTTPAbort() {

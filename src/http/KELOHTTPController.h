@@ -11,8 +11,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "http/HTTPConnection.h"
@@ -45,8 +47,6 @@ class KELOHTTPController {
   // on failure. A failure leaves no file; what stood at the destination before is left alone.
   virtual uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
                                     uint32_t& fileSize, uint32_t timeout);
-  // Always 0.
-  virtual uint32_t HTTPAbort();
   // What became of the last request.
   URLTransferInfo LastTransfer() const { return connection_->LastTransfer(); }
 
@@ -64,10 +64,22 @@ class KELOHTTPController {
   // The result code for a transport code.
   virtual uint32_t ConvertErrorCodeHTTPtoKELO(TransportCode code);
 
-  // Base URLs without a trailing slash, from the server URL file (read afresh each time) or the
-  // built-in defaults. The environment variable KELO_URLS_FILE names another file.
-  virtual void GetURLofGAServer(std::string& url);
+  // A base URL without a trailing slash, from the server URL file (read afresh each time) or the
+  // built-in default. The environment variable KELO_URLS_FILE names another file.
   virtual void GetURLofKELOServer(std::string& url);
+
+  // ==== No command reaches what follows: the abort command raises the signal by itself. ====
+
+  // Raises the abort signal; always 0.
+  virtual uint32_t HTTPAbort();
+  // The base URL of another server, likewise.
+  virtual void GetURLofGAServer(std::string& url);
+
+ protected:
+  // Each of the four requests comes through here: `send` performs it. `answer` is where the
+  // service's answer will be, null for a download.
+  virtual uint32_t Perform(std::string_view method, const HTTPRequest& request,
+                           const std::string* answer, const std::function<TransportCode()>& send);
 
  private:
   std::unique_ptr<HTTPConnection> connection_;

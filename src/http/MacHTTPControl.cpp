@@ -19,8 +19,16 @@ constexpr std::chrono::milliseconds kReportInterval{100};
 constexpr size_t kMaxResponseBytes = size_t{512} << 20;
 constexpr uint64_t kMaxReservedBytes = uint64_t{64} << 20;
 
-std::string URLWithQuery(const std::string& url, const std::string& query) {
-  return url + "?" + query.substr(0, query.find('\0'));
+std::string_view UntilZero(std::string_view text) {
+  return text.substr(0, text.find('\0'));
+}
+
+URLRequest ToService(std::string method, const HTTPRequest& request) {
+  URLRequest sent;
+  sent.method = std::move(method);
+  sent.url.append(request.url).append("?").append(UntilZero(request.query));
+  sent.timeout = request.timeout;
+  return sent;
 }
 
 uint32_t Saturated(uint64_t value) {
@@ -57,59 +65,36 @@ MacHTTPControl::MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string sp
                                std::shared_ptr<AbortSignal> abort)
     : loader_(std::move(loader)), spoolPath_(std::move(spoolPath)), abort_(std::move(abort)) {}
 
-MacHTTPControl::~MacHTTPControl() {
-  endControl();
-}
-
 void MacHTTPControl::endControl() {
   operation_.reset();
 }
 
-TransportCode MacHTTPControl::httpFuncGET(const std::string& url, const std::string& query,
-                                          std::string& response, uint32_t timeoutSetting) {
-  response.clear();
-  const Running operation(*this);
-  URLRequest request;
-  request.url = URLWithQuery(url, query);
-  request.timeout = timeoutSetting;
-  return PerformForText(request, response);
+TransportCode MacHTTPControl::httpFuncGET(const HTTPRequest& request, std::string& response) {
+  return PerformForText(ToService("GET", request), response);
 }
 
-TransportCode MacHTTPControl::httpFuncPUT(const std::string& url, const std::string& query,
-                                          const std::string& body, std::string& response,
-                                          uint32_t timeoutSetting) {
-  response.clear();
-  const Running operation(*this);
-  URLRequest request;
-  request.method = "PUT";
-  request.url = URLWithQuery(url, query);
-  request.timeout = timeoutSetting;
-  request.body = std::string_view(body).substr(0, body.find('\0'));
-  return PerformForText(request, response);
+TransportCode MacHTTPControl::httpFuncPUT(const HTTPRequest& request, std::string& response) {
+  URLRequest sent = ToService("PUT", request);
+  sent.body = UntilZero(request.body);
+  return PerformForText(sent, response);
 }
 
-TransportCode MacHTTPControl::httpFuncUpload(
-    const std::string& url, const std::string& query,
-    const std::vector<tagHTTPConnection_HeaderInfo>& header,
-    const std::vector<tagHTTPConnection_MultipartBody>& partList, std::string& response,
-    uint32_t timeoutSetting) {
+TransportCode MacHTTPControl::httpFuncUpload(const HTTPRequest& request, std::string& response) {
   response.clear();
   Running operation(*this);
   UploadBody body(spoolPath_, [this] { return detectAbort(); });
   if (detectAbort()) return TransportCode::Aborted;
-  if (const TransportCode code = body.Build(partList); code != TransportCode::Success) return code;
+  if (const TransportCode code = body.Build(request.parts); code != TransportCode::Success)
+    return code;
   if (detectAbort()) return TransportCode::Aborted;
   ReportUpload(body.LastPath(), 0, 0);
 
-  URLRequest request;
-  request.method = "POST";
-  request.url = URLWithQuery(url, query);
-  request.timeout = timeoutSetting;
-  for (const auto& [name, value] : header) request.headers.push_back({name, value});
-  request.body = body.Body();
-  request.freshConnection = true;  // over a reused one that dies it could be stored twice
+  URLRequest sent = ToService("POST", request);
+  for (const auto& [name, value] : request.headers) sent.headers.push_back({name, value});
+  sent.body = body.Body();
+  sent.freshConnection = true;  // over a reused one that dies it could be stored twice
   operation->uploadBody = &body;
-  RunWaitLoop(request);
+  RunWaitLoop(sent);
   if (operation->httpResponseDataReceiveFinished) {
     ReportUpload(body.LastPath(), body.FileBytes(), body.FileCount());
     TakeResponse(response);
@@ -117,20 +102,20 @@ TransportCode MacHTTPControl::httpFuncUpload(
   return operation->httpConnectionResult;
 }
 
-TransportCode MacHTTPControl::httpFuncDownload(const std::string& url, const std::string& destPath,
-                                               uint32_t& fileSize, uint32_t timeoutSetting) {
+TransportCode MacHTTPControl::httpFuncDownload(const HTTPRequest& request, uint32_t& fileSize) {
   fileSize = 0;
   Running operation(*this, true);
   if (detectAbort()) return TransportCode::Aborted;
-  if (!IsWellFormedURL(url)) return TransportCode::DownloadNotFound;
+  if (!IsWellFormedURL(request.url)) return TransportCode::DownloadNotFound;
   DownloadFile& file = operation->httpConnectionDownloadOutputStream;
-  if (const TransportCode code = file.Create(destPath); code != TransportCode::Success) return code;
-  URLRequest request;
-  request.url = url;
-  request.timeout = timeoutSetting;
+  const TransportCode created = file.Create(std::string(request.destPath));
+  if (created != TransportCode::Success) return created;
+  URLRequest sent;
+  sent.url = request.url;
+  sent.timeout = request.timeout;
   // Not compressed, so that the length announced is that of the file.
-  request.headers.push_back({"Accept-Encoding", ""});
-  RunWaitLoop(request);
+  sent.headers.push_back({"Accept-Encoding", ""});
+  RunWaitLoop(sent);
   TransportCode& result = operation->httpConnectionResult;
   if (result == TransportCode::Success) result = file.Keep();
   if (result == TransportCode::Success)
@@ -144,6 +129,8 @@ TransportCode MacHTTPControl::httpFuncAbort() {
 }
 
 TransportCode MacHTTPControl::PerformForText(const URLRequest& request, std::string& response) {
+  response.clear();
+  const Running operation(*this);
   RunWaitLoop(request);
   if (operation_->httpResponseDataReceiveFinished) TakeResponse(response);
   return operation_->httpConnectionResult;

@@ -31,24 +31,16 @@ class MacHTTPControl final : private URLConnectionDelegate {
   // `abort` ends the operations; it is shared with those who raise it.
   MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath,
                  std::shared_ptr<AbortSignal> abort);
-  ~MacHTTPControl();
 
   // Whom progress goes to; not owned, may be null.
   void setupCallback(HTTPConnectionMac* callback) { pHTTPConnectionMac_ = callback; }
   // Gives up what is left; sent before destruction.
   void endControl();
 
-  TransportCode httpFuncGET(const std::string& url, const std::string& query, std::string& response,
-                            uint32_t timeoutSetting);
-  TransportCode httpFuncPUT(const std::string& url, const std::string& query,
-                            const std::string& body, std::string& response,
-                            uint32_t timeoutSetting);
-  TransportCode httpFuncUpload(const std::string& url, const std::string& query,
-                               const std::vector<tagHTTPConnection_HeaderInfo>& header,
-                               const std::vector<tagHTTPConnection_MultipartBody>& partList,
-                               std::string& response, uint32_t timeoutSetting);
-  TransportCode httpFuncDownload(const std::string& url, const std::string& destPath,
-                                 uint32_t& fileSize, uint32_t timeoutSetting);
+  TransportCode httpFuncGET(const HTTPRequest& request, std::string& response);
+  TransportCode httpFuncPUT(const HTTPRequest& request, std::string& response);
+  TransportCode httpFuncUpload(const HTTPRequest& request, std::string& response);
+  TransportCode httpFuncDownload(const HTTPRequest& request, uint32_t& fileSize);
 
   // Raises the abort signal; always 0. Any thread.
   TransportCode httpFuncAbort();

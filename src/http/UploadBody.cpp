@@ -42,7 +42,7 @@ UploadBody::~UploadBody() {
   unlink(spoolPath_.c_str());
 }
 
-TransportCode UploadBody::Build(const std::vector<tagHTTPConnection_MultipartBody>& parts) {
+TransportCode UploadBody::Build(std::span<const tagHTTPConnection_MultipartBody> parts) {
   uint64_t fileSizes = 0;
   uint64_t total = 0;
   for (const auto& part : parts) {

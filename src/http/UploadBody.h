@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,7 +35,7 @@ class UploadBody {
   ~UploadBody();
 
   // Reads everything. A transport code; 4107 for a file that cannot supply its declared size.
-  TransportCode Build(const std::vector<tagHTTPConnection_MultipartBody>& parts);
+  TransportCode Build(std::span<const tagHTTPConnection_MultipartBody> parts);
 
   // The body, valid while this object lives.
   URLBody Body() const;

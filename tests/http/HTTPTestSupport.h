@@ -74,22 +74,25 @@ struct Transport {
   // A time-out is one that a test never sees, unless it says so.
   TransportCode Get(const std::string& url, const std::string& query = "",
                     std::uint32_t timeout = 5) {
-    return connection.HTTPRequestGET(url, query, response, timeout);
+    return connection.HTTPRequestGET({.url = url, .query = query, .timeout = timeout}, response);
   }
   TransportCode Put(const std::string& url, const std::string& body, std::uint32_t timeout = 5,
                     const std::string& query = "") {
-    return connection.HTTPRequestPUT(url, query, body, response, timeout);
+    return connection.HTTPRequestPUT({.url = url, .query = query, .body = body, .timeout = timeout},
+                                     response);
   }
   TransportCode Send(const std::string& url,
                      const std::vector<tagHTTPConnection_MultipartBody>& parts,
                      std::uint32_t timeout = 5,
                      const std::vector<tagHTTPConnection_HeaderInfo>& headers = {},
                      const std::string& query = "") {
-    return connection.HTTPRequestFileUpload(url, query, headers, parts, response, timeout);
+    return connection.HTTPRequestFileUpload(
+        {.url = url, .query = query, .headers = headers, .parts = parts, .timeout = timeout},
+        response);
   }
   TransportCode Download(const std::string& url) { return DownloadTo(url, folder.Path("f")); }
   TransportCode DownloadTo(const std::string& url, const std::string& path) {
-    return connection.HTTPFileDownload(url, path, size, 5);
+    return connection.HTTPFileDownload({.url = url, .destPath = path, .timeout = 5}, size);
   }
 
   std::string response = "stale";  // the last request's
