@@ -60,7 +60,10 @@ struct HierarchyList {
 };
 
 // The children of one directory.
-enum ListKind : uint32_t { kFolders, kAlbums, kFiles, kListKinds };
+inline constexpr uint32_t kFolders = 0;
+inline constexpr uint32_t kAlbums = 1;
+inline constexpr uint32_t kFiles = 2;
+inline constexpr uint32_t kListKinds = 3;
 using tagDirectoryItemList = std::array<HierarchyList, kListKinds>;
 
 // A folder, an album, a friend album, the root folder or the root album.

@@ -94,7 +94,7 @@ class HierarchyTable {
     uint32_t format = 0;
   };
 
-  static uint32_t ListOf(uint32_t directory, ListKind kind) {
+  static uint32_t ListOf(uint32_t directory, uint32_t kind) {
     return directory * kListKinds + kind;
   }
   HierarchyList& ListAt(uint32_t list) {

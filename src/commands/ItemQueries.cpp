@@ -37,15 +37,15 @@ bool KELOAccessCommandController::IsCorrectGetItemParam(tagCommandProcParam* par
 }
 
 uint32_t KELOAccessCommandController::AllowedKinds(std::string_view target) const {
-  constexpr uint32_t kAlbums = kKELOKind_Album | kKELOKind_SharedAlbum;
-  constexpr uint32_t kRootKinds = kAlbums | kKELOKind_Folder | kKELOKind_RootAlbum;
+  constexpr uint32_t kAlbumKinds = kKELOKind_Album | kKELOKind_SharedAlbum;
+  constexpr uint32_t kRootKinds = kAlbumKinds | kKELOKind_Folder | kKELOKind_RootAlbum;
   constexpr uint32_t kServerKinds = kRootKinds | kKELOKind_FileItem | kKELOKind_FriendAlbum;
   if (target.empty()) return kRootKinds;
   if (target == KELO_ALL_ITEMS_ID) return kServerKinds;
   if (target == KELO_ROOT_ALBUM_ID) return kKELOKind_FileItem;
   bool isAlbum = false;
   if (cacheManager_->CheckDirectoryItemID(target, isAlbum))
-    return isAlbum ? uint32_t{kKELOKind_FileItem} : kAlbums;
+    return isAlbum ? uint32_t{kKELOKind_FileItem} : kAlbumKinds;
   return cacheManager_->CheckFriendAlbumID(target) ? kKELOKind_FileItem : 0;
 }
 

@@ -12,7 +12,6 @@
 #include <ctime>
 
 #include "KELOAccess.h"
-#include "controller/RequestCause.h"
 #include "platform/Environment.h"
 #include "platform/FileStream.h"
 #include "protocol/RequestDocument.h"
@@ -144,6 +143,62 @@ std::string Beginning(uint32_t command, const TracedRequest& request) {
   return line.append(method.empty() ? "-" : Word(method));
 }
 
+// Why a request failed, as words of the lists in the header. No text of a library or of a peer has
+// a part in it.
+struct RequestCause {
+  std::string_view cause;     // empty: it did not fail
+  std::string_view unusable;  // what the answer was unusable for; empty otherwise
+};
+
+RequestCause CauseOfError(const URLTransferInfo& transfer) {
+  switch (transfer.error) {
+    case URLError::CannotFindHost:
+      return {"unresolved", {}};
+    case URLError::NoWayToHost:
+      return {"unreachable", {}};
+    case URLError::CannotConnectToHost:
+      return {"refused", {}};
+    case URLError::SecureConnectionFailed:
+      return {"tls", {}};
+    case URLError::ProxyFailure:
+      return {"proxy", {}};
+    case URLError::ConnectionLost:
+      return {"lost", {}};
+    case URLError::TimedOut:
+      return {"silent", {}};
+    case URLError::CannotParse:
+      return {"unusable", "http"};
+    case URLError::TooLong:
+      return {"unusable", "size"};
+    case URLError::CannotDecode:
+      return {"unusable", "encoding"};
+    case URLError::RedirectRefused:
+      return {"unusable", "redirect"};
+    default:
+      return {"local", {}};
+  }
+}
+
+RequestCause CauseOfAnswer(std::string_view answer) {
+  if (ResultOfAnswer(answer) == kKELOResult_Success) return {};
+  if (!FindAttribute(answer, "stat")) return {"unusable", "stat"};
+  if (!FindAttribute(answer, "errcode")) return {"unusable", "errcode"};
+  return {"service", {}};
+}
+
+// `answer` is null where no answer of the service was wanted.
+RequestCause CauseOf(uint32_t transport, const URLTransferInfo& transfer,
+                     const std::string* answer) {
+  constexpr int kProxyWantsToKnowWhoAsks = 407;  // no other server answers that
+  if (transport == kKELOResult_Aborted) return {"aborted", {}};
+  if (transfer.error != 0) return CauseOfError(transfer);
+  if (transport == kKELOResult_Success)
+    return answer == nullptr ? RequestCause() : CauseOfAnswer(*answer);
+  if (transfer.status == kProxyWantsToKnowWhoAsks && transfer.proxied) return {"proxy", {}};
+  if (transfer.status != 0 && transfer.status != 200) return {"status", {}};
+  return {"local", {}};
+}
+
 std::string Line(uint32_t command, const TracedRequest& request, const URLTransferInfo& transfer,
                  const std::string* answer, uint32_t transport, int64_t milliseconds) {
   std::string line = Beginning(command, request);
@@ -217,7 +272,7 @@ void RequestTrace::Write(uint32_t command, const TracedRequest& request,
   const BrokenPipeShield shield;
   int error = 0;
   const int open = DescriptorOf(path_);
-  const FileDescriptor file = open < 0 ? OpenForAppending(path_, 0600, error) : FileDescriptor();
+  const FileDescriptor file = open < 0 ? OpenForAppending(path_) : FileDescriptor();
   if (open >= 0 || file) WriteAll(file ? file.Get() : open, line.data(), line.size(), error);
 }
 

@@ -31,10 +31,9 @@ TransportCode DownloadFile::Create(const std::string& path) {
   if (standing == std::filesystem::file_type::none) return TransportCode::DestinationUnusable;
   if (standing != std::filesystem::file_type::not_found) return TransportCode::DestinationExists;
   if (name_.empty()) return TransportCode::DestinationUnusable;
-  int error = 0;
-  folder_ = OpenFolder(nameAt == 0 ? "." : path.substr(0, nameAt), error);
+  folder_ = OpenFolder(nameAt == 0 ? "." : path.substr(0, nameAt));
   if (!folder_) return TransportCode::DestinationUnusable;
-  file_ = OpenNamelessFile(folder_.Get(), kMode, error);
+  file_ = OpenNamelessFile(folder_.Get(), kMode);
   hasName_ = false;
   return file_ && RememberFile() ? TransportCode::Success : CreateNamed();
 }

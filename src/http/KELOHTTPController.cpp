@@ -60,14 +60,6 @@ uint32_t KELOHTTPController::HTTPAbort() {
   return ConvertErrorCodeHTTPtoKELO(connection_->HTTPAbort());
 }
 
-void KELOHTTPController::SetCallback(void*) {}
-
-void KELOHTTPController::Callback_UploadProgress(const std::string&, const uint32_t&,
-                                                 const uint32_t&) {}
-
-void KELOHTTPController::Callback_DownloadProgress(const std::string&, const uint32_t&,
-                                                   const uint32_t&) {}
-
 uint32_t KELOHTTPController::ConvertErrorCodeHTTPtoKELO(TransportCode code) {
   return ResultOfTransport(code);
 }

@@ -51,15 +51,13 @@ class KELOHTTPController {
   URLTransferInfo LastTransfer() const { return connection_->LastTransfer(); }
 
   // For derived controllers: whom to tell about progress. Does nothing here.
-  virtual void SetCallback(void* callback);
+  virtual void SetCallback(void*) {}
   // Progress, on the thread of the request, no lock held. Upload: (last path, 0, 0) before
   // sending, (last path, bytes of the files that have left, 0) while it goes on, at most every 0.1
   // s and not in the first 0.1 s, and (last path, bytes of all files, number of files) after it.
   // Download: ("", bytes so far, bytes expected or 0 if unknown). Both do nothing here.
-  virtual void Callback_UploadProgress(const std::string& name, const uint32_t& done,
-                                       const uint32_t& total);
-  virtual void Callback_DownloadProgress(const std::string& name, const uint32_t& done,
-                                         const uint32_t& total);
+  virtual void Callback_UploadProgress(const std::string&, const uint32_t&, const uint32_t&) {}
+  virtual void Callback_DownloadProgress(const std::string&, const uint32_t&, const uint32_t&) {}
 
   // The result code for a transport code.
   virtual uint32_t ConvertErrorCodeHTTPtoKELO(TransportCode code);

@@ -37,37 +37,24 @@ uint32_t Saturated(uint64_t value) {
 
 }  // namespace
 
-MacHTTPControl::Operation::Operation(MacHTTPControl& control, bool download)
-    : scope(*control.abort_), httpConnectionDownloadActive(download) {}
+MacHTTPControl::Operation::Operation(MacHTTPControl& running, bool download)
+    : control(running), scope(*running.abort_), httpConnectionDownloadActive(download) {
+  control.lastTransfer_ = {};
+  control.operation_ = this;
+}
+
+MacHTTPControl::Operation::~Operation() {
+  control.operation_ = nullptr;
+}
 
 bool MacHTTPControl::Operation::AnyFailure() const {
   return httpConnectionDidFailWithError || httpConnectionDidReceiveResponseError ||
          httpDownloadDidFailWithError;
 }
 
-class MacHTTPControl::Running {
- public:
-  explicit Running(MacHTTPControl& control, bool download = false) : control_(control) {
-    control.lastTransfer_ = {};
-    control.operation_.emplace(control, download);
-  }
-  Running(const Running&) = delete;
-  Running& operator=(const Running&) = delete;
-  ~Running() { control_.operation_.reset(); }
-
-  Operation* operator->() { return &*control_.operation_; }
-
- private:
-  MacHTTPControl& control_;
-};
-
 MacHTTPControl::MacHTTPControl(std::unique_ptr<URLLoader> loader, std::string spoolPath,
                                std::shared_ptr<AbortSignal> abort)
     : loader_(std::move(loader)), spoolPath_(std::move(spoolPath)), abort_(std::move(abort)) {}
-
-void MacHTTPControl::endControl() {
-  operation_.reset();
-}
 
 TransportCode MacHTTPControl::httpFuncGET(const HTTPRequest& request, std::string& response) {
   return PerformForText(ToService("GET", request), response);
@@ -81,7 +68,7 @@ TransportCode MacHTTPControl::httpFuncPUT(const HTTPRequest& request, std::strin
 
 TransportCode MacHTTPControl::httpFuncUpload(const HTTPRequest& request, std::string& response) {
   response.clear();
-  Running operation(*this);
+  Operation operation(*this);
   UploadBody body(spoolPath_, [this] { return detectAbort(); });
   if (detectAbort()) return TransportCode::Aborted;
   if (const TransportCode code = body.Build(request.parts); code != TransportCode::Success)
@@ -93,21 +80,21 @@ TransportCode MacHTTPControl::httpFuncUpload(const HTTPRequest& request, std::st
   for (const auto& [name, value] : request.headers) sent.headers.push_back({name, value});
   sent.body = body.Body();
   sent.freshConnection = true;  // over a reused one that dies it could be stored twice
-  operation->uploadBody = &body;
+  operation.uploadBody = &body;
   RunWaitLoop(sent);
-  if (operation->httpResponseDataReceiveFinished) {
+  if (operation.httpResponseDataReceiveFinished) {
     ReportUpload(body.LastPath(), body.FileBytes(), body.FileCount());
     TakeResponse(response);
   }
-  return operation->httpConnectionResult;
+  return operation.httpConnectionResult;
 }
 
 TransportCode MacHTTPControl::httpFuncDownload(const HTTPRequest& request, uint32_t& fileSize) {
   fileSize = 0;
-  Running operation(*this, true);
+  Operation operation(*this, true);
   if (detectAbort()) return TransportCode::Aborted;
   if (!IsWellFormedURL(request.url)) return TransportCode::DownloadNotFound;
-  DownloadFile& file = operation->httpConnectionDownloadOutputStream;
+  DownloadFile& file = operation.httpConnectionDownloadOutputStream;
   const TransportCode created = file.Create(std::string(request.destPath));
   if (created != TransportCode::Success) return created;
   URLRequest sent;
@@ -116,10 +103,10 @@ TransportCode MacHTTPControl::httpFuncDownload(const HTTPRequest& request, uint3
   // Not compressed, so that the length announced is that of the file.
   sent.headers.push_back({"Accept-Encoding", ""});
   RunWaitLoop(sent);
-  TransportCode& result = operation->httpConnectionResult;
+  TransportCode& result = operation.httpConnectionResult;
   if (result == TransportCode::Success) result = file.Keep();
   if (result == TransportCode::Success)
-    fileSize = Saturated(operation->httpConnectionDownloadFinishedSize);
+    fileSize = Saturated(operation.httpConnectionDownloadFinishedSize);
   return result;
 }
 
@@ -130,7 +117,7 @@ TransportCode MacHTTPControl::httpFuncAbort() {
 
 TransportCode MacHTTPControl::PerformForText(const URLRequest& request, std::string& response) {
   response.clear();
-  const Running operation(*this);
+  Operation operation(*this);
   RunWaitLoop(request);
   if (operation_->httpResponseDataReceiveFinished) TakeResponse(response);
   return operation_->httpConnectionResult;
@@ -150,7 +137,7 @@ void MacHTTPControl::RunWaitLoop(const URLRequest& request) {
         if (connection) control.lastTransfer_ = connection->Info();
       } catch (const std::bad_alloc&) {  // it stays unknown
       }
-      if (control.operation_->responseTooLong) control.lastTransfer_.error = kURLError_TooLong;
+      if (control.operation_->responseTooLong) control.lastTransfer_.error = URLError::TooLong;
       connection.reset();
     }
   } const release{*this};

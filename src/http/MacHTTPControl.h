@@ -34,8 +34,8 @@ class MacHTTPControl final : private URLConnectionDelegate {
 
   // Whom progress goes to; not owned, may be null.
   void setupCallback(HTTPConnectionMac* callback) { pHTTPConnectionMac_ = callback; }
-  // Gives up what is left; sent before destruction.
-  void endControl();
+  // Sent before destruction. Nothing is left then: a connection goes with its operation.
+  void endControl() {}
 
   TransportCode httpFuncGET(const HTTPRequest& request, std::string& response);
   TransportCode httpFuncPUT(const HTTPRequest& request, std::string& response);
@@ -53,8 +53,12 @@ class MacHTTPControl final : private URLConnectionDelegate {
  private:
   // One operation from its beginning to its end, whatever ends it.
   struct Operation {
-    Operation(MacHTTPControl& control, bool download);
+    explicit Operation(MacHTTPControl& running, bool download = false);
+    Operation(const Operation&) = delete;
+    Operation& operator=(const Operation&) = delete;
+    ~Operation();
 
+    MacHTTPControl& control;
     const AbortSignal::RequestScope scope;  // ends last, when all else has been cleaned up
     const bool httpConnectionDownloadActive;
     std::string pHTTPResponseData;
@@ -74,8 +78,6 @@ class MacHTTPControl final : private URLConnectionDelegate {
 
     bool AnyFailure() const;
   };
-  // Begins an operation, and ends it with the scope.
-  class Running;
 
   void DidReceiveResponse(int status, std::optional<uint64_t> contentLength) override;
   void DidReceiveData(std::string_view data) override;
@@ -95,7 +97,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
   const std::string spoolPath_;
   const std::shared_ptr<AbortSignal> abort_;
   HTTPConnectionMac* pHTTPConnectionMac_ = nullptr;
-  std::optional<Operation> operation_;  // the one that runs
+  Operation* operation_ = nullptr;  // the one that runs
   URLTransferInfo lastTransfer_;
 };
 

@@ -25,14 +25,14 @@ TransportCode TransportCodeOfStatus(int status, bool download) {
 TransportCode TransportCodeOfURLError(std::string_view domain, int error, TransportCode before) {
   if (domain != kURLErrorDomain) return TransportCode::OtherFailure;
   switch (error) {
-    case kURLError_CannotFindHost:
-    case kURLError_DNSLookupFailed:
+    case URLError::CannotFindHost:
+    case URLError::DNSLookupFailed:
       return TransportCode::NotFound;
-    case kURLError_ConnectionLost:
+    case URLError::ConnectionLost:
       return TransportCode::ConnectionLost;
-    case kURLError_TimedOut:
+    case URLError::TimedOut:
       return TransportCode::TimedOut;
-    case kURLError_Cancelled:
+    case URLError::Cancelled:
       return before;
     default:
       return TransportCode::OtherFailure;

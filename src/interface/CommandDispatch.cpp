@@ -14,15 +14,13 @@ namespace {
 using Controller = KELOAccessCommandController;
 
 // What a command needs before its work function runs, in the order in which it is seen to.
-enum Requirement : uint32_t {
-  kRecord = 1,        // 4112
-  kData = 2,          // 4112: the record's data pointer
-  kSession = 4,       // 4116
-  kCache = 8,         // 4144: a catalogue that some earlier command has made
-  kControllers = 16,  // made now, behind all checks
-  kArgument = kRecord | kData,
-  kEdit = kArgument | kSession | kControllers,
-};
+constexpr uint32_t kRecord = 1;        // 4112
+constexpr uint32_t kData = 2;          // 4112: the record's data pointer
+constexpr uint32_t kSession = 4;       // 4116
+constexpr uint32_t kCache = 8;         // 4144: a catalogue that some earlier command has made
+constexpr uint32_t kControllers = 16;  // made now, behind all checks
+constexpr uint32_t kArgument = kRecord | kData;
+constexpr uint32_t kEdit = kArgument | kSession | kControllers;
 
 struct CommandRow {
   uint32_t code;

@@ -52,7 +52,8 @@ int FileDescriptor::Close() {
   return fd_ >= 0 && ::close(std::exchange(fd_, -1)) != 0 && errno != EINTR ? errno : 0;
 }
 
-FileDescriptor OpenFolder(const std::string& path, int& error) {
+FileDescriptor OpenFolder(const std::string& path) {
+  int error = 0;
   return Open(path, kFolderFlags, 0, error);
 }
 
@@ -62,11 +63,12 @@ FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error, int
 
 #if defined(O_TMPFILE)
 
-FileDescriptor OpenNamelessFile(int folder, mode_t mode, int& error) {
+FileDescriptor OpenNamelessFile(int folder, mode_t mode) {
+  int error = 0;
   FileDescriptor file = Open(".", O_RDWR | O_TMPFILE, mode, error, folder);
-  if (!file || ::access(LinkToOpenFile(file.Get()).c_str(), F_OK) == 0) return file;
-  error = EOPNOTSUPP;  // without /proc it could never be named
-  return {};
+  // Without /proc it could never be named.
+  if (file && ::access(LinkToOpenFile(file.Get()).c_str(), F_OK) != 0) return {};
+  return file;
 }
 
 bool NameFile(int fd, int folder, const std::string& name, int& error) {
@@ -78,8 +80,7 @@ bool NameFile(int fd, int folder, const std::string& name, int& error) {
 
 #else
 
-FileDescriptor OpenNamelessFile(int, mode_t, int& error) {
-  error = EOPNOTSUPP;
+FileDescriptor OpenNamelessFile(int, mode_t) {
   return {};
 }
 
@@ -90,8 +91,9 @@ bool NameFile(int, int, const std::string&, int& error) {
 
 #endif
 
-FileDescriptor OpenForAppending(const std::string& path, mode_t mode, int& error) {
-  return Open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, mode, error);
+FileDescriptor OpenForAppending(const std::string& path) {
+  int error = 0;
+  return Open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, 0600, error);
 }
 
 FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size, int& error) {

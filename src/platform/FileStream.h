@@ -43,7 +43,7 @@ class FileDescriptor {
 
 // Opens a folder as the place of files: it stays the same whatever becomes of its path and of the
 // working directory.
-FileDescriptor OpenFolder(const std::string& path, int& error);
+FileDescriptor OpenFolder(const std::string& path);
 
 // Creates a file that did not exist: a file or link in its place is EEXIST and is left alone.
 // A relative path begins at `folder`. Open for reading and writing. No descriptor on failure.
@@ -51,14 +51,14 @@ FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error, int
 
 // Creates a file without a name, which is gone when it is closed, whoever closes it. Fails where
 // the system or the file system of the folder has none that NameFile could name.
-FileDescriptor OpenNamelessFile(int folder, mode_t mode, int& error);
+FileDescriptor OpenNamelessFile(int folder, mode_t mode);
 
 // Gives a nameless file its name. What stands in the place is EEXIST and is left alone.
 bool NameFile(int fd, int folder, const std::string& name, int& error);
 
-// Opens a file to write at its end, whoever else writes there too; creates it with `mode`. Never
-// blocks.
-FileDescriptor OpenForAppending(const std::string& path, mode_t mode, int& error);
+// Opens a file to write at its end, whoever else writes there too; creates one for its owner alone.
+// Never blocks.
+FileDescriptor OpenForAppending(const std::string& path);
 
 // Opens a regular file and tells its size in bytes. Anything else is refused without blocking:
 // EISDIR for a folder, EINVAL for a FIFO, a device or a socket.

@@ -32,22 +32,6 @@ class KELOAccessEncoderMac final : public KELOAccessEncoderBase {
 
 }  // namespace
 
-uint32_t KELOAccessEncoderBase::AccessEncodeSHA1(std::string_view, std::string&) {
-  return 0;
-}
-
-uint32_t KELOAccessEncoderBase::AccessEncodeFileMD5(std::string_view, std::string&) {
-  return 0;
-}
-
 KELOAccessEncoder::KELOAccessEncoder() : platform_(std::make_unique<KELOAccessEncoderMac>()) {}
-
-uint32_t KELOAccessEncoder::AccessEncodeSHA1(std::string_view text, std::string& digest) {
-  return platform_->AccessEncodeSHA1(text, digest);
-}
-
-uint32_t KELOAccessEncoder::AccessEncodeFileMD5(std::string_view path, std::string& digest) {
-  return platform_->AccessEncodeFileMD5(path, digest);
-}
 
 }  // namespace kelo

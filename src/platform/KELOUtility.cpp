@@ -14,30 +14,25 @@ namespace {
 // The platform's utility object.
 class MacKELOUtility {
  public:
-  std::unique_ptr<uint8_t[]> utilityFuncReadLocalTextFile(std::string_view path,
-                                                          uint32_t& size) const;
-  double utilityFuncGetTimeIntervalSinceReferenceDate() const;
+  std::unique_ptr<uint8_t[]> utilityFuncReadLocalTextFile(std::string_view path, uint32_t& size) {
+    uint64_t fileSize = 0;
+    int error = 0;
+    const FileDescriptor file = OpenRegularFileForReading(std::string(path), fileSize, error);
+    if (!file || fileSize > std::numeric_limits<uint32_t>::max()) return nullptr;
+    const auto length = static_cast<size_t>(fileSize);
+    auto bytes = std::make_unique_for_overwrite<uint8_t[]>(length);
+    const size_t got = ReadFull(file.Get(), bytes.get(), length, error);
+    if (error != 0) return nullptr;
+    size = static_cast<uint32_t>(got);
+    return bytes;
+  }
+
+  double utilityFuncGetTimeIntervalSinceReferenceDate() {
+    using namespace std::chrono;
+    constexpr sys_days kReferenceDate = 2001y / January / 1;
+    return duration<double>(system_clock::now() - kReferenceDate).count();
+  }
 };
-
-std::unique_ptr<uint8_t[]> MacKELOUtility::utilityFuncReadLocalTextFile(std::string_view path,
-                                                                        uint32_t& size) const {
-  uint64_t fileSize = 0;
-  int error = 0;
-  const FileDescriptor file = OpenRegularFileForReading(std::string(path), fileSize, error);
-  if (!file || fileSize > std::numeric_limits<uint32_t>::max()) return nullptr;
-  const auto length = static_cast<size_t>(fileSize);
-  auto bytes = std::make_unique_for_overwrite<uint8_t[]>(length);
-  const size_t got = ReadFull(file.Get(), bytes.get(), length, error);
-  if (error != 0) return nullptr;
-  size = static_cast<uint32_t>(got);
-  return bytes;
-}
-
-double MacKELOUtility::utilityFuncGetTimeIntervalSinceReferenceDate() const {
-  using namespace std::chrono;
-  constexpr sys_days kReferenceDate = 2001y / January / 1;
-  return duration<double>(system_clock::now() - kReferenceDate).count();
-}
 
 class KELOUtilityMac final : public KELOUtilityBase {
  public:

@@ -32,24 +32,23 @@ namespace kelo {
 
 // The error domain of URL loading, and those of its codes that anyone tells apart.
 inline constexpr std::string_view kURLErrorDomain = "NSURLErrorDomain";
-enum URLErrorCode : int {
-  kURLError_ProxyFailure = 310,  // a proxy answered, and did not open the way
-  kURLError_Unknown = -1,
-  kURLError_Cancelled = -999,
-  kURLError_BadURL = -1000,
-  kURLError_TimedOut = -1001,
-  kURLError_UnsupportedURL = -1002,
-  kURLError_CannotFindHost = -1003,
-  kURLError_CannotConnectToHost = -1004,
-  kURLError_ConnectionLost = -1005,
-  kURLError_DNSLookupFailed = -1006,
-  kURLError_TooManyRedirects = -1007,
-  kURLError_NoWayToHost = -1009,  // for another reason than a refusal of the host's
-  kURLError_RedirectRefused = -1010,
-  kURLError_CannotDecode = -1016,  // the body's encoding
-  kURLError_CannotParse = -1017,   // no HTTP
-  kURLError_TooLong = -1103,       // the answer
-  kURLError_SecureConnectionFailed = -1200
+struct URLError {
+  enum Code : int {
+    ProxyFailure = 310,  // a proxy answered, and did not open the way
+    Unknown = -1,        // also a URL that is none
+    Cancelled = -999,
+    TimedOut = -1001,
+    CannotFindHost = -1003,
+    CannotConnectToHost = -1004,
+    ConnectionLost = -1005,
+    DNSLookupFailed = -1006,
+    NoWayToHost = -1009,  // for another reason than a refusal of the host's
+    RedirectRefused = -1010,
+    CannotDecode = -1016,  // the body's encoding
+    CannotParse = -1017,   // no HTTP
+    TooLong = -1103,       // the answer
+    SecureConnectionFailed = -1200
+  };
 };
 
 // A body that lies in a file: `length` bytes from its beginning, read by position. The descriptor
@@ -92,7 +91,7 @@ struct URLTransferInfo {
   int status = 0;         // of the last answer, also a proxy's own; 0: none
   bool reused = false;    // it went over a connection that had served before
   bool proxied = false;   // it was to go through a proxy
-  int error = 0;          // the URLErrorCode of a failure; 0: none
+  int error = 0;          // the URLError of a failure; 0: none
   std::string failure;    // the engine's words; empty: none
   URLPhases phases{};
 };

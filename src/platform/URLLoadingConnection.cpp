@@ -30,12 +30,8 @@ CurlConnection::CurlConnection(CurlHandles& handles, const URLRequest& request,
       url_(request.url),
       scheme_(SchemeOfURL(url_)) {
   if (handles_.current != nullptr) handles_.current->Cancel();
-  if (scheme_ == URLScheme::Malformed || !HeadersAreSendable())
-    refusedWith_ = kURLError_BadURL;
-  else if (scheme_ == URLScheme::Unsupported)
-    refusedWith_ = kURLError_UnsupportedURL;
-  else
-    BeginHop();
+  const bool isHTTP = scheme_ == URLScheme::HTTP || scheme_ == URLScheme::HTTPS;
+  if (isHTTP && HeadersAreSendable()) BeginHop();
   handles_.current = this;
 }
 
@@ -66,7 +62,7 @@ bool CurlConnection::AttachHop() {
 
 void CurlConnection::Advance(std::chrono::milliseconds slice) {
   if (ended_) return;
-  if (refusedWith_ != 0) return Fail(refusedWith_, "no usable URL or header");
+  if (!hop_) return Fail(URLError::Unknown, "no usable URL or header");
   CURLM* multi = handles_.multi.get();
   int running = 0;
   insidePerform_ = true;
@@ -81,7 +77,7 @@ void CurlConnection::Advance(std::chrono::milliseconds slice) {
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(multi, &left))
     if (message->msg == CURLMSG_DONE) return FinishHop(message->data.result);
-  if (IsSilentTooLong()) return Fail(kURLError_TimedOut, "nothing moved for too long");
+  if (IsSilentTooLong()) return Fail(URLError::TimedOut, "nothing moved for too long");
   int active = 0;
   CheckCurl(curl_multi_poll(multi, nullptr, 0, static_cast<int>(slice.count()), &active));
   if (active > 0) hop_->watch.Moved();
@@ -107,7 +103,7 @@ void CurlConnection::FinishHop(CURLcode code) {
     return BeginHop();
   }
   if (code == CURLE_OK && !hop_->headComplete)
-    return Fail(kURLError_ConnectionLost, "the answer's head was cut");
+    return Fail(URLError::ConnectionLost, "the answer's head was cut");
   if (hop_->repeatRefused) code = CURLE_SEND_FAIL_REWIND;
   if (code != CURLE_OK) {
     return Fail(ErrorOf(code),
@@ -126,7 +122,7 @@ int CurlConnection::ErrorOf(CURLcode code) const {
   constexpr int kTooLarge = 100;
   const bool noRoom = code == kTooLarge || code == CURLE_OUT_OF_MEMORY;
   const bool isSent = GetCurlInfo<CURLINFO_REQUEST_SIZE>(hop_->easy.get(), 0L) > 0;
-  if (hop_->headTooLong || (noRoom && isSent && !hop_->headComplete)) return kURLError_TooLong;
+  if (hop_->headTooLong || (noRoom && isSent && !hop_->headComplete)) return URLError::TooLong;
   return URLErrorFromCurl(hop_->easy.get(), code);
 }
 
@@ -146,8 +142,8 @@ void CurlConnection::FollowRedirect() {
   Detach();
   hop_.reset();
   const URLScheme next = SchemeOfURL(target);
-  if (++redirects_ > kMaxRedirects) return Fail(kURLError_TooManyRedirects, "too many redirects");
-  if (!MayRedirect(scheme_, next)) return Fail(kURLError_RedirectRefused, "a refused redirect");
+  if (++redirects_ > kMaxRedirects) return Fail(URLError::RedirectRefused, "too many redirects");
+  if (!MayRedirect(scheme_, next)) return Fail(URLError::RedirectRefused, "a refused redirect");
   url_ = target;
   scheme_ = next;
   BeginHop();

@@ -136,17 +136,16 @@ class CurlConnection final : public URLConnection {
   std::string url_;  // of this hop
   URLScheme scheme_ = URLScheme::Malformed;
   int redirects_ = 0;
-  int refusedWith_ = 0;  // error code of a request that was never begun
   URLTransferInfo formerHops_;
 
   bool insidePerform_ = false;
-  bool ended_ = false;         // cancelled, failed or finished: no more events
-  bool endedWell_ = false;     // finished
-  std::exception_ptr thrown_;  // by an event, to go on when libcurl has returned
-  int error_ = 0;              // by which it failed
-  std::string failure_;        // the same in words
-  bool needsLookup_ = false;   // as the first try has shown, when there were too many
-  std::unique_ptr<CurlHop> hop_;
+  bool ended_ = false;            // cancelled, failed or finished: no more events
+  bool endedWell_ = false;        // finished
+  std::exception_ptr thrown_;     // by an event, to go on when libcurl has returned
+  int error_ = 0;                 // by which it failed
+  std::string failure_;           // the same in words
+  bool needsLookup_ = false;      // as the first try has shown, when there were too many
+  std::unique_ptr<CurlHop> hop_;  // null where the request cannot be begun, or has ended
 };
 
 }  // namespace kelo

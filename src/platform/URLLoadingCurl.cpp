@@ -41,8 +41,8 @@ std::string PartOfURL(const std::string& url, CURLUPart part, unsigned flags = 0
 }
 
 int ErrorOfConnect(long systemError) {
-  if (systemError == ECONNREFUSED) return kURLError_CannotConnectToHost;
-  return systemError == ETIMEDOUT ? kURLError_TimedOut : kURLError_NoWayToHost;
+  if (systemError == ECONNREFUSED) return URLError::CannotConnectToHost;
+  return systemError == ETIMEDOUT ? URLError::TimedOut : URLError::NoWayToHost;
 }
 
 }  // namespace
@@ -83,23 +83,23 @@ int ProxyRefusal(CURL* easy) {
 }
 
 int URLErrorFromCurl(CURL* easy, CURLcode code) {
-  if (ProxyRefusal(easy) != 0 && code != CURLE_OPERATION_TIMEDOUT) return kURLError_ProxyFailure;
+  if (ProxyRefusal(easy) != 0 && code != CURLE_OPERATION_TIMEDOUT) return URLError::ProxyFailure;
   switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
-      return kURLError_CannotFindHost;
+      return URLError::CannotFindHost;
     case CURLE_OPERATION_TIMEDOUT:
-      return kURLError_TimedOut;
+      return URLError::TimedOut;
     case CURLE_PARTIAL_FILE:
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_SEND_FAIL_REWIND:
-      return kURLError_ConnectionLost;
+      return URLError::ConnectionLost;
     case CURLE_COULDNT_CONNECT:
       return ErrorOfConnect(GetCurlInfo<CURLINFO_OS_ERRNO>(easy, 0L));
     case CURLE_PROXY:
-      return kURLError_ProxyFailure;
+      return URLError::ProxyFailure;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CERTPROBLEM:
     case CURLE_SSL_CIPHER:
@@ -107,16 +107,14 @@ int URLErrorFromCurl(CURL* easy, CURLcode code) {
     case CURLE_SSL_CACERT_BADFILE:
     case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_INVALIDCERTSTATUS:
-      return kURLError_SecureConnectionFailed;
+      return URLError::SecureConnectionFailed;
     case CURLE_UNSUPPORTED_PROTOCOL:  // the URL's was looked at before
     case CURLE_WEIRD_SERVER_REPLY:
-      return kURLError_CannotParse;
+      return URLError::CannotParse;
     case CURLE_BAD_CONTENT_ENCODING:
-      return kURLError_CannotDecode;
-    case CURLE_URL_MALFORMAT:
-      return kURLError_BadURL;
+      return URLError::CannotDecode;
     default:
-      return kURLError_Unknown;
+      return URLError::Unknown;
   }
 }
 

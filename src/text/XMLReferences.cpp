@@ -17,7 +17,9 @@ namespace kelo {
 namespace {
 
 // What an encoder does not copy as it stands.
-enum ByteClass : unsigned char { kPlain = 0, kMarkup = 1, kNonAscii = 2 };
+constexpr unsigned char kPlain = 0;
+constexpr unsigned char kMarkup = 1;
+constexpr unsigned char kNonAscii = 2;
 
 constexpr std::string_view EntityOf(char c) {
   switch (c) {

@@ -37,9 +37,8 @@ struct DownloadFixture : testing::Test {
 };
 
 bool HasNamelessFiles() {
-  int error = 0;
-  const FileDescriptor place = OpenFolder(fs::temp_directory_path(), error);
-  return static_cast<bool>(OpenNamelessFile(place.Get(), 0600, error));
+  const FileDescriptor place = OpenFolder(fs::temp_directory_path());
+  return static_cast<bool>(OpenNamelessFile(place.Get(), 0600));
 }
 
 // In both ways: where files can do without a name, and where they cannot.

@@ -55,7 +55,7 @@ TEST(MacHTTPControl, AbortWinsOverAFailureButNotOverTheEnd) {
   s.script.Response(413);
   s.script.steps.push_back([&](URLConnectionDelegate& delegate) {
     abort(delegate);
-    delegate.DidFailWithError(kURLErrorDomain, kURLError_TimedOut);
+    delegate.DidFailWithError(kURLErrorDomain, URLError::TimedOut);
   });
   EXPECT_EQ(s.Get(), 1u);
   s.script.Response(200);
