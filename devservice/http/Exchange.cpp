@@ -231,7 +231,7 @@ class Connection {
     const linger atOnce{1, 0};
     if (reply.reset) setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
     while (reply.silent && PauseUntil(Clock::now() + std::chrono::hours(1))) continue;
-    if (reply.silent || reply.reset || reply.closeAtOnce) return false;
+    if (reply.silent || reply.closeAtOnce || (reply.reset && reply.hasHead)) return false;
     if (!PauseUntil(Clock::now() + reply.delay)) return false;
     // The peer would take it for the beginning of its next answer.
     if (HasNoBody(reply.status)) reply.body.clear();
@@ -250,7 +250,8 @@ class Connection {
     std::uint64_t left =
         std::min<std::uint64_t>(reply.cutAfter.value_or(size), headOnly ? 0 : size);
     const bool isTogether = left > 0 && reply.bytesPerSecond == 0;
-    if (!SendAll(HeadOf(reply, size), isTogether ? MSG_MORE : 0)) return false;
+    const std::string head = reply.hasHead ? HeadOf(reply, size) : "";
+    if (!SendAll(head, isTogether ? MSG_MORE : 0)) return false;
     const auto sendFile = [&](std::size_t most) {
       return sendfile(socket_, file.Get(), nullptr, most);
     };
@@ -262,7 +263,7 @@ class Connection {
       body.remove_prefix(isFile ? 0 : piece);
       left -= piece;
     }
-    return !reply.cutAfter && reply.addedLength == 0;
+    return !reply.cutAfter && reply.addedLength == 0 && !reply.reset;
   }
 
   // Closing with unread bytes would reset the connection, and could destroy the answer under way.

@@ -37,13 +37,14 @@ struct Reply {
   int status = 200;
   std::string body{};
   Headers headers{};
-  std::chrono::milliseconds delay{0};             // silence before the first byte
-  std::uint64_t bytesPerSecond = 0;               // of the body; 0: as fast as it goes
-  std::optional<std::size_t> cutAfter{};          // close the connection after this many body bytes
-  std::int64_t addedLength = 0;  // Content-Length claims so much more than the true one
-  bool closeAtOnce = false;      // close without answering at all
-  bool reset = false;            // likewise, by a reset
-  bool silent = false;           // never answer, until the peer leaves or the service stops
+  std::chrono::milliseconds delay{0};     // silence before the first byte
+  std::uint64_t bytesPerSecond = 0;       // of the body; 0: as fast as it goes
+  std::optional<std::size_t> cutAfter{};  // close the connection after this many body bytes
+  std::int64_t addedLength = 0;           // Content-Length claims so much more than the true one
+  bool closeAtOnce = false;               // close without answering at all
+  bool reset = false;                     // likewise, by a reset
+  bool hasHead = true;  // otherwise the body is all that is sent, before a reset too
+  bool silent = false;  // never answer, until the peer leaves or the service stops
 };
 
 // An answer of the service: a reply, or a file that is sent from disk instead of its body.

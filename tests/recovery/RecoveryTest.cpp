@@ -4,71 +4,141 @@
 #include <dlfcn.h>
 #include <netdb.h>
 
+#include <atomic>
 #include <functional>
-#include <thread>
 
 #include "http/FaultyFiles.h"
-#include "recovery/Front.h"
-#include "recovery/PeerFaults.h"
 #include "support/AccountTest.h"
 
 namespace kelo::testing {
 namespace {
 
-using namespace std::chrono_literals;
+constexpr uint32_t kNotTried = ~0u;  // to this request it is no fault
+constexpr const char* kNoHost = "http://no-such-host.invalid";
+
+// What a peer may do wrong, and what each request then comes to.
+struct Fault {
+  std::string name;
+  Reply reply;
+  // What a document (PUT), an upload (POST) and the opening of a session (a GET that follows
+  // redirects) come to ...
+  uint32_t others;
+  uint32_t download = others;  // ... and a download, likewise
+
+  friend void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+};
+
+// These bytes and nothing else; then the connection ends, or goes on.
+Reply Bytes(const std::string& bytes, bool goesOn = false) {
+  Reply reply{.body = bytes, .hasHead = false};
+  if (!goesOn) reply.cutAfter = bytes.size();
+  return reply;
+}
+
+// `piece` again and again; the limit only ends a test that fails.
+Reply WithoutEnd(std::string head, const std::string& piece) {
+  while (head.size() < 4u << 20) head += piece;
+  return Bytes(head);
+}
+
+Reply RedirectTo(const std::string& target) {
+  return {.status = 302, .headers = {{"Location", target}}};
+}
+
+std::vector<Fault> PeerFaults() {
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
+  const std::string packed = ok + "Content-Encoding: gzip\r\nContent-Length: ";
+  const std::string found = "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\n";
+  const std::string line = "X: " + std::string(1000, 'x') + "\r\n";
+  const std::string begun = ok + "Content-Length: 9\r\n\r\nabc";
+  const std::string gzip("\x1f\x8b\x08\0\0\0\0\0\0\3", 10);
+  return {
+      {"closed", {.closeAtOnce = true}, 4129},
+      {"reset", {.reset = true}, 4129},
+      {"reset in the body", {.body = begun, .reset = true, .hasHead = false}, 4129},
+      {"body cut", Bytes(begun), 4129},
+      {"chunks cut", Bytes(chunked + "5\r\nabcde\r\n"), 4129},
+      {"chunks that are none", Bytes(chunked + "zz\r\nabc"), 4129},
+      {"length too short", Bytes(ok + "Content-Length: 3\r\n\r\n<r stat=\"ok\" />", true), 4144,
+       kNotTried},
+      {"status line cut", Bytes("HTTP/1.1 200 O"), 4129},
+      {"head cut in a field", Bytes(ok + "Content-Length: 2\r\nX: "), 4129},
+      {"header without end", WithoutEnd(ok + "X: ", std::string(1000, 'x')), 4114},
+      {"head cut before its end", Bytes(ok), 4129},
+      {"redirect cut", Bytes("HTTP/1.1 302 Found\r\nLocation: /\r\n"), 4129},
+      {"404 with its body cut", Bytes("HTTP/1.1 404 No\r\nContent-Length: 9\r\n\r\nabc"), 4129},
+      {"404 cut", Bytes("HTTP/1.1 404 Not Found\r\n"), 4129},
+      {"only an interim answer", Bytes("HTTP/1.1 100 Continue\r\n\r\n"), 4129},
+      {"headers without end", WithoutEnd(ok, line), 4114},
+      {"interim answers without end", WithoutEnd("", "HTTP/1.1 100 Continue\r\n\r\n"), 4114},
+      {"trailers without end", WithoutEnd(chunked + "3\r\nabc\r\n0\r\n", line), 4114},
+      {"redirect with a body without end", WithoutEnd(found + "\r\n", line), 4114},
+      {"redirect to no host", RedirectTo(kNoHost), 4114},
+      {"garbage", Bytes("\x01\x02 this is no HTTP\r\n\r\n"), 4114},
+      {"another protocol", Bytes("220 ready for mail\r\n"), 4114},
+      {"404", {.status = 404}, 4114, 4098},
+      {"500", {.status = 500, .body = "oops"}, 4114},
+      {"504", {.status = 504}, 4128},
+      {"redirect to a closed port", RedirectTo("http://127.0.0.1:1/"), 4114},
+      {"redirect to another scheme", RedirectTo("file:///etc/hostname"), 4114},
+      {"redirect in a circle", RedirectTo("/again"), 4114},
+      {"redirect to nowhere", {.status = 302}, 4114},
+      {"broken compression", Bytes(packed + "4\r\n\r\nabcd"), 4114, kNotTried},
+      {"compression cut", Bytes(packed + "10\r\n\r\n" + gzip, true), 4144, kNotTried},
+      {"empty", {}, 4144, kNotTried},
+      {"no stat and closed", Bytes(ok + "Content-Length: 5\r\n\r\n<r />"), 4144, kNotTried},
+      {"service error", {.body = "<r stat=\"fail\" errcode=\"208\" />"}, 4101, kNotTried},
+      {"silent until the abort", {.silent = true}, 3},
+      {"slow until the abort", Bytes(ok + "Content-Length: 100\r\n\r\nabc", true), 3},
+  };
+}
 
 class RecoveryTest : public AccountTest {
  protected:
+  static constexpr size_t kMaxConnections = 4;
+
   void SetUp() override {
     ASSERT_NO_FATAL_FAILURE(OpenAccount());
-    front_.emplace(Url());
-    folder().Write("urls", "kKELO_URLofKELOServer=\"" + front_->Url() + "\"\n");
-    UseSessionAt(front_->Url());
-    ExpectRecovered(front_->Url());
+    ExpectRecovered(Url());
+    maxSockets_ = Sockets() + 2 * kMaxConnections;  // both ends are this process's
     files_ = OpenFiles(false);
   }
-  // The same session over other URLs; the catalogue is then loaded again.
-  void UseSessionAt(const std::string& base) {
-    tagKELO_SessionInfo session{};
-    ASSERT_EQ(Send(kKELOCommand_GetSessionInfo, Record(&session)), 0u);
-    for (auto* url : {&session.uploadUrl, &session.manageUrl}) {
-      const std::string before = FieldText(*url);
-      SetField(*url, base + before.substr(before.find('/', before.find("//") + 2)));
-    }
-    UseSession(session);
-  }
-  std::string FrontUrl() const { return front_->Url(); }
+  static size_t Sockets() { return OpenFiles(true).size() - OpenFiles(false).size(); }
 
   void ExpectNothingLeft() {
-    ExpectRecovered(front_->Url());
-    EXPECT_TRUE(Await([&] { return front_->OpenConnections() <= 4; })) << "connections are left";
+    ExpectRecovered(Url());
+    EXPECT_TRUE(Await([&] { return Sockets() <= maxSockets_; })) << "connections are left";
     EXPECT_TRUE(Await([&] { return OpenFiles(false) == files_; })) << "a descriptor is left";
   }
 
-  // One request of the command meets the fault, after `good` others; then all is well again.
+  // The command meets the fault behind `good` requests of it; then all is well again.
   void Meet(const Fault& fault, const char* command, uint32_t expected, int good,
             const std::function<uint32_t()>& send) {
     if (expected == kNotTried) return;
-    SCOPED_TRACE(command);
+    SCOPED_TRACE(command + std::to_string(good));
     const Catalogue before = ReadCatalogue();
-    front_->Break(fault.peer, good);
-    std::thread other;
+    std::atomic<int> requests = 0;
+    service().SetScript([&, reply = fault.reply](const LoggedRequest&) {
+      return ++requests > good ? std::optional(reply) : std::nullopt;
+    });
+    std::jthread other;
     if (expected == kKELOResult_Aborted) {
-      other = std::thread([&, requests = static_cast<size_t>(good) + 1] {
-        EXPECT_TRUE(front_->WaitForRequests(requests));
+      other = std::jthread([&] {
+        EXPECT_TRUE(Await([&] { return requests > good; }));
         EXPECT_EQ(KELOAccessCommand(kKELOCommand_Abort, nullptr), 0u);
       });
     }
     EXPECT_EQ(send(), expected);
     if (other.joinable()) other.join();
-    front_->Heal();
+    service().SetScript({});
     EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
     // Until the friends' albums are asked for, what was loaded stays.
     if (good < 2) EXPECT_EQ(ReadCatalogue(), before);
     ExpectNothingLeft();
   }
 
-  std::optional<Front> front_;
+  size_t maxSockets_ = 0;
   std::multiset<std::string> files_;
 };
 
@@ -77,34 +147,27 @@ class AfterPeerFault : public RecoveryTest, public ::testing::WithParamInterface
 TEST_P(AfterPeerFault, EveryKindOfRequestWorksAgain) {
   const Fault& fault = GetParam();
   Meet(fault, "document", fault.others, 0, [&] { return Capacity(); });
-  for (int good : {0, 1, 2}) {
+  for (const int good : {0, 1, 2}) Meet(fault, "load", fault.others, good, [&] { return Load(); });
+  for (const uint32_t options : {0u, uint32_t{kKELOOption_CheckDuplicates}}) {
     Meet(
-        fault, ("load " + std::to_string(good)).c_str(), fault.others, good,
-        [&] { return Load(); });
+        fault, "upload", fault.others, 0,
+        [&] {
+          std::string id;
+          const uint32_t result = Upload(album_, id, options);
+          EXPECT_EQ(id, "");
+          return result;
+        });
   }
-  Meet(fault, "upload", fault.others, 0, [&] {
-    std::string id;
-    const uint32_t result = Upload(album_, id);
-    EXPECT_EQ(id, "");
-    return result;
-  });
   Meet(
-      fault, "checked upload", fault.others, 0,
-      [&] {
-        std::string id;
-        return Upload(album_, id, kKELOOption_CheckDuplicates);
-      });
-  Meet(
-      fault, "download", fault.download, 0, [&] { return Download(front_->Url(picturePath_)); });
+      fault, "download", fault.download, 0, [&] { return Download(Url() + picturePath_); });
   Meet(fault, "open session", fault.others, 0, [&] { return Open(); });
 }
 
-std::string TestName(const ::testing::TestParamInfo<Fault>& info) {
-  std::string name = info.param.name;
-  for (char& c : name) c = c == ' ' ? '_' : c;
+INSTANTIATE_TEST_SUITE_P(, AfterPeerFault, ::testing::ValuesIn(PeerFaults()), [](const auto& row) {
+  std::string name = row.param.name;
+  std::ranges::replace(name, ' ', '_');
   return name;
-}
-INSTANTIATE_TEST_SUITE_P(, AfterPeerFault, ::testing::ValuesIn(PeerFaults()), TestName);
+});
 
 // An upload of 100 MiB goes through a file, for which there is no space.
 TEST_F(RecoveryTest, AfterASpoolOnAFullDisk) {
@@ -133,7 +196,7 @@ TEST_F(RecoveryTest, AfterACallbackThatEndsItsCommand) {
     throws = throwing;
     std::string id;
     eventsLeft = 1;
-    EXPECT_EQ(Download(FrontUrl() + picturePath_), throwing ? 4144u : 3u);
+    EXPECT_EQ(Download(Url() + picturePath_), throwing ? 4144u : 3u);
     EXPECT_FALSE(std::filesystem::exists(DownloadPath()));
     ExpectNothingLeft();
     eventsLeft = 1;
@@ -144,26 +207,19 @@ TEST_F(RecoveryTest, AfterACallbackThatEndsItsCommand) {
 }
 
 // Everything that a session has opened goes with the controller, also after failed lookups.
+struct FailedLookups : CommandTest {
+  void TestBody() override {
+    service().SetScript([](const auto&) { return RedirectTo(kNoHost); });
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(Open(), 4114u);
+    service().SetScript({});
+    EXPECT_EQ(Open(), 0u);
+  }
+};
+
 TEST(Closing, LeavesNoDescriptorAndNoThread) {
   const auto files = OpenFiles(true);
   const size_t threads = CountOfThreads();
-  {
-    Front front("http://127.0.0.1:1");
-    TemporaryFolder folder;
-    setenv("KELO_URLS_FILE",
-           folder.Write("urls", "kKELO_URLofKELOServer=\"" + front.Url() + "\"").c_str(), 1);
-    KELOAccessInitialize(0);
-    front.Break(RedirectTo(kNoHost));
-    tagKELO_OpenSessionInfo block{};
-    tagCommandControlInfo record{};
-    record.data = &block;
-    for (int i = 0; i < 3; ++i)
-      EXPECT_EQ(KELOAccessCommand(kKELOCommand_OpenSession, &record), 4114u);
-    front.Break(AnswerStatus(200, "<r stat=\"ok\" />"));
-    EXPECT_EQ(KELOAccessCommand(kKELOCommand_OpenSession, &record), 0u);
-    KELOAccessClose();
-    unsetenv("KELO_URLS_FILE");
-  }
+  FailedLookups().TestBody();
   EXPECT_TRUE(Await([&] { return OpenFiles(true) == files && CountOfThreads() == threads; }));
 }
 
