@@ -8,7 +8,7 @@ import subprocess
 import sys
 import tempfile
 
-from local_service import read_credentials
+from service import read_credentials
 
 source, build = (pathlib.Path(path).resolve() for path in sys.argv[1:])
 

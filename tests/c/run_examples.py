@@ -11,7 +11,7 @@ import subprocess
 import sys
 import tempfile
 
-from local_service import local_service
+from service import Service
 
 service_program, browse, browse_cpp, addresses, transfer, pictures = sys.argv[1:]
 pictures = pathlib.Path(pictures)
@@ -85,8 +85,8 @@ def check_transfer(credentials, folder):
 
 
 with tempfile.TemporaryDirectory() as folder, \
-        local_service(service_program, "--import", pictures,
-                      "--control-file", f"{folder}/ctl") as credentials:
+        Service(service_program, "--import", pictures, "--control-file", f"{folder}/ctl") as service:
+    credentials = service.credentials
     target = pathlib.Path(folder, "picture")
     # In C, names stand as the service writes them.
     check_browse(html.unescape(output(browse, credentials, folder, target)), target)

@@ -12,7 +12,7 @@ import sys
 import tempfile
 import termios
 
-from local_service import local_service
+from service import Service
 
 shell, kelo, service_program, scripts = sys.argv[1:]
 PATIENCE = 60  # seconds; only a shell that hangs takes them
@@ -113,19 +113,16 @@ def write_pictures(folder):
         path.write_bytes(picture.encode())
 
 
-def check(folder, credentials):
+def check(folder, service):
     program = folder / "bin/kelo"
     program.parent.mkdir()
     program.write_text(PROGRAM)
     program.chmod(0o755)
     (folder / "photo 1.jpg").write_text("x")
     (folder / "target folder").mkdir()
-    environment = {"PATH": f"{program.parent}:/usr/bin:/bin", "LC_ALL": "C.UTF-8", "TERM": "xterm",
-                   "HOME": str(folder), "ZDOTDIR": str(folder), "KELO": kelo, "FOLDER": str(folder),
-                   **{name: value for name, value in os.environ.items() if "SAN_OPTIONS" in name}}
-    given = {"KELO_" + name.upper(): credentials[name] for name in ("URL", "key", "token", "secret")}
-    subprocess.run([kelo, "login"], env={**environment, **given}, check=True,
-                   stdout=subprocess.DEVNULL)
+    environment = service.environment(PATH=f"{program.parent}:/usr/bin:/bin", TERM="xterm",
+                                      ZDOTDIR=str(folder), KELO=kelo, FOLDER=str(folder))
+    subprocess.run([kelo, "login"], env=environment, check=True, stdout=subprocess.DEVNULL)
     typing = Shell(folder, environment)
     wrong = 0
     for line, expected in CASES:
@@ -141,6 +138,6 @@ def check(folder, credentials):
 with tempfile.TemporaryDirectory() as temporary:
     root = pathlib.Path(temporary)
     write_pictures(root / "pictures")
-    with local_service(service_program, "--import", root / "pictures") as service:
+    with Service(service_program, "--import", root / "pictures") as service:
         failures = check(root, service)
 sys.exit(1 if failures else 0)

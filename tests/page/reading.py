@@ -1,14 +1,19 @@
-"""Who may read the page, and how: keys, colours, hostile names, other pages, restarts."""
+"""Who may read the page, and how: keys, colours, hostile names, other pages, restarts, much to read."""
 import json
+import os
+import pathlib
 import re
+import shutil
 import tempfile
 
-from page_checks import MARKUP, PageChecks, has_text, must, texts
-from service import Client, Service
+from browser import Page
+from page_checks import MARKUP, PageChecks, Service, has_text, must, texts
 
-ESCAPED = (MARKUP.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
-           .replace('"', "&quot;"))
-
+API = "/P2PwebCmdController"
+ITEMS, ALBUMS = 20_000, 100  # of the large account
+REQUESTS = 10_000  # what the log keeps ...
+EXTRA = 500  # ... and how many more are sent
+MAX_ROWS = 200  # in the document, of all lists together
 
 def contrast(one, other):
     def luminance(colour):
@@ -25,7 +30,7 @@ class Reading(PageChecks):
         self.page.value("document.activeElement.blur()")
         seen = []
         for _ in range(20):
-            self.page.key("Tab")
+            self.page.key("TAB")
             seen.append(self.page.value("document.activeElement.id"))
         order = ["reset", "method", "failures", "copy-list", "requests", "tab-account", "unfold",
                  "fold", "account"]
@@ -36,25 +41,25 @@ class Reading(PageChecks):
           .map((e) => e.id)""")
         must(unlabelled == [], f"without a label: {unlabelled}")
         self.page.value("document.getElementById('requests').focus()")
-        self.page.key("Home")
-        self.page.key("ArrowDown")
+        self.page.key("HOME")
+        self.page.key("ARROW_DOWN")
         selected = "document.querySelector('#requests [aria-selected=true]')"
         must(self.page.wait(f"{selected}.ariaPosInSet") == "2", "the second request is selected")
-        self.page.key("Enter")
+        self.page.key("ENTER")
         self.page.wait("document.getElementById('window').open")
         self.close_window()
         self.page.wait("document.activeElement.id === 'requests'")
         self.page.value("document.getElementById('account').focus()")
-        self.page.key("Home")
+        self.page.key("HOME")
         before = self.page.wait("document.querySelectorAll('#account .row').length")
-        self.page.key("ArrowLeft")
+        self.page.key("ARROW_LEFT")
         self.page.wait(f"document.querySelectorAll('#account .row').length < {before}")
-        self.page.key("ArrowRight")
+        self.page.key("ARROW_RIGHT")
         self.page.wait(f"document.querySelectorAll('#account .row').length === {before}")
         self.page.value("document.getElementById('tab-account').focus()")
-        self.page.key("ArrowRight")
+        self.page.key("ARROW_RIGHT")
         self.page.wait("!document.getElementById('panel-outbox').hidden")
-        self.page.key("ArrowLeft")
+        self.page.key("ARROW_LEFT")
         self.page.wait("document.querySelector('#account .row') && true")
 
     def check_contrast(self):
@@ -88,21 +93,16 @@ class Reading(PageChecks):
 
     def check_markup(self):
         """Wherever a name from outside is shown, it is shown as it is."""
-        _, answer = self.client.call(f'<AddAlbum folderId="" albumName="{ESCAPED}" />')
-        album = re.search('albumId="([^"]+)"', answer).group(1)
-        must('stat="ok"' in self.client.upload(ESCAPED + ".jpg", b"no picture")[1], "no upload")
-        item = next(i for i in self.service.account()["items"] if MARKUP in i["name"])["id"]
-        for element in [
-                f'<AddFolder folderName="{ESCAPED}" />',
-                f'<AddItemsToAlbum albumId="{album}" itemIdList="{item}" />',
-                f'<ModifyProps itemIdList="{item}">\r\n<property name="caption"'
-                f' value="{ESCAPED}" />\r\n</ModifyProps>',
-                f'<AddTags itemIdList="{item}" tagList="{ESCAPED}" />',
-                f'<ShareAlbum albumId="{album}" recipientList="mailto:anna@friends.example"'
-                f' subjectText="{ESCAPED}" bodyText="{ESCAPED}" removeGPSInfo="true" />']:
-            must('stat="ok"' in self.client.call(element)[1], element)
-        self.client.call(f'<{MARKUP} />')
-        self.client.send("GET", "/%3Cimg%20src=x%20onerror=window.ran=1%3E<img/src=x>")
+        picture = pathlib.Path(self.service.home.name, MARKUP + ".jpg")
+        picture.write_text("no picture")
+        for command in [["put", str(picture), "--album", MARKUP], ["mkdir", MARKUP],
+                        ["caption", picture.name, MARKUP], ["tag", picture.name, MARKUP],
+                        ["mail", MARKUP, "--to", "anna@friends.example", "--subject", MARKUP,
+                         "--text", MARKUP]]:
+            self.kelo(*command)
+        for path in ["/%3Cimg%20src=x%20onerror=window.ran=1%3E<img/src=x>",
+                     API + "/api-auth?method=<img/src=x/onerror=window.ran=1>"]:
+            self.service.ask("GET", path)
         for selector in ["#account strong", "#account .words .quiet", "#account .tag",
                          "#address option"]:
             self.page.wait(f"{texts(selector)}.includes({json.dumps(MARKUP)})")
@@ -124,14 +124,14 @@ class Reading(PageChecks):
 
     def check_long_texts(self):
         """No text from outside makes the page, or a part of it, wider than its window."""
-        self.client.send("GET", "/" + "long" * 1000)
-        self.client.call(f'<AddFolder folderName="{"long" * 60}" />')
-        self.client.call(f'<{"Long" * 60} />')
+        self.service.ask("GET", "/" + "long" * 1000)
+        self.service.ask("GET", API + "/api-auth?method=" + "long" * 60)
+        self.kelo("mkdir", "long" * 60)
         for box in ["#requests", "#account", "#method"]:
             self.page.wait(has_text(box, "long" * 60))
         fault = "NegotiateUploadItems:slow=1000000000000,times=1000000"
-        self.service.control("POST", "/control/faults", json.dumps({"add": [fault, "*:slow=99999"]}))
-        self.client.call("<GetAddressList />")
+        self.service.ask("POST", "/control/faults", json.dumps({"add": [fault, "*:slow=99999"]}))
+        self.kelo("contacts")
         self.page.wait(has_text("#faults", fault))
         for width in [1280, 400]:
             self.page.call("Emulation.setDeviceMetricsOverride", width=width, height=800,
@@ -143,24 +143,18 @@ class Reading(PageChecks):
                   .map((e) => `${e.id} ${e.scrollWidth} of ${e.clientWidth}`)""")
                 must(wide == [], f"{tab} at {width}: {wide}")
         self.page.call("Emulation.clearDeviceMetricsOverride")
-        self.service.control("DELETE", "/control/faults")
+        self.service.ask("DELETE", "/control/faults")
 
     def check_refused(self):
         """Another page, of another port of the same host, and whoever lacks the token."""
-        other = Service(self.program)
-        page = self.browser.open(other.page)
-        asked = page.value(
-            f"fetch('{self.service.url}/control/account', {{ headers: {{ Authorization:"
-            f" 'Bearer {self.service.token}' }} }}).then(() => 'answered', () => 'refused')")
-        page.close()
-        other.stop()
+        with Service(self.program) as other:
+            page = Page(other.credentials["page"])
+            asked = page.value(
+                f"fetch('{self.service.url}/control/account', {{ headers: {{ Authorization:"
+                f" 'Bearer {self.service.token}' }} }}).then(() => 'answered', () => 'refused')")
+            page.close()
         must(asked == "refused", f"a page of another origin was {asked}")
-        for headers in [{"Authorization": "Bearer wrong"}, {"Authorization": None},
-                        {"Host": f"evil.example:{self.service.port}"},
-                        {"Origin": "http://evil.example"}]:
-            status, text = self.service.control("GET", "/control/account", **headers)
-            must(status == 403 and "dawn" not in text, f"{headers}: {status}")
-        page = self.browser.open(self.service.url + "/?token=wrong")
+        page = Page(self.service.url + "/?token=wrong")
         page.wait("document.body.innerText.includes('needs the token')")
         page.close()
 
@@ -172,21 +166,59 @@ class Reading(PageChecks):
         self.page.wait(has_text("#storage-text", ", 0 items"))
         self.page.wait(f"{texts('#account .row')}.length === 1")
         must(self.service.account()["items"] == [], "items are left")
-        must('stat="ok"' in self.client.call("<GetStorageCapacity />")[1], "the session is gone")
+        self.kelo("quota")  # in the session of before
 
     def check_restart(self):
         """The page outlives the service, and shows the next one that keeps the same data."""
-        with tempfile.TemporaryDirectory(prefix="kelo-page-") as folder:
-            service = Service(self.program, "--data", folder)
-            page = self.browser.open(service.page)
-            page.wait(has_text("#status", "Live"))
-            Client(service).call("<GetAddressList />")
-            page.wait(has_text("#requests .row", "GetAddressList"))
-            must(service.stop() == 0, "the service ended badly")
+        with tempfile.TemporaryDirectory() as folder:
+            with Service(self.program, "--data", folder) as service:
+                page = Page(service.credentials["page"])
+                page.wait(has_text("#status", "Live"))
+                service.ask("GET", "/before")
+                page.wait(has_text("#requests .row", "/before"))
             page.wait(has_text("#status", "does not answer"))
-            service = Service(self.program, "--data", folder, "--port", str(service.port))
-            Client(service).call("<GetStorageCapacity />")
-            page.wait(has_text("#requests .row", "GetStorageCapacity"))
-            must(not page.value(has_text("#requests .row", "GetAddressList")), "an old log is left")
-            page.close()
-            service.stop()
+            with Service(self.program, "--data", folder, "--port", str(service.port)) as service:
+                service.ask("GET", "/after")
+                page.wait(has_text("#requests .row", "/after"))
+                must(not page.value(has_text("#requests .row", "/before")), "an old log is left")
+                page.close()
+
+    def check_much(self):
+        """Of a large account and a full log all is there, and little is drawn."""
+        with tempfile.TemporaryDirectory() as folder:
+            for album in range(ALBUMS):
+                first = f"{folder}/Album {album:03}/first.jpg"
+                os.mkdir(os.path.dirname(first))
+                shutil.copyfile(f"{self.samples}/mine/dawn.jpg", first)
+                for number in range(1, ITEMS // ALBUMS):
+                    os.link(first, f"{folder}/Album {album:03}/{number:05}.jpg")
+            with Service(self.program, "--import", folder) as service:
+                for number in range(REQUESTS + EXTRA):
+                    service.ask("GET", f"{API}/nothing/{number}")
+                page = Page(service.credentials["page"])
+                page.wait("document.getElementById('requests-count').textContent ==="
+                          f" '{REQUESTS:,} requests' && document.querySelector('#account .row')")
+                look_through(page)
+                page.close()
+
+
+def look_through(page):
+    """Both lists to their ends by keys, and what opens is what is clicked."""
+    for box, total in [("requests", REQUESTS), ("account", ITEMS + ALBUMS + 1)]:  # and the root
+        page.value(f"document.getElementById('{box}').focus()")
+        for key in ["HOME", "PAGE_DOWN", "PAGE_DOWN", "END"]:
+            page.key(key)
+            rows = page.value("document.querySelectorAll('.row').length")
+            must(rows <= MAX_ROWS, f"{rows} rows are drawn")
+        selected = page.wait(f"document.querySelector('#{box} .row[aria-selected=true]')"
+                             ".ariaPosInSet")
+        size = page.value(f"document.querySelector('#{box} .row').ariaSetSize")
+        must(selected == size == str(total), f"{box}: at {selected} of {size}")
+    page.value("document.activeElement.blur()")
+    page.value("document.getElementById('account').scrollTop = 300000")
+    middle = "((r) => [r.x + r.width / 2, r.y + r.height / 2])(%s.getBoundingClientRect())"
+    name = page.wait(f"document.elementFromPoint(...{middle % 'account'}).closest('.row')"
+                     ".querySelector('.words .name').textContent")
+    page.press("#account")
+    opened = page.wait("document.getElementById('window-title').textContent")
+    must(opened == name, f"{opened} opened instead of {name}")
