@@ -1,16 +1,18 @@
-// A bare client of the service: libcurl, and queries that a test may spoil.
+// A bare client of the service: libcurl, queries and uploads that a test may spoil, and a raw
+// connection for what no HTTP client would do.
 #pragma once
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 
 #include <atomic>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <cerrno>
 
 #include "devservice/DevService.h"
+#include "devservice/files/Descriptor.h"
 #include "devservice/protocol/Digest.h"
 
 namespace kelo::devservice {
@@ -147,6 +149,96 @@ class Client {
   std::string apiKey_;
   std::string authToken_;
   std::unique_ptr<CURL, void (*)(CURL*)> curl_{curl_easy_init(), &curl_easy_cleanup};
+};
+
+// The multipart body of an upload, made the plain way.
+struct File {
+  std::string name;
+  std::string bytes;
+  std::string more =
+      " fileCreateDate=\"2026:01:01 10:00:00\" fileModifyDate=\"2026:01:02 11:00:00\"";
+};
+
+// The pieces of an upload, each of which a test can spoil.
+struct Upload {
+  std::string document;
+  std::string body;
+};
+
+inline Upload MakeUpload(const std::vector<File>& files,
+                         const std::string& opening = "<UploadItems>") {
+  Upload upload;
+  upload.document = Client::kDeclarations + opening + "\r\n<items>\r\n";
+  std::string parts;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    upload.document += "<item idx=\"" + std::to_string(i + 1) + "\" fileName=\"" + files[i].name +
+                       "\" size=\"" + std::to_string(files[i].bytes.size()) + "\"" + files[i].more +
+                       " />\r\n";
+    parts += "\r\n--BOUNDARY\r\nContent-Disposition: form-data; name=\"" + files[i].name +
+             "\"\r\nContent-Type: application/octet-stream\r\nContent-Transfer-Encoding: "
+             "binary\r\n\r\n" +
+             files[i].bytes;
+  }
+  upload.document += "</items>\r\n</UploadItems>\r\n";
+  upload.body =
+      "--BOUNDARY\r\nContent-Disposition: form-data; name=\"XML\"\r\n"
+      "Content-Type: text/plain; charset=UTF-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n" +
+      upload.document + parts + "\r\n--BOUNDARY--\r\n";
+  return upload;
+}
+
+inline Response Post(Client& client, const Upload& upload,
+                     const std::string& type = "multipart/form-data; boundary=BOUNDARY") {
+  return client.Send("POST", client.uploadUrl + "?" + client.Query(upload.document), &upload.body,
+                     {"Content-Type: " + type});
+}
+
+class Peer {
+ public:
+  explicit Peer(const Service& service) : Peer(service.Url()) {}
+  explicit Peer(const std::string& url)
+      : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const timeval limit{60, 0};
+    setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<uint16_t>(std::atoi(url.c_str() + url.rfind(':') + 1)));
+    connected_ = connect(socket_.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  }
+
+  bool Connected() const { return connected_; }
+
+  // False where the service has left.
+  bool Send(std::string_view bytes) const {
+    return send(socket_.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(bytes.size());
+  }
+
+  // Whether the service has closed.
+  bool Ended() const {
+    char byte;
+    const ssize_t size = recv(socket_.Get(), &byte, 1, 0);
+    return size == 0 || (size < 0 && errno == ECONNRESET);
+  }
+  // Nothing more is sent.
+  void Finish() const { shutdown(socket_.Get(), SHUT_WR); }
+
+  // What has come when the service closes, or until `end` has come.
+  std::string Receive(std::string_view end = {}) const {
+    std::string received;
+    char bytes[4096];
+    while (end.empty() || received.find(end) == std::string::npos) {
+      const ssize_t size = recv(socket_.Get(), bytes, sizeof bytes, 0);
+      if (size <= 0) break;
+      received.append(bytes, static_cast<std::size_t>(size));
+    }
+    return received;
+  }
+
+ private:
+  Descriptor socket_;
+  bool connected_ = false;
 };
 
 // A service, and a client with a session.

@@ -1,9 +1,6 @@
 // The calls under /control/: who may ask, what they answer, and the log that is shown.
-#include <fstream>
-#include <nlohmann/json.hpp>
 
 #include "devservice/Client.h"
-#include "devservice/Peer.h"
 #include "devservice/control/RequestLog.h"
 #include "support/TemporaryFolder.h"
 

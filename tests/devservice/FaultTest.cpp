@@ -1,12 +1,7 @@
 // Scripted answers that no other test asks for, connections, and the end of them.
-#include <atomic>
-#include <chrono>
-#include <optional>
 #include <thread>
 
 #include "devservice/Client.h"
-#include "devservice/Peer.h"
-#include "devservice/UploadBody.h"
 #include "devservice/faults/Faults.h"
 #include "devservice/http/Pace.h"
 
@@ -136,7 +131,7 @@ TEST_F(ServiceTest, EveryFaultSpoilsWhatItSays) {
   }
 }
 
-TEST_F(ServiceTest, FaultsOfDownloadsAndTheirNumber) {
+TEST_F(ServiceTest, AFaultStrikesDownloadsAsOftenAsItSays) {
   service.Import(KELO_SAMPLES_DIRECTORY "/mine");
   const std::string url = Between(client.GetHierarchy().body, "origUrl=\"", "\"").at(0);
   const std::size_t size = client.Send("GET", url).body.size();

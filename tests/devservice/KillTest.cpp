@@ -8,7 +8,6 @@
 
 #include "devservice/Client.h"
 #include "devservice/ServiceProgram.h"
-#include "devservice/UploadBody.h"
 #include "support/TemporaryFolder.h"
 
 namespace kelo::devservice {

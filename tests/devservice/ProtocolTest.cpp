@@ -1,6 +1,5 @@
 // What the service refuses, and what no host asks it for. The ordinary course of everything is
 // shown by the library's tests and by kelo's, which use it as their server.
-#include <filesystem>
 
 #include "devservice/Client.h"
 #include "devservice/protocol/Digest.h"

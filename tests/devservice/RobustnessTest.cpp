@@ -4,18 +4,14 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <deque>
 #include <set>
 #include <thread>
 
 #include "devservice/Client.h"
-#include "devservice/Peer.h"
-#include "devservice/UploadBody.h"
 #include "support/TemporaryFolder.h"
 
 // The system's random source as a test wants it: every answer of another byte, or none.

@@ -1,10 +1,7 @@
 // Upload checks and multipart uploads.
-#include <filesystem>
 #include <thread>
 
 #include "devservice/Client.h"
-#include "devservice/Peer.h"
-#include "devservice/UploadBody.h"
 #include "devservice/store/Database.h"
 #include "support/TemporaryFolder.h"
 
@@ -143,7 +140,7 @@ TEST_F(LimitedTest, AnswersTooLongRequestsBeforeTheirEnd) {
 }
 
 // An upload is concerned before its body comes, and all of it or nothing is stored.
-TEST_F(ServiceTest, FaultsOfUploads) {
+TEST_F(ServiceTest, AFaultOfAnUploadStoresAllOrNothing) {
   struct Case {
     std::string fault;
     std::string outcome;

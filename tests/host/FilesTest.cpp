@@ -1,7 +1,6 @@
 // Planning of uploads and the facts about local files.
-#include <limits>
 
-#include "KeloProcess.h"
+#include "HostTest.h"
 #include "host/names/Dates.h"
 #include "host/upload/SameContent.h"
 #include "host/upload/UploadPlan.h"

@@ -3,11 +3,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 
-#include "GetTest.h"
+#include "HostTest.h"
 #include "host/download/Fetch.h"
 #include "host/library/Library.h"
 #include "host/library/StateFile.h"

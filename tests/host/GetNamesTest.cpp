@@ -1,7 +1,7 @@
 // Names of downloaded files.
 #include <atomic>
 
-#include "GetTest.h"
+#include "HostTest.h"
 #include "host/download/PathGiver.h"
 
 namespace {

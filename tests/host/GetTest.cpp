@@ -1,5 +1,5 @@
 // Where downloads go, and what is left alone.
-#include "GetTest.h"
+#include "HostTest.h"
 
 #include <unistd.h>
 

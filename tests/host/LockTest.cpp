@@ -3,7 +3,7 @@
 #include <csignal>
 #include <future>
 
-#include "PutTest.h"
+#include "HostTest.h"
 
 namespace kelo::host::testing {
 namespace {

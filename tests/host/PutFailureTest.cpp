@@ -4,7 +4,7 @@
 #include <atomic>
 #include <csignal>
 
-#include "PutTest.h"
+#include "HostTest.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -1,7 +1,5 @@
 // What uploads take, where it goes, and what is done twice.
-#include "PutTest.h"
-
-#include <map>
+#include "HostTest.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -1,6 +1,4 @@
 // What is sent again and what is not, and several programs on one session.
-#include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -9,7 +7,7 @@
 #include <cstdlib>
 #include <future>
 
-#include "KeloProcess.h"
+#include "HostTest.h"
 
 namespace kelo::host::testing {
 namespace {

@@ -8,7 +8,7 @@
 #include <set>
 #include <tuple>
 
-#include "GetTest.h"
+#include "HostTest.h"
 #include "Screen.h"
 #include "host/names/Names.h"
 #include "text/Unicode.h"

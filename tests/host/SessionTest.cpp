@@ -1,13 +1,9 @@
 // Sessions and the state file.
-#include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <fstream>
 #include <future>
 
-#include "KeloProcess.h"
+#include "HostTest.h"
 #include "host/library/StateFile.h"
 
 namespace kelo::host::testing {

@@ -1,15 +1,10 @@
 // What a terminal shows of a transfer, how a run ends by Ctrl-C, and output that nobody takes.
-#include <fcntl.h>
-#include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <clocale>
 #include <csignal>
-#include <cwchar>
 #include <tuple>
 
-#include "KeloProcess.h"
+#include "HostTest.h"
 #include "Screen.h"
 #include "host/terminal/Columns.h"
 
@@ -149,11 +144,11 @@ TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
                                                {"help", "ls"},
                                                {"ls", "--help"}};
   for (const auto& command : commands) {
-    const Outcome outcome = KeloProcess(command, Environment(), "/dev/full").Wait();
+    const Outcome outcome = KeloProcess(command, Environment(), 0, "/dev/full").Wait();
     EXPECT_EQ(outcome.exitCode, 1) << ::testing::PrintToString(command);
     EXPECT_THAT(outcome.err, HasSubstr("kelo: cannot write to ")) << command[0];
   }
-  EXPECT_EQ(KeloProcess({"help", "ls"}, Environment(), "").Wait().exitCode, 1);
+  EXPECT_EQ(KeloProcess({"help", "ls"}, Environment(), 0, "").Wait().exitCode, 1);
 }
 
 TEST(ColumnsTest, NoTextIsWiderThanItsRoom) {
