@@ -1,15 +1,13 @@
 // Random sequences of operations, answered alike by the cache and by its plain model, whatever the
 // number of finished records that the cache keeps, and also out of memory.
-#include <gtest/gtest.h>
 
-#include <functional>
 #include <random>
 #include <sstream>
 
 #include "catalogue/CacheReader.h"
-#include "catalogue/FailingAllocations.h"
 #include "catalogue/HierarchyLoader.h"
 #include "catalogue/ModelCache.h"
+#include "support/FaultPoint.h"
 
 namespace kelo::testing {
 namespace {
@@ -71,8 +69,8 @@ class Pair {
 };
 
 void Pair::Apply(const std::function<void()>& change) {
-  for (size_t n = 1; memoryIsShort_ && !::testing::Test::HasFailure(); ++n) {
-    if (!FailsAtAllocation(n, change)) return;
+  for (unsigned n = 1; memoryIsShort_ && !::testing::Test::HasFailure(); ++n) {
+    if (!FailsAt({CallKind::Allocation, n}, change)) return;
     log_ << "  failed at allocation " << n << "\n";
     Compare();
   }

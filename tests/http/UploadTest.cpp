@@ -1,17 +1,11 @@
-// Uploads: framing, files that cannot be read, the spool, progress.
-#include <gtest/gtest.h>
+// Uploads: files that cannot be read, the spool, progress.
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
-#include <string>
-#include <thread>
-
-#include "http/FaultyFiles.h"
 #include "http/HTTPTestSupport.h"
 #include "http/ScriptedLoader.h"
 #include "http/SocketServer.h"
+#include "support/FaultPoint.h"
 
 namespace kelo {
 namespace {
@@ -55,31 +49,6 @@ struct Upload : testing::Test {
     return path;
   }
 };
-
-TEST_F(Upload, IsFramedAsGiven) {
-  const std::string a = files.Write("a", std::string("A\0\r\n", 4));
-  const std::string longer = files.Write("longer", "only the first five");
-  const std::string empty = files.Write("empty", "");
-  const std::string body =
-      "--B\r\nhead<xml/>\r\n--B\r\n\r\n" + std::string("A\0\r\n", 4) + "x" + "only " + "\r\n--B--";
-  EXPECT_EQ(Send({{"--B\r\nhead<xml/>", "", 0},
-                  {"\r\n--B\r\n\r\n", a, 4},
-                  {"x", longer, 5},
-                  {"", empty, 0},
-                  {"\r\n--B--", "", 0}},
-                 {{"Content-Type", "multipart/form-data; boundary=B"},
-                  {"Content-Length", std::to_string(body.size())},
-                  {"X-Empty", ""}}),
-            0u);
-  EXPECT_EQ(transport.response, "stored");
-  EXPECT_EQ(server.Requests().at(0),
-            "POST /up?q=1 HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
-                "\r\nAccept: */*\r\nAccept-Encoding: gzip\r\n"
-                "Content-Type: multipart/form-data; boundary=B\r\n"
-                "Content-Length: " +
-                std::to_string(body.size()) + "\r\nX-Empty:\r\n\r\n" + body);
-  EXPECT_EQ(transport.progress.uploads.back(), (Progress{empty, 9, 3}));
-}
 
 TEST_F(Upload, SendsNothingUnlessEveryFileSuppliesItsSize) {
   const std::string good = files.Write("good", "good");
@@ -128,7 +97,7 @@ TEST_F(Upload, SpoolsFromAHundredMebibytesOn) {
   }
 }
 
-TEST_F(Upload, WhatStandsInTheSpoolsPlace) {
+TEST_F(Upload, TheSpoolTakesThePlaceOfFilesAndLinks) {
   const std::string spool = folder.Path("spool");
   const std::string victim = files.Write("victim", "precious");
   const Parts small = {{"small", "", 0}};

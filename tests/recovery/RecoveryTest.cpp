@@ -4,11 +4,8 @@
 #include <dlfcn.h>
 #include <netdb.h>
 
-#include <atomic>
-#include <functional>
-
-#include "http/FaultyFiles.h"
 #include "support/AccountTest.h"
+#include "support/FaultPoint.h"
 
 namespace kelo::testing {
 namespace {
@@ -175,7 +172,7 @@ TEST_F(RecoveryTest, AfterASpoolOnAFullDisk) {
   std::filesystem::resize_file(path, 100 << 20);
   tagKELO_LoadInfo file = UploadOf(path, 100 << 20);
   {
-    const FaultyFiles full(ENOSPC, 1 << 20);
+    const FailingCall full("write", ENOSPC, 1 << 20);
     EXPECT_EQ(SendOne(kKELOCommand_Upload, &file, album_), 4114u);
   }
   std::filesystem::remove(path);

@@ -5,8 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <string>
-#include <string_view>
 
 #include "KELOAccess.h"
 #include "support/TemporaryFolder.h"
@@ -81,6 +79,9 @@ struct HostRecords {
   void* Of(uint32_t code) {
     const std::map<uint32_t, void*> records = {{kKELOCommand_OpenSession, &opening},
                                                {kKELOCommand_ExtendTokenLimit, &session},
+                                               {kKELOCommand_GetSessionInfo, &session},
+                                               {kKELOCommand_GetItemsCount, &count},
+                                               {kKELOCommand_RegisterEventCallBack, &count},
                                                {kKELOCommand_GetItemInfo, &item},
                                                {kKELOCommand_AddItems, &item},
                                                {kKELOCommand_AddNewLink, &link},
@@ -117,6 +118,7 @@ struct HostRecords {
   tagKELO_StorageCapacityInfo capacity{};
   tagKELO_PropertyInfo properties{};
   tagKELO_TagInfo tags{};
+  uint32_t count = 0;  // also in the place of a function that hears of no event
 };
 
 }  // namespace kelo::testing

@@ -7,8 +7,8 @@
 
 #include <iostream>
 
+#include "support/FaultPoint.h"
 #include "support/HostRecords.h"
-#include "torture/FaultPoint.h"
 
 namespace kelo::testing {
 namespace {
@@ -42,9 +42,8 @@ bool HangsWithoutUs(unsigned n) {
   const pid_t child = fork();
   if (child == 0) {
     alarm(5);
-    SetFault({CallKind::Allocation, n, 0});
-    MeetFault();
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    FailsAt({CallKind::Allocation, n},
+            [] { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); });
     _exit(0);
   }
   int status = 0;

@@ -8,12 +8,9 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
-#include <algorithm>
-#include <functional>
 #include <iostream>
 #include <numeric>
 #include <random>
-#include <set>
 
 #include "http/KELOHTTPController.h"
 #include "platform/KELOUtility.h"

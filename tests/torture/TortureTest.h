@@ -2,11 +2,8 @@
 // that are tried.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "support/AccountTest.h"
-#include "torture/FaultPoint.h"
+#include "support/FaultPoint.h"
 
 namespace kelo::testing {
 
@@ -18,7 +15,7 @@ enum class Effect { None, Adds, Loads, Forgets, Starts };
 struct Trial {
   const char* name;
   Effect effect;
-  uint32_t (*send)(TortureTest&);
+  std::function<uint32_t(TortureTest&)> send;
   friend void PrintTo(const Trial& trial, std::ostream* out) { *out << trial.name; }
 };
 
@@ -27,10 +24,6 @@ class TortureTest : public AccountTest {
   // For the table of commands, which stands outside of the class.
   using AccountTest::Load;
   using AccountTest::Open;
-  using AccountTest::Record;
-  using AccountTest::Send;
-  using AccountTest::SendOne;
-  using AccountTest::service;
   // A command with an ordinary record.
   uint32_t SendRecord(uint32_t code, const std::string& target, uint32_t options, uint32_t kinds) {
     HostRecords records(recordsFolder_, "\xE6\xB5\xB7");
@@ -63,6 +56,21 @@ class TortureTest : public AccountTest {
     tagKELO_ItemInfo made = NewContainer(kind, "Made");
     return Add(made, "");
   }
+  // The session goes on at the service.
+  uint32_t SendClose() {
+    service().SetScript([](const LoggedRequest& request) {
+      return request.apiMethod == "CloseSession" ? std::optional(ReplyWith(kOk)) : std::nullopt;
+    });
+    return Send(kKELOCommand_CloseSession, Record());
+  }
+  uint32_t SendExtend() {
+    tagKELO_SessionInfo session = session_;
+    return Send(kKELOCommand_ExtendTokenLimit, Record(&session));
+  }
+  uint32_t SendList() {
+    tagKELO_ItemInfo rootAlbum{};
+    return SendOne(kKELOCommand_GetItemsList, &rootAlbum, "", 0, kKELOKind_RootAlbum);
+  }
   uint32_t SendSession() {
     tagKELO_SessionInfo session = session_;
     return Send(kKELOCommand_SetSessionInfo, Record(&session));
@@ -89,84 +97,47 @@ class TortureTest : public AccountTest {
   const TemporaryFolder recordsFolder_;
 };
 
-template <uint32_t Code, uint32_t Options = 0>
-uint32_t OfPicture(TortureTest& t) {
-  return t.SendRecord(Code, t.Picture(), Options, 0);
-}
-template <uint32_t Code, uint32_t Options = 0, uint32_t Kinds = 0>
-uint32_t OfAlbum(TortureTest& t) {
-  return t.SendRecord(Code, t.Album(), Options, Kinds);
-}
-
 // All commands, some of them in several ways, each with a record that makes it do its work.
 inline std::vector<Trial> AllTrials() {
+  const auto ofPicture = [](uint32_t code, uint32_t options = 0) {
+    return [=](TortureTest& t) { return t.SendRecord(code, t.Picture(), options, 0); };
+  };
+  const auto ofAlbum = [](uint32_t code, uint32_t options = 0, uint32_t kinds = 0) {
+    return [=](TortureTest& t) { return t.SendRecord(code, t.Album(), options, kinds); };
+  };
+  constexpr uint32_t kVerifies = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;
   return {
-      {"OpenSession", Effect::Forgets, [](TortureTest& t) { return t.Open(); }},
-      {"CloseSession", Effect::None,
-       [](TortureTest& t) {
-         t.service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-           if (request.apiMethod != "CloseSession") return {};
-           Reply reply;
-           reply.body = "<r stat=\"ok\" />";
-           return reply;
-         });
-         return t.Send(kKELOCommand_CloseSession, t.Record());
-       }},
-      {"GetSessionInfo", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_SessionInfo session{};
-         return t.Send(kKELOCommand_GetSessionInfo, t.Record(&session));
-       }},
-      {"SetSessionInfo", Effect::Forgets, [](TortureTest& t) { return t.SendSession(); }},
-      {"SetSessionInfoAtFirst", Effect::Starts, [](TortureTest& t) { return t.SendSession(); }},
-      {"OpenSessionAtFirst", Effect::Starts, [](TortureTest& t) { return t.Open(); }},
-      {"Abort", Effect::None,
-       [](TortureTest& t) { return t.Send(kKELOCommand_Abort, t.Record()); }},
-      {"LoadHierarchy", Effect::Loads, [](TortureTest& t) { return t.Load(); }},
-      {"LoadHierarchyAgain", Effect::None, [](TortureTest& t) { return t.Load(); }},
-      {"GetItemsCount", Effect::None,
-       [](TortureTest& t) {
-         uint32_t count = 0;
-         return t.Send(kKELOCommand_GetItemsCount, t.Record(&count, KELO_ALL_ITEMS_ID, 0, 0x157));
-       }},
-      {"GetItemsList", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_ItemInfo rootAlbum{};
-         return t.SendOne(kKELOCommand_GetItemsList, &rootAlbum, "", 0, kKELOKind_RootAlbum);
-       }},
-      {"GetItemInfo", Effect::None, OfPicture<kKELOCommand_GetItemInfo>},
+      {"OpenSession", Effect::Forgets, [](auto& t) { return t.Open(); }},
+      {"OpenSessionAtFirst", Effect::Starts, [](auto& t) { return t.Open(); }},
+      {"SetSessionInfo", Effect::Forgets, [](auto& t) { return t.SendSession(); }},
+      {"SetSessionInfoAtFirst", Effect::Starts, [](auto& t) { return t.SendSession(); }},
+      {"CloseSession", Effect::None, [](auto& t) { return t.SendClose(); }},
+      {"GetSessionInfo", Effect::None, ofAlbum(kKELOCommand_GetSessionInfo)},
+      {"ExtendTokenLimit", Effect::None, [](auto& t) { return t.SendExtend(); }},
+      {"Abort", Effect::None, ofAlbum(kKELOCommand_Abort)},
+      {"LoadHierarchy", Effect::Loads, [](auto& t) { return t.Load(); }},
+      {"LoadHierarchyAgain", Effect::None, [](auto& t) { return t.Load(); }},
+      {"GetItemsCount", Effect::None, ofAlbum(kKELOCommand_GetItemsCount, 0, kKELOKind_FileItem)},
+      {"GetItemsList", Effect::None, [](auto& t) { return t.SendList(); }},
+      {"GetItemInfo", Effect::None, ofPicture(kKELOCommand_GetItemInfo)},
       {"GetItemInfoFresh", Effect::None,
-       OfPicture<kKELOCommand_GetItemInfo, kKELOOption_AskService>},
-      {"AddFolder", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Folder); }},
-      {"AddAlbum", Effect::Adds, [](TortureTest& t) { return t.SendAdd(kKELOKind_Album); }},
-      {"AddNewLink", Effect::None, OfAlbum<kKELOCommand_AddNewLink>},
-      {"Upload", Effect::Adds, [](TortureTest& t) { return t.SendUpload(0); }},
+       ofPicture(kKELOCommand_GetItemInfo, kKELOOption_AskService)},
+      {"AddFolder", Effect::Adds, [](auto& t) { return t.SendAdd(kKELOKind_Folder); }},
+      {"AddAlbum", Effect::Adds, [](auto& t) { return t.SendAdd(kKELOKind_Album); }},
+      {"AddNewLink", Effect::None, ofAlbum(kKELOCommand_AddNewLink)},
+      {"Upload", Effect::Adds, [](auto& t) { return t.SendUpload(0); }},
       {"UploadChecked", Effect::Adds,
-       [](TortureTest& t) { return t.SendUpload(kKELOOption_CheckDuplicates); }},
+       [](auto& t) { return t.SendUpload(kKELOOption_CheckDuplicates); }},
       {"VerifyRecipient", Effect::None,
-       OfAlbum<kKELOCommand_VerifyRecipient, kKELOOption_ReturnTexts>},
-      {"GetAddressList", Effect::None, OfAlbum<kKELOCommand_GetAddressList>},
-      {"SendPictureMail", Effect::None,
-       OfAlbum<kKELOCommand_SendPictureMail,
-               kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients>},
-      {"GetStorageCapacity", Effect::None, OfAlbum<kKELOCommand_GetStorageCapacity>},
-      {"ModifyProps", Effect::None, OfPicture<kKELOCommand_ModifyProps>},
-      {"RegisterEventCallBack", Effect::None,
-       [](TortureTest& t) {
-         char function = 0;
-         return t.Send(kKELOCommand_RegisterEventCallBack,
-                       t.Record(&function));  // mask 0: no event
-       }},
-      {"UnregisterEventCallBack", Effect::None,
-       [](TortureTest& t) { return t.Send(kKELOCommand_UnregisterEventCallBack, t.Record()); }},
-      {"ExtendTokenLimit", Effect::None,
-       [](TortureTest& t) {
-         tagKELO_SessionInfo session{};
-         EXPECT_EQ(t.Send(kKELOCommand_GetSessionInfo, t.Record(&session)), 0u);
-         return t.Send(kKELOCommand_ExtendTokenLimit, t.Record(&session));
-       }},
-      {"AddTags", Effect::None, OfAlbum<kKELOCommand_AddTags, 0, kKELOKind_Album>},
-      {"Download", Effect::None, [](TortureTest& t) { return t.SendDownload(); }},
+       ofAlbum(kKELOCommand_VerifyRecipient, kKELOOption_ReturnTexts)},
+      {"GetAddressList", Effect::None, ofAlbum(kKELOCommand_GetAddressList)},
+      {"SendPictureMail", Effect::None, ofAlbum(kKELOCommand_SendPictureMail, kVerifies)},
+      {"GetStorageCapacity", Effect::None, ofAlbum(kKELOCommand_GetStorageCapacity)},
+      {"ModifyProps", Effect::None, ofPicture(kKELOCommand_ModifyProps)},
+      {"RegisterEventCallBack", Effect::None, ofAlbum(kKELOCommand_RegisterEventCallBack)},
+      {"UnregisterEventCallBack", Effect::None, ofAlbum(kKELOCommand_UnregisterEventCallBack)},
+      {"AddTags", Effect::None, ofAlbum(kKELOCommand_AddTags, 0, kKELOKind_Album)},
+      {"Download", Effect::None, [](auto& t) { return t.SendDownload(); }},
   };
 }
 

@@ -3,8 +3,8 @@
 
 #include <cerrno>
 
-#include "http/FaultyFiles.h"
 #include "support/CommandTest.h"
+#include "support/FaultPoint.h"
 
 namespace kelo::testing {
 namespace {
@@ -80,7 +80,7 @@ TEST_F(DownloadTest, FailuresOfOneFileLeaveTheBatchGoingAndOthersEndIt) {
       std::filesystem::remove(folder().Path("0"));
     }
   }
-  const FaultyFiles full(ENOSPC, 0);
+  const FailingCall full("write", ENOSPC);
   EXPECT_EQ(Download({"/good", "/last"}), 4102u);
   EXPECT_EQ(this->Results(), (Results{4102, 4102}));
   EXPECT_EQ(service().Log().back().path, "/good");
@@ -108,7 +108,7 @@ TEST_F(DownloadTest, AUrlMayFillItsField) {
   EXPECT_EQ(Url() + service().Log().back().target, url);
 }
 
-TEST_F(DownloadTest, StorageCapacity) {
+TEST_F(DownloadTest, TheStorageIsReadAsTwoNumbers) {
   struct Case {
     const char* answer;
     uint32_t result, recordResult;

@@ -1,0 +1,279 @@
+// The calls that stand before the system's.
+#include "support/FaultPoint.h"
+
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <span>
+
+#include "KELOAccess.h"
+#include "support/Interposed.h"
+
+namespace kelo {
+namespace {
+
+// Trivial, so that reading it from inside malloc needs no initialisation.
+struct State {
+  FaultPoint point;
+  FaultReport report;
+  bool inCommand;
+  void* callers[32];
+  int callerCount;
+};
+thread_local State state;
+thread_local char lastOpened[256];
+std::atomic<bool> hollow = false;
+
+// Whether the call that is about to be made fails, and with which of its errors.
+bool Fails(CallKind kind, const char* call, std::span<const int> errors) {
+  if (!state.inCommand || kind != state.point.kind) return false;
+  const unsigned n = ++state.report.calls;
+  if (n < state.report.interruptible.size() && errors[0] == EINTR)
+    state.report.interruptible[n] = call;
+  if (n != state.point.n) return false;
+  state.inCommand = false;  // taking the callers may allocate
+  if (state.point.tellsCallers)
+    state.callerCount = backtrace(state.callers, static_cast<int>(std::size(state.callers)));
+  state.inCommand = true;
+  state.report.call = call;
+  state.report.error = errors[state.point.variant % errors.size()];
+  errno = state.report.error;
+  return true;
+}
+
+template <typename... Errors>
+bool FailsToCall(const char* call, Errors... errors) {
+  const int list[] = {errors...};
+  return Fails(CallKind::SystemCall, call, list);
+}
+
+bool IsRegular(int fd) {
+  struct stat status;
+  return fstatat(fd, "", &status, AT_EMPTY_PATH) == 0 && S_ISREG(status.st_mode);
+}
+
+bool AreZeros(const void* data, size_t size) {
+  const char* const bytes = static_cast<const char*>(data);
+  return size > 0 && bytes[0] == 0 && memcmp(bytes, bytes + 1, size - 1) == 0;
+}
+
+template <typename Function>
+Function Next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+void SetFault(const FaultPoint& point) {
+  state.point = point;
+  state.report = {};
+}
+
+FaultReport TakeFault() {
+  state.point = {};
+  return state.report;
+}
+
+bool FailsToAllocate(const char* call) {
+  static constexpr std::array kErrors{ENOMEM};
+  return Fails(CallKind::Allocation, call, kErrors);
+}
+
+bool FailsAt(const FaultPoint& point, const std::function<void()>& work) {
+  SetFault(point);
+  state.point.tellsCallers = false;  // which takes time
+  state.inCommand = true;
+  try {
+    work();
+  } catch (const std::bad_alloc&) {
+  }
+  state.inCommand = false;
+  return TakeFault().Failed();
+}
+
+std::atomic<FailingCall*> FailingCall::last = nullptr;
+
+FailingCall::FailingCall(const char* name, int error, size_t bytesBefore)
+    : name_(name), error_(error), bytesLeft_(bytesBefore) {
+  last = this;
+}
+
+FailingCall::~FailingCall() {
+  last = before_;
+}
+
+bool FailingCall::Fails(const char* name, size_t size) {
+  for (FailingCall* call = last; call != nullptr; call = call->before_) {
+    if (strncmp(name, call->name_, strlen(call->name_)) != 0) continue;
+    if (size > 0 && call->bytesLeft_ >= size) {
+      call->bytesLeft_ -= size;
+      continue;
+    }
+    errno = call->error_;
+    return true;
+  }
+  return false;
+}
+
+HollowFiles::HollowFiles() {
+  hollow = true;
+}
+
+HollowFiles::~HollowFiles() {
+  hollow = false;
+}
+
+std::string LastOpened() {
+  return lastOpened;
+}
+
+void PrintCallers() {
+  backtrace_symbols_fd(state.callers, state.callerCount, STDERR_FILENO);
+}
+
+}  // namespace kelo
+
+using namespace kelo;
+
+// The linker leads the torture's commands here.
+extern "C" __attribute__((weak)) uint32_t __real_KELOAccessCommand(uint32_t code,
+                                                                   tagCommandControlInfo* info);
+extern "C" uint32_t __wrap_KELOAccessCommand(uint32_t code, tagCommandControlInfo* info) {
+  state.inCommand = true;
+  const uint32_t result = __real_KELOAccessCommand(code, info);
+  state.inCommand = false;
+  return result;
+}
+
+extern "C" __attribute__((weak)) uint32_t __real_KELOAccessInitialize(uint32_t parameter);
+extern "C" uint32_t __wrap_KELOAccessInitialize(uint32_t parameter) {
+  state.inCommand = true;
+  const uint32_t result = __real_KELOAccessInitialize(parameter);
+  state.inCommand = false;
+  return result;
+}
+
+#define KELO_CALL(result, name, parameters, arguments, ...)     \
+  KELO_INTERPOSED(result, name, parameters) {                   \
+    if (FailsToCall(#name, __VA_ARGS__)) return -1;             \
+    static const auto next = Next<result(*) parameters>(#name); \
+    return next arguments;                                      \
+  }
+
+KELO_CALL(ssize_t, read, (int fd, void* data, size_t size), (fd, data, size), EINTR, EIO)
+KELO_CALL(ssize_t, pread64, (int fd, void* data, size_t size, int64_t at), (fd, data, size, at),
+          EINTR, EIO)
+KELO_CALL(int, stat, (const char* path, void* status), (path, status), EIO, ENOMEM)
+KELO_CALL(int, stat64, (const char* path, void* status), (path, status), EIO, ENOMEM)
+KELO_CALL(int, fstatat, (int folder, const char* path, void* status, int flags),
+          (folder, path, status, flags), EIO, ENOMEM)
+KELO_CALL(int, fstatat64, (int folder, const char* path, void* status, int flags),
+          (folder, path, status, flags), EIO, ENOMEM)
+KELO_CALL(int, access, (const char* path, int mode), (path, mode), EIO)
+KELO_CALL(int, unlink, (const char* path), (path), EIO)
+KELO_CALL(int, unlinkat, (int folder, const char* path, int flags), (folder, path, flags), EIO)
+KELO_CALL(int, socket, (int domain, int type, int protocol), (domain, type, protocol), EMFILE,
+          ENOMEM)
+KELO_CALL(int, socketpair, (int domain, int type, int protocol, int* pair),
+          (domain, type, protocol, pair), EMFILE, ENOMEM)
+KELO_CALL(int, eventfd, (unsigned int value, int flags), (value, flags), EMFILE)
+KELO_CALL(int, connect, (int fd, const sockaddr* address, socklen_t size), (fd, address, size),
+          ECONNREFUSED, ENETUNREACH)
+KELO_CALL(int, getsockname, (int fd, sockaddr* address, socklen_t* size), (fd, address, size),
+          ENOBUFS)
+KELO_CALL(int, getpeername, (int fd, sockaddr* address, socklen_t* size), (fd, address, size),
+          ENOTCONN)
+KELO_CALL(int, getsockopt, (int fd, int level, int name, void* value, socklen_t* size),
+          (fd, level, name, value, size), ENOBUFS)
+KELO_CALL(int, setsockopt, (int fd, int level, int name, const void* value, socklen_t size),
+          (fd, level, name, value, size), ENOBUFS)
+KELO_CALL(ssize_t, send, (int fd, const void* data, size_t size, int flags),
+          (fd, data, size, flags), EINTR, ECONNRESET, EPIPE)
+KELO_CALL(ssize_t, sendto,
+          (int fd, const void* data, size_t size, int flags, const sockaddr* to, socklen_t length),
+          (fd, data, size, flags, to, length), EINTR, ECONNRESET)
+KELO_CALL(ssize_t, recv, (int fd, void* data, size_t size, int flags), (fd, data, size, flags),
+          EINTR, ECONNRESET)
+KELO_CALL(int, poll, (pollfd * fds, nfds_t count, int wait), (fds, count, wait), EINTR, ENOMEM)
+
+// These fail on demand, too.
+#define KELO_FAILING_CALL(result, name, parameters, arguments, ...) \
+  KELO_INTERPOSED(result, name, parameters) {                       \
+    if (FailingCall::Fails(#name)) return -1;                       \
+    if (FailsToCall(#name, __VA_ARGS__)) return -1;                 \
+    static const auto next = Next<result(*) parameters>(#name);     \
+    return next arguments;                                          \
+  }
+
+KELO_FAILING_CALL(int, fstat, (int fd, void* status), (fd, status), EIO)
+KELO_FAILING_CALL(int, fstat64, (int fd, void* status), (fd, status), EIO)
+KELO_FAILING_CALL(int, linkat, (int from, const char* old, int to, const char* name, int flags),
+                  (from, old, to, name, flags), EIO, ENOSPC)
+
+KELO_INTERPOSED(ssize_t, write, (int fd, const void* data, size_t size)) {
+  if (hollow && IsRegular(fd) && AreZeros(data, size)) {
+    const bool made = ftruncate(fd, lseek(fd, static_cast<off_t>(size), SEEK_CUR)) == 0;
+    return made ? static_cast<ssize_t>(size) : -1;
+  }
+  if (IsRegular(fd) && FailingCall::Fails("write", size)) return -1;
+  if (FailsToCall("write", EINTR, ENOSPC, EIO)) return -1;
+  static const auto next = Next<ssize_t (*)(int, const void*, size_t)>("write");
+  return next(fd, data, size);
+}
+
+#define KELO_CALL_WITH_OPTION(name, parameters, arguments, ...) \
+  KELO_INTERPOSED(int, name, parameters) {                      \
+    va_list options;                                            \
+    va_start(options, option);                                  \
+    const long third = va_arg(options, long);                   \
+    va_end(options);                                            \
+    if (FailsToCall(#name, __VA_ARGS__)) return -1;             \
+    static const auto next = Next<int(*) parameters>(#name);    \
+    return next arguments;                                      \
+  }
+
+KELO_CALL_WITH_OPTION(open, (const char* path, int option, ...), (path, option, third), EINTR,
+                      EMFILE, EIO, ENOSPC)
+KELO_CALL_WITH_OPTION(open64, (const char* path, int option, ...), (path, option, third), EINTR,
+                      EMFILE, EIO, ENOSPC)
+#define KELO_OPENAT(name)                                                      \
+  KELO_INTERPOSED(int, name, (int folder, const char* path, int flags, ...)) { \
+    va_list options;                                                           \
+    va_start(options, flags);                                                  \
+    const long mode = va_arg(options, long);                                   \
+    va_end(options);                                                           \
+    strncpy(lastOpened, path, sizeof lastOpened - 1);                          \
+    const bool isNameless = (flags & O_TMPFILE) == O_TMPFILE;                  \
+    if (isNameless && FailingCall::Fails(#name)) return -1;                    \
+    if (FailsToCall(#name, EINTR, EMFILE, EIO, ENOSPC)) return -1;             \
+    static const auto next = Next<int (*)(int, const char*, int, ...)>(#name); \
+    return next(folder, path, flags, mode);                                    \
+  }
+
+KELO_OPENAT(openat)
+KELO_OPENAT(openat64)
+KELO_CALL_WITH_OPTION(fcntl, (int fd, int option, ...), (fd, option, third), ENOMEM)
+KELO_CALL_WITH_OPTION(fcntl64, (int fd, int option, ...), (fd, option, third), ENOMEM)
+KELO_CALL_WITH_OPTION(ioctl, (int fd, unsigned long option, ...), (fd, option, third), EIO)
+
+// After its failure the descriptor is gone all the same.
+KELO_INTERPOSED(int, close, (int fd)) {
+  static const auto next = Next<int (*)(int)>("close");
+  const bool fails = FailingCall::Fails("close") && IsRegular(fd);
+  if (!fails && !FailsToCall("close", EINTR, EIO)) return next(fd);
+  const int error = errno;
+  next(fd);
+  errno = error;
+  return -1;
+}
