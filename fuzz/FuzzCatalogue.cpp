@@ -1,11 +1,6 @@
 // Loads arbitrary bytes into the hierarchy cache, then asks it everything: counts and lists agree,
 // and every listed entry is known.
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "catalogue/HierarchyLoader.h"
 #include "catalogue/KELOAccessCacheManager.h"

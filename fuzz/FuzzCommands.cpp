@@ -4,15 +4,6 @@
 // many.
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <mutex>
-#include <string>
-#include <vector>
-
 #include "KELOAccess.h"
 #include "support/CommandTest.h"
 

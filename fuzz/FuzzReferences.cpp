@@ -1,9 +1,6 @@
 // The reference conversions against the step-by-step ones, and the round trip: composed text comes
 // back as it went, unless it holds an ampersand (what it begins may be decoded twice).
 #include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
 #include "text/ReferenceModel.h"
 

@@ -1,10 +1,7 @@
 // XML extraction against the plain model. Input: start key, end key and source, each ended by a
 // line break (the source by the end of the input).
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
-#include <string>
-#include <string_view>
 
 #include "text/XMLModel.h"
 

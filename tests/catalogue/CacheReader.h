@@ -3,11 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "catalogue/KELOAccessCacheManager.h"
 #include "controller/HostRecord.h"
 

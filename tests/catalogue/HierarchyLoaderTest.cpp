@@ -1,9 +1,6 @@
 // Loading answers, well-formed and odd, into the cache.
 #include "catalogue/HierarchyLoader.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <ctime>
 #include <random>
 
@@ -47,12 +44,21 @@ struct AnswerCase {
 
 class Loading : public ::testing::Test {
  protected:
+  void ExpectLoaded(const std::vector<AnswerCase>& cases) {
+    for (const AnswerCase& c : cases) {
+      SCOPED_TRACE(std::string(c.what) + "\n" + c.answer);
+      const std::string before = Dump(cache);
+      EXPECT_EQ(loader.RefreshHierarchyInfoByXMLData(c.answer), c.cached ? 0u : 4144u);
+      EXPECT_EQ(Dump(cache), c.cached ? c.cached : before);
+    }
+  }
+
   KELOAccessCacheManager cache;
   HierarchyLoader loader{cache};
 };
 
-TEST_F(Loading, Hierarchy) {
-  const AnswerCase cases[] = {
+TEST_F(Loading, EachEntryStandsWhereTheAnswerHasIt) {
+  ExpectLoaded({
       {"everything",
        R"(<?xml?><response stat="ok"><rootAlbum itemsCount="1"><items><item itemId="r" fileName="R"/>)"
        R"(</items></rootAlbum><folders><folder folderId="f" folderName="F" albumCount="1"><albums>)"
@@ -83,6 +89,11 @@ TEST_F(Loading, Hierarchy) {
        R"(<albums><album albumId="t"></album><folders><folder folderId="f"><albums>)"
        R"(<album albumId="a"></album></albums></folder></folders><album albumId="u"></album></albums>)",
        "/1:f= f/2:a= /2:t= /2:u= "},
+  });
+}
+
+TEST_F(Loading, CountsAndFlagsAreTheElementsOwn) {
+  ExpectLoaded({
       {"counts of 0 hide what is there",
        R"(<folders><folder folderId="f" albumCount="0"><albums><album albumId="a"></album></albums>)"
        R"(</folder></folders><albums><album albumId="t" itemsCount="0"><items><item itemId="1"/>)"
@@ -101,6 +112,11 @@ TEST_F(Loading, Hierarchy) {
        R"(<folders><folder folderId="f" albumCount="0"/><folder folderId="g"><albums>)"
        R"(<album albumId="e"/><album albumId="a"></album></albums></folder></folders>)",
        "/1:f= /1:g= g/2:e= g/2:a= "},
+  });
+}
+
+TEST_F(Loading, AnOddAttributeCostsNoOther) {
+  ExpectLoaded({
       {"quoted markup in names",
        R"(<folders><folder folderName="a > b / c" folderId="f"></folder></folders>)"
        R"(<albums><album albumName="x/>" albumId="t"></album></albums>)",
@@ -133,6 +149,11 @@ TEST_F(Loading, Hierarchy) {
        R"(<item itemId="2" fileName="it's"/><item fileName="x itemId="3"/><item itemId="4"/></items>)"
        R"(</album><album albumName="a<b" albumId="d"/><album albumName=it's albumId="e"/></albums>)",
        "/2:a= /2:b=5 /2:c= c/4:1= c/4:2=it's c/4:4= /2:d=a<b /2:e= "},
+  });
+}
+
+TEST_F(Loading, WhatIsNoElementIsPassedOver) {
+  ExpectLoaded({
       {"a tag's end within quotes",
        R"(<rootAlbum><item itemId="1" fileName="a/>b" /><item itemId="2" fileName="c><d"/></rootAlbum>)",
        "rootAlbum/1=a/>b rootAlbum/2=c><d "},
@@ -148,6 +169,11 @@ TEST_F(Loading, Hierarchy) {
        "rootAlbum/2= rootAlbum/1=b "},
       {"not XML", "<<<\"\"\">>>/>=\"\" ok", ""},
       {"empty", "", ""},
+  });
+}
+
+TEST_F(Loading, ABrokenAnswerChangesNothing) {
+  ExpectLoaded({
       {"something to be kept", R"(<albums><album albumId="kept"/></albums>)", "/2:kept= "},
       {"no </rootAlbum>", R"(<rootAlbum><items><item itemId="1"/></items>)", nullptr},
       {"no </folders>", R"(<folders><folder folderId="f"></folder><albums></albums>)", nullptr},
@@ -163,17 +189,10 @@ TEST_F(Loading, Hierarchy) {
       {"cut within a closing tag", R"(<r stat="ok"><albums><album albumId="t"/></albums></r)",
        nullptr},
       {"an end before its beginning", R"(</albums><albums><album albumId="t"></album>)", nullptr},
-  };
-  std::string before;
-  for (const AnswerCase& c : cases) {
-    SCOPED_TRACE(std::string(c.what) + "\n" + c.answer);
-    EXPECT_EQ(loader.RefreshHierarchyInfoByXMLData(c.answer), c.cached ? 0u : 4144u);
-    EXPECT_EQ(Dump(cache), c.cached ? c.cached : before);
-    before = Dump(cache);
-  }
+  });
 }
 
-TEST_F(Loading, FriendAlbums) {
+TEST_F(Loading, FriendAlbumsAreReadWhateverStandsAround) {
   loader.RefreshHierarchyInfoByXMLData("");
   const std::string answer =
       R"(<response stat="ok"><albums><album albumId="y" albumName="Y" modifyDate="1" itemsCount="2"><items>)"

@@ -1,9 +1,6 @@
 // The records of entries, field by field, and the store of finished ones. Of lists what the model
 // leaves out: aborts, that friend albums have no id list, and the bytes of id slots.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "catalogue/CacheReader.h"
 #include "platform/AbortSignal.h"
@@ -20,20 +17,6 @@ std::string Text(size_t length, const char* start = "") {
   length += text.size();
   while (text.size() < length) text += static_cast<char>('a' + text.size() % 26);
   return text;
-}
-
-TEST(TextField, CutsTerminatesAndClears) {
-  for (const size_t length : {0u, 1u, 6u, 7u, 8u, 100u}) {
-    char field[8];
-    std::memset(field, '#', sizeof field);
-    CopyTextField(field, Text(length));
-    std::string expected = Text(std::min<size_t>(length, 7));
-    EXPECT_EQ(ReadTextField(field), expected) << length;
-    expected.resize(8, '\0');
-    EXPECT_EQ(std::string(field, 8), expected) << length;
-  }
-  const char unterminated[4] = {'a', 'b', 'c', 'd'};
-  EXPECT_EQ(ReadTextField(unterminated), "abcd");
 }
 
 TEST(ItemRecord, FileItemFillsItsFieldsAndNoOthers) {

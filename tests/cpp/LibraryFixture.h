@@ -1,8 +1,6 @@
 // A kelo::Library beside a local service.
 #pragma once
 
-#include <string>
-
 #include "KELOAccess.hpp"
 #include "support/CommandTest.h"
 

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <thread>
 
 #include "LibraryFixture.h"
 
@@ -100,7 +99,7 @@ TEST_F(LibraryTest, FilesGoAndComeEachWithItsOwnOutcome) {
   EXPECT_EQ(downloaded[4].error->Words(), "the URL is empty");
 }
 
-TEST_F(LibraryTest, EditsAndLinks) {
+TEST_F(LibraryTest, EditsAndLinksTellEachRefusal) {
   Open();
   library_->Load();
   const std::string file = folder().Write("a.jpg", "a");
@@ -137,7 +136,7 @@ TEST_F(LibraryTest, EditsAndLinks) {
               "cannot add the tags: no such picture or album of yours (4115)");
 }
 
-TEST_F(LibraryTest, Sharing) {
+TEST_F(LibraryTest, MailGoesToWhomTheServiceAccepts) {
   Open();
   library_->Load();
   const std::string album = library_->AddAlbum(kRoot, "Harbour");

@@ -1,10 +1,6 @@
 // Callbacks: what they may capture, give and throw; aborts; and that the next command is as ever.
 #include <gmock/gmock.h>
 #include <sys/inotify.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <thread>
 
 #include "LibraryFixture.h"
 #include "devservice/files/Descriptor.h"

@@ -1,7 +1,6 @@
 // References and UTF-8 as the header resolves them, beside the library's own conversions.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 
 #include "KELOAccess.hpp"

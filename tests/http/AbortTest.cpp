@@ -8,16 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstring>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <thread>
 
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
@@ -37,30 +28,25 @@ class HangingLookup {
  public:
   static constexpr const char* kHost = "hangs.invalid";
 
+  HangingLookup() { released_ = false; }
   ~HangingLookup() {
-    std::unique_lock lock(lock_);
     released_ = true;
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return inside_ == 0; });
+    released_.notify_all();
+    for (int inside; (inside = inside_) > 0;) inside_.wait(inside);
   }
   void Hang() {
-    std::unique_lock lock(lock_);
     ++inside_;
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return released_; });
+    inside_.notify_all();
+    released_.wait(false);
     --inside_;
-    changed_.notify_all();
+    inside_.notify_all();
   }
-  void WaitUntilHanging() {
-    std::unique_lock lock(lock_);
-    changed_.wait_for(lock, 10s, [this] { return inside_ > 0; });
-  }
+  static void WaitUntilHanging() { inside_.wait(0); }
 
  private:
-  std::mutex lock_;
-  std::condition_variable changed_;
-  bool released_ = false;
-  int inside_ = 0;
+  // Static: the last to leave still looks at them.
+  static inline std::atomic<bool> released_;
+  static inline std::atomic<int> inside_;
 };
 
 std::atomic<HangingLookup*> hangingLookup = nullptr;
@@ -167,7 +153,7 @@ TEST(Abort, WhileANameLookupHangs) {
     hangingLookup = &lookup;
     ExpectPromptAbort(
         transport, [&] { return transport.Get(url, "", kLong); },
-        [&] { lookup.WaitUntilHanging(); });
+        [&] { HangingLookup::WaitUntilHanging(); });
     EXPECT_TRUE(timesOut());
     // However many are given up, by loaders that come and go, few threads wait for the name server.
     for (int i = 0; i < 30; ++i) {

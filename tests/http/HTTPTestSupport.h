@@ -2,14 +2,10 @@
 // transport with its own spool path.
 #pragma once
 
-#include <cstdint>
 #include <cstdlib>
 #include <functional>
-#include <memory>
 #include <ostream>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "http/HTTPConnectionMac.h"
 #include "http/KELOHTTPController.h"

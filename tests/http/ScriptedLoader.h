@@ -5,11 +5,6 @@
 
 #include <deque>
 #include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "platform/URLLoading.h"
 

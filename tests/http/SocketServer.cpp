@@ -18,36 +18,22 @@ namespace {
 constexpr std::size_t kReadSize = 262144;
 constexpr std::size_t kLongRun = 4096;
 
-// A text of which long runs of zeros are only counted, however it is put together.
-class CountedZeros {
- public:
-  void Append(std::string_view bytes) {
-    static constexpr char kZeros[kLongRun] = {};
-    while (!bytes.empty()) {
-      const std::size_t step = std::min(bytes.size(), kLongRun);
-      if (std::memcmp(bytes.data(), kZeros, step) == 0)
-        run_ += step;
-      else
-        for (const char c : bytes.substr(0, step)) Add(c);
-      bytes.remove_prefix(step);
-    }
+// With long runs of zeros written as their number.
+std::string WithCountedZeros(std::string_view bytes) {
+  static constexpr char kZeros[kLongRun] = {};
+  std::string text;
+  while (!bytes.empty()) {
+    std::size_t run = 0;
+    while (bytes.substr(run, kLongRun) == std::string_view(kZeros, kLongRun)) run += kLongRun;
+    run = std::min(bytes.find_first_not_of('\0', run), bytes.size());
+    text += run < kLongRun ? std::string(run, '\0') : "(" + std::to_string(run) + " zeros)";
+    bytes.remove_prefix(run);
+    const std::size_t rest = std::min(bytes.find('\0'), bytes.size());
+    text += bytes.substr(0, rest);
+    bytes.remove_prefix(rest);
   }
-  void Add(char c) {
-    if (c == '\0')
-      ++run_;
-    else
-      Text().push_back(c);
-  }
-  std::string& Text() {
-    text_ += run_ < kLongRun ? std::string(run_, '\0') : "(" + std::to_string(run_) + " zeros)";
-    run_ = 0;
-    return text_;
-  }
-
- private:
-  std::string text_;
-  std::size_t run_ = 0;
-};
+  return text;
+}
 
 }  // namespace
 
@@ -74,20 +60,11 @@ std::string Peer::ReadRequest() {
   const auto at = request.find("Content-Length: ");
   const std::size_t length =
       at == std::string::npos ? 0 : std::strtoul(request.c_str() + at + 16, nullptr, 10);
-  if (server_.countsZeros_) {
-    CountedZeros body;
-    for (std::size_t left = length; left > 0; pending_.clear()) {
-      if (pending_.empty() && !Fill(std::min(left, kReadSize))) return {};
-      body.Append(pending_);
-      left -= pending_.size();
-    }
-    request += body.Text();
-  } else {
-    while (pending_.size() < length)
-      if (!Fill(kReadSize)) return {};
-    request += pending_.substr(0, length);
-    pending_.erase(0, length);
-  }
+  while (pending_.size() < length)
+    if (!Fill(kReadSize)) return {};
+  const std::string body = pending_.substr(0, length);
+  pending_.erase(0, length);
+  request += server_.countsZeros_ ? WithCountedZeros(body) : body;
   server_.Log(request);
   return request;
 }

@@ -8,12 +8,6 @@
 #include <signal.h>
 #include <sys/socket.h>
 
-#include <atomic>
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
 

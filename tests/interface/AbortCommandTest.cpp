@@ -1,10 +1,6 @@
 // The abort command through the exported entry, at every moment of a batch and before the first
 // command. What comes after an abort, also from inside an event, is in tests/recovery.
 
-#include <algorithm>
-#include <atomic>
-#include <thread>
-
 #include "controller/KELOAccessCommandController.h"
 #include "support/CommandTest.h"
 

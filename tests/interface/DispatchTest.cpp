@@ -211,10 +211,15 @@ TEST_F(HostRecordsTest, TextsThatComeOutEmptyLeaveTheRecordAlone) {
     ExpectUntouched(refused ? mail.accepted : mail.rejected);
     EXPECT_EQ(TakeText(refused ? mail.rejected : mail.accepted), text);
   }
+  service().ClearLog();
   Queue("GetAddressList", "<r stat=\"ok\" addressList=\"\" />");
-  tagKELO_StringInfo list = Sentinel();
-  EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), 0u);
-  ExpectUntouched(list);
+  Queue("GetAddressList", kOk);
+  for (const uint32_t result : {0u, 4144u}) {  // empty, and absent
+    tagKELO_StringInfo list = Sentinel();
+    EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), result);
+    ExpectUntouched(list);
+    ExpectDocument(service().Log().back(), "<GetAddressList />\r\n");
+  }
 }
 
 }  // namespace

@@ -7,9 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <set>
-#include <thread>
 
 #include "http/SocketServer.h"
 #include "support/CommandTest.h"

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <string>
 
 #include "platform/KeyedHash.h"
 #include "support/TemporaryFolder.h"
@@ -24,7 +23,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-TEST(KELOAccessEncoder, Sha1OfTexts) {
+TEST(KELOAccessEncoder, Sha1IsOfATextToItsFirstZero) {
   const std::string million(1000000, 'a');
   const std::pair<std::string_view, const char*> cases[] = {
       {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
@@ -41,7 +40,7 @@ TEST(KELOAccessEncoder, Sha1OfTexts) {
   }
 }
 
-TEST(KELOAccessEncoder, Md5OfFiles) {
+TEST(KELOAccessEncoder, Md5IsOfAWholeFile) {
   // Sizes around the chunk and around the read buffer; the content is 'a' throughout.
   const TemporaryFolder folder;
   const std::pair<std::size_t, const char*> cases[] = {

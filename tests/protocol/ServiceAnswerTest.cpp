@@ -112,7 +112,7 @@ constexpr std::pair<const char*, std::uint32_t> kKnown[] = {{"image/jpeg", 1},
                                                             {"application/x-unknown", 0x1002},
                                                             {"application/x-unrecognized", 0x1003}};
 
-TEST(KELOAccessFileInfoConverter, KnownAndUnknownTypes) {
+TEST(KELOAccessFileInfoConverter, TypesAreKnownByTheirExactSpelling) {
   const KELOAccessFileInfoConverter converter;
   for (const auto& [type, format] : kKnown)
     EXPECT_EQ(converter.ConvertFileFormatFromKELO(type), format) << type;

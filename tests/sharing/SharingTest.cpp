@@ -1,4 +1,4 @@
-// Verification of recipients, the address list, and picture mail.
+// Verification of recipients, and picture mail.
 
 #include "commands/PendingRecipients.h"
 #include "support/CommandTest.h"
@@ -115,28 +115,7 @@ TEST_F(SharingTest, VerificationEndsWhateverTheServiceSays) {
   EXPECT_EQ(service().RequestCount(), std::size(answers) + 1) << "only the last is asked again";
 }
 
-TEST_F(SharingTest, AddressList) {
-  struct Case {
-    Reply reply;
-    uint32_t result;
-    const char* list;
-  };
-  const Case cases[] = {{ReplyWith("<r stat=\"ok\" addressList=\"a@x;b@x\" />"), 0, "a@x;b@x"},
-                        {ReplyWith("<r stat=\"ok\" addressList=\"\" />"), 0, ""},
-                        {ReplyWith("<r stat=\"ok\" />"), 4144, ""},
-                        {ReplyWith("<r stat=\"fail\" errcode=\"108\" />"), 4116, ""},
-                        {ReplyWith("", 504), 4144, ""}};
-  for (const Case& c : cases) {
-    Requeue("GetAddressList", c.reply);
-    service().ClearLog();
-    tagKELO_StringInfo list{};
-    EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), c.result) << c.reply.body;
-    EXPECT_EQ(TakeText(list), c.list) << c.reply.body;
-    ExpectDocument(OnlyRequest(), "<GetAddressList />\r\n");
-  }
-}
-
-TEST_F(SharingTest, PictureMail) {
+TEST_F(SharingTest, MailGoesToThoseWhoAreLeft) {
   struct Case {
     uint32_t options;
     uint32_t removeGPS;

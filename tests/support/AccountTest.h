@@ -2,7 +2,6 @@
 // command work, does the catalogue agree with itself, is nothing left?
 #pragma once
 
-#include <chrono>
 #include <set>
 #include <thread>
 

@@ -4,14 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
-#include <map>
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "KELOAccess.h"
 #include "devservice/DevService.h"

@@ -41,7 +41,7 @@ TEST(CFTPSStringData, ConvertsBothWays) {
   }
 }
 
-TEST(CFTPSStringData, EmptyAndNull) {
+TEST(CFTPSStringData, NullIsRefusedAndLeavesNothing) {
   CFTPSStringData data;
   EXPECT_EQ(data.GetLengthChar(), 0u);
   EXPECT_EQ(Read(data), "");
@@ -97,7 +97,7 @@ TEST(CFTPSStringData, NormalizesToTheComposedForm) {
   }
 }
 
-TEST(CFTPSStringData, Parts) {
+TEST(CFTPSStringData, PartsAreCountedInUnits) {
   const CFTPSStringData text = Utf8("ab\u65E5\U0001F600z");  // 6 units
   struct {
     std::uint32_t start, count;

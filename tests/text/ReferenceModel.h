@@ -3,8 +3,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <optional>
-#include <string>
 #include <utility>
 
 #include "text/CFTPSStringData.h"

@@ -18,7 +18,7 @@ const Text kFails;
 
 // The same whatever the C library and the width of its longs, and other than the steps below where
 // that library reads "0b".
-TEST(References, Numbers) {
+TEST(References, NumbersAreReadAlikeEverywhere) {
   const std::pair<const char*, std::vector<const char*>> cases[] = {
       {"A", {"65", "0x41", "x41", "0X41", "0101", " \t\v65", "+65", "65a", "65601", "4294967361"}},
       {"\u00B1", {"177", "x0b1", "0xB1"}},

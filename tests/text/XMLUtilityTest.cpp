@@ -28,14 +28,6 @@ TEST(XMLUtility, ASectionIsThatOfTheFirstOne) {
   }
 }
 
-TEST(XMLElements, AnAbsentAttributeIsNotAnEmptyOne) {
-  EXPECT_EQ(FindAttribute("<x a=\"\" b=\"2\"/>", "a"), "");
-  EXPECT_EQ(FindAttribute("<x a=\"\" b=\"2\"/>", "b"), "2");
-  EXPECT_EQ(FindAttribute("<x a=\"\" b=\"2\"/>", "c"), std::nullopt);
-  EXPECT_EQ(FindAttribute("<x a=\"", "a"), std::nullopt);
-  EXPECT_EQ(FindAttribute("", "a"), std::nullopt);
-}
-
 // Callers narrow a text in place, so that the output is the text that is searched.
 TEST(XMLUtility, OutputMayHoldTheSource) {
   const std::string source =

@@ -1,0 +1,301 @@
+// The requests of the commands: what answers that are no use come to, which of them are sent once
+// more, and how long each may be silent.
+
+#include "controller/KELOAccessCommandController.h"
+#include "http/HTTPConnectionMac.h"
+#include "http/ScriptedLoader.h"
+#include "http/SocketServer.h"
+#include "support/CommandTest.h"
+
+namespace kelo::testing {
+namespace {
+
+class AnswerFaultsTest : public CommandTest {
+ protected:
+  // Sends `code` with a record of its own; answers the command's result.
+  uint32_t SendPlausible(uint32_t code, const std::string& prefix = "") {
+    records_.emplace(folder(), prefix);
+    return SendOne(code, records_->Of(code), code == kKELOCommand_AddTags ? "I1" : prefix + "A1",
+                   kKELOOption_AskService | options_, kKELOKind_FileItem | kinds_);
+  }
+
+  std::optional<HostRecords> records_;
+  uint32_t options_ = 0;
+  uint32_t kinds_ = 0;
+};
+
+enum class Repeat { kNever, kOnce, kNotTried };
+
+struct CommandOnTheWire {
+  uint32_t code;
+  const char* method;
+  Repeat repeat;  // where the connection dies under it
+};
+
+const CommandOnTheWire kCommands[] = {
+    {kKELOCommand_CloseSession, "CloseSession", Repeat::kNotTried},
+    {kKELOCommand_LoadHierarchy, "GetUserArchiveInfo", Repeat::kOnce},
+    {kKELOCommand_GetItemInfo, "GetItemsInfo", Repeat::kOnce},
+    {kKELOCommand_AddItems, "AddAlbum", Repeat::kNever},
+    {kKELOCommand_AddNewLink, "AddItemsToAlbum", Repeat::kNever},
+    {kKELOCommand_Upload, "UploadItems", Repeat::kNotTried},
+    {kKELOCommand_VerifyRecipient, "VerifyRecipients", Repeat::kOnce},
+    {kKELOCommand_GetAddressList, "GetAddressList", Repeat::kOnce},
+    {kKELOCommand_SendPictureMail, "ShareAlbum", Repeat::kNever},
+    {kKELOCommand_GetStorageCapacity, "GetStorageCapacity", Repeat::kOnce},
+    {kKELOCommand_ModifyProps, "ModifyProps", Repeat::kNever},
+    {kKELOCommand_AddTags, "AddTags", Repeat::kNotTried},
+};
+
+// What `code` gives where its record tells `result`.
+uint32_t CommandResult(uint32_t code, uint32_t result) {
+  const bool refused = result == kKELOResult_NoSession;
+  switch (code) {
+    case kKELOCommand_GetAddressList:  // tells no transport failure apart, deliberately
+      return refused ? result : uint32_t{kKELOResult_GeneralFailure};
+    case kKELOCommand_VerifyRecipient:
+      return refused ? uint32_t{kKELOResult_GeneralFailure} : result;
+    case kKELOCommand_GetStorageCapacity:  // the records alone tell what the service refuses
+    case kKELOCommand_AddItems:
+    case kKELOCommand_AddNewLink:
+      return refused ? 0 : result;
+    default:
+      return result;
+  }
+}
+
+TEST_F(AnswerFaultsTest, EveryCommandTellsThem) {
+  struct Fault {
+    const char* name;
+    Reply reply;
+    uint32_t result;
+  };
+  Reply closed;
+  closed.closeAtOnce = true;
+  const Fault faults[] = {
+      {"empty", ReplyWith(""), 4144},
+      {"404", ReplyWith("<r stat=\"ok\" />", 404), 4114},
+      {"413", ReplyWith("", 413), 4103},
+      {"504", ReplyWith("", 504), 4128},
+      {"closed", closed, 4129},
+      {"refused", ReplyWith("<r stat=\"fail\" errcode=\"107\" errmsg=\"gone\" />"), 4116},
+  };
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  for (const CommandOnTheWire& command : kCommands) {
+    for (const Fault& fault : faults) {
+      SCOPED_TRACE(std::string(command.method) + " " + fault.name);
+      Requeue(command.method, fault.reply);
+      EXPECT_EQ(SendPlausible(command.code), CommandResult(command.code, fault.result));
+      if (const uint32_t* word = records_->ResultWord(command.code)) EXPECT_EQ(*word, fault.result);
+      EXPECT_EQ(records_->upload.result, 0u) << "no file was refused";
+      EXPECT_EQ(FieldText(records_->upload.itemId), "");
+    }
+  }
+}
+
+TEST_F(AnswerFaultsTest, NothingInAHostsTextAddsAnAttribute) {
+  OpenScriptedSession();
+  LoadSmallHierarchy();
+  Queue("CheckUploadItems", "<r stat=\"ok\"><items><item idx=\"1\" status=\"0\"/></items></r>");
+  options_ = kKELOOption_CheckDuplicates;
+  size_t documents = 0;
+  for (const CommandOnTheWire& command : kCommands) {
+    if (command.code == kKELOCommand_CloseSession) continue;
+    kinds_ = command.code == kKELOCommand_Upload ? 7 : 0;
+    service().ClearLog();
+    SendPlausible(command.code, "\" e=\"");
+    for (const LoggedRequest& request : service().Log()) {
+      SCOPED_TRACE(request.apiMethod + "\n" + request.body);
+      ++documents;
+      EXPECT_EQ(request.body.find(" e=\""), std::string::npos);
+      const bool hasText = command.code != kKELOCommand_LoadHierarchy &&
+                           command.code != kKELOCommand_GetAddressList &&
+                           command.code != kKELOCommand_GetStorageCapacity;
+      EXPECT_EQ(request.body.find("=\"&quot; e=&quot;") != std::string::npos ||
+                    request.body.find("=\"mailto:&quot; e=&quot;") != std::string::npos,
+                hasText);
+    }
+  }
+  EXPECT_EQ(documents, std::size(kCommands) - 1 + 1 + 2);  // a load sends three, an upload two
+}
+
+// A peer that closes a kept connection just as the next document sets out: what only reads is sent
+// once more, what changes something never.
+constexpr const char* kAnswer =
+    "<r stat=\"ok\" dataCapacity=\"1\" storageCapacity=\"2\" addressList=\"\" totalCount=\"0\" "
+    "albumId=\"A\"><items><item itemId=\"I1\" fileName=\"f\"></item></items></r>";
+
+class RepeatTest : public CommandTest {
+ protected:
+  uint32_t SendTo(const SocketServer& server, uint32_t code) {
+    HostRecords records(folder());
+    records.session = SessionAt(server.Url());
+    return SendOne(code, records.Of(code), "I1", kKELOOption_AskService);
+  }
+  void UseSessionAt(const SocketServer& server) { UseSession(SessionAt(server.Url())); }
+  static std::string CallId(const std::string& request) {
+    const size_t at = request.find("callId=");
+    return request.substr(at, request.find('&', at) - at);
+  }
+};
+
+// Answers the first request of the first connection, hears the second and leaves.
+void LeaveAfterTheFirst(Peer& peer) {
+  const bool leaves = peer.Index() == 0;
+  for (int i = 0; !peer.ReadRequest().empty() && (!leaves || i == 0); ++i)
+    if (!peer.Reply(200, kAnswer)) return;
+}
+
+TEST_F(RepeatTest, OnlyWhatReadsIsSentOnceMore) {
+  for (const CommandOnTheWire& command : kCommands) {
+    if (command.repeat == Repeat::kNotTried) continue;
+    SCOPED_TRACE(command.method);
+    const bool repeated = command.repeat == Repeat::kOnce;
+    SocketServer server(LeaveAfterTheFirst);
+    UseSessionAt(server);
+    ASSERT_EQ(SendTo(server, kKELOCommand_GetStorageCapacity), 0u);
+    EXPECT_EQ(SendTo(server, command.code), repeated ? 0u : uint32_t{kKELOResult_ConnectionLost});
+    const auto requests = server.Requests();
+    if (!repeated) {
+      EXPECT_EQ(requests.size(), 2u);
+      continue;
+    }
+    ASSERT_GE(requests.size(), 3u);
+    EXPECT_GE(server.Connections(), 2);
+    EXPECT_NE(CallId(requests[1]), CallId(requests[2])) << "the same call identifier twice";
+    const auto body = [](const std::string& request) {
+      return request.substr(request.find("\r\n\r\n") + 4);
+    };
+    EXPECT_EQ(body(requests[1]), body(requests[2]));
+    LoggedRequest again;
+    again.query = requests[2].substr(requests[2].find('?') + 1);
+    again.query.resize(again.query.find(' '));
+    ExpectSigned(again, body(requests[2]));
+  }
+}
+
+TEST_F(RepeatTest, OnceAndOnlyWhenNothingCame) {
+  // One answer, and from then on every request is heard and left.
+  SocketServer fickle([](Peer& peer) {
+    peer.ReadRequest();
+    if (peer.Index() > 0) return;
+    peer.Reply(200, kAnswer);
+    peer.ReadRequest();
+  });
+  UseSessionAt(fickle);
+  ASSERT_EQ(SendTo(fickle, kKELOCommand_GetAddressList), 0u);
+  tagKELO_StorageCapacityInfo capacity{};
+  EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&capacity)),
+            uint32_t{kKELOResult_ConnectionLost});
+  EXPECT_EQ(fickle.Requests().size(), 3u);
+
+  SocketServer torn([](Peer& peer) {
+    peer.ReadRequest();
+    peer.Reply(200, kAnswer);
+    if (!peer.ReadRequest().empty()) peer.Send("HTTP/1.1 200 OK\r\n");
+  });
+  UseSessionAt(torn);
+  ASSERT_EQ(SendTo(torn, kKELOCommand_GetAddressList), 0u);
+  EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&capacity)),
+            uint32_t{kKELOResult_ConnectionLost});
+  EXPECT_EQ(torn.Requests().size(), 2u);
+
+  // A connection that was new has nothing to do with how long another one was kept.
+  SocketServer gone([](Peer& peer) { peer.ReadRequest(); });
+  UseSessionAt(gone);
+  EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&capacity)),
+            uint32_t{kKELOResult_ConnectionLost});
+  EXPECT_EQ(gone.Requests().size(), 1u);
+
+  // The last document of a load, whose method has an attribute beside it.
+  SocketServer late([](Peer& peer) {
+    for (std::string request; !(request = peer.ReadRequest()).empty();) {
+      if (peer.Index() == 0 && request.find("<GetForeignAlbumItems") != std::string::npos) return;
+      peer.Reply(200, kAnswer);
+    }
+  });
+  UseSessionAt(late);
+  EXPECT_EQ(SendTo(late, kKELOCommand_LoadHierarchy), 0u);
+  EXPECT_EQ(late.Requests().size(), 4u);
+}
+
+// How long each request may be silent, as the URL loader is told.
+class TimeoutTest : public ::testing::Test {
+ protected:
+  TimeoutTest() {
+    controller_.UseHTTPController(std::make_unique<KELOHTTPController>(
+        std::make_unique<HTTPConnection>(std::make_unique<HTTPConnectionMac>(
+            std::make_unique<ScriptedLoader>(script_), folder_.Path("spool")))));
+    tagKELO_SessionInfo session{};
+    SetField(session.token, "T");
+    SetField(session.manageUrl, "http://service.example/manage");
+    SetField(session.uploadUrl, "http://service.example/upload");
+    Send(kKELOCommand_SetSessionInfo, &session);
+  }
+
+  uint32_t Send(uint32_t code, void* data) {
+    tagCommandControlInfo record{};
+    SetField(record.signingSecret, "secret");
+    record.data = data;
+    return controller_.AccessCommand(code, &record);
+  }
+  void Answer(const std::string& attributes, const std::string& content = "") {
+    script_.Answer(200, "<r stat=\"ok\" " + attributes + ">" + content + "</r>");
+  }
+  // The time-outs of the requests since the last call.
+  std::vector<uint32_t> Timeouts() {
+    std::vector<uint32_t> timeouts;
+    for (const URLRequest& request : script_.requests) timeouts.push_back(request.timeout);
+    script_.requests.clear();
+    EXPECT_TRUE(script_.steps.empty());
+    return timeouts;
+  }
+
+  TemporaryFolder folder_;
+  LoaderScript script_;
+  KELOAccessCommandController controller_;
+};
+
+using Seconds = std::vector<uint32_t>;
+
+TEST_F(TimeoutTest, LoadingHasMoreForLargerAccounts) {
+  const std::pair<const char*, uint32_t> cases[] = {
+      {"0", 60},
+      {"4999", 60},
+      {"5000", 120},
+      {"12000", 180},
+      {"19999", 240},
+      {"20000", 300},
+      {"30000", 300},
+      {"4294967295", 300},
+      {"5000 or so", 120},
+      {"", 60},
+      {"18446744073709551615", 300},
+      {"18446744073709556616", 120}};  // 2^64 - 1, 2^64 + 5000
+  for (const auto& [total, seconds] : cases) {
+    Answer(std::string("totalCount=\"") + total + "\"");
+    Answer("");
+    Answer("");
+    EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, nullptr), 0u) << total;
+    EXPECT_EQ(Timeouts(), (Seconds{60, seconds, 180})) << total;
+  }
+}
+
+TEST_F(TimeoutTest, ACheckHasMoreForMoreFiles) {
+  std::string path = folder_.Write("p.jpg", "");
+  tagKELO_LoadInfo record{};
+  record.filePath = Text(path);
+  for (const auto& [count, seconds] : {std::pair<size_t, uint32_t>{4999, 60}, {5000, 120}}) {
+    std::vector<tagKELO_LoadInfo> records(count, record);
+    std::string uploadId;
+    for (int i = 0; i < 2; ++i) Answer("uploadId=\"U\"", "<items><item idx=\"1\"/></items>");
+    bool anyToSend = false;
+    EXPECT_EQ(controller_.CheckUploadItems("A1", records, 0, anyToSend), 0u);
+    EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 0u);
+    EXPECT_EQ(Timeouts(), (Seconds{seconds, seconds}));
+  }
+}
+
+}  // namespace
+}  // namespace kelo::testing
