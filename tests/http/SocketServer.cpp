@@ -18,21 +18,25 @@ namespace {
 constexpr std::size_t kReadSize = 262144;
 constexpr std::size_t kLongRun = 4096;
 
-// With long runs of zeros written as their number.
-std::string WithCountedZeros(std::string_view bytes) {
+std::string Zeros(std::size_t run) {
+  return run < kLongRun ? std::string(run, '\0') : "(" + std::to_string(run) + " zeros)";
+}
+
+// Appends bytes, with long runs of zeros written as their number; `run` are those at the end so
+// far.
+void AppendCounted(std::string& text, std::size_t& run, std::string_view bytes) {
   static constexpr char kZeros[kLongRun] = {};
-  std::string text;
   while (!bytes.empty()) {
-    std::size_t run = 0;
-    while (bytes.substr(run, kLongRun) == std::string_view(kZeros, kLongRun)) run += kLongRun;
-    run = std::min(bytes.find_first_not_of('\0', run), bytes.size());
-    text += run < kLongRun ? std::string(run, '\0') : "(" + std::to_string(run) + " zeros)";
-    bytes.remove_prefix(run);
+    std::size_t zeros = 0;
+    while (bytes.substr(zeros, kLongRun) == std::string_view(kZeros, kLongRun)) zeros += kLongRun;
+    zeros = std::min(bytes.find_first_not_of('\0', zeros), bytes.size());
+    run += zeros;
+    bytes.remove_prefix(zeros);
+    if (bytes.empty()) return;
     const std::size_t rest = std::min(bytes.find('\0'), bytes.size());
-    text += bytes.substr(0, rest);
+    text += Zeros(std::exchange(run, 0)) + std::string(bytes.substr(0, rest));
     bytes.remove_prefix(rest);
   }
-  return text;
 }
 
 }  // namespace
@@ -60,11 +64,18 @@ std::string Peer::ReadRequest() {
   const auto at = request.find("Content-Length: ");
   const std::size_t length =
       at == std::string::npos ? 0 : std::strtoul(request.c_str() + at + 16, nullptr, 10);
-  while (pending_.size() < length)
-    if (!Fill(kReadSize)) return {};
-  const std::string body = pending_.substr(0, length);
-  pending_.erase(0, length);
-  request += server_.countsZeros_ ? WithCountedZeros(body) : body;
+  std::size_t run = 0;
+  for (std::size_t left = length; left > 0;) {
+    if (pending_.empty() && !Fill(std::min(left, kReadSize))) return {};
+    const std::string_view piece = std::string_view(pending_).substr(0, left);
+    left -= piece.size();
+    if (server_.countsZeros_)
+      AppendCounted(request, run, piece);
+    else
+      request += piece;
+    pending_.erase(0, piece.size());
+  }
+  request += Zeros(run);
   server_.Log(request);
   return request;
 }
