@@ -5,26 +5,23 @@
 
 #include <map>
 
-#include "host/account/AccountWalk.h"
+#include "host/account/AccountTree.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {
 
-using Entry = Item;
-
-constexpr Kind kAlbums = Kind::Album | Kind::FriendAlbum | Kind::RootAlbum;
 constexpr std::size_t kIdBegun = 3;  // so many characters of an id tell what is wanted
 
 // The name as it can be typed and shown, or nothing.
-std::string Typeable(const Entry& entry) {
+std::string Typeable(const Item& entry) {
   if (entry.kind == Kind::RootAlbum) return "root";
   const std::string name = Composed(entry.name);
   return Shown(entry.name) == name ? name : "";
 }
 
-std::string About(const Entry& entry) {
+std::string About(const Item& entry) {
   if (!IsContainer(entry)) {
     const bool shot = entry.shotDate[0] != '\0';
     return Shown(shot ? entry.shotDate : entry.modifyDate);
@@ -36,19 +33,13 @@ std::string About(const Entry& entry) {
 class Paths {
  public:
   Paths(Library& library, std::string_view begun)
-      : library_(library), begun_(begun), top_(begun.starts_with('/') ? "/" : "") {
-    const auto entries = library.List(kEverything, Kind::Folder | Kind::Album | Kind::FriendAlbum);
-    std::map<std::string_view, std::string> folders;
-    for (const Entry& entry : entries)
-      if (entry.kind == Kind::Folder) folders[entry.id] = Typeable(entry);
-    Add(library.Info(kRootAlbum), top_ + "root");
-    for (const Entry& entry : entries) {
-      const std::string name = Typeable(entry);
-      const auto folder = folders.find(entry.parentId);
+      : tree_(library), begun_(begun), top_(begun.starts_with('/') ? "/" : "") {
+    for (const AccountPlace& place : tree_.Places()) {
+      const std::string name = Typeable(place.entry);
       if (name.empty()) continue;
-      if (folder != folders.end()) Add(entry, top_ + folder->second + "/" + name);
-      // The name alone leads there too; it is offered to who has begun to type it.
-      if (folder == folders.end() || !begun.empty()) Add(entry, top_ + name);
+      if (place.folder != nullptr) Add(place.entry, top_ + Typeable(*place.folder) + "/" + name);
+      // The name alone leads there too, and is offered once something is typed.
+      if (place.folder == nullptr || !begun.empty()) Add(place.entry, top_ + name);
     }
   }
 
@@ -67,9 +58,9 @@ class Paths {
       const std::string inside = path + "/";
       if (count_.at(path) != 1 || !Is(entry.kind, kAlbums) || !begun_.starts_with(inside)) continue;
       std::map<std::string, int> times;
-      const auto items = ContentsOf(library_, entry).entries;
-      for (const Entry& item : items) ++times[Typeable(item)];
-      for (const Entry& item : items) {
+      const auto items = tree_.ContentsOf(entry).entries;
+      for (const Item& item : items) ++times[Typeable(item)];
+      for (const Item& item : items) {
         const std::string name = Typeable(item);
         const std::string text = inside + name;
         if (!name.empty() && times[name] == 1 && text.starts_with(begun_))
@@ -79,20 +70,20 @@ class Paths {
   }
 
  private:
-  void Add(const Entry& entry, const std::string& path) {
+  void Add(const Item& entry, const std::string& path) {
     places_.emplace_back(path, entry);
     ++count_[path];
   }
 
-  Library& library_;
+  const AccountTree tree_;
   const std::string_view begun_;
   const std::string top_;
-  std::vector<std::pair<std::string, Entry>> places_;
+  std::vector<std::pair<std::string, Item>> places_;
   std::map<std::string, int> count_;  // a path that several have leads to none of them
 };
 
 void AddIds(Library& library, Kind kinds, std::string_view begun, std::vector<Candidate>& found) {
-  for (const Entry& entry : library.List(kEverything, kinds))
+  for (const Item& entry : library.List(kEverything, kinds))
     if (entry.id.starts_with(begun)) found.push_back({EntryId(entry), EntryName(entry)});
 }
 

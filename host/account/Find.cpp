@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "commandline/Suggest.h"
-#include "host/account/AccountWalk.h"
+#include "host/account/AccountTree.h"
 #include "host/names/CatalogueNames.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
@@ -19,9 +19,6 @@
 namespace kelo::host {
 namespace {
 
-using Entry = Item;
-
-constexpr Kind kAlbums = Kind::Album | Kind::FriendAlbum | Kind::RootAlbum;
 constexpr Kind kAnyKind = kAlbums | Kind::Folder | Kind::FileItem;
 constexpr std::size_t kMaxShown = 10;
 
@@ -39,7 +36,7 @@ struct Name {
   std::u16string text;
   bool cut = false;
 
-  explicit Name(const Entry& entry)
+  explicit Name(const Item& entry)
       : text(Comparable(Composed(entry.name))), cut(MayBeCut(entry)) {}
   explicit Name(std::u16string_view own) : text(own) {}
 };
@@ -70,56 +67,49 @@ Likeness CompareTail(std::u16string_view wanted, const std::vector<Name>& path, 
   return best;
 }
 
-// A folder or an album: the names that lead to it, and the path as shown, "/Journeys/Lisbon".
-struct Container {
-  Entry entry{};
-  std::vector<Name> path;
-  std::string shown;
+// A folder or an album with the names that lead to it, and the path as shown, "/Journeys/Lisbon".
+struct NamedPlace {
+  Item entry;
+  std::vector<Name> path{};
+  std::string shown{};
 };
 
-std::vector<Container> Containers(Library& library) {
-  const auto entries = library.List(kEverything, Kind::Folder | Kind::Album | Kind::FriendAlbum);
-  std::map<std::string_view, const Entry*> folders;
-  for (const Entry& entry : entries)
-    if (entry.kind == Kind::Folder) folders.emplace(entry.id, &entry);
-  std::vector<Container> containers;
-  containers.push_back({library.Info(kRootAlbum), {Name(u"root")}, "/root"});
-  for (const Entry& entry : entries) {
-    Container& container = containers.emplace_back(Container{entry, {}, {}});
-    const auto add = [&container](const Entry& named) {
-      container.path.emplace_back(named);
-      container.shown += "/" + Shown(named.name);
-    };
-    const auto folder = folders.find(entry.parentId);
-    if (folder != folders.end()) add(*folder->second);
-    add(entry);
+std::vector<NamedPlace> NamedPlaces(const AccountTree& tree) {
+  std::vector<NamedPlace> named;
+  for (const AccountPlace& place : tree.Places()) {
+    NamedPlace& one = named.emplace_back(NamedPlace{place.entry});
+    const bool isRoot = place.entry.kind == Kind::RootAlbum;
+    if (place.folder != nullptr) one.path.emplace_back(*place.folder);
+    one.path.push_back(isRoot ? Name(u"root") : Name(place.entry));
+    if (place.folder != nullptr) one.shown = "/" + Shown(place.folder->name);
+    one.shown += "/" + (isRoot ? "root" : Shown(place.entry.name));
   }
-  return containers;
+  return named;
 }
 
 struct Match {
-  Entry entry{};
+  Item entry{};
   std::string path;  // as shown
 };
 
 class Finder {
  public:
   Finder(Library& library, const std::string& wanted)
-      : library_(library),
+      : tree_(library),
         wanted_(wanted),
         comparable_(Comparable(wanted)),
-        containers_(Containers(library)) {}
+        places_(NamedPlaces(tree_)) {}
 
   // The best matches of these kinds, each entry once: those in the very letters, or else those
   // without case.
   std::vector<Match> Find(Kind kinds) {
     Forget();
-    for (const Container& container : containers_)
-      if (Is(container.entry.kind & kinds, ~Kind::RootAlbum))
-        Consider(container.entry, container.path, [&] { return container.shown; });
+    for (const NamedPlace& place : places_)
+      if (Is(place.entry.kind & kinds, ~Kind::RootAlbum))
+        Consider(place.entry, place.path, [&] { return place.shown; });
     if (!matches_.empty() || !Is(kinds, Kind::FileItem)) return matches_;
-    ForEachItem([this](const Container& container, const Entry& item) {
-      Consider(item, container.path, [&] { return container.shown + "/" + ShownName(item); });
+    ForEachItem([this](const NamedPlace& place, const Item& item) {
+      Consider(item, place.path, [&] { return place.shown + "/" + ShownName(item); });
     });
     return matches_;
   }
@@ -130,9 +120,9 @@ class Finder {
     const auto depth = std::count(wanted_.begin(), wanted_.end(), '/');
     std::vector<std::string> known;
     const auto add = [&](const std::string& shown) { known.push_back(Tail(shown, depth)); };
-    for (const Container& container : containers_) add(container.shown);
-    ForEachItem([&](const Container& container, const Entry& item) {
-      add(container.shown + "/" + ShownName(item));
+    for (const NamedPlace& place : places_) add(place.shown);
+    ForEachItem([&](const NamedPlace& place, const Item& item) {
+      add(place.shown + "/" + ShownName(item));
     });
     std::optional<std::string> nearest = Closest(wanted_, known);
     if (nearest) return nearest;
@@ -146,7 +136,7 @@ class Finder {
   std::size_t Unseen() const { return unseen_.size(); }
 
  private:
-  static std::string ShownName(const Entry& entry) { return Shown(entry.name); }
+  static std::string ShownName(const Item& entry) { return Shown(entry.name); }
 
   // The last parts of a path, with `depth` separators between them.
   static std::string Tail(const std::string& shown, std::ptrdiff_t depth) {
@@ -167,7 +157,7 @@ class Finder {
   }
 
   template <typename ShownPath>
-  void Consider(const Entry& entry, const std::vector<Name>& path, const ShownPath& shownPath) {
+  void Consider(const Item& entry, const std::vector<Name>& path, const ShownPath& shownPath) {
     const Likeness likeness = CompareTail(comparable_, path, path.size());
     if (likeness == Likeness::None || likeness < best_) return;
     if (likeness > best_) Forget();
@@ -175,26 +165,26 @@ class Finder {
     if (known_.insert(KeyOf(entry)).second) matches_.push_back({entry, shownPath()});
   }
 
-  // Calls with each item and its container, whose path leads to the item during the call.
+  // Calls with each item and its album, whose path leads to the item during the call.
   template <typename Visit>
   void ForEachItem(const Visit& visit) {
-    for (Container& container : containers_) {
-      if (container.entry.kind == Kind::Folder) continue;
-      const Contents contents = ContentsOf(library_, container.entry);
-      if (!contents.problem.empty()) unseen_.insert(container.entry.id);
-      for (const Entry& item : contents.entries) {
-        container.path.emplace_back(item);
-        visit(container, item);
-        container.path.pop_back();
+    for (NamedPlace& place : places_) {
+      if (place.entry.kind == Kind::Folder) continue;
+      const PlaceContents contents = tree_.ContentsOf(place.entry);
+      if (!contents.problem.empty()) unseen_.insert(place.entry.id);
+      for (const Item& item : contents.entries) {
+        place.path.emplace_back(item);
+        visit(place, item);
+        place.path.pop_back();
       }
     }
   }
 
-  Library& library_;
+  const AccountTree tree_;
   std::set<std::string> unseen_;  // ids of albums whose items nobody can tell
   const std::string& wanted_;
   const std::u16string comparable_;
-  std::vector<Container> containers_;
+  std::vector<NamedPlace> places_;
   Likeness best_ = Likeness::None;
   std::vector<Match> matches_;
   std::set<EntryKey> known_;  // of the matches
@@ -221,13 +211,13 @@ class Finder {
                                     : "; 'kelo tree' shows what there is"));
 }
 
-std::optional<Entry> OneOf(const std::string& wanted, const std::vector<Match>& matches) {
+std::optional<Item> OneOf(const std::string& wanted, const std::vector<Match>& matches) {
   if (matches.size() > 1) FailAmbiguous(wanted, matches);
   return matches.empty() ? std::nullopt : std::optional(matches.front().entry);
 }
 
 // By the id, or by the word for the root album.
-std::optional<Entry> FindById(Library& library, const std::string& wanted) {
+std::optional<Item> FindById(Library& library, const std::string& wanted) {
   if (wanted.empty()) throw Failure("an empty name names nothing");
   if (wanted == "root") return library.Info(kRootAlbum);
   if (wanted.size() >= KELO_ID_FIELD_SIZE) return std::nullopt;
@@ -239,7 +229,7 @@ std::optional<Entry> FindById(Library& library, const std::string& wanted) {
   return std::nullopt;
 }
 
-std::optional<Entry> FindIfAny(Library& library, const std::string& given, Kind kinds) {
+std::optional<Item> FindIfAny(Library& library, const std::string& given, Kind kinds) {
   const std::string wanted = WithoutEndSlash(given);
   const auto entry = FindById(library, wanted);
   if (!entry) return OneOf(wanted, Finder(library, wanted).Find(kinds));
@@ -247,7 +237,7 @@ std::optional<Entry> FindIfAny(Library& library, const std::string& given, Kind 
 }
 
 // A folder, where the other match is the album in it that has its name: that of its loose pictures.
-std::optional<Entry> FolderOfItsAlbum(const std::vector<Match>& matches) {
+std::optional<Item> FolderOfItsAlbum(const std::vector<Match>& matches) {
   if (matches.size() != 2) return std::nullopt;
   for (const auto& [folder, album] : {std::pair(matches[0].entry, matches[1].entry),
                                       std::pair(matches[1].entry, matches[0].entry)})
@@ -262,7 +252,7 @@ std::string WithoutEndSlash(std::string path) {
   return path;
 }
 
-Entry FindEntry(Library& library, const std::string& given) {
+Item FindEntry(Library& library, const std::string& given) {
   const std::string wanted = WithoutEndSlash(given);
   if (const auto entry = FindById(library, wanted)) return *entry;
   Finder finder(library, wanted);
@@ -273,21 +263,21 @@ Entry FindEntry(Library& library, const std::string& given) {
   return *entry;
 }
 
-std::optional<Entry> FindAlbumIfAny(Library& library, const std::string& wanted) {
+std::optional<Item> FindAlbumIfAny(Library& library, const std::string& wanted) {
   return FindIfAny(library, wanted, kAlbums);
 }
 
-Entry FindAlbum(Library& library, const std::string& wanted) {
+Item FindAlbum(Library& library, const std::string& wanted) {
   if (const auto album = FindAlbumIfAny(library, wanted)) return *album;
   FindEntry(library, wanted);
   throw Failure(fmt::format("'{}' is not an album", Shown(wanted)));
 }
 
-std::optional<Entry> FindFolderIfAny(Library& library, const std::string& wanted) {
+std::optional<Item> FindFolderIfAny(Library& library, const std::string& wanted) {
   return FindIfAny(library, wanted, Kind::Folder);
 }
 
-Entry FindFolder(Library& library, const std::string& wanted) {
+Item FindFolder(Library& library, const std::string& wanted) {
   if (const auto folder = FindFolderIfAny(library, wanted)) return *folder;
   FindEntry(library, wanted);
   throw Failure(fmt::format("'{}' is not a folder", Shown(wanted)));

@@ -5,11 +5,11 @@
 #include <map>
 #include <memory>
 
-#include "host/account/AccountWalk.h"
+#include "host/account/AccountTree.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Find.h"
 #include "host/account/Listing.h"
-#include "host/account/Tree.h"
+#include "host/account/PrintTree.h"
 #include "host/commands/Host.h"
 #include "host/names/Dates.h"
 #include "host/names/EntryWords.h"
@@ -46,13 +46,13 @@ struct ListOptions {
 // Everything on the account: each folder and album, followed by its items. Whether nothing was left
 // out.
 bool ListAll(Library& library, Listing& listing) {
-  AccountWalk walk(library);
+  AccountTree tree(library);
   for (const auto& container : library.List(kEverything, kTopKinds | Kind::FriendAlbum)) {
     listing.Add(container);
     if (container.kind == Kind::Folder) continue;
-    for (const auto& item : walk.Below(container)) listing.Add(item);
+    for (const auto& item : tree.Below(container)) listing.Add(item);
   }
-  return walk.LeftOut() == 0;
+  return tree.LeftOutCount() == 0;
 }
 
 void ListOne(Library& library, const std::string& target, Listing& listing) {

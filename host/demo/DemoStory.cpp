@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "devservice/DevService.h"
-#include "host/account/Tree.h"
+#include "host/account/PrintTree.h"
 #include "host/library/StateFile.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"

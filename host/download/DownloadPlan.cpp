@@ -2,12 +2,13 @@
 #include "host/download/DownloadPlan.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <set>
 #include <string_view>
 #include <tuple>
 
-#include "host/account/AccountWalk.h"
-#include "host/download/AccountFolders.h"
+#include "host/account/AccountTree.h"
 #include "host/download/ItemFile.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"
@@ -17,6 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view kFriends = "Friends' albums";
+
 // What cannot be looked at shows its reason when it is written to.
 bool StandsThere(const fs::path& path) {
   std::error_code failed;
@@ -24,9 +27,64 @@ bool StandsThere(const fs::path& path) {
   return type != fs::file_type::not_found && type != fs::file_type::none;
 }
 
+std::string FolderName(const Item& entry) {
+  return FileName(entry.name, entry.id);
+}
+
+// The account's folders and albums as folders on disk. All get a path below `to`, wanted or not, so
+// that the path of one is the same in every run.
+class AccountFolders {
+ public:
+  AccountFolders(Library& library, PathGiver& paths, const fs::path& to)
+      : tree_(library, AccountTree::LeftOut::kUntold), paths_(paths), to_(to) {
+    std::vector<Item> top = tree_.Top();
+    std::erase_if(top, [](const Item& entry) { return entry.kind == Kind::RootAlbum; });
+    Place(std::move(top), to);
+    std::vector<Item> friends = tree_.Friends();
+    if (!friends.empty()) Place(std::move(friends), paths_.Take(to / kFriends, Named::kFolder));
+    Place(tree_.Others(), to);
+  }
+
+  // The path of an album.
+  const fs::path& Of(const Item& album) {
+    if (!folders_.contains(album.id)) Place({album}, to_);
+    return folders_.at(album.id);
+  }
+
+ private:
+  void Place(std::vector<Item> siblings, const fs::path& below) {
+    // The service's order changes with every upload.
+    std::ranges::sort(siblings, {}, [](const Item& entry) { return std::string_view(entry.id); });
+    std::vector<fs::path> wanted;
+    for (const auto& entry : siblings) wanted.push_back(below / FolderName(entry));
+    const auto given = paths_.Give(wanted, Named::kFolder,
+                                   [&](size_t at) { return MarksOf(siblings[at], ""); });
+    for (size_t at = 0; at < siblings.size(); ++at) {
+      folders_.emplace(siblings[at].id, given[at].path);
+      if (siblings[at].kind == Kind::Folder) Place(tree_.Below(siblings[at]), given[at].path);
+    }
+  }
+
+  // The files in an entry's folder.
+  std::vector<PathGiver::Mark> MarksOf(const Item& entry, const std::string& below) const {
+    std::vector<PathGiver::Mark> marks;
+    for (const Item& child : tree_.ContentsOf(entry).entries)
+      if (entry.kind != Kind::Folder)
+        marks.push_back({below + ItemFileName(child), ItemDate(child)});
+      else
+        std::ranges::move(MarksOf(child, FolderName(child) + "/"), std::back_inserter(marks));
+    return marks;
+  }
+
+  AccountTree tree_;
+  PathGiver& paths_;
+  const fs::path to_;
+  std::map<std::string, fs::path> folders_;  // by id
+};
+
 class Planner {
  public:
-  Planner(Library& library, const fs::path& to) : library_(library), walk_(library) {
+  Planner(Library& library, const fs::path& to) : library_(library), tree_(library) {
     plan_.to = to;
   }
 
@@ -36,15 +94,15 @@ class Planner {
     else if (entry.kind != Kind::Folder)
       AddAlbums({entry});
     else if (IsNew(entry))
-      AddAlbums(walk_.Below(entry));
+      AddAlbums(tree_.Below(entry));
     // The place of an album must not hang on how many more its folder has.
     asInAccount_ = asInAccount_ || entry.kind == Kind::Folder;
   }
 
   void AddAll() {
-    for (const auto& entry : walk_.Top()) Add(entry);
-    for (const auto& entry : walk_.Friends()) Add(entry);
-    for (const auto& entry : walk_.Others()) Add(entry);
+    for (const auto& entry : tree_.Top()) Add(entry);
+    for (const auto& entry : tree_.Friends()) Add(entry);
+    for (const auto& entry : tree_.Others()) Add(entry);
     asInAccount_ = true;
   }
 
@@ -59,7 +117,7 @@ class Planner {
         AddFilesOf(album, album.kind == Kind::RootAlbum ? plan_.to : folders.Of(album));
     }
     GivePaths();
-    plan_.leftOut = walk_.LeftOut();
+    plan_.leftOut = tree_.LeftOutCount();
     return std::move(plan_);
   }
 
@@ -74,7 +132,7 @@ class Planner {
   }
 
   void AddFilesOf(const Item& album, const fs::path& folder) {
-    AddFiles(walk_.Below(album), folder);
+    AddFiles(tree_.Below(album), folder);
   }
 
   // Of one name in the order of their dates, so that what comes later gets the higher number.
@@ -109,7 +167,7 @@ class Planner {
   }
 
   Library& library_;
-  AccountWalk walk_;
+  AccountTree tree_;
   DownloadPlan plan_;
   std::vector<Item> loose_;
   std::vector<Item> albums_;

@@ -1,5 +1,5 @@
 // The rules of what may lie where.
-#include "host/account/AccountWalk.h"
+#include "host/account/AccountTree.h"
 
 #include <fmt/format.h>
 
@@ -8,21 +8,24 @@
 
 #include "host/account/EntryJson.h"
 #include "host/names/EntryWords.h"
-#include "host/names/ResultText.h"
 
 namespace kelo::host {
 
-Contents ContentsOf(Library& library, const Item& container) {
-  // As targets, these ask for something else.
+EntryKey KeyOf(const Item& entry) {
+  const bool whole = entry.id.size() + 1 < KELO_ID_FIELD_SIZE;
+  return whole ? EntryKey(entry.id, "", "") : EntryKey(entry.id, entry.name, entry.originalUrl);
+}
+
+PlaceContents AccountTree::ContentsOf(const Item& container) const {
+  // The library gives these ids a meaning of their own.
   if (container.id.empty() || container.id == kEverything) return {.problem = "its id is reserved"};
-  Contents contents;
+  PlaceContents contents;
   const Kind below = container.kind == Kind::Folder ? Kind::Album : Kind::FileItem;
   try {
-    contents.entries = library.List(container.id, below);
-  } catch (const CommandFailure& failure) {
+    contents.entries = library_.List(container.id, below);
+  } catch (const Error& failure) {
     if (failure.Code() != kKELOResult_InvalidTarget) throw;
-    contents.problem = "nothing is known by its id";
-    return contents;
+    return {.problem = "nothing is known by its id"};
   }
   const auto strays = std::ranges::stable_partition(
       contents.entries, [&](const Item& entry) { return Is(entry.kind, below); });
@@ -31,12 +34,20 @@ Contents ContentsOf(Library& library, const Item& container) {
   return contents;
 }
 
-EntryKey KeyOf(const Item& entry) {
-  const bool whole = entry.id.size() + 1 < KELO_ID_FIELD_SIZE;
-  return whole ? EntryKey(entry.id, "", "") : EntryKey(entry.id, entry.name, entry.originalUrl);
+std::vector<AccountPlace> AccountTree::Places() const {
+  std::vector<AccountPlace> places = {{library_.Info(kRootAlbum)}};
+  for (Item& entry : library_.List(kEverything, Kind::Folder | Kind::Album | Kind::FriendAlbum))
+    places.push_back({std::move(entry)});
+  std::map<std::string_view, const Item*> folders;
+  for (const AccountPlace& place : places)
+    if (place.entry.kind == Kind::Folder) folders.emplace(place.entry.id, &place.entry);
+  for (AccountPlace& place : places)
+    if (const auto folder = folders.find(place.entry.parentId); folder != folders.end())
+      place.folder = folder->second;
+  return places;
 }
 
-std::vector<Item> AccountWalk::Below(const Item& container) {
+std::vector<Item> AccountTree::Below(const Item& container) {
   const auto [known, isNew] = entered_.try_emplace(container.id, container.name);
   if (!isNew) {
     if (known->second == container.name)
@@ -45,7 +56,7 @@ std::vector<Item> AccountWalk::Below(const Item& container) {
       LeaveOut(container, "its id is that of another");
     return {};
   }
-  Contents contents = ContentsOf(library_, container);
+  PlaceContents contents = ContentsOf(container);
   if (!contents.problem.empty()) LeaveOut(container, contents.problem);
   for (const Item& stray : contents.strays) {
     LeaveOut(stray, fmt::format("it cannot be in the {} {} [{}]", KindText(container.kind),
@@ -54,32 +65,33 @@ std::vector<Item> AccountWalk::Below(const Item& container) {
   return Met(std::move(contents.entries));
 }
 
-std::vector<Item> AccountWalk::Top() {
+std::vector<Item> AccountTree::Top() {
   return Met(library_.List(kRoot, Kind::RootAlbum | Kind::Folder | Kind::Album));
 }
 
-std::vector<Item> AccountWalk::Friends() {
+std::vector<Item> AccountTree::Friends() {
   return Met(library_.List(kEverything, Kind::FriendAlbum));
 }
 
-std::vector<Item> AccountWalk::Others() {
+std::vector<Item> AccountTree::Others() {
   std::vector<Item> others = library_.List(kEverything, Kind::Folder | Kind::Album);
   std::erase_if(others, [this](const Item& entry) { return !met_.insert(entry.id).second; });
   return others;
 }
 
-std::vector<Item> AccountWalk::Met(std::vector<Item> entries) {
+std::vector<Item> AccountTree::Met(std::vector<Item> entries) {
   for (const Item& entry : entries)
     if (IsContainer(entry)) met_.insert(entry.id);
   return entries;
 }
 
-void AccountWalk::LeaveOut(const Item& entry, const std::string& why) {
+void AccountTree::LeaveOut(const Item& entry, const std::string& why) {
   ++leftOut_;
   Tell(entry, "left out: " + why);
 }
 
-void AccountWalk::Tell(const Item& entry, const std::string& why) const {
+void AccountTree::Tell(const Item& entry, const std::string& why) const {
+  if (!tells_) return;
   Output& out = library_.Out();
   out.Problem(fmt::format("{} [{}]: {}", EntryName(entry), EntryId(entry), why));
   if (!out.IsJson()) return;

@@ -1,9 +1,9 @@
 // Draws the tree line by line, as it is walked.
-#include "host/account/Tree.h"
+#include "host/account/PrintTree.h"
 
 #include <fmt/format.h>
 
-#include "host/account/AccountWalk.h"
+#include "host/account/AccountTree.h"
 #include "host/account/EntryJson.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"
@@ -14,14 +14,14 @@ namespace {
 class TreePrinter {
  public:
   TreePrinter(Library& library, Output& out, bool items)
-      : walk_(library), out_(out), items_(items) {}
+      : tree_(library), out_(out), items_(items) {}
 
   bool Print() {
     out_.Line("Account");
-    Entries(walk_.Top(), {});
-    Section("Friends' albums", walk_.Friends());
-    Section("In nothing that could be shown", walk_.Others());
-    return walk_.LeftOut() == 0;
+    Entries(tree_.Top(), {});
+    Section("Friends' albums", tree_.Friends());
+    Section("In nothing that could be shown", tree_.Others());
+    return tree_.LeftOutCount() == 0;
   }
 
  private:
@@ -53,7 +53,7 @@ class TreePrinter {
 
   void Below(const Item& entry, const Above& above) {
     if (entry.kind == Kind::Folder || (items_ && IsContainer(entry)))
-      Entries(walk_.Below(entry), above);
+      Entries(tree_.Below(entry), above);
   }
 
   static std::string PathName(const Item& entry) {
@@ -67,7 +67,7 @@ class TreePrinter {
                        KindText(entry.kind), CountText(entry.itemCount, folder ? "album" : "item"));
   }
 
-  AccountWalk walk_;
+  AccountTree tree_;
   Output& out_;
   const bool items_;
 };
