@@ -10,15 +10,15 @@
 namespace kelo {
 namespace {
 
-constexpr std::size_t kColumns = 80;
-constexpr std::size_t kLabelWidth = 20;
+constexpr size_t kColumns = 80;
+constexpr size_t kLabelWidth = 20;
 constexpr const char* kNextUsage = "\n       ";
 
 // Words from column `indent` on; the first line continues what is there already.
-std::string Wrapped(const std::string& text, std::size_t indent) {
+std::string Wrapped(const std::string& text, size_t indent) {
   std::istringstream words(text);
   std::string out;
-  std::size_t column = indent;
+  size_t column = indent;
   for (std::string word; words >> word;) {
     if (column > indent && column + 1 + word.size() > kColumns) {
       out += "\n" + std::string(indent, ' ');
@@ -34,7 +34,7 @@ std::string Wrapped(const std::string& text, std::size_t indent) {
 }
 
 std::string Row(const std::string& label, const std::string& text) {
-  const std::size_t indent = kLabelWidth + 4;
+  const size_t indent = kLabelWidth + 4;
   if (label.size() <= kLabelWidth)
     return fmt::format("  {:<{}}  {}", label, kLabelWidth, Wrapped(text, indent));
   return fmt::format("  {}\n{:{}}{}", label, "", indent, Wrapped(text, indent));

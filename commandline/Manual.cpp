@@ -36,7 +36,7 @@ std::string UpperCase(std::string text) {
 // The program's name bold, and what stands for something else in italics, as its capitals tell.
 std::string UsageLine(const std::string& usage) {
   const auto isCapital = [](char c) { return c >= 'A' && c <= 'Z'; };
-  const std::size_t blank = std::min(usage.find(' '), usage.size());
+  const size_t blank = std::min(usage.find(' '), usage.size());
   std::string line = ".B " + Roff(usage.substr(0, blank)) + "\n";
   bool italic = false;
   for (const char c : usage.substr(std::min(blank + 1, usage.size()))) {

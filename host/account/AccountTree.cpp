@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <span>
 
 #include "host/account/EntryJson.h"
 #include "host/names/EntryWords.h"
@@ -41,7 +42,7 @@ std::vector<AccountPlace> AccountTree::Places() const {
   std::map<std::string_view, const Item*> folders;
   for (const AccountPlace& place : places)
     if (place.entry.kind == Kind::Folder) folders.emplace(place.entry.id, &place.entry);
-  for (AccountPlace& place : places)
+  for (AccountPlace& place : std::span(places).subspan(1))
     if (const auto folder = folders.find(place.entry.parentId); folder != folders.end())
       place.folder = folder->second;
   return places;

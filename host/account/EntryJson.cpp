@@ -42,9 +42,9 @@ Json EntryJson(const Item& entry) {
   const auto put = [&json](const char* name, const std::string& text) {
     if (!text.empty()) json[name] = text;
   };
-  put("modified", IsoDate(entry.modifyDate, Clock::Universal));
-  put("shot", IsoDate(entry.shotDate, Clock::Camera));
-  put("uploaded", IsoDate(entry.uploadDate, Clock::Universal));
+  put("modified", IsoDate(entry.modifyDate, DateClock::kUniversal));
+  put("shot", IsoDate(entry.shotDate, DateClock::kCamera));
+  put("uploaded", IsoDate(entry.uploadDate, DateClock::kUniversal));
   put("originalUrl", entry.originalUrl);
   put("screenUrl", entry.screenUrl);
   return json;

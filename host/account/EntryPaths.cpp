@@ -12,7 +12,7 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kIdBegun = 3;  // so many characters of an id tell what is wanted
+constexpr size_t kIdBegun = 3;  // so many characters of an id tell what is wanted
 
 // The name as it can be typed and shown, or nothing.
 std::string Typeable(const Item& entry) {
@@ -44,8 +44,8 @@ class Paths {
   }
 
   // Folders and albums of these kinds.
-  std::vector<Candidate> Containers(Kind kinds) const {
-    std::vector<Candidate> found;
+  std::vector<Offer> Containers(Kind kinds) const {
+    std::vector<Offer> found;
     for (const auto& [path, entry] : places_)
       if (count_.at(path) == 1 && Is(entry.kind, kinds) && path.starts_with(begun_))
         found.push_back({path, About(entry)});
@@ -53,7 +53,7 @@ class Paths {
   }
 
   // The items of the albums that are named whole.
-  void AddItems(std::vector<Candidate>& found) const {
+  void AddItems(std::vector<Offer>& found) const {
     for (const auto& [path, entry] : places_) {
       const std::string inside = path + "/";
       if (count_.at(path) != 1 || !Is(entry.kind, kAlbums) || !begun_.starts_with(inside)) continue;
@@ -82,14 +82,14 @@ class Paths {
   std::map<std::string, int> count_;  // a path that several have leads to none of them
 };
 
-void AddIds(Library& library, Kind kinds, std::string_view begun, std::vector<Candidate>& found) {
+void AddIds(Library& library, Kind kinds, std::string_view begun, std::vector<Offer>& found) {
   for (const Item& entry : library.List(kEverything, kinds))
     if (entry.id.starts_with(begun)) found.push_back({EntryId(entry), EntryName(entry)});
 }
 
 }  // namespace
 
-std::vector<Candidate> EntryPaths(Library& library, EntryKinds kinds, const std::string& begun) {
+std::vector<Offer> EntryPaths(Library& library, EntryKinds kinds, const std::string& begun) {
   const Kind wanted = (kinds.folders ? Kind::Folder : Kind::None) |
                       (kinds.albums ? kAlbums : Kind::None) |
                       (kinds.items ? Kind::FileItem : Kind::None);

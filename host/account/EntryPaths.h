@@ -8,7 +8,7 @@
 
 namespace kelo::host {
 
-struct Candidate {
+struct Offer {
   std::string text;
   std::string about;
 };
@@ -22,6 +22,6 @@ struct EntryKinds {
 // What `begun` may become: "Folder", "Folder/Album", "root", and, behind the "/" of an album that
 // is named whole, its items; ids where a name would not lead to the entry alone, or where an id's
 // first characters are typed. Needs the hierarchy.
-std::vector<Candidate> EntryPaths(Library& library, EntryKinds kinds, const std::string& begun);
+std::vector<Offer> EntryPaths(Library& library, EntryKinds kinds, const std::string& begun);
 
 }  // namespace kelo::host

@@ -20,7 +20,7 @@ namespace kelo::host {
 namespace {
 
 constexpr Kind kAnyKind = kAlbums | Kind::Folder | Kind::FileItem;
-constexpr std::size_t kMaxShown = 10;
+constexpr size_t kMaxShown = 10;
 
 // Composed, so that no way to write an accent counts; byte for byte where it is not UTF-8.
 std::u16string Comparable(std::string_view text) {
@@ -41,27 +41,27 @@ struct Name {
   explicit Name(std::u16string_view own) : text(own) {}
 };
 
-enum class Likeness { None, Folded, Exact };
+enum class Likeness { kNone, kFolded, kExact };
 
 Likeness Compare(std::u16string_view wanted, const Name& name) {
   if (name.cut && wanted.find(u'/', name.text.size()) == wanted.npos)
     wanted = wanted.substr(0, name.text.size());
-  if (wanted == name.text) return Likeness::Exact;
-  return CompareFolded(wanted, name.text) == 0 ? Likeness::Folded : Likeness::None;
+  if (wanted == name.text) return Likeness::kExact;
+  return CompareFolded(wanted, name.text) == 0 ? Likeness::kFolded : Likeness::kNone;
 }
 
 // How well `wanted` names the last `depth` of these names. Names may hold a "/" themselves.
-Likeness CompareTail(std::u16string_view wanted, const std::vector<Name>& path, std::size_t depth) {
+Likeness CompareTail(std::u16string_view wanted, const std::vector<Name>& path, size_t depth) {
   const Name& last = path[depth - 1];
   Likeness best = Compare(wanted, last);
   if (depth == 1) {
     if (wanted.starts_with(u'/')) best = std::max(best, Compare(wanted.substr(1), last));
     return best;
   }
-  for (std::size_t at = wanted.find(u'/', 1); at != wanted.npos && best != Likeness::Exact;
+  for (size_t at = wanted.find(u'/', 1); at != wanted.npos && best != Likeness::kExact;
        at = wanted.find(u'/', at + 1)) {
     const Likeness here = Compare(wanted.substr(at + 1), last);
-    if (here != Likeness::None)
+    if (here != Likeness::kNone)
       best = std::max(best, std::min(here, CompareTail(wanted.substr(0, at), path, depth - 1)));
   }
   return best;
@@ -133,14 +133,14 @@ class Finder {
   }
 
   // How many albums could not be looked into.
-  std::size_t Unseen() const { return unseen_.size(); }
+  size_t Unseen() const { return unseen_.size(); }
 
  private:
   static std::string ShownName(const Item& entry) { return Shown(entry.name); }
 
   // The last parts of a path, with `depth` separators between them.
   static std::string Tail(const std::string& shown, std::ptrdiff_t depth) {
-    std::size_t at = shown.size();
+    size_t at = shown.size();
     for (; depth >= 0 && at != 0; --depth) at = shown.rfind('/', at - 1);
     return shown.substr(at + 1);
   }
@@ -151,7 +151,7 @@ class Finder {
   }
 
   void Forget() {
-    best_ = Likeness::None;
+    best_ = Likeness::kNone;
     matches_.clear();
     known_.clear();
   }
@@ -159,7 +159,7 @@ class Finder {
   template <typename ShownPath>
   void Consider(const Item& entry, const std::vector<Name>& path, const ShownPath& shownPath) {
     const Likeness likeness = CompareTail(comparable_, path, path.size());
-    if (likeness == Likeness::None || likeness < best_) return;
+    if (likeness == Likeness::kNone || likeness < best_) return;
     if (likeness > best_) Forget();
     best_ = likeness;
     if (known_.insert(KeyOf(entry)).second) matches_.push_back({entry, shownPath()});
@@ -185,7 +185,7 @@ class Finder {
   const std::string& wanted_;
   const std::u16string comparable_;
   std::vector<NamedPlace> places_;
-  Likeness best_ = Likeness::None;
+  Likeness best_ = Likeness::kNone;
   std::vector<Match> matches_;
   std::set<EntryKey> known_;  // of the matches
 };
@@ -202,7 +202,7 @@ class Finder {
 
 [[noreturn]] void FailUnknown(const std::string& wanted, Finder& finder) {
   const auto nearest = finder.Nearest();
-  const std::size_t unseen = finder.Unseen();
+  const size_t unseen = finder.Unseen();
   throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}{}", Shown(wanted),
                             unseen == 0 ? ""
                                         : fmt::format(" outside {} that cannot be looked into",
@@ -223,7 +223,7 @@ std::optional<Item> FindById(Library& library, const std::string& wanted) {
   if (wanted.size() >= KELO_ID_FIELD_SIZE) return std::nullopt;
   try {
     return library.Info(wanted);
-  } catch (const CommandFailure& failure) {
+  } catch (const Error& failure) {
     if (failure.Code() != kKELOResult_BadParameter) throw;  // otherwise: no id of anything
   }
   return std::nullopt;

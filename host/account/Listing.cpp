@@ -19,22 +19,22 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kMaxPending = 1u << 16;  // bytes of lines
+constexpr size_t kMaxPending = 1u << 16;  // bytes of lines
 
 struct EntryDate {
   std::string_view text;  // lies in the entry
-  Clock clock;
+  DateClock clock;
 };
 
 // The date that a row shows, and by which it is sorted.
-EntryDate DateOf(const Item& entry, SortKey key) {
-  if (key == SortKey::Upload && entry.uploadDate[0] != '\0')
-    return {entry.uploadDate, Clock::Universal};
-  if (key != SortKey::Upload && entry.shotDate[0] != '\0') return {entry.shotDate, Clock::Camera};
-  return {entry.modifyDate, Clock::Universal};
+EntryDate DateOf(const Item& entry, ListingKey key) {
+  if (key == ListingKey::kUpload && entry.uploadDate[0] != '\0')
+    return {entry.uploadDate, DateClock::kUniversal};
+  if (key != ListingKey::kUpload && entry.shotDate[0] != '\0') return {entry.shotDate, DateClock::kCamera};
+  return {entry.modifyDate, DateClock::kUniversal};
 }
 
-void AddColumn(std::string& line, std::string_view text, std::size_t width) {
+void AddColumn(std::string& line, std::string_view text, size_t width) {
   line.append(text).append(width - std::min(width, Columns(text)) + 2, ' ');
 }
 
@@ -61,8 +61,8 @@ class Listing::NameKeys {
     for (;;) {
       const std::int32_t length = collator_->getSortKey(
           name, reinterpret_cast<std::uint8_t*>(key.data()), static_cast<std::int32_t>(key.size()));
-      const bool whole = static_cast<std::size_t>(length) <= key.size();
-      key.resize(static_cast<std::size_t>(length));
+      const bool whole = static_cast<size_t>(length) <= key.size();
+      key.resize(static_cast<size_t>(length));
       if (whole) return key;
     }
   }
@@ -72,14 +72,14 @@ class Listing::NameKeys {
 };
 
 Listing::Listing(Output& out, SortOrder order) : out_(out), order_(order) {
-  if (order.key == SortKey::Name) nameKeys_ = std::make_unique<NameKeys>();
+  if (order.key == ListingKey::kName) nameKeys_ = std::make_unique<NameKeys>();
 }
 
 Listing::~Listing() = default;
 
 void Listing::Add(const Item& entry) {
   empty_ = false;
-  if (order_.key == SortKey::Service && !order_.reverse)
+  if (order_.key == ListingKey::kService && !order_.reverse)
     Tell(RowOf(entry));
   else
     rows_.push_back(RowOf(entry));
@@ -89,7 +89,7 @@ Listing::Row Listing::RowOf(const Item& entry) const {
   Row row;
   const EntryDate date = DateOf(entry, order_.key);
   if (nameKeys_) row.name = (*nameKeys_)(entry);
-  if (order_.key == SortKey::Shot || order_.key == SortKey::Upload) {
+  if (order_.key == ListingKey::kShot || order_.key == ListingKey::kUpload) {
     row.date =
         ShownSeconds(date.text, date.clock).value_or(std::numeric_limits<std::int64_t>::max());
   }

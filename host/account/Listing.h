@@ -14,13 +14,13 @@
 
 namespace kelo::host {
 
-enum class SortKey { Service, Name, Shot, Upload };
+enum class ListingKey { kService, kName, kShot, kUpload };
 
 // Names as a person sorts them: case and accents count after the letters, and 2 comes before 10.
 // By shot or upload, what has no such date goes by its last change, and what has none comes last.
 // Equal entries stay in the service's order. Reversed, all of that is.
 struct SortOrder {
-  SortKey key = SortKey::Service;
+  ListingKey key = ListingKey::kService;
   bool reverse = false;
 };
 

@@ -37,7 +37,7 @@ class TreePrinter {
   }
 
   void Entries(const std::vector<Item>& entries, const Above& above) {
-    for (std::size_t at = 0; at < entries.size(); ++at) {
+    for (size_t at = 0; at < entries.size(); ++at) {
       const bool last = at + 1 == entries.size();
       const Item& entry = entries[at];
       const std::string path = above.path + "/" + PathName(entry);

@@ -11,7 +11,7 @@
 namespace kelo::host {
 
 // Records cut what is too long without a word; here it is an error instead.
-inline CLI::Validator AtMost(std::size_t bytes) {
+inline CLI::Validator AtMost(size_t bytes) {
   return CLI::Validator(
       [bytes](std::string& text) {
         return text.size() > bytes ? fmt::format("'{}...' is longer than {} bytes",

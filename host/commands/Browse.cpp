@@ -123,9 +123,9 @@ void ShowInfo(Output& out, const Item& entry, const std::string& place) {
   else
     field("format", FormatText(entry.fileFormat));
   field("in", place);
-  field("modified", DateText(entry.modifyDate, Clock::Universal));
-  field("shot", DateText(entry.shotDate, Clock::Camera));
-  field("uploaded", DateText(entry.uploadDate, Clock::Universal));
+  field("modified", DateText(entry.modifyDate, DateClock::kUniversal));
+  field("shot", DateText(entry.shotDate, DateClock::kCamera));
+  field("uploaded", DateText(entry.uploadDate, DateClock::kUniversal));
   field("original", entry.originalUrl);
   field("screen", entry.screenUrl);
 }
@@ -171,8 +171,8 @@ void AddList(CLI::App& app, Action& chosen) {
                        "without it, the top");
   list->add_flag("--all,-a", options->all, "Everything on the account, friends' albums included")
       ->excludes(target);
-  static const std::map<std::string, SortKey> kKeys = {
-      {"name", SortKey::Name}, {"shot", SortKey::Shot}, {"upload", SortKey::Upload}};
+  static const std::map<std::string, ListingKey> kKeys = {
+      {"name", ListingKey::kName}, {"shot", ListingKey::kShot}, {"upload", ListingKey::kUpload}};
   list->add_option_function<std::string>(
           "--sort", [options](const std::string& key) { options->order.key = kKeys.at(key); },
           "By name, or by the date of shot or upload")

@@ -98,7 +98,7 @@ void Create(Library& library, const std::vector<std::string>& names, Kind kind,
   std::vector<NewContainer> wanted;
   for (const std::string& name : names) wanted.push_back({name, kind});
   const auto added = library.AddContainers(parent, wanted);
-  for (std::size_t at = 0; at < names.size(); ++at) {
+  for (size_t at = 0; at < names.size(); ++at) {
     if (!added[at].error) {
       report.Made(names[at], added[at].id);
     } else {
@@ -122,7 +122,7 @@ struct Siblings {
 // take. Throws Failure where there is no such folder, and for a folder in a folder, unless forced.
 std::string TakeFolder(Library& library, const NewContainers& wanted, std::string& name) {
   if (name.starts_with('/')) name.erase(0, 1);
-  const std::size_t slash = name.find('/');
+  const size_t slash = name.find('/');
   if (slash == std::string::npos) return {};
   const std::string above = name.substr(0, slash);
   const auto folder = wanted.kind == Kind::Album ? FindFolderIfAny(library, above) : std::nullopt;

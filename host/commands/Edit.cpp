@@ -120,7 +120,7 @@ int Link(Host& host, const LinkOptions& options) {
   const Item album = FindAlbum(library, options.album);
   std::vector<NewLink> links = NamedItems(library, options.items);
   AddLinks(library, album.id, links);
-  std::size_t added = 0;
+  size_t added = 0;
   for (const NewLink& link : links) {
     Tell(out, link);
     added += link.problem.empty() ? 1 : 0;
@@ -138,7 +138,7 @@ struct Argument {
 
 // A command of two plain arguments, the second of which has a length that must not be exceeded.
 void AddPairCommand(CLI::App& app, Action& chosen, const char* name, const char* about,
-                    const Argument& target, const Argument& text, std::size_t most,
+                    const Argument& target, const Argument& text, size_t most,
                     int (*run)(Host&, const std::string&, const std::string&)) {
   CLI::App* command = app.add_subcommand(name, about);
   const auto wanted = std::make_shared<std::string>();

@@ -34,7 +34,7 @@ class Reporter {
   }
 
   void operator()(const FetchedFile& file) {
-    ++counts_[static_cast<std::size_t>(file.outcome)];
+    ++counts_[static_cast<size_t>(file.outcome)];
     TellDone();
     const std::string name = Shown(file.file.path.string());
     if (file.outcome == FetchOutcome::kFailed)
@@ -45,7 +45,7 @@ class Reporter {
 
   int Finish() {
     if (Interrupt::Signal() != 0) return 1;
-    const std::size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
+    const size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
     out_.Line(fmt::format("{}, {} already here{}{}{}",
                           dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
                                   : fmt::format("{} downloaded", Count(FetchOutcome::kStored)),
@@ -55,12 +55,12 @@ class Reporter {
   }
 
  private:
-  static std::string Also(std::size_t count, std::string_view words) {
+  static std::string Also(size_t count, std::string_view words) {
     return count == 0 ? "" : fmt::format(", {} {}", count, words);
   }
 
-  std::size_t Count(FetchOutcome outcome) const {
-    return counts_[static_cast<std::size_t>(outcome)];
+  size_t Count(FetchOutcome outcome) const {
+    return counts_[static_cast<size_t>(outcome)];
   }
 
   // What an abort would say.
@@ -83,7 +83,7 @@ class Reporter {
         {"id", file.file.itemId},
         {"name", file.file.name},
         {"path", file.file.path.string()},
-        {"outcome", planned ? "wouldStore" : kWords[static_cast<std::size_t>(file.outcome)]}};
+        {"outcome", planned ? "wouldStore" : kWords[static_cast<size_t>(file.outcome)]}};
     if (file.outcome == FetchOutcome::kStored) object["bytes"] = file.size;
     if (file.outcome == FetchOutcome::kFailed)
       object["error"] = {{"code", file.code}, {"message", file.problem}};
@@ -91,10 +91,10 @@ class Reporter {
   }
 
   Output& out_;
-  const std::size_t toFetch_;
-  const std::size_t leftOut_;
+  const size_t toFetch_;
+  const size_t leftOut_;
   const bool dryRun_;
-  std::array<std::size_t, 4> counts_{};
+  std::array<size_t, 4> counts_{};
 };
 
 int Get(Host& host, const GetOptions& options) {

@@ -44,7 +44,7 @@ class Host {
   // With the session and the account's hierarchy loaded, both once.
   Library& Loaded();
   // The session is restored, and no other run changes its account while this one lives. To be
-  // called before anything of the account is looked at. Throws Failure and Busy.
+  // called before anything of the account is looked at. Throws Failure.
   void LockAccount();
   // What was restored.
   const Kept& Restored() const { return kept_; }

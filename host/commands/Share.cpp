@@ -18,8 +18,8 @@ std::vector<std::string> Addresses(const std::vector<std::string>& given) {
   constexpr const char* kBetween = ",; ";
   std::vector<std::string> addresses;
   for (const std::string& text : given)
-    for (std::size_t at = 0; (at = text.find_first_not_of(kBetween, at)) != text.npos;) {
-      const std::size_t end = std::min(text.find_first_of(kBetween, at), text.size());
+    for (size_t at = 0; (at = text.find_first_not_of(kBetween, at)) != text.npos;) {
+      const size_t end = std::min(text.find_first_of(kBetween, at), text.size());
       addresses.push_back(text.substr(at, end - at));
       at = end;
     }

@@ -21,8 +21,8 @@ using Addresses = std::vector<std::string>;
 
 // "/a/b" of "http://host/a/b?c".
 std::string PathOf(const std::string& url) {
-  const std::size_t host = url.find("://");
-  const std::size_t path = host == std::string::npos ? host : url.find('/', host + 3);
+  const size_t host = url.find("://");
+  const size_t path = host == std::string::npos ? host : url.find('/', host + 3);
   return path == std::string::npos ? "/" : url.substr(path, url.find('?', path) - path);
 }
 
@@ -52,12 +52,12 @@ void DemoStory::LinkIntoAlbum() {
   Prove(items.size() == 1 && items[0].id == uploaded_[0].itemId, "the album shows it");
 }
 
-std::size_t DemoStory::DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
+size_t DemoStory::DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
                                           const std::vector<fs::path>& originals) {
   const fs::path to = folder_.Path() / folder;
   fs::create_directory(to);
   const auto files = Fetch(library_, items, to);
-  for (std::size_t at = 0; at < files.size(); ++at) {
+  for (size_t at = 0; at < files.size(); ++at) {
     if (files[at].code != 0)
       throw CommandFailure("download " + files[at].file.path.filename().string(), files[at].code,
                            kKELOCommand_Download);
@@ -95,9 +95,9 @@ void DemoStory::ThereAndBackAgain() {
   std::map<std::string, std::string> names;  // of the files, by the items' ids
   for (const UploadedFile& file : uploaded_)
     names[file.itemId] = file.file.path.filename().string();
-  std::size_t here = 0;
+  size_t here = 0;
   std::vector<std::string> paths;
-  const std::size_t requests = service_->RequestCount();
+  const size_t requests = service_->RequestCount();
   FetchPlan(library_,
             PlanDownload(library_, {.entries = {library_.Info(albumId_)}}, folder_.Path() / "mine"),
             {}, [&](const FetchedFile& fetched) {
@@ -109,7 +109,7 @@ void DemoStory::ThereAndBackAgain() {
             });
   Prove(here == uploaded_.size() && service_->RequestCount() == requests,
         fmt::format("{} here already, nothing fetched", CountText(here, "file")));
-  PutAgain(paths);
+  UploadOnceMore(paths);
   library_.Load();  // what an upload adds to it has no URLs yet
 }
 
@@ -189,7 +189,7 @@ void DemoStory::AbortDownload() {
 
 void DemoStory::ExtendAndClose() {
   Title("Keep the session alive, then close it (48, 4)");
-  const std::size_t before = Arrived("VerifyRecipients");
+  const size_t before = Arrived("VerifyRecipients");
   library_.ExtendToken(library_.Session(), service_->Secret());
   Prove(Arrived("VerifyRecipients") == before + 1, "the service saw the token in use");
   library_.Close();
@@ -203,7 +203,7 @@ void DemoStory::ExtendAndClose() {
 }
 
 void DemoStory::AllCommandsSeen() const {
-  constexpr std::size_t kCommands = 22;
+  constexpr size_t kCommands = 22;
   Title("Done");
   Prove(library_.CountSent() == kCommands,
         fmt::format("all {} commands of the library were used", kCommands));

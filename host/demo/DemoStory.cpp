@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kFriendPictures = 2;
+constexpr size_t kFriendPictures = 2;
 constexpr const char* kAlbum = "Pictures & more";
 
 fs::path MakeTemporaryFolder() {
@@ -33,9 +33,9 @@ fs::path MakeTemporaryFolder() {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() : path_(MakeTemporaryFolder()) {}
+DemoFolder::DemoFolder() : path_(MakeTemporaryFolder()) {}
 
-TemporaryFolder::~TemporaryFolder() {
+DemoFolder::~DemoFolder() {
   std::error_code failed;
   fs::remove_all(path_, failed);
 }
@@ -79,7 +79,7 @@ void DemoStory::Tell() {
 void DemoStory::MakeFriendAlbum() {
   friendAlbum_ = folder_.Path() / "Anna's garden";
   fs::create_directory(friendAlbum_);
-  std::size_t count = 0;
+  size_t count = 0;
   for (const auto& batch : PlanUpload({pictures_.string()}).batches) {
     for (const LocalFile& file : batch.files) {
       if (count == kFriendPictures || IsSoundMemo(file.path)) continue;
@@ -131,7 +131,7 @@ void DemoStory::CreateAlbum() {
   albumId_ = AddContainer(folder, Kind::Album, kAlbum);
 }
 
-std::vector<UploadedFile> DemoStory::Put(const std::vector<std::string>& paths) {
+std::vector<UploadedFile> DemoStory::Upload(const std::vector<std::string>& paths) {
   std::vector<UploadedFile> files;
   SendPlan(library_, PlanUpload(paths, {.album = {{}, kAlbum}}),
            {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
@@ -139,10 +139,10 @@ std::vector<UploadedFile> DemoStory::Put(const std::vector<std::string>& paths) 
   return files;
 }
 
-void DemoStory::PutAgain(const std::vector<std::string>& paths) {
-  const std::size_t before = Arrived("UploadItems");
-  std::size_t held = 0;
-  const auto files = Put(paths);
+void DemoStory::UploadOnceMore(const std::vector<std::string>& paths) {
+  const size_t before = Arrived("UploadItems");
+  size_t held = 0;
+  const auto files = Upload(paths);
   for (const UploadedFile& file : files) {
     if (file.outcome == UploadOutcome::kStored)
       Prove(false, Shown(file.file.path.string()) + " was sent twice");
@@ -153,8 +153,8 @@ void DemoStory::PutAgain(const std::vector<std::string>& paths) {
         fmt::format("{} checked, nothing sent", CountText(held, "file")));
 }
 
-std::size_t DemoStory::Arrived(const std::string& method) const {
-  std::size_t count = 0;
+size_t DemoStory::Arrived(const std::string& method) const {
+  size_t count = 0;
   for (const auto& request : service_->Log()) count += request.apiMethod == method ? 1 : 0;
   return count;
 }
@@ -162,8 +162,8 @@ std::size_t DemoStory::Arrived(const std::string& method) const {
 void DemoStory::UploadPictures() {
   Title("Put the pictures into the album (20; progress by 32 and 33)");
   std::map<std::string, bool> seen;
-  std::size_t held = 0;
-  const auto files = Put({pictures_.string()});
+  size_t held = 0;
+  const auto files = Upload({pictures_.string()});
   for (const UploadedFile& file : files) {
     const LocalFile& local = file.file;
     const std::string size =
@@ -181,7 +181,7 @@ void DemoStory::UploadPictures() {
 
 void DemoStory::UploadAgain() {
   Title("Put them again (20 with its check)");
-  PutAgain({pictures_.string()});
+  UploadOnceMore({pictures_.string()});
 }
 
 void DemoStory::Browse() {

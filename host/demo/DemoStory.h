@@ -20,12 +20,12 @@ class Service;
 namespace kelo::host {
 
 // A folder of its own under the system's temporary one, removed at the end.
-class TemporaryFolder {
+class DemoFolder {
  public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  DemoFolder();
+  ~DemoFolder();
+  DemoFolder(const DemoFolder&) = delete;
+  DemoFolder& operator=(const DemoFolder&) = delete;
   const std::filesystem::path& Path() const { return path_; }
 
  private:
@@ -85,11 +85,11 @@ class DemoStory {
   void AllCommandsSeen() const;
 
   std::string AddContainer(const std::string& parent, Kind kind, const std::string& name);
-  std::vector<UploadedFile> Put(const std::vector<std::string>& paths);
+  std::vector<UploadedFile> Upload(const std::vector<std::string>& paths);
   // Proves that nothing is sent of what is put once more.
-  void PutAgain(const std::vector<std::string>& paths);
-  std::size_t Arrived(const std::string& method) const;
-  std::size_t DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
+  void UploadOnceMore(const std::vector<std::string>& paths);
+  size_t Arrived(const std::string& method) const;
+  size_t DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
                                  const std::vector<std::filesystem::path>& originals);
 
   // Throws Failure unless `proven`.
@@ -101,7 +101,7 @@ class DemoStory {
   Output& out_;
   const std::filesystem::path pictures_;
   std::filesystem::path friendAlbum_;
-  const TemporaryFolder folder_;
+  const DemoFolder folder_;
   std::unique_ptr<devservice::Service> service_;
   std::string albumId_;
   std::vector<UploadedFile> uploaded_;  // in the album, each item once

@@ -25,9 +25,9 @@ void Check(bool good) {
   if (!good) throw std::system_error(errno, std::generic_category());
 }
 
-Descriptor OpenFolder(const fs::path& path) {
+OwnedFile OpenFolder(const fs::path& path) {
   fs::create_directories(path);
-  Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  OwnedFile folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   Check(static_cast<bool>(folder));
   return folder;
 }
@@ -43,7 +43,7 @@ std::string LockOf(std::string_view name) {
   return fmt::format("{}{}", name, kLockEnd);
 }
 
-std::vector<std::string> NamesLockedIn(const Descriptor& folder) {
+std::vector<std::string> NamesLockedIn(const OwnedFile& folder) {
   std::vector<std::string> names;
   const std::unique_ptr<DIR, int (*)(DIR*)> list(
       ::fdopendir(::openat(folder.Number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), ::closedir);
@@ -54,10 +54,10 @@ std::vector<std::string> NamesLockedIn(const Descriptor& folder) {
 }
 
 // Whoever gets the lock of another run has outlived it.
-void RemoveLeftovers(const Descriptor& folder) {
+void RemoveLeftovers(const OwnedFile& folder) {
   for (const std::string& name : NamesLockedIn(folder)) {
     const std::string lockName = LockOf(name);
-    const Descriptor lock(
+    const OwnedFile lock(
         ::openat(folder.Number(), lockName.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!lock || Lock(lock, false) != LockResult::kTaken) continue;
     ::unlinkat(folder.Number(), name.c_str(), 0);
@@ -105,7 +105,7 @@ int Arrival::Settle(const std::string& name, std::optional<std::time_t> modified
 }
 
 int Arrival::Finish(std::optional<std::time_t> modified) {
-  const Descriptor file(
+  const OwnedFile file(
       ::openat(folder_.Number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (!file || ::fstat(file.Number(), &status) != 0) return errno;
@@ -133,7 +133,7 @@ int Arrival::MoveToFreePlace(const std::string& name) const {
     return ::unlinkat(folder, name_.c_str(), 0) == 0 ? 0 : errno;
   if (errno == EEXIST) return errno;
   // The place is taken by a file of ours, which nobody else takes for a picture: it has no date.
-  const Descriptor place(
+  const OwnedFile place(
       ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!place) return errno;
   const int error = Move(name);

@@ -42,9 +42,9 @@ class Arrival {
 
   const MustTidy tidy_;
   const std::filesystem::path path_;
-  Descriptor folder_;
+  OwnedFile folder_;
   std::string name_;
-  Descriptor lock_;
+  OwnedFile lock_;
   std::uint64_t size_ = 0;
 };
 

@@ -154,12 +154,12 @@ class Planner {
 
   void GivePaths() {
     std::vector<fs::path> wanted;
-    for (const PlannedFile& file : plan_.files) wanted.push_back(file.wanted);
-    auto given = plan_.paths.Give(wanted, Named::kFile, [&](std::size_t at) {
+    for (const PlannedDownload& file : plan_.files) wanted.push_back(file.wanted);
+    auto given = plan_.paths.Give(wanted, Named::kFile, [&](size_t at) {
       return std::vector<PathGiver::Mark>{{"", plan_.files[at].modified}};
     });
-    for (std::size_t at = 0; at < given.size(); ++at) {
-      PlannedFile& file = plan_.files[at];
+    for (size_t at = 0; at < given.size(); ++at) {
+      PlannedDownload& file = plan_.files[at];
       file.path = std::move(given[at].path);
       file.standing = given[at].isHere ? Standing::kThisOne : Standing::kNothing;
       if (!given[at].isHere && StandsThere(file.path)) file.standing = Standing::kOther;

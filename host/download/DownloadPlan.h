@@ -19,7 +19,7 @@ enum class Standing {
   kOther
 };
 
-struct PlannedFile {
+struct PlannedDownload {
   std::string itemId;
   std::string name;  // as the service has it, resolved
   std::string url;
@@ -31,9 +31,9 @@ struct PlannedFile {
 
 struct DownloadPlan {
   std::filesystem::path to;
-  std::vector<PlannedFile> files;
+  std::vector<PlannedDownload> files;
   PathGiver paths;          // knows those of the files
-  std::size_t leftOut = 0;  // folders, albums and what is in them, told of already
+  size_t leftOut = 0;  // folders, albums and what is in them, told of already
 };
 
 // What to get: entries of the catalogue (items, albums, folders), or everything.

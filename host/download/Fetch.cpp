@@ -30,7 +30,7 @@ bool IsItsOwn(std::uint32_t code) {
          code == kKELOResult_DestinationUnusable;
 }
 
-bool IsWanted(const PlannedFile& file, const FetchOptions& options) {
+bool IsWanted(const PlannedDownload& file, const FetchOptions& options) {
   return file.standing == Standing::kNothing || options.replace;
 }
 
@@ -38,7 +38,7 @@ class Fetcher {
  public:
   Fetcher(Library& library, DownloadPlan& plan, const FetchOptions& options)
       : library_(library), plan_(plan), options_(options) {
-    const std::size_t files = options.dryRun ? 0 : CountToFetch(plan, options);
+    const size_t files = options.dryRun ? 0 : CountToFetch(plan, options);
     if (files > 0) progress_.emplace(library.Out(), Job{.doing = "fetching", .files = files});
   }
 
@@ -58,7 +58,7 @@ class Fetcher {
     }
   }
 
-  FetchedFile Get(PlannedFile file) {
+  FetchedFile Fetch(PlannedDownload file) {
     const bool wanted = IsWanted(file, options_);
     FetchedFile fetched{.file = std::move(file)};
     if (!wanted)
@@ -70,7 +70,7 @@ class Fetcher {
 
  private:
   static void Skip(FetchedFile& fetched) {
-    const PlannedFile& file = fetched.file;
+    const PlannedDownload& file = fetched.file;
     // Another run may have put it there meanwhile.
     if (file.standing == Standing::kThisOne || IsFileOf(file.path, file.modified))
       fetched.outcome = FetchOutcome::kHere;
@@ -106,7 +106,7 @@ class Fetcher {
     fetched.outcome = FetchOutcome::kStored;
   }
 
-  std::uint32_t Transfer(const PlannedFile& file) {
+  std::uint32_t Transfer(const PlannedDownload& file) {
     progress_->Begin({Shown(file.path.filename().string())});
     const DownloadedFile downloaded = Attempt(file.url);
     const std::uint32_t code = downloaded.error ? downloaded.error->Code() : 0;
@@ -116,13 +116,13 @@ class Fetcher {
 
   DownloadedFile Attempt(const std::string& url) try {
     return library_.Download({{url, arrival_->Path()}}, std::ref(*progress_)).front();
-  } catch (const CommandFailure& failure) {
+  } catch (const Error& failure) {
     return {.error = failure};
   }
 
   // Where the file system takes the name for that of a file that was made before, the next number
   // is free.
-  int Settle(PlannedFile& file) {
+  int Settle(PlannedDownload& file) {
     while (plan_.paths.BelongsElsewhere(file.path))
       file.path = plan_.paths.Take(file.wanted, Named::kFile);
     const int error =
@@ -144,9 +144,9 @@ class Fetcher {
 
 }  // namespace
 
-std::size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options) {
-  return static_cast<std::size_t>(std::ranges::count_if(
-      plan.files, [&](const PlannedFile& file) { return IsWanted(file, options); }));
+size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options) {
+  return static_cast<size_t>(std::ranges::count_if(
+      plan.files, [&](const PlannedDownload& file) { return IsWanted(file, options); }));
 }
 
 void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
@@ -157,8 +157,8 @@ void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
       throw Failure(fmt::format("cannot write into the folder {}: {}", Shown(plan.to.string()),
                                 std::strerror(error)));
   }
-  for (PlannedFile& file : plan.files) {
-    const FetchedFile fetched = fetcher.Get(std::move(file));
+  for (PlannedDownload& file : plan.files) {
+    const FetchedFile fetched = fetcher.Fetch(std::move(file));
     if (fetcher.IsAborted()) return;
     report(fetched);
   }

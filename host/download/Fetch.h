@@ -14,7 +14,7 @@ namespace kelo::host {
 enum class FetchOutcome { kStored, kHere, kFailed, kNotTried };
 
 struct FetchedFile {
-  PlannedFile file;
+  PlannedDownload file;
   FetchOutcome outcome = FetchOutcome::kNotTried;
   std::uint64_t size = 0;  // bytes of a stored file
   std::uint32_t code = 0;  // of a failure, and what it says without it
@@ -27,7 +27,7 @@ struct FetchOptions {
 };
 
 // How many files that makes.
-std::size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options);
+size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options);
 
 // One file after another; `report` hears of each when it is over. A file has its name only when it
 // is whole and dated. After three failures in a row that are not the file's own (no connection, no

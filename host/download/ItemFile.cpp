@@ -16,11 +16,11 @@ namespace kelo::host {
 namespace {
 
 // The first is the one that a file gets.
-struct Format {
+struct ItemFormat {
   std::uint32_t format;
   std::array<std::string_view, 3> extensions;
 };
-constexpr Format kFormats[] = {{kKELOFormat_JPEG, {".jpg", ".jpeg", ".jpe"}},
+constexpr ItemFormat kFormats[] = {{kKELOFormat_JPEG, {".jpg", ".jpeg", ".jpe"}},
                                {kKELOFormat_RawA, {".rwa"}},
                                {kKELOFormat_RawB, {".rwb"}},
                                {kKELOFormat_TIFF, {".tif", ".tiff"}},
@@ -34,8 +34,8 @@ bool EqualButForCase(std::string_view a, std::string_view b) {
 }
 
 // A name that was cut inside its extension still ends in the beginning of it.
-std::string WithExtension(std::string name, const Format& format) {
-  const std::size_t dot = name.rfind('.');
+std::string WithExtension(std::string name, const ItemFormat& format) {
+  const size_t dot = name.rfind('.');
   const std::string_view tail =
       dot == std::string::npos ? std::string_view() : std::string_view(name).substr(dot);
   for (const std::string_view extension : format.extensions)
@@ -49,7 +49,7 @@ std::string WithExtension(std::string name, const Format& format) {
 
 std::string ItemFileName(const Item& item) {
   std::string name = FileName(item.name, item.id);
-  const auto* const format = std::ranges::find(kFormats, item.fileFormat, &Format::format);
+  const auto* const format = std::ranges::find(kFormats, item.fileFormat, &ItemFormat::format);
   return MayBeCut(item) && format != std::end(kFormats) ? WithExtension(std::move(name), *format)
                                                         : name;
 }

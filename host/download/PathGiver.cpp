@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Date = std::optional<std::time_t>;
+using KnownDate = std::optional<std::time_t>;
 
 constexpr int kGaps = 3;  // numbers that are missing, since someone removed their files
 
@@ -34,23 +34,23 @@ class PathGiver::Namesakes {
  public:
   explicit Namesakes(const fs::path& wanted) : wanted_(wanted) {}
 
-  void Add(std::size_t at) { waiting_.insert(at); }
-  void Remove(std::size_t at) { waiting_.erase(at); }
+  void Add(size_t at) { waiting_.insert(at); }
+  void Remove(size_t at) { waiting_.erase(at); }
   const fs::path& Wanted() const { return wanted_; }
   bool Empty() const { return waiting_.empty(); }
 
   // The first that has a mark of what stands at the path.
-  std::optional<std::size_t> OwnerOf(const fs::path& path, Named named, const MarksOf& marksOf) {
+  std::optional<size_t> OwnerOf(const fs::path& path, Named named, const MarksOf& marksOf) {
     if (!isRead_) ReadMarks(marksOf);
     return named == Named::kFile ? FindFile(path, "") : FindIn(path, "", depth_);
   }
 
  private:
-  using Positions = std::deque<std::size_t>;
+  using Positions = std::deque<size_t>;
 
   void ReadMarks(const MarksOf& marksOf) {
     isRead_ = true;
-    for (const std::size_t at : waiting_) {
+    for (const size_t at : waiting_) {
       for (const Mark& mark : marksOf(at)) {
         depth_ = std::max(depth_, std::ranges::count(mark.below, '/'));
         marks_[mark.below][mark.modified].push_back(at);
@@ -58,7 +58,7 @@ class PathGiver::Namesakes {
     }
   }
 
-  std::optional<std::size_t> FindIn(const fs::path& folder, const std::string& below,
+  std::optional<size_t> FindIn(const fs::path& folder, const std::string& below,
                                     std::ptrdiff_t depth) {
     std::error_code failed;
     for (fs::directory_iterator at(folder, failed), end; !failed && at != end;
@@ -73,15 +73,15 @@ class PathGiver::Namesakes {
     return std::nullopt;
   }
 
-  std::optional<std::size_t> FindFile(const fs::path& path, const std::string& below) {
+  std::optional<size_t> FindFile(const fs::path& path, const std::string& below) {
     const auto marks = marks_.find(below);
     struct stat status {};
     if (marks == marks_.end() || ::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
       return std::nullopt;
-    std::size_t first = kNobody;
+    size_t first = kNobody;
     // Some file systems count in twos.
     const std::time_t date = status.st_mtime;
-    for (const Date& one : {Date(), Date(date - 1), Date(date), Date(date + 1)}) {
+    for (const KnownDate& one : {KnownDate(), KnownDate(date - 1), KnownDate(date), KnownDate(date + 1)}) {
       const auto dated = marks->second.find(one);
       if (dated != marks->second.end()) first = std::min(first, FirstOf(dated->second));
     }
@@ -89,18 +89,18 @@ class PathGiver::Namesakes {
   }
 
   // Those that have a path by now go for good.
-  std::size_t FirstOf(Positions& positions) const {
+  size_t FirstOf(Positions& positions) const {
     while (!positions.empty() && !waiting_.contains(positions.front())) positions.pop_front();
     return positions.empty() ? kNobody : positions.front();
   }
 
-  static constexpr std::size_t kNobody = std::numeric_limits<std::size_t>::max();
+  static constexpr size_t kNobody = std::numeric_limits<size_t>::max();
 
   const fs::path wanted_;
-  std::set<std::size_t> waiting_;  // positions
+  std::set<size_t> waiting_;  // positions
   bool isRead_ = false;
   std::ptrdiff_t depth_ = 0;  // of the folders in which marked files lie
-  std::map<std::string, std::map<Date, Positions>> marks_;
+  std::map<std::string, std::map<KnownDate, Positions>> marks_;
 };
 
 bool PathGiver::ButForCase::operator()(const std::u16string& a, const std::u16string& b) const {
@@ -161,10 +161,10 @@ void PathGiver::GiveStanding(Namesakes& namesakes, Named named, int first, int l
 std::vector<PathGiver::Given> PathGiver::Give(const std::vector<fs::path>& wanted, Named named,
                                               const MarksOf& marksOf) {
   std::vector<Given> given(wanted.size());
-  std::map<fs::path, std::size_t> known;
+  std::map<fs::path, size_t> known;
   std::deque<Namesakes> all;  // in the order of the first of each
   std::vector<Namesakes*> namesakes;
-  for (std::size_t at = 0; at < wanted.size(); ++at) {
+  for (size_t at = 0; at < wanted.size(); ++at) {
     const auto [found, isNew] = known.emplace(wanted[at], all.size());
     if (isNew) all.emplace_back(wanted[at]);
     namesakes.push_back(&all[found->second]);
@@ -174,13 +174,13 @@ std::vector<PathGiver::Given> PathGiver::Give(const std::vector<fs::path>& wante
   for (Namesakes& each : all) GiveStanding(each, named, 1, 1, marksOf, given);
   for (Namesakes& each : all)
     GiveStanding(each, named, 2, std::numeric_limits<int>::max(), marksOf, given);
-  for (std::size_t at = 0; at < wanted.size(); ++at) {
+  for (size_t at = 0; at < wanted.size(); ++at) {
     if (!given[at].path.empty() || IsTaken(wanted[at]) || !paths_.insert(wanted[at]).second)
       continue;
     given[at].path = wanted[at];
     namesakes[at]->Remove(at);
   }
-  for (std::size_t at = 0; at < wanted.size(); ++at) {
+  for (size_t at = 0; at < wanted.size(); ++at) {
     if (!given[at].path.empty()) continue;
     given[at].path = Take(wanted[at], named);
     struct stat status {};

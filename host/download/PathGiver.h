@@ -31,7 +31,7 @@ class PathGiver {
     std::optional<std::time_t> modified;
   };
   // Of the one with this position; asked once at most, where something stands at its path.
-  using MarksOf = std::function<std::vector<Mark>(std::size_t)>;
+  using MarksOf = std::function<std::vector<Mark>(size_t)>;
 
   // A path for each wanted one, in their order, which decides who gets the lower number. What
   // stands there belongs to the first that has a mark of it. Many of one name take no longer than

@@ -13,35 +13,36 @@
 
 #include "host/names/Dates.h"
 #include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {
 
-// "kelo put, since 2026-11-22 10:11, process 12 on anna": it decides nothing.
+// "kelo put, since 2026-11-22 10:11, process 12 on anna", for people.
 std::string AboutThisRun(const std::string& command) {
   char machine[256] = "";
   ::gethostname(machine, sizeof machine - 1);
   return fmt::format("kelo {}, since {}, process {} on {}", command,
-                     DateText(UniversalDate(std::time(nullptr)), Clock::Universal), ::getpid(),
+                     DateText(UniversalDate(std::time(nullptr)), DateClock::kUniversal), ::getpid(),
                      machine);
 }
 
-void Write(const Descriptor& file, const std::string& text) {
+void Write(const OwnedFile& file, const std::string& text) {
   if (::ftruncate(file.Number(), 0) == 0)
     static_cast<void>(!::pwrite(file.Number(), text.data(), text.size(), 0));
 }
 
-std::string HolderOf(const Descriptor& file) {
+std::string HolderOf(const OwnedFile& file) {
   char text[512];
   const ssize_t size = ::pread(file.Number(), text, sizeof text, 0);
-  return size <= 0 ? "another kelo" : Shown(std::string_view(text, static_cast<std::size_t>(size)));
+  return size <= 0 ? "another kelo" : Shown(std::string_view(text, static_cast<size_t>(size)));
 }
 
-Descriptor OpenIn(const std::filesystem::path& folder, const std::string& name) {
+OwnedFile OpenIn(const std::filesystem::path& folder, const std::string& name) {
   std::error_code ignored;
   std::filesystem::create_directories(folder, ignored);
-  const Descriptor open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!open) return Descriptor();
+  const OwnedFile open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!open) return OwnedFile();
   ::fchmod(open.Number(), S_IRWXU);
   return OpenLockFile(open, name);
 }
@@ -65,7 +66,7 @@ AccountLock::AccountLock(Output& out, const std::filesystem::path& folder,
   LockResult result = file_ ? Lock(file_, false) : LockResult::kNone;
   if (result == LockResult::kHeld) {
     const std::string holder = HolderOf(file_);
-    if (!waits) throw Busy("another run changes this account: " + holder);
+    if (!waits) throw Failure("another run changes this account: " + holder, Failure::kBusy);
     out.Note("waiting for another run that changes this account: " + holder);
     result = Lock(file_, true);
   }

@@ -1,4 +1,4 @@
-// One run at a time changes an account: two that look at once whether an album is there make it
+// One run at a time changes an account. Two at once might both find an album missing, and make it
 // twice. The lock is a file in the state folder, one for each account, whatever the profile.
 #pragma once
 
@@ -6,16 +6,9 @@
 #include <string>
 
 #include "host/library/FileLock.h"
-#include "host/names/ResultText.h"
 #include "host/terminal/Output.h"
 
 namespace kelo::host {
-
-// Another run changes the account, and nobody wants to wait for it.
-class Busy : public Failure {
- public:
-  using Failure::Failure;
-};
 
 // Tells accounts apart in file names, by what a login knows of them: the service and a text that
 // only this account has. Gives nothing of the text away.
@@ -23,7 +16,7 @@ std::string AccountOf(const std::string& url, const std::string& secretText);
 
 class AccountLock {
  public:
-  // Waits while another run has it, and says for whom; throws Busy instead unless `waits`. Where
+  // Waits while another run has it, and says for whom; unless `waits` throws Failure with kBusy. Where
   // there can be no lock, that is told and the run goes on without. `command` is what others are
   // told of this run. The folder is made if need be.
   AccountLock(Output& out, const std::filesystem::path& folder, const std::string& account,
@@ -33,7 +26,7 @@ class AccountLock {
   AccountLock& operator=(const AccountLock&) = delete;
 
  private:
-  Descriptor file_;
+  OwnedFile file_;
 };
 
 }  // namespace kelo::host

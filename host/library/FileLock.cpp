@@ -13,11 +13,11 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kRandomBytes = 16;
+constexpr size_t kRandomBytes = 16;
 
 }  // namespace
 
-LockResult Lock(const Descriptor& file, bool wait) {
+LockResult Lock(const OwnedFile& file, bool wait) {
   int failed;
   do {
     failed = ::flock(file.Number(), wait ? LOCK_EX : LOCK_EX | LOCK_NB);
@@ -26,9 +26,9 @@ LockResult Lock(const Descriptor& file, bool wait) {
   return errno == EWOULDBLOCK ? LockResult::kHeld : LockResult::kNone;
 }
 
-Descriptor OpenLockFile(const Descriptor& folder, const std::string& name) {
+OwnedFile OpenLockFile(const OwnedFile& folder, const std::string& name) {
   // File systems of networks lock for writers only.
-  return Descriptor(::openat(folder.Number(), name.c_str(),
+  return OwnedFile(::openat(folder.Number(), name.c_str(),
                              O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
 }
 

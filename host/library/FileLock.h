@@ -12,12 +12,12 @@
 namespace kelo::host {
 
 // Owns a file descriptor; -1 is none.
-class Descriptor {
+class OwnedFile {
  public:
-  explicit Descriptor(int number = -1) : number_(number) {}
-  ~Descriptor() { Close(); }
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
+  explicit OwnedFile(int number = -1) : number_(number) {}
+  ~OwnedFile() { Close(); }
+  OwnedFile(OwnedFile&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  OwnedFile& operator=(OwnedFile&& other) noexcept {
     std::swap(number_, other.number_);
     return *this;
   }
@@ -36,11 +36,11 @@ enum class LockResult {
 };
 
 // Locks an open file for its opening alone.
-LockResult Lock(const Descriptor& file, bool wait);
+LockResult Lock(const OwnedFile& file, bool wait);
 
 // Opens the file in the folder for a lock, and makes it, for the user alone, where there is none.
 // A link is not followed. No descriptor and errno on failure.
-Descriptor OpenLockFile(const Descriptor& folder, const std::string& name);
+OwnedFile OpenLockFile(const OwnedFile& folder, const std::string& name);
 
 // 32 hexadecimal digits from the system's random source, and whether something may be one.
 std::string RandomName();

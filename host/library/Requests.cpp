@@ -26,7 +26,7 @@ void ReadNumber(std::string_view text, Number& number) {
 
 // Takes the next word off the line; blanks within quotes are part of it.
 std::string_view TakeWord(std::string_view& line) {
-  std::size_t end = 0;
+  size_t end = 0;
   for (bool quoted = false; end < line.size() && (quoted || line[end] != ' '); ++end)
     if (line[end] == '"') quoted = !quoted;
   const std::string_view word = line.substr(0, end);
@@ -36,11 +36,11 @@ std::string_view TakeWord(std::string_view& line) {
 
 }  // namespace
 
-Request ReadTraceLine(std::string_view line) {
-  Request request;
+TracedRequest ReadTraceLine(std::string_view line) {
+  TracedRequest request;
   while (!line.empty()) {
     const std::string_view word = TakeWord(line);
-    const std::size_t equals = word.find('=');
+    const size_t equals = word.find('=');
     if (equals == std::string_view::npos) continue;
     const std::string_view name = word.substr(0, equals);
     const std::string_view value = word.substr(equals + 1);
@@ -73,7 +73,7 @@ Requests::~Requests() {
   ::close(readEnd_);
 }
 
-std::vector<Request> Requests::Take() {
+std::vector<TracedRequest> Requests::Take() {
   const std::lock_guard lock(mutex_);
   Drain();
   return std::exchange(ended_, {});
@@ -91,9 +91,9 @@ void Requests::Watch() {
 void Requests::Drain() {
   char block[4096];
   for (ssize_t size; (size = ::read(readEnd_, block, sizeof block)) > 0;)
-    unfinished_.append(block, static_cast<std::size_t>(size));
-  std::size_t begin = 0;
-  for (std::size_t end; (end = unfinished_.find('\n', begin)) != std::string::npos;
+    unfinished_.append(block, static_cast<size_t>(size));
+  size_t begin = 0;
+  for (size_t end; (end = unfinished_.find('\n', begin)) != std::string::npos;
        begin = end + 1) {
     const std::string_view line = std::string_view(unfinished_).substr(begin, end - begin);
     Pass(line);

@@ -40,11 +40,11 @@ constexpr CauseRow kCauses[] = {
 // The commands that ask the service, and whether what they do may be done twice. An upload that may
 // have been done goes on with the duplicate check (upload/Upload.h).
 enum class Twice { kHarmless, kNever };
-struct CommandRow {
+struct RetryRow {
   std::uint32_t command;
   Twice twice;
 };
-constexpr CommandRow kCommands[] = {
+constexpr RetryRow kCommands[] = {
     {kKELOCommand_OpenSession, Twice::kHarmless},   // one that nobody got to know ends by itself
     {kKELOCommand_CloseSession, Twice::kHarmless},  // the second one finds it closed
     {kKELOCommand_LoadHierarchy, Twice::kHarmless},
@@ -62,12 +62,12 @@ constexpr CommandRow kCommands[] = {
     {kKELOCommand_Download, Twice::kHarmless},  // one that failed left nothing at its destination
 };
 
-const CommandRow* Find(std::uint32_t command) {
-  const auto row = std::ranges::find(kCommands, command, &CommandRow::command);
+const RetryRow* Find(std::uint32_t command) {
+  const auto row = std::ranges::find(kCommands, command, &RetryRow::command);
   return row == std::end(kCommands) ? nullptr : row;
 }
 
-std::uint32_t NumberOf(const Request& request) {
+std::uint32_t NumberOf(const TracedRequest& request) {
   if (request.cause == "status") return request.status;
   if (request.cause == "service") return request.errcode;
   return request.cause.empty() ? request.result : 0;
@@ -75,7 +75,7 @@ std::uint32_t NumberOf(const Request& request) {
 
 }  // namespace
 
-Trouble Judge(std::uint32_t command, std::uint32_t result, const Request& last) {
+Trouble Judge(std::uint32_t command, std::uint32_t result, const TracedRequest& last) {
   const auto row = std::ranges::find_if(kCauses, [&last](const CauseRow& one) {
     return one.cause == last.cause && (one.number == 0 || one.number == NumberOf(last));
   });
@@ -87,7 +87,7 @@ Trouble Judge(std::uint32_t command, std::uint32_t result, const Request& last) 
   if (isOfRequest && (result == kKELOResult_Success || result == kKELOResult_Aborted))
     return Trouble::kNone;
   if (row->trouble != Trouble::kMayHaveBeenDone) return row->trouble;
-  const CommandRow* known = Find(command);
+  const RetryRow* known = Find(command);
   const bool isHarmless = known != nullptr && known->twice == Twice::kHarmless;
   return isHarmless || last.sent == 0 ? Trouble::kMayPass : Trouble::kMayHaveBeenDone;
 }

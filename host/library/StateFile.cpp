@@ -37,7 +37,7 @@ static_assert(sizeof(FixedPart) == 16 + 4 + 36 + 800);
 // Of earlier versions, which had URL and credentials in files of their own.
 constexpr char kFormerMagic[16] = "kelo session 1\n";
 
-constexpr std::size_t kMaxBytes = 1 << 16;
+constexpr size_t kMaxBytes = 1 << 16;
 constexpr const char* kUrlsVariable = "KELO_URLS_FILE";
 constexpr const char* kTemporary = "session.";
 
@@ -57,7 +57,7 @@ fs::path DefaultFolder() {
 }
 
 // Nobody but the user may read or write the open file.
-void CheckPrivate(const Descriptor& file, const fs::path& path) {
+void CheckPrivate(const OwnedFile& file, const fs::path& path) {
   struct stat facts {};
   if (::fstat(file.Number(), &facts) != 0) FailFile("read", path);
   if (!S_ISREG(facts.st_mode))
@@ -73,8 +73,8 @@ void CheckPrivate(const Descriptor& file, const fs::path& path) {
 }
 
 // The first `most` bytes of a private file; nothing when there is no such file.
-std::optional<std::string> ReadPrivate(const fs::path& path, std::size_t most) {
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+std::optional<std::string> ReadPrivate(const fs::path& path, size_t most) {
+  OwnedFile file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!file) {
     if (errno == ENOENT) return std::nullopt;
     FailFile("read", path);
@@ -83,7 +83,7 @@ std::optional<std::string> ReadPrivate(const fs::path& path, std::size_t most) {
   std::string bytes(most, '\0');
   const auto size = ::read(file.Number(), bytes.data(), bytes.size());
   if (size < 0) FailFile("read", path);
-  bytes.resize(static_cast<std::size_t>(size));
+  bytes.resize(static_cast<size_t>(size));
   return bytes;
 }
 
@@ -129,7 +129,7 @@ class StateFile::Writing {
   explicit Writing(const fs::path& folder) {
     std::error_code ignored;
     fs::create_directories(folder, ignored);
-    folder_ = Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    folder_ = OwnedFile(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder_) FailFile("open", folder);
     ::fchmod(folder_.Number(), S_IRWXU);
     lock_ = OpenLockFile(folder_, "session.lock");
@@ -139,7 +139,7 @@ class StateFile::Writing {
   void Write(const std::string& name, std::string_view bytes, const fs::path& path) const {
     const std::string temporary = kTemporary + RandomName();
     const int folder = folder_.Number();
-    Descriptor file(::openat(folder, temporary.c_str(),
+    OwnedFile file(::openat(folder, temporary.c_str(),
                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) FailFile("write", path);
     const auto written = ::write(file.Number(), bytes.data(), bytes.size());
@@ -172,8 +172,8 @@ class StateFile::Writing {
     }
   }
 
-  Descriptor folder_;
-  Descriptor lock_;
+  OwnedFile folder_;
+  OwnedFile lock_;
 };
 
 bool IsProfileName(const std::string& name) {
@@ -214,7 +214,7 @@ Kept StateFile::Load() const {
 Kept StateFile::LoadFormer(std::optional<StoredSession> session) const {
   Kept kept{.url = {}, .account = {}, .session = std::move(session)};
   const std::string urls = ReadPrivate(UrlPath(), kMaxBytes).value_or("");
-  if (const std::size_t begin = urls.find('"'); begin != std::string::npos)
+  if (const size_t begin = urls.find('"'); begin != std::string::npos)
     kept.url = urls.substr(begin + 1, urls.rfind('"') - begin - 1);
   if (!kept.session) return kept;
   kept.account = AccountOf(kept.url, std::string(FieldText(kept.session->session.token)));
@@ -252,8 +252,8 @@ void UseServer(const std::string& url) {
     return;
   }
   // In memory, so that what another run saves meanwhile changes nothing for this one.
-  static Descriptor file;
-  Descriptor next(::memfd_create("kelo-server", MFD_CLOEXEC));
+  static OwnedFile file;
+  OwnedFile next(::memfd_create("kelo-server", MFD_CLOEXEC));
   const std::string path = fmt::format("/proc/self/fd/{}", next.Number());
   const std::string text = fmt::format("kKELO_URLofKELOServer = \"{}\"\n", url);
   const bool written =

@@ -8,7 +8,7 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kNameField = 255;  // bytes, of the library's records
+constexpr size_t kNameField = 255;  // bytes, of the library's records
 
 std::string AsReferences(const std::string& name) {
   std::string references;
@@ -19,7 +19,7 @@ std::string AsReferences(const std::string& name) {
 // A reference that was cut stands at the end without its semicolon, a pair of two that was cut
 // without its second.
 std::string WithoutCutReference(std::string references) {
-  std::size_t last = references.rfind('&');
+  size_t last = references.rfind('&');
   if (last == std::string::npos) return references;
   if (references.find(';', last) == std::string::npos) {
     references.resize(last);

@@ -12,7 +12,7 @@ namespace {
 
 namespace chrono = std::chrono;
 
-struct Date {
+struct ReadDate {
   chrono::sys_seconds time;
   bool universal = false;  // otherwise a camera's
 };
@@ -20,7 +20,7 @@ struct Date {
 // Whether `text` begins as the pattern says: "0" is a digit, any other character one of its kind.
 bool Matches(std::string_view text, std::string_view pattern) {
   if (text.size() < pattern.size()) return false;
-  for (std::size_t at = 0; at < pattern.size(); ++at) {
+  for (size_t at = 0; at < pattern.size(); ++at) {
     const char c = text[at];
     const bool fits = pattern[at] == '0'   ? c >= '0' && c <= '9'
                       : pattern[at] == '-' ? c == '-' || c == ':'
@@ -48,9 +48,9 @@ std::optional<chrono::minutes> Zone(std::string_view text) {
   return text[0] == '-' ? -offset : offset;
 }
 
-std::optional<Date> Read(std::string_view text, Clock clock) {
+std::optional<ReadDate> Read(std::string_view text, DateClock clock) {
   if (!Matches(text, "0000-00-00T00:00:00")) return std::nullopt;
-  const auto number = [&](std::size_t at) {
+  const auto number = [&](size_t at) {
     return static_cast<unsigned>(Number(text.substr(at, 2)));
   };
   const chrono::year_month_day day(chrono::year(Number(text.substr(0, 4))),
@@ -62,11 +62,11 @@ std::optional<Date> Read(std::string_view text, Clock clock) {
   if (rest.starts_with('.'))
     rest.remove_prefix(std::min(rest.find_first_not_of("0123456789", 1), rest.size()));
   const auto zone = Zone(rest);
-  return Date{zone ? time - *zone : time, zone || clock == Clock::Universal};
+  return ReadDate{zone ? time - *zone : time, zone || clock == DateClock::kUniversal};
 }
 
 // On the clock that a person sees.
-chrono::sys_seconds ShownTime(const Date& date) {
+chrono::sys_seconds ShownTime(const ReadDate& date) {
   if (!date.universal) return date.time;
   const std::time_t seconds = chrono::system_clock::to_time_t(date.time);
   std::tm local{};
@@ -75,7 +75,7 @@ chrono::sys_seconds ShownTime(const Date& date) {
 }
 
 // Into the places of its digits; a list has a hundred thousand dates.
-void WriteNumber(std::string& text, std::size_t at, std::size_t digits, std::int64_t number) {
+void WriteNumber(std::string& text, size_t at, size_t digits, std::int64_t number) {
   for (; digits > 0; number /= 10) text[at + --digits] = static_cast<char>('0' + number % 10);
 }
 
@@ -97,12 +97,12 @@ std::string Written(chrono::sys_seconds time, char between, bool withSeconds) {
 
 }  // namespace
 
-std::string DateText(std::string_view text, Clock clock) {
+std::string DateText(std::string_view text, DateClock clock) {
   const auto date = Read(text, clock);
   return date ? Written(ShownTime(*date), ' ', false) : Shown(text);
 }
 
-std::string IsoDate(std::string_view text, Clock clock) {
+std::string IsoDate(std::string_view text, DateClock clock) {
   const auto date = Read(text, clock);
   return date ? Written(date->time, 'T', true) + (date->universal ? "Z" : "") : std::string(text);
 }
@@ -115,12 +115,12 @@ std::string UniversalDate(std::int64_t seconds) {
 }
 
 std::optional<std::int64_t> MomentOf(std::string_view text) {
-  const auto date = Read(text, Clock::Universal);
+  const auto date = Read(text, DateClock::kUniversal);
   if (!date) return std::nullopt;
   return date->time.time_since_epoch().count();
 }
 
-std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock) {
+std::optional<std::int64_t> ShownSeconds(std::string_view text, DateClock clock) {
   const auto date = Read(text, clock);
   if (!date) return std::nullopt;
   return ShownTime(*date).time_since_epoch().count();

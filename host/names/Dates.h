@@ -11,14 +11,14 @@ namespace kelo::host {
 
 // The clock of a date that names no zone: the service's and the files' dates are universal time,
 // a shot's is on the camera's clock, wherever that was.
-enum class Clock { Universal, Camera };
+enum class DateClock { kUniversal, kCamera };
 
 // As a person reads it, "2024-05-17 10:11", universal time on the local clock, a camera's on its
 // own. A text that is no date is shown as it is.
-std::string DateText(std::string_view text, Clock clock);
+std::string DateText(std::string_view text, DateClock clock);
 
 // ISO 8601, "2024-05-17T10:11:12Z"; a camera's without the Z.
-std::string IsoDate(std::string_view text, Clock clock);
+std::string IsoDate(std::string_view text, DateClock clock);
 
 // The same of seconds since 1970. Some file systems keep dates that no year of four digits can
 // tell: these are the nearest that one can.
@@ -28,6 +28,6 @@ std::string UniversalDate(std::int64_t seconds);
 std::optional<std::int64_t> MomentOf(std::string_view text);
 
 // Orders dates by the clock on which they are shown, in seconds; nothing for what is no date.
-std::optional<std::int64_t> ShownSeconds(std::string_view text, Clock clock);
+std::optional<std::int64_t> ShownSeconds(std::string_view text, DateClock clock);
 
 }  // namespace kelo::host

@@ -23,13 +23,13 @@ std::string_view KindText(Kind kind) {
 }
 
 std::string_view FormatText(std::uint32_t format) {
-  struct Row {
+  struct FormatRow {
     std::uint32_t format;
     std::string_view words;
   };
-  constexpr Row kRows[] = {{1, "JPEG"},      {2, "raw"}, {3, "raw"}, {4, "TIFF"},
+  constexpr FormatRow kRows[] = {{1, "JPEG"},      {2, "raw"}, {3, "raw"}, {4, "TIFF"},
                            {5, "QuickTime"}, {6, "AVI"}, {7, "WAV"}, {4097, "binary"}};
-  for (const Row& row : kRows)
+  for (const FormatRow& row : kRows)
     if (row.format == format) return row.words;
   return "unknown";
 }

@@ -13,12 +13,12 @@
 namespace kelo::host {
 namespace {
 
-constexpr std::size_t kFileNameBytes = 255;  // what file systems take
-constexpr std::size_t kExtensionBytes = 16;  // a longer one is none
+constexpr size_t kFileNameBytes = 255;  // what file systems take
+constexpr size_t kExtensionBytes = 16;  // a longer one is none
 
 // Where the extension begins, with its dot; the end where there is none.
-std::size_t ExtensionAt(const std::string& name) {
-  const std::size_t dot = name.rfind('.');
+size_t ExtensionAt(const std::string& name) {
+  const size_t dot = name.rfind('.');
   const bool none = dot == std::string::npos || dot == 0 || name.size() - dot > kExtensionBytes;
   return none ? name.size() : dot;
 }
@@ -36,15 +36,15 @@ std::string WithEscapes(std::string_view text) {
 }
 
 // The sign whose escape stands at `at`; empty where there is none that Component would have made.
-std::string EscapedSignAt(std::string_view name, std::size_t at) {
+std::string EscapedSignAt(std::string_view name, size_t at) {
   std::string bytes;
-  for (std::size_t i = at; bytes.size() < 4 && i + 2 < name.size() && name[i] == '%'; i += 3) {
+  for (size_t i = at; bytes.size() < 4 && i + 2 < name.size() && name[i] == '%'; i += 3) {
     unsigned byte = 0;
     const char* const end = name.data() + i + 3;
     if (std::from_chars(name.data() + i + 1, end, byte, 16).ptr != end) break;
     bytes.push_back(static_cast<char>(byte));
   }
-  std::size_t length = 0;
+  size_t length = 0;
   if (bytes.empty() || NextCharacter(bytes, length) <= 0) return {};
   bytes.resize(length);
   const std::string_view escape = name.substr(at, 3 * length);
@@ -53,22 +53,22 @@ std::string EscapedSignAt(std::string_view name, std::size_t at) {
 }
 
 // As much of the text as has room, without half of a character or of its escape.
-std::string_view Cut(std::string_view text, std::size_t room) {
-  std::size_t end = 0;
-  for (std::size_t next = 0; next <= room;
-       next += std::max<std::size_t>(3 * EscapedSignAt(text, next).size(), 1))
+std::string_view Cut(std::string_view text, size_t room) {
+  size_t end = 0;
+  for (size_t next = 0; next <= room;
+       next += std::max<size_t>(3 * EscapedSignAt(text, next).size(), 1))
     end = next;
   return WithoutCutCharacter(text.substr(0, end));
 }
 
 // The stem, shortened if need be, and the tail.
 std::string Joined(std::string_view stem, const std::string& tail) {
-  const std::size_t room = kFileNameBytes - tail.size();
+  const size_t room = kFileNameBytes - tail.size();
   return std::string(stem.size() <= room ? stem : Cut(stem, room)) + tail;
 }
 
 std::string Shortened(const std::string& name) {
-  const std::size_t extension = ExtensionAt(name);
+  const size_t extension = ExtensionAt(name);
   return Joined(std::string_view(name).substr(0, extension), name.substr(extension));
 }
 
@@ -80,7 +80,7 @@ std::string Component(std::string_view text) {
 
 std::string Unescaped(std::string_view name) {
   std::string plain;
-  for (std::size_t at = 0; at < name.size();) {
+  for (size_t at = 0; at < name.size();) {
     const std::string sign = EscapedSignAt(name, at);
     plain += sign.empty() ? std::string(1, name[at]) : sign;
     at += sign.empty() ? 1 : 3 * sign.size();
@@ -116,14 +116,14 @@ std::string FileName(std::string_view name, std::string_view fallback) {
 
 std::string NumberedName(const std::string& name, int number, Named named) {
   if (number == 1) return name;
-  const std::size_t extension = named == Named::kFile ? ExtensionAt(name) : name.size();
+  const size_t extension = named == Named::kFile ? ExtensionAt(name) : name.size();
   return Joined(std::string_view(name).substr(0, extension),
                 fmt::format(" ({}){}", number, name.substr(extension)));
 }
 
 std::string WithoutNumber(const std::string& name) {
-  const std::size_t extension = ExtensionAt(name);
-  const std::size_t mark = name.rfind(" (", extension);
+  const size_t extension = ExtensionAt(name);
+  const size_t mark = name.rfind(" (", extension);
   int number = 0;
   const char* const end = name.data() + extension;
   if (mark == std::string::npos || mark == 0) return name;
@@ -146,7 +146,7 @@ std::string ByteText(std::uint64_t bytes) {
   if (bytes < 1000) return CountText(bytes, "byte");
   constexpr std::array<const char*, 5> kUnits = {"kB", "MB", "GB", "TB", "PB"};
   double value = static_cast<double>(bytes) / 1000.0;
-  std::size_t unit = 0;
+  size_t unit = 0;
   for (; value >= 999.95 && unit + 1 < kUnits.size(); ++unit) value /= 1000.0;
   return fmt::format("{:.1f} {}", value, kUnits[unit]);
 }

@@ -20,7 +20,15 @@ std::string ResultText(std::uint32_t code, std::uint32_t command = 0);
 // Ends the program's command; what() is a whole sentence without the program's name.
 class Failure : public std::runtime_error {
  public:
-  explicit Failure(const std::string& sentence) : std::runtime_error(sentence) {}
+  static constexpr int kFailed = 1;
+  static constexpr int kBusy = 3;  // another run changes the account
+
+  explicit Failure(const std::string& sentence, int exitCode = kFailed)
+      : std::runtime_error(sentence), exitCode_(exitCode) {}
+  int ExitCode() const { return exitCode_; }
+
+ private:
+  int exitCode_;
 };
 
 // A library command failed: "cannot <doing>: <words> (<code>)".

@@ -19,22 +19,22 @@ namespace {
 
 constexpr unsigned kPatienceSeconds = 4;
 
-struct Answer {
+struct Completions {
   const char* kind = "words";
-  std::vector<Candidate> candidates;
+  std::vector<Offer> candidates;
 };
 
 // The word being typed: the value of an option, or an argument of a command.
-struct Place {
+struct TypedPlace {
   CLI::App* command = nullptr;  // null: none is named yet
   CLI::Option* option = nullptr;
-  std::size_t arguments = 0;   // of the command before this word
+  size_t arguments = 0;   // of the command before this word
   bool onlyArguments = false;  // behind "--"
 };
 
-class Walk {
+class LineReader {
  public:
-  explicit Walk(CLI::App& app) : app_(app) {}
+  explicit LineReader(CLI::App& app) : app_(app) {}
 
   // Reads a word that is complete.
   void Pass(const std::string& word) {
@@ -43,7 +43,7 @@ class Walk {
     } else if (!place_.onlyArguments && word == "--") {
       place_.onlyArguments = true;
     } else if (!place_.onlyArguments && word.starts_with('-')) {
-      const std::size_t end = word.find('=');
+      const size_t end = word.find('=');
       place_.option = ValuedOption(word.substr(0, end));
       if (place_.option != nullptr && end != std::string::npos) Take(word.substr(end + 1));
     } else if (place_.command == nullptr) {
@@ -63,7 +63,7 @@ class Walk {
     return nullptr;
   }
 
-  const Place& At() const { return place_; }
+  const TypedPlace& At() const { return place_; }
   // No command of ours: nothing is known about what follows.
   bool Lost() const { return lost_; }
 
@@ -77,7 +77,7 @@ class Walk {
   }
 
   CLI::App& app_;
-  Place place_;
+  TypedPlace place_;
   bool lost_ = false;
 };
 
@@ -90,13 +90,13 @@ void TakeFromEnvironment(CLI::App& app) {
   }
 }
 
-void AddCommands(const CLI::App& app, const std::string& begun, Answer& answer) {
+void AddCommands(const CLI::App& app, const std::string& begun, Completions& answer) {
   for (const CLI::App* command : ListedCommands(app))
     if (command->get_name().starts_with(begun))
       answer.candidates.push_back({command->get_name(), command->get_description()});
 }
 
-void AddOptions(const CLI::App& level, const std::string& begun, Answer& answer) {
+void AddOptions(const CLI::App& level, const std::string& begun, Completions& answer) {
   for (const CLI::Option* option : ListedOptions(level))
     for (const std::string& name : option->get_lnames())
       if (("--" + name).starts_with(begun))
@@ -104,25 +104,25 @@ void AddOptions(const CLI::App& level, const std::string& begun, Answer& answer)
 }
 
 // Of "one|other".
-void AddChoices(const std::string& label, const std::string& begun, Answer& answer) {
+void AddChoices(const std::string& label, const std::string& begun, Completions& answer) {
   std::istringstream choices(label);
   for (std::string choice; std::getline(choices, choice, '|');)
     if (choice.starts_with(begun)) answer.candidates.push_back({choice, ""});
 }
 
 // The argument that the word at this place would be.
-const CLI::Option* Argument(const Place& place) {
-  std::size_t at = place.arguments;
+const CLI::Option* Argument(const TypedPlace& place) {
+  size_t at = place.arguments;
   for (const CLI::Option* option : ListedOptions(*place.command)) {
     if (!option->get_positional()) break;
-    const auto most = static_cast<std::size_t>(option->get_items_expected_max());
+    const auto most = static_cast<size_t>(option->get_items_expected_max());
     if (at < most) return option;
     at -= most;
   }
   return nullptr;
 }
 
-std::vector<Candidate> NamesOf(const CommonOptions& options, EntryKinds kinds,
+std::vector<Offer> NamesOf(const CommonOptions& options, EntryKinds kinds,
                                const std::string& begun) {
   // An account that answers late is one that does not answer: nobody waits for a tab key.
   std::signal(SIGALRM, [](int) { ::_exit(0); });
@@ -138,13 +138,13 @@ std::vector<Candidate> NamesOf(const CommonOptions& options, EntryKinds kinds,
 }
 
 // Values of an option or argument, by the label that it has in the help.
-Answer Values(const CLI::App& app, const CommonOptions& options, const CLI::Option& option,
+Completions Values(const CLI::App& app, const CommonOptions& options, const CLI::Option& option,
               const std::string& begun) {
   const std::string label = ValueName(option);
   const auto is = [&](std::initializer_list<const char*> labels) {
     return std::find(labels.begin(), labels.end(), label) != labels.end();
   };
-  Answer answer;
+  Completions answer;
   if (label.find('|') != label.npos) {
     AddChoices(label, begun, answer);
     return answer;
@@ -164,22 +164,22 @@ Answer Values(const CLI::App& app, const CommonOptions& options, const CLI::Opti
   return answer;
 }
 
-Answer Find(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words) {
-  Walk walk(app);
-  for (std::size_t at = 0; at + 1 < words.size(); ++at) walk.Pass(words[at]);
+Completions Find(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words) {
+  LineReader walk(app);
+  for (size_t at = 0; at + 1 < words.size(); ++at) walk.Pass(words[at]);
   TakeFromEnvironment(app);
-  const Place& place = walk.At();
+  const TypedPlace& place = walk.At();
   const std::string& begun = words.back();
   if (walk.Lost()) return {};
   if (place.option != nullptr) return Values(app, options, *place.option, begun);
-  Answer answer;
+  Completions answer;
   if (!place.onlyArguments && begun.starts_with('-')) {
-    const std::size_t end = begun.find('=');
+    const size_t end = begun.find('=');
     const CLI::Option* option = walk.ValuedOption(begun.substr(0, end));
     if (end != std::string::npos) {
       if (option == nullptr) return {};
       answer = Values(app, options, *option, begun.substr(end + 1));
-      for (Candidate& one : answer.candidates) one.text.insert(0, begun, 0, end + 1);
+      for (Offer& one : answer.candidates) one.text.insert(0, begun, 0, end + 1);
       return answer;
     }
     if (place.command != nullptr) AddOptions(*place.command, begun, answer);
@@ -200,9 +200,9 @@ int Complete(CLI::App& app, const CommonOptions& options, const std::vector<std:
   std::vector<std::string> typed(words.begin() + 1, words.end());
   if (typed.empty()) typed.emplace_back();
   const ShellWords plain = bash ? FromBash(typed) : ShellWords{typed, {}, {}};
-  const Answer answer = Find(app, options, plain.words);
+  const Completions answer = Find(app, options, plain.words);
   fmt::print("{}\n", answer.kind);
-  for (const Candidate& one : answer.candidates)
+  for (const Offer& one : answer.candidates)
     if (bash)
       fmt::print("{}\n", ForBash(one.text, plain));
     else

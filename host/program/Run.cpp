@@ -16,9 +16,7 @@
 namespace kelo::host {
 namespace {
 
-constexpr int kFailed = 1;
 constexpr int kUsage = 2;
-constexpr int kBusy = 3;
 
 // The exit code of a line that is not to be run: a wrong one, or one that asks for help.
 std::optional<int> ParsedTo(CLI::App& app, int argc, char** argv) try {
@@ -64,7 +62,7 @@ int RunProgram(CLI::App& app, const ProgramTexts& texts, int argc, char** argv,
   return Written(0);
 } catch (const std::exception& failure) {
   fmt::print(stderr, "kelo: {}\n", failure.what());
-  return kFailed;
+  return Failure::kFailed;
 }
 
 int TellUsage(const CLI::App& app) {
@@ -74,18 +72,16 @@ int TellUsage(const CLI::App& app) {
 
 int RunAction(const CLI::App& app, Output& out, const Library& library,
               const std::function<int()>& action) {
-  int status = kFailed;
+  int status = Failure::kFailed;
   try {
     status = action();
     out.Finish();
   } catch (const CLI::ParseError& error) {
     out.Problem(UsageMessage(app, error));
     return kUsage;
-  } catch (const Busy& busy) {
-    out.Problem(busy.what());
-    return kBusy;
   } catch (const std::exception& failure) {
-    status = kFailed;
+    const auto* own = dynamic_cast<const Failure*>(&failure);
+    status = own == nullptr ? Failure::kFailed : own->ExitCode();
     if (Interrupt::Signal() == 0) out.Problem(Sentence(failure));
   }
   if (status != 0 && Interrupt::Signal() != 0) {

@@ -15,7 +15,7 @@ bool IsJoint(std::string_view piece) {
 void Append(std::string_view piece, ShellWords& out) {
   std::string& word = out.words.back();
   out.quote = '\0';
-  for (std::size_t i = 0; i < piece.size(); ++i) {
+  for (size_t i = 0; i < piece.size(); ++i) {
     const char c = piece[i];
     const bool escapes = c == '\\' && out.quote != '\'' && i + 1 < piece.size();
     if (escapes && (out.quote == '\0' ||

@@ -11,7 +11,7 @@ namespace {
 // Makes an emoji of the character before it, and so maybe a wide one.
 constexpr UChar32 kEmojiSelector = 0xFE0F;
 
-std::size_t Width(UChar32 character) {
+size_t Width(UChar32 character) {
   if (character < 0 || character == kEmojiSelector) return 1;
   const auto category = U_GET_GC_MASK(character);
   if ((category & (U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK)) != 0) return 0;
@@ -20,9 +20,9 @@ std::size_t Width(UChar32 character) {
 }
 
 // The longest beginning of at most so many columns.
-std::string_view Beginning(std::string_view text, std::size_t columns) {
-  std::size_t end = 0;
-  for (std::size_t at = 0, used = 0; at < text.size(); end = at) {
+std::string_view Beginning(std::string_view text, size_t columns) {
+  size_t end = 0;
+  for (size_t at = 0, used = 0; at < text.size(); end = at) {
     used += Width(NextCharacter(text, at));
     if (used > columns) break;
   }
@@ -30,21 +30,21 @@ std::string_view Beginning(std::string_view text, std::size_t columns) {
 }
 
 // The text behind its first so many columns.
-std::string_view Behind(std::string_view text, std::size_t columns) {
-  std::size_t at = 0;
-  for (std::size_t used = 0; used < columns && at < text.size();)
+std::string_view Behind(std::string_view text, size_t columns) {
+  size_t at = 0;
+  for (size_t used = 0; used < columns && at < text.size();)
     used += Width(NextCharacter(text, at));
   // What combines with a character that has gone goes too.
-  for (std::size_t next = at; at < text.size(); at = next)
+  for (size_t next = at; at < text.size(); at = next)
     if (Width(NextCharacter(text, next)) > 0) break;
   return text.substr(at);
 }
 
 }  // namespace
 
-std::size_t Columns(std::string_view text) {
-  std::size_t columns = 0;
-  for (std::size_t at = 0; at < text.size();) {
+size_t Columns(std::string_view text) {
+  size_t columns = 0;
+  for (size_t at = 0; at < text.size();) {
     const bool isPlain = text[at] >= ' ' && text[at] <= '~';
     columns += isPlain ? 1 : Width(NextCharacter(text, at));
     if (isPlain) ++at;
@@ -52,12 +52,12 @@ std::size_t Columns(std::string_view text) {
   return columns;
 }
 
-std::string FitColumns(const std::string& text, std::size_t columns) {
+std::string FitColumns(const std::string& text, size_t columns) {
   constexpr std::string_view kGap = "...";
-  const std::size_t whole = Columns(text);
+  const size_t whole = Columns(text);
   if (whole <= columns) return text;
   if (columns < 2 * kGap.size()) return std::string(Beginning(text, columns));
-  const std::size_t kept = columns - kGap.size();
+  const size_t kept = columns - kGap.size();
   std::string fit(Beginning(text, kept / 2));
   fit.append(kGap).append(Behind(text, whole - (kept - kept / 2)));
   return fit;

@@ -7,10 +7,10 @@
 
 namespace kelo::host {
 
-std::size_t Columns(std::string_view text);
+size_t Columns(std::string_view text);
 
 // The text where it fits, otherwise its beginning and, behind "...", as much of its end: names of
 // pictures differ there. Never wider than `columns`, never cut inside a character.
-std::string FitColumns(const std::string& text, std::size_t columns);
+std::string FitColumns(const std::string& text, size_t columns);
 
 }  // namespace kelo::host

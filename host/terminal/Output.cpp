@@ -32,7 +32,7 @@ void WriteError(std::string_view text) {
     const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
+    text.remove_prefix(static_cast<size_t>(written));
   }
 }
 
@@ -92,7 +92,7 @@ void Output::Finish() {
       (failedWith_ == 0 ? std::string() : fmt::format(": {}", std::strerror(failedWith_))));
 }
 
-std::size_t Output::TerminalColumns() {
+size_t Output::TerminalColumns() {
   winsize size{};
   if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
   return size.ws_col;

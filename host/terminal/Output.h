@@ -20,7 +20,6 @@ class Output {
   void UseJson() { json_ = true; }
   void BeQuiet() { quiet_ = true; }
   bool IsJson() const { return json_; }
-  bool IsQuiet() const { return quiet_; }
 
   // A result in both forms: the object in JSON, otherwise the line, unless the run is quiet.
   void Result(std::string_view line, const Json& object);
@@ -40,7 +39,7 @@ class Output {
   // Whether standard error is a terminal that can show a live line, and nobody wants quiet.
   bool CanShowLive() const { return errorIsTerminal_ && !quiet_; }
   // The columns of that terminal now; 80 where it does not say.
-  static std::size_t TerminalColumns();
+  static size_t TerminalColumns();
   // Draws the live line in place of the former one; empty: there is none any more. It must be
   // narrower than the terminal.
   void ShowLive(std::string line);

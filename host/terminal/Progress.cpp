@@ -19,7 +19,7 @@ constexpr auto kRedraw = std::chrono::milliseconds(100);
 constexpr auto kPlainPause = seconds(1);
 constexpr auto kSpeedSpan = seconds(10);  // the speed is that of so long
 constexpr auto kFirstForecast = seconds(2);
-constexpr std::size_t kShortestName = 8;  // columns; a name that had less is left out
+constexpr size_t kShortestName = 8;  // columns; a name that had less is left out
 constexpr std::string_view kBetween = "  ";
 
 double SecondsOf(steady_clock::duration duration) {
@@ -34,13 +34,13 @@ std::string DurationText(double inSeconds) {
 
 // As many parts as fit, the first in any case, and the name where it has room.
 std::string Joined(const std::vector<std::string>& parts, const std::string& name,
-                   std::size_t columns) {
+                   size_t columns) {
   std::string line = FitColumns(parts.front(), columns);
-  for (std::size_t at = 1; at < parts.size(); ++at) {
+  for (size_t at = 1; at < parts.size(); ++at) {
     if (line.size() + kBetween.size() + parts[at].size() > columns) return line;
     line.append(kBetween).append(parts[at]);
   }
-  const std::size_t used = line.size() + kBetween.size();
+  const size_t used = line.size() + kBetween.size();
   if (name.empty() || used + std::min(kShortestName, Columns(name)) > columns) return line;
   return line.append(kBetween).append(FitColumns(name, columns - used));
 }
@@ -118,17 +118,17 @@ double Progress::BytesPerSecond() const {
 Progress::State Progress::NowSending() const {
   const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
   const std::uint64_t left = last_->total - std::min(last_->total, last_->done);
-  const std::size_t spared = names_.size() - std::min<std::size_t>(last_->files, names_.size());
+  const size_t spared = names_.size() - std::min<size_t>(last_->files, names_.size());
   State state{.files = spared + last_->filesDone, .bytes = all - std::min(all, left), .name = {}};
   if (spared > 0 || last_->filesDone > 0 || names_.empty()) return state;
-  std::size_t at = 0;
+  size_t at = 0;
   for (std::uint64_t end = 0; at + 1 < names_.size(); ++at)
     if ((end += sizes_[at]) > last_->done) break;
   return {.files = at, .bytes = state.bytes, .name = names_[at]};
 }
 
 Progress::State Progress::NowFetching() const {
-  const std::size_t at = last_->filesDone;
+  const size_t at = last_->filesDone;
   return {.files = at,
           .bytes = movedInPortion_,
           .name = at < names_.size() ? names_[at] : std::string()};
@@ -172,7 +172,7 @@ std::vector<std::string> Progress::Parts(const State& state) const {
   return parts;
 }
 
-std::string Progress::Line(std::size_t columns) const {
+std::string Progress::Line(size_t columns) const {
   const State state = Now();
   std::vector<std::string> parts = Parts(state);
   if (parts.front().size() > columns) parts.front().erase(0, job_.doing.size() + 1);
@@ -186,7 +186,7 @@ void Progress::PrintPlain() {
   const State state = Now();
   const std::vector<std::string> parts = Parts(state);
   std::string line = parts.front();
-  for (std::size_t at = 1; at < parts.size(); ++at) line.append(", ").append(parts[at]);
+  for (size_t at = 1; at < parts.size(); ++at) line.append(", ").append(parts[at]);
   out_.Note(state.name.empty() ? line : line + ": " + state.name);
 }
 
@@ -194,7 +194,7 @@ void Progress::Tick() {
   std::unique_lock lock(mutex_);
   while (!ending_) {
     // The last column stays free: a character in it makes some terminals begin a new line.
-    const std::string line = Line(std::max<std::size_t>(Output::TerminalColumns(), 2) - 1);
+    const std::string line = Line(std::max<size_t>(Output::TerminalColumns(), 2) - 1);
     lock.unlock();  // the terminal may be held up; the transfer is not
     out_.ShowLive(line);
     lock.lock();

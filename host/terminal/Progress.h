@@ -70,7 +70,7 @@ class Progress {
   State NowSending() const;
   State NowFetching() const;
   std::vector<std::string> Parts(const State& state) const;
-  std::string Line(std::size_t columns) const;
+  std::string Line(size_t columns) const;
   double BytesPerSecond() const;
   std::string TimeLeft(const State& state) const;
 

@@ -41,7 +41,7 @@ std::string ReadLine() {
     fmt::print(stderr, "\n");
     throw Failure("nothing was typed");
   }
-  std::string text(line, static_cast<std::size_t>(size));
+  std::string text(line, static_cast<size_t>(size));
   text.resize(text.find_last_not_of("\r\n") + 1);
   return text;
 }

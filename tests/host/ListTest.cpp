@@ -55,11 +55,11 @@ TEST_F(ListTest, ReadsEveryFormOfADate) {
       {"soon\x1B", "soon?", "soon\x1B"},
   };
   for (const Case& one : cases) {
-    EXPECT_EQ(DateText(one.raw, Clock::Camera), one.shown) << one.raw;
-    EXPECT_EQ(IsoDate(one.raw, Clock::Camera), one.iso) << one.raw;
+    EXPECT_EQ(DateText(one.raw, DateClock::kCamera), one.shown) << one.raw;
+    EXPECT_EQ(IsoDate(one.raw, DateClock::kCamera), one.iso) << one.raw;
   }
-  EXPECT_EQ(DateText("2024-05-17 10:11:12", Clock::Universal), "2024-05-17 12:11");
-  EXPECT_EQ(IsoDate("2024-05-17 10:11:12", Clock::Universal), "2024-05-17T10:11:12Z");
+  EXPECT_EQ(DateText("2024-05-17 10:11:12", DateClock::kUniversal), "2024-05-17 12:11");
+  EXPECT_EQ(IsoDate("2024-05-17 10:11:12", DateClock::kUniversal), "2024-05-17T10:11:12Z");
 }
 
 TEST_F(ListTest, SortsAsAPersonWould) {
