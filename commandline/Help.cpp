@@ -1,4 +1,4 @@
-// Layout of help texts.
+// Lays out the texts of --help in columns.
 #include "commandline/Help.h"
 
 #include <fmt/format.h>

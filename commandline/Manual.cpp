@@ -1,4 +1,4 @@
-// Walks the command line's description.
+// Writes the manual page from the description of the command line.
 #include "commandline/Manual.h"
 
 #include <fmt/format.h>

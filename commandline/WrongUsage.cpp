@@ -1,4 +1,4 @@
-// Hints.
+// Finds what a wrong command line may have meant, and says it.
 #include "commandline/WrongUsage.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// The rules of what may lie where.
+// Asks the library what lies where, and holds the rules of what may.
 #include "host/account/AccountTree.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// The shapes, member by member.
+// Makes the JSON of each kind of entry, member by member.
 #include "host/account/EntryJson.h"
 
 #include "host/names/Dates.h"

@@ -1,4 +1,4 @@
-// Names and paths compared with every entry's.
+// Compares what was named with the name and path of every entry.
 #include "host/account/Find.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// Finding what a person named.
+// Finds the entry that a person has named by id, name or path.
 #pragma once
 
 #include <optional>

@@ -18,7 +18,7 @@ enum class ListingKey { kService, kName, kShot, kUpload };
 
 // Names as a person sorts them: case and accents count after the letters, and 2 comes before 10.
 // By shot or upload, what has no such date goes by its last change, and what has none comes last.
-// Equal entries stay in the service's order. Reversed, all of that is.
+// Equal entries stay in the service's order. `reverse` turns all of that round.
 struct SortOrder {
   ListingKey key = ListingKey::kService;
   bool reverse = false;
@@ -32,7 +32,7 @@ class Listing {
   Listing& operator=(const Listing&) = delete;
 
   void Add(const Item& entry);
-  // Tells what is left to tell. Whether there was any entry.
+  // Tells the entries that are not told yet. Whether there was any.
   bool Finish();
 
  private:

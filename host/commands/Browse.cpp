@@ -1,4 +1,4 @@
-// tree, ls, info.
+// The commands tree, ls and info, which show what is in the account.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 

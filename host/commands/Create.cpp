@@ -1,4 +1,4 @@
-// mkdir, mkalbum.
+// The commands mkdir and mkalbum, which create folders and albums.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 

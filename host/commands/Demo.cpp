@@ -1,4 +1,4 @@
-// demo: starts the program kelo-demo, which brings the service along that the demonstration needs.
+// The command demo, which starts the program kelo-demo: that one has the service it needs.
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -30,6 +30,7 @@ constexpr const char* kDemo = "kelo-demo";
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   std::error_code unknown;
+  // Linux's: /proc/self/exe; elsewhere PATH alone.
   const fs::path here = fs::read_symlink("/proc/self/exe", unknown).parent_path();
   if (!unknown) ::execv((here / kDemo).c_str(), arguments.data());
   ::execvp(kDemo, arguments.data());

@@ -1,4 +1,4 @@
-// caption, rate, tag, link.
+// The commands caption, rate, tag and link, which change what is stored.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 

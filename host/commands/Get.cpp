@@ -1,4 +1,4 @@
-// get: download originals.
+// The command get, which downloads originals.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 

@@ -1,4 +1,4 @@
-// Restoring the session, and the account with it.
+// Restores the session, and loads the account with it.
 #include "host/commands/Host.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// login, logout, extend, quota.
+// The commands login, logout, extend and quota, which are about the session and its account.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
@@ -22,8 +22,8 @@ struct LoginOptions {
   bool remember = false;
 };
 
-// The library's fields hold 32 characters; a cut credential would fail without saying why. What is
-// shorter than 8 is none of this service's, and too short to be kept out of the trace.
+// The library's fields hold 32 characters. This service has no credentials of fewer than 8, which the
+// trace could not hide.
 std::string CheckCredential(const std::string& text) {
   if (text.empty()) return "must not be empty";
   if (text.size() < 8) return "is shorter than 8 characters";
@@ -87,7 +87,7 @@ int Login(Host& host, const LoginOptions& options) {
   return 0;
 }
 
-// Whatever is there; of a file that is of no use, nothing stays.
+// Removes the session even where its file cannot be read.
 int Forget(Host& host) {
   Kept kept;
   try {

@@ -1,4 +1,4 @@
-// contacts, verify, mail.
+// The commands contacts, verify and mail, which share albums by mail.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 

@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 // found from where the program lies, so that either can be moved.
 fs::path SamplesFolder() {
   std::error_code failed;
+  // Linux's: /proc/self/exe.
   const fs::path here = fs::read_symlink("/proc/self/exe", failed).parent_path();
   for (const char* relative : {KELO_SAMPLES_INSTALLED, KELO_SAMPLES_BUILT}) {
     const fs::path folder = (here / relative).lexically_normal();

@@ -1,4 +1,4 @@
-// Random names, locks, and renaming by descriptor.
+// Creates, locks, finishes and renames the arriving file, all by descriptors.
 #include "host/download/Arrival.h"
 
 #include <dirent.h>
@@ -53,7 +53,7 @@ std::vector<std::string> NamesLockedIn(const OwnedFile& folder) {
   return names;
 }
 
-// Whoever gets the lock of another run has outlived it.
+// A lock that can be taken belongs to a run that has ended.
 void RemoveLeftovers(const OwnedFile& folder) {
   for (const std::string& name : NamesLockedIn(folder)) {
     const std::string lockName = LockOf(name);
@@ -93,6 +93,7 @@ void Arrival::TakeName() {
 }
 
 fs::path Arrival::Path() const {
+  // Linux's: /proc/self/fd; elsewhere the folder's path.
   const fs::path open = fmt::format("/proc/self/fd/{}", folder_.Number());
   return (::access(open.c_str(), W_OK) == 0 ? open : path_) / name_;
 }
@@ -114,8 +115,8 @@ int Arrival::Finish(std::optional<std::time_t> modified) {
     const timespec times[] = {{0, UTIME_OMIT}, {*modified, 0}};
     ::futimens(file.Number(), times);
   }
-  // Without it a crash of the machine leaves what has its name and date and is empty, and nobody
-  // would fetch that again. Not every file system can.
+  // Without fsync, a crash of the machine could leave an empty file with name and date, which no
+  // later run would fetch again. Not every file system has it.
   return ::fsync(file.Number()) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
 
@@ -124,15 +125,16 @@ int Arrival::Move(const std::string& name) const {
                                                                                           : errno;
 }
 
-// Not every file system has a renaming that spares what stands there, or links, which spare it too.
+// Neither renameat2 nor linkat replaces a file, but not every file system has them.
 int Arrival::MoveToFreePlace(const std::string& name) const {
   const int folder = folder_.Number();
+  // Linux's: renameat2.
   if (::renameat2(folder, name_.c_str(), folder, name.c_str(), RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
   if (::linkat(folder, name_.c_str(), folder, name.c_str(), 0) == 0)
     return ::unlinkat(folder, name_.c_str(), 0) == 0 ? 0 : errno;
   if (errno == EEXIST) return errno;
-  // The place is taken by a file of ours, which nobody else takes for a picture: it has no date.
+  // An empty file of ours takes the place. No run takes it for the picture, whose date it lacks.
   const OwnedFile place(
       ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!place) return errno;

@@ -16,10 +16,10 @@ namespace kelo::host {
 
 class Arrival {
  public:
-  // Creates the folder if need be. Whatever becomes of its path, this is the folder from now on.
+  // Creates the folder if need be. It stays the same folder even if it is moved meanwhile.
   // Throws std::system_error.
   explicit Arrival(const std::filesystem::path& folder);
-  // Nothing of it stays but what has settled.
+  // Removes the arriving file, unless it has settled.
   ~Arrival();
   Arrival(const Arrival&) = delete;
   Arrival& operator=(const Arrival&) = delete;

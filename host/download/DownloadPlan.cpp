@@ -1,4 +1,4 @@
-// From entries to files.
+// Collects the albums and items that are wanted, and gives each file its place on disk.
 #include "host/download/DownloadPlan.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kFriends = "Friends' albums";
 
-// What cannot be looked at shows its reason when it is written to.
+// False also where that cannot be told: writing there will show why.
 bool StandsThere(const fs::path& path) {
   std::error_code failed;
   const fs::file_type type = fs::symlink_status(path, failed).type();
@@ -95,7 +95,7 @@ class Planner {
       AddAlbums({entry});
     else if (IsNew(entry))
       AddAlbums(tree_.Below(entry));
-    // The place of an album must not hang on how many more its folder has.
+    // An album goes to the same place, however many others its folder has.
     asInAccount_ = asInAccount_ || entry.kind == Kind::Folder;
   }
 

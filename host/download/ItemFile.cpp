@@ -1,4 +1,4 @@
-// Formats to extensions.
+// Makes file names of items, with the extensions of their formats.
 #include "host/download/ItemFile.h"
 
 #include <sys/stat.h>
@@ -61,7 +61,7 @@ std::optional<std::time_t> ItemDate(const Item& item) {
 bool IsFileOf(const std::filesystem::path& path, std::optional<std::time_t> modified) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  // Some file systems count in twos.
+  // Some file systems keep even seconds only.
   return !modified || std::abs(status.st_mtime - *modified) < 2;
 }
 

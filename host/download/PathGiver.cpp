@@ -1,4 +1,4 @@
-// Claiming of paths.
+// Decides which of several files or folders of one name gets which path.
 #include "host/download/PathGiver.h"
 
 #include <sys/stat.h>
@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 using KnownDate = std::optional<std::time_t>;
 
-constexpr int kGaps = 3;  // numbers that are missing, since someone removed their files
+constexpr int kGaps = 3;  // so many numbers in a row may be missing: people remove files
 
 fs::path Numbered(const fs::path& wanted, int number, Named named) {
   return wanted.parent_path() / NumberedName(wanted.filename().string(), number, named);
@@ -79,7 +79,7 @@ class PathGiver::Namesakes {
     if (marks == marks_.end() || ::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
       return std::nullopt;
     size_t first = kNobody;
-    // Some file systems count in twos.
+    // Some file systems keep even seconds only.
     const std::time_t date = status.st_mtime;
     for (const KnownDate& one : {KnownDate(), KnownDate(date - 1), KnownDate(date), KnownDate(date + 1)}) {
       const auto dated = marks->second.find(one);
@@ -88,7 +88,7 @@ class PathGiver::Namesakes {
     return first == kNobody ? std::nullopt : std::optional(first);
   }
 
-  // Those that have a path by now go for good.
+  // Removes those that have a path by now.
   size_t FirstOf(Positions& positions) const {
     while (!positions.empty() && !waiting_.contains(positions.front())) positions.pop_front();
     return positions.empty() ? kNobody : positions.front();

@@ -1,4 +1,4 @@
-// flock and getentropy.
+// Locks files by flock, and makes names of the system's random numbers.
 #include "host/library/FileLock.h"
 
 #include <fcntl.h>

@@ -1,6 +1,6 @@
-// Open files, the locks on them, and names that nobody can guess. A lock goes with its holder,
-// however that ends, and counts between containers and, where the file system is one of a network,
-// between machines: what a process id could tell is less.
+// Open files, the locks on them, and names that nobody can guess. The system takes a lock away when
+// its holder ends, however that is. Unlike process ids, locks also work between containers and, on
+// network file systems, between machines.
 #pragma once
 
 #include <unistd.h>
@@ -35,7 +35,7 @@ enum class LockResult {
   kNone    // the file system has no locks; errno tells why
 };
 
-// Locks an open file for its opening alone.
+// Locks an open file. Only this opening of it has the lock; with `wait` it waits for the holder.
 LockResult Lock(const OwnedFile& file, bool wait);
 
 // Opens the file in the folder for a lock, and makes it, for the user alone, where there is none.

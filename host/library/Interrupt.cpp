@@ -1,4 +1,4 @@
-// The signal thread.
+// The thread that waits for signals, and what it does when one arrives.
 #include "host/library/Interrupt.h"
 
 #include <pthread.h>
@@ -12,16 +12,15 @@ namespace {
 std::atomic<int> arrived = 0;
 std::atomic<int> toTidy = 0;
 
-// Wakes the thread when the program is done; one from elsewhere means nothing.
+// Wakes the thread when the program is done. The same signal from another program does nothing.
 constexpr int kWakeUp = SIGUSR1;
 
-// What the program gets to end by itself once no command runs any more; longer where it has heard
-// of the abort, or has something to remove.
+// How long the program may take to end by itself once no command runs any more: the longer time
+// where the main thread knows of the abort, or has something to remove.
 constexpr auto kGrace = std::chrono::milliseconds(50);
 constexpr auto kLongGrace = std::chrono::seconds(2);
 
-// Whoever ignores a signal wants the programs that he starts to go on: nohup does, and a script for
-// what it starts in the background.
+// A signal that the caller ignores stays ignored, as under nohup and in background jobs of scripts.
 bool IsIgnored(int signal) {
   struct sigaction action {};
   return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
@@ -95,6 +94,7 @@ bool Interrupt::EndsWithin(std::chrono::nanoseconds time) const {
     const auto whole = std::chrono::floor<std::chrono::seconds>(left);
     const timespec pause{.tv_sec = static_cast<std::time_t>(whole.count()),
                          .tv_nsec = static_cast<long>((left - whole).count())};
+    // Linux's: sigtimedwait.
     sigtimedwait(&wakeUp, nullptr, &pause);
   }
   return true;

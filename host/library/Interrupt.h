@@ -16,8 +16,8 @@
 
 namespace kelo::host {
 
-// For as long as one lives, the program has made what must not stay behind: after Ctrl-C it gets 2
-// s to remove it. Any thread.
+// While one lives, there are temporary files to remove: after Ctrl-C the program gets 2 s for that.
+// Any thread.
 class MustTidy {
  public:
   MustTidy();
@@ -46,7 +46,7 @@ class Interrupt {
   void Wait();
   // Waits for the end of this object.
   bool EndsWithin(std::chrono::nanoseconds time) const;
-  // Does not return where the program goes on as if nothing had happened.
+  // Ends the program where it does not end by itself in time.
   void EndUnlessDone();
 
   Library& library_;

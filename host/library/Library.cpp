@@ -1,4 +1,4 @@
-// Commands that are sent again, and those that are stopped.
+// Sends commands again where that helps, and stops them.
 #include "host/library/Library.h"
 
 #include <fmt/format.h>

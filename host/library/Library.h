@@ -25,8 +25,7 @@ struct Persistence {
   bool verbose = false;  // shows the requests on standard error
 };
 
-// The requests are heard of from before the library begins until it has ended: a base, not a
-// member.
+// Requests is a base, so that it begins before the library and ends after it.
 class Library : private Requests, public kelo::Library {
  public:
   Library(Output& out, Persistence persistence);
@@ -35,7 +34,7 @@ class Library : private Requests, public kelo::Library {
   // fails as aborted. From another thread.
   void Stop();
   bool IsStopped() const;
-  // Whether the other thread knows, since a command has answered that it was aborted.
+  // Whether a command has answered that it was aborted, so that its thread knows.
   bool HasToldOfStop() const { return toldOfStop_; }
 
   // Called when a command meets an ended session (4116), once for all: it is to open or restore
@@ -43,10 +42,10 @@ class Library : private Requests, public kelo::Library {
   // once. What it throws, the command throws.
   void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
 
-  // For an upload, which is not sent again here once it has left: nobody knows what became of it.
-  // Whether the last command failed by what may pass, without having been sent again; and a pause
-  // before the try behind `failed` ones that failed with `result`, with a note that says so. False
-  // when that were too many, or the library was stopped meanwhile.
+  // For an upload, which is not sent again here once it has left, since nobody knows what became of
+  // it. FailureMayPass: the last command failed in a way that may pass. PauseBeforeRetry: waits after
+  // `failed` tries that ended with `result`, and notes it; false when there were too many, or the
+  // library was stopped meanwhile.
   bool FailureMayPass() const { return failureMayPass_; }
   bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
 

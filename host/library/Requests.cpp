@@ -60,6 +60,7 @@ Requests::Requests(Output& out, bool verbose) : out_(out), verbose_(verbose) {
   else if (wanted != nullptr)
     file_ = wanted;
   int ends[2];
+  // Linux's: pipe2.
   if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) throw Failure("cannot make a pipe");
   readEnd_ = ends[0];
   writeEnd_ = ends[1];

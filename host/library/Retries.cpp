@@ -1,4 +1,4 @@
-// The tables, and the pauses.
+// The tables that say what may be sent again, and how long to wait before.
 #include "host/library/Retries.h"
 
 #include <algorithm>
@@ -11,16 +11,15 @@
 namespace kelo::host {
 namespace {
 
-// What a cause of the trace says: of every cause, or of one with this number, which is the HTTP
-// status, the service's error or, where the trace told no cause, the result. Without a row, the
-// same would come again.
+// What a cause in the trace means. The number is the HTTP status, the service's error or, where the
+// trace told no cause, the result. What has no row would fail again.
 struct CauseRow {
   std::string_view cause;
   std::uint32_t number;  // 0: any
   Trouble trouble;
 };
 constexpr CauseRow kCauses[] = {
-    // A name that does not resolve is mistyped more often than it is late: that is no row.
+    // A name that does not resolve has no row: it is most likely mistyped.
     {"refused", 0, Trouble::kMayPass},
     {"unreachable", 0, Trouble::kMayPass},
     {"lost", 0, Trouble::kMayHaveBeenDone},
@@ -80,8 +79,7 @@ Trouble Judge(std::uint32_t command, std::uint32_t result, const TracedRequest& 
     return one.cause == last.cause && (one.number == 0 || one.number == NumberOf(last));
   });
   if (row == std::end(kCauses)) return Trouble::kNone;
-  // What the service says of the call and the session counts even where the result does not tell
-  // it.
+  // The service's word on the call id and the session counts whatever the result is.
   const bool isOfRequest =
       row->trouble == Trouble::kMayPass || row->trouble == Trouble::kMayHaveBeenDone;
   if (isOfRequest && (result == kKELOResult_Success || result == kKELOResult_Aborted))

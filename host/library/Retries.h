@@ -21,7 +21,7 @@ enum class Trouble {
 // has no cause, and is judged by its result as if all of it had left.
 Trouble Judge(std::uint32_t command, std::uint32_t result, const TracedRequest& last);
 
-// Whether a result leaves open what became of the command, and whether it was for what it asked.
+// Whether a result leaves open what became of the command.
 bool IsUnclear(std::uint32_t result);
 
 // Whether the command asks the service whatever it is given.
@@ -33,9 +33,9 @@ struct Tries {
   unsigned callIdsTaken = 0;
 };
 
-// A call id is a millisecond. Programs that share a session meet at one now and then; but who sends
-// more than a request a millisecond, as to a service near by, leaves no id free, and has taken
-// those of the seconds to come, too.
+// A call id is a time in milliseconds, and two programs on one session may use the same. A program
+// that sends more than one request a millisecond, to a service near by, uses up the ids of the
+// seconds to come as well.
 constexpr unsigned kMaxCallIdsTaken = 60;
 // Longer each time, 23 s in all, and not the same for all, so that two programs do not meet again;
 // `taken` is at least 1.

@@ -1,4 +1,4 @@
-// The session file: a fixed block of bytes, and lines behind it.
+// Reads and writes the session file: a fixed block of bytes, and lines behind it.
 #include "host/library/StateFile.h"
 
 #include <fcntl.h>
@@ -123,7 +123,7 @@ bool ReadLines(std::string_view text, Kept& kept) {
 
 }  // namespace
 
-// The folder while a run writes in it; another one waits. Without locks, only the file counts.
+// The folder, locked while a run writes in it. Where there are no locks, runs may write at once.
 class StateFile::Writing {
  public:
   explicit Writing(const fs::path& folder) {
@@ -252,13 +252,14 @@ void UseServer(const std::string& url) {
     return;
   }
   // In memory, so that what another run saves meanwhile changes nothing for this one.
+  // Linux's: memfd_create, /proc/self/fd.
   static OwnedFile file;
   OwnedFile next(::memfd_create("kelo-server", MFD_CLOEXEC));
   const std::string path = fmt::format("/proc/self/fd/{}", next.Number());
   const std::string text = fmt::format("kKELO_URLofKELOServer = \"{}\"\n", url);
   const bool written =
       next && ::write(next.Number(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
-  // The library would go to the built-in server instead.
+  // From a file that it cannot read, the library would go to the built-in server.
   if (!written || ::access(path.c_str(), R_OK) != 0) FailFile("use", path);
   ::setenv(kUrlsVariable, path.c_str(), 1);
   file = std::move(next);

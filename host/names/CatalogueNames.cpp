@@ -1,4 +1,4 @@
-// References, and where they are cut.
+// Writes names with references, and tells where a field of the catalogue cuts them.
 #include "host/names/CatalogueNames.h"
 
 #include <cstdio>

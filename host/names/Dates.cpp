@@ -1,4 +1,4 @@
-// Dates read from their fixed places.
+// Reads dates, whose digits have fixed places, and writes them.
 #include "host/names/Dates.h"
 
 #include <algorithm>

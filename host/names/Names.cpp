@@ -1,4 +1,4 @@
-// Texts with replacement of what a terminal or a path must not see.
+// Replaces in texts what must not reach a terminal or a path.
 #include "host/names/Names.h"
 
 #include <fmt/format.h>
@@ -88,7 +88,7 @@ std::string Unescaped(std::string_view name) {
   return plain;
 }
 
-// Printable ASCII, as most names are: long listings live on that.
+// Printable ASCII. Most names are, which makes long listings fast.
 bool IsPlain(std::string_view text) {
   bool other = false;
   for (const char c : text) other |= c < 0x20 || c > 0x7E;

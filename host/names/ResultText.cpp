@@ -1,4 +1,4 @@
-// The advice that only this program can give.
+// Adds to the library's words what a user of this program can do.
 #include "host/names/ResultText.h"
 
 #include <fmt/format.h>

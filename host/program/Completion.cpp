@@ -68,7 +68,7 @@ class LineReader {
   bool Lost() const { return lost_; }
 
  private:
-  // The options of all commands say whose account it is; they count as given.
+  // Options such as --profile say whose account is asked, so they are taken as in a run.
   void Take(const std::string& value) {
     CLI::Option* option = std::exchange(place_.option, nullptr);
     if (app_.get_option_no_throw(option->get_name()) != option) return;
@@ -124,7 +124,7 @@ const CLI::Option* Argument(const TypedPlace& place) {
 
 std::vector<Offer> NamesOf(const CommonOptions& options, EntryKinds kinds,
                                const std::string& begun) {
-  // An account that answers late is one that does not answer: nobody waits for a tab key.
+  // Nobody waits long for a tab key: after this time there is no answer.
   std::signal(SIGALRM, [](int) { ::_exit(0); });
   ::alarm(kPatienceSeconds);
   try {

@@ -1,4 +1,4 @@
-// The program's own texts.
+// The texts of help and manual page that are not those of one command.
 #include "host/program/Help.h"
 
 #include <fmt/format.h>
@@ -51,7 +51,7 @@ const Section kExitCodes{
 int Help(Host& host, const CLI::App& app, const std::string& wanted) {
   const CLI::App* command = wanted.empty() ? &app : FindCommand(app, wanted);
   if (command == nullptr) throw CLI::ValidationError(NoCommand(app, wanted));
-  // Not by command->help(): that tells about the command which the line named, this one.
+  // command->help() would tell about "help", the command that the line named.
   std::string text = app.get_formatter()->make_help(command, "", CLI::AppFormatMode::Normal);
   text.pop_back();  // the line's end
   host.Out().Line(text);

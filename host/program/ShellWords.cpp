@@ -1,4 +1,4 @@
-// Bash's quoting, undone and done.
+// Takes off the quotes that bash's user has typed, and puts them on again.
 #include "host/program/ShellWords.h"
 
 namespace kelo::host {

@@ -1,4 +1,4 @@
-// Widths of characters.
+// Counts the columns that characters take, by the Unicode library.
 #include "host/terminal/Columns.h"
 
 #include <unicode/uchar.h>

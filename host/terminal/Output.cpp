@@ -1,4 +1,4 @@
-// Lines on the standard streams.
+// Writes lines to the standard streams, and redraws the live line below them.
 #include "host/terminal/Output.h"
 
 #include <fcntl.h>
@@ -62,7 +62,7 @@ void Output::Problem(std::string_view line) {
 void Output::PrintResult(std::string_view line) {
   const std::lock_guard lock(printing_);
   if (outputIsTerminal_) EraseLive();
-  // A failure shows in Finish, whoever met it.
+  // Finish tells of a failure.
   const bool written = std::fwrite(line.data(), 1, line.size(), stdout) == line.size() &&
                        std::fputc('\n', stdout) != EOF && std::fflush(stdout) == 0;
   if (!written && failedWith_ == 0) failedWith_ = errno;
@@ -86,7 +86,7 @@ void Output::Finish() {
   const std::lock_guard lock(printing_);
   if (std::fflush(stdout) != 0 && failedWith_ == 0) failedWith_ = errno;
   if (failedWith_ == 0 && std::ferror(stdout) == 0) return;
-  // Whoever else wrote there may have kept the reason.
+  // There is no errno where another writer to standard output met the failure.
   throw Failure(
       "cannot write to standard output" +
       (failedWith_ == 0 ? std::string() : fmt::format(": {}", std::strerror(failedWith_))));

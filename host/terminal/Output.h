@@ -30,8 +30,8 @@ class Output {
   void Problem(std::string_view line);
   // Likewise, what was asked for although the run may be quiet.
   void Trace(std::string_view line) { PrintMessage(line); }
-  // To be called before anything is opened, which would otherwise become the standard stream that
-  // the program was started without: that one still takes nothing.
+  // Where the program was started without a standard stream, puts something that takes nothing in its
+  // place, so that no file opened later becomes that stream. To be called first thing in main().
   static void HoldClosedStreams();
   // Everything is written now. Throws Failure when standard output did not take it.
   void Finish();
@@ -44,8 +44,7 @@ class Output {
   // narrower than the terminal.
   void ShowLive(std::string line);
 
-  // What a run that is aborted has done by then, e.g. "120 of 236 stored". A command that takes
-  // long keeps it up to date.
+  // What SayAborted tells of the work done so far, e.g. "120 of 236 stored".
   void SetDone(std::string words);
   // "kelo: aborted: 120 of 236 stored" on standard error, past whatever another thread prints,
   // once.

@@ -1,4 +1,4 @@
-// Counting by what the library tells, and the thread that draws.
+// Counts what the library tells of a transfer, and draws it from a thread of its own.
 #include "host/terminal/Progress.h"
 
 #include <fmt/format.h>
@@ -17,9 +17,9 @@ using std::chrono::steady_clock;
 
 constexpr auto kRedraw = std::chrono::milliseconds(100);
 constexpr auto kPlainPause = seconds(1);
-constexpr auto kSpeedSpan = seconds(10);  // the speed is that of so long
+constexpr auto kSpeedSpan = seconds(10);  // over which the speed is measured
 constexpr auto kFirstForecast = seconds(2);
-constexpr size_t kShortestName = 8;  // columns; a name that had less is left out
+constexpr size_t kShortestName = 8;  // columns; without so many the name is left out
 constexpr std::string_view kBetween = "  ";
 
 double SecondsOf(steady_clock::duration duration) {
@@ -75,7 +75,7 @@ void Progress::Begin(std::vector<std::string> names, std::vector<std::uint64_t> 
 void Progress::Over(std::uint64_t files, std::uint64_t bytes) {
   const std::lock_guard lock(mutex_);
   filesOver_ += files;
-  // Where sizes are not known ahead, what came is what there was.
+  // Sizes of downloads are not known ahead; what has arrived counts.
   bytesOver_ += job_.bytes == 0 ? movedInPortion_ : bytes;
   names_.clear();
   sizes_.clear();
@@ -88,7 +88,7 @@ void Progress::Over(std::uint64_t files, std::uint64_t bytes) {
 void Progress::operator()(const kelo::Progress& progress) {
   const std::lock_guard lock(mutex_);
   last_ = progress;
-  // The last word of a download comes after its file.
+  // The last event of a download comes when its file has been counted already.
   if (progress.isUpload || progress.filesDone < progress.files) Move(progress.done);
   if (!live_) PrintPlain();
 }

@@ -1,4 +1,4 @@
-// Asking the person at the terminal.
+// Asks the person at the terminal for a line, seen or unseen.
 #pragma once
 
 #include <string>
