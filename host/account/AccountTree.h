@@ -1,6 +1,6 @@
-// The account as a tree: folders and albums at the top, the albums of each folder, the items of each
-// album, and the friends' albums. An account need not be a tree: the service may put a folder into
-// itself, one album into two folders, give one id to two entries, or an id that the library's
+// The account as a tree: folders and albums at the top, the albums of each folder, the items of
+// each album, and the friends' albums. An account need not be a tree: the service may put a folder
+// into itself, one album into two folders, give one id to two entries, or an id that the library's
 // records cut. What cannot be looked at costs only itself.
 #pragma once
 
@@ -45,8 +45,8 @@ class AccountTree {
   std::vector<AccountPlace> Places() const;
   PlaceContents ContentsOf(const Item& container) const;
 
-  // A walk that looks into each folder and album once, so that it ends in every account. At the top:
-  // the root album, the folders, and the albums in none.
+  // A walk that looks into each folder and album once, so that it ends in every account. At the
+  // top: the root album, the folders, and the albums in none.
   std::vector<Item> Top();
   std::vector<Item> Friends();
   // The entries in it; none if it was left out.

@@ -36,8 +36,7 @@ struct Name {
   std::u16string text;
   bool cut = false;
 
-  explicit Name(const Item& entry)
-      : text(Comparable(Composed(entry.name))), cut(MayBeCut(entry)) {}
+  explicit Name(const Item& entry) : text(Comparable(Composed(entry.name))), cut(MayBeCut(entry)) {}
   explicit Name(std::u16string_view own) : text(own) {}
 };
 

@@ -30,7 +30,8 @@ struct EntryDate {
 EntryDate DateOf(const Item& entry, ListingKey key) {
   if (key == ListingKey::kUpload && entry.uploadDate[0] != '\0')
     return {entry.uploadDate, DateClock::kUniversal};
-  if (key != ListingKey::kUpload && entry.shotDate[0] != '\0') return {entry.shotDate, DateClock::kCamera};
+  if (key != ListingKey::kUpload && entry.shotDate[0] != '\0')
+    return {entry.shotDate, DateClock::kCamera};
   return {entry.modifyDate, DateClock::kUniversal};
 }
 

@@ -3,14 +3,13 @@
 #include <CLI/CLI.hpp>
 
 #include <map>
-#include <memory>
 
 #include "host/account/AccountTree.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Find.h"
 #include "host/account/Listing.h"
 #include "host/account/PrintTree.h"
-#include "host/commands/Host.h"
+#include "host/commands/Command.h"
 #include "host/names/Dates.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"
@@ -28,7 +27,6 @@ struct TreeOptions {
 };
 
 int Tree(Host& host, const TreeOptions& options) {
-  if (options.json) host.Out().UseJson();
   return PrintTree(host.Loaded(), host.Out(), options.items) ? 0 : 1;
 }
 
@@ -64,7 +62,6 @@ void ListOne(Library& library, const std::string& target, Listing& listing) {
 }
 
 int List(Host& host, const ListOptions& options) {
-  if (options.json) host.Out().UseJson();
   Library& library = host.Loaded();
   Listing listing(host.Out(), options.order);
   bool whole = true;
@@ -105,7 +102,7 @@ std::string PlaceOf(Library& library, const Item& entry) {
   if (id.empty() || id == kRootAlbum) return id.empty() ? "" : "root";
   try {
     return fmt::format("{}  [{}]", Composed(library.Info(id).name), id);
-  } catch (const CommandFailure& failure) {
+  } catch (const Error& failure) {
     if (failure.Code() != kKELOResult_BadParameter) throw;
     return fmt::format("[{}]", id);  // which was cut
   }
@@ -131,7 +128,6 @@ void ShowInfo(Output& out, const Item& entry, const std::string& place) {
 }
 
 int Info(Host& host, const InfoOptions& options) {
-  if (options.json) host.Out().UseJson();
   const Item entry =
       options.fresh ? FreshInfo(host, options.wanted) : FindEntry(host.Loaded(), options.wanted);
   if (options.json)
@@ -143,28 +139,24 @@ int Info(Host& host, const InfoOptions& options) {
 }
 
 void AddInfo(CLI::App& app, Action& chosen) {
-  CLI::App* info = app.add_subcommand("info", "Show one item, album or folder");
-  const auto options = std::make_shared<InfoOptions>();
+  const auto [info, options] =
+      AddCommand(app, chosen, "info", "Show one item, album or folder", Info);
   info->add_option("ENTRY", options->wanted, "Its id, name or path")->required();
   info->add_flag("--fresh", options->fresh, "What the service tells now, of an item");
   info->add_flag("--json", options->json, kJsonHelp);
   info->footer(kDatesFooter);
-  info->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Info(host, *options); }; });
 }
 
 void AddTree(CLI::App& app, Action& chosen) {
-  CLI::App* tree = app.add_subcommand("tree", "Show the account's folders and albums as a tree");
-  const auto options = std::make_shared<TreeOptions>();
+  const auto [tree, options] =
+      AddCommand(app, chosen, "tree", "Show the account's folders and albums as a tree", Tree);
   tree->add_flag("--items,-i", options->items, "Show the items too");
   tree->add_flag("--json", options->json, kJsonHelp);
-  tree->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Tree(host, *options); }; });
 }
 
 void AddList(CLI::App& app, Action& chosen) {
-  CLI::App* list = app.add_subcommand("ls", "List what is in an album, a folder or the account");
-  const auto options = std::make_shared<ListOptions>();
+  const auto [list, options] =
+      AddCommand(app, chosen, "ls", "List what is in an album, a folder or the account", List);
   CLI::Option* target =
       list->add_option("PLACE", options->target,
                        "Id, name or path of an album or folder; 'root' for the items in no album; "
@@ -174,7 +166,8 @@ void AddList(CLI::App& app, Action& chosen) {
   static const std::map<std::string, ListingKey> kKeys = {
       {"name", ListingKey::kName}, {"shot", ListingKey::kShot}, {"upload", ListingKey::kUpload}};
   list->add_option_function<std::string>(
-          "--sort", [options](const std::string& key) { options->order.key = kKeys.at(key); },
+          "--sort",
+          [&order = options->order](const std::string& key) { order.key = kKeys.at(key); },
           "By name, or by the date of shot or upload")
       ->check(CLI::IsMember(&kKeys).description(""))
       ->type_name("name|shot|upload");
@@ -184,8 +177,6 @@ void AddList(CLI::App& app, Action& chosen) {
                            "of the upload), name. "
                            "Without --sort the service's order. ") +
                kDatesFooter);
-  list->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return List(host, *options); }; });
 }
 
 }  // namespace

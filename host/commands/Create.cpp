@@ -3,12 +3,10 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <memory>
 
 #include "host/account/EntryJson.h"
 #include "host/account/Find.h"
-#include "host/commands/Arguments.h"
-#include "host/commands/Host.h"
+#include "host/commands/Command.h"
 #include "host/names/CatalogueNames.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
@@ -109,7 +107,7 @@ void Create(Library& library, const std::vector<std::string>& names, Kind kind,
   }
   const auto& last = added.back().error;
   if (last && last->Code() == kKELOResult_Aborted)
-    throw CommandFailure("create", last->Code(), kKELOCommand_AddItems);
+    throw Error("create", last->Code(), kKELOCommand_AddItems);
 }
 
 // Names of one folder, in the order of the command line.
@@ -150,7 +148,6 @@ std::vector<Siblings> ByFolder(Library& library, const NewContainers& wanted) {
 }
 
 int MakeContainers(Host& host, const NewContainers& wanted) {
-  if (wanted.json) host.Out().UseJson();
   host.LockAccount();
   Library& library = host.Loaded();
   bool failed = false;
@@ -163,33 +160,28 @@ int MakeContainers(Host& host, const NewContainers& wanted) {
   return failed ? 1 : 0;
 }
 
-CLI::App* AddContainerCommand(CLI::App& app, Action& chosen, const char* name, const char* noun,
-                              const std::shared_ptr<NewContainers>& wanted) {
-  CLI::App* command = app.add_subcommand(name, fmt::format("Create {}s", noun));
+auto AddContainerCommand(CLI::App& app, Action& chosen, Kind kind, const char* name,
+                         const char* noun) {
+  const auto [command, wanted] =
+      AddCommand(app, chosen, name, fmt::format("Create {}s", noun), MakeContainers);
+  wanted->kind = kind;
   command->add_option("NAME", wanted->names, fmt::format("Names of the {}s", noun))
       ->required()
       ->check(AtMost(255));
   command->add_flag("--force", wanted->force,
                     fmt::format("Create also a second {} of the same name", noun));
   command->add_flag("--json", wanted->json, kJsonHelp);
-  command->callback([wanted, &chosen] {
-    chosen = [wanted](Host& host) { return MakeContainers(host, *wanted); };
-  });
-  return command;
+  return std::pair(command, wanted);
 }
 
 }  // namespace
 
 void AddCreateCommands(CLI::App& app, Action& chosen) {
-  const auto folders = std::make_shared<NewContainers>();
-  folders->kind = Kind::Folder;
-  AddContainerCommand(app, chosen, "mkdir", "folder", folders);
-  const auto albums = std::make_shared<NewContainers>();
-  albums->kind = Kind::Album;
-  AddContainerCommand(app, chosen, "mkalbum", "album", albums)
-      ->add_option("--folder", albums->folder,
-                   "Id or name of the folder to create them in; without it, at the top, or in "
-                   "the folder of a NAME such as Folder/Album");
+  AddContainerCommand(app, chosen, Kind::Folder, "mkdir", "folder");
+  const auto [command, albums] = AddContainerCommand(app, chosen, Kind::Album, "mkalbum", "album");
+  command->add_option("--folder", albums->folder,
+                      "Id or name of the folder to create them in; without it, at the top, or in "
+                      "the folder of a NAME such as Folder/Album");
 }
 
 }  // namespace kelo::host

@@ -2,13 +2,10 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include <memory>
-
 #include "commandline/WrongUsage.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Find.h"
-#include "host/commands/Arguments.h"
-#include "host/commands/Host.h"
+#include "host/commands/Command.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
@@ -23,28 +20,34 @@ std::string FindItem(Library& library, const std::string& wanted) {
   return std::string(entry.id);
 }
 
-int Caption(Host& host, const std::string& wanted, const std::string& text) {
+struct EditOptions {
+  std::string target;  // as a person names it
+  std::string text;
+  std::uint32_t rating = 0;
+};
+
+int Caption(Host& host, const EditOptions& options) {
   host.LockAccount();
-  host.Loaded().Modify(FindItem(host.Loaded(), wanted),
-                       {.caption = text, .captionFlag = !text.empty()});
-  host.Out().Line(text.empty() ? "caption removed" : "caption set");
+  host.Loaded().Modify(FindItem(host.Loaded(), options.target),
+                       {.caption = options.text, .captionFlag = !options.text.empty()});
+  host.Out().Line(options.text.empty() ? "caption removed" : "caption set");
   return 0;
 }
 
-int Rate(Host& host, const std::string& wanted, std::uint32_t rating) {
+int Rate(Host& host, const EditOptions& options) {
   host.LockAccount();
-  host.Loaded().Modify(FindItem(host.Loaded(), wanted), {.rating = rating});
-  host.Out().Line(fmt::format("rated {}", rating));
+  host.Loaded().Modify(FindItem(host.Loaded(), options.target), {.rating = options.rating});
+  host.Out().Line(fmt::format("rated {}", options.rating));
   return 0;
 }
 
-int Tag(Host& host, const std::string& wanted, const std::string& tags) {
+int Tag(Host& host, const EditOptions& options) {
   host.LockAccount();
   Library& library = host.Loaded();
-  const Item entry = FindEntry(library, wanted);
+  const Item entry = FindEntry(library, options.target);
   if (IsContainer(entry) && entry.itemCount == 0)
     throw Failure("the album has no items that tags could be added to");
-  library.AddTags(entry.id, tags);
+  library.AddTags(entry.id, options.text);
   host.Out().Line("tags added" +
                   (IsContainer(entry) ? " to " + CountText(entry.itemCount, "item") : ""));
   return 0;
@@ -71,8 +74,6 @@ std::vector<NewLink> NamedItems(Library& library, const std::vector<std::string>
     NewLink& link = found.emplace_back(NewLink{item, {}, 0, {}});
     try {
       link.id = FindItem(library, item);
-    } catch (const CommandFailure&) {
-      throw;
     } catch (const Failure& failure) {
       link.problem = failure.what();
     }
@@ -94,7 +95,7 @@ void AddLinks(Library& library, std::string_view album, std::vector<NewLink>& wa
     link.problem = ResultText(link.code, kKELOCommand_AddNewLink);
   }
   if (!added.empty() && added.back().error && added.back().error->Code() == kKELOResult_Aborted)
-    throw CommandFailure("link", kKELOResult_Aborted, kKELOCommand_AddNewLink);
+    throw Error("link", kKELOResult_Aborted, kKELOCommand_AddNewLink);
 }
 
 void Tell(Output& out, const NewLink& link) {
@@ -114,7 +115,6 @@ void Tell(Output& out, const NewLink& link) {
 
 int Link(Host& host, const LinkOptions& options) {
   Output& out = host.Out();
-  if (options.json) out.UseJson();
   host.LockAccount();
   Library& library = host.Loaded();
   const Item album = FindAlbum(library, options.album);
@@ -130,53 +130,31 @@ int Link(Host& host, const LinkOptions& options) {
   return added == links.size() ? 0 : 1;
 }
 
-// An argument: its label, and what the help says about it.
-struct Argument {
-  const char* label;
-  const char* about;
-};
-
-// A command of two plain arguments, the second of which has a length that must not be exceeded.
-void AddPairCommand(CLI::App& app, Action& chosen, const char* name, const char* about,
-                    const Argument& target, const Argument& text, size_t most,
-                    int (*run)(Host&, const std::string&, const std::string&)) {
-  CLI::App* command = app.add_subcommand(name, about);
-  const auto wanted = std::make_shared<std::string>();
-  const auto content = std::make_shared<std::string>();
-  command->add_option(target.label, *wanted, target.about)->required();
-  command->add_option(text.label, *content, text.about)->required()->check(AtMost(most));
-  command->callback(
-      [=, &chosen] { chosen = [=](Host& host) { return run(host, *wanted, *content); }; });
-}
-
-void AddLinkCommand(CLI::App& app, Action& chosen) {
-  CLI::App* link = app.add_subcommand("link", "Add stored items to an album");
-  const auto options = std::make_shared<LinkOptions>();
-  link->add_option("ALBUM", options->album, "Id, name or path of the album")->required();
-  link->add_option("ITEM", options->items, "Ids, names or paths of the items")->required();
-  link->add_flag("--json", options->json, kJsonHelp);
-  link->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Link(host, *options); }; });
-}
-
 }  // namespace
 
 void AddEditCommands(CLI::App& app, Action& chosen) {
-  AddPairCommand(app, chosen, "caption", "Give an item a caption",
-                 {"ITEM", "Id, name or path of the item"}, {"TEXT", "The caption; '' removes it"},
-                 319, Caption);
-  CLI::App* rate = app.add_subcommand("rate", "Rate an item");
-  const auto item = std::make_shared<std::string>();
-  const auto rating = std::make_shared<std::uint32_t>();
-  rate->add_option("ITEM", *item, "Id, name or path of the item")->required();
-  rate->add_option("N", *rating, "The rating")->required()->check(NumberBetween(0, 5));
-  rate->callback([item, rating, &chosen] {
-    chosen = [item, rating](Host& host) { return Rate(host, *item, *rating); };
-  });
-  AddPairCommand(app, chosen, "tag", "Add tags to an item, or to all items of an album",
-                 {"TARGET", "Id, name or path of the item or album"},
-                 {"TAGS", "The tags, separated by commas"}, 903, Tag);
-  AddLinkCommand(app, chosen);
+  const auto [caption, captioned] =
+      AddCommand(app, chosen, "caption", "Give an item a caption", Caption);
+  caption->add_option("ITEM", captioned->target, "Id, name or path of the item")->required();
+  caption->add_option("TEXT", captioned->text, "The caption; '' removes it")
+      ->required()
+      ->check(AtMost(319));
+
+  const auto [rate, rated] = AddCommand(app, chosen, "rate", "Rate an item", Rate);
+  rate->add_option("ITEM", rated->target, "Id, name or path of the item")->required();
+  rate->add_option("N", rated->rating, "The rating")->required()->check(NumberBetween(0, 5));
+
+  const auto [tag, tagged] =
+      AddCommand(app, chosen, "tag", "Add tags to an item, or to all items of an album", Tag);
+  tag->add_option("TARGET", tagged->target, "Id, name or path of the item or album")->required();
+  tag->add_option("TAGS", tagged->text, "The tags, separated by commas")
+      ->required()
+      ->check(AtMost(903));
+
+  const auto [link, linked] = AddCommand(app, chosen, "link", "Add stored items to an album", Link);
+  link->add_option("ALBUM", linked->album, "Id, name or path of the album")->required();
+  link->add_option("ITEM", linked->items, "Ids, names or paths of the items")->required();
+  link->add_flag("--json", linked->json, kJsonHelp);
 }
 
 }  // namespace kelo::host

@@ -3,10 +3,9 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
-#include <memory>
 
 #include "host/account/Find.h"
-#include "host/commands/Host.h"
+#include "host/commands/Command.h"
 #include "host/download/Fetch.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
@@ -20,6 +19,7 @@ struct GetOptions {
   bool all = false;
   std::string folder = ".";
   FetchOptions fetch;
+  bool json = false;
 };
 
 // Tells each file's fate as it comes, and counts.
@@ -59,9 +59,7 @@ class Reporter {
     return count == 0 ? "" : fmt::format(", {} {}", count, words);
   }
 
-  size_t Count(FetchOutcome outcome) const {
-    return counts_[static_cast<size_t>(outcome)];
-  }
+  size_t Count(FetchOutcome outcome) const { return counts_[static_cast<size_t>(outcome)]; }
 
   // What an abort would say.
   void TellDone() {
@@ -79,11 +77,10 @@ class Reporter {
   Json ToJson(const FetchedFile& file) const {
     constexpr const char* kWords[] = {"stored", "alreadyHere", "failed", "notTried"};
     const bool planned = dryRun_ && file.outcome == FetchOutcome::kNotTried;
-    Json object{
-        {"id", file.file.itemId},
-        {"name", file.file.name},
-        {"path", file.file.path.string()},
-        {"outcome", planned ? "wouldStore" : kWords[static_cast<size_t>(file.outcome)]}};
+    Json object{{"id", file.file.itemId},
+                {"name", file.file.name},
+                {"path", file.file.path.string()},
+                {"outcome", planned ? "wouldStore" : kWords[static_cast<size_t>(file.outcome)]}};
     if (file.outcome == FetchOutcome::kStored) object["bytes"] = file.size;
     if (file.outcome == FetchOutcome::kFailed)
       object["error"] = {{"code", file.code}, {"message", file.problem}};
@@ -116,9 +113,7 @@ int Get(Host& host, const GetOptions& options) {
 }  // namespace
 
 void AddGetCommand(CLI::App& app, Action& chosen) {
-  CLI::App* get = app.add_subcommand("get", "Download originals");
-  const auto options = std::make_shared<GetOptions>();
-  const auto json = std::make_shared<bool>(false);
+  const auto [get, options] = AddCommand(app, chosen, "get", "Download originals", Get);
   get->add_option("TARGET", options->targets,
                   "Ids, names or paths of items, albums and folders; 'root' for the items in no "
                   "album");
@@ -130,7 +125,7 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
   get->add_flag("--replace", options->fetch.replace,
                 "Get also what is here already, in place of the file that stands there");
   get->add_flag("--dry-run", options->fetch.dryRun, "Tell what would be downloaded, do nothing");
-  get->add_flag("--json", *json, kJsonHelp);
+  get->add_flag("--json", options->json, kJsonHelp);
   get->footer(
       "One album goes straight into the folder; a folder, several albums and --all make folders as "
       "in the account, friends' albums in \"Friends' albums\". A file gets the date of its "
@@ -140,12 +135,6 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
       "not have here are written as in URLs, \"AC%2FDC\"; 'kelo put' knows both. Ctrl-C leaves no "
       "partial file. Back up, 'kelo put' would store friends' pictures among yours; --exclude "
       "\"Friends' albums/\" keeps them out.");
-  get->callback([options, json, &chosen] {
-    chosen = [options, json](Host& host) {
-      if (*json) host.Out().UseJson();
-      return Get(host, *options);
-    };
-  });
 }
 
 }  // namespace kelo::host

@@ -8,7 +8,7 @@
 
 #include "commandline/WrongUsage.h"
 #include "host/account/Find.h"
-#include "host/commands/Host.h"
+#include "host/commands/Command.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
 #include "host/terminal/Prompt.h"
@@ -22,8 +22,8 @@ struct LoginOptions {
   bool remember = false;
 };
 
-// The library's fields hold 32 characters. This service has no credentials of fewer than 8, which the
-// trace could not hide.
+// The library's fields hold 32 characters. This service has no credentials of fewer than 8, which
+// the trace could not hide.
 std::string CheckCredential(const std::string& text) {
   if (text.empty()) return "must not be empty";
   if (text.size() < 8) return "is shorter than 8 characters";
@@ -104,7 +104,7 @@ int Logout(Host& host) {
   library.OnEndedSession({});  // it is not opened again to be closed
   try {
     library.Close();
-  } catch (const CommandFailure& failure) {
+  } catch (const Error& failure) {
     if (failure.Code() != kKELOResult_NoSession) throw;  // over already: nothing left to close
   }
   Kept kept;
@@ -124,8 +124,7 @@ int Extend(Host& host) {
   return 0;
 }
 
-int Quota(Host& host, bool json) {
-  if (json) host.Out().UseJson();
+int Quota(Host& host, const JsonOption&) {
   const auto [used, all] = host.WithSession().Capacity();
   const double percent =
       all == 0 ? 0 : 100.0 * static_cast<double>(used) / static_cast<double>(all);
@@ -135,8 +134,8 @@ int Quota(Host& host, bool json) {
 }
 
 void AddLogin(CLI::App& app, Action& chosen) {
-  CLI::App* login = app.add_subcommand("login", "Open a session and keep it");
-  const auto options = std::make_shared<LoginOptions>();
+  const auto [login, options] =
+      AddCommand(app, chosen, "login", "Open a session and keep it", Login);
   login
       ->add_option("--url", options->url,
                    "Base URL of the service, e.g. http://127.0.0.1:8080; remembered until another "
@@ -154,8 +153,6 @@ void AddLogin(CLI::App& app, Action& chosen) {
       "On a terminal, login asks for what is missing. Session and credentials are kept in "
       "$XDG_STATE_HOME/kelo (or ~/.local/state/kelo), readable by you alone; those of a --profile "
       "lie in a folder below. 'kelo logout' forgets both.");
-  login->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Login(host, *options); }; });
 }
 
 }  // namespace
@@ -166,10 +163,9 @@ void AddSessionCommands(CLI::App& app, Action& chosen) {
   const auto forget = std::make_shared<bool>(false);
   logout->add_flag("--forget", *forget, "Only forget it here, without telling the service");
   logout->callback([forget, &chosen] { chosen = *forget ? Forget : Logout; });
-  CLI::App* quota = app.add_subcommand("quota", "Show how much the account stores and may store");
-  const auto json = std::make_shared<bool>(false);
-  quota->add_flag("--json", *json, kJsonHelp);
-  quota->callback([json, &chosen] { chosen = [json](Host& host) { return Quota(host, *json); }; });
+  const auto [quota, options] =
+      AddCommand(app, chosen, "quota", "Show how much the account stores and may store", Quota);
+  quota->add_flag("--json", options->json, kJsonHelp);
   app.add_subcommand("extend", "Keep the session alive, and see whether it is")
       ->callback([&chosen] { chosen = Extend; });
 }

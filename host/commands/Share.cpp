@@ -3,10 +3,9 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <memory>
 
 #include "host/account/Find.h"
-#include "host/commands/Host.h"
+#include "host/commands/Command.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
 
@@ -32,8 +31,7 @@ void TellRejected(Output& out, const Recipients& lists) {
     out.Problem("rejected by the service: " + Shown(address));
 }
 
-int Contacts(Host& host, bool json) {
-  if (json) host.Out().UseJson();
+int Contacts(Host& host, const JsonOption&) {
   const std::vector<std::string> addresses = host.WithSession().AddressList();
   for (const std::string& address : addresses)
     host.Out().Result(Shown(address), {{"address", address}});
@@ -48,7 +46,6 @@ struct VerifyOptions {
 
 int Verify(Host& host, const VerifyOptions& options) {
   Output& out = host.Out();
-  if (options.json) out.UseJson();
   const Recipients lists = host.WithSession().VerifyRecipients(Addresses(options.addresses));
   const auto json = [](const std::string& address, bool accepted) {
     return Json{{"address", address}, {"accepted", accepted}};
@@ -69,12 +66,13 @@ struct MailOptions {
   kelo::Mail mail;
 };
 
-int Mail(Host& host, MailOptions options) {
-  options.mail.recipients = Addresses(options.mail.recipients);
+int Mail(Host& host, const MailOptions& options) {
+  kelo::Mail mail = options.mail;
+  mail.recipients = Addresses(mail.recipients);
   host.LockAccount();
   Library& library = host.Loaded();
   const Item album = FindAlbum(library, options.album);
-  const Recipients lists = library.SendMail(album.id, options.mail);
+  const Recipients lists = library.SendMail(album.id, mail);
   TellRejected(host.Out(), lists);
   if (!lists.rejected.empty())
     host.Out().Problem("sent, but not to everyone: " + ResultText(kKELOResult_RecipientsRejected));
@@ -83,8 +81,7 @@ int Mail(Host& host, MailOptions options) {
 }
 
 void AddMail(CLI::App& app, Action& chosen) {
-  CLI::App* command = app.add_subcommand("mail", "Share an album by mail");
-  const auto options = std::make_shared<MailOptions>();
+  const auto [command, options] = AddCommand(app, chosen, "mail", "Share an album by mail", Mail);
   command->add_option("ALBUM", options->album, "Id, name or path of the album")->required();
   command
       ->add_option("--to", options->mail.recipients,
@@ -100,25 +97,18 @@ void AddMail(CLI::App& app, Action& chosen) {
                     "Let the service check the addresses first and leave out the bad ones");
   command->footer(
       "When some addresses were left out, the mail is sent to the others and the exit code is 1.");
-  command->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Mail(host, *options); }; });
 }
 
 }  // namespace
 
 void AddShareCommands(CLI::App& app, Action& chosen) {
-  CLI::App* contacts = app.add_subcommand("contacts", "Show the account's address list");
-  const auto json = std::make_shared<bool>(false);
-  contacts->add_flag("--json", *json, kJsonHelp);
-  contacts->callback(
-      [json, &chosen] { chosen = [json](Host& host) { return Contacts(host, *json); }; });
-  CLI::App* verify =
-      app.add_subcommand("verify", "Ask the service which mail addresses it accepts");
-  const auto options = std::make_shared<VerifyOptions>();
-  verify->add_option("ADDRESS", options->addresses, "Mail addresses")->required();
-  verify->add_flag("--json", options->json, kJsonHelp);
-  verify->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Verify(host, *options); }; });
+  const auto [contacts, listed] =
+      AddCommand(app, chosen, "contacts", "Show the account's address list", Contacts);
+  contacts->add_flag("--json", listed->json, kJsonHelp);
+  const auto [verify, verified] =
+      AddCommand(app, chosen, "verify", "Ask the service which mail addresses it accepts", Verify);
+  verify->add_option("ADDRESS", verified->addresses, "Mail addresses")->required();
+  verify->add_flag("--json", verified->json, kJsonHelp);
   AddMail(app, chosen);
 }
 

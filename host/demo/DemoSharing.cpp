@@ -53,7 +53,7 @@ void DemoStory::LinkIntoAlbum() {
 }
 
 size_t DemoStory::DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
-                                          const std::vector<fs::path>& originals) {
+                                     const std::vector<fs::path>& originals) {
   const fs::path to = folder_.Path() / folder;
   fs::create_directory(to);
   const auto files = Fetch(library_, items, to);

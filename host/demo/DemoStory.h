@@ -90,7 +90,7 @@ class DemoStory {
   void UploadOnceMore(const std::vector<std::string>& paths);
   size_t Arrived(const std::string& method) const;
   size_t DownloadAndCompare(const std::vector<Item>& items, const std::string& folder,
-                                 const std::vector<std::filesystem::path>& originals);
+                            const std::vector<std::filesystem::path>& originals);
 
   // Throws Failure unless `proven`.
   void Prove(bool proven, const std::string& what) const;

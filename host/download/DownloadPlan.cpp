@@ -57,8 +57,8 @@ class AccountFolders {
     std::ranges::sort(siblings, {}, [](const Item& entry) { return std::string_view(entry.id); });
     std::vector<fs::path> wanted;
     for (const auto& entry : siblings) wanted.push_back(below / FolderName(entry));
-    const auto given = paths_.Give(wanted, Named::kFolder,
-                                   [&](size_t at) { return MarksOf(siblings[at], ""); });
+    const auto given =
+        paths_.Give(wanted, Named::kFolder, [&](size_t at) { return MarksOf(siblings[at], ""); });
     for (size_t at = 0; at < siblings.size(); ++at) {
       folders_.emplace(siblings[at].id, given[at].path);
       if (siblings[at].kind == Kind::Folder) Place(tree_.Below(siblings[at]), given[at].path);

@@ -32,7 +32,7 @@ struct PlannedDownload {
 struct DownloadPlan {
   std::filesystem::path to;
   std::vector<PlannedDownload> files;
-  PathGiver paths;          // knows those of the files
+  PathGiver paths;     // knows those of the files
   size_t leftOut = 0;  // folders, albums and what is in them, told of already
 };
 

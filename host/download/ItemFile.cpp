@@ -21,12 +21,12 @@ struct ItemFormat {
   std::array<std::string_view, 3> extensions;
 };
 constexpr ItemFormat kFormats[] = {{kKELOFormat_JPEG, {".jpg", ".jpeg", ".jpe"}},
-                               {kKELOFormat_RawA, {".rwa"}},
-                               {kKELOFormat_RawB, {".rwb"}},
-                               {kKELOFormat_TIFF, {".tif", ".tiff"}},
-                               {kKELOFormat_QuickTime, {".mov", ".mp4", ".qt"}},
-                               {kKELOFormat_AVI, {".avi"}},
-                               {kKELOFormat_WAV, {".wav"}}};
+                                   {kKELOFormat_RawA, {".rwa"}},
+                                   {kKELOFormat_RawB, {".rwb"}},
+                                   {kKELOFormat_TIFF, {".tif", ".tiff"}},
+                                   {kKELOFormat_QuickTime, {".mov", ".mp4", ".qt"}},
+                                   {kKELOFormat_AVI, {".avi"}},
+                                   {kKELOFormat_WAV, {".wav"}}};
 
 bool EqualButForCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(

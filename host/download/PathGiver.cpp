@@ -59,7 +59,7 @@ class PathGiver::Namesakes {
   }
 
   std::optional<size_t> FindIn(const fs::path& folder, const std::string& below,
-                                    std::ptrdiff_t depth) {
+                               std::ptrdiff_t depth) {
     std::error_code failed;
     for (fs::directory_iterator at(folder, failed), end; !failed && at != end;
          at.increment(failed)) {
@@ -81,7 +81,8 @@ class PathGiver::Namesakes {
     size_t first = kNobody;
     // Some file systems keep even seconds only.
     const std::time_t date = status.st_mtime;
-    for (const KnownDate& one : {KnownDate(), KnownDate(date - 1), KnownDate(date), KnownDate(date + 1)}) {
+    for (const KnownDate& one :
+         {KnownDate(), KnownDate(date - 1), KnownDate(date), KnownDate(date + 1)}) {
       const auto dated = marks->second.find(one);
       if (dated != marks->second.end()) first = std::min(first, FirstOf(dated->second));
     }

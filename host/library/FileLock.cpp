@@ -29,7 +29,7 @@ LockResult Lock(const OwnedFile& file, bool wait) {
 OwnedFile OpenLockFile(const OwnedFile& folder, const std::string& name) {
   // File systems of networks lock for writers only.
   return OwnedFile(::openat(folder.Number(), name.c_str(),
-                             O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+                            O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
 }
 
 std::string RandomName() {

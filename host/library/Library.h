@@ -43,9 +43,9 @@ class Library : private Requests, public kelo::Library {
   void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
 
   // For an upload, which is not sent again here once it has left, since nobody knows what became of
-  // it. FailureMayPass: the last command failed in a way that may pass. PauseBeforeRetry: waits after
-  // `failed` tries that ended with `result`, and notes it; false when there were too many, or the
-  // library was stopped meanwhile.
+  // it. FailureMayPass: the last command failed in a way that may pass. PauseBeforeRetry: waits
+  // after `failed` tries that ended with `result`, and notes it; false when there were too many, or
+  // the library was stopped meanwhile.
   bool FailureMayPass() const { return failureMayPass_; }
   bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
 

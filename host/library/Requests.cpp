@@ -94,8 +94,7 @@ void Requests::Drain() {
   for (ssize_t size; (size = ::read(readEnd_, block, sizeof block)) > 0;)
     unfinished_.append(block, static_cast<size_t>(size));
   size_t begin = 0;
-  for (size_t end; (end = unfinished_.find('\n', begin)) != std::string::npos;
-       begin = end + 1) {
+  for (size_t end; (end = unfinished_.find('\n', begin)) != std::string::npos; begin = end + 1) {
     const std::string_view line = std::string_view(unfinished_).substr(begin, end - begin);
     Pass(line);
     ended_.push_back(ReadTraceLine(line));

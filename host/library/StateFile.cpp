@@ -140,7 +140,7 @@ class StateFile::Writing {
     const std::string temporary = kTemporary + RandomName();
     const int folder = folder_.Number();
     OwnedFile file(::openat(folder, temporary.c_str(),
-                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) FailFile("write", path);
     const auto written = ::write(file.Number(), bytes.data(), bytes.size());
     const bool whole = written == static_cast<ssize_t>(bytes.size()) &&

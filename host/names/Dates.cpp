@@ -50,9 +50,7 @@ std::optional<chrono::minutes> Zone(std::string_view text) {
 
 std::optional<ReadDate> Read(std::string_view text, DateClock clock) {
   if (!Matches(text, "0000-00-00T00:00:00")) return std::nullopt;
-  const auto number = [&](size_t at) {
-    return static_cast<unsigned>(Number(text.substr(at, 2)));
-  };
+  const auto number = [&](size_t at) { return static_cast<unsigned>(Number(text.substr(at, 2))); };
   const chrono::year_month_day day(chrono::year(Number(text.substr(0, 4))),
                                    chrono::month(number(5)), chrono::day(number(8)));
   if (!day.ok() || number(11) > 23 || number(14) > 59 || number(17) > 60) return std::nullopt;

@@ -28,7 +28,7 @@ std::string_view FormatText(std::uint32_t format) {
     std::string_view words;
   };
   constexpr FormatRow kRows[] = {{1, "JPEG"},      {2, "raw"}, {3, "raw"}, {4, "TIFF"},
-                           {5, "QuickTime"}, {6, "AVI"}, {7, "WAV"}, {4097, "binary"}};
+                                 {5, "QuickTime"}, {6, "AVI"}, {7, "WAV"}, {4097, "binary"}};
   for (const FormatRow& row : kRows)
     if (row.format == format) return row.words;
   return "unknown";

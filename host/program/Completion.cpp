@@ -28,7 +28,7 @@ struct Completions {
 struct TypedPlace {
   CLI::App* command = nullptr;  // null: none is named yet
   CLI::Option* option = nullptr;
-  size_t arguments = 0;   // of the command before this word
+  size_t arguments = 0;        // of the command before this word
   bool onlyArguments = false;  // behind "--"
 };
 
@@ -123,7 +123,7 @@ const CLI::Option* Argument(const TypedPlace& place) {
 }
 
 std::vector<Offer> NamesOf(const CommonOptions& options, EntryKinds kinds,
-                               const std::string& begun) {
+                           const std::string& begun) {
   // Nobody waits long for a tab key: after this time there is no answer.
   std::signal(SIGALRM, [](int) { ::_exit(0); });
   ::alarm(kPatienceSeconds);
@@ -139,7 +139,7 @@ std::vector<Offer> NamesOf(const CommonOptions& options, EntryKinds kinds,
 
 // Values of an option or argument, by the label that it has in the help.
 Completions Values(const CLI::App& app, const CommonOptions& options, const CLI::Option& option,
-              const std::string& begun) {
+                   const std::string& begun) {
   const std::string label = ValueName(option);
   const auto is = [&](std::initializer_list<const char*> labels) {
     return std::find(labels.begin(), labels.end(), label) != labels.end();
@@ -164,7 +164,8 @@ Completions Values(const CLI::App& app, const CommonOptions& options, const CLI:
   return answer;
 }
 
-Completions Find(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words) {
+Completions Find(CLI::App& app, const CommonOptions& options,
+                 const std::vector<std::string>& words) {
   LineReader walk(app);
   for (size_t at = 0; at + 1 < words.size(); ++at) walk.Pass(words[at]);
   TakeFromEnvironment(app);

@@ -32,8 +32,7 @@ std::string_view Beginning(std::string_view text, size_t columns) {
 // The text behind its first so many columns.
 std::string_view Behind(std::string_view text, size_t columns) {
   size_t at = 0;
-  for (size_t used = 0; used < columns && at < text.size();)
-    used += Width(NextCharacter(text, at));
+  for (size_t used = 0; used < columns && at < text.size();) used += Width(NextCharacter(text, at));
   // What combines with a character that has gone goes too.
   for (size_t next = at; at < text.size(); at = next)
     if (Width(NextCharacter(text, next)) > 0) break;

@@ -30,8 +30,9 @@ class Output {
   void Problem(std::string_view line);
   // Likewise, what was asked for although the run may be quiet.
   void Trace(std::string_view line) { PrintMessage(line); }
-  // Where the program was started without a standard stream, puts something that takes nothing in its
-  // place, so that no file opened later becomes that stream. To be called first thing in main().
+  // Where the program was started without a standard stream, puts something that takes nothing in
+  // its place, so that no file opened later becomes that stream. To be called first thing in
+  // main().
   static void HoldClosedStreams();
   // Everything is written now. Throws Failure when standard output did not take it.
   void Finish();

@@ -33,8 +33,7 @@ std::string DurationText(double inSeconds) {
 }
 
 // As many parts as fit, the first in any case, and the name where it has room.
-std::string Joined(const std::vector<std::string>& parts, const std::string& name,
-                   size_t columns) {
+std::string Joined(const std::vector<std::string>& parts, const std::string& name, size_t columns) {
   std::string line = FitColumns(parts.front(), columns);
   for (size_t at = 1; at < parts.size(); ++at) {
     if (line.size() + kBetween.size() + parts[at].size() > columns) return line;
