@@ -10,8 +10,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr Order kAlbumOrder{"Name", false};
-constexpr Order kItemOrder{"FileName", false};
+constexpr ListOrder kAlbumOrder{"Name", false};
+constexpr ListOrder kItemOrder{"FileName", false};
 
 class Writer {
  public:

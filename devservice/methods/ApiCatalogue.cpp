@@ -6,7 +6,7 @@
 namespace kelo::devservice {
 namespace {
 
-Order OrderOf(const Element& method, std::string_view by, std::string_view order) {
+ListOrder OrderOf(const Element& method, std::string_view by, std::string_view order) {
   const std::string_view direction = method.Value(order);
   if (direction != "asc" && direction != "desc")
     throw ServiceError(ErrorNumber::UnusableValue, "Unusable " + std::string(order));
@@ -59,7 +59,7 @@ std::string Api::AlbumElement(const Album& album, const std::vector<Item>& items
 }
 
 std::string Api::AlbumElements(AccountId account, std::string_view folder, const Element& method) {
-  const Order itemOrder = OrderOf(method, "sortBy", "sortOrder");
+  const ListOrder itemOrder = OrderOf(method, "sortBy", "sortOrder");
   const ItemAttributes wanted = WantedBy(method);
   std::string out;
   for (const Album& album :
@@ -70,8 +70,8 @@ std::string Api::AlbumElements(AccountId account, std::string_view folder, const
 
 std::string Api::GetHierarchy(const Request& request) {
   const Element& method = request.method;
-  const Order itemOrder = OrderOf(method, "sortBy", "sortOrder");
-  const Order albumOrder = OrderOf(method, "albumSortBy", "albumSortOrder");
+  const ListOrder itemOrder = OrderOf(method, "sortBy", "sortOrder");
+  const ListOrder albumOrder = OrderOf(method, "albumSortBy", "albumSortOrder");
   std::string out = "<rootAlbum><items>\r\n";
   out += ItemElements(store_.Items(store_.RootAlbum(request.account), itemOrder), WantedBy(method),
                       DownloadUrl());
@@ -98,7 +98,7 @@ std::string Api::GetForeignAlbumItems(const Request& request) {
       request.method.Value("needDate") == "true";
   std::string out = "<albums>\r\n";
   for (const Album& album : store_.FriendAlbums(request.account))
-    out += AlbumElement(album, store_.Items(album.id, Order{}), wanted);
+    out += AlbumElement(album, store_.Items(album.id, ListOrder{}), wanted);
   return OkAnswer("", out + "</albums>\r\n");
 }
 

@@ -10,13 +10,13 @@
 namespace kelo::devservice {
 namespace {
 
-struct Kind {
+struct FileKind {
   std::string_view extension;
   std::string_view format;
   std::string_view firstBytes;  // empty: not looked at
 };
 
-constexpr Kind kKinds[] = {
+constexpr FileKind kKinds[] = {
     {".jpg", "image/jpeg", "\xFF\xD8"}, {".jpeg", "image/jpeg", "\xFF\xD8"},
     {".rwa", "image/x-talvo-rwa", ""},  {".rwb", "image/x-talvo-rwb", ""},
     {".tif", "image/tiff", ""},         {".tiff", "image/tiff", ""},
@@ -62,7 +62,7 @@ bool IsRefusedFile(std::string_view name) {
 }
 
 void DescribeFile(Item& item) {
-  const Kind* kind = std::ranges::find(kKinds, ExtensionOf(item.name), &Kind::extension);
+  const FileKind* kind = std::ranges::find(kKinds, ExtensionOf(item.name), &FileKind::extension);
   if (kind == std::end(kKinds)) {
     item.format = "application/octet-stream";
     return;

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr Order kByName{"Name", false};
+constexpr ListOrder kByName{"Name", false};
 
 struct Contents {
   std::vector<fs::path> files;

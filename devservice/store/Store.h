@@ -61,7 +61,7 @@ struct Item {
 };
 
 // The order of a listing, as the attributes sortBy and sortOrder name it.
-struct Order {
+struct ListOrder {
   std::string_view by = "UploadDate";
   bool descending = true;
 };
@@ -100,11 +100,11 @@ class Store {
   void UseCallId(std::string_view scope, std::uint64_t callId);
 
   // --- Folders, albums and items ---
-  std::vector<Folder> Folders(AccountId account, const Order& order);
+  std::vector<Folder> Folders(AccountId account, const ListOrder& order);
   // Albums of a folder; those at the top for an empty folder id. The root album is not among them.
-  std::vector<Album> Albums(AccountId account, std::string_view folder, const Order& order);
+  std::vector<Album> Albums(AccountId account, std::string_view folder, const ListOrder& order);
   std::vector<Album> FriendAlbums(AccountId account);
-  std::vector<Item> Items(std::string_view album, const Order& order);
+  std::vector<Item> Items(std::string_view album, const ListOrder& order);
   std::string RootAlbum(AccountId account);
   // Own album from a request: empty or reserved ids mean the root album. 207, 312.
   std::string RequireAlbum(AccountId account, std::string_view id);

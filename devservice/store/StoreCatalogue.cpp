@@ -35,7 +35,7 @@ constexpr SortKey kItemKeys[] = {
 constexpr SortKey kContainerKeys[] = {{"ModifyDate", "modifyDate"}, {"Name", "name"}};
 
 // Ties stand in the order of their creation, so every listing is stable.
-std::string OrderClause(const Order& order, std::span<const SortKey> keys,
+std::string OrderClause(const ListOrder& order, std::span<const SortKey> keys,
                         std::string_view position) {
   const auto found = std::ranges::find(keys, order.by, &SortKey::by);
   if (found == keys.end()) throw ServiceError(ErrorNumber::UnusableValue, "Unknown sort key");
@@ -72,7 +72,7 @@ Item ItemOf(const Statement& row, const std::filesystem::path& files) {
 
 }  // namespace
 
-std::vector<Folder> Store::Folders(AccountId account, const Order& order) {
+std::vector<Folder> Store::Folders(AccountId account, const ListOrder& order) {
   Statement rows = database_.Query("SELECT id, name, modifyDate FROM folders WHERE account = ?" +
                                        OrderClause(order, kContainerKeys, "position"),
                                    account);
@@ -81,7 +81,8 @@ std::vector<Folder> Store::Folders(AccountId account, const Order& order) {
   return folders;
 }
 
-std::vector<Album> Store::Albums(AccountId account, std::string_view folder, const Order& order) {
+std::vector<Album> Store::Albums(AccountId account, std::string_view folder,
+                                 const ListOrder& order) {
   return AlbumsOf(
       database_.Query("SELECT id, name, modifyDate, shared FROM albums"
                       " WHERE account = ? AND folder = ? AND isRoot = 0" +
@@ -96,7 +97,7 @@ std::vector<Album> Store::FriendAlbums(AccountId account) {
                       account));
 }
 
-std::vector<Item> Store::Items(std::string_view album, const Order& order) {
+std::vector<Item> Store::Items(std::string_view album, const ListOrder& order) {
   Statement rows =
       database_.Query(kSelectItem + " JOIN albumItems ON items.id = item WHERE album = ?" +
                           OrderClause(order, kItemKeys, "albumItems.position"),

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "host/names/ResultText.h"
+
 namespace kelo::host {
 
 void Host::Restore(Kept kept) {

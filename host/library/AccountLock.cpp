@@ -1,10 +1,8 @@
 // The lock file, and what it says for people.
 #include "host/library/AccountLock.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -39,12 +37,8 @@ std::string HolderOf(const OwnedFile& file) {
 }
 
 OwnedFile OpenIn(const std::filesystem::path& folder, const std::string& name) {
-  std::error_code ignored;
-  std::filesystem::create_directories(folder, ignored);
-  const OwnedFile open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!open) return OwnedFile();
-  ::fchmod(open.Number(), S_IRWXU);
-  return OpenLockFile(open, name);
+  const OwnedFile open = OpenPrivateFolder(folder);
+  return open ? OpenLockFile(open, name) : OwnedFile();
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -24,6 +25,14 @@ LockResult Lock(const OwnedFile& file, bool wait) {
   } while (failed != 0 && errno == EINTR);
   if (failed == 0) return LockResult::kTaken;
   return errno == EWOULDBLOCK ? LockResult::kHeld : LockResult::kNone;
+}
+
+OwnedFile OpenPrivateFolder(const std::filesystem::path& folder) {
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
+  OwnedFile open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (open) ::fchmod(open.Number(), S_IRWXU);
+  return open;
 }
 
 OwnedFile OpenLockFile(const OwnedFile& folder, const std::string& name) {

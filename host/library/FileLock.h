@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -37,6 +38,10 @@ enum class LockResult {
 
 // Locks an open file. Only this opening of it has the lock; with `wait` it waits for the holder.
 LockResult Lock(const OwnedFile& file, bool wait);
+
+// Opens the folder, and makes it where there is none; either way it is the user's alone from then
+// on. No file and errno on failure.
+OwnedFile OpenPrivateFolder(const std::filesystem::path& folder);
 
 // Opens the file in the folder for a lock, and makes it, for the user alone, where there is none.
 // A link is not followed. No descriptor and errno on failure.

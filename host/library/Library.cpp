@@ -45,7 +45,7 @@ std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record
 }
 
 Trouble Library::JudgeLast(std::uint32_t code, std::uint32_t result) {
-  const std::vector<TracedRequest> requests = Take();
+  const std::vector<TraceLine> requests = Take();
   // The last request is the one that ended the command, if one did.
   if (!requests.empty()) return Judge(code, result, requests.back());
   if (HasHeard()) return Trouble::kNone;  // it failed here

@@ -36,8 +36,8 @@ std::string_view TakeWord(std::string_view& line) {
 
 }  // namespace
 
-TracedRequest ReadTraceLine(std::string_view line) {
-  TracedRequest request;
+TraceLine ReadTraceLine(std::string_view line) {
+  TraceLine request;
   while (!line.empty()) {
     const std::string_view word = TakeWord(line);
     const size_t equals = word.find('=');
@@ -74,7 +74,7 @@ Requests::~Requests() {
   ::close(readEnd_);
 }
 
-std::vector<TracedRequest> Requests::Take() {
+std::vector<TraceLine> Requests::Take() {
   const std::lock_guard lock(mutex_);
   Drain();
   return std::exchange(ended_, {});

@@ -16,7 +16,7 @@
 
 namespace kelo::host {
 
-struct TracedRequest {
+struct TraceLine {
   std::uint32_t result = 0;   // as commands answer it
   std::uint64_t sent = 0;     // bytes
   std::uint32_t status = 0;   // of HTTP
@@ -25,7 +25,7 @@ struct TracedRequest {
 };
 
 // The fields of a line of the trace; those that are missing or unreadable stay as they are above.
-TracedRequest ReadTraceLine(std::string_view line);
+TraceLine ReadTraceLine(std::string_view line);
 
 class Requests {
  public:
@@ -37,7 +37,7 @@ class Requests {
   Requests& operator=(const Requests&) = delete;
 
   // The requests that have ended since the last call.
-  std::vector<TracedRequest> Take();
+  std::vector<TraceLine> Take();
 
   // Whether any request was heard of so far. Not so in a program with more rights than its caller,
   // for which the library writes no trace.
@@ -56,7 +56,7 @@ class Requests {
   int writeEnd_ = -1;
   std::mutex mutex_;
   std::string unfinished_;
-  std::vector<TracedRequest> ended_;
+  std::vector<TraceLine> ended_;
   std::atomic<bool> heard_ = false;
   std::thread watcher_;
 };

@@ -66,7 +66,7 @@ const RetryRow* Find(std::uint32_t command) {
   return row == std::end(kCommands) ? nullptr : row;
 }
 
-std::uint32_t NumberOf(const TracedRequest& request) {
+std::uint32_t NumberOf(const TraceLine& request) {
   if (request.cause == "status") return request.status;
   if (request.cause == "service") return request.errcode;
   return request.cause.empty() ? request.result : 0;
@@ -74,7 +74,7 @@ std::uint32_t NumberOf(const TracedRequest& request) {
 
 }  // namespace
 
-Trouble Judge(std::uint32_t command, std::uint32_t result, const TracedRequest& last) {
+Trouble Judge(std::uint32_t command, std::uint32_t result, const TraceLine& last) {
   const auto row = std::ranges::find_if(kCauses, [&last](const CauseRow& one) {
     return one.cause == last.cause && (one.number == 0 || one.number == NumberOf(last));
   });

@@ -19,7 +19,7 @@ enum class Trouble {
 
 // `last` is the last request of the command that answered `result`. One that the trace did not tell
 // has no cause, and is judged by its result as if all of it had left.
-Trouble Judge(std::uint32_t command, std::uint32_t result, const TracedRequest& last);
+Trouble Judge(std::uint32_t command, std::uint32_t result, const TraceLine& last);
 
 // Whether a result leaves open what became of the command.
 bool IsUnclear(std::uint32_t result);

@@ -127,11 +127,8 @@ bool ReadLines(std::string_view text, Kept& kept) {
 class StateFile::Writing {
  public:
   explicit Writing(const fs::path& folder) {
-    std::error_code ignored;
-    fs::create_directories(folder, ignored);
-    folder_ = OwnedFile(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    folder_ = OpenPrivateFolder(folder);
     if (!folder_) FailFile("open", folder);
-    ::fchmod(folder_.Number(), S_IRWXU);
     lock_ = OpenLockFile(folder_, "session.lock");
     if (lock_ && Lock(lock_, true) == LockResult::kTaken) RemoveLeftovers(folder);
   }

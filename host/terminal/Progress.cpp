@@ -114,11 +114,11 @@ double Progress::BytesPerSecond() const {
 
 // With the check, the portion's files that are stored already are never sent, and nobody tells
 // which they are before it is answered. Nor is a file over before that, though its bytes have left.
-Progress::State Progress::NowSending() const {
+Progress::Reached Progress::NowSending() const {
   const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
   const std::uint64_t left = last_->total - std::min(last_->total, last_->done);
   const size_t spared = names_.size() - std::min<size_t>(last_->files, names_.size());
-  State state{.files = spared + last_->filesDone, .bytes = all - std::min(all, left), .name = {}};
+  Reached state{.files = spared + last_->filesDone, .bytes = all - std::min(all, left), .name = {}};
   if (spared > 0 || last_->filesDone > 0 || names_.empty()) return state;
   size_t at = 0;
   for (std::uint64_t end = 0; at + 1 < names_.size(); ++at)
@@ -126,15 +126,15 @@ Progress::State Progress::NowSending() const {
   return {.files = at, .bytes = state.bytes, .name = names_[at]};
 }
 
-Progress::State Progress::NowFetching() const {
+Progress::Reached Progress::NowFetching() const {
   const size_t at = last_->filesDone;
   return {.files = at,
           .bytes = movedInPortion_,
           .name = at < names_.size() ? names_[at] : std::string()};
 }
 
-Progress::State Progress::Now() const {
-  State state;
+Progress::Reached Progress::Now() const {
+  Reached state;
   if (last_) state = last_->isUpload ? NowSending() : NowFetching();
   state.files = std::min(filesOver_ + state.files, std::max(job_.files, filesOver_));
   state.bytes += bytesOver_;
@@ -143,7 +143,7 @@ Progress::State Progress::Now() const {
 
 // ---- Drawing ----
 
-std::string Progress::TimeLeft(const State& state) const {
+std::string Progress::TimeLeft(const Reached& state) const {
   const double elapsed = SecondsOf(steady_clock::now() - begin_);
   if (elapsed < SecondsOf(kFirstForecast)) return "";
   double left = 0;
@@ -159,7 +159,7 @@ std::string Progress::TimeLeft(const State& state) const {
   return DurationText(left) + " left";
 }
 
-std::vector<std::string> Progress::Parts(const State& state) const {
+std::vector<std::string> Progress::Parts(const Reached& state) const {
   std::vector<std::string> parts = {
       fmt::format("{} {}/{}", job_.doing, state.files, job_.files),
       job_.bytes == 0 ? ByteText(state.bytes)
@@ -172,7 +172,7 @@ std::vector<std::string> Progress::Parts(const State& state) const {
 }
 
 std::string Progress::Line(size_t columns) const {
-  const State state = Now();
+  const Reached state = Now();
   std::vector<std::string> parts = Parts(state);
   if (parts.front().size() > columns) parts.front().erase(0, job_.doing.size() + 1);
   return Joined(parts, state.name, columns);
@@ -182,7 +182,7 @@ void Progress::PrintPlain() {
   const auto now = steady_clock::now();
   if (now < nextPlain_) return;
   nextPlain_ = now + kPlainPause;
-  const State state = Now();
+  const Reached state = Now();
   const std::vector<std::string> parts = Parts(state);
   std::string line = parts.front();
   for (size_t at = 1; at < parts.size(); ++at) line.append(", ").append(parts[at]);

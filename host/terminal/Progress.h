@@ -56,7 +56,7 @@ class Progress {
     std::uint64_t moved;
   };
   // How far the run is, by the last event.
-  struct State {
+  struct Reached {
     std::uint64_t files = 0;
     std::uint64_t bytes = 0;
     std::string name;  // of the file that moves now; empty where that is not known
@@ -66,13 +66,13 @@ class Progress {
   // The lock is held in all below.
   void Move(std::uint64_t sinceBegin);
   void PrintPlain();
-  State Now() const;
-  State NowSending() const;
-  State NowFetching() const;
-  std::vector<std::string> Parts(const State& state) const;
+  Reached Now() const;
+  Reached NowSending() const;
+  Reached NowFetching() const;
+  std::vector<std::string> Parts(const Reached& state) const;
   std::string Line(size_t columns) const;
   double BytesPerSecond() const;
-  std::string TimeLeft(const State& state) const;
+  std::string TimeLeft(const Reached& state) const;
 
   Output& out_;
   const Job job_;
