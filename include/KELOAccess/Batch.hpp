@@ -1,4 +1,4 @@
-// Part of KELOAccess.hpp: commands over many records.
+// Part of KELOAccess.hpp. Commands over many records: builds the records, and turns them into outcomes.
 #ifndef KELOACCESS_BATCH_HPP
 #define KELOACCESS_BATCH_HPP
 

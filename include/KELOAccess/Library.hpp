@@ -1,4 +1,4 @@
-// Part of KELOAccess.hpp: the commands but uploads and downloads, each over its cleared record.
+// Part of KELOAccess.hpp. The commands but uploads and downloads, each over its cleared record.
 #ifndef KELOACCESS_LIBRARY_HPP
 #define KELOACCESS_LIBRARY_HPP
 

@@ -1,4 +1,4 @@
-// Part of KELOAccess.hpp: progress callbacks.
+// Part of KELOAccess.hpp. Hands the library's progress events to a callback of the host's.
 #ifndef KELOACCESS_PROGRESS_HPP
 #define KELOACCESS_PROGRESS_HPP
 

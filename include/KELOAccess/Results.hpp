@@ -1,4 +1,4 @@
-// Part of KELOAccess.hpp: errors.
+// Part of KELOAccess.hpp. Errors: result codes with their words.
 #ifndef KELOACCESS_RESULTS_HPP
 #define KELOACCESS_RESULTS_HPP
 

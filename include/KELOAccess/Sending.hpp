@@ -1,4 +1,4 @@
-// Part of KELOAccess.hpp: the library's life, and how its calls send their commands.
+// Part of KELOAccess.hpp. The library's life, and how its calls send their commands.
 #ifndef KELOACCESS_SENDING_HPP
 #define KELOACCESS_SENDING_HPP
 

@@ -1,4 +1,4 @@
-// Part of KELOAccess.hpp: texts into the fields of records and out of them, UTF-8, references.
+// Part of KELOAccess.hpp. Texts into the fields of records and out of them, UTF-8, references.
 #ifndef KELOACCESS_TEXTS_HPP
 #define KELOACCESS_TEXTS_HPP
 

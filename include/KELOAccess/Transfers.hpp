@@ -1,4 +1,4 @@
-// Part of KELOAccess.hpp: uploads and downloads.
+// Part of KELOAccess.hpp. Uploads and downloads: files into records, and records into outcomes.
 #ifndef KELOACCESS_TRANSFERS_HPP
 #define KELOACCESS_TRANSFERS_HPP
 

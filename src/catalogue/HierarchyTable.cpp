@@ -1,3 +1,5 @@
+// Adding to the tables and looking up in them. The places of one id form a chain, whose first one
+// is the place that a query finds.
 #include "catalogue/HierarchyTable.h"
 
 #include <algorithm>

@@ -30,7 +30,7 @@ struct HierarchyPlace {
   bool preferred = false;   // this is what a query for the id finds
 };
 
-// Whatever adds is whole or, out of memory, has changed nothing. Nothing is ever taken out,
+// An addition is made whole; when memory runs out, nothing has changed. Nothing is ever taken out,
 // so numbers stay; a view or a reference lasts until the next change. Ids are taken as they are,
 // and an empty one has no place. Looking up and adding cost the same at any size; the directories
 // are sorted when their order is asked for.

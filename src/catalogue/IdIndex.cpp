@@ -1,3 +1,4 @@
+// The index of numbers by hash: how it grows, and where a number goes in it.
 #include "catalogue/IdIndex.h"
 
 #include <algorithm>

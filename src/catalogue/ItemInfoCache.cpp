@@ -1,4 +1,4 @@
-// The bounded store of finished item records.
+// Storing a finished item record, and giving up the oldest one for it where the store is full.
 #include "catalogue/ItemInfoCache.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// The record of one entry of the cached hierarchy.
+// Fills the record that hosts see of one entry: a folder, an album or a file item.
 #include <cstddef>
 #include <cstring>
 
@@ -137,8 +137,8 @@ void KELOAccessCacheManager::WriteEntry(const HierarchyTable& table, const Hiera
 }
 
 void KELOAccessCacheManager::GetItemInfo(std::string_view id, tagKELO_ItemInfo& info) {
-  // Finished records know no difference between the empty id and the root id, but what the two show
-  // differs: only the first one's is kept.
+  // The finished records have one place for the empty id and the root id, but what the two show
+  // differs. So only the record of the empty id is kept.
   const bool isKept = id != kRootId;
   if (const auto* finished = isKept ? GetKELO_ItemInfoCache(id) : nullptr)
     info = *finished;

@@ -1,4 +1,4 @@
-// The file format table.
+// The file formats that the library knows, each with its MIME type and the number that hosts see.
 #include "catalogue/KELOAccessFileInfoConverter.h"
 
 #include "KELOAccess.h"

@@ -1,5 +1,4 @@
-// Edits of the properties of items: caption and rating.
-
+// The modify props command: edits the caption, the caption flag and the rating of an item.
 #include "controller/HostRecord.h"
 #include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"

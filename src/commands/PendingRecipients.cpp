@@ -1,3 +1,4 @@
+// Splits a list of addresses, and finds the entry that stands for an address of the service.
 #include "commands/PendingRecipients.h"
 
 #include <strings.h>

@@ -50,7 +50,7 @@ uint32_t KELOAccessCommandController::ProcessOpenSession(tagCommandControlInfo* 
   ForgetHierarchy();  // may lack memory; nothing behind it can fail
   session_ = opened;
   openingParameters_ = parameters;
-  AdoptSecret(secret);
+  CopyTextField(signingSecret_, secret);
   return kKELOResult_Success;
 }
 
@@ -71,7 +71,8 @@ uint32_t KELOAccessCommandController::AccessCommand_GetSessionInfo(tagCommandCon
 
 uint32_t KELOAccessCommandController::AccessCommand_SetSessionInfo(tagCommandControlInfo* info) {
   ForgetHierarchy();
-  if (info->signingSecret[0] != '\0') AdoptSecret(ReadTextField(info->signingSecret));
+  if (info->signingSecret[0] != '\0')
+    CopyTextField(signingSecret_, ReadTextField(info->signingSecret));
   session_ = LoadRecord<tagKELO_SessionInfo>(info->data);
   return kKELOResult_Success;
 }
@@ -81,8 +82,8 @@ bool KELOAccessCommandController::IsCorrectExtendTokenParam(tagCommandProcParam*
   return session.token[0] != '\0' && session.manageUrl[0] != '\0';
 }
 
-// Any request keeps a token alive, so one that the service is sure to refuse is sent, and neither
-// its transfer nor its answer matters. All it needs comes from the host's record.
+// Any request keeps a token alive. So this sends one that the service is sure to refuse, and looks
+// at neither its transfer nor its answer. All it needs comes from the host's record.
 uint32_t KELOAccessCommandController::ProcessExtendTokenLimit(tagCommandControlInfo* info) {
   const auto session = LoadRecord<tagKELO_SessionInfo>(info->data);
   std::string parameters;
@@ -92,10 +93,6 @@ uint32_t KELOAccessCommandController::ProcessExtendTokenLimit(tagCommandControlI
                 ReadTextField(session.manageUrl)},
                EmptyElementDocument("VerifyRecipients", parameters), true, answer, kRequestTimeout);
   return kKELOResult_Success;
-}
-
-void KELOAccessCommandController::AdoptSecret(std::string_view secret) {
-  CopyTextField(signingSecret_, secret);
 }
 
 void KELOAccessCommandController::ForgetHierarchy() {

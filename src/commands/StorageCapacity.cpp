@@ -1,5 +1,4 @@
-// The storage capacity command.
-
+// The storage capacity command: asks the service how many bytes are stored and may be stored.
 #include "controller/HostRecord.h"
 #include "controller/KELOAccessCommandController.h"
 

@@ -1,3 +1,4 @@
+// The display name of an upload, and whether it is that of a voice memo.
 #include "commands/UploadItemText.h"
 
 #include "controller/HostRecord.h"

@@ -1,5 +1,4 @@
-// The host's event callback, and the abort command.
-
+// The host's event callback: kept, given up, and called with progress. And the abort command.
 #include <unistd.h>
 
 #include <cstring>
@@ -50,7 +49,8 @@ void KELOAccessCommandController::DeliverEvent(uint32_t event) {
   const tagKELO_ProgressInfo record = progress_;
   const pid_t process = getpid();
   eventCallback_(event, kKELOEventKind_Progress, &record);
-  // A host that returns in a process that it has forked off: the request is the parent's.
+  // If the host forked in its callback, the child comes back here too, but the request is the
+  // parent's.
   if (getpid() != process) abort_->Raise();
 }
 

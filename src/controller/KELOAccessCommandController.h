@@ -209,7 +209,6 @@ class KELOAccessCommandController {
   std::optional<std::string> Sign(const Signer& signer, std::string_view document);
   // A GET of the authentication endpoint with `query`, signed with `secret`.
   ServiceAnswer CallAuthentication(std::string_view secret, std::string query);
-  void AdoptSecret(std::string_view secret);
   void ForgetHierarchy();
 
   // CallService's counterpart for documents to the upload URL.

@@ -1,4 +1,4 @@
-// The HTTP controller that knows the command controller: it hands it the progress of transfers, and
+// The HTTP controller that knows the command controller: it hands on the progress of transfers, and
 // writes the trace of requests where one is wanted.
 #pragma once
 

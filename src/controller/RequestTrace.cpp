@@ -66,8 +66,8 @@ std::string_view ServiceMethod(const TracedRequest& request) {
   return name.substr(0, name.find_first_of(" >"));
 }
 
-// Without what the query keeps secret. A word of fewer letters is no secret that a service gives
-// out, and may stand in any sentence.
+// The text without what the query keeps secret. A shorter word is no secret of a service's, and may
+// stand in any sentence.
 std::string Masked(std::string_view text, const TracedRequest& request) {
   constexpr size_t kMinSecret = 8;
   std::string masked(text);
@@ -88,7 +88,7 @@ std::string Quoted(std::string_view text, const TracedRequest& request) {
   return "\"" + std::string(WithoutCutCharacter(cut)) + "\"";
 }
 
-// In need of no quotes: numbers, and words of the protocol.
+// Whether a text needs no quotes: a number, or a word of the protocol.
 bool IsPlainWord(std::string_view text) {
   constexpr size_t kMaxWord = 12;
   return !text.empty() && text.size() <= kMaxWord &&

@@ -8,7 +8,7 @@
 //
 // (in one line). Fields that have nothing to tell are left out. The texts in "errmsg=" (the
 // service's) and "failure=" (the engine's) are for people: in double quotes, cut, masked, what is
-// not printable as blanks. Everything else can be decided by; hosts are to pass over fields that
+// not printable as blanks. Hosts may decide by everything else, and are to pass over fields that
 // they don't know. A request that failed has
 //
 //   cause=      one of
@@ -35,11 +35,11 @@
 // A line is written before the command reads what the answer holds. An answer that says "ok" and
 // lacks what its command needs has no cause: the command then answers kKELOResult_GeneralFailure.
 //
-// With unresolved, unreachable, refused, tls and a proxy's tunnel nothing of the request has left
-// ("out=0"). "proxy=used" tells that it was to go through a proxy. The phases lookup=, connect=
-// (with TLS and a tunnel), send=, wait= (for the first byte of the answer) and receive= are in
-// milliseconds, over all redirects; one that took less than a millisecond is left out, so that a
-// fast request has a short line and no slow one lacks its reason.
+// Where the cause is unresolved, unreachable, refused, tls or a proxy's tunnel, nothing of the
+// request was sent ("out=0"). "proxy=used" tells that it was to go through a proxy. The phases
+// lookup=, connect= (with TLS and a tunnel), send=, wait= (for the first byte of the answer) and
+// receive= are in milliseconds, over all redirects; one that took less than a millisecond is left
+// out, so that a fast request has a short line and no slow one lacks its reason.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Forwarding from the platform connection to its control object.
+// Hands each operation of the platform connection to its control object.
 #include "http/HTTPConnectionMac.h"
 
 #include <utility>

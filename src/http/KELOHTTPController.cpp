@@ -3,7 +3,6 @@
 
 #include <utility>
 
-#include "http/ServerURL.h"
 #include "http/TransportCode.h"
 
 namespace kelo {
@@ -62,14 +61,6 @@ uint32_t KELOHTTPController::HTTPAbort() {
 
 uint32_t KELOHTTPController::ConvertErrorCodeHTTPtoKELO(TransportCode code) {
   return ResultOfTransport(code);
-}
-
-void KELOHTTPController::GetURLofGAServer(std::string& url) {
-  url = ServerURL(kGAServer);
-}
-
-void KELOHTTPController::GetURLofKELOServer(std::string& url) {
-  url = ServerURL(kKELOServer);
 }
 
 }  // namespace kelo

@@ -47,31 +47,30 @@ class KELOHTTPController {
   // on failure. A failure leaves no file; what stood at the destination before is left alone.
   virtual uint32_t HTTPFileDownload(const std::string& url, const std::string& destPath,
                                     uint32_t& fileSize, uint32_t timeout);
+  // Raises the abort signal; always 0. No command calls it: the abort command raises the signal by
+  // itself.
+  virtual uint32_t HTTPAbort();
   // What became of the last request.
   URLTransferInfo LastTransfer() const { return connection_->LastTransfer(); }
 
   // For derived controllers: whom to tell about progress. Does nothing here.
   virtual void SetCallback(void*) {}
-  // Progress, on the thread of the request, no lock held. Upload: (last path, 0, 0) before
-  // sending, (last path, bytes of the files that have left, 0) while it goes on, at most every 0.1
-  // s and not in the first 0.1 s, and (last path, bytes of all files, number of files) after it.
-  // Download: ("", bytes so far, bytes expected or 0 if unknown). Both do nothing here.
+  // Progress: name, bytes done and total, on the thread of the request, no lock held. Upload: (last
+  // path, 0, 0) before sending, (last path, bytes of the files that have left, 0) while it goes on,
+  // at most every 0.1 s and not in the first 0.1 s, and (last path, bytes of all files, number of
+  // files) after it. Download: ("", bytes so far, bytes expected or 0 if unknown). Both do nothing
+  // here.
   virtual void Callback_UploadProgress(const std::string&, const uint32_t&, const uint32_t&) {}
   virtual void Callback_DownloadProgress(const std::string&, const uint32_t&, const uint32_t&) {}
 
   // The result code for a transport code.
   virtual uint32_t ConvertErrorCodeHTTPtoKELO(TransportCode code);
 
-  // A base URL without a trailing slash, from the server URL file (read afresh each time) or the
-  // built-in default. The environment variable KELO_URLS_FILE names another file.
-  virtual void GetURLofKELOServer(std::string& url);
-
-  // ==== No command reaches what follows: the abort command raises the signal by itself. ====
-
-  // Raises the abort signal; always 0.
-  virtual uint32_t HTTPAbort();
-  // The base URL of another server, likewise.
+  // Base URLs without a trailing slash, from the server URL file (read afresh each time) or the
+  // built-in defaults. The environment variable KELO_URLS_FILE names another file. No command asks
+  // for the first one.
   virtual void GetURLofGAServer(std::string& url);
+  virtual void GetURLofKELOServer(std::string& url);
 
  protected:
   // Each of the four requests comes through here: `send` performs it. `answer` is where the

@@ -1,4 +1,4 @@
-// The operations, the wait loop, the events and the abort.
+// Performs the requests: builds each, waits for its events in slices, and reports its progress.
 #include "http/MacHTTPControl.h"
 
 #include <algorithm>

@@ -1,9 +1,11 @@
-// Reading the server URL file.
-#include "http/ServerURL.h"
-
+// The base URLs of the service: from a small local file, or built in.
+//
+// The file may have any layout: a URL is the text between the first two double quotes behind its
+// key. It is read afresh each time, so a change takes effect with the next request.
 #include <cstdint>
 #include <memory>
 
+#include "http/KELOHTTPController.h"
 #include "platform/Environment.h"
 #include "platform/KELOUtility.h"
 
@@ -29,16 +31,25 @@ std::string_view QuotedValue(std::string_view text, std::string_view key) {
   return text.substr(opening + 1, closing - opening - 1);
 }
 
-}  // namespace
-
-std::string ServerURL(const ServerURLEntry& entry) {
+// The URL as the file gives it, taken as it stands, or `builtIn` where the file has none.
+std::string ServerURL(std::string_view key, std::string_view builtIn) {
   uint32_t size = 0;
   KELOUtility utility;
   const std::unique_ptr<uint8_t[]> bytes = utility.ReadLocalTextFile(URLsFile(), size);
   std::string_view text;
   if (bytes) text = {reinterpret_cast<const char*>(bytes.get()), size};
-  const std::string_view value = QuotedValue(text.substr(0, text.find('\0')), entry.key);
-  return std::string(value.empty() ? entry.defaultURL : value);
+  const std::string_view value = QuotedValue(text.substr(0, text.find('\0')), key);
+  return std::string(value.empty() ? builtIn : value);
+}
+
+}  // namespace
+
+void KELOHTTPController::GetURLofKELOServer(std::string& url) {
+  url = ServerURL("kKELO_URLofKELOServer", "http://api.talvo.example");
+}
+
+void KELOHTTPController::GetURLofGAServer(std::string& url) {
+  url = ServerURL("kKELO_URLofGAServer", "http://www.talvo.example");
 }
 
 }  // namespace kelo

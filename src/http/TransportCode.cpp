@@ -1,4 +1,4 @@
-// The three tables of transport codes.
+// From a status or a failed connection to a transport code, and from there to a result code.
 #include "http/TransportCode.h"
 
 #include "KELOAccess.h"

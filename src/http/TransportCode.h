@@ -1,5 +1,5 @@
-// The codes of the transport level, where each comes from, and what it is above: nothing but the
-// last function's results is seen there.
+// The codes of the transport level, and where each comes from. Only the transport sees them: the
+// last function here turns them into result codes.
 #pragma once
 
 #include <cstdint>

@@ -13,7 +13,7 @@ namespace {
 
 using Controller = KELOAccessCommandController;
 
-// What a command needs before its work function runs, in the order in which it is seen to.
+// What a command needs before its work function runs, in the order of the checks.
 constexpr uint32_t kRecord = 1;        // 4112
 constexpr uint32_t kData = 2;          // 4112: the record's data pointer
 constexpr uint32_t kSession = 4;       // 4116

@@ -1,5 +1,4 @@
-// The exported functions: the edge where every exception ends.
-
+// The exported functions. No exception gets past them to the host.
 #include "KELOAccess.h"
 
 #include <memory>
@@ -19,9 +18,8 @@ using kelo::KELOAccessLibrary;
 
 namespace {
 
-// The controller, null while there is none. One that a parent was in the middle of using stays
-// where it is, since nobody can finish with it or destroy it: a new one, without a session, takes
-// its place.
+// The controller, or null. In a forked process, one that the parent was using stays where it is,
+// since nobody can finish with it or destroy it. A new one without a session takes its place.
 KELOAccessCommandController*& Controller() {
   auto& controller = KELOAccessLibrary::pKELOAccessCommandController;
   if (controller && controller->IsLeftUnfinished())
@@ -34,8 +32,8 @@ KELOAccessCommandController*& Controller() {
 
 uint32_t KELOAccessInitialize(uint32_t parameter) try {
   if (Controller()) return kKELOResult_Success;
-  // What lacks memory here is lacking for as long as the process lasts: no command may find that
-  // out.
+  // If memory is short here, the cryptographic library stays unusable. No command must be the first
+  // to find that out.
   if (!kelo::CDSAUtilityBase::cssmStartup()) return kKELOResult_GeneralFailure;
   Controller() = std::make_unique<KELOAccessCommandController>(parameter).release();
   return kKELOResult_Success;

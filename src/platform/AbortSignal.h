@@ -1,8 +1,8 @@
 // The abort of a running command: asked for from any thread, seen by all requests of that command,
 // gone when the command is over.
 //
-// There is no lock in it: a process that is forked off while somebody asks for an abort would
-// inherit it locked, and nobody to open it.
+// There is no lock in it: a process that is forked off while one is held would inherit it locked
+// for ever.
 #pragma once
 
 #include <sys/types.h>
@@ -61,8 +61,8 @@ class AbortSignal {
   // Any thread.
   void Raise();
 
-  // Whether this is a forked process and a command was running, on a thread that it doesn't have:
-  // nobody will end that command.
+  // Whether this process was forked off while a command ran on another thread. That thread is not
+  // here, so nobody will end the command.
   bool IsLeftUnfinished() const;
 
  private:

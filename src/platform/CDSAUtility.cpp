@@ -1,4 +1,4 @@
-// Digests through the EVP interface.
+// Computes SHA-1 of texts and MD5 of files with libcrypto, and prepares that library.
 #include "platform/CDSAUtility.h"
 
 #include <openssl/crypto.h>
@@ -16,10 +16,10 @@ namespace {
 constexpr size_t kChunkSize = 256;
 constexpr size_t kReadSize = 256 * kChunkSize;
 
-// An algorithm of the library. Looking it up costs more than a short digest, so it is kept for the
-// process: one that was found, never a failure. A library context whose making lacked memory stays
-// unusable, so it has one of its own and a failed one is given up. Nothing that was found is
-// freed, since a command may still need it while the process ends.
+// A digest algorithm of libcrypto. Looking it up costs more than a short digest, so what was found
+// is kept until the process ends; a failure is not kept. Each try has a library context of its own,
+// since one that lacked memory when it was made stays unusable. What was found is never freed: a
+// command may still need it while the process ends.
 class Algorithm {
  public:
   constexpr explicit Algorithm(const char* name) : name_(name) {}

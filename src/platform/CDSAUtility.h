@@ -10,12 +10,13 @@
 
 namespace kelo {
 
-// The steps of a digest. Results are 0 for success and -1 for failure.
+// The steps of a digest.
 class CDSAUtilityBase {
  public:
-  // Prepares the cryptographic library, so that its clean-up at the end of the process stays out:
-  // a command may still run on another thread then. Comes before any other use of that library, as
-  // often as one likes. False when memory runs out; that library may not be able to try again.
+  // Prepares the cryptographic library. That library then doesn't clean up at the end of the
+  // process, when a command may still run on another thread. The library's initialisation calls it
+  // first; later calls change nothing. False when memory runs out; that library may not be able to
+  // try again.
   static bool cssmStartup();
 
   // One digest in progress.
@@ -31,6 +32,7 @@ class CDSAUtilityBase {
   };
 
  protected:
+  // Each answers 0, or -1 for a failure.
   int cdsaDigest(const EVP_MD* algorithm, std::string_view data, Digest& digest);
   int cdsaStagedDigestInit(const EVP_MD* algorithm, Context& context);
   int cdsaStagedDigest(Context& context, std::span<const unsigned char> chunk, bool final,

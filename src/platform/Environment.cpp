@@ -1,4 +1,4 @@
-// The environment, and whether it is to be trusted.
+// Reads variables of the environment, unless the program has more rights than its caller.
 #include "platform/Environment.h"
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Files over POSIX.
+// Opens, reads, writes, names and closes files through the calls of POSIX.
 #include "platform/FileStream.h"
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// The encoder: the platform's digests as texts.
+// Makes the encoder's two digests with CDSAUtility.
 #include "platform/KELOAccessEncoder.h"
 
 #include <array>

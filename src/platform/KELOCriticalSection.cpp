@@ -1,4 +1,4 @@
-// The mutex over POSIX threads.
+// Makes the critical section from a mutex of POSIX threads.
 #include "platform/KELOCriticalSection.h"
 
 #include <pthread.h>

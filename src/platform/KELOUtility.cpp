@@ -1,4 +1,4 @@
-// Local utilities over POSIX.
+// Reads a small file whole, and asks the system's clock.
 #include "platform/KELOUtility.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// Computes SipHash-1-3, and draws its key.
 #include "platform/KeyedHash.h"
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// When silence is too long.
+// Decides when a transfer has been silent for too long.
 #include "platform/SilenceWatch.h"
 
 namespace kelo {

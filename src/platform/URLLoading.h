@@ -4,17 +4,16 @@
 // Threads: a loader, its connections and its delegates belong to one thread at a time; every event
 // arrives inside RunSlice on the thread that called it.
 //
-// Only http and https are loaded. A request line has what stands in the URL behind the host, byte
-// for byte, dots and an empty query too, without the fragment ("/" where there is no path); for
-// http, a proxy is told scheme, host and port before it. A GET follows up to 10 redirects, never
-// from https to http and never to another scheme; other methods see a redirect as an ordinary
-// status, and an empty Location is none. A Location travels likewise, but blanks, control
-// characters and bytes beyond ASCII in percents; a relative one is read as in RFC 3986, and of its
-// dots only those at its beginning are resolved. Certificates are verified. A request whose body
-// began to travel is never repeated. Proxies come from the environment, except in a program with
-// more rights than its caller.
+// Only http and https are loaded. The request line has the URL's path and query byte for byte, also
+// dots and an empty query, without the fragment; "/" stands for a missing path. For http, a proxy
+// gets scheme, host and port in front of it. A GET follows up to 10 redirects, never from https to
+// http and never to another scheme; other methods see a redirect as an ordinary status, and an
+// empty Location is none. A Location is sent likewise, with blanks, control characters and bytes
+// beyond ASCII percent-encoded. A relative one is resolved as in RFC 3986, but only the dots at its
+// beginning. Certificates are verified. A request whose body began to travel is never repeated.
+// Proxies come from the environment, except in a program with more rights than its caller.
 //
-// No failure outlives its request: the next one begins with handles and connections of its own.
+// A failure ends with its request: the next one then begins with new handles and connections.
 #pragma once
 
 #include <array>

@@ -23,9 +23,9 @@ class CurlConnection;
 
 // What a loader keeps from request to request.
 struct CurlHandles {
-  // In a process that was forked off, the connections are the parent's: closing them properly
-  // would say good-bye in its name. Closes their descriptors instead, here alone; false in the
-  // process that made them.
+  // For a process that was forked off. The connections are the parent's, and closing them properly
+  // would end them for the parent too. So this closes their descriptors, in this process alone.
+  // False in the process that made them.
   bool CloseInherited();
 
   pid_t process = getpid();

@@ -1,4 +1,4 @@
-// URLs and errors of libcurl.
+// What is asked of libcurl about URLs, answers and sockets, and what its errors mean.
 #include "platform/URLLoadingCurl.h"
 
 #include <netinet/in.h>

@@ -15,7 +15,7 @@ size_t PathAt(std::string_view url) {
   return std::min(url.find_first_of("/?#", url.find("://") + 3), url.size());
 }
 
-// With every byte in percents that has no place in a URL.
+// The text with every byte percent-encoded that has no place in a URL.
 std::string Encoded(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string encoded;

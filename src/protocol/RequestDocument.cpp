@@ -1,3 +1,4 @@
+// Writes the XML documents of requests, with every value as references.
 #include "protocol/RequestDocument.h"
 
 #include "text/XMLUtility.h"

@@ -1,3 +1,4 @@
+// Reads what the service's answer comes to, and the table of its error numbers.
 #include "protocol/ServiceAnswer.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// Makes call identifiers and queries, and signs them with SHA-1.
 #include "protocol/Signing.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// How long a request to the service may be silent, in seconds. Of an upload's body the transport
-// adds time for its digestion (platform/SilenceWatch.h).
+// How long a request to the service may be silent, in seconds. The transport adds time for the
+// digestion of an upload's body (platform/SilenceWatch.h).
 #pragma once
 
 #include <algorithm>

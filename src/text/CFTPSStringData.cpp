@@ -1,4 +1,4 @@
-// CFTPSStringData: lazy conversion between its two forms.
+// Converts a text between UTF-8 and UTF-16 when somebody first asks for the other form.
 #include "text/CFTPSStringData.h"
 
 #include <utility>
@@ -32,10 +32,6 @@ uint32_t CFTPSStringData::InitWithUnicode(std::u16string_view text) {
   unicode_ = std::u16string(text.substr(0, text.find(u'\0')));
   utf8_.reset();
   return kSuccess;
-}
-
-uint32_t CFTPSStringData::InitWithCFString(std::u16string_view text) {
-  return InitWithUnicode(text);
 }
 
 const std::string* CFTPSStringData::Utf8() const {

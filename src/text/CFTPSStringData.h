@@ -38,7 +38,7 @@ class CFTPSStringData {
   // ==== No command reaches what follows. ====
 
   // The platform's own string, which here is a UTF-16 text.
-  uint32_t InitWithCFString(std::u16string_view text);
+  uint32_t InitWithCFString(std::u16string_view text) { return InitWithUnicode(text); }
 
   // As GetPtrUnicode.
   const char* GetPtrUtf8() const;

@@ -1,4 +1,4 @@
-// Which characters nobody should get unseen.
+// Replaces the characters of a text that a reader would not see, or that would mislead him.
 #include "text/Printable.h"
 
 #include <unicode/uchar.h>

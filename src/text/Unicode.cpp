@@ -1,4 +1,4 @@
-// Calls of the Unicode library.
+// Conversion, normalization and comparison of texts by calls of ICU.
 #include "text/Unicode.h"
 
 #include <unicode/bytestream.h>

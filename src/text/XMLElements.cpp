@@ -67,8 +67,8 @@ bool GoesOnAsTag(std::string_view behind) {
          (at > 0 && !next.empty() && BeginsName(next[0]));
 }
 
-// The position behind the value whose opening quote is at `quote`; npos where that opens none. One
-// behind which no tag goes on is a quote too many, whose match is some other tag's.
+// The position behind the value whose opening quote is at `quote`; npos where that opens none. If
+// no tag can go on behind it, the quote is one too many, and its match belongs to another tag.
 size_t FindValueEnd(std::string_view text, size_t quote) {
   if (quote == 0 || text[quote - 1] != '=') return npos;
   const size_t end = text.find(text[quote], quote + 1);
@@ -95,9 +95,9 @@ size_t FindOutsideOfValues(std::string_view text) {
   return npos;
 }
 
-// The '>' of the tag that the text begins with, behind its "<". Between tags there is no quote;
-// where one stands between that '>' and the next tag, a quote too many has ended a value, and the
-// tag ends later.
+// Where the '>' stands that ends a tag; the text is what follows the tag's "<". Between two tags
+// there should be no quote. If there is one, a quote too many has ended a value, and the tag ends
+// later.
 size_t FindTagEnd(std::string_view text) {
   const size_t end = FindOutsideOfValues(text);
   if (end == npos) return npos;

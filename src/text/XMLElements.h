@@ -4,8 +4,8 @@
 // What serialisers may write differently makes no difference: behind a name stands white space, "/"
 // or ">"; a tag's end is looked for outside of values, which stand in either kind of quotes behind
 // a "=" and may hold everything but their quote; comments and CDATA sections that have an end are
-// passed over. What cannot be read, a value with a quote in it for one, costs attributes of its own
-// tag and nothing behind it.
+// passed over. Where something cannot be read, such as a value with a quote in it, attributes of
+// that tag are lost, and nothing behind the tag.
 //
 // Every result is a view into the text and lives as long as that does. Any thread; no state shared.
 #pragma once
