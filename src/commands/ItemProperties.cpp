@@ -1,4 +1,5 @@
 // The modify props command: edits the caption, the caption flag and the rating of an item.
+
 #include "controller/HostRecord.h"
 #include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"

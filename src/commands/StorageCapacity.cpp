@@ -1,4 +1,5 @@
 // The storage capacity command: asks the service how many bytes are stored and may be stored.
+
 #include "controller/HostRecord.h"
 #include "controller/KELOAccessCommandController.h"
 

@@ -1,5 +1,5 @@
-// Negotiation of an upload by digests. No command reaches it yet; it is part of the controller's
-// interface.
+// Negotiation of an upload by digests. It is part of the controller's interface, but no command
+// reaches it yet.
 
 #include <optional>
 

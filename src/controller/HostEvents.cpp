@@ -1,4 +1,5 @@
 // The host's event callback: kept, given up, and called with progress. And the abort command.
+
 #include <unistd.h>
 
 #include <cstring>

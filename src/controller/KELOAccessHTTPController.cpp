@@ -1,4 +1,4 @@
-// Progress on its way to the command controller, and the trace around each request.
+// Hands progress on to the command controller, and writes a line of the trace for each request.
 #include "controller/KELOAccessHTTPController.h"
 
 #include "controller/KELOAccessCommandController.h"

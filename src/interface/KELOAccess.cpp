@@ -1,4 +1,5 @@
 // The exported functions. No exception gets past them to the host.
+
 #include "KELOAccess.h"
 
 #include <memory>

@@ -1,4 +1,4 @@
-// Makes the encoder's two digests with CDSAUtility.
+// Makes the two digests of requests with CDSAUtility, and hands them out as texts.
 #include "platform/KELOAccessEncoder.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// Computes SipHash-1-3, and draws its key.
+// Computes SipHash-1-3, and draws the key that makes its collisions hard to foresee.
 #include "platform/KeyedHash.h"
 
 #include <unistd.h>
