@@ -136,20 +136,14 @@ bool IsWritten(int fd, int& error) {
   return error == 0;
 }
 
-ssize_t ReadSome(int fd, void* buffer, size_t size, int& error) {
-  ssize_t got;
-  do {
-    got = ::read(fd, buffer, std::min(size, kMaxStep));
-  } while (got < 0 && errno == EINTR);
-  error = got < 0 ? errno : 0;
-  return got;
-}
-
 size_t ReadFull(int fd, void* buffer, size_t size, int& error) {
   error = 0;
   size_t filled = 0;
   while (filled < size) {
-    const ssize_t got = ReadSome(fd, static_cast<char*>(buffer) + filled, size - filled, error);
+    char* const next = static_cast<char*>(buffer) + filled;
+    const ssize_t got = ::read(fd, next, std::min(size - filled, kMaxStep));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) error = errno;
     if (got <= 0) break;
     filled += static_cast<size_t>(got);
   }

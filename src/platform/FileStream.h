@@ -71,9 +71,6 @@ bool WriteAll(int fd, const void* data, size_t size, int& error);
 // open.
 bool IsWritten(int fd, int& error);
 
-// One read: the number of bytes, 0 at the end of the file, -1 on failure.
-ssize_t ReadSome(int fd, void* buffer, size_t size, int& error);
-
 // Reads until the buffer is full or the file ends; the number of bytes. Fewer than `size` with
 // error 0 means that the file ended.
 size_t ReadFull(int fd, void* buffer, size_t size, int& error);
