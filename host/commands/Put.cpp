@@ -1,20 +1,16 @@
-// put: upload files and folders.
+// put: uploads files and folders, step by step: walk, plan, send, and tell the outcomes.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <map>
 #include <memory>
-#include <optional>
-#include <set>
 
-#include "host/account/Find.h"
 #include "host/commands/Host.h"
-#include "host/names/Names.h"
 #include "host/names/ResultText.h"
-#include "host/upload/AlbumNames.h"
-#include "host/upload/PutSummary.h"
-#include "host/upload/Upload.h"
+#include "host/upload/Albums.h"
+#include "host/upload/Send.h"
+#include "host/upload/Summary.h"
+#include "host/upload/Walk.h"
 
 namespace kelo::host {
 namespace {
@@ -30,96 +26,48 @@ struct PutOptions {
   bool json = false;
 };
 
-// Gives the ids of the albums that batches go to, and makes those that are missing.
-class Albums {
- public:
-  Albums(Host& host, const PutOptions& options) : host_(host), options_(options) {}
-
-  // The album of --album: none for "" and "root". One that is missing has no id yet.
-  AlbumName Wanted() {
-    const std::string wanted = WithoutEndSlash(options_.album);
-    if (wanted.empty() || wanted == "root") return {};
-    if (const auto found = FindAlbumIfAny(host_.Loaded(), wanted)) {
-      id_ = found->id;
-      return {.folder = {}, .album = Composed(found->name)};
-    }
-    const std::size_t slash = wanted.find('/');
-    if (slash == std::string::npos) return {.folder = {}, .album = wanted};
-    return {.folder = wanted.substr(0, slash), .album = wanted.substr(slash + 1)};
-  }
-
-  // What cannot be had is told of, and asked for, once.
-  std::string Id(const AlbumName& name) {
-    if (!id_.empty()) return id_;
-    if (const auto known = failed_.find(name); known != failed_.end()) throw known->second;
-    try {
-      return FoundOrMade(name);
-    } catch (const CommandFailure& failure) {
-      if (failure.Code() == kKELOResult_Aborted) throw;
-      host_.Out().Problem(Sentence(failure));
-      failed_.emplace(name, failure);
-      throw;
-    }
-  }
-
- private:
-  std::string FoundOrMade(const AlbumName& name) {
-    if (!shelf_) shelf_.emplace(host_.Loaded());
-    std::string id = shelf_->Find(name);
-    if (!id.empty() || (options_.dryRun && missing_.contains(name))) return id;
-    if (options_.dryRun)
-      missing_.insert(name);
-    else
-      id = shelf_->FindOrMake(name);
-    host_.Out().Note(
-        fmt::format("the album {} {} made", name.Words(), options_.dryRun ? "would be" : "was"));
-    return id;
-  }
-
-  Host& host_;
-  const PutOptions& options_;
-  std::string id_;  // of --album, where it exists
-  std::optional<AlbumShelf> shelf_;
-  std::set<AlbumName> missing_;
-  std::map<AlbumName, CommandFailure> failed_;
-};
-
 bool HasNoAlbum(const UploadPlan& plan) {
   return std::ranges::all_of(
-      plan.batches, [](const auto& batch) { return batch.album.Empty(); });
+      plan.requests,
+      [](const UploadRequest& request) { return request.files.front()->album.Empty(); });
 }
 
 int Put(Host& host, const PutOptions& options) {
-  if (options.json) host.Out().UseJson();
+  Output& out = host.Out();
+  if (options.json) out.UseJson();
   if (!options.dryRun) host.LockAccount();
-  Albums albums(host, options);
-  UploadPlan plan = PlanUpload(options.paths, {.filter = options.filter,
-                                               .checked = !options.force,
-                                               .album = albums.Wanted(),
-                                               .albumsFromFolders = options.albumsFromFolders});
-  PutSummary summary(host.Out(), options.dryRun);
-  for (const RefusedFile& file : plan.refused) summary.Take(file);
-  const std::size_t all = plan.FileCount();
-  const LeftOutCounts leftOut = plan.leftOut;
+  Albums albums(
+      out, [&]() -> Library& { return host.Loaded(); }, options.dryRun);
+  const AlbumName album = albums.Meant(options.album);
+  LeftOutCounts leftOut;
+  std::vector<File> files =
+      FindFiles(options.paths, options.filter, options.albumsFromFolders, &leftOut);
+  if (!options.albumsFromFolders)
+    for (File& file : files) file.album = album;
+  const UploadPlan plan = PlanUpload(files, !options.force);
+  for (const File* file : plan.unfit) TellOutcome(out, *file, options.dryRun);
+  const size_t all = plan.FileCount();
   if (all == 0) {
-    if (!plan.refused.empty()) return summary.Finish(leftOut);
+    if (!plan.unfit.empty()) return TellSums(out, plan, leftOut, options.dryRun);
     const std::string text = LeftOutText(leftOut);
     throw Failure(text.empty() ? "there is nothing to send"
                                : fmt::format("there is nothing to send; left out: {}", text));
   }
   if (options.albumsFromFolders && HasNoAlbum(plan))
-    host.Out().Note("no albums: every file is at the top of PATH; name the folder above");
-  host.Out().SetDone(summary.DoneOf(all));
-  SendPlan(host.WithSession(), std::move(plan),
-           {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
-            .tags = options.tags,
-            .check = !options.force,
-            .dryRun = options.dryRun},
-           [&](const UploadedFile& file) {
-             summary.Take(file);
-             host.Out().SetDone(summary.DoneOf(all));
-           });
-  return summary.Finish(leftOut);
+    out.Note("no albums: every file is at the top of PATH; name the folder above");
+  size_t stored = 0;
+  const auto setDone = [&] { out.SetDone(fmt::format("{} of {} stored", stored, all)); };
+  setDone();
+  SendFiles(host.WithSession(), plan,
+            {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
+             .tags = options.tags,
+             .dryRun = options.dryRun},
+            [&](const File& file) {
+              TellOutcome(out, file, options.dryRun);
+              stored += file.outcome == UploadOutcome::kStored ? 1 : 0;
+              setDone();
+            });
+  return TellSums(out, plan, leftOut, options.dryRun);
 }
 
 constexpr const char* kFooter =

@@ -11,7 +11,6 @@
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
 #include "host/terminal/Progress.h"
-#include "host/upload/SameContent.h"
 
 namespace kelo::host {
 namespace {
@@ -71,7 +70,7 @@ size_t DemoStory::DownloadAndCompare(const std::vector<Item>& items, const std::
 void DemoStory::DownloadEverything() {
   Title("Download every original, and compare each byte (51)");
   std::map<std::string, fs::path> sources;
-  for (const UploadedFile& file : uploaded_) sources[file.itemId] = file.file.path;
+  for (const File& file : uploaded_) sources[file.itemId] = file.path;
   const auto items = library_.List(albumId_, Kind::FileItem);
   std::vector<fs::path> originals;
   for (const auto& item : items) originals.push_back(sources[std::string(item.id)]);
@@ -93,8 +92,7 @@ void DemoStory::DownloadEverything() {
 void DemoStory::ThereAndBackAgain() {
   Title("Get them again, and put the folder that they are in (51, 20)");
   std::map<std::string, std::string> names;  // of the files, by the items' ids
-  for (const UploadedFile& file : uploaded_)
-    names[file.itemId] = file.file.path.filename().string();
+  for (const File& file : uploaded_) names[file.itemId] = file.Name();
   size_t here = 0;
   std::vector<std::string> paths;
   const size_t requests = service_->RequestCount();
@@ -116,7 +114,7 @@ void DemoStory::ThereAndBackAgain() {
 void DemoStory::ShowStorage() {
   Title("Ask for the storage (24)");
   std::uint64_t sent = 0;
-  for (const UploadedFile& file : uploaded_) sent += file.file.size;
+  for (const File& file : uploaded_) sent += file.size;
   const auto [used, all] = library_.Capacity();
   Prove(used >= sent && used <= all, fmt::format("{} of {} used", ByteText(used), ByteText(all)));
 }

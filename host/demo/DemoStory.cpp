@@ -15,6 +15,9 @@
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
+#include "host/upload/Send.h"
+#include "host/upload/Summary.h"
+#include "host/upload/Walk.h"
 
 namespace kelo::host {
 namespace {
@@ -76,27 +79,28 @@ void DemoStory::Tell() {
   AllCommandsSeen();
 }
 
-void DemoStory::MakeFriendAlbum() {
+void DemoStory::MakeFriendAlbum(const UploadPlan& plan) {
   friendAlbum_ = folder_.Path() / "Anna's garden";
   fs::create_directory(friendAlbum_);
   size_t count = 0;
-  for (const auto& batch : PlanUpload({pictures_.string()}).batches) {
-    for (const LocalFile& file : batch.files) {
-      if (count == kFriendPictures || IsSoundMemo(file.path)) continue;
+  for (const UploadRequest& request : plan.requests) {
+    for (const File* file : request.files) {
+      if (count == kFriendPictures || file->IsVoiceMemo()) continue;
       const fs::path copy =
-          friendAlbum_ / fmt::format("picture {}{}", count + 1, file.path.extension().string());
+          friendAlbum_ / fmt::format("picture {}{}", count + 1, file->path.extension().string());
       std::error_code failed;
-      count += fs::copy_file(file.path, copy, failed) ? 1 : 0;
+      count += fs::copy_file(file->path, copy, failed) ? 1 : 0;
     }
   }
 }
 
 void DemoStory::StartService() {
-  const UploadPlan plan = PlanUpload({pictures_.string()});
-  for (const RefusedFile& file : plan.refused)
-    out_.Line(fmt::format("left out: {}: {}", Shown(file.path.string()), file.reason));
+  std::vector<File> files = FindFiles({pictures_.string()});
+  const UploadPlan plan = PlanUpload(files, true);
+  for (const File* file : plan.unfit)
+    out_.Line(fmt::format("left out: {}: {}", Shown(file->path.string()), file->reason));
   if (plan.FileCount() == 0) throw Failure(pictures_.string() + " holds no pictures");
-  if (friendAlbum_.empty()) MakeFriendAlbum();
+  if (friendAlbum_.empty()) MakeFriendAlbum(plan);
   devservice::Service::Options options;
   options.quotaBytes = 1'000'000'000'000;
   service_ = std::make_unique<devservice::Service>(options);
@@ -131,21 +135,23 @@ void DemoStory::CreateAlbum() {
   albumId_ = AddContainer(folder, Kind::Album, kAlbum);
 }
 
-std::vector<UploadedFile> DemoStory::Upload(const std::vector<std::string>& paths) {
-  std::vector<UploadedFile> files;
-  SendPlan(library_, PlanUpload(paths, {.album = {{}, kAlbum}}),
-           {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
-           [&](const UploadedFile& file) { files.push_back(file); });
-  return files;
+std::vector<File> DemoStory::Upload(const std::vector<std::string>& paths) {
+  std::vector<File> files = FindFiles(paths);
+  for (File& file : files) file.album = {.folder = {}, .album = kAlbum};
+  std::vector<File> decided;
+  SendFiles(library_, PlanUpload(files, true),
+            {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
+            [&](const File& file) { decided.push_back(file); });
+  return decided;
 }
 
 void DemoStory::UploadOnceMore(const std::vector<std::string>& paths) {
   const size_t before = Arrived("UploadItems");
   size_t held = 0;
   const auto files = Upload(paths);
-  for (const UploadedFile& file : files) {
+  for (const File& file : files) {
     if (file.outcome == UploadOutcome::kStored)
-      Prove(false, Shown(file.file.path.string()) + " was sent twice");
+      Prove(false, Shown(file.path.string()) + " was sent twice");
     held += file.Held() ? 1 : 0;
   }
   // What was refused before is tried again, and refused again.
@@ -164,13 +170,11 @@ void DemoStory::UploadPictures() {
   std::map<std::string, bool> seen;
   size_t held = 0;
   const auto files = Upload({pictures_.string()});
-  for (const UploadedFile& file : files) {
-    const LocalFile& local = file.file;
+  for (const File& file : files) {
     const std::string size =
-        local.width == 0 ? "" : fmt::format(", {} x {}", local.width, local.height);
-    const std::string shot = local.shotDate.empty() ? "" : ", shot " + local.shotDate;
-    out_.Line(fmt::format("  {}: {}{}{}", Shown(local.path.filename().string()), file.Words(), size,
-                          shot));
+        file.width == 0 ? "" : fmt::format(", {} x {}", file.width, file.height);
+    const std::string shot = file.shotDate.empty() ? "" : ", shot " + file.shotDate;
+    out_.Line(fmt::format("  {}: {}{}{}", Shown(file.Name()), OutcomeText(file), size, shot));
     held += file.Held() ? 1 : 0;
     if (file.Held() && !file.itemId.empty() && !std::exchange(seen[file.itemId], true))
       uploaded_.push_back(file);

@@ -11,7 +11,7 @@
 #include "host/library/Interrupt.h"
 #include "host/library/Library.h"
 #include "host/terminal/Output.h"
-#include "host/upload/Upload.h"
+#include "host/upload/Plan.h"
 
 namespace kelo::devservice {
 class Service;
@@ -66,7 +66,7 @@ class DemoStory {
  private:
   // Each step narrates itself. DemoStory.cpp: session to upload.
   void StartService();
-  void MakeFriendAlbum();
+  void MakeFriendAlbum(const UploadPlan& plan);
   void OpenSession();
   void CreateAlbum();
   void UploadPictures();
@@ -85,7 +85,7 @@ class DemoStory {
   void AllCommandsSeen() const;
 
   std::string AddContainer(const std::string& parent, Kind kind, const std::string& name);
-  std::vector<UploadedFile> Upload(const std::vector<std::string>& paths);
+  std::vector<File> Upload(const std::vector<std::string>& paths);
   // Proves that nothing is sent of what is put once more.
   void UploadOnceMore(const std::vector<std::string>& paths);
   size_t Arrived(const std::string& method) const;
@@ -104,7 +104,7 @@ class DemoStory {
   const DemoFolder folder_;
   std::unique_ptr<devservice::Service> service_;
   std::string albumId_;
-  std::vector<UploadedFile> uploaded_;  // in the album, each item once
+  std::vector<File> uploaded_;  // in the album, each item once
 };
 
 }  // namespace kelo::host

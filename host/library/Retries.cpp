@@ -37,7 +37,7 @@ constexpr CauseRow kCauses[] = {
 };
 
 // The commands that ask the service, and whether what they do may be done twice. An upload that may
-// have been done goes on with the duplicate check (upload/Upload.h).
+// have been done goes on with the duplicate check (upload/Send.h).
 enum class Twice { kHarmless, kNever };
 struct RetryRow {
   std::uint32_t command;

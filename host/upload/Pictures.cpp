@@ -1,18 +1,10 @@
-// File facts from the file system and from exiv2.
+// What a picture tells of itself, by exiv2.
 #include "host/upload/Pictures.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <exiv2/exiv2.hpp>
 #include <fstream>
 #include <vector>
-
-#include "host/names/Dates.h"
-#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {
@@ -43,46 +35,19 @@ std::string ShotDate(const Exiv2::ExifData& exif) {
 
 // All of a small file; nothing of a larger one. The picture library seeks to and fro, which takes
 // longer than reading a small file at once.
-std::vector<Exiv2::byte> SmallFile(const LocalFile& file) {
+std::vector<Exiv2::byte> SmallFile(const File& file) {
   constexpr std::uint64_t kSmall = 256 << 10;
   if (file.size > kSmall) return {};
-  std::vector<Exiv2::byte> bytes(static_cast<std::size_t>(file.size));
+  std::vector<Exiv2::byte> bytes(static_cast<size_t>(file.size));
   std::ifstream stream;
   stream.rdbuf()->pubsetbuf(nullptr, 0);
   stream.open(file.path, std::ios::binary);
   stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<std::size_t>(stream.gcount()));
+  bytes.resize(static_cast<size_t>(stream.gcount()));
   return bytes;
 }
 
-}  // namespace
-
-void Describe(LocalFile& file) {
-  struct stat status {};
-  // Never opened, which takes longer, and could wait for a pipe.
-  if (::stat(file.path.c_str(), &status) != 0 || ::access(file.path.c_str(), R_OK) != 0)
-    throw Failure(std::strerror(errno));
-  if (!S_ISREG(status.st_mode)) throw Failure("not a file");
-  file.size = static_cast<std::uint64_t>(status.st_size);
-  file.modifyDate = UniversalDate(status.st_mtime);
-  // A file system's creation time is that of the copy, and would make a restored or copied file
-  // look new to the duplicate check. The modification time goes along with copies.
-  file.createDate = file.modifyDate;
-  file.device = status.st_dev;
-  file.inode = status.st_ino;
-}
-
-std::optional<LocalFile> NowAt(const std::filesystem::path& path) {
-  try {
-    LocalFile file{.path = path};
-    Describe(file);
-    return file;
-  } catch (const Failure&) {
-    return std::nullopt;
-  }
-}
-
-void AddPictureFacts(LocalFile& file) {
+void AddPictureFacts(File& file) {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
   try {
     const std::vector<Exiv2::byte> bytes = SmallFile(file);
@@ -104,11 +69,18 @@ void AddPictureFacts(LocalFile& file) {
   }
 }
 
-bool IsSoundMemo(const std::filesystem::path& path) {
-  std::string extension = path.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension == ".wav";
+}  // namespace
+
+void LookAtPictures(const Files& files) {
+  for (File* file : files) {
+    const auto now = NowAt(file->path);
+    if (!now) continue;
+    if (now->size > 0 && now->size <= kMaxFile) {
+      file->size = now->size;
+      file->modifyDate = now->modifyDate;
+    }
+    AddPictureFacts(*file);
+  }
 }
 
 }  // namespace kelo::host

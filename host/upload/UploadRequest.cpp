@@ -1,86 +1,139 @@
-// From local files to the library's, and from its answers to outcomes.
+// From files to the library's records, and from its answers to outcomes.
 #include "host/upload/UploadRequest.h"
 
-#include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "host/names/Names.h"
+#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {
 
-std::vector<UploadFile> Described(const UploadRequest& request,
-                                  const std::vector<LocalFile>& files) {
+std::vector<UploadFile> Described(const UploadRequest& request, size_t other) {
   std::vector<UploadFile> described;
-  for (const LocalFile& file : files) {
-    std::string name = file.path.filename().string();
-    if (request.other != 0)
-      if (const auto others = NamesBehind(name); request.other <= others.size())
-        name = others[request.other - 1];
-    described.push_back({.path = file.path,
+  for (const File* file : request.files) {
+    std::string name = file->Name();
+    if (other != 0)
+      if (const auto others = NamesBehind(name); other <= others.size()) name = others[other - 1];
+    described.push_back({.path = file->path,
                          .name = std::move(name),
-                         .size = file.size,
-                         .modifyDate = file.modifyDate,
-                         .createDate = file.createDate,
-                         .shotDate = file.shotDate,
-                         .width = file.width,
-                         .height = file.height,
+                         .size = file->size,
+                         .modifyDate = file->modifyDate,
+                         // A file system's creation time is that of the copy, and would make a
+                         // restored or copied file look new to the duplicate check. The
+                         // modification time goes along with copies.
+                         .createDate = file->modifyDate,
+                         .shotDate = file->shotDate,
+                         .width = file->width,
+                         .height = file->height,
                          .tags = request.tags});
   }
   return described;
 }
 
-UploadOutcome OutcomeOf(std::uint32_t result, const std::string& id) {
-  switch (result) {
+void Announce(const Files& files, Progress& progress) {
+  std::vector<std::string> names;
+  std::vector<std::uint64_t> sizes;
+  for (const File* file : files) {
+    names.push_back(Shown(file->Name()));
+    sizes.push_back(file->size);
+  }
+  progress.Begin(std::move(names), std::move(sizes));
+}
+
+// Whether the file is not what was described any more. One that is gone has gone whole.
+bool HasChanged(const File& file) {
+  const auto now = NowAt(file.path);
+  return now && (now->size != file.size || now->modifyDate != file.modifyDate);
+}
+
+UploadOutcome OutcomeOf(const File& file) {
+  switch (file.code) {
     case kKELOResult_Success:
-      return id.empty() ? UploadOutcome::kNotConfirmed : UploadOutcome::kStored;
+      if (file.itemId.empty()) return UploadOutcome::kNotConfirmed;
+      break;
+    // What was new at an earlier check is there because it has been sent.
     case kKELOResult_AlreadyExists:
-      return UploadOutcome::kAlreadyThere;
+      if (!file.maybeSent) return UploadOutcome::kAlreadyThere;
+      break;
     case kKELOResult_AlreadyInAlbum:
-      return UploadOutcome::kAlreadyInAlbum;
-    case kKELOResult_InvalidTarget:
-      return UploadOutcome::kRefused;
+      if (!file.maybeSent) return UploadOutcome::kAlreadyInAlbum;
+      break;
     default:
       return UploadOutcome::kFailed;
+  }
+  return HasChanged(file) ? UploadOutcome::kChanged : UploadOutcome::kStored;
+}
+
+// Writes into each file what was told of it. `answer` is that of the whole.
+void Decide(const UploadRequest& request, bool checkOnly, bool mayBeStored,
+            const UploadAnswer& answer, std::vector<UploadedFile> told) {
+  // With the check, memos leave only when some picture does.
+  bool pictureSent = !request.check;
+  for (size_t at = 0; at < told.size(); ++at)
+    pictureSent |= !told[at].error && !request.files[at]->IsVoiceMemo();
+  // After a success every file is decided, but for those that a check alone would send; after a
+  // failure those that the check decided before.
+  const bool isOver = answer.code == kKELOResult_Success && !(checkOnly && pictureSent);
+  for (size_t at = 0; at < told.size(); ++at) {
+    File& file = *request.files[at];
+    const auto& error = told[at].error;
+    if (!isOver && (!error || error->Code() == answer.code)) {
+      file.maybeSent |= request.check && mayBeStored && !checkOnly;
+      continue;
+    }
+    file.code = error ? error->Code() : std::uint32_t{kKELOResult_Success};
+    file.itemId = std::move(told[at].id);
+    file.outcome = !error && !pictureSent ? UploadOutcome::kNotSent : OutcomeOf(file);
   }
 }
 
 }  // namespace
 
-UploadAnswer Perform(Library& library, const UploadRequest& request,
-                     const std::vector<LocalFile>& files, Progress* progress) {
-  UploadAnswer answer{.checked = true, .files = {}};
-  std::vector<kelo::UploadedFile> uploaded;
+UploadAnswer Perform(Library& library, const UploadRequest& request, Progress* progress,
+                     bool checkOnly, size_t other) {
+  if (progress != nullptr && !checkOnly) Announce(request.files, *progress);
+  UploadAnswer answer;
+  std::vector<UploadedFile> told;
+  bool mayBeStored = false;
   try {
-    uploaded =
-        library.Upload(request.album, Described(request, files),
-                       {.checkDuplicates = request.check,
-                        .checkOnly = request.checkOnly,
-                        // Nobody knows the creation date of a file that was copied or restored.
-                        .comparedDates = kKELOCheck_FileModifyDate | kKELOCheck_ShotDate},
-                       progress == nullptr ? OnProgress() : OnProgress(std::ref(*progress)));
+    told = library.Upload(request.albumId, Described(request, other),
+                          {.checkDuplicates = request.check,
+                           .checkOnly = checkOnly,
+                           // Nobody knows the creation date of a file that was copied or restored.
+                           .comparedDates = kKELOCheck_FileModifyDate | kKELOCheck_ShotDate},
+                          progress == nullptr ? OnProgress() : OnProgress(std::ref(*progress)));
   } catch (const UploadError& failure) {
-    answer.result = failure.Code();
-    answer.checked = failure.MayBeStored();
-    uploaded = failure.Files();
+    answer.code = failure.Code();
+    mayBeStored = failure.MayBeStored();
+    told = failure.Files();
   }
   answer.mayPass = library.FailureMayPass();
-  // With the check, memos leave only when some picture does.
-  bool pictureSent = !request.check;
-  for (std::size_t at = 0; at < files.size(); ++at)
-    pictureSent |= !uploaded[at].error && !IsSoundMemo(files[at].path);
-  // After a success every file is decided, but for those that a check alone would send; after a
-  // failure those that the check decided before.
-  const bool isOver = answer.result == kKELOResult_Success && !(request.checkOnly && pictureSent);
-  for (kelo::UploadedFile& one : uploaded) {
-    FileAnswer& file = answer.files.emplace_back();
-    file.code = one.error ? one.error->Code() : std::uint32_t{kKELOResult_Success};
-    file.decided = isOver || (one.error && file.code != answer.result);
-    file.itemId = std::move(one.id);
-    file.outcome =
-        !one.error && !pictureSent ? UploadOutcome::kNotSent : OutcomeOf(file.code, file.itemId);
-  }
+  Decide(request, checkOnly, mayBeStored, answer, std::move(told));
   return answer;
+}
+
+void Place(Library& library, const UploadRequest& request, const Files& files, bool dryRun) {
+  Files placed;
+  std::vector<std::string> ids;
+  for (File* file : files) {
+    const bool isElsewhere = file->outcome == UploadOutcome::kAlreadyThere && !file->itemId.empty();
+    if (file->album.Empty() || !isElsewhere) continue;
+    ids.push_back(file->itemId);
+    placed.push_back(file);
+  }
+  std::vector<AddedLink> links(ids.size());
+  try {
+    if (!dryRun) links = library.AddLinks(request.albumId, ids);
+  } catch (const CommandFailure& failure) {
+    links.assign(ids.size(), {failure});
+  }
+  for (size_t at = 0; at < placed.size(); ++at) {
+    const auto& error = links[at].error;
+    placed[at]->code = error ? error->Code() : 0;
+    placed[at]->outcome = error ? UploadOutcome::kNotPlaced : UploadOutcome::kPlaced;
+  }
 }
 
 }  // namespace kelo::host

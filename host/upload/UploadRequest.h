@@ -1,44 +1,35 @@
-// One upload command, and what it tells about each file.
+// One upload command for a few files, whose answer is written into them.
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "host/library/Library.h"
 #include "host/terminal/Progress.h"
-#include "host/upload/UploadedFile.h"
+#include "host/upload/File.h"
 
 namespace kelo::host {
 
-struct FileAnswer {
-  // Whether the answer is the file's own; otherwise the command failed before it.
-  bool decided = false;
-  UploadOutcome outcome = UploadOutcome::kFailed;
-  std::uint32_t code = 0;  // of a failure
-  std::string itemId;      // where the service named one
-};
-
+// Files for one album, that fail together.
 struct UploadRequest {
-  std::string album{};  // id; empty: no album
-  std::string tags{};
+  Files files;
   bool check = true;       // do not send what is stored already
-  bool checkOnly = false;  // and do not send the others either: they are left undecided
-  std::size_t other = 0;   // ask by the n-th of the names behind the file's; with checkOnly alone
+  bool searching = false;  // for the file that a larger request failed by
+  std::string albumId{};   // empty: none, or one that is not made yet
+  std::string tags{};
 };
 
 struct UploadAnswer {
-  std::uint32_t result = 0;
-  // The files were checked, or went without a check: some may be stored even if `result` tells of
-  // a failure.
-  bool checked = false;
-  // The same may work if it is tried again.
-  bool mayPass = false;
-  std::vector<FileAnswer> files;
+  std::uint32_t code = 0;
+  bool mayPass = false;  // trying again may help
 };
 
-// `progress` may be null.
-UploadAnswer Perform(Library& library, const UploadRequest& request,
-                     const std::vector<LocalFile>& files, Progress* progress);
+// Sends the files, or with `checkOnly` asks about them and leaves those undecided that it would
+// send. What the service decided about a file is its outcome; a file that the command did not come
+// to stays undecided. `other`: ask not by a file's name, but by the n-th of those behind it.
+UploadAnswer Perform(Library& library, const UploadRequest& request, Progress* progress = nullptr,
+                     bool checkOnly = false, size_t other = 0);
+
+// Places those of the files in the request's album that the service holds elsewhere.
+void Place(Library& library, const UploadRequest& request, const Files& files, bool dryRun);
 
 }  // namespace kelo::host

@@ -1,11 +1,13 @@
-// Tables of names and extensions, and fnmatch.
-#include "host/upload/UploadFilter.h"
+// What is taken and what is left out, by tables of names and extensions, and by patterns.
+#include "host/upload/Filter.h"
 
 #include <fmt/format.h>
 #include <fnmatch.h>
 
 #include <algorithm>
 #include <string_view>
+
+#include "host/upload/File.h"
 
 namespace kelo::host {
 namespace {
@@ -32,13 +34,7 @@ constexpr std::string_view kExtensions[] = {
 constexpr std::string_view kSystemFiles[] = {"thumbs.db", "ehthumbs.db", "desktop.ini", ".ds_store",
                                              "icon\r"};
 
-std::string Lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return text;
-}
-
-template <std::size_t N>
+template <size_t N>
 bool Contains(const std::string_view (&table)[N], std::string_view text) {
   return std::find(std::begin(table), std::end(table), text) != std::end(table);
 }
@@ -78,28 +74,12 @@ bool Matches(const std::vector<std::string>& patterns, const fs::path& below) {
 }  // namespace
 
 std::string LeftOutText(const LeftOutCounts& counts) {
+  constexpr const char* kWords[] = {"of the system", "hidden", "no picture, movie or sound",
+                                    "by --include or --exclude", "a link to a folder"};
   std::string text;
-  for (const auto& [reason, count] : counts) {
-    const char* words = "";
-    switch (reason) {
-      case LeftOut::kSystemFile:
-        words = "of the system";
-        break;
-      case LeftOut::kHidden:
-        words = "hidden";
-        break;
-      case LeftOut::kOtherKind:
-        words = "no picture, movie or sound";
-        break;
-      case LeftOut::kByPattern:
-        words = "by --include or --exclude";
-        break;
-      case LeftOut::kFolderLink:
-        words = "a link to a folder";
-        break;
-    }
-    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, words);
-  }
+  for (const auto& [reason, count] : counts)
+    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count,
+                        kWords[static_cast<size_t>(reason)]);
   return text;
 }
 

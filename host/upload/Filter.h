@@ -11,10 +11,10 @@
 
 namespace kelo::host {
 
-// Why something is left out without a word of its own.
+// Why something is left out without a word of its own, in the order in which it is told.
 enum class LeftOut { kSystemFile, kHidden, kOtherKind, kByPattern, kFolderLink };
 
-using LeftOutCounts = std::map<LeftOut, std::size_t>;
+using LeftOutCounts = std::map<LeftOut, size_t>;
 
 // "3 hidden, 1 system file"; empty when nothing was.
 std::string LeftOutText(const LeftOutCounts& counts);

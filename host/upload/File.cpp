@@ -1,0 +1,82 @@
+// What the file system tells about a file, and comparing two.
+#include "host/upload/File.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "host/names/Dates.h"
+#include "host/names/Names.h"
+#include "text/Unicode.h"
+
+namespace kelo::host {
+
+std::string AlbumName::Words() const {
+  return Shown(folder.empty() ? album : folder + "/" + album);
+}
+
+std::string Lower(std::string text) {
+  std::ranges::transform(text, text.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+  });
+  return text;
+}
+
+bool File::IsVoiceMemo() const {
+  return Lower(path.extension().string()) == ".wav";
+}
+
+std::uint64_t SizeOf(const Files& files) {
+  std::uint64_t size = 0;
+  for (const File* file : files) size += file->size;
+  return size;
+}
+
+std::string Describe(File& file) {
+  struct stat status {};
+  // Never opened, which takes longer, and could wait for a pipe.
+  if (::stat(file.path.c_str(), &status) != 0 || ::access(file.path.c_str(), R_OK) != 0)
+    return std::strerror(errno);
+  if (!S_ISREG(status.st_mode)) return "not a file";
+  file.size = static_cast<std::uint64_t>(status.st_size);
+  file.modifyDate = UniversalDate(status.st_mtime);
+  file.device = status.st_dev;
+  file.inode = status.st_ino;
+  return {};
+}
+
+std::optional<File> NowAt(const std::filesystem::path& path) {
+  File file{.path = path};
+  if (!Describe(file).empty()) return std::nullopt;
+  return file;
+}
+
+std::string CheckKey(const File& file, const std::string& name) {
+  std::string composed;
+  return fmt::format("{}/{}/{}", file.size, file.modifyDate, ComposeUtf8(name, composed));
+}
+
+bool SameContent(const std::filesystem::path& left, const std::filesystem::path& right) {
+  std::ifstream a(left, std::ios::binary);
+  std::ifstream b(right, std::ios::binary);
+  if (!a || !b) return false;
+  std::array<char, 65536> blockA;
+  std::array<char, 65536> blockB;
+  for (;;) {
+    a.read(blockA.data(), blockA.size());
+    b.read(blockB.data(), blockB.size());
+    const auto count = static_cast<size_t>(a.gcount());
+    if (a.gcount() != b.gcount() ||
+        !std::equal(blockA.begin(), blockA.begin() + count, blockB.begin()))
+      return false;
+    if (count < blockA.size()) return a.eof() && b.eof();
+  }
+}
+
+}  // namespace kelo::host

@@ -1,0 +1,96 @@
+// The record of a local file on its way up. Each step of an upload fills its part: Walk.h finds the
+// file, Pictures.h looks into it, Plan.h finds what goes together, Send.h decides its outcome, and
+// Summary.h tells that. Whoever has found the files owns them; the later steps point to them.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelo::host {
+
+// An album at the top (no folder) or in a folder. Without an album: in no album at all.
+struct AlbumName {
+  std::string folder;
+  std::string album;
+
+  bool Empty() const { return album.empty(); }
+  std::string Words() const;  // "Journeys/Lisbon", fit for a terminal
+  auto operator<=>(const AlbumName&) const = default;
+};
+
+// The service knows a file again by name, size and dates. Of files that agree in those, the first
+// goes like any other.
+enum class Duplicate {
+  kNone,
+  kCopy,      // the same bytes: goes when the first is stored, so that the check finds it
+  kLookalike  // other bytes: goes unchecked when the first was stored just now
+};
+
+enum class UploadOutcome {
+  kStored,
+  kAlreadyThere,
+  kAlreadyInAlbum,
+  kPlaced,  // was there, and is now in the album
+  kNotPlaced,
+  kNotConfirmed,
+  kChanged,  // was written to while it was sent: nobody knows what is stored
+  kNotSent,
+  kFailed,
+  kUnfit,  // no upload can take it
+  kUndecided
+};
+
+struct File {
+  std::filesystem::path path;
+  // What the file system tells.
+  std::uint64_t size = 0;
+  std::string modifyDate{};  // "2024-05-17T10:11:12Z"
+  std::uint64_t device = 0;  // with the inode: which file it is, under whatever name
+  std::uint64_t inode = 0;
+  AlbumName album{};  // where it goes
+  // What a picture tells.
+  std::string shotDate{};  // "2024-05-17T10:11:12", the camera's clock; empty: unknown
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  Duplicate duplicate = Duplicate::kNone;
+  bool maybeSent = false;  // the check found it new, and it has left since: it may be stored
+  UploadOutcome outcome = UploadOutcome::kUndecided;
+  std::uint32_t code = 0;  // of a failure; of kNotSent: why the upload ended, 0: another reason
+  std::string itemId{};    // where the service named one
+  std::string reason{};    // why it is unfit
+
+  std::string Name() const { return path.filename().string(); }
+  // ".wav": goes with the picture of its name.
+  bool IsVoiceMemo() const;
+  // Whether the service holds the file now.
+  bool Held() const { return outcome <= UploadOutcome::kNotPlaced; }
+};
+
+using Files = std::vector<File*>;
+
+// Largest file that the upload record can describe.
+constexpr std::uint64_t kMaxFile = (1ull << 31) - 1;
+
+// With the ASCII letters small.
+std::string Lower(std::string text);
+
+// Bytes of all.
+std::uint64_t SizeOf(const Files& files);
+
+// Adds to the path what the file system tells. Gives the reason when it is no regular file or
+// cannot be read; empty: it can.
+std::string Describe(File& file);
+// The same of the file that is there now; nothing when it cannot be read.
+std::optional<File> NowAt(const std::filesystem::path& path);
+
+// What the service's check compares, as far as it is known without opening the file; `name` may be
+// another one for it.
+std::string CheckKey(const File& file, const std::string& name);
+
+// Byte for byte; false also when either cannot be read.
+bool SameContent(const std::filesystem::path& left, const std::filesystem::path& right);
+
+}  // namespace kelo::host

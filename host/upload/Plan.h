@@ -1,0 +1,30 @@
+// Decides which files go together in one request, and which cannot go.
+#pragma once
+
+#include <vector>
+
+#include "host/upload/UploadRequest.h"
+
+namespace kelo::host {
+
+struct UploadPlan {
+  std::vector<UploadRequest> requests;  // in the order in which they are sent
+  Files unfit;
+
+  size_t FileCount() const;  // of the requests
+  std::uint64_t Bytes() const;
+};
+
+// The bounds of a request; a single larger file has one of its own.
+constexpr size_t kRequestFiles = 100;
+constexpr std::uint64_t kRequestBytes = 64ull << 20;
+
+// Marks duplicates, and points to the files, which must stay where they are. `check`: the service
+// is asked which files it holds.
+//
+// A voice memo stays with the picture of its name. With the check such a pair has a request of its
+// own: the check never asks about memos and sends every memo of a request of which any picture is
+// new.
+UploadPlan PlanUpload(std::vector<File>& files, bool check);
+
+}  // namespace kelo::host

@@ -1,0 +1,33 @@
+// Sends the requests of a plan and decides the outcome of each file.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "host/library/Library.h"
+#include "host/upload/Plan.h"
+
+namespace kelo::host {
+
+struct SendOptions {
+  // The id of the album that a request's files go to; empty: there is none yet. Called before they
+  // are sent, where they have an album. May throw CommandFailure.
+  std::function<std::string(const AlbumName&)> albumId;
+  std::string tags;
+  bool dryRun = false;  // ask the check, and change nothing
+};
+
+// Sends request after request; `report` hears of each file once, when its outcome is known.
+//
+// What a request fails by costs as little as possible. A file that can no longer be read is left
+// out. What may pass is tried again, with the check, since nobody knows what became of the first
+// try. When the storage is full, what still fits is sent. A request that fails otherwise is halved
+// until the bad file stands alone. A failure that the next request would meet too (no service, no
+// session) ends the upload; the files left are kNotSent, as are those whose album cannot be had.
+// Files that the service holds already are placed in the album.
+//
+// In a dry run kStored and kPlaced are what would be. Throws CommandFailure when aborted.
+void SendFiles(Library& library, const UploadPlan& plan, const SendOptions& options,
+               const std::function<void(const File&)>& report);
+
+}  // namespace kelo::host

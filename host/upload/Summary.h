@@ -1,0 +1,20 @@
+// What `put` tells: each file's outcome as it comes, and the sums at the end.
+#pragma once
+
+#include <string>
+
+#include "host/terminal/Output.h"
+#include "host/upload/Filter.h"
+#include "host/upload/Plan.h"
+
+namespace kelo::host {
+
+// In words, fit for a terminal; in a dry run what it would be.
+std::string OutcomeText(const File& file, bool dryRun = false);
+
+void TellOutcome(Output& out, const File& file, bool dryRun);
+
+// The sums of a plan whose files are decided; gives the exit code.
+int TellSums(Output& out, const UploadPlan& plan, const LeftOutCounts& leftOut, bool dryRun);
+
+}  // namespace kelo::host

@@ -1,0 +1,133 @@
+// Walking folders, and looking at what is there on several threads.
+#include "host/upload/Walk.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <future>
+#include <set>
+#include <span>
+#include <tuple>
+#include <utility>
+
+#include "host/names/Names.h"
+#include "host/upload/Albums.h"
+#include "text/Unicode.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsUtf8(const std::string& text) {
+  std::string scratch;
+  return ComposeUtf8(text, scratch).data() != nullptr;
+}
+
+std::string WhyUnfit(File& file) {
+  if (std::string failure = Describe(file); !failure.empty()) return failure;
+  if (!IsUtf8(file.Name())) return "its name is not UTF-8";
+  if (!IsUtf8(file.album.folder) || !IsUtf8(file.album.album))
+    return "its folder's name is not UTF-8";
+  if (file.size == 0) return "it is empty";
+  if (file.size > kMaxFile)
+    return fmt::format("{} is too large; a file must be below 2 GiB", ByteText(file.size));
+  return {};
+}
+
+void LookAt(File& file) {
+  if (file.outcome == UploadOutcome::kUnfit) return;
+  file.reason = WhyUnfit(file);
+  if (!file.reason.empty()) file.outcome = UploadOutcome::kUnfit;
+}
+
+// On several threads: a disk, and a network above all, answers many questions at once.
+void LookAtAll(std::vector<File>& files) {
+  constexpr size_t kThreads = 8;
+  constexpr size_t kSmallestShare = 100;
+  const size_t share = std::max(files.size() / kThreads + 1, kSmallestShare);
+  std::vector<std::future<void>> shares;
+  for (auto rest = std::span(files); !rest.empty();) {
+    const auto mine = rest.first(std::min(share, rest.size()));
+    rest = rest.subspan(mine.size());
+    shares.push_back(std::async([mine] { std::ranges::for_each(mine, LookAt); }));
+  }
+  for (std::future<void>& each : shares) each.get();
+}
+
+class Walker {
+ public:
+  Walker(const UploadFilter& filter, bool albums) : filter_(filter), albums_(albums) {}
+
+  void Add(const fs::path& path) {
+    std::error_code failed;
+    if (fs::is_directory(path, failed))
+      Walk(path, {});
+    else if (!IsLeftOut(filter_.File(path.filename(), true)))
+      files_.push_back({.path = path});
+  }
+
+  std::vector<File> Finish(LeftOutCounts* leftOut) {
+    if (leftOut != nullptr) *leftOut = std::move(leftOut_);
+    LookAtAll(files_);
+    std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
+    std::erase_if(files_, [&](const File& file) {
+      return file.outcome != UploadOutcome::kUnfit &&
+             !seen.emplace(file.device, file.inode, file.album).second;
+    });
+    return std::move(files_);
+  }
+
+ private:
+  bool IsLeftOut(std::optional<LeftOut> reason) {
+    if (reason) ++leftOut_[*reason];
+    return reason.has_value();
+  }
+
+  // `below` is the folder's path below the one of the command line.
+  void Walk(const fs::path& folder, const fs::path& below) {
+    std::error_code failed;
+    std::vector<fs::path> files;
+    std::vector<fs::path> folders;
+    for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed))
+      Sort(*at, below, files, folders);
+    if (failed)
+      files_.push_back(
+          {.path = folder, .outcome = UploadOutcome::kUnfit, .reason = failed.message()});
+    std::ranges::sort(files, {}, &fs::path::native);
+    std::ranges::sort(folders, {}, &fs::path::native);
+    const AlbumName album = albums_ ? AlbumOfFolder(below, !folders.empty()) : AlbumName();
+    for (const fs::path& name : files) files_.push_back({.path = folder / name, .album = album});
+    for (const fs::path& name : folders) Walk(folder / name, below / name);
+  }
+
+  void Sort(const fs::directory_entry& entry, const fs::path& below, std::vector<fs::path>& files,
+            std::vector<fs::path>& folders) {
+    std::error_code ignored;
+    fs::path name = entry.path().filename();
+    if (!entry.is_directory(ignored)) {
+      if (!IsLeftOut(filter_.File(below / name, false))) files.push_back(std::move(name));
+    } else if (!IsLeftOut(filter_.Folder(below / name))) {
+      if (!entry.is_symlink(ignored))
+        folders.push_back(std::move(name));
+      else
+        ++leftOut_[LeftOut::kFolderLink];
+    }
+  }
+
+  const UploadFilter& filter_;
+  const bool albums_;
+  LeftOutCounts leftOut_;
+  std::vector<File> files_;
+};
+
+}  // namespace
+
+std::vector<File> FindFiles(const std::vector<std::string>& paths, const UploadFilter& filter,
+                            bool albums, LeftOutCounts* leftOut) {
+  Walker walker(filter, albums);
+  for (const std::string& path : paths) walker.Add(path);
+  return walker.Finish(leftOut);
+}
+
+}  // namespace kelo::host

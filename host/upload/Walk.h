@@ -1,0 +1,22 @@
+// Finds the local files that an upload's command line names: the first of its steps.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/upload/File.h"
+#include "host/upload/Filter.h"
+
+namespace kelo::host {
+
+// Files as given, folders walked to the bottom in the order of names, all described; what cannot
+// travel, and a folder that cannot be read, is unfit. What the filter leaves out is counted in
+// `leftOut`, which may be null. With `albums` each file has the album of its folder.
+//
+// A file that is reached twice, by links too, is taken once; with `albums` once for each album.
+// Links to files are followed; those to folders only where the command line names them, so that no
+// walk goes in a circle.
+std::vector<File> FindFiles(const std::vector<std::string>& paths, const UploadFilter& filter = {},
+                            bool albums = false, LeftOutCounts* leftOut = nullptr);
+
+}  // namespace kelo::host
