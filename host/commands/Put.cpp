@@ -3,9 +3,8 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <memory>
 
-#include "host/commands/Host.h"
+#include "host/commands/Command.h"
 #include "host/names/ResultText.h"
 #include "host/upload/Albums.h"
 #include "host/upload/Send.h"
@@ -34,7 +33,6 @@ bool HasNoAlbum(const UploadPlan& plan) {
 
 int Put(Host& host, const PutOptions& options) {
   Output& out = host.Out();
-  if (options.json) out.UseJson();
   if (!options.dryRun) host.LockAccount();
   Albums albums(
       out, [&]() -> Library& { return host.Loaded(); }, options.dryRun);
@@ -90,9 +88,10 @@ constexpr const char* kFooter =
 }  // namespace
 
 void AddPutCommand(CLI::App& app, Action& chosen) {
-  CLI::App* put = app.add_subcommand("put", "Upload pictures, movies and sound");
-  const auto options = std::make_shared<PutOptions>();
-  const auto globs = [&](const char* name, std::vector<std::string>& patterns, const char* about) {
+  const auto [put, options] =
+      AddCommand(app, chosen, "put", "Upload pictures, movies and sound", Put);
+  const auto globs = [put = put](const char* name, std::vector<std::string>& patterns,
+                                 const char* about) {
     put->add_option(name, patterns, about)->type_name("GLOB")->allow_extra_args(false);
   };
   put->add_option("PATH", options->paths, "Files, or folders to walk to the bottom")->required();
@@ -112,8 +111,6 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
   put->add_flag("--dry-run", options->dryRun, "Tell what would be done, and change nothing");
   put->add_flag("--json", options->json, kJsonHelp);
   put->footer(kFooter);
-  put->callback(
-      [options, &chosen] { chosen = [options](Host& host) { return Put(host, *options); }; });
 }
 
 }  // namespace kelo::host
