@@ -42,7 +42,7 @@ struct CallReport {
   void Fail(const ServiceError& error);  // makes it the answer
 };
 
-struct UploadPlan {
+struct ExpectedUpload {
   AccountId account = 0;
   std::vector<PlannedFile> files;
 };
@@ -66,8 +66,8 @@ class Api {
 
   // The two ends of a multipart upload: when its document is known, and when all files have
   // arrived. Both throw ServiceError; FinishUpload gives the answer.
-  UploadPlan PlanUpload(std::string_view query, std::string_view document, CallReport& report);
-  std::string FinishUpload(UploadPlan& plan);
+  ExpectedUpload PlanUpload(std::string_view query, std::string_view document, CallReport& report);
+  std::string FinishUpload(ExpectedUpload& plan);
 
   // The file of ".../original/ID" or ".../screen/ID"; empty when there is none.
   std::filesystem::path FileOf(std::string_view path);

@@ -90,9 +90,10 @@ std::string Api::UploadItemsByPut(const Request&) {
   throw ServiceError(ErrorNumber::MalformedUpload, "UploadItems is a multipart POST");
 }
 
-UploadPlan Api::PlanUpload(std::string_view query, std::string_view document, CallReport& report) {
+ExpectedUpload Api::PlanUpload(std::string_view query, std::string_view document,
+                               CallReport& report) {
   const std::lock_guard lock(mutex_);
-  UploadPlan plan;
+  ExpectedUpload plan;
   plan.account = CheckSession(query, "\r\n" + std::string(document), false, report);
   std::string reason;
   const auto method = ReadRequestDocument(document, reason);
@@ -121,7 +122,7 @@ UploadPlan Api::PlanUpload(std::string_view query, std::string_view document, Ca
   return plan;
 }
 
-std::string Api::FinishUpload(UploadPlan& plan) {
+std::string Api::FinishUpload(ExpectedUpload& plan) {
   for (PlannedFile& file : plan.files) DescribeFile(file.item);
   const std::lock_guard lock(mutex_);
   Transaction transaction = store_.Begin();

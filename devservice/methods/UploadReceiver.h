@@ -47,7 +47,7 @@ class UploadReceiver {
   std::uint64_t maxDocument_;
   State state_ = State::Document;
   std::string document_;  // with the part header before it, until planned
-  std::optional<UploadPlan> plan_;
+  std::optional<ExpectedUpload> plan_;
   std::size_t next_ = 0;  // the file whose framing or bytes come next
   std::string framing_;   // what must come next ...
   std::string framed_;    // ... and what of it has

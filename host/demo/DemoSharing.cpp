@@ -45,7 +45,7 @@ void DemoStory::LinkIntoAlbum() {
   Title("Link a picture into a second album (19)");
   const std::string best = AddContainer("", Kind::Album, "Best of");
   const AddedLink link = library_.AddLinks(best, {uploaded_[0].itemId}).front();
-  if (link.error) throw CommandFailure(*link.error);
+  if (link.error) throw Error(*link.error);
   library_.Load();
   const auto items = library_.List(best, Kind::FileItem);
   Prove(items.size() == 1 && items[0].id == uploaded_[0].itemId, "the album shows it");
@@ -58,8 +58,8 @@ size_t DemoStory::DownloadAndCompare(const std::vector<Item>& items, const std::
   const auto files = Fetch(library_, items, to);
   for (size_t at = 0; at < files.size(); ++at) {
     if (files[at].code != 0)
-      throw CommandFailure("download " + files[at].file.path.filename().string(), files[at].code,
-                           kKELOCommand_Download);
+      throw Error("download " + files[at].file.path.filename().string(), files[at].code,
+                  kKELOCommand_Download);
     Prove(SameContent(files[at].file.path, originals[at]),
           fmt::format("{}: {} bytes, the same", Shown(files[at].file.path.filename().string()),
                       fs::file_size(files[at].file.path)));
@@ -194,7 +194,7 @@ void DemoStory::ExtendAndClose() {
   std::uint32_t code = 0;
   try {
     library_.Load();
-  } catch (const CommandFailure& failure) {
+  } catch (const Error& failure) {
     code = failure.Code();
   }
   Prove(code == kKELOResult_NoSession, "the closed session is no longer accepted");
