@@ -1,4 +1,4 @@
-// Edit distance over code points, neighbours exchanged included.
+// Compares by edit distance: how many characters to add, drop, replace or exchange.
 #include "commandline/Suggest.h"
 
 #include <unicode/uchar.h>

@@ -36,7 +36,7 @@ std::string Unexpected(const CLI::App& command, const std::string& word) {
                        Suggestion(name, OptionNames(command)));
   }
   if (!ListedCommands(command).empty()) return NoCommand(command, word);
-  return fmt::format("there is nothing to do with '{}'", Printable(word));
+  return fmt::format("unexpected argument '{}'", Printable(word));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What is said about a wrong command line.
+// Tells what is wrong with a command line, and what its writer may have meant.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,8 +8,8 @@
 
 namespace kelo {
 
-// An option with one value, which `fault` looks at: what is wrong with it, or nothing. That of the
-// environment is looked at as well, where CLI11 passes over what its own validators refuse.
+// An option with one value: `fault(value)` says what is wrong, or nothing. It also checks a value
+// from the environment, where CLI11 would silently skip a bad one.
 CLI::Option* AddCheckedOption(CLI::App& app, const std::string& name, std::string& target,
                               const std::string& about,
                               std::function<std::string(const std::string&)> fault);

@@ -1,4 +1,4 @@
-// The service put together: HTTP, protocol, store, scripts and log.
+// Puts the service together: the server, the protocol, the store, scripts, faults and logs.
 #include "devservice/DevService.h"
 
 #include "devservice/control/Control.h"
@@ -158,7 +158,7 @@ std::vector<LoggedRequest> Service::Log() const {
 void Service::ClearLog() {
   impl_->Arrived().Clear();
 }
-std::size_t Service::RequestCount() const {
+size_t Service::RequestCount() const {
   return impl_->Arrived().Count();
 }
 

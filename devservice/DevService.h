@@ -23,23 +23,22 @@ struct RequestRecord;
 
 // Decides about one request: a reply, or nothing to let the service answer it. Called on server
 // threads, possibly several at once. Answers are sent compressed only when the service answers by
-// itself. One that throws ends the program: as a failure of the service it would go unnoticed.
+// itself. A script that throws ends the program.
 using Script = std::function<std::optional<Reply>(const LoggedRequest&)>;
 
 class Service {
  public:
   struct Options {
     std::filesystem::path dataDirectory{};  // empty: SQLite in memory, files in a temporary folder
-    // 0: a free one; nothing: that of last time, where there was one.
+    // 0: any free one. Not given: that of the last run with this folder, if any.
     std::optional<int> port{};
     std::uint64_t quotaBytes = 5ull << 30;
-    bool logLargeBodies = false;
     std::chrono::seconds tokenLifetime{3600};  // counted from the token's last use
     std::uint64_t maxRequestBytes = 4ull
                                     << 30;  // a longer body is answered 413 before it has ended
-    std::size_t logLimit = 1'000'000;       // older requests leave the log
-    // Clients that are slower lose their connection. What is behind the head may take longer by a
-    // second for every 1000 bytes, either way.
+    size_t logLimit = 1'000'000;            // older requests leave the log
+    // A slower client loses its connection. Bodies and answers get a second more for every 1000
+    // bytes.
     std::chrono::milliseconds headLimit{30'000};
     std::chrono::milliseconds bodyLimit{60'000};
     // Hears of every request of a client when it is over. Called on server threads, several at
@@ -69,24 +68,25 @@ class Service {
   };
   Account AddAccount(const std::string& address);
 
-  // Fills the first account from a folder of pictures: sub-folders become folders and albums,
-  // files at the top go to the root album. Import of a friend's album: one album with the folder's
-  // name.
+  // Fills the first account from a folder of pictures; store/Import.h has the rule.
   void Import(const std::filesystem::path& directory, const ImportWatcher& watcher = {});
+  // Adds a friend's account with this folder's pictures and shares it: one album of its name, or,
+  // if it holds only folders, one for each.
   void ImportFriend(const std::filesystem::path& directory, const ImportWatcher& watcher = {});
 
   // Thread-safe; replaces the former script. An empty one removes it.
   void SetScript(Script script);
 
   // A fault as text, which Faults.h describes; its id. Throws std::runtime_error with words about
-  // what is wrong with it. Scripts answer before faults; what they answer is spoilt likewise.
+  // what is wrong with it. A script is asked before a fault's own answer. Faults that spoil answers
+  // spoil a script's, too.
   std::uint64_t AddFault(std::string_view text);
   void ClearFaults();
   std::uint64_t FaultFired(std::uint64_t id) const;  // how often so far
 
   std::vector<LoggedRequest> Log() const;
   void ClearLog();
-  std::size_t RequestCount() const;  // since the start or the last ClearLog
+  size_t RequestCount() const;  // since the start or the last ClearLog
   // Waits until a request for which `predicate` holds has arrived; false after the time-out.
   bool WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
                       std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;

@@ -1,4 +1,4 @@
-// An account as a JSON document.
+// Writes an account as one JSON document, for the page and for `ctl account`.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Who may ask, and the table of what can be asked.
+// Checks who asks, and serves the table of paths that can be asked for.
 #include "devservice/control/Control.h"
 
 #include <openssl/crypto.h>
@@ -25,7 +25,7 @@ constexpr std::string_view kRecordPath = "/control/log/";
 constexpr std::string_view kFaultsPath = "/control/faults";
 constexpr std::string_view kNothingElse = "default-src 'none'; frame-ancestors 'none'";
 // A page that has just been opened catches up in a few answers instead of one that takes long.
-constexpr std::size_t kMaxRows = 2000;
+constexpr size_t kMaxRows = 2000;
 
 Reply Guarded(int status, std::string type, std::string body,
               std::string policy = std::string(kNothingElse)) {
@@ -137,7 +137,7 @@ std::optional<Reply> Control::Refuse(const LoggedRequest& head) const {
   if (IsFromElsewhere(head)) return Words(403, "This answers to its own page only.");
   if (!HasToken(head))
     return Words(403, "This needs the token: open the page by the URL that the service prints.");
-  if (head.bodySize > kMaxBody) return Words(413, "The body is too long.");
+  if (head.bodySize > kMaxBody) return TooLarge(kMaxBody);
   return std::nullopt;
 }
 

@@ -1,8 +1,5 @@
-// What stands beside the protocol for whoever looks at the service: the page at "/", the calls
-// under
-// "/control/" that it is made of, and the sent mails at "/outbox". They answer to loopback host
-// names and to the token only, so that no other web page can reach them through its reader's
-// browser.
+// The page at "/", its calls under "/control/", and the mails at "/outbox". They answer only to
+// loopback host names and with the token, so no other web page can reach them.
 #pragma once
 
 #include <cstdint>

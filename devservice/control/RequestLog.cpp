@@ -1,4 +1,4 @@
-// A ring of records, and what is told of them.
+// Keeps the records in a queue, drops the oldest texts and records first, and writes JSON.
 #include "devservice/control/RequestLog.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::size_t TextBytes(const RequestRecord& record) {
+size_t TextBytes(const RequestRecord& record) {
   return record.document.size() + record.answer.size();
 }
 
@@ -23,7 +23,7 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   char text[32];
-  const std::size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.", &utc);
+  const size_t size = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.", &utc);
   const std::string digits = std::to_string(1000 + rest);
   return std::string(text, size) + digits.substr(1) + "Z";
 }
@@ -65,7 +65,7 @@ void RequestLog::Add(RequestRecord& record) {
   texted_ = std::max(texted_, first_);
 }
 
-void RequestLog::Describe(Json& json, std::uint64_t after, std::size_t limit) const {
+void RequestLog::Describe(Json& json, std::uint64_t after, size_t limit) const {
   std::unique_lock lock(mutex_);
   json["first"] = first_;
   json["last"] = Last();

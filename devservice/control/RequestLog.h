@@ -22,15 +22,14 @@ std::string TimeText(std::chrono::system_clock::time_point time);
 // A record without document and answer.
 nlohmann::ordered_json RecordJson(const RequestRecord& record);
 
-// Thread-safe. Whoever follows asks again with the last number he has seen: that holds no thread of
-// the service, and what he missed meanwhile is still there, or is told by the numbers.
+// Thread-safe. A reader polls with the last number it has seen; no thread waits for it. Dropped
+// records show as a gap in the numbers.
 class RequestLog {
  public:
-  static constexpr std::size_t kMaxRecords = 10'000;
-  static constexpr std::size_t kMaxTextBytes = 64 << 20;
+  static constexpr size_t kMaxRecords = 10'000;
+  static constexpr size_t kMaxTextBytes = 64 << 20;
 
-  explicit RequestLog(std::size_t maxRecords = kMaxRecords,
-                      std::size_t maxTextBytes = kMaxTextBytes)
+  explicit RequestLog(size_t maxRecords = kMaxRecords, size_t maxTextBytes = kMaxTextBytes)
       : maxRecords_(maxRecords), maxTextBytes_(maxTextBytes) {}
 
   // Gives the record its number. Older ones leave, and before them their documents and answers, as
@@ -40,7 +39,7 @@ class RequestLog {
   // Sets "first" and "last", the numbers of the records that are there (of an empty log, the next
   // one and the one before it), and "requests": those after number `after`, at most `limit`,
   // without document and answer.
-  void Describe(nlohmann::ordered_json& json, std::uint64_t after, std::size_t limit) const;
+  void Describe(nlohmann::ordered_json& json, std::uint64_t after, size_t limit) const;
 
   // One record with its document and answer; null when it is not there.
   nlohmann::ordered_json Whole(std::uint64_t number) const;
@@ -53,17 +52,15 @@ class RequestLog {
 
   std::uint64_t Last() const { return first_ + entries_.size() - 1; }
   // Where the entry of a number that is there stands.
-  std::size_t PositionOf(std::uint64_t number) const {
-    return static_cast<std::size_t>(number - first_);
-  }
+  size_t PositionOf(std::uint64_t number) const { return static_cast<size_t>(number - first_); }
 
-  const std::size_t maxRecords_;
-  const std::size_t maxTextBytes_;
+  const size_t maxRecords_;
+  const size_t maxTextBytes_;
   mutable std::mutex mutex_;  // guards what follows
   std::deque<Entry> entries_;
   std::uint64_t first_ = 1;   // the number of the first entry ...
   std::uint64_t texted_ = 1;  // ... and of the first that has its texts
-  std::size_t textBytes_ = 0;
+  size_t textBytes_ = 0;
 };
 
 }  // namespace kelo::devservice

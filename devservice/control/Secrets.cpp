@@ -1,4 +1,4 @@
-// Masking of secrets.
+// Masks secrets in a record: by the name before them, and by their letters and length.
 #include <algorithm>
 #include <string_view>
 
@@ -13,11 +13,11 @@ constexpr std::string_view kMask = "***";
 
 void MaskBehindNames(std::string& text) {
   for (const std::string_view name : kSecretNames) {
-    std::size_t at = 0;
+    size_t at = 0;
     while ((at = text.find(name, at)) != std::string::npos) {
       at += name.size();
       if (at < text.size() && text[at] == '"') ++at;
-      const std::size_t end = std::min(text.find_first_of("&\" ", at), text.size());
+      const size_t end = std::min(text.find_first_of("&\" ", at), text.size());
       text.replace(at, end - at, kMask);
     }
   }
@@ -31,7 +31,7 @@ bool IsBetween(char c, char first, char last) {
 // entries are, too: of the least length, with a "T" in front only where it is a session's token.
 template <char kA>
 struct CredentialRuns {
-  static constexpr std::size_t kLeast = 27;
+  static constexpr size_t kLeast = 27;
   static constexpr char kI = kA + ('I' - 'A');
   static constexpr char kO = kA + ('O' - 'A');
   static constexpr char kT = kA + ('T' - 'A');
@@ -46,7 +46,7 @@ struct CredentialRuns {
 };
 
 struct SignatureRuns {
-  static constexpr std::size_t kLeast = 40;
+  static constexpr size_t kLeast = 40;
   static bool Has(char c) {
     return IsBetween(c, '0', '9') || IsBetween(c, 'a', 'f') || IsBetween(c, 'A', 'F');
   }
@@ -56,13 +56,13 @@ struct SignatureRuns {
 template <typename Runs>
 void MaskRuns(std::string& text) {
   // No run that is long enough lies between these places.
-  for (std::size_t at = Runs::kLeast - 1; at < text.size(); at += Runs::kLeast) {
+  for (size_t at = Runs::kLeast - 1; at < text.size(); at += Runs::kLeast) {
     if (!Runs::Has(text[at])) continue;
-    std::size_t begin = at;
-    std::size_t end = at + 1;
+    size_t begin = at;
+    size_t end = at + 1;
     while (begin > 0 && Runs::Has(text[begin - 1])) --begin;
     while (end < text.size() && Runs::Has(text[end])) ++end;
-    const std::size_t length = end - begin;
+    const size_t length = end - begin;
     if (length >= Runs::kLeast && Runs::IsSecret(std::string_view(text).substr(begin, length))) {
       text.replace(begin, length, kMask);
       end = begin + kMask.size();

@@ -1,4 +1,4 @@
-// Reading, writing and keeping of faults.
+// One table of the kinds serves the reading, the checks and the writing of a fault's text.
 #include "devservice/faults/Faults.h"
 
 #include <algorithm>
@@ -12,12 +12,12 @@
 namespace kelo::devservice {
 namespace {
 
-enum class Value { None, Optional, Required };
+enum class Value { kNone, kOptional, kRequired };
 
 struct KindRule {
   FaultKind kind;
   std::string_view name;
-  Value value = Value::None;
+  Value value = Value::kNone;
   std::int64_t least = 0;
   std::int64_t most = 0;
   std::int64_t otherwise = 0;  // where an optional value is left out
@@ -26,23 +26,23 @@ struct KindRule {
 constexpr std::int64_t kMaxValue = 1'000'000'000'000;
 constexpr std::int64_t kDay = 24 * 3600 * 1000;
 constexpr KindRule kKinds[] = {
-    {FaultKind::Status, "status", Value::Required, 200, 599},
-    {FaultKind::Error, "error", Value::Required, 1, 9999},
-    {FaultKind::Full, "full"},
-    {FaultKind::Garbage, "garbage"},
-    {FaultKind::Silence, "silence"},
-    {FaultKind::Reset, "reset"},
-    {FaultKind::Expire, "expire"},
-    {FaultKind::Delay, "delay", Value::Required, 0, kDay},
-    {FaultKind::Cut, "cut", Value::Optional, 0, kMaxValue},
-    {FaultKind::Length, "length", Value::Optional, -kMaxValue, kMaxValue, 1},
-    {FaultKind::Slow, "slow", Value::Required, 1, kMaxValue},
+    {FaultKind::kStatus, "status", Value::kRequired, 200, 599},
+    {FaultKind::kError, "error", Value::kRequired, 1, 9999},
+    {FaultKind::kFull, "full"},
+    {FaultKind::kGarbage, "garbage"},
+    {FaultKind::kSilence, "silence"},
+    {FaultKind::kReset, "reset"},
+    {FaultKind::kExpire, "expire"},
+    {FaultKind::kDelay, "delay", Value::kRequired, 0, kDay},
+    {FaultKind::kCut, "cut", Value::kOptional, 0, kMaxValue},
+    {FaultKind::kLength, "length", Value::kOptional, -kMaxValue, kMaxValue, 1},
+    {FaultKind::kSlow, "slow", Value::kRequired, 1, kMaxValue},
 };
 
 constexpr std::string_view kAnyMethod = "*";
 constexpr const char* kAskedFor = "A fault that was asked for";
 constexpr std::string_view kTimes = "times=";
-constexpr std::size_t kGarbageSize = 1000;
+constexpr size_t kGarbageSize = 1000;
 
 const KindRule& RuleOf(FaultKind kind) {
   return *std::ranges::find(kKinds, kind, &KindRule::kind);
@@ -72,9 +72,9 @@ const KindRule& RuleNamed(std::string_view name) {
 
 std::int64_t ReadValue(const KindRule& rule, std::optional<std::string_view> text) {
   const std::string name(rule.name);
-  if (!text && rule.value == Value::Required) throw FaultError(name + " needs a value");
+  if (!text && rule.value == Value::kRequired) throw FaultError(name + " needs a value");
   if (!text) return rule.otherwise;
-  if (rule.value == Value::None) throw FaultError(name + " takes no value");
+  if (rule.value == Value::kNone) throw FaultError(name + " takes no value");
   const auto value = ReadNumber<std::int64_t>(*text, name);
   if (value < rule.least || value > rule.most) {
     throw FaultError(name + " is between " + std::to_string(rule.least) + " and " +
@@ -87,7 +87,7 @@ void CheckMethod(const Fault& fault) {
   const std::vector<std::string_view> known = Api::MethodNames();
   if (fault.method != kAnyMethod && std::ranges::find(known, fault.method) == known.end())
     throw FaultError("there is no method \"" + fault.method + "\"");
-  if (fault.kind == FaultKind::Full && fault.method != kAnyMethod && fault.method != "UploadItems")
+  if (fault.kind == FaultKind::kFull && fault.method != kAnyMethod && fault.method != "UploadItems")
     throw FaultError("full concerns UploadItems only");
 }
 
@@ -101,13 +101,13 @@ std::string Garbage() {
 }  // namespace
 
 Fault ReadFault(std::string_view text) {
-  const std::size_t colon = text.find(':');
+  const size_t colon = text.find(':');
   if (colon == std::string_view::npos || colon == 0)
     throw FaultError("a fault is METHOD:KIND[=VALUE][,times=N]");
   Fault fault;
   fault.method = text.substr(0, colon);
   std::string_view rest = text.substr(colon + 1);
-  if (const std::size_t comma = rest.find(','); comma != std::string_view::npos) {
+  if (const size_t comma = rest.find(','); comma != std::string_view::npos) {
     std::string_view times = rest.substr(comma + 1);
     if (!times.starts_with(kTimes)) throw FaultError("only times=N may follow the comma");
     times.remove_prefix(kTimes.size());
@@ -115,7 +115,7 @@ Fault ReadFault(std::string_view text) {
     if (fault.times == 0) throw FaultError("times is at least 1");
     rest = rest.substr(0, comma);
   }
-  const std::size_t equals = rest.find('=');
+  const size_t equals = rest.find('=');
   const KindRule& rule = RuleNamed(rest.substr(0, equals));
   fault.kind = rule.kind;
   fault.value =
@@ -128,25 +128,25 @@ Fault ReadFault(std::string_view text) {
 std::string FaultText(const Fault& fault) {
   const KindRule& rule = RuleOf(fault.kind);
   std::string text = fault.method + ":" + std::string(rule.name);
-  if (rule.value != Value::None) text += "=" + std::to_string(fault.value);
+  if (rule.value != Value::kNone) text += "=" + std::to_string(fault.value);
   if (fault.times > 0) text += "," + std::string(kTimes) + std::to_string(fault.times);
   return text;
 }
 
 std::optional<Reply> ReplyInstead(const Fault& fault) {
   switch (fault.kind) {
-    case FaultKind::Status:
+    case FaultKind::kStatus:
       return Reply{.status = static_cast<int>(fault.value),
                    .body = std::string(kAskedFor) + "\n",
                    .headers = {{"Content-Type", "text/plain"}}};
-    case FaultKind::Error:
-    case FaultKind::Full:
+    case FaultKind::kError:
+    case FaultKind::kFull:
       return Reply{.body = FailAnswer(*ErrorOf(fault))};
-    case FaultKind::Garbage:
+    case FaultKind::kGarbage:
       return Reply{.body = Garbage()};
-    case FaultKind::Silence:
+    case FaultKind::kSilence:
       return Reply{.silent = true};
-    case FaultKind::Reset:
+    case FaultKind::kReset:
       return Reply{.reset = true};
     default:
       return std::nullopt;
@@ -154,17 +154,18 @@ std::optional<Reply> ReplyInstead(const Fault& fault) {
 }
 
 std::optional<ServiceError> ErrorOf(const Fault& fault) {
-  const bool isFull = fault.kind == FaultKind::Full;
-  if (!isFull && fault.kind != FaultKind::Error) return std::nullopt;
-  return ServiceError(isFull ? ErrorNumber::StorageFull : static_cast<ErrorNumber>(fault.value),
+  const bool isFull = fault.kind == FaultKind::kFull;
+  if (!isFull && fault.kind != FaultKind::kError) return std::nullopt;
+  return ServiceError(isFull ? ErrorNumber::kStorageFull : static_cast<ErrorNumber>(fault.value),
                       kAskedFor);
 }
 
 void Spoil(Reply& reply, const Fault& fault) {
-  if (fault.kind == FaultKind::Delay) reply.delay = std::chrono::milliseconds(fault.value);
-  if (fault.kind == FaultKind::Cut) reply.cutAfter = static_cast<std::size_t>(fault.value);
-  if (fault.kind == FaultKind::Length) reply.addedLength = fault.value;
-  if (fault.kind == FaultKind::Slow) reply.bytesPerSecond = static_cast<std::uint64_t>(fault.value);
+  if (fault.kind == FaultKind::kDelay) reply.delay = std::chrono::milliseconds(fault.value);
+  if (fault.kind == FaultKind::kCut) reply.cutAfter = static_cast<size_t>(fault.value);
+  if (fault.kind == FaultKind::kLength) reply.addedLength = fault.value;
+  if (fault.kind == FaultKind::kSlow)
+    reply.bytesPerSecond = static_cast<std::uint64_t>(fault.value);
 }
 
 std::uint64_t Faults::Add(Fault fault) {
@@ -192,7 +193,7 @@ std::vector<Fault> Faults::List() const {
 std::optional<Fault> Faults::Fire(std::string_view method) {
   const std::lock_guard lock(mutex_);
   for (Fault& fault : faults_) {
-    const bool concerns = fault.kind == FaultKind::Full
+    const bool concerns = fault.kind == FaultKind::kFull
                               ? method == "UploadItems"
                               : fault.method == kAnyMethod || fault.method == method;
     if (!concerns || (fault.times > 0 && fault.fired == fault.times)) continue;

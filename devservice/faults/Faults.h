@@ -32,23 +32,23 @@
 namespace kelo::devservice {
 
 enum class FaultKind {
-  Status,
-  Error,
-  Full,
-  Garbage,
-  Silence,
-  Reset,
-  Expire,
-  Delay,
-  Cut,
-  Length,
-  Slow,
+  kStatus,
+  kError,
+  kFull,
+  kGarbage,
+  kSilence,
+  kReset,
+  kExpire,
+  kDelay,
+  kCut,
+  kLength,
+  kSlow,
 };
 
 struct Fault {
   std::uint64_t id = 0;  // given by Faults, from 1 on
   std::string method;
-  FaultKind kind = FaultKind::Status;
+  FaultKind kind = FaultKind::kStatus;
   std::int64_t value = 0;   // 0 where the kind takes none
   std::uint64_t times = 0;  // 0: always
   std::uint64_t fired = 0;

@@ -1,4 +1,4 @@
-// Faults as JSON, and what is asked about them in JSON.
+// Faults as JSON, and the wishes to add or remove some, which are all done or none of them.
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <span>

@@ -7,16 +7,16 @@
 
 namespace kelo::devservice {
 
-// All three throw std::filesystem::filesystem_error.
+// All three throw std::system_error.
 
 // Folders that exist keep their mode; those that are made are 0700.
 void MakePrivateFolder(const std::filesystem::path& folder);
 
-// Makes the file, empty, where there is none; 0600 in any case, but for devices and pipes.
+// Makes an empty file if there is none; mode 0600, except devices and pipes.
 void MakePrivateFile(const std::filesystem::path& file);
 
-// Keeps others out of the folder for as long as the descriptor lives. Throws std::runtime_error
-// where somebody else does.
+// Keeps others out of the folder as long as the descriptor lives. Throws std::runtime_error if
+// another service has it.
 Descriptor LockFolder(const std::filesystem::path& folder);
 
 }  // namespace kelo::devservice

@@ -1,4 +1,4 @@
-// A folder of its own that goes with its owner.
+// A temporary folder, removed with its owner: the files of a service that keeps nothing.
 #pragma once
 
 #include <cstdlib>
@@ -8,7 +8,6 @@
 
 namespace kelo::devservice {
 
-// The folder for the files of a service that keeps nothing; removed with it.
 class TemporaryFolder {
  public:
   TemporaryFolder() {

@@ -27,12 +27,12 @@ using Parser = http::request_parser<http::buffer_body>;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kMaxHead = 256 * 1024;  // also of a chunk
-constexpr std::size_t kPiece = 64 * 1024;     // of a body, taken at once
+constexpr size_t kMaxHead = 256 * 1024;       // also of a chunk
+constexpr size_t kPiece = 64 * 1024;          // of a body, taken at once
 constexpr std::uint64_t kMaxPiece = 1 << 30;  // sent at once
-constexpr std::size_t kMaxLine = 200;
-constexpr std::size_t kCompressFrom = 1024;  // smaller answers travel in one packet anyway
-constexpr milliseconds kLinger{5};           // who is busy asks again
+constexpr size_t kMaxLine = 200;
+constexpr size_t kCompressFrom = 1024;  // smaller answers travel in one packet anyway
+constexpr milliseconds kLinger{5};      // who is busy asks again
 constexpr milliseconds kDrainLimit{10'000};
 constexpr milliseconds kMaxPoll{60'000};
 
@@ -64,7 +64,7 @@ LoggedRequest HeadOf(const Parser& parser) {
   LoggedRequest head;
   head.method = std::string(message.method_string());
   head.target = std::string(message.target());
-  const std::size_t mark = head.target.find('?');
+  const size_t mark = head.target.find('?');
   head.path = head.target.substr(0, mark);
   if (mark != std::string::npos) head.query = head.target.substr(mark + 1);
   for (const auto& field : message) head.headers.emplace_back(field.name_string(), field.value());
@@ -117,20 +117,20 @@ class Connection {
 
   // For Beast.
   template <typename Buffers>
-  std::size_t read_some(const Buffers& buffers, error_code& error) {
+  size_t read_some(const Buffers& buffers, error_code& error) {
     const boost::asio::mutable_buffer room = *boost::asio::buffer_sequence_begin(buffers);
     // What waits in the socket slows the peer down; a smaller receive buffer would make TCP stall.
-    const auto most = static_cast<std::size_t>(pace_.Piece(room.size()));
+    const auto most = static_cast<size_t>(pace_.Piece(room.size()));
     ssize_t received = 0;
     do received = recv(socket_, room.data(), most, 0);
     while (received < 0 && errno == EAGAIN && Await(POLLIN, deadline_));
-    const auto size = static_cast<std::size_t>(std::max<ssize_t>(received, 0));
+    const auto size = static_cast<size_t>(std::max<ssize_t>(received, 0));
     if (size == 0) error = boost::asio::error::eof;
     line_.append(static_cast<const char*>(room.data()), std::min(size, kMaxLine - line_.size()));
     return size;
   }
   template <typename Buffers>
-  std::size_t read_some(const Buffers& buffers);  // it asks for this, and uses the other
+  size_t read_some(const Buffers& buffers);  // it asks for this, and uses the other
 
  private:
   // What arrives is known to the service even where it cannot be read.
@@ -152,7 +152,7 @@ class Connection {
     exchange.record.bytesIn = request.bodySize;
     if (request.complete) return std::nullopt;
     exchange.OnRequest();
-    if (!early) early = request.bodySize > most ? TooLarge() : Malformed();
+    if (!early) early = request.bodySize > most ? TooLarge(most) : Malformed();
     return early;
   }
 
@@ -166,10 +166,10 @@ class Connection {
     std::string piece(kPiece, '\0');
     for (error_code error; !error && !parser.is_done() && request.bodySize <= most;) {
       auto& room = parser.get().body();
-      room = {piece.data(), static_cast<std::size_t>(pace_.Piece(piece.size())), true};
+      room = {piece.data(), static_cast<size_t>(pace_.Piece(piece.size())), true};
       http::read_some(*this, buffer_, parser, error);
       if (error == http::error::need_buffer) error = {};
-      const auto size = static_cast<std::size_t>(static_cast<char*>(room.data) - piece.data());
+      const auto size = static_cast<size_t>(static_cast<char*>(room.data) - piece.data());
       deadline_ += milliseconds(size);
       // Of a peer that has left, the rest is taken at once.
       if (!PauseUntil(pace_.After(size))) pace_ = Pace(0);
@@ -198,7 +198,7 @@ class Connection {
   template <typename Call>
   bool SendAll(std::uint64_t left, Call call) {
     while (left > 0) {
-      const ssize_t sent = call(static_cast<std::size_t>(left));
+      const ssize_t sent = call(static_cast<size_t>(left));
       if (sent < 0 && errno == EAGAIN && Await(POLLOUT, deadline_)) continue;
       if (sent <= 0) return false;
       left -= static_cast<std::uint64_t>(sent);
@@ -211,7 +211,7 @@ class Connection {
   bool SendAll(std::string_view bytes, int flags = 0) {
     return SendAll(
         bytes.size(),
-        [&](std::size_t left) {
+        [&](size_t left) {
           return send(socket_, bytes.data() + bytes.size() - left, left, MSG_NOSIGNAL | flags);
         });
   }
@@ -252,12 +252,10 @@ class Connection {
     const bool isTogether = left > 0 && reply.bytesPerSecond == 0;
     const std::string head = reply.hasHead ? HeadOf(reply, size) : "";
     if (!SendAll(head, isTogether ? MSG_MORE : 0)) return false;
-    const auto sendFile = [&](std::size_t most) {
-      return sendfile(socket_, file.Get(), nullptr, most);
-    };
+    const auto sendFile = [&](size_t most) { return sendfile(socket_, file.Get(), nullptr, most); };
     std::string_view body = reply.body;
     for (Pace pace(reply.bytesPerSecond); left > 0;) {
-      const auto piece = static_cast<std::size_t>(pace.Piece(std::min(left, kMaxPiece)));
+      const auto piece = static_cast<size_t>(pace.Piece(std::min(left, kMaxPiece)));
       if (!PauseUntil(pace.After(piece))) return false;
       if (!(isFile ? SendAll(piece, sendFile) : SendAll(body.substr(0, piece)))) return false;
       body.remove_prefix(isFile ? 0 : piece);

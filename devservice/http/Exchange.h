@@ -32,8 +32,8 @@ class Exchange {
   virtual std::uint64_t MaxBody() = 0;
   // A piece of the body; `request.bodySize` counts it already. Kept in `request.body`.
   virtual void Take(std::string_view bytes) { request.body.append(bytes); }
-  // A whole request, or (request.complete == false) one that is over already: its answer is not
-  // this one. Completes the record by what only the protocol knows.
+  // Answers a whole request. If request.complete is false, it was answered already or the client
+  // left: the answer is ignored. Also completes the record.
   virtual Answer OnRequest() = 0;
   // The answer is sent, as far as it was, and the record complete.
   virtual void OnDone() {}
@@ -46,7 +46,8 @@ class Exchange {
 // Makes what serves a request of which the head has arrived. Called on several threads at once.
 using ExchangeMaker = std::function<std::unique_ptr<Exchange>(LoggedRequest head)>;
 
-// How long a head may take, and what is behind it: that by a second more for every 1000 bytes.
+// head: how long the head may take. body: how long a body, and an answer, may take; each a second
+// more for every 1000 bytes.
 struct Limits {
   std::chrono::milliseconds head;
   std::chrono::milliseconds body;

@@ -1,4 +1,4 @@
-// Accepting, waiting for requests and threads, by Asio.
+// Asio tells when connections and requests come; threads are added as requests need them.
 #include "devservice/http/HttpServer.h"
 
 #include <signal.h>
@@ -26,9 +26,9 @@ constexpr int kBacklog = 4096;
 constexpr std::chrono::seconds kIdleLimit{300};
 constexpr std::chrono::seconds kLookRound{10};
 constexpr std::chrono::milliseconds kPause{1};
-constexpr std::size_t kSpareThreads = 3;
+constexpr size_t kSpareThreads = 3;
 // A stack takes 8 MiB of the addresses; where they have 32 bits, something must be left of them.
-constexpr std::size_t kMaxThreads = sizeof(void*) < 8 ? 200 : 20'000;
+constexpr size_t kMaxThreads = sizeof(void*) < 8 ? 200 : 20'000;
 
 struct Peer {
   Descriptor socket;
@@ -48,7 +48,10 @@ class Server final : public HttpServer {
     error_code error;
     const auto loopback = boost::asio::ip::address_v4::loopback();
     acceptor_.bind({loopback, static_cast<std::uint16_t>(port)}, error);
-    if (error) throw PortError("port " + std::to_string(port) + " is in use, or forbidden");
+    if (error) {
+      throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + ": " +
+                               error.message() + "; choose another --port");
+    }
     acceptor_.listen(kBacklog);
   }
 
@@ -156,8 +159,8 @@ class Server final : public HttpServer {
   boost::asio::steady_timer timer_{io_};
   Peers peers_;
   bool stopping_ = false;
-  std::size_t threads_ = 0;
-  std::size_t free_ = 0;  // of these, those that serve nobody
+  size_t threads_ = 0;
+  size_t free_ = 0;  // of these, those that serve nobody
   std::condition_variable ended_;
 };
 

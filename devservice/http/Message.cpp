@@ -1,4 +1,4 @@
-// Headers, answers in words, gzip by zlib.
+// Headers are compared as HTTP asks, and zlib makes the gzip members.
 #include "devservice/http/Message.h"
 
 #include <strings.h>
@@ -21,8 +21,8 @@ Reply PlainReply(int status, std::string body) {
           .headers = {{"Content-Type", "text/plain; charset=UTF-8"}}};
 }
 
-Reply TooLarge() {
-  return PlainReply(413, "Request too large\n");
+Reply TooLarge(std::uint64_t most) {
+  return PlainReply(413, "The body is longer than " + std::to_string(most) + " bytes\n");
 }
 
 std::string Gzip(std::string_view bytes) {

@@ -24,7 +24,7 @@ struct LoggedRequest {
   std::string path;
   std::string query;  // undecoded, without the "?"
   Headers headers;
-  std::string body;  // bodies above 1 MiB are kept only while Options::logLargeBodies is set
+  std::string body;  // empty if it has more than 1 MiB
   std::uint64_t bodySize = 0;
   std::string apiMethod;  // "OpenSession", "GetHierarchy", ...; empty where none can be read
   bool complete = true;   // false when the peer left, or was answered, before the body's end
@@ -37,14 +37,14 @@ struct Reply {
   int status = 200;
   std::string body{};
   Headers headers{};
-  std::chrono::milliseconds delay{0};     // silence before the first byte
-  std::uint64_t bytesPerSecond = 0;       // of the body; 0: as fast as it goes
-  std::optional<std::size_t> cutAfter{};  // close the connection after this many body bytes
-  std::int64_t addedLength = 0;           // Content-Length claims so much more than the true one
-  bool closeAtOnce = false;               // close without answering at all
-  bool reset = false;                     // likewise, by a reset
-  bool hasHead = true;  // otherwise the body is all that is sent, before a reset too
-  bool silent = false;  // never answer, until the peer leaves or the service stops
+  std::chrono::milliseconds delay{0};  // silence before the first byte
+  std::uint64_t bytesPerSecond = 0;    // of the body; 0: as fast as it goes
+  std::optional<size_t> cutAfter{};    // close the connection after this many body bytes
+  std::int64_t addedLength = 0;        // Content-Length claims so much more than the true one
+  bool closeAtOnce = false;            // close without answering at all
+  bool reset = false;                  // likewise, by a reset
+  bool hasHead = true;                 // otherwise the body is all that is sent, before a reset too
+  bool silent = false;                 // never answer, until the peer leaves or the service stops
 };
 
 // An answer of the service: a reply, or a file that is sent from disk instead of its body.
@@ -56,8 +56,8 @@ struct Answer {
 
 // A text as answer, for people.
 Reply PlainReply(int status, std::string body);
-// The answer to a body that is too long.
-Reply TooLarge();
+// The answer to a body of more bytes than it may have.
+Reply TooLarge(std::uint64_t most);
 
 // One gzip member, compressed for speed.
 std::string Gzip(std::string_view bytes);

@@ -15,12 +15,12 @@ class Pace {
   explicit Pace(std::uint64_t bytesPerSecond, Clock::time_point start = Clock::now())
       : rate_(bytesPerSecond), start_(start) {}
 
-  // How many of `left` bytes pass together, at least one.
+  // How many of `left` bytes to move at once; at least one.
   std::uint64_t Piece(std::uint64_t left) const {
     return rate_ == 0 ? left : std::min(left, std::max<std::uint64_t>(rate_ / kPiecesPerSecond, 1));
   }
 
-  // When so many more may have passed: the n-th byte n / rate after the start.
+  // Counts so many bytes more; when the last of them is due: byte n at n / rate.
   Clock::time_point After(std::uint64_t bytes) {
     if (rate_ == 0) return start_;
     passed_ += bytes;

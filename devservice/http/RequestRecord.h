@@ -13,7 +13,7 @@ namespace kelo::devservice {
 
 struct RequestRecord {
   // A longer document or answer is cut to this size. Files are never kept.
-  static constexpr std::size_t kMaxText = 64 << 10;
+  static constexpr size_t kMaxText = 64 << 10;
 
   std::uint64_t number = 0;  // given by the log, from 1 on, in the order of the answers
   std::chrono::system_clock::time_point time;  // when its head had arrived

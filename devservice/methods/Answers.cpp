@@ -1,4 +1,4 @@
-// Writing of answers.
+// Writes the answers; ids and URLs are ASCII already, all other texts become references.
 #include "devservice/methods/Answers.h"
 
 #include "devservice/protocol/References.h"

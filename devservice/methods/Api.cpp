@@ -1,4 +1,4 @@
-// Checks of every call, and the table of methods.
+// The checks that every call passes, and the table of all methods with their attributes.
 #include "devservice/methods/Api.h"
 
 #include <algorithm>
@@ -27,21 +27,22 @@ struct SignedQuery {
 // A query must consist of exactly these names in this order, and of the signature.
 SignedQuery ReadQuery(std::string_view query, std::initializer_list<std::string_view> names) {
   static constexpr std::string_view mark = "&keloApiSig=";
-  const std::size_t end = query.find(mark);
+  const size_t end = query.find(mark);
   if (end == std::string_view::npos)
-    throw ServiceError(ErrorNumber::MalformedQuery, "Query without a signature");
+    throw ServiceError(ErrorNumber::kMalformedQuery, "Query without a signature");
   SignedQuery read{
       {}, std::string(query.substr(0, end)), std::string(query.substr(end + mark.size()))};
   std::string_view rest = read.text;
   for (const std::string_view name : names) {
     if (!rest.starts_with(name) || !rest.substr(name.size()).starts_with('='))
-      throw ServiceError(ErrorNumber::MalformedQuery, "Query lacks " + std::string(name));
+      throw ServiceError(ErrorNumber::kMalformedQuery, "Query lacks " + std::string(name));
     rest.remove_prefix(name.size() + 1);
-    const std::size_t stop = std::min(rest.find('&'), rest.size());
+    const size_t stop = std::min(rest.find('&'), rest.size());
     read.values.emplace_back(rest.substr(0, stop));
     rest.remove_prefix(std::min(stop + 1, rest.size()));
   }
-  if (!rest.empty()) throw ServiceError(ErrorNumber::MalformedQuery, "Query too long");
+  if (!rest.empty())
+    throw ServiceError(ErrorNumber::kMalformedQuery, "Query has more than the expected parameters");
   return read;
 }
 
@@ -49,7 +50,7 @@ std::uint64_t ReadCallId(const std::string& text) {
   std::uint64_t callId = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), callId);
   if (error != std::errc() || end != text.data() + text.size() || std::to_string(callId) != text)
-    throw ServiceError(ErrorNumber::MalformedQuery, "Call id is no number");
+    throw ServiceError(ErrorNumber::kMalformedQuery, "Call id is no number");
   return callId;
 }
 
@@ -57,14 +58,14 @@ void CheckSignature(const std::string& secret, const SignedQuery& query, std::st
                     CallReport& report) {
   const bool good = Sha1Hex(secret + "?" + query.text + std::string(tail)) == query.signature;
   report.signature = good ? "ok" : tail.empty() ? kSignsQuery : kSignsDocument;
-  if (!good) throw ServiceError(ErrorNumber::WrongSignature, "Wrong signature");
+  if (!good) throw ServiceError(ErrorNumber::kWrongSignature, "Wrong signature");
 }
 
 // `rule`: the attributes in their order, a "?" behind those that may be absent.
 void CheckAttributes(const Element& element, std::string_view rule) {
   auto attribute = element.attributes.begin();
   while (!rule.empty()) {
-    const std::size_t end = std::min(rule.find(' '), rule.size());
+    const size_t end = std::min(rule.find(' '), rule.size());
     std::string_view name = rule.substr(0, end);
     rule.remove_prefix(std::min(end + 1, rule.size()));
     const bool optional = name.ends_with('?');
@@ -72,12 +73,12 @@ void CheckAttributes(const Element& element, std::string_view rule) {
     if (attribute != element.attributes.end() && attribute->name == name) {
       ++attribute;
     } else if (!optional) {
-      throw ServiceError(ErrorNumber::MalformedDocument,
+      throw ServiceError(ErrorNumber::kMalformedDocument,
                          element.name + " lacks " + std::string(name) + " or has it out of order");
     }
   }
   if (attribute != element.attributes.end()) {
-    throw ServiceError(ErrorNumber::MalformedDocument,
+    throw ServiceError(ErrorNumber::kMalformedDocument,
                        element.name + " has an unexpected attribute " + attribute->name);
   }
 }
@@ -94,29 +95,29 @@ struct Api::Rule {
 };
 
 const Api::Rule Api::kRules[] = {
-    {"GetUserArchiveInfo", Endpoint::Manage, "", "", "", &Api::GetUserArchiveInfo},
-    {"GetHierarchy", Endpoint::Manage,
+    {"GetUserArchiveInfo", Endpoint::kManage, "", "", "", &Api::GetUserArchiveInfo},
+    {"GetHierarchy", Endpoint::kManage,
      "folderSortBy folderSortOrder albumSortBy albumSortOrder sortBy sortOrder needFileFormat"
      " needFileName needOrigUrl needScreenUrl needShotDate needUploadDate needModifyDate",
      "", "", &Api::GetHierarchy},
-    {"GetForeignAlbumItems", Endpoint::Manage, "needDate", "", "", &Api::GetForeignAlbumItems},
-    {"GetItemsInfo", Endpoint::Manage, "itemIdList sortBy sortOrder", "", "", &Api::GetItemsInfo},
-    {"GetStorageCapacity", Endpoint::Manage, "", "", "", &Api::GetStorageCapacity},
-    {"ModifyProps", Endpoint::Manage, "itemIdList", "property", "name value", &Api::ModifyProps},
-    {"AddTags", Endpoint::Manage, "itemIdList tagList", "", "", &Api::AddTags},
-    {"AddAlbum", Endpoint::Manage, "folderId albumName", "", "", &Api::AddAlbum},
-    {"AddFolder", Endpoint::Manage, "folderName", "", "", &Api::AddFolder},
-    {"AddItemsToAlbum", Endpoint::Manage, "albumId itemIdList", "", "", &Api::AddItemsToAlbum},
-    {"VerifyRecipients", Endpoint::Manage, "recipientList", "", "", &Api::VerifyRecipients},
-    {"GetAddressList", Endpoint::Manage, "", "", "", &Api::GetAddressList},
-    {"ShareAlbum", Endpoint::Manage, "albumId recipientList subjectText bodyText removeGPSInfo", "",
-     "", &Api::ShareAlbum},
-    {"CheckUploadItems", Endpoint::Upload, "", "item",
+    {"GetForeignAlbumItems", Endpoint::kManage, "needDate", "", "", &Api::GetForeignAlbumItems},
+    {"GetItemsInfo", Endpoint::kManage, "itemIdList sortBy sortOrder", "", "", &Api::GetItemsInfo},
+    {"GetStorageCapacity", Endpoint::kManage, "", "", "", &Api::GetStorageCapacity},
+    {"ModifyProps", Endpoint::kManage, "itemIdList", "property", "name value", &Api::ModifyProps},
+    {"AddTags", Endpoint::kManage, "itemIdList tagList", "", "", &Api::AddTags},
+    {"AddAlbum", Endpoint::kManage, "folderId albumName", "", "", &Api::AddAlbum},
+    {"AddFolder", Endpoint::kManage, "folderName", "", "", &Api::AddFolder},
+    {"AddItemsToAlbum", Endpoint::kManage, "albumId itemIdList", "", "", &Api::AddItemsToAlbum},
+    {"VerifyRecipients", Endpoint::kManage, "recipientList", "", "", &Api::VerifyRecipients},
+    {"GetAddressList", Endpoint::kManage, "", "", "", &Api::GetAddressList},
+    {"ShareAlbum", Endpoint::kManage, "albumId recipientList subjectText bodyText removeGPSInfo",
+     "", "", &Api::ShareAlbum},
+    {"CheckUploadItems", Endpoint::kUpload, "", "item",
      "idx fileName fileSize shotDate? fileCreateDate? fileModifyDate? albumId?",
      &Api::CheckUploadItems},
-    {"NegotiateUploadItems", Endpoint::Upload, "", "item",
+    {"NegotiateUploadItems", Endpoint::kUpload, "", "item",
      "idx fileName fileSize fileDate resolution? md5", &Api::NegotiateUploadItems},
-    {"UploadItems", Endpoint::Upload, "uploadId?", "item",
+    {"UploadItems", Endpoint::kUpload, "uploadId?", "item",
      "idx fileName size fileCreateDate? fileModifyDate? albumId? tagList?", &Api::UploadItemsByPut},
 };
 
@@ -150,10 +151,10 @@ std::string Api::OpenSession(std::string_view text, CallReport& report) {
   const std::string& callId = query.values[1];
   const std::string& apiKey = query.values[2];
   const std::string& authToken = query.values[3];
-  if (method != "OpenSession") throw ServiceError(ErrorNumber::UnknownMethod, "Unknown method");
-  if (apiKey != store_.ApiKey()) throw ServiceError(ErrorNumber::UnknownApiKey, "Unknown API key");
+  if (method != "OpenSession") throw ServiceError(ErrorNumber::kUnknownMethod, "Unknown method");
+  if (apiKey != store_.ApiKey()) throw ServiceError(ErrorNumber::kUnknownApiKey, "Unknown API key");
   const auto account = store_.FindByAuthToken(authToken);
-  if (!account) throw ServiceError(ErrorNumber::UnknownAuthToken, "Unknown authentication token");
+  if (!account) throw ServiceError(ErrorNumber::kUnknownAuthToken, "Unknown authentication token");
   const std::uint64_t id = ReadCallId(callId);
   CheckSignature(account->secret, query, "", report);
   store_.UseCallId("account " + account->authToken, id);
@@ -169,7 +170,7 @@ std::string Api::OpenSession(std::string_view text, CallReport& report) {
 std::string Api::CloseSession(std::string_view text, CallReport& report) {
   const SignedQuery query = ReadQuery(text, {"keloSessToken", "method", "callId"});
   if (query.values[1] != "CloseSession")
-    throw ServiceError(ErrorNumber::UnknownMethod, "Unknown method");
+    throw ServiceError(ErrorNumber::kUnknownMethod, "Unknown method");
   CheckSession(text, "", true, report);
   store_.CloseSession(query.values[0]);
   return OkAnswer();
@@ -199,22 +200,26 @@ bool Api::KnowsSession(std::string_view query) {
 const Api::Rule& Api::CheckDocument(Endpoint endpoint, const Element& method) {
   const Rule* rule = std::ranges::find(kRules, method.name, &Rule::method);
   if (rule == std::end(kRules) || rule->endpoint != endpoint)
-    throw ServiceError(ErrorNumber::UnknownMethod, "Unknown method " + method.name);
+    throw ServiceError(ErrorNumber::kUnknownMethod, "Unknown method " + method.name);
   CheckAttributes(method, rule->attributes);
-  if (method.selfClosing != rule->child.empty())
-    throw ServiceError(ErrorNumber::MalformedDocument, method.name + " in the wrong form");
+  const bool isEmpty = rule->child.empty();
+  if (method.selfClosing != isEmpty) {
+    throw ServiceError(
+        ErrorNumber::kMalformedDocument,
+        method.name + (isEmpty ? " must be an empty element" : " must have content"));
+  }
   const std::vector<Element>* children = &method.children;
   if (rule->child == "item") {
     if (children->size() != 1 || children->front().name != "items" ||
         !children->front().attributes.empty() || children->front().selfClosing) {
-      throw ServiceError(ErrorNumber::MalformedDocument,
+      throw ServiceError(ErrorNumber::kMalformedDocument,
                          method.name + " lacks its one items element");
     }
     children = &children->front().children;
   }
   for (const Element& child : *children) {
     if (child.name != rule->child || !child.selfClosing)
-      throw ServiceError(ErrorNumber::MalformedDocument, "Unexpected element " + child.name);
+      throw ServiceError(ErrorNumber::kMalformedDocument, "Unexpected element " + child.name);
     CheckAttributes(child, rule->childAttributes);
   }
   return *rule;
@@ -227,7 +232,7 @@ CallReport Api::Call(Endpoint endpoint, std::string_view query, std::string_view
     const AccountId account = CheckSession(query, "\r\n" + std::string(document), false, report);
     std::string reason;
     const auto method = ReadRequestDocument(document, reason);
-    if (!method) throw ServiceError(ErrorNumber::MalformedDocument, reason);
+    if (!method) throw ServiceError(ErrorNumber::kMalformedDocument, reason);
     const Rule& rule = CheckDocument(endpoint, *method);
     Transaction transaction = store_.Begin();
     report.answer = (this->*rule.run)({account, *method});
@@ -253,7 +258,7 @@ std::filesystem::path Api::FileOf(std::string_view path) {
 std::vector<std::string> SplitIds(std::string_view list) {
   std::vector<std::string> ids;
   while (!list.empty()) {
-    const std::size_t comma = std::min(list.find(','), list.size());
+    const size_t comma = std::min(list.find(','), list.size());
     if (comma > 0) ids.emplace_back(list.substr(0, comma));
     list.remove_prefix(std::min(comma + 1, list.size()));
   }

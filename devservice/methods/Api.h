@@ -15,7 +15,7 @@
 
 namespace kelo::devservice {
 
-enum class Endpoint { Manage, Upload };
+enum class Endpoint { kManage, kUpload };
 
 struct ApiSettings {
   std::string baseUrl;

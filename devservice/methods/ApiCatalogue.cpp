@@ -1,4 +1,4 @@
-// Methods that read the catalogue.
+// The methods that tell what an account holds, and change nothing.
 #include "devservice/methods/Answers.h"
 #include "devservice/methods/Api.h"
 #include "devservice/protocol/ServiceError.h"
@@ -9,7 +9,7 @@ namespace {
 ListOrder OrderOf(const Element& method, std::string_view by, std::string_view order) {
   const std::string_view direction = method.Value(order);
   if (direction != "asc" && direction != "desc")
-    throw ServiceError(ErrorNumber::UnusableValue, "Unusable " + std::string(order));
+    throw ServiceError(ErrorNumber::kUnusableValue, "Unusable " + std::string(order));
   return {method.Value(by), direction == "desc"};
 }
 

@@ -1,4 +1,4 @@
-// Methods that change items, albums and folders.
+// The methods that change items, albums and folders; a wrong value changes nothing.
 #include <charconv>
 
 #include "devservice/methods/Answers.h"
@@ -12,7 +12,7 @@ constexpr int kHighestRating = 5;
 
 std::vector<std::string> RequireIds(const Element& method) {
   auto ids = SplitIds(method.Value("itemIdList"));
-  if (ids.empty()) throw ServiceError(ErrorNumber::UnusableValue, "No item");
+  if (ids.empty()) throw ServiceError(ErrorNumber::kUnusableValue, "No item");
   return ids;
 }
 
@@ -26,16 +26,16 @@ std::string CheckedProperty(std::string_view name, std::string_view value) {
     unsigned rating = 0;
     const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), rating);
     if (error == std::errc() && end == value.data() + value.size()) {
-      if (rating > kHighestRating) throw ServiceError(ErrorNumber::OutOfRange, "Rating above 5");
+      if (rating > kHighestRating) throw ServiceError(ErrorNumber::kOutOfRange, "Rating above 5");
       return std::string(value);
     }
   }
-  throw ServiceError(ErrorNumber::UnusableValue, "Unusable property " + std::string(name));
+  throw ServiceError(ErrorNumber::kUnusableValue, "Unusable property " + std::string(name));
 }
 
 std::string RequireName(const Element& method, std::string_view attribute) {
   const std::string_view name = method.Value(attribute);
-  if (name.empty()) throw ServiceError(ErrorNumber::UnusableValue, "Empty name");
+  if (name.empty()) throw ServiceError(ErrorNumber::kUnusableValue, "Empty name");
   return std::string(name);
 }
 

@@ -1,4 +1,4 @@
-// Recipients, address list, shared albums.
+// The methods that check recipients, list known addresses and share albums by mail.
 #include <algorithm>
 
 #include "devservice/methods/Answers.h"
@@ -19,14 +19,14 @@ std::string_view Trimmed(std::string_view text) {
 // The address alone of «Name <address>».
 std::string_view AddressOf(std::string_view entry) {
   entry = Trimmed(entry);
-  const std::size_t open = entry.rfind('<');
+  const size_t open = entry.rfind('<');
   if (open != std::string_view::npos && entry.ends_with('>'))
     return entry.substr(open + 1, entry.size() - open - 2);
   return entry;
 }
 
 bool LooksLikeAddress(std::string_view address) {
-  const std::size_t at = address.find('@');
+  const size_t at = address.find('@');
   return at != std::string_view::npos && at > 0 && at + 1 < address.size() &&
          at == address.rfind('@') &&
          std::ranges::none_of(address, [](char c) { return c <= ' ' || c == '<' || c == '>'; });
@@ -37,12 +37,12 @@ std::vector<std::string> ReadRecipients(std::string_view list) {
   if (list.starts_with(kScheme)) list.remove_prefix(kScheme.size());
   std::vector<std::string> addresses;
   while (!list.empty()) {
-    const std::size_t end = std::min(list.find(';'), list.size());
+    const size_t end = std::min(list.find(';'), list.size());
     const std::string_view address = AddressOf(list.substr(0, end));
     list.remove_prefix(std::min(end + 1, list.size()));
     if (address.empty()) continue;
     if (!LooksLikeAddress(address)) {
-      throw ServiceError(ErrorNumber::InvalidRecipient,
+      throw ServiceError(ErrorNumber::kInvalidRecipient,
                          "Verification failed. Invalid recipient: " + std::string(address));
     }
     addresses.emplace_back(address);
@@ -70,11 +70,11 @@ std::string Api::ShareAlbum(const Request& request) {
   const Element& method = request.method;
   const std::string_view gps = method.Value("removeGPSInfo");
   if (!method.Value("recipientList").starts_with(kScheme) || (gps != "true" && gps != "false"))
-    throw ServiceError(ErrorNumber::UnusableValue, "Unusable recipientList or removeGPSInfo");
+    throw ServiceError(ErrorNumber::kUnusableValue, "Unusable recipientList or removeGPSInfo");
   Mail mail;
   mail.albumId = store_.RequireAlbum(request.account, method.Value("albumId"));
   mail.recipients = ReadRecipients(method.Value("recipientList"));
-  if (mail.recipients.empty()) throw ServiceError(ErrorNumber::OutOfRange, "No recipient");
+  if (mail.recipients.empty()) throw ServiceError(ErrorNumber::kOutOfRange, "No recipient");
   mail.subject = method.Value("subjectText");
   mail.body = method.Value("bodyText");
   mail.gpsRemoved = gps == "true";

@@ -1,4 +1,4 @@
-// Upload checks, and both ends of a multipart upload.
+// The methods that check what to upload, and both ends of a multipart upload.
 //
 // Statuses of CheckUploadItems: 0 new; 1 stored already; 2 stored already and in the album asked
 // for; 3 refused, since the service takes no programs; 4 a file of this name and size is stored,
@@ -19,14 +19,14 @@ std::uint64_t RequireNumber(const Element& element, std::string_view attribute) 
   std::uint64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size())
-    throw ServiceError(ErrorNumber::UnusableValue, "Unusable " + std::string(attribute));
+    throw ServiceError(ErrorNumber::kUnusableValue, "Unusable " + std::string(attribute));
   return number;
 }
 
 // Rising positions from 1 on; gaps are files that were left out.
 std::uint64_t RequireIdx(const Element& element, std::uint64_t last) {
   const std::uint64_t idx = RequireNumber(element, "idx");
-  if (idx <= last) throw ServiceError(ErrorNumber::UnusableValue, "idx out of order");
+  if (idx <= last) throw ServiceError(ErrorNumber::kUnusableValue, "idx out of order");
   return idx;
 }
 
@@ -87,7 +87,7 @@ std::string Api::NegotiateUploadItems(const Request& request) {
 }
 
 std::string Api::UploadItemsByPut(const Request&) {
-  throw ServiceError(ErrorNumber::MalformedUpload, "UploadItems is a multipart POST");
+  throw ServiceError(ErrorNumber::kMalformedUpload, "UploadItems is a multipart POST");
 }
 
 ExpectedUpload Api::PlanUpload(std::string_view query, std::string_view document,
@@ -97,10 +97,10 @@ ExpectedUpload Api::PlanUpload(std::string_view query, std::string_view document
   plan.account = CheckSession(query, "\r\n" + std::string(document), false, report);
   std::string reason;
   const auto method = ReadRequestDocument(document, reason);
-  if (!method) throw ServiceError(ErrorNumber::MalformedDocument, reason);
-  CheckDocument(Endpoint::Upload, *method);
+  if (!method) throw ServiceError(ErrorNumber::kMalformedDocument, reason);
+  CheckDocument(Endpoint::kUpload, *method);
   if (method->Has("uploadId") && !store_.KnowsUpload(plan.account, method->Value("uploadId")))
-    throw ServiceError(ErrorNumber::UnusableValue, "Unknown uploadId");
+    throw ServiceError(ErrorNumber::kUnusableValue, "Unknown uploadId");
   std::uint64_t idx = 0;
   std::uint64_t total = store_.StoredBytes(plan.account);
   for (const Element& element : method->children.front().children) {
@@ -118,7 +118,7 @@ ExpectedUpload Api::PlanUpload(std::string_view query, std::string_view document
     total += file.item.size;
     plan.files.push_back(std::move(file));
   }
-  if (total > settings_.quotaBytes) throw ServiceError(ErrorNumber::StorageFull, "Storage full");
+  if (total > settings_.quotaBytes) throw ServiceError(ErrorNumber::kStorageFull, "Storage full");
   return plan;
 }
 

@@ -1,7 +1,9 @@
-// The states of an arriving upload.
+// Bytes go through the states of the upload: document, then framing and file by turns, the end.
 #include "devservice/methods/UploadReceiver.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "devservice/files/PrivateFiles.h"
 #include "devservice/http/RequestRecord.h"
@@ -19,7 +21,7 @@ constexpr std::string_view kDocumentHeader =
     "\r\n";
 constexpr std::string_view kDocumentEnd = "</UploadItems>\r\n";
 constexpr std::string_view kClosing = "\r\n--BOUNDARY--\r\n";
-constexpr std::size_t kFileBuffer = 1 << 20;
+constexpr size_t kFileBuffer = 1 << 20;
 
 std::string FileHeader(const std::string& rawName) {
   return "\r\n--BOUNDARY\r\n"
@@ -32,7 +34,7 @@ std::string FileHeader(const std::string& rawName) {
 }
 
 [[noreturn]] void Refuse(const std::string& why) {
-  throw ServiceError(ErrorNumber::MalformedUpload, why);
+  throw ServiceError(ErrorNumber::kMalformedUpload, why);
 }
 
 // Compares what came with what must be there, and says where they part.
@@ -48,9 +50,9 @@ void RequireSame(std::string_view came, std::string_view expected, const std::st
 UploadReceiver::UploadReceiver(Api& api, const LoggedRequest& head, std::uint64_t maxDocument)
     : api_(api), query_(head.query), maxDocument_(maxDocument), buffer_(kFileBuffer) {
   if (head.Header("Content-Type") != kContentType)
-    Fail({ErrorNumber::MalformedUpload, "Content-Type is not " + std::string(kContentType)});
+    Fail({ErrorNumber::kMalformedUpload, "Content-Type is not " + std::string(kContentType)});
   else if (head.Header("Content-Length").empty())
-    Fail({ErrorNumber::MalformedUpload, "No Content-Length"});
+    Fail({ErrorNumber::kMalformedUpload, "No Content-Length"});
 }
 
 UploadReceiver::~UploadReceiver() {
@@ -72,18 +74,18 @@ void UploadReceiver::Take(std::string_view bytes) {
 void UploadReceiver::TakeChecked(std::string_view bytes) {
   while (!bytes.empty()) {
     switch (state_) {
-      case State::Document:
+      case State::kDocument:
         TakeDocument(bytes);
         break;
-      case State::Framing:
+      case State::kFraming:
         TakeFraming(bytes);
         break;
-      case State::File:
+      case State::kFile:
         TakeFile(bytes);
         break;
-      case State::Done:
+      case State::kDone:
         Refuse("bytes behind the closing boundary");
-      case State::Failed:
+      case State::kFailed:
         return;  // the rest is read and dropped
     }
   }
@@ -91,18 +93,19 @@ void UploadReceiver::TakeChecked(std::string_view bytes) {
 
 void UploadReceiver::TakeDocument(std::string_view& bytes) {
   // The end may lie across two arrivals.
-  const std::size_t searchFrom = document_.size() - std::min(document_.size(), kDocumentEnd.size());
-  const std::size_t before = document_.size();
+  const size_t searchFrom = document_.size() - std::min(document_.size(), kDocumentEnd.size());
+  const size_t before = document_.size();
   document_ += bytes;
   RequireSame(std::string_view(document_).substr(0, kDocumentHeader.size()), kDocumentHeader,
               "at the beginning of the body");
-  const std::size_t end = document_.find(kDocumentEnd, searchFrom);
+  const size_t end = document_.find(kDocumentEnd, searchFrom);
   if (end == std::string::npos) {
     bytes = {};
-    if (document_.size() > maxDocument_) Refuse("the document is too long");
+    if (document_.size() > maxDocument_)
+      Refuse("the document is longer than " + std::to_string(maxDocument_) + " bytes");
     return;
   }
-  const std::size_t size = end + kDocumentEnd.size();
+  const size_t size = end + kDocumentEnd.size();
   bytes.remove_prefix(size - before);
   document_ = document_.substr(kDocumentHeader.size(), size - kDocumentHeader.size());
   Plan(document_);
@@ -120,17 +123,17 @@ void UploadReceiver::BeginFraming() {
   framing_ =
       next_ < plan_->files.size() ? FileHeader(plan_->files[next_].rawName) : std::string(kClosing);
   framed_.clear();
-  state_ = State::Framing;
+  state_ = State::kFraming;
 }
 
 void UploadReceiver::TakeFraming(std::string_view& bytes) {
-  const std::size_t size = std::min(bytes.size(), framing_.size() - framed_.size());
+  const size_t size = std::min(bytes.size(), framing_.size() - framed_.size());
   framed_ += bytes.substr(0, size);
   RequireSame(framed_, framing_, Place());
   bytes.remove_prefix(size);
   if (framed_.size() < framing_.size()) return;
   if (next_ == plan_->files.size())
-    state_ = State::Done;
+    state_ = State::kDone;
   else
     OpenFile();
 }
@@ -142,12 +145,12 @@ void UploadReceiver::OpenFile() {
   file_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
   file_.open(item.file, std::ios::binary | std::ios::trunc);
   fileLeft_ = item.size;
-  state_ = State::File;
+  state_ = State::kFile;
 }
 
 void UploadReceiver::TakeFile(std::string_view& bytes) {
-  const std::size_t size =
-      static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), fileLeft_));
+  const size_t size = static_cast<size_t>(std::min<std::uint64_t>(bytes.size(), fileLeft_));
+  const std::string& name = plan_->files[next_].item.name;
   file_.write(bytes.data(), static_cast<std::streamsize>(size));
   bytes.remove_prefix(size);
   fileLeft_ -= size;
@@ -156,12 +159,15 @@ void UploadReceiver::TakeFile(std::string_view& bytes) {
     ++next_;
     BeginFraming();
   }
-  if (!file_) throw ServiceError(ErrorNumber::StorageFull, "Cannot store the file");
+  if (!file_) {
+    throw ServiceError(ErrorNumber::kStorageFull,
+                       "Cannot store " + name + ": " + std::strerror(errno));
+  }
 }
 
 void UploadReceiver::Fail(const ServiceError& error) {
   report_.Fail(error);
-  state_ = State::Failed;
+  state_ = State::kFailed;
 }
 
 std::string UploadReceiver::Place() const {
@@ -171,16 +177,16 @@ std::string UploadReceiver::Place() const {
 }
 
 std::string UploadReceiver::WhatIsMissing() const {
-  if (state_ == State::Document) return "the body ends before " + Quoted(kDocumentEnd);
-  if (state_ == State::Framing) return "the body ends before " + Quoted(framing_) + " " + Place();
+  if (state_ == State::kDocument) return "the body ends before " + Quoted(kDocumentEnd);
+  if (state_ == State::kFraming) return "the body ends before " + Quoted(framing_) + " " + Place();
   return "the body ends " + std::to_string(fileLeft_) + " bytes before the end of file " +
          std::to_string(next_ + 1);
 }
 
 CallReport UploadReceiver::Finish() {
-  if (state_ == State::Failed) return report_;
+  if (state_ == State::kFailed) return report_;
   try {
-    if (state_ != State::Done) Refuse(WhatIsMissing());
+    if (state_ != State::kDone) Refuse(WhatIsMissing());
     report_.answer = api_.FinishUpload(*plan_);
   } catch (const ServiceError& error) {
     report_.Fail(error);

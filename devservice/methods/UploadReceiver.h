@@ -40,17 +40,17 @@ class UploadReceiver {
   std::string Place() const;  // of the framing
   std::string WhatIsMissing() const;
 
-  enum class State { Document, Framing, File, Done, Failed };
+  enum class State { kDocument, kFraming, kFile, kDone, kFailed };
 
   Api& api_;
   std::string query_;
   std::uint64_t maxDocument_;
-  State state_ = State::Document;
+  State state_ = State::kDocument;
   std::string document_;  // with the part header before it, until planned
   std::optional<ExpectedUpload> plan_;
-  std::size_t next_ = 0;  // the file whose framing or bytes come next
-  std::string framing_;   // what must come next ...
-  std::string framed_;    // ... and what of it has
+  size_t next_ = 0;      // the file whose framing or bytes come next
+  std::string framing_;  // what must come next ...
+  std::string framed_;   // ... and what of it has
   std::uint64_t fileLeft_ = 0;
   std::vector<char> buffer_;
   std::ofstream file_;

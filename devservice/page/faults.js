@@ -1,4 +1,4 @@
-// The faults that are on, and where they fired.
+// The panel of faults: switches them on and off, and lists the requests that met one.
 const kMethods = ["*", "OpenSession", "CloseSession", "GetUserArchiveInfo", "GetHierarchy",
   "GetForeignAlbumItems", "GetItemsInfo", "GetStorageCapacity", "ModifyProps", "AddTags", "AddAlbum",
   "AddFolder", "AddItemsToAlbum", "VerifyRecipients", "GetAddressList", "ShareAlbum",

@@ -1,4 +1,4 @@
-// The requests as they come, and one of them opened.
+// The list of requests, its filters, and the window that shows one request whole.
 const hasFailed = (request) =>
   request.status === 0 || request.status >= 400 || request.errorCode !== 0 || !request.complete;
 

@@ -1,11 +1,13 @@
-// A small file with one line.
+// The file has one line, is new at each start, and is trusted only if it is the user's own.
 #include "devservice/program/ControlFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -22,6 +24,10 @@ std::string ReadFile(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+[[noreturn]] void FailToWrite(const fs::path& path, const std::string& why) {
+  throw std::runtime_error("cannot write the page's URL to " + path.string() + ": " + why);
+}
+
 }  // namespace
 
 fs::path DefaultControlFile() {
@@ -32,16 +38,18 @@ fs::path DefaultControlFile() {
 
 ControlFile::ControlFile(fs::path path, std::string url)
     : path_(std::move(path)), url_(std::move(url)) {
-  const fs::file_status there = fs::symlink_status(path_);
+  std::error_code ignored;
+  const fs::file_status there = fs::symlink_status(path_, ignored);
   if (fs::exists(there) && !fs::is_regular_file(there) && !fs::is_symlink(there))
-    throw std::runtime_error(path_.string() + " is no file");
-  fs::remove(path_);
+    FailToWrite(path_, "not a regular file; give another --control-file");
+  const bool isFree = unlink(path_.c_str()) == 0 || errno == ENOENT;
   // Nothing that somebody puts there meanwhile is written to, nor followed.
-  const Descriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  const Descriptor file(isFree ? open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)
+                               : -1);
   const std::string line = url_ + "\n";
-  if (fchmod(file.Get(), S_IRUSR | S_IWUSR) != 0 ||
+  if (file.Get() < 0 || fchmod(file.Get(), S_IRUSR | S_IWUSR) != 0 ||
       write(file.Get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
-    throw std::runtime_error("cannot write " + path_.string());
+    FailToWrite(path_, std::strerror(errno));
 }
 
 ControlFile::~ControlFile() {
@@ -52,9 +60,11 @@ ControlFile::~ControlFile() {
 std::string ReadControlFile(const fs::path& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0)
-    throw std::runtime_error("no service runs here: there is no file " + path.string());
+    throw std::runtime_error("no service is running (no file " + path.string() +
+                             "); start one, or give --control-file or --url");
   // Anybody may have put it into a folder that all share.
-  if (status.st_uid != geteuid()) throw std::runtime_error(path.string() + " is somebody else's");
+  if (status.st_uid != geteuid())
+    throw std::runtime_error(path.string() + " belongs to another user, so it is not used");
   const std::string text = ReadFile(path);
   return text.substr(0, text.find('\n'));
 }

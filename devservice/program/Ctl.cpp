@@ -1,4 +1,4 @@
-// Control calls by HTTP.
+// Sends the control calls by libcurl with the token of the page's URL, and prints the answers.
 #include "devservice/program/Ctl.h"
 
 #include <curl/curl.h>
@@ -28,7 +28,7 @@ struct Place {
   std::string url;
 };
 
-std::size_t Append(const char* bytes, std::size_t size, std::size_t count, void* text) {
+size_t Append(const char* bytes, size_t size, size_t count, void* text) {
   static_cast<std::string*>(text)->append(bytes, size * count);
   return size * count;
 }
@@ -67,9 +67,10 @@ Response Send(const std::string& service, const std::string& path, const std::st
 
 Json Ask(const Place& place, const std::string& path, const std::string& body = {}) {
   const std::string url = place.url.empty() ? ReadControlFile(place.file) : place.url;
-  const std::size_t mark = url.find(kTokenMark);
+  const size_t mark = url.find(kTokenMark);
   if (mark == std::string::npos)
-    throw std::runtime_error("not the URL of a service's page: " + url);
+    throw std::runtime_error("not the URL of a service's page: " + url +
+                             "; give the one that the service printed after 'page'");
   const std::string token = url.substr(mark + kTokenMark.size());
   const Response response = Send(url.substr(0, mark), path, token, body);
   const Json answer = Json::parse(response.body, nullptr, false);
@@ -144,7 +145,7 @@ void Reset(const Arguments& arguments) {
 }  // namespace
 
 void DeclareCtl(CLI::App& app) {
-  CLI::App* ctl = app.add_subcommand("ctl", "Ask the service that runs, and make it fail");
+  CLI::App* ctl = app.add_subcommand("ctl", "Ask a running service, and make requests fail");
   ctl->require_subcommand(1);
   const auto arguments = std::make_shared<Arguments>();
   Place& place = arguments->place;
@@ -166,7 +167,7 @@ void DeclareCtl(CLI::App& app) {
   command("log", "Print the last requests as JSON lines", PrintLog);
   command("account", "Print a whole account as JSON", PrintAccount)
       ->add_option("ADDRESS", arguments->address,
-                   "Its mail address, where it is not the first one");
+                   "Mail address of the account; without it, the first one");
   command("reset", "Empty the accounts", Reset);
   ctl->fallthrough(false);
 }

@@ -1,4 +1,4 @@
-// Lines of the log.
+// Writes each line whole or not at all, and tells once when the log cannot be written.
 #include "devservice/program/Log.h"
 
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-// Faults, error numbers, files.
+// The texts of --help and of the manual page about faults, error numbers, files and exit codes.
 #include "devservice/program/Texts.h"
 
 namespace kelo::devservice {
@@ -8,8 +8,8 @@ const Section kFaults{
     "Faults",
     {
         {"METHOD:KIND[=VALUE][,times=N]",
-         "METHOD is a method of the protocol, Download for files, or * for every request. The "
-         "first fault that concerns a request and has not fired N times strikes."},
+         "METHOD is a method of the protocol, Download for files, or * for every request. Of the "
+         "faults for a request, the first that is not spent strikes. It is spent after N times."},
         {"status=CODE", "Answers with this HTTP status, and does nothing"},
         {"error=NUMBER", "Answers with this error of the service, and does nothing"},
         {"full", "Answers uploads with error 203, storage full, and stores nothing"},
@@ -19,7 +19,8 @@ const Section kFaults{
         {"expire", "Ends all session tokens, then does what is asked as far as that goes"},
         {"delay=MS", "Does what is asked, and waits so many milliseconds before the answer"},
         {"cut[=BYTES]", "Does it, and closes after so many bytes of the answer's body (0)"},
-        {"length[=N]", "Does it, and announces N bytes more than come (1), fewer below 0"},
+        {"length[=N]",
+         "Does it, and announces N bytes (1) more than it sends; fewer if N is negative"},
         {"slow=BYTES", "Does it, taking uploads and giving answers at so many bytes a second"},
     }};
 
@@ -62,9 +63,9 @@ const Section kExitCodes{
 
 const char* const kServiceFooter =
     "Serves on 127.0.0.1 until it is interrupted. It prints its address, the address of a page "
-    "that shows the account and every request, and the credentials to log in with. A client that "
-    "reads its server's address from a file finds it through the environment variable "
-    "KELO_URLS_FILE; the line to put there is printed, too. GET /outbox, with "
+    "that shows the account and every request, and the credentials to log in with. The library "
+    "reads its server's address from the file that KELO_URLS_FILE names; the line for that file "
+    "is printed, too. GET /outbox, with "
     "the page's token as in the page's calls, shows the mails that were sent.";
 
 ProgramTexts ServiceTexts() {

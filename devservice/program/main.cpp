@@ -77,22 +77,23 @@ void DeclareService(CLI::App& app, Arguments& arguments) {
   app.add_option("--account", arguments.accounts, "Add an account with this mail address")
       ->type_name("ADDRESS");
   app.add_option("--port", options.port,
-                 "Port on 127.0.0.1; 0 takes a free one, as does its absence, but then --data "
-                 "keeps the port it had")
+                 "Port on 127.0.0.1; 0 takes a free one. Default: with --data the port of last "
+                 "time, else a free one")
       ->type_name("PORT")
       ->check(kelo::NumberBetween(0, 65535));
   app.add_option("--quota", options.quotaBytes, "Storage of an account in bytes")
       ->type_name("BYTES")
       ->capture_default_str()
       ->check(kelo::NumberBetween(0, std::numeric_limits<std::int64_t>::max()));
-  app.add_option("--expiry", arguments.expirySeconds, "When an unused session token expires")
+  app.add_option("--expiry", arguments.expirySeconds,
+                 "Seconds after which an unused session token expires")
       ->type_name("SECONDS")
       ->capture_default_str()
       ->check(kelo::NumberBetween(1, kMaxExpiry));
 }
 
 void DeclareInstruments(CLI::App& app, Arguments& arguments) {
-  app.add_option("--fault", arguments.faults, "Let a method fail, as is told below")
+  app.add_option("--fault", arguments.faults, "Make a method fail; see Faults below")
       ->type_name("FAULT")
       ->check(
           CLI::Validator([](const std::string& text) { return WhatIsWrongWithFault(text); }, ""));
@@ -150,14 +151,14 @@ bool IsReadable(int descriptor) {
 // An import that a signal ends.
 struct Interrupted {};
 
-// A line that grows on a terminal; elsewhere only what was passed over.
+// A count that grows on a terminal; elsewhere only what was skipped.
 class ImportMessages {
  public:
   explicit ImportMessages(int signals) : signals_(signals) {}
   ~ImportMessages() { EndLine(); }
 
   kelo::devservice::ImportWatcher Watcher() {
-    return {[this](std::size_t files) {
+    return {[this](size_t files) {
               if (IsReadable(signals_)) throw Interrupted();
               if (!terminal_ || files % 100 != 0) return;
               std::cerr << "\r" << files << " files" << std::flush;
@@ -165,7 +166,7 @@ class ImportMessages {
             },
             [this](const std::string& path, const std::string& why) {
               EndLine();
-              std::cerr << "kelo-devservice: passed over " << path << ": " << why << "\n";
+              std::cerr << "kelo-devservice: skipped " << path << ": " << why << "\n";
             }};
   }
 

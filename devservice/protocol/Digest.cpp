@@ -1,4 +1,4 @@
-// SHA-1 and MD5 as hexadecimal text.
+// OpenSSL computes the digests, and the system gives the random bytes.
 #include "devservice/protocol/Digest.h"
 
 #include <openssl/evp.h>
@@ -29,9 +29,7 @@ class Hash {
   explicit Hash(const EVP_MD* kind) : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
     Check(context_ && EVP_DigestInit_ex(context_.get(), kind, nullptr));
   }
-  void Add(const char* data, std::size_t size) {
-    Check(EVP_DigestUpdate(context_.get(), data, size));
-  }
+  void Add(const char* data, size_t size) { Check(EVP_DigestUpdate(context_.get(), data, size)); }
   std::string Hex() {
     std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
     unsigned int size = 0;
@@ -60,11 +58,11 @@ std::string Md5HexOfFile(const std::filesystem::path& path) {
   Hash hash(EVP_md5());
   std::vector<char> block(1 << 16);
   while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0)
-    hash.Add(block.data(), static_cast<std::size_t>(file.gcount()));
+    hash.Add(block.data(), static_cast<size_t>(file.gcount()));
   return file.bad() ? std::string() : hash.Hex();
 }
 
-std::string RandomText(std::size_t size) {
+std::string RandomText(size_t size) {
   // As many letters as five bits tell apart, so each is as likely as any other.
   static constexpr std::string_view letters = "ABCDEFGHJKLMNPQRSTUVWXYZ23456789";
   static_assert(letters.size() == 32);

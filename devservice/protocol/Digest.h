@@ -17,6 +17,6 @@ std::string Md5HexOfFile(const std::filesystem::path& path);
 
 // Capital letters and digits that nobody can guess, from the system's random source; 256 at most.
 // Throws std::runtime_error where that has none.
-std::string RandomText(std::size_t size = 32);
+std::string RandomText(size_t size = 32);
 
 }  // namespace kelo::devservice

@@ -1,4 +1,4 @@
-// Reference conversion of the service side.
+// Writes and reads the references; surrogates must come in pairs, or the text is refused.
 #include "devservice/protocol/References.h"
 
 #include <unicode/utf8.h>
@@ -25,7 +25,7 @@ constexpr std::array<std::pair<std::string_view, char>, 5> kEntities{{
 #pragma GCC diagnostic ignored "-Wconversion"  // inside the Unicode library's macros
 void AppendUtf8(std::string& out, char32_t c) {
   char bytes[U8_MAX_LENGTH];
-  std::size_t size = 0;
+  size_t size = 0;
   U8_APPEND_UNSAFE(bytes, size, c);
   out.append(bytes, size);
 }
@@ -33,7 +33,7 @@ void AppendUtf8(std::string& out, char32_t c) {
 // Takes one character off the text, or the bytes that are no UTF-8: then there is no value.
 std::optional<char32_t> TakeUtf8(std::string_view& text) {
   UChar32 c;
-  std::size_t size = 0;
+  size_t size = 0;
   U8_NEXT(text.data(), size, text.size(), c);
   text.remove_prefix(size);
   return c < 0 ? std::nullopt : std::optional(static_cast<char32_t>(c));
@@ -97,7 +97,7 @@ std::optional<std::string> DecodeReferences(std::string_view value) {
     std::optional<char32_t> c;
     const bool isReference = value.front() == '&';
     if (isReference) {
-      const std::size_t end = value.find(';');
+      const size_t end = value.find(';');
       if (end == std::string_view::npos) return std::nullopt;
       c = ReferenceValue(value.substr(1, end - 1));
       value.remove_prefix(end + 1);

@@ -1,4 +1,4 @@
-// A strict recursive reader of request documents.
+// A recursive reader that goes on only where the next bytes are exactly those it expects.
 #include "devservice/protocol/RequestDocument.h"
 
 #include <algorithm>
@@ -72,7 +72,7 @@ class Reader {
     attribute.name = ReadName();
     if (element.Has(attribute.name)) Refuse("attribute " + attribute.name + " occurs twice");
     Expect("=\"");
-    const std::size_t end = text_.find('"', position_);
+    const size_t end = text_.find('"', position_);
     if (end == std::string_view::npos) Refuse("value without an end");
     attribute.raw = text_.substr(position_, end - position_);
     position_ = end + 1;
@@ -88,7 +88,7 @@ class Reader {
   }
 
   std::string ReadName() {
-    const std::size_t start = position_;
+    const size_t start = position_;
     while (position_ < text_.size() && (std::isalnum(static_cast<unsigned char>(text_[position_]))))
       ++position_;
     if (position_ == start) Refuse("name expected");
@@ -107,7 +107,7 @@ class Reader {
   }
 
   std::string_view text_;
-  std::size_t position_ = 0;
+  size_t position_ = 0;
 };
 
 }  // namespace
@@ -144,7 +144,7 @@ std::string Quoted(std::string_view text) {
 }
 
 std::string MethodOfDocument(std::string_view document) {
-  const std::size_t start = document.find(kDeclarations);
+  const size_t start = document.find(kDeclarations);
   if (start == std::string_view::npos) return {};
   document.remove_prefix(start + kDeclarations.size());
   if (!document.starts_with('<')) return {};

@@ -1,4 +1,4 @@
-// Keeping, waiting, asking.
+// Keeps the last requests, wakes those who wait for one, and asks the script unlocked.
 #include "devservice/service/Arrivals.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ void Arrivals::Clear() {
   count_ = 0;
 }
 
-std::size_t Arrivals::Count() const {
+size_t Arrivals::Count() const {
   const std::lock_guard lock(mutex_);
   return count_;
 }

@@ -17,12 +17,12 @@ namespace kelo::devservice {
 // Thread-safe. What each member does is described in DevService.h.
 class Arrivals {
  public:
-  explicit Arrivals(std::size_t limit) : limit_(limit) {}  // older requests leave
+  explicit Arrivals(size_t limit) : limit_(limit) {}  // older requests leave
 
   void Add(const LoggedRequest& request);
   std::vector<LoggedRequest> All() const;
   void Clear();
-  std::size_t Count() const;
+  size_t Count() const;
   bool WaitFor(const std::function<bool(const LoggedRequest&)>& predicate,
                std::chrono::milliseconds timeout) const;
 
@@ -31,11 +31,11 @@ class Arrivals {
   std::optional<Reply> AskScript(const LoggedRequest& request) noexcept;
 
  private:
-  const std::size_t limit_;
+  const size_t limit_;
   mutable std::mutex mutex_;  // guards what follows
   mutable std::condition_variable added_;
   std::deque<LoggedRequest> requests_;
-  std::size_t count_ = 0;
+  size_t count_ = 0;
   Script script_;
 };
 

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::uint64_t kMaxDocument = 64 << 20;
 constexpr std::uint64_t kMaxForeignDocument = 1 << 20;
-// Longer bodies leave the log of arrivals, unless it is to keep them.
-constexpr std::size_t kLargeBody = 1 << 20;
+// Longer bodies leave the log of arrivals.
+constexpr size_t kLargeBody = 1 << 20;
 constexpr std::string_view kUpload = "UploadItems";
 
 bool IsUpload(const LoggedRequest& request) {
@@ -25,10 +25,14 @@ bool IsCall(const LoggedRequest& request) {
          request.path == Api::kUploadPath;
 }
 
+Answer NothingThere() {
+  return {PlainReply(404, "There is nothing at this address\n"), {}, false};
+}
+
 std::string MethodOf(const LoggedRequest& request) {
   if (request.method != "GET") return MethodOfDocument(request.body);
   static constexpr std::string_view mark = "method=";
-  const std::size_t start = request.query.find(mark);
+  const size_t start = request.query.find(mark);
   if (request.path != Api::kAuthPath || start == std::string::npos) return {};
   const std::string rest = request.query.substr(start + mark.size());
   return rest.substr(0, rest.find('&'));
@@ -38,12 +42,14 @@ std::string MethodOf(const LoggedRequest& request) {
 
 std::optional<Reply> ClientExchange::OnHead() {
   if (IsCall(request)) record.signature = CallReport().signature;
-  if (request.bodySize > parts_.options.maxRequestBytes) return TooLarge();
+  const std::uint64_t mostOfAny = parts_.options.maxRequestBytes;
+  if (request.bodySize > mostOfAny) return TooLarge(mostOfAny);
   // Of an upload the method is known before its body is, which can be taken slowly.
   if (IsUpload(request)) Fire(std::string(kUpload));
-  if (fault_ && fault_->kind == FaultKind::Slow)
+  if (fault_ && fault_->kind == FaultKind::kSlow)
     bytesPerSecond = static_cast<std::uint64_t>(fault_->value);
-  if (request.bodySize > MaxBody()) return TooLarge();
+  const std::uint64_t most = MaxBody();
+  if (request.bodySize > most) return TooLarge(most);
   if (IsUpload(request)) upload_.emplace(parts_.api, request, MaxDocument());
   return std::nullopt;
 }
@@ -63,21 +69,17 @@ std::uint64_t ClientExchange::MaxDocument() const {
 
 void ClientExchange::Take(std::string_view bytes) {
   if (upload_) upload_->Take(bytes);
-  if (!upload_ || IsKept())
+  if (!upload_ || request.bodySize <= kLargeBody)
     request.body.append(bytes);
   else
     request.body = {};
-}
-
-bool ClientExchange::IsKept() const {
-  return parts_.options.logLargeBodies || request.bodySize <= kLargeBody;
 }
 
 void ClientExchange::Fire(const std::string& method) {
   fault_ = parts_.faults.Fire(method);
   if (!fault_) return;
   record.fault = FaultText(*fault_);
-  if (fault_->kind != FaultKind::Expire) return;
+  if (fault_->kind != FaultKind::kExpire) return;
   const std::lock_guard lock(parts_.api.Mutex());
   parts_.store.ExpireSessions();
 }
@@ -105,7 +107,7 @@ LoggedRequest ClientExchange::Register() {
   const std::string& document = upload_ ? upload_->Document() : request.body;
   record.document = document.substr(0, RequestRecord::kMaxText);
   LoggedRequest arrived = request;
-  if (!IsKept()) arrived.body.clear();
+  if (request.bodySize > kLargeBody) arrived.body.clear();
   parts_.arrivals.Add(arrived);
   return arrived;
 }
@@ -129,16 +131,16 @@ Answer ClientExchange::AnswerByItself() {
   if (upload_) return Document(upload_->Finish());
   const bool isPut = request.method == "PUT";
   if (isPut && request.path == Api::kManagePath)
-    return Document(parts_.api.Call(Endpoint::Manage, request.query, request.body));
+    return Document(parts_.api.Call(Endpoint::kManage, request.query, request.body));
   if (isPut && request.path == Api::kUploadPath)
-    return Document(parts_.api.Call(Endpoint::Upload, request.query, request.body));
-  return {PlainReply(404, "Not found\n"), {}, false};
+    return Document(parts_.api.Call(Endpoint::kUpload, request.query, request.body));
+  return NothingThere();
 }
 
 Answer ClientExchange::AnswerGet() {
   if (request.path == Api::kAuthPath) return Document(parts_.api.Authenticate(request.query));
   const std::filesystem::path file = parts_.api.FileOf(request.path);
-  if (file.empty()) return {PlainReply(404, "Not found\n"), {}, false};
+  if (file.empty()) return NothingThere();
   Reply reply;
   reply.headers.emplace_back("Content-Type", "application/octet-stream");
   return {reply, file, false};

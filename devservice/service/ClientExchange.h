@@ -37,7 +37,6 @@ class ClientExchange final : public Exchange {
 
  private:
   std::uint64_t MaxDocument() const;
-  bool IsKept() const;
   void Fire(const std::string& method);
   LoggedRequest Register();
   Answer AnswerBySomebody(const LoggedRequest& arrived);

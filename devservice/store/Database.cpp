@@ -1,4 +1,4 @@
-// SQLite behind owned handles.
+// Prepared statements are kept for their next use, by their text.
 #include "devservice/store/Database.h"
 
 namespace kelo::devservice {
@@ -34,7 +34,7 @@ bool Statement::Step() {
 std::string Statement::Text(int column) const {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
   const int size = sqlite3_column_bytes(statement_.get(), column);
-  return text ? std::string(text, static_cast<std::size_t>(size)) : std::string();
+  return text ? std::string(text, static_cast<size_t>(size)) : std::string();
 }
 
 std::int64_t Statement::Number(int column) const {

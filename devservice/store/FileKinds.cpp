@@ -1,4 +1,4 @@
-// MIME types and EXIF dates.
+// A table tells the MIME type by the extension, and exiv2 reads the date of the shot.
 #include "devservice/store/FileKinds.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ constexpr FileKind kKinds[] = {
 constexpr std::string_view kRefused[] = {".exe", ".com", ".bat", ".cmd", ".msi", ".dll", ".scr"};
 
 std::string ExtensionOf(std::string_view name) {
-  const std::size_t dot = name.rfind('.');
+  const size_t dot = name.rfind('.');
   std::string extension(dot == std::string_view::npos ? "" : name.substr(dot));
   std::ranges::transform(extension, extension.begin(),
                          [](unsigned char c) { return static_cast<char>(std::tolower(c)); });

@@ -7,7 +7,7 @@
 
 namespace kelo::devservice {
 
-// Programs are not taken.
+// Whether the service refuses a file of this name: programs.
 bool IsRefusedFile(std::string_view name);
 
 // Fills format (from the name's extension and the first bytes) and, where empty, shotDate (EXIF

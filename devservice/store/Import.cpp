@@ -1,4 +1,4 @@
-// Folders on disk to folders and albums.
+// Reads the folders on disk, and adds those of their files that an earlier import has not.
 #include "devservice/store/Import.h"
 
 #include <sys/stat.h>
@@ -113,7 +113,7 @@ class Importer {
     for (const fs::path& file : files) {
       try {
         AddFile(album, file);
-      } catch (const fs::filesystem_error& error) {
+      } catch (const std::system_error& error) {
         if (watcher_.passedOver) watcher_.passedOver(file.string(), error.code().message());
       }
       if (watcher_.progress) watcher_.progress(++done_);
@@ -184,7 +184,7 @@ class Importer {
   AccountId account_;
   bool copy_;
   const ImportWatcher& watcher_;
-  std::size_t done_ = 0;
+  size_t done_ = 0;
   const std::string now_ = Store::Now();
   using IdsByName = std::map<std::string, std::string>;  // the first of each name
   IdsByName folders_;

@@ -1,4 +1,4 @@
-// Filling an account from a folder of pictures.
+// Fills an account from a folder of pictures on disk.
 #pragma once
 
 #include <filesystem>

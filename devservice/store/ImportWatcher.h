@@ -1,4 +1,4 @@
-// What an import tells while it goes on.
+// How a caller hears of an import while it goes on: its progress, and what it skips.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@ namespace kelo::devservice {
 
 // Hears how an import goes. Both may be empty.
 struct ImportWatcher {
-  std::function<void(std::size_t files)> progress{};  // so many have been looked at
+  std::function<void(size_t files)> progress{};  // so many have been looked at
   std::function<void(const std::string& path, const std::string& why)> passedOver{};
 };
 

@@ -1,4 +1,4 @@
-// The service's mails.
+// What the service keeps of a mail instead of sending it.
 #pragma once
 
 #include <string>

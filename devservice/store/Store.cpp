@@ -1,4 +1,4 @@
-// Tables, accounts, sessions.
+// The tables of the database, and the part of the store for accounts and sessions.
 #include "devservice/store/Store.h"
 
 #include <ctime>
@@ -46,7 +46,7 @@ constexpr const char* kTables = R"(
     position INTEGER PRIMARY KEY, mail INTEGER, address TEXT);
 )";
 
-constexpr std::size_t kIdSize = 27;
+constexpr size_t kIdSize = 27;
 constexpr char kItemKind = 'I';
 
 // Every account starts with a few addresses.
@@ -194,14 +194,14 @@ bool Store::KnowsSession(std::string_view token) {
 
 AccountId Store::AccountOfSession(std::string_view token) {
   Statement row = database_.Query("SELECT account FROM sessions WHERE token = ?", token);
-  if (!row.Step()) throw ServiceError(ErrorNumber::UnknownSession, "Unknown session token");
+  if (!row.Step()) throw ServiceError(ErrorNumber::kUnknownSession, "Unknown session token");
   return row.Number(0);
 }
 
 void Store::UseSession(std::string_view token, std::chrono::seconds lifetime) {
   Statement row = database_.Query("SELECT expires FROM sessions WHERE token = ?", token);
   if (!row.Step() || row.Number(0) <= Milliseconds())
-    throw ServiceError(ErrorNumber::ExpiredSession, "Session token expired");
+    throw ServiceError(ErrorNumber::kExpiredSession, "Session token expired");
   database_.Execute("UPDATE sessions SET expires = ? WHERE token = ?",
                     Milliseconds() + std::chrono::milliseconds(lifetime).count(), token);
 }
@@ -215,7 +215,7 @@ void Store::UseCallId(std::string_view scope, std::uint64_t callId) {
     database_.Execute("INSERT INTO calls VALUES(?, ?)", scope, callId);
   } catch (const DatabaseError& error) {
     if (!error.IsConstraint()) throw;
-    throw ServiceError(ErrorNumber::RepeatedCallId, "Call id used before");
+    throw ServiceError(ErrorNumber::kRepeatedCallId, "Call id used before");
   }
 }
 

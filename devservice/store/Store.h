@@ -111,7 +111,7 @@ class Store {
   // 302, 312. Items of albums shared with the account may be read.
   Item RequireItem(AccountId account, std::string_view id, bool forReading);
   std::optional<Item> FindItem(std::string_view id);
-  // What happens together carries one date, so that its order doesn't hang on the clock.
+  // Everything done at once has one date, so its order does not depend on the clock.
   std::string AddFolder(AccountId account, std::string_view name, std::string_view date = Now());
   std::string AddAlbum(AccountId account, std::string_view folder, std::string_view name,
                        std::string_view date = Now());
@@ -149,8 +149,8 @@ class Store {
   std::unordered_map<std::string, std::vector<std::string>> AllTags();  // by item
   std::string OwnerOf(std::string_view album);                          // the address
   std::vector<std::string> ReadersOf(std::string_view album);           // the addresses
-  // Leaves accounts and sessions as they are and nothing in them; stored files go, imported ones
-  // that lie elsewhere stay.
+  // Empties all accounts. Accounts and sessions stay. Uploaded files go; imported ones elsewhere
+  // stay.
   void Empty();
 
   // Everything until Commit, or nothing.

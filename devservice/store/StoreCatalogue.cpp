@@ -1,4 +1,4 @@
-// Folders, albums and the items in them.
+// The part of the store for folders, albums and the items in them.
 #include <algorithm>
 #include <span>
 #include <string>
@@ -38,7 +38,7 @@ constexpr SortKey kContainerKeys[] = {{"ModifyDate", "modifyDate"}, {"Name", "na
 std::string OrderClause(const ListOrder& order, std::span<const SortKey> keys,
                         std::string_view position) {
   const auto found = std::ranges::find(keys, order.by, &SortKey::by);
-  if (found == keys.end()) throw ServiceError(ErrorNumber::UnusableValue, "Unknown sort key");
+  if (found == keys.end()) throw ServiceError(ErrorNumber::kUnusableValue, "Unknown sort key");
   return " ORDER BY " + std::string(found->column) + (order.descending ? " DESC, " : " ASC, ") +
          std::string(position);
 }
@@ -117,20 +117,20 @@ std::string Store::RootAlbum(AccountId account) {
 std::string Store::RequireAlbum(AccountId account, std::string_view id) {
   if (IsReservedId(id)) return RootAlbum(account);
   Statement row = database_.Query("SELECT account FROM albums WHERE id = ?", id);
-  if (!row.Step()) throw ServiceError(ErrorNumber::UnknownContainer, "Unknown album");
-  if (row.Number(0) != account) throw ServiceError(ErrorNumber::NotYours, "Not your album");
+  if (!row.Step()) throw ServiceError(ErrorNumber::kUnknownContainer, "Unknown album");
+  if (row.Number(0) != account) throw ServiceError(ErrorNumber::kNotYours, "Not your album");
   return std::string(id);
 }
 
 Item Store::RequireItem(AccountId account, std::string_view id, bool forReading) {
   Statement row = database_.Query(kSelectItem + " WHERE id = ?", id);
-  if (!row.Step()) throw ServiceError(ErrorNumber::UnknownItem, "Unknown item");
+  if (!row.Step()) throw ServiceError(ErrorNumber::kUnknownItem, "Unknown item");
   const bool mine = row.Number(12) == account;
   const bool readable =
       mine || (forReading && database_.Exists("SELECT 1 FROM albumItems JOIN shares USING(album)"
                                               " WHERE item = ? AND reader = ?",
                                               id, account));
-  if (!readable) throw ServiceError(ErrorNumber::NotYours, "Not your item");
+  if (!readable) throw ServiceError(ErrorNumber::kNotYours, "Not your item");
   return ItemOf(row, files_);
 }
 
@@ -153,7 +153,7 @@ std::string Store::AddAlbum(AccountId account, std::string_view folder, std::str
   const bool known =
       folder.empty() ||
       database_.Exists("SELECT 1 FROM folders WHERE id = ? AND account = ?", folder, account);
-  if (!known) throw ServiceError(ErrorNumber::UnknownContainer, "Unknown folder");
+  if (!known) throw ServiceError(ErrorNumber::kUnknownContainer, "Unknown folder");
   const std::string id = NewId('A');
   database_.Execute(
       "INSERT INTO albums(id, account, folder, name, modifyDate) VALUES(?, ?, ?, ?, ?)", id,
@@ -177,7 +177,7 @@ void Store::SetProperty(std::string_view item, std::string_view name, std::strin
 
 void Store::AddTags(std::string_view item, std::string_view tagList) {
   while (!tagList.empty()) {
-    const std::size_t comma = std::min(tagList.find(','), tagList.size());
+    const size_t comma = std::min(tagList.find(','), tagList.size());
     if (comma > 0)
       database_.Execute("INSERT OR IGNORE INTO tags VALUES(?, ?)", item, tagList.substr(0, comma));
     tagList.remove_prefix(std::min(comma + 1, tagList.size()));

@@ -1,4 +1,4 @@
-// Stored files, and finding those that are stored already.
+// The part of the store for files: adds them, and finds those that are stored already.
 #include "devservice/protocol/Digest.h"
 #include "devservice/store/Store.h"
 

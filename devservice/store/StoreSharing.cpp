@@ -1,4 +1,4 @@
-// Shared albums, contacts and the outbox.
+// The part of the store for shared albums, known addresses and the mails.
 #include "devservice/store/Store.h"
 
 namespace kelo::devservice {

@@ -58,7 +58,10 @@ TEST_F(ServiceProgram, SaysWhatItIsAndWhatIsWrongWithALine) {
       {{"--expiry", "0"}, 2, "kelo-devservice: --expiry: '0' is no number between 1 and 3"},
       {{"--control-file", folder.Path("")},
        1,
-       "kelo-devservice: " + folder.Path("") + " is no file"},
+       "kelo-devservice: cannot write the page's URL to " + folder.Path("") + ": not a regular"},
+      {{"--control-file", folder.Path("none/url")},
+       1,
+       "kelo-devservice: cannot write the page's URL to " + folder.Path("none/url") + ": No such"},
       {{"--import", folder.Path("none")}, 2, "kelo-devservice: --import: "},
       {{"--log-json"}, 2, "kelo-devservice: --log-json requires --log\n"},
       {{"--fault", "Download:cutt"}, 2, "kelo-devservice: --fault: there is no fault \"cutt\""},
@@ -68,8 +71,10 @@ TEST_F(ServiceProgram, SaysWhatItIsAndWhatIsWrongWithALine) {
       {{"ctl", "add"},
        2,
        "kelo-devservice: FAULT is required\nsee 'kelo-devservice ctl add --help'"},
-      {{"ctl", "reset", "x"}, 2, "kelo-devservice: there is nothing to do with 'x'\n"},
-      {{"--log", folder.Path("none/log")}, 1, "kelo-devservice: "},
+      {{"ctl", "reset", "x"}, 2, "kelo-devservice: unexpected argument 'x'\n"},
+      {{"--log", folder.Path("none/log")},
+       1,
+       "kelo-devservice: cannot create " + folder.Path("none/log") + ": No such"},
       {{"ctl", "faults", "--url", "http://127.0.0.1/"}, 1, "kelo-devservice: not the URL of a "},
   };
   for (const Case& c : cases) {
@@ -82,7 +87,7 @@ TEST_F(ServiceProgram, SaysWhatItIsAndWhatIsWrongWithALine) {
 
 TEST_F(ServiceProgram, CtlAsksAndChangesTheServiceThatRuns) {
   std::filesystem::create_symlink(folder.Path("else"), controlFile[1]);  // gives way
-  EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("no service runs here"));
+  EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("no service is running"));
   ServiceProcess service({"--account", "other@home.example", controlFile[0], controlFile[1]});
   ASSERT_TRUE(service.IsServing());
   Client client(service.url, service.key, service.account);
@@ -136,7 +141,7 @@ TEST_F(ServiceProgram, CtlAsksAndChangesTheServiceThatRuns) {
   ASSERT_TRUE(next.IsServing());
   EXPECT_EQ(Ctl({"faults"}).exitCode, 0);
   if (chown(controlFile[1].c_str(), 65534, ~0u) == 0)
-    EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("somebody else's"));
+    EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("belongs to another user"));
   EXPECT_EQ(next.End(SIGTERM).exitCode, 0);
   EXPECT_EQ(folder.EntryCount(), 0u);
 }
@@ -206,7 +211,7 @@ TEST_F(ServiceProgram, WhatIsNoFileOfItsOwnKeepsItsMode) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   ASSERT_EQ(chmod(pipe.c_str(), 0622), 0);
   const Descriptor reader(open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  EXPECT_THAT(ServiceProcess({"--control-file", pipe}).Wait().err, HasSubstr("is no file"));
+  EXPECT_THAT(ServiceProcess({"--control-file", pipe}).Wait().err, HasSubstr("not a regular file"));
   ServiceProcess service({"--log", pipe, controlFile[0], controlFile[1]});
   EXPECT_TRUE(service.IsServing());
   struct stat status {};

@@ -84,8 +84,8 @@ TEST(DataDirectory, HasOneUserAndOnePort) {
     const Service service(options);
     port = PortOf(service);
     EXPECT_NE(RefusalOf(options).find("another service uses the folder"), std::string::npos);
-    EXPECT_NE(RefusalOf({.port = port}).find("port " + std::to_string(port) + " is in use"),
-              std::string::npos);
+    EXPECT_EQ(RefusalOf({.port = port}), "cannot listen on 127.0.0.1:" + std::to_string(port) +
+                                             ": Address already in use; choose another --port");
   }
   {
     const Service service(options);
@@ -94,7 +94,8 @@ TEST(DataDirectory, HasOneUserAndOnePort) {
     EXPECT_NE(PortOf(elsewhere), port);
   }
   const Service other({.port = port});
-  EXPECT_NE(RefusalOf(options).find("is in use"), std::string::npos) << "the port of last time";
+  EXPECT_NE(RefusalOf(options).find("already in use"), std::string::npos)
+      << "the port of last time";
   EXPECT_EQ(RefusalOf({.dataDirectory = options.dataDirectory, .port = 0}), "");
 }
 
@@ -278,7 +279,7 @@ TEST_F(ServiceTest, AThousandIdleConnectionsCostNoThreads) {
     idle.emplace_back(service);
     ASSERT_TRUE(idle.back().Connected()) << i;
   }
-  const std::string unknown = "Not found\n";
+  const std::string unknown = "There is nothing at this address\n";
   const std::string request = "GET /any HTTP/1.1\r\nHost: x\r\n\r\n";
   for (const Peer& peer : idle) peer.Send(request);
   for (const Peer& peer : idle) ASSERT_TRUE(peer.Receive(unknown).ends_with(unknown));

@@ -72,7 +72,7 @@ TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
        "kelo: there is no option '--albm'; did you mean '--album'?\nsee 'kelo help put'\n"},
       {{"put", "-rf.jpg"}, "kelo: there is no option '-rf.jpg'\nsee 'kelo help put'\n"},
       {{"ls", "--sort", "2"}, "kelo: --sort: 2 not in {name,shot,upload}\nsee 'kelo help ls'\n"},
-      {{"-q", "quota", "x"}, "kelo: there is nothing to do with 'x'\nsee 'kelo help quota'\n"},
+      {{"-q", "quota", "x"}, "kelo: unexpected argument 'x'\nsee 'kelo help quota'\n"},
       {{"mail", "x"}, "kelo: --to is required\nsee 'kelo help mail'\n"},
       {{"rate", "id"}, "kelo: N is required\nsee 'kelo help rate'\n"},
       {{"rate", "id", "six"},
