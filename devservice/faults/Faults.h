@@ -1,20 +1,8 @@
 // Faults that a developer asks for: what goes wrong, in which method's answers, how often. A fault
 // becomes a Reply like that of a script, so the connection knows one kind of misbehaviour only.
 //
-// As text: METHOD:KIND[=VALUE][,times=N]. METHOD is a method of the protocol, "Download", or "*"
-// for any request. The kinds, with what the service does of what it was asked:
-//
-//   status=CODE    answers with this HTTP status, 200 to 599; does nothing
-//   error=NUMBER   answers with this error of the service; does nothing
-//   full           answers uploads with 203, storage full; stores nothing
-//   garbage        answers with bytes that are no document; does nothing
-//   silence        never answers; does nothing
-//   reset          resets the connection instead of an answer; does nothing
-//   expire         ends the validity of all session tokens first, then does what it can
-//   delay=MS       does it, and waits before the answer
-//   cut[=BYTES]    does it, and closes after so many bytes of the answer's body (0)
-//   length[=N]     does it, and announces N bytes more than come (1; fewer below 0)
-//   slow=BYTES     does it, taking uploads and giving answers at so many bytes a second
+// As text: METHOD:KIND[=VALUE][,times=N], as `kelo-devservice --help` describes it with all kinds
+// (program/Texts.cpp); the table in Faults.cpp has their values.
 #pragma once
 
 #include <cstdint>
@@ -97,8 +85,7 @@ nlohmann::ordered_json FaultsJson(const Faults& faults);
 // Changes the faults as a JSON object asks and answers with {"faults": [...]}:
 //   {"add": TEXT or [TEXT, ...], "remove": ID or [ID, ...] or "all"}, both optional.
 // Removes first. What cannot be done as a whole changes nothing: 400, or 404 for an unknown id,
-// with
-// {"error": {"message": ...}}.
+// with {"error": {"message": ...}}.
 Reply HandleFaults(Faults& faults, std::string_view body);
 
 }  // namespace kelo::devservice

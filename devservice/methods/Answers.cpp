@@ -2,13 +2,10 @@
 #include "devservice/methods/Answers.h"
 
 #include "devservice/protocol/References.h"
+#include "devservice/protocol/RequestDocument.h"
 
 namespace kelo::devservice {
 namespace {
-
-constexpr std::string_view kDeclarations =
-    "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
-    "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n";
 
 void AppendRaw(std::string& out, std::string_view name, std::string_view value) {
   out += ' ';

@@ -53,10 +53,12 @@ std::string Api::CheckUploadItems(const Request& request) {
     const std::string album = element.Has("albumId")
                                   ? store_.RequireAlbum(request.account, element.Value("albumId"))
                                   : "";
-    const FileDescription file{
-        std::string(element.Value("fileName")), RequireNumber(element, "fileSize"),
-        std::string(element.Value("shotDate")), std::string(element.Value("fileCreateDate")),
-        std::string(element.Value("fileModifyDate"))};
+    Item file;
+    file.name = element.Value("fileName");
+    file.size = RequireNumber(element, "fileSize");
+    file.shotDate = element.Value("shotDate");
+    file.createDate = element.Value("fileCreateDate");
+    file.modifyDate = element.Value("fileModifyDate");
     const auto known = store_.FindDuplicate(request.account, file, album);
     if (IsRefusedFile(file.name))
       AppendCheckedItem(out, idx, "3", "");

@@ -108,15 +108,11 @@ void UploadReceiver::TakeDocument(std::string_view& bytes) {
   const size_t size = end + kDocumentEnd.size();
   bytes.remove_prefix(size - before);
   document_ = document_.substr(kDocumentHeader.size(), size - kDocumentHeader.size());
-  Plan(document_);
+  plan_ = api_.PlanUpload(query_, document_, report_);
+  BeginFraming();
   // Of no further use but for the log.
   if (document_.size() > RequestRecord::kMaxText)
     document_ = document_.substr(0, RequestRecord::kMaxText);
-}
-
-void UploadReceiver::Plan(std::string_view document) {
-  plan_ = api_.PlanUpload(query_, document, report_);
-  BeginFraming();
 }
 
 void UploadReceiver::BeginFraming() {

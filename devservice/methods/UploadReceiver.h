@@ -33,7 +33,6 @@ class UploadReceiver {
   void TakeDocument(std::string_view& bytes);
   void TakeFraming(std::string_view& bytes);
   void TakeFile(std::string_view& bytes);
-  void Plan(std::string_view document);
   void BeginFraming();
   void OpenFile();
   void Fail(const ServiceError& error);

@@ -28,6 +28,23 @@ std::string Escaped(const std::string& text) {
   return out;
 }
 
+// "2026-01-31T12:34:56.789Z PUT AddFolder 200 error 207 3.1 ms, 120 bytes in, 310 out, signature
+// ok"
+std::string LogLine(const RequestRecord& record) {
+  std::string line = TimeText(record.time) + " " + Escaped(record.verb) + " ";
+  line += Escaped(record.method.empty() ? record.path : record.method);
+  line += record.status == 0 ? " no answer" : " " + std::to_string(record.status);
+  if (record.errorCode != 0) line += " error " + std::to_string(record.errorCode);
+  const auto tenths = record.duration.count() / 100;
+  line += " " + std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " ms, ";
+  line += std::to_string(record.bytesIn) + " bytes in, " + std::to_string(record.bytesOut) + " out";
+  if (!record.complete) line += ", incomplete";
+  if (!record.signature.empty())
+    line += ", signature " + record.signature.substr(0, record.signature.find(':'));
+  if (!record.fault.empty()) line += ", fault " + record.fault;
+  return line;
+}
+
 // Writes a line whole, or nothing of it: a part would be the beginning of the next one.
 bool WriteLine(std::FILE* file, const std::string& line) {
   struct stat before {};
@@ -59,21 +76,6 @@ void Log::Write(const RequestRecord& record) {
   if (!good && !failed_)
     std::fprintf(stderr, "kelo-devservice: cannot write the log: %s\n", std::strerror(errno));
   failed_ = !good;
-}
-
-std::string LogLine(const RequestRecord& record) {
-  std::string line = TimeText(record.time) + " " + Escaped(record.verb) + " ";
-  line += Escaped(record.method.empty() ? record.path : record.method);
-  line += record.status == 0 ? " no answer" : " " + std::to_string(record.status);
-  if (record.errorCode != 0) line += " error " + std::to_string(record.errorCode);
-  const auto tenths = record.duration.count() / 100;
-  line += " " + std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " ms, ";
-  line += std::to_string(record.bytesIn) + " bytes in, " + std::to_string(record.bytesOut) + " out";
-  if (!record.complete) line += ", incomplete";
-  if (!record.signature.empty())
-    line += ", signature " + record.signature.substr(0, record.signature.find(':'));
-  if (!record.fault.empty()) line += ", fault " + record.fault;
-  return line;
 }
 
 }  // namespace kelo::devservice

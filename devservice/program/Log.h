@@ -27,8 +27,4 @@ class Log {
   bool failed_ = false;
 };
 
-// "2026-01-31T12:34:56.789Z PUT AddFolder 200 error 207 3.1 ms, 120 bytes in, 310 out, signature
-// ok"
-std::string LogLine(const RequestRecord& record);
-
 }  // namespace kelo::devservice

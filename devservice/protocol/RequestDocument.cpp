@@ -9,10 +9,6 @@
 namespace kelo::devservice {
 namespace {
 
-// The declaration says XML 1.1 on purpose.
-constexpr std::string_view kDeclarations =
-    "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
-    "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n";
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr int kMaxDepth = 3;
 

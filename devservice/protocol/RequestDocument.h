@@ -10,6 +10,11 @@
 
 namespace kelo::devservice {
 
+// The first lines of every document, of requests and of answers. They say XML 1.1 on purpose.
+inline constexpr std::string_view kDeclarations =
+    "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
+    "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n";
+
 struct Attribute {
   std::string name;
   std::string raw;    // between the quotes, as sent

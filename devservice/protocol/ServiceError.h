@@ -1,16 +1,4 @@
-// The error numbers of the service. Those of the upper block have a meaning that clients tell
-// apart; the others are for the log of a developer whose client is wrong.
-//
-//   101 unknown API key            207 unknown folder or album
-//   102 unknown authentication     301 missing or unusable value
-//       token                      302 unknown item
-//   103 wrong signature            311 rating outside 0 to 5, or no recipient
-//   104 call id used before        312 belongs to somebody else
-//   105 malformed query            313 invalid recipient (named in errmsg)
-//   106 unknown method             401 malformed document
-//   107 unknown session token      402 malformed multipart body
-//   108 expired session token
-//   203 storage full
+// The error numbers of the service; program/Texts.cpp has them in words for people.
 #pragma once
 
 #include <stdexcept>
@@ -31,9 +19,9 @@ enum class ErrorNumber {
   kUnknownContainer = 207,
   kUnusableValue = 301,
   kUnknownItem = 302,
-  kOutOfRange = 311,
+  kOutOfRange = 311,  // a rating outside 0 to 5, or no recipient
   kNotYours = 312,
-  kInvalidRecipient = 313,
+  kInvalidRecipient = 313,  // the message names it
   kMalformedDocument = 401,
   kMalformedUpload = 402,
 };

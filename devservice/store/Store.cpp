@@ -46,6 +46,7 @@ constexpr const char* kTables = R"(
     position INTEGER PRIMARY KEY, mail INTEGER, address TEXT);
 )";
 
+const std::string kSelectAccount = "SELECT id, address, authToken, secret FROM accounts";
 constexpr size_t kIdSize = 27;
 constexpr char kItemKind = 'I';
 
@@ -133,8 +134,7 @@ std::string Store::ApiKey() {
 }
 
 Credentials Store::AddAccount(std::string_view address) {
-  constexpr std::string_view find =
-      "SELECT id, address, authToken, secret FROM accounts WHERE address = ?";
+  const std::string find = kSelectAccount + " WHERE address = ?";
   if (Statement known = database_.Query(find, address); known.Step()) return CredentialsOf(known);
   Transaction transaction(database_);
   database_.Execute("INSERT INTO accounts(address, authToken, secret) VALUES(?, ?, ?)", address,
@@ -155,22 +155,19 @@ void Store::AddPresetContacts(AccountId account) {
 }
 
 std::optional<Credentials> Store::FindByAuthToken(std::string_view authToken) {
-  Statement row = database_.Query(
-      "SELECT id, address, authToken, secret FROM accounts WHERE authToken = ?", authToken);
+  Statement row = database_.Query(kSelectAccount + " WHERE authToken = ?", authToken);
   if (!row.Step()) return std::nullopt;
   return CredentialsOf(row);
 }
 
 Credentials Store::Find(AccountId account) {
-  Statement row =
-      database_.Query("SELECT id, address, authToken, secret FROM accounts WHERE id = ?", account);
+  Statement row = database_.Query(kSelectAccount + " WHERE id = ?", account);
   row.Step();
   return CredentialsOf(row);
 }
 
 std::vector<Credentials> Store::Accounts() {
-  Statement rows =
-      database_.Query("SELECT id, address, authToken, secret FROM accounts ORDER BY id");
+  Statement rows = database_.Query(kSelectAccount + " ORDER BY id");
   std::vector<Credentials> accounts;
   while (rows.Step()) accounts.push_back(CredentialsOf(rows));
   return accounts;

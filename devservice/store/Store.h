@@ -66,15 +66,6 @@ struct ListOrder {
   bool descending = true;
 };
 
-// What a duplicate check compares; empty dates are not compared.
-struct FileDescription {
-  std::string name;
-  std::uint64_t size = 0;
-  std::string shotDate;
-  std::string createDate;
-  std::string modifyDate;
-};
-
 class Store {
  public:
   // The database lives in `directory`, which nobody else may use meanwhile, or in memory when that
@@ -128,9 +119,8 @@ class Store {
   std::uint64_t ItemCount(AccountId account);
   void AddItem(AccountId account, std::string_view album, const Item& item);
   // Same name and size, and the same dates where given; one in `album` comes first.
-  std::optional<Item> FindDuplicate(AccountId account, const FileDescription& file,
-                                    std::string_view album);
-  bool HasNamesake(AccountId account, const FileDescription& file);  // same name and size
+  std::optional<Item> FindDuplicate(AccountId account, const Item& file, std::string_view album);
+  bool HasNamesake(AccountId account, const Item& file);  // same name and size
   std::optional<Item> FindByDigest(AccountId account, std::string_view md5, std::uint64_t size);
   std::string AddUpload(AccountId account);
   bool KnowsUpload(AccountId account, std::string_view uploadId);

@@ -42,7 +42,7 @@ void Store::AddItem(AccountId account, std::string_view album, const Item& item)
   AddToAlbum(album, item.id, item.uploadDate);
 }
 
-std::optional<Item> Store::FindDuplicate(AccountId account, const FileDescription& file,
+std::optional<Item> Store::FindDuplicate(AccountId account, const Item& file,
                                          std::string_view album) {
   static const std::string find =
       "SELECT id, EXISTS(SELECT 1 FROM albumItems WHERE album = ?1 AND item = id) AS inAlbum"
@@ -55,7 +55,7 @@ std::optional<Item> Store::FindDuplicate(AccountId account, const FileDescriptio
   return FindItem(row.Text(0));
 }
 
-bool Store::HasNamesake(AccountId account, const FileDescription& file) {
+bool Store::HasNamesake(AccountId account, const Item& file) {
   return database_.Exists("SELECT 1 FROM items WHERE account = ? AND name = ? AND size = ?",
                           account, file.name, file.size);
 }
