@@ -35,63 +35,55 @@ class ControlExchange final : public Exchange {
 
 }  // namespace
 
-class Service::Impl {
- public:
-  explicit Impl(Options options)
-      : options_(std::move(options)),
-        store_(options_.dataDirectory, FilesDirectory()),
-        owner_(store_.AddAccount(kOwnerAddress)),
-        arrivals_(options_.logLimit),
-        server_(MakeHttpServer(options_.port.value_or(store_.LastPort()),
-                               {options_.headLimit, options_.bodyLimit},
-                               [this](LoggedRequest head) { return Begin(std::move(head)); })),
-        url_("http://127.0.0.1:" + std::to_string(server_->Port())),
-        api_(store_, {url_, options_.quotaBytes, options_.tokenLifetime}),
-        control_({api_, store_, records_, faults_, owner_.account, options_.quotaBytes,
-                  server_->Port()}) {
-    store_.KeepPort(server_->Port());
-    server_->Start();
+struct Service::Impl {
+  explicit Impl(Options asked)
+      : options(std::move(asked)),
+        store(options.dataDirectory, FilesDirectory()),
+        owner(store.AddAccount(kOwnerAddress)),
+        arrivals(options.logLimit),
+        server(MakeHttpServer(options.port.value_or(store.LastPort()),
+                              {options.headLimit, options.bodyLimit},
+                              [this](LoggedRequest head) { return Begin(std::move(head)); })),
+        url("http://127.0.0.1:" + std::to_string(server->Port())),
+        api(store, {url, options.quotaBytes, options.tokenLifetime}),
+        control({api, store, records, faults, owner.account, options.quotaBytes, server->Port()}) {
+    store.KeepPort(server->Port());
+    server->Start();
   }
-  ~Impl() { server_.reset(); }  // its threads use what is declared behind it
+  ~Impl() { server.reset(); }  // its threads use what is declared behind it
 
-  const std::string& Url() const { return url_; }
-  std::string PageUrl() const { return url_ + "/?token=" + control_.Token(); }
-  const Credentials& Owner() const { return owner_; }
+  std::string PageUrl() const { return url + "/?token=" + control.Token(); }
 
   template <typename Work>
   auto WithStore(Work work) {
-    const std::lock_guard lock(api_.Mutex());
-    return work(store_);
+    const std::lock_guard lock(api.Mutex());
+    return work(store);
   }
 
-  Faults& FaultList() { return faults_; }
-  Arrivals& Arrived() { return arrivals_; }
-  bool CopiesFiles() const { return !options_.dataDirectory.empty(); }
-
- private:
+  bool CopiesFiles() const { return !options.dataDirectory.empty(); }
   const fs::path FilesDirectory() {
-    if (!options_.dataDirectory.empty()) return options_.dataDirectory / "files";
-    return temporary_.emplace().Path();
+    if (!options.dataDirectory.empty()) return options.dataDirectory / "files";
+    return temporary.emplace().Path();
   }
 
   std::unique_ptr<Exchange> Begin(LoggedRequest head) {
     if (Control::Owns(head.path))
-      return std::make_unique<ControlExchange>(control_, std::move(head));
-    return std::make_unique<ClientExchange>(parts_, std::move(head));
+      return std::make_unique<ControlExchange>(control, std::move(head));
+    return std::make_unique<ClientExchange>(parts, std::move(head));
   }
 
-  const Options options_;
-  std::optional<TemporaryFolder> temporary_;
-  Store store_;
-  const Credentials owner_;
-  Arrivals arrivals_;
-  std::unique_ptr<HttpServer> server_;
-  const std::string url_;
-  Api api_;
-  Faults faults_;
-  RequestLog records_;
-  const Control control_;
-  const ClientExchange::Parts parts_{options_, api_, store_, faults_, records_, arrivals_};
+  const Options options;
+  std::optional<TemporaryFolder> temporary;
+  Store store;
+  const Credentials owner;
+  Arrivals arrivals;
+  std::unique_ptr<HttpServer> server;
+  const std::string url;
+  Api api;
+  Faults faults;
+  RequestLog records;
+  const Control control;
+  const ClientExchange::Parts parts{options, api, store, faults, records, arrivals};
 };
 
 Service::Service() : Service(Options{}) {}
@@ -99,7 +91,7 @@ Service::Service(Options options) : impl_(std::make_unique<Impl>(std::move(optio
 Service::~Service() = default;
 
 std::string Service::Url() const {
-  return impl_->Url();
+  return impl_->url;
 }
 std::string Service::PageUrl() const {
   return impl_->PageUrl();
@@ -108,10 +100,10 @@ std::string Service::ApiKey() const {
   return impl_->WithStore([](Store& store) { return store.ApiKey(); });
 }
 std::string Service::AuthToken() const {
-  return impl_->Owner().authToken;
+  return impl_->owner.authToken;
 }
 std::string Service::Secret() const {
-  return impl_->Owner().secret;
+  return impl_->owner.secret;
 }
 
 Service::Account Service::AddAccount(const std::string& address) {
@@ -122,7 +114,7 @@ Service::Account Service::AddAccount(const std::string& address) {
 
 void Service::Import(const fs::path& directory, const ImportWatcher& watcher) {
   impl_->WithStore([&](Store& store) {
-    ImportFolder(store, impl_->Owner().account, directory, impl_->CopiesFiles(), watcher);
+    ImportFolder(store, impl_->owner.account, directory, impl_->CopiesFiles(), watcher);
   });
 }
 
@@ -131,40 +123,40 @@ void Service::ImportFriend(const fs::path& directory, const ImportWatcher& watch
     const AccountId friendly = store.AddAccount(kFriendAddress).account;
     for (const std::string& album :
          ImportAlbums(store, friendly, directory, impl_->CopiesFiles(), watcher))
-      store.ShareWith(friendly, album, impl_->Owner().account);
+      store.ShareWith(friendly, album, impl_->owner.account);
   });
 }
 
 std::uint64_t Service::AddFault(std::string_view text) {
-  return impl_->FaultList().Add(ReadFault(text));
+  return impl_->faults.Add(ReadFault(text));
 }
 
 void Service::ClearFaults() {
-  impl_->FaultList().Clear();
+  impl_->faults.Clear();
 }
 
 std::uint64_t Service::FaultFired(std::uint64_t id) const {
-  for (const Fault& fault : impl_->FaultList().List())
+  for (const Fault& fault : impl_->faults.List())
     if (fault.id == id) return fault.fired;
   return 0;
 }
 
 void Service::SetScript(Script script) {
-  impl_->Arrived().SetScript(std::move(script));
+  impl_->arrivals.SetScript(std::move(script));
 }
 std::vector<LoggedRequest> Service::Log() const {
-  return impl_->Arrived().All();
+  return impl_->arrivals.All();
 }
 void Service::ClearLog() {
-  impl_->Arrived().Clear();
+  impl_->arrivals.Clear();
 }
 size_t Service::RequestCount() const {
-  return impl_->Arrived().Count();
+  return impl_->arrivals.Count();
 }
 
 bool Service::WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
                              std::chrono::milliseconds timeout) const {
-  return impl_->Arrived().WaitFor(predicate, timeout);
+  return impl_->arrivals.WaitFor(predicate, timeout);
 }
 
 void Service::ExpireTokens() {

@@ -97,7 +97,7 @@ class Service {
   std::vector<Mail> Outbox() const;  // the mails that were sent by sharing albums
 
  private:
-  class Impl;
+  struct Impl;
   std::unique_ptr<Impl> impl_;
 };
 

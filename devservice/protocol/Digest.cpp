@@ -5,24 +5,15 @@
 #include <unistd.h>
 
 #include <array>
+#include <boost/algorithm/hex.hpp>
 #include <fstream>
+#include <iterator>
 #include <memory>
-#include <span>
 #include <stdexcept>
 #include <vector>
 
 namespace kelo::devservice {
 namespace {
-
-std::string HexOf(std::span<const unsigned char> bytes) {
-  static constexpr char digits[] = "0123456789abcdef";
-  std::string hex;
-  for (const unsigned char byte : bytes) {
-    hex += digits[byte >> 4];
-    hex += digits[byte & 15];
-  }
-  return hex;
-}
 
 class Hash {
  public:
@@ -34,7 +25,9 @@ class Hash {
     std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
     unsigned int size = 0;
     Check(EVP_DigestFinal_ex(context_.get(), bytes.data(), &size));
-    return HexOf({bytes.data(), size});
+    std::string hex;
+    boost::algorithm::hex_lower(bytes.data(), bytes.data() + size, std::back_inserter(hex));
+    return hex;
   }
 
  private:

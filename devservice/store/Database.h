@@ -5,13 +5,13 @@
 
 #include <concepts>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace kelo::devservice {
 
@@ -81,6 +81,17 @@ class Database {
   std::int64_t Count(std::string_view sql, const auto&... values) {
     Statement statement = Query(sql, values...);
     return statement.Step() ? statement.Number(0) : 0;
+  }
+  // The first value of the first row; empty where there is none.
+  std::string Text(std::string_view sql, const auto&... values) {
+    Statement statement = Query(sql, values...);
+    return statement.Step() ? statement.Text(0) : std::string();
+  }
+  // The first value of each row.
+  std::vector<std::string> Texts(std::string_view sql, const auto&... values) {
+    std::vector<std::string> texts;
+    for (Statement rows = Query(sql, values...); rows.Step();) texts.push_back(rows.Text(0));
+    return texts;
   }
 
  private:

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <map>
 #include <set>
 #include <system_error>
@@ -85,11 +84,7 @@ class Walk {
 
 std::string ModifyDateOf(const fs::path& file) {
   struct stat status {};
-  if (stat(file.c_str(), &status) != 0) return Store::Now();
-  std::tm utc{};
-  gmtime_r(&status.st_mtime, &utc);
-  char text[32];
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc)};
+  return stat(file.c_str(), &status) == 0 ? Store::DateOf(status.st_mtime) : Store::Now();
 }
 
 // Whole, or not at all.

@@ -1,8 +1,6 @@
 // The tables of the database, and the part of the store for accounts and sessions.
 #include "devservice/store/Store.h"
 
-#include <ctime>
-
 #include "devservice/files/PrivateFiles.h"
 #include "devservice/protocol/Digest.h"
 #include "devservice/protocol/ServiceError.h"
@@ -119,18 +117,15 @@ std::string Store::NewId(char kind) {
   return kind + RandomText(kIdSize - 1);
 }
 
-std::string Store::Now() {
-  const std::time_t now = std::time(nullptr);
+std::string Store::DateOf(std::time_t time) {
   std::tm utc{};
-  gmtime_r(&now, &utc);
+  gmtime_r(&time, &utc);
   char text[32];
   return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc)};
 }
 
 std::string Store::ApiKey() {
-  Statement row = database_.Query("SELECT value FROM settings WHERE name = 'apiKey'");
-  row.Step();
-  return row.Text(0);
+  return database_.Text("SELECT value FROM settings WHERE name = 'apiKey'");
 }
 
 Credentials Store::AddAccount(std::string_view address) {

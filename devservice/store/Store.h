@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -146,7 +147,8 @@ class Store {
   // Everything until Commit, or nothing.
   Transaction Begin() { return Transaction(database_); }
 
-  static std::string Now();  // "2026-01-31 12:34:56", UTC
+  static std::string DateOf(std::time_t time);  // "2026-01-31 12:34:56", UTC
+  static std::string Now() { return DateOf(std::time(nullptr)); }
 
  private:
   void AddPresetContacts(AccountId account);

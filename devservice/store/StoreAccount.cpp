@@ -16,9 +16,7 @@ void Store::CountChange(void* revision, int, const char*, const char* table, sql
 
 std::string Store::ControlToken() {
   database_.Execute("INSERT OR IGNORE INTO settings VALUES('controlToken', ?)", RandomText());
-  Statement row = database_.Query("SELECT value FROM settings WHERE name = 'controlToken'");
-  row.Step();
-  return row.Text(0);
+  return database_.Text("SELECT value FROM settings WHERE name = 'controlToken'");
 }
 
 std::unordered_map<std::string, std::vector<std::string>> Store::AllTags() {
@@ -29,20 +27,16 @@ std::unordered_map<std::string, std::vector<std::string>> Store::AllTags() {
 }
 
 std::string Store::OwnerOf(std::string_view album) {
-  Statement row = database_.Query(
+  return database_.Text(
       "SELECT address FROM albums JOIN accounts ON accounts.id = account WHERE albums.id = ?",
       album);
-  return row.Step() ? row.Text(0) : std::string();
 }
 
 std::vector<std::string> Store::ReadersOf(std::string_view album) {
-  Statement rows = database_.Query(
+  return database_.Texts(
       "SELECT address FROM mailRecipients JOIN mails ON mails.id = mail WHERE album = ?1"
       " UNION SELECT address FROM shares JOIN accounts ON accounts.id = reader WHERE album = ?1",
       album);
-  std::vector<std::string> addresses;
-  while (rows.Step()) addresses.push_back(rows.Text(0));
-  return addresses;
 }
 
 void Store::Empty() {

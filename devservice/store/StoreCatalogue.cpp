@@ -108,10 +108,7 @@ std::vector<Item> Store::Items(std::string_view album, const ListOrder& order) {
 }
 
 std::string Store::RootAlbum(AccountId account) {
-  Statement row =
-      database_.Query("SELECT id FROM albums WHERE account = ? AND isRoot = 1", account);
-  row.Step();
-  return row.Text(0);
+  return database_.Text("SELECT id FROM albums WHERE account = ? AND isRoot = 1", account);
 }
 
 std::string Store::RequireAlbum(AccountId account, std::string_view id) {
@@ -185,10 +182,7 @@ void Store::AddTags(std::string_view item, std::string_view tagList) {
 }
 
 std::vector<std::string> Store::Tags(std::string_view item) {
-  Statement rows = database_.Query("SELECT tag FROM tags WHERE item = ? ORDER BY rowid", item);
-  std::vector<std::string> tags;
-  while (rows.Step()) tags.push_back(rows.Text(0));
-  return tags;
+  return database_.Texts("SELECT tag FROM tags WHERE item = ? ORDER BY rowid", item);
 }
 
 }  // namespace kelo::devservice

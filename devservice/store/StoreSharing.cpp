@@ -28,11 +28,8 @@ void Store::AddContact(AccountId account, std::string_view address) {
 }
 
 std::vector<std::string> Store::Contacts(AccountId account) {
-  Statement rows =
-      database_.Query("SELECT address FROM contacts WHERE account = ? ORDER BY position", account);
-  std::vector<std::string> addresses;
-  while (rows.Step()) addresses.push_back(rows.Text(0));
-  return addresses;
+  return database_.Texts("SELECT address FROM contacts WHERE account = ? ORDER BY position",
+                         account);
 }
 
 std::vector<Mail> Store::Outbox() {
@@ -41,9 +38,8 @@ std::vector<Mail> Store::Outbox() {
   std::vector<Mail> mails;
   while (rows.Step()) {
     Mail mail{rows.Text(1), {}, rows.Text(2), rows.Text(3), rows.Number(4) != 0};
-    Statement recipients = database_.Query(
+    mail.recipients = database_.Texts(
         "SELECT address FROM mailRecipients WHERE mail = ? ORDER BY position", rows.Number(0));
-    while (recipients.Step()) mail.recipients.push_back(recipients.Text(0));
     mails.push_back(std::move(mail));
   }
   return mails;
