@@ -31,9 +31,6 @@ class Failure : public std::runtime_error {
   int exitCode_;
 };
 
-// A library command failed: "cannot <doing>: <words> (<code>)".
-using CommandFailure = kelo::Error;
-
 // What main() says of a failure.
 std::string Sentence(const std::exception& failure);
 

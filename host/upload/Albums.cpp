@@ -38,7 +38,7 @@ std::string Albums::Id(const AlbumName& name) {
   if (const auto known = failed_.find(name); known != failed_.end()) throw known->second;
   try {
     return ids_[name] = FindOrMake(name);
-  } catch (const CommandFailure& failure) {
+  } catch (const Error& failure) {
     if (failure.Code() == kKELOResult_Aborted) throw;
     out_.Problem(Sentence(failure));
     failed_.emplace(name, failure);
@@ -85,8 +85,8 @@ std::string Albums::Make(const std::string& folderId, Kind kind, const std::stri
       kind == Kind::Folder ? library.AddFolder(name) : library.AddAlbum(folderId, name);
   Children(folderId, kind).emplace(CatalogueName(name), id);
   return id;
-} catch (const CommandFailure& failure) {
-  throw CommandFailure(fmt::format("create '{}'", Shown(name)), failure.Code(), failure.Command());
+} catch (const Error& failure) {
+  throw Error(fmt::format("create '{}'", Shown(name)), failure.Code(), failure.Command());
 }
 
 }  // namespace kelo::host

@@ -33,7 +33,7 @@ class Albums {
   AlbumName Meant(const std::string& words);
 
   // Empty where a dry run would make it. What cannot be had is told of, and asked for, once. Throws
-  // CommandFailure.
+  // Error.
   std::string Id(const AlbumName& name);
 
  private:
@@ -49,7 +49,7 @@ class Albums {
   const bool dryRun_;
   std::map<std::pair<std::string, Kind>, Ids> children_;
   std::map<AlbumName, std::string> ids_;
-  std::map<AlbumName, CommandFailure> failed_;
+  std::map<AlbumName, Error> failed_;
 };
 
 }  // namespace kelo::host

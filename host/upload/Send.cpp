@@ -65,7 +65,7 @@ class Sender {
     request.tags = options_.tags;
     try {
       if (!first.album.Empty()) request.albumId = options_.albumId(first.album);
-    } catch (const CommandFailure& failure) {
+    } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       EndIfHopeless(failure.Code());
       return Fail(request, failure.Code(), UploadOutcome::kNotSent);
@@ -113,8 +113,7 @@ class Sender {
         request.files, [](const File* file) { return file->outcome != UploadOutcome::kUndecided; });
     Place(library_, request, decided, options_.dryRun);
     for (const File* file : decided) Report(*file);
-    if (answer.code == kKELOResult_Aborted)
-      throw CommandFailure("upload", answer.code, kKELOCommand_Upload);
+    if (answer.code == kKELOResult_Aborted) throw Error("upload", answer.code, kKELOCommand_Upload);
     return answer;
   }
 
@@ -152,7 +151,7 @@ class Sender {
     try {
       library_.Capacity();
       return true;
-    } catch (const CommandFailure& failure) {
+    } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       return !IsUnclear(failure.Code());
     }
@@ -198,7 +197,7 @@ class Sender {
     try {
       const auto [stored, allowed] = library_.Capacity();
       room = allowed - std::min(allowed, stored + previewed_);
-    } catch (const CommandFailure& failure) {
+    } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       return false;
     }

@@ -11,7 +11,7 @@ namespace kelo::host {
 
 struct SendOptions {
   // The id of the album that a request's files go to; empty: there is none yet. Called before they
-  // are sent, where they have an album. May throw CommandFailure.
+  // are sent, where they have an album. May throw Error.
   std::function<std::string(const AlbumName&)> albumId;
   std::string tags;
   bool dryRun = false;  // ask the check, and change nothing
@@ -26,7 +26,7 @@ struct SendOptions {
 // session) ends the upload; the files left are kNotSent, as are those whose album cannot be had.
 // Files that the service holds already are placed in the album.
 //
-// In a dry run kStored and kPlaced are what would be. Throws CommandFailure when aborted.
+// In a dry run kStored and kPlaced are what would be. Throws Error when aborted.
 void SendFiles(Library& library, const UploadPlan& plan, const SendOptions& options,
                const std::function<void(const File&)>& report);
 

@@ -126,7 +126,7 @@ void Place(Library& library, const UploadRequest& request, const Files& files, b
   std::vector<AddedLink> links(ids.size());
   try {
     if (!dryRun) links = library.AddLinks(request.albumId, ids);
-  } catch (const CommandFailure& failure) {
+  } catch (const Error& failure) {
     links.assign(ids.size(), {failure});
   }
   for (size_t at = 0; at < placed.size(); ++at) {
