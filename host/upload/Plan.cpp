@@ -27,7 +27,7 @@ void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files&
       groups.push_back({memo});
     } else {
       memo->outcome = UploadOutcome::kUnfit;
-      memo->reason = "a sound memo goes with the picture of its name; --force sends it alone";
+      memo->reason = "a voice memo goes with the picture of its name; --force sends it alone";
       unfit.push_back(memo);
     }
   }

@@ -86,7 +86,7 @@ std::string OutcomeText(const File& file, bool dryRun) {
     case UploadOutcome::kChanged:
       return "it changed while it was sent, and may be stored torn; send it again";
     case UploadOutcome::kNotSent:
-      return file.code == 0 ? "not sent: a sound memo goes only with its picture"
+      return file.code == 0 ? "not sent: a voice memo goes only with its picture"
                             : "not sent: " + ResultText(file.code, kKELOCommand_Upload);
     case UploadOutcome::kUnfit:
       return Shown(file.reason);

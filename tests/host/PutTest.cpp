@@ -107,7 +107,7 @@ TEST_F(PutTest, AMemoTravelsWithItsPictureOnly) {
   Write("in/other.jpg", "other");
   const Outcome first = Put();
   EXPECT_THAT(first.out, EndsWith("3 stored, 0 already there, 1 not stored\n"));
-  EXPECT_THAT(first.err, HasSubstr("alone.wav: a sound memo goes with the picture of its name"));
+  EXPECT_THAT(first.err, HasSubstr("alone.wav: a voice memo goes with the picture of its name"));
   fs::remove(folder_ / "in/alone.wav");
   Write("in/new.jpg", "new");  // must not take the memo along again
   const Outcome second = Put();

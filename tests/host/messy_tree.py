@@ -48,7 +48,7 @@ FILES = [
     ("refused: No such file or directory", ["Bad/dangling.jpg"]),
     ("refused: Too many levels of symbolic links", ["Bad/circle 1.jpg", "Bad/circle 2.jpg"]),
     ("refused: not a file", ["Bad/pipe.jpg"]),
-    ("refused: a sound memo goes with the picture of its name; --force sends it alone",
+    ("refused: a voice memo goes with the picture of its name; --force sends it alone",
      ["Bad/alone.wav"]),
     ("copy", ["Twice linked/Same.jpg"]),
     ("left out", ["Thumbs.db", ".DS_Store", "Junk/desktop.ini", "Junk/._a.jpg", "Junk/.hidden.jpg",
