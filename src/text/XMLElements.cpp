@@ -191,11 +191,11 @@ bool NextAttribute(std::string_view& rest, XMLAttribute& attribute) {
 }
 
 std::optional<std::string_view> FindAttribute(std::string_view text, std::string_view name) {
-  XMLTagReader reader(text);
-  XMLTag tag;
-  while (reader.Next(tag)) {
-    const auto [value] = ReadAttributes(tag.attributes, {name});
-    if (value.data()) return value;
+  for (size_t at = text.find(name); at != npos; at = text.find(name, at + 1)) {
+    const std::string_view behind = text.substr(at + name.size());
+    if (!behind.starts_with("=\"")) continue;
+    const size_t end = behind.find('"', 2);
+    return end == npos ? std::nullopt : std::optional(behind.substr(2, end - 2));
   }
   return std::nullopt;
 }

@@ -100,7 +100,9 @@ std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
   }
 }
 
-// The value of the first attribute of that name in any tag; nothing where no tag has one.
+// One value of the whole answer, such as "stat": that of the first `name="..."` anywhere in the
+// text, searched as plain bytes. So it need not be in a whole tag, and "id" also finds `albumId="`
+// if that is spelt `albumid="`. Nothing where there is none.
 std::optional<std::string_view> FindAttribute(std::string_view text, std::string_view name);
 
 // What stands between the first opening tag of that name and the last closing one behind it; the

@@ -26,6 +26,10 @@ TEST(ServiceAnswer, TurnsStatusIntoAResultCode) {
       {"<r errcode=\"207\"/>", 4144, false},
       {"<r stat=\"ok", 4144, false},
       {"<r stat=\"ok\"/>", 0, false},
+      // The first one anywhere counts, also without a tag, and at the end of a longer name.
+      {"<r stat=\"ok\"", 0, false},
+      {"<!-- stat=\"ok\" --><r stat=\"fail\" errcode=\"207\"/>", 0, false},
+      {"<r laststat=\"fail\" stat=\"ok\" errcode=\"207\"/>", 4115, true},
       {"<r stat=\"OK\"/>", 4144, false},
       {"<r stat=\"ok\"><x stat=\"fail\" errcode=\"207\"/></r>", 0, false},
       {"<r stat=\"fail\" errcode=\"207\"><x stat=\"ok\"/></r>", 4115, true},
