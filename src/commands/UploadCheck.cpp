@@ -32,7 +32,7 @@ std::vector<std::vector<std::string>> GroupElements(std::string_view answer, siz
       [&](const XMLTag& element) {
         groups.resize(files);
         const uint64_t index = StringToULL(ReadVerdict(element.text)[Idx]) - 1;
-        if (index < files) groups[index].emplace_back(element.text);
+        if (index < files) groups[static_cast<size_t>(index)].emplace_back(element.text);
       },
       stop);
   if (stop()) groups.clear();
