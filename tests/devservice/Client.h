@@ -21,7 +21,7 @@ namespace kelo::devservice {
 inline std::vector<std::string> Between(std::string_view text, std::string_view before,
                                         std::string_view after) {
   std::vector<std::string> found;
-  std::size_t start = 0;
+  size_t start = 0;
   while ((start = text.find(before, start)) != std::string_view::npos) {
     start += before.size();
     found.emplace_back(text.substr(start, text.find(after, start) - start));
@@ -170,7 +170,7 @@ inline Upload MakeUpload(const std::vector<File>& files,
   Upload upload;
   upload.document = Client::kDeclarations + opening + "\r\n<items>\r\n";
   std::string parts;
-  for (std::size_t i = 0; i < files.size(); ++i) {
+  for (size_t i = 0; i < files.size(); ++i) {
     upload.document += "<item idx=\"" + std::to_string(i + 1) + "\" fileName=\"" + files[i].name +
                        "\" size=\"" + std::to_string(files[i].bytes.size()) + "\"" + files[i].more +
                        " />\r\n";
@@ -193,6 +193,23 @@ inline Response Post(Client& client, const Upload& upload,
                      {"Content-Type: " + type});
 }
 
+// The same as it travels.
+inline std::string PostText(Client& client, const Upload& upload) {
+  return "POST /P2PwebCmdController/api-upload?" + client.Query(upload.document) +
+         " HTTP/1.1\r\nContent-Type: multipart/form-data; boundary=BOUNDARY\r\nContent-Length: " +
+         std::to_string(upload.body.size()) + "\r\n\r\n" + upload.body;
+}
+
+inline int PortOf(const std::string& url) {
+  return std::stoi(url.substr(url.rfind(':') + 1));
+}
+
+// The token of the page and of the calls under /control/.
+inline std::string PageToken(const Service& service) {
+  const std::string url = service.PageUrl();
+  return url.substr(url.find('=') + 1);
+}
+
 class Peer {
  public:
   explicit Peer(const Service& service) : Peer(service.Url()) {}
@@ -203,7 +220,7 @@ class Peer {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(std::atoi(url.c_str() + url.rfind(':') + 1)));
+    address.sin_port = htons(static_cast<uint16_t>(PortOf(url)));
     connected_ = connect(socket_.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
   }
 
@@ -231,7 +248,7 @@ class Peer {
     while (end.empty() || received.find(end) == std::string::npos) {
       const ssize_t size = recv(socket_.Get(), bytes, sizeof bytes, 0);
       if (size <= 0) break;
-      received.append(bytes, static_cast<std::size_t>(size));
+      received.append(bytes, static_cast<size_t>(size));
     }
     return received;
   }

@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kFiles = 8;
-constexpr std::size_t kFileSize = 200'000;
+constexpr size_t kFileSize = 200'000;
 
 std::vector<std::string> FileNames(Client& client) {
   return Between(client.GetHierarchy().body, "fileName=\"", "\"");
@@ -37,8 +37,8 @@ void UploadMissing(Client& client, const std::vector<std::string>& stored) {
 }
 
 // Nothing but whole files that are listed, and their number.
-std::size_t CheckFolder(const TemporaryFolder& folder) {
-  std::size_t count = 0;
+size_t CheckFolder(const TemporaryFolder& folder) {
+  size_t count = 0;
   for (const auto& entry : fs::directory_iterator(folder.Path("data/files"))) {
     EXPECT_EQ(entry.file_size(), kFileSize);
     ++count;
@@ -83,9 +83,9 @@ TEST(Kill, InTheMiddleOfAnUploadLosesAndDoublesNothing) {
     UploadMissing(client, stored);
     auto all = FileNames(client);
     std::ranges::sort(all);
-    EXPECT_EQ(all.size(), static_cast<std::size_t>(kFiles));
+    EXPECT_EQ(all.size(), static_cast<size_t>(kFiles));
     EXPECT_EQ(std::ranges::unique(all).begin(), all.end()) << "a file is stored twice";
-    EXPECT_EQ(CheckFolder(folder), static_cast<std::size_t>(kFiles));
+    EXPECT_EQ(CheckFolder(folder), static_cast<size_t>(kFiles));
     if (HasFailure()) break;
   }
   std::printf(

@@ -181,8 +181,7 @@ TEST_F(ProtocolTest, SharingReachesTheOtherAccountForReadingOnly) {
 
 TEST_F(ServiceTest, OneBadRecipientIsNamedAtATime) {
   const std::pair<std::string, std::string> cases[] = {
-      {"mailto:a@b.example", ""},  // all are good
-      {"mailto:a@b.example;; c@d.example ", ""},
+      {"mailto:a@b.example;; c@d.example ", ""},  // all are good
       {"mailto:Name &lt;a@b.example&gt;;c@d", ""},
       {"AAAAA", "AAAAA"},
       {"mailto:a@b.example; x ;y", "x"},
@@ -199,17 +198,7 @@ TEST_F(ServiceTest, OneBadRecipientIsNamedAtATime) {
   }
 }
 
-TEST(References, ConvertBothWaysAndRefuseWhatIsNotText) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"a<b & \"c\" 'd'>", "a&lt;b &amp; &quot;c&quot; &apos;d&apos;&gt;"},
-      {"caf\xC3\xA9\r\n", "caf&#233;&#13;&#10;"},
-      {"\xE6\xA1\x9C\xF0\x9F\x98\x80", "&#26716;&#55357;&#56832;"},
-      {"", ""},
-  };
-  for (const auto& [text, references] : cases) {
-    EXPECT_EQ(EncodeReferences(text), references) << text;
-    EXPECT_EQ(DecodeReferences(references), text) << references;
-  }
+TEST(References, AreRefusedWhereTheyAreNoText) {
   for (const char* bad : {"&", "&unknown;", "&#;", "&#12", "&#x;", "&#55357;", "&#56832;&#55357;",
                           "&#1114112;", "\xFF", "\xC3", "\xED\xA0\x80", "\xC0\x80"})
     EXPECT_EQ(DecodeReferences(bad), std::nullopt) << bad;
@@ -218,37 +207,28 @@ TEST(References, ConvertBothWaysAndRefuseWhatIsNotText) {
 
 TEST(RequestDocument, TakesThePrescribedLayoutOnly) {
   const std::string& head = Client::kDeclarations;
-  const std::string good[] = {
-      head + "<M a=\"&lt;&#233;\" b=\"\" />\r\n",
-      head + "<M>\r\n<items>\r\n<item idx=\"1\" />\r\n</items>\r\n</M>\r\n",
-      head + "<ModifyProps itemIdList=\"x\">\r\n</ModifyProps>",
-      head + "<AddItemsToAlbum albumId=\"\xF8\xF8\" itemIdList=\"x\" />\r\n",
+  const char* good[] = {
+      "<M a=\"&lt;&#233;\" b=\"\" />\r\n",
+      "<M>\r\n<items>\r\n<item idx=\"1\" />\r\n</items>\r\n</M>\r\n",
+      "<ModifyProps itemIdList=\"x\">\r\n</ModifyProps>",
+      "<AddItemsToAlbum albumId=\"\xF8\xF8\" itemIdList=\"x\" />\r\n",
   };
-  const std::string bad[] = {
-      head + "<AddItemsToAlbum albumId=\"\xF8<\" itemIdList=\"x\" />\r\n",
-      head + "<ModifyProps itemIdList=\"x\">\r\n</ModifyProps>\r\n",
-      head + "<M />",
-      head + "<M/>\r\n",
-      head + "<M />\n",
-      head + "<M  a=\"1\" />\r\n",
-      head + "<M a='1' />\r\n",
-      head + "<M a=\"1\" a=\"2\" />\r\n",
-      head + "<M a=\"1\"b=\"2\" />\r\n",
-      head + "<M a=\"x<y\" />\r\n",
-      head + "<M a=\"x&y\" />\r\n",
-      head + "<M>\r\n</N>\r\n",
-      head + "<M />\r\n ",
-      head + "<a>\r\n<b>\r\n<c>\r\n<d>\r\n<e />\r\n</d>\r\n</c>\r\n</b>\r\n</a>\r\n",
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n" + head.substr(head.find("<?pro")) +
-          "<M />\r\n",
-      "<M />\r\n",
-      head,
-      "",
-  };
+  std::vector<std::string> bad = {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n" +
+                                      head.substr(head.find("<?pro")) + "<M />\r\n",
+                                  "<M />\r\n", ""};
+  for (const char* text : {"<AddItemsToAlbum albumId=\"\xF8<\" itemIdList=\"x\" />\r\n",
+                           "<ModifyProps itemIdList=\"x\">\r\n</ModifyProps>\r\n",
+                           "<a>\r\n<b>\r\n<c>\r\n<d>\r\n<e />\r\n</d>\r\n</c>\r\n</b>\r\n</a>\r\n"})
+    bad.push_back(head + text);
+  for (const char* text :
+       {"", "<M />", "<M/>\r\n", "<M />\n", "<M  a=\"1\" />\r\n", "<M a='1' />\r\n",
+        "<M a=\"1\" a=\"2\" />\r\n", "<M a=\"1\"b=\"2\" />\r\n", "<M a=\"x<y\" />\r\n",
+        "<M a=\"x&y\" />\r\n", "<M>\r\n</N>\r\n", "<M />\r\n "})
+    bad.push_back(head + text);
   std::string reason;
-  for (const std::string& document : good) {
-    EXPECT_TRUE(ReadRequestDocument(document, reason)) << document << reason;
-    EXPECT_EQ(reason, "") << document;
+  for (const std::string text : good) {
+    EXPECT_TRUE(ReadRequestDocument(head + text, reason)) << text << reason;
+    EXPECT_EQ(reason, "") << text;
   }
   for (const std::string& document : bad) {
     reason.clear();

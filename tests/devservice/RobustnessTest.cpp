@@ -44,21 +44,15 @@ TEST(Secrets, AreAllOfTheSystemsRandomBytes) {
   EXPECT_THROW(Service(), std::runtime_error);
   randomSource = kSystem;
   std::set<char> letters;
-  const std::string page = service.PageUrl();
-  const std::string texts[] = {
-      service.ApiKey(), service.AuthToken(),    service.Secret(), other.authToken,
-      other.secret,     client.token.substr(1), album.substr(1),  page.substr(page.find('=') + 1)};
+  const std::string texts[] = {service.ApiKey(), service.AuthToken(), service.Secret(),
+                               other.authToken,  other.secret,        client.token.substr(1),
+                               album.substr(1),  PageToken(service)};
   for (const std::string& text : texts) {
     EXPECT_EQ(text.find_first_not_of(text[0]), std::string::npos) << text;
     EXPECT_GE(text.size(), 26u);
     letters.insert(text[0]);
   }
   EXPECT_EQ(letters.size(), std::size(texts));
-}
-
-int PortOf(const Service& service) {
-  const std::string url = service.Url();
-  return std::stoi(url.substr(url.rfind(':') + 1));
 }
 
 std::string RefusalOf(const Service::Options& options) {
@@ -82,16 +76,16 @@ TEST(DataDirectory, HasOneUserAndOnePort) {
   int port = 0;
   {
     const Service service(options);
-    port = PortOf(service);
+    port = PortOf(service.Url());
     EXPECT_NE(RefusalOf(options).find("another service uses the folder"), std::string::npos);
     EXPECT_EQ(RefusalOf({.port = port}), "cannot listen on 127.0.0.1:" + std::to_string(port) +
                                              ": Address already in use; choose another --port");
   }
   {
     const Service service(options);
-    EXPECT_EQ(PortOf(service), port);
+    EXPECT_EQ(PortOf(service.Url()), port);
     const Service elsewhere;
-    EXPECT_NE(PortOf(elsewhere), port);
+    EXPECT_NE(PortOf(elsewhere.Url()), port);
   }
   const Service other({.port = port});
   EXPECT_NE(RefusalOf(options).find("already in use"), std::string::npos)
@@ -148,8 +142,8 @@ TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
   fs::create_symlink("endless.jpg", folder.Path("endless.jpg"));
   ASSERT_EQ(mkfifo(folder.Path("Album/pipe.jpg").c_str(), 0600), 0);
   std::set<std::string> passedOver;
-  std::size_t done = 0;
-  const ImportWatcher watcher{[&](std::size_t files) { done = files; },
+  size_t done = 0;
+  const ImportWatcher watcher{[&](size_t files) { done = files; },
                               [&](const std::string& path, const std::string& why) {
                                 EXPECT_NE(why, "") << path;
                                 passedOver.insert(path);
@@ -172,7 +166,7 @@ TEST_F(ServiceTest, AnImportStepsOverWhatItCannotRead) {
 }
 
 // The steps of the database in a service's life; counted in tens.
-std::size_t steps = 0;
+size_t steps = 0;
 int CountSteps(sqlite3* database, char**, const sqlite3_api_routines*) {
   const auto count = [](void*) {
     ++steps;
@@ -217,20 +211,25 @@ TEST(DataDirectory, AFullDiskLeavesNoPartOfAnImportedFile) {
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("data/files")), {}), 1);
 }
 
-TEST_F(ServiceTest, ABodyIsBoundedBeforeItIsBelieved) {
+TEST_F(ServiceTest, HeadsAndBodiesAreBoundedBeforeTheyAreBelieved) {
   const std::string chunk = "100000\r\n" + std::string(1 << 20, 'x') + "\r\n";
-  const std::tuple<const char*, std::string, std::string> cases[] = {
-      {"announced", PutHead("Content-Length: 400000000"), ""},
-      {"in pieces", PutHead("Transfer-Encoding: chunked"), chunk + chunk},
+  const std::string line = "X: " + std::string(1000, 'x') + "\r\n";
+  std::string head = "GET / HTTP/1.1\r\n";
+  for (int lines = 0; lines < 1000; ++lines) head += line;
+  const std::tuple<const char*, std::string, std::string, const char*> cases[] = {
+      {"announced", PutHead("Content-Length: 400000000"), "", "413"},
+      {"in pieces", PutHead("Transfer-Encoding: chunked"), chunk + chunk, "413"},
       {"announced for an upload",
-       "POST /P2PwebCmdController/api-upload HTTP/1.1\r\nContent-Length: 99999999999\r\n\r\n", ""},
-      {"for no method", "POST /any HTTP/1.1\r\nContent-Length: 2000000\r\n\r\n", ""},
+       "POST /P2PwebCmdController/api-upload HTTP/1.1\r\nContent-Length: 99999999999\r\n\r\n", "",
+       "413"},
+      {"for no method", "POST /any HTTP/1.1\r\nContent-Length: 2000000\r\n\r\n", "", "413"},
+      {"a head without end", "", head, "400"},
   };
-  for (const auto& [what, head, body] : cases) {
+  for (const auto& [what, begin, rest, status] : cases) {
     const Peer peer(service);
-    EXPECT_TRUE(peer.Send(head)) << what;
-    peer.Send(body);
-    EXPECT_TRUE(peer.Receive("\r\n\r\n").starts_with("HTTP/1.1 413")) << what;
+    EXPECT_TRUE(peer.Send(begin)) << what;
+    peer.Send(rest);
+    EXPECT_TRUE(peer.Receive("\r\n\r\n").starts_with(std::string("HTTP/1.1 ") + status)) << what;
     EXPECT_LE(service.Log().back().body.size(), 2u << 20) << what;
   }
   // Part of a session, so it is read: and then it is no document.
@@ -238,22 +237,9 @@ TEST_F(ServiceTest, ABodyIsBoundedBeforeItIsBelieved) {
   EXPECT_TRUE(service.Log().back().body.empty()) << "a large body is not kept";
 }
 
-TEST_F(ServiceTest, AHeadIsBounded) {
-  const Peer peer(service);
-  peer.Send("GET / HTTP/1.1\r\n");
-  const std::string line = "X: " + std::string(1000, 'x') + "\r\n";
-  for (int lines = 0; lines < 1000; ++lines) peer.Send(line);
-  EXPECT_TRUE(peer.Receive().starts_with("HTTP/1.1 400")) << "before its end";
-  EXPECT_EQ(client.GetHierarchy().Outcome(), "ok");
-}
-
-struct HurriedTest : ServiceTest {
-  HurriedTest()
-      : ServiceTest({.headLimit = std::chrono::milliseconds(50),
-                     .bodyLimit = std::chrono::milliseconds(50)}) {}
-};
-
-TEST_F(HurriedTest, SlowClientsAreLeft) {
+TEST(SlowClients, AreLeft) {
+  const Service service(
+      {.headLimit = std::chrono::milliseconds(50), .bodyLimit = std::chrono::milliseconds(50)});
   const std::string requests[] = {"G", "GET /any HTTP/1.1\r\nHost",
                                   PutHead("Content-Length: 9") + "abc",
                                   PutHead("Transfer-Encoding: chunked") + "5\r\nab"};
@@ -265,8 +251,8 @@ TEST_F(HurriedTest, SlowClientsAreLeft) {
   }
 }
 
-std::size_t ThreadCount() {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
+size_t ThreadCount() {
+  return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
 }
 
 TEST_F(ServiceTest, AThousandIdleConnectionsCostNoThreads) {
@@ -297,15 +283,12 @@ TEST_F(ServiceTest, FiftyUploadsAtATimeHold) {
   for (int i = 0; i < 50; ++i) {
     const std::string name = std::to_string(i) + ".jpg";
     const Upload upload = MakeUpload({{name, std::string(300'000, static_cast<char>(i))}});
-    const std::string request =
-        "POST /P2PwebCmdController/api-upload?" + client.Query(upload.document) +
-        " HTTP/1.1\r\nContent-Type: multipart/form-data; boundary=BOUNDARY\r\nContent-Length: " +
-        std::to_string(upload.body.size()) + "\r\n\r\n" + upload.body;
+    const std::string request = PostText(client, upload);
     peers.emplace_back(service);
     ASSERT_TRUE(peers.back().Send(request.substr(0, 200'000)));
     rest.push_back(request.substr(200'000));
   }
-  for (std::size_t i = 0; i < peers.size(); ++i) ASSERT_TRUE(peers[i].Send(rest[i]));
+  for (size_t i = 0; i < peers.size(); ++i) ASSERT_TRUE(peers[i].Send(rest[i]));
   for (const Peer& peer : peers)
     EXPECT_NE(peer.Receive("</response>\r\n").find("stat=\"ok\""), std::string::npos);
   EXPECT_EQ(client.Call("GetStorageCapacity").Attribute("dataCapacity"), "15000000");
