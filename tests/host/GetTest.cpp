@@ -1,7 +1,21 @@
-// Where downloads go, and what is left alone.
-#include "HostTest.h"
-
+// Where downloads go, under which names, and what is left alone.
 #include <unistd.h>
+
+#include <atomic>
+
+#include "HostTest.h"
+#include "host/download/PathGiver.h"
+
+namespace {
+
+std::atomic<size_t> asked = 0;  // questions to the file system
+
+}  // namespace
+
+int stat(const char* path, struct stat* status) noexcept {
+  ++asked;
+  return fstatat(AT_FDCWD, path, status, 0);
+}
 
 namespace kelo::host::testing {
 namespace {
@@ -14,7 +28,7 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
     Write(name, name);
   service_.Import(folder_ / "in");
   service_.ImportFriend(folder_ / "Anna's garden");
-  const Outcome listed = Get({"--all", "--dry-run", "--json"});
+  const Outcome listed = Get("--all --dry-run --json");
   std::map<std::string, std::string> ids;
   for (const auto& object : Objects(listed.out)) {
     EXPECT_EQ(object["outcome"], "wouldStore");
@@ -29,15 +43,13 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
   const std::string party = "Party/c.jpg";
   const std::string theirs = "Friends' albums/Anna's garden/d.jpg";
   struct Case {
-    std::vector<std::string> arguments;
-    std::vector<std::string> paths;
+    Words arguments;
+    Words paths;
   };
   const Case cases[] = {
       {{ids["a.jpg"], ids["c.jpg"], ids["a.jpg"]}, {"a.jpg", "c.jpg"}},
       {{"Lisbon"}, {"a.jpg"}},
       {{"--album", "Lisbon"}, {"a.jpg"}},
-      {{"journeys/LISBON"}, {"a.jpg"}},
-      {{"Journeys/Lisbon/a.jpg"}, {"a.jpg"}},
       {{"root"}, {"top.jpg"}},
       {{"Anna's garden"}, {"d.jpg"}},
       {{"Journeys"}, {lisbon, porto}},
@@ -56,30 +68,27 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
   EXPECT_EQ(put.exitCode, 0) << put.err;
   EXPECT_EQ(Arrived("UploadItems"), 0u);
 
-  for (const auto& arguments : {std::vector<std::string>{}, {"--all", "Lisbon"}})
-    EXPECT_EQ(Get(arguments).exitCode, 2) << arguments.size();
+  for (const char* wrong : {"", "--all Lisbon"}) EXPECT_EQ(Get(wrong).exitCode, 2) << wrong;
 }
 
 TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
   struct Case {
-    std::string is;                   // what is there
-    std::time_t date = 0;             // its modify date
-    std::vector<std::string> option;  // of get
-    int status = 200;                 // of the original
-    std::string then;                 // what is there afterwards
-    std::string told;                 // the line at the end
+    std::string is;        // what is there
+    std::time_t date = 0;  // its modify date
+    Words option;          // of get
+    int status = 200;      // of the original
+    std::string then;      // what is there afterwards
+    std::string told;      // the line at the end
   };
   constexpr const char* kHere = "0 downloaded, 1 already here\n";
   constexpr const char* kStored = "1 downloaded, 0 already here\n";
   constexpr const char* kFailed = "0 downloaded, 0 already here, 1 failed\n";
   const Case cases[] = {
-      {"", 0, {}, 200, "new", kStored},
       {"old", kScriptedDate, {}, 200, "old", kHere},
       {"old", kScriptedDate - 1, {}, 200, "old", kHere},
       {"old", kScriptedDate + 3600, {}, 200, "old", kFailed},
       {"old", kScriptedDate, {"--replace"}, 200, "new", kStored},
       {"old", kScriptedDate + 3600, {"--replace"}, 200, "new", kStored},
-      {"", 0, {"--replace"}, 200, "new", kStored},
       {"old", kScriptedDate, {"--replace"}, 404, "old", kFailed},
   };
   const fs::path file = Out() / "a.jpg";
@@ -90,9 +99,7 @@ TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
       EXPECT_EQ(ReadFile(file), one.is);
       return Reply{.status = one.status, .body = "new"};
     });
-    std::vector<std::string> arguments = {"item0"};
-    arguments.insert(arguments.end(), one.option.begin(), one.option.end());
-    const Outcome get = Get(arguments);
+    const Outcome get = Get("item0" + one.option);
     EXPECT_THAT(get.out, EndsWith(one.told)) << get.err;
     EXPECT_EQ(get.exitCode, one.told == kFailed ? 1 : 0);
     EXPECT_EQ(ReadFile(file), one.then) << one.told;
@@ -103,8 +110,7 @@ TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {
   fs::remove_all(Out());
   Write("out/a.jpg/within", "x");
   ScriptAccount({{"a.jpg"}}, [](const std::string&) { return Reply{.body = "new"}; });
-  for (const auto& arguments : {std::vector<std::string>{"item0"}, {"item0", "--replace"}})
-    EXPECT_EQ(Get(arguments).exitCode, 1);
+  for (const char* arguments : {"item0", "item0 --replace"}) EXPECT_EQ(Get(arguments).exitCode, 1);
   EXPECT_THAT(Names("out"), ElementsAre("a.jpg"));
 }
 
@@ -113,7 +119,7 @@ TEST_F(GetTest, AFolderThatCannotBeLookedAtCostsOnlyItself) {
   service_.Import(folder_ / "in");
   fs::create_directory(Out());
   fs::create_symlink("Circle", Out() / "Circle");
-  const Outcome get = Get({"--all"});
+  const Outcome get = Get("--all");
   EXPECT_EQ(get.exitCode, 1);
   EXPECT_THAT(get.out, EndsWith("1 downloaded, 0 already here, 1 failed\n"));
   EXPECT_THAT(get.err, HasSubstr("Circle/a.jpg: "));
@@ -129,7 +135,7 @@ TEST_F(GetTest, WhatComesMeanwhileIsLikeWhatWasThere) {
       SetModifyTime(Write("out/a.jpg", "another"), date);
       return Reply{.body = "new"};
     });
-    const Outcome get = Get({"root"});
+    const Outcome get = Get("root");
     EXPECT_THAT(get.out, EndsWith(told)) << get.err;
     EXPECT_THAT(get.err, Not(HasSubstr("(4113)")));
     EXPECT_EQ(ReadFile(Out() / "a.jpg"), "another");
@@ -137,9 +143,132 @@ TEST_F(GetTest, WhatComesMeanwhileIsLikeWhatWasThere) {
   }
   if (::geteuid() == 0) return;  // who may write anywhere
   fs::permissions(Out(), fs::perms::owner_read | fs::perms::owner_exec);
-  EXPECT_THAT(Get({"root", "--replace"}).err, HasSubstr("cannot write into the folder " +
-                                                        Out().string() + ": Permission denied\n"));
+  EXPECT_THAT(Get("root --replace").err, HasSubstr("cannot write into the folder " +
+                                                   Out().string() + ": Permission denied\n"));
   fs::permissions(Out(), fs::perms::owner_all);
+}
+
+TEST_F(GetTest, HostileNamesNeitherLeaveTheFolderNorReachTheTerminal) {
+  ScriptAccount({{"../../evil.jpg"},
+                 {"/etc/evil"},
+                 {".."},
+                 {".bashrc"},
+                 {"a&#27;[31mred.jpg"},
+                 {"line&#13;&#10;break.jpg"},
+                 {""},
+                 {"back\\slash"}},
+                [](const std::string&) { return Reply{.body = "x"}; });
+  const Outcome get = Get("root");
+  EXPECT_EQ(get.exitCode, 0) << get.err;
+  EXPECT_THAT(Names("out"),
+              ElementsAre("%2E.", "%2E.%2F..%2Fevil.jpg", "%2Ebashrc", "%2Fetc%2Fevil",
+                          "a%1B[31mred.jpg", "back%5Cslash", "item6", "line%0D%0Abreak.jpg"));
+  EXPECT_THAT(Names("."), ElementsAre("home", "out"));
+  for (const char* command : {"tree --items", "ls root", "info item4"}) {
+    const Outcome shown = Kelo(command);
+    EXPECT_EQ(shown.exitCode, 0) << shown.err;
+    EXPECT_THAT(shown.out + get.out + get.err,
+                Not(::testing::ContainsRegex("[\x01-\x09\x0B-\x1F]")))
+        << command;
+  }
+}
+
+TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
+  // What is left of a name that filled its field of 255 bytes.
+  const auto cut = [](const std::string& end, const std::string& text) {
+    return std::string(255 - end.size(), 'n') + text;
+  };
+  std::vector<ScriptedItem> items = {
+      {"same.jpg", "2024-05-17T10:11:13Z", "2024-06-01"},
+      {"same.jpg", "1964-05-20T10:11:13Z", "2024-06-03"},
+      {"same.jpg", "2024-05-18T10:11:13Z", "2024-06-02"},
+      {"same (2).jpg", "2024-05-18 10:11:13", "2024-06-04"},
+      {"caf&#233;.jpg", "2024:05:18 10:11:13", "2024-06-01"},
+      {"cafe&#769;.jpg", "", "2024-06-02"},
+      {"caf\xC3\xA9.jpg", "2024-05-18T12:11:13+02:00", "2024-06-03"},
+      {cut("&#26716", "&#26716"), "2024-05-18T07:41:13.5-02:30", "2024-06-01"},
+      {cut("&#55357;&#563", "&#55357;&#563"), "", "2024-06-02"},
+      {cut("&#26716;.JPE", "&#26716;.JPE"), "", "2024-06-01"},
+      {cut("&#246;.j", "&#246;.j"), "", "2024-06-01", "image/tiff"},
+  };
+  const auto original = [](const std::string& id) { return Reply{.body = id}; };
+  ScriptAccount(items, original);
+  EXPECT_EQ(Get("root").exitCode, 0);
+  const std::map<std::string, std::string> expected = {
+      {"same.jpg", "item0"},
+      {"same (3).jpg", "item2"},
+      {"same (4).jpg", "item1"},
+      {"same (2).jpg", "item3"},
+      {"caf\xC3\xA9.jpg", "item4"},
+      {"caf\xC3\xA9 (2).jpg", "item5"},
+      {"caf\xC3\xA9 (3).jpg", "item6"},
+      {cut("&#26716", ".jpg"), "item7"},
+      {cut("&#55357;&#563", ".jpg"), "item8"},
+      {cut("&#26716;.JPE", "桜.JPE"), "item9"},
+      {cut("&#246;.j", "ö.j.tif"), "item10"},
+  };
+  const auto contents = [&] {
+    std::map<std::string, std::string> all;
+    for (const auto& [path, file] : TreeOf(Out())) all[path] = file.first;
+    return all;
+  };
+  EXPECT_EQ(contents(), expected);
+  EXPECT_EQ(ModifyTime(Out() / cut("&#26716", ".jpg")), ModifyTime(Out() / "caf\xC3\xA9 (3).jpg"));
+
+  // One that came first in the account after the others doesn't move them, nor does one that went.
+  service_.ClearLog();
+  items[0] = {"same.jpg", "2024-05-19T10:11:13Z", "2024-05-01"};
+  ScriptAccount(items, original);
+  EXPECT_THAT(Get("root").out, EndsWith("0 downloaded, 10 already here, 1 failed\n"));
+  fs::remove(Out() / "same.jpg");
+  EXPECT_THAT(Get("root").out, EndsWith("1 downloaded, 10 already here\n"));
+  EXPECT_EQ(contents(), expected);
+  EXPECT_EQ(Fetched(), 1u);
+}
+
+// A hard link under another spelling is what a file system that doesn't count case shows.
+TEST_F(GetTest, TwoNamesOfOneFileAreSeenAsSuch) {
+  ScriptAccount({{"Same.jpg"}, {"same.jpg"}}, [&](const std::string& id) {
+    if (id == "item1") fs::create_hard_link(Out() / "Same.jpg", Out() / "same.jpg");
+    return Reply{.body = id};
+  });
+  for (const char* told : {"2 downloaded, 0 already here\n", "0 downloaded, 2 already here\n"}) {
+    const Outcome get = Get("root");
+    EXPECT_THAT(get.out, EndsWith(told)) << get.err;
+    EXPECT_EQ(ReadFile(Out() / "Same.jpg"), "item0");
+    EXPECT_EQ(ReadFile(Out() / "same (2).jpg"), "item1");
+  }
+  fs::remove(Out() / "same.jpg");
+  EXPECT_THAT(Get("root --replace").out, EndsWith("2 downloaded, 0 already here\n"));
+  EXPECT_EQ(ReadFile(Out() / "Same.jpg"), "item0");
+}
+
+// Four times as many of one name ask the file system about four times as many questions, whatever
+// stands there.
+TEST_F(GetTest, ManyOfOneNameTakeNoLongerThanManyNames) {
+  enum class There { kNothing, kAll, kAllButFirst, kOthers };
+  const auto questions = [&](size_t count, There there) {
+    const fs::path folder = folder_ / std::to_string(count);
+    const fs::path wanted = folder / "a.jpg";
+    fs::remove_all(folder);
+    for (size_t at = 0; there != There::kNothing && at < count; ++at) {
+      const std::string name = NumberedName("a.jpg", static_cast<int>(at) + 1);
+      const bool other = there == There::kOthers || (there == There::kAllButFirst && at == 0);
+      SetModifyTime(Write(fs::path(folder.filename() / name), "x"),
+                    other ? 5 : static_cast<std::time_t>(1000 * at + 1000));
+    }
+    asked = 0;
+    PathGiver paths;
+    const auto given = paths.Give(std::vector(count, wanted), Named::kFile, [](size_t at) {
+      return std::vector<PathGiver::Mark>{{"", static_cast<std::time_t>(1000 * at + 1001)}};
+    });
+    const size_t all = asked;
+    const auto here = std::ranges::count_if(given, &PathGiver::Given::isHere);
+    EXPECT_EQ(here, there == There::kAll ? count : there == There::kAllButFirst ? count - 1 : 0u);
+    return all;
+  };
+  for (const There there : {There::kNothing, There::kAll, There::kAllButFirst, There::kOthers})
+    EXPECT_LT(questions(200, there), 6 * questions(50, there)) << static_cast<int>(there);
 }
 
 }  // namespace

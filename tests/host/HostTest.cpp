@@ -12,30 +12,56 @@ bool MayContain() {
   return may;
 }
 
+Words CommandOf(const Words& arguments) {
+  if (arguments.empty() || arguments.front() != kContained) return Words{KELO_PROGRAM} + arguments;
+  const Words program = {KELO_PROGRAM};
+  const Words rest(arguments.begin() + 1, arguments.end());
+  return (MayContain() ? "/usr/bin/unshare -r -p -f --kill-child" + program : program) + rest;
+}
+
 }  // namespace
 
 Reply Refusal(int number) {
   return {.body = "<a stat=\"fail\" errcode=\"" + std::to_string(number) + "\" errmsg=\"x\"/>"};
 }
 
-std::vector<std::string> WordsOf(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words = {KELO_PROGRAM};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  if (arguments.empty() || arguments.front() != kContained) return words;
-  words.erase(words.begin() + 1);
-  if (MayContain())
-    words.insert(words.begin(), {"/usr/bin/unshare", "-r", "-p", "-f", "--kill-child"});
-  return words;
+std::string Repeated(std::string_view text, int times) {
+  std::string all;
+  for (; times > 0; --times) all += text;
+  return all;
 }
 
-std::vector<std::string> HostTest::EnvironmentOf(const devservice::Service& service) const {
-  std::vector<std::string> environment = {"HOME=" + (folder_ / "home").string(),
-                                          "PATH=/usr/bin:/bin",
-                                          "LC_ALL=C.UTF-8",
-                                          "KELO_KEY=" + service.ApiKey(),
-                                          "KELO_TOKEN=" + service.AuthToken(),
-                                          "KELO_SECRET=" + service.Secret(),
-                                          "KELO_URL=" + service.Url()};
+std::string ItemOf(const std::string& id, const std::string& name, const std::string& more) {
+  return fmt::format(R"(<item itemId="{}" fileName="{}" {}/>)", id, name, more);
+}
+
+std::string AlbumOf(const std::string& id, const std::string& name, const std::string& items) {
+  return fmt::format(R"(<album albumId="{}" albumName="{}"><items>{}</items></album>)", id, name,
+                     items);
+}
+
+std::string FolderOf(const std::string& id, const std::string& name, const std::string& albums) {
+  return fmt::format(R"(<folder folderId="{}" folderName="{}"><albums>{}</albums></folder>)", id,
+                     name, albums);
+}
+
+Words::Words(const std::string& line) {
+  std::istringstream text(line);
+  for (std::string word; text >> word;) push_back(word);
+}
+
+KeloProcess::KeloProcess(const Words& arguments, const Words& environment, int columns,
+                         const char* output)
+    : Process(CommandOf(arguments), {environment, columns, output}) {}
+
+Words HostTest::EnvironmentOf(const devservice::Service& service) const {
+  Words environment = {"HOME=" + (folder_ / "home").string(),
+                       "PATH=/usr/bin:/bin",
+                       "LC_ALL=C.UTF-8",
+                       "KELO_KEY=" + service.ApiKey(),
+                       "KELO_TOKEN=" + service.AuthToken(),
+                       "KELO_SECRET=" + service.Secret(),
+                       "KELO_URL=" + service.Url()};
   // Reports of the sanitizers must not get lost in the program's own exit code.
   for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"})
     if (const char* value = std::getenv(name))
@@ -43,8 +69,8 @@ std::vector<std::string> HostTest::EnvironmentOf(const devservice::Service& serv
   return environment;
 }
 
-std::vector<std::string> HostTest::EnvironmentWithout(const std::string& beginning) const {
-  std::vector<std::string> environment = Environment();
+Words HostTest::EnvironmentWithout(const std::string& beginning) const {
+  Words environment = Environment();
   std::erase_if(environment, [&](const auto& text) { return text.starts_with(beginning); });
   return environment;
 }
@@ -56,6 +82,14 @@ void HostTest::TellAccount(const std::string& elements, const devservice::Script
   });
 }
 
+void HostTest::AnswerWith(const Reply& reply, const std::string& method,
+                          const std::function<bool(const LoggedRequest&)>& isMeant) {
+  service_.SetScript([=](const LoggedRequest& request) {
+    const bool isOfMethod = method.empty() || request.apiMethod == method;
+    return isOfMethod && (!isMeant || isMeant(request)) ? std::optional(reply) : std::nullopt;
+  });
+}
+
 std::vector<nlohmann::json> HostTest::Objects(const std::string& lines) {
   std::vector<nlohmann::json> objects;
   std::istringstream text(lines);
@@ -63,8 +97,8 @@ std::vector<nlohmann::json> HostTest::Objects(const std::string& lines) {
   return objects;
 }
 
-Outcome HostTest::Kelo(const std::vector<std::string>& arguments) const {
-  Outcome outcome = KeloProcess(arguments, Environment()).Wait();
+Outcome HostTest::Kelo(const Words& arguments, const Words& environment) const {
+  Outcome outcome = KeloProcess(arguments, environment).Wait();
   service_.RequestCount();  // the end of a process orders nothing: what scripts did comes before
   return outcome;
 }
@@ -74,14 +108,14 @@ void HostTest::LogIn() const {
   ASSERT_EQ(login.exitCode, 0) << login.err;
 }
 
-std::size_t HostTest::Arrived(const std::string& method) const {
+size_t HostTest::Arrived(const std::string& method) const {
   const auto log = service_.Log();
-  return static_cast<std::size_t>(std::count_if(
+  return static_cast<size_t>(std::count_if(
       log.begin(), log.end(), [&](const auto& request) { return request.apiMethod == method; }));
 }
 
-std::vector<std::string> HostTest::Names(const std::string& folder) const {
-  std::vector<std::string> names;
+Words HostTest::Names(const std::string& folder) const {
+  Words names;
   for (const auto& entry : fs::directory_iterator(folder_ / folder))
     names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <ctime>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -30,44 +32,63 @@ using ::testing::Not;
 using ::testing::StartsWith;
 using ::testing::UnorderedElementsAre;
 
+// The words of a command or of an environment. A text is split at its blanks, a list is taken as it
+// is: "ls Party", {"ls", "My album"}.
+struct Words : std::vector<std::string> {
+  using vector::vector;
+  Words(const char* line) : Words(std::string(line)) {}
+  Words(const std::string& line);
+  friend Words operator+(Words words, const Words& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+  }
+};
+
 // The answer of a service that refuses a request.
 Reply Refusal(int number);
+
+std::string Repeated(std::string_view text, int times);
+
+// Elements of the service's answer; an item may have more attributes.
+std::string ItemOf(const std::string& id, const std::string& name, const std::string& more = "");
+std::string AlbumOf(const std::string& id, const std::string& name, const std::string& items = "");
+std::string FolderOf(const std::string& id, const std::string& name, const std::string& albums);
 
 // As the first argument: kelo is process 1 of a namespace of its own, as in a container,
 // where that is permitted.
 constexpr const char* kContained = "contained";
 
-std::vector<std::string> WordsOf(const std::vector<std::string>& arguments);
-
 struct KeloProcess : Process {
-  KeloProcess(const std::vector<std::string>& arguments,
-              const std::vector<std::string>& environment, int columns = 0,
-              const char* output = nullptr)
-      : Process(WordsOf(arguments), {environment, columns, output}) {}
+  KeloProcess(const Words& arguments, const Words& environment, int columns = 0,
+              const char* output = nullptr);
 };
 
 // A service, a temporary folder with a home in it, and kelo logged in or not.
 class HostTest : public ::testing::Test {
  protected:
   explicit HostTest(const devservice::Service::Options& options = {}) : service_(options) {}
-  std::vector<std::string> Environment() const { return EnvironmentOf(service_); }
-  std::vector<std::string> EnvironmentOf(const devservice::Service& service) const;
+  Words Environment() const { return EnvironmentOf(service_); }
+  Words EnvironmentOf(const devservice::Service& service) const;
   // Without the variables that begin so.
-  std::vector<std::string> EnvironmentWithout(const std::string& beginning) const;
-  Outcome Kelo(const std::vector<std::string>& arguments) const;
+  Words EnvironmentWithout(const std::string& beginning) const;
+  Outcome Kelo(const Words& arguments) const { return Kelo(arguments, Environment()); }
+  Outcome Kelo(const Words& arguments, const Words& environment) const;
   // Logs in and expects success.
   void LogIn() const;
   // Creates a file below the folder, with the folders on the way.
   std::filesystem::path Write(const std::string& name, const std::string& content) const {
     return temporary_.Write(name, content);
   }
-  std::size_t Arrived(const std::string& method) const;
+  size_t Arrived(const std::string& method) const;
+  // Requests of this method, or of any, are answered so where `isMeant` holds.
+  void AnswerWith(const Reply& reply, const std::string& method,
+                  const std::function<bool(const LoggedRequest&)>& isMeant = {});
   // The service tells of this account from now on; `other` answers what else it likes.
   void TellAccount(const std::string& elements, const devservice::Script& other = {});
   // The lines of an output in JSON.
   static std::vector<nlohmann::json> Objects(const std::string& lines);
   // The names in a folder below the test's, sorted.
-  std::vector<std::string> Names(const std::string& folder) const;
+  Words Names(const std::string& folder) const;
 
   const TemporaryFolder temporary_;
   const std::filesystem::path folder_ = temporary_.Path();
@@ -90,12 +111,14 @@ class GetTest : public HostTest {
   void ScriptAccount(const std::vector<ScriptedItem>& items,
                      const std::function<Reply(const std::string& id)>& original) {
     std::string elements;
-    for (std::size_t at = 0; at < items.size(); ++at) {
+    for (size_t at = 0; at < items.size(); ++at) {
       const std::string id = "item" + std::to_string(at);
-      elements += "<item itemId=\"" + id + "\" fileName=\"" + items[at].name + "\" fileFormat=\"" +
-                  items[at].format + "\" modifyDate=\"" + items[at].modifyDate +
-                  "\" uploadDate=\"" + items[at].uploadDate + "\" origUrl=\"" + service_.Url() +
-                  "/original/" + id + "\"/>";
+      const ScriptedItem& item = items[at];
+      elements +=
+          ItemOf(id, item.name,
+                 fmt::format(R"(fileFormat="{}" modifyDate="{}" uploadDate="{}")"
+                             R"( origUrl="{}/original/{}")",
+                             item.format, item.modifyDate, item.uploadDate, service_.Url(), id));
     }
     TellAccount("<rootAlbum>" + elements + "</rootAlbum>",
                 [=](const LoggedRequest& request) -> std::optional<Reply> {
@@ -104,18 +127,16 @@ class GetTest : public HostTest {
                 });
   }
 
-  Outcome Get(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), "get");
-    arguments.insert(arguments.end(), {"--to", Out().string()});
-    return Kelo(arguments);
+  Outcome Get(const Words& arguments) const {
+    return Kelo("get" + arguments + Words{"--to", Out().string()});
   }
 
   std::filesystem::path Out() const { return folder_ / "out"; }
 
   // Originals asked for since the log was cleared.
-  std::size_t Fetched() const {
+  size_t Fetched() const {
     const auto log = service_.Log();
-    return static_cast<std::size_t>(std::count_if(log.begin(), log.end(), [](const auto& request) {
+    return static_cast<size_t>(std::count_if(log.begin(), log.end(), [](const auto& request) {
       return request.path.find("/original/") != std::string::npos;
     }));
   }
@@ -130,8 +151,8 @@ class GetTest : public HostTest {
                                                                           ModifyTime(entry.path())};
     return tree;
   }
-  std::vector<std::string> PathsInOut() const {
-    std::vector<std::string> paths;
+  Words PathsInOut() const {
+    Words paths;
     for (const auto& [path, what] : TreeOf(Out())) paths.push_back(path);
     return paths;
   }
@@ -156,27 +177,17 @@ class PutTest : public HostTest {
 
   std::string In() const { return (folder_ / "in").string(); }
 
-  Outcome Put(std::vector<std::string> more = {}) const {
-    more.insert(more.begin(), {"put", In(), "--retries", "1"});
-    return Kelo(more);
+  Outcome Put(const Words& more = {}) const {
+    return Kelo(Words{"put", In(), "--retries", "1"} + more);
   }
 
   // What the account holds: paths, sorted.
-  std::vector<std::string> Account() const {
-    std::vector<std::string> paths;
+  Words Account() const {
+    Words paths;
     for (const auto& entry : Objects(Kelo({"tree", "--items", "--json"}).out))
       paths.push_back(entry["path"]);
     std::sort(paths.begin(), paths.end());
     return paths;
-  }
-
-  // Refuses every portion for which `isBad` holds, as the service refuses what it does not like.
-  template <typename IsBad>
-  void Refuse(const std::string& method, const Reply& reply, IsBad isBad) {
-    service_.SetScript([=](const LoggedRequest& request) -> std::optional<Reply> {
-      if (request.apiMethod == method && isBad(request)) return reply;
-      return std::nullopt;
-    });
   }
 };
 

@@ -10,23 +10,18 @@
 namespace kelo::host::testing {
 namespace {
 
-using ::testing::ElementsAreArray;
-
 class ListTest : public HostTest {
  protected:
   // In a place two hours east of Greenwich, in summer.
-  std::vector<std::string> ThereEnvironment() const {
-    std::vector<std::string> environment = Environment();
-    environment.emplace_back("TZ=EET-2");
-    return environment;
+  Outcome ListRoot(const Words& options = {}) const {
+    return Kelo("ls root" + options, Environment() + "TZ=EET-2");
   }
 
   // The last column of each line.
-  std::vector<std::string> ListedNames(std::vector<std::string> options) const {
-    options.insert(options.begin(), {"ls", "root"});
-    const Outcome listing = KeloProcess(options, ThereEnvironment()).Wait();
+  Words ListedNames(const Words& options) const {
+    const Outcome listing = ListRoot(options);
     EXPECT_EQ(listing.exitCode, 0) << listing.err;
-    std::vector<std::string> names;
+    Words names;
     std::istringstream lines(listing.out);
     for (std::string line; std::getline(lines, line);)
       names.push_back(line.substr(line.rfind("  ") + 2));
@@ -58,6 +53,11 @@ TEST_F(ListTest, ReadsEveryFormOfADate) {
     EXPECT_EQ(DateText(one.raw, DateClock::kCamera), one.shown) << one.raw;
     EXPECT_EQ(IsoDate(one.raw, DateClock::kCamera), one.iso) << one.raw;
   }
+  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+  const std::pair<std::int64_t, std::string> files[] = {{-1, "1969-12-31T23:59:59Z"},
+                                                        {kMost, "9999-12-31T23:59:59Z"},
+                                                        {-kMost, "0000-01-01T00:00:00Z"}};
+  for (const auto& [seconds, text] : files) EXPECT_EQ(UniversalDate(seconds), text);
   EXPECT_EQ(DateText("2024-05-17 10:11:12", DateClock::kUniversal), "2024-05-17 12:11");
   EXPECT_EQ(IsoDate("2024-05-17 10:11:12", DateClock::kUniversal), "2024-05-17T10:11:12Z");
 }
@@ -74,24 +74,18 @@ TEST_F(ListTest, SortsAsAPersonWould) {
       R"(<item itemId="4" fileName="zebra.jpg"/><item itemId="5" fileName="egg.jpg" )"
       R"(shotDate="2024-05-17T10:00:00" uploadDate="2025-01-03T00:00:00Z"/></items></rootAlbum>)");
   const std::string e = "\xC3\x89toile.jpg";
-  using Names = std::vector<std::string>;
-  const std::pair<Names, Names> cases[] = {
-      {{}, {"img10.jpg", e, "IMG2.jpg", "zebra.jpg", "egg.jpg"}},
-      {{"--reverse"}, {"egg.jpg", "zebra.jpg", "IMG2.jpg", e, "img10.jpg"}},
-      {{"--sort", "name"}, {"egg.jpg", e, "IMG2.jpg", "img10.jpg", "zebra.jpg"}},
-      {{"--sort", "shot"}, {e, "IMG2.jpg", "img10.jpg", "egg.jpg", "zebra.jpg"}},
-      {{"--sort", "upload"}, {"IMG2.jpg", e, "img10.jpg", "egg.jpg", "zebra.jpg"}},
-      {{"--sort", "upload", "-r"}, {"zebra.jpg", "egg.jpg", "img10.jpg", e, "IMG2.jpg"}},
+  const std::pair<const char*, Words> cases[] = {
+      {"", {"img10.jpg", e, "IMG2.jpg", "zebra.jpg", "egg.jpg"}},
+      {"--reverse", {"egg.jpg", "zebra.jpg", "IMG2.jpg", e, "img10.jpg"}},
+      {"--sort name", {"egg.jpg", e, "IMG2.jpg", "img10.jpg", "zebra.jpg"}},
+      {"--sort shot", {e, "IMG2.jpg", "img10.jpg", "egg.jpg", "zebra.jpg"}},
+      {"--sort upload", {"IMG2.jpg", e, "img10.jpg", "egg.jpg", "zebra.jpg"}},
+      {"--sort upload -r", {"zebra.jpg", "egg.jpg", "img10.jpg", e, "IMG2.jpg"}},
   };
-  for (const auto& [options, names] : cases)
-    EXPECT_THAT(ListedNames(options), ElementsAreArray(names)) << ::testing::PrintToString(options);
-  EXPECT_EQ(Kelo({"ls", "root", "--sort", "size"}).exitCode, 2);
-
+  for (const auto& [options, names] : cases) EXPECT_EQ(ListedNames(options), names) << options;
   // The date that is shown is the one that sorts, on the clock where kelo runs.
-  const Outcome shot = KeloProcess({"ls", "root"}, ThereEnvironment()).Wait();
-  EXPECT_THAT(shot.out, HasSubstr("  2024-05-17 09:30  IMG2.jpg\n"));
-  const Outcome upload = KeloProcess({"ls", "root", "--sort", "upload"}, ThereEnvironment()).Wait();
-  EXPECT_THAT(upload.out, HasSubstr("  2025-01-01 02:00  IMG2.jpg\n"));
+  EXPECT_THAT(ListRoot().out, HasSubstr("  2024-05-17 09:30  IMG2.jpg\n"));
+  EXPECT_THAT(ListRoot("--sort upload").out, HasSubstr("  2025-01-01 02:00  IMG2.jpg\n"));
 }
 
 TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
@@ -106,14 +100,14 @@ TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
                 if (request.apiMethod != "GetItemsInfo") return std::nullopt;
                 return Reply{.body = "<a stat=\"ok\"/>" + (known ? named("new") : "<items/>")};
               });
-  const Outcome fresh = Kelo({"info", "old.jpg", "--fresh"});
+  const Outcome fresh = Kelo("info old.jpg --fresh");
   EXPECT_EQ(fresh.out,
             "name      new.jpg\nid        i\nkind      item\nformat    TIFF\n"
             "in        root\n");
   EXPECT_THAT(fresh.err, HasSubstr("the service tells no more: no size, caption, rating or tags"));
   known = false;
-  EXPECT_THAT(Kelo({"info", "old.jpg", "--fresh"}).err, HasSubstr("no such item (4112)"));
-  EXPECT_THAT(Kelo({"info", "root", "--fresh"}).err, HasSubstr("'root' is not an item"));
+  EXPECT_THAT(Kelo("info old.jpg --fresh").err, HasSubstr("no such item (4112)"));
+  EXPECT_THAT(Kelo("info root --fresh").err, HasSubstr("'root' is not an item"));
 }
 
 using Json = nlohmann::json;
@@ -139,7 +133,7 @@ class JsonTest : public HostTest {
     });
   }
 
-  std::vector<Json> Results(const std::vector<std::string>& command, int exitCode = 0) const {
+  std::vector<Json> Results(const Words& command, int exitCode = 0) const {
     const Outcome outcome = Kelo(command);
     EXPECT_EQ(outcome.exitCode, exitCode) << command[0] << outcome.err;
     return Objects(outcome.out);
@@ -163,12 +157,12 @@ TEST_F(JsonTest, EntriesHaveOneShape) {
     return entry;
   };
   using Entries = std::vector<Json>;
-  EXPECT_EQ(Results({"ls", "--json"}), (Entries{root, folder}));
-  EXPECT_EQ(Results({"ls", "root", "--json"}), Entries{picture});
-  EXPECT_EQ(Results({"ls", "Journeys", "--json", "--sort", "name"}), Entries{album});
-  EXPECT_EQ(Results({"info", "i1", "--json", "-q"}), Entries{broken});
-  EXPECT_THAT(Kelo({"info", "i1"}).out, HasSubstr("\nin        Lis/bon  [a]\n"));
-  EXPECT_EQ(Results({"tree", "--items", "--json"}),
+  EXPECT_EQ(Results("ls --json"), (Entries{root, folder}));
+  EXPECT_EQ(Results("ls root --json"), Entries{picture});
+  EXPECT_EQ(Results("ls Journeys --json --sort name"), Entries{album});
+  EXPECT_EQ(Results("info i1 --json -q"), Entries{broken});
+  EXPECT_THAT(Kelo("info i1").out, HasSubstr("\nin        Lis/bon  [a]\n"));
+  EXPECT_EQ(Results("tree --items --json"),
             (Entries{at(root, "/root"), at(picture, "/root/a \"b\" \n\u685C.jpg"),
                      at(folder, "/Journeys"), at(album, "/Journeys/Lis/bon"),
                      at(broken, "/Journeys/Lis/bon/caf\uFFFD.jpg")}));
@@ -176,29 +170,27 @@ TEST_F(JsonTest, EntriesHaveOneShape) {
 
 TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
   struct Case {
-    std::vector<std::string> command;
+    Words command;
     const char* results;
     int exitCode = 0;
   };
   const Case cases[] = {
-      {{"quota"}, R"([{"usedBytes": 0, "totalBytes": 5368709120}])"},
-      {{"contacts"}, R"([{"address": "anna@x.example"}, {"address": "bob@x.example"}])"},
-      {{"verify", "anna@x.example", "nobody"},
+      {"quota", R"([{"usedBytes": 0, "totalBytes": 5368709120}])"},
+      {"contacts", R"([{"address": "anna@x.example"}, {"address": "bob@x.example"}])"},
+      {"verify anna@x.example nobody",
        R"([{"address": "anna@x.example", "accepted": true},
            {"address": "nobody", "accepted": false}])",
        1},
-      {{"link", "Lis/bon", "i0", "caf\u00E9", "Journeys"},
+      {"link Lis/bon i0 caf\u00E9 Journeys",
        R"([{"id": "i0", "named": "i0"},
            {"id": null, "named": "caf\u00E9", "error": {"code": 4112, "message":
             "there is nothing with the id, name or path 'caf\u00E9'; 'kelo tree' shows what there is"}},
            {"id": null, "named": "Journeys",
             "error": {"code": 4112, "message": "'Journeys' is not an item"}}])",
        1},
-      {{"ls", "nowhere"}, "[]", 1}};
-  for (Case one : cases) {
-    one.command.push_back("--json");
-    EXPECT_EQ(Json(Results(one.command, one.exitCode)), Json::parse(one.results));
-  }
+      {"ls nowhere", "[]", 1}};
+  for (const Case& one : cases)
+    EXPECT_EQ(Json(Results(one.command + "--json", one.exitCode)), Json::parse(one.results));
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ class LockTest : public PutTest {
     }
   }
 
-  std::vector<std::string> PutNew() const { return {kContained, "put", In(), "--album", "New"}; }
+  Words PutNew() const { return {kContained, "put", In(), "--album", "New"}; }
   bool UploadHasBegun() {
     return service_.WaitForRequest(
         [](const LoggedRequest& request) { return request.apiMethod == "UploadItems"; });
@@ -40,27 +40,20 @@ class LockTest : public PutTest {
 const char* const kWaiting = "waiting for another run that changes this account: kelo put, since 2";
 
 TEST_F(LockTest, OneRunAtATimeChangesAnAccount) {
-  ASSERT_EQ(Kelo({"login", "--profile", "again"}).exitCode, 0);
+  ASSERT_EQ(Kelo("login --profile again").exitCode, 0);
   KeloProcess first(PutNew(), Environment());
   ASSERT_TRUE(UploadHasBegun());
-  const std::vector<std::string> changing[] = {{"put", In()},
-                                               {"mkdir", "x"},
-                                               {"mkalbum", "x", "--profile", "again"},
-                                               {"rate", "x", "1"},
-                                               {"tag", "x", "x"},
-                                               {"caption", "x", "x"},
-                                               {"link", "x", "x"},
-                                               {"mail", "x", "--to", "a@x.example"}};
-  for (std::vector<std::string> command : changing) {
-    command.push_back("--no-wait");
-    const Outcome outcome = Kelo(command);
+  const Words changing[] = {
+      {"put", In()}, "mkdir x",  "mkalbum x --profile again", "rate x 1", "tag x x",
+      "caption x x", "link x x", "mail x --to a@x.example"};
+  for (const Words& command : changing) {
+    const Outcome outcome = Kelo(command + "--no-wait");
     EXPECT_EQ(outcome.exitCode, 3) << command[0] << outcome.err;
     EXPECT_THAT(outcome.err, StartsWith("kelo: another run changes this account: kelo put, since"));
   }
-  for (const auto& command :
-       {std::vector<std::string>{"put", In(), "--dry-run"}, {"ls"}, {"quota"}})
+  for (const Words& command : {Words{"put", In(), "--dry-run"}, Words("ls"), Words("quota")})
     EXPECT_EQ(Kelo(command).exitCode, 0) << command[0];
-  KeloProcess aborted({"mkdir", "x"}, Environment());
+  KeloProcess aborted("mkdir x", Environment());
   ASSERT_TRUE(aborted.ReadErrorUntil(kWaiting)) << aborted.ErrorSoFar();
   aborted.Signal(SIGINT);
   EXPECT_EQ(aborted.Wait().exitCode, 130);
@@ -89,7 +82,7 @@ TEST_F(LockTest, NoRunIsHeldUpByOneThatIsNoMoreOrByAFolderWithoutLocks) {
     fs::remove(lock);
     fs::create_directory(lock);
   }
-  const Outcome without = Kelo({"mkalbum", "B"});
+  const Outcome without = Kelo("mkalbum B");
   EXPECT_EQ(without.exitCode, 0);
   EXPECT_THAT(without.err, StartsWith("other runs may change the account meanwhile: cannot lock "));
 }

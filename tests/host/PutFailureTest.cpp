@@ -27,7 +27,7 @@ TEST_F(PutTest, ARefusedPortionIsHalvedUntilTheBadFileStandsAlone) {
   };
   bool first = true;
   for (const Case& one : cases) {
-    Refuse(one.method, one.reply, hasBad);
+    AnswerWith(one.reply, one.method, hasBad);
     service_.ClearLog();
     const Outcome put = Put();
     EXPECT_EQ(put.exitCode, 1) << one.reason;
@@ -46,7 +46,7 @@ TEST_F(PutTest, AnUploadWhoseOutcomeIsUnknownIsCheckedFirst) {
   for (const bool force : {false, true}) {
     service_.AddFault("UploadItems:cut,times=1");
     service_.ClearLog();
-    const Outcome put = force ? Put({"--force"}) : Put();
+    const Outcome put = Put(force ? "--force" : "");
     EXPECT_EQ(put.exitCode, 0) << put.err;
     EXPECT_THAT(put.out, EndsWith(force ? "0 stored, 3 already there, 0 not stored\n"
                                         : "3 stored, 0 already there, 0 not stored\n"));
@@ -72,7 +72,7 @@ TEST_F(PutTest, AFileThatChangesMeanwhileGoesWholeOrCostsOnlyItself) {
                         {"in/C/c.jpg", 0, 4, unreadable, 0},
                         {"in/C/c.jpg", 1, 5, "", 0},
                         {"in/C/c.jpg", 999, 5, "", 0}};
-  for (std::size_t at = 0; at < std::size(cases); ++at) {
+  for (size_t at = 0; at < std::size(cases); ++at) {
     const Case& one = cases[at];
     for (const char* name : {"A/a.jpg", "A/a2.jpg", "B/b.jpg", "C/c.jpg", "C/c2.jpg"})
       Write(std::string("in/") + name, std::string(10 + at, 'x'));
@@ -80,12 +80,11 @@ TEST_F(PutTest, AFileThatChangesMeanwhileGoesWholeOrCostsOnlyItself) {
     service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
       if (request.apiMethod != "CheckUploadItems" || changed.exchange(true)) return std::nullopt;
       fs::remove(folder_ / one.file);
-      if (one.bytes > 0)
-        Write(one.file, std::string(static_cast<std::size_t>(one.bytes) + at, 'y'));
+      if (one.bytes > 0) Write(one.file, std::string(static_cast<size_t>(one.bytes) + at, 'y'));
       return std::nullopt;
     });
     service_.ClearLog();
-    const Outcome put = Put({"--albums-from-folders"});
+    const Outcome put = Put("--albums-from-folders");
     EXPECT_THAT(put.out, HasSubstr(fmt::format("\n{} stored, 0 already", one.stored))) << put.err;
     EXPECT_EQ(put.exitCode, one.stored < 5 ? 1 : 0) << at;
     if (one.stored < 5) EXPECT_THAT(put.err, HasSubstr(one.file + one.told));
@@ -100,9 +99,9 @@ TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
   struct Case {
     std::string method;  // empty: every one
     Reply reply;
-    std::string mode;
+    const char* mode;
     std::string words;
-    std::size_t arrived = 1;  // at most
+    size_t arrived = 1;  // at most
   };
   const Case cases[] = {
       {"", {.status = 504}, "--all-files", "the service did not answer in time (4128)"},
@@ -113,12 +112,9 @@ TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
       {"UploadItems", Refusal(999), "--all-files", "(4144)", 20},  // five files in a row failed
   };
   for (const Case& one : cases) {
-    service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
-      if (one.method.empty() || request.apiMethod == one.method) return one.reply;
-      return std::nullopt;
-    });
+    AnswerWith(one.reply, one.method);
     service_.ClearLog();
-    const Outcome put = Put({one.mode});
+    const Outcome put = Put(one.mode);
     EXPECT_EQ(put.exitCode, 1) << one.words;
     EXPECT_THAT(put.out, EndsWith("0 stored, 0 already there, 120 not stored\n"));
     EXPECT_THAT(put.err, AllOf(HasSubstr(" files not sent: "), HasSubstr(one.words)));
@@ -135,22 +131,26 @@ class FullStorageTest : public PutTest {
 TEST_F(FullStorageTest, WhatStillFitsIsSent) {
   Write("in/1.jpg", std::string(600, '1'));
   ASSERT_EQ(Put().exitCode, 0);
-  EXPECT_EQ(Kelo({"quota"}).out, "600 bytes of 1.0 kB used (60.0 %)\n");
+  EXPECT_EQ(Kelo("quota").out, "600 bytes of 1.0 kB used (60.0 %)\n");
   Write("in/2.jpg", std::string(500, '2'));
   Write("in/3.jpg", std::string(300, '3'));
   Write("in/4.jpg", std::string(200, '4'));
   Write("in/4.wav", std::string(50, 'm'));
   Write("in/5.jpg", std::string(90, '5'));
-  const Outcome preview = Put({"--album", "All", "--dry-run"});
+  const Outcome preview = Put("--album All --dry-run");
   EXPECT_EQ(preview.exitCode, 1);
-  EXPECT_THAT(preview.out, EndsWith("\n2 would be stored, 1 were there and would be placed in All, "
-                                    "3 not stored\n"));
-  const Outcome put = Put({"--album", "All"});
+  EXPECT_THAT(preview.err, HasSubstr("the album All would be made\n"));
+  EXPECT_THAT(preview.out, AllOf(HasSubstr("1.jpg: is there, and would be placed in All\n"),
+                                 HasSubstr("3.jpg: would be stored, 300 bytes\n"),
+                                 EndsWith("\n2 would be stored, 1 were there and would be placed "
+                                          "in All, 3 not stored\n")));
+  EXPECT_EQ(Arrived("AddAlbum"), 0u);
+  const Outcome put = Put("--album All");
   EXPECT_EQ(put.exitCode, 1);
   EXPECT_THAT(put.out, EndsWith("2 stored, 1 were there and are now in All, 3 not stored\n"));
   for (const char* name : {"2.jpg", "4.jpg", "4.wav"})
     EXPECT_THAT(put.err, HasSubstr(std::string(name) + ": the account's storage is full (4102)\n"));
-  EXPECT_THAT(Put({"--json"}).out, HasSubstr("\"message\":\"the account's storage is full\""));
+  EXPECT_THAT(Put("--json").out, HasSubstr("\"message\":\"the account's storage is full\""));
 }
 
 TEST_F(PutTest, CtrlCSaysWhatWasDone) {
@@ -160,7 +160,7 @@ TEST_F(PutTest, CtrlCSaysWhatWasDone) {
     const auto hangs = [name = std::string(name)](const LoggedRequest& request) {
       return request.apiMethod == "UploadItems" && request.body.find(name) != std::string::npos;
     };
-    Refuse("UploadItems", {.silent = true}, hangs);
+    AnswerWith({.silent = true}, "UploadItems", hangs);
     KeloProcess kelo({"put", In(), "--albums-from-folders"}, Environment());
     ASSERT_TRUE(service_.WaitForRequest(hangs));
     kelo.Signal(SIGINT);

@@ -1,5 +1,8 @@
 // What uploads take, where it goes, and what is done twice.
 #include "HostTest.h"
+#include "host/upload/Pictures.h"
+#include "host/upload/Plan.h"
+#include "host/upload/Walk.h"
 
 namespace kelo::host::testing {
 namespace {
@@ -11,7 +14,7 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
     Write(std::string("in/") + name, name);
   fs::create_directory_symlink(folder_ / "in", folder_ / "in/circle");
   struct Case {
-    std::vector<std::string> options;
+    Words options;
     std::string sums;
     std::string leftOut;
   };
@@ -19,24 +22,21 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
       {{},
        "4 would be stored",
        "left out: 4 of the system, 2 hidden, 2 no picture, movie or sound, 1 a link to a folder\n"},
-      {{"--include", "*.jpg", "--include=?.M*"},
-       "3 would be stored",
+      {"--include *.jpg --include=?.M*", "3 would be stored",
        "2 hidden, 6 by --include or --exclude"},
-      {{"--exclude", "*.Jpg", "--exclude", "no*"}, "3 would be stored", "5 by --include"},
-      {{"--all-files"}, "12 would be stored", "left out: 1 a link to a folder\n"},
-      {{"--all-files", "--exclude", ".trash"}, "11 would be stored", "1 by --include or --exclude"},
-      {{"--all-files", "--exclude", ".Trash/"}, "11 would be stored", "1 by --include"},
-      {{"--all-files", "--include", ".trash/*"}, "1 would be stored", "11 by --include"},
-      {{"--all-files", "--include", "/.trash/"}, "1 would be stored", "11 by --include"},
-      {{"--all-files", "--include", "**/?.jpg"}, "2 would be stored", "10 by --include"},
+      {"--exclude *.Jpg --exclude no*", "3 would be stored", "5 by --include"},
+      {"--all-files", "12 would be stored", "left out: 1 a link to a folder\n"},
+      {"--all-files --exclude .trash", "11 would be stored", "1 by --include"},
+      {"--all-files --exclude .Trash/", "11 would be stored", "1 by --include"},
+      {"--all-files --include .trash/*", "1 would be stored", "11 by --include"},
+      {"--all-files --include /.trash/", "1 would be stored", "11 by --include"},
+      {"--all-files --include **/?.jpg", "2 would be stored", "10 by --include"},
       {{In() + "/notes.txt", In() + "/.hidden.jpg", In() + "/Thumbs.db"},
        "6 would be stored",
        "5 of the system, 2 hidden, 2 no picture"},
   };
   for (const Case& one : cases) {
-    std::vector<std::string> options = one.options;
-    options.push_back("--dry-run");
-    const Outcome put = Put(options);
+    const Outcome put = Put(one.options + "--dry-run");
     EXPECT_EQ(put.exitCode, 0) << put.err;
     EXPECT_THAT(put.out, HasSubstr(one.sums)) << ::testing::PrintToString(one.options);
     EXPECT_THAT(put.err, HasSubstr(one.leftOut)) << ::testing::PrintToString(one.options);
@@ -54,7 +54,7 @@ TEST_F(PutTest, FilesThatAreThereArePlacedInTheAlbum) {
            request.body.find("sea &amp; sun") != std::string::npos;
   }));
   Write("in/empty.jpg", "");
-  ASSERT_EQ(Kelo({"mkdir", "Journeys"}).exitCode, 0);
+  ASSERT_EQ(Kelo("mkdir Journeys").exitCode, 0);
   struct Case {
     std::string sums;
     std::string album;
@@ -76,14 +76,11 @@ TEST_F(PutTest, FilesThatAreThereArePlacedInTheAlbum) {
 
 // A second time nothing is sent or made, and the service's import of the folder finds it all.
 TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
-  std::string japanese;
-  for (int i = 0; i < 40; ++i) japanese += "桜";
   for (const std::string& name :
-       {std::string("top.jpg"), std::string("Plain/a.jpg"), std::string("Trip/loose.jpg"),
-        std::string("Trip/One/b.jpg"), std::string("Trip/One/deep/c.jpg"),
-        std::string("Trip/Two/d.jpg"), japanese + "/Inner/f.jpg"})
+       Words{"top.jpg", "Plain/a.jpg", "Trip/loose.jpg", "Trip/One/b.jpg", "Trip/One/deep/c.jpg",
+             "Trip/Two/d.jpg", Repeated("桜", 40) + "/Inner/f.jpg"})
     Write("in/" + name, name);
-  EXPECT_THAT(Put({"--albums-from-folders"}).out, HasSubstr("7 stored, 0 already"));
+  EXPECT_THAT(Put("--albums-from-folders").out, HasSubstr("7 stored, 0 already"));
   const auto account = Account();
   service_.Import(In());
   EXPECT_EQ(Account(), account);
@@ -92,55 +89,35 @@ TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
   Write("in/Decompose\xCC\x81/e.jpg", "an accent written apart");
   Write("in/Empty/notes.txt", "not a picture");
   for (const std::string sums : {"1 stored, 7 already", "0 stored, 8 already"})
-    EXPECT_THAT(Put({"--albums-from-folders"}).out, HasSubstr(sums));
-  const std::vector<std::string> inside = {"put", In() + "/Plain", "--albums-from-folders"};
-  EXPECT_THAT(Kelo(inside).err, StartsWith("no albums: every file is at the top of PATH;"));
+    EXPECT_THAT(Put("--albums-from-folders").out, HasSubstr(sums));
+  EXPECT_THAT(Kelo({"put", In() + "/Plain", "--albums-from-folders"}).err,
+              StartsWith("no albums: every file is at the top of PATH;"));
   EXPECT_EQ(Arrived("UploadItems"), 7u);  // one for each album
   EXPECT_EQ(Arrived("AddAlbum"), 6u);
   EXPECT_EQ(Arrived("AddFolder"), 2u);
 }
 
 TEST_F(PutTest, AMemoTravelsWithItsPictureOnly) {
-  Write("in/dawn.jpg", "picture");
+  Write("in/Dawn.JPG", "picture");
   Write("in/dawn.wav", "memo");
-  Write("in/alone.wav", "lone memo");
+  Write("in/alone/dawn.wav", "lone memo");
   Write("in/other.jpg", "other");
   const Outcome first = Put();
   EXPECT_THAT(first.out, EndsWith("3 stored, 0 already there, 1 not stored\n"));
-  EXPECT_THAT(first.err, HasSubstr("alone.wav: a voice memo goes with the picture of its name"));
-  fs::remove(folder_ / "in/alone.wav");
+  EXPECT_THAT(first.err,
+              HasSubstr("alone/dawn.wav: a voice memo goes with the picture of its name"));
+  fs::remove(folder_ / "in/alone/dawn.wav");
   Write("in/new.jpg", "new");  // must not take the memo along again
   const Outcome second = Put();
   EXPECT_EQ(second.exitCode, 0) << second.err;
   EXPECT_THAT(second.out, EndsWith("1 stored, 3 already there, 0 not stored\n"));
-}
-
-TEST_F(PutTest, ADryRunChangesNothing) {
-  Write("in/a.jpg", "aaa");
-  Write("in/Trip/b.jpg", "bbb");
-  Write("in/Trip/b.wav", "memo");
-  Write("in/empty.jpg", "");
-  ASSERT_EQ(Kelo({"put", In() + "/a.jpg"}).exitCode, 0);
-  service_.ClearLog();
-  const Outcome put = Put({"--dry-run", "--album", "New"});
-  EXPECT_EQ(put.exitCode, 1);
-  EXPECT_THAT(put.err, AllOf(HasSubstr("the album New would be made\n"),
-                             HasSubstr("empty.jpg: it is empty\n")));
-  EXPECT_THAT(put.out, AllOf(HasSubstr("a.jpg: is there, and would be placed in New\n"),
-                             HasSubstr("b.jpg: would be stored, 3 bytes\n"),
-                             EndsWith("2 would be stored, 1 were there and would be placed in New, "
-                                      "1 not stored\n")));
-  const Outcome folders = Put({"--dry-run", "--albums-from-folders", "--exclude", "empty*"});
-  EXPECT_EQ(folders.exitCode, 0);
-  EXPECT_THAT(folders.err, HasSubstr("the album Trip would be made\n"));
-  for (const char* method : {"UploadItems", "AddAlbum", "AddFolder", "AddItemsToAlbum"})
-    EXPECT_EQ(Arrived(method), 0u) << method;
+  EXPECT_THAT(Put("--force").out, EndsWith("4 stored, 0 already there, 0 not stored\n"));
 }
 
 TEST_F(PutTest, ADateOfAShotAndARatingArrive) {
   ASSERT_EQ(Kelo({"put", KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"}).exitCode, 0);
-  EXPECT_EQ(Kelo({"tag", "rosebed.jpg", "red"}).out, "tags added\n");
-  EXPECT_EQ(Kelo({"rate", "rosebed.jpg", "4"}).out, "rated 4\n");
+  EXPECT_EQ(Kelo("tag rosebed.jpg red").out, "tags added\n");
+  EXPECT_EQ(Kelo("rate rosebed.jpg 4").out, "rated 4\n");
   EXPECT_EQ(Kelo({"caption", "rosebed.jpg", ""}).out, "caption removed\n");
   for (const auto& [method, text] :
        {std::pair("CheckUploadItems", "shotDate=\"2026-05-17T10:11:12\""),
@@ -155,10 +132,10 @@ TEST_F(PutTest, JsonTellsEachFile) {
   Write("in/\"a\" & <a>\n.jpg", "aaa");
   Write("in/b\xE9.jpg", "bbb");
   Write("in/c.jpg", "ccc");
-  Refuse("UploadItems", Refusal(301), [](const LoggedRequest& request) {
+  AnswerWith(Refusal(301), "UploadItems", [](const LoggedRequest& request) {
     return request.body.find("\"c.jpg\"") != std::string::npos;
   });
-  const Outcome put = Put({"--json", "--album", "Journeys/J"});
+  const Outcome put = Put("--json --album Journeys/J");
   EXPECT_EQ(put.exitCode, 1);
   std::map<std::string, nlohmann::json> files;
   for (nlohmann::json& file : Objects(put.out)) {
@@ -181,6 +158,46 @@ TEST_F(PutTest, JsonTellsEachFile) {
   EXPECT_THAT(files, UnorderedElementsAre(::testing::Pair("\"a\" & <a>\n.jpg", stored),
                                           ::testing::Pair("c.jpg", failed),
                                           ::testing::Pair("b\xEF\xBF\xBD.jpg", misnamed)));
+}
+
+TEST_F(HostTest, RequestsAreBoundedInFilesAndBytes) {
+  const auto requestSizes = [this](const char* folder) {
+    std::vector<size_t> sizes;
+    std::vector<File> files = FindFiles({(folder_ / folder).string()});
+    for (const auto& request : PlanUpload(files, true).requests)
+      sizes.push_back(request.files.size());
+    return sizes;
+  };
+  for (int i = 0; i < 250; ++i) Write("many/" + std::to_string(i) + ".jpg", "x");
+  EXPECT_THAT(requestSizes("many"), ElementsAre(100, 100, 50));
+  for (int name = 1; const int mebibytes : {40, 30, 200, 24, 40})
+    fs::resize_file(Write("large/" + std::to_string(name++) + ".mov", ""), mebibytes << 20);
+  EXPECT_THAT(requestSizes("large"), ElementsAre(1, 1, 1, 2));
+}
+
+// What no request of the library's tells shows in its record.
+TEST(PicturesTest, TellTheirSizeAndDate) {
+  struct Watched : Library {
+    using Library::Library;
+    std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
+                          const OnProgress&) override {
+      if (code == kKELOCommand_Upload) sent = *static_cast<const tagKELO_LoadInfo*>(record->data);
+      return kKELOResult_NoSession;
+    }
+    tagKELO_LoadInfo sent{};
+  };
+  File file{.path = KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"};
+  LookAtPictures({&file});
+  Output out;
+  Watched library(out, {});
+  Perform(library, {.files = {&file}});
+  EXPECT_EQ(library.sent.width, 480u);
+  EXPECT_EQ(library.sent.height, 320u);
+  EXPECT_STREQ(library.sent.shotDate, "2026-05-17T10:11:12");
+}
+
+TEST(SameContent, IsNotThatOfWhatCannotBeRead) {
+  EXPECT_FALSE(SameContent("/", "/"));
 }
 
 }  // namespace

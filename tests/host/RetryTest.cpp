@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <future>
 
 #include "HostTest.h"
@@ -12,9 +11,9 @@
 namespace kelo::host::testing {
 namespace {
 
-std::size_t CountOf(const std::string& part, const std::string& text) {
-  std::size_t count = 0;
-  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
+size_t CountOf(const std::string& part, const std::string& text) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
   return count;
 }
 
@@ -26,48 +25,43 @@ class RetryTest : public HostTest {
   void FailFirst(const std::string& method, int times, const Reply& reply) {
     const auto left = std::make_shared<std::atomic<int>>(times);
     service_.ClearLog();
-    service_.SetScript([=](const LoggedRequest& request) -> std::optional<Reply> {
-      if (request.apiMethod == method && (*left)-- > 0) return reply;
-      return std::nullopt;
-    });
+    AnswerWith(reply, method, [=](const auto&) { return (*left)-- > 0; });
   }
 };
 
 TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
-  ASSERT_EQ(Kelo({"mkalbum", "Party"}).exitCode, 0);
+  ASSERT_EQ(Kelo("mkalbum Party").exitCode, 0);
   ASSERT_EQ(Kelo({"put", Write("a.jpg", "aaa").string(), "--album", "Party"}).exitCode, 0);
   const Reply lost{.closeAtOnce = true};
   const Reply timedOut{.status = 504};
   const Reply callIdTaken = Refusal(104);
   struct Case {
-    std::vector<std::string> command;
+    Words command;
     std::string method;
     int failures;
     Reply reply;
-    std::size_t arrived;
+    size_t arrived;
     int exitCode;
   };
   const Case cases[] = {
-      {{"quota"}, "GetStorageCapacity", 1, lost, 2, 0},
-      {{"quota"}, "GetStorageCapacity", 2, timedOut, 2, 1},
-      {{"quota", "--retries", "0"}, "GetStorageCapacity", 1, lost, 1, 1},
-      {{"quota"}, "GetStorageCapacity", 1, {.status = 503}, 1, 1},
-      {{"quota"}, "GetStorageCapacity", 1, Refusal(999), 1, 1},
+      {"quota", "GetStorageCapacity", 1, lost, 2, 0},
+      {"quota", "GetStorageCapacity", 2, timedOut, 2, 1},
+      {"quota --retries 0", "GetStorageCapacity", 1, lost, 1, 1},
+      {"quota", "GetStorageCapacity", 1, {.status = 503}, 1, 1},
+      {"quota", "GetStorageCapacity", 1, Refusal(999), 1, 1},
       // as many as behind a command that has sent more than a request a millisecond
-      {{"quota"}, "GetStorageCapacity", 20, callIdTaken, 21, 0},
-      {{"tree"}, "GetHierarchy", 1, timedOut, 2, 0},
-      {{"login"}, "OpenSession", 1, lost, 2, 0},
-      {{"tag", "Party", "sea"}, "AddTags", 1, lost, 2, 0},
-      {{"mkdir", "One"}, "AddFolder", 1, lost, 1, 1},
-      {{"mkdir", "Two", "Three"}, "AddFolder", 1, callIdTaken, 3, 0},
-      {{"mail", "Party", "--to", "a@x.example"}, "ShareAlbum", 1, timedOut, 1, 1},
-      {{"mail", "Party", "--to", "a@x.example, b@x.example;"}, "ShareAlbum", 1, callIdTaken, 2, 0},
+      {"quota", "GetStorageCapacity", 20, callIdTaken, 21, 0},
+      {"tree", "GetHierarchy", 1, timedOut, 2, 0},
+      {"login", "OpenSession", 1, lost, 2, 0},
+      {"tag Party sea", "AddTags", 1, lost, 2, 0},
+      {"mkdir One", "AddFolder", 1, lost, 1, 1},
+      {"mkdir Two Three", "AddFolder", 1, callIdTaken, 3, 0},
+      {"mail Party --to a@x.example", "ShareAlbum", 1, timedOut, 1, 1},
+      {"mail Party --to a@x.example,b@x.example;", "ShareAlbum", 1, callIdTaken, 2, 0},
   };
   for (const Case& one : cases) {
     FailFirst(one.method, one.failures, one.reply);
-    std::vector<std::string> command = one.command;
-    if (command.back() != "0") command.insert(command.end(), {"--retries", "1"});
-    const Outcome outcome = Kelo(command);
+    const Outcome outcome = Kelo(one.command + (one.command.back() == "0" ? "" : "--retries 1"));
     const std::string which = ::testing::PrintToString(one.command) + one.reply.body;
     EXPECT_EQ(outcome.exitCode, one.exitCode) << which << outcome.err;
     EXPECT_EQ(Arrived(one.method), one.arrived) << which;
@@ -80,19 +74,19 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
 
 // Nothing has left this machine: even what must not be done twice is tried again.
 TEST_F(RetryTest, TriesEverythingAgainThatFoundNobody) {
-  std::vector<std::string> environment;
+  Words environment;
   {
     const devservice::Service gone;
     environment = EnvironmentOf(gone);
-    ASSERT_EQ(KeloProcess({"login"}, environment).Wait().exitCode, 0);
+    ASSERT_EQ(Kelo("login", environment).exitCode, 0);
   }
-  const Outcome outcome = KeloProcess({"mkdir", "One", "--retries", "1"}, environment).Wait();
+  const Outcome outcome = Kelo("mkdir One --retries 1", environment);
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_THAT(outcome.err, HasSubstr("trying again in 0.25 s (1 of 1)\n"));
   EXPECT_THAT(outcome.err, HasSubstr("'kelo -v' shows the requests"));
 
   // Ctrl-C in a pause.
-  KeloProcess pausing({"mkdir", "One", "--retries", "1000"}, environment);
+  KeloProcess pausing("mkdir One --retries 1000", environment);
   ASSERT_TRUE(pausing.ReadErrorUntil("trying again in 0.75 s"));
   pausing.Signal(SIGINT);
   const Outcome aborted = pausing.Wait();
@@ -103,32 +97,25 @@ TEST_F(RetryTest, TriesEverythingAgainThatFoundNobody) {
 TEST_F(RetryTest, SeveralProgramsShareASession) {
   constexpr int kPrograms = 4;
   constexpr int kRuns = 6;
-  std::vector<std::future<int>> programs;
-  for (int program = 0; program < kPrograms; ++program) {
-    programs.push_back(std::async(
-        std::launch::async,
-        [this, program] {
-          int failures = 0;
-          for (int run = 0; run < kRuns; ++run) {
-            const std::string name = std::to_string(program) + "-" + std::to_string(run);
-            for (const auto& command : {std::vector<std::string>{"mkdir", name + "a", name + "b"},
-                                        {"login"},
-                                        {"tree"},
-                                        {"quota"},
-                                        {"contacts"}})
-              if (const Outcome outcome = Kelo(command); outcome.exitCode != 0) {
-                ++failures;
-                ADD_FAILURE() << command[0] << ": " << outcome.err;
-              }
-          }
-          return failures;
-        }));
-  }
-  for (auto& program : programs) EXPECT_EQ(program.get(), 0);
-  EXPECT_EQ(Kelo({"login", "--key", "wrong-key"}).exitCode, 1);
+  const auto use = [this](int program) {
+    for (int run = 0; run < kRuns; ++run) {
+      const std::string name = std::to_string(program) + "-" + std::to_string(run);
+      const Words commands[] = {
+          {"mkdir", name + "a", name + "b"}, "login", "tree", "quota", "contacts"};
+      for (const Words& command : commands) {
+        const Outcome outcome = Kelo(command);
+        EXPECT_EQ(outcome.exitCode, 0) << command[0] << ": " << outcome.err;
+      }
+    }
+  };
+  std::vector<std::future<void>> programs;
+  for (int program = 0; program < kPrograms; ++program)
+    programs.push_back(std::async(std::launch::async, use, program));
+  for (auto& program : programs) program.get();
+  EXPECT_EQ(Kelo("login --key wrong-key").exitCode, 1);
   EXPECT_THAT(Names("home/.local/state/kelo"),
               UnorderedElementsAre("locks", "session", "session.lock"));
-  const Outcome list = Kelo({"ls"});
+  const Outcome list = Kelo("ls");
   EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 1 + 2 * kPrograms * kRuns);
 }
 
@@ -144,11 +131,11 @@ TEST_F(RetryTest, JudgesByResultsAloneWhereThereIsNoTrace) {
     GTEST_SKIP() << "a program cannot be given another group here";
   const Reply lost{.closeAtOnce = true};
   struct Case {
-    std::string command;
+    const char* command;
     std::string method;
     Reply reply;
-    std::size_t arrived;
-    std::size_t told;
+    size_t arrived;
+    size_t told;
   };
   const Case cases[] = {{"quota", "GetStorageCapacity", lost, 2, 1},
                         {"contacts", "GetAddressList", Refusal(104), 2, 1},
@@ -158,25 +145,23 @@ TEST_F(RetryTest, JudgesByResultsAloneWhereThereIsNoTrace) {
                         {"mkdir One", "AddFolder", lost, 1, 1}};
   for (const Case& one : cases) {
     FailFirst(one.method, 1, one.reply);
-    const std::string err = (folder_ / "err").string();
-    static_cast<void>(!std::system(("env -i HOME=" + (folder_ / "home").string() + " " +
-                                    program.string() + " " + one.command + " >" + err + " 2>&1")
-                                       .c_str()));
-    EXPECT_EQ(Arrived(one.method), one.arrived) << one.command << ReadFile(err);
-    EXPECT_EQ(CountOf("judged by its result alone", ReadFile(err)), one.told) << one.command;
+    const Words environment = {"HOME=" + (folder_ / "home").string()};
+    const std::string err = Process(program.c_str() + Words(one.command), {environment}).Wait().err;
+    EXPECT_EQ(Arrived(one.method), one.arrived) << one.command << err;
+    EXPECT_EQ(CountOf("judged by its result alone", err), one.told) << one.command;
   }
 }
 
 TEST_F(RetryTest, TheTraceTellsFailuresApart) {
   struct Case {
-    std::vector<std::string> command;
+    Words command;
     std::optional<Reply> reply;
     std::string word;
   };
   const Case cases[] = {
-      {{"login", "--key", "wrong-key"}, std::nullopt, "errcode=101"},
-      {{"quota"}, Reply{.status = 503}, "http=503 cause=status"},
-      {{"login", "--url", "http://mistyped.invalid"}, std::nullopt, "cause=unresolved"},
+      {"login --key wrong-key", std::nullopt, "errcode=101"},
+      {"quota", Reply{.status = 503}, "http=503 cause=status"},
+      {"login --url http://mistyped.invalid", std::nullopt, "cause=unresolved"},
   };
   for (const auto& [command, reply, word] : cases) {
     service_.SetScript([reply](const auto&) { return reply; });
@@ -184,15 +169,11 @@ TEST_F(RetryTest, TheTraceTellsFailuresApart) {
     EXPECT_EQ(quiet.exitCode, 1) << command[0];
     EXPECT_THAT(quiet.err, AllOf(HasSubstr("(4"), HasSubstr("'kelo -v' shows the requests"),
                                  Not(HasSubstr("command="))));
-    std::vector<std::string> verbose = command;
-    verbose.push_back("-v");
-    const Outcome told = Kelo(verbose);
+    const Outcome told = Kelo(command + "-v");
     EXPECT_THAT(told.err, AllOf(HasSubstr(word), Not(HasSubstr("kelo -v"))));
     EXPECT_EQ(CountOf(" command=", told.err), 1u) << told.err;
     // The same into a file, for whoever set the variable.
-    std::vector<std::string> environment = Environment();
-    environment.push_back("KELO_TRACE=" + (folder_ / "trace").string());
-    KeloProcess(command, environment).Wait();
+    Kelo(command, Environment() + Words{"KELO_TRACE=" + (folder_ / "trace").string()});
     EXPECT_THAT(ReadFile(folder_ / "trace"), HasSubstr(word));
   }
 }

@@ -14,7 +14,7 @@ namespace kelo::host::testing {
 
 class Screen {
  public:
-  explicit Screen(int columns) : columns_(static_cast<std::size_t>(columns)) {}
+  explicit Screen(int columns) : columns_(static_cast<size_t>(columns)) {}
 
   // UTF-8, carriage returns, line ends, and clearing to the end of the screen. A character that
   // does not fit begins a new row.
@@ -24,7 +24,7 @@ class Screen {
     while (!written.empty()) {
       wchar_t wide = 0;
       std::mbstate_t state{};
-      std::size_t size = std::mbrtowc(&wide, written.data(), written.size(), &state);
+      size_t size = std::mbrtowc(&wide, written.data(), written.size(), &state);
       if (size > written.size()) throw std::runtime_error("not UTF-8");
       if (written.front() == '\r') {
         column_ = 0;
@@ -38,15 +38,15 @@ class Screen {
       } else {
         const int width = ::wcwidth(wide);
         if (width < 0) throw std::runtime_error("a control character");
-        Put(written.substr(0, size), static_cast<std::size_t>(width));
+        Put(written.substr(0, size), static_cast<size_t>(width));
       }
       written.remove_prefix(size);
     }
   }
 
   // Without rows that are empty at the end. A text that was broken into rows is one line again.
-  std::vector<std::string> Lines() const {
-    std::vector<std::string> lines;
+  Words Lines() const {
+    Words lines;
     bool continues = false;
     for (const Row& row : rows_) {
       if (!continues) lines.emplace_back();
@@ -59,10 +59,10 @@ class Screen {
 
  private:
   struct Row {
-    std::vector<std::string> cells{};  // a wide character takes one and an empty one behind it
-    bool continued = false;            // goes on in the next row
+    Words cells{};           // a wide character takes one and an empty one behind it
+    bool continued = false;  // goes on in the next row
   };
-  void Put(std::string_view character, std::size_t width) {
+  void Put(std::string_view character, size_t width) {
     if (width == 0) {
       if (column_ > 0) rows_[row_].cells[column_ - 1].append(character);
       return;
@@ -82,10 +82,10 @@ class Screen {
     if (++row_ == rows_.size()) rows_.emplace_back();
   }
 
-  const std::size_t columns_;
+  const size_t columns_;
   std::vector<Row> rows_{1};
-  std::size_t row_ = 0;
-  std::size_t column_ = 0;
+  size_t row_ = 0;
+  size_t column_ = 0;
 };
 
 }  // namespace kelo::host::testing

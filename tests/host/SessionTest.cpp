@@ -20,18 +20,18 @@ TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
   struct stat file {};
   ASSERT_EQ(stat((State() / "session").c_str(), &file), 0);
   EXPECT_EQ(file.st_mode & 07777u, 0600u);
-  EXPECT_EQ(Kelo({"extend"}).exitCode, 0);
+  EXPECT_EQ(Kelo("extend").exitCode, 0);
 
-  const Outcome quota = Kelo({"quota"});
+  const Outcome quota = Kelo("quota");
   EXPECT_EQ(quota.exitCode, 0) << quota.err;
   EXPECT_THAT(quota.out, StartsWith("0 bytes of "));
 
   EXPECT_EQ(Kelo({"login", "--url", service_.Url() + "/"}).exitCode, 0);
   // A server that is not there is not remembered: closing goes to the one that was.
-  EXPECT_EQ(Kelo({"login", "--url", "http://127.0.0.1:1"}).exitCode, 1);
-  EXPECT_EQ(KeloProcess({"logout"}, EnvironmentWithout("KELO_URL=")).Wait().exitCode, 0);
+  EXPECT_EQ(Kelo("login --url http://127.0.0.1:1").exitCode, 1);
+  EXPECT_EQ(Kelo("logout", EnvironmentWithout("KELO_URL=")).exitCode, 0);
   EXPECT_EQ(Arrived("CloseSession"), 1u);
-  EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("log in"));
+  EXPECT_THAT(Kelo("quota").err, HasSubstr("log in"));
 }
 
 TEST_F(SessionTest, SaysWhyAStateFileIsOfNoUse) {
@@ -47,7 +47,7 @@ TEST_F(SessionTest, SaysWhyAStateFileIsOfNoUse) {
   for (const std::string& content : {std::string(), good.substr(0, 400), good + "x",
                                      good.substr(0, good.size() - 1), foreign, empty, former}) {
     std::ofstream(State() / "session", std::ios::binary) << content;
-    const Outcome outcome = Kelo({"quota"});
+    const Outcome outcome = Kelo("quota");
     EXPECT_EQ(outcome.exitCode, 1) << content.size();
     EXPECT_THAT(outcome.err, HasSubstr("damaged, or of another version, program or machine; log in "
                                        "again"))
@@ -73,10 +73,10 @@ TEST_F(SessionTest, ReadsTheFilesOfEarlierVersions) {
             service_.ApiKey() + "\n" + service_.AuthToken() + "\n" + service_.Secret() + "\n");
       service_.ExpireTokens();
     }
-    const std::vector<std::string> plain = EnvironmentWithout("KELO_");
-    EXPECT_EQ(KeloProcess({"mkdir", remembered ? "B" : "A"}, plain).Wait().exitCode, 0);
+    const Words plain = EnvironmentWithout("KELO_");
+    EXPECT_EQ(Kelo(remembered ? "mkdir B" : "mkdir A", plain).exitCode, 0);
     service_.ClearLog();
-    EXPECT_EQ(KeloProcess({"logout"}, plain).Wait().exitCode, 0);
+    EXPECT_EQ(Kelo("logout", plain).exitCode, 0);
     EXPECT_EQ(Arrived("CloseSession"), 1u);
     EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("locks", "session", "session.lock"));
   }
@@ -111,74 +111,64 @@ TEST_F(SessionTest, WhatIsKeptBelongsTogether) {
 }
 
 TEST_F(SessionTest, RefusesStateThatOthersMayReadOrWrite) {
-  ASSERT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
+  ASSERT_EQ(Kelo("login --remember").exitCode, 0);
   service_.ClearLog();
   const fs::path file = State() / "session";
   for (const mode_t mode : {0640, 0604, 0620, 0602}) {
     ASSERT_EQ(::chmod(file.c_str(), mode), 0);
-    const Outcome outcome = KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait();
+    const Outcome outcome = Kelo("quota", EnvironmentWithout("KELO_URL="));
     EXPECT_EQ(outcome.exitCode, 1) << mode;
     EXPECT_THAT(outcome.err, HasSubstr("'chmod 600 " + file.string() + "'")) << mode;
   }
   ASSERT_EQ(::chmod(file.c_str(), 0600), 0);
   fs::rename(file, State() / "kept");
   fs::create_directory(file);
-  EXPECT_THAT(KeloProcess({"quota"}, EnvironmentWithout("KELO_URL=")).Wait().err,
+  EXPECT_THAT(Kelo("quota", EnvironmentWithout("KELO_URL=")).err,
               HasSubstr(file.string() + " is no file; remove it and log in again"));
   fs::remove(file);
   fs::rename(State() / "kept", file);
   if (::geteuid() == 0) {
     ASSERT_EQ(::chown(file.c_str(), 1, 1), 0);
-    EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("belongs to another user"));
+    EXPECT_THAT(Kelo("quota").err, HasSubstr("belongs to another user"));
     ASSERT_EQ(::chown(file.c_str(), 0, 0), 0);
   }
   EXPECT_EQ(service_.RequestCount(), 0u);
-  EXPECT_EQ(Kelo({"quota"}).exitCode, 0);
+  EXPECT_EQ(Kelo("quota").exitCode, 0);
 }
 
 TEST_F(SessionTest, KeepsProfilesApart) {
   const devservice::Service other;
-  std::vector<std::string> elsewhere = EnvironmentOf(other);
-  elsewhere.push_back("KELO_PROFILE=work");
+  const Words elsewhere = EnvironmentOf(other);
   LogIn();
-  EXPECT_EQ(KeloProcess({"login"}, elsewhere).Wait().exitCode, 0);
-  const std::vector<std::string> plain = EnvironmentWithout("KELO_");
-  const auto run = [&plain](const std::vector<std::string>& words) {
-    return KeloProcess(words, plain).Wait();
-  };
-  EXPECT_EQ(run({"mkdir", "Home"}).exitCode, 0);
-  EXPECT_EQ(run({"mkdir", "Office", "--profile", "work"}).exitCode, 0);
-  EXPECT_THAT(run({"ls"}).out, AllOf(HasSubstr("Home"), Not(HasSubstr("Office"))));
-  EXPECT_THAT(run({"--profile", "work", "ls"}).out,
-              AllOf(HasSubstr("Office"), Not(HasSubstr("Home"))));
-  EXPECT_EQ(run({"logout", "--profile", "work"}).exitCode, 0);
-  EXPECT_EQ(run({"quota"}).exitCode, 0);
-  EXPECT_THAT(run({"quota", "--profile", "work"}).err, HasSubstr("log in"));
+  EXPECT_EQ(Kelo("login", elsewhere + "KELO_PROFILE=work").exitCode, 0);
+  const Words plain = EnvironmentWithout("KELO_");
+  const auto run = [&](const Words& words) { return Kelo(words, plain); };
+  EXPECT_EQ(run("mkdir Home").exitCode, 0);
+  EXPECT_EQ(run("mkdir Office --profile work").exitCode, 0);
+  EXPECT_THAT(run("ls").out, AllOf(HasSubstr("Home"), Not(HasSubstr("Office"))));
+  EXPECT_THAT(run("--profile work ls").out, AllOf(HasSubstr("Office"), Not(HasSubstr("Home"))));
+  EXPECT_EQ(run("logout --profile work").exitCode, 0);
+  EXPECT_EQ(run("quota").exitCode, 0);
+  EXPECT_THAT(run("quota --profile work").err, HasSubstr("log in"));
   for (const char* name : {"", ".", "..", "../x", "a/b", ".hidden", "a\x1B"})
     EXPECT_EQ(run({"quota", "--profile", name}).exitCode, 2) << name;
-  elsewhere.back() = "KELO_PROFILE=../x";
-  EXPECT_EQ(KeloProcess({"quota"}, elsewhere).Wait().exitCode, 2);
-  const Outcome homeless = KeloProcess({"quota"}, {}).Wait();
+  EXPECT_EQ(Kelo("quota", elsewhere + "KELO_PROFILE=../x").exitCode, 2);
+  const Outcome homeless = Kelo("quota", {});
   EXPECT_EQ(homeless.exitCode, 1);
   EXPECT_THAT(homeless.err, HasSubstr("neither XDG_STATE_HOME nor HOME is set"));
 }
 
 TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
-  ASSERT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
-  struct stat file {};
-  ASSERT_EQ(stat((State() / "session").c_str(), &file), 0);
-  EXPECT_EQ(file.st_mode & 07777u, 0600u);
-
-  const std::string picture = Write("a.jpg", "aaa").string();
-  const std::vector<std::string> commands[] = {
-      {"mkdir", "Journeys"}, {"quota"}, {"ls"}, {"put", picture}, {"verify", "anna@x.example"}};
-  for (const auto& command : commands) {
+  ASSERT_EQ(Kelo("login --remember").exitCode, 0);
+  const Words commands[] = {
+      "mkdir Journeys", "quota", "ls", {"put", Write("a.jpg", "aaa")}, "verify anna@x.example"};
+  for (const Words& command : commands) {
     service_.ExpireTokens();
     service_.ClearLog();
     const Outcome outcome = Kelo(command);
     EXPECT_EQ(outcome.exitCode, 0) << command[0] << outcome.err;
     EXPECT_EQ(Arrived("OpenSession"), 1u) << command[0];
-    EXPECT_EQ(Kelo({"extend"}).exitCode, 0);  // the new session was kept
+    EXPECT_EQ(Kelo("extend").exitCode, 0);  // the new session was kept
     EXPECT_EQ(Arrived("OpenSession"), 1u) << command[0];
   }
 
@@ -189,7 +179,7 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
     return std::optional<devservice::Reply>();
   });
   service_.ClearLog();
-  const Outcome album = Kelo({"mkalbum", "Lisbon", "--folder", "Journeys"});
+  const Outcome album = Kelo("mkalbum Lisbon --folder Journeys");
   EXPECT_EQ(album.exitCode, 0) << album.err;
   EXPECT_EQ(album.err, "");
   EXPECT_EQ(Arrived("OpenSession"), 1u);
@@ -197,49 +187,47 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
   EXPECT_EQ(Arrived("GetHierarchy"), 2u);
 
   // One that ends again at once is told, not opened for ever.
-  service_.SetScript([](const auto& request) {
-    const bool is = request.apiMethod == "GetStorageCapacity";
-    return is ? std::optional(Refusal(107)) : std::nullopt;
-  });
+  AnswerWith(Refusal(107), "GetStorageCapacity");
   service_.ClearLog();
-  EXPECT_EQ(Kelo({"quota"}).exitCode, 1);
+  EXPECT_EQ(Kelo("quota").exitCode, 1);
   EXPECT_EQ(Arrived("OpenSession"), 1u);
-  service_.SetScript({});
+}
 
-  // Kept credentials that are of no use any more are said so; those of a former login are gone.
+TEST_F(SessionTest, SaysThatKeptCredentialsAreOfNoUseAndForgetsThoseOfAFormerLogin) {
+  ASSERT_EQ(Kelo("login --remember").exitCode, 0);
   StateFile state(State());
   Kept kept = state.Load();
   kept.credentials = {"k", "t", "s"};
   state.Save(kept);
   service_.ExpireTokens();
-  EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("cannot open the session"));
+  EXPECT_THAT(Kelo("quota").err, HasSubstr("cannot open the session"));
   LogIn();
   service_.ExpireTokens();
-  EXPECT_THAT(Kelo({"quota"}).err, HasSubstr("log in again with 'kelo login' (4116)"));
-  EXPECT_EQ(Kelo({"login", "--remember"}).exitCode, 0);
+  EXPECT_THAT(Kelo("quota").err, HasSubstr("log in again with 'kelo login' (4116)"));
+  EXPECT_EQ(Kelo("login --remember").exitCode, 0);
   service_.ExpireTokens();
   service_.ClearLog();
-  EXPECT_EQ(Kelo({"logout"}).exitCode, 0);
+  EXPECT_EQ(Kelo("logout").exitCode, 0);
   EXPECT_EQ(Arrived("OpenSession"), 0u);
-  EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("locks", "session", "session.lock"));
+  EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("session", "session.lock"));
 }
 
 TEST_F(SessionTest, WithoutATerminalALoginNeedsAllCredentials) {
-  const Outcome none = KeloProcess({"login"}, EnvironmentWithout("KELO_")).Wait();
+  const Outcome none = Kelo("login", EnvironmentWithout("KELO_"));
   EXPECT_EQ(none.exitCode, 2);
   EXPECT_THAT(none.err, AllOf(HasSubstr("--key (or KELO_KEY), --token (or KELO_TOKEN)"),
                               HasSubstr("--secret (or KELO_SECRET)")));
-  std::vector<std::string> environment = EnvironmentWithout("KELO_SECRET=");
-  const Outcome some = KeloProcess({"login"}, environment).Wait();
+  const Words environment = EnvironmentWithout("KELO_SECRET=");
+  const Outcome some = Kelo("login", environment);
   EXPECT_EQ(some.exitCode, 2);
   EXPECT_THAT(some.err, AllOf(HasSubstr("--secret"), Not(HasSubstr("--key"))));
-  environment.push_back("KELO_SECRET=short");
-  EXPECT_THAT(KeloProcess({"login"}, environment).Wait().err, HasSubstr("--secret: is shorter"));
+  EXPECT_THAT(Kelo("login", environment + "KELO_SECRET=short").err,
+              HasSubstr("--secret: is shorter"));
   EXPECT_EQ(service_.RequestCount(), 0u);
 }
 
 TEST_F(SessionTest, AsksOnATerminalForWhatIsMissing) {
-  std::vector<std::string> environment = EnvironmentWithout("KELO_TOKEN=");
+  Words environment = EnvironmentWithout("KELO_TOKEN=");
   std::erase_if(environment, [](const auto& text) { return text.starts_with("KELO_SECRET="); });
   struct Case {
     std::string secret;
@@ -252,7 +240,7 @@ TEST_F(SessionTest, AsksOnATerminalForWhatIsMissing) {
                         {"\x04", 1, "nothing was typed"},
                         {"abc\x03", 130, "aborted"}};
   for (const Case& one : cases) {
-    KeloProcess kelo({"login"}, environment, 80);
+    KeloProcess kelo("login", environment, 80);
     ASSERT_TRUE(kelo.ReadErrorUntil("Token: "));
     EXPECT_TRUE(kelo.ShowsWhatIsTyped());
     kelo.Type(service_.AuthToken() + "\n");
@@ -269,18 +257,14 @@ TEST_F(SessionTest, AsksOnATerminalForWhatIsMissing) {
 
 TEST_F(SessionTest, TellsWhoWasDropped) {
   LogIn();
-  ASSERT_EQ(Kelo({"mkalbum", "Party"}).exitCode, 0);
-  const Outcome verify = Kelo({"verify", "anna@x.example,nobody", "bob@x.example"});
-  EXPECT_EQ(verify.exitCode, 1);
-  EXPECT_EQ(verify.out, "accepted: anna@x.example\naccepted: bob@x.example\n");
-  EXPECT_THAT(verify.err, AllOf(HasSubstr("rejected by the service: nobody"), HasSubstr("(4117)")));
-
+  ASSERT_EQ(Kelo("mkalbum Party").exitCode, 0);
+  EXPECT_EQ(Kelo("verify anna@x.example,nobody").out, "accepted: anna@x.example\n");
   const Outcome mail =
       Kelo({"mail", "Party", "--to", "anna@x.example, nobody", "--subject", "Hi", "--verify"});
   EXPECT_EQ(mail.exitCode, 1);
   EXPECT_EQ(mail.out, "sent to anna@x.example\n");
-  EXPECT_THAT(mail.err,
-              AllOf(HasSubstr("nobody"), HasSubstr("not to everyone"), HasSubstr("(4117)")));
+  EXPECT_THAT(mail.err, AllOf(HasSubstr("rejected by the service: nobody"),
+                              HasSubstr("not to everyone"), HasSubstr("(4117)")));
   ASSERT_EQ(service_.Outbox().size(), 1u);
   EXPECT_EQ(service_.Outbox()[0].subject, "Hi");
   EXPECT_FALSE(service_.Outbox()[0].gpsRemoved);

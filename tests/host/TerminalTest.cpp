@@ -18,9 +18,7 @@ const std::string kWide = "\u65E5\u672C";
 
 // A name of many wide characters, and one of those that take no column of their own.
 std::string WideName() {
-  std::string name;
-  for (int i = 0; i < 12; ++i) name += kWide + "e\u0301\U0001F600";
-  return name + ".jpg";
+  return Repeated(kWide + "e\u0301\U0001F600", 12) + ".jpg";
 }
 
 class TerminalTest : public HostTest {
@@ -28,14 +26,11 @@ class TerminalTest : public HostTest {
   TerminalTest() { LogIn(); }
 
   // An upload that has its first portion stored and hangs in its second one, on the wide name.
-  std::vector<std::string> HangingUpload() {
+  Words HangingUpload() {
     for (int i = 100; i < 200; ++i) Write("in/" + std::to_string(i) + ".jpg", std::to_string(i));
     Write("in/" + WideName(), "wide");
-    service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-      const bool second = request.body.find(".jpg") != std::string::npos &&
-                          request.body.find("100.jpg") == std::string::npos;
-      if (request.apiMethod == "UploadItems" && second) return Reply{.silent = true};
-      return std::nullopt;
+    AnswerWith({.silent = true}, "UploadItems", [](const LoggedRequest& request) {
+      return request.body.find("100.jpg") == std::string::npos;
     });
     return {"put", (folder_ / "in").string()};
   }
@@ -65,7 +60,7 @@ TEST_F(TerminalTest, ShowsOneLineOfProgressAndLeavesNothingOfIt) {
     screen.Show(outcome.err);
     const auto lines = screen.Lines();
     ASSERT_THAT(lines, SizeIs(101)) << columns << outcome.err;
-    for (std::size_t at = 0; at < 100; ++at) {
+    for (size_t at = 0; at < 100; ++at) {
       EXPECT_THAT(lines[at], StartsWith((folder_ / "in/1").string()));
       EXPECT_THAT(lines[at], Not(HasSubstr("sending")));
     }
@@ -74,7 +69,7 @@ TEST_F(TerminalTest, ShowsOneLineOfProgressAndLeavesNothingOfIt) {
 }
 
 TEST_F(TerminalTest, FollowsTheTerminalsWidth) {
-  constexpr std::size_t kNarrow = 30;
+  constexpr size_t kNarrow = 30;
   const auto command = HangingUpload();
   const auto start = std::chrono::steady_clock::now();
   KeloProcess kelo(command, Environment(), 200);
@@ -87,8 +82,8 @@ TEST_F(TerminalTest, FollowsTheTerminalsWidth) {
   const auto pauses = (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(100);
   EXPECT_LE(kDrawn, pauses + 2);
   const std::string& all = kelo.ErrorSoFar();
-  const std::size_t end = all.rfind("\x1b[J");
-  const std::size_t begin = all.rfind("\rsending", end);
+  const size_t end = all.rfind("\x1b[J");
+  const size_t begin = all.rfind("\rsending", end);
   ASSERT_NE(begin, std::string::npos) << all;
   EXPECT_LT(Columns(all.substr(begin + 1, end - begin - 1)), kNarrow);
   kelo.Type(kCtrlC);
@@ -97,10 +92,10 @@ TEST_F(TerminalTest, FollowsTheTerminalsWidth) {
 
 TEST_F(TerminalTest, WithoutATerminalThereAreFewPlainLines) {
   ASSERT_EQ(Kelo({"put", Write("a.jpg", "aaa").string()}).exitCode, 0);
-  service_.SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
-    if (request.path.find("/original/") == std::string::npos) return std::nullopt;
-    return Reply{.body = std::string(1 << 20, 'x'), .bytesPerSecond = 10'000};
-  });
+  AnswerWith({.body = std::string(1 << 20, 'x'), .bytesPerSecond = 10'000}, "",
+             [](const LoggedRequest& request) {
+               return request.path.find("/original/") != std::string::npos;
+             });
   const auto begin = std::chrono::steady_clock::now();
   KeloProcess kelo({"get", "a.jpg", "--to", (folder_ / "out").string()}, Environment());
   ASSERT_TRUE(kelo.ReadErrorUntil("\nfetching 0/1, ")) << kelo.ErrorSoFar();  // the second line
@@ -114,41 +109,23 @@ TEST_F(TerminalTest, WithoutATerminalThereAreFewPlainLines) {
 
 TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
   const std::string picture = Write("a.jpg", "aaa").string();
-  ASSERT_EQ(Kelo({"mkalbum", "Party"}).exitCode, 0);
+  ASSERT_EQ(Kelo("mkalbum Party").exitCode, 0);
   ASSERT_EQ(Kelo({"put", picture, "--album", "Party"}).exitCode, 0);
-  ASSERT_EQ(Kelo({"mail", "Party", "--to", "a@x.example"}).exitCode, 0);
-  const std::string list = Kelo({"ls", "Party"}).out;
-  const std::string id = list.substr(0, list.find(' '));
-  const std::vector<std::string> commands[] = {{"login"},
-                                               {"quota"},
-                                               {"extend"},
-                                               {"tree"},
-                                               {"ls"},
-                                               {"info", id},
-                                               {"put", picture},
-                                               {"get", id, "--to", folder_.string() + "/out"},
-                                               {"caption", id, "x"},
-                                               {"rate", id, "3"},
-                                               {"tag", id, "x"},
-                                               {"link", "Party", id},
-                                               {"mkdir", "One"},
-                                               {"mkalbum", "Two"},
-                                               {"contacts"},
-                                               {"verify", "a@x.example"},
-                                               {"mail", "Party", "--to", "a@x.example"},
-                                               {"demo"},
-                                               {"logout"},
-                                               {"--help"},
-                                               {"--version"},
-                                               {"--man"},
-                                               {"help", "ls"},
-                                               {"ls", "--help"}};
+  ASSERT_EQ(Kelo("mail Party --to a@x.example").exitCode, 0);
+  std::vector<Words> commands = {
+      {"put", picture}, {"get", "a.jpg", "--to", folder_ / "out"}, "mail Party --to a@x.example"};
+  for (const char* line : {"info a.jpg", "caption a.jpg x", "rate a.jpg 3", "tag a.jpg x",
+                           "link Party a.jpg", "mkdir One", "mkalbum Two", "verify a@x.example"})
+    commands.emplace_back(line);
+  for (const char* line : {"login", "quota", "extend", "tree", "ls", "contacts", "demo", "logout",
+                           "--help", "--version", "--man", "help ls", "ls --help"})
+    commands.emplace_back(line);
   for (const auto& command : commands) {
     const Outcome outcome = KeloProcess(command, Environment(), 0, "/dev/full").Wait();
     EXPECT_EQ(outcome.exitCode, 1) << ::testing::PrintToString(command);
     EXPECT_THAT(outcome.err, HasSubstr("kelo: cannot write to ")) << command[0];
   }
-  EXPECT_EQ(KeloProcess({"help", "ls"}, Environment(), 0, "").Wait().exitCode, 1);
+  EXPECT_EQ(KeloProcess("help ls", Environment(), 0, "").Wait().exitCode, 1);
 }
 
 TEST(ColumnsTest, NoTextIsWiderThanItsRoom) {
@@ -156,13 +133,13 @@ TEST(ColumnsTest, NoTextIsWiderThanItsRoom) {
   const auto width = [](const std::string& text) {
     std::wstring wide(text.size() + 1, L'\0');
     wide.resize(std::mbstowcs(wide.data(), text.c_str(), wide.size()));
-    return static_cast<std::size_t>(::wcswidth(wide.c_str(), wide.size()));
+    return static_cast<size_t>(::wcswidth(wide.c_str(), wide.size()));
   };
   for (const std::string& text :
        {WideName(), std::string("IMG_1234.jpg"), std::string("\uFF21\uFF22\uFF23\uAC00\uAC01.png"),
         std::string("e\u0301\u0302\u0303te\u0301 \u00A9 \u2026 \u2764\uFE0F.tif"), std::string()}) {
     EXPECT_GE(Columns(text), width(text)) << text;
-    for (std::size_t columns = 0; columns <= 90; ++columns) {
+    for (size_t columns = 0; columns <= 90; ++columns) {
       const std::string fit = FitColumns(text, columns);
       EXPECT_LE(width(fit), columns) << text;
       if (width(text) + 2 < columns) EXPECT_EQ(fit, text) << columns;

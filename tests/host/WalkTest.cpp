@@ -1,6 +1,5 @@
 // Accounts that are no trees: every walk ends, tells what it left out, and does the rest.
 #include <fmt/format.h>
-#include <sys/resource.h>
 
 #include "HostTest.h"
 
@@ -8,15 +7,7 @@ namespace kelo::host::testing {
 namespace {
 
 std::string PictureOf(const std::string& id, const std::string& name) {
-  return fmt::format(R"(<item itemId="{}" fileName="{}.jpg" origUrl="URL/original/x"/>)", id, name);
-}
-std::string AlbumOf(const std::string& id, const std::string& name, const std::string& items = "") {
-  return fmt::format(R"(<album albumId="{}" albumName="{}"><items>{}</items></album>)", id, name,
-                     items);
-}
-std::string FolderOf(const std::string& id, const std::string& name, const std::string& albums) {
-  return fmt::format(R"(<folder folderId="{}" folderName="{}"><albums>{}</albums></folder>)", id,
-                     name, albums);
+  return ItemOf(id, name + ".jpg", R"(origUrl="URL/original/x")");
 }
 // So many folders, each of which is in the one before.
 std::string Chain(int length) {
@@ -29,8 +20,8 @@ std::string Chain(int length) {
 struct Odd {
   std::string folders;
   std::string albums;
-  std::string told{};                  // of what is left out, or not told once more
-  std::vector<std::string> fetched{};  // besides what each of them has
+  std::string told{};  // of what is left out, or not told once more
+  Words fetched{};     // besides what each of them has
   std::string friends{};
   bool unseen = false;  // of one album nobody can tell what is in it
 };
@@ -40,7 +31,7 @@ class WalkTest : public GetTest {
   void Script(const Odd& odd) {
     std::string account = "<folders>" + odd.folders + "</folders><albums>" + odd.albums +
                           AlbumOf("good", "Good", PictureOf("ok", "ok")) + "</albums>";
-    for (std::size_t at; (at = account.find("URL")) != account.npos;)
+    for (size_t at; (at = account.find("URL")) != account.npos;)
       account.replace(at, 3, service_.Url());
     TellAccount(account, [=](const LoggedRequest& request) -> std::optional<Reply> {
       if (request.path.starts_with("/original/")) return Reply{.body = request.path};
@@ -49,17 +40,11 @@ class WalkTest : public GetTest {
     });
   }
 
-  // With a bound to its time.
-  Outcome Bounded(const std::vector<std::string>& command) const {
-    constexpr rlim_t kSeconds = 20;  // of the processor
-    rusage used{};
-    ::getrusage(RUSAGE_SELF, &used);
-    rlimit before{};
-    ::getrlimit(RLIMIT_CPU, &before);
-    const rlimit bound{static_cast<rlim_t>(used.ru_utime.tv_sec) + kSeconds, before.rlim_max};
-    ::setrlimit(RLIMIT_CPU, &bound);
-    const Outcome outcome = Kelo(command);
-    ::setrlimit(RLIMIT_CPU, &before);
+  // With a bound to its time: so many seconds of the processor.
+  Outcome Bounded(const Words& command) const {
+    const Outcome outcome =
+        Process("/usr/bin/prlimit --cpu=20" + Words{KELO_PROGRAM} + command, {Environment()})
+            .Wait();
     EXPECT_LE(outcome.exitCode, 1) << command[0];
     EXPECT_LE(outcome.out.size() + outcome.err.size(), 100'000u) << command[0];
     return outcome;
@@ -76,9 +61,8 @@ class WalkTest : public GetTest {
   }
   void ExpectEveryWalkEnds(const Odd& odd) {
     const bool lost = odd.told.find("left out") != std::string::npos;
-    for (const auto& walk : {std::vector<std::string>{"tree", "--items"},
-                             {"tree", "--items", "--json"},
-                             {"get", "--all", "--to", Out().string()}}) {
+    for (const Words& walk : {Words("tree --items"), Words("tree --items --json"),
+                              Words{"get", "--all", "--to", Out()}}) {
       const Outcome outcome = Bounded(walk);
       EXPECT_EQ(outcome.exitCode, lost ? 1 : 0) << walk[0] << outcome.err;
       EXPECT_THAT(outcome.out, HasSubstr("ok.jpg")) << walk[0];
@@ -87,15 +71,13 @@ class WalkTest : public GetTest {
         EXPECT_EQ(outcome.out.find("\"leftOut\":") == std::string::npos, odd.told.empty());
     }
     EXPECT_THAT(PathsInOut(), ::testing::UnorderedElementsAreArray(odd.fetched));
-    for (const auto& walk : {std::vector<std::string>{"ls", "--all"},
-                             {"info", "Good/ok.jpg"},
-                             {"info", "ok"},
-                             {"__complete", "bash", "info", "Good/"}})
-      EXPECT_THAT(Bounded(walk).out, HasSubstr("ok.jpg")) << walk.back();
+    for (const char* walk :
+         {"ls --all", "info Good/ok.jpg", "info ok", "__complete bash info Good/"})
+      EXPECT_THAT(Bounded(walk).out, HasSubstr("ok.jpg")) << walk;
     const bool hasIn = (odd.folders + odd.albums).find("\"in\"") != std::string::npos;
-    EXPECT_EQ(Bounded({"info", "in"}).exitCode, hasIn ? 0 : 1);
+    EXPECT_EQ(Bounded("info in").exitCode, hasIn ? 0 : 1);
     EXPECT_THAT(
-        Bounded({"info", "nowhere"}).err,
+        Bounded("info nowhere").err,
         ::testing::ContainsRegex(odd.unseen ? "'nowhere' outside 1 album that" : "'nowhere';"));
     const Outcome put = Bounded({"put", Out().string(), "--albums-from-folders", "--dry-run"});
     EXPECT_THAT(put.err, Not(HasSubstr("the album Good would be made")));
@@ -112,20 +94,14 @@ TEST_F(WalkTest, AnAccountNeedNotBeATree) {
        "Y [y]: not once more"},
       {Chain(300), "", "F [f299]: left out: it cannot be in the folder F [f298]"},
       // one album in two places
-      {FolderOf("x", "X", AlbumOf("a", "A", in)) + FolderOf("y", "Y", AlbumOf("a", "A")),
-       "",
-       "A [a]: not once more",
-       {"X/A/in.jpg"}},
+      {FolderOf("x", "X", AlbumOf("a", "A", in)) + FolderOf("y", "Y", AlbumOf("a", "A")), "",
+       "A [a]: not once more", "X/A/in.jpg"},
       // two of one name, the later one first
-      {"",
-       AlbumOf("b", "A", PictureOf("y", "y")) + AlbumOf("a", "A", in),
-       "",
-       {"A (2)/y.jpg", "A/in.jpg"}},
+      {"", AlbumOf("b", "A", PictureOf("y", "y")) + AlbumOf("a", "A", in), "",
+       Words{"A (2)/y.jpg", "A/in.jpg"}},
       // in what was an album before it was a folder
-      {FolderOf("x", "X", AlbumOf("y", "Y")) + FolderOf("y", "Y", AlbumOf("a", "A", in)),
-       "",
-       "Y [y]: not once more",
-       {"A/in.jpg"}},
+      {FolderOf("x", "X", AlbumOf("y", "Y")) + FolderOf("y", "Y", AlbumOf("a", "A", in)), "",
+       "Y [y]: not once more", "A/in.jpg"},
   });
 }
 
@@ -137,45 +113,28 @@ TEST_F(WalkTest, AnIdMayMeanSomethingElse) {
   const std::string in = PictureOf("in", "in");
   ExpectEveryWalkEnds({
       // ids that mean something else
-      {FolderOf(root, "X", AlbumOf("a", "A", in)),
-       AlbumOf(root, "B"),
-       "Root []: left out: its id is reserved",
-       {"A/in.jpg"}},
-      {FolderOf("x", "X", AlbumOf(all, "A", in)), "", "left out: its id is reserved", {}, "", true},
-      {"", AlbumOf(all, "A") + AlbumOf(loose, "B"), "left out: its id is reserved", {}, "", true},
+      {FolderOf(root, "X", AlbumOf("a", "A", in)), AlbumOf(root, "B"),
+       "Root []: left out: its id is reserved", "A/in.jpg"},
+      {FolderOf("x", "X", AlbumOf(all, "A", in)), "", "left out: its id is reserved", "", "", true},
+      {"", AlbumOf(all, "A") + AlbumOf(loose, "B"), "left out: its id is reserved", "", "", true},
       {"",
        AlbumOf("a", "A", PictureOf(all, "all") + PictureOf(loose, "loose") + PictureOf(root, "r")),
-       "left out: it cannot be in the album A [a]",
-       {"A/all.jpg"}},
+       "left out: it cannot be in the album A [a]", "A/all.jpg"},
       // one id for two kinds
       {FolderOf("x", "X", ""),
        AlbumOf("a", "A", PictureOf("x", "x") + PictureOf("a", "a") + PictureOf("b", "b")),
-       "X [x]: left out: it cannot be in the album A [a]",
-       {"A/b.jpg"}},
-      {FolderOf("x", "X", AlbumOf("a", "A", in)),
-       "",
-       "X [x]: not once more",
-       {"X/A/in.jpg"},
+       "X [x]: left out: it cannot be in the album A [a]", "A/b.jpg"},
+      {FolderOf("x", "X", AlbumOf("a", "A", in)), "", "X [x]: not once more", "X/A/in.jpg",
        AlbumOf("x", "Theirs")},
       // long ids, of which records have the beginning
-      {FolderOf(p40 + "x", "X", AlbumOf("a", "A", in)),
-       "",
-       "left out: nothing is known by its id",
-       {"A/in.jpg"}},
-      {"",
-       AlbumOf(p40 + "x", "A", in) + AlbumOf(p40 + "y", "B"),
-       "B [" + p40 + "]: left out",
-       {},
-       "",
-       true},
-      {"",
-       AlbumOf(p40, "A", in) + AlbumOf(p40 + "y", "B"),
-       "B [" + p40 + "]: left out: its id is that of another",
-       {"A/in.jpg"}},
-      {"",
-       AlbumOf("a", "A", PictureOf(p40 + "x", "x") + PictureOf(p40 + "y", "y")),
-       "",
-       {"A/x.jpg", "A/y.jpg"}},
+      {FolderOf(p40 + "x", "X", AlbumOf("a", "A", in)), "", "left out: nothing is known by its id",
+       "A/in.jpg"},
+      {"", AlbumOf(p40 + "x", "A", in) + AlbumOf(p40 + "y", "B"), "B [" + p40 + "]: left out", "",
+       "", true},
+      {"", AlbumOf(p40, "A", in) + AlbumOf(p40 + "y", "B"),
+       "B [" + p40 + "]: left out: its id is that of another", "A/in.jpg"},
+      {"", AlbumOf("a", "A", PictureOf(p40 + "x", "x") + PictureOf(p40 + "y", "y")), "",
+       "A/x.jpg A/y.jpg"},
   });
 }
 
@@ -183,7 +142,7 @@ TEST_F(WalkTest, AnAlbumThatGotANamesakeKeepsItsFolder) {
   const std::string later = AlbumOf("b", "A", PictureOf("y", "y"));
   for (const std::string& albums : {later, AlbumOf("a", "A", PictureOf("x", "x")) + later}) {
     Script({"", albums});
-    EXPECT_EQ(Get({"--all"}).exitCode, 0);
+    EXPECT_EQ(Get("--all").exitCode, 0);
   }
   EXPECT_THAT(PathsInOut(), ElementsAre("A (2)/x.jpg", "A/y.jpg", "Good/ok.jpg"));
 }

@@ -58,8 +58,9 @@ FILES = [
 LINKS = {"Bad/dangling.jpg": "nowhere", "Bad/circle 1.jpg": "circle 2.jpg",
          "Bad/circle 2.jpg": "circle 1.jpg", "Twice linked/Same.jpg": "../Porto/Same.jpg",
          "Journeys/up": "..", "Journeys/to itself": "."}
-# The same bytes once more: under another name, and in another folder with name and date.
-TWINS = [("travels", "Journeys/Lisbon/tram.jpg", "Porto/same.jpg", BEGIN),
+# The same bytes once more: under another name, with another date, and in another folder with both.
+TWINS = [("travels", "Journeys/Lisbon/tram.jpg", "Porto/same.jpg", None),
+         ("travels", "Journeys/Lisbon/same.jpg", "Porto/same.jpg", BEGIN),
          ("copy", "Twice/same.jpg", "Porto/same.jpg", None),
          ("copy", "Twice more/movie.mov", "Kinds/movie.mov", None)]
 # Name, date and size of another, but other bytes; one of them with its memo, one with a number.

@@ -52,6 +52,15 @@ CASES = [
     ("ls --sort=sh\t", ["ls", "--sort=shot"]),
     ("nonsense Pla\t", ["nonsense", "Pla"]),
 ]
+if shell == "bash":  # the program itself takes what is typed there apart
+    CASES += [
+        ("get Jour\"ne\t\"", ["get", "Journeys"]),
+        ("get Trip:\t", ["get", "Trip: one=two"]),
+        ("put --album 'It\t", ["put", "--album", ODD]),
+        ("put --album 'It'\\''s\t", ["put", "--album", ODD]),
+        ("put --album \"It's \\$HO\t", ["put", "--album", ODD]),
+        ("put --album \"It's \\$\\HO\t\"", ["put", "--album", "It's $\\HO"]),
+    ]
 
 STARTS = {  # the command, and what it reads at its start
     "bash": (["bash", "--rcfile", "start", "-i"],

@@ -145,19 +145,6 @@ class Reading(PageChecks):
         self.page.call("Emulation.clearDeviceMetricsOverride")
         self.service.ask("DELETE", "/control/faults")
 
-    def check_refused(self):
-        """Another page, of another port of the same host, and whoever lacks the token."""
-        with Service(self.program) as other:
-            page = Page(other.credentials["page"])
-            asked = page.value(
-                f"fetch('{self.service.url}/control/account', {{ headers: {{ Authorization:"
-                f" 'Bearer {self.service.token}' }} }}).then(() => 'answered', () => 'refused')")
-            page.close()
-        must(asked == "refused", f"a page of another origin was {asked}")
-        page = Page(self.service.url + "/?token=wrong")
-        page.wait("document.body.innerText.includes('needs the token')")
-        page.close()
-
     def check_reset(self):
         self.page.click("#reset")
         self.page.wait("document.getElementById('window').open")
