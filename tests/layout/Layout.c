@@ -1,2 +1,0 @@
-/* The asserts as C. */
-#include "Layout.h"
