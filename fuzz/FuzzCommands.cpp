@@ -185,10 +185,7 @@ class FuzzedCommand {
 // A session and a loaded catalogue, so that arbitrary commands get past their first checks.
 void Prepare() {
   KELOAccessInitialize(3 * sizeof(tagKELO_ItemInfo));
-  tagKELO_SessionInfo session{};
-  SetField(session.token, "T");
-  SetField(session.uploadUrl, World().Url() + "/u");
-  SetField(session.manageUrl, World().Url() + "/m");
+  tagKELO_SessionInfo session = SessionAt(World().Url());
   tagCommandControlInfo record{};
   record.data = &session;
   KELOAccessCommand(kKELOCommand_SetSessionInfo, &record);

@@ -25,6 +25,22 @@ class LibraryTest : public CommandTest {
   } catch (const Error& error) {
     return error.what();
   }
+  // "id:code" of each file of an upload, and what was thrown for all of them.
+  template <typename Upload>
+  static std::string Told(const Upload& upload) {
+    std::string told;
+    const auto tell = [&told](const std::vector<UploadedFile>& files) {
+      for (const UploadedFile& file : files)
+        told += file.id + ":" + (file.error ? std::to_string(file.error->Code()) : "") + " ";
+    };
+    try {
+      tell(upload());
+    } catch (const UploadError& error) {
+      tell(error.Files());
+      told += std::to_string(error.Code()) + (error.MayBeStored() ? " may be stored" : "");
+    }
+    return told;
+  }
 
   std::unique_ptr<Library> library_ = std::make_unique<Library>();
 };

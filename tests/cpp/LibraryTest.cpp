@@ -156,8 +156,7 @@ TEST_F(LibraryTest, MailGoesToWhomTheServiceAccepts) {
               StartsWith("cannot send the mail: "));
   EXPECT_THAT(library_->AddressList(), ::testing::IsSupersetOf({"a@x", "b@x"}));
 
-  ScriptAnswers();
-  Queue("GetAddressList", "<r stat=\"ok\" addressList=\"R&amp;D@x; &#26085;@x\" />");
+  Script("GetAddressList", "<r stat=\"ok\" addressList=\"R&amp;D@x; &#26085;@x\" />");
   EXPECT_THAT(library_->AddressList(), ElementsAre("R&D@x", "\u65E5@x"));
 }
 
@@ -191,12 +190,10 @@ TEST_F(LibraryTest, WhatARecordCannotHoldIsRefused) {
 
 TEST_F(LibraryTest, BatchesThatAreRefusedAsAWholeThrow) {
   const std::string file = folder().Write("a.jpg", "a");
-  const std::function<void()> calls[] = {[&] { library_->Upload("", {{.path = file}}); },
-                                         [&] {
-                                           library_->Download({{Url(), file + "2"}});
-                                         },
-                                         [&] { library_->AddContainers(kRoot, {{"a"}}); },
-                                         [&] { library_->AddLinks("a", {"b"}); }};
+  const std::vector<DownloadFile> downloads = {{Url(), file + "2"}};
+  const std::function<void()> calls[] = {
+      [&] { library_->Upload("", {{.path = file}}); }, [&] { library_->Download(downloads); },
+      [&] { library_->AddContainers(kRoot, {{"a"}}); }, [&] { library_->AddLinks("a", {"b"}); }};
   for (const auto& call : calls)
     EXPECT_THAT(Failure(call), HasSubstr("the session is not known, or over (4116)"));
   EXPECT_TRUE(library_->Download({}).empty());

@@ -12,27 +12,14 @@ class UploadTest : public LibraryTest {
  protected:
   UploadTest() {
     Open();
-    ScriptAnswers();
     // The first is there, the second is new.
-    Queue("CheckUploadItems",
-          "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" itemId=\"I1\" />"
-          "<item idx=\"2\" status=\"0\" /></items></r>");
+    Script("CheckUploadItems",
+           "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" itemId=\"I1\" />"
+           "<item idx=\"2\" status=\"0\" /></items></r>");
   }
 
-  // "id:code" of each file, and what was thrown for all of them.
   std::string Upload(const UploadOptions& options = {}) {
-    std::string told;
-    const auto tell = [&told](const std::vector<UploadedFile>& files) {
-      for (const UploadedFile& file : files)
-        told += file.id + ":" + (file.error ? std::to_string(file.error->Code()) : "") + " ";
-    };
-    try {
-      tell(library_->Upload("", files_, options));
-    } catch (const UploadError& error) {
-      tell(error.Files());
-      told += std::to_string(error.Code()) + (error.MayBeStored() ? " may be stored" : "");
-    }
-    return told;
+    return Told([&] { return library_->Upload("", files_, options); });
   }
 
   std::vector<UploadFile> files_ = {{.path = folder().Write("a.jpg", "a")},
@@ -42,12 +29,12 @@ class UploadTest : public LibraryTest {
 
 TEST_F(UploadTest, AFailureKeepsWhatTheCheckFound) {
   const UploadOptions check{.checkDuplicates = true};
-  Queue("UploadItems", "<r stat=\"fail\" errcode=\"203\" />");
+  Script("UploadItems", "<r stat=\"fail\" errcode=\"203\" />");
   EXPECT_EQ(Upload(check), "I1:4099 :4102 :4098 4102");
   EXPECT_EQ(Upload(), ":4102 :4102 :4098 4102");
-  Requeue("UploadItems", "garbage");
+  Script("UploadItems", "garbage");
   EXPECT_EQ(Upload(check), "I1:4099 :4144 :4098 4144 may be stored");
-  Requeue("CheckUploadItems", "<r stat=\"fail\" errcode=\"401\" />");
+  Script("CheckUploadItems", "<r stat=\"fail\" errcode=\"401\" />");
   EXPECT_EQ(Upload(check), ":4112 :4112 :4098 4112");
   library_->Restore({}, "");
   EXPECT_EQ(Upload(), ":4116 :4116 :4098 4116");
@@ -59,7 +46,7 @@ TEST_F(UploadTest, TheCheckAloneSendsNothing) {
   EXPECT_THAT(Requests("CheckUploadItems").at(0).body, Not(HasSubstr("fileCreateDate")));
   files_.erase(files_.begin() + 1);
   EXPECT_EQ(Upload(only), "I1:4099 :4098 ") << "nothing is left to send";
-  Requeue("CheckUploadItems", "<r stat=\"ok\"><items></items></r>");
+  Script("CheckUploadItems", "<r stat=\"ok\"><items></items></r>");
   EXPECT_EQ(Upload(only), ":4144 :4098 4144");
   EXPECT_TRUE(Requests("UploadItems").empty());
 }

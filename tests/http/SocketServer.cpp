@@ -41,6 +41,11 @@ void AppendCounted(std::string& text, std::size_t& run, std::string_view bytes) 
 
 }  // namespace
 
+std::string Response(int status, std::string_view body, std::string_view headers) {
+  return "HTTP/1.1 " + std::to_string(status) + " Scripted\r\n" + std::string(headers) +
+         "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + std::string(body);
+}
+
 bool Peer::Fill(std::size_t atMost) {
   std::string buffer(atMost, '\0');
   const ssize_t got = recv(socket_, buffer.data(), buffer.size(), 0);
@@ -97,12 +102,6 @@ bool Peer::Send(std::string_view bytes) {
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
   return true;
-}
-
-bool Peer::Reply(int status, std::string_view body, std::string_view headers) {
-  return Send("HTTP/1.1 " + std::to_string(status) +
-              " Scripted\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
-              std::string(headers) + "\r\n" + std::string(body));
 }
 
 bool Peer::Pause(std::chrono::milliseconds time) {

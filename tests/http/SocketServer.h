@@ -18,6 +18,9 @@ namespace kelo {
 
 class SocketServer;
 
+// The bytes of an ordinary answer, with its Content-Length.
+std::string Response(int status, std::string_view body = "", std::string_view headers = "");
+
 // One accepted connection, seen from the server. Every wait ends when the server stops.
 class Peer {
  public:
@@ -34,8 +37,9 @@ class Peer {
   std::size_t Skip(std::size_t size);
   // False when the client has left.
   bool Send(std::string_view bytes);
-  // An ordinary answer with its Content-Length.
-  bool Reply(int status, std::string_view body, std::string_view headers = "");
+  bool Reply(int status, std::string_view body, std::string_view headers = "") {
+    return Send(Response(status, body, headers));
+  }
   // False when the server stops.
   bool Pause(std::chrono::milliseconds time);
   // Returns when the client has left.

@@ -87,10 +87,8 @@ class Identity {
 // Leads from /to/URL to that URL and answers anything else with its request line and body.
 std::string Answer(const std::string& request) {
   const std::string path = request.substr(0, request.find(" HTTP/")).substr(request.find(' ') + 1);
-  if (path.starts_with("/to/"))
-    return "HTTP/1.1 302 There\r\nContent-Length: 0\r\nLocation: " + path.substr(4) + "\r\n\r\n";
-  const std::string body = path + request.substr(request.find("\r\n\r\n") + 4);
-  return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+  if (path.starts_with("/to/")) return Response(302, "", "Location: " + path.substr(4) + "\r\n");
+  return Response(200, path + request.substr(request.find("\r\n\r\n") + 4));
 }
 
 struct TLS : testing::Test {

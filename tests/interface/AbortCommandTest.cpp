@@ -93,8 +93,7 @@ TEST(AbortedAnswers, AreNotReadToTheirEnd) {
       record.outputOptions = options;
       return commands.AccessCommand(code, &record);
     };
-    SetField(records.session.manageUrl, "http://service.example");
-    SetField(records.session.uploadUrl, "http://service.example");
+    records.session = SessionAt("http://service.example");
     ASSERT_EQ(send(kKELOCommand_SetSessionInfo, &records.session, 0), 0u);
     ASSERT_EQ(send(kKELOCommand_LoadHierarchy, nullptr, 0), 0u);
     http.name_ = "new";
@@ -110,7 +109,7 @@ TEST(AbortedAnswers, AreNotReadToTheirEnd) {
 }
 
 TEST_F(AbortCommandTest, MayComeWhileTheFirstCommandMakesItsControllers) {
-  ScriptAnswers();
+  Script();
   for (int round = 0; round < 50; ++round) {
     KELOAccessClose();
     KELOAccessInitialize(0);

@@ -105,7 +105,7 @@ TEST_F(DispatchTest, EventsFollowMaskAndCallback) {
   };
   for (const auto& step : steps) {
     EXPECT_EQ(Send(step.code, Record(pointer, {}, 0, step.mask)), 0u);
-    UseSession(ScriptedSession());  // which leaves both as they are
+    UseSession(SessionAt(Url()));  // which leaves both as they are
     events = 0;
     std::string path = folder().Path("picture");
     tagKELO_DownloadInfo download = DownloadOf(Url() + "/picture", path);
@@ -191,10 +191,8 @@ TEST_F(HostRecordsTest, ANullTextIsEmptyWhateverItsLength) {
 
 TEST_F(HostRecordsTest, TextsThatComeOutEmptyLeaveTheRecordAlone) {
   std::string text = "a@x";
-  const std::string refusal =
-      "<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: a@x\" />";
   for (const bool refused : {false, true}) {
-    Requeue("VerifyRecipients", refused ? refusal : kOk);
+    Script("VerifyRecipients", refused ? RejectionOf(text) : kOk);
     tagKELO_RecipientInfo recipients{Text(text), Sentinel(), Sentinel()};
     tagCommandControlInfo record =
         Record(&recipients, "A1", kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients);
@@ -212,8 +210,7 @@ TEST_F(HostRecordsTest, TextsThatComeOutEmptyLeaveTheRecordAlone) {
     EXPECT_EQ(TakeText(refused ? mail.rejected : mail.accepted), text);
   }
   service().ClearLog();
-  Queue("GetAddressList", "<r stat=\"ok\" addressList=\"\" />");
-  Queue("GetAddressList", kOk);
+  Script("GetAddressList", "<r stat=\"ok\" addressList=\"\" />", kOk);
   for (const uint32_t result : {0u, 4144u}) {  // empty, and absent
     tagKELO_StringInfo list = Sentinel();
     EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), result);

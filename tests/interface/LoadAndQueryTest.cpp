@@ -28,7 +28,7 @@ class LoadAndQueryTest : public CommandTest {
 
 TEST_F(LoadAndQueryTest, AsksInThreeDocuments) {
   OpenScriptedSession();
-  Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"12000\" />");
+  Script("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"12000\" />");
   ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
   const auto log = service().Log();
   ASSERT_EQ(log.size(), 3u);
@@ -42,7 +42,7 @@ TEST_F(LoadAndQueryTest, AsksInThreeDocuments) {
                  " needScreenUrl=\"true\" needShotDate=\"true\" needUploadDate=\"true\""
                  " needModifyDate=\"true\" />\r\n");
   ExpectDocument(log[2], "<GetForeignAlbumItems needDate=\"true\" />\r\n");
-  Requeue("GetUserArchiveInfo", kOk);
+  Script("GetUserArchiveInfo", kOk);
   EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 4144u) << "no total";
   EXPECT_EQ(service().RequestCount(), 4u);
 }
@@ -50,10 +50,10 @@ TEST_F(LoadAndQueryTest, AsksInThreeDocuments) {
 TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   OpenScriptedSession();
   const std::string forty = "1234567890123456789012345678901234567890";
-  Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"1\" />");
-  Queue("GetHierarchy", "<r stat=\"ok\"><albums><album albumId=\"" + forty +
-                            "\"><items><item itemId=\"i" + forty +
-                            "\"/></items></album></albums></r>");
+  Script("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"1\" />");
+  Script("GetHierarchy", "<r stat=\"ok\"><albums><album albumId=\"" + forty +
+                             "\"><items><item itemId=\"i" + forty +
+                             "\"/></items></album></albums></r>");
   ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
   EXPECT_EQ(IdsOf(forty, 0x4), (Ids{forty + "/i" + forty.substr(0, 39)}));
   service().ClearLog();
@@ -62,7 +62,7 @@ TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   EXPECT_EQ(Info(forty, info, true), 4112u);
   EXPECT_EQ(FieldText(info.itemId), forty);
   info.kind = kKELOKind_Album;
-  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"n" + forty + "\"/>");
+  Script("AddAlbum", "<r stat=\"ok\" albumId=\"n" + forty + "\"/>");
   EXPECT_EQ(SendOne(kKELOCommand_AddItems, &info, forty), 0u);
   EXPECT_EQ(FieldText(info.itemId), "n" + forty.substr(0, 39));
   EXPECT_EQ(FieldText(info.parentId), forty);
@@ -70,7 +70,7 @@ TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   EXPECT_EQ(SendOne(kKELOCommand_AddNewLink, &link, forty + "xyz"), 0u);
   std::string path = folder().Write("p.jpg", "x");
   tagKELO_LoadInfo load = UploadOf(path, 1);
-  Queue("UploadItems", "<r stat=\"ok\"><item idx=\"1\" itemId=\"u" + forty + "\"/></r>");
+  Script("UploadItems", "<r stat=\"ok\"><item idx=\"1\" itemId=\"u" + forty + "\"/></r>");
   EXPECT_EQ(SendOne(kKELOCommand_Upload, &load, forty), 0u);
   EXPECT_EQ(FieldText(load.albumId), forty);
   EXPECT_EQ(FieldText(load.itemId), "u" + forty.substr(0, 39));
@@ -83,10 +83,10 @@ TEST_F(LoadAndQueryTest, OneItemFreshFromTheService) {
   LoadSmallHierarchy();
   tagKELO_ItemInfo cached{};
   ASSERT_EQ(Info("I1", cached), 0u);  // keeps a finished record, which the answer must replace
-  Queue("GetItemsInfo",
-        "<r stat=\"ok\"><items\r\n><item\r\nitemId=\"I1\" fileName=\"new&#233;.jpg\" x='\"'"
-        "fileFormat=\"image/tiff\" exif.36867=\"2008:05:17\"/><item itemId=\"I3\" "
-        "fileName=\"too\" shotDate=\"\" exif.36867=\"2\"/></items></r>");
+  Script("GetItemsInfo",
+         "<r stat=\"ok\"><items\r\n><item\r\nitemId=\"I1\" fileName=\"new&#233;.jpg\" x='\"'"
+         "fileFormat=\"image/tiff\" exif.36867=\"2008:05:17\"/><item itemId=\"I3\" "
+         "fileName=\"too\" shotDate=\"\" exif.36867=\"2\"/></items></r>");
   tagKELO_ItemInfo info{};
   info.result = 99;
   SetField(info.parentId, "host's");
@@ -113,7 +113,7 @@ TEST_F(LoadAndQueryTest, OneItemFreshFromTheService) {
   for (const char* id : {"", KELO_ROOT_ALBUM_ID, "KELO_CACHEINFO_ROOT_ID"})
     EXPECT_EQ(Info(id, info, true), 4112u) << id;
   EXPECT_EQ(service().RequestCount(), 0u);
-  Requeue("GetItemsInfo", "<r stat=\"fail\" errcode=\"207\" />");
+  Script("GetItemsInfo", "<r stat=\"fail\" errcode=\"207\" />");
   EXPECT_EQ(Info("I2", info, true), 4115u);
 }
 

@@ -66,7 +66,7 @@ TEST_F(ProcessTest, SendsNothingUnsigned) {
   for (int round = 0; round < 2; ++round) {
     digestsFail = true;
     EXPECT_EQ(Open(), 4144u);
-    tagKELO_SessionInfo session = ScriptedSession();
+    tagKELO_SessionInfo session = SessionAt(Url());
     UseSession(session);
     EXPECT_EQ(Capacity(), 4144u);
     EXPECT_EQ(Send(kKELOCommand_CloseSession, Record()), 4144u);
@@ -84,9 +84,7 @@ TEST_F(ProcessTest, SendsNothingUnsigned) {
 }
 
 TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
-  SocketServer server([](Peer& peer) {
-    while (!peer.ReadRequest().empty()) peer.Reply(200, kCapacity);
-  });
+  SocketServer server(AnswerAll(kCapacity));
   UseSession(SessionAt(server.Url()));
   ASSERT_EQ(Capacity(), 0u);
   ASSERT_EQ(server.Connections(), 1);
@@ -134,10 +132,8 @@ TEST_F(ProcessTest, AChildClosesNothingOfTheHost) {
   EXPECT_EQ(InChild([&] {
               const size_t inherited = descriptors("socket:").size();
               KELOAccessClose();
-              return descriptors("socket:").size() < inherited &&
-                             descriptors(folder().Path("f")) == files
-                         ? 0
-                         : 1;
+              const bool closed = descriptors("socket:").size() < inherited;
+              return closed && descriptors(folder().Path("f")) == files ? 0 : 1;
             }),
             0);
   close(probe);
@@ -200,7 +196,7 @@ TEST_F(ProcessTest, AForkInsideAnEventLeavesTheRequestToTheParent) {
   static pid_t child;
   const std::string content(4 << 20, 'x');
   service().SetScript([&](const LoggedRequest&) { return ReplyWith(content); });
-  UseSession(ScriptedSession());
+  UseSession(SessionAt(Url()));
   Register([](uint32_t, uint32_t, const tagKELO_ProgressInfo*) -> uint32_t {
     if (child == 0 && (child = fork()) == 0) child = -1;
     return 0;
@@ -213,7 +209,7 @@ TEST_F(ProcessTest, AForkInsideAnEventLeavesTheRequestToTheParent) {
     std::string source = folder().Write("f", content);
     tagKELO_LoadInfo upload = UploadOf(source, static_cast<uint32_t>(content.size()));
     const bool loads = code == kKELOCommand_Download;
-    const uint32_t result = SendOne(code, loads ? static_cast<void*>(&download) : &upload);
+    const uint32_t result = loads ? SendOne(code, &download) : SendOne(code, &upload);
     if (child == -1) _exit(result == kKELOResult_Aborted ? 0 : 1);
     EXPECT_EQ(Await(child), 0);
     EXPECT_EQ(loads ? download.result : 0, 0u) << result;
@@ -233,7 +229,7 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
     reply.body.assign(10 << 20, 'x');
     return reply;
   });
-  UseSession(ScriptedSession());
+  UseSession(SessionAt(Url()));
   static std::atomic<int> events;
   // As above: the service's threads are busy when the child before has gone.
 #ifdef __SANITIZE_ADDRESS__
@@ -267,34 +263,20 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
 // A test that starts its own program with the rights of somebody else, and is what that runs.
 constexpr const char* kUrlForPrivileged = "KELO_TEST_PRIVILEGED_URL";
 
-void AskAt(const char* url) {
-  KELOAccessInitialize(0);
-  tagKELO_SessionInfo session{};
-  SetField(session.token, "T");
-  SetField(session.manageUrl, url);
-  tagCommandControlInfo record{};
-  record.data = &session;
-  ASSERT_EQ(KELOAccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
-  tagKELO_StorageCapacityInfo capacity{};
-  record.data = &capacity;
-  EXPECT_EQ(KELOAccessCommand(kKELOCommand_GetStorageCapacity, &record), 0u);
-  KELOAccessClose();
-}
+using PrivilegedProcess = ProcessTest;
 
-TEST(PrivilegedProcess, DoesNotListenToTheEnvironment) {
+TEST_F(PrivilegedProcess, DoesNotListenToTheEnvironment) {
   if (const char* url = getenv(kUrlForPrivileged)) {
     leavesMemory = true;
-    return AskAt(url);
+    UseSession(SessionAt(url));
+    EXPECT_EQ(Capacity(), 0u);
+    return;
   }
-  SocketServer server([](Peer& peer) {
-    peer.ReadRequest();
-    peer.Reply(200, kCapacity);
-  });
-  const TemporaryFolder folder;
-  const std::string copy = folder.Path("program");
+  SocketServer server(AnswerAll(kCapacity));
+  const std::string copy = folder().Path("program");
   std::filesystem::copy_file("/proc/self/exe", copy);
-  const std::string trace = folder.Path("trace");
-  const std::string keys = folder.Path("keys");
+  const std::string trace = folder().Path("trace");
+  const std::string keys = folder().Path("keys");
   const std::string command = std::string(kUrlForPrivileged) + "=" + server.Url() +
                               " KELO_TRACE=" + trace + " SSLKEYLOGFILE=" + keys +
                               " http_proxy=http://127.0.0.1:1 " + copy +
@@ -308,7 +290,7 @@ TEST(PrivilegedProcess, DoesNotListenToTheEnvironment) {
   constexpr uid_t kNobody = 65534;
   if (chown(copy.c_str(), kNobody, kNobody) != 0 || chmod(copy.c_str(), 04755) != 0)
     GTEST_SKIP() << "only root can give a program other rights";
-  ASSERT_EQ(chmod(std::filesystem::path(copy).parent_path().c_str(), 0777), 0);
+  ASSERT_EQ(chmod(folder().Path().c_str(), 0777), 0);
   EXPECT_EQ(system(command.c_str()), 0);
   EXPECT_EQ(server.Connections(), 1);
   EXPECT_FALSE(std::filesystem::exists(trace));

@@ -57,18 +57,14 @@ TEST_F(SessionTest, OpenAndCloseAreSignedGetsOfTheAuthenticationPath) {
 }
 
 TEST_F(SessionTest, AnswersFillOnlyWhatTheyHold) {
-  ScriptAnswers();
-  Queue("OpenSession", std::string("<r stat=\"ok\" keloSessToken=\"") + kToken +
-                           "\" keloUploadUrl=\"http://u\" keloManageUrl=\"http://m\" "
-                           "keloDownloadUrl=\"http://d\" />");
-  Queue("OpenSession",
-        "<r stat=\"ok\" keloSessToken=\"SHORT\" keloUploadUrl=\"\" keloManageUrl=\"" +
-            std::string(300, 'm') + "\" />");
-  Queue("OpenSession", "<r stat=\"fail\" errcode=\"401\" keloSessToken=\"NEVER\" />");
-  Queue("OpenSession", "<r stat=\"ok\" />");
-
+  Script("OpenSession",
+         "<r stat=\"ok\" keloSessToken=\"TOKEN6789012345678901234567, and more\" "
+         "keloUploadUrl=\"http://u\" keloManageUrl=\"http://m\" keloDownloadUrl=\"http://d\" />",
+         "<r stat=\"ok\" keloSessToken=\"SHORT\" keloUploadUrl=\"\" keloManageUrl=\"" +
+             std::string(300, 'm') + "\" />",
+         "<r stat=\"fail\" errcode=\"401\" keloSessToken=\"NEVER\" />", kOk);
   ASSERT_EQ(Open(7), 0u);
-  EXPECT_EQ(FieldText(Session().token), std::string(kToken, 27));
+  EXPECT_EQ(FieldText(Session().token), "TOKEN6789012345678901234567");
   EXPECT_EQ(Session().word, 7u);
   ASSERT_EQ(Open(8), 0u);
   tagKELO_SessionInfo session = Session();
@@ -91,7 +87,7 @@ TEST_F(SessionTest, OnlyASessionThatOpensReplacesSecretAndCatalogue) {
   const std::tuple<const char*, uint32_t, uint32_t> answers[] = {
       {"<r stat=\"fail\" errcode=\"401\" />", 4112, 4}, {"<r />", 4144, 4}, {kOk, 0, 0}};
   for (const auto& [answer, result, items] : answers) {
-    Requeue("OpenSession", answer);
+    Script("OpenSession", answer);
     tagKELO_OpenSessionInfo block{};
     tagCommandControlInfo record = Record(&block);
     SetField(record.signingSecret, "of another account");
@@ -102,8 +98,7 @@ TEST_F(SessionTest, OnlyASessionThatOpensReplacesSecretAndCatalogue) {
 }
 
 TEST_F(SessionTest, OpenReadsUnterminatedFieldsToTheirWidth) {
-  ScriptAnswers();
-  Queue("OpenSession", "<r stat=\"ok\" keloSessToken=\"T\" />");
+  Script("OpenSession", "<r stat=\"ok\" keloSessToken=\"T\" />");
   tagKELO_OpenSessionInfo block{};
   tagCommandControlInfo record = Record(&block);
   std::memset(record.authToken, 'a', sizeof record.authToken);
@@ -123,7 +118,7 @@ TEST_F(SessionTest, OpenReadsUnterminatedFieldsToTheirWidth) {
 TEST_F(SessionTest, ARestoredSessionReplacesSessionAndCatalogueAndKeepsTheSecretUnlessGiven) {
   OpenScriptedSession();
   LoadSmallHierarchy();
-  tagKELO_SessionInfo session = ScriptedSession();
+  tagKELO_SessionInfo session = SessionAt(Url());
   tagCommandControlInfo record = Record(&session);
   SetField(record.signingSecret, "");
   ASSERT_EQ(KELOAccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
@@ -145,8 +140,8 @@ TEST_F(SessionTest, ARestoredSessionReplacesSessionAndCatalogueAndKeepsTheSecret
 }
 
 TEST_F(SessionTest, ExtendingUsesTheHostsBlockAloneAndIgnoresTheOutcome) {
-  ScriptAnswers();
-  tagKELO_SessionInfo block = ScriptedSession();
+  Script();
+  tagKELO_SessionInfo block = SessionAt(Url());
   ASSERT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);
   ExpectDocument(OnlyRequest(), "<VerifyRecipients recipientList=\"AAAAA\" />\r\n");
   EXPECT_EQ(QueryValue(OnlyRequest().query, "keloSessToken"), FieldText(block.token));
@@ -172,7 +167,7 @@ TEST_F(SessionTest, ExtendingUsesTheHostsBlockAloneAndIgnoresTheOutcome) {
   EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
   EXPECT_EQ(SecretInUse(), service().Secret());
 
-  Queue("VerifyRecipients", ReplyWith("", 500));
+  Script("VerifyRecipients", ReplyWith("", 500));
   EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);
   SetField(block.manageUrl, "http://127.0.0.1:1/refused");
   EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);
@@ -181,7 +176,7 @@ TEST_F(SessionTest, ExtendingUsesTheHostsBlockAloneAndIgnoresTheOutcome) {
   SetField(block.manageUrl, "");
   EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)),
             uint32_t{kKELOResult_BadParameter});
-  block = ScriptedSession();
+  block = SessionAt(Url());
   SetField(block.token, "");
   EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)),
             uint32_t{kKELOResult_BadParameter});

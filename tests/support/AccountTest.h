@@ -20,11 +20,6 @@ bool Await(const Condition& condition) {
   return true;
 }
 
-inline size_t CountOfThreads() {
-  namespace fs = std::filesystem;
-  return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/task"), {}));
-}
-
 // What the process has open. Sockets may be left out: kept-alive connections come and go.
 inline std::multiset<std::string> OpenFiles(bool withSockets) {
   std::multiset<std::string> open;
@@ -52,11 +47,8 @@ class AccountTest : public CommandTest {
     tagKELO_ItemInfo album = NewContainer(kKELOKind_Album, "Harbour");
     ASSERT_EQ(Add(album, FieldText(trips.itemId)), 0u);
     album_ = FieldText(album.itemId);
-    for (const std::string& target : {album_, album_, std::string()}) {
-      std::string id;
-      ASSERT_EQ(Upload(target, id), 0u);
-      picture_ = id;
-    }
+    for (const std::string& target : {album_, album_, std::string()})
+      ASSERT_EQ(Upload(target, picture_), 0u);
     ASSERT_EQ(Load(), 0u);
     picturePath_ = FieldText(ItemInfo(picture_).origUrl).substr(Url().size());
     entries_ = folder().EntryCount();

@@ -37,9 +37,15 @@ inline std::string QueryValue(const std::string& query, const std::string& name)
   return all.substr(value, all.find('&', value) - value);
 }
 
+// An answer that a test makes up: a body, or any reply.
+struct Answer : Reply {
+  Answer(const char* text) { body = text; }         // NOLINT: any of these is an answer
+  Answer(const std::string& text) { body = text; }  // NOLINT
+  Answer(const Reply& reply) : Reply(reply) {}      // NOLINT
+};
+
 class CommandTest : public ::testing::Test {
  protected:
-  static constexpr const char* kToken = "TOKEN67890123456789012345678";  // 28 characters: cut to 27
   static constexpr const char* kOk = "<r stat=\"ok\" />";
 
   // `cacheBudget` is the argument of KELOAccessInitialize.
@@ -83,9 +89,11 @@ class CommandTest : public ::testing::Test {
   }
   // Likewise with an array of any length.
   template <typename Info>
-  uint32_t SendAll(uint32_t code, std::vector<Info>& records, std::string_view target = {}) {
+  uint32_t SendAll(uint32_t code, std::vector<Info>& records, std::string_view target = {},
+                   uint32_t options = 0, uint32_t kinds = 0) {
     Info none{};
-    tagCommandControlInfo record = Record(records.empty() ? &none : records.data(), target);
+    tagCommandControlInfo record =
+        Record(records.empty() ? &none : records.data(), target, options, kinds);
     record.entryCount = static_cast<uint32_t>(records.size());
     return Send(code, record);
   }
@@ -111,14 +119,9 @@ class CommandTest : public ::testing::Test {
     EXPECT_EQ(Send(kKELOCommand_GetItemsCount, Record(&count, target, 0, kinds)), 0u) << target;
     return count;
   }
-
   std::vector<tagKELO_ItemInfo> List(const std::string& target, uint32_t kinds) {
-    const uint32_t count = Count(target, kinds);
-    std::vector<tagKELO_ItemInfo> items(count + 1);
-    tagCommandControlInfo record = Record(items.data(), target, 0, kinds);
-    record.entryCount = count;
-    EXPECT_EQ(Send(kKELOCommand_GetItemsList, record), 0u) << target;
-    items.resize(count);
+    std::vector<tagKELO_ItemInfo> items(Count(target, kinds));
+    EXPECT_EQ(SendAll(kKELOCommand_GetItemsList, items, target, 0, kinds), 0u) << target;
     return items;
   }
 
@@ -149,15 +152,19 @@ class CommandTest : public ::testing::Test {
     service_->ClearLog();
   }
 
-  // From here on every request gets the next answer queued for its method, or an empty "ok".
-  void ScriptAnswers() {
+  // From here on requests of `method` get these answers, one after the other; the last one stays.
+  // Every other request gets an empty "ok", unless it has answers of its own.
+  template <typename... Answers>
+  void Script(const std::string& method = "", const Answers&... answers) {
+    const std::lock_guard lock(mutex_);
+    answers_[method] = {answers...};
     service_->SetScript([this](const LoggedRequest& request) -> std::optional<Reply> {
-      const std::lock_guard lock(mutex_);
-      auto& queue = replies_[request.apiMethod];
-      if (queue.empty()) return ReplyWith(kOk);
-      Reply reply = queue.front();
-      if (queue.size() > 1) queue.pop_front();  // the last one stays
-      return reply;
+      const std::lock_guard inScript(mutex_);
+      std::deque<Answer>& next = answers_[request.apiMethod];
+      if (next.empty()) return Answer(kOk);
+      const Answer answer = next.front();
+      if (next.size() > 1) next.pop_front();
+      return answer;
     });
   }
   static Reply ReplyWith(const std::string& body, int status = 200) {
@@ -166,56 +173,35 @@ class CommandTest : public ::testing::Test {
     reply.body = body;
     return reply;
   }
-  void Queue(const std::string& method, Reply reply) {
-    const std::lock_guard lock(mutex_);
-    replies_[method].push_back(std::move(reply));
-  }
-  void Queue(const std::string& method, const std::string& body) { Queue(method, ReplyWith(body)); }
-  // Instead of all that was queued.
-  template <typename Answer>
-  void Requeue(const std::string& method, const Answer& answer) {
-    Unqueue(method);
-    Queue(method, answer);
-  }
-  void Unqueue(const std::string& method) {
-    const std::lock_guard lock(mutex_);
-    replies_[method].clear();
+  // What the service says to an address that it refuses.
+  static std::string RejectionOf(const std::string& address) {
+    return "<r stat=\"fail\" errcode=\"313\" errmsg=\"Invalid recipient: " + address + "\" />";
   }
 
   // A session made up by the test, with scripted answers.
   void OpenScriptedSession() {
-    ScriptAnswers();
-    UseSession(ScriptedSession());
+    Script();
+    UseSession(SessionAt(Url()));
   }
   void UseSession(tagKELO_SessionInfo session) {
     ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, Record(&session)), 0u);
-  }
-  tagKELO_SessionInfo ScriptedSession() const { return SessionAt(Url() + "/manage"); }
-  // Documents go there instead.
-  tagKELO_SessionInfo SessionAt(const std::string& manageUrl) const {
-    tagKELO_SessionInfo session{};
-    SetField(session.token, std::string_view(kToken, 27));
-    SetField(session.uploadUrl, Url() + "/upload");
-    SetField(session.manageUrl, manageUrl);
-    SetField(session.downloadUrl, Url() + "/download");
-    return session;
   }
 
   // Fills the catalogue: album A1 under the root with items I1 and I2, folder F1 with the shared
   // album A2 (item I3), root album item R1, friend album B1 with item J1.
   void LoadSmallHierarchy() {
-    Queue("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"4\" />");
-    Queue("GetHierarchy",
-          "<r stat=\"ok\"><rootAlbum><items><item itemId=\"R1\" fileName=\"r1.jpg\" "
-          "fileFormat=\"image/jpeg\" /></items></rootAlbum><folders><folder folderId=\"F1\" "
-          "folderName=\"Trips\" albumCount=\"1\"><albums><album albumId=\"A2\" albumName=\"Alps\" "
-          "shareFlag=\"true\" itemsCount=\"1\"><items><item itemId=\"I3\" fileName=\"i3.jpg\" />"
-          "</items></album></albums></folder></folders><albums><album albumId=\"A1\" "
-          "albumName=\"Home\" itemsCount=\"2\"><items><item itemId=\"I2\" fileName=\"i2.jpg\" />"
-          "<item itemId=\"I1\" fileName=\"i1.jpg\" /></items></album></albums></r>");
-    Queue("GetForeignAlbumItems",
-          "<r stat=\"ok\"><albums><album albumId=\"B1\" albumName=\"Bea\" itemsCount=\"1\"><items>"
-          "<item itemId=\"J1\" fileName=\"j1.jpg\" /></items></album></albums></r>");
+    Script("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"4\" />");
+    Script("GetHierarchy",
+           "<r stat=\"ok\"><rootAlbum><items><item itemId=\"R1\" fileName=\"r1.jpg\" "
+           "fileFormat=\"image/jpeg\" /></items></rootAlbum><folders><folder folderId=\"F1\" "
+           "folderName=\"Trips\" albumCount=\"1\"><albums><album albumId=\"A2\" albumName=\"Alps\" "
+           "shareFlag=\"true\" itemsCount=\"1\"><items><item itemId=\"I3\" fileName=\"i3.jpg\" />"
+           "</items></album></albums></folder></folders><albums><album albumId=\"A1\" "
+           "albumName=\"Home\" itemsCount=\"2\"><items><item itemId=\"I2\" fileName=\"i2.jpg\" />"
+           "<item itemId=\"I1\" fileName=\"i1.jpg\" /></items></album></albums></r>");
+    Script("GetForeignAlbumItems",
+           "<r stat=\"ok\"><albums><album albumId=\"B1\" albumName=\"Bea\" itemsCount=\"1\"><items>"
+           "<item itemId=\"J1\" fileName=\"j1.jpg\" /></items></album></albums></r>");
     ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
     service_->ClearLog();
   }
@@ -252,7 +238,7 @@ class CommandTest : public ::testing::Test {
   TemporaryFolder folder_;
   std::unique_ptr<devservice::Service> service_;
   std::mutex mutex_;
-  std::map<std::string, std::deque<Reply>> replies_;
+  std::map<std::string, std::deque<Answer>> answers_;
 };
 
 }  // namespace kelo::testing

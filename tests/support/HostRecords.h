@@ -49,6 +49,16 @@ inline tagKELO_ItemInfo NewContainer(uint32_t kind, std::string_view name) {
   return made;
 }
 
+// A session that no service has opened, whose URLs begin with `base`.
+inline tagKELO_SessionInfo SessionAt(const std::string& base) {
+  tagKELO_SessionInfo session{};
+  SetField(session.token, "TOKEN678901234567890123456");
+  SetField(session.uploadUrl, base + "/upload");
+  SetField(session.manageUrl, base + "/manage");
+  SetField(session.downloadUrl, base + "/download");
+  return session;
+}
+
 // One record for every command that takes one.
 struct HostRecords {
   // Every text that a host may choose begins with `prefix`.
@@ -76,32 +86,10 @@ struct HostRecords {
   HostRecords& operator=(const HostRecords&) = delete;
 
   // The record of a command; null where it takes none.
-  void* Of(uint32_t code) {
-    const std::map<uint32_t, void*> records = {{kKELOCommand_OpenSession, &opening},
-                                               {kKELOCommand_ExtendTokenLimit, &session},
-                                               {kKELOCommand_GetSessionInfo, &session},
-                                               {kKELOCommand_GetItemsCount, &count},
-                                               {kKELOCommand_RegisterEventCallBack, &count},
-                                               {kKELOCommand_GetItemInfo, &item},
-                                               {kKELOCommand_AddItems, &item},
-                                               {kKELOCommand_AddNewLink, &link},
-                                               {kKELOCommand_Upload, &upload},
-                                               {kKELOCommand_Download, &download},
-                                               {kKELOCommand_VerifyRecipient, &recipients},
-                                               {kKELOCommand_GetAddressList, &list},
-                                               {kKELOCommand_SendPictureMail, &mail},
-                                               {kKELOCommand_GetStorageCapacity, &capacity},
-                                               {kKELOCommand_ModifyProps, &properties},
-                                               {kKELOCommand_AddTags, &tags}};
-    const auto found = records.find(code);
-    return found != records.end() ? found->second : nullptr;
-  }
+  void* Of(uint32_t code) const { return all_.contains(code) ? all_.at(code).first : nullptr; }
   // Where the command's result stands in its record; null where the record has no such word.
-  const uint32_t* ResultWord(uint32_t code) {
-    const bool has = code == kKELOCommand_GetItemInfo || code == kKELOCommand_AddItems ||
-                     code == kKELOCommand_AddNewLink || code == kKELOCommand_SendPictureMail ||
-                     code == kKELOCommand_GetStorageCapacity || code == kKELOCommand_ModifyProps ||
-                     code == kKELOCommand_AddTags;
+  const uint32_t* ResultWord(uint32_t code) const {
+    const bool has = all_.contains(code) && all_.at(code).second;
     return has ? static_cast<const uint32_t*>(Of(code)) : nullptr;
   }
 
@@ -119,6 +107,26 @@ struct HostRecords {
   tagKELO_PropertyInfo properties{};
   tagKELO_TagInfo tags{};
   uint32_t count = 0;  // also in the place of a function that hears of no event
+
+ private:
+  // Each record, and whether it begins with its command's result.
+  const std::map<uint32_t, std::pair<void*, bool>> all_ = {
+      {kKELOCommand_OpenSession, {&opening, false}},
+      {kKELOCommand_ExtendTokenLimit, {&session, false}},
+      {kKELOCommand_GetSessionInfo, {&session, false}},
+      {kKELOCommand_GetItemsCount, {&count, false}},
+      {kKELOCommand_RegisterEventCallBack, {&count, false}},
+      {kKELOCommand_GetItemInfo, {&item, true}},
+      {kKELOCommand_AddItems, {&item, true}},
+      {kKELOCommand_AddNewLink, {&link, true}},
+      {kKELOCommand_Upload, {&upload, false}},
+      {kKELOCommand_Download, {&download, false}},
+      {kKELOCommand_VerifyRecipient, {&recipients, false}},
+      {kKELOCommand_GetAddressList, {&list, false}},
+      {kKELOCommand_SendPictureMail, {&mail, true}},
+      {kKELOCommand_GetStorageCapacity, {&capacity, true}},
+      {kKELOCommand_ModifyProps, {&properties, true}},
+      {kKELOCommand_AddTags, {&tags, true}}};
 };
 
 }  // namespace kelo::testing

@@ -14,9 +14,7 @@ namespace kelo::testing {
 namespace {
 
 uint32_t AskNobody() {
-  tagKELO_SessionInfo session{};
-  SetField(session.token, "T");
-  SetField(session.manageUrl, "http://127.0.0.1:1");
+  tagKELO_SessionInfo session = SessionAt("http://127.0.0.1:1");
   tagCommandControlInfo record{};
   record.data = &session;
   const uint32_t result = KELOAccessCommand(kKELOCommand_SetSessionInfo, &record);

@@ -161,7 +161,7 @@ TEST_P(DuringCommand, ASystemCallFails) {
   TryPoints(GetParam(), CallKind::SystemCall);
 }
 
-INSTANTIATE_TEST_SUITE_P(, DuringCommand, ::testing::ValuesIn(AllTrials()),
+INSTANTIATE_TEST_SUITE_P(, DuringCommand, ::testing::ValuesIn(TortureTest::AllTrials()),
                          [](const auto& trial) { return std::string(trial.param.name); });
 
 TEST_F(TortureTest, TheServerUrlsHaveTheirPlace) {

@@ -21,9 +21,10 @@ struct Trial {
 
 class TortureTest : public AccountTest {
  public:
-  // For the table of commands, which stands outside of the class.
-  using AccountTest::Load;
-  using AccountTest::Open;
+  // All commands, some of them in several ways, each with a record that makes it do its work.
+  static std::vector<Trial> AllTrials();
+
+ protected:
   // A command with an ordinary record.
   uint32_t SendRecord(uint32_t code, const std::string& target, uint32_t options, uint32_t kinds) {
     HostRecords records(recordsFolder_, "\xE6\xB5\xB7");
@@ -37,12 +38,9 @@ class TortureTest : public AccountTest {
     if (result == 0 && word != nullptr) result = *word;
     return result == kKELOResult_RecipientsRejected ? 0 : result;
   }
-  const std::string& Album() const { return album_; }
-  const std::string& Picture() const { return picture_; }
-  std::string PictureUrl() const { return Url() + picturePath_; }
   uint32_t SendDownload() {
     const std::string path = DownloadPath();
-    const uint32_t result = Download(PictureUrl());
+    const uint32_t result = Download(Url() + picturePath_);
     EXPECT_EQ(std::filesystem::exists(path), result == 0);
     if (result == 0) EXPECT_EQ(folder().Read("downloaded"), kPicture);
     std::filesystem::remove(path);
@@ -63,20 +61,15 @@ class TortureTest : public AccountTest {
     });
     return Send(kKELOCommand_CloseSession, Record());
   }
-  uint32_t SendExtend() {
+  uint32_t SendSession(uint32_t code = kKELOCommand_SetSessionInfo) {
     tagKELO_SessionInfo session = session_;
-    return Send(kKELOCommand_ExtendTokenLimit, Record(&session));
+    return Send(code, Record(&session));
   }
   uint32_t SendList() {
     tagKELO_ItemInfo rootAlbum{};
     return SendOne(kKELOCommand_GetItemsList, &rootAlbum, "", 0, kKELOKind_RootAlbum);
   }
-  uint32_t SendSession() {
-    tagKELO_SessionInfo session = session_;
-    return Send(kKELOCommand_SetSessionInfo, Record(&session));
-  }
 
- protected:
   void SetUp() override {
     signal(SIGALRM, [](int) {  // a command that never returns
       PrintCallers();
@@ -97,37 +90,38 @@ class TortureTest : public AccountTest {
   const TemporaryFolder recordsFolder_;
 };
 
-// All commands, some of them in several ways, each with a record that makes it do its work.
-inline std::vector<Trial> AllTrials() {
+inline std::vector<Trial> TortureTest::AllTrials() {
+  using T = TortureTest;
   const auto ofPicture = [](uint32_t code, uint32_t options = 0) {
-    return [=](TortureTest& t) { return t.SendRecord(code, t.Picture(), options, 0); };
+    return [=](T& t) { return t.SendRecord(code, t.picture_, options, 0); };
   };
   const auto ofAlbum = [](uint32_t code, uint32_t options = 0, uint32_t kinds = 0) {
-    return [=](TortureTest& t) { return t.SendRecord(code, t.Album(), options, kinds); };
+    return [=](T& t) { return t.SendRecord(code, t.album_, options, kinds); };
   };
   constexpr uint32_t kVerifies = kKELOOption_ReturnTexts | kKELOOption_VerifyRecipients;
   return {
-      {"OpenSession", Effect::Forgets, [](auto& t) { return t.Open(); }},
-      {"OpenSessionAtFirst", Effect::Starts, [](auto& t) { return t.Open(); }},
-      {"SetSessionInfo", Effect::Forgets, [](auto& t) { return t.SendSession(); }},
-      {"SetSessionInfoAtFirst", Effect::Starts, [](auto& t) { return t.SendSession(); }},
-      {"CloseSession", Effect::None, [](auto& t) { return t.SendClose(); }},
+      {"OpenSession", Effect::Forgets, [](T& t) { return t.Open(); }},
+      {"OpenSessionAtFirst", Effect::Starts, [](T& t) { return t.Open(); }},
+      {"SetSessionInfo", Effect::Forgets, [](T& t) { return t.SendSession(); }},
+      {"SetSessionInfoAtFirst", Effect::Starts, [](T& t) { return t.SendSession(); }},
+      {"CloseSession", Effect::None, [](T& t) { return t.SendClose(); }},
       {"GetSessionInfo", Effect::None, ofAlbum(kKELOCommand_GetSessionInfo)},
-      {"ExtendTokenLimit", Effect::None, [](auto& t) { return t.SendExtend(); }},
+      {"ExtendTokenLimit", Effect::None,
+       [](T& t) { return t.SendSession(kKELOCommand_ExtendTokenLimit); }},
       {"Abort", Effect::None, ofAlbum(kKELOCommand_Abort)},
-      {"LoadHierarchy", Effect::Loads, [](auto& t) { return t.Load(); }},
-      {"LoadHierarchyAgain", Effect::None, [](auto& t) { return t.Load(); }},
+      {"LoadHierarchy", Effect::Loads, [](T& t) { return t.Load(); }},
+      {"LoadHierarchyAgain", Effect::None, [](T& t) { return t.Load(); }},
       {"GetItemsCount", Effect::None, ofAlbum(kKELOCommand_GetItemsCount, 0, kKELOKind_FileItem)},
-      {"GetItemsList", Effect::None, [](auto& t) { return t.SendList(); }},
+      {"GetItemsList", Effect::None, [](T& t) { return t.SendList(); }},
       {"GetItemInfo", Effect::None, ofPicture(kKELOCommand_GetItemInfo)},
       {"GetItemInfoFresh", Effect::None,
        ofPicture(kKELOCommand_GetItemInfo, kKELOOption_AskService)},
-      {"AddFolder", Effect::Adds, [](auto& t) { return t.SendAdd(kKELOKind_Folder); }},
-      {"AddAlbum", Effect::Adds, [](auto& t) { return t.SendAdd(kKELOKind_Album); }},
+      {"AddFolder", Effect::Adds, [](T& t) { return t.SendAdd(kKELOKind_Folder); }},
+      {"AddAlbum", Effect::Adds, [](T& t) { return t.SendAdd(kKELOKind_Album); }},
       {"AddNewLink", Effect::None, ofAlbum(kKELOCommand_AddNewLink)},
-      {"Upload", Effect::Adds, [](auto& t) { return t.SendUpload(0); }},
+      {"Upload", Effect::Adds, [](T& t) { return t.SendUpload(0); }},
       {"UploadChecked", Effect::Adds,
-       [](auto& t) { return t.SendUpload(kKELOOption_CheckDuplicates); }},
+       [](T& t) { return t.SendUpload(kKELOOption_CheckDuplicates); }},
       {"VerifyRecipient", Effect::None,
        ofAlbum(kKELOCommand_VerifyRecipient, kKELOOption_ReturnTexts)},
       {"GetAddressList", Effect::None, ofAlbum(kKELOCommand_GetAddressList)},
@@ -137,7 +131,7 @@ inline std::vector<Trial> AllTrials() {
       {"RegisterEventCallBack", Effect::None, ofAlbum(kKELOCommand_RegisterEventCallBack)},
       {"UnregisterEventCallBack", Effect::None, ofAlbum(kKELOCommand_UnregisterEventCallBack)},
       {"AddTags", Effect::None, ofAlbum(kKELOCommand_AddTags, 0, kKELOKind_Album)},
-      {"Download", Effect::None, [](auto& t) { return t.SendDownload(); }},
+      {"Download", Effect::None, [](T& t) { return t.SendDownload(); }},
   };
 }
 

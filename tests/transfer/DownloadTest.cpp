@@ -19,7 +19,7 @@ class DownloadTest : public CommandTest {
       if (request.path.starts_with("/status")) reply.status = std::stoi(request.path.substr(7));
       return reply;
     });
-    UseSession(ScriptedSession());
+    UseSession(SessionAt(Url()));
   }
 
   // Downloads `urls` in order into new files "0", "1", ...; into nowhere where the URL is that.
@@ -126,9 +126,8 @@ TEST_F(DownloadTest, TheStorageIsReadAsTwoNumbers) {
        0},
       {"<r stat=\"fail\" />", 4144, 4144, 0, 0},
   };
-  ScriptAnswers();
   for (const Case& c : cases) {
-    Requeue("GetStorageCapacity", c.answer);
+    Script("GetStorageCapacity", c.answer);
     tagKELO_StorageCapacityInfo record;
     std::memset(&record, 0x55, sizeof record);
     EXPECT_EQ(Send(kKELOCommand_GetStorageCapacity, Record(&record)), c.result) << c.answer;

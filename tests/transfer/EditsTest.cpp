@@ -93,7 +93,7 @@ TEST_F(EditsTest, TagsGoToItemsAndToWhatAlbumsHold) {
 }
 
 TEST_F(EditsTest, TagsOfAnEmptyAlbumSendNothingAndShortBuffersAreReadToTheirEnd) {
-  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"EMPTY\" />");
+  Script("AddAlbum", "<r stat=\"ok\" albumId=\"EMPTY\" />");
   tagKELO_ItemInfo album = NewContainer(kKELOKind_Album, "");
   ASSERT_EQ(SendOne(kKELOCommand_AddItems, &album), 0u);
   service().ClearLog();
@@ -115,9 +115,8 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
     records[i].kind = kinds[i];
     SetField(records[i].name, "N<" + std::to_string(i));
   }
-  Queue("AddFolder", "<r stat=\"ok\" folderId=\"NF\" />");
-  Queue("AddFolder", "<r stat=\"fail\" errcode=\"208\" />");
-  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA\" />");
+  Script("AddFolder", "<r stat=\"ok\" folderId=\"NF\" />", "<r stat=\"fail\" errcode=\"208\" />");
+  Script("AddAlbum", "<r stat=\"ok\" albumId=\"NA\" />");
   ASSERT_EQ(SendAll(kKELOCommand_AddItems, records, "KELO_CACHEINFO_ROOT_ID"), 0u);
   const auto log = service().Log();
   ASSERT_EQ(log.size(), 3u);
@@ -141,7 +140,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   EXPECT_EQ(ItemInfo("NA").kind, 2u);  // not shared with anyone yet
 
   // Under a folder there are only albums.
-  Queue("AddAlbum", "<r stat=\"ok\" albumId=\"NA2\" />");
+  Script("AddAlbum", "<r stat=\"ok\" albumId=\"NA2\" />");
   records.resize(2);
   records[1].kind = kKELOKind_Album;
   ASSERT_EQ(SendAll(kKELOCommand_AddItems, records, "F1"), 0u);
@@ -161,16 +160,14 @@ TEST_F(EditsTest, NamesOfNewContainersTravelAsReferencesUpToTheirWidth) {
 }
 
 TEST_F(EditsTest, AnUnusableAnswerEndsTheListAndMarksTheRest) {
-  const std::pair<Reply, uint32_t> faults[] = {
-      {ReplyWith("<r stat=\"ok\" />"), 4144},  // no new id
-      {ReplyWith("<r stat=\"ok\" albumId=\"\" />"), 4144},
-      {ReplyWith("<r />"), 4144},
-      {ReplyWith("<r stat=\"fail\" />"), 4144},
+  const std::pair<Answer, uint32_t> faults[] = {
+      {kOk, 4144},  // no new id
+      {"<r stat=\"ok\" albumId=\"\" />", 4144},
+      {"<r />", 4144},
       {ReplyWith("", 504), 4128},
   };
   for (const auto& [reply, result] : faults) {
-    Requeue("AddAlbum", "<r stat=\"ok\" albumId=\"N1\" />");
-    Queue("AddAlbum", reply);
+    Script("AddAlbum", "<r stat=\"ok\" albumId=\"N1\" />", reply);
     service().ClearLog();
     std::vector<tagKELO_ItemInfo> records(4);
     for (auto& record : records) {
@@ -193,9 +190,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   std::memset(records[2].itemIdList, 'i', sizeof records[2].itemIdList);
   std::memset(records[1].albumId, 'x', sizeof records[1].albumId);
   records[2].result = 99;
-  Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
-  Queue("AddItemsToAlbum", "<r stat=\"fail\" errcode=\"302\" />");
-  Queue("AddItemsToAlbum", "<r stat=\"ok\" />");
+  Script("AddItemsToAlbum", kOk, "<r stat=\"fail\" errcode=\"302\" />", kOk);
   EXPECT_EQ(SendAll(kKELOCommand_AddNewLink, records, "A1"), 0u);
   const auto log = service().Log();
   ASSERT_EQ(log.size(), 3u);
@@ -207,8 +202,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   EXPECT_EQ(records[2].result, 0u);
   EXPECT_EQ(FieldText(records[1].albumId), "A1");
 
-  Requeue("AddItemsToAlbum", "<r stat=\"ok\" />");
-  Queue("AddItemsToAlbum", ReplyWith("", 500));
+  Script("AddItemsToAlbum", kOk, ReplyWith("", 500));
   EXPECT_EQ(SendAll(kKELOCommand_AddNewLink, records, "A1"), 4114u);
   const uint32_t results[] = {0, 4114, 4114};
   for (size_t i = 0; i < 3; ++i) EXPECT_EQ(records[i].result, results[i]) << i;

@@ -88,8 +88,8 @@ TEST(UploadCheck, DecidesByTheElementsOfAnIndex) {
 class NegotiationTest : public CommandTest {
  protected:
   NegotiationTest() {
-    ScriptAnswers();
-    tagKELO_SessionInfo session = ScriptedSession();
+    Script();
+    tagKELO_SessionInfo session = SessionAt(Url());
     tagCommandControlInfo record = Record(&session);
     EXPECT_EQ(controller_.AccessCommand(kKELOCommand_SetSessionInfo, &record), 0u);
   }
@@ -105,10 +105,10 @@ TEST_F(NegotiationTest, SendsDigestsAndMarksCompleteFiles) {
   records_.push_back(records_[0]);
   records_[1].filePath = Text(memo);
   records_[1].fileSize = 0;
-  Queue("NegotiateUploadItems",
-        "<r stat=\"ok\" uploadId=\"U1\"><items><item idx=\"1\" uploadComplete=\"true\" "
-        "itemId=\"N1\" /><item idx=\"2\" uploadComplete=\"false\" itemId=\"N2\" /><item idx=\"3\" "
-        "uploadComplete=\"true\" /><item uploadComplete=\"true\" /></items></r>");
+  Script("NegotiateUploadItems",
+         "<r stat=\"ok\" uploadId=\"U1\"><items><item idx=\"1\" uploadComplete=\"true\" "
+         "itemId=\"N1\" /><item idx=\"2\" uploadComplete=\"false\" itemId=\"N2\" /><item idx=\"3\" "
+         "uploadComplete=\"true\" /><item uploadComplete=\"true\" /></items></r>");
   std::string uploadId;
   ASSERT_EQ(controller_.NegotiateUploadItems("A1", records_, uploadId), 0u);
   ExpectDocument(OnlyRequest(),
@@ -151,7 +151,7 @@ TEST_F(NegotiationTest, AnAnswerWithoutItsPartsIsAFailure) {
       {"<r stat=\"ok\" uploadId=\"U2\"><items><item idx=\"1\"/></r>", 4144},
   };
   for (const auto& [answer, result] : cases) {
-    Requeue("NegotiateUploadItems", answer);
+    Script("NegotiateUploadItems", answer);
     records_[0].result = 0;
     std::string uploadId = "before";
     EXPECT_EQ(controller_.NegotiateUploadItems("", records_, uploadId), result) << answer;
@@ -161,7 +161,7 @@ TEST_F(NegotiationTest, AnAnswerWithoutItsPartsIsAFailure) {
 }
 
 TEST_F(NegotiationTest, AnUploadIdentifierTravelsInTheDocument) {
-  Queue("UploadItems", "<r stat=\"ok\"><items><item\nx='1' idx=\"1\" itemId=\"N1\"/></items></r>");
+  Script("UploadItems", "<r stat=\"ok\"><items><item\nx='1' idx=\"1\" itemId=\"N1\"/></items></r>");
   ASSERT_EQ(controller_.UploadItems("", records_, "U1"), 0u);
   EXPECT_EQ(FieldText(records_[0].itemId), "N1");
   EXPECT_NE(OnlyRequest().body.find("<UploadItems uploadId=\"U1\">\r\n<items>\r\n<item idx=\"1\" "

@@ -22,11 +22,7 @@ class UploadTest : public CommandTest {
   }
   uint32_t Upload(std::vector<tagKELO_LoadInfo>& records, const std::string& album,
                   uint32_t options = 0, uint32_t checkMask = 7) {
-    tagKELO_LoadInfo none{};
-    tagCommandControlInfo record =
-        Record(records.empty() ? &none : records.data(), album, options, checkMask);
-    record.entryCount = static_cast<uint32_t>(records.size());
-    return Send(kKELOCommand_Upload, record);
+    return SendAll(kKELOCommand_Upload, records, album, options, checkMask);
   }
   uint32_t CountOf(const std::string& album) { return ItemInfo(album).itemCount; }
 
@@ -49,10 +45,10 @@ TEST_F(UploadTest, SendsOneMultipartRequestByteForByte) {
   SetField(records[1].fileCreateDate, "");
   std::memset(records[2].itemId, 'x', sizeof records[2].itemId);
   records[2].result = 4099;  // of an earlier command
-  Queue("UploadItems",
-        "<r stat=\"ok\"><items><item idx=\"1\" itemId=\"N1\" /><item idx=\"9\" itemId=\"N9\" />"
-        "<item idx=\"3\" itemId=\"" +
-            std::string(50, 'N') + "\" /><item idx=\"2\" /></items></r>");
+  Script("UploadItems",
+         "<r stat=\"ok\"><items><item idx=\"1\" itemId=\"N1\" /><item idx=\"9\" itemId=\"N9\" />"
+         "<item idx=\"3\" itemId=\"" +
+             std::string(50, 'N') + "\" /><item idx=\"2\" /></items></r>");
   ASSERT_EQ(Upload(records, "A1"), 0u);
 
   const std::string first = "&lt;&quot;sun&quot; &amp; sea&gt;.jpg";
@@ -146,11 +142,7 @@ TEST_F(UploadTest, ProgressSurroundsTheTransferWhateverItsStatus) {
   OpenScriptedSession();
   const std::vector<Words>& events = KeepEvents();
   const std::vector<Words> both = {{20, 48, 8, 0, 2, 0}, {20, 48, 8, 8, 2, 2}};
-  Reply lost;
-  lost.closeAtOnce = true;
-  Queue("UploadItems", ReplyWith("", 500));
-  Queue("UploadItems", lost);
-  Queue("UploadItems", kOk);
+  Script("UploadItems", ReplyWith("", 500), Reply{.closeAtOnce = true}, kOk);
   for (const uint32_t result : {4114u, 4129u, 0u}) {
     KeepEvents();
     std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "12345"), File("b.jpg", "123")};
@@ -176,11 +168,11 @@ TEST_F(UploadCheckTest, TheCheckSkipsWhatTheServiceHolds) {
     SetField(record.itemId, "of an earlier command");
     record.result = 4099;
   }
-  Queue("CheckUploadItems",
-        "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" itemId=\"I1\" /><item idx=\"1\" "
-        "status=\"2\" itemId=\"I9\" /><item idx=\"2\" status=\"4\" /><item idx=\"4\" status=\"1\" "
-        "itemId=\"I4\" /><item idx=\"4\" status=\"3\" /><item idx=\"04\" status=\"0\" /><item "
-        "idx=\"6\" status=\"1\" itemId=\"I6\" /><item idx=\"77\" status=\"0\" /></items></r>");
+  Script("CheckUploadItems",
+         "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" itemId=\"I1\" /><item idx=\"1\" "
+         "status=\"2\" itemId=\"I9\" /><item idx=\"2\" status=\"4\" /><item idx=\"4\" status=\"1\" "
+         "itemId=\"I4\" /><item idx=\"4\" status=\"3\" /><item idx=\"04\" status=\"0\" /><item "
+         "idx=\"6\" status=\"1\" itemId=\"I6\" /><item idx=\"77\" status=\"0\" /></items></r>");
   ASSERT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), 0u);
   const auto checks = Requests("CheckUploadItems");
   ASSERT_EQ(checks.size(), 1u);
@@ -217,7 +209,7 @@ TEST_F(UploadCheckTest, TheCheckSkipsWhatTheServiceHolds) {
 
 TEST_F(UploadCheckTest, TheCheckTellsTheDatesOfItsMaskAndTheAlbumThatIsGiven) {
   OpenScriptedSession();
-  Queue("CheckUploadItems", "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" /></items></r>");
+  Script("CheckUploadItems", "<r stat=\"ok\"><items><item idx=\"1\" status=\"1\" /></items></r>");
   for (uint32_t mask = 0; mask < 16; ++mask) {
     std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "A")};
     SetField(records[0].shotDate, "2008-05-15");
@@ -243,8 +235,8 @@ TEST_F(UploadCheckTest, WithoutAPictureToSendNoVoiceMemoTravels) {
     uint32_t memo;
   };
   for (const Case& c : {Case{"1", 4099, 4099}, Case{"2", 4104, 4099}, Case{"3", 4115, 0}}) {
-    Requeue("CheckUploadItems", std::string("<r stat=\"ok\"><items><item idx=\"1\" status=\"") +
-                                    c.status + "\" itemId=\"OLD\" /></items></r>");
+    Script("CheckUploadItems", std::string("<r stat=\"ok\"><items><item idx=\"1\" status=\"") +
+                                   c.status + "\" itemId=\"OLD\" /></items></r>");
     std::vector<tagKELO_LoadInfo> records = {File("1.jpg", "1"), File("1.wav", "memo")};
     ASSERT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), 0u);
     EXPECT_EQ(records[0].result, c.picture);
@@ -265,7 +257,7 @@ TEST_F(UploadCheckTest, FiftyThousandRecordsAreCheckedInOneRequest) {
     answer += "<item idx=\"" + std::to_string(kCount - i) + "\" status=\"1\" itemId=\"I" +
               std::to_string(kCount - i) + "\" />";
   }
-  Queue("CheckUploadItems", answer + "</items></r>");
+  Script("CheckUploadItems", answer + "</items></r>");
   ASSERT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), 0u);
   EXPECT_EQ(records.front().result, 4099u);
   EXPECT_EQ(FieldText(records.back().itemId), "I50000");
