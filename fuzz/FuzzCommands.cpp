@@ -19,10 +19,9 @@ using namespace kelo::testing;
 using kelo::TemporaryFolder;
 
 // One local service for the whole run. Its answers are the rest of the running input.
-class Scripted {
- public:
+struct Scripted {
   Scripted() {
-    service_.SetScript([this](const LoggedRequest&) -> std::optional<Reply> {
+    service.SetScript([this](const LoggedRequest&) -> std::optional<Reply> {
       const std::lock_guard lock(mutex_);
       Reply reply;
       if (answers_.empty()) return reply;
@@ -34,24 +33,23 @@ class Scripted {
       return reply;
     });
     setenv("KELO_URLS_FILE",
-           folder_.Write("urls", "kKELO_URLofKELOServer=\"" + Url() + "\"").c_str(), 1);
-    picture_ = folder_.Write("picture.jpg", "a picture");
+           folder.Write("urls", "kKELO_URLofKELOServer=\"" + service.Url() + "\"").c_str(), 1);
   }
-  std::string Url() const { return service_.Url(); }
-  const TemporaryFolder& Folder() const { return folder_; }
-  const std::string& Picture() const { return picture_; }
   void SetAnswers(std::vector<std::string> answers) {
     const std::lock_guard lock(mutex_);
     answers_ = std::move(answers);
-    service_.ClearLog();
+    service.ClearLog();
   }
 
+  const TemporaryFolder folder;
+  const std::string picture = folder.Write("picture.jpg", "a picture");
+
  private:
-  TemporaryFolder folder_;
-  std::string picture_;
   std::mutex mutex_;
   std::vector<std::string> answers_;
-  kelo::devservice::Service service_;
+
+ public:
+  kelo::devservice::Service service;  // ends before what its script uses
 };
 
 Scripted& World() {
@@ -147,14 +145,10 @@ class FuzzedCommand {
   void FixElement(FuzzedDataProvider& input, char* element) {
     for (const size_t offset : shape_.texts) {
       texts_.push_back(std::make_unique<std::string>(input.ConsumeRandomLengthString(300)));
-      if (shape_.code == kKELOCommand_Upload && offset == shape_.texts.front()) {
-        if (input.ConsumeBool())
-          *texts_.back() = World().Picture();
-        else
-          *texts_.back() = World().Folder().Path("no such file");
-      }
+      if (shape_.code == kKELOCommand_Upload && offset == shape_.texts.front())
+        *texts_.back() = input.ConsumeBool() ? World().picture : World().folder.Path("none");
       if (shape_.code == kKELOCommand_Download) {
-        *texts_.back() = World().Folder().Path("out" + std::to_string(downloads_++));
+        *texts_.back() = World().folder.Path("out" + std::to_string(downloads_++));
         std::filesystem::remove(*texts_.back());
       }
       const tagKELO_StringInfo text = Text(*texts_.back());
@@ -169,7 +163,7 @@ class FuzzedCommand {
       for (const size_t offset : {32, 288, 544}) FixUrl(element + offset);
   }
   void FixUrl(char* field) {
-    const std::string url = World().Url() + "/";
+    const std::string url = World().service.Url() + "/";
     if (field[0] != '\0') std::memcpy(field, url.data(), url.size());
   }
 
@@ -185,7 +179,7 @@ class FuzzedCommand {
 // A session and a loaded catalogue, so that arbitrary commands get past their first checks.
 void Prepare() {
   KELOAccessInitialize(3 * sizeof(tagKELO_ItemInfo));
-  tagKELO_SessionInfo session = SessionAt(World().Url());
+  tagKELO_SessionInfo session = SessionAt(World().service.Url());
   tagCommandControlInfo record{};
   record.data = &session;
   KELOAccessCommand(kKELOCommand_SetSessionInfo, &record);

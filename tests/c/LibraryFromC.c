@@ -13,46 +13,30 @@ static void expect(const char* what, uint32_t code, uint32_t actual, uint32_t ex
   ++failures;
 }
 
-/* What each command answers to a null record, to a record without data, and to a record with data,
- * while no session exists and no server answers. */
+/* What commands answer to a null record, to a record without data, and to a record with data, while
+ * no session exists and no server answers. */
 typedef struct Expectation {
-  uint32_t code;
-  uint32_t nullRecord;
-  uint32_t nullData;
-  uint32_t withData;
+  uint32_t nullRecord, nullData, withData;
+  uint32_t codes[16]; /* up to the first 0 */
 } Expectation;
 
 static const Expectation expectations[] = {
-    {kKELOCommand_CloseSession, 4116, 4116, 4116},
-    {kKELOCommand_GetSessionInfo, 4112, 4112, 4098},
-    {kKELOCommand_Abort, 0, 0, 0},
-    {kKELOCommand_LoadHierarchy, 4116, 4116, 4116},
-    {kKELOCommand_GetItemsCount, 4112, 4112, 4116},
-    {kKELOCommand_GetItemsList, 4112, 4112, 4116},
-    {kKELOCommand_GetItemInfo, 4112, 4112, 4116},
-    {kKELOCommand_AddItems, 4112, 4112, 4116},
-    {kKELOCommand_AddNewLink, 4112, 4112, 4116},
-    {kKELOCommand_Upload, 4112, 4112, 4116},
-    {kKELOCommand_VerifyRecipient, 4112, 4112, 4116},
-    {kKELOCommand_GetAddressList, 4112, 4112, 4116},
-    {kKELOCommand_SendPictureMail, 4112, 4112, 4116},
-    {kKELOCommand_GetStorageCapacity, 4112, 4112, 4116},
-    {kKELOCommand_ModifyProps, 4112, 4112, 4116},
-    {kKELOCommand_RegisterEventCallBack, 4112, 4112, 0}, /* for no events */
-    {kKELOCommand_UnregisterEventCallBack, 4112, 0, 0},
-    {kKELOCommand_ExtendTokenLimit, 4112, 4112, 4112}, /* the block is empty */
-    {kKELOCommand_AddTags, 4112, 4112, 4116},
-    {kKELOCommand_Download, 4112, 4112, 4116},
-    {kKELOCommand_OpenSession, 4112, 4112, 4114},
-    {kKELOCommand_SetSessionInfo, 4112, 4112, 0},
-    {0, 0, 0, 0},
-    {2, 0, 0, 0},
-    {10, 0, 0, 0},
-    {26, 0, 0, 0},
-    {34, 0, 0, 0},
-    {49, 0, 0, 0},
-    {52, 0, 0, 0},
-    {0xFFFFFFFFu, 0, 0, 0},
+    {4112,
+     4112,
+     4116,
+     {kKELOCommand_GetItemsCount, kKELOCommand_GetItemsList, kKELOCommand_GetItemInfo,
+      kKELOCommand_AddItems, kKELOCommand_AddNewLink, kKELOCommand_Upload,
+      kKELOCommand_VerifyRecipient, kKELOCommand_GetAddressList, kKELOCommand_SendPictureMail,
+      kKELOCommand_GetStorageCapacity, kKELOCommand_ModifyProps, kKELOCommand_AddTags,
+      kKELOCommand_Download}},
+    {4116, 4116, 4116, {kKELOCommand_CloseSession, kKELOCommand_LoadHierarchy}},
+    {0, 0, 0, {kKELOCommand_Abort, 1, 2, 10, 26, 34, 49, 52, 0xFFFFFFFFu}}, /* or no command */
+    {4112, 4112, 4098, {kKELOCommand_GetSessionInfo}},
+    {4112, 4112, 4112, {kKELOCommand_ExtendTokenLimit}},   /* the block is empty */
+    {4112, 4112, 0, {kKELOCommand_RegisterEventCallBack}}, /* for no events */
+    {4112, 0, 0, {kKELOCommand_UnregisterEventCallBack}},
+    {4112, 4112, 4114, {kKELOCommand_OpenSession}},
+    {4112, 4112, 0, {kKELOCommand_SetSessionInfo}},
 };
 
 static union {
@@ -61,23 +45,23 @@ static union {
 } argument;
 
 static void sendEverything(int initialized) {
-  const unsigned count = sizeof expectations / sizeof expectations[0];
-  unsigned i;
-  for (i = 0; i < count; ++i) {
-    const Expectation* row = &expectations[i];
-    tagCommandControlInfo info;
-    tagCommandControlInfo before;
-    memset(&info, 0, sizeof info);
-    expect("null record", row->code, KELOAccessCommand(row->code, NULL),
-           initialized ? row->nullRecord : 0);
-    expect("null data", row->code, KELOAccessCommand(row->code, &info),
-           initialized ? row->nullData : 0);
-    info.data = &argument;
-    info.entryCount = 1;
-    before = info;
-    expect("with data", row->code, KELOAccessCommand(row->code, &info),
-           initialized ? row->withData : 0);
-    expect("the record is unchanged", row->code, memcmp(&before, &info, sizeof info) != 0, 0);
+  const Expectation* const end = expectations + sizeof expectations / sizeof expectations[0];
+  const Expectation* row;
+  const uint32_t* code;
+  for (row = expectations; row != end; ++row) {
+    for (code = row->codes; *code != 0; ++code) {
+      tagCommandControlInfo info;
+      tagCommandControlInfo before;
+      memset(&info, 0, sizeof info);
+      expect("null record", *code, KELOAccessCommand(*code, NULL),
+             initialized ? row->nullRecord : 0);
+      expect("null data", *code, KELOAccessCommand(*code, &info), initialized ? row->nullData : 0);
+      info.data = &argument;
+      info.entryCount = 1;
+      before = info;
+      expect("with data", *code, KELOAccessCommand(*code, &info), initialized ? row->withData : 0);
+      expect("the record is unchanged", *code, memcmp(&before, &info, sizeof info) != 0, 0);
+    }
   }
 }
 

@@ -203,7 +203,7 @@ void Pair::Compare() {
   ASSERT_TRUE(Records{record} == Records{model_.Record(target)}) << "record of " << target;
   // Friend albums' items are counted and listed as records, but have no id list, deliberately.
   const bool hasIdList =
-      IdsOf(model_.RecordsOnTarget(target, mask)).size() == model_.IdsOnTarget(target, mask).size();
+      model_.RecordsOnTarget(target, mask).size() == model_.IdsOnTarget(target, mask).size();
   RecordsOnTarget(cache_, target, mask);  // as the model's list did: it keeps records
   if (hasIdList) {
     ASSERT_EQ(IdsOnTarget(cache_, target, mask), Cut(model_.IdsOnTarget(target, mask)))

@@ -39,12 +39,6 @@ inline Records SplitRecords(const std::string& bytes) {
   return records;
 }
 
-inline Texts IdsOf(const Records& records) {
-  Texts ids;
-  for (const tagKELO_ItemInfo& record : records) ids.emplace_back(ReadTextField(record.itemId));
-  return ids;
-}
-
 inline Texts IdsOnTarget(const KELOAccessCacheManager& cache, std::string_view target,
                          uint32_t mask) {
   return SplitIds(ReadList(

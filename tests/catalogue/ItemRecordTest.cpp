@@ -19,7 +19,7 @@ std::string Text(size_t length, const char* start = "") {
   return text;
 }
 
-TEST(ItemRecord, FileItemFillsItsFieldsAndNoOthers) {
+TEST(ItemRecord, OfAFileFillsItsFieldsAndNoOthers) {
   for (const size_t length : {0u, 10u, 31u, 32u, 40u, 41u, 255u, 256u, 2000u}) {
     SCOPED_TRACE(length);
     KELOAccessCacheManager cache;
@@ -64,13 +64,12 @@ std::string Kept(const KELOAccessCacheManager& cache) {
 }
 
 TEST(ItemRecord, FinishedRecordsGoFirstInFirstOut) {
-  struct Step {
+  const struct {
     char operation;  // s store, r remove, g get, c clear
     char id;
     char name;
     const char* kept;
-  };
-  const Step steps[] = {
+  } steps[] = {
       {'s', '1', 'a', "a"},   {'s', '2', 'b', "ab"},
       {'s', '3', 'c', "abc"}, {'g', '1', ' ', "abc"},  // reading renews nothing
       {'s', '4', 'd', "bcd"}, {'s', '2', 'B', "bcd"},  // stored again: newest, but not replaced
@@ -80,7 +79,7 @@ TEST(ItemRecord, FinishedRecordsGoFirstInFirstOut) {
       {'c', ' ', ' ', ""},    {'s', '9', 'i', "i"},
   };
   KELOAccessCacheManager cache(3 * kRecordSize + kRecordSize - 1);
-  for (const Step& step : steps) {
+  for (const auto& step : steps) {
     const std::string_view id(&step.id, 1);
     tagKELO_ItemInfo info = {};
     info.name[0] = step.name;
@@ -92,7 +91,7 @@ TEST(ItemRecord, FinishedRecordsGoFirstInFirstOut) {
 }
 
 // How long it does so, and what becomes of it, is compared with the model.
-TEST(ItemRecord, KeptRecordAnswers) {
+TEST(ItemRecord, AKeptRecordAnswersForItsEntry) {
   KELOAccessCacheManager cache(100 * kRecordSize);
   cache.SetupRootFolder();
   cache.AddAlbum("", "a", {.name = "A"}, false);
@@ -128,7 +127,7 @@ TEST_F(Lists, AnAbortEndsAQuery) {
     EXPECT_THROW(cache.GetItemsInfoOnTargetID("", 2, records, 2), CommandAborted);
     EXPECT_THROW(cache.GetAllItemsCountOnServer(2), CommandAborted) << "while it sorts";
   }
-  EXPECT_THAT(IdsOf(RecordsOnServer(cache, 0x12)), ElementsAre("z", "y", "x"));
+  EXPECT_THAT(IdsOnServer(cache, 0x12), ElementsAre("y", "z", "x"));
   const AbortSignal::CommandScope command(abort);
   abort.Raise();
   for (const uint32_t kinds : {4u, 0x10u})

@@ -12,7 +12,6 @@
 
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
-#include "platform/AbortSignal.h"
 
 namespace kelo {
 namespace {
@@ -177,34 +176,6 @@ TEST(Abort, WhileANameLookupHangs) {
   }
   const std::string local = "http://localhost:" + std::to_string(server.Port());
   EXPECT_EQ(transport.Get(local), 0u);
-}
-
-TEST(Abort, BelongsToTheCommand) {
-  SocketServer server(AnswerAll("fine"));
-  const auto signal = std::make_shared<AbortSignal>();
-  Transport transport(MakeURLLoader(), "", signal);
-  const auto raise = [&] { std::thread([&] { signal->Raise(); }).join(); };
-  const std::string existing = transport.folder.Write("existing", "here");
-  const auto expect = [&](std::uint32_t code) {
-    EXPECT_EQ(transport.Get(server.Url()), code);
-    EXPECT_EQ(transport.Put(server.Url(), "body"), code);
-    EXPECT_EQ(transport.Download(server.Url()), code);
-    EXPECT_EQ(transport.Send(server.Url(), {{"b", "", 0}}), code);
-    std::filesystem::remove(transport.folder.Path("f"));
-  };
-  raise();
-  expect(0);  // while no command ran, it left no trace
-  {
-    const AbortSignal::CommandScope command(*signal);
-    expect(0);
-    raise();  // between two requests: it returns at once, and is heard by all that follow
-    const std::size_t before = server.Requests().size();
-    expect(1);
-    EXPECT_EQ(transport.DownloadTo(server.Url(), existing), 1u);
-    EXPECT_EQ(transport.Send(server.Url(), {{"", "none", 1}}), 1u);
-    EXPECT_EQ(server.Requests().size(), before);
-  }
-  expect(0);
 }
 
 }  // namespace

@@ -41,21 +41,19 @@ struct Progress {
   }
 };
 
-// Keeps the progress that it hears.
+// Keeps the progress that it hears, of uploads and downloads.
 class ProgressLog final : public KELOHTTPController {
  public:
   void Callback_UploadProgress(const std::string& name, const std::uint32_t& done,
                                const std::uint32_t& total) override {
-    uploads.push_back({name, done, total});
+    heard.push_back({name, done, total});
     if (reaction) reaction();
   }
   void Callback_DownloadProgress(const std::string& name, const std::uint32_t& done,
                                  const std::uint32_t& total) override {
-    downloads.push_back({name, done, total});
-    if (reaction) reaction();
+    Callback_UploadProgress(name, done, total);
   }
-  std::vector<Progress> uploads;
-  std::vector<Progress> downloads;
+  std::vector<Progress> heard;
   std::function<void()> reaction;  // at every progress
 };
 

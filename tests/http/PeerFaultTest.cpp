@@ -130,7 +130,7 @@ TEST(MacHTTPControl, ADownloadOfUnknownLengthHasATotalOfZero) {
   s.script.Data("abc");
   s.script.Finish();
   EXPECT_EQ(s.transport.Download("http://h/f"), 0u);
-  EXPECT_EQ(s.transport.progress.downloads, (std::vector<Progress>{{"", 3, 0}}));
+  EXPECT_EQ(s.transport.progress.heard, (std::vector<Progress>{{"", 3, 0}}));
 }
 
 TEST(MacHTTPControl, AbortWinsOverAFailureButNotOverTheEnd) {

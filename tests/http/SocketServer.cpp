@@ -8,35 +8,19 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <iterator>
 #include <stdexcept>
-#include <utility>
 
 namespace kelo {
 namespace {
 
 constexpr std::size_t kReadSize = 262144;
-constexpr std::size_t kLongRun = 4096;
-
-std::string Zeros(std::size_t run) {
-  return run < kLongRun ? std::string(run, '\0') : "(" + std::to_string(run) + " zeros)";
-}
-
-// Appends bytes, with long runs of zeros written as their number; `run` are those at the end so
-// far.
-void AppendCounted(std::string& text, std::size_t& run, std::string_view bytes) {
-  static constexpr char kZeros[kLongRun] = {};
-  while (!bytes.empty()) {
-    std::size_t zeros = 0;
-    while (bytes.substr(zeros, kLongRun) == std::string_view(kZeros, kLongRun)) zeros += kLongRun;
-    zeros = std::min(bytes.find_first_not_of('\0', zeros), bytes.size());
-    run += zeros;
-    bytes.remove_prefix(zeros);
-    if (bytes.empty()) return;
-    const std::size_t rest = std::min(bytes.find('\0'), bytes.size());
-    text += Zeros(std::exchange(run, 0)) + std::string(bytes.substr(0, rest));
-    bytes.remove_prefix(rest);
-  }
+// Appends the bytes except zeros; how many of these there were.
+std::size_t AppendWithoutZeros(std::string& text, std::string_view bytes) {
+  const std::size_t before = text.size();
+  const bool isHole = bytes[0] == '\0' && bytes.substr(1) == bytes.substr(0, bytes.size() - 1);
+  if (!isHole) std::ranges::remove_copy(bytes, std::back_inserter(text), '\0');
+  return before + bytes.size() - text.size();
 }
 
 }  // namespace
@@ -69,18 +53,18 @@ std::string Peer::ReadRequest() {
   const auto at = request.find("Content-Length: ");
   const std::size_t length =
       at == std::string::npos ? 0 : std::strtoul(request.c_str() + at + 16, nullptr, 10);
-  std::size_t run = 0;
+  std::size_t zeros = 0;
   for (std::size_t left = length; left > 0;) {
     if (pending_.empty() && !Fill(std::min(left, kReadSize))) return {};
     const std::string_view piece = std::string_view(pending_).substr(0, left);
     left -= piece.size();
     if (server_.countsZeros_)
-      AppendCounted(request, run, piece);
+      zeros += AppendWithoutZeros(request, piece);
     else
       request += piece;
     pending_.erase(0, piece.size());
   }
-  request += Zeros(run);
+  if (zeros > 0) request += "(" + std::to_string(zeros) + " zeros)";
   server_.Log(request);
   return request;
 }
@@ -106,7 +90,7 @@ bool Peer::Send(std::string_view bytes) {
 
 bool Peer::Pause(std::chrono::milliseconds time) {
   std::unique_lock lock(server_.lock_);
-  return !server_.changed_.wait_for(lock, time, [this] { return server_.stopping_; });
+  return !server_.stopped_.wait_for(lock, time, [this] { return server_.stopping_; });
 }
 
 void Peer::WaitUntilClosed() {
@@ -140,7 +124,7 @@ SocketServer::~SocketServer() {
     stopping_ = true;
     for (const int socket : sockets_) shutdown(socket, SHUT_RDWR);
   }
-  changed_.notify_all();
+  stopped_.notify_all();
   shutdown(listener_, SHUT_RDWR);
   acceptor_.join();
   for (std::thread& thread : threads_) thread.join();
@@ -169,17 +153,13 @@ void SocketServer::Accept() {
       std::erase(sockets_, socket);
       close(socket);
       ++closed_;
-      changed_.notify_all();
     });
   }
 }
 
 void SocketServer::Log(std::string request) {
-  {
-    const std::lock_guard lock(lock_);
-    requests_.push_back(std::move(request));
-  }
-  changed_.notify_all();
+  const std::lock_guard lock(lock_);
+  requests_.push_back(std::move(request));
 }
 
 std::string SocketServer::Url(std::string_view path) const {
@@ -189,17 +169,6 @@ std::string SocketServer::Url(std::string_view path) const {
 std::vector<std::string> SocketServer::Requests() const {
   const std::lock_guard lock(lock_);
   return requests_;
-}
-
-bool SocketServer::WaitForRequests(std::size_t count) const {
-  std::unique_lock lock(lock_);
-  return changed_.wait_for(lock, std::chrono::seconds(10),
-                           [&] { return requests_.size() >= count; });
-}
-
-bool SocketServer::WaitForClosed(int count) const {
-  std::unique_lock lock(lock_);
-  return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return closed_ >= count; });
 }
 
 }  // namespace kelo

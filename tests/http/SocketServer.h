@@ -67,7 +67,7 @@ class SocketServer {
   SocketServer& operator=(const SocketServer&) = delete;
   ~SocketServer();
 
-  // From now on ReadRequest writes long runs of zeros as their number: "(4096 zeros)".
+  // From now on ReadRequest leaves zeros out, and ends with their number: "(4096 zeros)".
   void CountZeros() { countsZeros_ = true; }
   // Gives the connections to come a small receive buffer, so that bytes wait at the sender.
   void ReceiveLittleAtATime();
@@ -78,10 +78,8 @@ class SocketServer {
   // The requests as they came, in the order in which they were complete.
   std::vector<std::string> Requests() const;
   int Connections() const { return connections_; }
-  // Waits until so many requests have arrived; false after ten seconds.
-  bool WaitForRequests(std::size_t count) const;
-  // Likewise for connections that the server has closed.
-  bool WaitForClosed(int count) const;
+  // Of these, those that it has closed.
+  int Closed() const { return closed_; }
 
  private:
   friend class Peer;
@@ -92,13 +90,13 @@ class SocketServer {
   int listener_ = -1;
   int port_ = 0;
   std::atomic<int> connections_ = 0;
+  std::atomic<int> closed_ = 0;
   std::atomic<bool> countsZeros_ = false;
   mutable std::mutex lock_;
-  mutable std::condition_variable changed_;
+  std::condition_variable stopped_;
   bool stopping_ = false;
   std::vector<std::string> requests_;
   std::vector<int> sockets_;
-  int closed_ = 0;
   std::list<std::thread> threads_;
   std::thread acceptor_;
 };

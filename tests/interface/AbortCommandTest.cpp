@@ -1,7 +1,7 @@
 // The abort command through the exported entry, at every moment of a batch and before the first
-// command. What comes after an abort, also from inside an event, is in tests/recovery.
+// command. What comes after an abort, also from inside an event, is in tests/recovery; an abort of
+// what reads an answer is in RequestsTest.
 
-#include "controller/KELOAccessCommandController.h"
 #include "support/CommandTest.h"
 
 namespace kelo::testing {
@@ -35,76 +35,6 @@ TEST_F(AbortCommandTest, IntoABatchOfSmallFilesIsHeardAlways) {
       EXPECT_EQ(files[i].receivedSize > 0, i < stored) << i;
       EXPECT_EQ(std::filesystem::remove(paths[i]), i < stored) << i;
     }
-  }
-}
-
-// Answers every request alike. One of the answers has just arrived when the abort comes.
-class AbortedController : public KELOHTTPController {
- public:
-  explicit AbortedController(KELOAccessCommandController& commands) : commands_(commands) {}
-  uint32_t HTTPRequestPUT(const std::string&, const std::string&, const std::string&,
-                          std::string& response, uint32_t) override {
-    return Answer(response);
-  }
-  uint32_t HTTPRequestFileUpload(const std::string&, const std::string&,
-                                 const std::vector<tagHTTPConnection_HeaderInfo>&,
-                                 const std::vector<tagHTTPConnection_MultipartBody>&,
-                                 std::string& response, uint32_t) override {
-    return Answer(response);
-  }
-  std::string name_ = "old";
-  int abortedAnswer_ = 0;
-
- private:
-  uint32_t Answer(std::string& response) {
-    response =
-        "<r stat=\"ok\" totalCount=\"1\"><albums><album albumId=\"A\"><items><item idx=\"1\" "
-        "status=\"0\" itemId=\"I\" fileName=\"" +
-        name_ + "\"/></items></album></albums></r>";
-    if (--abortedAnswer_ == 0) commands_.AccessCommand(kKELOCommand_Abort, nullptr);
-    return 0;
-  }
-  KELOAccessCommandController& commands_;
-};
-
-TEST(AbortedAnswers, AreNotReadToTheirEnd) {
-  const struct {
-    uint32_t code;
-    int answer;
-    uint32_t options;
-    const char* name;  // that the catalogue shows afterwards
-  } cases[] = {{kKELOCommand_LoadHierarchy, 2, 0, "old"},
-               {kKELOCommand_LoadHierarchy, 3, 0, "new"},  // that of the friends' albums
-               {kKELOCommand_GetItemInfo, 1, kKELOOption_AskService, "old"},
-               {kKELOCommand_Upload, 1, kKELOOption_CheckDuplicates, "old"},
-               {kKELOCommand_Upload, 1, 0, "old"}};
-  for (const auto& c : cases) {
-    TemporaryFolder folder;
-    HostRecords records(folder);
-    KELOAccessCommandController commands;
-    auto made = std::make_unique<AbortedController>(commands);
-    AbortedController& http = *made;
-    commands.UseHTTPController(std::move(made));
-    const auto send = [&](uint32_t code, void* data, uint32_t options) {
-      tagCommandControlInfo record{};
-      SetField(record.targetId, "I");
-      record.data = data;
-      record.entryCount = 1;
-      record.outputOptions = options;
-      return commands.AccessCommand(code, &record);
-    };
-    records.session = SessionAt("http://service.example");
-    ASSERT_EQ(send(kKELOCommand_SetSessionInfo, &records.session, 0), 0u);
-    ASSERT_EQ(send(kKELOCommand_LoadHierarchy, nullptr, 0), 0u);
-    http.name_ = "new";
-    http.abortedAnswer_ = c.answer;
-    EXPECT_EQ(send(c.code, records.Of(c.code), c.options), uint32_t{kKELOResult_Aborted}) << c.code;
-    if (const uint32_t* word = records.ResultWord(c.code))
-      EXPECT_EQ(*word, uint32_t{kKELOResult_Aborted});
-    tagKELO_ItemInfo item{};
-    EXPECT_EQ(send(kKELOCommand_GetItemInfo, &item, 0), 0u) << "the abort is over";
-    EXPECT_STREQ(item.name, c.name) << c.code;
-    EXPECT_STREQ(records.upload.itemId, "");
   }
 }
 

@@ -4,12 +4,11 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <openssl/evp.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <set>
 
 #include "http/SocketServer.h"
+#include "support/Child.h"
 #include "support/CommandTest.h"
 
 namespace {
@@ -43,20 +42,12 @@ constexpr const char* kCapacity = "<r stat=\"ok\" dataCapacity=\"1\" storageCapa
 
 class ProcessTest : public CommandTest {
  protected:
-  // Runs `work` in a child and gives its exit code.
   static int InChild(const std::function<int()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
+    return testing::InChild([&] {
       leavesMemory = true;
       alarm(30);
-      _exit(work());
-    }
-    return Await(child);
-  }
-  static int Await(pid_t child) {
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+      return work();
+    });
   }
 };
 
@@ -95,7 +86,7 @@ TEST_F(ProcessTest, AForkedChildHasConnectionsOfItsOwn) {
             }),
             0);
   EXPECT_EQ(server.Connections(), 2) << "the child needs one, and keeps it";
-  EXPECT_TRUE(server.WaitForClosed(1)) << "the child's";
+  EXPECT_TRUE(Await([&] { return server.Closed() == 1; })) << "the child's";
   EXPECT_EQ(InChild([] { return KELOAccessClose(), 0; }), 0);
   EXPECT_EQ(Capacity(), 0u);
   EXPECT_EQ(server.Connections(), 2) << "the parent goes on with its own";
@@ -177,7 +168,7 @@ TEST_F(ProcessTest, AForkLeavesNothingLocked) {
   const size_t before = server.Requests().size();
   silent = true;
   std::thread command([&] { EXPECT_EQ(Capacity(), uint32_t{kKELOResult_Aborted}); });
-  ASSERT_TRUE(server.WaitForRequests(before + 1));
+  ASSERT_TRUE(Await([&] { return server.Requests().size() > before; }));
   EXPECT_EQ(InChild([&] { return abort(); }), 0);
   EXPECT_EQ(InChild([&] { return KELOAccessClose(), 0; }), 0);
   silent = false;
@@ -204,18 +195,16 @@ TEST_F(ProcessTest, AForkInsideAnEventLeavesTheRequestToTheParent) {
   for (const uint32_t code : {kKELOCommand_Download, kKELOCommand_Upload}) {
     SCOPED_TRACE(code);
     child = 0;
-    std::string path = folder().Path("download");
-    tagKELO_DownloadInfo download = DownloadOf(Url() + "/large", path);
     std::string source = folder().Write("f", content);
     tagKELO_LoadInfo upload = UploadOf(source, static_cast<uint32_t>(content.size()));
     const bool loads = code == kKELOCommand_Download;
-    const uint32_t result = loads ? SendOne(code, &download) : SendOne(code, &upload);
+    const uint32_t result = loads ? Download(Url() + "/large") : SendOne(code, &upload);
     if (child == -1) _exit(result == kKELOResult_Aborted ? 0 : 1);
-    EXPECT_EQ(Await(child), 0);
-    EXPECT_EQ(loads ? download.result : 0, 0u) << result;
+    EXPECT_EQ(ExitCodeOf(child), 0);
+    EXPECT_EQ(loads ? result : 0, 0u);
     EXPECT_EQ(service().RequestCount(), 1u);
     service().ClearLog();
-    if (loads) EXPECT_TRUE(folder().Read("download") == content);
+    if (loads) EXPECT_TRUE(folder().Read("downloaded") == content);
   }
 }
 
@@ -244,11 +233,9 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
       events.notify_all();
       return 0;
     });
-    std::string path = folder().Path("download");
     EXPECT_EQ(InChild([&]() -> int {
                 std::thread([&] {
-                  tagKELO_DownloadInfo file = DownloadOf(Url() + "/large", path);
-                  while (Capacity() == 0 && events < 1) SendOne(kKELOCommand_Download, &file);
+                  while (Capacity() == 0 && events < 1) Download(Url() + "/large");
                   for (;;) Capacity();
                 }).detach();
                 events.wait(0);
@@ -256,7 +243,7 @@ TEST_F(ProcessTest, EndsWhileACommandRuns) {
               }),
               7)
         << i;
-    std::filesystem::remove(path);
+    std::filesystem::remove(DownloadPath());
   }
 }
 

@@ -1,5 +1,5 @@
 // The requests of the commands: what answers that are no use come to, which of them are sent once
-// more, and how long each may be silent.
+// more, how long each may be silent, and answers whose reading is aborted.
 
 #include "controller/KELOAccessCommandController.h"
 #include "http/HTTPConnectionMac.h"
@@ -109,13 +109,13 @@ constexpr const char* kAnswer =
     "<r stat=\"ok\" dataCapacity=\"1\" storageCapacity=\"2\" addressList=\"\" totalCount=\"0\" "
     "albumId=\"A\"><items><item itemId=\"A1\" fileName=\"f\"></item></items></r>";
 
-std::string CallId(const std::string& request) {
-  const size_t at = request.find("callId=");
-  return request.substr(at, request.find('&', at) - at);
-}
-
-std::string Body(const std::string& request) {
-  return request.substr(request.find("\r\n\r\n") + 4);
+// A request as the service would log it.
+LoggedRequest Logged(const std::string& text) {
+  LoggedRequest request;
+  request.query = text.substr(text.find('?') + 1);
+  request.query.resize(request.query.find(' '));
+  request.body = text.substr(text.find("\r\n\r\n") + 4);
+  return request;
 }
 
 // Answers the first request of the first connection, hears the second and leaves.
@@ -141,12 +141,11 @@ TEST_F(RequestsTest, OnlyWhatReadsIsSentOnceMore) {
     }
     ASSERT_GE(requests.size(), 3u);
     EXPECT_GE(server.Connections(), 2);
-    EXPECT_NE(CallId(requests[1]), CallId(requests[2])) << "the same call identifier twice";
-    EXPECT_EQ(Body(requests[1]), Body(requests[2]));
-    LoggedRequest again;
-    again.query = requests[2].substr(requests[2].find('?') + 1);
-    again.query.resize(again.query.find(' '));
-    ExpectSigned(again, Body(requests[2]));
+    const LoggedRequest first = Logged(requests[1]);
+    const LoggedRequest again = Logged(requests[2]);
+    EXPECT_NE(QueryValue(first.query, "callId"), QueryValue(again.query, "callId"));
+    EXPECT_EQ(first.body, again.body);
+    ExpectSigned(again, again.body);
   }
 }
 
@@ -183,10 +182,10 @@ TEST_F(RequestsTest, OnceAndOnlyWhenNothingCame) {
   EXPECT_EQ(late.Requests().size(), 4u);
 }
 
-// How long each request may be silent, as the URL loader is told.
-class TimeoutTest : public ::testing::Test {
+// The commands over a URL loader whose events a test writes.
+class ScriptedLoading : public ::testing::Test {
  protected:
-  TimeoutTest() {
+  ScriptedLoading() {
     controller_.UseHTTPController(std::make_unique<KELOHTTPController>(
         std::make_unique<HTTPConnection>(std::make_unique<HTTPConnectionMac>(
             std::make_unique<ScriptedLoader>(script_), folder_.Path("spool")))));
@@ -194,10 +193,13 @@ class TimeoutTest : public ::testing::Test {
     Send(kKELOCommand_SetSessionInfo, &session);
   }
 
-  uint32_t Send(uint32_t code, void* data) {
+  uint32_t Send(uint32_t code, void* data = nullptr, uint32_t options = 0) {
     tagCommandControlInfo record{};
+    SetField(record.targetId, "I");
     SetField(record.signingSecret, "secret");
     record.data = data;
+    record.entryCount = 1;
+    record.outputOptions = options;
     return controller_.AccessCommand(code, &record);
   }
   void Answer(const std::string& attributes, const std::string& content = "") {
@@ -217,9 +219,7 @@ class TimeoutTest : public ::testing::Test {
   KELOAccessCommandController controller_;
 };
 
-using Seconds = std::vector<uint32_t>;
-
-TEST_F(TimeoutTest, LoadingHasMoreForLargerAccounts) {
+TEST_F(ScriptedLoading, ALoadMayTakeLongerForLargerAccounts) {
   const std::pair<const char*, uint32_t> cases[] = {
       {"4999", 60},
       {"5000", 120},
@@ -234,12 +234,12 @@ TEST_F(TimeoutTest, LoadingHasMoreForLargerAccounts) {
     Answer(std::string("totalCount=\"") + total + "\"");
     Answer("");
     Answer("");
-    EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, nullptr), 0u) << total;
-    EXPECT_EQ(Timeouts(), (Seconds{60, seconds, 180})) << total;
+    EXPECT_EQ(Send(kKELOCommand_LoadHierarchy), 0u) << total;
+    EXPECT_EQ(Timeouts(), (std::vector<uint32_t>{60, seconds, 180})) << total;
   }
 }
 
-TEST_F(TimeoutTest, ACheckHasMoreForMoreFiles) {
+TEST_F(ScriptedLoading, ACheckMayTakeLongerForMoreFiles) {
   std::string path = folder_.Write("p.jpg", "");
   tagKELO_LoadInfo record{};
   record.filePath = Text(path);
@@ -250,7 +250,48 @@ TEST_F(TimeoutTest, ACheckHasMoreForMoreFiles) {
     bool anyToSend = false;
     EXPECT_EQ(controller_.CheckUploadItems("A1", records, 0, anyToSend), 0u);
     EXPECT_EQ(controller_.NegotiateUploadItems("A1", records, uploadId), 0u);
-    EXPECT_EQ(Timeouts(), (Seconds{seconds, seconds}));
+    EXPECT_EQ(Timeouts(), (std::vector<uint32_t>{seconds, seconds}));
+  }
+}
+
+// The abort comes just as one of the answers has arrived.
+TEST_F(ScriptedLoading, AbortedAnswersAreNotReadToTheirEnd) {
+  const struct {
+    uint32_t code;
+    size_t answer;
+    uint32_t options;
+    const char* name;  // that the catalogue shows afterwards
+  } cases[] = {{kKELOCommand_LoadHierarchy, 2, 0, "old"},
+               {kKELOCommand_LoadHierarchy, 3, 0, "new"},  // that of the friends' albums
+               {kKELOCommand_GetItemInfo, 1, kKELOOption_AskService, "old"},
+               {kKELOCommand_Upload, 1, kKELOOption_CheckDuplicates, "old"},
+               {kKELOCommand_Upload, 1, 0, "old"}};
+  const auto answerEach = [this](const std::string& name) {
+    for (int i = 0; i < 3; ++i)
+      Answer("totalCount=\"1\"",
+             "<albums><album albumId=\"A\"><items><item idx=\"1\" status=\"0\" itemId=\"I\" "
+             "fileName=\"" +
+                 name + "\"/></items></album></albums>");
+  };
+  for (const auto& c : cases) {
+    HostRecords records(folder_);
+    records.session = SessionAt("http://service.example");
+    ASSERT_EQ(Send(kKELOCommand_SetSessionInfo, &records.session), 0u);
+    answerEach("old");
+    ASSERT_EQ(Send(kKELOCommand_LoadHierarchy), 0u);
+    answerEach("new");
+    script_.steps[3 * c.answer - 1] = [this](URLConnectionDelegate& delegate) {
+      delegate.DidFinishLoading();
+      controller_.AccessCommand(kKELOCommand_Abort, nullptr);
+    };
+    EXPECT_EQ(Send(c.code, records.Of(c.code), c.options), uint32_t{kKELOResult_Aborted}) << c.code;
+    script_.steps.clear();
+    if (const uint32_t* word = records.ResultWord(c.code))
+      EXPECT_EQ(*word, uint32_t{kKELOResult_Aborted});
+    tagKELO_ItemInfo item{};
+    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, &item), 0u) << "the abort is over";
+    EXPECT_STREQ(item.name, c.name) << c.code;
+    EXPECT_STREQ(records.upload.itemId, "");
   }
 }
 

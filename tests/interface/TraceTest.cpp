@@ -207,7 +207,6 @@ TEST_F(TraceOfRequests, NameWhatIsWrongWithAnAnswer) {
             "peer"},
            {"http=502 cause=status proxy=used result=4114", Answering(Response(502)), kService,
             "peer"},
-           {"http=503 cause=status result=4114", Answering(Response(503))},
            {"http=407 cause=status result=4114", Answering(Response(407))},
            {unusable("http"), Answering("220 ready for mail\r\n")},
            {unusable("size"), Answering(ok + "X: " + kMegabyte)},

@@ -13,14 +13,12 @@ namespace kelo {
 namespace {
 
 TEST(ServiceAnswer, TurnsStatusIntoAResultCode) {
-  struct Case {
+  const struct {
     const char* answer;
     uint32_t result;
     bool serviceError;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"", 4144, false},
-      {"no markup at all", 4144, false},
       {"<r stat='ok'/>", 4144, false},
       {"<r stat = \"ok\"/>", 4144, false},
       {"<r errcode=\"207\"/>", 4144, false},
@@ -39,7 +37,7 @@ TEST(ServiceAnswer, TurnsStatusIntoAResultCode) {
       {"<r stat=\"\" errcode=\"207\"/>", 4115, true},
       {"<r stat=\"fail\" errcode=\"207x\"/>", 4115, true},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const ServiceAnswer answer(0, c.answer);
     EXPECT_EQ(answer.Result(), c.result) << c.answer;
     EXPECT_EQ(answer.IsServiceError(), c.serviceError) << c.answer;

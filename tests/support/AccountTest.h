@@ -3,22 +3,10 @@
 #pragma once
 
 #include <set>
-#include <thread>
 
 #include "support/CommandTest.h"
 
 namespace kelo::testing {
-
-// Waits for `condition`, for at most ten seconds; whether it came to hold.
-template <typename Condition>
-bool Await(const Condition& condition) {
-  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > until) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
 
 // What the process has open. Sockets may be left out: kept-alive connections come and go.
 inline std::multiset<std::string> OpenFiles(bool withSockets) {
@@ -60,12 +48,6 @@ class AccountTest : public CommandTest {
     const uint32_t result = SendOne(kKELOCommand_AddItems, &made, parent);
     return result != 0 ? result : made.result;
   }
-  uint32_t Download(const std::string& url) {
-    std::string path = DownloadPath();
-    tagKELO_DownloadInfo file = DownloadOf(url, path);
-    return SendOne(kKELOCommand_Download, &file);
-  }
-  std::string DownloadPath() const { return folder().Path("downloaded"); }
   // A new picture of the account, unless it fails.
   uint32_t Upload(const std::string& album, std::string& id, uint32_t options = 0) {
     if (picturesFile_.empty()) picturesFile_ = folder().Write("picture.jpg", kPicture);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <deque>
 #include <mutex>
+#include <thread>
 
 #include "KELOAccess.h"
 #include "devservice/DevService.h"
@@ -35,6 +36,17 @@ inline std::string QueryValue(const std::string& query, const std::string& name)
   if (begin == std::string::npos) return {};
   const size_t value = begin + name.size() + 2;
   return all.substr(value, all.find('&', value) - value);
+}
+
+// Waits for `condition`, for at most ten seconds; whether it came to hold.
+template <typename Condition>
+bool Await(const Condition& condition) {
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > until) return false;
+    std::this_thread::yield();
+  }
+  return true;
 }
 
 // An answer that a test makes up: a body, or any reply.
@@ -108,6 +120,12 @@ class CommandTest : public ::testing::Test {
     const uint32_t result = Send(kKELOCommand_GetStorageCapacity, Record(&capacity));
     return result != 0 ? result : capacity.result;
   }
+  uint32_t Download(const std::string& url) {
+    std::string path = DownloadPath();
+    tagKELO_DownloadInfo file = DownloadOf(url, path);
+    return SendOne(kKELOCommand_Download, &file);
+  }
+  std::string DownloadPath() const { return folder().Path("downloaded"); }
   // What the catalogue knows.
   tagKELO_ItemInfo ItemInfo(const std::string& id) {
     tagKELO_ItemInfo info{};
@@ -126,12 +144,11 @@ class CommandTest : public ::testing::Test {
   }
 
   // Progress goes to `callback` from now on.
-  void Register(KELOAccessEventCallback callback) {
+  void Register(KELOAccessEventCallback callback, uint32_t mask = kKELOEventMask_Progress,
+                uint32_t code = kKELOCommand_RegisterEventCallBack) {
     void* pointer;
     std::memcpy(&pointer, &callback, sizeof pointer);
-    ASSERT_EQ(
-        Send(kKELOCommand_RegisterEventCallBack, Record(pointer, {}, 0, kKELOEventMask_Progress)),
-        0u);
+    ASSERT_EQ(Send(code, Record(pointer, {}, 0, mask)), 0u);
   }
   // Progress is kept from now on: event, kind and the four words of each.
   using Words = std::vector<uint32_t>;
@@ -218,13 +235,15 @@ class CommandTest : public ::testing::Test {
     return log.empty() ? LoggedRequest() : log.front();
   }
 
+  static std::string Document(const std::string& element) {
+    return "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
+           "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n" +
+           element;
+  }
   // The document as it must travel, and that its query is the signed one.
   void ExpectDocument(const LoggedRequest& request, const std::string& element) const {
     EXPECT_EQ(request.method, "PUT");
-    EXPECT_EQ(request.body,
-              "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
-              "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n" +
-                  element);
+    EXPECT_EQ(request.body, Document(element));
     ExpectSigned(request, request.body);
   }
   void ExpectSigned(const LoggedRequest& request, const std::string& document) const {

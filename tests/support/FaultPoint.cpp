@@ -16,6 +16,7 @@
 #include <cstring>
 #include <new>
 #include <span>
+#include <string_view>
 
 #include "KELOAccess.h"
 #include "support/Interposed.h"
@@ -115,7 +116,8 @@ FailingCall::~FailingCall() {
 
 bool FailingCall::Fails(const char* name, size_t size) {
   for (FailingCall* call = last; call != nullptr; call = call->before_) {
-    if (strncmp(name, call->name_, strlen(call->name_)) != 0) continue;
+    const std::string_view called(name);
+    if (called.substr(0, called.find("64")) != call->name_) continue;
     if (size > 0 && call->bytesLeft_ >= size) {
       call->bytesLeft_ -= size;
       continue;
@@ -166,6 +168,7 @@ extern "C" uint32_t __wrap_KELOAccessInitialize(uint32_t parameter) {
 
 #define KELO_CALL(result, name, parameters, arguments, ...)     \
   KELO_INTERPOSED(result, name, parameters) {                   \
+    if (FailingCall::Fails(#name)) return -1;                   \
     if (FailsToCall(#name, __VA_ARGS__)) return -1;             \
     static const auto next = Next<result(*) parameters>(#name); \
     return next arguments;                                      \
@@ -207,19 +210,10 @@ KELO_CALL(ssize_t, recv, (int fd, void* data, size_t size, int flags), (fd, data
           EINTR, ECONNRESET)
 KELO_CALL(int, poll, (pollfd * fds, nfds_t count, int wait), (fds, count, wait), EINTR, ENOMEM)
 
-// These fail on demand, too.
-#define KELO_FAILING_CALL(result, name, parameters, arguments, ...) \
-  KELO_INTERPOSED(result, name, parameters) {                       \
-    if (FailingCall::Fails(#name)) return -1;                       \
-    if (FailsToCall(#name, __VA_ARGS__)) return -1;                 \
-    static const auto next = Next<result(*) parameters>(#name);     \
-    return next arguments;                                          \
-  }
-
-KELO_FAILING_CALL(int, fstat, (int fd, void* status), (fd, status), EIO)
-KELO_FAILING_CALL(int, fstat64, (int fd, void* status), (fd, status), EIO)
-KELO_FAILING_CALL(int, linkat, (int from, const char* old, int to, const char* name, int flags),
-                  (from, old, to, name, flags), EIO, ENOSPC)
+KELO_CALL(int, fstat, (int fd, void* status), (fd, status), EIO)
+KELO_CALL(int, fstat64, (int fd, void* status), (fd, status), EIO)
+KELO_CALL(int, linkat, (int from, const char* old, int to, const char* name, int flags),
+          (from, old, to, name, flags), EIO, ENOSPC)
 
 KELO_INTERPOSED(ssize_t, write, (int fd, const void* data, size_t size)) {
   if (hollow && IsRegular(fd) && AreZeros(data, size)) {

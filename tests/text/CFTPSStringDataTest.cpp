@@ -81,13 +81,8 @@ TEST(CFTPSStringData, UndecodableIsNeverRepaired) {
 TEST(CFTPSStringData, NormalizesToTheComposedForm) {
   const std::pair<const char*, const char*> cases[] = {
       {"e\u0301", "\u00E9"},
-      {"\u304B\u3099", "\u304C"},
-      {"\u1112\u1161\u11AB", "\uD55C"},
-      {"a\u0323\u0307", "\u1EA1\u0307"},
       {"a\u0307\u0323", "\u1EA1\u0307"},  // marks are put in order
-      {"\u212B", "\u00C5"},
-      {"\u0958", "\u0915\u093C"},  // excluded from composition
-      {"plain", "plain"}};
+      {"\u0958", "\u0915\u093C"}};        // excluded from composition
   for (const auto& [text, composed] : cases) {
     CFTPSStringData data = Utf8(text);
     ASSERT_NE(data.GetPtrUnicode(), nullptr);  // a form from before must not survive
@@ -107,13 +102,11 @@ TEST(CFTPSStringData, PartsAreCountedInUnits) {
                      {3, 2, "\U0001F600"},
                      {5, 1, "z"},
                      {4, 1, "(null)"},  // half a pair
-                     {2, 0, ""},
                      {6, 0, ""},
-                     {6, 1, ""},
                      {5, 6, "z"},  // cut at the end
                      {0, 7, ""},
                      {1, UINT32_MAX, ""},
-                     {UINT32_MAX, UINT32_MAX, ""}};
+                     {UINT32_MAX, 1, ""}};
   for (const auto& c : cases)
     EXPECT_EQ(Read(text.Mid(c.start, c.count)), c.part) << c.start << " " << c.count;
   EXPECT_EQ(Read(FTPSStringDataInc(text, 0)), Read(text));
@@ -139,16 +132,13 @@ TEST(CFTPSStringData, ComparesWithoutCase) {
   struct {
     const char *a, *b;
     int order;
-  } const cases[] = {{"ABC", "abc", 0},
-                     {".WAV", ".wav", 0},
+  } const cases[] = {{".WAV", ".wav", 0},
                      {"\u00C9\u00FC\u042F\u03A3", "\u00E9\u00DC\u044F\u03C2", 0},
                      {"stra\u00DFe", "STRASSE", 0},
                      {"\uFB01", "FI", 0},
-                     {"abc", "abd", -1},
                      {"b", "A", 1},
                      {"ab", "abc", -1},
                      {"", "a", -1},
-                     {"", "", 0},
                      {"\uFFFD", "\U00010000", -1},
                      {"\xFF", "", -1},  // undecodable comes first
                      {"\xFF", "\xFE", 0}};

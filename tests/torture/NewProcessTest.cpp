@@ -1,12 +1,8 @@
 // A process that has used nothing of the libraries underneath. They can't repeat all that they make
 // once, so what they can't must fail before there is a command.
-#include <gtest/gtest.h>
 #include <openssl/crypto.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <iostream>
-
+#include "support/Child.h"
 #include "support/FaultPoint.h"
 #include "support/HostRecords.h"
 
@@ -37,16 +33,13 @@ bool TryPoint(unsigned n) {
 
 // Whether libcrypto, all alone, never comes back from this failure.
 bool HangsWithoutUs(unsigned n) {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(5);
-    FailsAt({CallKind::Allocation, n},
-            [] { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); });
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFSIGNALED(status);
+  return InChild([=] {
+           alarm(5);
+           FailsAt(
+               {CallKind::Allocation, n},
+               [] { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); });
+           return 0;
+         }) < 0;
 }
 
 // KELO_TORTURE=all tries the thousands of later ones too.
@@ -55,17 +48,12 @@ TEST(NewProcess, EndsAtItsBeginningOrNotAtAll) {
   const unsigned last = wanted != nullptr && std::string_view(wanted) == "all" ? ~0u : 60;
   for (unsigned n = 1; n <= last; ++n) {
     if (n > 1 && HangsWithoutUs(n - 1)) continue;  // the first allocation is the library's own
-    std::cout.flush();
-    const pid_t child = fork();
-    if (child == 0) {
+    const int code = InChild([=] {
       const bool failed = TryPoint(n);
-      std::cout.flush();
-      _exit(::testing::Test::HasFailure() ? 1 : failed ? 0 : 2);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 2) break;  // there are no more
-    ASSERT_EQ(status, 0) << "allocation " << n;
+      return ::testing::Test::HasFailure() ? 1 : failed ? 0 : 2;
+    });
+    if (code == 2) break;  // there are no more
+    ASSERT_EQ(code, 0) << "allocation " << n;
   }
 }
 

@@ -6,14 +6,13 @@
 
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
 
-#include <iostream>
 #include <numeric>
 #include <random>
 
 #include "http/KELOHTTPController.h"
 #include "platform/KELOUtility.h"
+#include "support/Child.h"
 #include "torture/TortureTest.h"
 
 namespace kelo::testing {
@@ -192,17 +191,12 @@ class FirstCommand : public TortureTest {
 
  private:
   static void InProcess(const std::function<void()>& work) {
-    std::cout.flush();
-    const pid_t child = fork();
-    if (child == 0) {
-      const int failures = FailuresSoFar();
-      work();
-      std::cout.flush();
-      _exit(FailuresSoFar() == failures ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(InChild([&] {
+                const int failures = FailuresSoFar();
+                work();
+                return FailuresSoFar() == failures ? 0 : 1;
+              }),
+              0);
   }
   void TryPoint(const FaultPoint& fault) {
     const int failures = FailuresSoFar();
@@ -215,16 +209,12 @@ class FirstCommand : public TortureTest {
                  std::to_string(fault.n) + ", result " + std::to_string(result));
     EXPECT_TRUE(IsDocumented(result));
     EXPECT_TRUE(result == 0 || report.error != EINTR) << "an interrupted call is no failure";
-    std::string id;
-    tagKELO_ItemInfo item{};
     EXPECT_EQ(Open(), 0u);
     EXPECT_EQ(Capacity(), 0u);
-    EXPECT_EQ(Upload("", id), 0u);
+    EXPECT_EQ(Upload("", picture_), 0u);
     EXPECT_EQ(Load(), 0u);
-    EXPECT_EQ(Send(kKELOCommand_GetItemInfo, Record(&item, id)), 0u);
-    EXPECT_EQ(Download(FieldText(item.origUrl)), 0u);
-    EXPECT_EQ(folder().Read("downloaded"), kPicture);
-    std::filesystem::remove(DownloadPath());
+    picturePath_ = FieldText(ItemInfo(picture_).origUrl).substr(Url().size());
+    EXPECT_EQ(SendDownload(), 0u);
     if (FailuresSoFar() != failures) PrintCallers();
   }
 

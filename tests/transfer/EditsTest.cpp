@@ -13,18 +13,16 @@ class EditsTest : public CommandTest {
     OpenScriptedSession();
     LoadSmallHierarchy();
   }
-  uint32_t ItemCount(const std::string& id) { return ItemInfo(id).itemCount; }
 };
 
 TEST_F(EditsTest, PropertiesTravelAsTheMaskSays) {
   const std::string everyMarkup = "<&\"'>\r\n\xE6\xB5\xB7\xF0\x9F\x98\x80";
-  struct Case {
+  const std::string caption = "<property name=\"caption\" value=\"";
+  const struct {
     std::string caption;
     uint32_t flag, rating, mask;
     std::string properties;
-  };
-  const std::string caption = "<property name=\"caption\" value=\"";
-  const Case cases[] = {
+  } cases[] = {
       {"x", 1, 5, 0, ""},
       {everyMarkup, 1, 0xFFFFFFFF, 7,
        caption + "&lt;&amp;&quot;&apos;&gt;&#13;&#10;&#28023;&#55357;&#56832;\" />\r\n"
@@ -34,7 +32,7 @@ TEST_F(EditsTest, PropertiesTravelAsTheMaskSays) {
       {std::string(320, 'c'), 0, 0, 1, caption + std::string(320, 'c') + "\" />\r\n"},
       {"bad\xFF\" rating=\"", 0, 0, 1, caption + "bad\xFF&quot; rating=&quot;\" />\r\n"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     service().ClearLog();
     tagKELO_PropertyInfo record{};
     record.result = 99;
@@ -106,8 +104,8 @@ TEST_F(EditsTest, TagsOfAnEmptyAlbumSendNothingAndShortBuffersAreReadToTheirEnd)
 }
 
 TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
-  EXPECT_EQ(ItemCount(""), 4u);  // finished records that the command must drop
-  EXPECT_EQ(ItemCount("F1"), 1u);
+  EXPECT_EQ(ItemInfo("").itemCount, 4u);  // finished records that the command must drop
+  EXPECT_EQ(ItemInfo("F1").itemCount, 1u);
   std::vector<tagKELO_ItemInfo> records(4);
   for (auto& record : records) std::memset(&record, 0x55, sizeof record);
   const uint32_t kinds[] = {1, 2, 3, 1};
@@ -133,7 +131,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
     EXPECT_EQ(records[i].itemCount, 0u);
     EXPECT_EQ(FieldText(records[i].origUrl), "");
   }
-  EXPECT_EQ(ItemCount(""), 6u);
+  EXPECT_EQ(ItemInfo("").itemCount, 6u);
   EXPECT_EQ(FieldText(ItemInfo("NF").name), "N&lt;0");
   EXPECT_EQ(ItemInfo("NF").kind, 1u);
   EXPECT_EQ(FieldText(ItemInfo("NA").name), "N&lt;1");
@@ -146,7 +144,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   ASSERT_EQ(SendAll(kKELOCommand_AddItems, records, "F1"), 0u);
   EXPECT_EQ(records[0].result, 4115u);
   EXPECT_EQ(records[1].result, 0u);
-  EXPECT_EQ(ItemCount("F1"), 2u);
+  EXPECT_EQ(ItemInfo("F1").itemCount, 2u);
 }
 
 TEST_F(EditsTest, NamesOfNewContainersTravelAsReferencesUpToTheirWidth) {
@@ -207,7 +205,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   const uint32_t results[] = {0, 4114, 4114};
   for (size_t i = 0; i < 3; ++i) EXPECT_EQ(records[i].result, results[i]) << i;
   EXPECT_EQ(service().RequestCount(), 5u);
-  EXPECT_EQ(ItemCount("A1"), 2u);
+  EXPECT_EQ(ItemInfo("A1").itemCount, 2u);
 }
 
 }  // namespace

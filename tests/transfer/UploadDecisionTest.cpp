@@ -9,11 +9,10 @@
 namespace kelo::testing {
 namespace {
 
-TEST(UploadItems, ComeFromTheNameOrTheLastComponentOfThePath) {
-  struct Case {
+TEST(NameOfAnUpload, ComesFromTheRecordOrTheLastComponentOfThePath) {
+  const struct {
     std::string path, name, display;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"/a/b.jpg", "", "b.jpg"},
       {"/a/b.jpg", "c.jpg", "c.jpg"},
       {"C:\\a\\b.jpg", "", "b.jpg"},
@@ -26,7 +25,7 @@ TEST(UploadItems, ComeFromTheNameOrTheLastComponentOfThePath) {
       {"", "bad\xFF.jpg", "bad\xFF.jpg"},
       {"", std::string("a\0b", 3), "a"},
   };
-  for (Case c : cases) {
+  for (auto c : cases) {
     tagKELO_LoadInfo record{};
     record.filePath = Text(c.path);
     record.fileName = Text(c.name);
@@ -34,17 +33,10 @@ TEST(UploadItems, ComeFromTheNameOrTheLastComponentOfThePath) {
   }
 }
 
-TEST(UploadItems, VoiceMemosEndInWav) {
-  const std::pair<const char*, bool> cases[] = {{"a.wav", true},
-                                                {"A.WAV", true},
-                                                {".wav", false},
-                                                {"a.wave", false},
-                                                {"awav", false},
-                                                {"", false},
-                                                {"\xFF"
-                                                 "a.wav",
-                                                 false},
-                                                {"&#233;.wAv", true}};
+TEST(NameOfAnUpload, EndsInWavForAVoiceMemo) {
+  const std::pair<const char*, bool> cases[] = {
+      {"a.wav", true}, {"A.WAV", true}, {".wav", false},      {"a.wave", false},
+      {"awav", false}, {"", false},     {"\xFF_.wav", false}, {"&#233;.wAv", true}};
   for (const auto& [name, sound] : cases) EXPECT_EQ(IsSoundFile(name), sound) << name;
 }
 

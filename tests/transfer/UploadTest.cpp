@@ -24,19 +24,14 @@ class UploadTest : public CommandTest {
                   uint32_t options = 0, uint32_t checkMask = 7) {
     return SendAll(kKELOCommand_Upload, records, album, options, checkMask);
   }
-  uint32_t CountOf(const std::string& album) { return ItemInfo(album).itemCount; }
 
   std::deque<std::string> texts_;
 };
 
-const char kDeclarations[] =
-    "<?xml version=\"1.1\" encoding=\"UTF-8\"?>\r\n"
-    "<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n";
-
 TEST_F(UploadTest, SendsOneMultipartRequestByteForByte) {
   OpenScriptedSession();
   LoadSmallHierarchy();
-  EXPECT_EQ(CountOf("A1"), 2u);  // a finished record that the upload must drop
+  EXPECT_EQ(ItemInfo("A1").itemCount, 2u);  // a finished record that the upload must drop
   std::vector<tagKELO_LoadInfo> records = {File("a.jpg", "AAAA"), File("b.jpg", ""),
                                            File("c\xC3\xA9.jpg", std::string("C\0C\r\n", 5))};
   Name(records[0], "<\"sun\" & sea>.jpg");
@@ -52,15 +47,14 @@ TEST_F(UploadTest, SendsOneMultipartRequestByteForByte) {
   ASSERT_EQ(Upload(records, "A1"), 0u);
 
   const std::string first = "&lt;&quot;sun&quot; &amp; sea&gt;.jpg";
-  const std::string document =
-      std::string(kDeclarations) + "<UploadItems>\r\n<items>\r\n" + "<item idx=\"1\" fileName=\"" +
-      first +
+  const std::string document = Document(
+      "<UploadItems>\r\n<items>\r\n<item idx=\"1\" fileName=\"" + first +
       "\" size=\"4\" fileCreateDate=\"2008-05-16\" "
       "fileModifyDate=\"2008-05-17\" albumId=\"A1\" tagList=\"sea,&#28023;&#13;&#10;\" />\r\n"
       "<item idx=\"2\" fileName=\"b.jpg\" size=\"0\" albumId=\"A1\" />\r\n"
       "<item idx=\"3\" fileName=\"c&#233;.jpg\" size=\"5\" fileCreateDate=\"2008-05-16\" "
       "fileModifyDate=\"2008-05-17\" albumId=\"A1\" />\r\n"
-      "</items>\r\n</UploadItems>\r\n";
+      "</items>\r\n</UploadItems>\r\n");
   const auto filePart = [](const std::string& name, const std::string& bytes) {
     return "\r\n--BOUNDARY\r\nContent-Disposition: form-data; name=\"" + name +
            "\"\r\nContent-Type: application/octet-stream\r\n"
@@ -88,7 +82,7 @@ TEST_F(UploadTest, SendsOneMultipartRequestByteForByte) {
   EXPECT_EQ(FieldText(records[1].itemId), "");  // not confirmed
   EXPECT_EQ(records[2].result, 0u);
   EXPECT_EQ(FieldText(records[2].itemId), std::string(40, 'N'));
-  EXPECT_EQ(CountOf("A1"), 4u);
+  EXPECT_EQ(ItemInfo("A1").itemCount, 4u);
   ItemInfo(std::string(40, 'N'));  // the catalogue knows it by the id that the host was given
   const tagKELO_ItemInfo info = ItemInfo("N1");
   EXPECT_EQ(FieldText(info.name), first);
@@ -201,7 +195,7 @@ TEST_F(UploadCheckTest, TheCheckSkipsWhatTheServiceHolds) {
   for (const char* skipped : {"idx=\"1\"", "idx=\"4\"", "idx=\"6\""})
     EXPECT_EQ(body.find(skipped), std::string::npos) << skipped;
   // Only the file that is placed there already shows at once; only what travels counts.
-  EXPECT_EQ(CountOf("A1"), 3u);
+  EXPECT_EQ(ItemInfo("A1").itemCount, 3u);
   const tagKELO_ItemInfo placed = ItemInfo("I9");
   EXPECT_EQ(FieldText(placed.parentId), "A1");
   EXPECT_EQ(events, (std::vector<Words>{{20, 48, 10, 0, 3, 0}, {20, 48, 10, 10, 3, 3}}));
@@ -244,24 +238,6 @@ TEST_F(UploadCheckTest, WithoutAPictureToSendNoVoiceMemoTravels) {
     EXPECT_EQ(FieldText(records[1].itemId), "");
   }
   EXPECT_TRUE(Requests("UploadItems").empty());
-}
-
-TEST_F(UploadCheckTest, FiftyThousandRecordsAreCheckedInOneRequest) {
-  OpenScriptedSession();
-  constexpr size_t kCount = 50000;
-  std::string answer("<r stat=\"ok\"><items>");
-  std::vector<tagKELO_LoadInfo> records;
-  const tagKELO_LoadInfo file = File("a.jpg", "A");
-  for (size_t i = 0; i < kCount; ++i) {
-    records.push_back(file);
-    answer += "<item idx=\"" + std::to_string(kCount - i) + "\" status=\"1\" itemId=\"I" +
-              std::to_string(kCount - i) + "\" />";
-  }
-  Script("CheckUploadItems", answer + "</items></r>");
-  ASSERT_EQ(Upload(records, "A1", kKELOOption_CheckDuplicates), 0u);
-  EXPECT_EQ(records.front().result, 4099u);
-  EXPECT_EQ(FieldText(records.back().itemId), "I50000");
-  EXPECT_EQ(service().RequestCount(), 1u);
 }
 
 }  // namespace
