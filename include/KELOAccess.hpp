@@ -222,8 +222,8 @@ class UploadError : public Error {
   // The outcomes all the same: what the check had found, and what could not be read, has its own
   // error; the others have that of the upload.
   const std::vector<UploadedFile>& Files() const { return *files_; }
-  // Whether those others may be stored nevertheless: some of it was sent, and the service did not answer
-  // that it refuses the upload. An error that kKELOResult has no own code for counts as no such answer.
+  // Whether those others may be stored nevertheless: something was sent, and the service did not clearly
+  // refuse. An error without a code of its own is no clear refusal.
   bool MayBeStored() const { return mayBeStored_; }
 
  private:
@@ -331,9 +331,9 @@ class Library {
   tagKELO_ItemInfo InfoRecord(std::string_view id, bool fresh = false);
 
   // ---- Edits. Outcomes stand in the order of what was given. ----
-  // Each id of one that was made; the others' error. Folders are made below kRoot only, albums in it or
-  // in a folder. A failure that the service did not answer, and an abort, ends the batch: those behind
-  // it have the same error. The same holds for links.
+  // Each outcome has the id of what was made, or an error. Folders are made below kRoot only, albums in
+  // it or in a folder. A failure that is no refusal by the service ends the batch, an abort too: those
+  // behind it have the same error. The same holds for links.
   std::vector<AddedContainer> AddContainers(std::string_view parent, View<NewContainer> containers);
   // One of them, by its id; throws.
   std::string AddFolder(std::string_view name);
@@ -351,8 +351,8 @@ class Library {
                                    const UploadOptions& options = {},
                                    const OnProgress& progress = {});
 #ifdef __cpp_lib_jthread
-  // The same, which a stop request aborts, also one that came before; no other call. So a std::jthread
-  // that makes it ends soon.
+  // The same with a stop request, which aborts this call alone, even if it came before. So a
+  // std::jthread that makes it ends soon.
   std::vector<UploadedFile> Upload(std::string_view album, View<UploadFile> files,
                                    const UploadOptions& options, const OnProgress& progress,
                                    const std::stop_token& stop);

@@ -1,4 +1,4 @@
-// Writes the answer for a sample account.
+// Writes the answer that the service would give for a sample account of the wanted size.
 #include "catalogue/SampleAccount.h"
 
 #include <cstdio>

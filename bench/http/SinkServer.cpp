@@ -1,4 +1,4 @@
-// The cheap peer: one thread, one buffer.
+// Answers the requests of the transport benchmarks with one thread and one buffer.
 #include "http/SinkServer.h"
 
 #include <arpa/inet.h>

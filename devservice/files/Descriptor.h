@@ -1,4 +1,4 @@
-// A file descriptor that is closed with its owner.
+// Owns a file descriptor, and closes it when the owner goes.
 #pragma once
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// The mails that sharing an album has sent.
+// The panel of the outbox: lists the mails that were sent when albums were shared.
 const kPicturesOfMail = 60;
 
 const positions = (mail) => (mail.gpsRemoved ? "positions removed" : "positions kept");

@@ -1,4 +1,4 @@
-// Asks the library what lies where, and holds the rules of what may.
+// Asks the library what lies where, and leaves out what cannot lie there.
 #include "host/account/AccountTree.h"
 
 #include <fmt/format.h>
@@ -19,14 +19,15 @@ EntryKey KeyOf(const Item& entry) {
 
 PlaceContents AccountTree::ContentsOf(const Item& container) const {
   // The library gives these ids a meaning of their own.
-  if (container.id.empty() || container.id == kEverything) return {.problem = "its id is reserved"};
+  if (container.id.empty() || container.id == kEverything)
+    return {.problem = "its id is empty or reserved"};
   PlaceContents contents;
   const Kind below = container.kind == Kind::Folder ? Kind::Album : Kind::FileItem;
   try {
     contents.entries = library_.List(container.id, below);
   } catch (const Error& failure) {
     if (failure.Code() != kKELOResult_InvalidTarget) throw;
-    return {.problem = "nothing is known by its id"};
+    return {.problem = "the library does not find its id"};
   }
   const auto strays = std::ranges::stable_partition(
       contents.entries, [&](const Item& entry) { return Is(entry.kind, below); });
@@ -52,15 +53,15 @@ std::vector<Item> AccountTree::Below(const Item& container) {
   const auto [known, isNew] = entered_.try_emplace(container.id, container.name);
   if (!isNew) {
     if (known->second == container.name)
-      Tell(container, "not once more: what it holds was there before");
+      Tell(container, "listed before; its content is not repeated");
     else
-      LeaveOut(container, "its id is that of another");
+      LeaveOut(container, "another entry has the same id");
     return {};
   }
   PlaceContents contents = ContentsOf(container);
   if (!contents.problem.empty()) LeaveOut(container, contents.problem);
   for (const Item& stray : contents.strays) {
-    LeaveOut(stray, fmt::format("it cannot be in the {} {} [{}]", KindText(container.kind),
+    LeaveOut(stray, fmt::format("the {} {} [{}] cannot hold it", KindText(container.kind),
                                 EntryName(container), EntryId(container)));
   }
   return Met(std::move(contents.entries));

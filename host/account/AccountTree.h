@@ -16,7 +16,7 @@ namespace kelo::host {
 
 constexpr Kind kAlbums = Kind::Album | Kind::FriendAlbum | Kind::RootAlbum;
 
-// Tells whether two listings mean the same entry. The id alone does not, where it may be cut.
+// Tells whether two listings show the same entry; an id alone may be cut.
 using EntryKey = std::tuple<std::string, std::string, std::string>;
 EntryKey KeyOf(const Item& entry);
 
@@ -51,9 +51,9 @@ class AccountTree {
   std::vector<Item> Friends();
   // The entries in it; none if it was left out.
   std::vector<Item> Below(const Item& container);
-  // The folders and albums that none of these has led to.
+  // The folders and albums that no call before has led to.
   std::vector<Item> Others();
-  // How much the walk has left out so far, without what was there before.
+  // Entries left out so far; those visited before do not count.
   size_t LeftOutCount() const { return leftOut_; }
 
  private:

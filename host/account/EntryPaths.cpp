@@ -1,4 +1,5 @@
-// Paths of all folders and albums, and of the items of one album.
+// Collects the paths that the tab key offers: of all folders and albums, and of the items of an
+// album that is named whole.
 #include "host/account/EntryPaths.h"
 
 #include <fmt/format.h>

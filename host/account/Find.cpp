@@ -1,4 +1,4 @@
-// Compares what was named with the name and path of every entry.
+// Finds the entry that a person named, by comparing that with the name and path of every entry.
 #include "host/account/Find.h"
 
 #include <fmt/format.h>
@@ -12,6 +12,7 @@
 #include "commandline/Suggest.h"
 #include "host/account/AccountTree.h"
 #include "host/names/CatalogueNames.h"
+#include "host/names/EntryWords.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
 #include "text/Unicode.h"
@@ -202,12 +203,17 @@ class Finder {
 [[noreturn]] void FailUnknown(const std::string& wanted, Finder& finder) {
   const auto nearest = finder.Nearest();
   const size_t unseen = finder.Unseen();
-  throw Failure(fmt::format("there is nothing with the id, name or path '{}'{}{}", Shown(wanted),
-                            unseen == 0 ? ""
-                                        : fmt::format(" outside {} that cannot be looked into",
-                                                      CountText(unseen, "album")),
-                            nearest ? fmt::format("; did you mean '{}'?", *nearest)
-                                    : "; 'kelo tree' shows what there is"));
+  throw Failure(fmt::format(
+      "there is nothing with the id, name or path '{}'{}{}", Shown(wanted),
+      unseen == 0 ? "" : fmt::format(" ({} could not be read)", CountText(unseen, "album")),
+      nearest ? fmt::format("; did you mean '{}'?", *nearest)
+              : "; 'kelo tree' shows what there is"));
+}
+
+[[noreturn]] void FailOtherKind(const Item& entry, const std::string& wanted,
+                                std::string_view meant) {
+  throw Failure(
+      fmt::format("'{}' is {}, not {}", Shown(wanted), KindWithArticle(entry.kind), meant));
 }
 
 std::optional<Item> OneOf(const std::string& wanted, const std::vector<Match>& matches) {
@@ -217,7 +223,7 @@ std::optional<Item> OneOf(const std::string& wanted, const std::vector<Match>& m
 
 // By the id, or by the word for the root album.
 std::optional<Item> FindById(Library& library, const std::string& wanted) {
-  if (wanted.empty()) throw Failure("an empty name names nothing");
+  if (wanted.empty()) throw Failure("the name is empty; give an id, a name or a path");
   if (wanted == "root") return library.Info(kRootAlbum);
   if (wanted.size() >= KELO_ID_FIELD_SIZE) return std::nullopt;
   try {
@@ -268,8 +274,7 @@ std::optional<Item> FindAlbumIfAny(Library& library, const std::string& wanted) 
 
 Item FindAlbum(Library& library, const std::string& wanted) {
   if (const auto album = FindAlbumIfAny(library, wanted)) return *album;
-  FindEntry(library, wanted);
-  throw Failure(fmt::format("'{}' is not an album", Shown(wanted)));
+  FailOtherKind(FindEntry(library, wanted), wanted, "an album");
 }
 
 std::optional<Item> FindFolderIfAny(Library& library, const std::string& wanted) {
@@ -278,8 +283,7 @@ std::optional<Item> FindFolderIfAny(Library& library, const std::string& wanted)
 
 Item FindFolder(Library& library, const std::string& wanted) {
   if (const auto folder = FindFolderIfAny(library, wanted)) return *folder;
-  FindEntry(library, wanted);
-  throw Failure(fmt::format("'{}' is not a folder", Shown(wanted)));
+  FailOtherKind(FindEntry(library, wanted), wanted, "a folder");
 }
 
 }  // namespace kelo::host

@@ -1,4 +1,4 @@
-// Rows of listings and the keys that sort them.
+// Makes the rows of a listing, sorts them and prints them.
 #include "host/account/Listing.h"
 
 #include <unicode/coll.h>
@@ -53,7 +53,10 @@ class Listing::NameKeys {
     UErrorCode status = U_ZERO_ERROR;
     collator_.reset(icu::Collator::createInstance(icu::Locale::getRoot(), status));
     if (U_SUCCESS(status)) collator_->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
-    if (U_FAILURE(status)) throw Failure("cannot sort by name: the collation is not available");
+    if (U_FAILURE(status))
+      throw Failure(fmt::format(
+          "cannot sort by name: {}; the data of the Unicode library (ICU) may be missing",
+          u_errorName(status)));
   }
 
   std::string operator()(const Item& entry) const {

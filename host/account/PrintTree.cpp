@@ -20,7 +20,7 @@ class TreePrinter {
     out_.Line("Account");
     Entries(tree_.Top(), {});
     Section("Friends' albums", tree_.Friends());
-    Section("In nothing that could be shown", tree_.Others());
+    Section("Not below anything shown", tree_.Others());
     return tree_.LeftOutCount() == 0;
   }
 

@@ -55,7 +55,9 @@ bool ListAll(Library& library, Listing& listing) {
 
 void ListOne(Library& library, const std::string& target, Listing& listing) {
   const Item entry = FindEntry(library, target);
-  if (!IsContainer(entry)) throw Failure("that is an item, not a folder or album; see 'kelo info'");
+  if (!IsContainer(entry))
+    throw Failure(
+        fmt::format("'{}' is an item, not a folder or album; 'kelo info' shows it", Shown(target)));
   for (const auto& child :
        library.List(entry.id, entry.kind == Kind::Folder ? Kind::Album : Kind::FileItem))
     listing.Add(child);
@@ -71,7 +73,9 @@ int List(Host& host, const ListOptions& options) {
     ListOne(library, options.target, listing);
   else
     for (const auto& entry : library.List(kRoot, kTopKinds)) listing.Add(entry);
-  if (!listing.Finish()) host.Out().Note("nothing in it");
+  if (!listing.Finish())
+    host.Out().Note(options.target.empty() ? "the account is empty"
+                                           : fmt::format("'{}' is empty", Shown(options.target)));
   return whole ? 0 : 1;
 }
 
@@ -88,8 +92,7 @@ struct InfoOptions {
 Item FreshInfo(Host& host, const std::string& wanted) {
   Item known = FindEntry(host.Loaded(), wanted);
   if (IsContainer(known))
-    throw Failure(
-        fmt::format("'{}' is not an item; the service tells about items alone", Shown(wanted)));
+    throw Failure(fmt::format("'{}' is not an item; --fresh works for items only", Shown(wanted)));
   Item fresh = host.Loaded().FreshInfo(known.id);
   fresh.kind = known.kind;
   fresh.parentId = known.parentId;
@@ -134,7 +137,7 @@ int Info(Host& host, const InfoOptions& options) {
     host.Out().Result("", EntryJson(entry));
   else
     ShowInfo(host.Out(), entry, PlaceOf(host.Loaded(), entry));
-  if (options.fresh) host.Out().Note("the service tells no more: no size, caption, rating or tags");
+  if (options.fresh) host.Out().Note("the service does not tell size, caption, rating or tags");
   return 0;
 }
 
@@ -142,7 +145,7 @@ void AddInfo(CLI::App& app, Action& chosen) {
   const auto [info, options] =
       AddCommand(app, chosen, "info", "Show one item, album or folder", Info);
   info->add_option("ENTRY", options->wanted, "Its id, name or path")->required();
-  info->add_flag("--fresh", options->fresh, "What the service tells now, of an item");
+  info->add_flag("--fresh", options->fresh, "Ask the service what it knows of the item now");
   info->add_flag("--json", options->json, kJsonHelp);
   info->footer(kDatesFooter);
 }
@@ -168,7 +171,7 @@ void AddList(CLI::App& app, Action& chosen) {
   list->add_option_function<std::string>(
           "--sort",
           [&order = options->order](const std::string& key) { order.key = kKeys.at(key); },
-          "By name, or by the date of shot or upload")
+          "Sort by name, by the date of the shot, or by the date of the upload")
       ->check(CLI::IsMember(&kKeys).description(""))
       ->type_name("name|shot|upload");
   list->add_flag("--reverse,-r", options->order.reverse, "In the reverse order");

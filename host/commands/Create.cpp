@@ -83,9 +83,9 @@ std::vector<std::string> NotThereYet(Library& library, const std::vector<std::st
       continue;
     }
     const std::string id(entry == nullptr ? "" : entry->id);
-    const std::string why =
-        fmt::format("it is {}; --force makes a second one",
-                    id.empty() ? "named twice" : "there already, with the id " + Shown(id));
+    const std::string why = fmt::format(
+        "it is {}; --force makes a second one",
+        id.empty() ? "named twice in this command" : "there already, with the id " + Shown(id));
     report.NotMade(name, id, why, {{"code", kKELOResult_Conflict}, {"message", why}});
   }
   return names;
@@ -128,7 +128,7 @@ std::string TakeFolder(Library& library, const NewContainers& wanted, std::strin
     throw Failure(fmt::format("{}; --force makes '{}' at the top",
                               wanted.kind == Kind::Album
                                   ? fmt::format("there is no folder '{}'", Shown(above))
-                                  : "folders hold albums alone",
+                                  : "folders can hold only albums",
                               Shown(name)));
   if (!folder) return {};
   name.erase(0, slash + 1);
@@ -180,8 +180,8 @@ void AddCreateCommands(CLI::App& app, Action& chosen) {
   AddContainerCommand(app, chosen, Kind::Folder, "mkdir", "folder");
   const auto [command, albums] = AddContainerCommand(app, chosen, Kind::Album, "mkalbum", "album");
   command->add_option("--folder", albums->folder,
-                      "Id or name of the folder to create them in; without it, at the top, or in "
-                      "the folder of a NAME such as Folder/Album");
+                      "Id or name of the folder to create them in. Without it: at the top, or in "
+                      "the folder that NAME names, as in Folder/Album");
 }
 
 }  // namespace kelo::host

@@ -16,7 +16,9 @@ namespace {
 // The id of an item that a person named.
 std::string FindItem(Library& library, const std::string& wanted) {
   const Item entry = FindEntry(library, wanted);
-  if (IsContainer(entry)) throw Failure(fmt::format("'{}' is not an item", Shown(wanted)));
+  if (IsContainer(entry))
+    throw Failure(
+        fmt::format("'{}' is {}; name an item", Shown(wanted), KindWithArticle(entry.kind)));
   return std::string(entry.id);
 }
 
@@ -30,14 +32,15 @@ int Caption(Host& host, const EditOptions& options) {
   host.LockAccount();
   host.Loaded().Modify(FindItem(host.Loaded(), options.target),
                        {.caption = options.text, .captionFlag = !options.text.empty()});
-  host.Out().Line(options.text.empty() ? "caption removed" : "caption set");
+  host.Out().Line(Shown(options.target) +
+                  (options.text.empty() ? ": caption removed" : ": caption set"));
   return 0;
 }
 
 int Rate(Host& host, const EditOptions& options) {
   host.LockAccount();
   host.Loaded().Modify(FindItem(host.Loaded(), options.target), {.rating = options.rating});
-  host.Out().Line(fmt::format("rated {}", options.rating));
+  host.Out().Line(fmt::format("{}: rated {}", Shown(options.target), options.rating));
   return 0;
 }
 
@@ -46,9 +49,9 @@ int Tag(Host& host, const EditOptions& options) {
   Library& library = host.Loaded();
   const Item entry = FindEntry(library, options.target);
   if (IsContainer(entry) && entry.itemCount == 0)
-    throw Failure("the album has no items that tags could be added to");
+    throw Failure(fmt::format("'{}' has no items, so no tags were added", Shown(options.target)));
   library.AddTags(entry.id, options.text);
-  host.Out().Line("tags added" +
+  host.Out().Line(Shown(options.target) + ": tags added" +
                   (IsContainer(entry) ? " to " + CountText(entry.itemCount, "item") : ""));
   return 0;
 }

@@ -1,4 +1,4 @@
-// The command get, which downloads originals.
+// The command get, which downloads originals and tells what became of each.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
@@ -96,7 +96,7 @@ class Reporter {
 
 int Get(Host& host, const GetOptions& options) {
   if (options.all == !(options.targets.empty() && options.albums.empty()))
-    throw CLI::ValidationError("get", "name what to get, or everything with --all");
+    throw CLI::ValidationError("get", "give either TARGETs or --all");
   Library& library = host.Loaded();
   Wanted wanted{.entries = {}, .all = options.all};
   for (const std::string& target : options.targets)
@@ -104,7 +104,7 @@ int Get(Host& host, const GetOptions& options) {
   for (const std::string& album : options.albums)
     wanted.entries.push_back(FindAlbum(library, album));
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
-  if (plan.files.empty()) host.Out().Note("nothing in it");
+  if (plan.files.empty()) host.Out().Note("there are no items to download");
   Reporter reporter(host.Out(), plan, options.fetch);
   FetchPlan(library, std::move(plan), options.fetch, std::ref(reporter));
   return reporter.Finish();
@@ -127,14 +127,12 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
   get->add_flag("--dry-run", options->fetch.dryRun, "Tell what would be downloaded, do nothing");
   get->add_flag("--json", options->json, kJsonHelp);
   get->footer(
-      "One album goes straight into the folder; a folder, several albums and --all make folders as "
-      "in the account, friends' albums in \"Friends' albums\". A file gets the date of its "
-      "picture, by which another 'kelo get' knows it and leaves it alone, and 'kelo put' knows "
-      "that it is stored. Two files that would have one name are numbered, and signs that a name "
-      "must "
-      "not have here are written as in URLs, \"AC%2FDC\"; 'kelo put' knows both. Ctrl-C leaves no "
-      "partial file. Back up, 'kelo put' would store friends' pictures among yours; --exclude "
-      "\"Friends' albums/\" keeps them out.");
+      "One album goes straight into the folder. A folder, several albums or --all make folders as "
+      "in the account; friends' albums go into \"Friends' albums\". Files of one name are "
+      "numbered. Characters that a file name cannot have are written as in URLs, \"AC%2FDC\". Each "
+      "file gets the date of its picture. By name and date, 'kelo get' and 'kelo put' recognise it "
+      "later. Ctrl-C leaves no partial file. To keep friends' pictures out of your account, use "
+      "'kelo put --exclude \"Friends' albums/\"'.");
 }
 
 }  // namespace kelo::host

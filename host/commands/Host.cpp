@@ -1,4 +1,4 @@
-// Restores the session, and loads the account with it.
+// Restores the kept session, locks the account, and loads it when a command needs it.
 #include "host/commands/Host.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// put: uploads files and folders, step by step: walk, plan, send, and tell the outcomes.
+// The command put, which uploads files and folders in steps: walk, plan, send, tell the outcomes.
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
@@ -48,11 +48,11 @@ int Put(Host& host, const PutOptions& options) {
   if (all == 0) {
     if (!plan.unfit.empty()) return TellSums(out, plan, leftOut, options.dryRun);
     const std::string text = LeftOutText(leftOut);
-    throw Failure(text.empty() ? "there is nothing to send"
-                               : fmt::format("there is nothing to send; left out: {}", text));
+    throw Failure(text.empty() ? "nothing to send: PATH holds no files"
+                               : fmt::format("nothing to send; left out: {}", text));
   }
   if (options.albumsFromFolders && HasNoAlbum(plan))
-    out.Note("no albums: every file is at the top of PATH; name the folder above");
+    out.Note("no album is made: all files lie directly in PATH; name the folder above it");
   size_t stored = 0;
   const auto setDone = [&] { out.SetDone(fmt::format("{} of {} stored", stored, all)); };
   setDone();
@@ -78,11 +78,11 @@ constexpr const char* kFooter =
     "folders becomes a folder, with an album for each of them and one of its own name for its "
     "loose files; any other becomes an album. What lies deeper joins the album of its second "
     "level. The local service imports folders by the same rule.\n"
-    "A GLOB without a slash is compared with names, any other with the path below PATH, and one "
-    "that ends in a slash with folders; case does not count. A folder that is excluded is not "
-    "entered.\n"
-    "Files are sent in portions of 100 files or 64 MiB; one bad file costs only itself. A .wav "
-    "file is the voice memo of the picture of its name. Empty files, names that are not UTF-8, and "
+    "A GLOB without a slash is compared with names. Any other is compared with the path below "
+    "PATH; one that ends in a slash means everything in such a folder. Case does not matter. A "
+    "folder that is excluded is not entered.\n"
+    "A request takes up to 100 files or 64 MiB; one bad file costs only itself. A .wav file is the "
+    "voice memo of the picture of its name. Empty files, names that are not UTF-8, and "
     "files of 2 GiB and more cannot be sent.";
 
 }  // namespace
@@ -101,9 +101,7 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
   put->add_flag("--albums-from-folders", options->albumsFromFolders,
                 "Put each folder's files into an album of its name")
       ->excludes(album);
-  const CLI::Validator fits(
-      [](std::string& text) { return text.size() > 903 ? "is longer than 903 bytes" : ""; }, "");
-  put->add_option("--tags", options->tags, "Tags for each of them")->check(fits);
+  put->add_option("--tags", options->tags, "Tags for each of them")->check(AtMost(903));
   globs("--include", options->filter.include, "Send only what matches; may be repeated");
   globs("--exclude", options->filter.exclude, "Leave out what matches; may be repeated");
   put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");

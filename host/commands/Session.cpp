@@ -95,7 +95,7 @@ int Forget(Host& host) {
   } catch (const Failure&) {
   }
   host.State().Save(kept);
-  host.Out().Line("forgotten here; the service was not told");
+  host.Out().Line("the session is forgotten here; the service was not told");
   return 0;
 }
 
@@ -166,7 +166,7 @@ void AddSessionCommands(CLI::App& app, Action& chosen) {
   const auto [quota, options] =
       AddCommand(app, chosen, "quota", "Show how much the account stores and may store", Quota);
   quota->add_flag("--json", options->json, kJsonHelp);
-  app.add_subcommand("extend", "Keep the session alive, and see whether it is")
+  app.add_subcommand("extend", "Keep the session alive, and tell whether it still is")
       ->callback([&chosen] { chosen = Extend; });
 }
 

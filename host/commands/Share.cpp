@@ -22,7 +22,8 @@ std::vector<std::string> Addresses(const std::vector<std::string>& given) {
       addresses.push_back(text.substr(at, end - at));
       at = end;
     }
-  if (addresses.empty()) throw CLI::ValidationError("addresses", "there is no address among them");
+  if (addresses.empty())
+    throw CLI::ValidationError("ADDRESS", "none of the arguments holds an address");
   return addresses;
 }
 

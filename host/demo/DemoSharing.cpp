@@ -1,4 +1,5 @@
-// The second half of the demonstration: edits, downloads, sharing, abort, end.
+// The second half of the demonstration: edits, downloads and shares, aborts a download, and closes
+// the session.
 #include <fmt/format.h>
 
 #include <future>

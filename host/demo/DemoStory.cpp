@@ -1,4 +1,4 @@
-// The first half of the demonstration: session, upload, browsing.
+// The first half of the demonstration: opens a session, uploads the pictures and browses them.
 #include "host/demo/DemoStory.h"
 
 #include <fmt/format.h>
@@ -99,7 +99,9 @@ void DemoStory::StartService() {
   const UploadPlan plan = PlanUpload(files, true);
   for (const File* file : plan.unfit)
     out_.Line(fmt::format("left out: {}: {}", Shown(file->path.string()), file->reason));
-  if (plan.FileCount() == 0) throw Failure(pictures_.string() + " holds no pictures");
+  if (plan.FileCount() == 0)
+    throw Failure(fmt::format("'{}' holds no pictures that can be sent; name another folder",
+                              Shown(pictures_.string())));
   if (friendAlbum_.empty()) MakeFriendAlbum(plan);
   devservice::Service::Options options;
   options.quotaBytes = 1'000'000'000'000;

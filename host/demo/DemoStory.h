@@ -1,5 +1,5 @@
-// The demonstration: every command of the library once, on real pictures, against a service inside
-// this process, with a proof for each step that has one. A proof that fails throws Failure.
+// The demonstration: sends every command of the library once, on real pictures, to a service inside
+// this process, and proves what can be proved. A proof that fails throws Failure.
 #pragma once
 
 #include <filesystem>

@@ -1,5 +1,7 @@
 // kelo-demo: the demonstration, on a local service inside this program. Finds the pictures and runs
 // the story.
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 
 #include "host/demo/DemoStory.h"
@@ -35,7 +37,9 @@ fs::path FirstFolderIn(const fs::path& folder) {
 int Demo(RecordedLibrary& library, const std::string& wanted) {
   const fs::path folder = wanted.empty() ? SamplesFolder() : fs::path(wanted);
   std::error_code failed;
-  if (!fs::is_directory(folder, failed)) throw Failure(Shown(folder.string()) + " is not a folder");
+  if (!fs::is_directory(folder, failed))
+    throw Failure(
+        fmt::format("'{}' is not a folder; name a folder with pictures", Shown(folder.string())));
   // The samples bring a friend's album along; of a folder of your own, the friend has copies.
   if (fs::is_directory(folder / "mine", failed) && fs::is_directory(folder / "friend", failed))
     DemoStory(library, folder / "mine", FirstFolderIn(folder / "friend")).Tell();
@@ -62,7 +66,7 @@ int Main(int argc, char** argv) {
       "The pictures are only read; what the demonstration writes lies in a temporary folder that "
       "it removes.");
   return RunProgram(app, texts, argc, argv, [&] {
-    Output out;
+    Output out("kelo-demo");
     if (options.quiet) out.BeQuiet();
     RecordedLibrary library(out, options.persistence);
     const Interrupt interrupt(library);

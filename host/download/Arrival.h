@@ -27,9 +27,9 @@ class Arrival {
   // The path of the arriving file; one at a time. Nothing stands there.
   std::filesystem::path Path() const;
 
-  // Dates the arrived file, writes it to the disk and gives it the name in the folder: EEXIST where
-  // something has that, or, with `replace`, in its place at once. 0 or errno; after a failure there
-  // is no arrived file. Through descriptors alone: no link is followed.
+  // Dates the arrived file, writes it to the disk and gives it the name in the folder. If something
+  // has the name: EEXIST; with `replace` it is replaced. 0 or errno; after a failure there is no
+  // arrived file. Through descriptors alone: no link is followed.
   int Settle(const std::string& name, std::optional<std::time_t> modified, bool replace);
   // Bytes of the file that has settled last.
   std::uint64_t Size() const { return size_; }

@@ -32,7 +32,7 @@ std::string FolderName(const Item& entry) {
 }
 
 // The account's folders and albums as folders on disk. All get a path below `to`, wanted or not, so
-// that the path of one is the same in every run.
+// that a path does not depend on what else is downloaded.
 class AccountFolders {
  public:
   AccountFolders(Library& library, PathGiver& paths, const fs::path& to)

@@ -1,4 +1,5 @@
-// One download command for each file, so that each stands on disk before the next one begins.
+// Downloads the files of a plan with a command for each, so that each stands on disk before the
+// next one begins.
 #include "host/download/Fetch.h"
 
 #include <fmt/format.h>
@@ -88,7 +89,7 @@ class Fetcher {
   static void FailHere(FetchedFile& fetched, int error) {
     const bool full = error == ENOSPC || error == EDQUOT;
     Fail(fetched, full ? kKELOResult_NoSpace : kKELOResult_DestinationUnusable,
-         std::strerror(error));
+         fmt::format("it cannot be written: {}", std::strerror(error)));
   }
 
   void Download(FetchedFile& fetched) {

@@ -16,9 +16,9 @@ enum class FetchOutcome { kStored, kHere, kFailed, kNotTried };
 struct FetchedFile {
   PlannedDownload file;
   FetchOutcome outcome = FetchOutcome::kNotTried;
-  std::uint64_t size = 0;  // bytes of a stored file
-  std::uint32_t code = 0;  // of a failure, and what it says without it
-  std::string problem = {};
+  std::uint64_t size = 0;    // bytes of a stored file
+  std::uint32_t code = 0;    // of a failure
+  std::string problem = {};  // the words for `code`
 };
 
 struct FetchOptions {

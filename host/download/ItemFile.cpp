@@ -1,4 +1,4 @@
-// Makes file names of items, with the extensions of their formats.
+// Makes file names from the names of items, with the extensions of their formats.
 #include "host/download/ItemFile.h"
 
 #include <sys/stat.h>

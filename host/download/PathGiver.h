@@ -30,15 +30,14 @@ class PathGiver {
     std::string below;
     std::optional<std::time_t> modified;
   };
-  // Of the one with this position; asked once at most, where something stands at its path.
+  // The marks of the n-th wanted path; asked once at most, and only if something exists there.
   using MarksOf = std::function<std::vector<Mark>(size_t)>;
 
-  // A path for each wanted one, in their order, which decides who gets the lower number. What
-  // stands there belongs to the first that has a mark of it. Many of one name take no longer than
-  // as many names.
+  // A path for each. Of equal ones the earlier gets the lower number. An existing file belongs to
+  // the first with a fitting mark. Linear time.
   std::vector<Given> Give(const std::vector<std::filesystem::path>& wanted, Named named,
                           const MarksOf& marksOf);
-  // One path more.
+  // A path for one more.
   std::filesystem::path Take(const std::filesystem::path& wanted, Named named);
   // A file was made at a path that was given: where the file system takes two names for one (by
   // case, by the composition of letters), the other one is taken too.

@@ -1,4 +1,4 @@
-// The lock file, and what it says for people.
+// Takes the lock on an account, and writes into its file for people which run has it.
 #include "host/library/AccountLock.h"
 
 #include <fmt/format.h>
@@ -48,7 +48,7 @@ std::string AccountOf(const std::string& url, const std::string& secretText) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned size = 0;
   if (EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha256(), nullptr) != 1)
-    throw Failure("cannot make a digest");
+    throw Failure("cannot name the account's lock: the cryptographic library makes no SHA-256");
   std::string account;
   for (unsigned at = 0; at < size / 2; ++at) account += fmt::format("{:02x}", digest[at]);
   return account;
@@ -68,7 +68,7 @@ AccountLock::AccountLock(Output& out, const std::filesystem::path& folder,
   if (result == LockResult::kTaken)
     Write(file_, AboutThisRun(command));
   else
-    out.Note(fmt::format("other runs may change the account meanwhile: cannot lock {}: {}",
+    out.Note(fmt::format("cannot lock {}: {}; another run may change the account at the same time",
                          Shown((folder / account).string()), std::strerror(reason)));
 }
 

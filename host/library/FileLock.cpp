@@ -1,4 +1,4 @@
-// Locks files by flock, and makes names of the system's random numbers.
+// Locks files by flock, and makes names that nobody can guess from the system's random numbers.
 #include "host/library/FileLock.h"
 
 #include <fcntl.h>
@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "host/names/ResultText.h"
 
@@ -43,7 +44,8 @@ OwnedFile OpenLockFile(const OwnedFile& folder, const std::string& name) {
 
 std::string RandomName() {
   unsigned char bytes[kRandomBytes];
-  if (::getentropy(bytes, sizeof bytes) != 0) throw Failure("the system has no random numbers");
+  if (::getentropy(bytes, sizeof bytes) != 0)
+    throw Failure(fmt::format("the system gives no random numbers: {}", std::strerror(errno)));
   std::string name;
   for (const unsigned char byte : bytes) name += fmt::format("{:02x}", byte);
   return name;

@@ -1,4 +1,4 @@
-// The thread that waits for signals, and what it does when one arrives.
+// Waits for signals on a thread of its own, stops the library, and ends the program if need be.
 #include "host/library/Interrupt.h"
 
 #include <pthread.h>

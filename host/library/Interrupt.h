@@ -46,7 +46,7 @@ class Interrupt {
   void Wait();
   // Waits for the end of this object.
   bool EndsWithin(std::chrono::nanoseconds time) const;
-  // Ends the program where it does not end by itself in time.
+  // Ends the process if the program does not end by itself in time.
   void EndUnlessDone();
 
   Library& library_;

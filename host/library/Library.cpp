@@ -1,4 +1,4 @@
-// Sends commands again where that helps, and stops them.
+// Sends each command, again where that helps, until it succeeds or there is no use in trying.
 #include "host/library/Library.h"
 
 #include <fmt/format.h>
@@ -53,8 +53,8 @@ Trouble Library::JudgeLast(std::uint32_t code, std::uint32_t result) {
   const bool misses = trouble != Trouble::kNone || (IsShown() && AlwaysAsks(code));
   if (misses && !std::exchange(toldOfDeafness_, true)) {
     out_.Note(
-        "the library writes no trace here that could be read: the requests cannot be shown, and "
-        "what fails is judged by its result alone");
+        "cannot read the library's trace: requests are not shown, and only results decide whether "
+        "to try again");
   }
   return trouble;
 }

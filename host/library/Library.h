@@ -34,7 +34,7 @@ class Library : private Requests, public kelo::Library {
   // fails as aborted. From another thread.
   void Stop();
   bool IsStopped() const;
-  // Whether a command has answered that it was aborted, so that its thread knows.
+  // Whether a command has answered "aborted" since Stop, so that its thread knows.
   bool HasToldOfStop() const { return toldOfStop_; }
 
   // Called when a command meets an ended session (4116), once for all: it is to open or restore
@@ -42,10 +42,10 @@ class Library : private Requests, public kelo::Library {
   // once. What it throws, the command throws.
   void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
 
-  // For an upload, which is not sent again here once it has left, since nobody knows what became of
-  // it. FailureMayPass: the last command failed in a way that may pass. PauseBeforeRetry: waits
-  // after `failed` tries that ended with `result`, and notes it; false when there were too many, or
-  // the library was stopped meanwhile.
+  // An upload that has left is not repeated here. FailureMayPass: the last command failed by
+  // something that may pass, and was not repeated. PauseBeforeRetry: notes that the `failed`-th try
+  // ended with `result`, and pauses before the next; false if there were too many tries, or the
+  // library was stopped.
   bool FailureMayPass() const { return failureMayPass_; }
   bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
 

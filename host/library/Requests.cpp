@@ -1,4 +1,5 @@
-// The pipe behind KELO_TRACE, and the reading of its lines.
+// Receives the library's trace through a pipe, reads its lines, and passes them on to whoever wants
+// to see them.
 #include "host/library/Requests.h"
 
 #include <fcntl.h>
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "host/names/Names.h"
@@ -61,7 +63,9 @@ Requests::Requests(Output& out, bool verbose) : out_(out), verbose_(verbose) {
     file_ = wanted;
   int ends[2];
   // Linux's: pipe2.
-  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) throw Failure("cannot make a pipe");
+  if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+    throw Failure(
+        fmt::format("cannot make a pipe for the library's trace: {}", std::strerror(errno)));
   readEnd_ = ends[0];
   writeEnd_ = ends[1];
   ::setenv(kVariable, fmt::format("/dev/fd/{}", writeEnd_).c_str(), 1);

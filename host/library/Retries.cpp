@@ -1,4 +1,4 @@
-// The tables that say what may be sent again, and how long to wait before.
+// Decides by tables whether a failed command is sent again, and after which pause.
 #include "host/library/Retries.h"
 
 #include <algorithm>

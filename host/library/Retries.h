@@ -21,10 +21,10 @@ enum class Trouble {
 // has no cause, and is judged by its result as if all of it had left.
 Trouble Judge(std::uint32_t command, std::uint32_t result, const TraceLine& last);
 
-// Whether a result leaves open what became of the command.
+// Whether the result does not say if the command was done.
 bool IsUnclear(std::uint32_t result);
 
-// Whether the command asks the service whatever it is given.
+// Whether the command always sends a request.
 bool AlwaysAsks(std::uint32_t command);
 
 // How often one command has failed in which way.
@@ -33,11 +33,10 @@ struct Tries {
   unsigned callIdsTaken = 0;
 };
 
-// A call id is a time in milliseconds, and two programs on one session may use the same. A program
-// that sends more than one request a millisecond, to a service near by, uses up the ids of the
-// seconds to come as well.
+// Call ids are milliseconds. Programs on one session sometimes choose the same. One with more than
+// a request a millisecond also uses up those of the next seconds.
 constexpr unsigned kMaxCallIdsTaken = 60;
-// Longer each time, 23 s in all, and not the same for all, so that two programs do not meet again;
+// Random, so that two programs do not meet again, and longer each time: 23 s in all on average.
 // `taken` is at least 1.
 std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken);
 

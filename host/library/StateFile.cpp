@@ -47,7 +47,7 @@ fs::path DefaultFolder() {
   if (state != nullptr && state[0] == '/') return fs::path(state) / "kelo";
   const char* home = std::getenv("HOME");
   if (home == nullptr || home[0] != '/')
-    throw Failure("cannot find the state folder: neither XDG_STATE_HOME nor HOME is set");
+    throw Failure("cannot find the state folder: set HOME or XDG_STATE_HOME to an absolute path");
   return fs::path(home) / ".local/state/kelo";
 }
 
@@ -61,14 +61,18 @@ void CheckPrivate(const OwnedFile& file, const fs::path& path) {
   struct stat facts {};
   if (::fstat(file.Number(), &facts) != 0) FailFile("read", path);
   if (!S_ISREG(facts.st_mode))
-    throw Failure(fmt::format("{} is no file; remove it and log in again", path.string()));
+    throw Failure(
+        fmt::format("{} is not a regular file; remove it and log in again", path.string()));
   if (facts.st_uid != ::geteuid()) {
-    throw Failure(fmt::format("{} belongs to another user and is not trusted; remove it and log in",
-                              path.string()));
+    throw Failure(
+        fmt::format("{} belongs to another user, so it is not used; remove it and log in again",
+                    path.string()));
   }
   if ((facts.st_mode & 077u) != 0) {
-    throw Failure(fmt::format("others may read {}, or write it; if nobody did, say 'chmod 600 {}'",
-                              path.string(), path.string()));
+    throw Failure(
+        fmt::format("other users can read or change {0}; run 'chmod 600 {0}', and log in again if "
+                    "one of them may have done so",
+                    path.string()));
   }
 }
 
@@ -117,7 +121,8 @@ bool ReadLines(std::string_view text, Kept& kept) {
 
 [[noreturn]] void FailDamaged(const fs::path& path) {
   throw Failure(fmt::format(
-      "{} is damaged, or of another version, program or machine; log in again with --url",
+      "{} cannot be used: it is damaged, or another version or machine wrote it; log in again with "
+      "--url",
       path.string()));
 }
 
@@ -242,8 +247,10 @@ void StateFile::Put(const Writing& writing, const Kept& kept) const {
 }
 
 void UseServer(const std::string& url) {
-  if (url.find_first_of("\"\r\n") != std::string::npos || url.size() > kMaxBytes / 2)
-    throw Failure("a URL is one line without quotation marks");
+  if (url.find_first_of("\"\r\n") != std::string::npos)
+    throw Failure(fmt::format("the URL '{}' must be one line without quotation marks", Shown(url)));
+  if (url.size() > kMaxBytes / 2)
+    throw Failure(fmt::format("the URL is longer than {} bytes", kMaxBytes / 2));
   if (url.empty()) {
     ::unsetenv(kUrlsVariable);
     return;
@@ -257,7 +264,8 @@ void UseServer(const std::string& url) {
   const bool written =
       next && ::write(next.Number(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
   // From a file that it cannot read, the library would go to the built-in server.
-  if (!written || ::access(path.c_str(), R_OK) != 0) FailFile("use", path);
+  if (!written || ::access(path.c_str(), R_OK) != 0)
+    FailFile("name the server to the library in", path);
   ::setenv(kUrlsVariable, path.c_str(), 1);
   file = std::move(next);
 }

@@ -20,8 +20,8 @@ std::string DateText(std::string_view text, DateClock clock);
 // ISO 8601, "2024-05-17T10:11:12Z"; a camera's without the Z.
 std::string IsoDate(std::string_view text, DateClock clock);
 
-// The same of seconds since 1970. Some file systems keep dates that no year of four digits can
-// tell: these are the nearest that one can.
+// The same of seconds since 1970. Dates that need more than four digits for the year become the
+// nearest that does not.
 std::string UniversalDate(std::int64_t seconds);
 
 // The moment that a date of the service names, in seconds since 1970; nothing for what is no date.

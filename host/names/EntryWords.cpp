@@ -1,5 +1,7 @@
-// The words for entries, their kinds and their formats.
+// Has the words by which people read of entries, their kinds and their formats.
 #include "host/names/EntryWords.h"
+
+#include <fmt/format.h>
 
 #include "host/names/Names.h"
 
@@ -20,6 +22,12 @@ std::string_view KindText(Kind kind) {
   if (Is(kind, Kind::Album)) return "album";
   if (Is(kind, Kind::Folder)) return "folder";
   return "item";
+}
+
+std::string KindWithArticle(Kind kind) {
+  const std::string_view words = KindText(kind);
+  const bool vowel = words.starts_with('a') || words.starts_with('i');
+  return fmt::format("{} {}", Is(kind, Kind::RootAlbum) ? "the" : vowel ? "an" : "a", words);
 }
 
 std::string_view FormatText(std::uint32_t format) {

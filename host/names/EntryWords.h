@@ -13,6 +13,8 @@ namespace kelo::host {
 std::string EntryName(const Item& entry);
 std::string EntryId(const Item& entry);
 std::string_view KindText(Kind kind);
+// The kind in a sentence: "an album", "the root album".
+std::string KindWithArticle(Kind kind);
 // The format of an item: "JPEG", "raw", "unknown".
 std::string_view FormatText(std::uint32_t format);
 

@@ -1,4 +1,4 @@
-// Replaces in texts what must not reach a terminal or a path.
+// Replaces in names what a terminal would obey or a file name cannot have, and numbers namesakes.
 #include "host/names/Names.h"
 
 #include <fmt/format.h>

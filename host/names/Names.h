@@ -17,7 +17,7 @@ std::string Shown(std::string_view text);
 
 // One harmless path component made from a name of the service, at most 255 bytes, composed (NFC);
 // `fallback` (made harmless too) where nothing is left. Never ".", "..", hidden, or with a
-// separator: such signs, and what no terminal should get, are written as in URLs, "AC%2FDC".
+// separator: such characters, and what no terminal should get, are written as in URLs, "AC%2FDC".
 std::string FileName(std::string_view name, std::string_view fallback);
 
 // The n-th of several entries that would have one name: "a.jpg", then "a (2).jpg". A folder's name
@@ -26,8 +26,8 @@ enum class Named { kFile, kFolder };
 std::string NumberedName(const std::string& name, int number, Named named = Named::kFile);
 // The name of a file without such a number, "a.jpg"; as it is where it has none.
 std::string WithoutNumber(const std::string& name);
-// What may be called like this here and has another name there: without its number, and with the
-// signs that FileName has replaced.
+// Names that an entry may have in the account if a file here has this one: without its number, and
+// with the characters that FileName has replaced.
 std::vector<std::string> NamesBehind(const std::string& name);
 
 // "12 bytes", "34.5 kB", "1.2 GB".

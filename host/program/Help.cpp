@@ -1,4 +1,4 @@
-// The texts of help and manual page that are not those of one command.
+// Has the texts of help and manual page that concern all commands, and runs the command help.
 #include "host/program/Help.h"
 
 #include <fmt/format.h>
@@ -25,7 +25,8 @@ const Section kFiles{
 const Section kVariables{
     "Environment",
     {
-        {"KELO_URL, KELO_KEY, KELO_TOKEN, KELO_SECRET", "What kelo login is not told by options."},
+        {"KELO_URL, KELO_KEY, KELO_TOKEN, KELO_SECRET",
+         "Used by kelo login where no option is given."},
         {"KELO_PROFILE", "The profile, where --profile names none."},
         {"KELO_TRACE",
          "A file that gets a line for each request to the service, what came of it, and where its "
@@ -42,10 +43,11 @@ const Section kExitCodes{
     {
         {"0", "Success."},
         {"1",
-         "Failure, of one file or item or of all. Messages end with the library's result code."},
+         "Everything failed, or a single file or item did. Where the library failed, the message "
+         "ends with its result code."},
         {"2", "Wrong usage."},
         {"3", "Another run changes the account, and --no-wait was given."},
-        {"130", "Aborted by Ctrl-C; 128 and the number of another signal that ended it."},
+        {"130", "Aborted by Ctrl-C. Another signal: 128 and its number."},
     }};
 
 int Help(Host& host, const CLI::App& app, const std::string& wanted) {

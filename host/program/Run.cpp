@@ -42,7 +42,7 @@ void DescribeProgram(CLI::App& app, const std::string& name, const ProgramTexts&
   app.set_help_flag("-h,--help", "Show this help");
   app.formatter(std::make_shared<HelpFormatter>(texts));
   app.failure_message([](const CLI::App* all, const CLI::Error& error) {
-    return fmt::format("kelo: {}\n", UsageMessage(*all, error));
+    return fmt::format("{}: {}\n", all->get_name(), UsageMessage(*all, error));
   });
   app.add_flag("-q,--quiet", options.quiet, "Tell only what fails");
   app.add_flag("-v,--verbose", options.persistence.verbose, "Show each request to the service");
@@ -61,7 +61,7 @@ int RunProgram(CLI::App& app, const ProgramTexts& texts, int argc, char** argv,
   std::cout << ManualPage(app, texts);
   return Written(0);
 } catch (const std::exception& failure) {
-  fmt::print(stderr, "kelo: {}\n", failure.what());
+  fmt::print(stderr, "{}: {}\n", app.get_name(), failure.what());
   return Failure::kFailed;
 }
 
@@ -89,7 +89,7 @@ int RunAction(const CLI::App& app, Output& out, const Library& library,
     return Interrupt::ExitCode();
   }
   if (status != 0 && library.WantsTrace())
-    out.Note("'kelo -v' shows the requests, and what came of each");
+    out.Note(fmt::format("'{} -v' shows the requests, and what came of each", app.get_name()));
   return status;
 }
 

@@ -38,8 +38,10 @@ void WriteError(std::string_view text) {
 
 }  // namespace
 
-Output::Output()
-    : errorIsTerminal_(IsTerminal(STDERR_FILENO)), outputIsTerminal_(isatty(STDOUT_FILENO) == 1) {}
+Output::Output(const char* program)
+    : program_(program),
+      errorIsTerminal_(IsTerminal(STDERR_FILENO)),
+      outputIsTerminal_(isatty(STDOUT_FILENO) == 1) {}
 
 void Output::Result(std::string_view line, const Json& object) {
   if (!json_) return Line(line);
@@ -56,7 +58,7 @@ void Output::Note(std::string_view line) {
 }
 
 void Output::Problem(std::string_view line) {
-  PrintMessage(fmt::format("kelo: {}", line));
+  PrintMessage(fmt::format("{}: {}", program_, line));
 }
 
 void Output::PrintResult(std::string_view line) {
@@ -126,7 +128,7 @@ void Output::SetDone(std::string words) {
 void Output::SayAborted() {
   const std::lock_guard lock(doneLock_);
   if (std::exchange(saidAborted_, true)) return;
-  WriteError(fmt::format("{}kelo: aborted{}{}\n", CanShowLive() ? kClear : "",
+  WriteError(fmt::format("{}{}: aborted{}{}\n", CanShowLive() ? kClear : "", program_,
                          done_.empty() ? "" : ": ", done_));
 }
 

@@ -15,7 +15,8 @@ using Json = nlohmann::ordered_json;
 
 class Output {
  public:
-  Output();
+  // `program`: its name, with which problems begin. Lives as long as the object.
+  explicit Output(const char* program = "kelo");
 
   void UseJson() { json_ = true; }
   void BeQuiet() { quiet_ = true; }
@@ -25,14 +26,15 @@ class Output {
   void Result(std::string_view line, const Json& object);
   // A result that has no JSON, such as a heading.
   void Line(std::string_view line);
-  // On standard error: what a quiet run leaves out, and what every run tells ("kelo: ").
+  // On standard error: what a quiet run leaves out, and what every run tells, behind the program's
+  // name.
   void Note(std::string_view line);
   void Problem(std::string_view line);
-  // Likewise, what was asked for although the run may be quiet.
+  // On standard error even in a quiet run: what -v asks for.
   void Trace(std::string_view line) { PrintMessage(line); }
   // Where the program was started without a standard stream, puts something that takes nothing in
-  // its place, so that no file opened later becomes that stream. To be called first thing in
-  // main().
+  // its place. Call before anything is opened: the next opened file would take the number of a
+  // missing standard stream.
   static void HoldClosedStreams();
   // Everything is written now. Throws Failure when standard output did not take it.
   void Finish();
@@ -57,6 +59,7 @@ class Output {
   void EraseLive();   // the lock is held
   void RedrawLive();  // the lock is held
 
+  const char* const program_;
   bool json_ = false;
   bool quiet_ = false;
   const bool errorIsTerminal_;

@@ -68,18 +68,18 @@ void Progress::Begin(std::vector<std::string> names, std::vector<std::uint64_t> 
   sizes_ = std::move(sizes);
   sizes_.resize(names_.size());
   last_.reset();
-  movedInPortion_ = 0;
+  movedSinceBegin_ = 0;
 }
 
 void Progress::Over(std::uint64_t files, std::uint64_t bytes) {
   const std::lock_guard lock(mutex_);
   filesOver_ += files;
   // Sizes of downloads are not known ahead; what has arrived counts.
-  bytesOver_ += job_.bytes == 0 ? movedInPortion_ : bytes;
+  bytesOver_ += job_.bytes == 0 ? movedSinceBegin_ : bytes;
   names_.clear();
   sizes_.clear();
   last_.reset();
-  movedInPortion_ = 0;
+  movedSinceBegin_ = 0;
 }
 
 // ---- Counting ----
@@ -93,8 +93,8 @@ void Progress::operator()(const kelo::Progress& progress) {
 }
 
 void Progress::Move(std::uint64_t sinceBegin) {
-  if (sinceBegin > movedInPortion_) moved_ += sinceBegin - movedInPortion_;
-  movedInPortion_ = sinceBegin;
+  if (sinceBegin > movedSinceBegin_) moved_ += sinceBegin - movedSinceBegin_;
+  movedSinceBegin_ = sinceBegin;
   const auto now = steady_clock::now();
   if (!samples_.empty() && now - samples_.back().at < kRedraw) {
     samples_.back().moved = moved_;
@@ -112,7 +112,7 @@ double Progress::BytesPerSecond() const {
                                    : static_cast<double>(moved_ - samples_.front().moved) / span;
 }
 
-// With the check, the portion's files that are stored already are never sent, and nobody tells
+// With the check, the request's files that are stored already are never sent, and nobody tells
 // which they are before it is answered. Nor is a file over before that, though its bytes have left.
 Progress::Reached Progress::NowSending() const {
   const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
@@ -129,7 +129,7 @@ Progress::Reached Progress::NowSending() const {
 Progress::Reached Progress::NowFetching() const {
   const size_t at = last_->filesDone;
   return {.files = at,
-          .bytes = movedInPortion_,
+          .bytes = movedSinceBegin_,
           .name = at < names_.size() ? names_[at] : std::string()};
 }
 

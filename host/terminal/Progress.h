@@ -1,6 +1,6 @@
-// Shows a running transfer on standard error: a line that lives on a terminal, plain lines
-// elsewhere, one a second at most and the first after one, nothing in a quiet run. One object for a
-// whole run, which may take many library commands:
+// Shows a running transfer on standard error: a line that lives on a terminal; plain lines
+// elsewhere, at most one a second, the first after one second; nothing in a quiet run. One object
+// for a whole run, which may take many library commands:
 //
 //   Progress progress(out, {.doing = "sending", .files = 236, .bytes = 1'200'000'000});
 //   progress.Over(3, 4000);                  // left out before: no transfer of theirs will come
@@ -8,7 +8,7 @@
 //   library.Upload(..., std::ref(progress));
 //   progress.Over(names.size(), allOfThem);  // whatever became of them
 //
-// A portion that begins anew (a retry, a smaller one) counts from its begin.
+// A request that begins anew (a retry, a smaller one) counts from its begin.
 #pragma once
 
 #include <chrono>
@@ -84,11 +84,11 @@ class Progress {
   bool ending_ = false;
   std::uint64_t filesOver_ = 0;
   std::uint64_t bytesOver_ = 0;
-  std::vector<std::string> names_;  // of the portion
+  std::vector<std::string> names_;  // of what has begun
   std::vector<std::uint64_t> sizes_;
-  std::optional<kelo::Progress> last_;  // nothing: none reported yet of the portion
+  std::optional<kelo::Progress> last_;  // nothing: none reported yet of what has begun
   std::uint64_t moved_ = 0;             // bytes transferred in the run
-  std::uint64_t movedInPortion_ = 0;
+  std::uint64_t movedSinceBegin_ = 0;
   std::deque<Sample> samples_;  // of the last seconds
   std::chrono::steady_clock::time_point nextPlain_;
   std::thread ticker_;

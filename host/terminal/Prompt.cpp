@@ -1,4 +1,4 @@
-// Questions on standard error, answers from standard input.
+// Asks on standard error, and reads the answer from standard input.
 #include "host/terminal/Prompt.h"
 
 #include <fmt/format.h>
@@ -23,7 +23,7 @@ class Unseen {
     unseen.c_lflag |= ECHONL;
     unseen.c_cc[VSUSP] = unseen.c_cc[VQUIT] = _POSIX_VDISABLE;
     if (!known || ::tcsetattr(STDIN_FILENO, TCSADRAIN, &unseen) != 0)
-      throw Failure("the terminal cannot hide what is typed");
+      throw Failure("the terminal cannot hide what is typed; give the secret in KELO_SECRET");
   }
   ~Unseen() { ::tcsetattr(STDIN_FILENO, TCSADRAIN, &before_); }
   Unseen(const Unseen&) = delete;
@@ -39,7 +39,7 @@ std::string ReadLine() {
   const auto size = ::read(STDIN_FILENO, line, sizeof line);
   if (size <= 0) {
     fmt::print(stderr, "\n");
-    throw Failure("nothing was typed");
+    throw Failure("the input ended before an answer was typed");
   }
   std::string text(line, static_cast<size_t>(size));
   text.resize(text.find_last_not_of("\r\n") + 1);

@@ -1,4 +1,4 @@
-// The rule of folders, and the account's folders and albums by name.
+// Says which album a local folder stands for, and finds or makes that album in the account.
 #include "host/upload/Albums.h"
 
 #include <fmt/format.h>

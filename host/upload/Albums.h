@@ -13,11 +13,11 @@
 
 namespace kelo::host {
 
-// The album of a folder's files, the one rule for an upload and for the import of the local
-// service: files at the top are in no album. A folder that holds folders is a folder, with an album
-// for each of them and one of its own name for its loose files; any other folder is an album at the
-// top. What lies deeper joins the album of its second level. `below` is the folder's path below the
-// top.
+// The album that the files of a folder are put into; the import of the local service follows the
+// same rule. The top itself: none. A folder without sub-folders: an album. A folder with
+// sub-folders: a folder, an album for each of them, and one of its own name for loose files. Deeper
+// folders: the album of their second level. `below` is the folder's path below the top,
+// `holdsFolders` whether it has sub-folders.
 AlbumName AlbumOfFolder(const std::filesystem::path& below, bool holdsFolders);
 
 // Finds albums in the account by their exact names, or by the names of the folders that a download

@@ -1,4 +1,4 @@
-// What the file system tells about a file, and comparing two.
+// Asks the file system about a file, and compares the contents of two.
 #include "host/upload/File.h"
 
 #include <fmt/format.h>
@@ -43,7 +43,7 @@ std::string Describe(File& file) {
   // Never opened, which takes longer, and could wait for a pipe.
   if (::stat(file.path.c_str(), &status) != 0 || ::access(file.path.c_str(), R_OK) != 0)
     return std::strerror(errno);
-  if (!S_ISREG(status.st_mode)) return "not a file";
+  if (!S_ISREG(status.st_mode)) return "it is not a regular file";
   file.size = static_cast<std::uint64_t>(status.st_size);
   file.modifyDate = UniversalDate(status.st_mtime);
   file.device = status.st_dev;

@@ -21,12 +21,12 @@ struct AlbumName {
   auto operator<=>(const AlbumName&) const = default;
 };
 
-// The service knows a file again by name, size and dates. Of files that agree in those, the first
-// goes like any other.
+// The service recognises a file by name, size and dates. Of files that agree in those, the first is
+// sent like any other.
 enum class Duplicate {
   kNone,
-  kCopy,      // the same bytes: goes when the first is stored, so that the check finds it
-  kLookalike  // other bytes: goes unchecked when the first was stored just now
+  kCopy,      // the same bytes: sent later, so that the check finds the first
+  kLookalike  // other bytes: sent unchecked if this run stored the first
 };
 
 enum class UploadOutcome {
@@ -36,7 +36,7 @@ enum class UploadOutcome {
   kPlaced,  // was there, and is now in the album
   kNotPlaced,
   kNotConfirmed,
-  kChanged,  // was written to while it was sent: nobody knows what is stored
+  kChanged,  // was written to while it was sent: the stored copy may be damaged
   kNotSent,
   kFailed,
   kUnfit,  // no upload can take it
@@ -56,7 +56,7 @@ struct File {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   Duplicate duplicate = Duplicate::kNone;
-  bool maybeSent = false;  // the check found it new, and it has left since: it may be stored
+  bool maybeSent = false;  // the check found it new, and it was sent since: it may be stored
   UploadOutcome outcome = UploadOutcome::kUndecided;
   std::uint32_t code = 0;  // of a failure; of kNotSent: why the upload ended, 0: another reason
   std::string itemId{};    // where the service named one

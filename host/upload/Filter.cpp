@@ -1,4 +1,4 @@
-// What is taken and what is left out, by tables of names and extensions, and by patterns.
+// Decides which files an upload takes, by tables of names and extensions, and by patterns.
 #include "host/upload/Filter.h"
 
 #include <fmt/format.h>
@@ -74,12 +74,25 @@ bool Matches(const std::vector<std::string>& patterns, const fs::path& below) {
 }  // namespace
 
 std::string LeftOutText(const LeftOutCounts& counts) {
-  constexpr const char* kWords[] = {"of the system", "hidden", "no picture, movie or sound",
-                                    "by --include or --exclude", "a link to a folder"};
+  struct Words {
+    const char* one;
+    const char* several;
+  };
+  constexpr Words kWords[] = {{"system file", "system files"},
+                              {"hidden", "hidden"},
+                              {"of another kind", "of other kinds"},
+                              {"by --include or --exclude", "by --include or --exclude"},
+                              {"link to a folder", "links to folders"}};
   std::string text;
-  for (const auto& [reason, count] : counts)
+  for (auto at = counts.begin(); at != counts.end();) {
+    const auto& [reason, count] = *at++;
+    const Words& words = kWords[static_cast<size_t>(reason)];
     text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count,
-                        kWords[static_cast<size_t>(reason)]);
+                        count == 1 ? words.one : words.several);
+    const bool isLastJunk =
+        reason <= LeftOut::kOtherKind && (at == counts.end() || at->first > LeftOut::kOtherKind);
+    if (isLastJunk) text += " (--all-files sends such files)";
+  }
   return text;
 }
 

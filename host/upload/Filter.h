@@ -16,7 +16,7 @@ enum class LeftOut { kSystemFile, kHidden, kOtherKind, kByPattern, kFolderLink }
 
 using LeftOutCounts = std::map<LeftOut, size_t>;
 
-// "3 hidden, 1 system file"; empty when nothing was.
+// "1 system file, 3 hidden (--all-files sends such files)"; empty when nothing was left out.
 std::string LeftOutText(const LeftOutCounts& counts);
 
 struct UploadFilter {

@@ -1,4 +1,4 @@
-// What a picture tells of itself, by exiv2.
+// Reads a picture's size in pixels and the time of its shot, with the library exiv2.
 #include "host/upload/Pictures.h"
 
 #include <algorithm>

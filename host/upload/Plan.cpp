@@ -1,4 +1,4 @@
-// Pairing pictures with their memos, marking duplicates, and cutting into requests.
+// Pairs pictures with their voice memos, marks duplicates, and makes requests of the files.
 #include "host/upload/Plan.h"
 
 #include <map>
@@ -27,7 +27,10 @@ void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files&
       groups.push_back({memo});
     } else {
       memo->outcome = UploadOutcome::kUnfit;
-      memo->reason = "a voice memo goes with the picture of its name; --force sends it alone";
+      memo->reason =
+          "a voice memo is sent with the picture of its name, which is not among the files; "
+          "--force "
+          "sends it alone";
       unfit.push_back(memo);
     }
   }

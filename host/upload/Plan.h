@@ -22,9 +22,8 @@ constexpr std::uint64_t kRequestBytes = 64ull << 20;
 // Marks duplicates, and points to the files, which must stay where they are. `check`: the service
 // is asked which files it holds.
 //
-// A voice memo stays with the picture of its name. With the check such a pair has a request of its
-// own: the check never asks about memos and sends every memo of a request of which any picture is
-// new.
+// A voice memo goes with the picture of its name. With the check the pair has a request of its own:
+// the check ignores memos, and all memos of a request are sent if any picture in it is new.
 UploadPlan PlanUpload(std::vector<File>& files, bool check);
 
 }  // namespace kelo::host

@@ -1,4 +1,4 @@
-// One upload command for each request, and what follows when it fails.
+// Sends the requests one after the other, and decides what to do when one fails.
 #include "host/upload/Send.h"
 
 #include <algorithm>
@@ -104,8 +104,8 @@ class Sender {
     }
   }
 
-  // What is decided leaves the request and is reported; what the service holds already is placed in
-  // the album before.
+  // Files whose outcome is then known are reported and leave the request; those that the service
+  // held already are put into the album first.
   UploadAnswer Try(UploadRequest& request, bool checkOnly = false, size_t other = 0) {
     const UploadAnswer answer =
         Perform(library_, request, progress_ ? &*progress_ : nullptr, checkOnly, other);

@@ -1,4 +1,4 @@
-// The outcomes of an upload as lines and as JSON objects, and their sums.
+// Tells the outcomes of an upload as lines or as JSON objects, and their sums at the end.
 #include "host/upload/Summary.h"
 
 #include <fmt/format.h>
@@ -82,9 +82,10 @@ std::string OutcomeText(const File& file, bool dryRun) {
       return fmt::format("was there, but is not in {}: {}", file.album.Words(),
                          ResultText(file.code, kKELOCommand_AddNewLink));
     case UploadOutcome::kNotConfirmed:
-      return "sent, but not confirmed by the service";
+      return "sent, but not confirmed by the service; run 'kelo put' again to see whether it is "
+             "there";
     case UploadOutcome::kChanged:
-      return "it changed while it was sent, and may be stored torn; send it again";
+      return "it changed while it was sent, so the stored copy may be damaged; send it again";
     case UploadOutcome::kNotSent:
       return file.code == 0 ? "not sent: a voice memo goes only with its picture"
                             : "not sent: " + ResultText(file.code, kKELOCommand_Upload);

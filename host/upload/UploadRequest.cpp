@@ -1,4 +1,4 @@
-// From files to the library's records, and from its answers to outcomes.
+// Sends one upload command, and turns its answer into the outcomes of the files.
 #include "host/upload/UploadRequest.h"
 
 #include <functional>

@@ -20,12 +20,12 @@ struct UploadRequest {
 
 struct UploadAnswer {
   std::uint32_t code = 0;
-  bool mayPass = false;  // trying again may help
+  bool mayPass = false;  // trying again may work
 };
 
 // Sends the files, or with `checkOnly` asks about them and leaves those undecided that it would
 // send. What the service decided about a file is its outcome; a file that the command did not come
-// to stays undecided. `other`: ask not by a file's name, but by the n-th of those behind it.
+// to stays undecided. `other`: asks by the n-th of a file's NamesBehind; 0: by its name.
 UploadAnswer Perform(Library& library, const UploadRequest& request, Progress* progress = nullptr,
                      bool checkOnly = false, size_t other = 0);
 

@@ -1,4 +1,4 @@
-// Walking folders, and looking at what is there on several threads.
+// Walks folders, and asks about the files in them on several threads.
 #include "host/upload/Walk.h"
 
 #include <fmt/format.h>
@@ -29,7 +29,7 @@ std::string WhyUnfit(File& file) {
   if (!IsUtf8(file.Name())) return "its name is not UTF-8";
   if (!IsUtf8(file.album.folder) || !IsUtf8(file.album.album))
     return "its folder's name is not UTF-8";
-  if (file.size == 0) return "it is empty";
+  if (file.size == 0) return "it is empty; empty files are not sent";
   if (file.size > kMaxFile)
     return fmt::format("{} is too large; a file must be below 2 GiB", ByteText(file.size));
   return {};

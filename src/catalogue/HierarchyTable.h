@@ -47,8 +47,8 @@ class HierarchyTable {
 
   // The root folder, or the root of the friend albums.
   void AddRoot();
-  // Links the directory to its parent, if that is not kNone and the flags say folder or album, as
-  // its last child; adds it, unless there is one of that id. Its number.
+  // Adds the directory unless one of that id exists; its number. If the parent is not kNone and the
+  // flags say folder or album, it also becomes the parent's last child.
   uint32_t AddDirectory(uint32_t parent, std::string_view parentId, std::string_view id,
                         tagDirectoryItemData data, uint32_t flags);
   // Adds the file as the directory's last one, or replaces and moves the one of that id.

@@ -1,5 +1,5 @@
-// Numbers by hash value, in one table with open addressing. The hash is the owner's, and keyed
-// where a peer chooses what is hashed.
+// A table from hash values to numbers, with open addressing. The owner computes the hash, with a
+// key if a peer chooses what is hashed.
 #pragma once
 
 #include <cstddef>

@@ -34,8 +34,8 @@ struct tagServerHierarchyInfo {
 class KELOAccessCacheManager {
  public:
   // `budgetBytes` is what finished item records may take: budgetBytes / 2728 of them are kept, none
-  // with less than 2728. No root entry exists before SetupRootFolder. A query that is going on when
-  // `abort` is raised throws CommandAborted, and has written a part of its list at most.
+  // with less than 2728. No root entry exists before SetupRootFolder. A query during which `abort`
+  // is raised throws CommandAborted; it may have written part of its list.
   explicit KELOAccessCacheManager(uint32_t budgetBytes = 0, const AbortSignal* abort = nullptr);
   ~KELOAccessCacheManager();
   KELOAccessCacheManager(const KELOAccessCacheManager&) = delete;
@@ -71,7 +71,7 @@ class KELOAccessCacheManager {
 
   // Whether `id` is a directory; `isAlbum` also says whether it is an album (false otherwise).
   bool CheckDirectoryItemID(std::string_view id, bool& isAlbum) const;
-  // Whether `id`, as it stands, is a friend album's.
+  // Whether `id` is exactly a friend album's.
   bool CheckFriendAlbumID(std::string_view id) const;
 
   // ---- Finished item records: see ItemInfoCache. ----

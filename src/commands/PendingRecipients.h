@@ -24,10 +24,9 @@ class PendingRecipients {
   std::string Joined() const;
 
   // Takes out the entry that stands for `address` and answers it as it was given; nothing when none
-  // does. Address and entries are compared, ignoring case and surrounding blanks, first as they
-  // are, then with the address's references resolved (an entry has none: they would be split at
-  // their ";"), then without a leading "mailto:", then by the address in angle brackets; the first
-  // entry wins of those that agree at the same step.
+  // does. Compares in four steps, ignoring case and outer blanks: as they are; with the address's
+  // references resolved (an entry has none: they would be split at their ";"); without "mailto:";
+  // by what is in angle brackets. The first entry that agrees at the earliest step wins.
   std::optional<std::string> Take(std::string_view address);
 
  private:

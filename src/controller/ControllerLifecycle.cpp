@@ -1,4 +1,4 @@
-// Making and unmaking of the controller and of the two objects that it owns.
+// Makes and destroys the controller and the two objects that it owns.
 
 #include <utility>
 

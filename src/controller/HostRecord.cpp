@@ -1,5 +1,5 @@
-// Texts by pointer and length: read from the host's memory, and handed out in memory for it to
-// free.
+// Reads texts by pointer and length from the host's memory, and hands texts out in memory that the
+// host frees.
 #include "controller/HostRecord.h"
 
 #include <new>

@@ -1,4 +1,4 @@
-// What a line of the trace says, and what it must not say.
+// Writes the lines of the trace, finds the cause of a failure, and masks what must not be told.
 #include "controller/RequestTrace.h"
 
 #include <pthread.h>

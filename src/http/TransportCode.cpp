@@ -1,4 +1,5 @@
-// From a status or a failed connection to a transport code, and from there to a result code.
+// Translates an HTTP status or a failed connection into a transport code, and that into a result
+// code.
 #include "http/TransportCode.h"
 
 #include "KELOAccess.h"

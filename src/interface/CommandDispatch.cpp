@@ -1,4 +1,5 @@
-// From a command code to its work function: the command table, and the checks that it asks for.
+// Finds the work function of a command code in the command table, and makes the checks that its row
+// asks for.
 
 #include <algorithm>
 #include <array>

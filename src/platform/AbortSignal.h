@@ -67,7 +67,7 @@ class AbortSignal {
 
  private:
   int scopes_ = 0;                         // used by the command's thread alone
-  std::atomic<uint64_t> command_ = 2;      // beginnings and ends so far: odd while one runs
+  std::atomic<uint64_t> command_ = 2;      // count of beginnings and ends: odd while one runs
   std::atomic<uint64_t> raisedFor_ = 0;    // the last command that was to end
   std::atomic<uint32_t> request_ = 0;      // like command_
   std::atomic<std::thread::id> thread_{};  // of the command, like its process

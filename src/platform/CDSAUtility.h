@@ -13,10 +13,9 @@ namespace kelo {
 // The steps of a digest.
 class CDSAUtilityBase {
  public:
-  // Prepares the cryptographic library. That library then doesn't clean up at the end of the
-  // process, when a command may still run on another thread. The library's initialisation calls it
-  // first; later calls change nothing. False when memory runs out; that library may not be able to
-  // try again.
+  // Prepares the cryptographic library and switches off its clean-up at exit, when a command may
+  // still run on another thread. Must come before any other use; may be repeated. False: memory ran
+  // out, and that library may stay unusable.
   static bool cssmStartup();
 
   // One digest in progress.

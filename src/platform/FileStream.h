@@ -49,8 +49,8 @@ FileDescriptor OpenFolder(const std::string& path);
 // A relative path begins at `folder`. Open for reading and writing. No descriptor on failure.
 FileDescriptor OpenNewFile(const std::string& path, mode_t mode, int& error, int folder = AT_FDCWD);
 
-// Creates a file without a name, which is gone when it is closed, whoever closes it. Fails where
-// the system or the file system of the folder has none that NameFile could name.
+// Creates a file without a name, which vanishes when it is closed. Fails if NameFile could not name
+// it.
 FileDescriptor OpenNamelessFile(int folder, mode_t mode);
 
 // Gives a nameless file its name. What stands in the place is EEXIST and is left alone.
@@ -67,8 +67,7 @@ FileDescriptor OpenRegularFileForReading(const std::string& path, uint64_t& size
 // Writes everything, or fails.
 bool WriteAll(int fd, const void* data, size_t size, int& error);
 
-// Whether everything written has been taken over, as far as closing the file would tell; it stays
-// open.
+// Whether the system accepted everything written, as closing would tell; the file stays open.
 bool IsWritten(int fd, int& error);
 
 // Reads until the buffer is full or the file ends; the number of bytes. Fewer than `size` with

@@ -1,4 +1,4 @@
-// A hash whose collisions nobody can foresee who does not know its key.
+// A hash with a secret key: without it nobody can find texts that collide.
 #pragma once
 
 #include <cstddef>

@@ -7,12 +7,11 @@
 
 namespace kelo {
 
-// How far the bytes of a transfer have come: in both directions and inside the system, which may
-// hold a minute's worth of a slow line.
+// How far the bytes of a transfer have come.
 struct Movement {
   int64_t sent = 0;
   int64_t received = 0;
-  int queued = 0;
+  int queued = 0;  // bytes the system still holds; on a slow line that may be a minute's worth
   bool operator==(const Movement&) const = default;
 };
 

@@ -8,10 +8,11 @@
 // dots and an empty query, without the fragment; "/" stands for a missing path. For http, a proxy
 // gets scheme, host and port in front of it. A GET follows up to 10 redirects, never from https to
 // http and never to another scheme; other methods see a redirect as an ordinary status, and an
-// empty Location is none. A Location is sent likewise, with blanks, control characters and bytes
-// beyond ASCII percent-encoded. A relative one is resolved as in RFC 3986, but only the dots at its
-// beginning. Certificates are verified. A request whose body began to travel is never repeated.
-// Proxies come from the environment, except in a program with more rights than its caller.
+// empty Location is none. A Location is sent likewise, but blanks, control characters and bytes
+// beyond ASCII are percent-encoded. A relative one is resolved as in RFC 3986, except that only
+// dots at its beginning are resolved. Certificates are verified. A request whose body began to
+// travel is never repeated. Proxies come from the environment, except in a program with more rights
+// than its caller.
 //
 // A failure ends with its request: the next one then begins with new handles and connections.
 #pragma once

@@ -37,8 +37,8 @@ struct CurlHandles {
 };
 
 // One request and its answer: the first, and one more for each redirect that is followed. Its
-// handle is new, since a used one cannot be brought back to a known state. What libcurl is given of
-// it stays where it is until the handle has gone.
+// handle is new, since a used one cannot be brought back to a known state. What libcurl points to
+// stays in place until the handle is freed.
 struct CurlHop {
   using Clock = std::chrono::steady_clock;
 

@@ -4,8 +4,8 @@
 // What serialisers may write differently makes no difference: behind a name stands white space, "/"
 // or ">"; a tag's end is looked for outside of values, which stand in either kind of quotes behind
 // a "=" and may hold everything but their quote; comments and CDATA sections that have an end are
-// passed over. Where something cannot be read, such as a value with a quote in it, attributes of
-// that tag are lost, and nothing behind the tag.
+// passed over. What cannot be read, such as a value with a quote in it, costs attributes of its own
+// tag; later tags are not affected.
 //
 // Every result is a view into the text and lives as long as that does. Any thread; no state shared.
 #pragma once
@@ -50,8 +50,8 @@ class XMLTagReader {
   std::string_view text_;
   XMLStop stop_;
   size_t at_ = 0;
-  std::array<size_t, 3> endless_{SIZE_MAX, SIZE_MAX,
-                                 SIZE_MAX};  // from where on each kind has no end
+  // For comments, CDATA sections and declarations: from where on none has an end.
+  std::array<size_t, 3> endless_{SIZE_MAX, SIZE_MAX, SIZE_MAX};
   bool broken_ = false;
 };
 
@@ -65,7 +65,7 @@ struct XMLAttribute {
 // itself. False when there is none, also before a "/" or ">" where a name could stand.
 bool NextAttribute(std::string_view& rest, XMLAttribute& attribute);
 
-// The same for an attribute of that name behind a single blank, which is quicker to see than any.
+// Faster: takes the next attribute only if it has this name and one blank before it.
 inline bool NextAttribute(std::string_view& rest, std::string_view name, std::string_view& value) {
   const size_t begin = name.size() + 3;
   if (rest.size() < begin || rest[0] != ' ' || rest[begin - 1] != '"' || rest[begin - 2] != '=' ||

@@ -1,4 +1,4 @@
-// A kelo::Library beside a local service.
+// A fixture for the tests of the C++ interface: a kelo::Library that talks to a local service.
 #pragma once
 
 #include "KELOAccess.hpp"

@@ -195,7 +195,8 @@ TEST_F(LibraryTest, BatchesThatAreRefusedAsAWholeThrow) {
       [&] { library_->Upload("", {{.path = file}}); }, [&] { library_->Download(downloads); },
       [&] { library_->AddContainers(kRoot, {{"a"}}); }, [&] { library_->AddLinks("a", {"b"}); }};
   for (const auto& call : calls)
-    EXPECT_THAT(Failure(call), HasSubstr("the session is not known, or over (4116)"));
+    EXPECT_THAT(Failure(call),
+                HasSubstr("the session has ended, or the service does not know it (4116)"));
   EXPECT_TRUE(library_->Download({}).empty());
 }
 

@@ -1,4 +1,4 @@
-// Upload checks and multipart uploads.
+// What the service makes of upload checks and of multipart uploads, right and wrong ones.
 #include <thread>
 
 #include "devservice/Client.h"

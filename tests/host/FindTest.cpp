@@ -79,7 +79,7 @@ TEST_F(FindTest, FindsByIdNameAndPath) {
 
 TEST_F(FindTest, SaysWhatElseMayBeMeant) {
   const std::pair<std::string, Words> cases[] = {
-      {"", {"names nothing"}},
+      {"", {"the name is empty"}},
       {"Garden", {"2 entries", "garden1  /Home/Garden", "garden2  /Garden"}},
       {"party", {"2 entries", "party1  /Party", "party2  /PARTY"}},
       {"same.jpg", {"same1  /Journeys/Lisbon/same.jpg", "same2  /Home/Garden/same.jpg"}},
@@ -111,7 +111,10 @@ TEST_F(FindTest, AnAlbumIsNothingElseNorIsAFolder) {
   };
   for (const auto& [wanted, found] : cases) EXPECT_EQ(Found(FindAlbum, wanted), found) << wanted;
   const std::pair<std::string, std::string> folders[] = {
-      {"Twin", "twin1"}, {"TRIP", "trip"}, {"lisbon", "'lisbon' is not a folder"}};
+      {"Twin", "twin1"},
+      {"root", "'root' is the root album, not a folder"},
+      {"TRIP", "trip"},
+      {"lisbon", "'lisbon' is an album, not a folder"}};
   for (const auto& [wanted, found] : folders) EXPECT_EQ(Found(FindFolder, wanted), found) << wanted;
   EXPECT_THAT(Found(FindAlbum, "Lisbno"), HasSubstr("did you mean 'Lisbon'?"));
   for (const char* none : {"Journeys", "tram.jpg", "Lisbno"})

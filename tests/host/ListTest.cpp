@@ -104,7 +104,7 @@ TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
   EXPECT_EQ(fresh.out,
             "name      new.jpg\nid        i\nkind      item\nformat    TIFF\n"
             "in        root\n");
-  EXPECT_THAT(fresh.err, HasSubstr("the service tells no more: no size, caption, rating or tags"));
+  EXPECT_THAT(fresh.err, HasSubstr("the service does not tell size, caption, rating or tags"));
   known = false;
   EXPECT_THAT(Kelo("info old.jpg --fresh").err, HasSubstr("no such item (4112)"));
   EXPECT_THAT(Kelo("info root --fresh").err, HasSubstr("'root' is not an item"));
@@ -186,7 +186,7 @@ TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
            {"id": null, "named": "caf\u00E9", "error": {"code": 4112, "message":
             "there is nothing with the id, name or path 'caf\u00E9'; 'kelo tree' shows what there is"}},
            {"id": null, "named": "Journeys",
-            "error": {"code": 4112, "message": "'Journeys' is not an item"}}])",
+            "error": {"code": 4112, "message": "'Journeys' is a folder; name an item"}}])",
        1},
       {"ls nowhere", "[]", 1}};
   for (const Case& one : cases)

@@ -9,8 +9,8 @@
 namespace kelo::host::testing {
 namespace {
 
-// Whatever the service refuses a portion for, the bad file ends up alone.
-TEST_F(PutTest, ARefusedPortionIsHalvedUntilTheBadFileStandsAlone) {
+// Whatever the service refuses a request for, the bad file ends up alone.
+TEST_F(PutTest, ARefusedRequestIsHalvedUntilTheBadFileStandsAlone) {
   for (int i = 0; i < 40; ++i) Write("in/" + std::to_string(i) + ".jpg", "x");
   const auto hasBad = [](const LoggedRequest& request) {
     return request.body.find("\"17.jpg\"") != std::string::npos;
@@ -34,7 +34,7 @@ TEST_F(PutTest, ARefusedPortionIsHalvedUntilTheBadFileStandsAlone) {
     EXPECT_THAT(put.out, EndsWith(first ? "39 stored, 0 already there, 1 not stored\n"
                                         : "0 stored, 39 already there, 1 not stored\n"));
     EXPECT_THAT(put.err, AllOf(HasSubstr("/17.jpg: "), HasSubstr(one.reason + "\n")));
-    // The whole portion and the file alone are tried again, the halves between them are not.
+    // The whole request and the file alone are tried again, the halves between them are not.
     if (first) EXPECT_EQ(Arrived("UploadItems"), 15u);
     first = false;
   }

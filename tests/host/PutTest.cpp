@@ -21,11 +21,12 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
   const Case cases[] = {
       {{},
        "4 would be stored",
-       "left out: 4 of the system, 2 hidden, 2 no picture, movie or sound, 1 a link to a folder\n"},
+       "left out: 4 system files, 2 hidden, 2 of other kinds (--all-files sends such files), 1 "
+       "link to a folder\n"},
       {"--include *.jpg --include=?.M*", "3 would be stored",
-       "2 hidden, 6 by --include or --exclude"},
+       "2 hidden (--all-files sends such files), 6 by --include or --exclude"},
       {"--exclude *.Jpg --exclude no*", "3 would be stored", "5 by --include"},
-      {"--all-files", "12 would be stored", "left out: 1 a link to a folder\n"},
+      {"--all-files", "12 would be stored", "left out: 1 link to a folder\n"},
       {"--all-files --exclude .trash", "11 would be stored", "1 by --include"},
       {"--all-files --exclude .Trash/", "11 would be stored", "1 by --include"},
       {"--all-files --include .trash/*", "1 would be stored", "11 by --include"},
@@ -33,7 +34,7 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
       {"--all-files --include **/?.jpg", "2 would be stored", "10 by --include"},
       {{In() + "/notes.txt", In() + "/.hidden.jpg", In() + "/Thumbs.db"},
        "6 would be stored",
-       "5 of the system, 2 hidden, 2 no picture"},
+       "5 system files, 2 hidden, 2 of other kinds"},
   };
   for (const Case& one : cases) {
     const Outcome put = Put(one.options + "--dry-run");
@@ -43,7 +44,7 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
   }
   const Outcome nothing = Kelo({"put", In() + "/.trash", "--exclude", "*"});
   EXPECT_EQ(nothing.exitCode, 1);
-  EXPECT_EQ(nothing.err, "kelo: there is nothing to send; left out: 1 by --include or --exclude\n");
+  EXPECT_EQ(nothing.err, "kelo: nothing to send; left out: 1 by --include or --exclude\n");
 }
 
 TEST_F(PutTest, FilesThatAreThereArePlacedInTheAlbum) {
@@ -91,7 +92,7 @@ TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
   for (const std::string sums : {"1 stored, 7 already", "0 stored, 8 already"})
     EXPECT_THAT(Put("--albums-from-folders").out, HasSubstr(sums));
   EXPECT_THAT(Kelo({"put", In() + "/Plain", "--albums-from-folders"}).err,
-              StartsWith("no albums: every file is at the top of PATH;"));
+              StartsWith("no album is made: all files lie directly in PATH;"));
   EXPECT_EQ(Arrived("UploadItems"), 7u);  // one for each album
   EXPECT_EQ(Arrived("AddAlbum"), 6u);
   EXPECT_EQ(Arrived("AddFolder"), 2u);
@@ -105,7 +106,7 @@ TEST_F(PutTest, AMemoTravelsWithItsPictureOnly) {
   const Outcome first = Put();
   EXPECT_THAT(first.out, EndsWith("3 stored, 0 already there, 1 not stored\n"));
   EXPECT_THAT(first.err,
-              HasSubstr("alone/dawn.wav: a voice memo goes with the picture of its name"));
+              HasSubstr("alone/dawn.wav: a voice memo is sent with the picture of its name"));
   fs::remove(folder_ / "in/alone/dawn.wav");
   Write("in/new.jpg", "new");  // must not take the memo along again
   const Outcome second = Put();
@@ -116,9 +117,9 @@ TEST_F(PutTest, AMemoTravelsWithItsPictureOnly) {
 
 TEST_F(PutTest, ADateOfAShotAndARatingArrive) {
   ASSERT_EQ(Kelo({"put", KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"}).exitCode, 0);
-  EXPECT_EQ(Kelo("tag rosebed.jpg red").out, "tags added\n");
-  EXPECT_EQ(Kelo("rate rosebed.jpg 4").out, "rated 4\n");
-  EXPECT_EQ(Kelo({"caption", "rosebed.jpg", ""}).out, "caption removed\n");
+  EXPECT_EQ(Kelo("tag rosebed.jpg red").out, "rosebed.jpg: tags added\n");
+  EXPECT_EQ(Kelo("rate rosebed.jpg 4").out, "rosebed.jpg: rated 4\n");
+  EXPECT_EQ(Kelo({"caption", "rosebed.jpg", ""}).out, "rosebed.jpg: caption removed\n");
   for (const auto& [method, text] :
        {std::pair("CheckUploadItems", "shotDate=\"2026-05-17T10:11:12\""),
         {"ModifyProps", "name=\"rating\" value=\"4\""},
@@ -150,9 +151,7 @@ TEST_F(PutTest, JsonTellsEachFile) {
   stored["outcome"] = "stored";
   nlohmann::json failed = album;
   failed["outcome"] = "failed";
-  failed["error"] = {
-      {"code", 4112},
-      {"message", "the service or the library does not accept the request's values"}};
+  failed["error"] = {{"code", 4112}, {"message", "a value of the request was refused"}};
   const nlohmann::json misnamed = {{"outcome", "failed"},
                                    {"error", {{"message", "its name is not UTF-8"}}}};
   EXPECT_THAT(files, UnorderedElementsAre(::testing::Pair("\"a\" & <a>\n.jpg", stored),

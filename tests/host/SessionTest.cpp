@@ -124,7 +124,7 @@ TEST_F(SessionTest, RefusesStateThatOthersMayReadOrWrite) {
   fs::rename(file, State() / "kept");
   fs::create_directory(file);
   EXPECT_THAT(Kelo("quota", EnvironmentWithout("KELO_URL=")).err,
-              HasSubstr(file.string() + " is no file; remove it and log in again"));
+              HasSubstr(file.string() + " is not a regular file; remove it and log in again"));
   fs::remove(file);
   fs::rename(State() / "kept", file);
   if (::geteuid() == 0) {
@@ -237,7 +237,7 @@ TEST_F(SessionTest, AsksOnATerminalForWhatIsMissing) {
   const Case cases[] = {{service_.Secret() + "\n", 0, "logged in"},
                         {"\n", 2, "--secret: must not be empty"},
                         {"short\n", 2, "--secret: is shorter than 8 characters"},
-                        {"\x04", 1, "nothing was typed"},
+                        {"\x04", 1, "the input ended before"},
                         {"abc\x03", 130, "aborted"}};
   for (const Case& one : cases) {
     KeloProcess kelo("login", environment, 80);

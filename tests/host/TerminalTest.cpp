@@ -25,7 +25,7 @@ class TerminalTest : public HostTest {
  protected:
   TerminalTest() { LogIn(); }
 
-  // An upload that has its first portion stored and hangs in its second one, on the wide name.
+  // An upload that has its first request stored and hangs in its second one, on the wide name.
   Words HangingUpload() {
     for (int i = 100; i < 200; ++i) Write("in/" + std::to_string(i) + ".jpg", std::to_string(i));
     Write("in/" + WideName(), "wide");
@@ -45,7 +45,7 @@ TEST_F(TerminalTest, ShowsOneLineOfProgressAndLeavesNothingOfIt) {
       {80, SIGTERM, 128 + SIGTERM}};
   for (const auto& [columns, signal, exitCode] : cases) {
     KeloProcess kelo(command, Environment(), columns);
-    // The second portion is under way. The narrow one has no room for a name.
+    // The second request is under way. The narrow one has no room for a name.
     ASSERT_TRUE(kelo.ReadErrorUntil(columns == 20 ? "/199.jpg: " : kWide)) << kelo.ErrorSoFar();
     kelo.Signal(signal);
     if (exitCode == 130) {
@@ -123,7 +123,7 @@ TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
   for (const auto& command : commands) {
     const Outcome outcome = KeloProcess(command, Environment(), 0, "/dev/full").Wait();
     EXPECT_EQ(outcome.exitCode, 1) << ::testing::PrintToString(command);
-    EXPECT_THAT(outcome.err, HasSubstr("kelo: cannot write to ")) << command[0];
+    EXPECT_THAT(outcome.err, HasSubstr(": cannot write to ")) << command[0];
   }
   EXPECT_EQ(KeloProcess("help ls", Environment(), 0, "").Wait().exitCode, 1);
 }

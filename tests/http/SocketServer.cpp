@@ -1,4 +1,4 @@
-// The scripted peer over plain sockets.
+// Accepts connections on a plain socket, and hands each to the test's function.
 #include "http/SocketServer.h"
 
 #include <arpa/inet.h>

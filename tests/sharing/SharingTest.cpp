@@ -1,4 +1,4 @@
-// Verification of recipients, and picture mail.
+// How recipients are verified, and albums are shared by mail.
 
 #include "commands/PendingRecipients.h"
 #include "support/CommandTest.h"

@@ -1,4 +1,4 @@
-// The calls that stand before the system's.
+// System calls that fail when a test wants it, and otherwise do what the system's do.
 #include "support/FaultPoint.h"
 
 #include <dlfcn.h>

@@ -1,4 +1,4 @@
-// Forking, pipes and terminals.
+// Starts a program with pipes or on a pseudo-terminal, and collects what it writes.
 #include "support/Process.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+/* A program of somebody else: it is built against the installed library, and uses it. */
 #include <KELOAccess.h>
 
 /* Without a session, loading is refused. */
