@@ -1,7 +1,9 @@
 // A temporary folder, removed with its owner: the files of a service that keeps nothing.
 #pragma once
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -12,7 +14,8 @@ class TemporaryFolder {
  public:
   TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "kelo-devservice-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("cannot make a temporary folder");
+    if (!mkdtemp(name.data()))
+      throw std::runtime_error("cannot create " + name + ": " + std::strerror(errno));
     path_ = name;
   }
   ~TemporaryFolder() {

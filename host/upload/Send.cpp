@@ -224,8 +224,8 @@ class Sender {
     SendUntilDecided(std::move(unchecked));
   }
 
-  // Pictures of one name have numbers where `get` has put them, and signs that no file may have are
-  // written as others: "a (2).jpg" may be here what is "a.jpg" there.
+  // `get` numbers pictures of one name, and writes characters that a file name cannot have as in
+  // URLs: "a (2).jpg" here may be "a.jpg" in the account.
   void AskByOtherNames(UploadRequest& request) {
     size_t most = 0;  // names of one file
     for (const File* file : request.files) most = std::max(most, NamesBehind(file->Name()).size());
