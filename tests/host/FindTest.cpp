@@ -105,9 +105,9 @@ TEST_F(FindTest, AnAlbumIsNothingElseNorIsAFolder) {
       {"Trip", "trips"},
       {"root", "root"},
       {"Home/Garden", "garden1"},
-      {"Journeys", "'Journeys' is not an album"},
-      {"journeys", "'journeys' is not an album"},
-      {"tram", "'tram' is not an album"},
+      {"Journeys", "'Journeys' is a folder, not an album"},
+      {"journeys", "'journeys' is a folder, not an album"},
+      {"tram", "'tram' is an item, not an album"},
   };
   for (const auto& [wanted, found] : cases) EXPECT_EQ(Found(FindAlbum, wanted), found) << wanted;
   const std::pair<std::string, std::string> folders[] = {
