@@ -63,15 +63,15 @@ class Reporter {
 
   // What an abort would say.
   void TellDone() {
-    out_.SetDone(fmt::format("{} of {} stored{}", Count(FetchOutcome::kStored), toFetch_,
+    out_.SetDone(fmt::format("{} of {} downloaded{}", Count(FetchOutcome::kStored), toFetch_,
                              Also(Count(FetchOutcome::kHere), "already here")));
   }
 
   // Empty where there is nothing to tell but the count at the end.
   std::string Words(const FetchedFile& file) const {
     if (file.outcome == FetchOutcome::kStored)
-      return fmt::format("stored, {}", ByteText(file.size));
-    return file.outcome == FetchOutcome::kNotTried && dryRun_ ? "would be fetched" : "";
+      return fmt::format("downloaded, {}", ByteText(file.size));
+    return file.outcome == FetchOutcome::kNotTried && dryRun_ ? "would be downloaded" : "";
   }
 
   Json ToJson(const FetchedFile& file) const {

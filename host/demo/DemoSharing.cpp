@@ -107,7 +107,7 @@ void DemoStory::ThereAndBackAgain() {
                 paths.push_back(fetched.file.path.string());
             });
   Prove(here == uploaded_.size() && service_->RequestCount() == requests,
-        fmt::format("{} here already, nothing fetched", CountText(here, "file")));
+        fmt::format("{} here already, nothing downloaded", CountText(here, "file")));
   UploadOnceMore(paths);
   library_.Load();  // what an upload adds to it has no URLs yet
 }

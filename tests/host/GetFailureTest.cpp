@@ -205,7 +205,7 @@ TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
     kelo.Signal(SIGINT);
     const Outcome outcome = kelo.Wait();
     EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
-    EXPECT_THAT(outcome.err, EndsWith(fmt::format("kelo: aborted: {} of 3 stored\n", stored)));
+    EXPECT_THAT(outcome.err, EndsWith(fmt::format("kelo: aborted: {} of 3 downloaded\n", stored)));
     EXPECT_THAT(Names("out"), ::testing::ElementsAreArray(names.begin(), names.begin() + stored));
   }
 }
