@@ -120,6 +120,8 @@ TEST_F(Loading, AnOddAttributeCostsNoOther) {
        "></items\r\n>"
        "</album\t></albums ></folder\n></folders><rootAlbum\t><item  itemId=\"r\"/></rootAlbum >",
        "/1:f= f/2:a=A a/4:1=one a/4:2= rootAlbum/r= "},
+      {"the end of a tag within single quotes",
+       R"(<albums><album albumId="t" albumName='x > y'/></albums>)", "/2:t= "},
       {"an odd quote costs its own attribute at most",
        R"(<albums><album albumName='5" disk' albumId="a"></album><album albumName="5" disk" albumId="b">)"
        R"(</album><album albumName=5" albumId="c"><items><item fileName='"/><item itemId="1"/>)"

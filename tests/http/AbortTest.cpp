@@ -6,12 +6,14 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
+#include <array>
 #include <cstring>
 
 #include "http/HTTPTestSupport.h"
 #include "http/SocketServer.h"
+#include "platform/AbortSignal.h"
+#include "platform/FileStream.h"
 
 namespace kelo {
 namespace {
@@ -22,64 +24,39 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kAtOnce = 2s;  // far below the time-outs; the benchmark measures the real bound
 constexpr std::uint32_t kLong = 60;  // a time-out that a test never sees
 
-// Name lookups of one host that hang until they are let go.
-class HangingLookup {
- public:
-  static constexpr const char* kHost = "hangs.invalid";
+// Lookups of this name hang until they are let go.
+constexpr const char* kHangingHost = "hangs.invalid";
+std::atomic<bool> lookupsHang = true;
+std::atomic<int> hangingLookups = 0;
 
-  HangingLookup() { released_ = false; }
-  ~HangingLookup() {
-    released_ = true;
-    released_.notify_all();
-    for (int inside; (inside = inside_) > 0;) inside_.wait(inside);
-  }
-  void Hang() {
-    ++inside_;
-    inside_.notify_all();
-    released_.wait(false);
-    --inside_;
-    inside_.notify_all();
-  }
-  static void WaitUntilHanging() { inside_.wait(0); }
+void HangInLookup() {
+  ++hangingLookups;
+  hangingLookups.notify_all();
+  lookupsHang.wait(true);
+  --hangingLookups;
+  hangingLookups.notify_all();
+}
 
- private:
-  // Static: the last to leave still looks at them.
-  static inline std::atomic<bool> released_;
-  static inline std::atomic<int> inside_;
-};
-
-std::atomic<HangingLookup*> hangingLookup = nullptr;
-
-// A port that accepts nothing and refuses nothing: its queue is full.
-class FullPort {
- public:
-  FullPort() {
-    address_.sin_family = AF_INET;
-    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address_;
-    listener_ = Socket();
-    bind(listener_, reinterpret_cast<sockaddr*>(&address_), size);
-    listen(listener_, 0);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address_), &size);
-    for (int& filler : fillers_) {
-      filler = Socket();
-      connect(filler, reinterpret_cast<sockaddr*>(&address_), size);
+// A URL at which nothing is accepted and nothing refused: the port's queue is full while these
+// live.
+std::string FullPort(std::array<FileDescriptor, 5>& sockets) {
+  sockaddr_in address{};
+  auto* const place = reinterpret_cast<sockaddr*>(&address);
+  socklen_t size = sizeof address;
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  for (FileDescriptor& descriptor : sockets) {
+    descriptor = FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (&descriptor != &sockets[0]) {
+      connect(descriptor.Get(), place, size);
+      continue;
     }
+    bind(descriptor.Get(), place, size);
+    listen(descriptor.Get(), 0);
+    getsockname(descriptor.Get(), place, &size);
   }
-  FullPort(const FullPort&) = delete;
-  FullPort& operator=(const FullPort&) = delete;
-  ~FullPort() {
-    for (const int filler : fillers_) close(filler);
-    close(listener_);
-  }
-  std::string Url() const { return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)); }
-
- private:
-  static int Socket() { return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
-  sockaddr_in address_{};
-  int listener_ = -1;
-  int fillers_[4] = {};
-};
+  return "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+}
 
 // Runs `request` here, aborts it from another thread once `underWay` has returned, and checks that
 // both ended at once.
@@ -128,13 +105,14 @@ TEST(Abort, WhileABodyIsStuck) {
 }
 
 TEST(Abort, WhileConnectingHangs) {
-  const FullPort port;
+  std::array<FileDescriptor, 5> sockets;
+  const std::string url = FullPort(sockets);
   Transport transport;
   ExpectPromptAbort(
-      transport, [&] { return transport.Get(port.Url(), "", kLong); },
+      transport, [&] { return transport.Get(url, "", kLong); },
       [] { std::this_thread::sleep_for(100ms); });  // nothing outside shows a connect that hangs
   const auto begun = Clock::now();
-  EXPECT_EQ(transport.Get(port.Url(), "", 1), 4098u) << "connecting counts as silence";
+  EXPECT_EQ(transport.Get(url, "", 1), 4098u) << "connecting counts as silence";
   EXPECT_LT(Clock::now() - begun, 5s);
 }
 
@@ -145,37 +123,52 @@ TEST(Abort, WhileANameLookupHangs) {
   SocketServer server(AnswerAll("fine"));
   const auto before = threads();
   Transport transport;
-  const std::string url = std::string("http://") + HangingLookup::kHost;
+  const std::string url = std::string("http://") + kHangingHost;
   const auto timesOut = [&] { return transport.Get(url, "", 1) == 4098u; };
-  {
-    HangingLookup lookup;
-    hangingLookup = &lookup;
-    ExpectPromptAbort(
-        transport, [&] { return transport.Get(url, "", kLong); },
-        [&] { HangingLookup::WaitUntilHanging(); });
-    EXPECT_TRUE(timesOut());
-    // However many are given up, by loaders that come and go, few threads wait for the name server.
-    for (int i = 0; i < 30; ++i) {
-      Transport other;
-      std::atomic<bool> over = false;
-      std::thread aborter([&] {
-        while (!over) {
-          std::this_thread::sleep_for(20ms);  // time for a lookup to begin; some may come too soon
-          other.connection.HTTPAbort();
-        }
-      });
-      const auto begun = Clock::now();
-      EXPECT_EQ(other.Get(url, "", kLong), 1u);
-      EXPECT_LT(Clock::now() - begun, kAtOnce);
-      over = true;
-      aborter.join();
-    }
-    EXPECT_TRUE(timesOut()) << "waiting for a lookup to end";
-    EXPECT_LE(threads(), before + 5);  // one may just be ending
-    hangingLookup = nullptr;
+  ExpectPromptAbort(
+      transport, [&] { return transport.Get(url, "", kLong); }, [] { hangingLookups.wait(0); });
+  EXPECT_TRUE(timesOut());
+  // However many are given up, by loaders that come and go, few threads wait for the name server.
+  for (int i = 0; i < 30; ++i) {
+    Transport other;
+    std::atomic<bool> over = false;
+    std::thread aborter([&] {
+      while (!over) {
+        std::this_thread::sleep_for(20ms);  // time for a lookup to begin; some may come too soon
+        other.connection.HTTPAbort();
+      }
+    });
+    const auto begun = Clock::now();
+    EXPECT_EQ(other.Get(url, "", kLong), 1u);
+    EXPECT_LT(Clock::now() - begun, kAtOnce);
+    over = true;
+    aborter.join();
   }
+  EXPECT_TRUE(timesOut()) << "waiting for a lookup to end";
+  EXPECT_LE(threads(), before + 5);  // one may just be ending
+  lookupsHang = false;
+  lookupsHang.notify_all();
+  for (int left; (left = hangingLookups) > 0;) hangingLookups.wait(left);
   const std::string local = "http://localhost:" + std::to_string(server.Port());
   EXPECT_EQ(transport.Get(local), 0u);
+}
+
+// It returns at once, and is heard by all requests of the command that follow.
+TEST(Abort, BetweenTwoRequests) {
+  SocketServer server(AnswerAll("fine"));
+  const auto signal = std::make_shared<AbortSignal>();
+  Transport transport(MakeURLLoader(), "", signal);
+  const std::string existing = transport.folder.Write("existing", "here");
+  {
+    const AbortSignal::CommandScope command(*signal);
+    EXPECT_EQ(transport.Get(server.Url()), 0u);
+    std::thread([&] { signal->Raise(); }).join();
+    EXPECT_EQ(transport.Put(server.Url(), "body"), 1u);
+    EXPECT_EQ(transport.DownloadTo(server.Url(), existing), 1u);
+    EXPECT_EQ(transport.Send(server.Url(), {{"", "none", 1}}), 1u);
+    EXPECT_EQ(server.Requests().size(), 1u);
+  }
+  EXPECT_EQ(transport.Get(server.Url()), 0u);
 }
 
 }  // namespace
@@ -186,9 +179,8 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* no
                                                                   const char* service,
                                                                   const addrinfo* hints,
                                                                   addrinfo** result) {
-  kelo::HangingLookup* const lookup = kelo::hangingLookup;
-  if (lookup != nullptr && node != nullptr && std::strcmp(node, kelo::HangingLookup::kHost) == 0) {
-    lookup->Hang();
+  if (node != nullptr && std::strcmp(node, kelo::kHangingHost) == 0) {
+    kelo::HangInLookup();
     return EAI_FAIL;
   }
   static const auto system =

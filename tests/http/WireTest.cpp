@@ -195,7 +195,7 @@ TEST(ServerURL, TakesWhatStandsBetweenTheQuotesBehindTheKey) {
       {ga + "\n\n  ' no quote yet '\n\" as it stands \" \"b\"", kDefaultKELO, " as it stands "},
       {kelo + "=\"\" " + ga + "=\"g\"", kDefaultKELO, "g"},
       {kelo + "=\"unclosed", kDefaultKELO, kDefaultGA},
-      {kelo, kDefaultKELO, kDefaultGA},
+      {"x\"a\" " + kelo, kDefaultKELO, kDefaultGA},
       {"x" + kelo + "x=\"inside a word\"", "inside a word", kDefaultGA},
       {kelo + "=\"first\" " + kelo + "=\"second\"", "first", kDefaultGA},
       {std::string("\0", 1) + kelo + "=\"behind a zero\"", kDefaultKELO, kDefaultGA},

@@ -42,7 +42,7 @@ bool IsOpen(int fd) {
   return ::fcntl(fd, F_GETFD) >= 0;
 }
 
-TEST(FileDescriptor, HasOneOwner) {
+TEST(FileDescriptor, OfANewFileHasOneOwner) {
   const TemporaryFolder folder;
   int error = -1;
   FileDescriptor first = OpenNewFile(folder.Path("a"), 0600, error);
@@ -50,6 +50,8 @@ TEST(FileDescriptor, HasOneOwner) {
   EXPECT_EQ(error, 0);
   const int fd = first.Get();
   EXPECT_NE(::fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_FALSE(OpenNewFile(folder.Path("a"), 0600, error)) << "it exists";
+  EXPECT_EQ(error, EEXIST);
   {
     FileDescriptor second(std::move(first));
     EXPECT_FALSE(first);  // NOLINT: a moved-from descriptor is empty
@@ -156,7 +158,7 @@ TEST(KELOUtility, TheClockCountsSecondsSince2001) {
 
 TEST(KELOCriticalSection, KeepsThreadsApart) {
   constexpr int kThreads = 4;
-  constexpr int kRounds = 20000;
+  constexpr int kRounds = 1000;
   KELOCriticalSection section;
   int count = 0;
   std::vector<std::thread> threads;
@@ -164,7 +166,9 @@ TEST(KELOCriticalSection, KeepsThreadsApart) {
     threads.emplace_back([&] {
       for (int round = 0; round < kRounds; ++round) {
         const KELOAutoLock lock(section);
-        ++count;
+        const int before = count;
+        std::this_thread::yield();
+        count = before + 1;
       }
     });
   }

@@ -82,6 +82,7 @@ TEST(CFTPSStringData, NormalizesToTheComposedForm) {
   const std::pair<const char*, const char*> cases[] = {
       {"e\u0301", "\u00E9"},
       {"a\u0307\u0323", "\u1EA1\u0307"},  // marks are put in order
+      {"\uFB01\u0301", "\uFB01\u0301"},   // only what is canonical
       {"\u0958", "\u0915\u093C"}};        // excluded from composition
   for (const auto& [text, composed] : cases) {
     CFTPSStringData data = Utf8(text);

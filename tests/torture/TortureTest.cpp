@@ -29,19 +29,20 @@ unsigned Seed() {
   return seed;
 }
 
-bool Everything() {
+// How many points of each command and kind are tried.
+size_t PointsWanted() {
   const char* wanted = getenv("KELO_TORTURE");
-  return wanted != nullptr && std::string_view(wanted) == "all";
+  if (wanted == nullptr) return 12;
+  return std::string_view(wanted) == "all" ? SIZE_MAX : std::stoul(wanted);
 }
 
 // Which of the points 1 to `count` are tried, in order.
 std::vector<unsigned> SamplePoints(unsigned count) {
   std::vector<unsigned> all(count);
   std::iota(all.begin(), all.end(), 1u);
-  if (Everything()) return all;
-  const char* wanted = getenv("KELO_TORTURE");
   std::vector<unsigned> sample;
-  std::ranges::sample(all, std::back_inserter(sample), wanted != nullptr ? std::stol(wanted) : 12,
+  std::ranges::sample(all, std::back_inserter(sample),
+                      static_cast<ptrdiff_t>(std::min<size_t>(PointsWanted(), count)),
                       std::mt19937(Seed() + count));
   return sample;
 }
@@ -90,7 +91,7 @@ void TortureTest::TryPoints(const Trial& trial, CallKind kind) {
     if (call != nullptr && interrupted.insert(call).second) TryPoint(trial, {kind, n, 0});
   }
   for (const unsigned n : SamplePoints(report.calls)) {
-    const unsigned variants = kind == CallKind::SystemCall && Everything() ? 4 : 1;
+    const unsigned variants = kind == CallKind::SystemCall && PointsWanted() == SIZE_MAX ? 4 : 1;
     for (unsigned i = 0; i < variants; ++i) TryPoint(trial, {kind, n, Seed() % 4 + i + n});
   }
 }
