@@ -186,7 +186,7 @@ TEST(Pace, KeepsItsRate) {
 TEST_F(ServiceTest, SlowKeepsItsRateBothWays) {
   for (const std::uint64_t rate :
        {10'000u, 1'000'000u, 2'500'000u, 4'100'000u, 10'000'000u, 100'000'000u}) {
-    const std::string bytes(rate / 25, 'x');
+    const std::string bytes(static_cast<size_t>(rate / 25), 'x');
     client.Open();
     service.SetScript([&](const LoggedRequest& request) {
       return request.method == "GET" ? std::optional(Reply{.body = bytes}) : std::nullopt;
