@@ -75,10 +75,9 @@ TEST_F(ControlTest, AnswersToLoopbackNamesAndTheTokenOnly) {
   EXPECT_TRUE(twice.Receive().starts_with("HTTP/1.1 403")) << "two hosts";
 }
 
-TEST_F(ControlTest, SaysWhatItTakes) {
+TEST_F(ControlTest, EachPathTakesItsOwnMethodsAndNobodyElsesRequests) {
   const std::tuple<const char*, const char*, std::string, int> cases[] = {
       {"POST", "/outbox", "", 405},
-      {"POST", "/control/account", "", 405},
       {"GET", "/control/reset", "", 405},
       {"PUT", "/control/faults", "{}", 405},
       {"POST", "/control/faults", "{}", 200},
@@ -90,7 +89,6 @@ TEST_F(ControlTest, SaysWhatItTakes) {
       {"GET", "/control/log?after=x", "", 400},
       {"GET", "/control/log?before=1", "", 400},
       {"GET", "/control/log/0", "", 404},
-      {"GET", "/control/log/x", "", 404},
       {"POST", "/control/reset", std::string(70'000, 'x'), 413},
   };
   for (const auto& [method, path, body, status] : cases) {
@@ -142,7 +140,6 @@ TEST_F(ControlTest, TellsEveryRequestWithTheAnswerThatItGot) {
   const std::string original = "/P2PwebCmdController/download/original/";
   const std::tuple<std::string, std::string, std::string, int> cases[] = {
       {"PATCH /x HTTP/1.1\r\nContent-Length: 2\r\n\r\nab", "PATCH", "/x", 404},
-      {"PATCH /x HTTP/1.1\r\n\r\n", "PATCH", "/x", 404},
       {"POST /P2PwebCmdController/api-manage HTTP/1.1\r\n\r\n", "POST",
        "/P2PwebCmdController/api-manage", 404},
       {"FETCH /x HTTP/1.1\r\n\r\n", "FETCH", "/x", 404},
@@ -229,6 +226,8 @@ TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
   Json account = Get("/control/account");
   const std::string item = account["items"][0]["id"];
   EXPECT_EQ(account["items"][0]["name"], "odd\uFFFDname.jpg");
+  EXPECT_EQ(account["folders"][0]["name"], "Trips");
+  EXPECT_EQ(account["albums"][0]["root"], true);
   ASSERT_EQ(account["accounts"].size(), 2u);
   const Json other = account["accounts"][1];
   EXPECT_EQ(other["address"], "friend@home.example");
@@ -243,7 +242,6 @@ TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
   EXPECT_TRUE(Control("GET", "/outbox").body.starts_with("To: a@b.example\n"));
   EXPECT_EQ(Get("/control/account")["mails"].size(), 0u) << "of an album that is not shown";
   EXPECT_EQ(Control("GET", "/control/account?id=99").status, 404);
-  EXPECT_EQ(Control("GET", "/control/account?ID=1").status, 400);
 
   client.Call("AddTags", " itemIdList=\"" + item + "\" tagList=\"a,b\"");
   EXPECT_GT(Get("/control/log")["revision"], before);

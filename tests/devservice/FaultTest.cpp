@@ -1,4 +1,6 @@
 // Scripted answers that no other test asks for, connections, and the end of them.
+#include <gmock/gmock.h>
+
 #include <map>
 #include <thread>
 
@@ -11,16 +13,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
-
-TEST(FaultText, IsReadAndWrittenAlike) {
-  for (const char* text :
-       {"*:status=503", "Download:cut=0", "GetHierarchy:garbage,times=2", "OpenSession:reset",
-        "*:full", "UploadItems:full,times=1", "UploadItems:slow=1", "*:length=-7", "*:silence",
-        "CloseSession:error=108", "AddAlbum:expire", "*:delay=86400000"})
-    EXPECT_EQ(FaultText(ReadFault(text)), text);
-  EXPECT_EQ(FaultText(ReadFault("*:cut")), "*:cut=0");
-  EXPECT_EQ(FaultText(ReadFault("*:length")), "*:length=1");
-}
 
 TEST(FaultText, IsRefusedWithAWordAboutWhy) {
   const std::pair<const char*, const char*> cases[] = {
@@ -41,15 +33,10 @@ TEST(FaultText, IsRefusedWithAWordAboutWhy) {
       {"*:garbage,times=2,times=3", "times is no number"},
       {"GetHierarchy:full", "full concerns UploadItems only"},
   };
-  for (const auto& [text, word] : cases) {
-    try {
-      ReadFault(text);
-      ADD_FAILURE() << text;
-    } catch (const FaultError& error) {
-      EXPECT_NE(std::string(error.what()).find(word), std::string::npos)
-          << text << ": " << error.what();
-    }
-  }
+  for (const auto& [text, word] : cases)
+    EXPECT_THAT([&] { ReadFault(text); },
+                testing::ThrowsMessage<FaultError>(testing::HasSubstr(word)))
+        << text;
 }
 
 TEST(FaultCalls, ChangeAllOrNothing) {
@@ -58,19 +45,19 @@ TEST(FaultCalls, ChangeAllOrNothing) {
   const std::tuple<std::string, int, std::string> cases[] = {
       {"{}", 200, ""},
       {R"({"add": "*:garbage"})", 200, "1 *:garbage"},
-      {R"({"add": ["*:cut=1", "*:reset,times=3"]})", 200,
-       "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
-      {R"({"remove": [1, 4]})", 404, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
-      {R"({"remove": 1, "add": "*:bad"})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
-      {R"({"add": ["*:cut", 5]})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
-      {R"({"remove": -1})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
-      {R"({"drop": 1})", 400, "1 *:garbage 2 *:cut=1 3 *:reset,times=3"},
-      {R"({"remove": [1, 3], "add": "*:full"})", 200, "2 *:cut=1 4 *:full"},
-      {R"({"add": "*:\u0000"})", 400, "2 *:cut=1 4 *:full"},
-      {"{\"add\": \"\xFF\"}", 400, "2 *:cut=1 4 *:full"},
-      {"[]", 400, "2 *:cut=1 4 *:full"},
-      {"{\"add\": " + deep + "}", 400, "2 *:cut=1 4 *:full"},
-      {"{\"remove\": " + deep + "}", 400, "2 *:cut=1 4 *:full"},
+      {R"({"add": ["*:cut", "*:length=-7,times=3"]})", 200,
+       "1 *:garbage 2 *:cut=0 3 *:length=-7,times=3"},
+      {R"({"remove": [1, 4]})", 404, "1 *:garbage 2 *:cut=0 3 *:length=-7,times=3"},
+      {R"({"remove": 1, "add": "*:bad"})", 400, "1 *:garbage 2 *:cut=0 3 *:length=-7,times=3"},
+      {R"({"add": ["*:garbage", 5]})", 400, "1 *:garbage 2 *:cut=0 3 *:length=-7,times=3"},
+      {R"({"remove": -1})", 400, "1 *:garbage 2 *:cut=0 3 *:length=-7,times=3"},
+      {R"({"drop": 1})", 400, "1 *:garbage 2 *:cut=0 3 *:length=-7,times=3"},
+      {R"({"remove": [1, 3], "add": "*:full"})", 200, "2 *:cut=0 4 *:full"},
+      {R"({"add": "*:\u0000"})", 400, "2 *:cut=0 4 *:full"},
+      {"{\"add\": \"\xFF\"}", 400, "2 *:cut=0 4 *:full"},
+      {"[]", 400, "2 *:cut=0 4 *:full"},
+      {"{\"add\": " + deep + "}", 400, "2 *:cut=0 4 *:full"},
+      {"{\"remove\": " + deep + "}", 400, "2 *:cut=0 4 *:full"},
       {R"({"remove": "all"})", 200, ""},
   };
   for (const auto& [body, status, left] : cases) {

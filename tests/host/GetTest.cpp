@@ -36,7 +36,7 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
     ids[object["name"]] = object["id"];
   }
   EXPECT_FALSE(fs::exists(Out()));
-  EXPECT_EQ(Fetched(), 0u);
+  EXPECT_EQ(Arrived("/original/"), 0u);
 
   const std::string lisbon = "Journeys/Lisbon/a.jpg";
   const std::string porto = "Journeys/Porto/b.jpg";
@@ -207,12 +207,7 @@ TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
       {cut("&#26716;.JPE", "桜.JPE"), "item9"},
       {cut("&#246;.j", "ö.j.tif"), "item10"},
   };
-  const auto contents = [&] {
-    std::map<std::string, std::string> all;
-    for (const auto& [path, file] : TreeOf(Out())) all[path] = file.first;
-    return all;
-  };
-  EXPECT_EQ(contents(), expected);
+  EXPECT_EQ(Contents(), expected);
   EXPECT_EQ(ModifyTime(Out() / cut("&#26716", ".jpg")), ModifyTime(Out() / "caf\xC3\xA9 (3).jpg"));
 
   // One that came first in the account after the others doesn't move them, nor does one that went.
@@ -222,8 +217,8 @@ TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
   EXPECT_THAT(Get("root").out, EndsWith("0 downloaded, 10 already here, 1 failed\n"));
   fs::remove(Out() / "same.jpg");
   EXPECT_THAT(Get("root").out, EndsWith("1 downloaded, 10 already here\n"));
-  EXPECT_EQ(contents(), expected);
-  EXPECT_EQ(Fetched(), 1u);
+  EXPECT_EQ(Contents(), expected);
+  EXPECT_EQ(Arrived("/original/"), 1u);
 }
 
 // A hard link under another spelling is what a file system that doesn't count case shows.

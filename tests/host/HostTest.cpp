@@ -19,6 +19,11 @@ Words CommandOf(const Words& arguments) {
   return (MayContain() ? "/usr/bin/unshare -r -p -f --kill-child" + program : program) + rest;
 }
 
+bool Is(const LoggedRequest& request, const std::string& what) {
+  if (what.starts_with('/')) return request.path.find(what) != std::string::npos;
+  return what.empty() || request.apiMethod == what;
+}
+
 }  // namespace
 
 Reply Refusal(int number) {
@@ -82,11 +87,11 @@ void HostTest::TellAccount(const std::string& elements, const devservice::Script
   });
 }
 
-void HostTest::AnswerWith(const Reply& reply, const std::string& method,
+void HostTest::AnswerWith(const Reply& reply, const std::string& what,
                           const std::function<bool(const LoggedRequest&)>& isMeant) {
   service_.SetScript([=](const LoggedRequest& request) {
-    const bool isOfMethod = method.empty() || request.apiMethod == method;
-    return isOfMethod && (!isMeant || isMeant(request)) ? std::optional(reply) : std::nullopt;
+    const bool answers = Is(request, what) && (!isMeant || isMeant(request));
+    return answers ? std::optional(reply) : std::nullopt;
   });
 }
 
@@ -108,10 +113,10 @@ void HostTest::LogIn() const {
   ASSERT_EQ(login.exitCode, 0) << login.err;
 }
 
-size_t HostTest::Arrived(const std::string& method) const {
+size_t HostTest::Arrived(const std::string& what) const {
   const auto log = service_.Log();
-  return static_cast<size_t>(std::count_if(
-      log.begin(), log.end(), [&](const auto& request) { return request.apiMethod == method; }));
+  return static_cast<size_t>(std::count_if(log.begin(), log.end(),
+                                           [&](const auto& request) { return Is(request, what); }));
 }
 
 Words HostTest::Names(const std::string& folder) const {

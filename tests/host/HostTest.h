@@ -76,12 +76,13 @@ class HostTest : public ::testing::Test {
   // Logs in and expects success.
   void LogIn() const;
   // Creates a file below the folder, with the folders on the way.
-  std::filesystem::path Write(const std::string& name, const std::string& content) const {
+  fs::path Write(const std::string& name, const std::string& content) const {
     return temporary_.Write(name, content);
   }
-  size_t Arrived(const std::string& method) const;
-  // Requests of this method, or of any, are answered so where `isMeant` holds.
-  void AnswerWith(const Reply& reply, const std::string& method,
+  // Requests of this method ("" is any), or with this in their paths ("/original/"): how many have
+  // arrived since the log was cleared; and how they are answered where `isMeant` holds.
+  size_t Arrived(const std::string& what) const;
+  void AnswerWith(const Reply& reply, const std::string& what,
                   const std::function<bool(const LoggedRequest&)>& isMeant = {});
   // The service tells of this account from now on; `other` answers what else it likes.
   void TellAccount(const std::string& elements, const devservice::Script& other = {});
@@ -91,7 +92,7 @@ class HostTest : public ::testing::Test {
   Words Names(const std::string& folder) const;
 
   const TemporaryFolder temporary_;
-  const std::filesystem::path folder_ = temporary_.Path();
+  const fs::path folder_ = temporary_.Path();
   devservice::Service service_;
 };
 
@@ -131,38 +132,28 @@ class GetTest : public HostTest {
     return Kelo("get" + arguments + Words{"--to", Out().string()});
   }
 
-  std::filesystem::path Out() const { return folder_ / "out"; }
+  fs::path Out() const { return folder_ / "out"; }
 
-  // Originals asked for since the log was cleared.
-  size_t Fetched() const {
-    const auto log = service_.Log();
-    return static_cast<size_t>(std::count_if(log.begin(), log.end(), [](const auto& request) {
-      return request.path.find("/original/") != std::string::npos;
-    }));
-  }
-
-  // Relative paths of all files below a folder, with what they hold and their modify dates.
-  using Tree = std::map<std::string, std::pair<std::string, std::time_t>>;
-  static Tree TreeOf(const std::filesystem::path& folder) {
-    Tree tree;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+  // What the files in out hold, by their relative paths.
+  std::map<std::string, std::string> Contents() const {
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : fs::recursive_directory_iterator(Out()))
       if (entry.is_regular_file())
-        tree[std::filesystem::relative(entry.path(), folder).string()] = {ReadFile(entry.path()),
-                                                                          ModifyTime(entry.path())};
-    return tree;
+        contents[fs::relative(entry, Out()).string()] = ReadFile(entry.path());
+    return contents;
   }
   Words PathsInOut() const {
     Words paths;
-    for (const auto& [path, what] : TreeOf(Out())) paths.push_back(path);
+    for (const auto& [path, content] : Contents()) paths.push_back(path);
     return paths;
   }
 
-  static std::time_t ModifyTime(const std::filesystem::path& path) {
+  static std::time_t ModifyTime(const fs::path& path) {
     struct stat status {};
     ::stat(path.c_str(), &status);
     return status.st_mtime;
   }
-  static void SetModifyTime(const std::filesystem::path& path, std::time_t time) {
+  static void SetModifyTime(const fs::path& path, std::time_t time) {
     const timespec times[] = {{0, UTIME_OMIT}, {time, 0}};
     ::utimensat(AT_FDCWD, path.c_str(), times, 0);
   }

@@ -14,16 +14,11 @@ class LockTest : public PutTest {
     Write("in/a.jpg", "aaa");
     Write("in/b.jpg", "bbb");
     // The first upload lasts until the test lets it go on.
-    service_.SetScript([this](const LoggedRequest& request) {
-      if (request.apiMethod == "UploadItems" && !begun_.exchange(true)) goOn_.get_future().wait();
+    service_.SetScript([goOn = goOn_.get_future().share(),
+                        begun = std::make_shared<std::atomic<bool>>()](const auto& request) {
+      if (request.apiMethod == "UploadItems" && !begun->exchange(true)) goOn.wait();
       return std::optional<Reply>();
     });
-  }
-  ~LockTest() override {
-    try {
-      goOn_.set_value();
-    } catch (const std::future_error&) {
-    }
   }
 
   Words PutNew() const { return {kContained, "put", In(), "--album", "New"}; }
@@ -33,7 +28,6 @@ class LockTest : public PutTest {
   }
   int MakeAlbum(const char* name) const { return Kelo({"mkalbum", name, "--no-wait"}).exitCode; }
 
-  std::atomic<bool> begun_ = false;
   std::promise<void> goOn_;
 };
 

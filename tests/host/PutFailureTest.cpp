@@ -101,11 +101,11 @@ TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
     Reply reply;
     const char* mode;
     std::string words;
-    size_t arrived = 1;  // at most
+    size_t arrived = 1;  // of it, at most
   };
   const Case cases[] = {
-      {"", {.status = 504}, "--all-files", "the service did not answer in time (4128)"},
-      {"", {.status = 504}, "--albums-from-folders", "the service did not answer in time (4128)"},
+      {"", {.status = 504}, "--all-files", "not answer in time (4128)", 4},
+      {"", {.status = 504}, "--albums-from-folders", "not answer in time (4128)", 4},
       {"GetHierarchy", Refusal(107), "--albums-from-folders", "'kelo login' (4116)"},
       {"GetHierarchy", {.status = 503}, "--albums-from-folders", "(4114)"},
       {"AddAlbum", Refusal(301), "--albums-from-folders", "request was refused (4112)"},

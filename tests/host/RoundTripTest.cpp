@@ -52,8 +52,10 @@ class RoundTripTest : public GetTest {
 
   // The first request for which `isLast` holds is answered when the terminal has shown `state`.
   // Gives what a person sees at the end.
-  template <typename IsLast>
-  Words OnTerminal(const Words& command, int exitCode, IsLast isLast, const std::string& state) {
+  Words OnTerminal(
+      const Words& command, int exitCode,
+      const std::function<bool(const LoggedRequest&)>& isLast = [](const auto&) { return false; },
+      const std::string& state = "") {
     std::promise<void> shown;
     service_.SetScript([&, seen = shown.get_future().share()](const LoggedRequest& request) {
       if (isLast(request)) seen.wait();
@@ -74,11 +76,6 @@ class RoundTripTest : public GetTest {
     EXPECT_EQ(lines.size(), std::count(outcome.err.begin(), outcome.err.end(), '\n'));
     return lines;
   }
-  Words OnTerminal(const Words& command, int exitCode) {
-    return OnTerminal(
-        command, exitCode, [](const auto&) { return false; }, "");
-  }
-
   static Words Put(const fs::path& folder, const char* mode = "--retries=3") {
     return {"put", folder.string(), "--albums-from-folders", mode};
   }
@@ -90,12 +87,83 @@ class RoundTripTest : public GetTest {
             Arrived("AddItemsToAlbum")};
   }
 
-  void Up();
+  void Up() {
+    const size_t copies = counts_["copy"];
+    const Outcome preview = Kelo(Put(In(), "--dry-run"));
+    EXPECT_THAT(preview.err, HasSubstr("the album Porto would be made\n"));
+    EXPECT_THAT(preview.out, EndsWith(fmt::format(
+                                 "{} would be stored, {} were there and would be placed in their "
+                                 "albums, {} not stored\n",
+                                 all_ - copies, copies, counts_["refused"])));
+    EXPECT_EQ(Changes(), std::vector<size_t>(4));
+    std::atomic<int> pairs = 0;
+    const auto isLast = [&](const LoggedRequest& request) {  // a picture and its memo
+      return request.apiMethod == "UploadItems" &&
+             request.body.find("\"dawn.wav\"") != request.body.npos && ++pairs == 2;
+    };
+    const auto up =
+        OnTerminal(Put(In()), 1, isLast, fmt::format("sending {}/{}  ", all_ - 1, all_));
+    EXPECT_EQ(up.back(), fmt::format("{} stored, {} were there and are now in their albums, {} not "
+                                     "stored",
+                                     all_ - copies, copies, counts_["refused"]));
+    CheckWords(up);
+  }
+
   // What the first time up has told.
-  void CheckWords(const Words& lines) const;
-  void UpAgain();
-  void Down();
-  void UpFromThere();
+  void CheckWords(const Words& lines) const {
+    for (const auto& [fate, path] : fates_) {
+      const std::string shown = Shown(path.string());
+      if (fate.starts_with("refused"))
+        EXPECT_THAT(lines, Contains(fmt::format("kelo: {}: {}", shown, fate.substr(9))));
+      if (fate == "travels") EXPECT_THAT(lines, Contains(StartsWith(shown + ": stored, ")));
+    }
+    EXPECT_THAT(lines,
+                Contains("left out: 4 system files, 2 hidden, 2 of other kinds (--all-files sends "
+                         "such files), 2 links to folders"));
+    const std::string cut = ".jpg: the name is longer than the catalogue shows; it ends after '";
+    EXPECT_THAT(lines, Contains(HasSubstr(cut)).Times(static_cast<int>(counts_.at("renamed"))));
+    const std::string field = Repeated("桜", 31);
+    EXPECT_THAT(lines, Contains(EndsWith(fmt::format("{0}桜{1}{0}'", field, cut))));
+  }
+
+  void UpAgain() {
+    const auto changes = Changes();
+    EXPECT_EQ(OnTerminal(Put(In()), 1).back(),
+              fmt::format("0 stored, {} already there, {} not stored", all_, counts_["refused"]));
+    // Without albums, the link and what it leads to are one.
+    EXPECT_THAT(Kelo({"put", In() / "Porto", In() / "Twice linked", In() / "Journeys"}).out,
+                EndsWith("0 stored, 9 already there, 0 not stored\n"));
+    EXPECT_EQ(Changes(), changes);
+  }
+
+  void Down() {
+    std::atomic<size_t> asked = 0;
+    const Words get = {"get", "--all", "--to", Out().string()};
+    const auto isLast = [&](const LoggedRequest& request) {
+      return request.path.find("/original/") != request.path.npos && ++asked == all_;
+    };
+    const auto down = OnTerminal(get, 0, isLast, fmt::format("fetching {}/{}  ", all_ - 1, all_));
+    EXPECT_EQ(down.back(), fmt::format("{} downloaded, 0 already here", all_));
+    std::multiset<File> fetched;
+    for (const std::string& path : PathsInOut()) fetched.insert(FileAt(Out() / path));
+    EXPECT_TRUE(fetched == files_) << ::testing::PrintToString(PathsInOut());
+    EXPECT_THAT(PathsInOut(), IsSupersetOf({"-rf.jpg", "&amp; &#26716; <b>.jpg", "Porto/SAME.JPG",
+                                            "porto/same.jpg", "Trip/Trip/loose.jpg",
+                                            "Trip/One/DSC_0001 (4).jpg", "日本/日本/桜の庭.jpg"}));
+    service_.ClearLog();
+    EXPECT_EQ(OnTerminal(get, 0).back(), fmt::format("0 downloaded, {} already here", all_));
+    EXPECT_EQ(Arrived("/original/"), 0u);
+  }
+
+  // Only of what has lost its name nobody knows that it is stored.
+  void UpFromThere() {
+    const size_t lost = nameless_.size();
+    const std::string rest = fmt::format("stored, {} already there, 0 not stored", all_ - lost);
+    EXPECT_THAT(Kelo(Put(Out(), "--dry-run")).out,
+                EndsWith(fmt::format("\n{} would be {}\n", lost, rest)));
+    EXPECT_EQ(OnTerminal(Put(Out()), 0).back(), fmt::format("{} {}", lost, rest));
+    EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder") + Arrived("AddItemsToAlbum"), 0u);
+  }
 
   std::vector<std::pair<std::string, fs::path>> fates_;  // as the script tells them
   std::map<std::string, size_t> counts_;                 // of fates
@@ -103,82 +171,6 @@ class RoundTripTest : public GetTest {
   std::multiset<File> files_;                            // those that travel
   size_t all_ = 0;
 };
-
-void RoundTripTest::Up() {
-  const size_t copies = counts_["copy"];
-  const Outcome preview = Kelo(Put(In(), "--dry-run"));
-  EXPECT_THAT(preview.err, HasSubstr("the album Porto would be made\n"));
-  EXPECT_THAT(preview.out,
-              EndsWith(fmt::format("{} would be stored, {} were there and would be placed in their "
-                                   "albums, {} not stored\n",
-                                   all_ - copies, copies, counts_["refused"])));
-  EXPECT_EQ(Changes(), std::vector<size_t>(4));
-  std::atomic<int> pairs = 0;
-  const auto isLast = [&](const LoggedRequest& request) {  // a picture and its memo
-    return request.apiMethod == "UploadItems" &&
-           request.body.find("\"dawn.wav\"") != request.body.npos && ++pairs == 2;
-  };
-  const auto up = OnTerminal(Put(In()), 1, isLast, fmt::format("sending {}/{}  ", all_ - 1, all_));
-  EXPECT_EQ(up.back(), fmt::format("{} stored, {} were there and are now in their albums, {} not "
-                                   "stored",
-                                   all_ - copies, copies, counts_["refused"]));
-  CheckWords(up);
-}
-
-void RoundTripTest::CheckWords(const Words& lines) const {
-  for (const auto& [fate, path] : fates_) {
-    const std::string shown = Shown(path.string());
-    if (fate.starts_with("refused"))
-      EXPECT_THAT(lines, Contains(fmt::format("kelo: {}: {}", shown, fate.substr(9))));
-    if (fate == "travels") EXPECT_THAT(lines, Contains(StartsWith(shown + ": stored, ")));
-  }
-  EXPECT_THAT(lines,
-              Contains("left out: 4 system files, 2 hidden, 2 of other kinds (--all-files sends "
-                       "such files), 2 links to folders"));
-  const std::string cut = ".jpg: the name is longer than the catalogue shows; it ends after '";
-  EXPECT_THAT(lines, Contains(HasSubstr(cut)).Times(static_cast<int>(counts_.at("renamed"))));
-  const std::string field = Repeated("桜", 31);
-  EXPECT_THAT(lines, Contains(EndsWith(fmt::format("{0}桜{1}{0}'", field, cut))));
-}
-
-void RoundTripTest::UpAgain() {
-  const auto changes = Changes();
-  EXPECT_EQ(OnTerminal(Put(In()), 1).back(),
-            fmt::format("0 stored, {} already there, {} not stored", all_, counts_["refused"]));
-  // Without albums, the link and what it leads to are one.
-  EXPECT_THAT(Kelo({"put", In() / "Porto", In() / "Twice linked", In() / "Journeys"}).out,
-              EndsWith("0 stored, 9 already there, 0 not stored\n"));
-  EXPECT_EQ(Changes(), changes);
-}
-
-void RoundTripTest::Down() {
-  std::atomic<size_t> asked = 0;
-  const Words get = {"get", "--all", "--to", Out().string()};
-  const auto isLast = [&](const LoggedRequest& request) {
-    return request.path.find("/original/") != request.path.npos && ++asked == all_;
-  };
-  const auto down = OnTerminal(get, 0, isLast, fmt::format("fetching {}/{}  ", all_ - 1, all_));
-  EXPECT_EQ(down.back(), fmt::format("{} downloaded, 0 already here", all_));
-  std::multiset<File> fetched;
-  for (const std::string& path : PathsInOut()) fetched.insert(FileAt(Out() / path));
-  EXPECT_TRUE(fetched == files_) << ::testing::PrintToString(PathsInOut());
-  EXPECT_THAT(PathsInOut(), IsSupersetOf({"-rf.jpg", "&amp; &#26716; <b>.jpg", "Porto/SAME.JPG",
-                                          "porto/same.jpg", "Trip/Trip/loose.jpg",
-                                          "Trip/One/DSC_0001 (4).jpg", "日本/日本/桜の庭.jpg"}));
-  service_.ClearLog();
-  EXPECT_EQ(OnTerminal(get, 0).back(), fmt::format("0 downloaded, {} already here", all_));
-  EXPECT_EQ(Fetched(), 0u);
-}
-
-// Only of what has lost its name nobody knows that it is stored.
-void RoundTripTest::UpFromThere() {
-  const size_t lost = nameless_.size();
-  const std::string rest = fmt::format("stored, {} already there, 0 not stored", all_ - lost);
-  EXPECT_THAT(Kelo(Put(Out(), "--dry-run")).out,
-              EndsWith(fmt::format("\n{} would be {}\n", lost, rest)));
-  EXPECT_EQ(OnTerminal(Put(Out()), 0).back(), fmt::format("{} {}", lost, rest));
-  EXPECT_EQ(Arrived("AddAlbum") + Arrived("AddFolder") + Arrived("AddItemsToAlbum"), 0u);
-}
 
 TEST_F(RoundTripTest, NothingIsLostAndNothingTravelsTwice) {
   Up();

@@ -17,9 +17,8 @@ class SessionTest : public HostTest {
 TEST_F(SessionTest, KeepsTheSessionForTheUserAlone) {
   LogIn();
   EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("session", "session.lock"));
-  struct stat file {};
-  ASSERT_EQ(stat((State() / "session").c_str(), &file), 0);
-  EXPECT_EQ(file.st_mode & 07777u, 0600u);
+  EXPECT_EQ(fs::status(State() / "session").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_EQ(Kelo("extend").exitCode, 0);
 
   const Outcome quota = Kelo("quota");
