@@ -119,8 +119,8 @@ TransportCode MacHTTPControl::PerformForText(const URLRequest& request, std::str
   response.clear();
   Operation operation(*this);
   RunWaitLoop(request);
-  if (operation_->httpResponseDataReceiveFinished) TakeResponse(response);
-  return operation_->httpConnectionResult;
+  if (operation.httpResponseDataReceiveFinished) TakeResponse(response);
+  return operation.httpConnectionResult;
 }
 
 void MacHTTPControl::RunWaitLoop(const URLRequest& request) {
