@@ -35,8 +35,14 @@ std::string_view FormatText(std::uint32_t format) {
     std::uint32_t format;
     std::string_view words;
   };
-  constexpr FormatRow kRows[] = {{1, "JPEG"},      {2, "raw"}, {3, "raw"}, {4, "TIFF"},
-                                 {5, "QuickTime"}, {6, "AVI"}, {7, "WAV"}, {4097, "binary"}};
+  constexpr FormatRow kRows[] = {{kKELOFormat_JPEG, "JPEG"},
+                                 {kKELOFormat_RawA, "raw"},
+                                 {kKELOFormat_RawB, "raw"},
+                                 {kKELOFormat_TIFF, "TIFF"},
+                                 {kKELOFormat_QuickTime, "QuickTime"},
+                                 {kKELOFormat_AVI, "AVI"},
+                                 {kKELOFormat_WAV, "WAV"},
+                                 {kKELOFormat_Binary, "binary"}};
   for (const FormatRow& row : kRows)
     if (row.format == format) return row.words;
   return "unknown";
