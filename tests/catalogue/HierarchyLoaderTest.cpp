@@ -263,7 +263,6 @@ TEST_F(Loading, OddLargeAnswersTakeLinearTime) {
   const std::string answers[] = {
       folders + Repeat("<folder ", n) + end,
       folders + Repeat("<folder x>", n) + "</folder>" + end,
-      folders + Repeat("<folder x></folder>", n) + end,
       folders + Repeat("<folder \"", n) + end,
       folders + Repeat("<folder folderId=\"f\"><albums>", n) + Repeat("</albums></folder>", n) +
           end,
@@ -271,7 +270,6 @@ TEST_F(Loading, OddLargeAnswersTakeLinearTime) {
       Repeat("<albums><album albumId=\"a\">", n) + Repeat("</album></albums>", n),
       "<albums>" + Repeat("<album albumId=\"a\"></album>", n) + "</albums>",
       "<albums>" + Repeat("<album a=\"", n) + "</albums>",
-      "<rootAlbum>" + Repeat("<item ", n) + "</rootAlbum>",
       "<rootAlbum>" + Repeat("<item itemId=\"i\"/>", n) + "</rootAlbum>",
       "<rootAlbum><item " + Repeat("a=", n) + "/></rootAlbum>",
       Repeat("<folders><albums><rootAlbum>", n),

@@ -4,14 +4,10 @@
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -166,54 +162,44 @@ extern "C" uint32_t __wrap_KELOAccessInitialize(uint32_t parameter) {
   return result;
 }
 
-#define KELO_CALL(result, name, parameters, arguments, ...)     \
-  KELO_INTERPOSED(result, name, parameters) {                   \
-    if (FailingCall::Fails(#name)) return -1;                   \
-    if (FailsToCall(#name, __VA_ARGS__)) return -1;             \
-    static const auto next = Next<result(*) parameters>(#name); \
-    return next arguments;                                      \
+// Each argument of these calls fits a register, and passes through as it is, whatever its type.
+#define KELO_CALL(name, ...)                                                            \
+  KELO_INTERPOSED(long, name, (long a, long b, long c, long d, long e, long f)) {       \
+    if (FailingCall::Fails(#name)) return -1;                                           \
+    if (FailsToCall(#name, __VA_ARGS__)) return -1;                                     \
+    static const auto next = Next<long (*)(long, long, long, long, long, long)>(#name); \
+    return next(a, b, c, d, e, f);                                                      \
   }
 
-KELO_CALL(ssize_t, read, (int fd, void* data, size_t size), (fd, data, size), EINTR, EIO)
-KELO_CALL(ssize_t, pread64, (int fd, void* data, size_t size, int64_t at), (fd, data, size, at),
-          EINTR, EIO)
-KELO_CALL(int, stat, (const char* path, void* status), (path, status), EIO, ENOMEM)
-KELO_CALL(int, stat64, (const char* path, void* status), (path, status), EIO, ENOMEM)
-KELO_CALL(int, fstatat, (int folder, const char* path, void* status, int flags),
-          (folder, path, status, flags), EIO, ENOMEM)
-KELO_CALL(int, fstatat64, (int folder, const char* path, void* status, int flags),
-          (folder, path, status, flags), EIO, ENOMEM)
-KELO_CALL(int, access, (const char* path, int mode), (path, mode), EIO)
-KELO_CALL(int, unlink, (const char* path), (path), EIO)
-KELO_CALL(int, unlinkat, (int folder, const char* path, int flags), (folder, path, flags), EIO)
-KELO_CALL(int, socket, (int domain, int type, int protocol), (domain, type, protocol), EMFILE,
-          ENOMEM)
-KELO_CALL(int, socketpair, (int domain, int type, int protocol, int* pair),
-          (domain, type, protocol, pair), EMFILE, ENOMEM)
-KELO_CALL(int, eventfd, (unsigned int value, int flags), (value, flags), EMFILE)
-KELO_CALL(int, connect, (int fd, const sockaddr* address, socklen_t size), (fd, address, size),
-          ECONNREFUSED, ENETUNREACH)
-KELO_CALL(int, getsockname, (int fd, sockaddr* address, socklen_t* size), (fd, address, size),
-          ENOBUFS)
-KELO_CALL(int, getpeername, (int fd, sockaddr* address, socklen_t* size), (fd, address, size),
-          ENOTCONN)
-KELO_CALL(int, getsockopt, (int fd, int level, int name, void* value, socklen_t* size),
-          (fd, level, name, value, size), ENOBUFS)
-KELO_CALL(int, setsockopt, (int fd, int level, int name, const void* value, socklen_t size),
-          (fd, level, name, value, size), ENOBUFS)
-KELO_CALL(ssize_t, send, (int fd, const void* data, size_t size, int flags),
-          (fd, data, size, flags), EINTR, ECONNRESET, EPIPE)
-KELO_CALL(ssize_t, sendto,
-          (int fd, const void* data, size_t size, int flags, const sockaddr* to, socklen_t length),
-          (fd, data, size, flags, to, length), EINTR, ECONNRESET)
-KELO_CALL(ssize_t, recv, (int fd, void* data, size_t size, int flags), (fd, data, size, flags),
-          EINTR, ECONNRESET)
-KELO_CALL(int, poll, (pollfd * fds, nfds_t count, int wait), (fds, count, wait), EINTR, ENOMEM)
-
-KELO_CALL(int, fstat, (int fd, void* status), (fd, status), EIO)
-KELO_CALL(int, fstat64, (int fd, void* status), (fd, status), EIO)
-KELO_CALL(int, linkat, (int from, const char* old, int to, const char* name, int flags),
-          (from, old, to, name, flags), EIO, ENOSPC)
+KELO_CALL(read, EINTR, EIO)
+KELO_CALL(pread64, EINTR, EIO)
+KELO_CALL(open, EINTR, EMFILE, EIO, ENOSPC)
+KELO_CALL(open64, EINTR, EMFILE, EIO, ENOSPC)
+KELO_CALL(stat, EIO, ENOMEM)
+KELO_CALL(stat64, EIO, ENOMEM)
+KELO_CALL(fstat, EIO)
+KELO_CALL(fstat64, EIO)
+KELO_CALL(fstatat, EIO, ENOMEM)
+KELO_CALL(fstatat64, EIO, ENOMEM)
+KELO_CALL(access, EIO)
+KELO_CALL(linkat, EIO, ENOSPC)
+KELO_CALL(unlink, EIO)
+KELO_CALL(unlinkat, EIO)
+KELO_CALL(fcntl, ENOMEM)
+KELO_CALL(fcntl64, ENOMEM)
+KELO_CALL(ioctl, EIO)
+KELO_CALL(socket, EMFILE, ENOMEM)
+KELO_CALL(socketpair, EMFILE, ENOMEM)
+KELO_CALL(eventfd, EMFILE)
+KELO_CALL(connect, ECONNREFUSED, ENETUNREACH)
+KELO_CALL(getsockname, ENOBUFS)
+KELO_CALL(getpeername, ENOTCONN)
+KELO_CALL(getsockopt, ENOBUFS)
+KELO_CALL(setsockopt, ENOBUFS)
+KELO_CALL(send, EINTR, ECONNRESET, EPIPE)
+KELO_CALL(sendto, EINTR, ECONNRESET)
+KELO_CALL(recv, EINTR, ECONNRESET)
+KELO_CALL(poll, EINTR, ENOMEM)
 
 KELO_INTERPOSED(ssize_t, write, (int fd, const void* data, size_t size)) {
   if (hollow && IsRegular(fd) && AreZeros(data, size)) {
@@ -226,40 +212,17 @@ KELO_INTERPOSED(ssize_t, write, (int fd, const void* data, size_t size)) {
   return next(fd, data, size);
 }
 
-#define KELO_CALL_WITH_OPTION(name, parameters, arguments, ...) \
-  KELO_INTERPOSED(int, name, parameters) {                      \
-    va_list options;                                            \
-    va_start(options, option);                                  \
-    const long third = va_arg(options, long);                   \
-    va_end(options);                                            \
-    if (FailsToCall(#name, __VA_ARGS__)) return -1;             \
-    static const auto next = Next<int(*) parameters>(#name);    \
-    return next arguments;                                      \
+#define KELO_OPENAT(name)                                                               \
+  KELO_INTERPOSED(long, name, (long folder, const char* path, long flags, long mode)) { \
+    strncpy(lastOpened, path, sizeof lastOpened - 1);                                   \
+    const bool isNameless = (flags & O_TMPFILE) == O_TMPFILE;                           \
+    if (isNameless && FailingCall::Fails(#name)) return -1;                             \
+    if (FailsToCall(#name, EINTR, EMFILE, EIO, ENOSPC)) return -1;                      \
+    static const auto next = Next<long (*)(long, const char*, long, long)>(#name);      \
+    return next(folder, path, flags, mode);                                             \
   }
-
-KELO_CALL_WITH_OPTION(open, (const char* path, int option, ...), (path, option, third), EINTR,
-                      EMFILE, EIO, ENOSPC)
-KELO_CALL_WITH_OPTION(open64, (const char* path, int option, ...), (path, option, third), EINTR,
-                      EMFILE, EIO, ENOSPC)
-#define KELO_OPENAT(name)                                                      \
-  KELO_INTERPOSED(int, name, (int folder, const char* path, int flags, ...)) { \
-    va_list options;                                                           \
-    va_start(options, flags);                                                  \
-    const long mode = va_arg(options, long);                                   \
-    va_end(options);                                                           \
-    strncpy(lastOpened, path, sizeof lastOpened - 1);                          \
-    const bool isNameless = (flags & O_TMPFILE) == O_TMPFILE;                  \
-    if (isNameless && FailingCall::Fails(#name)) return -1;                    \
-    if (FailsToCall(#name, EINTR, EMFILE, EIO, ENOSPC)) return -1;             \
-    static const auto next = Next<int (*)(int, const char*, int, ...)>(#name); \
-    return next(folder, path, flags, mode);                                    \
-  }
-
 KELO_OPENAT(openat)
 KELO_OPENAT(openat64)
-KELO_CALL_WITH_OPTION(fcntl, (int fd, int option, ...), (fd, option, third), ENOMEM)
-KELO_CALL_WITH_OPTION(fcntl64, (int fd, int option, ...), (fd, option, third), ENOMEM)
-KELO_CALL_WITH_OPTION(ioctl, (int fd, unsigned long option, ...), (fd, option, third), EIO)
 
 // After its failure the descriptor is gone all the same.
 KELO_INTERPOSED(int, close, (int fd)) {

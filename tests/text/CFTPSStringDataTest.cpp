@@ -129,10 +129,11 @@ int Sign(int value) {
   return (value > 0) - (value < 0);
 }
 
-TEST(CFTPSStringData, ComparesWithoutCase) {
+TEST(CFTPSStringData, ComparesWithoutCaseAllOrTheFirstUnits) {
   struct {
     const char *a, *b;
     int order;
+    std::uint32_t count = UINT32_MAX;
   } const cases[] = {{".WAV", ".wav", 0},
                      {"\u00C9\u00FC\u042F\u03A3", "\u00E9\u00DC\u044F\u03C2", 0},
                      {"stra\u00DFe", "STRASSE", 0},
@@ -142,24 +143,19 @@ TEST(CFTPSStringData, ComparesWithoutCase) {
                      {"", "a", -1},
                      {"\uFFFD", "\U00010000", -1},
                      {"\xFF", "", -1},  // undecodable comes first
-                     {"\xFF", "\xFE", 0}};
+                     {"\xFF", "\xFE", 0},
+                     {"abcd", "ABxx", 0, 2},
+                     {"abcd", "ABxx", -1, 3},
+                     {"ab", "ABC", 0, 2},
+                     {"ab", "ABC", -1, 3},
+                     {"abc", "ABC", 0, 99},
+                     {"x", "y", 0, 0},
+                     {"\xFF", "y", -1, 0}};
   for (const auto& c : cases) {
-    EXPECT_EQ(Sign(FTPSStringDataCmpi(Utf8(c.a), Utf8(c.b))), c.order) << c.a << " " << c.b;
-    EXPECT_EQ(Sign(FTPSStringDataCmpi(Utf8(c.b), Utf8(c.a))), -c.order) << c.b << " " << c.a;
-  }
-}
-
-TEST(CFTPSStringData, ComparesTheFirstUnits) {
-  struct {
-    const char *a, *b;
-    std::uint32_t count;
-    int order;
-  } const cases[] = {{"abcd", "ABxx", 2, 0}, {"abcd", "ABxx", 3, -1}, {"ab", "ABC", 2, 0},
-                     {"ab", "ABC", 3, -1},   {"abc", "ABC", 99, 0},   {"x", "y", 0, 0},
-                     {"\xFF", "y", 0, -1}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(Sign(FTPSStringDataCmpni(Utf8(c.a), Utf8(c.b), c.count)), c.order)
-        << c.a << " " << c.b << " " << c.count;
+    SCOPED_TRACE(std::string(c.a) + " " + c.b + " " + std::to_string(c.count));
+    EXPECT_EQ(Sign(FTPSStringDataCmpni(Utf8(c.a), Utf8(c.b), c.count)), c.order);
+    EXPECT_EQ(Sign(FTPSStringDataCmpni(Utf8(c.b), Utf8(c.a), c.count)), -c.order);
+    if (c.count == UINT32_MAX) EXPECT_EQ(Sign(FTPSStringDataCmpi(Utf8(c.a), Utf8(c.b))), c.order);
   }
 }
 
