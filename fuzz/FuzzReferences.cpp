@@ -26,7 +26,6 @@ void RoundTrip(const std::string& text, const Text& encoded) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   for (const auto& [conversion, steps] : kConversions)

@@ -33,7 +33,6 @@ class FileDescriptor {
 
   int Get() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }
-  int Release() { return std::exchange(fd_, -1); }
   // Closes now. 0, or the errno by which the system reports that written data was lost.
   int Close();
 

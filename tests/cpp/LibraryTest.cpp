@@ -164,6 +164,7 @@ TEST_F(LibraryTest, MailGoesToWhomTheServiceAccepts) {
 TEST_F(LibraryTest, WhatARecordCannotHoldIsRefused) {
   Open();
   const std::string nul("a\0b", 3);
+  const std::vector<std::string> addresses = {"a@x", nul};
   const std::pair<std::function<void()>, const char*> cases[] = {
       {[&] { library_->Open({.apiKey = std::string(33, 'k')}); },
        "the API key has 33 bytes, and at most 32 are possible (4112)"},
@@ -175,10 +176,7 @@ TEST_F(LibraryTest, WhatARecordCannotHoldIsRefused) {
       {[&] { library_->AddFolder(std::string(256, 'n')); }, "the name has 256 bytes"},
       {[&] { library_->Modify("id", {.caption = std::string(320, 'c')}); }, "the caption has 320"},
       {[&] { library_->AddTags("id", std::string(904, 't')); }, "the tag list has 904"},
-      {[&] {
-         library_->VerifyRecipients({"a@x", nul});
-       },
-       "the address list has a NUL in it"},
+      {[&] { library_->VerifyRecipients(addresses); }, "the address list has a NUL in it"},
       {[&] { library_->SendMail("id", {.subject = "\x80"}); }, "the text is not UTF-8"},
       {[&] { library_->SendMail("", {}); }, "cannot send the mail: no album is given"},
       {[&] { library_->Upload(std::string(41, 'i'), {}); }, "the id has 41 bytes"}};

@@ -8,6 +8,7 @@
 namespace kelo::testing {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
 class ProgressTest : public LibraryTest {
@@ -96,12 +97,11 @@ TEST_F(ProgressTest, FalseAborts) {
   EXPECT_FALSE(downloaded[0].error);
   ASSERT_TRUE(downloaded[1].error);
   EXPECT_EQ(downloaded[1].error->Code(), uint32_t{kKELOResult_Aborted});
-  try {
-    library_->Upload(kRoot, {{.path = files[0].path}}, {}, [](const Progress&) { return false; });
-    ADD_FAILURE() << "it was not aborted";
-  } catch (const UploadError& error) {
-    EXPECT_FALSE(error.MayBeStored()) << error.what();
-  }
+  EXPECT_EQ(Told([&] {
+              return library_->Upload(kRoot, {{.path = files[0].path}}, {},
+                                      [](const Progress&) { return false; });
+            }),
+            ":3 3");
 }
 
 TEST_F(ProgressTest, WhatACallbackThrowsComesOutOfTheCall) {
@@ -161,13 +161,7 @@ TEST_F(ProgressTest, AnotherThreadAbortsBeforeAnythingIsSent) {
     library_->Abort();
   });
   const std::vector<UploadFile> files(5000, {.path = path});
-  try {
-    library_->Upload(kRoot, files);
-    ADD_FAILURE() << "it was not aborted";
-  } catch (const UploadError& error) {
-    EXPECT_EQ(error.Code(), uint32_t{kKELOResult_Aborted}) << error.what();
-    EXPECT_FALSE(error.MayBeStored());
-  }
+  EXPECT_THAT(Told([&] { return library_->Upload(kRoot, files); }), EndsWith(":3 3"));
   other.join();
 }
 

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <random>
 
 #include "http/HTTPTestSupport.h"
 #include "http/ScriptedLoader.h"
@@ -16,8 +17,8 @@ namespace fs = std::filesystem;
 
 std::string Bytes(std::size_t size) {
   std::string bytes(size, '\0');
-  std::uint32_t state = 1;
-  for (char& byte : bytes) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+  std::mt19937 random(1);
+  for (char& byte : bytes) byte = static_cast<char>(random());
   return bytes;
 }
 

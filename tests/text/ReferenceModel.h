@@ -113,10 +113,14 @@ inline Text FromReferences(const std::string& text) {
 
 using Conversion = std::uint32_t (XMLUtility::*)(std::string_view, std::string&) const;
 
-// The real one. A failure that does not leave its output empty shows as what it left.
+// The real one. A failure that does not leave its output empty shows as what it left, and so does
+// an output that is another where it is the input.
 inline Text Convert(Conversion conversion, std::string_view text) {
   std::string out = "old";
   const bool failed = (XMLUtility().*conversion)(text, out) == 0;
+  std::string inPlace(text);
+  (XMLUtility().*conversion)(inPlace, inPlace);
+  if (inPlace != out) return "in place: " + inPlace;
   return failed && out.empty() ? std::nullopt : Text(out);
 }
 

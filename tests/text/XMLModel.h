@@ -70,7 +70,8 @@ inline std::string Replace(const std::string& source, const std::string& search,
 }
 
 // The first operation that gives something else than the rules, or leaves something else in its
-// output: some leave that alone where there is nothing to look in, and some lists grow. Or "".
+// output: some leave that alone where there is nothing to look in, and some lists grow. Or "". The
+// output may be, or hold, the text that is searched: callers narrow a text in place.
 inline std::string Disagreement(const std::string& source, const std::string& start,
                                 const std::string& end) {
   using Values = std::vector<std::string>;
@@ -79,46 +80,59 @@ inline std::string Disagreement(const std::string& source, const std::string& st
   const auto one = [&](const char* name, const std::optional<std::string>& value, bool untouched,
                        auto find) {
     std::string out = "old";
-    const bool found = find(out) == 1;
+    const bool found = find(source, out) == 1;
     if (found != value.has_value() || out != value.value_or(untouched ? "old" : "")) failed = name;
+    std::string inPlace = source;
+    find(inPlace, inPlace);
+    if (inPlace != value.value_or(untouched ? source : "")) failed = name;
   };
-  const auto list = [&](const char* name, bool grows, Values values, auto find) {
+  const auto list = [&](const char* name, bool grows, const Values& values, auto find) {
     Values out{"old"};
-    find(out);
-    if (grows) values.insert(values.begin(), "old");
-    if (out != values) failed = name;
+    find(source, out);
+    Values inPlace{source};
+    find(inPlace[0], inPlace);
+    const auto behind = [&](const std::string& before) {
+      Values all = values;
+      if (grows) all.insert(all.begin(), before);
+      return all;
+    };
+    if (out != behind("old") || inPlace != behind(source)) failed = name;
   };
   const std::string open = "<" + start + ">", close = "</" + start + ">", named = start + "=\"";
   const bool hasName = !source.empty() && !start.empty();
   one(
       "OutermostKey", Outermost(source, start, end), TooShort(source, start, end),
-      [&](auto& out) { return xml.GetValueForOutermostKey(source, start, end, out); });
+      [&](auto& from, auto& out) { return xml.GetValueForOutermostKey(from, start, end, out); });
   one(
       "OutermostTag", Outermost(source, open, close), false,
-      [&](auto& out) { return xml.GetValueForOutermostTag(source, start, out); });
+      [&](auto& from, auto& out) { return xml.GetValueForOutermostTag(from, start, out); });
   one(
       "InsideKey", Inside(source, start, end), false,
-      [&](auto& out) { return xml.GetValuesInsideKey(source, start, end, out); });
+      [&](auto& from, auto& out) { return xml.GetValuesInsideKey(from, start, end, out); });
   one(
       "Attribute", hasName ? Inside(source, named, "\"") : std::nullopt, !hasName,
-      [&](auto& out) { return xml.GetAttribute(source, start, out); });
+      [&](auto& from, auto& out) { return xml.GetAttribute(from, start, out); });
   list(
       "InsideKeys", true, All(source, start, end, false),
-      [&](auto& out) { xml.GetValuesInsideKeys(source, start, end, out); });
+      [&](auto& from, auto& out) { xml.GetValuesInsideKeys(from, start, end, out); });
   list(
       "BetweenKeys", true, All(source, start, end, true),
-      [&](auto& out) { xml.GetValuesBetweenKeys(source, start, end, out); });
+      [&](auto& from, auto& out) { xml.GetValuesBetweenKeys(from, start, end, out); });
   list(
       "Tag", false, All(source, open, close, false),
-      [&](auto& out) { xml.GetValuesForTag(source, start, out); });
+      [&](auto& from, auto& out) { xml.GetValuesForTag(from, start, out); });
   list(
       "Attributes", false, hasName ? All(source, named, "\"", false) : Values(),
-      [&](auto& out) { xml.GetAttributes(source, start, out); });
+      [&](auto& from, auto& out) { xml.GetAttributes(from, start, out); });
   list("WithElement", false, All(source, "<" + start + " ", close, true),
-       [&](auto& out) { xml.GetValuesWithElement(source, start, out); });
+       [&](auto& from, auto& out) { xml.GetValuesWithElement(from, start, out); });
   std::string replaced;
   xml.ReplaceAllString(source, start, end, replaced);
-  return replaced == Replace(source, start, end) ? failed : "ReplaceAll";
+  std::string byItself = source;
+  xml.ReplaceAllString(byItself, start, byItself, byItself);
+  const bool areRight =
+      replaced == Replace(source, start, end) && byItself == Replace(source, start, source);
+  return areRight ? failed : "ReplaceAll";
 }
 
 }  // namespace kelo::model
