@@ -14,13 +14,9 @@ void Require(bool holds) {
   if (!holds) std::abort();
 }
 
-std::vector<tagKELO_ItemInfo> Records(uint32_t count) {
-  return std::vector<tagKELO_ItemInfo>(count);
-}
-
 void CheckTarget(KELOAccessCacheManager& cache, std::string_view target, uint32_t mask) {
   const uint32_t count = cache.GetItemsCountOnTargetID(target, mask);
-  auto records = Records(count);
+  std::vector<tagKELO_ItemInfo> records(count);
   Require(cache.GetItemsInfoOnTargetID(target, count, records.data(), mask) == 0);
   for (const auto& record : records) Require(record.result == 0);
   bool isAlbum = false;
@@ -31,7 +27,7 @@ void CheckTarget(KELOAccessCacheManager& cache, std::string_view target, uint32_
 
 std::vector<tagKELO_ItemInfo> CheckServer(KELOAccessCacheManager& cache, uint32_t mask) {
   const uint32_t count = cache.GetAllItemsCountOnServer(mask);
-  auto records = Records(count);
+  std::vector<tagKELO_ItemInfo> records(count);
   Require(cache.GetAllItemsInfoOnServer(count, records.data(), mask) == 0);
   for (const auto& record : records) Require(record.result == 0);
   std::string ids(count * size_t{KELO_ID_FIELD_SIZE}, '\0');

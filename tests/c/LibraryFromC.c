@@ -39,10 +39,7 @@ static const Expectation expectations[] = {
     {4112, 4112, 0, {kKELOCommand_SetSessionInfo}},
 };
 
-static union {
-  unsigned char bytes[4096];
-  tagKELO_SessionInfo session;
-} argument;
+static tagKELO_SessionInfo argument[6]; /* larger than any record */
 
 static void sendEverything(int initialized) {
   const Expectation* const end = expectations + sizeof expectations / sizeof expectations[0];
@@ -56,7 +53,7 @@ static void sendEverything(int initialized) {
       expect("null record", *code, KELOAccessCommand(*code, NULL),
              initialized ? row->nullRecord : 0);
       expect("null data", *code, KELOAccessCommand(*code, &info), initialized ? row->nullData : 0);
-      info.data = &argument;
+      info.data = argument;
       info.entryCount = 1;
       before = info;
       expect("with data", *code, KELOAccessCommand(*code, &info), initialized ? row->withData : 0);

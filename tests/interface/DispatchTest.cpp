@@ -44,7 +44,6 @@ TEST_F(DispatchTest, QueriesAcceptOnlyTheKindsOfTheirTarget) {
       {"unknown", 4, 4115},
       {"KELO_CACHEINFO_ROOT_ID", 0x102, 0},
       {"KELO_CACHEINFO_ROOT_ID", 0x103, 4115},
-      {"KELO_CACHEINFO_ROOT_ID", 4, 4115},
       {"KELO_CACHEINFO_ROOT_ID", 0x40, 4115},
   };
   for (const auto& c : cases) {

@@ -127,7 +127,6 @@ inline Text Convert(Conversion conversion, std::string_view text) {
 constexpr Conversion kEncode = &XMLUtility::ConvertStringUTF8ToReference;
 constexpr Conversion kDecode = &XMLUtility::ConvertStringReferenceToUTF8;
 constexpr Conversion kToEntity = &XMLUtility::ConvertStringUTF8ToEntityReference;
-constexpr Conversion kFromEntity = &XMLUtility::ConvertStringEntityReferenceToUTF8;
 constexpr Conversion kToCharacter = &XMLUtility::ConvertStringUTF8ToCharacterReference;
 constexpr Conversion kFromCharacter = &XMLUtility::ConvertStringCharacterReferenceToUTF8;
 
@@ -135,7 +134,7 @@ constexpr std::pair<Conversion, Text (*)(const std::string&)> kConversions[] = {
     {kEncode, ToReferences},
     {kDecode, FromReferences},
     {kToEntity, ToEntities},
-    {kFromEntity, FromEntities},
+    {&XMLUtility::ConvertStringEntityReferenceToUTF8, FromEntities},
     {kToCharacter, ToCharacterReferences},
     {kFromCharacter, FromCharacterReferences}};
 
