@@ -242,6 +242,7 @@ TEST_F(ControlTest, ShowsTheAccountAndEmptiesIt) {
   EXPECT_TRUE(Control("GET", "/outbox").body.starts_with("To: a@b.example\n"));
   EXPECT_EQ(Get("/control/account")["mails"].size(), 0u) << "of an album that is not shown";
   EXPECT_EQ(Control("GET", "/control/account?id=99").status, 404);
+  EXPECT_EQ(Control("GET", "/control/account?ID=1").status, 400);
 
   client.Call("AddTags", " itemIdList=\"" + item + "\" tagList=\"a,b\"");
   EXPECT_GT(Get("/control/log")["revision"], before);

@@ -147,8 +147,7 @@ TEST_F(GetTest, RemovesWhatKilledRunsLeftAndNothingOfLivingOnes) {
   });
   Write("out/.kelo-get-mine", "");
   KeloProcess kelo({kContained, "get", "root", "--to", Out().string()}, Environment());
-  ASSERT_TRUE(service_.WaitForRequest(
-      [](const LoggedRequest& request) { return request.path == "/original/item1"; }));
+  ASSERT_TRUE(WaitFor("/original/item1"));
   const auto left = [this] {
     auto names = Names("out");
     std::erase_if(names, [](const auto& name) { return !name.starts_with(".kelo-get-"); });
@@ -199,8 +198,7 @@ TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
     std::signal(SIGHUP, SIG_IGN);  // as nohup does
     KeloProcess kelo({"get", "root", "--to", Out().string()}, Environment());
     std::signal(SIGHUP, SIG_DFL);
-    ASSERT_TRUE(service_.WaitForRequest(
-        [&](const LoggedRequest& request) { return request.path == "/original/" + slow; }));
+    ASSERT_TRUE(WaitFor("/original/" + slow));
     kelo.Signal(SIGHUP);
     kelo.Signal(SIGINT);
     const Outcome outcome = kelo.Wait();

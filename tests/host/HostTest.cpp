@@ -119,6 +119,12 @@ size_t HostTest::Arrived(const std::string& what) const {
                                            [&](const auto& request) { return Is(request, what); }));
 }
 
+bool HostTest::WaitFor(const std::string& what, const std::string& text) const {
+  return service_.WaitForRequest([&](const LoggedRequest& request) {
+    return Is(request, what) && request.body.find(text) != std::string::npos;
+  });
+}
+
 Words HostTest::Names(const std::string& folder) const {
   Words names;
   for (const auto& entry : fs::directory_iterator(folder_ / folder))

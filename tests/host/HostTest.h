@@ -73,6 +73,7 @@ class HostTest : public ::testing::Test {
   Words EnvironmentWithout(const std::string& beginning) const;
   Outcome Kelo(const Words& arguments) const { return Kelo(arguments, Environment()); }
   Outcome Kelo(const Words& arguments, const Words& environment) const;
+  fs::path In() const { return folder_ / "in"; }  // where tests of uploads have their pictures
   // Logs in and expects success.
   void LogIn() const;
   // Creates a file below the folder, with the folders on the way.
@@ -80,8 +81,10 @@ class HostTest : public ::testing::Test {
     return temporary_.Write(name, content);
   }
   // Requests of this method ("" is any), or with this in their paths ("/original/"): how many have
-  // arrived since the log was cleared; and how they are answered where `isMeant` holds.
+  // arrived since the log was cleared; waiting for one with a text in its body; and how they are
+  // answered where `isMeant` holds.
   size_t Arrived(const std::string& what) const;
+  bool WaitFor(const std::string& what, const std::string& text = "") const;
   void AnswerWith(const Reply& reply, const std::string& what,
                   const std::function<bool(const LoggedRequest&)>& isMeant = {});
   // The service tells of this account from now on; `other` answers what else it likes.
@@ -165,8 +168,6 @@ class PutTest : public HostTest {
   explicit PutTest(const devservice::Service::Options& options = {}) : HostTest(options) {
     LogIn();
   }
-
-  std::string In() const { return (folder_ / "in").string(); }
 
   Outcome Put(const Words& more = {}) const {
     return Kelo(Words{"put", In(), "--retries", "1"} + more);

@@ -157,12 +157,12 @@ TEST_F(PutTest, CtrlCSaysWhatWasDone) {
   Write("in/A/a.jpg", "aaa");
   Write("in/B/b.jpg", "bbb");
   for (const auto& [name, done] : {std::pair("\"a.jpg\"", "0 of 2"), {"\"b.jpg\"", "1 of 2"}}) {
-    const auto hangs = [name = std::string(name)](const LoggedRequest& request) {
-      return request.apiMethod == "UploadItems" && request.body.find(name) != std::string::npos;
-    };
-    AnswerWith({.silent = true}, "UploadItems", hangs);
+    AnswerWith({.silent = true}, "UploadItems",
+               [name = std::string(name)](const LoggedRequest& request) {
+                 return request.body.find(name) != std::string::npos;
+               });
     KeloProcess kelo({"put", In(), "--albums-from-folders"}, Environment());
-    ASSERT_TRUE(service_.WaitForRequest(hangs));
+    ASSERT_TRUE(WaitFor("UploadItems", name));
     kelo.Signal(SIGINT);
     const Outcome outcome = kelo.Wait();
     EXPECT_EQ(outcome.exitCode, 130) << outcome.err;

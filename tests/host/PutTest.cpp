@@ -32,7 +32,7 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
       {"--all-files --include .trash/*", "1 would be stored", "11 by --include"},
       {"--all-files --include /.trash/", "1 would be stored", "11 by --include"},
       {"--all-files --include **/?.jpg", "2 would be stored", "10 by --include"},
-      {{In() + "/notes.txt", In() + "/.hidden.jpg", In() + "/Thumbs.db"},
+      {{In() / "notes.txt", In() / ".hidden.jpg", In() / "Thumbs.db"},
        "6 would be stored",
        "5 system files, 2 hidden, 2 of other kinds"},
   };
@@ -42,7 +42,7 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
     EXPECT_THAT(put.out, HasSubstr(one.sums)) << ::testing::PrintToString(one.options);
     EXPECT_THAT(put.err, HasSubstr(one.leftOut)) << ::testing::PrintToString(one.options);
   }
-  const Outcome nothing = Kelo({"put", In() + "/.trash", "--exclude", "*"});
+  const Outcome nothing = Kelo({"put", In() / ".trash", "--exclude", "*"});
   EXPECT_EQ(nothing.exitCode, 1);
   EXPECT_EQ(nothing.err, "kelo: nothing to send; left out: 1 by --include or --exclude\n");
 }
@@ -50,10 +50,7 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
 TEST_F(PutTest, FilesThatAreThereArePlacedInTheAlbum) {
   for (const char* name : {"in/a.jpg", "in/b.jpg", "in/c.jpg"}) Write(name, name);
   ASSERT_EQ(Put({"--exclude", "c.jpg", "--tags", "sea & sun"}).exitCode, 0);
-  EXPECT_TRUE(service_.WaitForRequest([](const LoggedRequest& request) {
-    return request.apiMethod == "UploadItems" &&
-           request.body.find("sea &amp; sun") != std::string::npos;
-  }));
+  EXPECT_TRUE(WaitFor("UploadItems", "sea &amp; sun"));
   Write("in/empty.jpg", "");
   ASSERT_EQ(Kelo("mkdir Journeys").exitCode, 0);
   struct Case {
@@ -91,7 +88,7 @@ TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
   Write("in/Empty/notes.txt", "not a picture");
   for (const std::string sums : {"1 stored, 7 already", "0 stored, 8 already"})
     EXPECT_THAT(Put("--albums-from-folders").out, HasSubstr(sums));
-  EXPECT_THAT(Kelo({"put", In() + "/Plain", "--albums-from-folders"}).err,
+  EXPECT_THAT(Kelo({"put", In() / "Plain", "--albums-from-folders"}).err,
               StartsWith("no album is made: all files lie directly in PATH;"));
   EXPECT_EQ(Arrived("UploadItems"), 7u);  // one for each album
   EXPECT_EQ(Arrived("AddAlbum"), 6u);
@@ -123,9 +120,7 @@ TEST_F(PutTest, ADateOfAShotAndARatingArrive) {
        {std::pair("CheckUploadItems", "shotDate=\"2026-05-17T10:11:12\""),
         {"ModifyProps", "name=\"rating\" value=\"4\""},
         {"ModifyProps", "name=\"captionFlag\" value=\"false\""}})
-    EXPECT_TRUE(service_.WaitForRequest([&](const LoggedRequest& request) {
-      return request.apiMethod == method && request.body.find(text) != std::string::npos;
-    })) << method;
+    EXPECT_TRUE(WaitFor(method, text)) << method;
 }
 
 TEST_F(PutTest, JsonTellsEachFile) {

@@ -79,7 +79,6 @@ class RoundTripTest : public GetTest {
   static Words Put(const fs::path& folder, const char* mode = "--retries=3") {
     return {"put", folder.string(), "--albums-from-folders", mode};
   }
-  fs::path In() const { return folder_ / "in"; }
 
   // Requests that change the account.
   std::vector<size_t> Changes() const {

@@ -32,7 +32,7 @@ class TerminalTest : public HostTest {
     AnswerWith({.silent = true}, "UploadItems", [](const LoggedRequest& request) {
       return request.body.find("100.jpg") == std::string::npos;
     });
-    return {"put", (folder_ / "in").string()};
+    return {"put", In()};
   }
 };
 
