@@ -53,10 +53,10 @@ TEST_F(ListTest, ReadsEveryFormOfADate) {
     EXPECT_EQ(DateText(one.raw, DateClock::kCamera), one.shown) << one.raw;
     EXPECT_EQ(IsoDate(one.raw, DateClock::kCamera), one.iso) << one.raw;
   }
-  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr auto most = std::numeric_limits<std::int64_t>::max();
   const std::pair<std::int64_t, std::string> files[] = {{-1, "1969-12-31T23:59:59Z"},
-                                                        {kMost, "9999-12-31T23:59:59Z"},
-                                                        {-kMost, "0000-01-01T00:00:00Z"}};
+                                                        {most, "9999-12-31T23:59:59Z"},
+                                                        {-most, "0000-01-01T00:00:00Z"}};
   for (const auto& [seconds, text] : files) EXPECT_EQ(UniversalDate(seconds), text);
   EXPECT_EQ(DateText("2024-05-17 10:11:12", DateClock::kUniversal), "2024-05-17 12:11");
   EXPECT_EQ(IsoDate("2024-05-17 10:11:12", DateClock::kUniversal), "2024-05-17T10:11:12Z");
