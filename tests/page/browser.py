@@ -1,8 +1,10 @@
 """A page in a headless browser of its own, asked and changed by expressions of its language."""
 import json
+import shutil
 
 from selenium import webdriver
 from selenium.common.exceptions import WebDriverException
+from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
@@ -18,7 +20,9 @@ class Page:
         options = webdriver.ChromeOptions()
         for option in OPTIONS:
             options.add_argument(option)
-        self.driver = webdriver.Chrome(options=options)
+        # Named, since newer versions else look for it with a program that Debian does not have.
+        driver = Service(shutil.which("chromedriver"))
+        self.driver = webdriver.Chrome(service=driver, options=options)
         self.driver.set_script_timeout(WAIT)
         self.call("Browser.grantPermissions",
                   permissions=["clipboardReadWrite", "clipboardSanitizedWrite"])
