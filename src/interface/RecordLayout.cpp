@@ -9,12 +9,16 @@
 #define KELO_CHECK(name, condition) typedef char kelo_check_##name[(condition) ? 1 : -1]
 #endif
 
-#define KELO_WIDE (sizeof(void*) == 8)
-#define SIZE(record, narrow, wide) KELO_CHECK(record, sizeof(record) == (KELO_WIDE ? wide : narrow))
+#if UINTPTR_MAX > 0xFFFFFFFFu
+#define KELO_BY_WIDTH(narrow, wide) (wide)
+#else
+#define KELO_BY_WIDTH(narrow, wide) (narrow)
+#endif
+#define SIZE(record, narrow, wide) KELO_CHECK(record, sizeof(record) == KELO_BY_WIDTH(narrow, wide))
 #define AT(record, field, narrow, wide) \
-  KELO_CHECK(record##_##field, offsetof(record, field) == (KELO_WIDE ? wide : narrow))
+  KELO_CHECK(record##_##field, offsetof(record, field) == KELO_BY_WIDTH(narrow, wide))
 #define WIDTH(record, field, width) \
-  KELO_CHECK(record##_##field##_width, sizeof(((record*)0)->field) == width)
+  KELO_CHECK(record##_##field##_width, sizeof(((record*)0)->field) == (width))
 
 KELO_CHECK(pointer, sizeof(void*) == 4 || sizeof(void*) == 8);
 
