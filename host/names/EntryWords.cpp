@@ -1,4 +1,4 @@
-// Has the words by which people read of entries, their kinds and their formats.
+// Gives the words for entries, their kinds and their formats.
 #include "host/names/EntryWords.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// Has the texts of help and manual page that concern all commands, and runs the command help.
+// Gives the texts of help and manual page that concern all commands, and runs the command help.
 #include "host/program/Help.h"
 
 #include <fmt/format.h>

@@ -83,17 +83,15 @@ std::string LeftOutText(const LeftOutCounts& counts) {
                               {"of another kind", "of other kinds"},
                               {"by --include or --exclude", "by --include or --exclude"},
                               {"link to a folder", "links to folders"}};
-  std::string text;
-  for (auto at = counts.begin(); at != counts.end();) {
-    const auto& [reason, count] = *at++;
+  std::vector<std::string> parts;
+  size_t junk = 0;  // parts
+  for (const auto& [reason, count] : counts) {
     const Words& words = kWords[static_cast<size_t>(reason)];
-    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count,
-                        count == 1 ? words.one : words.several);
-    const bool isLastJunk =
-        reason <= LeftOut::kOtherKind && (at == counts.end() || at->first > LeftOut::kOtherKind);
-    if (isLastJunk) text += " (--all-files sends such files)";
+    parts.push_back(fmt::format("{} {}", count, count == 1 ? words.one : words.several));
+    if (reason <= LeftOut::kOtherKind) ++junk;
   }
-  return text;
+  if (junk > 0) parts[junk - 1] += " (--all-files sends such files)";
+  return fmt::format("{}", fmt::join(parts, ", "));
 }
 
 std::optional<LeftOut> UploadFilter::File(const fs::path& below, bool named) const {

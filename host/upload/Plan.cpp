@@ -29,8 +29,7 @@ void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files&
       memo->outcome = UploadOutcome::kUnfit;
       memo->reason =
           "a voice memo is sent with the picture of its name, which is not among the files; "
-          "--force "
-          "sends it alone";
+          "--force sends it alone";
       unfit.push_back(memo);
     }
   }

@@ -100,9 +100,9 @@ std::array<std::string_view, Count> ReadAttributes(std::string_view attributes,
   }
 }
 
-// One value of the whole answer, such as "stat": that of the first `name="..."` anywhere in the
-// text, searched as plain bytes. So it need not be in a whole tag, and "id" also finds `albumId="`
-// if that is spelt `albumid="`. Nothing where there is none.
+// A single value of an answer, such as "stat": that of the first `name="..."` in the text. The text
+// is searched as plain bytes: the tag may be broken, and the name may be the end of a longer one,
+// "Count" in `totalCount="4"`. Nothing where there is none.
 std::optional<std::string_view> FindAttribute(std::string_view text, std::string_view name);
 
 // What stands between the first opening tag of that name and the last closing one behind it; the

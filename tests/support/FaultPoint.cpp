@@ -162,7 +162,7 @@ extern "C" uint32_t __wrap_KELOAccessInitialize(uint32_t parameter) {
   return result;
 }
 
-// Each argument of these calls fits a register, and passes through as it is, whatever its type.
+// The words of the arguments, six at most, pass through as they are, whatever their types.
 #define KELO_CALL(name, ...)                                                            \
   KELO_INTERPOSED(long, name, (long a, long b, long c, long d, long e, long f)) {       \
     if (FailingCall::Fails(#name)) return -1;                                           \
