@@ -19,9 +19,8 @@ bool IsShared(const tagDirectoryInfo& directory) {
 // How the id lists differ from the lists of records.
 enum class Order { Id, Service };
 
-template <Order kIsIn>
 struct Counter {
-  static constexpr Order kOrder = kIsIn;
+  static constexpr Order kOrder = Order::Service;
   size_t count = 0;
 
   void Add(std::string_view) { ++count; }
@@ -146,7 +145,7 @@ void KELOAccessCacheManager::VisitServer(uint32_t kindMask, Sink& sink) const {
 
 uint32_t KELOAccessCacheManager::GetItemsCountOnTargetID(std::string_view targetId,
                                                          uint32_t kindMask) const {
-  Counter<Order::Service> counter;
+  Counter counter;
   VisitTarget(targetId, kindMask, counter);
   return static_cast<uint32_t>(counter.count);
 }
@@ -177,7 +176,7 @@ std::vector<std::string_view> KELOAccessCacheManager::GetIdsOnTarget(std::string
 }
 
 uint32_t KELOAccessCacheManager::GetAllItemsCountOnServer(uint32_t kindMask) const {
-  Counter<Order::Service> counter;
+  Counter counter;
   VisitServer(kindMask, counter);
   return static_cast<uint32_t>(counter.count);
 }

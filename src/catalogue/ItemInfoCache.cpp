@@ -7,7 +7,7 @@ namespace kelo {
 
 void ItemInfoCache::Store(std::string_view id, const tagKELO_ItemInfo& info) {
   if (capacity_ == 0) return;
-  if (const auto found = slots_.find(id); found != slots_.end()) {
+  if (const auto found = byId_.find(id); found != byId_.end()) {
     Slot& slot = *found->second;
     order_.splice(order_.end(), order_, found->second);
     if (!slot.stored) slot.info = info;
@@ -16,18 +16,18 @@ void ItemInfoCache::Store(std::string_view id, const tagKELO_ItemInfo& info) {
   }
   // All that can fail comes first.
   if (order_.size() < capacity_) {
-    Slots added;
+    std::list<Slot> added;
     added.push_back({std::string(id), true, info});
-    slots_.emplace(added.front().id, added.begin());
+    byId_.emplace(added.front().id, added.begin());
     order_.splice(order_.end(), added);
     return;
   }
   std::string newest(id);
   order_.splice(order_.end(), order_, order_.begin());  // the oldest slot is used again
-  auto key = slots_.extract(order_.back().id);
+  auto key = byId_.extract(order_.back().id);
   order_.back() = {std::move(newest), true, info};
   key.key() = order_.back().id;
-  slots_.insert(std::move(key));
+  byId_.insert(std::move(key));
 }
 
 }  // namespace kelo

@@ -27,17 +27,17 @@ class ItemInfoCache {
 
   // The stored record or null; valid until the next change of the store. Renews nothing.
   const tagKELO_ItemInfo* Find(std::string_view id) const {
-    const auto found = slots_.find(id);
-    return found != slots_.end() && found->second->stored ? &found->second->info : nullptr;
+    const auto found = byId_.find(id);
+    return found != byId_.end() && found->second->stored ? &found->second->info : nullptr;
   }
 
   // Drops the record of `id`. Its place in the order of eviction stays, deliberately.
   void Remove(std::string_view id) noexcept {
-    if (const auto found = slots_.find(id); found != slots_.end()) found->second->stored = false;
+    if (const auto found = byId_.find(id); found != byId_.end()) found->second->stored = false;
   }
 
   void Clear() noexcept {
-    slots_.clear();
+    byId_.clear();
     order_.clear();
   }
 
@@ -47,12 +47,11 @@ class ItemInfoCache {
     bool stored = false;  // false after Remove
     tagKELO_ItemInfo info = {};
   };
-  using Slots = std::list<Slot>;  // oldest first
 
   uint32_t capacity_;
-  Slots order_;
+  std::list<Slot> order_;  // oldest first
   // Keys are the slots' ids.
-  std::unordered_map<std::string_view, Slots::iterator, KeyedHash> slots_;
+  std::unordered_map<std::string_view, std::list<Slot>::iterator, KeyedHash> byId_;
 };
 
 }  // namespace kelo

@@ -13,8 +13,6 @@ namespace kelo {
 class KELOAccessFileInfoConverter {
  public:
   KELOAccessFileInfoConverter();
-  KELOAccessFileInfoConverter(const KELOAccessFileInfoConverter&) = default;
-  KELOAccessFileInfoConverter& operator=(const KELOAccessFileInfoConverter&) = default;
   virtual ~KELOAccessFileInfoConverter() = default;
 
   // Restores exactly the known types.

@@ -9,28 +9,8 @@
 // (in one line). Fields that have nothing to tell are left out. The texts in "errmsg=" (the
 // service's) and "failure=" (the engine's) are for people: in double quotes, cut, masked, what is
 // not printable as blanks. Hosts may decide by everything else, and are to pass over fields that
-// they don't know. A request that failed has
-//
-//   cause=      one of
-//     unresolved   no address was found for the host's name, or the proxy's
-//     unreachable  no connection could be made, as without a network
-//     refused      the host, or the proxy, is there and takes no connection
-//     tls          the server could not be trusted, or the handshake failed
-//     proxy        a proxy answered and did not open the way; http= is its own
-//     lost         the connection broke
-//     silent       nothing moved for too long
-//     status       the HTTP status was another one than 200
-//     unusable     what came is no answer; see unusable=
-//     service      the service refused, with the number in errcode=
-//     aborted      the host ended it
-//     local        this machine: a file, its memory, or a URL that is none
-//   unusable=   what the answer was unusable for, one of
-//     http         it is no HTTP
-//     size         its head or its body is longer than any answer's
-//     encoding     its compression is broken
-//     redirect     it leads to where a request must not follow, or in a circle
-//     stat         it does not say whether the request succeeded
-//     errcode      it does not say why the request failed
+// they don't know. A request that failed has "cause=", and "unusable=" if what came is no answer:
+// docs/debugging.md tells what each of their words means.
 //
 // A line is written before the command reads what the answer holds. An answer that says "ok" and
 // lacks what its command needs has no cause: the command then answers kKELOResult_GeneralFailure.

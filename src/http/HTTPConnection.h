@@ -49,9 +49,6 @@ struct HTTPRequest {
 // The abstract platform connection. The operations of the base do nothing and answer 0.
 class HTTPConnectionBase {
  public:
-  HTTPConnectionBase() = default;
-  HTTPConnectionBase(const HTTPConnectionBase&) = delete;
-  HTTPConnectionBase& operator=(const HTTPConnectionBase&) = delete;
   virtual ~HTTPConnectionBase() = default;
 
   virtual TransportCode HTTPRequestPUT(const HTTPRequest&, std::string&) { return {}; }

@@ -94,7 +94,7 @@ TransportCode MacHTTPControl::httpFuncDownload(const HTTPRequest& request, uint3
   Operation operation(*this, true);
   if (detectAbort()) return TransportCode::Aborted;
   if (!IsWellFormedURL(request.url)) return TransportCode::DownloadNotFound;
-  DownloadFile& file = operation.httpConnectionDownloadOutputStream;
+  ArrivingFile& file = operation.httpConnectionDownloadOutputStream;
   const TransportCode created = file.Create(std::string(request.destPath));
   if (created != TransportCode::Success) return created;
   URLRequest sent;

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "http/DownloadFile.h"
+#include "http/ArrivingFile.h"
 #include "http/HTTPConnection.h"
 #include "platform/AbortSignal.h"
 #include "platform/URLLoading.h"
@@ -70,7 +70,7 @@ class MacHTTPControl final : private URLConnectionDelegate {
     uint64_t httpConnectionDownloadFinishedSize = 0;
     uint64_t httpConnectionDownloadTotalSize = 0;
     TransportCode httpConnectionResult = TransportCode::Success;
-    DownloadFile httpConnectionDownloadOutputStream;
+    ArrivingFile httpConnectionDownloadOutputStream;
     const UploadBody* uploadBody = nullptr;  // whose progress is reported while it travels
     uint64_t uploadReported = 0;             // bytes of files
     std::chrono::steady_clock::time_point lastReport;

@@ -10,9 +10,6 @@ namespace kelo {
 
 class KELOAccessEncoderBase {
  public:
-  KELOAccessEncoderBase() = default;
-  KELOAccessEncoderBase(const KELOAccessEncoderBase&) = delete;
-  KELOAccessEncoderBase& operator=(const KELOAccessEncoderBase&) = delete;
   virtual ~KELOAccessEncoderBase() = default;
 
   virtual uint32_t AccessEncodeSHA1(std::string_view, std::string&) { return 0; }

@@ -9,9 +9,6 @@ namespace kelo {
 
 class KELOUtilityBase {
  public:
-  KELOUtilityBase() = default;
-  KELOUtilityBase(const KELOUtilityBase&) = delete;
-  KELOUtilityBase& operator=(const KELOUtilityBase&) = delete;
   virtual ~KELOUtilityBase() = default;
 
   virtual std::unique_ptr<uint8_t[]> ReadLocalTextFile(std::string_view path, uint32_t& size) = 0;

@@ -16,9 +16,6 @@ namespace kelo {
 
 class XMLUtility {
  public:
-  XMLUtility() = default;
-  XMLUtility(const XMLUtility&) = default;
-  XMLUtility& operator=(const XMLUtility&) = default;
   virtual ~XMLUtility() = default;
 
   // ---- References. Each clears `out` on failure and for an empty input. ----

@@ -1,5 +1,5 @@
 // Creating, writing, naming and removing the file of a download.
-#include "http/DownloadFile.h"
+#include "http/ArrivingFile.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +20,7 @@ TransportCode CodeForWriteError(int error) {
 
 }  // namespace
 
-TransportCode DownloadFile::Create(const std::string& path) {
+TransportCode ArrivingFile::Create(const std::string& path) {
   if (path.empty() || path.find('\0') != std::string::npos)
     return TransportCode::DestinationUnusable;
   std::error_code ignored;
@@ -38,7 +38,7 @@ TransportCode DownloadFile::Create(const std::string& path) {
   return file_ && RememberFile() ? TransportCode::Success : CreateNamed();
 }
 
-TransportCode DownloadFile::CreateNamed() {
+TransportCode ArrivingFile::CreateNamed() {
   int error = 0;
   file_ = OpenNewFile(name_, kMode, error, folder_.Get());
   if (!file_)
@@ -50,7 +50,7 @@ TransportCode DownloadFile::CreateNamed() {
   return TransportCode::DestinationUnusable;
 }
 
-bool DownloadFile::RememberFile() {
+bool ArrivingFile::RememberFile() {
   struct stat status;
   if (fstat(file_.Get(), &status) != 0) return false;
   device_ = status.st_dev;
@@ -59,13 +59,13 @@ bool DownloadFile::RememberFile() {
   return true;
 }
 
-TransportCode DownloadFile::Write(std::string_view data) {
+TransportCode ArrivingFile::Write(std::string_view data) {
   int error = 0;
   if (WriteAll(file_.Get(), data.data(), data.size(), error)) return TransportCode::Success;
   return CodeForWriteError(error);
 }
 
-TransportCode DownloadFile::Keep() {
+TransportCode ArrivingFile::Keep() {
   const TransportCode code = hasName_ ? TransportCode::Success : TakeName();
   if (code != TransportCode::Success) {
     Discard();
@@ -77,7 +77,7 @@ TransportCode DownloadFile::Keep() {
   return error == 0 ? TransportCode::Success : CodeForWriteError(error);
 }
 
-TransportCode DownloadFile::TakeName() {
+TransportCode ArrivingFile::TakeName() {
   int error = 0;
   if (!IsWritten(file_.Get(), error)) return CodeForWriteError(error);
   if (NameFile(file_.Get(), folder_.Get(), name_, error)) {
@@ -85,11 +85,11 @@ TransportCode DownloadFile::TakeName() {
     return TransportCode::Success;
   }
   if (error == EEXIST) return TransportCode::DestinationExists;
-  if (error == ENOSPC || error == EDQUOT) return TransportCode::DiskFull;
-  return CopyToNamed();
+  const TransportCode code = CodeForWriteError(error);
+  return code == TransportCode::DiskFull ? code : CopyToNamed();
 }
 
-TransportCode DownloadFile::CopyToNamed() {
+TransportCode ArrivingFile::CopyToNamed() {
   const FileDescriptor nameless = std::move(file_);
   if (const TransportCode code = CreateNamed(); code != TransportCode::Success) return code;
   std::array<char, 65536> chunk;
@@ -103,13 +103,13 @@ TransportCode DownloadFile::CopyToNamed() {
   return error == 0 ? TransportCode::Success : TransportCode::OtherFailure;
 }
 
-void DownloadFile::Discard() {
+void ArrivingFile::Discard() {
   if (file_ && hasName_) RemoveIfStillOurs();
   file_.Close();
   folder_.Close();
 }
 
-void DownloadFile::RemoveIfStillOurs() {
+void ArrivingFile::RemoveIfStillOurs() {
   struct stat status;
   const int folder = folder_.Get();
   if (process_ != getpid()) return;

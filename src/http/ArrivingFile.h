@@ -14,12 +14,12 @@
 namespace kelo {
 
 // One thread at a time. Results are transport codes.
-class DownloadFile {
+class ArrivingFile {
  public:
-  DownloadFile() = default;
-  DownloadFile(const DownloadFile&) = delete;
-  DownloadFile& operator=(const DownloadFile&) = delete;
-  ~DownloadFile() { Discard(); }
+  ArrivingFile() = default;
+  ArrivingFile(const ArrivingFile&) = delete;
+  ArrivingFile& operator=(const ArrivingFile&) = delete;
+  ~ArrivingFile() { Discard(); }
 
   // Creates the file in the folder that the path names now, whatever becomes of the path. Anything
   // that stands there is left alone, a dangling link included.
