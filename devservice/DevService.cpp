@@ -23,11 +23,11 @@ constexpr std::string_view kFriendAddress = "friend@home.example";
 // A request for the page or its calls; the log knows nothing of it.
 class ControlExchange final : public Exchange {
  public:
-  ControlExchange(const Control& control, LoggedRequest head)
+  ControlExchange(const Control& control, ClientRequest head)
       : Exchange(std::move(head)), control_(control) {}
   std::optional<Reply> OnHead() override { return control_.Refuse(request); }
   std::uint64_t MaxBody() override { return Control::kMaxBody; }
-  Answer OnRequest() override { return request.complete ? control_.Serve(request) : Answer{}; }
+  Reply OnRequest() override { return control_.Serve(request); }
 
  private:
   const Control& control_;
@@ -43,7 +43,7 @@ struct Service::Impl {
         arrivals(options.logLimit),
         server(MakeHttpServer(options.port.value_or(store.LastPort()),
                               {options.headLimit, options.bodyLimit},
-                              [this](LoggedRequest head) { return Begin(std::move(head)); })),
+                              [this](ClientRequest head) { return Begin(std::move(head)); })),
         url("http://127.0.0.1:" + std::to_string(server->Port())),
         api(store, {url, options.quotaBytes, options.tokenLifetime}),
         control({api, store, records, faults, owner.account, options.quotaBytes, server->Port()}) {
@@ -66,7 +66,7 @@ struct Service::Impl {
     return temporary.emplace().Path();
   }
 
-  std::unique_ptr<Exchange> Begin(LoggedRequest head) {
+  std::unique_ptr<Exchange> Begin(ClientRequest head) {
     if (Control::Owns(head.path))
       return std::make_unique<ControlExchange>(control, std::move(head));
     return std::make_unique<ClientExchange>(parts, std::move(head));
@@ -144,17 +144,17 @@ std::uint64_t Service::FaultFired(std::uint64_t id) const {
 void Service::SetScript(Script script) {
   impl_->arrivals.SetScript(std::move(script));
 }
-std::vector<LoggedRequest> Service::Log() const {
+std::vector<ClientRequest> Service::Arrived() const {
   return impl_->arrivals.All();
 }
-void Service::ClearLog() {
+void Service::ClearArrived() {
   impl_->arrivals.Clear();
 }
 size_t Service::RequestCount() const {
   return impl_->arrivals.Count();
 }
 
-bool Service::WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
+bool Service::WaitForRequest(const std::function<bool(const ClientRequest&)>& predicate,
                              std::chrono::milliseconds timeout) const {
   return impl_->arrivals.WaitFor(predicate, timeout);
 }

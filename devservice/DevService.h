@@ -24,7 +24,7 @@ struct RequestRecord;
 // Decides about one request: a reply, or nothing to let the service answer it. Called on server
 // threads, possibly several at once. Answers are sent compressed only when the service answers by
 // itself. A script that throws ends the program.
-using Script = std::function<std::optional<Reply>(const LoggedRequest&)>;
+using Script = std::function<std::optional<Reply>(const ClientRequest&)>;
 
 class Service {
  public:
@@ -36,7 +36,7 @@ class Service {
     std::chrono::seconds tokenLifetime{3600};  // counted from the token's last use
     std::uint64_t maxRequestBytes = 4ull
                                     << 30;  // a longer body is answered 413 before it has ended
-    size_t logLimit = 1'000'000;            // older requests leave the log
+    size_t logLimit = 1'000'000;            // of requests in Arrived(); older ones leave
     // A slower client loses its connection. Bodies and answers get a second more for every 1000
     // bytes.
     std::chrono::milliseconds headLimit{30'000};
@@ -49,8 +49,6 @@ class Service {
   Service();
   explicit Service(Options options);
   ~Service();  // stops the server; silent and slow replies end at once
-  Service(const Service&) = delete;
-  Service& operator=(const Service&) = delete;
 
   std::string Url() const;      // "http://127.0.0.1:PORT"
   std::string PageUrl() const;  // of the page that shows the service, with the token it needs
@@ -84,11 +82,12 @@ class Service {
   void ClearFaults();
   std::uint64_t FaultFired(std::uint64_t id) const;  // how often so far
 
-  std::vector<LoggedRequest> Log() const;
-  void ClearLog();
-  size_t RequestCount() const;  // since the start or the last ClearLog
+  // The last requests, as they arrived; bodies of more than 1 MiB are left out.
+  std::vector<ClientRequest> Arrived() const;
+  void ClearArrived();
+  size_t RequestCount() const;  // since the start or the last ClearArrived
   // Waits until a request for which `predicate` holds has arrived; false after the time-out.
-  bool WaitForRequest(const std::function<bool(const LoggedRequest&)>& predicate,
+  bool WaitForRequest(const std::function<bool(const ClientRequest&)>& predicate,
                       std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
   // Ends the validity of all session tokens, as their expiry would.

@@ -21,7 +21,7 @@ using kelo::TemporaryFolder;
 // One local service for the whole run. Its answers are the rest of the running input.
 struct Scripted {
   Scripted() {
-    service.SetScript([this](const LoggedRequest&) -> std::optional<Reply> {
+    service.SetScript([this](const ClientRequest&) -> std::optional<Reply> {
       const std::lock_guard lock(mutex_);
       Reply reply;
       if (answers_.empty()) return reply;
@@ -38,7 +38,7 @@ struct Scripted {
   void SetAnswers(std::vector<std::string> answers) {
     const std::lock_guard lock(mutex_);
     answers_ = std::move(answers);
-    service.ClearLog();
+    service.ClearArrived();
   }
 
   const TemporaryFolder folder;

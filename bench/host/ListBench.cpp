@@ -11,9 +11,9 @@ void List100000Items(benchmark::State& state) {
   devservice::Service service;
   const auto answer = std::make_shared<std::string>(
       SampleHierarchyAnswer({Sized<size_t>(100000, 1000), Sized<size_t>(1000, 10)}));
-  service.SetScript([answer](const devservice::LoggedRequest& request) {
+  service.SetScript([answer](const devservice::ClientRequest& request) {
     std::optional<devservice::Reply> reply;
-    if (request.apiMethod == "GetHierarchy") reply = devservice::Reply{.body = *answer};
+    if (request.method == "GetHierarchy") reply = devservice::Reply{.body = *answer};
     return reply;
   });
   Kelo kelo(service);

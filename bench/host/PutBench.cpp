@@ -16,7 +16,7 @@ namespace {
 const int kFiles = Sized(20000, 50);
 constexpr int kSizes = 4999;  // so many bytes at most follow a picture, to make sizes differ
 
-using devservice::LoggedRequest;
+using devservice::ClientRequest;
 
 size_t Keep(char* data, size_t size, size_t count, void* text) {
   static_cast<std::string*>(text)->append(data, size * count);
@@ -24,8 +24,8 @@ size_t Keep(char* data, size_t size, size_t count, void* text) {
 }
 
 // The part of a request that is signed: its body, or the first part of that.
-std::string Document(const LoggedRequest& request) {
-  if (request.method == "PUT") return request.body;
+std::string Document(const ClientRequest& request) {
+  if (request.verb == "PUT") return request.body;
   const std::size_t begin = request.body.find("\r\n\r\n") + 4;
   return request.body.substr(begin, request.body.find("\r\n--BOUNDARY", begin) - begin);
 }
@@ -48,10 +48,10 @@ class Replay {
     token_ = answer_.substr(begin, answer_.find('"', begin) - begin);
   }
 
-  void Prepare(std::vector<LoggedRequest> requests) {
+  void Prepare(std::vector<ClientRequest> requests) {
     requests_ = std::move(requests);
     urls_.clear();
-    for (const LoggedRequest& request : requests_) {
+    for (const ClientRequest& request : requests_) {
       const std::string query = "keloSessToken=" + token_ + "&callId=" + std::to_string(++callId_);
       urls_.push_back(
           service_.Url() + request.path + "?" + query + "&keloApiSig=" +
@@ -67,7 +67,7 @@ class Replay {
 
  private:
   bool SendOne(std::size_t at) {
-    const LoggedRequest& request = requests_[at];
+    const ClientRequest& request = requests_[at];
     CURL* easy = easy_.get();
     const std::string type = "Content-Type: " + request.Header("Content-Type");
     const std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers(
@@ -75,7 +75,7 @@ class Replay {
         &curl_slist_free_all);
     answer_.clear();
     curl_easy_setopt(easy, CURLOPT_URL, urls_[at].c_str());
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.verb.c_str());
     curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE,
                      static_cast<curl_off_t>(request.body.size()));
     curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
@@ -87,7 +87,7 @@ class Replay {
   std::unique_ptr<CURL, void (*)(CURL*)> easy_;
   std::string token_;
   std::string answer_;
-  std::vector<LoggedRequest> requests_;
+  std::vector<ClientRequest> requests_;
   std::vector<std::string> urls_;
   int callId_ = 1;
 };
@@ -121,11 +121,11 @@ class Pair {
   Pair() : kelo_(ours_), replay_(bare_) {}
 
   Times Put(const std::string& folder, bool sends) {
-    ours_.ClearLog();
+    ours_.ClearArrived();
     Times times;
     bool ok = true;
     times.ours = Seconds(kWallTime, [&] { ok = kelo_.Run({"put", folder}) >= 0; });
-    replay_.Prepare(ours_.Log());
+    replay_.Prepare(ours_.Arrived());
     times.bare = Seconds(
         kWallTime, [&] { ok = replay_.Send() && ok; });
     times.pictures = Seconds(kWallTime, [&] { ok = ReadPictures(folder, sends) > 0 && ok; });

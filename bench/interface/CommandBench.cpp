@@ -11,7 +11,7 @@
 namespace kelo::bench {
 namespace {
 
-using devservice::LoggedRequest;
+using devservice::ClientRequest;
 using devservice::Reply;
 
 const int kAlbums = Sized(1000, 10);
@@ -24,11 +24,11 @@ std::string Address(int i) {
 }
 
 // Answers like a service with a new id for every album, and rejects one bad recipient at a time.
-std::optional<Reply> Answer(const LoggedRequest& request) {
+std::optional<Reply> Answer(const ClientRequest& request) {
   Reply reply;
   reply.body = "<r stat=\"ok\" albumId=\"" + request.query.substr(0, 27) + "\" />";
   const size_t bad =
-      request.apiMethod == "VerifyRecipients" ? request.body.find("bad") : std::string::npos;
+      request.method == "VerifyRecipients" ? request.body.find("bad") : std::string::npos;
   if (bad != std::string::npos) {
     const std::string address =
         request.body.substr(bad, request.body.find_first_of(";\"", bad) - bad);
@@ -133,11 +133,11 @@ void VerifyRecipients(benchmark::State& state) {
     if (world.Send(kKELOCommand_VerifyRecipient, &record, 1) != kKELOResult_RecipientsRejected)
       state.SkipWithError("the command failed");
   };
-  world.service().ClearLog();
+  world.service().ClearArrived();
   ours();
   state.counters["requests"] = static_cast<double>(world.service().RequestCount());
   std::vector<std::string> documents;
-  for (const LoggedRequest& request : world.service().Log()) documents.push_back(request.body);
+  for (const ClientRequest& request : world.service().Arrived()) documents.push_back(request.body);
   const auto bare = [&] {
     for (const std::string& document : documents) world.BarePut(state, document);
   };

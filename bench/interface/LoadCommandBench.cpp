@@ -24,11 +24,11 @@ class LoadWorld {
  public:
   explicit LoadWorld(size_t albums) : easy_(curl_easy_init(), &curl_easy_cleanup) {
     const auto answer = std::make_shared<std::string>(SampleHierarchyAnswer({kItems, albums}));
-    service_.SetScript([answer](const devservice::LoggedRequest& request) {
+    service_.SetScript([answer](const devservice::ClientRequest& request) {
       devservice::Reply reply;
       reply.body =
           "<r stat=\"ok\" totalCount=\"" + std::to_string(kItems) + "\"><albums></albums></r>";
-      if (request.apiMethod == "GetHierarchy") reply.body = *answer;
+      if (request.method == "GetHierarchy") reply.body = *answer;
       return reply;
     });
     KELOAccessInitialize(0);

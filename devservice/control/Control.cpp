@@ -5,12 +5,12 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <charconv>
 #include <nlohmann/json.hpp>
 
 #include "devservice/control/AccountJson.h"
 #include "devservice/page/Page.h"
 #include "devservice/protocol/Digest.h"
+#include "devservice/protocol/Values.h"
 
 namespace kelo::devservice {
 namespace {
@@ -43,18 +43,10 @@ Reply Words(int status, std::string_view words) {
   return Guarded(status, "text/plain; charset=UTF-8", std::string(words) + "\n");
 }
 
-Answer JsonAnswer(const Json& json) {
-  return {Guarded(200, "application/json",
-                  json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"),
-          {},
-          false};
-}
-
-std::optional<std::uint64_t> NumberOf(std::string_view text) {
-  std::uint64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
+Reply JsonReply(const Json& json, int status = 200) {
+  // What came in may be no UTF-8 and is repeated in messages.
+  return Guarded(status, "application/json",
+                 json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 // The number of a query that is "NAME=NUMBER"; `otherwise` where there is no query.
@@ -71,7 +63,7 @@ bool IsSame(std::string_view left, std::string_view right) {
 
 // Browsers tell where a request comes from. To open the page from elsewhere is fine: it shows
 // nothing to where the reader came from.
-bool IsFromElsewhere(const LoggedRequest& head) {
+bool IsFromElsewhere(const ClientRequest& head) {
   const std::string origin = head.Header("Origin");
   if (!origin.empty() && origin != "http://" + head.Header("Host")) return true;
   const std::string site = head.Header("Sec-Fetch-Site");
@@ -82,9 +74,9 @@ bool IsFromElsewhere(const LoggedRequest& head) {
 }  // namespace
 
 struct Control::Route {
-  std::string_view method;
+  std::string_view verb;
   std::string_view path;  // with a slash at its end: and whatever follows
-  Answer (Control::*serve)(const LoggedRequest&) const;
+  Reply (Control::*serve)(const ClientRequest&) const;
 
   bool Matches(std::string_view asked) const {
     if (path == kPagePath || !path.ends_with('/')) return asked == path;
@@ -119,7 +111,7 @@ bool Control::Owns(std::string_view path) {
   return path == kPagePath || path == kOutboxPath || path.starts_with(kPrefix);
 }
 
-bool Control::IsAddressed(const LoggedRequest& head) const {
+bool Control::IsAddressed(const ClientRequest& head) const {
   const auto isHost = [](const auto& header) {
     return strcasecmp(header.first.c_str(), "Host") == 0;
   };
@@ -127,12 +119,12 @@ bool Control::IsAddressed(const LoggedRequest& head) const {
          std::ranges::find(hosts_, head.Header("Host")) != hosts_.end();
 }
 
-bool Control::HasToken(const LoggedRequest& head) const {
+bool Control::HasToken(const ClientRequest& head) const {
   if (head.path == kPagePath) return IsSame(head.query, "token=" + token_);
   return IsSame(head.Header("Authorization"), "Bearer " + token_);
 }
 
-std::optional<Reply> Control::Refuse(const LoggedRequest& head) const {
+std::optional<Reply> Control::Refuse(const ClientRequest& head) const {
   if (!IsAddressed(head)) return Words(403, "This answers to loopback host names only.");
   if (IsFromElsewhere(head)) return Words(403, "This answers to its own page only.");
   if (!HasToken(head))
@@ -141,101 +133,104 @@ std::optional<Reply> Control::Refuse(const LoggedRequest& head) const {
   return std::nullopt;
 }
 
-Answer Control::Serve(const LoggedRequest& request) const {
+Reply Control::Serve(const ClientRequest& request) const {
   std::string allowed;
   for (const Route& route : kRoutes) {
     if (!route.Matches(request.path)) continue;
-    if (route.method == request.method) return (this->*route.serve)(request);
-    allowed += (allowed.empty() ? "" : ", ") + std::string(route.method);
+    if (route.verb == request.verb) return (this->*route.serve)(request);
+    allowed += (allowed.empty() ? "" : ", ") + std::string(route.verb);
   }
-  if (allowed.empty()) return {Words(404, "There is nothing here."), {}, false};
+  if (allowed.empty()) return Words(404, "There is nothing here.");
   Reply reply = Words(405, "This takes " + allowed + ".");
   reply.headers.emplace_back("Allow", allowed);
-  return {std::move(reply), {}, false};
+  return reply;
 }
 
-Answer Control::GetPage(const LoggedRequest&) const {
+Reply Control::GetPage(const ClientRequest&) const {
   const std::string nonce = RandomText();
-  return {
-      Guarded(200, "text/html; charset=UTF-8", PageText(nonce),
-              "default-src 'none'; script-src 'nonce-" + nonce + "'; style-src 'nonce-" + nonce +
-                  "'; img-src blob: data:; connect-src 'self'; base-uri 'none'; "
-                  "form-action 'none'; frame-ancestors 'none'"),
-      {},
-      false};
+  return Guarded(200, "text/html; charset=UTF-8", PageText(nonce),
+                 "default-src 'none'; script-src 'nonce-" + nonce + "'; style-src 'nonce-" + nonce +
+                     "'; img-src blob: data:; connect-src 'self'; base-uri 'none'; "
+                     "form-action 'none'; frame-ancestors 'none'");
 }
 
-Answer Control::GetOutbox(const LoggedRequest&) const {
+Reply Control::GetOutbox(const ClientRequest&) const {
   const std::lock_guard lock(parts_.api.Mutex());
   std::string text;
   for (const Mail& mail : parts_.store.Outbox())
     text += (text.empty() ? "" : "\n") + DescribeMail(mail);
-  return {Words(200, text.empty() ? "No mail." : text), {}, false};
+  return Words(200, text.empty() ? "No mail." : text);
 }
 
-Answer Control::GetAccount(const LoggedRequest& request) const {
+Reply Control::GetAccount(const ClientRequest& request) const {
   const auto first = static_cast<std::uint64_t>(parts_.account);
   const auto id = QueryNumber(request.query, "id", first);
-  if (!id) return {Words(400, "The query is id=NUMBER, or nothing."), {}, false};
+  if (!id) return Words(400, "The query is id=NUMBER, or nothing.");
   std::unique_lock lock(parts_.api.Mutex());
   const auto accounts = parts_.store.Accounts();
   const auto chosen =
       std::ranges::find(accounts, static_cast<AccountId>(*id), &Credentials::account);
-  if (chosen == accounts.end()) return {Words(404, "There is no such account."), {}, false};
+  if (chosen == accounts.end()) return Words(404, "There is no such account.");
   const Json account = AccountJson(parts_.store, chosen->account, parts_.quotaBytes);
   lock.unlock();  // whoever uses the service need not wait for the writing
-  return JsonAnswer(account);
+  return JsonReply(account);
 }
 
-Answer Control::GetScreen(const LoggedRequest& request) const {
+Reply Control::GetScreen(const ClientRequest& request) const {
   const std::string id = request.path.substr(kScreenPath.size());
   const auto file = parts_.api.FileOf(std::string(Api::kDownloadPath) + "/screen/" + id);
-  if (file.empty()) return {Words(404, "There is no such picture."), {}, false};
-  return {Guarded(200, "application/octet-stream", ""), file, false};
+  if (file.empty()) return Words(404, "There is no such picture.");
+  Reply reply = Guarded(200, "application/octet-stream", "");
+  reply.file = file;
+  return reply;
 }
 
-Answer Control::PostReset(const LoggedRequest&) const {
+Reply Control::PostReset(const ClientRequest&) const {
   const std::lock_guard lock(parts_.api.Mutex());
   parts_.store.Empty();
-  return JsonAnswer({{"revision", parts_.store.Revision()}});
+  return JsonReply({{"revision", parts_.store.Revision()}});
 }
 
-Answer Control::GetLog(const LoggedRequest& request) const {
+Reply Control::GetLog(const ClientRequest& request) const {
   const auto last = QueryNumber(request.query, "after", 0);
-  if (!last) return {Words(400, "The query is after=NUMBER, or nothing."), {}, false};
+  if (!last) return Words(400, "The query is after=NUMBER, or nothing.");
   Json json = {{"instance", instance_}, {"revision", parts_.store.Revision()}};
   parts_.log.Describe(json, *last, kMaxRows);
   json["faults"] = FaultsJson(parts_.faults);
-  return JsonAnswer(json);
+  return JsonReply(json);
 }
 
-Answer Control::GetRecord(const LoggedRequest& request) const {
+Reply Control::GetRecord(const ClientRequest& request) const {
   const auto number = NumberOf(std::string_view(request.path).substr(kRecordPath.size()));
   const Json record = number ? parts_.log.Whole(*number) : Json();
-  if (record.is_null()) return {Words(404, "There is no such request in the log."), {}, false};
-  return JsonAnswer(record);
+  if (record.is_null()) return Words(404, "There is no such request in the log.");
+  return JsonReply(record);
 }
 
-Answer Control::GetFaults(const LoggedRequest&) const {
-  return JsonAnswer({{"faults", FaultsJson(parts_.faults)}});
+Reply Control::GetFaults(const ClientRequest&) const {
+  return JsonReply({{"faults", FaultsJson(parts_.faults)}});
 }
 
-Answer Control::PostFaults(const LoggedRequest& request) const {
-  return ChangeFaults(request.body);
+Reply Control::PostFaults(const ClientRequest& request) const {
+  return ChangeFaults(Json::parse(request.body, nullptr, false));
 }
 
 // One fault, or all of them.
-Answer Control::DeleteFaults(const LoggedRequest& request) const {
+Reply Control::DeleteFaults(const ClientRequest& request) const {
   const std::string_view rest = std::string_view(request.path).substr(kFaultsPath.size());
-  if (rest.empty()) return ChangeFaults(R"({"remove": "all"})");
+  if (rest.empty()) return ChangeFaults({{"remove", "all"}});
   const auto id = NumberOf(rest.substr(1));
-  if (!id) return {Words(404, "There is no such fault."), {}, false};
-  return ChangeFaults(Json{{"remove", *id}}.dump());
+  if (!id) return Words(404, "There is no such fault.");
+  return ChangeFaults({{"remove", *id}});
 }
 
-Answer Control::ChangeFaults(std::string_view wish) const {
-  const Reply reply = HandleFaults(parts_.faults, wish);
-  return {Guarded(reply.status, "application/json", reply.body), {}, false};
+Reply Control::ChangeFaults(const Json& wish) const {
+  try {
+    devservice::ChangeFaults(parts_.faults, wish);
+    return JsonReply({{"faults", FaultsJson(parts_.faults)}});
+  } catch (const FaultError& error) {
+    return JsonReply({{"error", {{"message", error.what()}}}}, error.Status());
+  }
 }
 
 }  // namespace kelo::devservice

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,9 +38,9 @@ class Control {
   static bool Owns(std::string_view path);
 
   // What is wrong with a request, known before its body is read: who asks, and how much it sends.
-  std::optional<Reply> Refuse(const LoggedRequest& head) const;
+  std::optional<Reply> Refuse(const ClientRequest& head) const;
   // Answers one that was not refused.
-  Answer Serve(const LoggedRequest& request) const;
+  Reply Serve(const ClientRequest& request) const;
 
   const std::string& Token() const { return token_; }
 
@@ -49,20 +48,20 @@ class Control {
   struct Route;
   static const Route kRoutes[];
 
-  bool IsAddressed(const LoggedRequest& head) const;
-  bool HasToken(const LoggedRequest& head) const;
+  bool IsAddressed(const ClientRequest& head) const;
+  bool HasToken(const ClientRequest& head) const;
 
-  Answer GetPage(const LoggedRequest& request) const;
-  Answer GetOutbox(const LoggedRequest& request) const;
-  Answer GetAccount(const LoggedRequest& request) const;
-  Answer GetScreen(const LoggedRequest& request) const;
-  Answer PostReset(const LoggedRequest& request) const;
-  Answer GetLog(const LoggedRequest& request) const;
-  Answer GetRecord(const LoggedRequest& request) const;
-  Answer GetFaults(const LoggedRequest& request) const;
-  Answer PostFaults(const LoggedRequest& request) const;
-  Answer DeleteFaults(const LoggedRequest& request) const;
-  Answer ChangeFaults(std::string_view wish) const;
+  Reply GetPage(const ClientRequest& request) const;
+  Reply GetOutbox(const ClientRequest& request) const;
+  Reply GetAccount(const ClientRequest& request) const;
+  Reply GetScreen(const ClientRequest& request) const;
+  Reply PostReset(const ClientRequest& request) const;
+  Reply GetLog(const ClientRequest& request) const;
+  Reply GetRecord(const ClientRequest& request) const;
+  Reply GetFaults(const ClientRequest& request) const;
+  Reply PostFaults(const ClientRequest& request) const;
+  Reply DeleteFaults(const ClientRequest& request) const;
+  Reply ChangeFaults(const nlohmann::ordered_json& wish) const;
 
   Parts parts_;
   std::vector<std::string> hosts_;  // what a Host header may say

@@ -38,7 +38,7 @@ Json RecordJson(const RequestRecord& record) {
           {"errorCode", record.errorCode},
           {"errorText", record.errorText},
           {"milliseconds", static_cast<double>(record.duration.count()) / 1000},
-          {"bytesIn", record.bytesIn},
+          {"bytesIn", record.bodySize},
           {"bytesOut", record.bytesOut},
           {"complete", record.complete},
           {"signature", record.signature},

@@ -1,42 +1,52 @@
-// One table of the kinds serves the reading, the checks and the writing of a fault's text.
+// One table of the kinds serves the reading, the checks, the writing and the help of faults.
 #include "devservice/faults/Faults.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 #include <random>
 
 #include "devservice/methods/Answers.h"
 #include "devservice/methods/Api.h"
+#include "devservice/protocol/Values.h"
 
 namespace kelo::devservice {
 namespace {
 
-enum class Value { kNone, kOptional, kRequired };
-
 struct KindRule {
   FaultKind kind;
-  std::string_view name;
-  Value value = Value::kNone;
+  std::string_view form;   // "cut[=BYTES]": the name and, where there is one, the value
+  std::string_view about;  // for people
   std::int64_t least = 0;
   std::int64_t most = 0;
   std::int64_t otherwise = 0;  // where an optional value is left out
+
+  std::string_view Name() const { return form.substr(0, form.find_first_of("[=")); }
+  bool TakesValue() const { return form != Name(); }
+  bool NeedsValue() const { return TakesValue() && !form.ends_with(']'); }
 };
 
 constexpr std::int64_t kMaxValue = 1'000'000'000'000;
 constexpr std::int64_t kDay = 24 * 3600 * 1000;
 constexpr KindRule kKinds[] = {
-    {FaultKind::kStatus, "status", Value::kRequired, 200, 599},
-    {FaultKind::kError, "error", Value::kRequired, 1, 9999},
-    {FaultKind::kFull, "full"},
-    {FaultKind::kGarbage, "garbage"},
-    {FaultKind::kSilence, "silence"},
-    {FaultKind::kReset, "reset"},
-    {FaultKind::kExpire, "expire"},
-    {FaultKind::kDelay, "delay", Value::kRequired, 0, kDay},
-    {FaultKind::kCut, "cut", Value::kOptional, 0, kMaxValue},
-    {FaultKind::kLength, "length", Value::kOptional, -kMaxValue, kMaxValue, 1},
-    {FaultKind::kSlow, "slow", Value::kRequired, 1, kMaxValue},
+    {FaultKind::kStatus, "status=CODE", "Answers with this HTTP status, and does nothing", 200,
+     599},
+    {FaultKind::kError, "error=NUMBER", "Answers with this error of the service, and does nothing",
+     1, 9999},
+    {FaultKind::kFull, "full", "Answers uploads with error 203, storage full, and stores nothing"},
+    {FaultKind::kGarbage, "garbage", "Answers with bytes that are no document, and does nothing"},
+    {FaultKind::kSilence, "silence", "Never answers, and does nothing"},
+    {FaultKind::kReset, "reset", "Resets the connection, and does nothing"},
+    {FaultKind::kExpire, "expire",
+     "Ends all session tokens, then does what is asked as far as that goes"},
+    {FaultKind::kDelay, "delay=MS",
+     "Does what is asked, and waits so many milliseconds before the answer", 0, kDay},
+    {FaultKind::kCut, "cut[=BYTES]",
+     "Does it, and closes after so many bytes of the answer's body (0)", 0, kMaxValue},
+    {FaultKind::kLength, "length[=N]",
+     "Does it, and announces N bytes (1) more than it sends; fewer if N is negative", -kMaxValue,
+     kMaxValue, 1},
+    {FaultKind::kSlow, "slow=BYTES",
+     "Does it, taking uploads and giving answers at so many bytes a second", 1, kMaxValue},
 };
 
 constexpr std::string_view kAnyMethod = "*";
@@ -50,31 +60,29 @@ const KindRule& RuleOf(FaultKind kind) {
 
 template <typename Number>
 Number ReadNumber(std::string_view text, std::string_view of) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (text.empty() || error != std::errc() || end != text.data() + text.size())
-    throw FaultError(std::string(of) + " is no number: \"" + std::string(text) + "\"");
-  return number;
+  if (const auto number = NumberOf<Number>(text)) return *number;
+  throw FaultError(std::string(of) + " is no number: \"" + std::string(text) + "\"");
 }
 
 std::string KindNames() {
   std::string names;
-  for (const KindRule& rule : kKinds) names += (names.empty() ? "" : ", ") + std::string(rule.name);
+  for (const KindRule& rule : kKinds)
+    names += (names.empty() ? "" : ", ") + std::string(rule.Name());
   return names;
 }
 
 const KindRule& RuleNamed(std::string_view name) {
-  const auto* rule = std::ranges::find(kKinds, name, &KindRule::name);
+  const auto* rule = std::ranges::find(kKinds, name, &KindRule::Name);
   if (rule == std::end(kKinds))
     throw FaultError("there is no fault \"" + std::string(name) + "\", only " + KindNames());
   return *rule;
 }
 
 std::int64_t ReadValue(const KindRule& rule, std::optional<std::string_view> text) {
-  const std::string name(rule.name);
-  if (!text && rule.value == Value::kRequired) throw FaultError(name + " needs a value");
+  const std::string name(rule.Name());
+  if (!text && rule.NeedsValue()) throw FaultError(name + " needs a value");
   if (!text) return rule.otherwise;
-  if (rule.value == Value::kNone) throw FaultError(name + " takes no value");
+  if (!rule.TakesValue()) throw FaultError(name + " takes no value");
   const auto value = ReadNumber<std::int64_t>(*text, name);
   if (value < rule.least || value > rule.most) {
     throw FaultError(name + " is between " + std::to_string(rule.least) + " and " +
@@ -127,8 +135,8 @@ Fault ReadFault(std::string_view text) {
 
 std::string FaultText(const Fault& fault) {
   const KindRule& rule = RuleOf(fault.kind);
-  std::string text = fault.method + ":" + std::string(rule.name);
-  if (rule.value != Value::kNone) text += "=" + std::to_string(fault.value);
+  std::string text = fault.method + ":" + std::string(rule.Name());
+  if (rule.TakesValue()) text += "=" + std::to_string(fault.value);
   if (fault.times > 0) text += "," + std::string(kTimes) + std::to_string(fault.times);
   return text;
 }
@@ -204,7 +212,13 @@ std::optional<Fault> Faults::Fire(std::string_view method) {
 }
 
 std::string_view KindName(FaultKind kind) {
-  return RuleOf(kind).name;
+  return RuleOf(kind).Name();
+}
+
+std::vector<std::pair<std::string, std::string>> KindsInWords() {
+  std::vector<std::pair<std::string, std::string>> words;
+  for (const KindRule& rule : kKinds) words.emplace_back(rule.form, rule.about);
+  return words;
 }
 
 }  // namespace kelo::devservice

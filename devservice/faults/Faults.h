@@ -1,8 +1,7 @@
 // Faults that a developer asks for: what goes wrong, in which method's answers, how often. A fault
 // becomes a Reply like that of a script, so the connection knows one kind of misbehaviour only.
 //
-// As text: METHOD:KIND[=VALUE][,times=N], as `kelo-devservice --help` describes it with all kinds
-// (program/Texts.cpp); the table in Faults.cpp has their values.
+// As text: METHOD:KIND[=VALUE][,times=N]. The table in Faults.cpp has all kinds.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "devservice/http/Message.h"
@@ -40,19 +40,25 @@ struct Fault {
   std::int64_t value = 0;   // 0 where the kind takes none
   std::uint64_t times = 0;  // 0: always
   std::uint64_t fired = 0;
-
-  bool operator==(const Fault&) const = default;
 };
 
-// A fault's text is wrong; what() says how.
+// A wish for a fault is wrong; what() says how.
 class FaultError : public std::runtime_error {
-  using std::runtime_error::runtime_error;
+ public:
+  explicit FaultError(const std::string& what, int status = 400)
+      : std::runtime_error(what), status_(status) {}
+  int Status() const { return status_; }  // of HTTP
+
+ private:
+  int status_;
 };
 
 // Throws FaultError.
 Fault ReadFault(std::string_view text);
 std::string FaultText(const Fault& fault);
 std::string_view KindName(FaultKind kind);
+// For people: "cut[=BYTES]" and what it does, of each kind.
+std::vector<std::pair<std::string, std::string>> KindsInWords();
 
 // The answer of a fault that does nothing of what was asked; nothing for the other kinds.
 std::optional<Reply> ReplyInstead(const Fault& fault);
@@ -82,10 +88,10 @@ class Faults {
 //   "times": ..., "fired": ...}, ...]
 nlohmann::ordered_json FaultsJson(const Faults& faults);
 
-// Changes the faults as a JSON object asks and answers with {"faults": [...]}:
+// Changes the faults as a JSON object asks:
 //   {"add": TEXT or [TEXT, ...], "remove": ID or [ID, ...] or "all"}, both optional.
-// Removes first. What cannot be done as a whole changes nothing: 400, or 404 for an unknown id,
-// with {"error": {"message": ...}}.
-Reply HandleFaults(Faults& faults, std::string_view body);
+// Removes first. What cannot be done as a whole changes nothing, and throws FaultError: of status
+// 404 for an unknown id.
+void ChangeFaults(Faults& faults, const nlohmann::ordered_json& wish);
 
 }  // namespace kelo::devservice

@@ -14,10 +14,6 @@ class Descriptor {
     if (value_ >= 0) close(value_);
   }
   Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(value_, other.value_);
-    return *this;
-  }
   int Get() const { return value_; }
 
  private:

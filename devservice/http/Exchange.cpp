@@ -59,16 +59,16 @@ Reply Malformed() {
   return PlainReply(400, "This cannot be read as a whole HTTP request\n");
 }
 
-LoggedRequest HeadOf(const Parser& parser) {
+ClientRequest HeadOf(const Parser& parser) {
   const auto& message = parser.get();
-  LoggedRequest head;
-  head.method = std::string(message.method_string());
+  ClientRequest head;
+  head.verb = std::string(message.method_string());
   head.target = std::string(message.target());
   const size_t mark = head.target.find('?');
   head.path = head.target.substr(0, mark);
   if (mark != std::string::npos) head.query = head.target.substr(mark + 1);
   for (const auto& field : message) head.headers.emplace_back(field.name_string(), field.value());
-  head.bodySize = parser.content_length().value_or(0);
+  head.announcedSize = parser.content_length().value_or(0);
   return head;
 }
 
@@ -107,9 +107,10 @@ class Connection {
     if (last) {
       record.answer = last->body;
       last->headers.emplace_back("Connection", "close");
-      Send(*exchange, {std::move(*last), {}, false});
+      Send(*exchange, std::move(*last));
     }
     record.duration = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
+    static_cast<RequestFacts&>(record) = exchange->request;
     exchange->OnDone();
     if (last && record.status != 0) Drain();
     return goesOn;
@@ -134,24 +135,22 @@ class Connection {
 
  private:
   // What arrives is known to the service even where it cannot be read.
-  LoggedRequest Unreadable() const {
-    LoggedRequest head;
-    head.method = "?";
+  ClientRequest Unreadable() const {
+    ClientRequest head;
+    head.verb = "?";
     head.target = head.path = line_.substr(0, line_.find_first_of("\r\n"));
     return head;
   }
 
   // Takes the request. A reply ends the connection, although the peer may still be sending.
   std::optional<Reply> TakeSteps(Exchange& exchange, Parser& parser, bool isRead) {
-    LoggedRequest& request = exchange.request;
+    ClientRequest& request = exchange.request;
     std::optional<Reply> early = isRead ? exchange.OnHead() : Malformed();
-    request.bodySize = 0;
     const std::uint64_t most = exchange.MaxBody();
     if (!early) ReadBody(exchange, parser, most);
-    exchange.record.complete = request.complete = !early && parser.is_done();
-    exchange.record.bytesIn = request.bodySize;
+    request.complete = !early && parser.is_done();
+    exchange.OnArrived();
     if (request.complete) return std::nullopt;
-    exchange.OnRequest();
     if (!early) early = request.bodySize > most ? TooLarge(most) : Malformed();
     return early;
   }
@@ -159,7 +158,7 @@ class Connection {
   // Gives up behind so many bytes.
   void ReadBody(Exchange& exchange, Parser& parser, std::uint64_t most) {
     if (parser.is_done()) return;
-    LoggedRequest& request = exchange.request;
+    ClientRequest& request = exchange.request;
     if (request.Header("Expect") == "100-continue") SendAll("HTTP/1.1 100 Continue\r\n\r\n");
     deadline_ = Clock::now() + limits_.body;
     pace_ = Pace(exchange.bytesPerSecond);
@@ -217,17 +216,16 @@ class Connection {
   }
 
   // Whether the connection can go on.
-  bool Send(Exchange& exchange, Answer answer) {
+  bool Send(Exchange& exchange, Reply reply) {
     sentBytes_ = 0;
     deadline_ = Clock::now() + limits_.body;
-    const bool goesOn = SendAnswer(answer, exchange.request);
-    exchange.record.status = sentBytes_ > 0 ? answer.reply.status : 0;
+    const bool goesOn = SendReply(reply, exchange.request);
+    exchange.record.status = sentBytes_ > 0 ? reply.status : 0;
     exchange.record.bytesOut = sentBytes_;
     return goesOn;
   }
 
-  bool SendAnswer(Answer& answer, const LoggedRequest& request) {
-    Reply& reply = answer.reply;
+  bool SendReply(Reply& reply, const ClientRequest& request) {
     const linger atOnce{1, 0};
     if (reply.reset) setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
     while (reply.silent && PauseUntil(Clock::now() + std::chrono::hours(1))) continue;
@@ -236,17 +234,17 @@ class Connection {
     // The peer would take it for the beginning of its next answer.
     if (HasNoBody(reply.status)) reply.body.clear();
     const bool takesGzip = request.Header("Accept-Encoding").find("gzip") != std::string::npos;
-    if (answer.mayCompress && takesGzip && reply.body.size() >= kCompressFrom) {
+    if (reply.mayCompress && takesGzip && reply.body.size() >= kCompressFrom) {
       reply.body = Gzip(reply.body);
       reply.headers.emplace_back("Content-Encoding", "gzip");
     }
-    return SendBody(reply, answer.file, request.method == "HEAD");
+    return SendBody(reply, request.verb == "HEAD");
   }
 
-  bool SendBody(const Reply& reply, const std::filesystem::path& path, bool headOnly) {
-    const bool isFile = !path.empty();
-    const Descriptor file(isFile ? open(path.c_str(), O_RDONLY | O_CLOEXEC) : -1);
-    const std::uint64_t size = isFile ? std::filesystem::file_size(path) : reply.body.size();
+  bool SendBody(const Reply& reply, bool headOnly) {
+    const bool isFile = !reply.file.empty();
+    const Descriptor file(isFile ? open(reply.file.c_str(), O_RDONLY | O_CLOEXEC) : -1);
+    const std::uint64_t size = isFile ? std::filesystem::file_size(reply.file) : reply.body.size();
     std::uint64_t left =
         std::min<std::uint64_t>(reply.cutAfter.value_or(size), headOnly ? 0 : size);
     const bool isTogether = left > 0 && reply.bytesPerSecond == 0;

@@ -16,15 +16,10 @@ namespace kelo::devservice {
 // Derived classes decide. Used by one thread, which calls what follows in this order.
 class Exchange {
  public:
-  explicit Exchange(LoggedRequest head) : request(std::move(head)) {
+  explicit Exchange(ClientRequest head) : request(std::move(head)) {
     record.time = std::chrono::system_clock::now();
-    record.verb = request.method;
-    record.path = request.path;
-    record.query = request.query;
   }
   virtual ~Exchange() = default;
-  Exchange(const Exchange&) = delete;
-  Exchange& operator=(const Exchange&) = delete;
 
   // Before the body is read. A reply ends the request there.
   virtual std::optional<Reply> OnHead() = 0;
@@ -32,19 +27,20 @@ class Exchange {
   virtual std::uint64_t MaxBody() = 0;
   // A piece of the body; `request.bodySize` counts it already. Kept in `request.body`.
   virtual void Take(std::string_view bytes) { request.body.append(bytes); }
-  // Answers a whole request. If request.complete is false, it was answered already or the client
-  // left: the answer is ignored. Also completes the record.
-  virtual Answer OnRequest() = 0;
+  // Nothing more of the request comes. If it is not complete, it was answered or the client left.
+  virtual void OnArrived() {}
+  // Answers a complete request.
+  virtual Reply OnRequest() = 0;
   // The answer is sent, as far as it was, and the record complete.
   virtual void OnDone() {}
 
-  LoggedRequest request;
+  ClientRequest request;
   RequestRecord record;
   std::uint64_t bytesPerSecond = 0;  // at which the body is taken; 0: as fast as it comes
 };
 
 // Makes what serves a request of which the head has arrived. Called on several threads at once.
-using ExchangeMaker = std::function<std::unique_ptr<Exchange>(LoggedRequest head)>;
+using ExchangeMaker = std::function<std::unique_ptr<Exchange>(ClientRequest head)>;
 
 // head: how long the head may take. body: how long a body, and an answer, may take; each a second
 // more for every 1000 bytes.

@@ -17,22 +17,27 @@ using Headers = std::vector<std::pair<std::string, std::string>>;
 // Ignoring case; empty when absent.
 std::string HeaderIn(const Headers& headers, std::string_view name);
 
-// What arrived. Header names are as sent.
-struct LoggedRequest {
-  std::string method;  // "GET", "PUT", "POST"; "?" of what is no HTTP request: its path is the line
-  std::string target;  // path and query exactly as sent
+// What a request says and what of it came.
+struct RequestFacts {
+  std::string verb;  // "GET", "PUT", "POST"; "?" of what is no HTTP request: its path is the line
   std::string path;
-  std::string query;  // undecoded, without the "?"
+  std::string query;   // undecoded, without the "?"
+  std::string method;  // "OpenSession", "GetHierarchy", ..., "Download"; empty for anything else
+  std::uint64_t bodySize = 0;  // as far as it came
+  bool complete = true;        // false when the peer left, or was answered, before the body's end
+};
+
+// A request as it arrives. Header names are as sent.
+struct ClientRequest : RequestFacts {
+  std::string target;  // path and query exactly as sent
   Headers headers;
-  std::string body;  // empty if it has more than 1 MiB
-  std::uint64_t bodySize = 0;
-  std::string apiMethod;  // "OpenSession", "GetHierarchy", ...; empty where none can be read
-  bool complete = true;   // false when the peer left, or was answered, before the body's end
+  std::string body;                 // empty of an upload of more than 1 MiB
+  std::uint64_t announcedSize = 0;  // of the body, by Content-Length; 0 without one
 
   std::string Header(std::string_view name) const { return HeaderIn(headers, name); }
 };
 
-// A scripted answer. The defaults are an ordinary 200.
+// An answer. The defaults are an ordinary 200.
 struct Reply {
   int status = 200;
   std::string body{};
@@ -45,12 +50,7 @@ struct Reply {
   bool reset = false;                  // likewise, by a reset
   bool hasHead = true;                 // otherwise the body is all that is sent, before a reset too
   bool silent = false;                 // never answer, until the peer leaves or the service stops
-};
-
-// An answer of the service: a reply, or a file that is sent from disk instead of its body.
-struct Answer {
-  Reply reply;
-  std::filesystem::path file;
+  std::filesystem::path file{};        // sent from disk instead of the body
   bool mayCompress = false;
 };
 

@@ -2,11 +2,11 @@
 #include "devservice/methods/Api.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "devservice/methods/Answers.h"
 #include "devservice/protocol/Digest.h"
 #include "devservice/protocol/ServiceError.h"
+#include "devservice/protocol/Values.h"
 
 namespace kelo::devservice {
 namespace {
@@ -47,11 +47,10 @@ SignedQuery ReadQuery(std::string_view query, std::initializer_list<std::string_
 }
 
 std::uint64_t ReadCallId(const std::string& text) {
-  std::uint64_t callId = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), callId);
-  if (error != std::errc() || end != text.data() + text.size() || std::to_string(callId) != text)
+  const auto callId = NumberOf(text);
+  if (!callId || std::to_string(*callId) != text)
     throw ServiceError(ErrorNumber::kMalformedQuery, "Call id is no number");
-  return callId;
+  return *callId;
 }
 
 void CheckSignature(const std::string& secret, const SignedQuery& query, std::string_view tail,
@@ -64,10 +63,7 @@ void CheckSignature(const std::string& secret, const SignedQuery& query, std::st
 // `rule`: the attributes in their order, a "?" behind those that may be absent.
 void CheckAttributes(const Element& element, std::string_view rule) {
   auto attribute = element.attributes.begin();
-  while (!rule.empty()) {
-    const size_t end = std::min(rule.find(' '), rule.size());
-    std::string_view name = rule.substr(0, end);
-    rule.remove_prefix(std::min(end + 1, rule.size()));
+  for (std::string_view name : PiecesOf(rule, ' ')) {
     const bool optional = name.ends_with('?');
     if (optional) name.remove_suffix(1);
     if (attribute != element.attributes.end() && attribute->name == name) {
@@ -253,16 +249,6 @@ std::filesystem::path Api::FileOf(std::string_view path) {
     if (item && std::filesystem::is_regular_file(item->file, error)) return item->file;
   }
   return {};
-}
-
-std::vector<std::string> SplitIds(std::string_view list) {
-  std::vector<std::string> ids;
-  while (!list.empty()) {
-    const size_t comma = std::min(list.find(','), list.size());
-    if (comma > 0) ids.emplace_back(list.substr(0, comma));
-    list.remove_prefix(std::min(comma + 1, list.size()));
-  }
-  return ids;
 }
 
 }  // namespace kelo::devservice

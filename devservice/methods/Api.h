@@ -123,7 +123,4 @@ class Api {
   std::mutex mutex_;
 };
 
-// The pieces of a comma-separated list; empty pieces are left out.
-std::vector<std::string> SplitIds(std::string_view list);
-
 }  // namespace kelo::devservice

@@ -2,6 +2,7 @@
 #include "devservice/methods/Answers.h"
 #include "devservice/methods/Api.h"
 #include "devservice/protocol/ServiceError.h"
+#include "devservice/protocol/Values.h"
 
 namespace kelo::devservice {
 namespace {
@@ -104,9 +105,9 @@ std::string Api::GetForeignAlbumItems(const Request& request) {
 
 std::string Api::GetItemsInfo(const Request& request) {
   OrderOf(request.method, "sortBy", "sortOrder");
-  const auto ids = SplitIds(request.method.Value("itemIdList"));
+  const auto ids = PiecesOf(request.method.Value("itemIdList"), ',');
   std::string out = "<items>\r\n";
-  for (const std::string& id : ids) {
+  for (const std::string_view id : ids) {
     Item item;
     try {
       item = store_.RequireItem(request.account, id, true);

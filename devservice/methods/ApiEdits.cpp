@@ -1,17 +1,16 @@
 // The methods that change items, albums and folders; a wrong value changes nothing.
-#include <charconv>
-
 #include "devservice/methods/Answers.h"
 #include "devservice/methods/Api.h"
 #include "devservice/protocol/ServiceError.h"
+#include "devservice/protocol/Values.h"
 
 namespace kelo::devservice {
 namespace {
 
-constexpr int kHighestRating = 5;
+constexpr std::uint64_t kHighestRating = 5;
 
-std::vector<std::string> RequireIds(const Element& method) {
-  auto ids = SplitIds(method.Value("itemIdList"));
+std::vector<std::string_view> RequireIds(const Element& method) {
+  auto ids = PiecesOf(method.Value("itemIdList"), ',');
   if (ids.empty()) throw ServiceError(ErrorNumber::kUnusableValue, "No item");
   return ids;
 }
@@ -23,10 +22,8 @@ std::string CheckedProperty(std::string_view name, std::string_view value) {
     if (value == "true") return "1";
     if (value == "false") return "0";
   } else if (name == "rating") {
-    unsigned rating = 0;
-    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), rating);
-    if (error == std::errc() && end == value.data() + value.size()) {
-      if (rating > kHighestRating) throw ServiceError(ErrorNumber::kOutOfRange, "Rating above 5");
+    if (const auto rating = NumberOf(value)) {
+      if (*rating > kHighestRating) throw ServiceError(ErrorNumber::kOutOfRange, "Rating above 5");
       return std::string(value);
     }
   }
@@ -42,7 +39,7 @@ std::string RequireName(const Element& method, std::string_view attribute) {
 }  // namespace
 
 std::string Api::ModifyProps(const Request& request) {
-  for (const std::string& id : RequireIds(request.method)) {
+  for (const std::string_view id : RequireIds(request.method)) {
     store_.RequireItem(request.account, id, false);
     for (const Element& property : request.method.children) {
       const std::string_view name = property.Value("name");
@@ -53,7 +50,7 @@ std::string Api::ModifyProps(const Request& request) {
 }
 
 std::string Api::AddTags(const Request& request) {
-  for (const std::string& id : RequireIds(request.method)) {
+  for (const std::string_view id : RequireIds(request.method)) {
     store_.RequireItem(request.account, id, false);
     store_.AddTags(id, request.method.Value("tagList"));
   }
@@ -77,7 +74,7 @@ std::string Api::AddFolder(const Request& request) {
 
 std::string Api::AddItemsToAlbum(const Request& request) {
   const std::string album = store_.RequireAlbum(request.account, request.method.Value("albumId"));
-  for (const std::string& id : RequireIds(request.method)) {
+  for (const std::string_view id : RequireIds(request.method)) {
     store_.RequireItem(request.account, id, false);
     store_.AddToAlbum(album, id);
   }

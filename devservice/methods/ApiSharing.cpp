@@ -4,6 +4,7 @@
 #include "devservice/methods/Answers.h"
 #include "devservice/methods/Api.h"
 #include "devservice/protocol/ServiceError.h"
+#include "devservice/protocol/Values.h"
 
 namespace kelo::devservice {
 namespace {
@@ -36,10 +37,8 @@ bool LooksLikeAddress(std::string_view address) {
 std::vector<std::string> ReadRecipients(std::string_view list) {
   if (list.starts_with(kScheme)) list.remove_prefix(kScheme.size());
   std::vector<std::string> addresses;
-  while (!list.empty()) {
-    const size_t end = std::min(list.find(';'), list.size());
-    const std::string_view address = AddressOf(list.substr(0, end));
-    list.remove_prefix(std::min(end + 1, list.size()));
+  for (const std::string_view piece : PiecesOf(list, ';')) {
+    const std::string_view address = AddressOf(piece);
     if (address.empty()) continue;
     if (!LooksLikeAddress(address)) {
       throw ServiceError(ErrorNumber::kInvalidRecipient,

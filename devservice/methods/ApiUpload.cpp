@@ -3,24 +3,18 @@
 // Statuses of CheckUploadItems: 0 new; 1 stored already; 2 stored already and in the album asked
 // for; 3 refused, since the service takes no programs; 4 a file of this name and size is stored,
 // but with other dates, so it may be sent.
-#include <algorithm>
-#include <charconv>
-
 #include "devservice/methods/Answers.h"
 #include "devservice/methods/Api.h"
 #include "devservice/protocol/ServiceError.h"
+#include "devservice/protocol/Values.h"
 #include "devservice/store/FileKinds.h"
 
 namespace kelo::devservice {
 namespace {
 
 std::uint64_t RequireNumber(const Element& element, std::string_view attribute) {
-  const std::string_view text = element.Value(attribute);
-  std::uint64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size())
-    throw ServiceError(ErrorNumber::kUnusableValue, "Unusable " + std::string(attribute));
-  return number;
+  if (const auto number = NumberOf(element.Value(attribute))) return *number;
+  throw ServiceError(ErrorNumber::kUnusableValue, "Unusable " + std::string(attribute));
 }
 
 // Rising positions from 1 on; gaps are files that were left out.
@@ -30,11 +24,12 @@ std::uint64_t RequireIdx(const Element& element, std::uint64_t last) {
   return idx;
 }
 
-void AppendCheckedItem(std::string& out, std::uint64_t idx, std::string_view status,
-                       std::string_view id) {
+// Without what is empty.
+void AppendItem(std::string& out, std::uint64_t idx, std::string_view name, std::string_view value,
+                std::string_view id) {
   out += "<item";
   AppendAttribute(out, "idx", idx);
-  AppendAttribute(out, "status", status);
+  if (!name.empty()) AppendAttribute(out, name, value);
   if (!id.empty()) AppendAttribute(out, "itemId", id);
   out += " />\r\n";
 }
@@ -61,11 +56,11 @@ std::string Api::CheckUploadItems(const Request& request) {
     file.modifyDate = element.Value("fileModifyDate");
     const auto known = store_.FindDuplicate(request.account, file, album);
     if (IsRefusedFile(file.name))
-      AppendCheckedItem(out, idx, "3", "");
+      AppendItem(out, idx, "status", "3", "");
     else if (known)
-      AppendCheckedItem(out, idx, store_.IsInAlbum(album, known->id) ? "2" : "1", known->id);
+      AppendItem(out, idx, "status", store_.IsInAlbum(album, known->id) ? "2" : "1", known->id);
     else
-      AppendCheckedItem(out, idx, store_.HasNamesake(request.account, file) ? "4" : "0", "");
+      AppendItem(out, idx, "status", store_.HasNamesake(request.account, file) ? "4" : "0", "");
   }
   return ItemsAnswer(out);
 }
@@ -77,11 +72,7 @@ std::string Api::NegotiateUploadItems(const Request& request) {
     idx = RequireIdx(element, idx);
     const auto known = store_.FindByDigest(request.account, element.Value("md5"),
                                            RequireNumber(element, "fileSize"));
-    out += "<item";
-    AppendAttribute(out, "idx", idx);
-    AppendAttribute(out, "uploadComplete", std::string_view(known ? "true" : "false"));
-    if (known) AppendAttribute(out, "itemId", known->id);
-    out += " />\r\n";
+    AppendItem(out, idx, "uploadComplete", known ? "true" : "false", known ? known->id : "");
   }
   std::string attributes;
   AppendAttribute(attributes, "uploadId", store_.AddUpload(request.account));
@@ -140,10 +131,7 @@ std::string Api::FinishUpload(ExpectedUpload& plan) {
     store_.AddItem(plan.account, file.album, file.item);
     store_.AddTags(file.item.id, file.tagList);
     stored.push_back(&file);
-    out += "<item";
-    AppendAttribute(out, "idx", file.idx);
-    AppendAttribute(out, "itemId", file.item.id);
-    out += " />\r\n";
+    AppendItem(out, file.idx, "", "", file.item.id);
   }
   transaction.Commit();
   for (PlannedFile* file : stored) file->item.file.clear();  // the store's from here on

@@ -47,7 +47,7 @@ void RequireSame(std::string_view came, std::string_view expected, const std::st
 
 }  // namespace
 
-UploadReceiver::UploadReceiver(Api& api, const LoggedRequest& head, std::uint64_t maxDocument)
+UploadReceiver::UploadReceiver(Api& api, const ClientRequest& head, std::uint64_t maxDocument)
     : api_(api), query_(head.query), maxDocument_(maxDocument), buffer_(kFileBuffer) {
   if (head.Header("Content-Type") != kContentType)
     Fail({ErrorNumber::kMalformedUpload, "Content-Type is not " + std::string(kContentType)});

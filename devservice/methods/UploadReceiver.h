@@ -18,7 +18,7 @@ namespace kelo::devservice {
 class UploadReceiver {
  public:
   // Its document may have so many bytes.
-  UploadReceiver(Api& api, const LoggedRequest& head, std::uint64_t maxDocument);
+  UploadReceiver(Api& api, const ClientRequest& head, std::uint64_t maxDocument);
   ~UploadReceiver();
 
   void Take(std::string_view bytes);

@@ -37,7 +37,8 @@ std::string LogLine(const RequestRecord& record) {
   if (record.errorCode != 0) line += " error " + std::to_string(record.errorCode);
   const auto tenths = record.duration.count() / 100;
   line += " " + std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " ms, ";
-  line += std::to_string(record.bytesIn) + " bytes in, " + std::to_string(record.bytesOut) + " out";
+  line +=
+      std::to_string(record.bodySize) + " bytes in, " + std::to_string(record.bytesOut) + " out";
   if (!record.complete) line += ", incomplete";
   if (!record.signature.empty())
     line += ", signature " + record.signature.substr(0, record.signature.find(':'));

@@ -4,9 +4,10 @@
 #include <unicode/utf8.h>
 
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <utility>
+
+#include "devservice/protocol/Values.h"
 
 namespace kelo::devservice {
 namespace {
@@ -73,11 +74,8 @@ std::optional<char32_t> ReferenceValue(std::string_view body) {
   body.remove_prefix(1);
   const int base = body.front() == 'x' ? 16 : 10;
   if (base == 16) body.remove_prefix(1);
-  std::uint32_t value = 0;
-  const auto [end, error] = std::from_chars(body.data(), body.data() + body.size(), value, base);
-  if (error != std::errc() || end != body.data() + body.size() || value > 0x10FFFF)
-    return std::nullopt;
-  return value;
+  const auto value = NumberOf<std::uint32_t>(body, base);
+  return value && *value <= 0x10FFFF ? value : std::nullopt;
 }
 
 }  // namespace

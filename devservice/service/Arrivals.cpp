@@ -5,15 +5,16 @@
 
 namespace kelo::devservice {
 
-void Arrivals::Add(const LoggedRequest& request) {
+void Arrivals::Add(const ClientRequest& request) {
   const std::lock_guard lock(mutex_);
   requests_.push_back(request);
+  if (request.bodySize > kMaxBody) requests_.back().body.clear();
   ++count_;
   while (requests_.size() > limit_) requests_.pop_front();
   added_.notify_all();
 }
 
-std::vector<LoggedRequest> Arrivals::All() const {
+std::vector<ClientRequest> Arrivals::All() const {
   const std::lock_guard lock(mutex_);
   return {requests_.begin(), requests_.end()};
 }
@@ -29,7 +30,7 @@ size_t Arrivals::Count() const {
   return count_;
 }
 
-bool Arrivals::WaitFor(const std::function<bool(const LoggedRequest&)>& predicate,
+bool Arrivals::WaitFor(const std::function<bool(const ClientRequest&)>& predicate,
                        std::chrono::milliseconds timeout) const {
   std::unique_lock lock(mutex_);
   return added_.wait_for(lock, timeout, [&] { return std::ranges::any_of(requests_, predicate); });
@@ -45,7 +46,7 @@ bool Arrivals::HasScript() const {
   return script_ != nullptr;
 }
 
-std::optional<Reply> Arrivals::AskScript(const LoggedRequest& request) noexcept {
+std::optional<Reply> Arrivals::AskScript(const ClientRequest& request) noexcept {
   std::unique_lock lock(mutex_);
   const Script copy = script_;
   if (!copy) return std::nullopt;

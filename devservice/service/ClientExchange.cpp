@@ -11,26 +11,25 @@ namespace {
 
 constexpr std::uint64_t kMaxDocument = 64 << 20;
 constexpr std::uint64_t kMaxForeignDocument = 1 << 20;
-// Longer bodies leave the log of arrivals.
-constexpr size_t kLargeBody = 1 << 20;
 constexpr std::string_view kUpload = "UploadItems";
 
-bool IsUpload(const LoggedRequest& request) {
-  return request.method == "POST" && request.path == Api::kUploadPath;
+bool IsUpload(const ClientRequest& request) {
+  return request.verb == "POST" && request.path == Api::kUploadPath;
 }
 
 // Whether a request is to be signed.
-bool IsCall(const LoggedRequest& request) {
+bool IsCall(const ClientRequest& request) {
   return request.path == Api::kAuthPath || request.path == Api::kManagePath ||
          request.path == Api::kUploadPath;
 }
 
-Answer NothingThere() {
-  return {PlainReply(404, "There is nothing at this address\n"), {}, false};
+Reply NothingThere() {
+  return PlainReply(404, "There is nothing at this address\n");
 }
 
-std::string MethodOf(const LoggedRequest& request) {
-  if (request.method != "GET") return MethodOfDocument(request.body);
+std::string MethodOf(const ClientRequest& request) {
+  if (request.path.starts_with(Api::kDownloadPath)) return "Download";
+  if (request.verb != "GET") return MethodOfDocument(request.body);
   static constexpr std::string_view mark = "method=";
   const size_t start = request.query.find(mark);
   if (request.path != Api::kAuthPath || start == std::string::npos) return {};
@@ -43,13 +42,13 @@ std::string MethodOf(const LoggedRequest& request) {
 std::optional<Reply> ClientExchange::OnHead() {
   if (IsCall(request)) record.signature = CallReport().signature;
   const std::uint64_t mostOfAny = parts_.options.maxRequestBytes;
-  if (request.bodySize > mostOfAny) return TooLarge(mostOfAny);
+  if (request.announcedSize > mostOfAny) return TooLarge(mostOfAny);
   // Of an upload the method is known before its body is, which can be taken slowly.
   if (IsUpload(request)) Fire(std::string(kUpload));
   if (fault_ && fault_->kind == FaultKind::kSlow)
     bytesPerSecond = static_cast<std::uint64_t>(fault_->value);
   const std::uint64_t most = MaxBody();
-  if (request.bodySize > most) return TooLarge(most);
+  if (request.announcedSize > most) return TooLarge(most);
   if (IsUpload(request)) upload_.emplace(parts_.api, request, MaxDocument());
   return std::nullopt;
 }
@@ -69,7 +68,7 @@ std::uint64_t ClientExchange::MaxDocument() const {
 
 void ClientExchange::Take(std::string_view bytes) {
   if (upload_) upload_->Take(bytes);
-  if (!upload_ || request.bodySize <= kLargeBody)
+  if (!upload_ || request.bodySize <= Arrivals::kMaxBody)
     request.body.append(bytes);
   else
     request.body = {};
@@ -84,38 +83,30 @@ void ClientExchange::Fire(const std::string& method) {
   parts_.store.ExpireSessions();
 }
 
-Answer ClientExchange::OnRequest() {
-  const LoggedRequest arrived = Register();
-  if (!request.complete) return {};
-  if (!upload_) Fire(record.method);
-  Answer answer = AnswerBySomebody(arrived);
+void ClientExchange::OnArrived() {
+  request.method = upload_ ? kUpload : MethodOf(request);
+  record.document =
+      (upload_ ? upload_->Document() : request.body).substr(0, RequestRecord::kMaxText);
+  parts_.arrivals.Add(request);
+}
+
+Reply ClientExchange::OnRequest() {
+  if (!upload_) Fire(request.method);
+  Reply reply = AnswerBySomebody();
   if (fault_) {
-    Spoil(answer.reply, *fault_);
+    Spoil(reply, *fault_);
     if (const auto error = ErrorOf(*fault_)) {
       record.errorCode = error->Number();
       record.errorText = error->what();
     }
   }
-  record.answer = answer.reply.body.substr(0, RequestRecord::kMaxText);
-  return answer;
+  record.answer = reply.body.substr(0, RequestRecord::kMaxText);
+  return reply;
 }
 
-LoggedRequest ClientExchange::Register() {
-  request.apiMethod = upload_ ? kUpload : MethodOf(request);
-  const bool isDownload = request.path.starts_with(Api::kDownloadPath);
-  record.method = isDownload ? "Download" : request.apiMethod;
-  const std::string& document = upload_ ? upload_->Document() : request.body;
-  record.document = document.substr(0, RequestRecord::kMaxText);
-  LoggedRequest arrived = request;
-  if (request.bodySize > kLargeBody) arrived.body.clear();
-  parts_.arrivals.Add(arrived);
-  return arrived;
-}
-
-Answer ClientExchange::AnswerBySomebody(const LoggedRequest& arrived) {
-  if (auto scripted = parts_.arrivals.AskScript(arrived)) return {std::move(*scripted), {}, false};
-  if (auto instead = fault_ ? ReplyInstead(*fault_) : std::nullopt)
-    return {std::move(*instead), {}, false};
+Reply ClientExchange::AnswerBySomebody() {
+  if (auto scripted = parts_.arrivals.AskScript(request)) return std::move(*scripted);
+  if (auto instead = fault_ ? ReplyInstead(*fault_) : std::nullopt) return std::move(*instead);
   return AnswerByItself();
 }
 
@@ -126,10 +117,10 @@ void ClientExchange::OnDone() {
   if (parts_.options.onRequest) parts_.options.onRequest(record);
 }
 
-Answer ClientExchange::AnswerByItself() {
-  if (request.method == "GET") return AnswerGet();
+Reply ClientExchange::AnswerByItself() {
+  if (request.verb == "GET") return AnswerGet();
   if (upload_) return Document(upload_->Finish());
-  const bool isPut = request.method == "PUT";
+  const bool isPut = request.verb == "PUT";
   if (isPut && request.path == Api::kManagePath)
     return Document(parts_.api.Call(Endpoint::kManage, request.query, request.body));
   if (isPut && request.path == Api::kUploadPath)
@@ -137,22 +128,18 @@ Answer ClientExchange::AnswerByItself() {
   return NothingThere();
 }
 
-Answer ClientExchange::AnswerGet() {
+Reply ClientExchange::AnswerGet() {
   if (request.path == Api::kAuthPath) return Document(parts_.api.Authenticate(request.query));
   const std::filesystem::path file = parts_.api.FileOf(request.path);
   if (file.empty()) return NothingThere();
-  Reply reply;
-  reply.headers.emplace_back("Content-Type", "application/octet-stream");
-  return {reply, file, false};
+  return {.headers = {{"Content-Type", "application/octet-stream"}}, .file = file};
 }
 
-Answer ClientExchange::Document(CallReport report) {
+Reply ClientExchange::Document(CallReport report) {
   record.errorCode = report.errorCode;
   record.errorText = std::move(report.errorText);
   record.signature = std::move(report.signature);
-  Reply reply;
-  reply.body = std::move(report.answer);
-  return {std::move(reply), {}, true};
+  return {.body = std::move(report.answer), .mayCompress = true};
 }
 
 }  // namespace kelo::devservice

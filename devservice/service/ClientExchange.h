@@ -1,4 +1,4 @@
-// A client's request: logged, perhaps made to fail, else answered by the protocol.
+// A client's request: kept, perhaps made to fail, else answered by the protocol.
 #pragma once
 
 #include <optional>
@@ -26,23 +26,23 @@ class ClientExchange final : public Exchange {
     RequestLog& log;
     Arrivals& arrivals;
   };
-  ClientExchange(const Parts& parts, LoggedRequest head)
+  ClientExchange(const Parts& parts, ClientRequest head)
       : Exchange(std::move(head)), parts_(parts) {}
 
   std::optional<Reply> OnHead() override;
   std::uint64_t MaxBody() override;
   void Take(std::string_view bytes) override;
-  Answer OnRequest() override;
+  void OnArrived() override;
+  Reply OnRequest() override;
   void OnDone() override;
 
  private:
   std::uint64_t MaxDocument() const;
   void Fire(const std::string& method);
-  LoggedRequest Register();
-  Answer AnswerBySomebody(const LoggedRequest& arrived);
-  Answer AnswerByItself();
-  Answer AnswerGet();
-  Answer Document(CallReport report);
+  Reply AnswerBySomebody();
+  Reply AnswerByItself();
+  Reply AnswerGet();
+  Reply Document(CallReport report);
 
   const Parts& parts_;
   std::optional<Fault> fault_;            // that fired

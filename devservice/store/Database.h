@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -87,11 +88,16 @@ class Database {
     Statement statement = Query(sql, values...);
     return statement.Step() ? statement.Text(0) : std::string();
   }
+  // What `read` makes of each row.
+  template <typename Read>
+  auto All(Read read, std::string_view sql, const auto&... values) {
+    std::vector<std::invoke_result_t<Read, const Statement&>> all;
+    for (Statement rows = Query(sql, values...); rows.Step();) all.push_back(read(rows));
+    return all;
+  }
   // The first value of each row.
   std::vector<std::string> Texts(std::string_view sql, const auto&... values) {
-    std::vector<std::string> texts;
-    for (Statement rows = Query(sql, values...); rows.Step();) texts.push_back(rows.Text(0));
-    return texts;
+    return All([](const Statement& row) { return row.Text(0); }, sql, values...);
   }
 
  private:

@@ -162,10 +162,7 @@ Credentials Store::Find(AccountId account) {
 }
 
 std::vector<Credentials> Store::Accounts() {
-  Statement rows = database_.Query(kSelectAccount + " ORDER BY id");
-  std::vector<Credentials> accounts;
-  while (rows.Step()) accounts.push_back(CredentialsOf(rows));
-  return accounts;
+  return database_.All(&CredentialsOf, kSelectAccount + " ORDER BY id");
 }
 
 std::string Store::OpenSession(AccountId account, std::chrono::seconds lifetime) {

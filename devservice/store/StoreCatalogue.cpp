@@ -4,6 +4,7 @@
 #include <string>
 
 #include "devservice/protocol/ServiceError.h"
+#include "devservice/protocol/Values.h"
 #include "devservice/store/Store.h"
 
 namespace kelo::devservice {
@@ -47,12 +48,6 @@ Album AlbumOf(const Statement& row) {
   return {row.Text(0), row.Text(1), row.Text(2), row.Number(3) != 0};
 }
 
-std::vector<Album> AlbumsOf(Statement rows) {
-  std::vector<Album> albums;
-  while (rows.Step()) albums.push_back(AlbumOf(rows));
-  return albums;
-}
-
 Item ItemOf(const Statement& row, const std::filesystem::path& files) {
   Item item;
   item.id = row.Text(0);
@@ -73,38 +68,36 @@ Item ItemOf(const Statement& row, const std::filesystem::path& files) {
 }  // namespace
 
 std::vector<Folder> Store::Folders(AccountId account, const ListOrder& order) {
-  Statement rows = database_.Query("SELECT id, name, modifyDate FROM folders WHERE account = ?" +
-                                       OrderClause(order, kContainerKeys, "position"),
-                                   account);
-  std::vector<Folder> folders;
-  while (rows.Step()) folders.push_back({rows.Text(0), rows.Text(1), rows.Text(2)});
-  return folders;
+  const auto read = [](const Statement& row) {
+    return Folder{row.Text(0), row.Text(1), row.Text(2)};
+  };
+  return database_.All(read,
+                       "SELECT id, name, modifyDate FROM folders WHERE account = ?" +
+                           OrderClause(order, kContainerKeys, "position"),
+                       account);
 }
 
 std::vector<Album> Store::Albums(AccountId account, std::string_view folder,
                                  const ListOrder& order) {
-  return AlbumsOf(
-      database_.Query("SELECT id, name, modifyDate, shared FROM albums"
-                      " WHERE account = ? AND folder = ? AND isRoot = 0" +
-                          OrderClause(order, kContainerKeys, "position"),
-                      account, folder));
+  return database_.All(&AlbumOf,
+                       "SELECT id, name, modifyDate, shared FROM albums"
+                       " WHERE account = ? AND folder = ? AND isRoot = 0" +
+                           OrderClause(order, kContainerKeys, "position"),
+                       account, folder);
 }
 
 std::vector<Album> Store::FriendAlbums(AccountId account) {
-  return AlbumsOf(
-      database_.Query("SELECT id, name, modifyDate, shared FROM shares JOIN albums ON id = album"
-                      " WHERE reader = ? ORDER BY modifyDate DESC, position",
-                      account));
+  return database_.All(&AlbumOf,
+                       "SELECT id, name, modifyDate, shared FROM shares JOIN albums ON id = album"
+                       " WHERE reader = ? ORDER BY modifyDate DESC, position",
+                       account);
 }
 
 std::vector<Item> Store::Items(std::string_view album, const ListOrder& order) {
-  Statement rows =
-      database_.Query(kSelectItem + " JOIN albumItems ON items.id = item WHERE album = ?" +
-                          OrderClause(order, kItemKeys, "albumItems.position"),
-                      album);
-  std::vector<Item> items;
-  while (rows.Step()) items.push_back(ItemOf(rows, files_));
-  return items;
+  return database_.All([&](const Statement& row) { return ItemOf(row, files_); },
+                       kSelectItem + " JOIN albumItems ON items.id = item WHERE album = ?" +
+                           OrderClause(order, kItemKeys, "albumItems.position"),
+                       album);
 }
 
 std::string Store::RootAlbum(AccountId account) {
@@ -173,12 +166,8 @@ void Store::SetProperty(std::string_view item, std::string_view name, std::strin
 }
 
 void Store::AddTags(std::string_view item, std::string_view tagList) {
-  while (!tagList.empty()) {
-    const size_t comma = std::min(tagList.find(','), tagList.size());
-    if (comma > 0)
-      database_.Execute("INSERT OR IGNORE INTO tags VALUES(?, ?)", item, tagList.substr(0, comma));
-    tagList.remove_prefix(std::min(comma + 1, tagList.size()));
-  }
+  for (const std::string_view tag : PiecesOf(tagList, ','))
+    database_.Execute("INSERT OR IGNORE INTO tags VALUES(?, ?)", item, tag);
 }
 
 std::vector<std::string> Store::Tags(std::string_view item) {

@@ -49,10 +49,8 @@ std::optional<Item> Store::FindDuplicate(AccountId account, const Item& file,
       " FROM items WHERE account = ?2 AND name = ?3 AND size = ?4" +
       SameDate("shotDate", "?5") + SameDate("createDate", "?6") + SameDate("modifyDate", "?7") +
       " ORDER BY inAlbum DESC, position";
-  Statement row = database_.Query(find, album, account, file.name, file.size, file.shotDate,
-                                  file.createDate, file.modifyDate);
-  if (!row.Step()) return std::nullopt;
-  return FindItem(row.Text(0));
+  return FindItem(database_.Text(find, album, account, file.name, file.size, file.shotDate,
+                                 file.createDate, file.modifyDate));
 }
 
 bool Store::HasNamesake(AccountId account, const Item& file) {
@@ -69,11 +67,9 @@ std::optional<Item> Store::FindByDigest(AccountId account, std::string_view md5,
     database_.Execute("UPDATE items SET md5 = ? WHERE id = ?", Md5HexOfFile(PathOf(rows.Text(1))),
                       rows.Text(0));
   }
-  Statement row = database_.Query(
+  return FindItem(database_.Text(
       "SELECT id FROM items WHERE account = ? AND size = ? AND md5 = ? ORDER BY position", account,
-      size, md5);
-  if (!row.Step()) return std::nullopt;
-  return FindItem(row.Text(0));
+      size, md5));
 }
 
 std::string Store::AddUpload(AccountId account) {

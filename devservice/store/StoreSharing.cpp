@@ -33,16 +33,12 @@ std::vector<std::string> Store::Contacts(AccountId account) {
 }
 
 std::vector<Mail> Store::Outbox() {
-  Statement rows =
-      database_.Query("SELECT id, album, subject, body, gpsRemoved FROM mails ORDER BY id");
-  std::vector<Mail> mails;
-  while (rows.Step()) {
-    Mail mail{rows.Text(1), {}, rows.Text(2), rows.Text(3), rows.Number(4) != 0};
-    mail.recipients = database_.Texts(
-        "SELECT address FROM mailRecipients WHERE mail = ? ORDER BY position", rows.Number(0));
-    mails.push_back(std::move(mail));
-  }
-  return mails;
+  const auto read = [this](const Statement& row) {
+    auto recipients = database_.Texts(
+        "SELECT address FROM mailRecipients WHERE mail = ? ORDER BY position", row.Number(0));
+    return Mail{row.Text(1), std::move(recipients), row.Text(2), row.Text(3), row.Number(4) != 0};
+  };
+  return database_.All(read, "SELECT id, album, subject, body, gpsRemoved FROM mails ORDER BY id");
 }
 
 std::string DescribeMail(const Mail& mail) {

@@ -149,7 +149,7 @@ void DemoStory::AbortDownload() {
   Title("Abort a download that takes for ever (7)");
   const std::string url = library_.Info(uploaded_[0].itemId).originalUrl;
   const std::string path = (folder_.Path() / "aborted.jpg").string();
-  service_->SetScript([slow = PathOf(url)](const devservice::LoggedRequest& request) {
+  service_->SetScript([slow = PathOf(url)](const devservice::ClientRequest& request) {
     std::optional<devservice::Reply> reply;
     if (request.path != slow) return reply;
     reply.emplace();

@@ -163,7 +163,7 @@ void DemoStory::UploadOnceMore(const std::vector<std::string>& paths) {
 
 size_t DemoStory::Arrived(const std::string& method) const {
   size_t count = 0;
-  for (const auto& request : service_->Log()) count += request.apiMethod == method ? 1 : 0;
+  for (const auto& request : service_->Arrived()) count += request.method == method ? 1 : 0;
   return count;
 }
 

@@ -98,7 +98,7 @@ TEST_F(AgainTest, BatchesEndWhereOneCommandWould) {
 
 // At whatever moment of the call it comes.
 TEST_F(AgainTest, AnAbortIsKeptFromTheBeginning) {
-  service().SetScript([](const LoggedRequest&) { return Reply{.silent = true}; });
+  service().SetScript([](const ClientRequest&) { return Reply{.silent = true}; });
   std::atomic<int> begun = 0;
   patient_->before = [&] { ++begun; };
   for (int call = 1; call <= 100; ++call) {

@@ -15,7 +15,7 @@ class LibraryTest : public CommandTest {
   }
   void Open() {
     library_->Open(Known());
-    service().ClearLog();
+    service().ClearArrived();
   }
   // What the error says that `call` throws.
   template <typename Call>

@@ -17,8 +17,8 @@ class ProgressTest : public LibraryTest {
 
   // Two files of a megabyte; `slowly`: they would take half a minute.
   std::vector<DownloadFile> Files(bool slowly) {
-    service().SetScript([slowly](const LoggedRequest& request) -> std::optional<Reply> {
-      if (request.method != "GET") return std::nullopt;
+    service().SetScript([slowly](const ClientRequest& request) -> std::optional<Reply> {
+      if (request.verb != "GET") return std::nullopt;
       Reply reply;
       reply.body.assign(1 << 20, 'x');
       if (slowly) reply.bytesPerSecond = 50'000;
@@ -123,21 +123,20 @@ TEST_F(ProgressTest, ACallbackSendsNothingButAbort) {
 // A service that is silent lets no callback end the call.
 TEST_F(ProgressTest, AnotherThreadAborts) {
   const auto files = Files(true);
-  service().SetScript([](const LoggedRequest& request) {
-    return request.method == "GET" ? std::optional(Reply{.silent = true}) : std::nullopt;
+  service().SetScript([](const ClientRequest& request) {
+    return request.verb == "GET" ? std::optional(Reply{.silent = true}) : std::nullopt;
   });
   const auto fail = [](const Progress&) { ADD_FAILURE() << "nothing has moved"; };
   std::stop_source source;
   for (const bool byToken : {false, true}) {
-    service().ClearLog();
+    service().ClearArrived();
     const std::jthread other([&] {
-      service().WaitForRequest(
-          [](const LoggedRequest& request) { return request.method == "GET"; });
+      service().WaitForRequest([](const ClientRequest& request) { return request.verb == "GET"; });
       byToken ? void(source.request_stop()) : library_->Abort();
     });
     ExpectAborted(library_->Download(files, fail, source.get_token()));
   }
-  service().ClearLog();
+  service().ClearArrived();
   EXPECT_THAT(Failure([&] { library_->Load(source.get_token()); }), HasSubstr("aborted (3)"));
   EXPECT_THROW(
       library_->Upload(kRoot, {{.path = folder().Path("urls")}}, {}, {}, source.get_token()),
@@ -148,7 +147,7 @@ TEST_F(ProgressTest, AnotherThreadAborts) {
 // While an upload looks at its files nothing is under way yet.
 TEST_F(ProgressTest, AnotherThreadAbortsBeforeAnythingIsSent) {
   std::atomic<bool> aborted = false;
-  service().SetScript([&](const LoggedRequest&) -> std::optional<Reply> {
+  service().SetScript([&](const ClientRequest&) -> std::optional<Reply> {
     return aborted ? Reply{.status = 500} : Reply{.silent = true};
   });
   const std::string path = folder().Write("a.jpg", "a");

@@ -140,7 +140,7 @@ TEST_F(ProtocolTest, AnImportedTreeIsListedInOrderAndCompressedOnlyWhenAskedFor)
                                       "rosebed.jpg", "pond &amp; frog.jpg"}));
 
   EXPECT_EQ(plain.head.find("Content-Encoding"), std::string::npos);
-  const std::string document = service.Log().at(service.Log().size() - 5).body;
+  const std::string document = service.Arrived().at(service.Arrived().size() - 5).body;
   const Response packed = client.Send("PUT", client.manageUrl + "?" + client.Query(document),
                                       &document, {"Accept-Encoding: gzip"});
   EXPECT_NE(packed.head.find("Content-Encoding: gzip"), std::string::npos) << packed.head;

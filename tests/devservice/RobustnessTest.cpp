@@ -230,11 +230,11 @@ TEST_F(ServiceTest, HeadsAndBodiesAreBoundedBeforeTheyAreBelieved) {
     EXPECT_TRUE(peer.Send(begin)) << what;
     peer.Send(rest);
     EXPECT_TRUE(peer.Receive("\r\n\r\n").starts_with(std::string("HTTP/1.1 ") + status)) << what;
-    EXPECT_LE(service.Log().back().body.size(), 2u << 20) << what;
+    EXPECT_LE(service.Arrived().back().body.size(), 2u << 20) << what;
   }
   // Part of a session, so it is read: and then it is no document.
   EXPECT_EQ(client.SendDocument(std::string(2 << 20, 'x')).Outcome(), "401");
-  EXPECT_TRUE(service.Log().back().body.empty()) << "a large body is not kept";
+  EXPECT_TRUE(service.Arrived().back().body.empty()) << "a large body is not kept";
 }
 
 TEST(SlowClients, AreLeft) {

@@ -139,8 +139,8 @@ TEST_F(ServiceTest, NegotiatesByDigest) {
 
 TEST_F(LimitedTest, AnswersTooLongRequestsBeforeTheirEnd) {
   EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", std::string(100'000, 'x')}})).status, 413);
-  EXPECT_EQ(service.Log().back().bodySize, 0u);
-  EXPECT_FALSE(service.Log().back().complete);
+  EXPECT_EQ(service.Arrived().back().bodySize, 0u);
+  EXPECT_FALSE(service.Arrived().back().complete);
   EXPECT_EQ(Post(client, MakeUpload({{"a.jpg", std::string(999, 'x')}})).Outcome(), "ok");
 }
 

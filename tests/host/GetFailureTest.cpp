@@ -190,7 +190,7 @@ TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
   const Words names = {"0.jpg", "1.jpg", "2.jpg"};
   for (const size_t stored : {1u, 0u}) {
     fs::remove_all(Out());
-    service_.ClearLog();
+    service_.ClearArrived();
     const std::string slow = "item" + std::to_string(stored);
     ScriptAccount({{names[0]}, {names[1]}, {names[2]}}, [slow](const std::string& id) {
       return Reply{.body = std::string(1 << 20, 'x'), .bytesPerSecond = id == slow ? 10'000u : 0};

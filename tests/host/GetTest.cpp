@@ -211,7 +211,7 @@ TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
   EXPECT_EQ(ModifyTime(Out() / cut("&#26716", ".jpg")), ModifyTime(Out() / "caf\xC3\xA9 (3).jpg"));
 
   // One that came first in the account after the others doesn't move them, nor does one that went.
-  service_.ClearLog();
+  service_.ClearArrived();
   items[0] = {"same.jpg", "2024-05-19T10:11:13Z", "2024-05-01"};
   ScriptAccount(items, original);
   EXPECT_THAT(Get("root").out, EndsWith("0 downloaded, 10 already here, 1 failed\n"));

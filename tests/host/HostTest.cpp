@@ -19,9 +19,9 @@ Words CommandOf(const Words& arguments) {
   return (MayContain() ? "/usr/bin/unshare -r -p -f --kill-child" + program : program) + rest;
 }
 
-bool Is(const LoggedRequest& request, const std::string& what) {
+bool Is(const ClientRequest& request, const std::string& what) {
   if (what.starts_with('/')) return request.path.find(what) != std::string::npos;
-  return what.empty() || request.apiMethod == what;
+  return what.empty() || request.method == what;
 }
 
 }  // namespace
@@ -81,15 +81,15 @@ Words HostTest::EnvironmentWithout(const std::string& beginning) const {
 }
 
 void HostTest::TellAccount(const std::string& elements, const devservice::Script& other) {
-  service_.SetScript([=](const LoggedRequest& request) -> std::optional<Reply> {
-    if (request.apiMethod == "GetHierarchy") return Reply{.body = "<a stat=\"ok\"/>" + elements};
+  service_.SetScript([=](const ClientRequest& request) -> std::optional<Reply> {
+    if (request.method == "GetHierarchy") return Reply{.body = "<a stat=\"ok\"/>" + elements};
     return other ? other(request) : std::nullopt;
   });
 }
 
 void HostTest::AnswerWith(const Reply& reply, const std::string& what,
-                          const std::function<bool(const LoggedRequest&)>& isMeant) {
-  service_.SetScript([=](const LoggedRequest& request) {
+                          const std::function<bool(const ClientRequest&)>& isMeant) {
+  service_.SetScript([=](const ClientRequest& request) {
     const bool answers = Is(request, what) && (!isMeant || isMeant(request));
     return answers ? std::optional(reply) : std::nullopt;
   });
@@ -114,13 +114,13 @@ void HostTest::LogIn() const {
 }
 
 size_t HostTest::Arrived(const std::string& what) const {
-  const auto log = service_.Log();
+  const auto log = service_.Arrived();
   return static_cast<size_t>(std::count_if(log.begin(), log.end(),
                                            [&](const auto& request) { return Is(request, what); }));
 }
 
 bool HostTest::WaitFor(const std::string& what, const std::string& text) const {
-  return service_.WaitForRequest([&](const LoggedRequest& request) {
+  return service_.WaitForRequest([&](const ClientRequest& request) {
     return Is(request, what) && request.body.find(text) != std::string::npos;
   });
 }

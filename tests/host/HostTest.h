@@ -20,7 +20,7 @@ namespace kelo::host::testing {
 
 // What nearly every test here says.
 namespace fs = std::filesystem;
-using devservice::LoggedRequest;
+using devservice::ClientRequest;
 using devservice::Reply;
 using ::testing::AllOf;
 using ::testing::Contains;
@@ -86,7 +86,7 @@ class HostTest : public ::testing::Test {
   size_t Arrived(const std::string& what) const;
   bool WaitFor(const std::string& what, const std::string& text = "") const;
   void AnswerWith(const Reply& reply, const std::string& what,
-                  const std::function<bool(const LoggedRequest&)>& isMeant = {});
+                  const std::function<bool(const ClientRequest&)>& isMeant = {});
   // The service tells of this account from now on; `other` answers what else it likes.
   void TellAccount(const std::string& elements, const devservice::Script& other = {});
   // The lines of an output in JSON.
@@ -125,7 +125,7 @@ class GetTest : public HostTest {
                              item.format, item.modifyDate, item.uploadDate, service_.Url(), id));
     }
     TellAccount("<rootAlbum>" + elements + "</rootAlbum>",
-                [=](const LoggedRequest& request) -> std::optional<Reply> {
+                [=](const ClientRequest& request) -> std::optional<Reply> {
                   if (!request.path.starts_with("/original/")) return std::nullopt;
                   return original(request.path.substr(request.path.rfind('/') + 1));
                 });

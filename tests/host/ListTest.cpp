@@ -96,8 +96,8 @@ TEST_F(ListTest, FreshIsWhatTheServiceTellsNow) {
            R"(.jpg" fileFormat="image/tiff"></item></items>)";
   };
   TellAccount("<rootAlbum>" + named("old") + "</rootAlbum>",
-              [&](const LoggedRequest& request) -> std::optional<Reply> {
-                if (request.apiMethod != "GetItemsInfo") return std::nullopt;
+              [&](const ClientRequest& request) -> std::optional<Reply> {
+                if (request.method != "GetItemsInfo") return std::nullopt;
                 return Reply{.body = "<a stat=\"ok\"/>" + (known ? named("new") : "<items/>")};
               });
   const Outcome fresh = Kelo("info old.jpg --fresh");
@@ -125,10 +125,10 @@ class JsonTest : public HostTest {
         R"(<album albumId="a" albumName="Lis/bon" shareFlag="true" itemsCount="1"><items>)"
         "<item itemId=\"i1\" fileName=\"caf\xE9.jpg\"/></items></album>"
         R"(</albums></folder></folders>)";
-    TellAccount(account, [](const LoggedRequest& request) -> std::optional<Reply> {
-      if (request.apiMethod == "GetAddressList")
+    TellAccount(account, [](const ClientRequest& request) -> std::optional<Reply> {
+      if (request.method == "GetAddressList")
         return Reply{.body = R"(<a stat="ok" addressList="anna@x.example;bob@x.example"/>)"};
-      if (request.apiMethod == "AddItemsToAlbum") return Reply{.body = R"(<a stat="ok"/>)"};
+      if (request.method == "AddItemsToAlbum") return Reply{.body = R"(<a stat="ok"/>)"};
       return std::nullopt;
     });
   }

@@ -12,7 +12,7 @@ namespace {
 // Whatever the service refuses a request for, the bad file ends up alone.
 TEST_F(PutTest, ARefusedRequestIsHalvedUntilTheBadFileStandsAlone) {
   for (int i = 0; i < 40; ++i) Write("in/" + std::to_string(i) + ".jpg", "x");
-  const auto hasBad = [](const LoggedRequest& request) {
+  const auto hasBad = [](const ClientRequest& request) {
     return request.body.find("\"17.jpg\"") != std::string::npos;
   };
   struct Case {
@@ -28,7 +28,7 @@ TEST_F(PutTest, ARefusedRequestIsHalvedUntilTheBadFileStandsAlone) {
   bool first = true;
   for (const Case& one : cases) {
     AnswerWith(one.reply, one.method, hasBad);
-    service_.ClearLog();
+    service_.ClearArrived();
     const Outcome put = Put();
     EXPECT_EQ(put.exitCode, 1) << one.reason;
     EXPECT_THAT(put.out, EndsWith(first ? "39 stored, 0 already there, 1 not stored\n"
@@ -45,7 +45,7 @@ TEST_F(PutTest, AnUploadWhoseOutcomeIsUnknownIsCheckedFirst) {
   for (const char* name : {"in/a.jpg", "in/b.jpg", "in/c.jpg"}) Write(name, name);
   for (const bool force : {false, true}) {
     service_.AddFault("UploadItems:cut,times=1");
-    service_.ClearLog();
+    service_.ClearArrived();
     const Outcome put = Put(force ? "--force" : "");
     EXPECT_EQ(put.exitCode, 0) << put.err;
     EXPECT_THAT(put.out, EndsWith(force ? "0 stored, 3 already there, 0 not stored\n"
@@ -77,13 +77,13 @@ TEST_F(PutTest, AFileThatChangesMeanwhileGoesWholeOrCostsOnlyItself) {
     for (const char* name : {"A/a.jpg", "A/a2.jpg", "B/b.jpg", "C/c.jpg", "C/c2.jpg"})
       Write(std::string("in/") + name, std::string(10 + at, 'x'));
     std::atomic<bool> changed = false;
-    service_.SetScript([&](const LoggedRequest& request) -> std::optional<Reply> {
-      if (request.apiMethod != "CheckUploadItems" || changed.exchange(true)) return std::nullopt;
+    service_.SetScript([&](const ClientRequest& request) -> std::optional<Reply> {
+      if (request.method != "CheckUploadItems" || changed.exchange(true)) return std::nullopt;
       fs::remove(folder_ / one.file);
       if (one.bytes > 0) Write(one.file, std::string(static_cast<size_t>(one.bytes) + at, 'y'));
       return std::nullopt;
     });
-    service_.ClearLog();
+    service_.ClearArrived();
     const Outcome put = Put("--albums-from-folders");
     EXPECT_THAT(put.out, HasSubstr(fmt::format("\n{} stored, 0 already", one.stored))) << put.err;
     EXPECT_EQ(put.exitCode, one.stored < 5 ? 1 : 0) << at;
@@ -113,7 +113,7 @@ TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
   };
   for (const Case& one : cases) {
     AnswerWith(one.reply, one.method);
-    service_.ClearLog();
+    service_.ClearArrived();
     const Outcome put = Put(one.mode);
     EXPECT_EQ(put.exitCode, 1) << one.words;
     EXPECT_THAT(put.out, EndsWith("0 stored, 0 already there, 120 not stored\n"));
@@ -158,7 +158,7 @@ TEST_F(PutTest, CtrlCSaysWhatWasDone) {
   Write("in/B/b.jpg", "bbb");
   for (const auto& [name, done] : {std::pair("\"a.jpg\"", "0 of 2"), {"\"b.jpg\"", "1 of 2"}}) {
     AnswerWith({.silent = true}, "UploadItems",
-               [name = std::string(name)](const LoggedRequest& request) {
+               [name = std::string(name)](const ClientRequest& request) {
                  return request.body.find(name) != std::string::npos;
                });
     KeloProcess kelo({"put", In(), "--albums-from-folders"}, Environment());

@@ -127,7 +127,7 @@ TEST_F(PutTest, JsonTellsEachFile) {
   Write("in/\"a\" & <a>\n.jpg", "aaa");
   Write("in/b\xE9.jpg", "bbb");
   Write("in/c.jpg", "ccc");
-  AnswerWith(Refusal(301), "UploadItems", [](const LoggedRequest& request) {
+  AnswerWith(Refusal(301), "UploadItems", [](const ClientRequest& request) {
     return request.body.find("\"c.jpg\"") != std::string::npos;
   });
   const Outcome put = Put("--json --album Journeys/J");

@@ -24,7 +24,7 @@ class RetryTest : public HostTest {
   // The first so many requests of this method are answered so.
   void FailFirst(const std::string& method, int times, const Reply& reply) {
     const auto left = std::make_shared<std::atomic<int>>(times);
-    service_.ClearLog();
+    service_.ClearArrived();
     AnswerWith(reply, method, [=](const auto&) { return (*left)-- > 0; });
   }
 };
@@ -186,7 +186,7 @@ class LockTest : public PutTest {
     // The first upload lasts until the test lets it go on.
     service_.SetScript([goOn = goOn_.get_future().share(),
                         begun = std::make_shared<std::atomic<bool>>()](const auto& request) {
-      if (request.apiMethod == "UploadItems" && !begun->exchange(true)) goOn.wait();
+      if (request.method == "UploadItems" && !begun->exchange(true)) goOn.wait();
       return std::optional<Reply>();
     });
   }

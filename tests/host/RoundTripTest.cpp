@@ -54,10 +54,10 @@ class RoundTripTest : public GetTest {
   // Gives what a person sees at the end.
   Words OnTerminal(
       const Words& command, int exitCode,
-      const std::function<bool(const LoggedRequest&)>& isLast = [](const auto&) { return false; },
+      const std::function<bool(const ClientRequest&)>& isLast = [](const auto&) { return false; },
       const std::string& state = "") {
     std::promise<void> shown;
-    service_.SetScript([&, seen = shown.get_future().share()](const LoggedRequest& request) {
+    service_.SetScript([&, seen = shown.get_future().share()](const ClientRequest& request) {
       if (isLast(request)) seen.wait();
       return std::optional<Reply>();
     });
@@ -96,8 +96,8 @@ class RoundTripTest : public GetTest {
                                  all_ - copies, copies, counts_["refused"])));
     EXPECT_EQ(Changes(), std::vector<size_t>(4));
     std::atomic<int> pairs = 0;
-    const auto isLast = [&](const LoggedRequest& request) {  // a picture and its memo
-      return request.apiMethod == "UploadItems" &&
+    const auto isLast = [&](const ClientRequest& request) {  // a picture and its memo
+      return request.method == "UploadItems" &&
              request.body.find("\"dawn.wav\"") != request.body.npos && ++pairs == 2;
     };
     const auto up =
@@ -138,7 +138,7 @@ class RoundTripTest : public GetTest {
   void Down() {
     std::atomic<size_t> asked = 0;
     const Words get = {"get", "--all", "--to", Out().string()};
-    const auto isLast = [&](const LoggedRequest& request) {
+    const auto isLast = [&](const ClientRequest& request) {
       return request.path.find("/original/") != request.path.npos && ++asked == all_;
     };
     const auto down = OnTerminal(get, 0, isLast, fmt::format("fetching {}/{}  ", all_ - 1, all_));
@@ -149,7 +149,7 @@ class RoundTripTest : public GetTest {
     EXPECT_THAT(PathsInOut(), IsSupersetOf({"-rf.jpg", "&amp; &#26716; <b>.jpg", "Porto/SAME.JPG",
                                             "porto/same.jpg", "Trip/Trip/loose.jpg",
                                             "Trip/One/DSC_0001 (4).jpg", "日本/日本/桜の庭.jpg"}));
-    service_.ClearLog();
+    service_.ClearArrived();
     EXPECT_EQ(OnTerminal(get, 0).back(), fmt::format("0 downloaded, {} already here", all_));
     EXPECT_EQ(Arrived("/original/"), 0u);
   }

@@ -42,7 +42,7 @@ TEST_F(SessionTest, SaysWhyAStateFileIsOfNoUse) {
   empty[16 + 4 + 36 + 4] = '\0';  // the token
   std::string former = good;
   former[13] = '1';
-  service_.ClearLog();
+  service_.ClearArrived();
   for (const std::string& content : {std::string(), good.substr(0, 400), good + "x",
                                      good.substr(0, good.size() - 1), foreign, empty, former}) {
     std::ofstream(State() / "session", std::ios::binary) << content;
@@ -74,7 +74,7 @@ TEST_F(SessionTest, ReadsTheFilesOfEarlierVersions) {
     }
     const Words plain = EnvironmentWithout("KELO_");
     EXPECT_EQ(Kelo(remembered ? "mkdir B" : "mkdir A", plain).exitCode, 0);
-    service_.ClearLog();
+    service_.ClearArrived();
     EXPECT_EQ(Kelo("logout", plain).exitCode, 0);
     EXPECT_EQ(Arrived("CloseSession"), 1u);
     EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("locks", "session", "session.lock"));
@@ -111,7 +111,7 @@ TEST_F(SessionTest, WhatIsKeptBelongsTogether) {
 
 TEST_F(SessionTest, RefusesStateThatOthersMayReadOrWrite) {
   ASSERT_EQ(Kelo("login --remember").exitCode, 0);
-  service_.ClearLog();
+  service_.ClearArrived();
   const fs::path file = State() / "session";
   for (const mode_t mode : {0640, 0604, 0620, 0602}) {
     ASSERT_EQ(::chmod(file.c_str(), mode), 0);
@@ -163,7 +163,7 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
       "mkdir Journeys", "quota", "ls", {"put", Write("a.jpg", "aaa")}, "verify anna@x.example"};
   for (const Words& command : commands) {
     service_.ExpireTokens();
-    service_.ClearLog();
+    service_.ClearArrived();
     const Outcome outcome = Kelo(command);
     EXPECT_EQ(outcome.exitCode, 0) << command[0] << outcome.err;
     EXPECT_EQ(Arrived("OpenSession"), 1u) << command[0];
@@ -174,10 +174,10 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
   // The session ends between loading the account and what needs it.
   std::atomic<bool> ended = false;
   service_.SetScript([&](const auto& request) {
-    if (request.apiMethod == "AddAlbum" && !ended.exchange(true)) service_.ExpireTokens();
+    if (request.method == "AddAlbum" && !ended.exchange(true)) service_.ExpireTokens();
     return std::optional<devservice::Reply>();
   });
-  service_.ClearLog();
+  service_.ClearArrived();
   const Outcome album = Kelo("mkalbum Lisbon --folder Journeys");
   EXPECT_EQ(album.exitCode, 0) << album.err;
   EXPECT_EQ(album.err, "");
@@ -187,7 +187,7 @@ TEST_F(SessionTest, OpensAnEndedSessionAgainWhereCredentialsAreKept) {
 
   // One that ends again at once is told, not opened for ever.
   AnswerWith(Refusal(107), "GetStorageCapacity");
-  service_.ClearLog();
+  service_.ClearArrived();
   EXPECT_EQ(Kelo("quota").exitCode, 1);
   EXPECT_EQ(Arrived("OpenSession"), 1u);
 }
@@ -205,7 +205,7 @@ TEST_F(SessionTest, SaysThatKeptCredentialsAreOfNoUseAndForgetsThoseOfAFormerLog
   EXPECT_THAT(Kelo("quota").err, HasSubstr("log in again with 'kelo login' (4116)"));
   EXPECT_EQ(Kelo("login --remember").exitCode, 0);
   service_.ExpireTokens();
-  service_.ClearLog();
+  service_.ClearArrived();
   EXPECT_EQ(Kelo("logout").exitCode, 0);
   EXPECT_EQ(Arrived("OpenSession"), 0u);
   EXPECT_THAT(Names("home/.local/state/kelo"), ElementsAre("session", "session.lock"));

@@ -29,7 +29,7 @@ class TerminalTest : public HostTest {
   Words HangingUpload() {
     for (int i = 100; i < 200; ++i) Write("in/" + std::to_string(i) + ".jpg", std::to_string(i));
     Write("in/" + WideName(), "wide");
-    AnswerWith({.silent = true}, "UploadItems", [](const LoggedRequest& request) {
+    AnswerWith({.silent = true}, "UploadItems", [](const ClientRequest& request) {
       return request.body.find("100.jpg") == std::string::npos;
     });
     return {"put", In()};

@@ -33,9 +33,9 @@ class WalkTest : public GetTest {
                           AlbumOf("good", "Good", PictureOf("ok", "ok")) + "</albums>";
     for (size_t at; (at = account.find("URL")) != account.npos;)
       account.replace(at, 3, service_.Url());
-    TellAccount(account, [=](const LoggedRequest& request) -> std::optional<Reply> {
+    TellAccount(account, [=](const ClientRequest& request) -> std::optional<Reply> {
       if (request.path.starts_with("/original/")) return Reply{.body = request.path};
-      if (request.apiMethod != "GetForeignAlbumItems") return std::nullopt;
+      if (request.method != "GetForeignAlbumItems") return std::nullopt;
       return Reply{.body = R"(<a stat="ok"/><albums>)" + odd.friends + "</albums>"};
     });
   }

@@ -106,7 +106,7 @@ TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
     ASSERT_EQ(Kelo({"put", file, "--force", "--album", "Harbour"}).exitCode, 0);
   EXPECT_EQ(Kelo("__complete bash get Harbour/").out, "names\nHarbour/one.jpg\n");
   service_.SetScript([](const auto&) { return devservice::Reply{.closeAtOnce = true}; });
-  service_.ClearLog();
+  service_.ClearArrived();
   const Outcome failed = Kelo({"__complete", "zsh", "ls", ""});
   EXPECT_EQ(service_.RequestCount(), 1u);
   EXPECT_EQ(failed.exitCode, 0);

@@ -18,7 +18,7 @@ TEST_F(AbortCommandTest, IntoABatchOfSmallFilesIsHeardAlways) {
   for (size_t i = 0; i < kFiles; ++i) paths[i] = folder().Path("file" + std::to_string(i));
   for (size_t round = 0; round < kAborts; ++round) {
     SCOPED_TRACE(round);
-    service().ClearLog();
+    service().ClearArrived();
     std::vector<tagKELO_DownloadInfo> files;
     for (std::string& path : paths) files.push_back(DownloadOf(Url() + "/small", path));
     std::thread other([&] {

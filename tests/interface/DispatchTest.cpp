@@ -123,7 +123,7 @@ TEST_F(HostRecordsTest, EachOptionIsOneBit) {
   std::string path = folder().Write("a.jpg", "A");
   for (const bool set : {false, true}) {
     const auto send = [&](uint32_t code, void* data, uint32_t option) {
-      service().ClearLog();
+      service().ClearArrived();
       SendOne(code, data, "A1", set ? option : ~option);
     };
     tagKELO_ItemInfo item{};
@@ -160,7 +160,7 @@ TEST_F(HostRecordsTest, ANullTextIsEmptyWhateverItsLength) {
   ExpectDocument(OnlyRequest(),
                  "<ShareAlbum albumId=\"A1\" recipientList=\"mailto:\" subjectText=\"\" "
                  "bodyText=\"\" removeGPSInfo=\"false\" />\r\n");
-  service().ClearLog();
+  service().ClearArrived();
 
   std::string path;
   tagKELO_LoadInfo file = UploadOf(path, 1);
@@ -191,13 +191,13 @@ TEST_F(HostRecordsTest, TextsThatComeOutEmptyLeaveTheRecordAlone) {
     ExpectUntouched(refused ? mail.accepted : mail.rejected);
     EXPECT_EQ(TakeText(refused ? mail.rejected : mail.accepted), text);
   }
-  service().ClearLog();
+  service().ClearArrived();
   Script("GetAddressList", "<r stat=\"ok\" addressList=\"\" />", kOk);
   for (const uint32_t result : {0u, 4144u}) {  // empty, and absent
     tagKELO_StringInfo list = Sentinel();
     EXPECT_EQ(Send(kKELOCommand_GetAddressList, Record(&list)), result);
     ExpectUntouched(list);
-    ExpectDocument(service().Log().back(), "<GetAddressList />\r\n");
+    ExpectDocument(service().Arrived().back(), "<GetAddressList />\r\n");
   }
 }
 

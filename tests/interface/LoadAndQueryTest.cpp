@@ -20,7 +20,7 @@ TEST_F(LoadAndQueryTest, ALoadAsksInThreeDocuments) {
   OpenScriptedSession();
   Script("GetUserArchiveInfo", "<r stat=\"ok\" totalCount=\"12000\" />");
   ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
-  const auto log = service().Log();
+  const auto log = service().Arrived();
   ASSERT_EQ(log.size(), 3u);
   EXPECT_EQ(log[0].path, "/manage");
   ExpectDocument(log[0], "<GetUserArchiveInfo />\r\n");
@@ -45,7 +45,7 @@ TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
                              "\"><items><item itemId=\"i" + forty +
                              "\"/></items></album></albums></r>");
   ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
-  service().ClearLog();
+  service().ClearArrived();
 
   tagKELO_ItemInfo info{};
   EXPECT_EQ(Info(forty, info, true), 4112u);
@@ -57,7 +57,7 @@ TEST_F(LoadAndQueryTest, IdsTravelUpToFortyCharacters) {
   EXPECT_EQ(FieldText(info.parentId), forty);
   tagKELO_AddLinkInfo link{};
   EXPECT_EQ(SendOne(kKELOCommand_AddNewLink, &link, forty + "xyz"), 0u);
-  for (const LoggedRequest& request : service().Log())
+  for (const ClientRequest& request : service().Arrived())
     EXPECT_NE(request.body.find("=\"" + forty + "\""), std::string::npos) << request.body;
 }
 
@@ -92,7 +92,7 @@ TEST_F(LoadAndQueryTest, AFreshItemReplacesWhatTheCatalogueKnew) {
   EXPECT_EQ(info.result, 4112u);
   EXPECT_EQ(FieldText(info.itemId), "I2");
 
-  service().ClearLog();
+  service().ClearArrived();
   for (const char* id : {"", KELO_ROOT_ALBUM_ID, "KELO_CACHEINFO_ROOT_ID"})
     EXPECT_EQ(Info(id, info, true), 4112u) << id;
   EXPECT_EQ(service().RequestCount(), 0u);

@@ -69,7 +69,7 @@ TEST_F(ProcessTest, SendsNothingUnsigned) {
     digestsFail = false;
     OpenSession();
     EXPECT_EQ(Capacity(), 0u);
-    service().ClearLog();
+    service().ClearArrived();
   }
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
@@ -186,7 +186,7 @@ TEST_F(ProcessTest, AForkLeavesNothingLocked) {
 TEST_F(ProcessTest, AForkInsideAnEventLeavesTheRequestToTheParent) {
   static pid_t child;
   const std::string content(4 << 20, 'x');
-  service().SetScript([&](const LoggedRequest&) { return ReplyWith(content); });
+  service().SetScript([&](const ClientRequest&) { return ReplyWith(content); });
   UseSession(SessionAt(Url()));
   Register([](uint32_t, uint32_t, const tagKELO_ProgressInfo*) -> uint32_t {
     if (child == 0 && (child = fork()) == 0) child = -1;
@@ -203,7 +203,7 @@ TEST_F(ProcessTest, AForkInsideAnEventLeavesTheRequestToTheParent) {
     EXPECT_EQ(ExitCodeOf(child), 0);
     EXPECT_EQ(loads ? result : 0, 0u);
     EXPECT_EQ(service().RequestCount(), 1u);
-    service().ClearLog();
+    service().ClearArrived();
     if (loads) EXPECT_TRUE(folder().Read("downloaded") == content);
   }
 }
@@ -211,9 +211,9 @@ TEST_F(ProcessTest, AForkInsideAnEventLeavesTheRequestToTheParent) {
 #endif
 
 TEST_F(ProcessTest, EndsWhileACommandRuns) {
-  service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
+  service().SetScript([](const ClientRequest& request) -> std::optional<Reply> {
     Reply reply = ReplyWith(kCapacity);
-    if (request.method != "GET") return reply;
+    if (request.verb != "GET") return reply;
     reply.bytesPerSecond = 100'000;  // a download, without an end
     reply.body.assign(10 << 20, 'x');
     return reply;

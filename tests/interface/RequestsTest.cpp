@@ -85,10 +85,10 @@ TEST_F(RequestsTest, NothingInAHostsTextAddsAnAttribute) {
   for (const CommandOnTheWire& command : kCommands) {
     if (command.code == kKELOCommand_CloseSession) continue;
     kinds_ = command.code == kKELOCommand_Upload ? 7 : 0;
-    service().ClearLog();
+    service().ClearArrived();
     SendPlausible(command.code, "\" e=\"");
-    for (const LoggedRequest& request : service().Log()) {
-      SCOPED_TRACE(request.apiMethod + "\n" + request.body);
+    for (const ClientRequest& request : service().Arrived()) {
+      SCOPED_TRACE(request.method + "\n" + request.body);
       ++documents;
       EXPECT_EQ(request.body.find(" e=\""), std::string::npos);
       const bool hasText = command.code != kKELOCommand_LoadHierarchy &&
@@ -109,8 +109,8 @@ constexpr const char* kAnswer =
     "albumId=\"A\"><items><item itemId=\"A1\" fileName=\"f\"></item></items></r>";
 
 // A request as the service would log it.
-LoggedRequest Logged(const std::string& text) {
-  LoggedRequest request;
+ClientRequest Logged(const std::string& text) {
+  ClientRequest request;
   request.query = text.substr(text.find('?') + 1);
   request.query.resize(request.query.find(' '));
   request.body = text.substr(text.find("\r\n\r\n") + 4);
@@ -140,8 +140,8 @@ TEST_F(RequestsTest, OnlyWhatReadsIsSentOnceMore) {
     }
     ASSERT_GE(requests.size(), 3u);
     EXPECT_GE(server.Connections(), 2);
-    const LoggedRequest first = Logged(requests[1]);
-    const LoggedRequest again = Logged(requests[2]);
+    const ClientRequest first = Logged(requests[1]);
+    const ClientRequest again = Logged(requests[2]);
     EXPECT_NE(QueryValue(first.query, "callId"), QueryValue(again.query, "callId"));
     EXPECT_EQ(first.body, again.body);
     ExpectSigned(again, again.body);

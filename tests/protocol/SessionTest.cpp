@@ -15,7 +15,7 @@ class SessionTest : public CommandTest {
   }
   // The one of the known secrets that signs the session's requests.
   std::string SecretInUse() {
-    service().ClearLog();
+    service().ClearArrived();
     Send(kKELOCommand_CloseSession, {});
     const std::string query = OnlyRequest().query;
     const size_t end = query.find("&keloApiSig=");
@@ -28,8 +28,8 @@ class SessionTest : public CommandTest {
 
 TEST_F(SessionTest, OpenAndCloseAreSignedGetsOfTheAuthenticationPath) {
   ASSERT_EQ(Open(), 0u);
-  const LoggedRequest open = OnlyRequest();
-  EXPECT_EQ(open.method, "GET");
+  const ClientRequest open = OnlyRequest();
+  EXPECT_EQ(open.verb, "GET");
   EXPECT_EQ(open.path, "/P2PwebCmdController/api-auth");
   EXPECT_EQ(open.body, "");
   const std::string opening = "method=OpenSession&callId=" + QueryValue(open.query, "callId") +
@@ -37,10 +37,10 @@ TEST_F(SessionTest, OpenAndCloseAreSignedGetsOfTheAuthenticationPath) {
                               "&keloAuthToken=" + service().AuthToken();
   EXPECT_EQ(open.query, opening + "&keloApiSig=" + Sha1Hex(service().Secret() + "?" + opening));
 
-  service().ClearLog();
+  service().ClearArrived();
   const tagKELO_SessionInfo before = Session();
   ASSERT_EQ(Send(kKELOCommand_CloseSession, {}), 0u);
-  const LoggedRequest close = OnlyRequest();
+  const ClientRequest close = OnlyRequest();
   const std::string closing = "keloSessToken=" + FieldText(before.token) +
                               "&method=CloseSession&callId=" + QueryValue(close.query, "callId");
   EXPECT_EQ(close.path, "/P2PwebCmdController/api-auth");
@@ -51,7 +51,7 @@ TEST_F(SessionTest, OpenAndCloseAreSignedGetsOfTheAuthenticationPath) {
   EXPECT_EQ(KELOAccessInitialize(1000), 0u);  // nor does a second initialisation change anything
   const tagKELO_SessionInfo after = Session();
   EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
-  service().ClearLog();
+  service().ClearArrived();
   EXPECT_EQ(Send(kKELOCommand_LoadHierarchy, {}), uint32_t{kKELOResult_NoSession});
   ExpectDocument(OnlyRequest(), "<GetUserArchiveInfo />\r\n");
 }
@@ -153,13 +153,13 @@ TEST_F(SessionTest, ExtendingUsesTheHostsBlockAloneAndIgnoresTheOutcome) {
   // Beside a session of its own the library uses, and keeps, nothing of that.
   OpenScriptedSession();
   const tagKELO_SessionInfo before = Session();
-  service().ClearLog();
+  service().ClearArrived();
   SetField(block.token, "OTHERTOKEN");
   SetField(block.manageUrl, Url() + "/elsewhere");
   tagCommandControlInfo record = Record(&block);
   std::memset(record.signingSecret, 'e', sizeof record.signingSecret);
   ASSERT_EQ(Send(kKELOCommand_ExtendTokenLimit, record), 0u);
-  const LoggedRequest extending = OnlyRequest();
+  const ClientRequest extending = OnlyRequest();
   EXPECT_EQ(extending.path, "/elsewhere");
   const std::string base =
       "keloSessToken=OTHERTOKEN&callId=" + QueryValue(extending.query, "callId");
@@ -172,7 +172,7 @@ TEST_F(SessionTest, ExtendingUsesTheHostsBlockAloneAndIgnoresTheOutcome) {
 
   Script("VerifyRecipients", ReplyWith("", 500));
   EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)), 0u);
-  service().ClearLog();
+  service().ClearArrived();
   SetField(block.manageUrl, "");
   EXPECT_EQ(Send(kKELOCommand_ExtendTokenLimit, Record(&block)),
             uint32_t{kKELOResult_BadParameter});

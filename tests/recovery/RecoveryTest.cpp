@@ -114,7 +114,7 @@ class RecoveryTest : public AccountTest {
     SCOPED_TRACE(command + std::to_string(good));
     const Catalogue before = ReadCatalogue();
     std::atomic<int> requests = 0;
-    service().SetScript([&, reply = fault.reply](const LoggedRequest&) {
+    service().SetScript([&, reply = fault.reply](const ClientRequest&) {
       return ++requests > good ? std::optional(reply) : std::nullopt;
     });
     std::jthread other;

@@ -62,7 +62,7 @@ TEST_F(SharingTest, VerificationTakesOneRoundForEachRejection) {
   EXPECT_EQ(verification.result, 4117u);
   EXPECT_EQ(verification.accepted, "a@x;;b@x");
   EXPECT_EQ(verification.rejected, "x@x;y@x");
-  const auto log = service().Log();
+  const auto log = service().Arrived();
   ASSERT_EQ(log.size(), 3u);
   ExpectDocument(log[0], "<VerifyRecipients recipientList=\"mailto:a@x;x@x;;b@x;y@x\" />\r\n");
   ExpectDocument(log[2], "<VerifyRecipients recipientList=\"mailto:a@x;;b@x\" />\r\n");
@@ -120,13 +120,13 @@ TEST_F(SharingTest, MailGoesToThoseWhoAreLeft) {
   for (auto& c : cases) {
     Script("ShareAlbum", c.share);
     Script("VerifyRecipients", RejectionOf("x@x"), kOk);
-    service().ClearLog();
+    service().ClearArrived();
     tagKELO_PictureMailInfo mail{99,         Text(c.recipients), {}, {}, Text(subject),
                                  Text(body), c.removeGPS};
     EXPECT_EQ(Send(kKELOCommand_SendPictureMail, Record(&mail, "A1", c.options)), c.result)
         << c.options;
     EXPECT_EQ(mail.status, c.status) << c.options;
-    const auto log = service().Log();
+    const auto log = service().Arrived();
     ASSERT_EQ(log.size(), c.requests);
     ExpectDocument(log.back(), std::string("<ShareAlbum albumId=\"A1\" recipientList=\"mailto:") +
                                    c.sentTo +

@@ -89,7 +89,7 @@ class AccountTest : public CommandTest {
     EXPECT_EQ(Download(base + picturePath_), 0u);
     EXPECT_EQ(folder().Read("downloaded"), kPicture);
     std::filesystem::remove(DownloadPath());
-    service().ClearLog();
+    service().ClearArrived();
     std::string id;
     EXPECT_EQ(Upload(album_, id), 0u);
     EXPECT_NE(id, "");

@@ -16,7 +16,7 @@
 
 namespace kelo::testing {
 
-using devservice::LoggedRequest;
+using devservice::ClientRequest;
 using devservice::Reply;
 using devservice::Sha1Hex;
 
@@ -166,7 +166,7 @@ class CommandTest : public ::testing::Test {
   // A session with the service itself.
   void OpenSession() {
     ASSERT_EQ(Open(), 0u);
-    service_->ClearLog();
+    service_->ClearArrived();
   }
 
   // From here on requests of `method` get these answers, one after the other; the last one stays.
@@ -175,9 +175,9 @@ class CommandTest : public ::testing::Test {
   void Script(const std::string& method = "", const Answers&... answers) {
     const std::lock_guard lock(mutex_);
     answers_[method] = {answers...};
-    service_->SetScript([this](const LoggedRequest& request) -> std::optional<Reply> {
+    service_->SetScript([this](const ClientRequest& request) -> std::optional<Reply> {
       const std::lock_guard inScript(mutex_);
-      std::deque<Answer>& next = answers_[request.apiMethod];
+      std::deque<Answer>& next = answers_[request.method];
       if (next.empty()) return Answer(kOk);
       const Answer answer = next.front();
       if (next.size() > 1) next.pop_front();
@@ -220,19 +220,19 @@ class CommandTest : public ::testing::Test {
            "<r stat=\"ok\"><albums><album albumId=\"B1\" albumName=\"Bea\" itemsCount=\"1\"><items>"
            "<item itemId=\"J1\" fileName=\"j1.jpg\" /></items></album></albums></r>");
     ASSERT_EQ(Send(kKELOCommand_LoadHierarchy, Record()), 0u);
-    service_->ClearLog();
+    service_->ClearArrived();
   }
 
-  std::vector<LoggedRequest> Requests(const std::string& method) const {
-    std::vector<LoggedRequest> found;
-    for (LoggedRequest& request : service_->Log())
-      if (request.apiMethod == method) found.push_back(std::move(request));
+  std::vector<ClientRequest> Requests(const std::string& method) const {
+    std::vector<ClientRequest> found;
+    for (ClientRequest& request : service_->Arrived())
+      if (request.method == method) found.push_back(std::move(request));
     return found;
   }
-  LoggedRequest OnlyRequest() const {
-    const auto log = service_->Log();
+  ClientRequest OnlyRequest() const {
+    const auto log = service_->Arrived();
     EXPECT_EQ(log.size(), 1u);
-    return log.empty() ? LoggedRequest() : log.front();
+    return log.empty() ? ClientRequest() : log.front();
   }
 
   static std::string Document(const std::string& element) {
@@ -241,12 +241,12 @@ class CommandTest : public ::testing::Test {
            element;
   }
   // The document as it must travel, and that its query is the signed one.
-  void ExpectDocument(const LoggedRequest& request, const std::string& element) const {
-    EXPECT_EQ(request.method, "PUT");
+  void ExpectDocument(const ClientRequest& request, const std::string& element) const {
+    EXPECT_EQ(request.verb, "PUT");
     EXPECT_EQ(request.body, Document(element));
     ExpectSigned(request, request.body);
   }
-  void ExpectSigned(const LoggedRequest& request, const std::string& document) const {
+  void ExpectSigned(const ClientRequest& request, const std::string& document) const {
     const std::string base = "keloSessToken=" + QueryValue(request.query, "keloSessToken") +
                              "&callId=" + QueryValue(request.query, "callId");
     EXPECT_EQ(request.query,

@@ -64,7 +64,7 @@ int FailuresSoFar() {
 void TortureTest::Prepare(Effect effect) {
   if (effect == Effect::Starts) {
     // The call identifiers of the former controller may be ahead of the clock.
-    const uint64_t last = std::stoull(QueryValue(service().Log().back().query, "callId"));
+    const uint64_t last = std::stoull(QueryValue(service().Arrived().back().query, "callId"));
     EXPECT_TRUE(Await([&] {
       return GetTimeIntervalSinceReferenceDate() * 1000 > static_cast<double>(last + 1);
     }));
@@ -101,7 +101,7 @@ void TortureTest::TryPoint(const Trial& trial, const FaultPoint& fault) {
   const Catalogue before = trial.effect == Effect::Starts ? Catalogue() : ReadCatalogue();
   const auto files = OpenFiles(false);
   const int failures = FailuresSoFar();
-  service().ClearLog();
+  service().ClearArrived();
   point_ = std::string(trial.name) +
            (fault.kind == CallKind::Allocation ? ": allocation " : ": system call ") +
            std::to_string(fault.n);

@@ -56,8 +56,8 @@ class TortureTest : public AccountTest {
   }
   // The session goes on at the service.
   uint32_t SendClose() {
-    service().SetScript([](const LoggedRequest& request) {
-      return request.apiMethod == "CloseSession" ? std::optional(ReplyWith(kOk)) : std::nullopt;
+    service().SetScript([](const ClientRequest& request) {
+      return request.method == "CloseSession" ? std::optional(ReplyWith(kOk)) : std::nullopt;
     });
     return Send(kKELOCommand_CloseSession, Record());
   }

@@ -12,7 +12,7 @@ namespace {
 class DownloadTest : public CommandTest {
  protected:
   DownloadTest() {
-    service().SetScript([](const LoggedRequest& request) -> std::optional<Reply> {
+    service().SetScript([](const ClientRequest& request) -> std::optional<Reply> {
       Reply reply = ReplyWith("bytes of " + request.path);
       if (request.path == "/lost") reply.cutAfter = 3;
       if (request.path == "/missing") reply = ReplyWith("no such picture", 404);
@@ -60,7 +60,7 @@ TEST_F(DownloadTest, FailuresOfOneFileLeaveTheBatchGoingAndOthersEndIt) {
       {"ftp://127.0.0.1/", 4114, true},
   };
   for (const auto& c : cases) {
-    service().ClearLog();
+    service().ClearArrived();
     if (c.result == 4099) folder().Write("1", "was here before");
     EXPECT_EQ(Download({"/good", c.url, "/last"}), c.ends ? c.result : 0u) << c.url;
     EXPECT_EQ(this->Results(), (Results{0, c.result, c.ends ? c.result : 0u})) << c.url;
@@ -69,7 +69,7 @@ TEST_F(DownloadTest, FailuresOfOneFileLeaveTheBatchGoingAndOthersEndIt) {
     EXPECT_EQ(folder().Read("2"), c.ends ? "" : "bytes of /last") << c.url;
     EXPECT_EQ(records_[1].receivedSize, 0u) << c.url;
     EXPECT_EQ(records_[2].receivedSize, c.ends ? 0u : 14u) << c.url;
-    EXPECT_NE(service().Log().back().path, c.ends ? "/last" : c.url) << c.url;
+    EXPECT_NE(service().Arrived().back().path, c.ends ? "/last" : c.url) << c.url;
     for (const char* name : {"0", "1", "2"}) std::filesystem::remove(folder().Path(name));
     EXPECT_EQ(folder().EntryCount(), 1u) << c.url;
 
@@ -82,7 +82,7 @@ TEST_F(DownloadTest, FailuresOfOneFileLeaveTheBatchGoingAndOthersEndIt) {
   const FailingCall full("write", ENOSPC);
   EXPECT_EQ(Download({"/good", "/last"}), 4102u);
   EXPECT_EQ(this->Results(), (Results{4102, 4102}));
-  EXPECT_EQ(service().Log().back().path, "/good");
+  EXPECT_EQ(service().Arrived().back().path, "/good");
 }
 
 TEST_F(DownloadTest, EventsTellTheFileAndTheBatch) {
@@ -104,7 +104,7 @@ TEST_F(DownloadTest, AUrlMayFillItsField) {
   std::filesystem::remove(folder().Path("0"));
   url.push_back('v');  // no terminating zero: read to the field's width
   EXPECT_EQ(Download({url}), 0u);
-  EXPECT_EQ(Url() + service().Log().back().target, url);
+  EXPECT_EQ(Url() + service().Arrived().back().target, url);
 }
 
 TEST_F(DownloadTest, TheStorageIsReadAsTwoNumbers) {

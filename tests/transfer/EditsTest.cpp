@@ -33,7 +33,7 @@ TEST_F(EditsTest, PropertiesTravelAsTheMaskSays) {
       {"bad\xFF\" rating=\"", 0, 0, 1, caption + "bad\xFF&quot; rating=&quot;\" />\r\n"},
   };
   for (const auto& c : cases) {
-    service().ClearLog();
+    service().ClearArrived();
     tagKELO_PropertyInfo record{};
     record.result = 99;
     SetField(record.caption, c.caption);
@@ -72,7 +72,7 @@ TEST_F(EditsTest, TagsGoToItemsAndToWhatAlbumsHold) {
       {"unknown", 4, nullptr},
   };
   for (const Case& c : cases) {
-    service().ClearLog();
+    service().ClearArrived();
     tagKELO_TagInfo record{};
     record.result = 99;
     SetField(record.text, "sea & sun");
@@ -93,7 +93,7 @@ TEST_F(EditsTest, TagsOfAnEmptyAlbumSendNothingAndShortBuffersAreReadToTheirEnd)
   Script("AddAlbum", "<r stat=\"ok\" albumId=\"EMPTY\" />");
   tagKELO_ItemInfo album = NewContainer(kKELOKind_Album, "");
   ASSERT_EQ(SendOne(kKELOCommand_AddItems, &album), 0u);
-  service().ClearLog();
+  service().ClearArrived();
   const auto shortBuffer = std::make_unique<char[]>(7);
   std::memcpy(shortBuffer.get() + 4, "ab", 3);
   EXPECT_EQ(Send(kKELOCommand_AddTags, Record(shortBuffer.get(), "EMPTY", 0, 2)), 0u);
@@ -115,7 +115,7 @@ TEST_F(EditsTest, NewContainersJoinTheCatalogue) {
   Script("AddFolder", "<r stat=\"ok\" folderId=\"NF\" />", "<r stat=\"fail\" errcode=\"208\" />");
   Script("AddAlbum", "<r stat=\"ok\" albumId=\"NA\" />");
   ASSERT_EQ(SendAll(kKELOCommand_AddItems, records, "KELO_CACHEINFO_ROOT_ID"), 0u);
-  const auto log = service().Log();
+  const auto log = service().Arrived();
   ASSERT_EQ(log.size(), 3u);
   ExpectDocument(log[0], "<AddFolder folderName=\"N&lt;0\" />\r\n");
   ExpectDocument(log[1],
@@ -165,7 +165,7 @@ TEST_F(EditsTest, AnUnusableAnswerEndsTheListAndMarksTheRest) {
   };
   for (const auto& [reply, result] : faults) {
     Script("AddAlbum", "<r stat=\"ok\" albumId=\"N1\" />", reply);
-    service().ClearLog();
+    service().ClearArrived();
     std::vector<tagKELO_ItemInfo> records(4);
     for (auto& record : records) {
       record.kind = kKELOKind_Album;
@@ -189,7 +189,7 @@ TEST_F(EditsTest, LinksKeepTheirOwnResults) {
   records[2].result = 99;
   Script("AddItemsToAlbum", kOk, "<r stat=\"fail\" errcode=\"302\" />", kOk);
   EXPECT_EQ(SendAll(kKELOCommand_AddNewLink, records, "A1"), 0u);
-  const auto log = service().Log();
+  const auto log = service().Arrived();
   ASSERT_EQ(log.size(), 3u);
   ExpectDocument(log[1], "<AddItemsToAlbum albumId=\"A1\" itemIdList=\"I3,R1\" />\r\n");
   ExpectDocument(

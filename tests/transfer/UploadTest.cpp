@@ -61,8 +61,8 @@ TEST_F(UploadTest, SendsOneMultipartRequestByteForByte) {
            "Content-Transfer-Encoding: binary\r\n\r\n" +
            bytes;
   };
-  const LoggedRequest request = OnlyRequest();
-  EXPECT_EQ(request.method, "POST");
+  const ClientRequest request = OnlyRequest();
+  EXPECT_EQ(request.verb, "POST");
   EXPECT_EQ(request.path, "/upload");
   EXPECT_EQ(request.headers,
             (devservice::Headers{{"Host", Url().substr(7)},
@@ -215,8 +215,8 @@ TEST_F(UploadCheckTest, TheCheckTellsTheDatesOfItsMaskAndTheAlbumThatIsGiven) {
     if (!album.empty()) line += " albumId=\"A1\"";
     EXPECT_EQ(Upload(records, album, kKELOOption_CheckDuplicates, mask), 0u);
     EXPECT_EQ(records[0].result, 4099u);
-    ExpectDocument(service().Log().back(), "<CheckUploadItems>\r\n<items>\r\n" + line +
-                                               " />\r\n</items>\r\n</CheckUploadItems>\r\n");
+    ExpectDocument(service().Arrived().back(), "<CheckUploadItems>\r\n<items>\r\n" + line +
+                                                   " />\r\n</items>\r\n</CheckUploadItems>\r\n");
   }
   EXPECT_TRUE(Requests("UploadItems").empty());
 }
