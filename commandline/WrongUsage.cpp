@@ -39,6 +39,30 @@ std::string Unexpected(const CLI::App& command, const std::string& word) {
   return fmt::format("unexpected argument '{}'", Printable(word));
 }
 
+// The innermost command that the line names; null where it names none.
+const CLI::App* NamedCommand(const CLI::App& app) {
+  const auto named = app.get_subcommands();
+  if (named.empty()) return nullptr;
+  const CLI::App* inner = NamedCommand(*named.front());
+  return inner == nullptr ? named.front() : inner;
+}
+
+// What is wrong with the line, and what may have been meant.
+std::string WhatIsWrong(const CLI::App& app, const CLI::App& command, const CLI::Error& error) {
+  const auto extras = app.remaining(true);
+  const bool unexpected =
+      error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) && !extras.empty();
+  if (unexpected) return Unexpected(command, extras.front());
+  // A word that is none of the commands, or an option that is none, is left over, too.
+  const bool incomplete = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+  if (incomplete && !extras.empty() &&
+      (!ListedCommands(command).empty() || extras.front().starts_with('-')))
+    return Unexpected(command, extras.front());
+  if (incomplete && !ListedCommands(command).empty())
+    return fmt::format("'{}' needs a command", FullName(command));
+  return error.what();
+}
+
 }  // namespace
 
 CLI::Validator NumberBetween(std::int64_t least, std::int64_t most) {
@@ -63,34 +87,21 @@ CLI::Option* AddCheckedOption(CLI::App& app, const std::string& name, std::strin
   return app.add_option_function<std::string>(name, take, about);
 }
 
-const CLI::App* NamedCommand(const CLI::App& app) {
-  const auto named = app.get_subcommands();
-  if (named.empty()) return nullptr;
-  const CLI::App* inner = NamedCommand(*named.front());
-  return inner == nullptr ? named.front() : inner;
-}
-
 std::string NoCommand(const CLI::App& app, const std::string& name) {
   std::vector<std::string> known;
   for (const CLI::App* command : ListedCommands(app)) known.push_back(command->get_name());
   return fmt::format("there is no command '{}'{}", Printable(name), Suggestion(name, known));
 }
 
-std::string WrongUsage(const CLI::App& app, const CLI::Error& error) {
-  const auto extras = app.remaining(true);
-  const bool unexpected =
-      error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) && !extras.empty();
+std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
   const CLI::App* named = NamedCommand(app);
   const CLI::App& command = named == nullptr ? app : *named;
-  if (unexpected) return Unexpected(command, extras.front());
-  // A word that is none of the commands, or an option that is none, is left over, too.
-  const bool incomplete = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-  if (incomplete && !extras.empty() &&
-      (!ListedCommands(command).empty() || extras.front().starts_with('-')))
-    return Unexpected(command, extras.front());
-  if (incomplete && !ListedCommands(command).empty())
-    return fmt::format("'{}' needs a command", FullName(command));
-  return error.what();
+  std::string place = FullName(command) + " --help";
+  if (const CLI::App* help = FindCommand(app, "help")) {
+    place = FullName(*help);
+    if (named != nullptr && named != help) place += " " + named->get_name();
+  }
+  return fmt::format("{}\nsee '{}'", WhatIsWrong(app, command, error), place);
 }
 
 }  // namespace kelo

@@ -18,13 +18,11 @@ CLI::Option* AddCheckedOption(CLI::App& app, const std::string& name, std::strin
 // too great, and its words change with its version.
 CLI::Validator NumberBetween(std::int64_t least, std::int64_t most);
 
-// The innermost command that the line names; null where it names none.
-const CLI::App* NamedCommand(const CLI::App& app);
-
 // "there is no command 'NAME'; did you mean 'OTHER'?"
 std::string NoCommand(const CLI::App& app, const std::string& name);
 
-// What is wrong with the line, and what may have been meant.
-std::string WrongUsage(const CLI::App& app, const CLI::Error& error);
+// What a wrong command line is answered with: what is wrong with it, what may have been meant, and
+// where to read on.
+std::string UsageMessage(const CLI::App& app, const CLI::Error& error);
 
 }  // namespace kelo

@@ -58,12 +58,6 @@ std::string WhatIsWrongWithFault(const std::string& text) {
   }
 }
 
-std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
-  const CLI::App* command = kelo::NamedCommand(app);
-  return "kelo-devservice: " + kelo::WrongUsage(app, error) + "\nsee '" +
-         kelo::FullName(command == nullptr ? app : *command) + " --help'\n";
-}
-
 void DeclareService(CLI::App& app, Arguments& arguments) {
   Service::Options& options = arguments.options;
   app.add_option("--data", options.dataDirectory, "Keep database and files in this folder")
@@ -112,8 +106,9 @@ void Declare(CLI::App& app, Arguments& arguments) {
   app.set_version_flag("--version", "kelo-devservice " KELO_VERSION, "Show the version");
   app.set_help_flag("-h,--help", "Show this help");
   app.formatter(std::make_shared<kelo::HelpFormatter>(kelo::devservice::ServiceTexts()));
-  app.failure_message(
-      [](const CLI::App* all, const CLI::Error& error) { return UsageMessage(*all, error); });
+  app.failure_message([](const CLI::App* all, const CLI::Error& error) {
+    return all->get_name() + ": " + kelo::UsageMessage(*all, error) + "\n";
+  });
   DeclareService(app, arguments);
   DeclareInstruments(app, arguments);
   app.add_flag("--man", arguments.manual)->group("");

@@ -78,12 +78,4 @@ void AddHelpCommand(CLI::App& app, Action& chosen) {
   });
 }
 
-std::string UsageMessage(const CLI::App& app, const CLI::Error& error) {
-  const CLI::App* command = NamedCommand(app);
-  const bool named = command != nullptr && command->get_name() != "help";
-  const bool hasCommands = !ListedCommands(app).empty();
-  return fmt::format("{}\nsee '{} {}{}'", WrongUsage(app, error), app.get_name(),
-                     hasCommands ? "help" : "--help", named ? " " + command->get_name() : "");
-}
-
 }  // namespace kelo::host

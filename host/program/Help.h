@@ -14,8 +14,4 @@ ProgramTexts KeloTexts();
 // "kelo help [COMMAND]".
 void AddHelpCommand(CLI::App& app, Action& chosen);
 
-// What a wrong command line is answered with: what is wrong with it, what may have been meant, and
-// where to read on.
-std::string UsageMessage(const CLI::App& app, const CLI::Error& error);
-
 }  // namespace kelo::host
