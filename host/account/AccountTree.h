@@ -15,6 +15,7 @@
 namespace kelo::host {
 
 constexpr Kind kAlbums = Kind::Album | Kind::FriendAlbum | Kind::RootAlbum;
+constexpr Kind kAnyKind = kAlbums | Kind::Folder | Kind::FileItem;
 
 // Tells whether two listings show the same entry; an id alone may be cut.
 using EntryKey = std::tuple<std::string, std::string, std::string>;
@@ -35,11 +36,11 @@ struct PlaceContents {
 
 class AccountTree {
  public:
-  enum class LeftOut { kTold, kUntold };
+  enum class Tells { kNo, kYes };
 
   // What a walk leaves out is told in words, and with --json as an entry with the member "leftOut".
-  explicit AccountTree(Library& library, LeftOut leftOut = LeftOut::kTold)
-      : library_(library), tells_(leftOut == LeftOut::kTold) {}
+  explicit AccountTree(Library& library, Tells tells = Tells::kYes)
+      : library_(library), tells_(tells == Tells::kYes) {}
 
   // The root album, then all folders and albums. The pointers lead to folders among them.
   std::vector<AccountPlace> Places() const;

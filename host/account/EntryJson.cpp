@@ -7,18 +7,6 @@
 #include "host/names/ResultText.h"
 
 namespace kelo::host {
-namespace {
-
-std::string_view KindJson(Kind kind) {
-  if (Is(kind, Kind::FriendAlbum)) return "friendAlbum";
-  if (Is(kind, Kind::SharedAlbum)) return "sharedAlbum";
-  if (Is(kind, Kind::RootAlbum)) return "rootAlbum";
-  if (Is(kind, Kind::Album)) return "album";
-  if (Is(kind, Kind::Folder)) return "folder";
-  return "item";
-}
-
-}  // namespace
 
 Json IdJson(std::string_view id) {
   if (id.empty()) return nullptr;

@@ -90,17 +90,15 @@ void AddIds(Library& library, Kind kinds, std::string_view begun, std::vector<Of
 
 }  // namespace
 
-std::vector<Offer> EntryPaths(Library& library, EntryKinds kinds, const std::string& begun) {
-  const Kind wanted = (kinds.folders ? Kind::Folder : Kind::None) |
-                      (kinds.albums ? kAlbums : Kind::None) |
-                      (kinds.items ? Kind::FileItem : Kind::None);
+std::vector<Offer> EntryPaths(Library& library, Kind kinds, const std::string& begun) {
+  const bool items = Is(kinds, Kind::FileItem);
   const Paths paths(library, begun);
-  auto found = paths.Containers(wanted);
+  auto found = paths.Containers(kinds);
   // A single album can be meant itself, or be the way to its items.
-  if (kinds.items && found.size() == 1) found.push_back({found.front().text + "/", "its items"});
-  if (kinds.items) paths.AddItems(found);
+  if (items && found.size() == 1) found.push_back({found.front().text + "/", "its items"});
+  if (items) paths.AddItems(found);
   if (found.empty() && begun.size() >= kIdBegun)
-    AddIds(library, wanted & ~Kind::RootAlbum, begun, found);
+    AddIds(library, kinds & ~Kind::RootAlbum, begun, found);
   return found;
 }
 

@@ -13,15 +13,9 @@ struct Offer {
   std::string about;
 };
 
-struct EntryKinds {
-  bool folders = true;
-  bool albums = true;
-  bool items = true;
-};
-
 // What `begun` may become: "Folder", "Folder/Album", "root", and, behind the "/" of an album that
 // is named whole, its items; ids where a name would not lead to the entry alone, or where an id's
 // first characters are typed. Needs the hierarchy.
-std::vector<Offer> EntryPaths(Library& library, EntryKinds kinds, const std::string& begun);
+std::vector<Offer> EntryPaths(Library& library, Kind kinds, const std::string& begun);
 
 }  // namespace kelo::host

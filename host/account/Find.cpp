@@ -13,14 +13,13 @@
 #include "host/account/AccountTree.h"
 #include "host/names/CatalogueNames.h"
 #include "host/names/EntryWords.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 #include "text/Unicode.h"
 
 namespace kelo::host {
 namespace {
 
-constexpr Kind kAnyKind = kAlbums | Kind::Folder | Kind::FileItem;
 constexpr size_t kMaxShown = 10;
 
 // Composed, so that no way to write an accent counts; byte for byte where it is not UTF-8.
@@ -37,7 +36,8 @@ struct Name {
   std::u16string text;
   bool cut = false;
 
-  explicit Name(const Item& entry) : text(Comparable(Composed(entry.name))), cut(MayBeCut(entry)) {}
+  explicit Name(const Item& entry)
+      : text(Comparable(Composed(entry.name))), cut(entry.nameMayBeCut) {}
   explicit Name(std::u16string_view own) : text(own) {}
 };
 

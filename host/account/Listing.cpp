@@ -12,8 +12,8 @@
 #include "host/account/EntryJson.h"
 #include "host/names/Dates.h"
 #include "host/names/EntryWords.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 #include "host/terminal/Columns.h"
 
 namespace kelo::host {

@@ -65,7 +65,7 @@ class ContainerReport {
 const Item* OfName(const std::vector<Item>& entries, const std::string& name) {
   const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
     const std::string there = Composed(entry.name);
-    return MayBeCut(entry) ? name.starts_with(there) : name == there;
+    return entry.nameMayBeCut ? name.starts_with(there) : name == there;
   });
   return found == entries.end() ? nullptr : &*found;
 }

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host/commands/Host.h"
-#include "host/names/ResultText.h"
+#include "host/names/Failure.h"
 
 namespace kelo::host {
 namespace {

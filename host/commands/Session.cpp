@@ -9,8 +9,8 @@
 #include "commandline/WrongUsage.h"
 #include "host/account/Find.h"
 #include "host/commands/Command.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 #include "host/terminal/Prompt.h"
 
 namespace kelo::host {

@@ -5,8 +5,8 @@
 #include <CLI/CLI.hpp>
 
 #include "host/demo/DemoStory.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 #include "host/program/Run.h"
 
 namespace kelo::host {

@@ -36,7 +36,7 @@ std::string FolderName(const Item& entry) {
 class AccountFolders {
  public:
   AccountFolders(Library& library, PathGiver& paths, const fs::path& to)
-      : tree_(library, AccountTree::LeftOut::kUntold), paths_(paths), to_(to) {
+      : tree_(library, AccountTree::Tells::kNo), paths_(paths), to_(to) {
     std::vector<Item> top = tree_.Top();
     std::erase_if(top, [](const Item& entry) { return entry.kind == Kind::RootAlbum; });
     Place(std::move(top), to);

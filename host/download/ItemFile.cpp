@@ -50,8 +50,8 @@ std::string WithExtension(std::string name, const ItemFormat& format) {
 std::string ItemFileName(const Item& item) {
   std::string name = FileName(item.name, item.id);
   const auto* const format = std::ranges::find(kFormats, item.fileFormat, &ItemFormat::format);
-  return MayBeCut(item) && format != std::end(kFormats) ? WithExtension(std::move(name), *format)
-                                                        : name;
+  return item.nameMayBeCut && format != std::end(kFormats) ? WithExtension(std::move(name), *format)
+                                                           : name;
 }
 
 std::optional<std::time_t> ItemDate(const Item& item) {

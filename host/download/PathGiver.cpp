@@ -79,7 +79,7 @@ class PathGiver::Namesakes {
     if (marks == marks_.end() || ::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
       return std::nullopt;
     size_t first = kNobody;
-    // Some file systems keep even seconds only.
+    // As IsFileOf does, since some file systems keep even seconds only.
     const std::time_t date = status.st_mtime;
     for (const KnownDate& one :
          {KnownDate(), KnownDate(date - 1), KnownDate(date), KnownDate(date + 1)}) {

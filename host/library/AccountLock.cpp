@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "host/names/Dates.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

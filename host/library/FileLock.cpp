@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/names/ResultText.h"
+#include "host/names/Failure.h"
 
 namespace kelo::host {
 namespace {

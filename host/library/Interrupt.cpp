@@ -4,7 +4,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <ctime>
+#include <atomic>
 
 namespace kelo::host {
 namespace {
@@ -61,7 +61,11 @@ Interrupt::Interrupt(Library& library) : library_(library) {
 }
 
 Interrupt::~Interrupt() {
-  ending_ = true;
+  {
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  ended_.notify_all();
   pthread_kill(thread_.native_handle(), kWakeUp);
   thread_.join();
 }
@@ -71,7 +75,7 @@ void Interrupt::Wait() {
   int signal = kWakeUp;
   while (signal == kWakeUp) {
     if (sigwait(&set, &signal) != 0) continue;
-    if (ending_) return;
+    if (EndsWithin({})) return;
   }
   arrived = signal;
   // From here on a second signal ends the program where it stands.
@@ -82,22 +86,9 @@ void Interrupt::Wait() {
   EndUnlessDone();
 }
 
-bool Interrupt::EndsWithin(std::chrono::nanoseconds time) const {
-  using std::chrono::steady_clock;
-  sigset_t wakeUp;
-  sigemptyset(&wakeUp);
-  sigaddset(&wakeUp, kWakeUp);
-  const auto until = steady_clock::now() + time;
-  while (!ending_) {
-    const std::chrono::nanoseconds left = until - steady_clock::now();
-    if (left.count() <= 0) return false;
-    const auto whole = std::chrono::floor<std::chrono::seconds>(left);
-    const timespec pause{.tv_sec = static_cast<std::time_t>(whole.count()),
-                         .tv_nsec = static_cast<long>((left - whole).count())};
-    // Linux's: sigtimedwait.
-    sigtimedwait(&wakeUp, nullptr, &pause);
-  }
-  return true;
+bool Interrupt::EndsWithin(std::chrono::milliseconds time) {
+  std::unique_lock lock(mutex_);
+  return ended_.wait_for(lock, time, [this] { return ending_; });
 }
 
 void Interrupt::EndUnlessDone() {

@@ -6,9 +6,10 @@
 
 #include <termios.h>
 
-#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
+#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -45,12 +46,14 @@ class Interrupt {
  private:
   void Wait();
   // Waits for the end of this object.
-  bool EndsWithin(std::chrono::nanoseconds time) const;
+  bool EndsWithin(std::chrono::milliseconds time);
   // Ends the process if the program does not end by itself in time.
   void EndUnlessDone();
 
   Library& library_;
-  std::atomic<bool> ending_ = false;
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  bool ending_ = false;              // guarded by the mutex
   std::optional<termios> terminal_;  // as it was before somebody turned its echo off
   std::thread thread_;
 };

@@ -13,8 +13,9 @@
 #include <cstring>
 #include <utility>
 
+#include "KELOAccess.hpp"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

@@ -16,8 +16,8 @@
 
 #include "host/library/AccountLock.h"
 #include "host/library/FileLock.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 
 namespace kelo::host {
 namespace {

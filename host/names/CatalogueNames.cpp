@@ -44,8 +44,4 @@ bool FitsCatalogue(const std::string& name) {
   return AsReferences(name).size() <= kNameField;
 }
 
-bool MayBeCut(const Item& entry) {
-  return entry.raw.name.size() == kNameField;
-}
-
 }  // namespace kelo::host

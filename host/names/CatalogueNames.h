@@ -4,8 +4,6 @@
 
 #include <string>
 
-#include "KELOAccess.hpp"
-
 namespace kelo::host {
 
 // How the catalogue shows a name: composed, and cut where its field ends. Two names that it shows
@@ -13,7 +11,5 @@ namespace kelo::host {
 std::string CatalogueName(const std::string& name);
 // Whether that is the whole name: the field holds 255 bytes of references, 31 Japanese characters.
 bool FitsCatalogue(const std::string& name);
-// Whether the entry's name fills its field, so that its end may be missing.
-bool MayBeCut(const Item& entry);
 
 }  // namespace kelo::host

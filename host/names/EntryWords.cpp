@@ -6,6 +6,28 @@
 #include "host/names/Names.h"
 
 namespace kelo::host {
+namespace {
+
+struct KindRow {
+  Kind kind;
+  std::string_view words;
+  std::string_view json;
+};
+// An entry may be of several kinds: the first row counts. One of none is an item.
+constexpr KindRow kKinds[] = {{Kind::FriendAlbum, "friend's album", "friendAlbum"},
+                              {Kind::SharedAlbum, "shared album", "sharedAlbum"},
+                              {Kind::RootAlbum, "root album", "rootAlbum"},
+                              {Kind::Album, "album", "album"},
+                              {Kind::Folder, "folder", "folder"},
+                              {Kind::FileItem, "item", "item"}};
+
+const KindRow& RowOf(Kind kind) {
+  for (const KindRow& row : kKinds)
+    if (Is(kind, row.kind)) return row;
+  return kKinds[std::size(kKinds) - 1];
+}
+
+}  // namespace
 
 std::string EntryName(const Item& entry) {
   return entry.kind == Kind::RootAlbum ? "(in no album)" : Shown(entry.name);
@@ -16,12 +38,11 @@ std::string EntryId(const Item& entry) {
 }
 
 std::string_view KindText(Kind kind) {
-  if (Is(kind, Kind::FriendAlbum)) return "friend's album";
-  if (Is(kind, Kind::SharedAlbum)) return "shared album";
-  if (Is(kind, Kind::RootAlbum)) return "root album";
-  if (Is(kind, Kind::Album)) return "album";
-  if (Is(kind, Kind::Folder)) return "folder";
-  return "item";
+  return RowOf(kind).words;
+}
+
+std::string_view KindJson(Kind kind) {
+  return RowOf(kind).json;
 }
 
 std::string KindWithArticle(Kind kind) {

@@ -9,10 +9,11 @@
 
 namespace kelo::host {
 
-// Name and id of an entry as shown to a person, and its kind in words.
+// Name and id of an entry as shown to a person, and its kind in words and in JSON.
 std::string EntryName(const Item& entry);
 std::string EntryId(const Item& entry);
 std::string_view KindText(Kind kind);
+std::string_view KindJson(Kind kind);
 // The kind in a sentence: "an album", "the root album".
 std::string KindWithArticle(Kind kind);
 // The format of an item: "JPEG", "raw", "unknown".

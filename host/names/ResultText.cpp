@@ -3,6 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
+
+#include "KELOAccess.hpp"
+
 namespace kelo::host {
 namespace {
 

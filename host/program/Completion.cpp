@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "commandline/Help.h"
+#include "host/account/AccountTree.h"
 #include "host/account/EntryPaths.h"
 #include "host/program/ShellWords.h"
 
@@ -122,8 +123,7 @@ const CLI::Option* Argument(const TypedPlace& place) {
   return nullptr;
 }
 
-std::vector<Offer> NamesOf(const CommonOptions& options, EntryKinds kinds,
-                           const std::string& begun) {
+std::vector<Offer> NamesOf(const CommonOptions& options, Kind kinds, const std::string& begun) {
   // Nobody waits long for a tab key: after this time there is no answer.
   std::signal(SIGALRM, [](int) { ::_exit(0); });
   ::alarm(kPatienceSeconds);
@@ -137,30 +137,27 @@ std::vector<Offer> NamesOf(const CommonOptions& options, EntryKinds kinds,
   }
 }
 
+// The labels of values that name an entry of the account.
+struct EntryLabel {
+  std::string_view label;
+  Kind kinds;
+};
+constexpr EntryLabel kEntryLabels[] = {
+    {"FOLDER", Kind::Folder}, {"ALBUM", kAlbums}, {"PLACE", Kind::Folder | kAlbums},
+    {"ENTRY", kAnyKind},      {"ITEM", kAnyKind}, {"TARGET", kAnyKind},
+};
+
 // Values of an option or argument, by the label that it has in the help.
 Completions Values(const CLI::App& app, const CommonOptions& options, const CLI::Option& option,
                    const std::string& begun) {
   const std::string label = ValueName(option);
-  const auto is = [&](std::initializer_list<const char*> labels) {
-    return std::find(labels.begin(), labels.end(), label) != labels.end();
-  };
+  if (label == "PATH") return {.kind = "files", .candidates = {}};
+  if (label == "DIR") return {.kind = "folders", .candidates = {}};
+  const auto* entry = std::ranges::find(kEntryLabels, label, &EntryLabel::label);
+  if (entry != std::end(kEntryLabels)) return {"names", NamesOf(options, entry->kinds, begun)};
   Completions answer;
-  if (label.find('|') != label.npos) {
-    AddChoices(label, begun, answer);
-    return answer;
-  }
-  if (is({"PATH"})) return {.kind = "files", .candidates = {}};
-  if (is({"DIR"})) return {.kind = "folders", .candidates = {}};
-  if (is({"COMMAND"}))
-    AddCommands(app, begun, answer);
-  else if (is({"FOLDER"}))
-    answer = {"names", NamesOf(options, {.albums = false, .items = false}, begun)};
-  else if (is({"ALBUM"}))
-    answer = {"names", NamesOf(options, {.folders = false, .items = false}, begun)};
-  else if (is({"PLACE"}))
-    answer = {"names", NamesOf(options, {.items = false}, begun)};
-  else if (is({"ENTRY", "ITEM", "TARGET"}))
-    answer = {"names", NamesOf(options, {}, begun)};
+  if (label == "COMMAND") AddCommands(app, begun, answer);
+  if (label.find('|') != label.npos) AddChoices(label, begun, answer);
   return answer;
 }
 

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-#include "host/names/ResultText.h"
+#include "host/names/Failure.h"
 
 namespace kelo::host {
 namespace {

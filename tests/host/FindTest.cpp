@@ -6,8 +6,8 @@
 #include "host/account/Find.h"
 #include "host/library/StateFile.h"
 #include "host/names/CatalogueNames.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
-#include "host/names/ResultText.h"
 
 namespace kelo::host::testing {
 namespace {
@@ -121,7 +121,7 @@ TEST_F(FindTest, AnAlbumIsNothingElseNorIsAFolder) {
     EXPECT_FALSE(FindAlbumIfAny(library_, none).has_value()) << none;
   EXPECT_TRUE(FindAlbumIfAny(library_, "lisBON").has_value());
   EXPECT_THROW(FindAlbumIfAny(library_, "party"), Failure);
-  EXPECT_TRUE(EntryPaths(library_, {.albums = true}, "arden1").empty()) << "no id begins so";
+  EXPECT_TRUE(EntryPaths(library_, kAnyKind, "arden1").empty()) << "no id begins so";
 }
 
 TEST(NamesTest, ShowsNothingThatATerminalObeys) {
