@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "devservice/protocol/ServiceError.h"
 #include "devservice/store/Store.h"

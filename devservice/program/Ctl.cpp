@@ -23,9 +23,12 @@ constexpr std::string_view kTokenMark = "/?token=";
 constexpr long kPatience = 120;  // seconds without a byte
 const std::string kAccountPath = "/control/account";
 
-struct Place {
+struct Arguments {
   std::string file = DefaultControlFile();
-  std::string url;
+  std::string url;  // instead of the file's
+  std::vector<std::string> faults;
+  std::vector<std::uint64_t> ids;
+  std::string address;
 };
 
 size_t Append(const char* bytes, size_t size, size_t count, void* text) {
@@ -65,8 +68,8 @@ Response Send(const std::string& service, const std::string& path, const std::st
   return response;
 }
 
-Json Ask(const Place& place, const std::string& path, const std::string& body = {}) {
-  const std::string url = place.url.empty() ? ReadControlFile(place.file) : place.url;
+Json Ask(const Arguments& arguments, const std::string& path, const std::string& body = {}) {
+  const std::string url = arguments.url.empty() ? ReadControlFile(arguments.file) : arguments.url;
   const size_t mark = url.find(kTokenMark);
   if (mark == std::string::npos)
     throw std::runtime_error("not the URL of a service's page: " + url +
@@ -87,21 +90,14 @@ void PrintFaults(const Json& answer) {
               << fault.at("fired") << "\n";
 }
 
-struct Arguments {
-  Place place;
-  std::vector<std::string> faults;
-  std::vector<std::uint64_t> ids;
-  std::string address;
-};
-
 void ListFaults(const Arguments& arguments) {
-  PrintFaults(Ask(arguments.place, "/control/faults"));
+  PrintFaults(Ask(arguments, "/control/faults"));
 }
 
 void ChangeFaults(const Arguments& arguments, const Json& wish) {
   const auto lenient = Json::error_handler_t::replace;
   const std::string body = wish.dump(-1, ' ', false, lenient);
-  PrintFaults(Ask(arguments.place, "/control/faults", body));
+  PrintFaults(Ask(arguments, "/control/faults", body));
 }
 
 void AddFaults(const Arguments& arguments) {
@@ -115,7 +111,7 @@ void RemoveFaults(const Arguments& arguments) {
 void PrintLog(const Arguments& arguments) {
   std::optional<std::uint64_t> end;  // as it was at first: more may come all the time
   for (std::uint64_t last = 0; !end || last < *end;) {
-    const Json log = Ask(arguments.place, "/control/log?after=" + std::to_string(last));
+    const Json log = Ask(arguments, "/control/log?after=" + std::to_string(last));
     if (!end) end = log.at("last");
     if (log.at("requests").empty()) return;
     for (const Json& request : log.at("requests")) {
@@ -126,20 +122,20 @@ void PrintLog(const Arguments& arguments) {
 }
 
 void PrintAccount(const Arguments& arguments) {
-  Json account = Ask(arguments.place, kAccountPath);
+  Json account = Ask(arguments, kAccountPath);
   if (!arguments.address.empty()) {
     const Json& all = account.at("accounts");
     const auto chosen = std::ranges::find_if(
         all, [&](const Json& each) { return each.at("address") == arguments.address; });
     if (chosen == all.end())
       throw std::runtime_error("there is no account with the address " + arguments.address);
-    account = Ask(arguments.place, kAccountPath + "?id=" + chosen->at("id").dump());
+    account = Ask(arguments, kAccountPath + "?id=" + chosen->at("id").dump());
   }
   std::cout << account.dump(2) << "\n";
 }
 
 void Reset(const Arguments& arguments) {
-  Ask(arguments.place, "/control/reset", "{}");
+  Ask(arguments, "/control/reset", "{}");
 }
 
 }  // namespace
@@ -148,10 +144,9 @@ void DeclareCtl(CLI::App& app) {
   CLI::App* ctl = app.add_subcommand("ctl", "Ask a running service, and make requests fail");
   ctl->require_subcommand(1);
   const auto arguments = std::make_shared<Arguments>();
-  Place& place = arguments->place;
-  ctl->add_option("--control-file", place.file, "Where the service has written its page's URL")
+  ctl->add_option("--control-file", arguments->file, "Where the service has written its page's URL")
       ->type_name("FILE");
-  ctl->add_option("--url", place.url, "The page's URL, as the service has printed it");
+  ctl->add_option("--url", arguments->url, "The page's URL, as the service has printed it");
   ctl->fallthrough();  // for the commands, which inherit it: these options may stand behind them
   const auto command = [&](const char* name, const char* description, auto run) {
     CLI::App* added = ctl->add_subcommand(name, description);

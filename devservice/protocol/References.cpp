@@ -42,9 +42,7 @@ std::optional<char32_t> TakeUtf8(std::string_view& text) {
 #pragma GCC diagnostic pop
 
 void AppendUnit(std::string& out, char32_t unit) {
-  out += "&#";
-  out += std::to_string(static_cast<std::uint32_t>(unit));
-  out += ';';
+  out += "&#" + std::to_string(static_cast<std::uint32_t>(unit)) + ";";
 }
 
 void AppendReference(std::string& out, char32_t c) {

@@ -11,7 +11,6 @@
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 namespace kelo::devservice {

@@ -5,7 +5,6 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
-#include <iterator>
 #include <limits>
 #include <tuple>
 

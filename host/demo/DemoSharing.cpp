@@ -4,7 +4,6 @@
 
 #include <future>
 #include <map>
-#include <mutex>
 
 #include "devservice/DevService.h"
 #include "host/demo/DemoStory.h"

@@ -3,7 +3,6 @@
 #include "catalogue/HierarchyTable.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <initializer_list>
 #include <utility>

@@ -2,7 +2,6 @@
 // document that describes them.
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 
 #include "commands/UploadItemText.h"
