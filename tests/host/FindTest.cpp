@@ -2,6 +2,7 @@
 // systems and the catalogue's records.
 
 #include "HostTest.h"
+#include "host/account/AccountTree.h"
 #include "host/account/EntryPaths.h"
 #include "host/account/Find.h"
 #include "host/library/StateFile.h"
