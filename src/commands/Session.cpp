@@ -1,6 +1,5 @@
 // The session: opening, closing, handing out, restoring, and keeping its token alive.
 
-
 #include "controller/HostRecord.h"
 #include "controller/KELOAccessCommandController.h"
 #include "protocol/RequestDocument.h"
