@@ -129,7 +129,7 @@ std::optional<Reply> Control::Refuse(const ClientRequest& head) const {
   if (IsFromElsewhere(head)) return Words(403, "This answers to its own page only.");
   if (!HasToken(head))
     return Words(403, "This needs the token: open the page by the URL that the service prints.");
-  if (head.bodySize > kMaxBody) return TooLarge(kMaxBody);
+  if (head.announcedSize > kMaxBody) return TooLarge(kMaxBody);
   return std::nullopt;
 }
 

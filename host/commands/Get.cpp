@@ -19,6 +19,7 @@ struct GetOptions {
   bool all = false;
   std::string folder = ".";
   FetchOptions fetch;
+  unsigned transfers = kTransfers;
   bool json = false;
 };
 
@@ -106,7 +107,8 @@ int Get(Host& host, const GetOptions& options) {
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
   if (plan.files.empty()) host.Out().Note("there are no items to download");
   Reporter reporter(host.Out(), plan, options.fetch);
-  FetchPlan(library, std::move(plan), options.fetch, std::ref(reporter));
+  Workers workers(library, DoTask, host.WorkersTerms(options.transfers));
+  FetchPlan(library, workers, std::move(plan), options.fetch, std::ref(reporter));
   return reporter.Finish();
 }
 
@@ -125,6 +127,7 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
   get->add_flag("--replace", options->fetch.replace,
                 "Get also what is here already, in place of the file that stands there");
   get->add_flag("--dry-run", options->fetch.dryRun, "Tell what would be downloaded, do nothing");
+  AddTransfersOption(*get, options->transfers);
   get->add_flag("--json", options->json, kJsonHelp);
   get->footer(
       "One album goes straight into the folder. A folder, several albums or --all make folders as "

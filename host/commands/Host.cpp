@@ -3,7 +3,10 @@
 
 #include <utility>
 
+#include "commandline/WrongUsage.h"
+#include "host/download/Fetch.h"
 #include "host/names/ResultText.h"
+#include "host/upload/UploadTask.h"
 
 namespace kelo::host {
 
@@ -32,6 +35,21 @@ void Host::LockAccount() {
   Restore(std::move(kept));
 }
 
+Workers::Terms Host::WorkersTerms(unsigned most) {
+  return {.most = most,
+          .nursery = nursery_,
+          .persistence = options_.persistence,
+          .session = [this] { return kept_; },
+          .reopened =
+              [this](const Kept& ended) {
+                const auto token = [](const Kept& kept) {
+                  return FieldText(kept.session->session.token);
+                };
+                if (token(kept_) == token(ended)) Reopen();
+                return kept_;
+              }};
+}
+
 void Host::Reopen() {
   library_.Open(*kept_.credentials);
   const Kept former = kept_;
@@ -39,6 +57,17 @@ void Host::Reopen() {
   State().Replace(former, kept_);
   // The library forgot the account with the session; what is sent again may need it.
   if (loaded_) library_.Load();
+}
+
+Message DoTask(Library& library, const Message& task, int file, const OnProgress& progress) {
+  return (task.contains("url") ? DoDownloadTask : DoUploadTask)(library, task, file, progress);
+}
+
+void AddTransfersOption(CLI::App& command, unsigned& transfers) {
+  command.add_option("--transfers", transfers, "So many at a time")
+      ->check(NumberBetween(1, 64))
+      ->type_name("N")
+      ->capture_default_str();
 }
 
 Library& Host::Loaded() {

@@ -10,6 +10,7 @@
 #include "host/library/Library.h"
 #include "host/library/StateFile.h"
 #include "host/terminal/Output.h"
+#include "host/workers/Workers.h"
 
 namespace CLI {
 class App;
@@ -28,8 +29,12 @@ struct CommonOptions {
 
 class Host {
  public:
-  explicit Host(const CommonOptions& options)
-      : options_(options), library_(output_, options.persistence), interrupt_(library_) {
+  // `nursery` makes the workers; null: there are none.
+  explicit Host(const CommonOptions& options, Nursery* nursery = nullptr)
+      : options_(options),
+        nursery_(nursery),
+        library_(output_, options.persistence),
+        interrupt_(library_) {
     if (options.quiet) output_.BeQuiet();
   }
 
@@ -48,12 +53,15 @@ class Host {
   void LockAccount();
   // What was restored.
   const Kept& Restored() const { return kept_; }
+  // Of workers that use the session that is restored, so many at a time.
+  Workers::Terms WorkersTerms(unsigned most);
 
  private:
   void Restore(Kept kept);
   void Reopen();
 
   const CommonOptions options_;
+  Nursery* const nursery_;
   Output output_;
   Library library_;
   Interrupt interrupt_;  // ends before the library closes
@@ -62,6 +70,13 @@ class Host {
   bool restored_ = false;
   bool loaded_ = false;
 };
+
+// What workers do for get and put.
+Message DoTask(Library& library, const Message& task, int file, const OnProgress& progress);
+
+// How many files get transfers at a time, and how many requests put.
+constexpr unsigned kTransfers = 4;
+void AddTransfersOption(CLI::App& command, unsigned& transfers);
 
 // The help of the option --json.
 constexpr const char* kJsonHelp = "Tell the results in JSON, one object a line";

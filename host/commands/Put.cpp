@@ -22,6 +22,7 @@ struct PutOptions {
   bool albumsFromFolders = false;
   bool force = false;
   bool dryRun = false;
+  unsigned transfers = kTransfers;
   bool json = false;
 };
 
@@ -56,7 +57,10 @@ int Put(Host& host, const PutOptions& options) {
   size_t stored = 0;
   const auto setDone = [&] { out.SetDone(fmt::format("{} of {} stored", stored, all)); };
   setDone();
-  SendFiles(host.WithSession(), plan,
+  Library& library = host.WithSession();
+  // A dry run adds up what would be stored, in the order of the plan.
+  Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
+  SendFiles(library, workers, plan,
             {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
              .tags = options.tags,
              .dryRun = options.dryRun},
@@ -107,6 +111,7 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
   put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");
   put->add_flag("--force", options->force, "Send also what the service holds already");
   put->add_flag("--dry-run", options->dryRun, "Tell what would be done, and change nothing");
+  AddTransfersOption(*put, options->transfers);
   put->add_flag("--json", options->json, kJsonHelp);
   put->footer(kFooter);
 }

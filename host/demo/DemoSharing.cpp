@@ -96,7 +96,8 @@ void DemoStory::ThereAndBackAgain() {
   size_t here = 0;
   std::vector<std::string> paths;
   const size_t requests = service_->RequestCount();
-  FetchPlan(library_,
+  Workers alone(library_, DoDownloadTask, {});
+  FetchPlan(library_, alone,
             PlanDownload(library_, {.entries = {library_.Info(albumId_)}}, folder_.Path() / "mine"),
             {}, [&](const FetchedFile& fetched) {
               here += fetched.outcome == FetchOutcome::kHere ? 1 : 0;
@@ -162,7 +163,8 @@ void DemoStory::AbortDownload() {
   bool begun = false;
   std::uint32_t code = 0;
   {
-    Progress progress(out_, {.doing = "fetching", .files = 1, .bytes = 0});
+    Progress whole(out_, {.doing = "fetching", .files = 1, .bytes = 0});
+    Progress::Part progress(whole);
     aborter = std::async(
         std::launch::async,
         [&] {

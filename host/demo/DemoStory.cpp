@@ -17,6 +17,7 @@
 #include "host/names/Names.h"
 #include "host/upload/Send.h"
 #include "host/upload/Summary.h"
+#include "host/upload/UploadTask.h"
 #include "host/upload/Walk.h"
 
 namespace kelo::host {
@@ -141,7 +142,8 @@ std::vector<File> DemoStory::Upload(const std::vector<std::string>& paths) {
   std::vector<File> files = FindFiles(paths);
   for (File& file : files) file.album = {.folder = {}, .album = kAlbum};
   std::vector<File> decided;
-  SendFiles(library_, PlanUpload(files, true),
+  Workers alone(library_, DoUploadTask, {});
+  SendFiles(library_, alone, PlanUpload(files, true),
             {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
             [&](const File& file) { decided.push_back(file); });
   return decided;

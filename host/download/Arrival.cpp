@@ -67,13 +67,19 @@ void RemoveLeftovers(const OwnedFile& folder) {
 
 }  // namespace
 
-Arrival::Arrival(const fs::path& folder) : path_(folder), folder_(OpenFolder(folder)) {
+fs::path PathOf(int folder, const fs::path& path) {
+  // Linux's: /proc/self/fd.
+  fs::path open = fmt::format("/proc/self/fd/{}", folder);
+  return ::access(open.c_str(), W_OK) == 0 ? open : path;
+}
+
+Arrival::Arrival(const fs::path& folder) : folder_(OpenFolder(folder)) {
   RemoveLeftovers(folder_);
   TakeName();
 }
 
 Arrival::~Arrival() {
-  ::unlinkat(folder_.Number(), name_.c_str(), 0);
+  Clear();
   ::unlinkat(folder_.Number(), LockOf(name_).c_str(), 0);
 }
 
@@ -92,20 +98,24 @@ void Arrival::TakeName() {
   }
 }
 
-fs::path Arrival::Path() const {
-  // Linux's: /proc/self/fd; elsewhere the folder's path.
-  const fs::path open = fmt::format("/proc/self/fd/{}", folder_.Number());
-  return (::access(open.c_str(), W_OK) == 0 ? open : path_) / name_;
+void Arrival::Clear() const {
+  ::unlinkat(folder_.Number(), name_.c_str(), 0);
 }
 
-int Arrival::Settle(const std::string& name, std::optional<std::time_t> modified, bool replace) {
-  int error = Finish(modified);
-  if (error == 0) error = replace ? Move(name) : MoveToFreePlace(name);
-  if (error != 0) ::unlinkat(folder_.Number(), name_.c_str(), 0);
+int Arrival::ClearUnless(int error) const {
+  if (error != 0) Clear();
   return error;
 }
 
 int Arrival::Finish(std::optional<std::time_t> modified) {
+  return ClearUnless(DateAndSync(modified));
+}
+
+int Arrival::Settle(const std::string& name, bool replace) {
+  return ClearUnless(replace ? Move(name) : MoveToFreePlace(name));
+}
+
+int Arrival::DateAndSync(std::optional<std::time_t> modified) {
   const OwnedFile file(
       ::openat(folder_.Number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};

@@ -14,6 +14,10 @@
 
 namespace kelo::host {
 
+// The path by which this process can write into an open folder: it leads there even if the folder
+// is moved. Where the system has none, `path`.
+std::filesystem::path PathOf(int folder, const std::filesystem::path& path);
+
 class Arrival {
  public:
   // Creates the folder if need be. It stays the same folder even if it is moved meanwhile.
@@ -24,24 +28,29 @@ class Arrival {
   Arrival(const Arrival&) = delete;
   Arrival& operator=(const Arrival&) = delete;
 
-  // The path of the arriving file; one at a time. Nothing stands there.
-  std::filesystem::path Path() const;
+  // Where the arriving file goes, one at a time: a name in a folder, in which nothing has it.
+  int Folder() const { return folder_.Number(); }
+  const std::string& Name() const { return name_; }
 
-  // Dates the arrived file, writes it to the disk and gives it the name in the folder. If something
-  // has the name: EEXIST; with `replace` it is replaced. 0 or errno; after a failure there is no
-  // arrived file. Through descriptors alone: no link is followed.
-  int Settle(const std::string& name, std::optional<std::time_t> modified, bool replace);
+  // Removes what a worker has left that died of it.
+  void Clear() const;
+  // Dates the arrived file and writes it to the disk, which may take long. Then Settle gives it the
+  // name in the folder: EEXIST where something has that, or, with `replace`, in its place at once.
+  // Both: 0 or errno; after a failure there is no arrived file. Through descriptors alone: no link
+  // is followed.
+  int Finish(std::optional<std::time_t> modified);
+  int Settle(const std::string& name, bool replace);
   // Bytes of the file that has settled last.
   std::uint64_t Size() const { return size_; }
 
  private:
   void TakeName();
-  int Finish(std::optional<std::time_t> modified);
+  int ClearUnless(int error) const;
+  int DateAndSync(std::optional<std::time_t> modified);
   int Move(const std::string& name) const;
   int MoveToFreePlace(const std::string& name) const;
 
   const MustTidy tidy_;
-  const std::filesystem::path path_;
   OwnedFile folder_;
   std::string name_;
   OwnedFile lock_;

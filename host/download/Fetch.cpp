@@ -35,38 +35,35 @@ bool IsWanted(const PlannedDownload& file, const FetchOptions& options) {
   return file.standing == Standing::kNothing || options.replace;
 }
 
+// What all lanes know.
+struct Shared {
+  Library& library;
+  DownloadPlan& plan;
+  const FetchOptions& options;
+  InOrder<FetchedFile> told;
+  std::optional<Progress> progress{};  // none where nothing is fetched
+  std::map<fs::path, int> failed{};    // folders, with what went wrong
+  int failures = 0;                    // in a row
+  bool aborted = false;
+};
+
+// Fetches one file after the other, into one folder after the other.
 class Fetcher {
  public:
-  Fetcher(Library& library, DownloadPlan& plan, const FetchOptions& options)
-      : library_(library), plan_(plan), options_(options) {
-    const size_t files = options.dryRun ? 0 : CountToFetch(plan, options);
-    if (files > 0) progress_.emplace(library.Out(), Job{.doing = "fetching", .files = files});
+  Fetcher(Shared& shared, Workers::Lane& lane) : shared_(shared), lane_(lane) {
+    if (shared.progress) part_.emplace(*shared.progress);
   }
 
-  bool IsAborted() const { return aborted_; }
-
-  // Makes the folder ready for what goes into it. 0 or errno.
-  int Enter(const fs::path& folder) {
-    if (arrival_ && folder == folder_) return 0;
-    if (const auto known = failed_.find(folder); known != failed_.end()) return known->second;
-    folder_ = folder;
-    try {
-      arrival_.emplace(folder);
-      return 0;
-    } catch (const std::system_error& error) {
-      arrival_.reset();
-      return failed_[folder] = error.code().value();
-    }
-  }
-
-  FetchedFile Fetch(PlannedDownload file) {
-    const bool wanted = IsWanted(file, options_);
-    FetchedFile fetched{.file = std::move(file)};
-    if (!wanted)
+  // The file at this position of the plan.
+  void Fetch(size_t at) {
+    FetchedFile fetched{.file = shared_.plan.files[at]};
+    if (!IsWanted(fetched.file, shared_.options))
       Skip(fetched);
-    else if (!options_.dryRun && failures_ < kGiveUpAfter && !aborted_)
+    else if (!shared_.options.dryRun && shared_.failures < kGiveUpAfter)
       Download(fetched);
-    return fetched;
+    if (shared_.aborted) return;
+    shared_.told.Add(at, std::move(fetched));
+    shared_.told.Over(at);
   }
 
  private:
@@ -92,12 +89,27 @@ class Fetcher {
          fmt::format("it cannot be written: {}", std::strerror(error)));
   }
 
+  // Makes the folder ready for what goes into it. 0 or errno.
+  int Enter(const fs::path& folder) {
+    if (arrival_ && folder == folder_) return 0;
+    if (const auto known = shared_.failed.find(folder); known != shared_.failed.end())
+      return known->second;
+    folder_ = folder;
+    try {
+      arrival_.emplace(folder);
+      return 0;
+    } catch (const std::system_error& error) {
+      arrival_.reset();
+      return shared_.failed[folder] = error.code().value();
+    }
+  }
+
   void Download(FetchedFile& fetched) {
     const fs::path folder = fetched.file.path.parent_path();
     if (const int error = Enter(folder); error != 0) return FailHere(fetched, error);
     const std::uint32_t code = Transfer(fetched.file);
-    aborted_ = code == kKELOResult_Aborted;
-    failures_ = code == kKELOResult_Success || IsItsOwn(code) ? 0 : failures_ + 1;
+    shared_.aborted = shared_.aborted || code == kKELOResult_Aborted;
+    shared_.failures = code == kKELOResult_Success || IsItsOwn(code) ? 0 : shared_.failures + 1;
     if (code != kKELOResult_Success)
       return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
     const int error = Settle(fetched.file);
@@ -108,40 +120,51 @@ class Fetcher {
   }
 
   std::uint32_t Transfer(const PlannedDownload& file) {
-    progress_->Begin({Shown(file.path.filename().string())});
-    const DownloadedFile downloaded = Attempt(file.url);
-    const std::uint32_t code = downloaded.error ? downloaded.error->Code() : 0;
-    if (code != kKELOResult_Aborted) progress_->Over(1, downloaded.size);
+    const Message task = {
+        {"url", file.url}, {"folder", folder_.string()}, {"name", arrival_->Name()}};
+    const auto attempt = [&] {
+      part_->Begin({Shown(file.path.filename().string())});
+      return lane_.Do(task, arrival_->Folder(), std::ref(*part_));
+    };
+    auto done = attempt();
+    if (!done && !shared_.library.IsStopped()) {
+      arrival_->Clear();
+      done = attempt();
+    }
+    if (!done)
+      return shared_.library.IsStopped() ? kKELOResult_Aborted : kKELOResult_ConnectionLost;
+    const std::uint32_t code = done->at("code");
+    shared_.library.Note(code);
+    if (code != kKELOResult_Aborted) part_->Over(1, done->at("size"));
     return code;
-  }
-
-  DownloadedFile Attempt(const std::string& url) try {
-    return library_.Download({{url, arrival_->Path()}}, std::ref(*progress_)).front();
-  } catch (const Error& failure) {
-    return {.error = failure};
   }
 
   // Where the file system takes the name for that of a file that was made before, the next number
   // is free.
   int Settle(PlannedDownload& file) {
-    while (plan_.paths.BelongsElsewhere(file.path))
-      file.path = plan_.paths.Take(file.wanted, Named::kFile);
-    const int error =
-        arrival_->Settle(file.path.filename().string(), file.modified, options_.replace);
-    if (error == 0) plan_.paths.Made(file.path);
+    if (const int error = lane_.Aside([&] { return arrival_->Finish(file.modified); }); error != 0)
+      return error;
+    PathGiver& paths = shared_.plan.paths;
+    while (paths.BelongsElsewhere(file.path)) file.path = paths.Take(file.wanted, Named::kFile);
+    const int error = arrival_->Settle(file.path.filename().string(), shared_.options.replace);
+    if (error == 0) paths.Made(file.path);
     return error;
   }
 
-  Library& library_;
-  DownloadPlan& plan_;
-  const FetchOptions& options_;
-  std::optional<Progress> progress_;
+  Shared& shared_;
+  Workers::Lane& lane_;
+  std::optional<Progress::Part> part_;
   fs::path folder_;  // that of the arrival
   std::optional<Arrival> arrival_;
-  std::map<fs::path, int> failed_;  // folders, with what went wrong
-  int failures_ = 0;                // in a row
-  bool aborted_ = false;
 };
+
+// Throws where the folder cannot be made, before anything is asked for.
+void Prepare(const fs::path& folder) try {
+  const Arrival arrival(folder);
+} catch (const std::system_error& error) {
+  throw Failure(fmt::format("cannot write into the folder {}: {}", Shown(folder.string()),
+                            std::strerror(error.code().value())));
+}
 
 }  // namespace
 
@@ -150,25 +173,38 @@ size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options) {
       plan.files, [&](const PlannedDownload& file) { return IsWanted(file, options); }));
 }
 
-void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
+void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report) {
-  Fetcher fetcher(library, plan, options);
-  if (!options.dryRun && CountToFetch(plan, options) > 0) {
-    if (const int error = fetcher.Enter(plan.to); error != 0)
-      throw Failure(fmt::format("cannot write into the folder {}: {}", Shown(plan.to.string()),
-                                std::strerror(error)));
-  }
-  for (PlannedDownload& file : plan.files) {
-    const FetchedFile fetched = fetcher.Fetch(std::move(file));
-    if (fetcher.IsAborted()) return;
-    report(fetched);
+  const size_t toFetch = options.dryRun ? 0 : CountToFetch(plan, options);
+  if (toFetch > 0) Prepare(plan.to);
+  Shared shared{
+      .library = library, .plan = plan, .options = options, .told = {plan.files.size(), report}};
+  if (toFetch > 0)
+    shared.progress.emplace(library.Out(), Job{.doing = "fetching", .files = toFetch});
+  size_t next = 0;
+  workers.Run(toFetch, [&](Workers::Lane& lane) {
+    for (Fetcher fetcher(shared, lane); next < plan.files.size() && !shared.aborted;)
+      fetcher.Fetch(next++);
+  });
+}
+
+Message DoDownloadTask(Library& library, const Message& task, int folder,
+                       const OnProgress& progress) {
+  const fs::path path =
+      PathOf(folder, task.at("folder").get<std::string>()) / task.at("name").get<std::string>();
+  try {
+    const DownloadedFile file = library.Download({{task.at("url"), path}}, progress).front();
+    return {{"code", file.error ? file.error->Code() : 0}, {"size", file.size}};
+  } catch (const Error& failure) {
+    return {{"code", failure.Code()}, {"size", 0}};
   }
 }
 
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<Item>& items,
                                const fs::path& folder) {
   std::map<std::string, FetchedFile, std::less<>> byId;
-  FetchPlan(library, PlanDownload(library, {.entries = items}, folder), {},
+  Workers alone(library, DoDownloadTask, {});
+  FetchPlan(library, alone, PlanDownload(library, {.entries = items}, folder), {},
             [&](const FetchedFile& file) { byId.emplace(file.file.itemId, file); });
   std::vector<FetchedFile> files;
   for (const auto& item : items) files.push_back(byId.find(item.id)->second);

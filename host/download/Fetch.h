@@ -8,6 +8,7 @@
 
 #include "host/download/DownloadPlan.h"
 #include "host/library/Library.h"
+#include "host/workers/Workers.h"
 
 namespace kelo::host {
 
@@ -29,14 +30,18 @@ struct FetchOptions {
 // How many files that makes.
 size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options);
 
-// One file after another; `report` hears of each when it is over. A file has its name only when it
-// is whole and dated. After three failures in a row that are not the file's own (no connection, no
-// space) the rest is not tried. After an abort nothing more is told. Throws Failure when the folder
-// of the plan cannot be made.
-void FetchPlan(Library& library, DownloadPlan plan, const FetchOptions& options,
+// As many files at a time as there are workers; `report` hears of each when it is over, in the
+// order of the plan. A file has its name only when it is whole and dated. After three failures in a
+// row that are not the file's own (no connection, no space) no more are begun. After an abort
+// nothing more is told. Throws Failure when the folder of the plan cannot be made.
+void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report);
 
-// The originals of `items` into `folder`, in their order.
+// A worker's side of it.
+Message DoDownloadTask(Library& library, const Message& task, int folder,
+                       const OnProgress& progress);
+
+// The originals of `items` into `folder`, in their order, by this process alone.
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<Item>& items,
                                const std::filesystem::path& folder);
 

@@ -35,13 +35,16 @@ std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record
     const Trouble trouble = JudgeLast(code, result);
     failureMayPass_ = trouble == Trouble::kMayHaveBeenDone;
     if (!TriesAgain(result, trouble, tries)) {
-      failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||
-                      result == kKELOResult_GeneralFailure;
-      if (!IsStopped() || result == kKELOResult_Success) return result;
-      toldOfStop_ = true;
-      return kKELOResult_Aborted;
+      Note(result);
+      return IsStopped() && result != kKELOResult_Success ? std::uint32_t{kKELOResult_Aborted}
+                                                          : result;
     }
   }
+}
+
+void Library::Note(std::uint32_t result) {
+  failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||
+                  result == kKELOResult_GeneralFailure;
 }
 
 Trouble Library::JudgeLast(std::uint32_t code, std::uint32_t result) {
@@ -67,8 +70,8 @@ bool Library::TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries) {
       return ++tries.callIdsTaken <= kMaxCallIdsTaken &&
              Pause(PauseAfterTakenCallIds(tries.callIdsTaken));
     case Trouble::kSessionEnded:
-      if (!reopen_) return false;
-      std::exchange(reopen_, nullptr)();
+      if (!reopen_ || std::exchange(tries.hasReopened, true)) return false;
+      reopen_();
       return true;
     case Trouble::kNone:
     case Trouble::kMayHaveBeenDone:
@@ -92,13 +95,20 @@ bool Library::Pause(std::chrono::milliseconds pause) {
 
 bool Library::IsStopped() const {
   const std::lock_guard lock(mutex_);
+  toldOfStop_ = toldOfStop_ || stopped_;
   return stopped_;
+}
+
+void Library::AlsoStop(std::function<void()> stop) {
+  const std::lock_guard lock(mutex_);
+  alsoStop_ = std::move(stop);
 }
 
 void Library::Stop() {
   {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
+    if (alsoStop_) alsoStop_();
   }
   wake_.notify_all();
   Abort();

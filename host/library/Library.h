@@ -33,13 +33,16 @@ class Library : private Requests, public kelo::Library {
   // Ends the command that runs now, if any, and returns when it has ended; every later command
   // fails as aborted. From another thread.
   void Stop();
+  // Whoever asks knows of it from then on.
   bool IsStopped() const;
-  // Whether a command has answered "aborted" since Stop, so that its thread knows.
   bool HasToldOfStop() const { return toldOfStop_; }
+  // What else ends with it; null: nothing. Called by the thread that stops it, which waits for
+  // that.
+  void AlsoStop(std::function<void()> stop);
 
-  // Called when a command meets an ended session (4116), once for all: it is to open or restore
-  // another one with this library, which forgets the catalogue. The command is then sent again,
-  // once. What it throws, the command throws.
+  // Called when a command meets an ended session (4116): it is to open or restore another one with
+  // this library, which forgets the catalogue. The command is then sent again, once. What it
+  // throws, the command throws.
   void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
 
   // An upload that has left is not repeated here. FailureMayPass: the last command failed by
@@ -52,6 +55,8 @@ class Library : private Requests, public kelo::Library {
   Output& Out() { return out_; }
   // Whether some command failed in a way that only the trace explains (4114, 4144).
   bool WantsTrace() const { return failedDarkly_ && !IsShown(); }
+  // Takes note of a result that a command had elsewhere.
+  void Note(std::uint32_t result);
 
   // Where every command comes through: it is sent until there is no use in sending it again.
   std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
@@ -70,11 +75,12 @@ class Library : private Requests, public kelo::Library {
   bool failureMayPass_ = false;
   bool failedDarkly_ = false;
   bool toldOfDeafness_ = false;
-  std::atomic<bool> toldOfStop_ = false;
+  mutable std::atomic<bool> toldOfStop_ = false;
 
   mutable std::mutex mutex_;
   std::condition_variable wake_;
   bool stopped_ = false;
+  std::function<void()> alsoStop_;
 };
 
 }  // namespace kelo::host

@@ -102,7 +102,9 @@ bool AlwaysAsks(std::uint32_t command) {
 
 std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken) {
   static std::minstd_rand random{std::random_device{}()};
-  return std::chrono::milliseconds(std::uniform_int_distribution(1u, 25 * taken)(random));
+  constexpr unsigned kMax = 800;
+  return std::chrono::milliseconds(
+      std::uniform_int_distribution(1u, taken < 10 ? 1u << taken : kMax)(random));
 }
 
 std::chrono::milliseconds PauseAfterFailures(unsigned failed) {

@@ -32,13 +32,14 @@ bool AlwaysAsks(std::uint32_t command);
 struct Tries {
   unsigned failed = 0;
   unsigned callIdsTaken = 0;
+  bool hasReopened = false;  // the session
 };
 
 // Call ids are milliseconds. Programs on one session sometimes choose the same. One with more than
 // a request a millisecond also uses up those of the next seconds.
 constexpr unsigned kMaxCallIdsTaken = 60;
-// Random, so that two programs do not meet again, and longer each time: 23 s in all on average.
-// `taken` is at least 1.
+// Random, so that two programs do not meet again, and longer each time: 1 ms at first, 21 s in all
+// on average. `taken` is at least 1.
 std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken);
 
 // 0.25, 0.75, 2.3 s and so on, at most 30 s; `failed` is at least 1.

@@ -1,5 +1,6 @@
 // kelo: the command-line host of the photo service library.
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string_view>
 
 #include "commandline/WrongUsage.h"
@@ -57,7 +58,9 @@ int Main(int argc, char** argv) {
   return RunProgram(app, KeloTexts(), argc, argv, [&] {
     if (!chosen) return TellUsage(app);
     options.command = app.get_subcommands().front()->get_name();
-    Host host(options);
+    std::optional<Nursery> nursery;  // made before any thread
+    if (options.command == "get" || options.command == "put") nursery.emplace(DoTask);
+    Host host(options, nursery ? &*nursery : nullptr);
     return RunAction(app, host.Out(), host.Bare(), [&] { return chosen(host); });
   });
 }

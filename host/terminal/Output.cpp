@@ -43,6 +43,8 @@ Output::Output(const char* program)
       errorIsTerminal_(IsTerminal(STDERR_FILENO)),
       outputIsTerminal_(isatty(STDOUT_FILENO) == 1) {}
 
+Output::Output(std::function<void(std::string_view)> messages) : messages_(std::move(messages)) {}
+
 void Output::Result(std::string_view line, const Json& object) {
   if (!json_) return Line(line);
   // File names need not be UTF-8.
@@ -72,6 +74,7 @@ void Output::PrintResult(std::string_view line) {
 }
 
 void Output::PrintMessage(std::string_view line) {
+  if (messages_) return messages_(line);
   const std::lock_guard lock(printing_);
   std::fflush(stdout);  // what was said before comes before
   EraseLive();

@@ -3,6 +3,7 @@
 // them a terminal may show a live line that is drawn over and over. Any thread.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -17,10 +18,14 @@ class Output {
  public:
   // `program`: its name, with which problems begin. Lives as long as the object.
   explicit Output(const char* program = "kelo");
+  // Of a process without streams of its own: `messages` gets what would go to standard error, from
+  // any thread.
+  explicit Output(std::function<void(std::string_view line)> messages);
 
   void UseJson() { json_ = true; }
   void BeQuiet() { quiet_ = true; }
   bool IsJson() const { return json_; }
+  bool IsQuiet() const { return quiet_; }
 
   // A result in both forms: the object in JSON, otherwise the line, unless the run is quiet.
   void Result(std::string_view line, const Json& object);
@@ -59,11 +64,12 @@ class Output {
   void EraseLive();   // the lock is held
   void RedrawLive();  // the lock is held
 
-  const char* const program_;
+  const char* const program_ = "";
   bool json_ = false;
   bool quiet_ = false;
-  const bool errorIsTerminal_;
-  const bool outputIsTerminal_;
+  const std::function<void(std::string_view)> messages_;  // empty: standard error
+  const bool errorIsTerminal_ = false;
+  const bool outputIsTerminal_ = false;
   std::mutex printing_;
   std::string live_;
   int failedWith_ = 0;   // errno of standard output's first failure

@@ -13,16 +13,16 @@ namespace kelo::host {
 namespace {
 
 using std::chrono::seconds;
-using std::chrono::steady_clock;
 
 constexpr auto kRedraw = std::chrono::milliseconds(100);
 constexpr auto kPlainPause = seconds(1);
-constexpr auto kSpeedSpan = seconds(10);  // over which the speed is measured
+constexpr auto kSpeedSpan = seconds(5);   // over which the speed is measured
+constexpr auto kStandstill = seconds(3);  // so long without a byte is told
 constexpr auto kFirstForecast = seconds(2);
 constexpr size_t kShortestName = 8;  // columns; without so many the name is left out
 constexpr std::string_view kBetween = "  ";
 
-double SecondsOf(steady_clock::duration duration) {
+double SecondsOf(std::chrono::steady_clock::duration duration) {
   return std::chrono::duration<double>(duration).count();
 }
 
@@ -62,63 +62,80 @@ Progress::~Progress() {
   out_.ShowLive("");
 }
 
-void Progress::Begin(std::vector<std::string> names, std::vector<std::uint64_t> sizes) {
-  const std::lock_guard lock(mutex_);
-  names_ = std::move(names);
-  sizes_ = std::move(sizes);
-  sizes_.resize(names_.size());
-  last_.reset();
-  movedSinceBegin_ = 0;
+// ---- Counting ----
+
+Progress::Part::Part(Progress& whole) : whole_(whole) {
+  const std::lock_guard lock(whole_.mutex_);
+  whole_.parts_.push_back(this);
 }
 
-void Progress::Over(std::uint64_t files, std::uint64_t bytes) {
-  const std::lock_guard lock(mutex_);
-  filesOver_ += files;
-  // Sizes of downloads are not known ahead; what has arrived counts.
-  bytesOver_ += job_.bytes == 0 ? movedSinceBegin_ : bytes;
+Progress::Part::~Part() {
+  const std::lock_guard lock(whole_.mutex_);
+  std::erase(whole_.parts_, this);
+}
+
+void Progress::Part::Clear() {
   names_.clear();
   sizes_.clear();
   last_.reset();
-  movedSinceBegin_ = 0;
+  moved_ = 0;
 }
 
-// ---- Counting ----
+void Progress::Part::Begin(std::vector<std::string> names, std::vector<std::uint64_t> sizes) {
+  const std::lock_guard lock(whole_.mutex_);
+  Clear();
+  names_ = std::move(names);
+  sizes_ = std::move(sizes);
+  sizes_.resize(names_.size());
+}
 
-void Progress::operator()(const kelo::Progress& progress) {
-  const std::lock_guard lock(mutex_);
+void Progress::Part::Over(std::uint64_t files, std::uint64_t bytes) {
+  const std::lock_guard lock(whole_.mutex_);
+  whole_.filesOver_ += files;
+  // Sizes of downloads are not known ahead; what has arrived counts.
+  whole_.bytesOver_ += whole_.job_.bytes == 0 ? moved_ : bytes;
+  Clear();
+}
+
+void Progress::Part::operator()(const kelo::Progress& progress) {
+  const std::lock_guard lock(whole_.mutex_);
   last_ = progress;
   // The last event of a download comes when its file has been counted already.
-  if (progress.isUpload || progress.filesDone < progress.files) Move(progress.done);
-  if (!live_) PrintPlain();
+  if (progress.isUpload || progress.filesDone < progress.files) {
+    whole_.Moved(progress.done - std::min<std::uint64_t>(progress.done, moved_));
+    moved_ = progress.done;
+  }
+  if (!whole_.live_) whole_.PrintPlain();
 }
 
-void Progress::Move(std::uint64_t sinceBegin) {
-  if (sinceBegin > movedSinceBegin_) moved_ += sinceBegin - movedSinceBegin_;
-  movedSinceBegin_ = sinceBegin;
-  const auto now = steady_clock::now();
+void Progress::Moved(std::uint64_t bytes) {
+  const auto now = Clock::now();
+  moved_ += bytes;
+  if (bytes > 0) lastMove_ = now;
   if (!samples_.empty() && now - samples_.back().at < kRedraw) {
     samples_.back().moved = moved_;
     return;
   }
   samples_.push_back({now, moved_});
-  while (samples_.size() > 2 && now - samples_.front().at > kSpeedSpan) samples_.pop_front();
+  while (samples_.size() > 2 && now - samples_[1].at > kSpeedSpan) samples_.pop_front();
 }
 
 double Progress::BytesPerSecond() const {
-  const auto now = steady_clock::now();
-  if (samples_.empty()) return 0;
-  const double span = SecondsOf(now - samples_.front().at);
-  return span < SecondsOf(kRedraw) ? 0
-                                   : static_cast<double>(moved_ - samples_.front().moved) / span;
+  const auto now = Clock::now();
+  const auto first = std::ranges::find_if(
+      samples_, [now](const Sample& sample) { return now - sample.at <= kSpeedSpan; });
+  if (first == samples_.end()) return 0;
+  const double span = SecondsOf(now - first->at);
+  return span < SecondsOf(kRedraw) ? 0 : static_cast<double>(moved_ - first->moved) / span;
 }
 
-// With the check, the request's files that are stored already are never sent, and nobody tells
-// which they are before it is answered. Nor is a file over before that, though its bytes have left.
-Progress::Reached Progress::NowSending() const {
+// With the check, the files that are stored already are never sent, and nobody tells which they are
+// before it is answered. Nor is a file over before that, though its bytes have left.
+Progress::Reached Progress::Part::NowSending() const {
   const std::uint64_t all = std::accumulate(sizes_.begin(), sizes_.end(), std::uint64_t{0});
   const std::uint64_t left = last_->total - std::min(last_->total, last_->done);
   const size_t spared = names_.size() - std::min<size_t>(last_->files, names_.size());
-  Reached state{.files = spared + last_->filesDone, .bytes = all - std::min(all, left), .name = {}};
+  Reached state{.files = spared + last_->filesDone, .bytes = all - std::min(all, left)};
   if (spared > 0 || last_->filesDone > 0 || names_.empty()) return state;
   size_t at = 0;
   for (std::uint64_t end = 0; at + 1 < names_.size(); ++at)
@@ -126,48 +143,58 @@ Progress::Reached Progress::NowSending() const {
   return {.files = at, .bytes = state.bytes, .name = names_[at]};
 }
 
-Progress::Reached Progress::NowFetching() const {
+Progress::Reached Progress::Part::Now() const {
+  if (!last_) return {};
+  if (last_->isUpload) return NowSending();
   const size_t at = last_->filesDone;
-  return {.files = at,
-          .bytes = movedSinceBegin_,
-          .name = at < names_.size() ? names_[at] : std::string()};
+  return {.files = at, .bytes = moved_, .name = at < names_.size() ? names_[at] : std::string()};
 }
 
 Progress::Reached Progress::Now() const {
-  Reached state;
-  if (last_) state = last_->isUpload ? NowSending() : NowFetching();
-  state.files = std::min(filesOver_ + state.files, std::max(job_.files, filesOver_));
-  state.bytes += bytesOver_;
+  Reached state{.files = filesOver_, .bytes = bytesOver_};
+  for (const Part* part : parts_) {
+    Reached reached = part->Now();
+    state.files += reached.files;
+    state.bytes += reached.bytes;
+    if (state.name.empty()) state.name = std::move(reached.name);
+  }
+  state.files = std::min(state.files, std::max(job_.files, filesOver_));
   return state;
 }
 
-// ---- Drawing ----
-
-std::string Progress::TimeLeft(const Reached& state) const {
-  const double elapsed = SecondsOf(steady_clock::now() - begin_);
-  if (elapsed < SecondsOf(kFirstForecast)) return "";
-  double left = 0;
-  if (job_.bytes > 0) {
-    const double speed = BytesPerSecond();
-    if (speed <= 0) return "";
-    left = static_cast<double>(job_.bytes - std::min(job_.bytes, state.bytes)) / speed;
-  } else {
-    if (state.files == 0) return "";
-    left = elapsed * static_cast<double>(job_.files - std::min(job_.files, state.files)) /
-           static_cast<double>(state.files);
+// Of downloads, what is known by now: the files that are over, and the lengths that were announced.
+// The others are taken to be like these.
+std::uint64_t Progress::ExpectedBytes() const {
+  if (job_.bytes > 0) return job_.bytes;
+  std::uint64_t files = filesOver_;
+  std::uint64_t bytes = bytesOver_;
+  for (const Part* part : parts_) {
+    if (!part->last_ || part->last_->total == 0) continue;
+    ++files;
+    bytes += part->last_->total;
   }
-  return DurationText(left) + " left";
+  return files == 0 ? 0 : bytes / files * job_.files;
 }
+
+// ---- Drawing ----
 
 std::vector<std::string> Progress::Parts(const Reached& state) const {
   std::vector<std::string> parts = {
       fmt::format("{} {}/{}", job_.doing, state.files, job_.files),
       job_.bytes == 0 ? ByteText(state.bytes)
                       : fmt::format("{} of {}", ByteText(state.bytes), ByteText(job_.bytes))};
+  const auto now = Clock::now();
+  if (now - lastMove_ >= kStandstill) {
+    parts.push_back("nothing moves for " + DurationText(SecondsOf(now - lastMove_)));
+    return parts;
+  }
   const double speed = BytesPerSecond();
-  if (speed >= 1) parts.push_back(ByteText(static_cast<std::uint64_t>(speed)) + "/s");
-  const std::string left = TimeLeft(state);
-  if (!left.empty()) parts.push_back(left);
+  if (speed < 1) return parts;
+  parts.push_back(ByteText(static_cast<std::uint64_t>(speed)) + "/s");
+  const std::uint64_t all = ExpectedBytes();
+  if (now - begin_ < kFirstForecast || all == 0) return parts;
+  const auto left = static_cast<double>(all - std::min(all, state.bytes));
+  parts.push_back(DurationText(left / speed) + " left");
   return parts;
 }
 
@@ -179,7 +206,7 @@ std::string Progress::Line(size_t columns) const {
 }
 
 void Progress::PrintPlain() {
-  const auto now = steady_clock::now();
+  const auto now = Clock::now();
   if (now < nextPlain_) return;
   nextPlain_ = now + kPlainPause;
   const Reached state = Now();

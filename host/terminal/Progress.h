@@ -1,14 +1,15 @@
-// Shows a running transfer on standard error: a line that lives on a terminal; plain lines
-// elsewhere, at most one a second, the first after one second; nothing in a quiet run. One object
-// for a whole run, which may take many library commands:
+// Shows running transfers on standard error: one line for all. On a terminal it is drawn over and
+// over. Elsewhere plain lines come, one a second at most and the first after one. A quiet run shows
+// nothing. One object serves a whole run, with a part for each transfer that goes on at a time:
 //
 //   Progress progress(out, {.doing = "sending", .files = 236, .bytes = 1'200'000'000});
-//   progress.Over(3, 4000);                  // left out before: no transfer of theirs will come
-//   progress.Begin(names, sizes);            // what the next command transfers
-//   library.Upload(..., std::ref(progress));
-//   progress.Over(names.size(), allOfThem);  // whatever became of them
+//   Progress::Part part(progress);
+//   part.Over(3, 4000);                  // left out before: no transfer of theirs will come
+//   part.Begin(names, sizes);            // what the next command transfers
+//   library.Upload(..., std::ref(part));
+//   part.Over(names.size(), allOfThem);  // whatever became of them
 //
-// A request that begins anew (a retry, a smaller one) counts from its begin.
+// What begins anew (a retry, a smaller request) counts from its begin. Any thread.
 #pragma once
 
 #include <chrono>
@@ -35,10 +36,61 @@ struct Job {
 
 class Progress {
  public:
+  class Part;
+
   Progress(Output& out, Job job);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Sample {
+    Clock::time_point at;
+    std::uint64_t moved;
+  };
+  // How far the run is, by the last events.
+  struct Reached {
+    std::uint64_t files = 0;
+    std::uint64_t bytes = 0;
+    std::string name{};  // of a file that moves now; empty where that is not known
+  };
+
+  void Tick();
+  // The lock is held in all below.
+  void Moved(std::uint64_t bytes);
+  void PrintPlain();
+  Reached Now() const;
+  std::uint64_t ExpectedBytes() const;
+  std::vector<std::string> Parts(const Reached& state) const;
+  std::string Line(size_t columns) const;
+  double BytesPerSecond() const;
+
+  Output& out_;
+  const Job job_;
+  const bool live_;
+  const Clock::time_point begin_ = Clock::now();
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  bool ending_ = false;
+  std::vector<const Part*> parts_;
+  std::uint64_t filesOver_ = 0;
+  std::uint64_t bytesOver_ = 0;
+  std::uint64_t moved_ = 0;     // bytes transferred in the run
+  std::deque<Sample> samples_;  // of the last seconds, and one before
+  Clock::time_point lastMove_ = begin_;
+  Clock::time_point nextPlain_;
+  std::thread ticker_;
+};
+
+// One of the transfers that go on at the same time. The whole must outlive it.
+class Progress::Part {
+ public:
+  explicit Part(Progress& whole);
+  ~Part();
+  Part(const Part&) = delete;
+  Part& operator=(const Part&) = delete;
 
   // What the next library command transfers, in its order. Names are fit for a terminal already;
   // `sizes` in bytes, empty where not known. What an earlier one has moved and was not counted by
@@ -51,47 +103,16 @@ class Progress {
   void operator()(const kelo::Progress& progress);
 
  private:
-  struct Sample {
-    std::chrono::steady_clock::time_point at;
-    std::uint64_t moved;
-  };
-  // How far the run is, by the last event.
-  struct Reached {
-    std::uint64_t files = 0;
-    std::uint64_t bytes = 0;
-    std::string name;  // of the file that moves now; empty where that is not known
-  };
-
-  void Tick();
-  // The lock is held in all below.
-  void Move(std::uint64_t sinceBegin);
-  void PrintPlain();
+  friend class Progress;
+  void Clear();
   Reached Now() const;
   Reached NowSending() const;
-  Reached NowFetching() const;
-  std::vector<std::string> Parts(const Reached& state) const;
-  std::string Line(size_t columns) const;
-  double BytesPerSecond() const;
-  std::string TimeLeft(const Reached& state) const;
 
-  Output& out_;
-  const Job job_;
-  const bool live_;
-  const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
-
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  bool ending_ = false;
-  std::uint64_t filesOver_ = 0;
-  std::uint64_t bytesOver_ = 0;
-  std::vector<std::string> names_;  // of what has begun
+  Progress& whole_;
+  std::vector<std::string> names_;
   std::vector<std::uint64_t> sizes_;
-  std::optional<kelo::Progress> last_;  // nothing: none reported yet of what has begun
-  std::uint64_t moved_ = 0;             // bytes transferred in the run
-  std::uint64_t movedSinceBegin_ = 0;
-  std::deque<Sample> samples_;  // of the last seconds
-  std::chrono::steady_clock::time_point nextPlain_;
-  std::thread ticker_;
+  std::optional<kelo::Progress> last_;  // nothing: none reported yet
+  std::uint64_t moved_ = 0;             // bytes since Begin
 };
 
 }  // namespace kelo::host

@@ -1,4 +1,5 @@
-// Sends the requests one after the other, and decides what to do when one fails.
+// One upload command for each request, and what follows when it fails. Each lane sends one request
+// after the other, and shares what it learns with the others.
 #include "host/upload/Send.h"
 
 #include <algorithm>
@@ -10,7 +11,9 @@
 #include "host/library/Retries.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
+#include "host/terminal/Progress.h"
 #include "host/upload/Pictures.h"
+#include "host/upload/UploadTask.h"
 
 namespace kelo::host {
 namespace {
@@ -32,6 +35,16 @@ bool IsUnreadable(const File* file) {
   return !now || now->size < file->size;
 }
 
+void Announce(const Files& files, Progress::Part& progress) {
+  std::vector<std::string> names;
+  std::vector<std::uint64_t> sizes;
+  for (const File* file : files) {
+    names.push_back(Shown(file->Name()));
+    sizes.push_back(file->size);
+  }
+  progress.Begin(std::move(names), std::move(sizes));
+}
+
 // Takes the files out that are meant; all keep their order.
 template <typename IsMeant>
 Files TakeOut(Files& files, IsMeant isMeant) {
@@ -48,23 +61,40 @@ Files TakeOutWhole(Files& files, IsMeant isMeant) {
   return isMeant(files.front()) ? std::exchange(files, {}) : Files();
 }
 
+// What all lanes know.
+struct Shared {
+  Library& library;
+  const SendOptions& options;
+  InOrder<const File*> told;
+  std::optional<Progress> progress{};        // none in a dry run
+  std::unordered_set<std::string> stored{};  // the keys of what was stored
+  unsigned failedInARow = 0;
+  bool full = false;            // the storage
+  std::uint64_t previewed = 0;  // bytes that a dry run would have stored
+  std::uint32_t ended = 0;      // by which failure, 0: it goes on
+};
+
 class Sender {
  public:
-  Sender(Library& library, const UploadPlan& plan, const SendOptions& options,
-         const std::function<void(const File&)>& report)
-      : library_(library), options_(options), report_(report) {
-    if (!options.dryRun)
-      progress_.emplace(library.Out(),
-                        Job{.doing = "sending", .files = plan.FileCount(), .bytes = plan.Bytes()});
+  Sender(Shared& shared, Workers::Lane& lane) : shared_(shared), lane_(lane) {
+    if (shared.progress) part_.emplace(*shared.progress);
   }
 
-  void Send(UploadRequest request) {
-    if (ended_ != 0) return Report(request.files, UploadOutcome::kNotSent, ended_);
+  // The request at this position of the plan.
+  void Send(size_t at, UploadRequest request) {
+    at_ = at;
+    Decide(std::move(request));
+    shared_.told.Over(at);
+  }
+
+ private:
+  void Decide(UploadRequest request) {
+    if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     const File& first = *request.files.front();
     const Duplicate duplicate = first.duplicate;  // all are
-    request.tags = options_.tags;
+    request.tags = shared_.options.tags;
     try {
-      if (!first.album.Empty()) request.albumId = options_.albumId(first.album);
+      if (!first.album.Empty()) request.albumId = shared_.options.albumId(first.album);
     } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       EndIfHopeless(failure.Code());
@@ -73,17 +103,13 @@ class Sender {
     if (duplicate == Duplicate::kLookalike) SendLookalikes(request);
     if (request.check) AskByOtherNames(request);
     if (request.files.empty()) return;
-    if (options_.dryRun) return Preview(std::move(request), duplicate);
-    if (full_) KeepWhatFits(request);
+    if (shared_.options.dryRun) return Preview(std::move(request), duplicate);
+    if (shared_.full) KeepWhatFits(request);
     SendUntilDecided(std::move(request));
   }
 
-  // No further request will be sent.
-  bool HasEnded() const { return ended_ != 0; }
-
- private:
   void SendUntilDecided(UploadRequest request) {
-    if (ended_ != 0) return Report(request.files, UploadOutcome::kNotSent, ended_);
+    if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     for (unsigned failed = 1; !request.files.empty(); ++failed) {
       const auto [result, mayPass] = Try(request);
       if (request.files.empty()) return;
@@ -95,10 +121,10 @@ class Sender {
         request.check = true;
         // A request in which the bad file is searched for is halved at once.
         const bool retries = mayPass && (!request.searching || request.files.size() == 1);
-        if (retries && library_.PauseBeforeRetry(failed, result)) continue;
+        if (retries && Pause(failed, result)) continue;
       }
       EndIfHopeless(result);
-      if (ended_ != 0) return Report(request.files, UploadOutcome::kNotSent, ended_);
+      if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
       if (request.files.size() == 1) return Fail(request, result);
       return Halve(std::move(request));
     }
@@ -107,11 +133,13 @@ class Sender {
   // Files whose outcome is then known are reported and leave the request; those that the service
   // held already are put into the album first.
   UploadAnswer Try(UploadRequest& request, bool checkOnly = false, size_t other = 0) {
+    if (part_ && !checkOnly) Announce(request.files, *part_);
     const UploadAnswer answer =
-        Perform(library_, request, progress_ ? &*progress_ : nullptr, checkOnly, other);
+        PerformThere(lane_, shared_.library, request,
+                     part_ ? OnProgress(std::ref(*part_)) : OnProgress(), checkOnly, other);
     const Files decided = TakeOut(
         request.files, [](const File* file) { return file->outcome != UploadOutcome::kUndecided; });
-    Place(library_, request, decided, options_.dryRun);
+    Place(shared_.library, request, decided, shared_.options.dryRun);
     for (const File* file : decided) Report(*file);
     if (answer.code == kKELOResult_Aborted) throw Error("upload", answer.code, kKELOCommand_Upload);
     return answer;
@@ -119,11 +147,15 @@ class Sender {
 
   UploadAnswer Ask(UploadRequest& request, size_t other = 0) { return Try(request, true, other); }
 
+  bool Pause(unsigned failed, std::uint32_t result) {
+    return lane_.Aside([&] { return shared_.library.PauseBeforeRetry(failed, result); });
+  }
+
   void Report(const File& file) {
-    if (file.Held()) failedInARow_ = 0;
-    if (IsStored(&file)) stored_.insert(CheckKey(file, file.Name()));
-    if (progress_) progress_->Over(1, file.size);
-    report_(file);
+    if (file.Held()) shared_.failedInARow = 0;
+    if (IsStored(&file)) shared_.stored.insert(CheckKey(file, file.Name()));
+    if (part_) part_->Over(1, file.size);
+    shared_.told.Add(at_, &file);
   }
 
   void Report(const Files& files, UploadOutcome outcome, std::uint32_t code) {
@@ -137,19 +169,19 @@ class Sender {
   void Fail(const UploadRequest& request, std::uint32_t code,
             UploadOutcome outcome = UploadOutcome::kFailed) {
     Report(request.files, outcome, code);
-    if (IsUnclear(code) && ++failedInARow_ == kMaxFailuresInARow) ended_ = code;
+    if (IsUnclear(code) && ++shared_.failedInARow == kMaxFailuresInARow) shared_.ended = code;
   }
 
   // The next request would meet the same failure.
   void EndIfHopeless(std::uint32_t result) {
     if (result == kKELOResult_NoSession || (IsUnclear(result) && !ServiceAnswers()))
-      ended_ = result;
+      shared_.ended = result;
   }
 
   // Tells a service that refuses this request from one that cannot be reached.
   bool ServiceAnswers() {
     try {
-      library_.Capacity();
+      shared_.library.Capacity();
       return true;
     } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
@@ -173,7 +205,7 @@ class Sender {
     const Files before = request.files;
     SendUntilDecided(std::move(request));
     if (isPair && std::ranges::none_of(before, IsStored))
-      return Report(rest.files, UploadOutcome::kNotSent, ended_);
+      return Report(rest.files, UploadOutcome::kNotSent, shared_.ended);
     SendUntilDecided(std::move(rest));
   }
 
@@ -187,7 +219,7 @@ class Sender {
 
   // Drops what the storage has no room for. Of files that are stored already, it must know first.
   bool KeepWhatFits(UploadRequest& request) {
-    full_ = true;
+    shared_.full = true;
     if (request.check) Ask(request);
     return DropBeyondRoom(request);
   }
@@ -195,8 +227,8 @@ class Sender {
   bool DropBeyondRoom(UploadRequest& request) {
     std::uint64_t room = 0;
     try {
-      const auto [stored, allowed] = library_.Capacity();
-      room = allowed - std::min(allowed, stored + previewed_);
+      const auto [stored, allowed] = shared_.library.Capacity();
+      room = allowed - std::min(allowed, stored + shared_.previewed);
     } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       return false;
@@ -218,9 +250,9 @@ class Sender {
     UploadRequest unchecked = request;
     unchecked.check = false;
     unchecked.files = TakeOutWhole(request.files, [this](const File* file) {
-      return stored_.contains(CheckKey(*file, file->Name()));
+      return shared_.stored.contains(CheckKey(*file, file->Name()));
     });
-    if (options_.dryRun) return Preview(std::move(unchecked), Duplicate::kLookalike);
+    if (shared_.options.dryRun) return Preview(std::move(unchecked), Duplicate::kLookalike);
     SendUntilDecided(std::move(unchecked));
   }
 
@@ -243,7 +275,7 @@ class Sender {
     const std::vector<std::string> names = NamesBehind(file.Name());
     if (other == 0 || other > names.size()) return other == 0 && !names.empty();
     const std::string& name = names[other - 1];
-    return name.find('/') != name.npos || !stored_.contains(CheckKey(file, name));
+    return name.find('/') != name.npos || !shared_.stored.contains(CheckKey(file, name));
   }
 
   // What the service would do with the request.
@@ -251,8 +283,8 @@ class Sender {
     const std::uint32_t result = request.check ? Ask(request).code : 0;
     if (request.files.empty()) return;
     if (result != 0) {
-      ended_ = result;
-      return Report(request.files, UploadOutcome::kNotSent, ended_);
+      shared_.ended = result;
+      return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     }
     if (duplicate == Duplicate::kCopy) {
       const bool placed = !request.files.front()->album.Empty();
@@ -260,38 +292,52 @@ class Sender {
                     0);
     }
     DropBeyondRoom(request);
-    previewed_ += SizeOf(request.files);
+    shared_.previewed += SizeOf(request.files);
     Report(request.files, UploadOutcome::kStored, 0);
   }
 
-  Library& library_;
-  const SendOptions& options_;
-  const std::function<void(const File&)>& report_;
-  std::optional<Progress> progress_;        // none in a dry run
-  std::unordered_set<std::string> stored_;  // the keys of what was stored
-  unsigned failedInARow_ = 0;
-  bool full_ = false;            // the storage
-  std::uint64_t previewed_ = 0;  // bytes that a dry run would have stored
-  std::uint32_t ended_ = 0;      // by which failure, 0: it goes on
+  Shared& shared_;
+  Workers::Lane& lane_;
+  std::optional<Progress::Part> part_;
+  size_t at_ = 0;
 };
 
 }  // namespace
 
-void SendFiles(Library& library, const UploadPlan& plan, const SendOptions& options,
-               const std::function<void(const File&)>& report) {
-  Sender sender(library, plan, options, report);
+void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
+               const SendOptions& options, const std::function<void(const File&)>& report) {
+  Shared shared{.library = library,
+                .options = options,
+                .told = {plan.requests.size(), [&](const File* file) { report(*file); }}};
+  if (!options.dryRun)
+    shared.progress.emplace(
+        library.Out(), Job{.doing = "sending", .files = plan.FileCount(), .bytes = plan.Bytes()});
   const std::vector<UploadRequest>& requests = plan.requests;
-  // Reading pictures takes longer than anything else here, so it goes on while the request before
-  // is sent.
-  const auto read = [&](size_t at) {
-    if (at == requests.size() || sender.HasEnded()) return std::future<void>();
-    return std::async([&files = requests[at].files] { LookAtPictures(files); });
+  // Reading pictures takes longer than anything else here, so it goes on while others are sent.
+  std::vector<std::future<void>> reading;
+  reading.reserve(requests.size());  // they stay where they are
+  const auto readUntil = [&](size_t end) {
+    while (reading.size() < std::min(end, requests.size()) && shared.ended == 0)
+      reading.push_back(
+          std::async([&files = requests[reading.size()].files] { LookAtPictures(files); }));
   };
-  std::future<void> reading = read(0);
-  for (size_t at = 0; at < requests.size(); ++at) {
-    if (reading.valid()) reading.get();
-    reading = read(at + 1);
-    sender.Send(requests[at]);
+  for (size_t next = 0; next < requests.size();) {
+    const Duplicate kind = requests[next].files.front()->duplicate;
+    const auto end = static_cast<size_t>(std::ranges::find_if(
+                                             requests.begin() + static_cast<std::ptrdiff_t>(next),
+                                             requests.end(),
+                                             [kind](const UploadRequest& request) {
+                                               return request.files.front()->duplicate != kind;
+                                             }) -
+                                         requests.begin());
+    workers.Run(end - next, [&](Workers::Lane& lane) {
+      for (Sender sender(shared, lane); next < end;) {
+        const size_t at = next++;
+        readUntil(at + 1 + workers.Most());
+        if (at < reading.size()) lane.Aside([&mine = reading[at]] { mine.get(); });
+        sender.Send(at, requests[at]);
+      }
+    });
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include "host/library/Library.h"
 #include "host/upload/Plan.h"
+#include "host/workers/Workers.h"
 
 namespace kelo::host {
 
@@ -17,7 +18,9 @@ struct SendOptions {
   bool dryRun = false;  // ask the check, and change nothing
 };
 
-// Sends request after request; `report` hears of each file once, when its outcome is known.
+// Sends the requests, as many at a time as there are workers. `report` hears of each file once,
+// when its outcome is known, in the order of the plan. Duplicates go when the files that they may
+// be the same as have gone.
 //
 // What a request fails by costs as little as possible. A file that can no longer be read is left
 // out. What may pass is tried again, with the check, since nobody knows what became of the first
@@ -27,7 +30,7 @@ struct SendOptions {
 // Files that the service holds already are placed in the album.
 //
 // In a dry run kStored and kPlaced are what would be. Throws Error when aborted.
-void SendFiles(Library& library, const UploadPlan& plan, const SendOptions& options,
-               const std::function<void(const File&)>& report);
+void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
+               const SendOptions& options, const std::function<void(const File&)>& report);
 
 }  // namespace kelo::host

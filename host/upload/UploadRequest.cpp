@@ -32,16 +32,6 @@ std::vector<UploadFile> Described(const UploadRequest& request, size_t other) {
   return described;
 }
 
-void Announce(const Files& files, Progress& progress) {
-  std::vector<std::string> names;
-  std::vector<std::uint64_t> sizes;
-  for (const File* file : files) {
-    names.push_back(Shown(file->Name()));
-    sizes.push_back(file->size);
-  }
-  progress.Begin(std::move(names), std::move(sizes));
-}
-
 // Whether the file is not what was described any more. One that is gone has gone whole.
 bool HasChanged(const File& file) {
   const auto now = NowAt(file.path);
@@ -91,9 +81,8 @@ void Decide(const UploadRequest& request, bool checkOnly, bool mayBeStored,
 
 }  // namespace
 
-UploadAnswer Perform(Library& library, const UploadRequest& request, Progress* progress,
+UploadAnswer Perform(Library& library, const UploadRequest& request, const OnProgress& progress,
                      bool checkOnly, size_t other) {
-  if (progress != nullptr && !checkOnly) Announce(request.files, *progress);
   UploadAnswer answer;
   std::vector<UploadedFile> told;
   bool mayBeStored = false;
@@ -103,7 +92,7 @@ UploadAnswer Perform(Library& library, const UploadRequest& request, Progress* p
                            .checkOnly = checkOnly,
                            // Nobody knows the creation date of a file that was copied or restored.
                            .comparedDates = kKELOCheck_FileModifyDate | kKELOCheck_ShotDate},
-                          progress == nullptr ? OnProgress() : OnProgress(std::ref(*progress)));
+                          progress);
   } catch (const UploadError& failure) {
     answer.code = failure.Code();
     mayBeStored = failure.MayBeStored();

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "host/library/Library.h"
-#include "host/terminal/Progress.h"
 #include "host/upload/File.h"
 
 namespace kelo::host {
@@ -26,8 +25,8 @@ struct UploadAnswer {
 // Sends the files, or with `checkOnly` asks about them and leaves those undecided that it would
 // send. What the service decided about a file is its outcome; a file that the command did not come
 // to stays undecided. `other`: asks by the n-th of a file's NamesBehind; 0: by its name.
-UploadAnswer Perform(Library& library, const UploadRequest& request, Progress* progress = nullptr,
-                     bool checkOnly = false, size_t other = 0);
+UploadAnswer Perform(Library& library, const UploadRequest& request,
+                     const OnProgress& progress = {}, bool checkOnly = false, size_t other = 0);
 
 // Places those of the files in the request's album that the service holds elsewhere.
 void Place(Library& library, const UploadRequest& request, const Files& files, bool dryRun);

@@ -44,7 +44,7 @@ TEST_F(GetTest, AFailureCostsItsFileAndManyInARowTheRest) {
       const bool fails = one.failing.find(id.back()) != std::string::npos;
       return Reply{.status = fails ? one.status : 200, .body = "x"};
     });
-    const Outcome get = Get("root");
+    const Outcome get = Get("root --transfers 1");
     EXPECT_EQ(get.exitCode, 1);
     EXPECT_THAT(get.out, EndsWith(one.told));
     EXPECT_THAT(get.err,
@@ -146,7 +146,8 @@ TEST_F(GetTest, RemovesWhatKilledRunsLeftAndNothingOfLivingOnes) {
     return Reply{.silent = true};
   });
   Write("out/.kelo-get-mine", "");
-  KeloProcess kelo({kContained, "get", "root", "--to", Out().string()}, Environment());
+  KeloProcess kelo({kContained, "get", "root", "--transfers", "1", "--to", Out().string()},
+                   Environment());
   ASSERT_TRUE(WaitFor("/original/item1"));
   const auto left = [this] {
     auto names = Names("out");
@@ -178,7 +179,7 @@ TEST_F(GetTest, FollowsNoLinkThatComesMeanwhile) {
     }
     return Reply{.body = id};
   });
-  EXPECT_EQ(Get("root").exitCode, 1);
+  EXPECT_EQ(Get("root --transfers 1").exitCode, 1);
   EXPECT_EQ(ReadFile(victim), "mine");
   EXPECT_EQ(ModifyTime(victim), 1);
   EXPECT_THAT(Names("elsewhere"), ElementsAre());
@@ -196,7 +197,7 @@ TEST_F(GetTest, CtrlCLeavesWhatIsWholeAndNothingElse) {
       return Reply{.body = std::string(1 << 20, 'x'), .bytesPerSecond = id == slow ? 10'000u : 0};
     });
     std::signal(SIGHUP, SIG_IGN);  // as nohup does
-    KeloProcess kelo({"get", "root", "--to", Out().string()}, Environment());
+    KeloProcess kelo({"get", "root", "--transfers", "1", "--to", Out().string()}, Environment());
     std::signal(SIGHUP, SIG_DFL);
     ASSERT_TRUE(WaitFor("/original/" + slow));
     kelo.Signal(SIGHUP);

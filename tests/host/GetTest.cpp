@@ -228,7 +228,7 @@ TEST_F(GetTest, TwoNamesOfOneFileAreSeenAsSuch) {
     return Reply{.body = id};
   });
   for (const char* told : {"2 downloaded, 0 already here\n", "0 downloaded, 2 already here\n"}) {
-    const Outcome get = Get("root");
+    const Outcome get = Get("root --transfers 1");
     EXPECT_THAT(get.out, EndsWith(told)) << get.err;
     EXPECT_EQ(ReadFile(Out() / "Same.jpg"), "item0");
     EXPECT_EQ(ReadFile(Out() / "same (2).jpg"), "item1");

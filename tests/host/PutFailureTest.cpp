@@ -84,7 +84,7 @@ TEST_F(PutTest, AFileThatChangesMeanwhileGoesWholeOrCostsOnlyItself) {
       return std::nullopt;
     });
     service_.ClearArrived();
-    const Outcome put = Put("--albums-from-folders");
+    const Outcome put = Put("--albums-from-folders --transfers 1");
     EXPECT_THAT(put.out, HasSubstr(fmt::format("\n{} stored, 0 already", one.stored))) << put.err;
     EXPECT_EQ(put.exitCode, one.stored < 5 ? 1 : 0) << at;
     if (one.stored < 5) EXPECT_THAT(put.err, HasSubstr(one.file + one.told));
@@ -114,7 +114,7 @@ TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
   for (const Case& one : cases) {
     AnswerWith(one.reply, one.method);
     service_.ClearArrived();
-    const Outcome put = Put(one.mode);
+    const Outcome put = Put(Words{one.mode, "--transfers", "1"});
     EXPECT_EQ(put.exitCode, 1) << one.words;
     EXPECT_THAT(put.out, EndsWith("0 stored, 0 already there, 120 not stored\n"));
     EXPECT_THAT(put.err, AllOf(HasSubstr(" files not sent: "), HasSubstr(one.words)));
@@ -145,7 +145,7 @@ TEST_F(FullStorageTest, WhatStillFitsIsSent) {
                                  EndsWith("\n2 would be stored, 1 were there and would be placed "
                                           "in All, 3 not stored\n")));
   EXPECT_EQ(Arrived("AddAlbum"), 0u);
-  const Outcome put = Put("--album All");
+  const Outcome put = Put("--album All --transfers 1");
   EXPECT_EQ(put.exitCode, 1);
   EXPECT_THAT(put.out, EndsWith("2 stored, 1 were there and are now in All, 3 not stored\n"));
   for (const char* name : {"2.jpg", "4.jpg", "4.wav"})
@@ -161,7 +161,7 @@ TEST_F(PutTest, CtrlCSaysWhatWasDone) {
                [name = std::string(name)](const ClientRequest& request) {
                  return request.body.find(name) != std::string::npos;
                });
-    KeloProcess kelo({"put", In(), "--albums-from-folders"}, Environment());
+    KeloProcess kelo({"put", In(), "--albums-from-folders", "--transfers", "1"}, Environment());
     ASSERT_TRUE(WaitFor("UploadItems", name));
     kelo.Signal(SIGINT);
     const Outcome outcome = kelo.Wait();

@@ -78,7 +78,7 @@ TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
        Words{"top.jpg", "Plain/a.jpg", "Trip/loose.jpg", "Trip/One/b.jpg", "Trip/One/deep/c.jpg",
              "Trip/Two/d.jpg", Repeated("桜", 40) + "/Inner/f.jpg"})
     Write("in/" + name, name);
-  EXPECT_THAT(Put("--albums-from-folders").out, HasSubstr("7 stored, 0 already"));
+  EXPECT_THAT(Put("--albums-from-folders --transfers 1").out, HasSubstr("7 stored, 0 already"));
   const auto account = Account();
   service_.Import(In());
   EXPECT_EQ(Account(), account);

@@ -100,8 +100,8 @@ class RoundTripTest : public GetTest {
       return request.method == "UploadItems" &&
              request.body.find("\"dawn.wav\"") != request.body.npos && ++pairs == 2;
     };
-    const auto up =
-        OnTerminal(Put(In()), 1, isLast, fmt::format("sending {}/{}  ", all_ - 1, all_));
+    const auto up = OnTerminal(Put(In(), "--transfers=1"), 1, isLast,
+                               fmt::format("sending {}/{}  ", all_ - 1, all_));
     EXPECT_EQ(up.back(), fmt::format("{} stored, {} were there and are now in their albums, {} not "
                                      "stored",
                                      all_ - copies, copies, counts_["refused"]));

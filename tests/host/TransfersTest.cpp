@@ -1,0 +1,148 @@
+// Several transfers at a time: more of them change nothing but the time.
+#include <fmt/format.h>
+
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <future>
+#include <set>
+
+#include "HostTest.h"
+
+namespace kelo::host::testing {
+namespace {
+
+constexpr const char* kNumbers[] = {"1", "4"};
+
+std::vector<ScriptedItem> Pictures(int count) {
+  std::vector<ScriptedItem> items;
+  for (int at = 0; at < count; ++at) items.push_back({std::to_string(at) + ".jpg"});
+  return items;
+}
+
+TEST_F(GetTest, SeveralAtATimeTellWhatOneTells) {
+  std::atomic<bool> waits = false;
+  std::promise<void> fourth;
+  const auto asked = fourth.get_future().share();
+  ScriptAccount(Pictures(12), [&](const std::string& id) {
+    if (waits && id == "item3") fourth.set_value();
+    if (waits && id == "item0") asked.wait();  // so the first is over last
+    return Reply{.status = id == "item5" ? 404 : 200, .body = Repeated(id, 1000)};
+  });
+  std::set<std::string> told;
+  std::set<std::map<std::string, std::string>> trees;
+  for (const char* transfers : kNumbers) {
+    waits = std::string_view(transfers) == "4";
+    fs::remove_all(Out());
+    const Outcome get = Get({"root", "--json", "--quiet", "--transfers", transfers});
+    EXPECT_EQ(get.exitCode, 1);
+    EXPECT_THAT(get.err, HasSubstr("5.jpg: "));
+    told.insert(get.out + get.err);
+    trees.insert(Contents());
+  }
+  EXPECT_EQ(told.size(), 1u) << ::testing::PrintToString(told);
+  EXPECT_EQ(trees.size(), 1u);
+  EXPECT_EQ(trees.begin()->size(), 11u);
+}
+
+// Albums and folders, memos with their pictures, copies, lookalikes, a file that cannot go.
+TEST_F(PutTest, SeveralAtATimeMakeTheSameAccount) {
+  for (const char* album : {"a", "b", "c", "Trip/d", "Trip/e"})
+    for (int at = 0; at < 3; ++at) {
+      const std::string name = fmt::format("in/{}/{}", album, at);
+      Write(name + ".jpg", "the picture " + name);
+      if (at == 1) Write(name + ".wav", "its memo");
+    }
+  for (const char* name : {"in/copy/same.jpg", "in/copy2/same.jpg"}) Write(name, "same");
+  Write("in/lookalike/same.jpg", "SAME");
+  Write("in/a/empty.jpg", "");
+  for (const auto& entry : fs::recursive_directory_iterator(In()))
+    fs::last_write_time(entry, fs::file_time_type());
+  std::set<std::vector<nlohmann::json>> told;
+  std::set<Words> accounts;
+  for (const char* transfers : kNumbers) {
+    const devservice::Service service;
+    const Words environment = EnvironmentOf(service);
+    ASSERT_EQ(Kelo("login", environment).exitCode, 0);
+    const Outcome put =
+        Kelo({"put", In(), "--albums-from-folders", "--json", "--quiet", "--transfers", transfers},
+             environment);
+    EXPECT_EQ(put.exitCode, 1) << put.err;
+    auto objects = Objects(put.out);
+    for (auto& object : objects) object.erase("id");  // counted by the service
+    told.insert(objects);
+    Words account;
+    for (const auto& entry : Objects(Kelo("tree --items --json", environment).out))
+      account.push_back(entry["path"]);
+    std::sort(account.begin(), account.end());
+    accounts.insert(account);
+  }
+  EXPECT_EQ(told.size(), 1u) << ::testing::PrintToString(told);
+  EXPECT_EQ(accounts.size(), 1u) << ::testing::PrintToString(accounts);
+  EXPECT_EQ(told.begin()->size(), 24u);
+}
+
+// The workers of the kelo that this test runs: children of its child.
+std::vector<pid_t> Workers() {
+  std::vector<pid_t> generation{::getpid()};
+  for (int depth = 0; depth < 3; ++depth) {
+    std::vector<pid_t> children;
+    for (const pid_t parent : generation)
+      for (const auto& task : fs::directory_iterator(fmt::format("/proc/{}/task", parent))) {
+        std::ifstream list(task.path() / "children");
+        for (pid_t child; list >> child;) children.push_back(child);
+      }
+    generation = children;
+  }
+  return generation;
+}
+
+TEST_F(GetTest, AWorkerThatDiesCostsOneMoreTry) {
+  std::atomic<size_t> killed = 0;
+  ScriptAccount(Pictures(9), [&](const std::string& id) {
+    if (id == "item2" && killed == 0)
+      for (const pid_t worker : Workers()) killed += ::kill(worker, SIGKILL) == 0 ? 1 : 0;
+    return Reply{.body = Repeated(id, 1000)};
+  });
+  const Outcome get = Get("root");
+  EXPECT_EQ(get.exitCode, 0) << get.err;
+  EXPECT_GT(killed, 0u);
+  EXPECT_THAT(get.out, EndsWith("9 downloaded, 0 already here\n"));
+  EXPECT_EQ(Names("out").size(), 9u);
+}
+
+// After a request of any number. All workers have ended: they hold the output, which Wait reads to
+// its end. The next run brings the rest.
+TEST_F(GetTest, AnAbortEndsAllAtOnce) {
+  struct Round {
+    std::atomic<int> asked = 0;
+    std::promise<void> reached;
+    std::promise<void> goOn;
+    std::shared_future<void> over = goOn.get_future().share();
+  };
+  for (const int last : {1, 2, 4, 7, 11}) {
+    fs::remove_all(Out());
+    const auto round = std::make_shared<Round>();  // a request of a dead worker may come late
+    ScriptAccount(Pictures(12), [=](const std::string& id) {
+      const int number = ++round->asked;
+      if (number == last) round->reached.set_value();
+      if (number >= last) round->over.wait();
+      return Reply{.body = Repeated(id, 1000)};
+    });
+    KeloProcess get(Words{"get", "root", "--to", Out().string()}, Environment());
+    round->reached.get_future().wait();
+    get.Signal(SIGINT);
+    const Outcome outcome = get.Wait();
+    round->goOn.set_value();
+    EXPECT_EQ(outcome.exitCode, 130);
+    EXPECT_THAT(outcome.err, HasSubstr("kelo: aborted: "));
+    EXPECT_LT(Contents().size(), 12u);
+    EXPECT_EQ(Get("root").exitCode, 0);
+    EXPECT_EQ(Contents().size(), 12u);
+    for (const auto& [path, content] : Contents())
+      EXPECT_EQ(content, Repeated("item" + path.substr(0, path.find('.')), 1000)) << path;
+  }
+}
+
+}  // namespace
+}  // namespace kelo::host::testing
