@@ -23,6 +23,7 @@ constexpr size_t kMaxPending = 1u << 16;  // bytes of lines
 struct EntryDate {
   std::string_view text;  // lies in the entry
   DateClock clock;
+  bool isOther = false;  // than the one asked for, which is not known
 };
 
 // The date that a row shows, and by which it is sorted.
@@ -31,7 +32,8 @@ EntryDate DateOf(const Item& entry, ListingKey key) {
     return {entry.uploadDate, DateClock::kUniversal};
   if (key != ListingKey::kUpload && entry.shotDate[0] != '\0')
     return {entry.shotDate, DateClock::kCamera};
-  return {entry.modifyDate, DateClock::kUniversal};
+  const bool isAsked = key == ListingKey::kShot || key == ListingKey::kUpload;
+  return {entry.modifyDate, DateClock::kUniversal, isAsked && !IsContainer(entry)};
 }
 
 void AddColumn(std::string& line, std::string_view text, size_t width) {
@@ -101,6 +103,7 @@ Listing::Row Listing::RowOf(const Item& entry) const {
   } else {
     AddColumn(row.line, EntryId(entry), 27);
     AddColumn(row.line, KindOf(entry), 16);
+    if (date.isOther && !date.text.empty()) row.line.back() = '~';
     AddColumn(row.line, DateText(date.text, date.clock), 16);
     row.line += EntryName(entry);
   }

@@ -17,7 +17,8 @@ namespace kelo::host {
 enum class ListingKey { kService, kName, kShot, kUpload };
 
 // Names as a person sorts them: case and accents count after the letters, and 2 comes before 10.
-// By shot or upload, what has no such date goes by its last change, and what has none comes last.
+// By shot or upload, what has no such date goes by its last change, which an item's line marks with
+// a "~"; what has none comes last.
 // Equal entries stay in the service's order. `reverse` turns all of that round.
 struct SortOrder {
   ListingKey key = ListingKey::kService;

@@ -177,7 +177,8 @@ void AddList(CLI::App& app, Action& chosen) {
   list->add_flag("--reverse,-r", options->order.reverse, "In the reverse order");
   list->add_flag("--json", options->json, kJsonHelp);
   list->footer(std::string("Columns: id, kind, date (of the shot, where known; with --sort upload, "
-                           "of the upload), name. "
+                           "of the upload), name. With --sort, a ~ before an item's date: only "
+                           "that of its file, the other is not known. "
                            "Without --sort the service's order. ") +
                kDatesFooter);
 }

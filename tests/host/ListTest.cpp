@@ -85,6 +85,8 @@ TEST_F(ListTest, SortsAsAPersonWould) {
   for (const auto& [options, names] : cases) EXPECT_EQ(ListedNames(options), names) << options;
   // The date that is shown is the one that sorts, on the clock where kelo runs.
   EXPECT_THAT(ListRoot().out, HasSubstr("  2024-05-17 09:30  IMG2.jpg\n"));
+  EXPECT_THAT(ListRoot("--sort shot").out, AllOf(HasSubstr(" ~2024-05-17 09:30  IMG2.jpg\n"),
+                                                 HasSubstr("  2024-05-17 10:00  egg.jpg\n")));
   EXPECT_THAT(ListRoot("--sort upload").out, HasSubstr("  2025-01-01 02:00  IMG2.jpg\n"));
 }
 
