@@ -34,6 +34,9 @@ constexpr std::string_view kExtensions[] = {
 constexpr std::string_view kSystemFiles[] = {"thumbs.db", "ehthumbs.db", "desktop.ini", ".ds_store",
                                              "icon\r"};
 
+// What programs and cameras put beside a picture: notes, edits and a small picture of a movie.
+constexpr std::string_view kSidecars[] = {"xmp", "aae", "thm"};
+
 template <size_t N>
 bool Contains(const std::string_view (&table)[N], std::string_view text) {
   return std::find(std::begin(table), std::end(table), text) != std::end(table);
@@ -43,9 +46,10 @@ bool IsSystemFile(const std::string& name) {
   return name.starts_with("._") || Contains(kSystemFiles, Lower(name));
 }
 
-bool IsPictureMovieOrSound(const fs::path& name) {
+// Without the dot.
+std::string ExtensionOf(const fs::path& name) {
   const std::string extension = Lower(name.extension().string());
-  return !extension.empty() && Contains(kExtensions, std::string_view(extension).substr(1));
+  return extension.empty() ? extension : extension.substr(1);
 }
 
 bool Matches(const std::string& pattern, const std::string& text) {
@@ -78,11 +82,14 @@ std::string LeftOutText(const LeftOutCounts& counts) {
     const char* one;
     const char* several;
   };
-  constexpr Words kWords[] = {{"system file", "system files"},
-                              {"hidden", "hidden"},
-                              {"of another kind", "of other kinds"},
-                              {"by --include or --exclude", "by --include or --exclude"},
-                              {"link to a folder", "links to folders"}};
+  constexpr Words kWords[] = {
+      {"system file", "system files"},
+      {"hidden", "hidden"},
+      {"sidecar (XMP, AAE, THM), which the service cannot keep with its picture",
+       "sidecars (XMP, AAE, THM), which the service cannot keep with their pictures"},
+      {"of another kind", "of other kinds"},
+      {"by --include or --exclude", "by --include or --exclude"},
+      {"link to a folder", "links to folders"}};
   std::vector<std::string> parts;
   size_t junk = 0;  // parts
   for (const auto& [reason, count] : counts) {
@@ -102,8 +109,9 @@ std::optional<LeftOut> UploadFilter::File(const fs::path& below, bool named) con
   if (IsSystemFile(name.string())) return LeftOut::kSystemFile;
   if (named) return std::nullopt;
   if (name.string().starts_with('.')) return LeftOut::kHidden;
-  if (!IsPictureMovieOrSound(name)) return LeftOut::kOtherKind;
-  return std::nullopt;
+  const std::string extension = ExtensionOf(name);
+  if (Contains(kExtensions, extension)) return std::nullopt;
+  return Contains(kSidecars, extension) ? LeftOut::kSidecar : LeftOut::kOtherKind;
 }
 
 std::optional<LeftOut> UploadFilter::Folder(const fs::path& below) const {

@@ -12,7 +12,7 @@
 namespace kelo::host {
 
 // Why something is left out without a word of its own, in the order in which it is told.
-enum class LeftOut { kSystemFile, kHidden, kOtherKind, kByPattern, kFolderLink };
+enum class LeftOut { kSystemFile, kHidden, kSidecar, kOtherKind, kByPattern, kFolderLink };
 
 using LeftOutCounts = std::map<LeftOut, size_t>;
 

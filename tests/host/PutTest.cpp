@@ -1,6 +1,5 @@
 // What uploads take, where it goes, and what is done twice.
 #include "HostTest.h"
-#include "host/upload/Pictures.h"
 #include "host/upload/Plan.h"
 #include "host/upload/Walk.h"
 
@@ -10,7 +9,7 @@ namespace {
 TEST_F(PutTest, JunkIsLeftOutAndCounted) {
   for (const char* name :
        {"a.JPG", "b.heic", "c.mov", "d.mp3", "Thumbs.db", "desktop.INI", "._a.jpg", ".DS_Store",
-        ".hidden.jpg", ".trash/x.jpg", "notes.txt", "noextension"})
+        ".hidden.jpg", ".trash/x.jpg", "notes.txt", "noextension", "a.XMP", "d.aae"})
     Write(std::string("in/") + name, name);
   fs::create_directory_symlink(folder_ / "in", folder_ / "in/circle");
   struct Case {
@@ -21,20 +20,22 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
   const Case cases[] = {
       {{},
        "4 would be stored",
-       "left out: 4 system files, 2 hidden, 2 of other kinds (--all-files sends such files), 1 "
-       "link to a folder\n"},
+       "left out: 4 system files, 2 hidden, 2 sidecars (XMP, AAE, THM), which the service cannot "
+       "keep "
+       "with their pictures, 2 of other kinds (--all-files sends such files), 1 link to a "
+       "folder\n"},
       {"--include *.jpg --include=?.M*", "3 would be stored",
-       "2 hidden (--all-files sends such files), 6 by --include or --exclude"},
+       "2 hidden (--all-files sends such files), 8 by --include or --exclude"},
       {"--exclude *.Jpg --exclude no*", "3 would be stored", "5 by --include"},
-      {"--all-files", "12 would be stored", "left out: 1 link to a folder\n"},
-      {"--all-files --exclude .trash", "11 would be stored", "1 by --include"},
-      {"--all-files --exclude .Trash/", "11 would be stored", "1 by --include"},
-      {"--all-files --include .trash/*", "1 would be stored", "11 by --include"},
-      {"--all-files --include /.trash/", "1 would be stored", "11 by --include"},
-      {"--all-files --include **/?.jpg", "2 would be stored", "10 by --include"},
+      {"--all-files", "14 would be stored", "left out: 1 link to a folder\n"},
+      {"--all-files --exclude .trash", "13 would be stored", "1 by --include"},
+      {"--all-files --exclude .Trash/", "13 would be stored", "1 by --include"},
+      {"--all-files --include .trash/*", "1 would be stored", "13 by --include"},
+      {"--all-files --include /.trash/", "1 would be stored", "13 by --include"},
+      {"--all-files --include **/?.jpg", "2 would be stored", "12 by --include"},
       {{In() / "notes.txt", In() / ".hidden.jpg", In() / "Thumbs.db"},
        "6 would be stored",
-       "5 system files, 2 hidden, 2 of other kinds"},
+       "5 system files, 2 hidden, 2 sidecars"},
   };
   for (const Case& one : cases) {
     const Outcome put = Put(one.options + "--dry-run");
@@ -166,27 +167,6 @@ TEST_F(HostTest, RequestsAreBoundedInFilesAndBytes) {
   for (int name = 1; const int mebibytes : {40, 30, 200, 24, 40})
     fs::resize_file(Write("large/" + std::to_string(name++) + ".mov", ""), mebibytes << 20);
   EXPECT_THAT(requestSizes("large"), ElementsAre(1, 1, 1, 2));
-}
-
-// What no request of the library's tells shows in its record.
-TEST(PicturesTest, TellTheirSizeAndDate) {
-  struct Watched : Library {
-    using Library::Library;
-    std::uint32_t Command(std::uint32_t code, tagCommandControlInfo* record,
-                          const OnProgress&) override {
-      if (code == kKELOCommand_Upload) sent = *static_cast<const tagKELO_LoadInfo*>(record->data);
-      return kKELOResult_NoSession;
-    }
-    tagKELO_LoadInfo sent{};
-  };
-  File file{.path = KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"};
-  LookAtPictures({&file});
-  Output out;
-  Watched library(out, {});
-  Perform(library, {.files = {&file}});
-  EXPECT_EQ(library.sent.width, 480u);
-  EXPECT_EQ(library.sent.height, 320u);
-  EXPECT_STREQ(library.sent.shotDate, "2026-05-17T10:11:12");
 }
 
 TEST(SameContent, IsNotThatOfWhatCannotBeRead) {
