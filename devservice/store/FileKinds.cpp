@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <ctime>
 #include <exiv2/exiv2.hpp>
 #include <fstream>
 #include <mutex>
@@ -41,6 +42,15 @@ std::string FirstBytes(const std::filesystem::path& file) {
   return bytes;
 }
 
+// Whether it names a moment that there is, in EXIF's way: a clock that was not set has zeros.
+bool IsDate(const std::string& text) {
+  constexpr const char* kForm = "%Y:%m:%d %H:%M:%S";
+  std::tm date{};
+  char again[20];  // with the places of the calendar
+  return strptime(text.c_str(), kForm, &date) != nullptr && timegm(&date) != -1 &&
+         std::strftime(again, sizeof again, kForm, &date) > 0 && text == again;
+}
+
 std::string ShotDateOf(const std::filesystem::path& file) {
   static std::mutex mutex;  // exiv2's XMP side is not thread-safe
   const std::lock_guard lock(mutex);
@@ -49,10 +59,11 @@ std::string ShotDateOf(const std::filesystem::path& file) {
     image->readMetadata();
     const Exiv2::ExifData& exif = image->exifData();
     const auto date = exif.findKey(Exiv2::ExifKey("Exif.Photo.DateTimeOriginal"));
-    return date == exif.end() ? std::string() : date->toString();
+    if (date != exif.end() && IsDate(date->toString())) return date->toString();
   } catch (const std::exception&) {
-    return {};  // a damaged picture is stored like any other
+    // a damaged picture is stored like any other
   }
+  return {};
 }
 
 }  // namespace

@@ -1,71 +1,126 @@
-// Reads a picture's size in pixels and the time of its shot, with the library exiv2.
+// Reads a picture's size in pixels and the time of its shot, with the library exiv2, and that of a
+// movie without it.
 #include "host/upload/Pictures.h"
 
 #include <algorithm>
 #include <exiv2/exiv2.hpp>
 #include <fstream>
-#include <vector>
+#include <stdexcept>
+#include <utility>
+
+#include "host/upload/MovieDate.h"
+#include "host/upload/ShotDate.h"
 
 namespace kelo::host {
 namespace {
 
-// "2024:05:17 10:11:12" as cameras write it, as ISO 8601; empty for anything else.
-std::string ShotDateText(const std::string& exif) {
-  constexpr std::string_view kShape = "0000:00:00 00:00:00";
-  if (exif.size() < kShape.size()) return {};
-  std::string date = exif.substr(0, kShape.size());
-  const bool shaped = std::equal(date.begin(), date.end(), kShape.begin(), [](char c, char shape) {
-    return shape == '0' ? c >= '0' && c <= '9' : c == shape;
-  });
-  if (!shaped || date.starts_with("0000")) return {};
-  date[4] = date[7] = '-';
-  date[10] = 'T';
-  return date;
-}
+// The types of the picture library differ between its versions.
+using IoPointer = decltype(Exiv2::ImageFactory::createIo(std::string()));
+using Count = decltype(std::declval<Exiv2::BasicIo&>().read(nullptr, 0));
 
-std::string ShotDate(const Exiv2::ExifData& exif) {
-  for (const char* name : {"Exif.Photo.DateTimeOriginal", "Exif.Image.DateTime"}) {
-    const auto found = exif.findKey(Exiv2::ExifKey(name));
-    if (found == exif.end()) continue;
-    std::string date = ShotDateText(found->toString());
-    if (!date.empty()) return date;
+constexpr std::uint64_t kMostBytes = 128 << 20;   // of a picture
+constexpr std::uint64_t kMostOfPart = 512 << 10;  // XMP that is larger could take minutes
+constexpr int kMostReads = 200'000;
+
+// Where a picture is read from. A damaged one may lead to and fro without end, or tell of parts
+// without measure: the reading ends with a failure then.
+template <typename Io>
+class Bounded : public Io {
+ public:
+  // `mostOfPart`: that may be read at once.
+  template <typename... Place>
+  explicit Bounded(std::uint64_t mostOfPart, const Place&... place)
+      : Io(place...), mostOfPart_(mostOfPart) {}
+
+  Count read(Exiv2::byte* bytes, Count count) override {
+    Take(count);
+    return Io::read(bytes, count);
   }
-  return {};
-}
+  Exiv2::DataBuf read(Count count) override {
+    Take(count);
+    return Io::read(count);
+  }
+  int getb() override {
+    Take(1);
+    return Io::getb();
+  }
 
-// All of a small file; nothing of a larger one. The picture library seeks to and fro, which takes
-// longer than reading a small file at once.
-std::vector<Exiv2::byte> SmallFile(const File& file) {
+ private:
+  void Take(Count count) {
+    const auto more = static_cast<std::uint64_t>(count);
+    bytes_ += more;
+    if (++reads_ > kMostReads || more > mostOfPart_ || bytes_ > kMostBytes)
+      throw std::length_error("a picture");
+  }
+
+  const std::uint64_t mostOfPart_;
+  int reads_ = 0;
+  std::uint64_t bytes_ = 0;
+};
+
+// All of a small file, and the first bytes of a larger one. The picture library seeks to and fro,
+// which takes longer than reading a small file at once.
+std::string Beginning(const File& file) {
   constexpr std::uint64_t kSmall = 256 << 10;
-  if (file.size > kSmall) return {};
-  std::vector<Exiv2::byte> bytes(static_cast<size_t>(file.size));
+  constexpr std::uint64_t kFirst = 12;
+  std::string bytes(static_cast<size_t>(file.size > kSmall ? kFirst : file.size), '\0');
   std::ifstream stream;
   stream.rdbuf()->pubsetbuf(nullptr, 0);
   stream.open(file.path, std::ios::binary);
-  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<size_t>(stream.gcount()));
   return bytes;
 }
 
-void AddPictureFacts(File& file) {
+// What the picture library wants to be told once. Later versions read HEIF without being asked.
+bool SetUp() {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  Exiv2::enableBMFF();
+#pragma GCC diagnostic pop
+  return Exiv2::XmpParser::initialize();  // pictures are read on several threads
+}
+
+// Opens a picture that begins so. Null: it is none, or one whose parts could take too much memory,
+// where the picture library holds each part as a whole.
+auto OpenPicture(const File& file, const std::string& beginning) {
+  const auto is = [&](const char* start) { return beginning.starts_with(start); };
+  if (file.size > kMostBytes && !is("II") && !is("MM") && !is("\xFF\xD8"))
+    return decltype(Exiv2::ImageFactory::open(IoPointer()))();
+  const bool isHeif = beginning.rfind("ftyp", 4) == 4;  // it is read as a whole
+  const std::uint64_t most = isHeif ? kMostBytes : kMostOfPart;
+  if (beginning.size() < file.size)
+    return Exiv2::ImageFactory::open(
+        IoPointer(new Bounded<Exiv2::FileIo>(most, file.path.string())));
+  return Exiv2::ImageFactory::open(IoPointer(
+      new Bounded<Exiv2::MemIo>(most, reinterpret_cast<const Exiv2::byte*>(beginning.data()),
+                                static_cast<Count>(beginning.size()))));
+}
+
+void AddPictureFacts(File& file) {
+  static const bool isSetUp = SetUp();
+  static_cast<void>(isSetUp);
+  const std::string beginning = Beginning(file);
+  if (IsMovie(beginning)) {
+    file.shotDate = MovieDate(file.path);
+    return;
+  }
   try {
-    const std::vector<Exiv2::byte> bytes = SmallFile(file);
-    const auto size = static_cast<long>(bytes.size());
-    // Opening what is no picture would throw, which takes longer than all the rest.
-    if (size > 0 && Exiv2::ImageFactory::getType(bytes.data(), size) == Exiv2::ImageType::none)
-      return;
-    // Absolute, because a relative name could look like a URL to the picture library.
-    const auto image =
-        size == 0 ? Exiv2::ImageFactory::open(std::filesystem::absolute(file.path).string())
-                  : Exiv2::ImageFactory::open(bytes.data(), size);
-    image->readMetadata();
+    const auto picture = OpenPicture(file, beginning);
+    // What it takes for a movie it must not read: see MovieDate.cpp.
+    if (picture.get() == nullptr || !picture->mimeType().starts_with("image/")) return;
+    try {
+      picture->readMetadata();
+    } catch (const std::exception&) {
+      // A damaged picture tells what comes before the damage.
+    }
     // signed or not, as the version has them
-    file.width = static_cast<std::uint32_t>(std::max<std::int64_t>(image->pixelWidth(), 0));
-    file.height = static_cast<std::uint32_t>(std::max<std::int64_t>(image->pixelHeight(), 0));
-    file.shotDate = ShotDate(image->exifData());
+    file.width = static_cast<std::uint32_t>(std::max<std::int64_t>(picture->pixelWidth(), 0));
+    file.height = static_cast<std::uint32_t>(std::max<std::int64_t>(picture->pixelHeight(), 0));
+    file.shotDate = ShotDate(*picture);
   } catch (const std::exception&) {
-    // Not a picture, or a damaged one: it is stored all the same, only without these facts.
+    // Not a picture: it is stored all the same, only without these facts.
   }
 }
 
