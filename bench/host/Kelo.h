@@ -1,4 +1,5 @@
-// Runs the program against a service of this process, and tells what it took.
+// Runs the program against a service of this process, and tells what it took. Makes the pictures
+// that it works with.
 #pragma once
 
 #include <fcntl.h>
@@ -14,13 +15,26 @@
 
 namespace kelo::bench {
 
+// A disk's file system takes longer to find room for many new files, of which as many have just
+// gone, than the clients that are compared take together.
+inline void KeepInMemory() {
+  if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 0);
+}
+
+// Of any size: what follows a picture does not matter.
+inline void MakePicture(const std::string& path, std::uint64_t size) {
+  std::filesystem::copy_file(KELO_SAMPLE, path);
+  std::filesystem::resize_file(path, size);
+}
+
 class Kelo {
  public:
-  // Logged in, in a home of its own.
-  explicit Kelo(const devservice::Service& service)
+  // Logged in, in a home of its own. `proxy`: what leads to the service; empty: nothing does.
+  explicit Kelo(const devservice::Service& service, const std::string& proxy = {})
       : environment_{"HOME=" + (home_ / ""), "KELO_URL=" + service.Url(),
                      "KELO_KEY=" + service.ApiKey(), "KELO_TOKEN=" + service.AuthToken(),
                      "KELO_SECRET=" + service.Secret()} {
+    if (!proxy.empty()) environment_.push_back("http_proxy=" + proxy);
     Run({"login"});
   }
 

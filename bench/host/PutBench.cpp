@@ -2,95 +2,16 @@
 // libcurl that sends the same requests, put together beforehand, to a service of its own. Beside
 // that, the time that any client takes for the pictures themselves, with the usual libraries: it
 // looks for them, asks each for its date, and reads what it sends.
-#include <curl/curl.h>
-
 #include <exiv2/exiv2.hpp>
-#include <memory>
 
-#include "devservice/protocol/Digest.h"
 #include "host/Kelo.h"
+#include "host/Replay.h"
 
 namespace kelo::bench {
 namespace {
 
-const int kFiles = Sized(20000, 50);
-constexpr int kSizes = 4999;  // so many bytes at most follow a picture, to make sizes differ
-
-using devservice::ClientRequest;
-
-size_t Keep(char* data, size_t size, size_t count, void* text) {
-  static_cast<std::string*>(text)->append(data, size * count);
-  return size * count;
-}
-
-// The part of a request that is signed: its body, or the first part of that.
-std::string Document(const ClientRequest& request) {
-  if (request.verb == "PUT") return request.body;
-  const std::size_t begin = request.body.find("\r\n\r\n") + 4;
-  return request.body.substr(begin, request.body.find("\r\n--BOUNDARY", begin) - begin);
-}
-
-// Sends what another client has sent, with a session of its own.
-class Replay {
- public:
-  explicit Replay(const devservice::Service& service)
-      : service_(service), easy_(curl_easy_init(), &curl_easy_cleanup) {
-    curl_easy_setopt(easy_.get(), CURLOPT_WRITEFUNCTION, &Keep);
-    curl_easy_setopt(easy_.get(), CURLOPT_WRITEDATA, &answer_);
-    const std::string query = "method=OpenSession&callId=1&keloApiKey=" + service.ApiKey() +
-                              "&keloAuthToken=" + service.AuthToken();
-    const std::string url = service.Url() + "/P2PwebCmdController/api-auth?" + query +
-                            "&keloApiSig=" + devservice::Sha1Hex(service.Secret() + "?" + query);
-    curl_easy_setopt(easy_.get(), CURLOPT_URL, url.c_str());
-    curl_easy_perform(easy_.get());
-    const std::string name = "keloSessToken=\"";
-    const std::size_t begin = answer_.find(name) + name.size();
-    token_ = answer_.substr(begin, answer_.find('"', begin) - begin);
-  }
-
-  void Prepare(std::vector<ClientRequest> requests) {
-    requests_ = std::move(requests);
-    urls_.clear();
-    for (const ClientRequest& request : requests_) {
-      const std::string query = "keloSessToken=" + token_ + "&callId=" + std::to_string(++callId_);
-      urls_.push_back(
-          service_.Url() + request.path + "?" + query + "&keloApiSig=" +
-          devservice::Sha1Hex(service_.Secret() + "?" + query + "\r\n" + Document(request)));
-    }
-  }
-
-  bool Send() {
-    bool ok = !requests_.empty();
-    for (std::size_t at = 0; at < requests_.size(); ++at) ok = SendOne(at) && ok;
-    return ok;
-  }
-
- private:
-  bool SendOne(std::size_t at) {
-    const ClientRequest& request = requests_[at];
-    CURL* easy = easy_.get();
-    const std::string type = "Content-Type: " + request.Header("Content-Type");
-    const std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers(
-        curl_slist_append(curl_slist_append(nullptr, "Expect:"), type.c_str()),
-        &curl_slist_free_all);
-    answer_.clear();
-    curl_easy_setopt(easy, CURLOPT_URL, urls_[at].c_str());
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.verb.c_str());
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE,
-                     static_cast<curl_off_t>(request.body.size()));
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.get());
-    return curl_easy_perform(easy) == CURLE_OK && answer_.find("stat=\"ok\"") != std::string::npos;
-  }
-
-  const devservice::Service& service_;
-  std::unique_ptr<CURL, void (*)(CURL*)> easy_;
-  std::string token_;
-  std::string answer_;
-  std::vector<ClientRequest> requests_;
-  std::vector<std::string> urls_;
-  int callId_ = 1;
-};
+const unsigned kFiles = Sized(20000u, 50u);
+constexpr unsigned kSizes = 4999;  // so many bytes at most follow a picture, to make sizes differ
 
 // What the requests are made from. Gives the bytes that it has seen.
 std::uint64_t ReadPictures(const std::string& folder, bool whole) {
@@ -141,16 +62,11 @@ class Pair {
 
 void Put20000Files(benchmark::State& state) {
   const bool second = state.range(0) == 1;
-  // In memory: a disk's file system takes longer to find room for so many new files, of which as
-  // many have just gone, than both clients take together.
-  if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 0);
+  KeepInMemory();
   const Scratch folder;
-  for (int i = 0; i < kFiles; ++i) {
-    const std::string picture = folder / (std::to_string(i) + ".jpg");
-    std::filesystem::copy_file(KELO_SAMPLE, picture);
-    std::filesystem::resize_file(
-        picture, std::filesystem::file_size(picture) + static_cast<unsigned>(i * 7919 % kSizes));
-  }
+  const auto size = std::filesystem::file_size(KELO_SAMPLE);
+  for (unsigned i = 0; i < kFiles; ++i)
+    MakePicture(folder / (std::to_string(i) + ".jpg"), size + i * 7919 % kSizes);
   std::vector<double> ours;
   std::vector<double> bare;
   std::vector<double> pictures;
