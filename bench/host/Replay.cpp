@@ -99,6 +99,7 @@ bool Replay::Send(unsigned connections, const std::string& folder) {
 void Replay::Begin(CURLM* multi, Transfer& transfer, std::size_t at,
                    const std::string& folder) const {
   CURL* const easy = transfer.easy.get();
+  curl_easy_reset(easy);
   curl_easy_setopt(easy, CURLOPT_URL, urls_[at].c_str());
   curl_easy_setopt(easy, CURLOPT_PROXY, proxy_.c_str());
   curl_easy_setopt(easy, CURLOPT_FAILONERROR, 1L);

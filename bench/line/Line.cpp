@@ -78,7 +78,7 @@ class Direction {
     std::string bytes;  // none: the end
   };
 
-  Clock::duration TimeOf(std::size_t size) const {
+  Clock::duration TimeOf(std::uint64_t size) const {
     return std::chrono::nanoseconds(size * 1'000'000'000 / terms_.bytesPerSecond);
   }
 
