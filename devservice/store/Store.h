@@ -18,8 +18,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "database/Database.h"
 #include "devservice/files/Descriptor.h"
-#include "devservice/store/Database.h"
 #include "devservice/store/Mail.h"
 
 namespace kelo::devservice {

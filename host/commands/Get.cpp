@@ -49,7 +49,7 @@ class Reporter {
     const size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
     out_.Line(fmt::format("{}, {} already here{}{}{}",
                           dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
-                                  : fmt::format("{} downloaded", Count(FetchOutcome::kStored)),
+                                  : fmt::format("{} downloaded", Count(FetchOutcome::kFetched)),
                           Count(FetchOutcome::kHere), Also(Count(FetchOutcome::kFailed), "failed"),
                           Also(untried, "not tried"), Also(leftOut_, "left out")));
     return Count(FetchOutcome::kFailed) + untried + leftOut_ == 0 ? 0 : 1;
@@ -64,13 +64,13 @@ class Reporter {
 
   // What an abort would say.
   void TellDone() {
-    out_.SetDone(fmt::format("{} of {} downloaded{}", Count(FetchOutcome::kStored), toFetch_,
+    out_.SetDone(fmt::format("{} of {} downloaded{}", Count(FetchOutcome::kFetched), toFetch_,
                              Also(Count(FetchOutcome::kHere), "already here")));
   }
 
   // Empty where there is nothing to tell but the count at the end.
   std::string Words(const FetchedFile& file) const {
-    if (file.outcome == FetchOutcome::kStored)
+    if (file.outcome == FetchOutcome::kFetched)
       return fmt::format("downloaded, {}", ByteText(file.size));
     return file.outcome == FetchOutcome::kNotTried && dryRun_ ? "would be downloaded" : "";
   }
@@ -82,7 +82,7 @@ class Reporter {
                 {"name", file.file.name},
                 {"path", file.file.path.string()},
                 {"outcome", planned ? "wouldStore" : kWords[static_cast<size_t>(file.outcome)]}};
-    if (file.outcome == FetchOutcome::kStored) object["bytes"] = file.size;
+    if (file.outcome == FetchOutcome::kFetched) object["bytes"] = file.size;
     if (file.outcome == FetchOutcome::kFailed)
       object["error"] = {{"code", file.code}, {"message", file.problem}};
     return object;
@@ -106,9 +106,12 @@ int Get(Host& host, const GetOptions& options) {
     wanted.entries.push_back(FindAlbum(library, album));
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
   if (plan.files.empty()) host.Out().Note("there are no items to download");
-  Reporter reporter(host.Out(), plan, options.fetch);
+  Memory memory(host.Out(), StateFile::MemoryFolder(), host.Restored().account);
+  FetchOptions fetch = options.fetch;
+  fetch.memory = &memory;
+  Reporter reporter(host.Out(), plan, fetch);
   Workers workers(library, DoTask, host.WorkersTerms(options.transfers));
-  FetchPlan(library, workers, std::move(plan), options.fetch, std::ref(reporter));
+  FetchPlan(library, workers, std::move(plan), fetch, std::ref(reporter));
   return reporter.Finish();
 }
 

@@ -43,6 +43,12 @@ int Put(Host& host, const PutOptions& options) {
       FindFiles(options.paths, options.filter, options.albumsFromFolders, &leftOut);
   if (!options.albumsFromFolders)
     for (File& file : files) file.album = album;
+  Library& library = host.WithSession();
+  Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
+  Recognition recognition(memory, [&]() -> Library& { return host.Loaded(); });
+  if (!options.force)
+    for (File& file : files)
+      if (file.outcome == UploadOutcome::kUndecided) recognition.Recognise(file);
   const UploadPlan plan = PlanUpload(files, !options.force);
   for (const File* file : plan.unfit) TellOutcome(out, *file, options.dryRun);
   const size_t all = plan.FileCount();
@@ -57,13 +63,13 @@ int Put(Host& host, const PutOptions& options) {
   size_t stored = 0;
   const auto setDone = [&] { out.SetDone(fmt::format("{} of {} stored", stored, all)); };
   setDone();
-  Library& library = host.WithSession();
   // A dry run adds up what would be stored, in the order of the plan.
   Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
   SendFiles(library, workers, plan,
             {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
              .tags = options.tags,
-             .dryRun = options.dryRun},
+             .dryRun = options.dryRun,
+             .recognition = &recognition},
             [&](const File& file) {
               TellOutcome(out, file, options.dryRun);
               stored += file.outcome == UploadOutcome::kStored ? 1 : 0;
@@ -73,8 +79,10 @@ int Put(Host& host, const PutOptions& options) {
 }
 
 constexpr const char* kFooter =
-    "A file that the service holds already (same name, size and dates) is not sent; with an album "
-    "given, it is placed there. Of folders, pictures, movies and sound are taken; what the system "
+    "A file that the service holds already is not sent; with an album given, it is placed there. "
+    "What this machine has sent or downloaded is known by its content, so a file that was edited "
+    "goes up as a new item. What others have sent is known by name, size and dates. Of folders, "
+    "pictures, movies and sound are taken; what the system "
     "leaves there (Thumbs.db, .DS_Store and such), hidden files and all others are left out and "
     "counted. A file named itself is sent whatever its kind. Links to files are followed, those to "
     "folders only when named.\n"

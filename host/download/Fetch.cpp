@@ -3,6 +3,7 @@
 #include "host/download/Fetch.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +15,7 @@
 
 #include "host/download/Arrival.h"
 #include "host/download/ItemFile.h"
+#include "host/library/Digest.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
 #include "host/terminal/Progress.h"
@@ -57,6 +59,8 @@ class Fetcher {
   // The file at this position of the plan.
   void Fetch(size_t at) {
     FetchedFile fetched{.file = shared_.plan.files[at]};
+    compared_ = false;
+    Compare(fetched.file);
     if (!IsWanted(fetched.file, shared_.options))
       Skip(fetched);
     else if (!shared_.options.dryRun && shared_.failures < kGiveUpAfter)
@@ -67,14 +71,45 @@ class Fetcher {
   }
 
  private:
-  static void Skip(FetchedFile& fetched) {
+  // Where the item's bytes are known, they tell whether what stands there is its file.
+  void Compare(PlannedDownload& file) {
+    if (shared_.options.memory == nullptr || file.standing == Standing::kNothing) return;
+    const auto item = shared_.options.memory->ItemOf(file.itemId);
+    const std::string digest = item && item->certain ? Digest(file) : "";
+    if (digest.empty()) return;
+    compared_ = true;
+    file.standing = digest == item->digest ? Standing::kThisOne : Standing::kOther;
+  }
+
+  // Of the file that stands there, which is opened only when it may have changed; then kept.
+  std::string Digest(const PlannedDownload& file) {
+    struct stat status {};
+    if (::stat(file.path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    Memory& memory = *shared_.options.memory;
+    KnownFile now{.stamp = Stamp::Of(status), .digest = {}, .itemId = file.itemId};
+    if (const auto known = memory.FileAt(file.path); known && known->stamp == now.stamp)
+      return known->digest;
+    const bool showsChanges = now.stamp.ShowsChanges();
+    now.digest = lane_.Aside([&] { return Sha256OfFile(file.path); });
+    if (!now.digest.empty() && !shared_.options.dryRun)
+      memory.Keep(file.path, {.stamp = showsChanges ? now.stamp : Stamp(),
+                              .digest = now.digest,
+                              .itemId = now.itemId});
+    return now.digest;
+  }
+
+  void Skip(FetchedFile& fetched) const {
     const PlannedDownload& file = fetched.file;
     // Another run may have put it there meanwhile.
-    if (file.standing == Standing::kThisOne || IsFileOf(file.path, file.modified))
+    const bool isHere =
+        file.standing == Standing::kThisOne || (!compared_ && IsFileOf(file.path, file.modified));
+    if (isHere)
       fetched.outcome = FetchOutcome::kHere;
     else
       Fail(fetched, kKELOResult_AlreadyExists,
-           "another file of that name is here; --replace puts the picture in its place");
+           compared_
+               ? "the file here has other content; --replace puts the picture in its place"
+               : "another file of that name is here; --replace puts the picture in its place");
   }
 
   static void Fail(FetchedFile& fetched, std::uint32_t code, std::string_view words) {
@@ -116,7 +151,11 @@ class Fetcher {
     if (error == EEXIST) return Skip(fetched);
     if (error != 0) return FailHere(fetched, error);
     fetched.size = arrival_->Size();
-    fetched.outcome = FetchOutcome::kStored;
+    fetched.outcome = FetchOutcome::kFetched;
+    if (shared_.options.memory == nullptr) return;
+    const std::string digest = Digest(fetched.file);
+    if (!digest.empty())
+      shared_.options.memory->Keep(fetched.file.itemId, {.digest = digest, .certain = true});
   }
 
   std::uint32_t Transfer(const PlannedDownload& file) {
@@ -154,7 +193,8 @@ class Fetcher {
   Shared& shared_;
   Workers::Lane& lane_;
   std::optional<Progress::Part> part_;
-  fs::path folder_;  // that of the arrival
+  bool compared_ = false;  // the bytes of what stands where the file goes
+  fs::path folder_;        // that of the arrival
   std::optional<Arrival> arrival_;
 };
 

@@ -8,11 +8,12 @@
 
 #include "host/download/DownloadPlan.h"
 #include "host/library/Library.h"
+#include "host/memory/Memory.h"
 #include "host/workers/Workers.h"
 
 namespace kelo::host {
 
-enum class FetchOutcome { kStored, kHere, kFailed, kNotTried };
+enum class FetchOutcome { kFetched, kHere, kFailed, kNotTried };
 
 struct FetchedFile {
   PlannedDownload file;
@@ -23,8 +24,9 @@ struct FetchedFile {
 };
 
 struct FetchOptions {
-  bool replace = false;  // get anew what is here
-  bool dryRun = false;   // what would be got is kNotTried
+  bool replace = false;      // get anew what is here
+  bool dryRun = false;       // what would be got is kNotTried
+  Memory* memory = nullptr;  // tells by bytes what is here; null: name and date tell it
 };
 
 // How many files that makes.

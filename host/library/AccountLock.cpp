@@ -2,13 +2,13 @@
 #include "host/library/AccountLock.h"
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <string_view>
 
+#include "host/library/Digest.h"
 #include "host/names/Dates.h"
 #include "host/names/Failure.h"
 #include "host/names/Names.h"
@@ -44,14 +44,7 @@ OwnedFile OpenIn(const std::filesystem::path& folder, const std::string& name) {
 }  // namespace
 
 std::string AccountOf(const std::string& url, const std::string& secretText) {
-  const std::string text = url + '\n' + secretText;
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned size = 0;
-  if (EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha256(), nullptr) != 1)
-    throw Failure("cannot name the account's lock: the cryptographic library makes no SHA-256");
-  std::string account;
-  for (unsigned at = 0; at < size / 2; ++at) account += fmt::format("{:02x}", digest[at]);
-  return account;
+  return Sha256(url + '\n' + secretText).substr(0, 32);
 }
 
 AccountLock::AccountLock(Output& out, const std::filesystem::path& folder,

@@ -191,6 +191,10 @@ fs::path StateFile::LockFolder() {
   return DefaultFolder() / "locks";
 }
 
+fs::path StateFile::MemoryFolder() {
+  return DefaultFolder() / "memory";
+}
+
 StateFile::StateFile(fs::path folder) : folder_(std::move(folder)) {}
 
 Kept StateFile::Load() const {

@@ -33,6 +33,8 @@ class StateFile {
   static StateFile OfProfile(const std::string& profile);
   // The folder of the locks on accounts, the same for all profiles.
   static std::filesystem::path LockFolder();
+  // That of what is remembered of accounts.
+  static std::filesystem::path MemoryFolder();
   explicit StateFile(std::filesystem::path folder);
 
   // What Save wrote last, whole, or what earlier versions wrote; empty where there is nothing.

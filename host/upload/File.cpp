@@ -46,8 +46,7 @@ std::string Describe(File& file) {
   if (!S_ISREG(status.st_mode)) return "it is not a regular file";
   file.size = static_cast<std::uint64_t>(status.st_size);
   file.modifyDate = UniversalDate(status.st_mtime);
-  file.device = status.st_dev;
-  file.inode = status.st_ino;
+  file.stamp = Stamp::Of(status);
   return {};
 }
 

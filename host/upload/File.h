@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "host/memory/Memory.h"
+
 namespace kelo::host {
 
 // An album at the top (no folder) or in a folder. Without an album: in no album at all.
@@ -48,13 +50,18 @@ struct File {
   // What the file system tells.
   std::uint64_t size = 0;
   std::string modifyDate{};  // "2024-05-17T10:11:12Z"
-  std::uint64_t device = 0;  // with the inode: which file it is, under whatever name
-  std::uint64_t inode = 0;
-  AlbumName album{};  // where it goes
+  Stamp stamp{};
+  bool stampHolds = true;  // a change after the look into it would show
+  AlbumName album{};       // where it goes
   // What a picture tells.
   std::string shotDate{};  // "2024-05-17T10:11:12", the camera's clock; empty: unknown
   std::uint32_t width = 0;
   std::uint32_t height = 0;
+  // What is known of its bytes (Recognition.h).
+  std::string digest{};     // empty: not known, or not asked for
+  std::string knownItem{};  // an item of the account that has them
+  bool isCertain = true;    // false where the service has taken it for its item by name, size, date
+  bool wasOther = false;    // it is the item of an earlier run with other bytes
   Duplicate duplicate = Duplicate::kNone;
   bool maybeSent = false;  // the check found it new, and it was sent since: it may be stored
   UploadOutcome outcome = UploadOutcome::kUndecided;

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/library/Digest.h"
 #include "host/upload/MovieDate.h"
 #include "host/upload/ShotDate.h"
 
@@ -98,10 +99,9 @@ auto OpenPicture(const File& file, const std::string& beginning) {
                                 static_cast<Count>(beginning.size()))));
 }
 
-void AddPictureFacts(File& file) {
+void AddPictureFacts(File& file, const std::string& beginning) {
   static const bool isSetUp = SetUp();
   static_cast<void>(isSetUp);
-  const std::string beginning = Beginning(file);
   if (IsMovie(beginning)) {
     file.shotDate = MovieDate(file.path);
     return;
@@ -124,18 +124,27 @@ void AddPictureFacts(File& file) {
   }
 }
 
+void LookAt(File& file, bool digests) {
+  const auto now = NowAt(file.path);
+  if (!now) return;
+  if (now->stamp != file.stamp) file.digest.clear();
+  file.stamp = now->stamp;
+  file.stampHolds = now->stamp.ShowsChanges();
+  if (now->size > 0 && now->size <= kMaxFile) {
+    file.size = now->size;
+    file.modifyDate = now->modifyDate;
+  }
+  const std::string beginning = Beginning(file);
+  AddPictureFacts(file, beginning);
+  if (digests && file.digest.empty())
+    file.digest = beginning.size() == file.size ? Sha256(beginning) : Sha256OfFile(file.path);
+}
+
 }  // namespace
 
-void LookAtPictures(const Files& files) {
-  for (File* file : files) {
-    const auto now = NowAt(file->path);
-    if (!now) continue;
-    if (now->size > 0 && now->size <= kMaxFile) {
-      file->size = now->size;
-      file->modifyDate = now->modifyDate;
-    }
-    AddPictureFacts(*file);
-  }
+void LookAtPictures(const Files& files, bool digests) {
+  for (File* file : files)
+    if (file->knownItem.empty()) LookAt(*file, digests);
 }
 
 }  // namespace kelo::host

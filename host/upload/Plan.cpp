@@ -35,6 +35,11 @@ void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files&
   }
 }
 
+bool HaveSameBytes(const File& left, const File& right) {
+  return left.digest.empty() || right.digest.empty() ? SameContent(left.path, right.path)
+                                                     : left.digest == right.digest;
+}
+
 void MarkDuplicates(const std::vector<Files>& groups) {
   std::unordered_map<std::string, const File*> firsts;
   firsts.reserve(groups.size());
@@ -42,19 +47,20 @@ void MarkDuplicates(const std::vector<Files>& groups) {
     const File& file = *group.front();
     const auto [first, isFirst] = firsts.emplace(CheckKey(file, file.Name()), &file);
     if (isFirst) continue;
-    const bool isCopy = SameContent(first->second->path, file.path);
+    const bool isCopy = HaveSameBytes(*first->second, file);
     for (File* each : group) each->duplicate = isCopy ? Duplicate::kCopy : Duplicate::kLookalike;
   }
 }
 
-// Adds the requests of the groups that are `kind`, each for files of one album.
+// Adds the requests of the groups that are `kind`, each for files of one album. What is known needs
+// no question, so it is together.
 void Cut(const std::vector<Files>& groups, Duplicate kind, bool check,
          std::vector<UploadRequest>& requests) {
   struct Open {
     size_t request;
     std::uint64_t bytes;
   };
-  std::map<AlbumName, Open> albums;
+  std::map<std::pair<AlbumName, bool>, Open> albums;
   for (const Files& group : groups) {
     if (group.front()->duplicate != kind) continue;
     if (check && group.size() > 1) {
@@ -62,7 +68,8 @@ void Cut(const std::vector<Files>& groups, Duplicate kind, bool check,
       continue;
     }
     const std::uint64_t size = SizeOf(group);
-    const auto [at, isFirst] = albums.try_emplace(group.front()->album);
+    const File& first = *group.front();
+    const auto [at, isFirst] = albums.try_emplace({first.album, first.knownItem.empty()});
     Open& open = at->second;
     if (isFirst || requests[open.request].files.size() + group.size() > kRequestFiles ||
         open.bytes + size > kRequestBytes) {

@@ -100,8 +100,35 @@ class Sender {
       EndIfHopeless(failure.Code());
       return Fail(request, failure.Code(), UploadOutcome::kNotSent);
     }
+    if (request.check) DecideKnown(request);
     if (duplicate == Duplicate::kLookalike) SendLookalikes(request);
     if (request.check) AskByOtherNames(request);
+    SendOrPreview(request, duplicate);
+    // After the check once more nobody would know which of the two it has found.
+    if (request.files = std::exchange(others_, {}); request.files.empty()) return;
+    request.check = false;
+    SendOrPreview(std::move(request), Duplicate::kLookalike);
+    Report(std::exchange(others_, {}), UploadOutcome::kNotConfirmed, 0);
+  }
+
+  // What the account holds by its bytes needs no question. A memo goes with its picture.
+  void DecideKnown(UploadRequest& request) {
+    Recognition* const recognition = shared_.options.recognition;
+    if (recognition == nullptr) return;
+    for (File* file : request.files) recognition->Recognise(*file);
+    const auto isKnown = [](const File* file) { return !file->knownItem.empty(); };
+    if (HasMemo(request.files) && !isKnown(request.files.front())) return;
+    const Files known = TakeOut(request.files, isKnown);
+    for (File* file : known) {
+      file->itemId = file->knownItem;
+      file->outcome = !file->album.Empty() && recognition->IsInAlbum(*file, request.albumId)
+                          ? UploadOutcome::kAlreadyInAlbum
+                          : UploadOutcome::kAlreadyThere;
+    }
+    PlaceAndReport(request, known);
+  }
+
+  void SendOrPreview(UploadRequest request, Duplicate duplicate) {
     if (request.files.empty()) return;
     if (shared_.options.dryRun) return Preview(std::move(request), duplicate);
     if (shared_.full) KeepWhatFits(request);
@@ -137,12 +164,35 @@ class Sender {
     const UploadAnswer answer =
         PerformThere(lane_, shared_.library, request,
                      part_ ? OnProgress(std::ref(*part_)) : OnProgress(), checkOnly, other);
-    const Files decided = TakeOut(
+    Files decided = TakeOut(
         request.files, [](const File* file) { return file->outcome != UploadOutcome::kUndecided; });
-    Place(shared_.library, request, decided, shared_.options.dryRun);
-    for (const File* file : decided) Report(*file);
+    for (File* file : TakeOut(decided, [this](File* each) { return IsOther(*each); })) {
+      file->outcome = UploadOutcome::kUndecided;
+      file->itemId.clear();
+      others_.push_back(file);
+    }
+    PlaceAndReport(request, decided);
     if (answer.code == kKELOResult_Aborted) throw Error("upload", answer.code, kKELOCommand_Upload);
     return answer;
+  }
+
+  // The service has taken the file for an item with other bytes.
+  bool IsOther(File& file) {
+    Recognition* const recognition = shared_.options.recognition;
+    const bool isTaken = file.outcome == UploadOutcome::kAlreadyThere ||
+                         file.outcome == UploadOutcome::kAlreadyInAlbum;
+    return isTaken && recognition != nullptr && !recognition->IsMeant(file);
+  }
+
+  void PlaceAndReport(const UploadRequest& request, const Files& decided) {
+    Place(shared_.library, request, decided, shared_.options.dryRun);
+    const auto report = [&] {
+      for (const File* file : decided) Report(*file);
+    };
+    if (shared_.options.recognition != nullptr)
+      shared_.options.recognition->Together(report);
+    else
+      report();
   }
 
   UploadAnswer Ask(UploadRequest& request, size_t other = 0) { return Try(request, true, other); }
@@ -154,6 +204,8 @@ class Sender {
   void Report(const File& file) {
     if (file.Held()) shared_.failedInARow = 0;
     if (IsStored(&file)) shared_.stored.insert(CheckKey(file, file.Name()));
+    if (file.Held() && shared_.options.recognition != nullptr && !shared_.options.dryRun)
+      shared_.options.recognition->Keep(file);
     if (part_) part_->Over(1, file.size);
     shared_.told.Add(at_, &file);
   }
@@ -300,6 +352,7 @@ class Sender {
   Workers::Lane& lane_;
   std::optional<Progress::Part> part_;
   size_t at_ = 0;
+  Files others_;  // which the service takes for items with other bytes
 };
 
 }  // namespace
@@ -316,10 +369,11 @@ void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
   // Reading pictures takes longer than anything else here, so it goes on while others are sent.
   std::vector<std::future<void>> reading;
   reading.reserve(requests.size());  // they stay where they are
+  const bool digests = options.recognition != nullptr;
   const auto readUntil = [&](size_t end) {
     while (reading.size() < std::min(end, requests.size()) && shared.ended == 0)
-      reading.push_back(
-          std::async([&files = requests[reading.size()].files] { LookAtPictures(files); }));
+      reading.push_back(std::async(
+          [&files = requests[reading.size()].files, digests] { LookAtPictures(files, digests); }));
   };
   for (size_t next = 0; next < requests.size();) {
     const Duplicate kind = requests[next].files.front()->duplicate;

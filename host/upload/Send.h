@@ -6,6 +6,7 @@
 
 #include "host/library/Library.h"
 #include "host/upload/Plan.h"
+#include "host/upload/Recognition.h"
 #include "host/workers/Workers.h"
 
 namespace kelo::host {
@@ -15,7 +16,8 @@ struct SendOptions {
   // are sent, where they have an album. May throw Error.
   std::function<std::string(const AlbumName&)> albumId;
   std::string tags;
-  bool dryRun = false;  // ask the check, and change nothing
+  bool dryRun = false;                 // ask the check, and change nothing
+  Recognition* recognition = nullptr;  // by bytes; null: by the service's check alone
 };
 
 // Sends the requests, as many at a time as there are workers. `report` hears of each file once,
@@ -27,7 +29,8 @@ struct SendOptions {
 // try. When the storage is full, what still fits is sent. A request that fails otherwise is halved
 // until the bad file stands alone. A failure that the next request would meet too (no service, no
 // session) ends the upload; the files left are kNotSent, as are those whose album cannot be had.
-// Files that the service holds already are placed in the album.
+// Files that the service holds already are placed in the album. Those that it takes for an item
+// with other bytes are sent as new ones.
 //
 // In a dry run kStored and kPlaced are what would be. Throws Error when aborted.
 void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,

@@ -34,11 +34,18 @@ const char* OutcomeName(UploadOutcome outcome, bool dryRun) {
   }
 }
 
+// Held, but nobody has compared the bytes.
+bool IsTaken(const File& file) {
+  return file.Held() && file.outcome != UploadOutcome::kStored && !file.isCertain;
+}
+
 Json ObjectOf(const File& file, const std::string& words, bool dryRun) {
   Json object = {{"path", file.path.string()}};
   const bool isUnfit = file.outcome == UploadOutcome::kUnfit;
   if (!isUnfit) object["bytes"] = file.size;
   object["outcome"] = OutcomeName(file.outcome, dryRun);
+  if (file.wasOther) object["changed"] = true;
+  if (IsTaken(file)) object["takenBy"] = "nameSizeAndDate";
   if (!file.itemId.empty()) object["id"] = file.itemId;
   if (!isUnfit && !file.album.folder.empty()) object["folder"] = file.album.folder;
   if (!isUnfit && !file.album.Empty()) object["album"] = file.album.album;
@@ -56,9 +63,11 @@ struct Sums {
   std::map<UploadOutcome, size_t> files;
   std::set<AlbumName> placedIn;
   std::uint32_t endedBy = 0;
+  size_t taken = 0;
 
   void Add(const File& file) {
     ++files[file.outcome];
+    taken += IsTaken(file) ? 1 : 0;
     if (file.outcome == UploadOutcome::kPlaced) placedIn.insert(file.album);
     if (file.outcome == UploadOutcome::kNotSent && file.code != 0) endedBy = file.code;
   }
@@ -70,7 +79,8 @@ std::string OutcomeText(const File& file, bool dryRun) {
   const std::string id = file.itemId.empty() ? "" : fmt::format(" [{}]", Shown(file.itemId));
   switch (file.outcome) {
     case UploadOutcome::kStored:
-      return fmt::format("{}, {}", dryRun ? "would be stored" : "stored", ByteText(file.size));
+      return fmt::format("{}, {}{}", dryRun ? "would be stored" : "stored", ByteText(file.size),
+                         file.wasOther ? ", as a new item: it has changed since it was sent" : "");
     case UploadOutcome::kAlreadyThere:
       return "already there" + id;
     case UploadOutcome::kAlreadyInAlbum:
@@ -120,6 +130,10 @@ int TellSums(Output& out, const UploadPlan& plan, const LeftOutCounts& leftOut, 
     for (const File* file : request.files) sums.Add(*file);
   if (const std::string text = LeftOutText(leftOut); !text.empty())
     out.Note(fmt::format("left out: {}", text));
+  if (sums.taken > 0)
+    out.Note(fmt::format(
+        "{} taken for the same by name, size and date: the bytes were not sent from here",
+        CountText(sums.taken, "file")));
   if (sums.endedBy != 0)
     out.Problem(fmt::format("{} not sent: {}",
                             CountText(sums.files[UploadOutcome::kNotSent], "file"),

@@ -73,7 +73,7 @@ class Walker {
     std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
     std::erase_if(files_, [&](const File& file) {
       return file.outcome != UploadOutcome::kUnfit &&
-             !seen.emplace(file.device, file.inode, file.album).second;
+             !seen.emplace(file.stamp.device, file.stamp.inode, file.album).second;
     });
     return std::move(files_);
   }

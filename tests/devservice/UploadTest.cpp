@@ -6,9 +6,9 @@
 #include <random>
 #include <thread>
 
+#include "database/Database.h"
 #include "devservice/Client.h"
 #include "devservice/ServiceProgram.h"
-#include "devservice/store/Database.h"
 #include "support/TemporaryFolder.h"
 
 namespace kelo::devservice {

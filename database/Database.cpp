@@ -1,7 +1,7 @@
 // Prepared statements are kept for their next use, by their text.
-#include "devservice/store/Database.h"
+#include "database/Database.h"
 
-namespace kelo::devservice {
+namespace kelo {
 
 Statement::Statement(Database& database, std::string_view sql)
     : statement_(database.Take(sql).release(), GiveBack{&database}) {}
@@ -85,4 +85,4 @@ void Transaction::Commit() {
   database_ = nullptr;
 }
 
-}  // namespace kelo::devservice
+}  // namespace kelo

@@ -1,4 +1,5 @@
-// A thin SQLite wrapper: owned handles, bound parameters, errors as exceptions.
+// A thin wrapper of SQLite for both programs: owned handles, bound parameters, errors as
+// exceptions.
 #pragma once
 
 #include <sqlite3.h>
@@ -13,12 +14,16 @@
 #include <unordered_map>
 #include <vector>
 
-namespace kelo::devservice {
+namespace kelo {
 
 class DatabaseError : public std::runtime_error {
  public:
   DatabaseError(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
   bool IsConstraint() const { return (code_ & 0xFF) == SQLITE_CONSTRAINT; }
+  // The file is no database, or a broken one.
+  bool IsDamage() const {
+    return (code_ & 0xFF) == SQLITE_NOTADB || (code_ & 0xFF) == SQLITE_CORRUPT;
+  }
 
  private:
   int code_;
@@ -123,4 +128,4 @@ class Transaction {
   Database* database_;
 };
 
-}  // namespace kelo::devservice
+}  // namespace kelo

@@ -1,0 +1,63 @@
+// Digests by OpenSSL. A file is read piece by piece, past the cache of its stream.
+#include "host/library/Digest.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <openssl/evp.h>
+
+#include <cerrno>
+#include <memory>
+#include <vector>
+
+#include "host/library/FileLock.h"
+#include "host/names/Failure.h"
+
+namespace kelo::host {
+namespace {
+
+class Hash {
+ public:
+  Hash() { Check(context_ && EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) == 1); }
+  void Add(const void* bytes, size_t size) {
+    Check(EVP_DigestUpdate(context_.get(), bytes, size) == 1);
+  }
+  std::string Digits() {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned size = 0;
+    Check(EVP_DigestFinal_ex(context_.get(), digest, &size) == 1);
+    std::string digits;
+    for (unsigned at = 0; at < size; ++at) digits += fmt::format("{:02x}", digest[at]);
+    return digits;
+  }
+
+ private:
+  static void Check(bool succeeded) {
+    if (!succeeded) throw Failure("the cryptographic library makes no SHA-256");
+  }
+
+  std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> context_{EVP_MD_CTX_new(), &EVP_MD_CTX_free};
+};
+
+}  // namespace
+
+std::string Sha256(std::string_view bytes) {
+  Hash hash;
+  hash.Add(bytes.data(), bytes.size());
+  return hash.Digits();
+}
+
+std::string Sha256OfFile(const std::filesystem::path& path) {
+  const OwnedFile file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file) return {};
+  Hash hash;
+  std::vector<char> piece(1 << 18);
+  for (;;) {
+    const ssize_t size = ::read(file.Number(), piece.data(), piece.size());
+    if (size == 0) return hash.Digits();
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return {};
+    hash.Add(piece.data(), static_cast<size_t>(size));
+  }
+}
+
+}  // namespace kelo::host

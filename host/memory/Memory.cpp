@@ -1,0 +1,178 @@
+// Two tables: the local files by their paths, and the account's items by their ids.
+#include "host/memory/Memory.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+#include "host/library/FileLock.h"
+#include "host/names/Names.h"
+
+namespace kelo::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int64_t kVersion = 1;
+
+constexpr const char* kTables = R"(
+CREATE TABLE IF NOT EXISTS files (
+  path TEXT PRIMARY KEY, device INTEGER, inode INTEGER, size INTEGER, modified INTEGER,
+  changed INTEGER, digest TEXT NOT NULL, item TEXT NOT NULL, seen INTEGER) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS items (
+  id TEXT PRIMARY KEY, digest TEXT NOT NULL, certain INTEGER NOT NULL) WITHOUT ROWID;
+CREATE INDEX IF NOT EXISTS items_by_digest ON items (digest);
+PRAGMA user_version = 1;
+)";
+
+std::string KeyOf(const fs::path& path) {
+  return fs::absolute(path).lexically_normal().native();
+}
+
+// SQLite gives what it puts beside the file the same rights.
+void MakePrivate(const fs::path& path) {
+  const OwnedFile folder = OpenPrivateFolder(path.parent_path());
+  const std::string name = path.filename();
+  const OwnedFile file(folder ? ::openat(folder.Number(), name.c_str(),
+                                         O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)
+                              : -1);
+  if (!file) throw DatabaseError(SQLITE_CANTOPEN, std::strerror(errno));
+}
+
+}  // namespace
+
+Stamp Stamp::Of(const struct stat& status) {
+  const auto nanoseconds = [](const timespec& time) {
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+  };
+  return {.device = status.st_dev,
+          .inode = status.st_ino,
+          .size = static_cast<std::uint64_t>(status.st_size),
+          .modified = nanoseconds(status.st_mtim),
+          .changed = nanoseconds(status.st_ctim)};
+}
+
+bool Stamp::ShowsChanges() const {
+  constexpr std::int64_t kMillisecond = 1'000'000;
+  // Some file systems count in twos of seconds.
+  const bool isFine = changed % kMillisecond != 0;
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  const std::int64_t age = now.tv_sec * 1000 * kMillisecond + now.tv_nsec - changed;
+  return age > (isFine ? 20 : 2000) * kMillisecond;
+}
+
+Memory::Memory(Output& out, const fs::path& folder, const std::string& account)
+    : out_(out), path_(folder / (account + ".db")) {
+  Try([this] { Open(); });
+  if (!database_ && !fs::exists(path_)) Try([this] { Open(); });  // it was broken
+}
+
+void Memory::Open() {
+  MakePrivate(path_);
+  database_.emplace(path_.string());
+  database_->Run(
+      "PRAGMA busy_timeout = 10000; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;");
+  const std::int64_t version = database_->Count("PRAGMA user_version");
+  if (version > kVersion)
+    throw DatabaseError(SQLITE_MISMATCH, "a later version of kelo has made it");
+  if (version < kVersion) database_->Run(kTables);
+  database_->Count("SELECT count(*) FROM (SELECT id FROM items LIMIT 1)");
+}
+
+template <typename Call>
+void Memory::Try(const Call& call) try {
+  call();
+} catch (const DatabaseError& failure) {
+  database_.reset();
+  out_.Note(fmt::format("cannot use the memory of what was sent, {}: {}", Shown(path_.string()),
+                        failure.what()));
+  if (failure.IsDamage()) SetAside();
+}
+
+void Memory::SetAside() {
+  const fs::path aside = path_.string() + ".broken";
+  std::error_code failed;
+  fs::rename(path_, aside, failed);
+  for (const char* beside : {"-wal", "-shm"}) fs::remove(path_.string() + beside, failed);
+  out_.Note(fmt::format("it is kept as {}, and a new one is made", Shown(aside.string())));
+}
+
+std::optional<KnownFile> Memory::FileAt(const fs::path& path) {
+  std::optional<KnownFile> file;
+  if (database_)
+    Try([&] {
+      Statement row = database_->Query(
+          "SELECT device, inode, size, modified, changed, digest, item FROM files WHERE path = ?",
+          KeyOf(path));
+      if (!row.Step()) return;
+      file = {.stamp = {.device = static_cast<std::uint64_t>(row.Number(0)),
+                        .inode = static_cast<std::uint64_t>(row.Number(1)),
+                        .size = static_cast<std::uint64_t>(row.Number(2)),
+                        .modified = row.Number(3),
+                        .changed = row.Number(4)},
+              .digest = row.Text(5),
+              .itemId = row.Text(6)};
+    });
+  return file;
+}
+
+std::optional<KnownItem> Memory::ItemOf(const std::string& id) {
+  std::optional<KnownItem> item;
+  if (database_)
+    Try([&] {
+      Statement row = database_->Query("SELECT digest, certain FROM items WHERE id = ?", id);
+      if (row.Step()) item = {.digest = row.Text(0), .certain = row.Number(1) != 0};
+    });
+  return item;
+}
+
+std::vector<std::string> Memory::ItemsWith(const std::string& digest) {
+  std::vector<std::string> ids;
+  if (database_)
+    Try([&] {
+      ids = database_->Texts("SELECT id FROM items WHERE digest = ? ORDER BY certain DESC, id",
+                             digest);
+    });
+  return ids;
+}
+
+void Memory::Keep(const fs::path& path, const KnownFile& file) {
+  const auto signed64 = [](std::uint64_t number) { return static_cast<std::int64_t>(number); };
+  if (database_)
+    Try([&] {
+      database_->Execute("INSERT OR REPLACE INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
+                         KeyOf(path), signed64(file.stamp.device), signed64(file.stamp.inode),
+                         signed64(file.stamp.size), file.stamp.modified, file.stamp.changed,
+                         file.digest, file.itemId, static_cast<std::int64_t>(std::time(nullptr)));
+    });
+}
+
+void Memory::Keep(const std::string& id, const KnownItem& item) {
+  if (database_)
+    Try([&] {
+      database_->Execute(
+          "INSERT INTO items VALUES (?1, ?2, ?3) ON CONFLICT (id) DO UPDATE SET digest = ?2, "
+          "certain = ?3 WHERE ?3 >= certain",
+          id, item.digest, item.certain ? 1 : 0);
+    });
+}
+
+void Memory::Together(const std::function<void()>& keep) {
+  if (database_) Try([this] { database_->Run("BEGIN IMMEDIATE"); });
+  const auto write = [this] {
+    if (database_) Try([this] { database_->Run("COMMIT"); });
+  };
+  try {
+    keep();
+  } catch (...) {
+    write();
+    throw;
+  }
+  write();
+}
+
+}  // namespace kelo::host

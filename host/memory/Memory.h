@@ -1,0 +1,83 @@
+// What this machine knows of an account: which bytes each item has that went up or came down here,
+// and which bytes each local file had. The service knows files by name, size and dates only, so
+// without this a file that was edited in place would be taken for the stored one.
+//
+// A database for each account, in the state folder and for its owner alone. Several programs may
+// use it at once. Where it cannot be had, that is told once, and nothing is known.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "database/Database.h"
+#include "host/terminal/Output.h"
+
+namespace kelo::host {
+
+// By which a file shows, without being opened, that it is as it was.
+struct Stamp {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint64_t size = 0;
+  std::int64_t modified = 0;  // nanoseconds
+  std::int64_t changed = 0;   // its bytes, name or rights; no program can set it
+  bool operator==(const Stamp&) const = default;
+
+  static Stamp Of(const struct stat& status);
+
+  // Whether a change from now on would show: not while the file system's clock may still give it
+  // the same moment.
+  bool ShowsChanges() const;
+};
+
+// Digests are as Sha256 gives them.
+struct KnownFile {
+  Stamp stamp{};
+  std::string digest;
+  std::string itemId;  // that it went to, or came from
+};
+
+struct KnownItem {
+  std::string digest;
+  // Its bytes went up or came down here. Otherwise the service has taken it for a file with this
+  // digest, by name, size and date.
+  bool certain = true;
+};
+
+class Memory {
+ public:
+  // Makes the folder and the database if need be. One that is broken is set aside. `account` is the
+  // name of the file.
+  Memory(Output& out, const std::filesystem::path& folder, const std::string& account);
+
+  // What the last run here knew of the file; nothing: it has not seen it.
+  std::optional<KnownFile> FileAt(const std::filesystem::path& path);
+  std::optional<KnownItem> ItemOf(const std::string& id);
+  // The items that have these bytes.
+  std::vector<std::string> ItemsWith(const std::string& digest);
+
+  void Keep(const std::filesystem::path& path, const KnownFile& file);
+  // What is certain is not replaced by what is not.
+  void Keep(const std::string& id, const KnownItem& item);
+  // What is kept in between is written at once, which is faster.
+  void Together(const std::function<void()>& keep);
+
+ private:
+  // A failure of the call is told, and the memory is not used any more.
+  template <typename Call>
+  void Try(const Call& call);
+  void Open();
+  void SetAside();
+
+  Output& out_;
+  const std::filesystem::path path_;
+  std::optional<Database> database_;  // none after a failure
+};
+
+}  // namespace kelo::host

@@ -1,0 +1,73 @@
+// Looks files up by their digests, and items by their ids.
+#include "host/upload/Recognition.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "host/names/CatalogueNames.h"
+#include "host/names/Names.h"
+
+namespace kelo::host {
+namespace {
+
+// Whether a file of this name may be an item that the catalogue calls so: `get` numbers pictures of
+// one name, and writes what a file name cannot have as in URLs.
+bool MayBeCalled(const std::string& name, const std::string& inCatalogue) {
+  std::vector<std::string> names = NamesBehind(name);
+  names.push_back(name);
+  return std::ranges::any_of(
+      names, [&](const std::string& one) { return CatalogueName(one) == inCatalogue; });
+}
+
+}  // namespace
+
+AccountItems& Recognition::Account() {
+  if (!account_) account_.emplace(loaded_());
+  return *account_;
+}
+
+void Recognition::Recognise(File& file) {
+  if (!file.knownItem.empty()) return;
+  const auto known = memory_.FileAt(file.path);
+  if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
+  if (file.digest.empty()) return;
+  std::vector<std::string> ids = memory_.ItemsWith(file.digest);
+  const bool isUnchanged = known && known->digest == file.digest;
+  if (isUnchanged) ids.insert(ids.begin(), known->itemId);
+  for (const std::string& id : ids) {
+    const std::string* const name = isOfThisRun_.contains(id) ? nullptr : Account().NameOf(id);
+    const bool isOwn = isUnchanged && id == known->itemId;
+    if (name == nullptr || !(isOwn || MayBeCalled(file.Name(), *name))) continue;
+    file.knownItem = id;
+    file.isCertain = memory_.ItemOf(id).value_or(KnownItem{}).certain;
+    return;
+  }
+}
+
+bool Recognition::IsInAlbum(const File& file, const std::string& albumId) {
+  return Account().IsIn(file.knownItem, albumId);
+}
+
+bool Recognition::IsMeant(File& file) {
+  const auto item = memory_.ItemOf(file.itemId);
+  file.isCertain = item && item->certain && item->digest == file.digest;
+  if (!item || file.digest.empty() || item->digest == file.digest) return true;
+  const auto known = memory_.FileAt(file.path);
+  file.wasOther = known && known->digest != file.digest;
+  return false;
+}
+
+void Recognition::Keep(const File& file) {
+  // What was written to meanwhile is not what was sent.
+  const auto now = NowAt(file.path);
+  if (file.digest.empty() || file.itemId.empty() || !now || now->stamp != file.stamp) return;
+  const bool isStored = file.outcome == UploadOutcome::kStored;
+  if (isStored) isOfThisRun_.insert(file.itemId);
+  if (file.knownItem.empty())
+    memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored});
+  memory_.Keep(file.path, {.stamp = file.stampHolds ? file.stamp : Stamp(),
+                           .digest = file.digest,
+                           .itemId = file.itemId});
+}
+
+}  // namespace kelo::host

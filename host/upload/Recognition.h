@@ -1,0 +1,48 @@
+// Recognises files by their bytes: those that the account holds need no question, and those that
+// the service takes for something else are seen. It stands on what this machine remembers; where
+// that is nothing, the service's check decides alone.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <unordered_set>
+
+#include "host/account/AccountItems.h"
+#include "host/memory/Memory.h"
+#include "host/upload/File.h"
+
+namespace kelo::host {
+
+class Recognition {
+ public:
+  // `loaded` gives the library with the account loaded; it is asked only when some file's bytes are
+  // known. It may throw Error.
+  Recognition(Memory& memory, std::function<Library&()> loaded)
+      : memory_(memory), loaded_(std::move(loaded)) {}
+
+  // Names the item of the account that has the file's bytes and a name for them, if one is known
+  // from an earlier run. A file without a digest is known while its stamp is what it was then; it
+  // is not opened.
+  void Recognise(File& file);
+  // Whether that item is in the album.
+  bool IsInAlbum(const File& file, const std::string& albumId);
+
+  // The service has taken the file for the item that it names. False if that item is known to have
+  // other bytes; the file is then to be sent as a new one.
+  bool IsMeant(File& file);
+
+  // What became of a decided file.
+  void Keep(const File& file);
+  void Together(const std::function<void()>& keep) { memory_.Together(keep); }
+
+ private:
+  AccountItems& Account();
+
+  Memory& memory_;
+  const std::function<Library&()> loaded_;
+  std::optional<AccountItems> account_;
+  std::unordered_set<std::string> isOfThisRun_;  // ids of what it has stored
+};
+
+}  // namespace kelo::host

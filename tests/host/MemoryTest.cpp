@@ -1,0 +1,131 @@
+// What kelo remembers of files and items: never "already there" for other bytes, and nothing sent
+// twice for a date.
+#include <fcntl.h>
+#include <sys/inotify.h>
+
+#include "HostTest.h"
+
+namespace kelo::host::testing {
+namespace {
+
+class MemoryTest : public PutTest {
+ protected:
+  // A file of the folder in, always of one date.
+  void Set(const std::string& name, const std::string& content, std::time_t date = 1'700'000'000) {
+    const timespec times[] = {{0, UTIME_OMIT}, {date, 0}};
+    ::utimensat(AT_FDCWD, Write("in/" + name, content).c_str(), times, 0);
+  }
+  // The same person on another machine.
+  Outcome PutElsewhere() {
+    if (!fs::exists(folder_ / "elsewhere")) EXPECT_EQ(Kelo("login", Elsewhere()).exitCode, 0);
+    return Kelo({"put", In()}, Elsewhere());
+  }
+  Words Elsewhere() const {
+    return EnvironmentWithout("HOME=") + Words{"HOME=" + (folder_ / "elsewhere").string()};
+  }
+  size_t Requests() const { return Arrived("CheckUploadItems") + Arrived("UploadItems"); }
+};
+
+constexpr const char* kTaken = " taken for the same by name, size and date";
+
+TEST_F(MemoryTest, OtherBytesAreNeverThere) {
+  Set("a.jpg", "first");
+  EXPECT_THAT(Put().out, EndsWith("1 stored, 0 already there, 0 not stored\n"));
+  for (const char* edited : {"again", "third"}) {
+    Set("a.jpg", edited);
+    EXPECT_THAT(Put("--dry-run").out, HasSubstr("a.jpg: would be stored, 5 bytes, as a new item"));
+    const Outcome put = Put("--json");
+    EXPECT_THAT(put.out, AllOf(HasSubstr("\"stored\""), HasSubstr("\"changed\":true")));
+    EXPECT_EQ(put.err, "1 stored, 0 already there, 0 not stored\n");
+    EXPECT_THAT(Put().out, EndsWith("0 stored, 1 already there, 0 not stored\n"));
+  }
+  // Each of the three is known, whichever lies there now.
+  for (const char* former : {"first", "third", "again"}) {
+    Set("a.jpg", former);
+    EXPECT_THAT(Put().out, EndsWith("0 stored, 1 already there, 0 not stored\n"));
+  }
+  EXPECT_EQ(Account().size(), 4u);  // with the root album
+}
+
+TEST_F(MemoryTest, WhatIsKnownByItsBytesIsNotSentAgain) {
+  Set("a.jpg", "picture");
+  Set("b.jpg", "other");
+  EXPECT_EQ(Put("--album One").exitCode, 0);
+  Set("a.jpg", "picture", 1'600'000'000);          // its date has moved
+  fs::rename(In() / "b.jpg", In() / "b (2).jpg");  // as get would name it
+  service_.ClearArrived();
+  const Outcome put = Put("--album Two");
+  EXPECT_THAT(put.out, HasSubstr("0 stored, 2 were there and are now in Two"));
+  EXPECT_THAT(Put("--album Two").out, HasSubstr("0 stored, 2 already there"));
+  EXPECT_EQ(Requests(), 0u);
+  EXPECT_THAT(put.err, Not(HasSubstr(kTaken)));
+}
+
+TEST_F(MemoryTest, AnotherMachineIsBelievedUntilTheFileChanges) {
+  Set("a.jpg", "first");
+  Set("b.jpg", "stays");
+  EXPECT_EQ(Put().exitCode, 0);
+  for (int time = 0; time < 2; ++time) {
+    const Outcome put = PutElsewhere();
+    EXPECT_THAT(put.out, EndsWith("0 stored, 2 already there, 0 not stored\n"));
+    EXPECT_THAT(put.err, HasSubstr("2 files" + std::string(kTaken)));
+  }
+  Set("a.jpg", "other");
+  const Outcome put = PutElsewhere();
+  EXPECT_THAT(put.out, HasSubstr("a.jpg: stored, 5 bytes, as a new item"));
+  EXPECT_THAT(put.err, HasSubstr("1 file" + std::string(kTaken)));
+}
+
+TEST_F(MemoryTest, UnchangedFilesAreNotOpened) {
+  for (int at = 0; at < 150; ++at) Set(std::to_string(at) + ".jpg", std::to_string(at));
+  // A file that was written a moment before may change once more within that moment.
+  for (int time = 0; time < 2; ++time) EXPECT_EQ(Put().exitCode, 0);
+  service_.ClearArrived();
+  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  ASSERT_GE(::inotify_add_watch(watch, In().c_str(), IN_OPEN), 0);
+  EXPECT_THAT(Put().out, EndsWith("0 stored, 150 already there, 0 not stored\n"));
+  alignas(inotify_event) char events[4096];
+  for (ssize_t size; (size = ::read(watch, events, sizeof events)) > 0;)
+    for (ssize_t at = 0; at < size;) {
+      const auto* const event = reinterpret_cast<const inotify_event*>(events + at);
+      EXPECT_TRUE(event->mask & IN_ISDIR) << event->name;
+      at += static_cast<ssize_t>(sizeof *event) + event->len;
+    }
+  ::close(watch);
+  EXPECT_EQ(Requests(), 0u);
+}
+
+TEST_F(MemoryTest, ABrokenOneIsSetAside) {
+  Set("a.jpg", "picture");
+  EXPECT_EQ(Put().exitCode, 0);
+  const fs::path folder = folder_ / "home/.local/state/kelo/memory";
+  ASSERT_EQ(Names("home/.local/state/kelo/memory").size(), 1u);
+  const fs::path database = folder / Names("home/.local/state/kelo/memory").front();
+  EXPECT_EQ(fs::status(database).permissions(), fs::perms(0600));
+  std::ofstream(database) << std::string(5000, 'x');
+  const Outcome put = Put();
+  EXPECT_THAT(put.out, EndsWith("0 stored, 1 already there, 0 not stored\n"));
+  EXPECT_THAT(put.err, AllOf(HasSubstr("file is not a database"), HasSubstr(".broken")));
+  EXPECT_EQ(ReadFile(database.string() + ".broken"), std::string(5000, 'x'));
+  EXPECT_THAT(Put().err, Not(HasSubstr("memory")));
+}
+
+TEST_F(GetTest, WhatIsHereIsKnownByItsBytes) {
+  ScriptAccount({{"a.jpg"}, {"b.jpg"}}, [](const std::string& id) { return Reply{.body = id}; });
+  EXPECT_EQ(Get("root").exitCode, 0);
+  const std::time_t date = ModifyTime(Out() / "a.jpg");
+  Write("out/a.jpg", "ITEM0");
+  SetModifyTime(Out() / "a.jpg", date);
+  SetModifyTime(Out() / "b.jpg", 5);
+  for (int time = 0; time < 2; ++time) {
+    const Outcome get = Get("root");
+    EXPECT_THAT(get.out, EndsWith("0 downloaded, 1 already here, 1 failed\n"));
+    EXPECT_THAT(get.err, HasSubstr("a.jpg: the file here has other content; --replace"));
+  }
+  EXPECT_THAT(Get("root --replace").out, EndsWith("2 downloaded, 0 already here\n"));
+  EXPECT_THAT(Contents(),
+              UnorderedElementsAre(std::pair("a.jpg", "item0"), std::pair("b.jpg", "item1")));
+}
+
+}  // namespace
+}  // namespace kelo::host::testing
