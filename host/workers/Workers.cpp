@@ -116,8 +116,13 @@ Nursery::Nursery(const Work& work) {
       continue;
     }
     there = Peer();
-    Child(Peer(std::move(socket)), work).Serve();
-    break;
+    Child child(Peer(std::move(socket)), work);
+    try {
+      child.Serve();
+    } catch (const std::exception&) {
+      // Its lane sees that it has died.
+    }
+    ::_exit(0);  // the child's thread looks at it to the end
   }
   ::_exit(0);
 }
