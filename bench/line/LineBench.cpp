@@ -69,7 +69,7 @@ struct Run {
   std::vector<double> ours{};
   std::vector<double> bare{};
   std::size_t requests = 0;        // that carry files
-  std::size_t requestsBeyond = 0;  // that only the program makes
+  std::size_t requestsBeyond = 0;  // that only the program makes, some of them once more
 
   // The program with these words, and then the yardstick. Whether both went well.
   bool Round(const devservice::Service& service, std::vector<std::string> words,
@@ -86,16 +86,21 @@ struct Run {
     return ok;
   }
 
-  // The largest first, which leaves the least to wait for at the end.
+  // The largest first, which leaves the least to wait for at the end. What was sent again, having
+  // been refused, is no work of the yardstick's.
   std::vector<ClientRequest> CarryingFiles() {
     std::vector<ClientRequest> carrying;
     requestsBeyond = 0;
     for (const std::string& sent : line.TakeSent()) {
-      for (ClientRequest& request : RequestsIn(sent))
-        if (request.verb == verb)
+      for (ClientRequest& request : RequestsIn(sent)) {
+        const auto isSame = [&](const ClientRequest& other) {
+          return other.path == request.path && other.body == request.body;
+        };
+        if (request.verb == verb && std::ranges::none_of(carrying, isSame))
           carrying.push_back(std::move(request));
         else
           ++requestsBeyond;
+      }
     }
     std::ranges::stable_sort(carrying, std::ranges::greater(),
                              [](const ClientRequest& request) { return request.body.size(); });
