@@ -21,8 +21,13 @@ constexpr const char* kDemo = "kelo-demo";
 
 // In the place of this program: the one that lies beside it, or else the one of PATH.
 [[noreturn]] void Start(const CommonOptions& options, const std::string& folder) {
-  std::vector<std::string> words = {kDemo,
-                                    fmt::format("--retries={}", options.persistence.retries)};
+  std::vector<std::string> words = {kDemo};
+  const Persistence& persistence = options.persistence;
+  if (persistence.retries) words.push_back(fmt::format("--retries={}", *persistence.retries));
+  if (const auto time = persistence.giveUpAfter)
+    words.push_back(fmt::format("--give-up-after={}s", time->count() / 1000));
+  if (options.progress) words.emplace_back("--progress");
+  if (!options.logFile.empty()) words.push_back("--log-file=" + options.logFile);
   if (options.quiet) words.emplace_back("--quiet");
   if (options.persistence.verbose) words.emplace_back("--verbose");
   if (!folder.empty()) words.insert(words.end(), {"--", folder});

@@ -10,6 +10,12 @@
 
 namespace kelo::host {
 
+void SetUp(Output& out, const CommonOptions& options) {
+  if (options.quiet) out.BeQuiet();
+  if (options.progress) out.ShowProgress();
+  if (!options.logFile.empty()) out.LogTo(options.logFile);
+}
+
 void Host::Restore(Kept kept) {
   kept_ = std::move(kept);
   if (!kept_.session) throw Failure("no session: log in with 'kelo login'");

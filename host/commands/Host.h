@@ -21,11 +21,16 @@ namespace kelo::host {
 // Options that every command takes.
 struct CommonOptions {
   bool quiet = false;
+  bool progress = false;  // also where there is no terminal
+  std::string logFile;    // empty: none
   Persistence persistence;
   std::string profile;  // whose session; empty: the one without a name
   bool noWait = false;  // for another run that changes the account
   std::string command;  // the one that runs
 };
+
+// As the options say. Throws Failure.
+void SetUp(Output& out, const CommonOptions& options);
 
 class Host {
  public:
@@ -35,7 +40,7 @@ class Host {
         nursery_(nursery),
         library_(output_, options.persistence),
         interrupt_(library_) {
-    if (options.quiet) output_.BeQuiet();
+    SetUp(output_, options);
   }
 
   Output& Out() { return output_; }

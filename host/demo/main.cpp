@@ -67,7 +67,8 @@ int Main(int argc, char** argv) {
       "it removes.");
   return RunProgram(app, texts, argc, argv, [&] {
     Output out("kelo-demo");
-    if (options.quiet) out.BeQuiet();
+    SetUp(out, options);
+    options.persistence.isLong = true;
     RecordedLibrary library(out, options.persistence);
     const Interrupt interrupt(library);
     return RunAction(app, out, library, [&] { return Demo(library, folder); });

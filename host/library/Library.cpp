@@ -3,8 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
+#include "host/names/Names.h"
 #include "host/names/ResultText.h"
 
 namespace kelo::host {
@@ -13,13 +16,31 @@ namespace {
 // Finished item records kept by the library, in bytes: a few hundred of them.
 constexpr std::uint32_t kRecordBudget = 1u << 20;
 
+// The least time for a try, the last one within the patience.
+std::chrono::milliseconds LastTry(std::chrono::milliseconds patience) {
+  return std::min<std::chrono::milliseconds>(patience / 20, std::chrono::seconds(1));
+}
+
+bool MayPass(Trouble trouble) {
+  return trouble == Trouble::kMayPass || trouble == Trouble::kMayHaveBeenDone;
+}
+
+bool IsDark(std::uint32_t result) {
+  return result == kKELOResult_TransportFailure || result == kKELOResult_GeneralFailure;
+}
+
 }  // namespace
+
+thread_local Library::Attempt* Library::probe_ = nullptr;
 
 Library::Library(Output& out, Persistence persistence)
     : Requests(out, persistence.verbose),
       kelo::Library(kRecordBudget),
       out_(out),
-      retries_(persistence.retries) {}
+      persistence_(persistence),
+      outage_(persistence.Patience()) {
+  if (!persistence.isLong) stillness_.emplace([this] { Abort(); });
+}
 
 std::uint32_t Library::SendOnce(std::uint32_t code, tagCommandControlInfo* record,
                                 const OnProgress& progress) {
@@ -29,29 +50,71 @@ std::uint32_t Library::SendOnce(std::uint32_t code, tagCommandControlInfo* recor
 
 std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record,
                                const OnProgress& progress) {
+  if (probe_ != nullptr) {
+    *probe_ = Try(code, record, progress);
+    return probe_->result;
+  }
   for (Tries tries;;) {
-    Take();
-    const std::uint32_t result = SendOnce(code, record, progress);
-    const Trouble trouble = JudgeLast(code, result);
-    failureMayPass_ = trouble == Trouble::kMayHaveBeenDone;
-    if (!TriesAgain(result, trouble, tries)) {
-      Note(result);
-      return IsStopped() && result != kKELOResult_Success ? std::uint32_t{kKELOResult_Aborted}
-                                                          : result;
+    const Attempt attempt = Try(code, record, progress);
+    failureMayPass_ = attempt.trouble == Trouble::kMayHaveBeenDone;
+    if (attempt.answered && attempt.trouble == Trouble::kNone && !reopening_) reopened_ = 0;
+    if (!TriesAgain(attempt, tries)) {
+      failedDarkly_ = failedDarkly_ || IsDark(attempt.result);
+      return IsStopped() && attempt.result != kKELOResult_Success
+                 ? std::uint32_t{kKELOResult_Aborted}
+                 : attempt.result;
     }
   }
 }
 
-void Library::Note(std::uint32_t result) {
-  failedDarkly_ = failedDarkly_ || result == kKELOResult_TransportFailure ||
-                  result == kKELOResult_GeneralFailure;
+Library::Attempt Library::Try(std::uint32_t code, tagCommandControlInfo* record,
+                              const OnProgress& progress) {
+  Take();
+  auto moved = Outage::Clock::now();
+  const auto watched = [&](const kelo::Progress& event) {
+    moved = Outage::Clock::now();
+    return progress(event);
+  };
+  std::optional<Stillness::Watched> limit;
+  if (stillness_) limit.emplace(*stillness_, std::max(LastTry(outage_.Patience()), outage_.Left()));
+  const std::uint32_t result = SendOnce(code, record, progress ? OnProgress(watched) : progress);
+  const bool wasStill = limit && limit->WasEnded() && result == kKELOResult_Aborted;
+  limit.reset();
+  Attempt attempt = JudgeLast(code, result);
+  if (wasStill && !IsStopped()) attempt = {kKELOResult_TimedOut, Trouble::kMayHaveBeenDone, false};
+  if (code == kKELOCommand_OpenSession || code == kKELOCommand_SetSessionInfo)
+    hadSession_ = hadSession_ || result == kKELOResult_Success;
+  if (attempt.answered) Answered();
+  if (MayPass(attempt.trouble)) outage_.Began(moved);
+  if (wasStill) outage_.GiveUp();
+  return attempt;
 }
 
-Trouble Library::JudgeLast(std::uint32_t code, std::uint32_t result) {
+void Library::Answered() {
+  if (!outage_.Answered()) return;
+  out_.SetOutage(this, std::nullopt);
+  { const std::lock_guard lock(mutex_); }  // nobody is about to wait
+  wake_.notify_all();
+}
+
+void Library::Note(std::uint32_t result) {
+  failedDarkly_ = failedDarkly_ || IsDark(result);
+  if (result == kKELOResult_Success) Answered();
+}
+
+Library::Attempt Library::JudgeLast(std::uint32_t code, std::uint32_t result) {
   const std::vector<TraceLine> requests = Take();
-  // The last request is the one that ended the command, if one did.
-  if (!requests.empty()) return Judge(code, result, requests.back());
-  if (HasHeard()) return Trouble::kNone;  // it failed here
+  if (requests.empty() && HasHeard()) return {.result = result};  // it failed here
+  if (!requests.empty()) {
+    // The last request is the one that ended the command, if one did.
+    const TraceLine& last = requests.back();
+    outage_.Blame(last);
+    Trouble trouble = Judge(code, result, last);
+    // A name that was never found is most likely mistyped.
+    if (last.cause == "unresolved" && !hadSession_) trouble = Trouble::kNone;
+    const bool answered = last.status != 0 && last.cause != "proxy" && !MayPass(trouble);
+    return {result, trouble, answered};
+  }
   const Trouble trouble = Judge(code, result, {.result = result, .sent = 1});
   const bool misses = trouble != Trouble::kNone || (IsShown() && AlwaysAsks(code));
   if (misses && !std::exchange(toldOfDeafness_, true)) {
@@ -59,20 +122,18 @@ Trouble Library::JudgeLast(std::uint32_t code, std::uint32_t result) {
         "cannot read the library's trace: requests are not shown, and only results decide whether "
         "to try again");
   }
-  return trouble;
+  return {result, trouble, AlwaysAsks(code) && result == kKELOResult_Success};
 }
 
-bool Library::TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries) {
-  switch (trouble) {
+bool Library::TriesAgain(const Attempt& attempt, Tries& tries) {
+  switch (attempt.trouble) {
     case Trouble::kMayPass:
-      return PauseBeforeRetry(++tries.failed, result);
+      return PauseBeforeRetry(++tries.failed, attempt.result);
     case Trouble::kCallIdTaken:
       return ++tries.callIdsTaken <= kMaxCallIdsTaken &&
              Pause(PauseAfterTakenCallIds(tries.callIdsTaken));
     case Trouble::kSessionEnded:
-      if (!reopen_ || std::exchange(tries.hasReopened, true)) return false;
-      reopen_();
-      return true;
+      return Reopens(tries);
     case Trouble::kNone:
     case Trouble::kMayHaveBeenDone:
       break;
@@ -80,17 +141,72 @@ bool Library::TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries) {
   return false;
 }
 
-bool Library::PauseBeforeRetry(unsigned failed, std::uint32_t result) {
-  if (failed > retries_) return false;
-  const std::chrono::milliseconds pause = PauseAfterFailures(failed);
-  out_.Note(fmt::format("{}; trying again in {:.2g} s ({} of {})", ResultText(result),
-                        std::chrono::duration<double>(pause).count(), failed, retries_));
-  return Pause(pause);
+// Opening a session may send more than one command, and those must not open another one.
+bool Library::Reopens(Tries& tries) {
+  if (!reopen_ || reopening_ || tries.reopened == kMaxReopened || reopened_ == kMaxReopened)
+    return false;
+  ++tries.reopened;
+  ++reopened_;
+  struct Reopening {
+    explicit Reopening(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Reopening() { flag_ = false; }
+    Reopening(const Reopening&) = delete;
+    Reopening& operator=(const Reopening&) = delete;
+    bool& flag_;
+  } const reopening(reopening_);
+  reopen_();
+  return true;
+}
+
+std::optional<bool> Library::ServiceAnswers() {
+  Attempt attempt;
+  probe_ = &attempt;
+  try {
+    Capacity();
+  } catch (const Error&) {
+    // what came of it stands in the attempt
+  }
+  probe_ = nullptr;
+  if (attempt.answered) return true;
+  return MayPass(attempt.trouble) ? std::optional(false) : std::nullopt;
+}
+
+bool Library::PauseBeforeRetry(unsigned& failed, std::uint32_t result) {
+  outage_.Began(Outage::Clock::now());
+  for (bool wasSilent = false;; ++failed) {
+    if (persistence_.retries && failed > *persistence_.retries) return false;
+    const bool asks = failed > kBlindTries;
+    const std::optional<bool> answers = asks ? ServiceAnswers() : std::nullopt;
+    if (answers.value_or(false)) {
+      if (wasSilent) failed = 0;
+      return wasSilent;
+    }
+    wasSilent = answers.has_value();
+    if (!Wait(PauseAfterFailures(failed, outage_.Patience()), result)) return false;
+    if (!wasSilent) return true;
+  }
 }
 
 bool Library::Pause(std::chrono::milliseconds pause) {
   std::unique_lock lock(mutex_);
   return !wake_.wait_for(lock, pause, [this] { return stopped_; });
+}
+
+bool Library::Wait(std::chrono::milliseconds pause, std::uint32_t result) {
+  const auto since = outage_.Since();
+  if (!since) return !IsStopped();  // another thread has had an answer
+  const auto patience = outage_.Patience();
+  if (outage_.Left() < pause + LastTry(patience)) {
+    outage_.GiveUp();
+    return false;
+  }
+  const auto whole = std::chrono::ceil<std::chrono::seconds>(patience);
+  out_.SetOutage(
+      this, since,
+      fmt::format("{}; trying again for up to {}", ResultText(result), DurationText(whole)));
+  std::unique_lock lock(mutex_);
+  wake_.wait_for(lock, pause, [this] { return stopped_ || !outage_.Since(); });
+  return !stopped_;
 }
 
 bool Library::IsStopped() const {

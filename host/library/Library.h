@@ -5,24 +5,43 @@
 // after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
 // same when they are done twice, and whatever never left this machine (Retries.h). Where the trace
 // cannot be heard, which is said once, the result code alone decides.
+//
+// A few tries later the service is asked something small. If it answers, it is the command that
+// fails. If it does not, this is an outage, and the service is asked again until it answers or the
+// patience is over.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include "KELOAccess.hpp"
+#include "host/library/Outage.h"
 #include "host/library/Requests.h"
 #include "host/library/Retries.h"
+#include "host/library/Stillness.h"
 #include "host/terminal/Output.h"
 
 namespace kelo::host {
 
 struct Persistence {
-  unsigned retries = 3;
+  std::optional<unsigned> retries{};  // none: as many as the time allows
+  // So long may nothing answer; none: as long as fits the run.
+  std::optional<std::chrono::milliseconds> giveUpAfter{};
+  // A run that may take hours goes on through an outage, and its requests may be silent as long as
+  // the library allows. In any other one a person waits: a request that is silent is ended.
+  bool isLong = false;
   bool verbose = false;  // shows the requests on standard error
+
+  std::chrono::milliseconds Patience() const {
+    return giveUpAfter.value_or(isLong ? std::chrono::minutes(5) : std::chrono::seconds(20));
+  }
 };
 
 // Requests is a base, so that it begins before the library and ends after it.
@@ -41,16 +60,20 @@ class Library : private Requests, public kelo::Library {
   void AlsoStop(std::function<void()> stop);
 
   // Called when a command meets an ended session (4116): it is to open or restore another one with
-  // this library, which forgets the catalogue. The command is then sent again, once. What it
-  // throws, the command throws.
+  // this library, which forgets the catalogue. The command is then sent again. What it throws, the
+  // command throws. Not called where it has helped nothing before (kMaxReopened).
   void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
 
   // An upload that has left is not repeated here. FailureMayPass: the last command failed by
-  // something that may pass, and was not repeated. PauseBeforeRetry: notes that the `failed`-th try
-  // ended with `result`, and pauses before the next; false if there were too many tries, or the
-  // library was stopped.
+  // something that may pass, and was not repeated. PauseBeforeRetry: the `failed`-th try ended with
+  // `result`; pauses until the next, which may be the end of an outage, and then counts from 0
+  // again. False if there were too many tries, the service answers and only this fails, the
+  // patience is over, or the library was stopped. From any thread.
   bool FailureMayPass() const { return failureMayPass_; }
-  bool PauseBeforeRetry(unsigned failed, std::uint32_t result);
+  bool PauseBeforeRetry(unsigned& failed, std::uint32_t result);
+  // Why a failure is one of the connection: what was waited for, which proxy fails; or nothing.
+  std::string Explanation() const { return outage_.Explanation(); }
+  void Explain(std::string words) { outage_.Explain(std::move(words)); }
 
   Output& Out() { return out_; }
   // Whether some command failed in a way that only the trace explains (4114, 4144).
@@ -63,15 +86,34 @@ class Library : private Requests, public kelo::Library {
                         const OnProgress& progress = {}) override;
 
  private:
+  // What came of sending a command once.
+  struct Attempt {
+    std::uint32_t result = 0;
+    Trouble trouble = Trouble::kNone;
+    bool answered = false;  // the service is there
+  };
+  // A command whose attempt is all that is wanted, of this thread.
+  static thread_local Attempt* probe_;
+
+  Attempt Try(std::uint32_t code, tagCommandControlInfo* record, const OnProgress& progress);
   std::uint32_t SendOnce(std::uint32_t code, tagCommandControlInfo* record,
                          const OnProgress& progress);
-  Trouble JudgeLast(std::uint32_t code, std::uint32_t result);
-  bool TriesAgain(std::uint32_t result, Trouble trouble, Tries& tries);
+  Attempt JudgeLast(std::uint32_t code, std::uint32_t result);
+  void Answered();
+  bool TriesAgain(const Attempt& attempt, Tries& tries);
+  bool Reopens(Tries& tries);
+  std::optional<bool> ServiceAnswers();         // nothing: it could not be asked
   bool Pause(std::chrono::milliseconds pause);  // false when the library was stopped
+  // The same in an outage, whose end ends the pause; false too when the patience is over.
+  bool Wait(std::chrono::milliseconds pause, std::uint32_t result);
 
   Output& out_;
-  const unsigned retries_;
+  const Persistence persistence_;
+  Outage outage_;
   std::function<void()> reopen_;
+  unsigned reopened_ = 0;  // since the service answered last
+  bool reopening_ = false;
+  bool hadSession_ = false;  // so the name of the service was found once
   bool failureMayPass_ = false;
   bool failedDarkly_ = false;
   bool toldOfDeafness_ = false;
@@ -81,6 +123,7 @@ class Library : private Requests, public kelo::Library {
   std::condition_variable wake_;
   bool stopped_ = false;
   std::function<void()> alsoStop_;
+  std::optional<Stillness> stillness_;  // none in a long run
 };
 
 }  // namespace kelo::host

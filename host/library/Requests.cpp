@@ -52,6 +52,7 @@ TraceLine ReadTraceLine(std::string_view line) {
     if (name == "http") ReadNumber(value, request.status);
     if (name == "errcode") ReadNumber(value, request.errcode);
     if (name == "cause") request.cause = value;
+    if (name == "proxy") request.isProxied = value == "used";
   }
   return request;
 }
@@ -109,7 +110,9 @@ void Requests::Drain() {
 }
 
 void Requests::Pass(std::string_view line) const {
-  if (verbose_) out_.Trace(Shown(Decoded(line)));
+  const std::string shown = Shown(Decoded(line));
+  if (verbose_) out_.Trace(shown);
+  out_.Log(shown);
   if (file_.empty()) return;
   const int file =
       ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600);

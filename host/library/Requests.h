@@ -22,6 +22,7 @@ struct TraceLine {
   std::uint32_t status = 0;   // of HTTP
   std::uint32_t errcode = 0;  // of the service
   std::string cause{};        // why it failed
+  bool isProxied = false;     // it was to go through a proxy
 };
 
 // The fields of a line of the trace; those that are missing or unreadable stay as they are above.

@@ -19,7 +19,7 @@ struct CauseRow {
   Trouble trouble;
 };
 constexpr CauseRow kCauses[] = {
-    // A name that does not resolve has no row: it is most likely mistyped.
+    {"unresolved", 0, Trouble::kMayPass},  // once it was found; else it is mistyped (Library.cpp)
     {"refused", 0, Trouble::kMayPass},
     {"unreachable", 0, Trouble::kMayPass},
     {"lost", 0, Trouble::kMayHaveBeenDone},
@@ -107,11 +107,11 @@ std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken) {
       std::uniform_int_distribution(1u, taken < 10 ? 1u << taken : kMax)(random));
 }
 
-std::chrono::milliseconds PauseAfterFailures(unsigned failed) {
-  constexpr std::chrono::milliseconds kMaxPause = std::chrono::seconds(30);
+std::chrono::milliseconds PauseAfterFailures(unsigned failed, std::chrono::milliseconds patience) {
+  const auto most = std::min<std::chrono::milliseconds>(std::chrono::seconds(5), patience / 8);
   std::chrono::milliseconds pause(250);
-  for (unsigned at = 1; at < failed && pause < kMaxPause; ++at) pause *= 3;
-  return std::min(pause, kMaxPause);
+  for (unsigned at = 1; at < failed && pause < most; ++at) pause *= 3;
+  return std::min(pause, most);
 }
 
 }  // namespace kelo::host

@@ -32,7 +32,7 @@ bool AlwaysAsks(std::uint32_t command);
 struct Tries {
   unsigned failed = 0;
   unsigned callIdsTaken = 0;
-  bool hasReopened = false;  // the session
+  unsigned reopened = 0;  // the session
 };
 
 // Call ids are milliseconds. Programs on one session sometimes choose the same. One with more than
@@ -42,7 +42,12 @@ constexpr unsigned kMaxCallIdsTaken = 60;
 // on average. `taken` is at least 1.
 std::chrono::milliseconds PauseAfterTakenCallIds(unsigned taken);
 
-// 0.25, 0.75, 2.3 s and so on, at most 30 s; `failed` is at least 1.
-std::chrono::milliseconds PauseAfterFailures(unsigned failed);
+// A session that has ended so often without an answer in between is not opened again.
+constexpr unsigned kMaxReopened = 2;
+
+// So often is a failed command sent again before the service is asked whether it is there at all.
+constexpr unsigned kBlindTries = 3;
+// 0.25, 0.75, 2.3 s and so on, at most 5 s and an eighth of the patience; `failed` is at least 1.
+std::chrono::milliseconds PauseAfterFailures(unsigned failed, std::chrono::milliseconds patience);
 
 }  // namespace kelo::host

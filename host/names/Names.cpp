@@ -151,6 +151,12 @@ std::string ByteText(std::uint64_t bytes) {
   return fmt::format("{:.1f} {}", value, kUnits[unit]);
 }
 
+std::string DurationText(std::chrono::seconds duration) {
+  const auto whole = duration.count();
+  if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
+  return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
 std::string CountText(std::uint64_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }

@@ -2,6 +2,7 @@
 // follows.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -32,6 +33,9 @@ std::vector<std::string> NamesBehind(const std::string& name);
 
 // "12 bytes", "34.5 kB", "1.2 GB".
 std::string ByteText(std::uint64_t bytes);
+
+// "0:40", "12:05", "1:00:00".
+std::string DurationText(std::chrono::seconds duration);
 
 // "1 file", "2 files".
 std::string CountText(std::uint64_t count, std::string_view noun);

@@ -129,7 +129,7 @@ std::vector<Offer> NamesOf(const CommonOptions& options, Kind kinds, const std::
   ::alarm(kPatienceSeconds);
   try {
     CommonOptions once = options;
-    once.persistence.retries = 0;
+    once.persistence.retries = 0u;
     Host host(once);
     return EntryPaths(host.Loaded(), kinds, begun);
   } catch (const std::exception&) {

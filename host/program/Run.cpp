@@ -3,10 +3,14 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "commandline/Manual.h"
 #include "commandline/WrongUsage.h"
@@ -17,6 +21,18 @@ namespace kelo::host {
 namespace {
 
 constexpr int kUsage = 2;
+
+// "30s", "5m" or "1h"; nothing where it is none of these.
+std::optional<std::chrono::milliseconds> TimeOf(const std::string& text) {
+  constexpr std::int64_t kMost = 1'000'000'000;  // seconds
+  std::int64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  const size_t unit = stop + 1 == end ? std::string_view("smh").find(*stop) : std::string::npos;
+  if (error != std::errc() || number < 1 || number > kMost || unit == std::string::npos) return {};
+  constexpr int kSeconds[] = {1, 60, 3600};
+  return std::chrono::seconds(number * kSeconds[unit]);
+}
 
 // The exit code of a line that is not to be run: a wrong one, or one that asks for help.
 std::optional<int> ParsedTo(CLI::App& app, int argc, char** argv) try {
@@ -44,13 +60,29 @@ void DescribeProgram(CLI::App& app, const std::string& name, const ProgramTexts&
   app.failure_message([](const CLI::App* all, const CLI::Error& error) {
     return fmt::format("{}: {}\n", all->get_name(), UsageMessage(*all, error));
   });
-  app.add_flag("-q,--quiet", options.quiet, "Tell only what fails");
+  app.add_flag("-q,--quiet", options.quiet, "Tell only what fails, and what was asked for");
   app.add_flag("-v,--verbose", options.persistence.verbose, "Show each request to the service");
   app.add_option("--retries", options.persistence.retries,
-                 "How often to try again what fails by a lost or refused connection or a time-out")
+                 "Try again so often at most what fails by a lost or refused connection or a "
+                 "time-out; without it, as often as --give-up-after allows")
       ->check(NumberBetween(0, 1000))
-      ->type_name("N")
-      ->capture_default_str();
+      ->type_name("N");
+  app.add_option_function<std::string>(
+         "--give-up-after",
+         [&options](const std::string& time) { options.persistence.giveUpAfter = TimeOf(time); },
+         "Fail when nothing has answered for so long, e.g. 30s, 5m or 1h; 5m for put and get, 20s "
+         "for other commands")
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            return TimeOf(text) ? "" : fmt::format("'{}' is no time such as 30s, 5m or 1h", text);
+          },
+          ""))
+      ->type_name("TIME");
+  app.add_flag("--progress", options.progress,
+               "Tell how far put and get are, a line a second, where there is no terminal");
+  app.add_option("--log-file", options.logFile,
+                 "Append to this file what is said on standard error, and each request")
+      ->type_name("FILE");
   app.add_flag("--man")->group("");
 }
 
@@ -84,6 +116,9 @@ int RunAction(const CLI::App& app, Output& out, const Library& library,
     status = own == nullptr ? Failure::kFailed : own->ExitCode();
     if (Interrupt::Signal() == 0) out.Problem(Sentence(failure));
   }
+  if (const std::string why = library.Explanation();
+      status != 0 && !why.empty() && Interrupt::Signal() == 0)
+    out.Problem(why);
   if (status != 0 && Interrupt::Signal() != 0) {
     out.SayAborted();
     return Interrupt::ExitCode();

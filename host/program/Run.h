@@ -11,7 +11,8 @@
 
 namespace kelo::host {
 
-// Gives the program its name, --version, --help in this form, and --quiet, --verbose and --retries.
+// Gives the program its name, --version, --help in this form, and the options of all
+// commands.
 void DescribeProgram(CLI::App& app, const std::string& name, const ProgramTexts& texts,
                      CommonOptions& options);
 

@@ -59,7 +59,8 @@ int Main(int argc, char** argv) {
     if (!chosen) return TellUsage(app);
     options.command = app.get_subcommands().front()->get_name();
     std::optional<Nursery> nursery;  // made before any thread
-    if (options.command == "get" || options.command == "put") nursery.emplace(DoTask);
+    options.persistence.isLong = options.command == "get" || options.command == "put";
+    if (options.persistence.isLong) nursery.emplace(DoTask);
     Host host(options, nursery ? &*nursery : nullptr);
     return RunAction(app, host.Out(), host.Bare(), [&] { return chosen(host); });
   });

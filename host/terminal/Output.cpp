@@ -2,6 +2,7 @@
 #include "host/terminal/Output.h"
 
 #include <fcntl.h>
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -12,7 +13,8 @@
 #include <cstring>
 #include <utility>
 
-#include "host/names/ResultText.h"
+#include "host/names/Failure.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {
@@ -43,7 +45,13 @@ Output::Output(const char* program)
       errorIsTerminal_(IsTerminal(STDERR_FILENO)),
       outputIsTerminal_(isatty(STDOUT_FILENO) == 1) {}
 
-Output::Output(std::function<void(std::string_view)> messages) : messages_(std::move(messages)) {}
+Output::Output(std::function<void(std::string_view)> messages,
+               std::function<void(Since, std::string_view)> outages)
+    : messages_(std::move(messages)), outagesTold_(std::move(outages)) {}
+
+Output::~Output() {
+  if (log_ >= 0) ::close(log_);
+}
 
 void Output::Result(std::string_view line, const Json& object) {
   if (!json_) return Line(line);
@@ -52,15 +60,72 @@ void Output::Result(std::string_view line, const Json& object) {
 }
 
 void Output::Line(std::string_view line) {
-  if (!json_ && !quiet_) PrintResult(line);
+  if (!json_ && (!quiet_ || keepsResults_)) PrintResult(line);
 }
 
 void Output::Note(std::string_view line) {
+  LogMessage(line);
   if (!quiet_) PrintMessage(line);
 }
 
 void Output::Problem(std::string_view line) {
-  PrintMessage(fmt::format("{}: {}", program_, line));
+  const std::string whole = fmt::format("{}: {}", program_, line);
+  LogMessage(whole);
+  PrintMessage(whole);
+}
+
+void Output::LogTo(const std::string& path) {
+  logPath_ = path;
+  log_ = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY | O_CLOEXEC, 0600);
+  if (log_ < 0)
+    throw Failure(
+        fmt::format("cannot write to the log file {}: {}", Shown(path), std::strerror(errno)));
+}
+
+void Output::Log(std::string_view line) const {
+  if (log_ < 0) return;
+  const std::string whole = fmt::format("{}\n", line);  // in one piece: others append too
+  static_cast<void>(!::write(log_, whole.data(), whole.size()));
+}
+
+void Output::LogMessage(std::string_view line) const {
+  if (log_ < 0) return;
+  const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+  Log(fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z {}", fmt::gmtime(seconds),
+                  now.time_since_epoch().count() % 1000, line));
+}
+
+void Output::SetOutage(const void* who, Since since, std::string_view words) {
+  if (outagesTold_) return outagesTold_(since, words);
+  std::string note;
+  {
+    const std::scoped_lock lock(printing_, outageLock_);
+    const bool wasNone = outages_.empty();
+    if (since)
+      outages_[who] = *since;
+    else
+      outages_.erase(who);
+    if (wasNone && since) {
+      outageBegan_ = *since;
+      outageTold_ = live_.empty();
+      if (outageTold_) note = words;
+    } else if (!wasNone && outages_.empty() && outageTold_) {
+      const auto lasted = std::chrono::round<std::chrono::seconds>(Clock::now() - outageBegan_);
+      note = fmt::format("the service answers again, after {}", DurationText(lasted));
+    }
+  }
+  if (!note.empty()) Note(note);
+}
+
+void Output::ForgetOutage(const void* who) {
+  const std::lock_guard lock(outageLock_);
+  outages_.erase(who);
+}
+
+Output::Since Output::OutageSince() const {
+  const std::lock_guard lock(outageLock_);
+  return outages_.empty() ? Since() : outageBegan_;
 }
 
 void Output::PrintResult(std::string_view line) {
@@ -131,8 +196,10 @@ void Output::SetDone(std::string words) {
 void Output::SayAborted() {
   const std::lock_guard lock(doneLock_);
   if (std::exchange(saidAborted_, true)) return;
-  WriteError(fmt::format("{}{}: aborted{}{}\n", CanShowLive() ? kClear : "", program_,
-                         done_.empty() ? "" : ": ", done_));
+  const std::string words =
+      fmt::format("{}: aborted{}{}", program_, done_.empty() ? "" : ": ", done_);
+  LogMessage(words);
+  WriteError(fmt::format("{}{}\n", CanShowLive() ? kClear : "", words));
 }
 
 }  // namespace kelo::host

@@ -3,9 +3,12 @@
 // them a terminal may show a live line that is drawn over and over. Any thread.
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,14 +21,33 @@ class Output {
  public:
   // `program`: its name, with which problems begin. Lives as long as the object.
   explicit Output(const char* program = "kelo");
-  // Of a process without streams of its own: `messages` gets what would go to standard error, from
-  // any thread.
-  explicit Output(std::function<void(std::string_view line)> messages);
+  using Clock = std::chrono::steady_clock;
+  // Nothing: it is over.
+  using Since = std::optional<Clock::time_point>;
+  // Of a process without streams of its own: `messages` gets what would go to standard error, and
+  // `outages` what SetOutage is told, from any thread.
+  Output(std::function<void(std::string_view line)> messages,
+         std::function<void(Since since, std::string_view words)> outages);
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
 
   void UseJson() { json_ = true; }
   void BeQuiet() { quiet_ = true; }
+  // Of a command whose purpose they are: a quiet run has its results too.
+  void KeepResults() { keepsResults_ = true; }
+  void ShowProgress() { showsProgress_ = true; }
   bool IsJson() const { return json_; }
   bool IsQuiet() const { return quiet_; }
+  // Whether progress is wanted where there is no live line.
+  bool ShowsProgress() const { return showsProgress_; }
+
+  // What goes to standard error, also what a quiet run leaves out, is appended to this file too,
+  // with the time. Throws Failure.
+  void LogTo(const std::string& path);
+  const std::string& LogPath() const { return logPath_; }  // empty: none
+  // In the log alone; the line has its time already.
+  void Log(std::string_view line) const;
 
   // A result in both forms: the object in JSON, otherwise the line, unless the run is quiet.
   void Result(std::string_view line, const Json& object);
@@ -35,8 +57,18 @@ class Output {
   // name.
   void Note(std::string_view line);
   void Problem(std::string_view line);
-  // On standard error even in a quiet run: what -v asks for.
+  // On standard error even in a quiet run, and not in the log: what -v asks for.
   void Trace(std::string_view line) { PrintMessage(line); }
+
+  // `who` (any address) has had no connection since then, by `words`, and tries again; or it has
+  // one. Where no live line shows that, a note tells when the first lost it, and when the last has
+  // it again.
+  void SetOutage(const void* who, Since since, std::string_view words = {});
+  // There is no `who` any more.
+  void ForgetOutage(const void* who);
+  // Since when somebody has had none.
+  Since OutageSince() const;
+
   // Where the program was started without a standard stream, puts something that takes nothing in
   // its place. Call before anything is opened: the next opened file would take the number of a
   // missing standard stream.
@@ -59,6 +91,7 @@ class Output {
   void SayAborted();
 
  private:
+  void LogMessage(std::string_view line) const;
   void PrintResult(std::string_view line);
   void PrintMessage(std::string_view line);
   void EraseLive();   // the lock is held
@@ -67,12 +100,21 @@ class Output {
   const char* const program_ = "";
   bool json_ = false;
   bool quiet_ = false;
+  bool keepsResults_ = false;
+  bool showsProgress_ = false;
+  std::string logPath_;
+  int log_ = -1;
   const std::function<void(std::string_view)> messages_;  // empty: standard error
+  const std::function<void(Since, std::string_view)> outagesTold_;
   const bool errorIsTerminal_ = false;
   const bool outputIsTerminal_ = false;
   std::mutex printing_;
   std::string live_;
-  int failedWith_ = 0;   // errno of standard output's first failure
+  int failedWith_ = 0;  // errno of standard output's first failure
+  mutable std::mutex outageLock_;
+  std::map<const void*, Clock::time_point> outages_;
+  Clock::time_point outageBegan_{};
+  bool outageTold_ = false;
   std::mutex doneLock_;  // never held while something is printed
   std::string done_;
   bool saidAborted_ = false;

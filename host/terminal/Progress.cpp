@@ -26,10 +26,8 @@ double SecondsOf(std::chrono::steady_clock::duration duration) {
   return std::chrono::duration<double>(duration).count();
 }
 
-std::string DurationText(double inSeconds) {
-  const auto whole = static_cast<std::uint64_t>(inSeconds + 0.5);
-  if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
-  return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+std::string SpanText(std::chrono::steady_clock::duration span) {
+  return DurationText(std::chrono::round<seconds>(span));
 }
 
 // As many parts as fit, the first in any case, and the name where it has room.
@@ -105,7 +103,7 @@ void Progress::Part::operator()(const kelo::Progress& progress) {
     whole_.Moved(progress.done - std::min<std::uint64_t>(progress.done, moved_));
     moved_ = progress.done;
   }
-  if (!whole_.live_) whole_.PrintPlain();
+  if (!whole_.live_ && whole_.out_.ShowsProgress()) whole_.PrintPlain();
 }
 
 void Progress::Moved(std::uint64_t bytes) {
@@ -185,7 +183,10 @@ std::vector<std::string> Progress::Parts(const Reached& state) const {
                       : fmt::format("{} of {}", ByteText(state.bytes), ByteText(job_.bytes))};
   const auto now = Clock::now();
   if (now - lastMove_ >= kStandstill) {
-    parts.push_back("nothing moves for " + DurationText(SecondsOf(now - lastMove_)));
+    const auto since = out_.OutageSince();
+    parts.push_back(since
+                        ? fmt::format("no connection for {}, trying again", SpanText(now - *since))
+                        : "nothing moves for " + SpanText(now - lastMove_));
     return parts;
   }
   const double speed = BytesPerSecond();
@@ -194,7 +195,7 @@ std::vector<std::string> Progress::Parts(const Reached& state) const {
   const std::uint64_t all = ExpectedBytes();
   if (now - begin_ < kFirstForecast || all == 0) return parts;
   const auto left = static_cast<double>(all - std::min(all, state.bytes));
-  parts.push_back(DurationText(left / speed) + " left");
+  parts.push_back(DurationText(seconds(static_cast<std::int64_t>(left / speed + 0.5))) + " left");
   return parts;
 }
 

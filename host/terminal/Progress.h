@@ -1,6 +1,7 @@
 // Shows running transfers on standard error: one line for all. On a terminal it is drawn over and
-// over. Elsewhere plain lines come, one a second at most and the first after one. A quiet run shows
-// nothing. One object serves a whole run, with a part for each transfer that goes on at a time:
+// over. Elsewhere plain lines come where --progress asks for them, one a second at most and the
+// first after one. A quiet run shows nothing. One object serves a whole run, with a part for each
+// transfer that goes on at a time:
 //
 //   Progress progress(out, {.doing = "sending", .files = 236, .bytes = 1'200'000'000});
 //   Progress::Part part(progress);

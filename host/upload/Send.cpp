@@ -197,7 +197,7 @@ class Sender {
 
   UploadAnswer Ask(UploadRequest& request, size_t other = 0) { return Try(request, true, other); }
 
-  bool Pause(unsigned failed, std::uint32_t result) {
+  bool Pause(unsigned& failed, std::uint32_t result) {
     return lane_.Aside([&] { return shared_.library.PauseBeforeRetry(failed, result); });
   }
 

@@ -28,6 +28,23 @@ Message MessageOf(const Kept& kept) {
           {"secret", kept.session->secret}};
 }
 
+Message MessageOf(const Persistence& persistence) {
+  Message message = {{"giveUpAfter", persistence.Patience().count()},
+                     {"isLong", persistence.isLong},
+                     {"verbose", persistence.verbose}};
+  if (persistence.retries) message["retries"] = *persistence.retries;
+  return message;
+}
+
+Persistence PersistenceOf(const Message& message) {
+  Persistence persistence{
+      .giveUpAfter = std::chrono::milliseconds(message.at("giveUpAfter").get<std::int64_t>()),
+      .isLong = message.at("isLong"),
+      .verbose = message.at("verbose")};
+  if (message.contains("retries")) persistence.retries = message.at("retries").get<unsigned>();
+  return persistence;
+}
+
 // ---- In a worker ----
 
 class Child {
@@ -41,9 +58,14 @@ class Child {
     }).detach();
     const std::optional<Message> terms = peer_.Receive();
     if (!terms) return;
-    Output out([this](std::string_view line) { Send({{"say", line}}); });
+    Output out(
+        [this](std::string_view line) {
+          Send({{"say", line}});
+        },
+        [this](Output::Since since, std::string_view words) { TellOutage(since, words); });
     if (terms->at("quiet")) out.BeQuiet();
-    Library library(out, {.retries = terms->at("retries"), .verbose = terms->at("verbose")});
+    if (const auto log = terms->find("log"); log != terms->end()) out.LogTo(*log);
+    Library library(out, PersistenceOf(*terms));
     Kept kept;
     kept.url = terms->at("kept").at("url");
     UseKeptServer(kept);
@@ -51,7 +73,8 @@ class Child {
     if (terms->at("reopens")) library.OnEndedSession([&] { Reopen(library); });
     OwnedFile file;
     while (const std::optional<Message> task = peer_.Receive(&file)) {
-      Send({{"done", work_(library, *task, file.Number(), std::ref(*this))}});
+      Send({{"done", work_(library, *task, file.Number(), std::ref(*this))},
+            {"why", library.Explanation()}});
       file.Close();
     }
   }
@@ -69,6 +92,12 @@ class Child {
   }
 
  private:
+  void TellOutage(Output::Since since, std::string_view words) {
+    if (!since) return Send({{"waits", nullptr}});
+    const auto lasts = std::chrono::round<std::chrono::milliseconds>(Output::Clock::now() - *since);
+    Send({{"waits", lasts.count()}, {"words", words}});
+  }
+
   void Send(const Message& message) {
     const std::lock_guard lock(sending_);
     if (!peer_.Send(message)) ::_exit(0);
@@ -142,21 +171,27 @@ class Workers::Connection {
   Connection(Workers& workers, Peer peer) : workers_(workers), peer_(std::move(peer)) {
     const Terms& terms = workers_.terms_;
     given_ = terms.session();
-    peer_->Send({{"quiet", workers_.library_.Out().IsQuiet()},
-                 {"retries", terms.persistence.retries},
-                 {"verbose", terms.persistence.verbose},
-                 {"reopens", given_.credentials.has_value()},
-                 {"kept", MessageOf(given_)}});
+    Message told = MessageOf(terms.persistence);
+    told["quiet"] = Out().IsQuiet();
+    if (!Out().LogPath().empty()) told["log"] = Out().LogPath();
+    told["reopens"] = given_.credentials.has_value();
+    told["kept"] = MessageOf(given_);
+    peer_->Send(told);
   }
+  ~Connection() { Out().ForgetOutage(this); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   std::optional<Message> Do(Lane& lane, const Message& task, int file, const OnProgress& progress) {
     if (!peer_) return workers_.work_(workers_.library_, task, file, progress);
     const auto receive = [&] { return lane.Aside([&] { return peer_->Receive(); }); };
     if (!lane.Aside([&] { return peer_->Send(task, file); })) return std::nullopt;
     while (std::optional<Message> message = receive()) {
-      if (message->contains("done")) return std::move(message->at("done"));
+      if (message->contains("done")) return Done(*message);
       if (message->contains("say"))
-        workers_.library_.Out().Trace(message->at("say").get_ref<const std::string&>());
+        Out().Trace(message->at("say").get_ref<const std::string&>());
+      else if (message->contains("waits"))
+        TellOutage(*message);
       else if (message->contains("moved"))
         Tell(message->at("moved"), progress);
       else
@@ -170,6 +205,21 @@ class Workers::Connection {
   }
 
  private:
+  Output& Out() const { return workers_.library_.Out(); }
+
+  Message Done(Message& message) const {
+    if (std::string why = message.at("why"); !why.empty())
+      workers_.library_.Explain(std::move(why));
+    return std::move(message.at("done"));
+  }
+
+  void TellOutage(const Message& message) const {
+    const Message& lasts = message.at("waits");
+    if (lasts.is_null()) return Out().SetOutage(this, std::nullopt);
+    const auto since = Output::Clock::now() - std::chrono::milliseconds(lasts.get<std::int64_t>());
+    Out().SetOutage(this, since, message.at("words").get_ref<const std::string&>());
+  }
+
   static void Tell(const Message& moved, const OnProgress& progress) {
     if (!progress) return;
     progress({.isUpload = moved.at(0),

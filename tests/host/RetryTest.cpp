@@ -67,7 +67,7 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
     EXPECT_EQ(Arrived(one.method), one.arrived) << which;
     const bool passes = one.reply.closeAtOnce || one.reply.status == 504;
     const bool again = passes && one.arrived > 1;
-    EXPECT_EQ(outcome.err.find("trying again in 0.25 s (1 of 1)") != std::string::npos, again)
+    EXPECT_EQ(outcome.err.find("; trying again for up to 0:20\n") != std::string::npos, again)
         << which << outcome.err;
   }
 }
@@ -82,12 +82,12 @@ TEST_F(RetryTest, TriesEverythingAgainThatFoundNobody) {
   }
   const Outcome outcome = Kelo("mkdir One --retries 1", environment);
   EXPECT_EQ(outcome.exitCode, 1);
-  EXPECT_THAT(outcome.err, HasSubstr("trying again in 0.25 s (1 of 1)\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("; trying again for up to 0:20\n"));
   EXPECT_THAT(outcome.err, HasSubstr("'kelo -v' shows the requests"));
 
   // Ctrl-C in a pause.
   KeloProcess pausing("mkdir One --retries 1000", environment);
-  ASSERT_TRUE(pausing.ReadErrorUntil("trying again in 0.75 s"));
+  ASSERT_TRUE(pausing.ReadErrorUntil("trying again"));
   pausing.Signal(SIGINT);
   const Outcome aborted = pausing.Wait();
   EXPECT_EQ(aborted.exitCode, 130);
@@ -173,8 +173,13 @@ TEST_F(RetryTest, TheTraceTellsFailuresApart) {
     EXPECT_THAT(told.err, AllOf(HasSubstr(word), Not(HasSubstr("kelo -v"))));
     EXPECT_EQ(CountOf(" command=", told.err), 1u) << told.err;
     // The same into a file, for whoever set the variable.
-    Kelo(command, Environment() + Words{"KELO_TRACE=" + (folder_ / "trace").string()});
+    const fs::path log = folder_ / "log";
+    Kelo(command + Words{"-q", "--log-file", log},
+         Environment() + Words{"KELO_TRACE=" + (folder_ / "trace").string()});
     EXPECT_THAT(ReadFile(folder_ / "trace"), HasSubstr(word));
+    // And with what is said, where the line asks for a log.
+    EXPECT_THAT(ReadFile(log), AllOf(HasSubstr(word), HasSubstr("Z kelo: cannot ")));
+    EXPECT_EQ(fs::status(log).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   }
 }
 
