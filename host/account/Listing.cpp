@@ -1,9 +1,6 @@
 // Makes the rows of a listing, sorts them and prints them.
 #include "host/account/Listing.h"
 
-#include <unicode/coll.h>
-#include <unicode/unistr.h>
-
 #include <algorithm>
 #include <limits>
 #include <tuple>
@@ -11,7 +8,6 @@
 #include "host/account/EntryJson.h"
 #include "host/names/Dates.h"
 #include "host/names/EntryWords.h"
-#include "host/names/Failure.h"
 #include "host/names/Names.h"
 #include "host/terminal/Columns.h"
 
@@ -47,44 +43,13 @@ std::string KindOf(const Item& entry) {
 
 }  // namespace
 
-// By the Unicode collation's root order, the same on every machine.
-class Listing::NameKeys {
- public:
-  NameKeys() {
-    UErrorCode status = U_ZERO_ERROR;
-    collator_.reset(icu::Collator::createInstance(icu::Locale::getRoot(), status));
-    if (U_SUCCESS(status)) collator_->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
-    if (U_FAILURE(status))
-      throw Failure(fmt::format(
-          "cannot sort by name: {}; the data of the Unicode library (ICU) may be missing",
-          u_errorName(status)));
-  }
-
-  std::string operator()(const Item& entry) const {
-    const icu::UnicodeString name = icu::UnicodeString::fromUTF8(Composed(entry.name));
-    std::string key(64, '\0');
-    for (;;) {
-      const std::int32_t length = collator_->getSortKey(
-          name, reinterpret_cast<std::uint8_t*>(key.data()), static_cast<std::int32_t>(key.size()));
-      const bool whole = static_cast<size_t>(length) <= key.size();
-      key.resize(static_cast<size_t>(length));
-      if (whole) return key;
-    }
-  }
-
- private:
-  std::unique_ptr<icu::Collator> collator_;
-};
-
 Listing::Listing(Output& out, SortOrder order) : out_(out), order_(order) {
-  if (order.key == ListingKey::kName) nameKeys_ = std::make_unique<NameKeys>();
+  if (order.key == ListingKey::kName) names_.emplace();
 }
-
-Listing::~Listing() = default;
 
 void Listing::Add(const Item& entry) {
   empty_ = false;
-  if (order_.key == ListingKey::kService && !order_.reverse)
+  if (order_.key == ListingKey::kGiven && !order_.reverse)
     Tell(RowOf(entry));
   else
     rows_.push_back(RowOf(entry));
@@ -93,7 +58,7 @@ void Listing::Add(const Item& entry) {
 Listing::Row Listing::RowOf(const Item& entry) const {
   Row row;
   const EntryDate date = DateOf(entry, order_.key);
-  if (nameKeys_) row.name = (*nameKeys_)(entry);
+  if (names_) row.name = names_->KeyOf(entry);
   if (order_.key == ListingKey::kShot || order_.key == ListingKey::kUpload) {
     row.date =
         ShownSeconds(date.text, date.clock).value_or(std::numeric_limits<std::int64_t>::max());

@@ -3,8 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "host/account/AccountTree.h"
 #include "host/account/EntryJson.h"
+#include "host/account/NameOrder.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Names.h"
 
@@ -31,12 +34,13 @@ class TreePrinter {
     std::string path;
   };
 
-  void Section(std::string_view heading, const std::vector<Item>& entries) {
+  void Section(std::string_view heading, std::vector<Item> entries) {
     if (!entries.empty()) out_.Line(heading);
-    Entries(entries, {});
+    Entries(std::move(entries), {});
   }
 
-  void Entries(const std::vector<Item>& entries, const Above& above) {
+  void Entries(std::vector<Item> entries, const Above& above) {
+    names_.Sort(entries);
     for (size_t at = 0; at < entries.size(); ++at) {
       const bool last = at + 1 == entries.size();
       const Item& entry = entries[at];
@@ -67,6 +71,7 @@ class TreePrinter {
                        KindText(entry.kind), CountText(entry.itemCount, folder ? "album" : "item"));
   }
 
+  const NameOrder names_;
   AccountTree tree_;
   Output& out_;
   const bool items_;

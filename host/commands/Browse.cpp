@@ -3,11 +3,13 @@
 #include <CLI/CLI.hpp>
 
 #include <map>
+#include <vector>
 
 #include "host/account/AccountTree.h"
 #include "host/account/EntryJson.h"
 #include "host/account/Find.h"
 #include "host/account/Listing.h"
+#include "host/account/NameOrder.h"
 #include "host/account/PrintTree.h"
 #include "host/commands/Command.h"
 #include "host/names/Dates.h"
@@ -27,6 +29,7 @@ struct TreeOptions {
 };
 
 int Tree(Host& host, const TreeOptions& options) {
+  host.Out().KeepResults();
   return PrintTree(host.Loaded(), host.Out(), options.items) ? 0 : 1;
 }
 
@@ -41,14 +44,21 @@ struct ListOptions {
   SortOrder order;
 };
 
+std::vector<Item> Sorted(const NameOrder& names, std::vector<Item> entries) {
+  names.Sort(entries);
+  return entries;
+}
+
 // Everything on the account: each folder and album, followed by its items. Whether nothing was left
 // out.
 bool ListAll(Library& library, Listing& listing) {
+  const NameOrder names;
   AccountTree tree(library);
-  for (const auto& container : library.List(kEverything, kTopKinds | Kind::FriendAlbum)) {
+  for (const auto& container :
+       Sorted(names, library.List(kEverything, kTopKinds | Kind::FriendAlbum))) {
     listing.Add(container);
     if (container.kind == Kind::Folder) continue;
-    for (const auto& item : tree.Below(container)) listing.Add(item);
+    for (const auto& item : Sorted(names, tree.Below(container))) listing.Add(item);
   }
   return tree.LeftOutCount() == 0;
 }
@@ -58,12 +68,12 @@ void ListOne(Library& library, const std::string& target, Listing& listing) {
   if (!IsContainer(entry))
     throw Failure(
         fmt::format("'{}' is an item, not a folder or album; 'kelo info' shows it", Shown(target)));
-  for (const auto& child :
-       library.List(entry.id, entry.kind == Kind::Folder ? Kind::Album : Kind::FileItem))
-    listing.Add(child);
+  const Kind below = entry.kind == Kind::Folder ? Kind::Album : Kind::FileItem;
+  for (const auto& child : Sorted(NameOrder(), library.List(entry.id, below))) listing.Add(child);
 }
 
 int List(Host& host, const ListOptions& options) {
+  host.Out().KeepResults();
   Library& library = host.Loaded();
   Listing listing(host.Out(), options.order);
   bool whole = true;
@@ -72,7 +82,8 @@ int List(Host& host, const ListOptions& options) {
   else if (!options.target.empty() && options.target != "/")
     ListOne(library, options.target, listing);
   else
-    for (const auto& entry : library.List(kRoot, kTopKinds)) listing.Add(entry);
+    for (const auto& entry : Sorted(NameOrder(), library.List(kRoot, kTopKinds)))
+      listing.Add(entry);
   if (!listing.Finish())
     host.Out().Note(options.target.empty() ? "the account is empty"
                                            : fmt::format("'{}' is empty", Shown(options.target)));
@@ -131,6 +142,7 @@ void ShowInfo(Output& out, const Item& entry, const std::string& place) {
 }
 
 int Info(Host& host, const InfoOptions& options) {
+  host.Out().KeepResults();
   const Item entry =
       options.fresh ? FreshInfo(host, options.wanted) : FindEntry(host.Loaded(), options.wanted);
   if (options.json)
@@ -179,7 +191,7 @@ void AddList(CLI::App& app, Action& chosen) {
   list->footer(std::string("Columns: id, kind, date (of the shot, where known; with --sort upload, "
                            "of the upload), name. With --sort, a ~ before an item's date: only "
                            "that of its file, the other is not known. "
-                           "Without --sort the service's order. ") +
+                           "Without --sort: folders, albums, items, each by name. ") +
                kDatesFooter);
 }
 

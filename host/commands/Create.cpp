@@ -131,7 +131,13 @@ std::string TakeFolder(Library& library, const NewContainers& wanted, std::strin
                                   : "folders can hold only albums",
                               Shown(name)));
   if (!folder) return {};
-  name.erase(0, slash + 1);
+  const std::string album = name.substr(slash + 1);
+  if (album.find('/') != std::string::npos && !wanted.force)
+    throw Failure(
+        fmt::format("'{}' cannot be made: an album lies in a folder at the top, and folders hold "
+                    "no folders; --force makes the album '{}' in '{}'",
+                    Shown(name), Shown(album), Shown(above)));
+  name = album;
   return folder->id;
 }
 
@@ -148,6 +154,7 @@ std::vector<Siblings> ByFolder(Library& library, const NewContainers& wanted) {
 }
 
 int MakeContainers(Host& host, const NewContainers& wanted) {
+  host.Out().KeepResults();
   host.LockAccount();
   Library& library = host.Loaded();
   bool failed = false;

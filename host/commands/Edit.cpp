@@ -26,21 +26,32 @@ struct EditOptions {
   std::string target;  // as a person names it
   std::string text;
   std::uint32_t rating = 0;
+  bool json = false;
 };
+
+// What was done, and to which entry.
+void Tell(Output& out, const EditOptions& options, const std::string& id, const std::string& words,
+          const Json& done) {
+  Json object = {{"id", IdJson(id)}, {"named", options.target}};
+  object.update(done);
+  out.Result(fmt::format("{}: {}", Shown(options.target), words), object);
+}
 
 int Caption(Host& host, const EditOptions& options) {
   host.LockAccount();
-  host.Loaded().Modify(FindItem(host.Loaded(), options.target),
-                       {.caption = options.text, .captionFlag = !options.text.empty()});
-  host.Out().Line(Shown(options.target) +
-                  (options.text.empty() ? ": caption removed" : ": caption set"));
+  const std::string id = FindItem(host.Loaded(), options.target);
+  host.Loaded().Modify(id, {.caption = options.text, .captionFlag = !options.text.empty()});
+  Tell(host.Out(), options, id, options.text.empty() ? "caption removed" : "caption set",
+       {{"caption", options.text}});
   return 0;
 }
 
 int Rate(Host& host, const EditOptions& options) {
   host.LockAccount();
-  host.Loaded().Modify(FindItem(host.Loaded(), options.target), {.rating = options.rating});
-  host.Out().Line(fmt::format("{}: rated {}", Shown(options.target), options.rating));
+  const std::string id = FindItem(host.Loaded(), options.target);
+  host.Loaded().Modify(id, {.rating = options.rating});
+  Tell(host.Out(), options, id, fmt::format("rated {}", options.rating),
+       {{"rating", options.rating}});
   return 0;
 }
 
@@ -51,8 +62,9 @@ int Tag(Host& host, const EditOptions& options) {
   if (IsContainer(entry) && entry.itemCount == 0)
     throw Failure(fmt::format("'{}' has no items, so no tags were added", Shown(options.target)));
   library.AddTags(entry.id, options.text);
-  host.Out().Line(Shown(options.target) + ": tags added" +
-                  (IsContainer(entry) ? " to " + CountText(entry.itemCount, "item") : ""));
+  Tell(host.Out(), options, entry.id,
+       "tags added" + (IsContainer(entry) ? " to " + CountText(entry.itemCount, "item") : ""),
+       {{"tags", options.text}, {"itemCount", IsContainer(entry) ? entry.itemCount : 1}});
   return 0;
 }
 
@@ -142,17 +154,25 @@ void AddEditCommands(CLI::App& app, Action& chosen) {
   caption->add_option("TEXT", captioned->text, "The caption; '' removes it")
       ->required()
       ->check(AtMost(319));
+  caption->add_flag("--json", captioned->json, kJsonHelp);
 
   const auto [rate, rated] = AddCommand(app, chosen, "rate", "Rate an item", Rate);
   rate->add_option("ITEM", rated->target, "Id, name or path of the item")->required();
   rate->add_option("N", rated->rating, "The rating")->required()->check(NumberBetween(0, 5));
+  rate->add_flag("--json", rated->json, kJsonHelp);
 
   const auto [tag, tagged] =
       AddCommand(app, chosen, "tag", "Add tags to an item, or to all items of an album", Tag);
   tag->add_option("TARGET", tagged->target, "Id, name or path of the item or album")->required();
   tag->add_option("TAGS", tagged->text, "The tags, separated by commas")
       ->required()
-      ->check(AtMost(903));
+      ->check(AtMost(903))
+      ->check(CLI::Validator(
+          [](const std::string& tags) {
+            return tags.find_first_not_of(", ") == tags.npos ? "there is no tag in it" : "";
+          },
+          ""));
+  tag->add_flag("--json", tagged->json, kJsonHelp);
 
   const auto [link, linked] = AddCommand(app, chosen, "link", "Add stored items to an album", Link);
   link->add_option("ALBUM", linked->album, "Id, name or path of the album")->required();

@@ -95,15 +95,31 @@ class Reporter {
   std::array<size_t, 4> counts_{};
 };
 
+// What one target names costs only itself.
+void TellNotFound(Output& out, const std::string& named, const Failure& failure) {
+  if (!out.IsJson()) return out.Problem(failure.what());
+  out.Result("", {{"id", nullptr},
+                  {"named", named},
+                  {"error", {{"code", kKELOResult_BadParameter}, {"message", failure.what()}}}});
+}
+
 int Get(Host& host, const GetOptions& options) {
   if (options.all == !(options.targets.empty() && options.albums.empty()))
     throw CLI::ValidationError("get", "give either TARGETs or --all");
   Library& library = host.Loaded();
   Wanted wanted{.entries = {}, .all = options.all};
-  for (const std::string& target : options.targets)
-    wanted.entries.push_back(FindEntry(library, target));
-  for (const std::string& album : options.albums)
-    wanted.entries.push_back(FindAlbum(library, album));
+  bool allFound = true;
+  const auto add = [&](const std::string& named, Item (*find)(Library&, const std::string&)) {
+    try {
+      wanted.entries.push_back(find(library, named));
+    } catch (const Failure& failure) {
+      allFound = false;
+      TellNotFound(host.Out(), named, failure);
+    }
+  };
+  for (const std::string& target : options.targets) add(target, FindEntry);
+  for (const std::string& album : options.albums) add(album, FindAlbum);
+  if (!allFound && wanted.entries.empty()) return 1;
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
   if (plan.files.empty()) host.Out().Note("there are no items to download");
   Memory memory(host.Out(), StateFile::MemoryFolder(), host.Restored().account);
@@ -112,7 +128,8 @@ int Get(Host& host, const GetOptions& options) {
   Reporter reporter(host.Out(), plan, fetch);
   Workers workers(library, DoTask, host.WorkersTerms(options.transfers));
   FetchPlan(library, workers, std::move(plan), fetch, std::ref(reporter));
-  return reporter.Finish();
+  const int status = reporter.Finish();
+  return allFound ? status : 1;
 }
 
 }  // namespace

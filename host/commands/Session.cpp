@@ -20,6 +20,7 @@ struct LoginOptions {
   Credentials credentials;
   std::optional<std::string> url;
   bool remember = false;
+  bool json = false;
 };
 
 // The library's fields hold 32 characters. This service has no credentials of fewer than 8, which
@@ -83,7 +84,8 @@ int Login(Host& host, const LoginOptions& options) {
   kept.session = {library.Session(), credentials.signingSecret};
   if (options.remember) kept.credentials = credentials;
   host.State().Save(kept);
-  host.Out().Line("logged in");
+  host.Out().Result("logged in", {{"url", kept.url.empty() ? Json() : Json(kept.url)},
+                                  {"remembered", options.remember}});
   return 0;
 }
 
@@ -114,17 +116,18 @@ int Logout(Host& host) {
   return 0;
 }
 
-int Extend(Host& host) {
+int Extend(Host& host, const JsonOption&) {
   Library& library = host.WithSession();
   const StoredSession stored = *host.Restored().session;
   library.ExtendToken(stored.session, stored.secret);
   // Extending reports nothing by itself; whether the session lives shows in the next request.
   library.Capacity();
-  host.Out().Line("the session is alive");
+  host.Out().Result("the session is alive", {{"alive", true}});
   return 0;
 }
 
 int Quota(Host& host, const JsonOption&) {
+  host.Out().KeepResults();
   const auto [used, all] = host.WithSession().Capacity();
   const double percent =
       all == 0 ? 0 : 100.0 * static_cast<double>(used) / static_cast<double>(all);
@@ -149,6 +152,7 @@ void AddLogin(CLI::App& app, Action& chosen) {
   login->add_flag(
       "--remember", options->remember,
       "Keep key, token and secret too, and open a session that is over again with them");
+  login->add_flag("--json", options->json, kJsonHelp);
   login->footer(
       "On a terminal, login asks for what is missing. Session and credentials are kept in "
       "$XDG_STATE_HOME/kelo (or ~/.local/state/kelo), readable by you alone; those of a --profile "
@@ -166,8 +170,9 @@ void AddSessionCommands(CLI::App& app, Action& chosen) {
   const auto [quota, options] =
       AddCommand(app, chosen, "quota", "Show how much the account stores and may store", Quota);
   quota->add_flag("--json", options->json, kJsonHelp);
-  app.add_subcommand("extend", "Keep the session alive, and tell whether it still is")
-      ->callback([&chosen] { chosen = Extend; });
+  const auto [extend, extended] = AddCommand(
+      app, chosen, "extend", "Keep the session alive, and tell whether it still is", Extend);
+  extend->add_flag("--json", extended->json, kJsonHelp);
 }
 
 }  // namespace kelo::host

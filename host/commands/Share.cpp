@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <utility>
 
 #include "host/account/Find.h"
 #include "host/commands/Command.h"
@@ -27,12 +28,21 @@ std::vector<std::string> Addresses(const std::vector<std::string>& given) {
   return addresses;
 }
 
+void TellJson(Output& out, const Recipients& lists) {
+  for (const auto& [addresses, accepted] :
+       {std::pair(&lists.accepted, true), std::pair(&lists.rejected, false)})
+    for (const std::string& address : *addresses)
+      out.Result("", {{"address", address}, {"accepted", accepted}});
+}
+
 void TellRejected(Output& out, const Recipients& lists) {
+  if (out.IsJson()) return;
   for (const std::string& address : lists.rejected)
     out.Problem("rejected by the service: " + Shown(address));
 }
 
 int Contacts(Host& host, const JsonOption&) {
+  host.Out().KeepResults();
   const std::vector<std::string> addresses = host.WithSession().AddressList();
   for (const std::string& address : addresses)
     host.Out().Result(Shown(address), {{"address", address}});
@@ -47,16 +57,13 @@ struct VerifyOptions {
 
 int Verify(Host& host, const VerifyOptions& options) {
   Output& out = host.Out();
+  out.KeepResults();
   const Recipients lists = host.WithSession().VerifyRecipients(Addresses(options.addresses));
-  const auto json = [](const std::string& address, bool accepted) {
-    return Json{{"address", address}, {"accepted", accepted}};
-  };
-  for (const std::string& address : lists.accepted)
-    out.Result("accepted: " + Shown(address), json(address, true));
-  if (!options.json)
-    TellRejected(out, lists);
+  if (options.json)
+    TellJson(out, lists);
   else
-    for (const std::string& address : lists.rejected) out.Result("", json(address, false));
+    for (const std::string& address : lists.accepted) out.Line("accepted: " + Shown(address));
+  TellRejected(out, lists);
   if (lists.rejected.empty()) return 0;
   out.Problem(ResultText(kKELOResult_RecipientsRejected));
   return 1;
@@ -65,6 +72,7 @@ int Verify(Host& host, const VerifyOptions& options) {
 struct MailOptions {
   std::string album;
   kelo::Mail mail;
+  bool json = false;
 };
 
 int Mail(Host& host, const MailOptions& options) {
@@ -74,6 +82,7 @@ int Mail(Host& host, const MailOptions& options) {
   Library& library = host.Loaded();
   const Item album = FindAlbum(library, options.album);
   const Recipients lists = library.SendMail(album.id, mail);
+  if (options.json) TellJson(host.Out(), lists);
   TellRejected(host.Out(), lists);
   if (!lists.rejected.empty())
     host.Out().Problem("sent, but not to everyone: " + ResultText(kKELOResult_RecipientsRejected));
@@ -96,6 +105,7 @@ void AddMail(CLI::App& app, Action& chosen) {
                     "Take the position out of the pictures");
   command->add_flag("--verify", options->mail.verify,
                     "Let the service check the addresses first and leave out the bad ones");
+  command->add_flag("--json", options->json, kJsonHelp);
   command->footer(
       "When some addresses were left out, the mail is sent to the others and the exit code is 1.");
 }

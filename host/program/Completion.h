@@ -9,6 +9,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/commands/Host.h"
@@ -20,5 +21,8 @@ namespace kelo::host {
 // ENTRY, PATH and so on, or "one|other". Gives the exit code, which is always 0: a shell can do
 // nothing about a failure.
 int Complete(CLI::App& app, const CommonOptions& options, const std::vector<std::string>& words);
+
+// The script by which this shell (bash, zsh, fish) asks for completions.
+std::string_view CompletionScript(std::string_view shell);
 
 }  // namespace kelo::host

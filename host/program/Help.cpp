@@ -4,8 +4,10 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <string_view>
 
 #include "commandline/WrongUsage.h"
+#include "host/program/Completion.h"
 
 namespace kelo::host {
 namespace {
@@ -56,6 +58,7 @@ int Help(Host& host, const CLI::App& app, const std::string& wanted) {
   // command->help() would tell about "help", the command that the line named.
   std::string text = app.get_formatter()->make_help(command, "", CLI::AppFormatMode::Normal);
   text.pop_back();  // the line's end
+  host.Out().KeepResults();
   host.Out().Line(text);
   return 0;
 }
@@ -70,6 +73,24 @@ ProgramTexts KeloTexts() {
 }
 
 void AddHelpCommand(CLI::App& app, Action& chosen) {
+  CLI::App* completion =
+      app.add_subcommand("completion", "Print the script for a shell's completion");
+  const auto shell = std::make_shared<std::string>();
+  completion->add_option("SHELL", *shell, "The shell")
+      ->required()
+      ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""))
+      ->type_name("bash|zsh|fish");
+  completion->footer(
+      "In bash: source <(kelo completion bash). An installed kelo needs none of this.");
+  completion->callback([&chosen, shell] {
+    chosen = [shell](Host& host) {
+      std::string_view script = CompletionScript(*shell);
+      script.remove_suffix(1);  // the line's end
+      host.Out().KeepResults();
+      host.Out().Line(script);
+      return 0;
+    };
+  });
   CLI::App* help = app.add_subcommand("help", "Tell how a command is used");
   const auto wanted = std::make_shared<std::string>();
   help->add_option("COMMAND", *wanted, "The command; without it, all commands are listed");

@@ -11,7 +11,7 @@ namespace kelo::host {
 
 ProgramTexts KeloTexts();
 
-// "kelo help [COMMAND]".
+// "kelo help [COMMAND]" and "kelo completion SHELL".
 void AddHelpCommand(CLI::App& app, Action& chosen);
 
 }  // namespace kelo::host

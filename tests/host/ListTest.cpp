@@ -75,14 +75,16 @@ TEST_F(ListTest, SortsAsAPersonWould) {
       R"(shotDate="2024-05-17T10:00:00" uploadDate="2025-01-03T00:00:00Z"/></items></rootAlbum>)");
   const std::string e = "\xC3\x89toile.jpg";
   const std::pair<const char*, Words> cases[] = {
-      {"", {"img10.jpg", e, "IMG2.jpg", "zebra.jpg", "egg.jpg"}},
-      {"--reverse", {"egg.jpg", "zebra.jpg", "IMG2.jpg", e, "img10.jpg"}},
+      {"", {"egg.jpg", e, "IMG2.jpg", "img10.jpg", "zebra.jpg"}},
+      {"--reverse -q", {"zebra.jpg", "img10.jpg", "IMG2.jpg", e, "egg.jpg"}},
       {"--sort name", {"egg.jpg", e, "IMG2.jpg", "img10.jpg", "zebra.jpg"}},
       {"--sort shot", {e, "IMG2.jpg", "img10.jpg", "egg.jpg", "zebra.jpg"}},
       {"--sort upload", {"IMG2.jpg", e, "img10.jpg", "egg.jpg", "zebra.jpg"}},
       {"--sort upload -r", {"zebra.jpg", "egg.jpg", "img10.jpg", e, "IMG2.jpg"}},
   };
   for (const auto& [options, names] : cases) EXPECT_EQ(ListedNames(options), names) << options;
+  EXPECT_THAT(Kelo("tree --items -q").out,
+              ::testing::ContainsRegex("egg[^Z]*toile[^Z]*IMG2[^Z]*img10[^Z]*zebra"));
   // The date that is shown is the one that sorts, on the clock where kelo runs.
   EXPECT_THAT(ListRoot().out, HasSubstr("  2024-05-17 09:30  IMG2.jpg\n"));
   EXPECT_THAT(ListRoot("--sort shot").out, AllOf(HasSubstr(" ~2024-05-17 09:30  IMG2.jpg\n"),
@@ -130,7 +132,8 @@ class JsonTest : public HostTest {
     TellAccount(account, [](const ClientRequest& request) -> std::optional<Reply> {
       if (request.method == "GetAddressList")
         return Reply{.body = R"(<a stat="ok" addressList="anna@x.example;bob@x.example"/>)"};
-      if (request.method == "AddItemsToAlbum") return Reply{.body = R"(<a stat="ok"/>)"};
+      for (const char* method : {"AddItemsToAlbum", "ModifyProps", "AddTags", "ShareAlbum"})
+        if (request.method == method) return Reply{.body = R"(<a stat="ok"/>)"};
       return std::nullopt;
     });
   }
@@ -173,11 +176,18 @@ TEST_F(JsonTest, EntriesHaveOneShape) {
 TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
   struct Case {
     Words command;
-    const char* results;
+    std::string results;
     int exitCode = 0;
   };
   const Case cases[] = {
       {"quota", R"([{"usedBytes": 0, "totalBytes": 5368709120}])"},
+      {"extend", R"([{"alive": true}])"},
+      {{"login", "--remember", "--url", service_.Url()},
+       "[{\"url\": \"" + service_.Url() + "\", \"remembered\": true}]"},
+      {"caption i0 Sea", R"([{"id": "i0", "named": "i0", "caption": "Sea"}])"},
+      {"rate i0 3", R"([{"id": "i0", "named": "i0", "rating": 3}])"},
+      {"tag Lis/bon sea", R"([{"id": "a", "named": "Lis/bon", "tags": "sea", "itemCount": 1}])"},
+      {"mail a --to x@x.example", R"([{"address": "x@x.example", "accepted": true}])"},
       {"contacts", R"([{"address": "anna@x.example"}, {"address": "bob@x.example"}])"},
       {"verify anna@x.example nobody",
        R"([{"address": "anna@x.example", "accepted": true},

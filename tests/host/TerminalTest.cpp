@@ -90,11 +90,14 @@ TEST_F(TerminalTest, FollowsTheTerminalsWidth) {
   EXPECT_EQ(kelo.Wait().exitCode, 130);
 }
 
-TEST_F(TerminalTest, WithoutATerminalThereAreFewPlainLines) {
+TEST_F(TerminalTest, WithoutATerminalThereAreFewPlainLinesIfAny) {
   ASSERT_EQ(Kelo({"put", Write("a.jpg", "aaa").string()}).exitCode, 0);
+  AnswerWith({.body = std::string(3000, 'x'), .bytesPerSecond = 2000}, "/original/");
+  EXPECT_EQ(Kelo({"get", "a.jpg", "--to", folder_ / "out"}).err, "");
+  fs::remove_all(folder_ / "out");
   AnswerWith({.body = std::string(1 << 20, 'x'), .bytesPerSecond = 10'000}, "/original/");
   const auto begin = std::chrono::steady_clock::now();
-  KeloProcess kelo({"get", "a.jpg", "--to", (folder_ / "out").string()}, Environment());
+  KeloProcess kelo({"get", "a.jpg", "--progress", "--to", folder_ / "out"}, Environment());
   ASSERT_TRUE(kelo.ReadErrorUntil("\nfetching 0/1, ")) << kelo.ErrorSoFar();  // the second line
   kelo.Signal(SIGINT);
   const std::string shown = kelo.Wait().err;
@@ -114,8 +117,9 @@ TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
   for (const char* line : {"info a.jpg", "caption a.jpg x", "rate a.jpg 3", "tag a.jpg x",
                            "link Party a.jpg", "mkdir One", "mkalbum Two", "verify a@x.example"})
     commands.emplace_back(line);
-  for (const char* line : {"login", "quota", "extend", "tree", "ls", "contacts", "demo", "logout",
-                           "--help", "--version", "--man", "help ls", "ls --help"})
+  for (const char* line :
+       {"login", "quota", "extend", "tree", "ls", "contacts", "demo", "completion zsh", "logout",
+        "--help", "--version", "--man", "help ls", "ls --help"})
     commands.emplace_back(line);
   for (const auto& command : commands) {
     const Outcome outcome = KeloProcess(command, Environment(), 0, "/dev/full").Wait();

@@ -37,6 +37,9 @@ TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
       {"-q quota x", "unexpected argument 'x'", " quota"},
       {"mail x", "--to is required", " mail"},
       {"rate id", "N is required", " rate"},
+      {{"tag", "id", " ,"}, "TAGS: there is no tag in it", " tag"},
+      {"quota --give-up-after 5", "--give-up-after: '5' is no time such as 30s, 5m or 1h",
+       " quota"},
       {"rate id six", "N: 'six' is no number between 0 and 5", " rate"},
       {{"login", "--key", std::string(33, 'k')}, "--key: is longer than 32 characters", " login"},
       {"login --token to", "--token: is shorter than 8 characters", " login"},
@@ -88,6 +91,10 @@ TEST_F(WordsTest, MakesASecondOneOfANameOnlyWhenForced) {
   EXPECT_THAT(Kelo("ls Q/").out, HasSubstr("  Slash\n"));
   EXPECT_EQ(Kelo("mkalbum AC/DC").err,
             "kelo: there is no folder 'AC'; --force makes 'AC/DC' at the top\n");
+  EXPECT_EQ(
+      Kelo("mkalbum Q/b/c").err,
+      "kelo: 'Q/b/c' cannot be made: an album lies in a folder at the top, and folders hold no "
+      "folders; --force makes the album 'b/c' in 'Q'\n");
   EXPECT_EQ(Kelo("mkdir Q/R").err,
             "kelo: folders can hold only albums; --force makes 'Q/R' at the top\n");
   EXPECT_EQ(Kelo("mkalbum AC/DC --force").exitCode, 0);
@@ -105,6 +112,11 @@ TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
   for (const std::string& file : {twin, twin, Write("one.jpg", "x").string()})
     ASSERT_EQ(Kelo({"put", file, "--force", "--album", "Harbour"}).exitCode, 0);
   EXPECT_EQ(Kelo("__complete bash get Harbour/").out, "names\nHarbour/one.jpg\n");
+  // What is ambiguous costs only itself.
+  const Outcome some = Kelo({"get", "Twice", "Harbour/one.jpg", "--to", folder_ / "out"});
+  EXPECT_EQ(some.exitCode, 1);
+  EXPECT_THAT(some.err, HasSubstr("kelo: 'Twice' may mean 2 entries"));
+  EXPECT_THAT(some.out, EndsWith("1 downloaded, 0 already here\n"));
   service_.SetScript([](const auto&) { return devservice::Reply{.closeAtOnce = true}; });
   service_.ClearArrived();
   const Outcome failed = Kelo({"__complete", "zsh", "ls", ""});
