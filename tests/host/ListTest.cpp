@@ -78,9 +78,9 @@ TEST_F(ListTest, SortsAsAPersonWould) {
       {"", {"egg.jpg", e, "IMG2.jpg", "img10.jpg", "zebra.jpg"}},
       {"--reverse -q", {"zebra.jpg", "img10.jpg", "IMG2.jpg", e, "egg.jpg"}},
       {"--sort name", {"egg.jpg", e, "IMG2.jpg", "img10.jpg", "zebra.jpg"}},
-      {"--sort shot", {e, "IMG2.jpg", "img10.jpg", "egg.jpg", "zebra.jpg"}},
-      {"--sort upload", {"IMG2.jpg", e, "img10.jpg", "egg.jpg", "zebra.jpg"}},
-      {"--sort upload -r", {"zebra.jpg", "egg.jpg", "img10.jpg", e, "IMG2.jpg"}},
+      {"--sort shot", {e, "IMG2.jpg", "egg.jpg", "img10.jpg", "zebra.jpg"}},
+      {"--sort upload", {"IMG2.jpg", e, "egg.jpg", "img10.jpg", "zebra.jpg"}},
+      {"--sort upload -r", {"zebra.jpg", "img10.jpg", "egg.jpg", e, "IMG2.jpg"}},
   };
   for (const auto& [options, names] : cases) EXPECT_EQ(ListedNames(options), names) << options;
   EXPECT_THAT(Kelo("tree --items -q").out,
