@@ -7,6 +7,7 @@
 #include "host/commands/Command.h"
 #include "host/names/ResultText.h"
 #include "host/upload/Albums.h"
+#include "host/upload/Metadata.h"
 #include "host/upload/Send.h"
 #include "host/upload/Summary.h"
 #include "host/upload/Walk.h"
@@ -22,6 +23,7 @@ struct PutOptions {
   bool albumsFromFolders = false;
   bool force = false;
   bool dryRun = false;
+  bool metadata = false;
   unsigned transfers = kTransfers;
   bool json = false;
 };
@@ -75,7 +77,8 @@ int Put(Host& host, const PutOptions& options) {
               stored += file.outcome == UploadOutcome::kStored ? 1 : 0;
               setDone();
             });
-  return TellSums(out, plan, leftOut, options.dryRun);
+  const bool isBrought = !options.metadata || options.dryRun || BringMetadata(out, library, plan);
+  return std::max(TellSums(out, plan, leftOut, options.dryRun), isBrought ? 0 : 1);
 }
 
 constexpr const char* kFooter =
@@ -118,6 +121,9 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
   globs("--exclude", options->filter.exclude, "Leave out what matches; may be repeated");
   put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");
   put->add_flag("--force", options->force, "Send also what the service holds already");
+  put->add_flag("--metadata", options->metadata,
+                "Give the items, also those already there, the captions, ratings and keywords (as "
+                "tags) of their pictures");
   put->add_flag("--dry-run", options->dryRun, "Tell what would be done, and change nothing");
   AddTransfersOption(*put, options->transfers);
   put->add_flag("--json", options->json, kJsonHelp);

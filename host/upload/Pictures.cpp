@@ -99,13 +99,10 @@ auto OpenPicture(const File& file, const std::string& beginning) {
                                 static_cast<Count>(beginning.size()))));
 }
 
-void AddPictureFacts(File& file, const std::string& beginning) {
+void ReadPicture(const File& file, const std::string& beginning,
+                 const std::function<void(const Exiv2::Image&)>& use) {
   static const bool isSetUp = SetUp();
   static_cast<void>(isSetUp);
-  if (IsMovie(beginning)) {
-    file.shotDate = MovieDate(file.path);
-    return;
-  }
   try {
     const auto picture = OpenPicture(file, beginning);
     // What it takes for a movie it must not read: see MovieDate.cpp.
@@ -115,13 +112,23 @@ void AddPictureFacts(File& file, const std::string& beginning) {
     } catch (const std::exception&) {
       // A damaged picture tells what comes before the damage.
     }
-    // signed or not, as the version has them
-    file.width = static_cast<std::uint32_t>(std::max<std::int64_t>(picture->pixelWidth(), 0));
-    file.height = static_cast<std::uint32_t>(std::max<std::int64_t>(picture->pixelHeight(), 0));
-    file.shotDate = ShotDate(*picture);
+    use(*picture);
   } catch (const std::exception&) {
     // Not a picture: it is stored all the same, only without these facts.
   }
+}
+
+void AddPictureFacts(File& file, const std::string& beginning) {
+  if (IsMovie(beginning)) {
+    file.shotDate = MovieDate(file.path);
+    return;
+  }
+  ReadPicture(file, beginning, [&file](const Exiv2::Image& picture) {
+    // signed or not, as the version has them
+    file.width = static_cast<std::uint32_t>(std::max<std::int64_t>(picture.pixelWidth(), 0));
+    file.height = static_cast<std::uint32_t>(std::max<std::int64_t>(picture.pixelHeight(), 0));
+    file.shotDate = ShotDate(picture);
+  });
 }
 
 void LookAt(File& file, bool digests) {
@@ -141,6 +148,11 @@ void LookAt(File& file, bool digests) {
 }
 
 }  // namespace
+
+void ReadPicture(const File& file, const std::function<void(const Exiv2::Image&)>& use) {
+  const std::string beginning = Beginning(file);
+  if (!IsMovie(beginning)) ReadPicture(file, beginning, use);
+}
 
 void LookAtPictures(const Files& files, bool digests) {
   for (File* file : files)

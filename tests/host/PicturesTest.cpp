@@ -173,6 +173,38 @@ TEST_F(PutTest, APictureWithoutAClockIsStoredOnce) {
     EXPECT_THAT(Put().out, HasSubstr(sums));
 }
 
+TEST_F(PutTest, CaptionsRatingsAndKeywordsCanBeTakenAlong) {
+  Write("in/iptc.jpg", Jpeg({{"Iptc.Application2.Caption", "At sea"},
+                             {"Iptc.Application2.Keywords", "boats"},
+                             {"Xmp.dc.subject", "sea, sun"},
+                             {"Exif.Image.Rating", "9"}}));
+  Write("in/xmp.jpg", Jpeg({{"Iptc.Application2.Caption", "\xE9"},
+                            {"Xmp.dc.description", Repeated("\u00E9", 200)},
+                            {"Xmp.xmp.Rating", "4"}}));
+  Write("in/none.jpg", Jpeg({{"Xmp.xmp.Rating", "-1"}}));
+  ASSERT_EQ(Put().exitCode, 0);
+  EXPECT_EQ(Arrived("ModifyProps"), 0u);
+  Write("in/exif.jpg", Jpeg({{"Exif.Image.ImageDescription", "new"}, {"Xmp.dc.subject", "new"}}));
+  const Outcome put = Put("--metadata");
+  EXPECT_EQ(put.exitCode, 0) << put.err;
+  EXPECT_THAT(put.err, AllOf(HasSubstr("metadata of 3 files brought"), HasSubstr("and were cut")));
+  for (const auto& [method, text] :
+       {std::pair<const char*, std::string>("ModifyProps", "value=\"At sea\""),
+        {"ModifyProps", "value=\"" + Repeated("&#233;", 159) + "\""},
+        {"ModifyProps", "name=\"rating\" value=\"4\""},
+        {"ModifyProps", "value=\"new\""},
+        {"AddTags", "tagList=\"boats,sea  sun\""},
+        {"AddTags", "tagList=\"new\""}})
+    EXPECT_TRUE(WaitFor(method, text)) << text;
+  AnswerWith(Refusal(301), "ModifyProps", [](const ClientRequest& request) {
+    return request.body.find("At sea") != std::string::npos;
+  });
+  const Outcome failed = Put("--metadata");
+  EXPECT_EQ(failed.exitCode, 1);
+  EXPECT_THAT(failed.err, AllOf(HasSubstr("iptc.jpg: its metadata were not brought to its item: "),
+                                HasSubstr("metadata of 2 files brought")));
+}
+
 // Of 300 MiB each; all together they may take so many seconds of the processor.
 TEST_F(PicturesTest, DamagedFilesCostNothing) {
   const std::string png = Picture(Exiv2::ImageType::png, {}).substr(0, 33);  // with its header

@@ -1,0 +1,14 @@
+// Brings captions, ratings and keywords of files to their items.
+#pragma once
+
+#include "host/library/Library.h"
+#include "host/terminal/Output.h"
+#include "host/upload/Plan.h"
+
+namespace kelo::host {
+
+// For each file of the plan that the service holds. What fails costs only the metadata of its item,
+// and is told; so are the sums. Whether all could be brought. May throw Error when it is aborted.
+bool BringMetadata(Output& out, Library& library, const UploadPlan& plan);
+
+}  // namespace kelo::host
