@@ -24,12 +24,12 @@ constexpr int kUsage = 2;
 
 // "30s", "5m" or "1h"; nothing where it is none of these.
 std::optional<std::chrono::milliseconds> TimeOf(const std::string& text) {
-  constexpr std::int64_t kMost = 1'000'000'000;  // seconds
+  constexpr std::int64_t kMax = 1'000'000'000;  // seconds
   std::int64_t number = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
   const size_t unit = stop + 1 == end ? std::string_view("smh").find(*stop) : std::string::npos;
-  if (error != std::errc() || number < 1 || number > kMost || unit == std::string::npos) return {};
+  if (error != std::errc() || number < 1 || number > kMax || unit == std::string::npos) return {};
   constexpr int kSeconds[] = {1, 60, 3600};
   return std::chrono::seconds(number * kSeconds[unit]);
 }

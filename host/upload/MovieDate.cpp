@@ -47,9 +47,9 @@ std::optional<Atom> AtomAt(std::istream& movie, std::uint64_t at, std::uint64_t 
 
 // The content of the first atom of this name; the search ends where there are too many others.
 std::optional<Atom> FindAtom(std::istream& movie, const Atom& in, std::string_view name) {
-  constexpr int kMost = 1000;
+  constexpr int kMax = 1000;
   std::uint64_t at = in.begin;
-  for (int count = 0; count < kMost && at < in.end; ++count) {
+  for (int count = 0; count < kMax && at < in.end; ++count) {
     auto atom = AtomAt(movie, at, in.end);
     if (!atom || atom->name == name) return atom;
     at = atom->end;

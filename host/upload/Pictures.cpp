@@ -19,9 +19,9 @@ namespace {
 using IoPointer = decltype(Exiv2::ImageFactory::createIo(std::string()));
 using Count = decltype(std::declval<Exiv2::BasicIo&>().read(nullptr, 0));
 
-constexpr std::uint64_t kMostBytes = 128 << 20;   // of a picture
-constexpr std::uint64_t kMostOfPart = 512 << 10;  // XMP that is larger could take minutes
-constexpr int kMostReads = 200'000;
+constexpr std::uint64_t kMaxBytes = 128 << 20;  // of a picture
+constexpr std::uint64_t kMaxPart = 512 << 10;   // XMP that is larger could take minutes
+constexpr int kMaxReads = 200'000;
 
 // Where a picture is read from. A damaged one may lead to and fro without end, or tell of parts
 // without measure: the reading ends with a failure then.
@@ -50,7 +50,7 @@ class Bounded : public Io {
   void Take(Count count) {
     const auto more = static_cast<std::uint64_t>(count);
     bytes_ += more;
-    if (++reads_ > kMostReads || more > mostOfPart_ || bytes_ > kMostBytes)
+    if (++reads_ > kMaxReads || more > mostOfPart_ || bytes_ > kMaxBytes)
       throw std::length_error("a picture");
   }
 
@@ -87,10 +87,10 @@ bool SetUp() {
 // where the picture library holds each part as a whole.
 auto OpenPicture(const File& file, const std::string& beginning) {
   const auto is = [&](const char* start) { return beginning.starts_with(start); };
-  if (file.size > kMostBytes && !is("II") && !is("MM") && !is("\xFF\xD8"))
+  if (file.size > kMaxBytes && !is("II") && !is("MM") && !is("\xFF\xD8"))
     return decltype(Exiv2::ImageFactory::open(IoPointer()))();
   const bool isHeif = beginning.rfind("ftyp", 4) == 4;  // it is read as a whole
-  const std::uint64_t most = isHeif ? kMostBytes : kMostOfPart;
+  const std::uint64_t most = isHeif ? kMaxBytes : kMaxPart;
   if (beginning.size() < file.size)
     return Exiv2::ImageFactory::open(
         IoPointer(new Bounded<Exiv2::FileIo>(most, file.path.string())));
