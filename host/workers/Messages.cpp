@@ -102,7 +102,7 @@ void Peer::AwaitEnd() const {
 }
 
 void Peer::Close() const {
-  ::shutdown(socket_.Number(), SHUT_RDWR);
+  ::shutdown(socket_.Number(), SHUT_WR);
 }
 
 }  // namespace kelo::host

@@ -29,7 +29,8 @@ class Peer {
   std::optional<Message> Receive(OwnedFile* descriptor = nullptr);
   // Waits until the other end has gone.
   void AwaitEnd() const;
-  // Ends the connection for both ends, from any thread; whoever waits for a message has none.
+  // Tells the other end, at once, that nothing more comes; from any thread. Receive goes on until
+  // that end has gone.
   void Close() const;
   int Number() const { return socket_.Number(); }
 

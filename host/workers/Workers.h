@@ -68,7 +68,8 @@ class Workers {
 
  private:
   class Connection;
-  // Ends all tasks, and every later one at once. From any thread.
+  // Ends all workers; a task is over when its worker has gone, and can no longer make anything.
+  // From any thread.
   void Stop();
   std::shared_ptr<Connection> Hire(bool forks);
 
