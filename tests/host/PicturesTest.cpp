@@ -45,7 +45,7 @@ std::string Tiff(const std::string& key, const std::string& text) {
 // Of a number, the highest first.
 std::string Bytes(int count, std::uint64_t number) {
   std::string bytes;
-  while (count-- > 0) bytes += static_cast<char>(number >> (8 * count));
+  while (count-- > 0) bytes += static_cast<char>(count < 8 ? number >> (8 * count) : 0);
   return bytes;
 }
 
