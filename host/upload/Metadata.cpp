@@ -16,8 +16,8 @@ namespace kelo::host {
 namespace {
 
 // As many bytes as the library takes.
-constexpr size_t kMostCaption = 319;
-constexpr size_t kMostTags = 903;
+constexpr size_t kMaxCaption = 319;
+constexpr size_t kMaxTags = 903;
 
 struct Words {
   const File* file = nullptr;
@@ -60,9 +60,9 @@ std::string FirstOf(const Exiv2::Image& picture, std::initializer_list<const cha
 
 void AddCaption(Words& words, std::string caption) {
   if (caption.empty()) return;
-  words.isCut |= caption.size() > kMostCaption;
-  if (caption.size() > kMostCaption) {
-    size_t end = kMostCaption;
+  words.isCut |= caption.size() > kMaxCaption;
+  if (caption.size() > kMaxCaption) {
+    size_t end = kMaxCaption;
     while (end > 0 && (caption[end] & 0xC0) == 0x80) --end;  // not inside a character
     caption.resize(end);
   }
@@ -81,7 +81,7 @@ void AddKeywords(Words& words, std::vector<std::string> keywords) {
   for (std::string& keyword : keywords) {
     std::ranges::replace(keyword, ',', ' ');  // it stands between tags
     if (std::ranges::find(added, keyword) != added.end()) continue;
-    if (words.tags.size() + 1 + keyword.size() > kMostTags) {
+    if (words.tags.size() + 1 + keyword.size() > kMaxTags) {
       words.isCut = true;
       continue;
     }
