@@ -11,6 +11,7 @@ namespace kelo::host {
 
 class AccountItems {
  public:
+  AccountItems() = default;  // none
   // As the library has them now; needs the hierarchy. An id that the records may have cut is left
   // out.
   explicit AccountItems(Library& library);

@@ -1,5 +1,5 @@
-// Downloads the files of a plan with a command for each, so that each stands on disk before the
-// next one begins.
+// Downloads the files of a plan with a command for each. Each lane has one on its way at a time,
+// which stands on disk before its next one begins.
 #include "host/download/Fetch.h"
 
 #include <fmt/format.h>
@@ -86,16 +86,16 @@ class Fetcher {
     struct stat status {};
     if (::stat(file.path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
     Memory& memory = *shared_.options.memory;
-    KnownFile now{.stamp = Stamp::Of(status), .digest = {}, .itemId = file.itemId};
-    if (const auto known = memory.FileAt(file.path); known && known->stamp == now.stamp)
+    const Stamp stamp = Stamp::Of(status);
+    if (const auto known = memory.FileAt(file.path); known && known->stamp == stamp)
       return known->digest;
-    const bool showsChanges = now.stamp.ShowsChanges();
-    now.digest = lane_.Aside([&] { return Sha256OfFile(file.path); });
-    if (!now.digest.empty() && !shared_.options.dryRun)
-      memory.Keep(file.path, {.stamp = showsChanges ? now.stamp : Stamp(),
-                              .digest = now.digest,
-                              .itemId = now.itemId});
-    return now.digest;
+    const bool showsChanges = stamp.ShowsChanges();
+    const std::string digest = lane_.Aside([&] { return Sha256OfFile(file.path); });
+    if (!digest.empty() && !shared_.options.dryRun)
+      memory.Keep(
+          file.path,
+          {.stamp = showsChanges ? stamp : Stamp(), .digest = digest, .itemId = file.itemId});
+    return digest;
   }
 
   void Skip(FetchedFile& fetched) const {

@@ -134,7 +134,11 @@ void AddPictureFacts(File& file, const std::string& beginning) {
 void LookAt(File& file, bool digests) {
   const auto now = NowAt(file.path);
   if (!now) return;
-  if (now->stamp != file.stamp) file.digest.clear();
+  if (now->stamp != file.stamp) {
+    file.digest.clear();
+    file.knownItem.clear();
+  }
+  if (!file.knownItem.empty()) return;
   file.stamp = now->stamp;
   file.stampHolds = now->stamp.ShowsChanges();
   if (now->size > 0 && now->size <= kMaxFile) {
@@ -155,8 +159,7 @@ void ReadPicture(const File& file, const std::function<void(const Exiv2::Image&)
 }
 
 void LookAtPictures(const Files& files, bool digests) {
-  for (File* file : files)
-    if (file->knownItem.empty()) LookAt(*file, digests);
+  for (File* file : files) LookAt(*file, digests);
 }
 
 }  // namespace kelo::host

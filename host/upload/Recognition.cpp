@@ -22,7 +22,13 @@ bool MayBeCalled(const std::string& name, const std::string& inCatalogue) {
 }  // namespace
 
 AccountItems& Recognition::Account() {
-  if (!account_) account_.emplace(loaded_());
+  if (account_) return *account_;
+  try {
+    account_.emplace(loaded_());
+  } catch (const Error& failure) {
+    if (failure.Code() == kKELOResult_Aborted) throw;
+    account_.emplace();  // then the service's check decides alone, and tells of its own failures
+  }
   return *account_;
 }
 
@@ -31,12 +37,14 @@ void Recognition::Recognise(File& file) {
   const auto known = memory_.FileAt(file.path);
   if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
   if (file.digest.empty()) return;
+  // Only an item's own digest tells its bytes. That the file has come from it does not.
   std::vector<std::string> ids = memory_.ItemsWith(file.digest);
-  const bool isUnchanged = known && known->digest == file.digest;
-  if (isUnchanged) ids.insert(ids.begin(), known->itemId);
+  const auto own = known ? std::ranges::find(ids, known->itemId) : ids.end();
+  const bool hasOwn = own != ids.end();
+  if (hasOwn) std::rotate(ids.begin(), own, own + 1);
   for (const std::string& id : ids) {
     const std::string* const name = isOfThisRun_.contains(id) ? nullptr : Account().NameOf(id);
-    const bool isOwn = isUnchanged && id == known->itemId;
+    const bool isOwn = hasOwn && id == known->itemId;
     if (name == nullptr || !(isOwn || MayBeCalled(file.Name(), *name))) continue;
     file.knownItem = id;
     file.isCertain = memory_.ItemOf(id).value_or(KnownItem{}).certain;
@@ -53,8 +61,16 @@ bool Recognition::IsMeant(File& file) {
   file.isCertain = item && item->certain && item->digest == file.digest;
   if (!item || file.digest.empty() || item->digest == file.digest) return true;
   const auto known = memory_.FileAt(file.path);
-  file.wasOther = known && known->digest != file.digest;
+  const auto former = known ? memory_.ItemOf(known->itemId) : std::nullopt;
+  file.wasOther = former && former->digest != file.digest;
   return false;
+}
+
+void Recognition::Keep(const Files& files) {
+  memory_.Together([&] {
+    for (const File* file : files)
+      if (file->Held()) Keep(*file);
+  });
 }
 
 void Recognition::Keep(const File& file) {

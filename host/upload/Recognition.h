@@ -17,7 +17,7 @@ namespace kelo::host {
 class Recognition {
  public:
   // `loaded` gives the library with the account loaded; it is asked only when some file's bytes are
-  // known. It may throw Error.
+  // known. If it throws Error, nothing is known, unless that is an abort.
   Recognition(Memory& memory, std::function<Library&()> loaded)
       : memory_(memory), loaded_(std::move(loaded)) {}
 
@@ -32,11 +32,11 @@ class Recognition {
   // other bytes; the file is then to be sent as a new one.
   bool IsMeant(File& file);
 
-  // What became of a decided file.
-  void Keep(const File& file);
-  void Together(const std::function<void()>& keep) { memory_.Together(keep); }
+  // What became of decided files, for the runs to come.
+  void Keep(const Files& files);
 
  private:
+  void Keep(const File& file);
   AccountItems& Account();
 
   Memory& memory_;

@@ -186,13 +186,9 @@ class Sender {
 
   void PlaceAndReport(const UploadRequest& request, const Files& decided) {
     Place(shared_.library, request, decided, shared_.options.dryRun);
-    const auto report = [&] {
-      for (const File* file : decided) Report(*file);
-    };
-    if (shared_.options.recognition != nullptr)
-      shared_.options.recognition->Together(report);
-    else
-      report();
+    if (shared_.options.recognition != nullptr && !shared_.options.dryRun)
+      shared_.options.recognition->Keep(decided);
+    for (const File* file : decided) Report(*file);
   }
 
   UploadAnswer Ask(UploadRequest& request, size_t other = 0) { return Try(request, true, other); }
@@ -204,8 +200,6 @@ class Sender {
   void Report(const File& file) {
     if (file.Held()) shared_.failedInARow = 0;
     if (IsStored(&file)) shared_.stored.insert(CheckKey(file, file.Name()));
-    if (file.Held() && shared_.options.recognition != nullptr && !shared_.options.dryRun)
-      shared_.options.recognition->Keep(file);
     if (part_) part_->Over(1, file.size);
     shared_.told.Add(at_, &file);
   }

@@ -31,6 +31,9 @@ constexpr const char* kTaken = " taken for the same by name, size and date";
 TEST_F(MemoryTest, OtherBytesAreNeverThere) {
   Set("a.jpg", "first");
   EXPECT_THAT(Put().out, EndsWith("1 stored, 0 already there, 0 not stored\n"));
+  // What a get notes of the edited file, from which its item comes, does not make it that item.
+  Set("a.jpg", "again");
+  EXPECT_EQ(Kelo({"get", "root", "--to", In()}).exitCode, 1);
   for (const char* edited : {"again", "third"}) {
     Set("a.jpg", edited);
     EXPECT_THAT(Put("--dry-run").out, HasSubstr("a.jpg: would be stored, 5 bytes, as a new item"));
