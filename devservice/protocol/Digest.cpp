@@ -15,6 +15,7 @@
 namespace kelo::devservice {
 namespace {
 
+// The kinds are looked up once each: a lookup costs more than a short digest.
 class Hash {
  public:
   explicit Hash(const EVP_MD* kind) : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
@@ -40,7 +41,8 @@ class Hash {
 }  // namespace
 
 std::string Sha1Hex(std::string_view text) {
-  Hash hash(EVP_sha1());
+  static EVP_MD* const sha1 = EVP_MD_fetch(nullptr, "SHA1", nullptr);
+  Hash hash(sha1);
   hash.Add(text.data(), text.size());
   return hash.Hex();
 }
@@ -48,7 +50,8 @@ std::string Sha1Hex(std::string_view text) {
 std::string Md5HexOfFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return {};
-  Hash hash(EVP_md5());
+  static EVP_MD* const md5 = EVP_MD_fetch(nullptr, "MD5", nullptr);
+  Hash hash(md5);
   std::vector<char> block(1 << 16);
   while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0)
     hash.Add(block.data(), static_cast<size_t>(file.gcount()));

@@ -17,7 +17,11 @@ namespace {
 
 class Hash {
  public:
-  Hash() { Check(context_ && EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) == 1); }
+  Hash() {
+    // Looked up once, since a lookup for each digest costs more than a short digest.
+    static EVP_MD* const sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    Check(context_ && EVP_DigestInit_ex(context_.get(), sha256, nullptr) == 1);
+  }
   void Add(const void* bytes, size_t size) {
     Check(EVP_DigestUpdate(context_.get(), bytes, size) == 1);
   }
