@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kBacklog = 4096;
 constexpr std::chrono::seconds kIdleLimit{300};
-constexpr std::chrono::seconds kLookRound{10};
+constexpr std::chrono::seconds kCloseIdleEvery{10};
 constexpr std::chrono::milliseconds kPause{1};
 constexpr size_t kSpareThreads = 3;
 // A stack takes 8 MiB of the addresses; where they have 32 bits, something must be left of them.
@@ -69,7 +69,7 @@ class Server final : public HttpServer {
   void Start() override {
     const std::lock_guard lock(mutex_);
     AwaitPeer();
-    LookRound();
+    CloseIdle();
     AddThread();
   }
 
@@ -140,14 +140,14 @@ class Server final : public HttpServer {
       peers_.erase(peer);
   }
 
-  void LookRound() {
-    timer_.expires_after(kLookRound);
+  void CloseIdle() {
+    timer_.expires_after(kCloseIdleEvery);
     timer_.async_wait([this](error_code) {
       const std::lock_guard lock(mutex_);
       if (stopping_) return;
       for (const Peer& peer : peers_)
         if (Clock::now() - peer.idleSince > kIdleLimit) shutdown(peer.socket.Get(), SHUT_RDWR);
-      LookRound();
+      CloseIdle();
     });
   }
 

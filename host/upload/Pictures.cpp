@@ -131,7 +131,7 @@ void AddPictureFacts(File& file, const std::string& beginning) {
   });
 }
 
-void LookAt(File& file, bool digests) {
+void ReadFactsOf(File& file, bool digests) {
   const auto now = NowAt(file.path);
   if (!now) return;
   if (now->stamp != file.stamp) {
@@ -158,8 +158,8 @@ void ReadPicture(const File& file, const std::function<void(const Exiv2::Image&)
   if (!IsMovie(beginning)) ReadPicture(file, beginning, use);
 }
 
-void LookAtPictures(const Files& files, bool digests) {
-  for (File* file : files) LookAt(*file, digests);
+void ReadPictureFacts(const Files& files, bool digests) {
+  for (File* file : files) ReadFactsOf(*file, digests);
 }
 
 }  // namespace kelo::host

@@ -17,6 +17,6 @@ void ReadPicture(const File& file, const std::function<void(const Exiv2::Image&)
 // Adds the time of the shot and the size in pixels and, with `digests`, the digest. A file that has
 // been written to since it was found goes as it is now; what can no longer go shows that when it is
 // sent. Those that are known already are not opened.
-void LookAtPictures(const Files& files, bool digests);
+void ReadPictureFacts(const Files& files, bool digests);
 
 }  // namespace kelo::host

@@ -21,10 +21,6 @@ namespace {
 // So many files fail one after the other only where it is not for the files.
 constexpr unsigned kMaxFailuresInARow = 5;
 
-bool HasMemo(const Files& files) {
-  return std::ranges::any_of(files, &File::IsVoiceMemo);
-}
-
 bool IsStored(const File* file) {
   return file->outcome == UploadOutcome::kStored;
 }
@@ -56,9 +52,9 @@ Files TakeOut(Files& files, IsMeant isMeant) {
 
 // The same, but that a picture takes its memo along.
 template <typename IsMeant>
-Files TakeOutWhole(Files& files, IsMeant isMeant) {
-  if (!HasMemo(files)) return TakeOut(files, isMeant);
-  return isMeant(files.front()) ? std::exchange(files, {}) : Files();
+Files TakeOutWhole(UploadRequest& request, IsMeant isMeant) {
+  if (!request.HasPairs()) return TakeOut(request.files, isMeant);
+  return isMeant(request.files.front()) ? std::exchange(request.files, {}) : Files();
 }
 
 // What all lanes know.
@@ -117,7 +113,7 @@ class Sender {
     if (recognition == nullptr) return;
     for (File* file : request.files) recognition->Recognise(*file);
     const auto isKnown = [](const File* file) { return !file->knownItem.empty(); };
-    if (HasMemo(request.files) && !isKnown(request.files.front())) return;
+    if (request.HasPairs() && !isKnown(request.files.front())) return;
     const Files known = TakeOut(request.files, isKnown);
     for (File* file : known) {
       file->itemId = file->knownItem;
@@ -238,9 +234,8 @@ class Sender {
   void Halve(UploadRequest request) {
     request.searching = true;
     UploadRequest rest = request;
-    const bool isPair = request.check && HasMemo(request.files);
-    if (isPair) {
-      // A memo goes with its picture, or behind it.
+    const bool hasPairs = request.HasPairs();
+    if (hasPairs) {
       rest.files = TakeOut(request.files, &File::IsVoiceMemo);
       rest.check = false;
     } else {
@@ -250,7 +245,7 @@ class Sender {
     }
     const Files before = request.files;
     SendUntilDecided(std::move(request));
-    if (isPair && std::ranges::none_of(before, IsStored))
+    if (hasPairs && std::ranges::none_of(before, IsStored))
       return Report(rest.files, UploadOutcome::kNotSent, shared_.ended);
     SendUntilDecided(std::move(rest));
   }
@@ -279,8 +274,7 @@ class Sender {
       if (failure.Code() == kKELOResult_Aborted) throw;
       return false;
     }
-    // A pair goes together or not at all.
-    const bool whole = request.check && HasMemo(request.files);
+    const bool whole = request.HasPairs();
     const std::uint64_t all = SizeOf(request.files);
     const auto isBeyond = [&](const File* file) {
       if (whole) return all > room;
@@ -295,7 +289,7 @@ class Sender {
   void SendLookalikes(UploadRequest& request) {
     UploadRequest unchecked = request;
     unchecked.check = false;
-    unchecked.files = TakeOutWhole(request.files, [this](const File* file) {
+    unchecked.files = TakeOutWhole(request, [this](const File* file) {
       return shared_.stored.contains(CheckKey(*file, file->Name()));
     });
     if (shared_.options.dryRun) return Preview(std::move(unchecked), Duplicate::kLookalike);
@@ -310,7 +304,7 @@ class Sender {
     UploadRequest asked = request;
     for (size_t other = 0; other <= most && most != 0; ++other) {
       asked.files =
-          TakeOutWhole(request.files, [&](const File* file) { return MayBeThereAs(*file, other); });
+          TakeOutWhole(request, [&](const File* file) { return MayBeThereAs(*file, other); });
       if (!asked.files.empty()) Ask(asked, other);
       request.files.insert(request.files.end(), asked.files.begin(), asked.files.end());
     }
@@ -319,7 +313,8 @@ class Sender {
   // What this run has stored itself is no such picture.
   bool MayBeThereAs(const File& file, size_t other) const {
     const std::vector<std::string> names = NamesBehind(file.Name());
-    if (other == 0 || other > names.size()) return other == 0 && !names.empty();
+    if (other == 0) return !names.empty();
+    if (other > names.size()) return false;
     const std::string& name = names[other - 1];
     return name.find('/') != name.npos || !shared_.stored.contains(CheckKey(file, name));
   }
@@ -366,8 +361,9 @@ void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
   const bool digests = options.recognition != nullptr;
   const auto readUntil = [&](size_t end) {
     while (reading.size() < std::min(end, requests.size()) && shared.ended == 0)
-      reading.push_back(std::async(
-          [&files = requests[reading.size()].files, digests] { LookAtPictures(files, digests); }));
+      reading.push_back(std::async([&files = requests[reading.size()].files, digests] {
+        ReadPictureFacts(files, digests);
+      }));
   };
   for (size_t next = 0; next < requests.size();) {
     const Duplicate kind = requests[next].files.front()->duplicate;

@@ -1,6 +1,7 @@
 // One upload command for a few files, whose answer is written into them.
 #pragma once
 
+#include <algorithm>
 #include <string>
 
 #include "host/library/Library.h"
@@ -15,6 +16,9 @@ struct UploadRequest {
   bool searching = false;  // for the file that a larger request failed by
   std::string albumId{};   // empty: none, or one that is not made yet
   std::string tags{};
+
+  // A memo goes with its picture, or behind it, while the check decides.
+  bool HasPairs() const { return check && std::ranges::any_of(files, &File::IsVoiceMemo); }
 };
 
 struct UploadAnswer {

@@ -35,14 +35,14 @@ std::string WhyUnfit(File& file) {
   return {};
 }
 
-void LookAt(File& file) {
+void Examine(File& file) {
   if (file.outcome == UploadOutcome::kUnfit) return;
   file.reason = WhyUnfit(file);
   if (!file.reason.empty()) file.outcome = UploadOutcome::kUnfit;
 }
 
 // On several threads: a disk, and a network above all, answers many questions at once.
-void LookAtAll(std::vector<File>& files) {
+void ExamineAll(std::vector<File>& files) {
   constexpr size_t kThreads = 8;
   constexpr size_t kSmallestShare = 100;
   const size_t share = std::max(files.size() / kThreads + 1, kSmallestShare);
@@ -50,7 +50,7 @@ void LookAtAll(std::vector<File>& files) {
   for (auto rest = std::span(files); !rest.empty();) {
     const auto mine = rest.first(std::min(share, rest.size()));
     rest = rest.subspan(mine.size());
-    shares.push_back(std::async([mine] { std::ranges::for_each(mine, LookAt); }));
+    shares.push_back(std::async([mine] { std::ranges::for_each(mine, Examine); }));
   }
   for (std::future<void>& each : shares) each.get();
 }
@@ -69,7 +69,7 @@ class Walker {
 
   std::vector<File> Finish(LeftOutCounts* leftOut) {
     if (leftOut != nullptr) *leftOut = std::move(leftOut_);
-    LookAtAll(files_);
+    ExamineAll(files_);
     std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
     std::erase_if(files_, [&](const File& file) {
       return file.outcome != UploadOutcome::kUnfit &&

@@ -78,7 +78,7 @@ class PicturesTest : public HostTest {
  protected:
   File LookedAt(const std::string& name, const std::string& bytes) const {
     File file{.path = Write(name, bytes)};
-    LookAtPictures({&file}, false);
+    ReadPictureFacts({&file}, false);
     return file;
   }
 };
@@ -95,7 +95,7 @@ TEST_F(PicturesTest, TellTheirSizeAndDate) {
     tagKELO_LoadInfo sent{};
   };
   File file{.path = KELO_SAMPLES_DIRECTORY "/mine/Garden/rosebed.jpg"};
-  LookAtPictures({&file}, false);
+  ReadPictureFacts({&file}, false);
   Output out;
   Watched library(out, {});
   Perform(library, {.files = {&file}});
@@ -218,7 +218,7 @@ TEST_F(PicturesTest, DamagedFilesCostNothing) {
   for (const auto& [name, bytes] : cases) {
     fs::resize_file(Write(name, bytes), 300 << 20);
     File file{.path = folder_ / name};
-    LookAtPictures({&file}, false);
+    ReadPictureFacts({&file}, false);
     EXPECT_EQ(file.shotDate, "") << name;
   }
   EXPECT_LT(std::clock() - begin, 2 * CLOCKS_PER_SEC);
