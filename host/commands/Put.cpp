@@ -49,8 +49,10 @@ int Put(Host& host, const PutOptions& options) {
   Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
   Recognition recognition(memory, [&]() -> Library& { return host.Loaded(); });
   if (!options.force)
-    for (File& file : files)
-      if (file.outcome == UploadOutcome::kUndecided) recognition.Recognise(file);
+    memory.AskTogether([&] {
+      for (File& file : files)
+        if (file.outcome == UploadOutcome::kUndecided) recognition.Recognise(file);
+    });
   const UploadPlan plan = PlanUpload(files, !options.force);
   for (const File* file : plan.unfit) TellOutcome(out, *file, options.dryRun);
   const size_t all = plan.FileCount();

@@ -161,18 +161,18 @@ void Memory::Keep(const std::string& id, const KnownItem& item) {
     });
 }
 
-void Memory::Together(const std::function<void()>& keep) {
-  if (database_) Try([this] { database_->Run("BEGIN IMMEDIATE"); });
-  const auto write = [this] {
+void Memory::Transact(const char* begin, const std::function<void()>& call) {
+  if (database_) Try([&] { database_->Run(begin); });
+  const auto end = [this] {
     if (database_) Try([this] { database_->Run("COMMIT"); });
   };
   try {
-    keep();
+    call();
   } catch (...) {
-    write();
+    end();
     throw;
   }
-  write();
+  end();
 }
 
 }  // namespace kelo::host

@@ -41,6 +41,7 @@ struct KnownFile {
   Stamp stamp{};
   std::string digest;
   std::string itemId;  // that it went to, or came from
+  bool operator==(const KnownFile&) const = default;
 };
 
 struct KnownItem {
@@ -65,13 +66,16 @@ class Memory {
   void Keep(const std::filesystem::path& path, const KnownFile& file);
   // What is certain is not replaced by what is not.
   void Keep(const std::string& id, const KnownItem& item);
-  // What is kept in between is written at once, which is faster.
-  void Together(const std::function<void()>& keep);
+  // What is asked, or kept, in between is one transaction, which is faster. A call that asks keeps
+  // nothing.
+  void AskTogether(const std::function<void()>& ask) { Transact("BEGIN", ask); }
+  void KeepTogether(const std::function<void()>& keep) { Transact("BEGIN IMMEDIATE", keep); }
 
  private:
   // A failure of the call is told, and the memory is not used any more.
   template <typename Call>
   void Try(const Call& call);
+  void Transact(const char* begin, const std::function<void()>& call);
   void Open();
   void SetAside();
 

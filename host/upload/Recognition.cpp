@@ -67,23 +67,28 @@ bool Recognition::IsMeant(File& file) {
 }
 
 void Recognition::Keep(const Files& files) {
-  memory_.Together([&] {
+  memory_.KeepTogether([&] {
     for (const File* file : files)
       if (file->Held()) Keep(*file);
   });
 }
 
 void Recognition::Keep(const File& file) {
-  // What was written to meanwhile is not what was sent.
-  const auto now = NowAt(file.path);
-  if (file.digest.empty() || file.itemId.empty() || !now || now->stamp != file.stamp) return;
+  if (file.digest.empty() || file.itemId.empty()) return;
+  const KnownFile row{.stamp = file.stampHolds ? file.stamp : Stamp(),
+                      .digest = file.digest,
+                      .itemId = file.itemId};
   const bool isStored = file.outcome == UploadOutcome::kStored;
   if (isStored) isOfThisRun_.insert(file.itemId);
-  if (file.knownItem.empty())
+  if (file.knownItem.empty()) {
+    // What was written to meanwhile is not what was sent.
+    const auto now = NowAt(file.path);
+    if (!now || now->stamp != file.stamp) return;
     memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored});
-  memory_.Keep(file.path, {.stamp = file.stampHolds ? file.stamp : Stamp(),
-                           .digest = file.digest,
-                           .itemId = file.itemId});
+  } else if (memory_.FileAt(file.path) == row) {
+    return;
+  }
+  memory_.Keep(file.path, row);
 }
 
 }  // namespace kelo::host
