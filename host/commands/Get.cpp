@@ -6,6 +6,7 @@
 
 #include "host/account/Find.h"
 #include "host/commands/Command.h"
+#include "host/commands/Selection.h"
 #include "host/download/Fetch.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
@@ -16,6 +17,8 @@ namespace {
 struct GetOptions {
   std::vector<std::string> targets;
   std::vector<std::string> albums;
+  std::string list;
+  Filter filter;
   bool all = false;
   std::string folder = ".";
   FetchOptions fetch;
@@ -30,6 +33,7 @@ class Reporter {
       : out_(out),
         toFetch_(CountToFetch(plan, options)),
         leftOut_(plan.leftOut),
+        filteredOut_(plan.filteredOut),
         dryRun_(options.dryRun) {
     TellDone();
   }
@@ -47,11 +51,12 @@ class Reporter {
   int Finish() {
     if (Interrupt::Signal() != 0) return 1;
     const size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
-    out_.Line(fmt::format("{}, {} already here{}{}{}",
+    out_.Line(fmt::format("{}, {} already here{}{}{}{}",
                           dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
                                   : fmt::format("{} downloaded", Count(FetchOutcome::kFetched)),
                           Count(FetchOutcome::kHere), Also(Count(FetchOutcome::kFailed), "failed"),
-                          Also(untried, "not tried"), Also(leftOut_, "left out")));
+                          Also(untried, "not tried"), Also(leftOut_, "left out"),
+                          Also(filteredOut_, "left out by the filter")));
     return Count(FetchOutcome::kFailed) + untried + leftOut_ == 0 ? 0 : 1;
   }
 
@@ -91,6 +96,7 @@ class Reporter {
   Output& out_;
   const size_t toFetch_;
   const size_t leftOut_;
+  const size_t filteredOut_;  // by wish
   const bool dryRun_;
   std::array<size_t, 4> counts_{};
 };
@@ -104,10 +110,11 @@ void TellNotFound(Output& out, const std::string& named, const Failure& failure)
 }
 
 int Get(Host& host, const GetOptions& options) {
-  if (options.all == !(options.targets.empty() && options.albums.empty()))
+  if (options.all == !(options.targets.empty() && options.albums.empty() && options.list.empty()))
     throw CLI::ValidationError("get", "give either TARGETs or --all");
+  const std::vector<std::string> targets = WithListed(options.targets, options.list);
   Library& library = host.Loaded();
-  Wanted wanted{.entries = {}, .all = options.all};
+  Wanted wanted{.entries = {}, .all = options.all, .filter = options.filter};
   bool allFound = true;
   const auto add = [&](const std::string& named, Item (*find)(Library&, const std::string&)) {
     try {
@@ -117,11 +124,12 @@ int Get(Host& host, const GetOptions& options) {
       TellNotFound(host.Out(), named, failure);
     }
   };
-  for (const std::string& target : options.targets) add(target, FindEntry);
+  for (const std::string& target : targets) add(target, FindEntry);
   for (const std::string& album : options.albums) add(album, FindAlbum);
   if (!allFound && wanted.entries.empty()) return 1;
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
-  if (plan.files.empty()) host.Out().Note("there are no items to download");
+  if (plan.files.empty() && plan.filteredOut == 0)
+    host.Out().Note("there are no items to download");
   Memory memory(host.Out(), StateFile::MemoryFolder(), host.Restored().account);
   FetchOptions fetch = options.fetch;
   fetch.memory = &memory;
@@ -140,10 +148,12 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
                   "Ids, names or paths of items, albums and folders; 'root' for the items in no "
                   "album");
   get->add_option("--album", options->albums, "An album, like a TARGET")->type_name("ALBUM");
+  AddListOption(*get, options->list, "TARGET");
   get->add_flag("--all", options->all, "Everything, friends' albums included");
   get->add_option("--to", options->folder, "Folder to download into, created if missing")
       ->type_name("DIR")
       ->capture_default_str();
+  AddFilterOptions(*get, options->filter, "Get");
   get->add_flag("--replace", options->fetch.replace,
                 "Get also what is here already, in place of the file that stands there");
   get->add_flag("--dry-run", options->fetch.dryRun, "Tell what would be downloaded, do nothing");
@@ -151,11 +161,16 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
   get->add_flag("--json", options->json, kJsonHelp);
   get->footer(
       "One album goes straight into the folder. A folder, several albums or --all make folders as "
-      "in the account; friends' albums go into \"Friends' albums\". Files of one name are "
-      "numbered. Characters that a file name cannot have are written as in URLs, \"AC%2FDC\". Each "
-      "file gets the date of its picture. By name and date, 'kelo get' and 'kelo put' recognise it "
-      "later. Ctrl-C leaves no partial file. To keep friends' pictures out of your account, use "
-      "'kelo put --exclude \"Friends' albums/\"'.");
+      "in the account; an album of its folder's name goes straight into that folder, and friends' "
+      "albums go into \"Friends' albums\". Files of one name are numbered. Characters that a file "
+      "name cannot have are written as in URLs, \"AC%2FDC\". Each file gets the date of its "
+      "picture. By name and date, 'kelo get' and 'kelo put' recognise it later. Ctrl-C leaves no "
+      "partial file. To keep friends' pictures out of your account, use 'kelo put --exclude "
+      "\"Friends' albums/\"'.\n" +
+      GlobHelp("DIR, where the file would go, without the number of namesakes") +
+      "--newer-than and --older-than look at the date of the shot; where there is none, at that of "
+      "the file, or else of the upload. The service tells no sizes before a download, so there is "
+      "no filter for them.");
 }
 
 }  // namespace kelo::host

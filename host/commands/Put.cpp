@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/commands/Command.h"
+#include "host/commands/Selection.h"
 #include "host/names/ResultText.h"
 #include "host/upload/Albums.h"
 #include "host/upload/Metadata.h"
@@ -17,6 +18,7 @@ namespace {
 
 struct PutOptions {
   std::vector<std::string> paths;
+  std::string list;
   std::string album;
   std::string tags;
   UploadFilter filter;
@@ -34,15 +36,27 @@ bool HasNoAlbum(const UploadPlan& plan) {
       [](const UploadRequest& request) { return request.files.front()->album.Empty(); });
 }
 
+// Of a run that finds nothing that could be sent.
+int TellNothingToSend(Output& out, const UploadPlan& plan, const LeftOutCounts& leftOut,
+                      bool dryRun) {
+  if (!plan.unfit.empty() || leftOut.contains(LeftOut::kByFilter))
+    return TellSums(out, plan, leftOut, dryRun);
+  const std::string text = LeftOutText(leftOut);
+  throw Failure(text.empty() ? "nothing to send: PATH holds no files"
+                             : fmt::format("nothing to send; left out: {}", text));
+}
+
 int Put(Host& host, const PutOptions& options) {
   Output& out = host.Out();
+  if (options.paths.empty() && options.list.empty())
+    throw CLI::ValidationError("put", "give PATHs or --files-from");
+  const std::vector<std::string> paths = WithListed(options.paths, options.list);
   if (!options.dryRun) host.LockAccount();
   Albums albums(
       out, [&]() -> Library& { return host.Loaded(); }, options.dryRun);
   const AlbumName album = albums.Meant(options.album);
   LeftOutCounts leftOut;
-  std::vector<File> files =
-      FindFiles(options.paths, options.filter, options.albumsFromFolders, &leftOut);
+  std::vector<File> files = FindFiles(paths, options.filter, options.albumsFromFolders, &leftOut);
   if (!options.albumsFromFolders)
     for (File& file : files) file.album = album;
   Library& library = host.WithSession();
@@ -56,12 +70,7 @@ int Put(Host& host, const PutOptions& options) {
   const UploadPlan plan = PlanUpload(files, !options.force);
   for (const File* file : plan.unfit) TellOutcome(out, *file, options.dryRun);
   const size_t all = plan.FileCount();
-  if (all == 0) {
-    if (!plan.unfit.empty()) return TellSums(out, plan, leftOut, options.dryRun);
-    const std::string text = LeftOutText(leftOut);
-    throw Failure(text.empty() ? "nothing to send: PATH holds no files"
-                               : fmt::format("nothing to send; left out: {}", text));
-  }
+  if (all == 0) return TellNothingToSend(out, plan, leftOut, options.dryRun);
   if (options.albumsFromFolders && HasNoAlbum(plan))
     out.Note("no album is made: all files lie directly in PATH; name the folder above it");
   size_t stored = 0;
@@ -83,7 +92,7 @@ int Put(Host& host, const PutOptions& options) {
   return std::max(TellSums(out, plan, leftOut, options.dryRun), isBrought ? 0 : 1);
 }
 
-constexpr const char* kFooter =
+constexpr const char* kAboutFiles =
     "A file that the service holds already is not sent; with an album given, it is placed there. "
     "What this machine has sent or downloaded is known by its content, so a file that was edited "
     "goes up as a new item. What others have sent is known by name, size and dates. Of folders, "
@@ -94,10 +103,12 @@ constexpr const char* kFooter =
     "--albums-from-folders: files at the top of PATH are in no album. A folder in PATH that holds "
     "folders becomes a folder, with an album for each of them and one of its own name for its "
     "loose files; any other becomes an album. What lies deeper joins the album of its second "
-    "level. The local service imports folders by the same rule.\n"
-    "A GLOB without a slash is compared with names. Any other is compared with the path below "
-    "PATH; one that ends in a slash means everything in such a folder. Case does not matter. A "
-    "folder that is excluded is not entered.\n"
+    "level. With several PATHs, each folder among them counts as a folder in PATH, and a file is "
+    "in "
+    "no album. The local service imports a folder by the same rule.\n";
+constexpr const char* kAboutRequests =
+    "--newer-than and --older-than look at the modification date of the file. By date and size, a "
+    "voice memo goes with its picture.\n"
     "A request takes up to 100 files or 64 MiB; one bad file costs only itself. A .wav file is the "
     "voice memo of the picture of its name. Empty files, names that are not UTF-8, and "
     "files of 2 GiB and more cannot be sent.";
@@ -107,11 +118,8 @@ constexpr const char* kFooter =
 void AddPutCommand(CLI::App& app, Action& chosen) {
   const auto [put, options] =
       AddCommand(app, chosen, "put", "Upload pictures, movies and sound", Put);
-  const auto globs = [put = put](const char* name, std::vector<std::string>& patterns,
-                                 const char* about) {
-    put->add_option(name, patterns, about)->type_name("GLOB")->allow_extra_args(false);
-  };
-  put->add_option("PATH", options->paths, "Files, or folders to walk to the bottom")->required();
+  put->add_option("PATH", options->paths, "Files, or folders to walk to the bottom");
+  AddListOption(*put, options->list, "PATH");
   CLI::Option* album = put->add_option(
       "--album", options->album,
       "The album to put them into, by id, name or Folder/Name; made where it is missing");
@@ -119,8 +127,8 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
                 "Put each folder's files into an album of its name")
       ->excludes(album);
   put->add_option("--tags", options->tags, "Tags for each of them")->check(AtMost(903));
-  globs("--include", options->filter.include, "Send only what matches; may be repeated");
-  globs("--exclude", options->filter.exclude, "Leave out what matches; may be repeated");
+  AddFilterOptions(*put, options->filter.wish, "Send");
+  AddSizeOptions(*put, options->filter.wish);
   put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");
   put->add_flag("--force", options->force, "Send also what the service holds already");
   put->add_flag("--metadata", options->metadata,
@@ -129,7 +137,7 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
   put->add_flag("--dry-run", options->dryRun, "Tell what would be done, and change nothing");
   AddTransfersOption(*put, options->transfers);
   put->add_flag("--json", options->json, kJsonHelp);
-  put->footer(kFooter);
+  put->footer(kAboutFiles + GlobHelp("PATH") + kAboutRequests);
 }
 
 }  // namespace kelo::host

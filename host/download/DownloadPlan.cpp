@@ -61,8 +61,45 @@ class AccountFolders {
         paths_.Give(wanted, Named::kFolder, [&](size_t at) { return MarksOf(siblings[at], ""); });
     for (size_t at = 0; at < siblings.size(); ++at) {
       folders_.emplace(siblings[at].id, given[at].path);
-      if (siblings[at].kind == Kind::Folder) Place(tree_.Below(siblings[at]), given[at].path);
+      if (siblings[at].kind == Kind::Folder) PlaceAlbums(siblings[at], given[at].path);
     }
+  }
+
+  // An album of its folder's own name holds what lies in the folder itself: so a folder becomes an
+  // account's.
+  void PlaceAlbums(const Item& folder, const fs::path& path) {
+    std::vector<Item> albums = tree_.Below(folder);
+    if (const auto own = OwnAlbum(folder, albums, path); own != albums.end()) {
+      folders_.emplace(own->id, path);
+      albums.erase(own);
+    }
+    Place(std::move(albums), path);
+  }
+
+  // Of several, the one whose files lie there. None where one of its files would have the place of
+  // another album's folder.
+  std::vector<Item>::iterator OwnAlbum(const Item& folder, std::vector<Item>& albums,
+                                       const fs::path& path) const {
+    std::map<std::string, int> names;
+    for (const Item& album : albums) ++names[FolderName(album)];
+    const std::string ownName = FolderName(folder);
+    --names[ownName];
+    auto first = albums.end();
+    for (auto album = albums.begin(); album != albums.end(); ++album) {
+      if (FolderName(*album) != ownName) continue;
+      const std::vector<Item> items = tree_.ContentsOf(*album).entries;
+      const auto collides = [&](const Item& item) {
+        const auto found = names.find(ItemFileName(item));
+        return found != names.end() && found->second > 0;
+      };
+      const auto isHere = [&](const Item& item) {
+        return IsFileOf(path / ItemFileName(item), ItemDate(item));
+      };
+      if (std::ranges::any_of(items, collides)) continue;
+      if (std::ranges::any_of(items, isHere)) return album;
+      if (first == albums.end() || album->id < first->id) first = album;
+    }
+    return first;
   }
 
   // The files in an entry's folder.
@@ -72,8 +109,16 @@ class AccountFolders {
       if (entry.kind != Kind::Folder)
         marks.push_back({below + ItemFileName(child), ItemDate(child)});
       else
-        std::ranges::move(MarksOf(child, FolderName(child) + "/"), std::back_inserter(marks));
+        for (const std::string& place : PlacesOf(child, entry))
+          std::ranges::move(MarksOf(child, place), std::back_inserter(marks));
     return marks;
+  }
+
+  // Where in its folder an album may be.
+  static std::vector<std::string> PlacesOf(const Item& album, const Item& folder) {
+    std::vector<std::string> places = {FolderName(album) + "/"};
+    if (FolderName(album) == FolderName(folder)) places.emplace_back();
+    return places;
   }
 
   AccountTree tree_;
@@ -84,7 +129,8 @@ class AccountFolders {
 
 class Planner {
  public:
-  Planner(Library& library, const fs::path& to) : library_(library), tree_(library) {
+  Planner(Library& library, const Filter& filter, const fs::path& to)
+      : library_(library), filter_(filter), tree_(library) {
     plan_.to = to;
   }
 
@@ -117,6 +163,11 @@ class Planner {
         AddFilesOf(album, album.kind == Kind::RootAlbum ? plan_.to : folders.Of(album));
     }
     GivePaths();
+    // Only now, so that a path does not depend on the filter.
+    plan_.filteredOut = std::erase_if(plan_.files, [this](const PlannedDownload& file) {
+      return !filter_.TakesName(file.wanted.lexically_relative(plan_.to)) ||
+             !filter_.TakesDate(file.shown);
+    });
     plan_.leftOut = tree_.LeftOutCount();
     return std::move(plan_);
   }
@@ -148,7 +199,8 @@ class Planner {
                              .url = item.originalUrl,
                              .wanted = folder / ItemFileName(item),
                              .path = {},
-                             .modified = ItemDate(item)});
+                             .modified = ItemDate(item),
+                             .shown = ShownDate(item)});
     }
   }
 
@@ -167,6 +219,7 @@ class Planner {
   }
 
   Library& library_;
+  const Filter& filter_;
   AccountTree tree_;
   DownloadPlan plan_;
   std::vector<Item> loose_;
@@ -178,7 +231,7 @@ class Planner {
 }  // namespace
 
 DownloadPlan PlanDownload(Library& library, const Wanted& wanted, const fs::path& to) {
-  Planner planner(library, to);
+  Planner planner(library, wanted.filter, to);
   if (wanted.all) planner.AddAll();
   for (const auto& entry : wanted.entries) planner.Add(entry);
   return planner.Finish();

@@ -58,6 +58,12 @@ std::optional<std::time_t> ItemDate(const Item& item) {
   return MomentOf(item.modifyDate);
 }
 
+std::optional<std::int64_t> ShownDate(const Item& item) {
+  if (const auto shot = ShownSeconds(item.shotDate, DateClock::kCamera)) return shot;
+  const auto modified = ShownSeconds(item.modifyDate, DateClock::kUniversal);
+  return modified ? modified : ShownSeconds(item.uploadDate, DateClock::kUniversal);
+}
+
 bool IsFileOf(const std::filesystem::path& path, std::optional<std::time_t> modified) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;

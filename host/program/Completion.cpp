@@ -151,7 +151,7 @@ constexpr EntryLabel kEntryLabels[] = {
 Completions Values(const CLI::App& app, const CommonOptions& options, const CLI::Option& option,
                    const std::string& begun) {
   const std::string label = ValueName(option);
-  if (label == "PATH") return {.kind = "files", .candidates = {}};
+  if (label == "PATH" || label == "FILE") return {.kind = "files", .candidates = {}};
   if (label == "DIR") return {.kind = "folders", .candidates = {}};
   const auto* entry = std::ranges::find(kEntryLabels, label, &EntryLabel::label);
   if (entry != std::end(kEntryLabels)) return {"names", NamesOf(options, entry->kinds, begun)};

@@ -51,6 +51,10 @@ std::string Albums::FindOrMake(const AlbumName& name) {
   if (!name.folder.empty()) folder = Find("", Kind::Folder, name.folder);
   const bool folderIsMissing = !name.folder.empty() && folder.empty();
   std::string id = folderIsMissing ? "" : Find(folder, Kind::Album, name.album);
+  // An album of its folder's name, which a download puts straight into that folder.
+  if (const auto own = id.empty() && name.folder.empty() ? Find("", Kind::Folder, name.album) : "";
+      !own.empty())
+    id = Find(own, Kind::Album, name.album);
   if (!id.empty()) return id;
   if (!dryRun_) {
     if (folderIsMissing) folder = Make("", Kind::Folder, name.folder);

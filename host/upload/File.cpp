@@ -32,6 +32,10 @@ bool File::IsVoiceMemo() const {
   return Lower(path.extension().string()) == ".wav";
 }
 
+std::string File::PairKey() const {
+  return (path.parent_path() / Lower(path.stem().string())).string();
+}
+
 std::uint64_t SizeOf(const Files& files) {
   std::uint64_t size = 0;
   for (const File* file : files) size += file->size;

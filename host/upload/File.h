@@ -72,6 +72,10 @@ struct File {
   std::string Name() const { return path.filename().string(); }
   // ".wav": goes with the picture of its name.
   bool IsVoiceMemo() const;
+  // "IMG_1.JPG" and "img_1.wav" of one folder belong together: they have the same.
+  std::string PairKey() const;
+  // Whether the file system has told of it.
+  bool IsDescribed() const { return !modifyDate.empty(); }
   // Whether the service holds the file now.
   bool Held() const { return outcome <= UploadOutcome::kNotPlaced; }
 };

@@ -1,8 +1,7 @@
-// Decides which files an upload takes, by tables of names and extensions, and by patterns.
+// Decides which files an upload takes, by tables of names and extensions.
 #include "host/upload/Filter.h"
 
 #include <fmt/format.h>
-#include <fnmatch.h>
 
 #include <algorithm>
 #include <string_view>
@@ -52,29 +51,6 @@ std::string ExtensionOf(const fs::path& name) {
   return extension.empty() ? extension : extension.substr(1);
 }
 
-bool Matches(const std::string& pattern, const std::string& text) {
-  return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
-}
-
-// As in other programs: a "/" in front begins at the top, one at the end means all that is in such
-// a folder, and "**/" stands for no folder as well.
-bool MatchesPath(std::string pattern, const std::string& path) {
-  const bool anywhere = pattern.find('/') + 1 == pattern.size();
-  if (pattern.ends_with('/')) pattern += '*';
-  if (pattern.starts_with('/')) pattern.erase(0, 1);
-  return Matches(pattern, path) || (anywhere && Matches("*/" + pattern, path)) ||
-         (pattern.starts_with("**/") && Matches(pattern.substr(3), path));
-}
-
-bool Matches(const std::vector<std::string>& patterns, const fs::path& below) {
-  if (patterns.empty()) return false;
-  const std::string path = below.generic_string();
-  const std::string name = below.filename().string();
-  return std::any_of(patterns.begin(), patterns.end(), [&](const std::string& pattern) {
-    return pattern.find('/') == pattern.npos ? Matches(pattern, name) : MatchesPath(pattern, path);
-  });
-}
-
 }  // namespace
 
 std::string LeftOutText(const LeftOutCounts& counts) {
@@ -88,7 +64,7 @@ std::string LeftOutText(const LeftOutCounts& counts) {
       {"sidecar (XMP, AAE, THM), which the service cannot keep with its picture",
        "sidecars (XMP, AAE, THM), which the service cannot keep with their pictures"},
       {"of another kind", "of other kinds"},
-      {"by --include or --exclude", "by --include or --exclude"},
+      {"by the filter", "by the filter"},
       {"link to a folder", "links to folders"}};
   std::vector<std::string> parts;
   size_t junk = 0;  // parts
@@ -102,8 +78,7 @@ std::string LeftOutText(const LeftOutCounts& counts) {
 }
 
 std::optional<LeftOut> UploadFilter::File(const fs::path& below, bool named) const {
-  if (Matches(exclude, below) || (!include.empty() && !Matches(include, below)))
-    return LeftOut::kByPattern;
+  if (!wish.TakesName(below)) return LeftOut::kByFilter;
   if (allFiles) return std::nullopt;
   const fs::path name = below.filename();
   if (IsSystemFile(name.string())) return LeftOut::kSystemFile;
@@ -115,7 +90,7 @@ std::optional<LeftOut> UploadFilter::File(const fs::path& below, bool named) con
 }
 
 std::optional<LeftOut> UploadFilter::Folder(const fs::path& below) const {
-  if (Matches(exclude, below)) return LeftOut::kByPattern;
+  if (wish.Excludes(below)) return LeftOut::kByFilter;
   if (!allFiles && below.filename().string().starts_with('.')) return LeftOut::kHidden;
   return std::nullopt;
 }

@@ -1,5 +1,5 @@
 // Which of the files that are found in folders an upload takes: pictures, movies and sound, no
-// junk, and what the patterns of the command line leave.
+// junk, and what the filter of the command line leaves.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "host/names/Filter.h"
+
 namespace kelo::host {
 
 // Why something is left out without a word of its own, in the order in which it is told.
-enum class LeftOut { kSystemFile, kHidden, kSidecar, kOtherKind, kByPattern, kFolderLink };
+enum class LeftOut { kSystemFile, kHidden, kSidecar, kOtherKind, kByFilter, kFolderLink };
 
 using LeftOutCounts = std::map<LeftOut, size_t>;
 
@@ -20,15 +22,11 @@ using LeftOutCounts = std::map<LeftOut, size_t>;
 std::string LeftOutText(const LeftOutCounts& counts);
 
 struct UploadFilter {
-  // Globs, case not counted. One without a slash is compared with names, any other with the path
-  // below the folder that the command line named; there "*" matches slashes too. "Trip/" is all
-  // that any folder Trip holds.
-  std::vector<std::string> include;  // empty: everything
-  std::vector<std::string> exclude;
+  Filter wish{};          // of the command line
   bool allFiles = false;  // junk and files of other kinds as well
 
-  // `below` is the path below that folder. A file that the command line named itself (`named`) may
-  // be hidden and of any kind.
+  // By its name. `below` is the path below the folder that the command line named. A file that was
+  // named itself (`named`) may be hidden and of any kind.
   std::optional<LeftOut> File(const std::filesystem::path& below, bool named) const;
   // A folder that is left out is not entered.
   std::optional<LeftOut> Folder(const std::filesystem::path& below) const;

@@ -7,19 +7,14 @@
 namespace kelo::host {
 namespace {
 
-// "IMG_1.JPG" and "img_1.wav" of one folder belong together.
-std::string PairKey(const std::filesystem::path& path) {
-  return (path.parent_path() / Lower(path.stem().string())).string();
-}
-
 // Puts each memo behind its picture in `groups`, whose files must not be divided.
 void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files& unfit) {
   std::unordered_map<std::string, size_t> pictures;
   if (!memos.empty())
     for (size_t at = 0; at < groups.size(); ++at)
-      pictures.emplace(PairKey(groups[at].front()->path), at);
+      pictures.emplace(groups[at].front()->PairKey(), at);
   for (File* memo : memos) {
-    const auto found = pictures.find(PairKey(memo->path));
+    const auto found = pictures.find(memo->PairKey());
     if (found != pictures.end()) {
       memo->album = groups[found->second].front()->album;
       groups[found->second].push_back(memo);

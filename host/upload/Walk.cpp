@@ -8,8 +8,10 @@
 #include <set>
 #include <span>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 
+#include "host/names/Dates.h"
 #include "host/names/Names.h"
 #include "host/upload/Albums.h"
 #include "text/Unicode.h"
@@ -55,30 +57,61 @@ void ExamineAll(std::vector<File>& files) {
   for (std::future<void>& each : shares) each.get();
 }
 
+// Also of "2023/" and of ".".
+fs::path NameOf(const fs::path& folder) {
+  const fs::path name = folder.has_filename() ? folder.filename() : folder.parent_path().filename();
+  std::error_code failed;
+  return name.empty() || name == "." || name == ".." ? fs::canonical(folder, failed).filename()
+                                                     : name;
+}
+
 class Walker {
  public:
   Walker(const UploadFilter& filter, bool albums) : filter_(filter), albums_(albums) {}
 
-  void Add(const fs::path& path) {
+  void Add(const fs::path& path, bool isOneOfSeveral) {
     std::error_code failed;
-    if (fs::is_directory(path, failed))
+    if (fs::is_directory(path, failed)) {
+      top_ = isOneOfSeveral ? NameOf(path) : fs::path();
       Walk(path, {});
-    else if (!IsLeftOut(filter_.File(path.filename(), true)))
+    } else if (!IsLeftOut(filter_.File(path.filename(), true))) {
       files_.push_back({.path = path});
+    }
   }
 
   std::vector<File> Finish(LeftOutCounts* leftOut) {
-    if (leftOut != nullptr) *leftOut = std::move(leftOut_);
     ExamineAll(files_);
     std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
     std::erase_if(files_, [&](const File& file) {
       return file.outcome != UploadOutcome::kUnfit &&
              !seen.emplace(file.stamp.device, file.stamp.inode, file.album).second;
     });
+    if (filter_.wish.HasBounds()) LeaveOutByBounds();
+    if (leftOut != nullptr) *leftOut = std::move(leftOut_);
     return std::move(files_);
   }
 
  private:
+  bool IsWithinBounds(const File& file) const {
+    const Filter& wish = filter_.wish;
+    return wish.TakesSize(file.size) &&
+           wish.TakesDate(ShownSeconds(file.modifyDate, DateClock::kUniversal));
+  }
+
+  // A voice memo stays with its picture, which it could not follow later.
+  void LeaveOutByBounds() {
+    std::unordered_map<std::string, bool> pictures;  // whether they are taken
+    for (const File& file : files_)
+      if (!file.IsVoiceMemo()) pictures[file.PairKey()] |= IsWithinBounds(file);
+    const size_t count = std::erase_if(files_, [&](const File& file) {
+      if (!file.IsDescribed()) return false;
+      if (!file.IsVoiceMemo()) return !IsWithinBounds(file);
+      const auto picture = pictures.find(file.PairKey());
+      return !(picture == pictures.end() ? IsWithinBounds(file) : picture->second);
+    });
+    if (count > 0) leftOut_[LeftOut::kByFilter] += count;
+  }
+
   bool IsLeftOut(std::optional<LeftOut> reason) {
     if (reason) ++leftOut_[*reason];
     return reason.has_value();
@@ -96,7 +129,9 @@ class Walker {
           {.path = folder, .outcome = UploadOutcome::kUnfit, .reason = failed.message()});
     std::ranges::sort(files, {}, &fs::path::native);
     std::ranges::sort(folders, {}, &fs::path::native);
-    const AlbumName album = albums_ ? AlbumOfFolder(below, !folders.empty()) : AlbumName();
+    const AlbumName album =
+        albums_ ? AlbumOfFolder(below.empty() ? top_ : top_ / below, !folders.empty())
+                : AlbumName();
     for (const fs::path& name : files) files_.push_back({.path = folder / name, .album = album});
     for (const fs::path& name : folders) Walk(folder / name, below / name);
   }
@@ -117,6 +152,7 @@ class Walker {
 
   const UploadFilter& filter_;
   const bool albums_;
+  fs::path top_;  // of the albums' names: empty, or the name of the folder that is walked
   LeftOutCounts leftOut_;
   std::vector<File> files_;
 };
@@ -126,7 +162,7 @@ class Walker {
 std::vector<File> FindFiles(const std::vector<std::string>& paths, const UploadFilter& filter,
                             bool albums, LeftOutCounts* leftOut) {
   Walker walker(filter, albums);
-  for (const std::string& path : paths) walker.Add(path);
+  for (const std::string& path : paths) walker.Add(path, paths.size() > 1);
   return walker.Finish(leftOut);
 }
 

@@ -23,8 +23,8 @@ namespace {
 constexpr std::time_t kScriptedDate = 1715940673;  // 2024-05-17T10:11:13Z
 
 TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
-  for (const char* name : {"in/top.jpg", "in/Journeys/Lisbon/a.jpg", "in/Journeys/Porto/b.jpg",
-                           "in/Party/c.jpg", "Anna's garden/d.jpg"})
+  for (const char* name : {"in/top.jpg", "in/Journeys/j.jpg", "in/Journeys/Lisbon/a.jpg",
+                           "in/Journeys/Porto/b.jpg", "in/Party/c.jpg", "Anna's garden/d.jpg"})
     Write(name, name);
   service_.Import(folder_ / "in");
   service_.ImportFriend(folder_ / "Anna's garden");
@@ -38,6 +38,7 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
   EXPECT_FALSE(fs::exists(Out()));
   EXPECT_EQ(Arrived("/original/"), 0u);
 
+  const std::string loose = "Journeys/j.jpg";
   const std::string lisbon = "Journeys/Lisbon/a.jpg";
   const std::string porto = "Journeys/Porto/b.jpg";
   const std::string party = "Party/c.jpg";
@@ -52,10 +53,11 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
       {{"--album", "Lisbon"}, {"a.jpg"}},
       {{"root"}, {"top.jpg"}},
       {{"Anna's garden"}, {"d.jpg"}},
-      {{"Journeys"}, {lisbon, porto}},
-      {{"Journeys", "Lisbon", ids["c.jpg"]}, {lisbon, porto, "c.jpg"}},
-      {{"Lisbon", "Anna's garden", "root"}, {theirs, lisbon, "top.jpg"}},
-      {{"--all"}, {theirs, lisbon, porto, party, "top.jpg"}},
+      {{"/Journeys"}, {lisbon, porto, loose}},
+      {{"/Journeys", "Lisbon", ids["c.jpg"]}, {lisbon, porto, loose, "c.jpg"}},
+      {{"Lisbon", "--files-from", Write("list", "Anna's garden\n\nroot")},
+       {theirs, lisbon, "top.jpg"}},
+      {{"--all"}, {theirs, lisbon, porto, loose, party, "top.jpg"}},
   };
   for (const Case& one : cases) {
     fs::remove_all(Out());
@@ -64,11 +66,81 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
     EXPECT_EQ(PathsInOut(), one.paths) << ::testing::PrintToString(one.arguments);
   }
   // What the service imported is known to it by the date that the file got.
-  const Outcome put = Kelo({"put", (Out() / "Journeys").string(), (Out() / "top.jpg").string()});
-  EXPECT_EQ(put.exitCode, 0) << put.err;
-  EXPECT_EQ(Arrived("UploadItems"), 0u);
+  const Outcome put =
+      Kelo({"put", Out(), "--albums-from-folders", "--exclude", "Friends' albums/"});
+  EXPECT_THAT(put.out, EndsWith("0 stored, 5 already there, 0 not stored\n")) << put.err;
+  EXPECT_EQ(Arrived("UploadItems") + Arrived("AddAlbum") + Arrived("AddItemsToAlbum"), 0u);
 
-  for (const char* wrong : {"", "--all Lisbon"}) EXPECT_EQ(Get(wrong).exitCode, 2) << wrong;
+  for (const char* wrong : {"", "--all Lisbon", "--all --files-from x", "--all --larger-than 1"})
+    EXPECT_EQ(Get(wrong).exitCode, 2) << wrong;
+}
+
+// What is left out is no failure, and moves no other.
+TEST_F(GetTest, OneFilterForBothWays) {
+  const auto item = [this](const std::string& id, const std::string& name,
+                           const std::string& dates) {
+    return ItemOf(id, name, dates + " origUrl=\"" + service_.Url() + "/original/" + id + "\"");
+  };
+  const std::string trip =
+      item("longer", "same.jpg",
+           R"(modifyDate="2025-05-17T10:11:13Z" shotDate="2024-05-18T00:00:00")") +
+      item("short", "same.jpg", R"(modifyDate="2023-05-17T10:11:13Z" uploadDate="2025-01-01")");
+  TellAccount("<folders>" +
+                  FolderOf("f", "Trip",
+                           AlbumOf("t", "Trip", trip) +
+                               AlbumOf("o", "One",
+                                       item("n", "a.nef", R"(uploadDate="2022-05-17 10:11:13")"))) +
+                  "</folders><rootAlbum>" +
+                  item("b", "b.JPG", R"(modifyDate="2024-05-17T10:11:13Z")") + "</rootAlbum>",
+              [](const ClientRequest& request) -> std::optional<Reply> {
+                if (!request.path.starts_with("/original/")) return std::nullopt;
+                return Reply{.body = request.path.substr(10)};
+              });
+  ASSERT_EQ(Get("--all").exitCode, 0);
+  fs::rename(Out(), In());
+  Write("in/b.wav", "a memo goes with its picture");
+  const auto sent = [this](const Words& options) {
+    Words paths;
+    for (const auto& file :
+         Objects(Kelo(Words{"put", In(), "--force", "--dry-run", "--json"} + options).out))
+      paths.push_back(fs::relative(file["path"].get<std::string>(), In()));
+    return paths;
+  };
+  const std::string nef = "Trip/One/a.nef";
+  const std::string same = "Trip/same.jpg";
+  const std::string same2 = "Trip/same (2).jpg";
+  const std::string b = "b.JPG";
+  const std::string memo = "b.wav";
+  struct Case {
+    Words options;
+    Words got;
+    Words sent;
+  };
+  const Case cases[] = {
+      {"--older-than 1h", {nef, same2, same, b}, {b, memo, same2, same}},
+      {"--newer-than 3w", {}, {nef}},
+      {"--include {*.nef,b.{x,jpg}}", {nef, b}, {b, nef}},
+      {"--exclude one --include Trip/", {same2, same}, {same2, same}},
+      {"--include Trip/same.jpg", {same2, same}, {same}},
+      {"--newer-than 2024", {same, b}, {b, memo, same, nef}},
+      {"--newer-than 2024-05 --older-than 2024-05-18", {b}, {b, memo}},
+      {"--older-than 2024-05-17T10:11:13Z", {nef, same2}, {same2}},
+      {"--older-than 2024-05-17T10:11:14Z", {nef, same2, b}, {b, memo, same2}},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(::testing::PrintToString(one.options));
+    fs::remove_all(Out());
+    fs::create_directory(Out());
+    const Outcome get = Get("--all" + one.options);
+    EXPECT_EQ(get.exitCode, 0) << get.err;
+    EXPECT_EQ(PathsInOut(), one.got);
+    if (one.got.size() < 4)
+      EXPECT_THAT(get.out,
+                  EndsWith(fmt::format(", {} left out by the filter\n", 4 - one.got.size())));
+    EXPECT_EQ(sent(one.options), one.sent);
+  }
+  EXPECT_THAT(sent("--larger-than 4"), ElementsAre(same2, same));
+  EXPECT_THAT(sent("--smaller-than 6"), ElementsAre(b, memo, same2, nef));
 }
 
 TEST_F(GetTest, LeavesAloneWhatIsHereAndReplacesItInOneStep) {

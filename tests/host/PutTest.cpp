@@ -1,4 +1,6 @@
 // What uploads take, where it goes, and what is done twice.
+#include <fmt/format.h>
+
 #include "HostTest.h"
 #include "host/upload/Plan.h"
 #include "host/upload/Walk.h"
@@ -24,16 +26,17 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
        "keep "
        "with their pictures, 2 of other kinds (--all-files sends such files), 1 link to a "
        "folder\n"},
-      {"--include *.jpg --include=?.M*", "3 would be stored",
-       "2 hidden (--all-files sends such files), 8 by --include or --exclude"},
-      {"--exclude *.Jpg --exclude no*", "3 would be stored", "5 by --include"},
+      {"--include {*.jpg,?.M*}", "3 would be stored",
+       "2 hidden (--all-files sends such files), 8 by the filter"},
+      {"--exclude *.Jpg --exclude no*", "3 would be stored", "5 by the filter"},
       {"--all-files", "14 would be stored", "left out: 1 link to a folder\n"},
-      {"--all-files --exclude .trash", "13 would be stored", "1 by --include"},
-      {"--all-files --exclude .Trash/", "13 would be stored", "1 by --include"},
-      {"--all-files --include .trash/*", "1 would be stored", "13 by --include"},
-      {"--all-files --include /.trash/", "1 would be stored", "13 by --include"},
-      {"--all-files --include **/?.jpg", "2 would be stored", "12 by --include"},
-      {{In() / "notes.txt", In() / ".hidden.jpg", In() / "Thumbs.db"},
+      {"--all-files --exclude .trash", "13 would be stored", "1 by the filter"},
+      {"--all-files --exclude .Trash/", "13 would be stored", "1 by the filter"},
+      {"--all-files --include .trash/*", "1 would be stored", "13 by the filter"},
+      {"--all-files --include /.trash/", "1 would be stored", "13 by the filter"},
+      {"--all-files --include **/?.jpg", "2 would be stored", "12 by the filter"},
+      {{"--files-from", Write("list", fmt::format("{0}/notes.txt\n\n{0}/.hidden.jpg\n{0}/Thumbs.db",
+                                                  In().string()))},
        "6 would be stored",
        "5 system files, 2 hidden, 2 sidecars"},
   };
@@ -43,9 +46,12 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
     EXPECT_THAT(put.out, HasSubstr(one.sums)) << ::testing::PrintToString(one.options);
     EXPECT_THAT(put.err, HasSubstr(one.leftOut)) << ::testing::PrintToString(one.options);
   }
-  const Outcome nothing = Kelo({"put", In() / ".trash", "--exclude", "*"});
-  EXPECT_EQ(nothing.exitCode, 1);
-  EXPECT_EQ(nothing.err, "kelo: nothing to send; left out: 1 by --include or --exclude\n");
+  const Words trash = {"put", In() / ".trash"};
+  EXPECT_EQ(Kelo(trash + "--exclude *").err, "left out: 1 by the filter\n");
+  EXPECT_EQ(Kelo(trash + "--exclude *").exitCode, 0);
+  const std::string list = In() / "no list";
+  EXPECT_EQ(Kelo(trash + Words{"--files-from", list}).err,
+            "kelo: cannot read the list " + list + ": No such file or directory\n");
 }
 
 TEST_F(PutTest, FilesThatAreThereArePlacedInTheAlbum) {
@@ -89,6 +95,13 @@ TEST_F(PutTest, FoldersBecomeAlbumsByTheRuleOfTheImport) {
   Write("in/Empty/notes.txt", "not a picture");
   for (const std::string sums : {"1 stored, 7 already", "0 stored, 8 already"})
     EXPECT_THAT(Put("--albums-from-folders --transfers 1").out, HasSubstr(sums));
+  // Each of several folders counts as one in the folder that is named.
+  EXPECT_THAT(
+      Kelo({"put", In() / "Plain", In() / "Trip/.", In() / "top.jpg", "--albums-from-folders"}).out,
+      HasSubstr("0 stored, 6 already there, 0"));
+  // What lies directly in a folder is known once the folders in it are gone.
+  for (const char* gone : {"Trip/One", "Trip/Two"}) fs::remove_all(In() / gone);
+  EXPECT_THAT(Put("--albums-from-folders").out, HasSubstr("0 stored, 5 already there, 0"));
   EXPECT_THAT(Kelo({"put", In() / "Plain", "--albums-from-folders"}).err,
               StartsWith("no album is made: all files lie directly in PATH;"));
   EXPECT_EQ(Arrived("UploadItems"), 7u);  // one for each album

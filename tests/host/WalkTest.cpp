@@ -93,6 +93,14 @@ TEST_F(WalkTest, AnAccountNeedNotBeATree) {
       // two of one name, the later one first
       {"", AlbumOf("b", "A", PictureOf("y", "y")) + AlbumOf("a", "A", in), "",
        Words{"A (2)/y.jpg", "A/in.jpg"}},
+      // an album of its folder's name: alone, with a namesake, and with a file for which there is
+      // no place
+      {FolderOf("x", "X", AlbumOf("b", "B", PictureOf("y", "y")) + AlbumOf("a", "X", in)), "", "",
+       "X/B/y.jpg X/in.jpg"},
+      {FolderOf("x", "X", AlbumOf("b", "X", PictureOf("y", "y")) + AlbumOf("a", "X", in)), "", "",
+       "X/X/y.jpg X/in.jpg"},
+      {FolderOf("x", "X", AlbumOf("b", "in.jpg", PictureOf("y", "y")) + AlbumOf("a", "X", in)), "",
+       "", "X/X/in.jpg X/in.jpg/y.jpg"},
       // in what was an album before it was a folder
       {FolderOf("x", "X", AlbumOf("y", "Y")) + FolderOf("y", "Y", AlbumOf("a", "A", in)), "",
        "Y [y]: listed before", "A/in.jpg"},
@@ -136,11 +144,15 @@ TEST_F(WalkTest, AnIdMayMeanSomethingElse) {
 
 TEST_F(WalkTest, AnAlbumThatGotANamesakeKeepsItsFolder) {
   const std::string later = AlbumOf("b", "A", PictureOf("y", "y"));
-  for (const std::string& albums : {later, AlbumOf("a", "A", PictureOf("x", "x")) + later}) {
-    Script({"", albums});
+  const std::string both = AlbumOf("a", "A", PictureOf("x", "x")) + later;
+  const std::string laterInOne = AlbumOf("d", "F", PictureOf("v", "v"));
+  const std::string bothInOne = AlbumOf("c", "F", PictureOf("w", "w")) + laterInOne;
+  for (const auto& [albums, inOne] : {std::pair(later, laterInOne), {both, bothInOne}}) {
+    Script({FolderOf("f", "F", inOne), albums});
     EXPECT_EQ(Get("--all").exitCode, 0);
   }
-  EXPECT_THAT(PathsInOut(), ElementsAre("A (2)/x.jpg", "A/y.jpg", "Good/ok.jpg"));
+  EXPECT_THAT(PathsInOut(),
+              ElementsAre("A (2)/x.jpg", "A/y.jpg", "F/F/w.jpg", "F/v.jpg", "Good/ok.jpg"));
 }
 
 }  // namespace

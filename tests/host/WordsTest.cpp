@@ -2,6 +2,8 @@
 
 #include "HostTest.h"
 #include "commandline/Suggest.h"
+#include "host/names/Dates.h"
+#include "host/names/Filter.h"
 #include "host/terminal/Output.h"
 
 namespace kelo::host::testing {
@@ -17,6 +19,38 @@ TEST(SuggestTest, TakesTheNearestNameAndNoFarOne) {
   for (const auto& [wanted, closest] : cases)
     EXPECT_EQ(Closest(wanted, known).value_or(""), closest) << wanted;
   EXPECT_EQ(Closest("ab", {"ac", "aab", "ab"}), "ab");
+}
+
+TEST(FilterTest, ReadsWhatAPersonWrites) {
+  const std::pair<std::string, Words> globs[] = {
+      {"{a,b{1,,2}}.{x,y}", {"a.x", "a.y", "b1.x", "b1.y", "b.x", "b.y", "b2.x", "b2.y"}},
+      {"{a{b,c}", {"{ab", "{ac"}},
+      {"{4F2A}}{,{", {"{4F2A}}{,{"}},
+      {"\\{a,b}{c\\,d,\\}}", {"\\{a,b}c\\,d", "\\{a,b}\\}"}},
+      {Repeated("{a,b}", 30), {}}};
+  for (const auto& [glob, all] : globs) EXPECT_EQ(WithoutBraces(glob), all) << glob;
+
+  constexpr std::time_t kNow = 1715940673;  // 2024-05-17T10:11:13Z
+  const auto at = [](const char* date) { return ShownSeconds(date, DateClock::kCamera); };
+  const auto then = [](const char* date) { return ShownSeconds(date, DateClock::kUniversal); };
+  const std::pair<const char*, std::optional<std::int64_t>> moments[] = {
+      {"2024", at("2024-01-01T00:00:00")},
+      {"2024-05", at("2024-05-01T00:00:00")},
+      {"2024-05-17", at("2024-05-17T00:00:00")},
+      {"2024-05-17 10:11", at("2024-05-17T10:11:00")},
+      {"2024-05-17T10:11:13Z", then("2024-05-17T10:11:13Z")},
+      {"12h", then("2024-05-16T22:11:13Z")},
+      {"3w", then("2024-04-26T10:11:13Z")},
+      {"1y", then("2023-05-18T10:11:13Z")}};
+  for (const auto& [text, moment] : moments) EXPECT_EQ(MomentMeant(text, kNow), moment) << text;
+  for (const char* text : {"", "2m", "d", "-1d", "2d3", "99999d", "2024-13", "2024-02-30",
+                           "24-05-17", "2024-05-17T10:11:12x", "yesterday"})
+    EXPECT_FALSE(MomentMeant(text, kNow)) << text;
+
+  const std::pair<const char*, std::optional<std::uint64_t>> sizes[] = {
+      {"0", 0},   {"500K", 500'000}, {"2g", 2'000'000'000}, {"18446745T", {}}, {"1.5G", {}},
+      {"-1", {}}, {"", {}},          {"10MB", {}}};
+  for (const auto& [text, bytes] : sizes) EXPECT_EQ(SizeMeant(text), bytes) << text;
 }
 
 class WordsTest : public HostTest {};
@@ -40,6 +74,14 @@ TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
       {{"tag", "id", " ,"}, "TAGS: there is no tag in it", " tag"},
       {"quota --give-up-after 5", "--give-up-after: '5' is no time such as 30s, 5m or 1h",
        " quota"},
+      {"put x --larger-than 5x", "--larger-than: '5x' is no size such as 4096, 500k, 10M or 2G",
+       " put"},
+      {"get --all --newer-than 2m",
+       "--newer-than: '2m' is no date such as 2024-05-17 or 2024, and no age such as 12h, 7d, 3w "
+       "or "
+       "1y",
+       " get"},
+      {"put", "put: give PATHs or --files-from", " put"},
       {"rate id six", "N: 'six' is no number between 0 and 5", " rate"},
       {{"login", "--key", std::string(33, 'k')}, "--key: is longer than 32 characters", " login"},
       {"login --token to", "--token: is shorter than 8 characters", " login"},

@@ -46,6 +46,7 @@ CASES = [
     ("put --album \"It\t", ["put", "--album", ODD]),
     ("get \"Lisbon/ca\t", ["get", "Lisbon/café à noite.jpg"]),
     ("get 'Journeys/京\t'", ["get", "Journeys/京都"]),
+    ("put --files-from photo\t", ["put", "--files-from", "photo 1.jpg"]),
     ("put photo\t", ["put", "photo 1.jpg"]),
     ("get x --to targ\t", ["get", "x", "--to", "target folder"]),
     ("ls --sort up\tPla\t", ["ls", "--sort", "upload", "Plain"]),
