@@ -80,10 +80,15 @@ Words HostTest::EnvironmentWithout(const std::string& beginning) const {
   return environment;
 }
 
-void HostTest::TellAccount(const std::string& elements, const devservice::Script& other) {
+void HostTest::TellAccount(std::string elements, const devservice::Script& other) {
+  for (size_t at; (at = elements.find("URL")) != elements.npos;)
+    elements.replace(at, 3, service_.Url());
   service_.SetScript([=](const ClientRequest& request) -> std::optional<Reply> {
     if (request.method == "GetHierarchy") return Reply{.body = "<a stat=\"ok\"/>" + elements};
-    return other ? other(request) : std::nullopt;
+    if (other)
+      if (auto reply = other(request)) return reply;
+    if (!request.path.starts_with("/original/")) return std::nullopt;
+    return Reply{.body = request.path.substr(10)};
   });
 }
 

@@ -87,8 +87,9 @@ class HostTest : public ::testing::Test {
   bool WaitFor(const std::string& what, const std::string& text = "") const;
   void AnswerWith(const Reply& reply, const std::string& what,
                   const std::function<bool(const ClientRequest&)>& isMeant = {});
-  // The service tells of this account from now on; `other` answers what else it likes.
-  void TellAccount(const std::string& elements, const devservice::Script& other = {});
+  // The service tells of this account from now on, with its URL for "URL". `other` answers what
+  // else it likes; otherwise an original "URL/original/x" is "x".
+  void TellAccount(std::string elements, const devservice::Script& other = {});
   // The lines of an output in JSON.
   static std::vector<nlohmann::json> Objects(const std::string& lines);
   // The names in a folder below the test's, sorted.
@@ -118,11 +119,10 @@ class GetTest : public HostTest {
     for (size_t at = 0; at < items.size(); ++at) {
       const std::string id = "item" + std::to_string(at);
       const ScriptedItem& item = items[at];
-      elements +=
-          ItemOf(id, item.name,
-                 fmt::format(R"(fileFormat="{}" modifyDate="{}" uploadDate="{}")"
-                             R"( origUrl="{}/original/{}")",
-                             item.format, item.modifyDate, item.uploadDate, service_.Url(), id));
+      elements += ItemOf(id, item.name,
+                         fmt::format(R"(fileFormat="{}" modifyDate="{}" uploadDate="{}")"
+                                     R"( origUrl="URL/original/{}")",
+                                     item.format, item.modifyDate, item.uploadDate, id));
     }
     TellAccount("<rootAlbum>" + elements + "</rootAlbum>",
                 [=](const ClientRequest& request) -> std::optional<Reply> {
