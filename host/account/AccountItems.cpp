@@ -1,36 +1,40 @@
-// Lists each album once, and turns the lists around.
+// Looks items up one by one, and lists an album the first time that somebody asks for it.
 #include "host/account/AccountItems.h"
 
-#include <algorithm>
-
-#include "host/account/AccountTree.h"
+#include <utility>
 
 namespace kelo::host {
 
-AccountItems::AccountItems(Library& library) {
-  const AccountTree tree(library, AccountTree::Tells::kNo);
-  for (const AccountPlace& place : tree.Places()) {
-    if (!Is(place.entry.kind, Kind::Album) && place.entry.kind != Kind::RootAlbum) continue;
-    albumIds_.push_back(place.entry.id);
-    for (const Item& item : tree.ContentsOf(place.entry).entries) {
-      if (item.id.size() + 1 >= KELO_ID_FIELD_SIZE) continue;
-      Place& known = items_[item.id];
-      known.name = item.raw.name;
-      known.albums.push_back(albumIds_.size() - 1);
-    }
+std::optional<Item> AccountItems::Find(const std::string& id) {
+  if (id.size() + 1 >= KELO_ID_FIELD_SIZE) return std::nullopt;
+  try {
+    return library_.Info(id);
+  } catch (const Error& failure) {
+    if (failure.Code() == kKELOResult_Aborted) throw;
+    return std::nullopt;
   }
 }
 
-const std::string* AccountItems::NameOf(const std::string& id) const {
-  const auto found = items_.find(id);
-  return found == items_.end() ? nullptr : &found->second.name;
+bool AccountItems::IsOwnAlbum(const std::string& id) {
+  const auto [known, isNew] = isOwnAlbum_.try_emplace(id);
+  if (isNew) {
+    const std::optional<Item> album = Find(id);
+    known->second = album && (Is(album->kind, Kind::Album) || album->kind == Kind::RootAlbum);
+  }
+  return known->second;
 }
 
-bool AccountItems::IsIn(const std::string& id, const std::string& albumId) const {
-  const auto found = items_.find(id);
-  return found != items_.end() && std::ranges::any_of(found->second.albums, [&](size_t at) {
-           return albumIds_[at] == albumId;
-         });
+std::optional<std::string> AccountItems::NameOf(const std::string& id) {
+  std::optional<Item> item = Find(id);
+  if (!item || !Is(item->kind, Kind::FileItem) || !IsOwnAlbum(item->parentId)) return std::nullopt;
+  return std::move(item->raw.name);
+}
+
+bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
+  const auto [known, isNew] = itemsOf_.try_emplace(albumId);
+  if (isNew)
+    for (const Item& item : library_.List(albumId, Kind::FileItem)) known->second.insert(item.id);
+  return known->second.contains(id);
 }
 
 }  // namespace kelo::host

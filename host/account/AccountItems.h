@@ -1,32 +1,32 @@
 // The items of one's own account by their ids: their names, and the albums that each is in.
 #pragma once
 
+#include <map>
+#include <optional>
 #include <string>
-#include <unordered_map>
-#include <vector>
+#include <unordered_set>
 
 #include "host/library/Library.h"
 
 namespace kelo::host {
 
+// Asks the library, which has the hierarchy in memory: records are large, so none is kept. An id
+// that the records may have cut is no item's.
 class AccountItems {
  public:
-  AccountItems() = default;  // none
-  // As the library has them now; needs the hierarchy. An id that the records may have cut is left
-  // out.
-  explicit AccountItems(Library& library);
+  explicit AccountItems(Library& library) : library_(library) {}
 
-  // As the catalogue has it (CatalogueNames.h); null: there is no such item.
-  const std::string* NameOf(const std::string& id) const;
-  bool IsIn(const std::string& id, const std::string& albumId) const;
+  // As the catalogue has it (CatalogueNames.h); nothing: there is no such item.
+  std::optional<std::string> NameOf(const std::string& id);
+  bool IsIn(const std::string& id, const std::string& albumId);
 
  private:
-  struct Place {
-    std::string name;
-    std::vector<size_t> albums;  // positions in albumIds_
-  };
-  std::vector<std::string> albumIds_;
-  std::unordered_map<std::string, Place> items_;
+  std::optional<Item> Find(const std::string& id);
+  bool IsOwnAlbum(const std::string& id);
+
+  Library& library_;
+  std::map<std::string, bool> isOwnAlbum_;                          // by id
+  std::map<std::string, std::unordered_set<std::string>> itemsOf_;  // ids by those of albums
 };
 
 }  // namespace kelo::host

@@ -2,6 +2,7 @@
 #include "host/upload/Recognition.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "host/names/CatalogueNames.h"
@@ -21,15 +22,16 @@ bool MayBeCalled(const std::string& name, const std::string& inCatalogue) {
 
 }  // namespace
 
-AccountItems& Recognition::Account() {
-  if (account_) return *account_;
-  try {
-    account_.emplace(loaded_());
-  } catch (const Error& failure) {
-    if (failure.Code() == kKELOResult_Aborted) throw;
-    account_.emplace();  // then the service's check decides alone, and tells of its own failures
+AccountItems* Recognition::Account() {
+  if (!std::exchange(isAsked_, true)) {
+    try {
+      account_.emplace(loaded_());
+    } catch (const Error& failure) {
+      // The service's check decides alone then, and tells of its own failures.
+      if (failure.Code() == kKELOResult_Aborted) throw;
+    }
   }
-  return *account_;
+  return account_ ? &*account_ : nullptr;
 }
 
 void Recognition::Recognise(File& file) {
@@ -43,9 +45,10 @@ void Recognition::Recognise(File& file) {
   const bool hasOwn = own != ids.end();
   if (hasOwn) std::rotate(ids.begin(), own, own + 1);
   for (const std::string& id : ids) {
-    const std::string* const name = isOfThisRun_.contains(id) ? nullptr : Account().NameOf(id);
+    if (isOfThisRun_.contains(id) || Account() == nullptr) continue;
+    const std::optional<std::string> name = Account()->NameOf(id);
     const bool isOwn = hasOwn && id == known->itemId;
-    if (name == nullptr || !(isOwn || MayBeCalled(file.Name(), *name))) continue;
+    if (!name || !(isOwn || MayBeCalled(file.Name(), *name))) continue;
     file.knownItem = id;
     file.isCertain = memory_.ItemOf(id).value_or(KnownItem{}).certain;
     return;
@@ -53,7 +56,7 @@ void Recognition::Recognise(File& file) {
 }
 
 bool Recognition::IsInAlbum(const File& file, const std::string& albumId) {
-  return Account().IsIn(file.knownItem, albumId);
+  return Account() != nullptr && Account()->IsIn(file.knownItem, albumId);
 }
 
 bool Recognition::IsMeant(File& file) {

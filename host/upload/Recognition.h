@@ -37,10 +37,11 @@ class Recognition {
 
  private:
   void Keep(const File& file);
-  AccountItems& Account();
+  AccountItems* Account();  // null: it could not be loaded
 
   Memory& memory_;
   const std::function<Library&()> loaded_;
+  bool isAsked_ = false;  // the service, for the account
   std::optional<AccountItems> account_;
   std::unordered_set<std::string> isOfThisRun_;  // ids of what it has stored
 };
