@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "host/library/Library.h"
+#include "host/library/Moments.h"
 #include "host/library/StateFile.h"
 #include "host/workers/Messages.h"
 
@@ -39,6 +40,7 @@ class Nursery {
   std::optional<Peer> Fork();
 
  private:
+  const Moments moments_;  // of its workers
   Peer peer_;
 };
 
