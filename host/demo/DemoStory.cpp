@@ -84,12 +84,14 @@ void DemoStory::MakeFriendAlbum(const UploadPlan& plan) {
   friendAlbum_ = folder_.Path() / "Anna's garden";
   fs::create_directory(friendAlbum_);
   size_t count = 0;
-  for (const File* file : plan.files) {
-    if (count == kFriendPictures || file->IsVoiceMemo()) continue;
-    const fs::path copy =
-        friendAlbum_ / fmt::format("picture {}{}", count + 1, file->path.extension().string());
-    std::error_code failed;
-    count += fs::copy_file(file->path, copy, failed) ? 1 : 0;
+  for (const UploadRequest& request : plan.requests) {
+    for (const File* file : request.files) {
+      if (count == kFriendPictures || file->IsVoiceMemo()) continue;
+      const fs::path copy =
+          friendAlbum_ / fmt::format("picture {}{}", count + 1, file->path.extension().string());
+      std::error_code failed;
+      count += fs::copy_file(file->path, copy, failed) ? 1 : 0;
+    }
   }
 }
 
@@ -98,7 +100,7 @@ void DemoStory::StartService() {
   const UploadPlan plan = PlanUpload(files, true);
   for (const File* file : plan.unfit)
     out_.Line(fmt::format("left out: {}: {}", Shown(file->path.string()), file->reason));
-  if (plan.files.empty())
+  if (plan.FileCount() == 0)
     throw Failure(fmt::format("'{}' holds no pictures that can be sent; name another folder",
                               Shown(pictures_.string())));
   if (friendAlbum_.empty()) MakeFriendAlbum(plan);

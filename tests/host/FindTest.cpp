@@ -192,6 +192,7 @@ TEST(NamesTest, WritesSizes) {
       {0, "0 bytes"},        {1, "1 byte"},       {999, "999 bytes"},        {1000, "1.0 kB"},
       {999'949, "999.9 kB"}, {999'951, "1.0 MB"}, {5'368'709'120, "5.4 GB"}, {~0ull, "18446.7 PB"}};
   for (const auto& [bytes, text] : cases) EXPECT_EQ(ByteText(bytes), text);
+  EXPECT_EQ(DurationText(std::chrono::seconds(3600)), "1:00:00");
 }
 
 }  // namespace

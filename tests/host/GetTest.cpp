@@ -253,7 +253,7 @@ TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
   const auto original = [](const std::string& id) { return Reply{.body = id}; };
   ScriptAccount(items, original);
   EXPECT_EQ(Get("root").exitCode, 0);
-  const std::map<std::string, std::string> expected = {
+  std::map<std::string, std::string> expected = {
       {"same.jpg", "item0"},
       {"same (3).jpg", "item2"},
       {"same (4).jpg", "item1"},
@@ -275,9 +275,14 @@ TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
   ScriptAccount(items, original);
   EXPECT_THAT(Get("root").out, EndsWith("0 downloaded, 11 already here\n"));
   fs::remove(Out() / "same.jpg");
-  EXPECT_THAT(Get("root").out, EndsWith("1 downloaded, 10 already here\n"));
+  fs::remove(Out() / "same (3).jpg");
+  items[2].name = "other.jpg";
+  expected.erase("same (3).jpg");
+  expected["other.jpg"] = "item2";
+  ScriptAccount(items, original);
+  EXPECT_THAT(Get("root").out, EndsWith("2 downloaded, 9 already here\n"));
   EXPECT_EQ(Contents(), expected);
-  EXPECT_EQ(Arrived("/original/"), 1u);
+  EXPECT_EQ(Arrived("/original/"), 2u);
 }
 
 // A hard link under another spelling is what a file system that doesn't count case shows.

@@ -36,6 +36,12 @@ std::string Repeated(std::string_view text, int times) {
   return all;
 }
 
+size_t CountOf(std::string_view part, std::string_view text) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
 std::string ItemOf(const std::string& id, const std::string& name, const std::string& more) {
   return fmt::format(R"(<item itemId="{}" fileName="{}" {}/>)", id, name, more);
 }

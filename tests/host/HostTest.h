@@ -48,6 +48,7 @@ struct Words : std::vector<std::string> {
 Reply Refusal(int number);
 
 std::string Repeated(std::string_view text, int times);
+size_t CountOf(std::string_view part, std::string_view text);
 
 // Elements of the service's answer; an item may have more attributes.
 std::string ItemOf(const std::string& id, const std::string& name, const std::string& more = "");

@@ -4,6 +4,7 @@
 #include <sys/inotify.h>
 
 #include "HostTest.h"
+#include "database/Database.h"
 
 namespace kelo::host::testing {
 namespace {
@@ -62,6 +63,9 @@ TEST_F(MemoryTest, WhatIsKnownByItsBytesIsNotSentAgain) {
   EXPECT_THAT(Put("--album Two").out, HasSubstr("0 stored, 2 already there"));
   EXPECT_EQ(Requests(), 0u);
   EXPECT_THAT(put.err, Not(HasSubstr(kTaken)));
+  Set("new/c.jpg", "third");
+  Set("old/c.jpg", "third", 1'600'000'000);
+  EXPECT_THAT(Put("--dry-run").out, HasSubstr("2 would be stored, 2 already there"));
 }
 
 TEST_F(MemoryTest, AnotherMachineIsBelievedUntilTheFileChanges) {
@@ -105,6 +109,8 @@ TEST_F(MemoryTest, ABrokenOneIsSetAside) {
   ASSERT_EQ(Names("home/.local/state/kelo/memory").size(), 1u);
   const fs::path database = folder / Names("home/.local/state/kelo/memory").front();
   EXPECT_EQ(fs::status(database).permissions(), fs::perms(0600));
+  Database(database).Run("PRAGMA user_version = 2");
+  EXPECT_THAT(Put().err, HasSubstr("a later version of kelo has made it"));
   std::ofstream(database) << std::string(5000, 'x');
   const Outcome put = Put();
   EXPECT_THAT(put.out, EndsWith("0 stored, 1 already there, 0 not stored\n"));

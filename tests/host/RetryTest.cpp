@@ -11,12 +11,6 @@
 namespace kelo::host::testing {
 namespace {
 
-size_t CountOf(const std::string& part, const std::string& text) {
-  size_t count = 0;
-  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
-  return count;
-}
-
 class RetryTest : public HostTest {
  protected:
   RetryTest() { LogIn(); }

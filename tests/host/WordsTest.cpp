@@ -164,9 +164,7 @@ TEST_F(WordsTest, CompletesNothingWhereTheAccountCannotBeAsked) {
 }
 
 // The demonstration proves its steps by itself; here it gets pictures that are not made for it.
-class DemoTest : public HostTest {};
-
-TEST_F(DemoTest, ProvesEveryStepAndCleansUp) {
+TEST_F(WordsTest, TheDemoProvesEveryStepAndCleansUp) {
   for (const std::string& name :
        Words{"one.jpg", "below/one.jpg", "below/one.wav", Repeated("桜", 50) + ".jpg",
              "caf\xE9.jpg", "Thumbs.db"})  // the catalogue cuts the long one
