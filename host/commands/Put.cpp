@@ -32,8 +32,7 @@ struct PutOptions {
 
 bool HasNoAlbum(const UploadPlan& plan) {
   return std::ranges::all_of(
-      plan.requests,
-      [](const UploadRequest& request) { return request.files.front()->album.Empty(); });
+      plan.files, [](const File* file) { return file->album.Empty(); });
 }
 
 // Of a run that finds nothing that could be sent.
@@ -67,17 +66,17 @@ int Put(Host& host, const PutOptions& options) {
       for (File& file : files)
         if (file.outcome == UploadOutcome::kUndecided) recognition.Recognise(file);
     });
-  const UploadPlan plan = PlanUpload(files, !options.force);
+  // A dry run adds up what would be stored, in the order of the plan.
+  Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
+  const UploadPlan plan = PlanUpload(files, !options.force, workers.Most());
   for (const File* file : plan.unfit) TellOutcome(out, *file, options.dryRun);
-  const size_t all = plan.FileCount();
+  const size_t all = plan.files.size();
   if (all == 0) return TellNothingToSend(out, plan, leftOut, options.dryRun);
   if (options.albumsFromFolders && HasNoAlbum(plan))
     out.Note("no album is made: all files lie directly in PATH; name the folder above it");
   size_t stored = 0;
   const auto setDone = [&] { out.SetDone(fmt::format("{} of {} stored", stored, all)); };
   setDone();
-  // A dry run adds up what would be stored, in the order of the plan.
-  Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
   SendFiles(library, workers, plan,
             {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
              .tags = options.tags,
@@ -109,9 +108,9 @@ constexpr const char* kAboutFiles =
 constexpr const char* kAboutRequests =
     "--newer-than and --older-than look at the modification date of the file. By date and size, a "
     "voice memo goes with its picture.\n"
-    "A request takes up to 100 files or 64 MiB; one bad file costs only itself. A .wav file is the "
-    "voice memo of the picture of its name. Empty files, names that are not UTF-8, and "
-    "files of 2 GiB and more cannot be sent.";
+    "A request takes up to 100 files or 64 MiB, and less where several go at a time; one bad file "
+    "costs only itself. A .wav file is the voice memo of the picture of its name. Empty files, "
+    "names that are not UTF-8, and files of 2 GiB and more cannot be sent.";
 
 }  // namespace
 

@@ -84,14 +84,12 @@ void DemoStory::MakeFriendAlbum(const UploadPlan& plan) {
   friendAlbum_ = folder_.Path() / "Anna's garden";
   fs::create_directory(friendAlbum_);
   size_t count = 0;
-  for (const UploadRequest& request : plan.requests) {
-    for (const File* file : request.files) {
-      if (count == kFriendPictures || file->IsVoiceMemo()) continue;
-      const fs::path copy =
-          friendAlbum_ / fmt::format("picture {}{}", count + 1, file->path.extension().string());
-      std::error_code failed;
-      count += fs::copy_file(file->path, copy, failed) ? 1 : 0;
-    }
+  for (const File* file : plan.files) {
+    if (count == kFriendPictures || file->IsVoiceMemo()) continue;
+    const fs::path copy =
+        friendAlbum_ / fmt::format("picture {}{}", count + 1, file->path.extension().string());
+    std::error_code failed;
+    count += fs::copy_file(file->path, copy, failed) ? 1 : 0;
   }
 }
 
@@ -100,7 +98,7 @@ void DemoStory::StartService() {
   const UploadPlan plan = PlanUpload(files, true);
   for (const File* file : plan.unfit)
     out_.Line(fmt::format("left out: {}: {}", Shown(file->path.string()), file->reason));
-  if (plan.FileCount() == 0)
+  if (plan.files.empty())
     throw Failure(fmt::format("'{}' holds no pictures that can be sent; name another folder",
                               Shown(pictures_.string())));
   if (friendAlbum_.empty()) MakeFriendAlbum(plan);

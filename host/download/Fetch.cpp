@@ -66,8 +66,7 @@ class Fetcher {
     else if (!shared_.options.dryRun && shared_.failures < kGiveUpAfter)
       Download(fetched);
     if (shared_.aborted) return;
-    shared_.told.Add(at, std::move(fetched));
-    shared_.told.Over(at);
+    shared_.told.Tell(at, std::move(fetched));
   }
 
  private:
@@ -226,6 +225,7 @@ void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const Fetc
     for (Fetcher fetcher(shared, lane); next < plan.files.size() && !shared.aborted;)
       fetcher.Fetch(next++);
   });
+  shared.told.TellRest();
 }
 
 Message DoDownloadTask(Library& library, const Message& task, int folder,

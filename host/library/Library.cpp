@@ -33,17 +33,20 @@ bool IsDark(std::uint32_t result) {
 
 thread_local Library::Attempt* Library::probe_ = nullptr;
 
-Library::Library(Output& out, Persistence persistence)
+Library::Library(Output& out, Persistence persistence, const Moments* moments)
     : Requests(out, persistence.verbose),
       kelo::Library(kRecordBudget),
       out_(out),
       persistence_(persistence),
+      moments_(moments),
       outage_(persistence.Patience()) {
   if (!persistence.isLong) stillness_.emplace([this] { Abort(); });
 }
 
 std::uint32_t Library::SendOnce(std::uint32_t code, tagCommandControlInfo* record,
                                 const OnProgress& progress) {
+  const bool takesCallId = AlwaysAsks(code) && code != kKELOCommand_Download;
+  if (moments_ != nullptr && takesCallId) moments_->Await();
   if (IsStopped()) return kKELOResult_Aborted;
   return kelo::Library::Command(code, record, progress);
 }

@@ -22,6 +22,7 @@
 #include <utility>
 
 #include "KELOAccess.hpp"
+#include "host/library/Moments.h"
 #include "host/library/Outage.h"
 #include "host/library/Requests.h"
 #include "host/library/Retries.h"
@@ -47,7 +48,8 @@ struct Persistence {
 // Requests is a base, so that it begins before the library and ends after it.
 class Library : private Requests, public kelo::Library {
  public:
-  Library(Output& out, Persistence persistence);
+  // `moments` keeps it apart from other processes, for as long as it lives; null: there are none.
+  Library(Output& out, Persistence persistence, const Moments* moments = nullptr);
 
   // Ends the command that runs now, if any, and returns when it has ended; every later command
   // fails as aborted. From another thread.
@@ -109,6 +111,7 @@ class Library : private Requests, public kelo::Library {
 
   Output& out_;
   const Persistence persistence_;
+  const Moments* const moments_;
   Outage outage_;
   std::function<void()> reopen_;
   unsigned reopened_ = 0;  // since the service answered last

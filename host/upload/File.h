@@ -63,6 +63,7 @@ struct File {
   bool isCertain = true;    // false where the service has taken it for its item by name, size, date
   bool wasOther = false;    // it is the item of an earlier run with other bytes
   Duplicate duplicate = Duplicate::kNone;
+  size_t place = 0;        // among the files of the plan
   bool maybeSent = false;  // the check found it new, and it was sent since: it may be stored
   UploadOutcome outcome = UploadOutcome::kUndecided;
   std::uint32_t code = 0;  // of a failure; of kNotSent: why the upload ended, 0: another reason

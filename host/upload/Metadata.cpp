@@ -111,9 +111,8 @@ bool HasProperties(const Words& words) {
 
 bool BringMetadata(Output& out, Library& library, const UploadPlan& plan) {
   std::vector<Words> all;
-  for (const UploadRequest& request : plan.requests)
-    for (const File* file : request.files)
-      if (file->Held() && !file->itemId.empty()) all.push_back(WordsOf(*file));
+  for (const File* file : plan.files)
+    if (file->Held() && !file->itemId.empty()) all.push_back(WordsOf(*file));
   std::erase_if(all, [](const Words& one) { return !HasProperties(one) && one.tags.empty(); });
   // Tags are only added to what is in the catalogue, which does not know the new items yet.
   if (std::ranges::any_of(all, [](const Words& one) { return !one.tags.empty(); })) library.Load();

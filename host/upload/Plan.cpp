@@ -1,7 +1,10 @@
 // Pairs pictures with their voice memos, marks duplicates, and makes requests of the files.
 #include "host/upload/Plan.h"
 
+#include <algorithm>
+#include <limits>
 #include <map>
+#include <optional>
 #include <unordered_map>
 
 namespace kelo::host {
@@ -47,24 +50,53 @@ void MarkDuplicates(const std::vector<Files>& groups) {
   }
 }
 
-// Adds the requests of the groups that are `kind`, each for files of one album. What is known needs
-// no question, so it is together.
-void Cut(const std::vector<Files>& groups, Duplicate kind, bool check,
+// Bytes of a request so that each round of requests, one for each lane, gives all the same to do.
+std::uint64_t ShareOf(std::uint64_t files, std::uint64_t bytes, unsigned lanes) {
+  if (lanes <= 1) return std::numeric_limits<std::uint64_t>::max();
+  const auto rounds = [lanes](std::uint64_t all, std::uint64_t most) {
+    return (all + most * lanes - 1) / (most * lanes);
+  };
+  const std::uint64_t requests =
+      lanes * std::max(rounds(files, kRequestFiles), rounds(bytes, kRequestBytes));
+  return bytes / std::max<std::uint64_t>(1, std::min(requests, bytes / kLeastBytes)) + 1;
+}
+
+// Whether the check asks about a memo's picture, and must ask about nothing else.
+bool IsPair(const Files& group, bool check) {
+  return check && group.size() > 1;
+}
+
+bool IsKnown(const Files& group) {
+  return !group.front()->knownItem.empty();
+}
+
+// Adds requests of these groups, each for files of one album. What is known needs no question and
+// is not sent, so it is together.
+void Cut(const std::vector<Files>& groups, bool check, unsigned lanes,
          std::vector<UploadRequest>& requests) {
+  Files shared;
+  for (const Files& group : groups)
+    if (!IsPair(group, check) && !IsKnown(group))
+      shared.insert(shared.end(), group.begin(), group.end());
+  const std::uint64_t share = ShareOf(shared.size(), SizeOf(shared), lanes);
+  std::uint64_t before = 0;  // bytes of those shared
   struct Open {
     size_t request;
     std::uint64_t bytes;
   };
-  std::map<std::pair<AlbumName, bool>, Open> albums;
+  std::map<std::pair<AlbumName, std::optional<std::uint64_t>>, Open> albums;
   for (const Files& group : groups) {
-    if (group.front()->duplicate != kind) continue;
-    if (check && group.size() > 1) {
+    if (IsPair(group, check)) {
       requests.push_back({.files = group, .check = check});
       continue;
     }
     const std::uint64_t size = SizeOf(group);
-    const File& first = *group.front();
-    const auto [at, isFirst] = albums.try_emplace({first.album, first.knownItem.empty()});
+    std::optional<std::uint64_t> mine;  // the how-many-th share; none: known
+    if (!IsKnown(group)) {
+      mine = (before + size / 2) / share;
+      before += size;
+    }
+    const auto [at, isFirst] = albums.try_emplace({group.front()->album, mine});
     Open& open = at->second;
     if (isFirst || requests[open.request].files.size() + group.size() > kRequestFiles ||
         open.bytes + size > kRequestBytes) {
@@ -79,19 +111,7 @@ void Cut(const std::vector<Files>& groups, Duplicate kind, bool check,
 
 }  // namespace
 
-size_t UploadPlan::FileCount() const {
-  size_t count = 0;
-  for (const UploadRequest& request : requests) count += request.files.size();
-  return count;
-}
-
-std::uint64_t UploadPlan::Bytes() const {
-  std::uint64_t bytes = 0;
-  for (const UploadRequest& request : requests) bytes += SizeOf(request.files);
-  return bytes;
-}
-
-UploadPlan PlanUpload(std::vector<File>& files, bool check) {
+UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes) {
   UploadPlan plan;
   std::vector<Files> groups;
   Files memos;
@@ -105,8 +125,15 @@ UploadPlan PlanUpload(std::vector<File>& files, bool check) {
   AddMemos(memos, check, groups, plan.unfit);
   if (check) MarkDuplicates(groups);
   // The duplicates go when the first of each has gone.
-  for (const Duplicate kind : {Duplicate::kNone, Duplicate::kCopy, Duplicate::kLookalike})
-    Cut(groups, kind, check, plan.requests);
+  for (const Duplicate kind : {Duplicate::kNone, Duplicate::kCopy, Duplicate::kLookalike}) {
+    std::vector<Files> meant;
+    for (const Files& group : groups)
+      if (group.front()->duplicate == kind) meant.push_back(group);
+    Cut(meant, check, lanes, plan.requests);
+    for (const Files& group : meant)
+      plan.files.insert(plan.files.end(), group.begin(), group.end());
+  }
+  for (size_t at = 0; at < plan.files.size(); ++at) plan.files[at]->place = at;
   return plan;
 }
 

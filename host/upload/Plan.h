@@ -9,21 +9,22 @@ namespace kelo::host {
 
 struct UploadPlan {
   std::vector<UploadRequest> requests;  // in the order in which they are sent
+  Files files;  // of the requests, in the order in which they are told, however requests are cut
   Files unfit;
-
-  size_t FileCount() const;  // of the requests
-  std::uint64_t Bytes() const;
 };
 
-// The bounds of a request; a single larger file has one of its own.
+// The bounds of a request; a single larger file has one of its own. Requests beside others become
+// as small as it takes for all lanes to have the same to do. The third is the least of those: a
+// request costs some round trips.
 constexpr size_t kRequestFiles = 100;
 constexpr std::uint64_t kRequestBytes = 64ull << 20;
+constexpr std::uint64_t kLeastBytes = 2ull << 20;
 
 // Marks duplicates, and points to the files, which must stay where they are. `check`: the service
-// is asked which files it holds.
+// is asked which files it holds. `lanes`: so many requests go at a time.
 //
 // A voice memo goes with the picture of its name. With the check the pair has a request of its own:
 // the check ignores memos, and all memos of a request are sent if any picture in it is new.
-UploadPlan PlanUpload(std::vector<File>& files, bool check);
+UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes = 1);
 
 }  // namespace kelo::host

@@ -76,15 +76,7 @@ class Sender {
     if (shared.progress) part_.emplace(*shared.progress);
   }
 
-  // The request at this position of the plan.
-  void Send(size_t at, UploadRequest request) {
-    at_ = at;
-    Decide(std::move(request));
-    shared_.told.Over(at);
-  }
-
- private:
-  void Decide(UploadRequest request) {
+  void Send(UploadRequest request) {
     if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     const File& first = *request.files.front();
     const Duplicate duplicate = first.duplicate;  // all are
@@ -107,6 +99,7 @@ class Sender {
     Report(std::exchange(others_, {}), UploadOutcome::kNotConfirmed, 0);
   }
 
+ private:
   // What the account holds by its bytes needs no question. A memo goes with its picture.
   void DecideKnown(UploadRequest& request) {
     Recognition* const recognition = shared_.options.recognition;
@@ -197,7 +190,7 @@ class Sender {
     if (file.Held()) shared_.failedInARow = 0;
     if (IsStored(&file)) shared_.stored.insert(CheckKey(file, file.Name()));
     if (part_) part_->Over(1, file.size);
-    shared_.told.Add(at_, &file);
+    shared_.told.Tell(file.place, &file);
   }
 
   void Report(const Files& files, UploadOutcome outcome, std::uint32_t code) {
@@ -340,25 +333,14 @@ class Sender {
   Shared& shared_;
   Workers::Lane& lane_;
   std::optional<Progress::Part> part_;
-  size_t at_ = 0;
   Files others_;  // which the service takes for items with other bytes
 };
 
-}  // namespace
-
-void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
-               const SendOptions& options, const std::function<void(const File&)>& report) {
-  Shared shared{.library = library,
-                .options = options,
-                .told = {plan.requests.size(), [&](const File* file) { report(*file); }}};
-  if (!options.dryRun)
-    shared.progress.emplace(
-        library.Out(), Job{.doing = "sending", .files = plan.FileCount(), .bytes = plan.Bytes()});
-  const std::vector<UploadRequest>& requests = plan.requests;
+void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>& requests) {
   // Reading pictures takes longer than anything else here, so it goes on while others are sent.
   std::vector<std::future<void>> reading;
   reading.reserve(requests.size());  // they stay where they are
-  const bool digests = options.recognition != nullptr;
+  const bool digests = shared.options.recognition != nullptr;
   const auto readUntil = [&](size_t end) {
     while (reading.size() < std::min(end, requests.size()) && shared.ended == 0)
       reading.push_back(std::async([&files = requests[reading.size()].files, digests] {
@@ -379,9 +361,28 @@ void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
         const size_t at = next++;
         readUntil(at + 1 + workers.Most());
         if (at < reading.size()) lane.Aside([&mine = reading[at]] { mine.get(); });
-        sender.Send(at, requests[at]);
+        sender.Send(requests[at]);
       }
     });
+  }
+}
+
+}  // namespace
+
+void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
+               const SendOptions& options, const std::function<void(const File&)>& report) {
+  Shared shared{.library = library,
+                .options = options,
+                .told = {plan.files.size(), [&](const File* file) { report(*file); }}};
+  if (!options.dryRun)
+    shared.progress.emplace(
+        library.Out(),
+        Job{.doing = "sending", .files = plan.files.size(), .bytes = SizeOf(plan.files)});
+  try {
+    SendAll(shared, workers, plan.requests);
+  } catch (...) {
+    shared.told.TellRest();
+    throw;
   }
 }
 

@@ -126,8 +126,7 @@ void TellOutcome(Output& out, const File& file, bool dryRun) {
 
 int TellSums(Output& out, const UploadPlan& plan, const LeftOutCounts& leftOut, bool dryRun) {
   Sums sums;
-  for (const UploadRequest& request : plan.requests)
-    for (const File* file : request.files) sums.Add(*file);
+  for (const File* file : plan.files) sums.Add(*file);
   if (const std::string text = LeftOutText(leftOut); !text.empty())
     out.Note(fmt::format("left out: {}", text));
   if (sums.taken > 0)

@@ -49,7 +49,8 @@ Persistence PersistenceOf(const Message& message) {
 
 class Child {
  public:
-  Child(Peer peer, const Work& work) : peer_(std::move(peer)), work_(work) {}
+  Child(Peer peer, const Work& work, const Moments& moments)
+      : peer_(std::move(peer)), work_(work), moments_(moments) {}
 
   void Serve() {
     std::thread([this] {
@@ -65,7 +66,7 @@ class Child {
         [this](Output::Since since, std::string_view words) { TellOutage(since, words); });
     if (terms->at("quiet")) out.BeQuiet();
     if (const auto log = terms->find("log"); log != terms->end()) out.LogTo(*log);
-    Library library(out, PersistenceOf(*terms));
+    Library library(out, PersistenceOf(*terms), &moments_);
     Kept kept;
     kept.url = terms->at("kept").at("url");
     UseKeptServer(kept);
@@ -120,6 +121,7 @@ class Child {
 
   Peer peer_;
   const Work& work_;
+  const Moments& moments_;
   std::mutex sending_;
   std::chrono::steady_clock::time_point toldAt_{};
 };
@@ -145,7 +147,7 @@ Nursery::Nursery(const Work& work) {
       continue;
     }
     there = Peer();
-    Child child(Peer(std::move(socket)), work);
+    Child child(Peer(std::move(socket)), work, moments_);
     try {
       child.Serve();
     } catch (const std::exception&) {

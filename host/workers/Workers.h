@@ -15,9 +15,11 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/library/Library.h"
+#include "host/library/Moments.h"
 #include "host/library/StateFile.h"
 #include "host/workers/Messages.h"
 
@@ -39,6 +41,7 @@ class Nursery {
   std::optional<Peer> Fork();
 
  private:
+  const Moments moments_;  // of its workers
   Peer peer_;
 };
 
@@ -112,36 +115,28 @@ class Workers::Lane {
   std::shared_ptr<Connection> worker_;  // none until the first task, and after its end
 };
 
-// Tells what lanes find out in the order of what they work on, whoever is faster.
+// Tells what lanes find out in the order of the pieces of work, whoever is faster.
 template <typename Told>
 class InOrder {
  public:
   InOrder(size_t pieces, std::function<void(const Told&)> tell)
-      : tell_(std::move(tell)), pieces_(pieces) {}
+      : tell_(std::move(tell)), waiting_(pieces) {}
 
-  // Something about the piece of work at this position.
-  void Add(size_t at, Told told) {
-    if (at == front_)
-      tell_(told);
-    else
-      pieces_[at].waiting.push_back(std::move(told));
+  // What came of the piece of work at this position; once for each.
+  void Tell(size_t at, Told told) {
+    waiting_[at] = std::move(told);
+    for (; front_ < waiting_.size() && waiting_[front_]; ++front_)
+      tell_(*std::exchange(waiting_[front_], std::nullopt));
   }
-  // All about it has been said.
-  void Over(size_t at) {
-    pieces_[at].over = true;
-    while (front_ < pieces_.size() && pieces_[front_].over) {
-      if (++front_ == pieces_.size()) return;
-      for (const Told& told : std::exchange(pieces_[front_].waiting, {})) tell_(told);
-    }
+  // No more will come: tells the others, without those before them.
+  void TellRest() {
+    for (const auto& told : std::exchange(waiting_, {}))
+      if (told) tell_(*told);
   }
 
  private:
-  struct Piece {
-    std::vector<Told> waiting;
-    bool over = false;
-  };
   const std::function<void(const Told&)> tell_;
-  std::vector<Piece> pieces_;
+  std::vector<std::optional<Told>> waiting_;
   size_t front_ = 0;
 };
 

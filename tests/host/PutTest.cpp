@@ -167,19 +167,35 @@ TEST_F(PutTest, JsonTellsEachFile) {
                                           ::testing::Pair("b\xEF\xBF\xBD.jpg", misnamed)));
 }
 
-TEST_F(HostTest, RequestsAreBoundedInFilesAndBytes) {
-  const auto requestSizes = [this](const char* folder) {
-    std::vector<size_t> sizes;
-    std::vector<File> files = FindFiles({(folder_ / folder).string()});
-    for (const auto& request : PlanUpload(files, true).requests)
-      sizes.push_back(request.files.size());
-    return sizes;
+TEST(PlanUpload, BoundsRequestsAndGivesAllLanesTheSame) {
+  constexpr std::uint64_t kMiB = 1 << 20;
+  using Sizes = std::vector<std::uint64_t>;
+  struct Case {
+    Sizes sizes;
+    unsigned lanes;
+    std::vector<size_t> files;  // of each request
   };
-  for (int i = 0; i < 250; ++i) Write("many/" + std::to_string(i) + ".jpg", "x");
-  EXPECT_THAT(requestSizes("many"), ElementsAre(100, 100, 50));
-  for (int name = 1; const int mebibytes : {40, 30, 200, 24, 40})
-    fs::resize_file(Write("large/" + std::to_string(name++) + ".mov", ""), mebibytes << 20);
-  EXPECT_THAT(requestSizes("large"), ElementsAre(1, 1, 1, 2));
+  const Case cases[] = {
+      {Sizes(250, 1), 1, {100, 100, 50}},
+      {Sizes(250, 1), 4, {100, 100, 50}},
+      {Sizes(100, 50'000), 16, {50, 50}},
+      {Sizes(250, 50'000), 4, {63, 62, 63, 62}},
+      {Sizes(401, 50'000), 4, {50, 50, 50, 51, 50, 50, 50, 50}},
+      {Sizes(8, 10 * kMiB), 1, {6, 2}},
+      {Sizes(8, 10 * kMiB), 4, {2, 2, 2, 2}},
+      {Sizes(8, 10 * kMiB), 16, {1, 1, 1, 1, 1, 1, 1, 1}},
+      {{40 * kMiB, 30 * kMiB, 200 * kMiB, 24 * kMiB, 40 * kMiB}, 1, {1, 1, 1, 2}},
+      {{40 * kMiB, 30 * kMiB, 200 * kMiB, 24 * kMiB, 40 * kMiB}, 2, {1, 1, 1, 2}},
+  };
+  for (const auto& [sizes, lanes, expected] : cases) {
+    std::vector<File> files;
+    for (const std::uint64_t size : sizes)
+      files.push_back({.path = fmt::format("{}.jpg", files.size()), .size = size});
+    std::vector<size_t> counts;
+    for (const auto& request : PlanUpload(files, true, lanes).requests)
+      counts.push_back(request.files.size());
+    EXPECT_EQ(counts, expected) << sizes.size() << " files, " << lanes << " lanes";
+  }
 }
 
 TEST(SameContent, IsNotThatOfWhatCannotBeRead) {
