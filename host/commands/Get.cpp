@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "host/account/Find.h"
+#include "host/account/FindEach.h"
 #include "host/commands/Command.h"
 #include "host/commands/Selection.h"
 #include "host/download/Fetch.h"
@@ -101,31 +101,16 @@ class Reporter {
   std::array<size_t, 4> counts_{};
 };
 
-// What one target names costs only itself.
-void TellNotFound(Output& out, const std::string& named, const Failure& failure) {
-  if (!out.IsJson()) return out.Problem(failure.what());
-  out.Result("", {{"id", nullptr},
-                  {"named", named},
-                  {"error", {{"code", kKELOResult_BadParameter}, {"message", failure.what()}}}});
-}
-
 int Get(Host& host, const GetOptions& options) {
   if (options.all == !(options.targets.empty() && options.albums.empty() && options.list.empty()))
     throw CLI::ValidationError("get", "give either TARGETs or --all");
   const std::vector<std::string> targets = WithListed(options.targets, options.list);
   Library& library = host.Loaded();
-  Wanted wanted{.entries = {}, .all = options.all, .filter = options.filter};
-  bool allFound = true;
-  const auto add = [&](const std::string& named, Item (*find)(Library&, const std::string&)) {
-    try {
-      wanted.entries.push_back(find(library, named));
-    } catch (const Failure& failure) {
-      allFound = false;
-      TellNotFound(host.Out(), named, failure);
-    }
-  };
-  for (const std::string& target : targets) add(target, FindEntry);
-  for (const std::string& album : options.albums) add(album, FindAlbum);
+  Wanted wanted{
+      .entries = FindEach(library, targets), .all = options.all, .filter = options.filter};
+  for (Item& album : FindEach(library, options.albums, FindAlbum))
+    wanted.entries.push_back(std::move(album));
+  const bool allFound = wanted.entries.size() == targets.size() + options.albums.size();
   if (!allFound && wanted.entries.empty()) return 1;
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
   if (plan.files.empty() && plan.filteredOut == 0)

@@ -94,6 +94,7 @@ void AddSessionCommands(CLI::App& app, Action& chosen);
 void AddBrowseCommands(CLI::App& app, Action& chosen);
 void AddGetCommand(CLI::App& app, Action& chosen);
 void AddPutCommand(CLI::App& app, Action& chosen);
+void AddCheckCommand(CLI::App& app, Action& chosen);
 void AddEditCommands(CLI::App& app, Action& chosen);
 void AddCreateCommands(CLI::App& app, Action& chosen);
 void AddShareCommands(CLI::App& app, Action& chosen);

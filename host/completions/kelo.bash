@@ -9,7 +9,7 @@ _kelo() {
     mapfile -t COMPREPLY
   } < <("$1" __complete bash "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null)
   case $kind in
-    files) compopt -o default ;; # with nothing found here, bash completes file names
+    files) compopt -o default ;; # with no name of the account, bash completes file names
     folders) compopt -o dirnames ;;
   esac
   if [[ ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == */ ]]; then

@@ -8,9 +8,8 @@ function __kelo_complete
             __fish_complete_path (commandline -ct)
         case folders
             __fish_complete_directories (commandline -ct)
-        case '*'
-            string join \n -- $lines[2..]
     end
+    string join \n -- $lines[2..]
 end
 
 complete -c kelo -f -a '(__kelo_complete)'

@@ -13,6 +13,8 @@
 #include <system_error>
 #include <vector>
 
+#include "host/library/Digest.h"
+
 namespace kelo::host {
 namespace {
 
@@ -100,6 +102,13 @@ void Arrival::TakeName() {
 
 void Arrival::Clear() const {
   ::unlinkat(folder_.Number(), name_.c_str(), 0);
+}
+
+std::string Arrival::TakeDigest() const {
+  const OwnedFile file(
+      ::openat(folder_.Number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  Clear();
+  return Sha256OfFile(file);
 }
 
 int Arrival::ClearUnless(int error) const {

@@ -34,6 +34,9 @@ class Arrival {
 
   // Removes what a worker has left that died of it.
   void Clear() const;
+  // The digest of the arrived file, which has no name any more while it is read: an abort leaves
+  // nothing, however long that takes. Empty when it cannot be read.
+  std::string TakeDigest() const;
   // Dates the arrived file and writes it to the disk, which may take long. Then Settle gives it the
   // name in the folder: EEXIST where something has that, or, with `replace`, in its place at once.
   // Both: 0 or errno; after a failure there is no arrived file. Through descriptors alone: no link

@@ -146,15 +146,27 @@ class Fetcher {
     shared_.failures = code == kKELOResult_Success || IsItsOwn(code) ? 0 : shared_.failures + 1;
     if (code != kKELOResult_Success)
       return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
+    if (shared_.options.bytesOnly) return Learn(fetched);
     const int error = Settle(fetched.file);
     if (error == EEXIST) return Skip(fetched);
     if (error != 0) return FailHere(fetched, error);
     fetched.size = arrival_->Size();
     fetched.outcome = FetchOutcome::kFetched;
     if (shared_.options.memory == nullptr) return;
-    const std::string digest = Digest(fetched.file);
-    if (!digest.empty())
-      shared_.options.memory->Keep(fetched.file.itemId, {.digest = digest, .certain = true});
+    fetched.digest = Digest(fetched.file);
+    Keep(fetched);
+  }
+
+  void Learn(FetchedFile& fetched) {
+    fetched.digest = lane_.Aside([&] { return arrival_->TakeDigest(); });
+    if (fetched.digest.empty()) return FailHere(fetched, EIO);
+    fetched.outcome = FetchOutcome::kFetched;
+    Keep(fetched);
+  }
+
+  void Keep(const FetchedFile& fetched) const {
+    if (!fetched.digest.empty())
+      shared_.options.memory->Keep(fetched.file.itemId, {.digest = fetched.digest});
   }
 
   std::uint32_t Transfer(const PlannedDownload& file) {

@@ -19,6 +19,7 @@ struct FetchedFile {
   PlannedDownload file;
   FetchOutcome outcome = FetchOutcome::kNotTried;
   std::uint64_t size = 0;    // bytes of a stored file
+  std::string digest = {};   // of those, if there is a memory
   std::uint32_t code = 0;    // of a failure
   std::string problem = {};  // the words for `code`
 };
@@ -27,6 +28,7 @@ struct FetchOptions {
   bool replace = false;      // get anew what is here
   bool dryRun = false;       // what would be got is kNotTried
   Memory* memory = nullptr;  // tells by bytes what is here; null: name and date tell it
+  bool bytesOnly = false;    // leaves no file: what was learnt is the digest; needs the memory
 };
 
 // How many files that makes.

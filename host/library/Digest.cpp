@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "host/library/FileLock.h"
+#include "host/library/Interrupt.h"
 #include "host/names/Failure.h"
 
 namespace kelo::host {
@@ -51,17 +51,21 @@ std::string Sha256(std::string_view bytes) {
 }
 
 std::string Sha256OfFile(const std::filesystem::path& path) {
-  const OwnedFile file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  return Sha256OfFile(OwnedFile(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)));
+}
+
+std::string Sha256OfFile(const OwnedFile& file) {
   if (!file) return {};
   Hash hash;
   std::vector<char> piece(1 << 18);
-  for (;;) {
+  while (Interrupt::Signal() == 0) {
     const ssize_t size = ::read(file.Number(), piece.data(), piece.size());
     if (size == 0) return hash.Digits();
     if (size < 0 && errno == EINTR) continue;
     if (size < 0) return {};
     hash.Add(piece.data(), static_cast<size_t>(size));
   }
+  return {};
 }
 
 }  // namespace kelo::host

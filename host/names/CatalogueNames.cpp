@@ -1,8 +1,10 @@
 // Writes names with references, and tells where a field of the catalogue cuts them.
 #include "host/names/CatalogueNames.h"
 
+#include <algorithm>
 #include <cstdio>
 
+#include "host/names/Names.h"
 #include "text/XMLUtility.h"
 
 namespace kelo::host {
@@ -42,6 +44,13 @@ std::string CatalogueName(const std::string& name) {
 
 bool FitsCatalogue(const std::string& name) {
   return AsReferences(name).size() <= kNameField;
+}
+
+std::vector<std::string> CatalogueNamesOf(const std::string& fileName) {
+  std::vector<std::string> names = NamesBehind(fileName);
+  names.insert(names.begin(), fileName);
+  std::ranges::transform(names, names.begin(), CatalogueName);
+  return names;
 }
 
 }  // namespace kelo::host

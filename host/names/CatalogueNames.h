@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace kelo::host {
 
@@ -11,5 +12,8 @@ namespace kelo::host {
 std::string CatalogueName(const std::string& name);
 // Whether that is the whole name: the field holds 255 bytes of references, 31 Japanese characters.
 bool FitsCatalogue(const std::string& name);
+// All that the catalogue may call the item of a file here: `get` numbers pictures of one name, and
+// writes what a file name cannot have as in URLs.
+std::vector<std::string> CatalogueNamesOf(const std::string& fileName);
 
 }  // namespace kelo::host

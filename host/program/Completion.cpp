@@ -155,6 +155,7 @@ Completions Values(const CLI::App& app, const CommonOptions& options, const CLI:
   if (label == "DIR") return {.kind = "folders", .candidates = {}};
   const auto* entry = std::ranges::find(kEntryLabels, label, &EntryLabel::label);
   if (entry != std::end(kEntryLabels)) return {"names", NamesOf(options, entry->kinds, begun)};
+  if (label == "PATH|TARGET") return {"files", NamesOf(options, kAnyKind, begun)};
   Completions answer;
   if (label == "COMMAND") AddCommands(app, begun, answer);
   if (label.find('|') != label.npos) AddChoices(label, begun, answer);

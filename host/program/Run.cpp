@@ -70,8 +70,8 @@ void DescribeProgram(CLI::App& app, const std::string& name, const ProgramTexts&
   app.add_option_function<std::string>(
          "--give-up-after",
          [&options](const std::string& time) { options.persistence.giveUpAfter = TimeOf(time); },
-         "Fail when nothing has answered for so long, e.g. 30s, 5m or 1h; 5m for put and get, 20s "
-         "for other commands")
+         "Fail when nothing has answered for so long, e.g. 30s, 5m or 1h; 5m for put, get and "
+         "check, 20s for other commands")
       ->check(CLI::Validator(
           [](const std::string& text) {
             return TimeOf(text) ? "" : fmt::format("'{}' is no time such as 30s, 5m or 1h", text);
@@ -79,7 +79,7 @@ void DescribeProgram(CLI::App& app, const std::string& name, const ProgramTexts&
           ""))
       ->type_name("TIME");
   app.add_flag("--progress", options.progress,
-               "Tell how far put and get are, a line a second, where there is no terminal");
+               "Tell how far put, get and check are, a line a second, where there is no terminal");
   app.add_option("--log-file", options.logFile,
                  "Append to this file what is said on standard error, and each request")
       ->type_name("FILE");

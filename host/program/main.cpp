@@ -38,12 +38,18 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   AddBrowseCommands(app, chosen);
   AddGetCommand(app, chosen);
   AddPutCommand(app, chosen);
+  AddCheckCommand(app, chosen);
   AddCreateCommands(app, chosen);
   AddEditCommands(app, chosen);
   AddShareCommands(app, chosen);
   AddDemoCommand(app, options);
   AddHelpCommand(app, chosen);
   app.footer(kFooter);  // after the commands, which would inherit it
+}
+
+// Whether a run may take hours, and has workers.
+bool IsLong(std::string_view command) {
+  return command == "get" || command == "put" || command == "check";
 }
 
 int Main(int argc, char** argv) {
@@ -59,7 +65,7 @@ int Main(int argc, char** argv) {
     if (!chosen) return TellUsage(app);
     options.command = app.get_subcommands().front()->get_name();
     std::optional<Nursery> nursery;  // made before any thread
-    options.persistence.isLong = options.command == "get" || options.command == "put";
+    options.persistence.isLong = IsLong(options.command);
     if (options.persistence.isLong) nursery.emplace(DoTask);
     Host host(options, nursery ? &*nursery : nullptr);
     return RunAction(app, host.Out(), host.Bare(), [&] { return chosen(host); });

@@ -6,21 +6,8 @@
 #include <vector>
 
 #include "host/names/CatalogueNames.h"
-#include "host/names/Names.h"
 
 namespace kelo::host {
-namespace {
-
-// Whether a file of this name may be an item that the catalogue calls so: `get` numbers pictures of
-// one name, and writes what a file name cannot have as in URLs.
-bool MayBeCalled(const std::string& name, const std::string& inCatalogue) {
-  std::vector<std::string> names = NamesBehind(name);
-  names.push_back(name);
-  return std::ranges::any_of(
-      names, [&](const std::string& one) { return CatalogueName(one) == inCatalogue; });
-}
-
-}  // namespace
 
 AccountItems* Recognition::Account() {
   if (!std::exchange(isAsked_, true)) {
@@ -48,7 +35,8 @@ void Recognition::Recognise(File& file) {
     if (isOfThisRun_.contains(id) || Account() == nullptr) continue;
     const std::optional<std::string> name = Account()->NameOf(id);
     const bool isOwn = hasOwn && id == known->itemId;
-    if (!name || !(isOwn || MayBeCalled(file.Name(), *name))) continue;
+    const bool isMeant = isOwn || std::ranges::count(CatalogueNamesOf(file.Name()), name) > 0;
+    if (!name || !isMeant) continue;
     file.knownItem = id;
     file.isCertain = memory_.ItemOf(id).value_or(KnownItem{}).certain;
     return;

@@ -11,15 +11,11 @@
 #include "host/library/Retries.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
-#include "host/terminal/Progress.h"
 #include "host/upload/Pictures.h"
 #include "host/upload/UploadTask.h"
 
 namespace kelo::host {
 namespace {
-
-// So many files fail one after the other only where it is not for the files.
-constexpr unsigned kMaxFailuresInARow = 5;
 
 bool IsStored(const File* file) {
   return file->outcome == UploadOutcome::kStored;
@@ -29,16 +25,6 @@ bool IsStored(const File* file) {
 bool IsUnreadable(const File* file) {
   const auto now = NowAt(file->path);
   return !now || now->size < file->size;
-}
-
-void Announce(const Files& files, Progress::Part& progress) {
-  std::vector<std::string> names;
-  std::vector<std::uint64_t> sizes;
-  for (const File* file : files) {
-    names.push_back(Shown(file->Name()));
-    sizes.push_back(file->size);
-  }
-  progress.Begin(std::move(names), std::move(sizes));
 }
 
 // Takes the files out that are meant; all keep their order.
@@ -209,19 +195,7 @@ class Sender {
 
   // The next request would meet the same failure.
   void EndIfHopeless(std::uint32_t result) {
-    if (result == kKELOResult_NoSession || (IsUnclear(result) && !ServiceAnswers()))
-      shared_.ended = result;
-  }
-
-  // Tells a service that refuses this request from one that cannot be reached.
-  bool ServiceAnswers() {
-    try {
-      shared_.library.Capacity();
-      return true;
-    } catch (const Error& failure) {
-      if (failure.Code() == kKELOResult_Aborted) throw;
-      return !IsUnclear(failure.Code());
-    }
+    if (IsHopeless(shared_.library, result)) shared_.ended = result;
   }
 
   void Halve(UploadRequest request) {

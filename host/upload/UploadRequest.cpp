@@ -4,6 +4,7 @@
 #include <functional>
 #include <utility>
 
+#include "host/library/Retries.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
 
@@ -101,6 +102,18 @@ UploadAnswer Perform(Library& library, const UploadRequest& request, const OnPro
   answer.mayPass = library.FailureMayPass();
   Decide(request, checkOnly, mayBeStored, answer, std::move(told));
   return answer;
+}
+
+bool IsHopeless(Library& library, std::uint32_t result) {
+  if (result == kKELOResult_NoSession) return true;
+  if (!IsUnclear(result)) return false;
+  try {
+    library.Capacity();
+    return false;
+  } catch (const Error& failure) {
+    if (failure.Code() == kKELOResult_Aborted) throw;
+    return IsUnclear(failure.Code());
+  }
 }
 
 void Place(Library& library, const UploadRequest& request, const Files& files, bool dryRun) {

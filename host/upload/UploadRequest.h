@@ -32,6 +32,12 @@ struct UploadAnswer {
 UploadAnswer Perform(Library& library, const UploadRequest& request,
                      const OnProgress& progress = {}, bool checkOnly = false, size_t other = 0);
 
+// So many requests fail one after the other only where it is not for the files.
+constexpr unsigned kMaxFailuresInARow = 5;
+// Whether the next request would meet the same failure: asks whether the service is there at all.
+// Throws Error when aborted.
+bool IsHopeless(Library& library, std::uint32_t result);
+
 // Places those of the files in the request's album that the service holds elsewhere.
 void Place(Library& library, const UploadRequest& request, const Files& files, bool dryRun);
 

@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/names/Names.h"
+
 namespace kelo::host {
 namespace {
 
@@ -45,6 +47,16 @@ UploadAnswer Lost(const Library& library, const UploadRequest& request, bool che
 }
 
 }  // namespace
+
+void Announce(const Files& files, Progress::Part& progress) {
+  std::vector<std::string> names;
+  std::vector<std::uint64_t> sizes;
+  for (const File* file : files) {
+    names.push_back(Shown(file->Name()));
+    sizes.push_back(file->size);
+  }
+  progress.Begin(std::move(names), std::move(sizes));
+}
 
 UploadAnswer PerformThere(Workers::Lane& lane, Library& library, const UploadRequest& request,
                           const OnProgress& progress, bool checkOnly, size_t other) {

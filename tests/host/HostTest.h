@@ -170,6 +170,20 @@ class PutTest : public HostTest {
     LogIn();
   }
 
+  // A file of the folder in, always of one date.
+  void Set(const std::string& name, const std::string& content,
+           std::time_t date = 1'700'000'000) const {
+    const timespec times[] = {{0, UTIME_OMIT}, {date, 0}};
+    ::utimensat(AT_FDCWD, Write("in/" + name, content).c_str(), times, 0);
+  }
+  // The same person on another machine, logged in there.
+  Words Elsewhere() const {
+    const Words there =
+        EnvironmentWithout("HOME=") + Words{"HOME=" + (folder_ / "elsewhere").string()};
+    if (!fs::exists(folder_ / "elsewhere")) EXPECT_EQ(Kelo("login", there).exitCode, 0);
+    return there;
+  }
+
   Outcome Put(const Words& more = {}) const {
     return Kelo(Words{"put", In(), "--retries", "1"} + more);
   }

@@ -179,6 +179,7 @@ TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
     std::string results;
     int exitCode = 0;
   };
+  const std::string here = Write("b.jpg", "b").string();
   const Case cases[] = {
       {"quota", R"([{"usedBytes": 0, "totalBytes": 5368709120}])"},
       {"extend", R"([{"alive": true}])"},
@@ -199,6 +200,13 @@ TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
             "there is nothing with the id, name or path 'caf\u00E9'; 'kelo tree' shows what there is"}},
            {"id": null, "named": "Journeys",
             "error": {"code": 4112, "message": "'Journeys' is a folder; name an item"}}])",
+       1},
+      {{"check", here, "a", "x"},
+       R"([{"id": null, "named": "x", "error": {"code": 4112, "message":
+            "there is nothing with the id, name or path 'x'; 'kelo tree' shows what there is"}},
+           {"path": ")" +
+           here + R"(", "bytes": 1, "outcome": "onlyHere"},
+           {"outcome": "onlyThere", "id": "i1", "itemPath": "/Journeys/Lis/bon/caf\uFFFD.jpg"}])",
        1},
       {"ls nowhere", "[]", 1}};
   for (const Case& one : cases)

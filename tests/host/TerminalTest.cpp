@@ -112,8 +112,10 @@ TEST_F(TerminalTest, FailsWhereNobodyTakesTheOutput) {
   ASSERT_EQ(Kelo("mkalbum Party").exitCode, 0);
   ASSERT_EQ(Kelo({"put", picture, "--album", "Party"}).exitCode, 0);
   ASSERT_EQ(Kelo("mail Party --to a@x.example").exitCode, 0);
-  std::vector<Words> commands = {
-      {"put", picture}, {"get", "a.jpg", "--to", folder_ / "out"}, "mail Party --to a@x.example"};
+  std::vector<Words> commands = {{"put", picture},
+                                 {"get", "a.jpg", "--to", folder_ / "out"},
+                                 {"check", picture},
+                                 "mail Party --to a@x.example"};
   for (const char* line : {"info a.jpg", "caption a.jpg x", "rate a.jpg 3", "tag a.jpg x",
                            "link Party a.jpg", "mkdir One", "mkalbum Two", "verify a@x.example"})
     commands.emplace_back(line);

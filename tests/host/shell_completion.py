@@ -48,6 +48,7 @@ CASES = [
     ("get 'Journeys/京\t'", ["get", "Journeys/京都"]),
     ("put --files-from photo\t", ["put", "--files-from", "photo 1.jpg"]),
     ("put photo\t", ["put", "photo 1.jpg"]),
+    ("check photo\tPla\t", ["check", "photo 1.jpg", "Plain"]),
     ("get x --to targ\t", ["get", "x", "--to", "target folder"]),
     ("ls --sort up\tPla\t", ["ls", "--sort", "upload", "Plain"]),
     ("ls --sort=sh\t", ["ls", "--sort=shot"]),
