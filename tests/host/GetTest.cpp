@@ -267,6 +267,7 @@ TEST_F(GetTest, NamesThatFallTogetherStayFilesAndKeepTheirNumbers) {
       {cut("&#246;.j", "ö.j.tif"), "item10"},
   };
   EXPECT_EQ(Contents(), expected);
+  EXPECT_LT(ModifyTime(Out() / "same (4).jpg"), 0);
   EXPECT_EQ(ModifyTime(Out() / cut("&#26716", ".jpg")), ModifyTime(Out() / "caf\xC3\xA9 (3).jpg"));
 
   // One that came first in the account after the others doesn't move them, nor does one that went.

@@ -57,7 +57,7 @@ TEST_F(EditsTest, TagsGoToItemsAndToWhatAlbumsHold) {
       {"I1", 4, "I1"},
       {"J1", 4, "J1"},
       {"R1", 4, "R1"},
-      {"I1", 2, nullptr},
+      {"I1", 6, nullptr},
       {"A1", 6, nullptr},
       {"A1", 2, "I2,I1"},
       {"A2", 2, "I3"},
