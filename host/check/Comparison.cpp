@@ -79,8 +79,7 @@ class Comparison {
         Files asked = pieces[at].files;
         std::erase_if(asked, [this](const File* file) { return !matcher_.IsForService(*file); });
         Ask(lane, asked);
-        known.Add(at, pieces[at].end);
-        known.Over(at);
+        known.Tell(at, pieces[at].end);
       }
     });
   }
