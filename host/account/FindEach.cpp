@@ -10,6 +10,7 @@ void TellNotFound(Output& out, const std::string& named, const Failure& failure)
   if (!out.IsJson()) return out.Problem(failure.what());
   out.Result("", {{"id", nullptr},
                   {"named", named},
+                  {"outcome", "notFound"},
                   {"error", {{"code", kKELOResult_BadParameter}, {"message", failure.what()}}}});
 }
 

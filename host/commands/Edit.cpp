@@ -134,11 +134,13 @@ int Link(Host& host, const LinkOptions& options) {
   Library& library = host.Loaded();
   const Item album = FindAlbum(library, options.album);
   std::vector<NewLink> links = NamedItems(library, options.items);
+  host.BeginSummary({{"added", 0}, {"failed", 0}});
   AddLinks(library, album.id, links);
   size_t added = 0;
   for (const NewLink& link : links) {
     Tell(out, link);
     added += link.problem.empty() ? 1 : 0;
+    out.Count(link.problem.empty() ? "added" : "failed", 1);
   }
   out.Line(fmt::format("{} of {} added to {}", added, CountText(links.size(), "item"),
                        Shown(album.name)));

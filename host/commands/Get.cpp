@@ -48,8 +48,18 @@ class Reporter {
     if (out_.IsJson() || !line.empty()) out_.Result(name + ": " + line, ToJson(file));
   }
 
+  // What the summary in JSON begins with.
+  static Json EmptySummary(bool dryRun) {
+    Json summary;
+    for (const FetchOutcome outcome : {FetchOutcome::kFetched, FetchOutcome::kHere,
+                                       FetchOutcome::kFailed, FetchOutcome::kNotTried})
+      summary[NameOf(outcome, dryRun)] = 0;
+    summary.update({{"notFound", 0}, {"bytes", 0}, {"leftOut", 0}, {"leftOutBy", Json::object()}});
+    return summary;
+  }
+
   int Finish() {
-    if (Interrupt::Signal() != 0) return 1;
+    if (Interrupt::Signal() != 0) return kExitFailed;
     const size_t untried = dryRun_ ? 0 : Count(FetchOutcome::kNotTried);
     out_.Line(fmt::format("{}, {} already here{}{}{}{}",
                           dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
@@ -57,7 +67,8 @@ class Reporter {
                           Count(FetchOutcome::kHere), Also(Count(FetchOutcome::kFailed), "failed"),
                           Also(untried, "not tried"), Also(leftOut_, "left out"),
                           Also(filteredOut_, "left out by the filter")));
-    return Count(FetchOutcome::kFailed) + untried + leftOut_ == 0 ? 0 : 1;
+    if (Count(FetchOutcome::kFailed) + untried > 0) return kExitFailed;
+    return leftOut_ > 0 ? kExitUnfit : kExitDone;
   }
 
  private:
@@ -80,14 +91,22 @@ class Reporter {
     return file.outcome == FetchOutcome::kNotTried && dryRun_ ? "would be downloaded" : "";
   }
 
+  static const char* NameOf(FetchOutcome outcome, bool dryRun) {
+    constexpr const char* kNames[] = {"stored", "alreadyHere", "failed", "notTried"};
+    const bool isPlanned = dryRun && outcome == FetchOutcome::kNotTried;
+    return isPlanned ? "wouldStore" : kNames[static_cast<size_t>(outcome)];
+  }
+
   Json ToJson(const FetchedFile& file) const {
-    constexpr const char* kWords[] = {"stored", "alreadyHere", "failed", "notTried"};
-    const bool planned = dryRun_ && file.outcome == FetchOutcome::kNotTried;
     Json object{{"id", file.file.itemId},
                 {"name", file.file.name},
                 {"path", file.file.path.string()},
-                {"outcome", planned ? "wouldStore" : kWords[static_cast<size_t>(file.outcome)]}};
+                {"outcome", NameOf(file.outcome, dryRun_)}};
+    std::error_code unknown;
     if (file.outcome == FetchOutcome::kFetched) object["bytes"] = file.size;
+    if (file.outcome == FetchOutcome::kHere)
+      if (const auto size = std::filesystem::file_size(file.file.path, unknown); !unknown)
+        object["bytes"] = size;
     if (file.outcome == FetchOutcome::kFailed)
       object["error"] = {{"code", file.code}, {"message", file.problem}};
     return object;
@@ -106,13 +125,17 @@ int Get(Host& host, const GetOptions& options) {
     throw CLI::ValidationError("get", "give either TARGETs or --all");
   const std::vector<std::string> targets = WithListed(options.targets, options.list);
   Library& library = host.Loaded();
+  host.BeginSummary(Reporter::EmptySummary(options.fetch.dryRun));
   Wanted wanted{
       .entries = FindEach(library, targets), .all = options.all, .filter = options.filter};
   for (Item& album : FindEach(library, options.albums, FindAlbum))
     wanted.entries.push_back(std::move(album));
   const bool allFound = wanted.entries.size() == targets.size() + options.albums.size();
-  if (!allFound && wanted.entries.empty()) return 1;
+  if (!allFound && wanted.entries.empty()) return kExitFailed;
   DownloadPlan plan = PlanDownload(library, wanted, options.folder);
+  host.Out().Count("leftOut", plan.leftOut + plan.filteredOut);
+  host.Out().Count("leftOutBy/unreachable", plan.leftOut);
+  host.Out().Count("leftOutBy/byFilter", plan.filteredOut);
   if (plan.files.empty() && plan.filteredOut == 0)
     host.Out().Note("there are no items to download");
   Memory memory(host.Out(), StateFile::MemoryFolder(), host.Restored().account);
@@ -122,7 +145,7 @@ int Get(Host& host, const GetOptions& options) {
   Workers workers(library, DoTask, host.WorkersTerms(options.transfers));
   FetchPlan(library, workers, std::move(plan), fetch, std::ref(reporter));
   const int status = reporter.Finish();
-  return allFound ? status : 1;
+  return allFound ? status : kExitFailed;
 }
 
 }  // namespace
@@ -155,7 +178,9 @@ void AddGetCommand(CLI::App& app, Action& chosen) {
       GlobHelp("DIR, where the file would go, without the number of namesakes") +
       "--newer-than and --older-than look at the date of the shot; where there is none, at that of "
       "the file, or else of the upload. The service tells no sizes before a download, so there is "
-      "no filter for them.");
+      "no filter for them.\n"
+      "Exit code 3: all is here but what the account lists in a way in which it can never be "
+      "fetched. 1: something failed that may work the next time.");
 }
 
 }  // namespace kelo::host

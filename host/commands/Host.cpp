@@ -41,6 +41,12 @@ void Host::LockAccount() {
   Restore(std::move(kept));
 }
 
+void Host::BeginSummary(Json counts) {
+  if (!output_.IsJson()) return;
+  output_.BeginSummary(std::move(counts));
+  sumsUp_.emplace();
+}
+
 Workers::Terms Host::WorkersTerms(unsigned most) {
   return {.most = most,
           .nursery = nursery_,

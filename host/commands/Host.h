@@ -58,6 +58,9 @@ class Host {
   void LockAccount();
   // What was restored.
   const Kept& Restored() const { return kept_; }
+  // The results in JSON end with a summary that begins with these counts (Output.h), also after
+  // Ctrl-C.
+  void BeginSummary(Json counts);
   // Of workers that use the session that is restored, so many at a time.
   Workers::Terms WorkersTerms(unsigned most);
 
@@ -71,6 +74,7 @@ class Host {
   Library library_;
   Interrupt interrupt_;  // ends before the library closes
   std::optional<AccountLock> lock_;
+  std::optional<MustTidy> sumsUp_;  // with a summary
   Kept kept_;
   bool restored_ = false;
   bool loaded_ = false;

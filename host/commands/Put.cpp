@@ -35,16 +35,6 @@ bool HasNoAlbum(const UploadPlan& plan) {
       plan.files, [](const File* file) { return file->album.Empty(); });
 }
 
-// Of a run that finds nothing that could be sent.
-int TellNothingToSend(Output& out, const UploadPlan& plan, const LeftOutCounts& leftOut,
-                      bool dryRun) {
-  if (!plan.unfit.empty() || leftOut.contains(LeftOut::kByFilter))
-    return TellSums(out, plan, leftOut, dryRun);
-  const std::string text = LeftOutText(leftOut);
-  throw Failure(text.empty() ? "nothing to send: PATH holds no files"
-                             : fmt::format("nothing to send; left out: {}", text));
-}
-
 int Put(Host& host, const PutOptions& options) {
   Output& out = host.Out();
   if (options.paths.empty() && options.list.empty())
@@ -69,9 +59,10 @@ int Put(Host& host, const PutOptions& options) {
   // A dry run adds up what would be stored, in the order of the plan.
   Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
   const UploadPlan plan = PlanUpload(files, !options.force, workers.Most());
-  for (const File* file : plan.unfit) TellOutcome(out, *file, options.dryRun);
+  host.BeginSummary(EmptySummary(leftOut, options.dryRun));
+  TellUnfit(out, memory, plan.unfit, options.dryRun);
   const size_t all = plan.files.size();
-  if (all == 0) return TellNothingToSend(out, plan, leftOut, options.dryRun);
+  if (all == 0) return TellSums(out, plan, leftOut, options.dryRun);
   if (options.albumsFromFolders && HasNoAlbum(plan))
     out.Note("no album is made: all files lie directly in PATH; name the folder above it");
   size_t stored = 0;
@@ -88,7 +79,8 @@ int Put(Host& host, const PutOptions& options) {
               setDone();
             });
   const bool isBrought = !options.metadata || options.dryRun || BringMetadata(out, library, plan);
-  return std::max(TellSums(out, plan, leftOut, options.dryRun), isBrought ? 0 : 1);
+  const int status = TellSums(out, plan, leftOut, options.dryRun);
+  return isBrought ? status : kExitFailed;
 }
 
 constexpr const char* kAboutFiles =
@@ -110,7 +102,9 @@ constexpr const char* kAboutRequests =
     "voice memo goes with its picture.\n"
     "A request takes up to 100 files or 64 MiB, and less where several go at a time; one bad file "
     "costs only itself. A .wav file is the voice memo of the picture of its name. Empty files, "
-    "names that are not UTF-8, and files of 2 GiB and more cannot be sent.";
+    "names that are not UTF-8, files of 2 GiB and more, and what is no regular file cannot be "
+    "sent. Each is named once, and again when it has changed; --dry-run names all. Exit code 3: "
+    "all is stored but such files. 1: something failed that may work the next time.";
 
 }  // namespace
 

@@ -53,7 +53,7 @@ AccountLock::AccountLock(Output& out, const std::filesystem::path& folder,
   LockResult result = file_ ? Lock(file_, false) : LockResult::kNone;
   if (result == LockResult::kHeld) {
     const std::string holder = HolderOf(file_);
-    if (!waits) throw Failure("another run changes this account: " + holder, Failure::kBusy);
+    if (!waits) throw Failure("another run changes this account: " + holder, kExitBusy);
     out.Note("waiting for another run that changes this account: " + holder);
     result = Lock(file_, true);
   }

@@ -16,9 +16,9 @@ std::string AccountOf(const std::string& url, const std::string& secretText);
 
 class AccountLock {
  public:
-  // Waits while another run has it, and says for whom; unless `waits` throws Failure with kBusy.
-  // Where there can be no lock, that is told and the run goes on without. `command` is what others
-  // are told of this run. The folder is made if need be.
+  // Waits while another run has it, and says for whom; unless `waits` throws Failure with
+  // kExitBusy. Where there can be no lock, that is told and the run goes on without. `command` is
+  // what others are told of this run. The folder is made if need be.
   AccountLock(Output& out, const std::filesystem::path& folder, const std::string& account,
               const std::string& command, bool waits);
   ~AccountLock();

@@ -16,7 +16,7 @@ std::atomic<int> toTidy = 0;
 constexpr int kWakeUp = SIGUSR1;
 
 // How long the program may take to end by itself once no command runs any more: the longer time
-// where the main thread knows of the abort, or has something to remove.
+// where the main thread knows of the abort, or has something to do at the end.
 constexpr auto kGrace = std::chrono::milliseconds(50);
 constexpr auto kLongGrace = std::chrono::seconds(2);
 

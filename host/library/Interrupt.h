@@ -14,10 +14,12 @@
 #include <thread>
 
 #include "host/library/Library.h"
+#include "host/names/ExitCode.h"
 
 namespace kelo::host {
 
-// While one lives, there are temporary files to remove: after Ctrl-C the program gets 2 s for that.
+// While one lives, something remains to be done at the end, such as removing temporary files: after
+// Ctrl-C the program gets 2 s for that.
 // Any thread.
 class MustTidy {
  public:
@@ -41,7 +43,7 @@ class Interrupt {
   // The signal that arrived, 0 for none.
   static int Signal();
   // The program's exit code after it.
-  static int ExitCode() { return 128 + Signal(); }
+  static int ExitCode() { return kExitSignal + Signal(); }
 
  private:
   void Wait();

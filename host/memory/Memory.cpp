@@ -1,4 +1,5 @@
-// Two tables: the local files by their paths, and the account's items by their ids.
+// Tables of the local files by their paths, of the account's items by their ids, and of the files
+// that cannot be sent.
 #include "host/memory/Memory.h"
 
 #include <fcntl.h>
@@ -16,8 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t kVersion = 1;
+constexpr std::int64_t kVersion = 2;
 
+// Each version has added to those before it.
 constexpr const char* kTables = R"(
 CREATE TABLE IF NOT EXISTS files (
   path TEXT PRIMARY KEY, device INTEGER, inode INTEGER, size INTEGER, modified INTEGER,
@@ -25,11 +27,23 @@ CREATE TABLE IF NOT EXISTS files (
 CREATE TABLE IF NOT EXISTS items (
   id TEXT PRIMARY KEY, digest TEXT NOT NULL, certain INTEGER NOT NULL) WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS items_by_digest ON items (digest);
-PRAGMA user_version = 1;
+CREATE TABLE IF NOT EXISTS unfit (
+  path TEXT PRIMARY KEY, device INTEGER, inode INTEGER, size INTEGER, modified INTEGER,
+  changed INTEGER, reason TEXT NOT NULL) WITHOUT ROWID;
+PRAGMA user_version = 2;
 )";
 
 std::string KeyOf(const fs::path& path) {
   return fs::absolute(path).lexically_normal().native();
+}
+
+// That of a row whose first columns are those of a stamp.
+Stamp StampOf(const Statement& row) {
+  return {.device = static_cast<std::uint64_t>(row.Number(0)),
+          .inode = static_cast<std::uint64_t>(row.Number(1)),
+          .size = static_cast<std::uint64_t>(row.Number(2)),
+          .modified = row.Number(3),
+          .changed = row.Number(4)};
 }
 
 // SQLite gives what it puts beside the file the same rights.
@@ -109,13 +123,19 @@ std::optional<KnownFile> Memory::FileAt(const fs::path& path) {
           "SELECT device, inode, size, modified, changed, digest, item FROM files WHERE path = ?",
           KeyOf(path));
       if (!row.Step()) return;
-      file = {.stamp = {.device = static_cast<std::uint64_t>(row.Number(0)),
-                        .inode = static_cast<std::uint64_t>(row.Number(1)),
-                        .size = static_cast<std::uint64_t>(row.Number(2)),
-                        .modified = row.Number(3),
-                        .changed = row.Number(4)},
-              .digest = row.Text(5),
-              .itemId = row.Text(6)};
+      file = {.stamp = StampOf(row), .digest = row.Text(5), .itemId = row.Text(6)};
+    });
+  return file;
+}
+
+std::optional<UnfitFile> Memory::UnfitAt(const fs::path& path) {
+  std::optional<UnfitFile> file;
+  if (database_)
+    Try([&] {
+      Statement row = database_->Query(
+          "SELECT device, inode, size, modified, changed, reason FROM unfit WHERE path = ?",
+          KeyOf(path));
+      if (row.Step()) file = {.stamp = StampOf(row), .reason = row.Text(5)};
     });
   return file;
 }
@@ -141,13 +161,22 @@ std::vector<std::string> Memory::ItemsWith(const std::string& digest) {
 }
 
 void Memory::Keep(const fs::path& path, const KnownFile& file) {
-  const auto signed64 = [](std::uint64_t number) { return static_cast<std::int64_t>(number); };
+  const Stamp& stamp = file.stamp;
   if (database_)
     Try([&] {
       database_->Execute("INSERT OR REPLACE INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
-                         KeyOf(path), signed64(file.stamp.device), signed64(file.stamp.inode),
-                         signed64(file.stamp.size), file.stamp.modified, file.stamp.changed,
-                         file.digest, file.itemId, static_cast<std::int64_t>(std::time(nullptr)));
+                         KeyOf(path), stamp.device, stamp.inode, stamp.size, stamp.modified,
+                         stamp.changed, file.digest, file.itemId, std::time(nullptr));
+    });
+}
+
+void Memory::Keep(const fs::path& path, const UnfitFile& file) {
+  const Stamp& stamp = file.stamp;
+  if (database_)
+    Try([&] {
+      database_->Execute("INSERT OR REPLACE INTO unfit VALUES (?, ?, ?, ?, ?, ?, ?)", KeyOf(path),
+                         stamp.device, stamp.inode, stamp.size, stamp.modified, stamp.changed,
+                         file.reason);
     });
 }
 

@@ -51,6 +51,13 @@ struct KnownItem {
   bool certain = true;
 };
 
+// A file that no upload can take, while it is as it was.
+struct UnfitFile {
+  Stamp stamp{};
+  std::string reason;
+  bool operator==(const UnfitFile&) const = default;
+};
+
 class Memory {
  public:
   // Makes the folder and the database if need be. One that is broken is set aside. `account` is the
@@ -63,7 +70,11 @@ class Memory {
   // The items that have these bytes.
   std::vector<std::string> ItemsWith(const std::string& digest);
 
+  // As what it was told of last, here.
+  std::optional<UnfitFile> UnfitAt(const std::filesystem::path& path);
+
   void Keep(const std::filesystem::path& path, const KnownFile& file);
+  void Keep(const std::filesystem::path& path, const UnfitFile& file);
   // What is certain is not replaced by what is not.
   void Keep(const std::string& id, const KnownItem& item);
   // What is asked, or kept, in between is one transaction, which is faster. A call that asks keeps

@@ -4,20 +4,19 @@
 #include <stdexcept>
 #include <string>
 
+#include "host/names/ExitCode.h"
+
 namespace kelo::host {
 
 // what() is a whole sentence without the program's name.
 class Failure : public std::runtime_error {
  public:
-  static constexpr int kFailed = 1;
-  static constexpr int kBusy = 3;  // another run changes the account
-
-  explicit Failure(const std::string& sentence, int exitCode = kFailed)
+  explicit Failure(const std::string& sentence, ExitCode exitCode = kExitFailed)
       : std::runtime_error(sentence), exitCode_(exitCode) {}
-  int ExitCode() const { return exitCode_; }
+  ExitCode Exit() const { return exitCode_; }
 
  private:
-  int exitCode_;
+  ExitCode exitCode_;
 };
 
 }  // namespace kelo::host

@@ -45,10 +45,11 @@ const Section kExitCodes{
     {
         {"0", "Success."},
         {"1",
-         "Everything failed, or a single file or item did. Where the library failed, the message "
-         "ends with its result code."},
+         "Everything failed, or a single file or item did; it may work the next time. Where the "
+         "library failed, the message ends with its result code."},
         {"2", "Wrong usage."},
-        {"3", "Another run changes the account, and --no-wait was given."},
+        {"3", "put or get has done all but what can never be sent or fetched."},
+        {"4", "Another run changes the account, and --no-wait was given."},
         {"130", "Aborted by Ctrl-C. Another signal: 128 and its number."},
     }};
 
@@ -67,8 +68,8 @@ int Help(Host& host, const CLI::App& app, const std::string& wanted) {
 
 ProgramTexts KeloTexts() {
   return {{"kelo COMMAND [ARGUMENTS]"},
-          {},
-          {kFiles, kVariables, kExitCodes},
+          {kExitCodes},
+          {kFiles, kVariables},
           {"kelo-demo (1)", "kelo-devservice (1)", "libtVQAccess2 (3)"}};
 }
 

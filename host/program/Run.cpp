@@ -20,8 +20,6 @@
 namespace kelo::host {
 namespace {
 
-constexpr int kUsage = 2;
-
 // "30s", "5m" or "1h"; nothing where it is none of these.
 std::optional<std::chrono::milliseconds> TimeOf(const std::string& text) {
   constexpr std::int64_t kMax = 1'000'000'000;  // seconds
@@ -39,7 +37,7 @@ std::optional<int> ParsedTo(CLI::App& app, int argc, char** argv) try {
   app.parse(argc, argv);
   return std::nullopt;
 } catch (const CLI::ParseError& error) {
-  return app.exit(error) == 0 ? 0 : kUsage;
+  return app.exit(error) == 0 ? kExitDone : kExitUsage;
 }
 
 // The status, unless standard output did not take everything.
@@ -47,6 +45,18 @@ int Written(int status) {
   std::cout.flush();
   Output().Finish();
   return status;
+}
+
+// What the call comes to, as an exit code; a failure is told.
+int Told(const CLI::App& app, Output& out, const std::function<int()>& call) try {
+  return call();
+} catch (const CLI::ParseError& error) {
+  out.Problem(UsageMessage(app, error));
+  return kExitUsage;
+} catch (const std::exception& failure) {
+  if (Interrupt::Signal() == 0) out.Problem(Sentence(failure));
+  const auto* own = dynamic_cast<const Failure*>(&failure);
+  return own == nullptr ? kExitFailed : own->Exit();
 }
 
 }  // namespace
@@ -94,34 +104,31 @@ int RunProgram(CLI::App& app, const ProgramTexts& texts, int argc, char** argv,
   return Written(0);
 } catch (const std::exception& failure) {
   fmt::print(stderr, "{}: {}\n", app.get_name(), failure.what());
-  return Failure::kFailed;
+  return kExitFailed;
 }
 
 int TellUsage(const CLI::App& app) {
   fmt::print(stderr, "{}", app.help());
-  return kUsage;
+  return kExitUsage;
 }
 
 int RunAction(const CLI::App& app, Output& out, const Library& library,
               const std::function<int()>& action) {
-  int status = Failure::kFailed;
-  try {
-    status = action();
+  int status = Told(app, out, action);
+  const bool isAborted = status != kExitDone && Interrupt::Signal() != 0;
+  if (isAborted) status = Interrupt::ExitCode();
+  out.TellSummary(status);
+  const auto finish = [&] {
     out.Finish();
-  } catch (const CLI::ParseError& error) {
-    out.Problem(UsageMessage(app, error));
-    return kUsage;
-  } catch (const std::exception& failure) {
-    const auto* own = dynamic_cast<const Failure*>(&failure);
-    status = own == nullptr ? Failure::kFailed : own->ExitCode();
-    if (Interrupt::Signal() == 0) out.Problem(Sentence(failure));
-  }
+    return status;
+  };
+  if (!isAborted) status = Told(app, out, finish);
   if (const std::string why = library.Explanation();
-      status != 0 && !why.empty() && Interrupt::Signal() == 0)
+      status != kExitDone && !why.empty() && !isAborted)
     out.Problem(why);
-  if (status != 0 && Interrupt::Signal() != 0) {
+  if (isAborted) {
     out.SayAborted();
-    return Interrupt::ExitCode();
+    return status;
   }
   if (status != 0 && library.WantsTrace())
     out.Note(fmt::format("'{} -v' shows the requests, and what came of each", app.get_name()));

@@ -15,10 +15,8 @@ namespace {
 constexpr const char* kFooter =
     "Begin with 'kelo login'; 'kelo help COMMAND' tells about each command, and 'kelo demo' shows "
     "everything on a service of its own. Folders, albums and items can be named by id, by name or "
-    "by path, Folder/Album/picture.jpg: 'kelo tree --items' shows them all. Exit codes: 0 success, "
-    "1 failure (where the library failed, the message ends with its result code), 2 wrong usage, "
-    "3 another run changes the account and --no-wait was given, 130 aborted by Ctrl-C. Only one "
-    "run at a time changes an account: put, mkdir, mkalbum, caption, rate, tag, link and mail wait "
+    "by path, Folder/Album/picture.jpg: 'kelo tree --items' shows them all. Only one run at a time "
+    "changes an account: put, mkdir, mkalbum, caption, rate, tag, link and mail wait "
     "until the run before has ended. put --dry-run does not wait.";
 
 void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
@@ -26,7 +24,7 @@ void Describe(CLI::App& app, CommonOptions& options, Action& chosen) {
   app.require_subcommand(0, 1);
   app.fallthrough();  // the commands inherit it: options of all may stand behind their names
   app.add_flag("--no-wait", options.noWait,
-               "Fail with exit code 3 where another run changes the account, instead of waiting");
+               "Fail with exit code 4 where another run changes the account, instead of waiting");
   AddCheckedOption(
       app, "--profile", options.profile, "Name of the profile whose session is used",
       [](const std::string& name) {

@@ -55,8 +55,26 @@ Output::~Output() {
 
 void Output::Result(std::string_view line, const Json& object) {
   if (!json_) return Line(line);
+  if (const std::string outcome = object.value("outcome", ""); !outcome.empty()) {
+    Count(outcome, 1);
+    const bool isStored = outcome == "stored" || outcome == "wouldStore";
+    if (isStored) Count("bytes", object.value("bytes", std::uint64_t{0}));
+  }
   // File names need not be UTF-8.
   PrintResult(object.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+void Output::Count(const std::string& what, std::uint64_t number) {
+  const std::lock_guard lock(printing_);
+  if (summary_.is_null()) return;
+  const Json::json_pointer place("/" + what);
+  summary_[place] = summary_.value(place, std::uint64_t{0}) + number;
+}
+
+void Output::TellSummary(int exitCode) {
+  if (!json_ || summary_.is_null()) return;
+  summary_["exitCode"] = exitCode;
+  Result({}, {{"summary", std::exchange(summary_, {})}});
 }
 
 void Output::Line(std::string_view line) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace kelo::host {
 
@@ -51,8 +53,18 @@ class Output {
 
   // A result in both forms: the object in JSON, otherwise the line, unless the run is quiet.
   void Result(std::string_view line, const Json& object);
+  // With JSON, a run that has begun a summary ends with it: {"summary": {...}}. It counts the
+  // results by their outcomes, and adds up the bytes of those that are or would be stored.
+  // `counts`: what it begins with.
+  void BeginSummary(Json counts) { summary_ = std::move(counts); }
+  // Adds to what else is counted, "leftOut" or "leftOutBy/byFilter". Without a summary nothing
+  // happens.
+  void Count(const std::string& what, std::uint64_t number);
+  void TellSummary(int exitCode);
   // A result that has no JSON, such as a heading.
   void Line(std::string_view line);
+  // The numbers at the end, for people: with JSON a note, since the summary is the result.
+  void Sum(std::string_view line) { json_ ? Note(line) : Line(line); }
   // On standard error: what a quiet run leaves out, and what every run tells, behind the program's
   // name.
   void Note(std::string_view line);
@@ -98,6 +110,7 @@ class Output {
   void RedrawLive();  // the lock is held
 
   const char* const program_ = "";
+  Json summary_;  // null: none
   bool json_ = false;
   bool quiet_ = false;
   bool keepsResults_ = false;

@@ -42,21 +42,32 @@ std::uint64_t SizeOf(const Files& files) {
   return size;
 }
 
-std::string Describe(File& file) {
+bool Describe(File& file) {
   struct stat status {};
+  const auto leave = [&file](UploadOutcome outcome, const char* reason) {
+    file.outcome = outcome;
+    file.reason = reason;
+    return false;
+  };
   // Never opened, which takes longer, and could wait for a pipe.
-  if (::stat(file.path.c_str(), &status) != 0 || ::access(file.path.c_str(), R_OK) != 0)
-    return std::strerror(errno);
-  if (!S_ISREG(status.st_mode)) return "it is not a regular file";
+  if (::stat(file.path.c_str(), &status) != 0)
+    return leave(UploadOutcome::kUnreadable, std::strerror(errno));
+  if (!S_ISREG(status.st_mode)) {
+    // Its dates change when something is written to it.
+    file.stamp = {.device = status.st_dev, .inode = status.st_ino};
+    return leave(UploadOutcome::kUnfit, "it is not a regular file");
+  }
+  if (::access(file.path.c_str(), R_OK) != 0)
+    return leave(UploadOutcome::kUnreadable, std::strerror(errno));
   file.size = static_cast<std::uint64_t>(status.st_size);
   file.modifyDate = UniversalDate(status.st_mtime);
   file.stamp = Stamp::Of(status);
-  return {};
+  return true;
 }
 
 std::optional<File> NowAt(const std::filesystem::path& path) {
   File file{.path = path};
-  if (!Describe(file).empty()) return std::nullopt;
+  if (!Describe(file)) return std::nullopt;
   return file;
 }
 

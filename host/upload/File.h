@@ -41,7 +41,8 @@ enum class UploadOutcome {
   kChanged,  // was written to while it was sent: the stored copy may be damaged
   kNotSent,
   kFailed,
-  kUnfit,  // no upload can take it
+  kUnreadable,  // it cannot be looked at now
+  kUnfit,       // as it is, no upload can take it
   kUndecided
 };
 
@@ -68,7 +69,8 @@ struct File {
   UploadOutcome outcome = UploadOutcome::kUndecided;
   std::uint32_t code = 0;  // of a failure; of kNotSent: why the upload ended, 0: another reason
   std::string itemId{};    // where the service named one
-  std::string reason{};    // why it is unfit
+  std::string reason{};    // why it is unreadable or unfit
+  bool wasTold = false;    // it is unfit, and an earlier run has said so
 
   std::string Name() const { return path.filename().string(); }
   // ".wav": goes with the picture of its name.
@@ -79,6 +81,10 @@ struct File {
   bool IsDescribed() const { return !modifyDate.empty(); }
   // Whether the service holds the file now.
   bool Held() const { return outcome <= UploadOutcome::kNotPlaced; }
+  // No request can have it.
+  bool CannotGo() const {
+    return outcome == UploadOutcome::kUnreadable || outcome == UploadOutcome::kUnfit;
+  }
 };
 
 using Files = std::vector<File*>;
@@ -92,9 +98,9 @@ std::string Lower(std::string text);
 // Bytes of all.
 std::uint64_t SizeOf(const Files& files);
 
-// Adds to the path what the file system tells. Gives the reason when it is no regular file or
-// cannot be read; empty: it can.
-std::string Describe(File& file);
+// Adds to the path what the file system tells. False where the file cannot be read or is no regular
+// one; it then has its outcome and the reason.
+bool Describe(File& file);
 // The same of the file that is there now; nothing when it cannot be read.
 std::optional<File> NowAt(const std::filesystem::path& path);
 

@@ -131,6 +131,8 @@ bool BringMetadata(Output& out, Library& library, const UploadPlan& plan) {
       if (failure.Code() == kKELOResult_NoSession) break;  // as would all others
     }
   }
+  out.Count("metadataBrought", brought);
+  out.Count("metadataFailed", all.size() - brought);
   out.Note(fmt::format("metadata of {} brought to their items", CountText(brought, "file")));
   return brought == all.size();
 }

@@ -116,7 +116,7 @@ UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes) {
   std::vector<Files> groups;
   Files memos;
   for (File& file : files)
-    if (file.outcome == UploadOutcome::kUnfit)
+    if (file.CannotGo())
       plan.unfit.push_back(&file);
     else if (file.IsVoiceMemo())
       memos.push_back(&file);

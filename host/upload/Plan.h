@@ -10,7 +10,7 @@ namespace kelo::host {
 struct UploadPlan {
   std::vector<UploadRequest> requests;  // in the order in which they are sent
   Files files;  // of the requests, in the order in which they are told, however requests are cut
-  Files unfit;
+  Files unfit;  // or unreadable
 };
 
 // The bounds of a request; a single larger file has one of its own. Requests beside others become

@@ -14,6 +14,13 @@ std::string OutcomeText(const File& file, bool dryRun = false);
 
 void TellOutcome(Output& out, const File& file, bool dryRun);
 
+// Tells of the files that no request can have. Those that can never be sent are kept. In words they
+// are named again when they have changed, and in a dry run.
+void TellUnfit(Output& out, Memory& memory, const Files& files, bool dryRun);
+
+// What the summary in JSON begins with.
+Json EmptySummary(const LeftOutCounts& leftOut, bool dryRun);
+
 // The sums of a plan whose files are decided; gives the exit code.
 int TellSums(Output& out, const UploadPlan& plan, const LeftOutCounts& leftOut, bool dryRun);
 

@@ -26,8 +26,7 @@ bool IsUtf8(const std::string& text) {
   return ComposeUtf8(text, scratch).data() != nullptr;
 }
 
-std::string WhyUnfit(File& file) {
-  if (std::string failure = Describe(file); !failure.empty()) return failure;
+std::string WhyUnfit(const File& file) {
   if (!IsUtf8(file.Name())) return "its name is not UTF-8";
   if (!IsUtf8(file.album.folder) || !IsUtf8(file.album.album))
     return "its folder's name is not UTF-8";
@@ -38,7 +37,7 @@ std::string WhyUnfit(File& file) {
 }
 
 void Examine(File& file) {
-  if (file.outcome == UploadOutcome::kUnfit) return;
+  if (file.outcome != UploadOutcome::kUndecided || !Describe(file)) return;
   file.reason = WhyUnfit(file);
   if (!file.reason.empty()) file.outcome = UploadOutcome::kUnfit;
 }
@@ -83,7 +82,7 @@ class Walker {
     ExamineAll(files_);
     std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
     std::erase_if(files_, [&](const File& file) {
-      return file.outcome != UploadOutcome::kUnfit &&
+      return file.outcome == UploadOutcome::kUndecided &&
              !seen.emplace(file.stamp.device, file.stamp.inode, file.album).second;
     });
     if (filter_.wish.HasBounds()) LeaveOutByBounds();
@@ -126,7 +125,7 @@ class Walker {
       Sort(*at, below, files, folders);
     if (failed)
       files_.push_back(
-          {.path = folder, .outcome = UploadOutcome::kUnfit, .reason = failed.message()});
+          {.path = folder, .outcome = UploadOutcome::kUnreadable, .reason = failed.message()});
     std::ranges::sort(files, {}, &fs::path::native);
     std::ranges::sort(folders, {}, &fs::path::native);
     const AlbumName album =

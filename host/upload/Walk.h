@@ -10,9 +10,9 @@
 namespace kelo::host {
 
 // Files as given, folders walked to the bottom in the order of names, all described; what cannot
-// travel, and a folder that cannot be read, is unfit. What the filter leaves out is counted in
-// `leftOut`, which may be null. With `albums` each file has the album of its folder; of several
-// paths, each folder counts as if it lay in the one that was named.
+// travel is unfit, and what cannot be read, also a folder, unreadable. What the filter leaves out
+// is counted in `leftOut`, which may be null. With `albums` each file has the album of its folder;
+// of several paths, each folder counts as if it lay in the one that was named.
 //
 // A file that is reached twice, by links too, is taken once; with `albums` once for each album.
 // Links to files are followed; those to folders only where the command line names them, so that no

@@ -86,6 +86,11 @@ Words HostTest::EnvironmentWithout(const std::string& beginning) const {
   return environment;
 }
 
+nlohmann::json HostTest::Summary(const std::string& lines) {
+  const auto objects = Objects(lines);
+  return objects.empty() ? nlohmann::json() : objects.back().value("summary", nlohmann::json());
+}
+
 void HostTest::TellAccount(std::string elements, const devservice::Script& other) {
   for (size_t at; (at = elements.find("URL")) != elements.npos;)
     elements.replace(at, 3, service_.Url());

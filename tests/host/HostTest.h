@@ -93,6 +93,8 @@ class HostTest : public ::testing::Test {
   void TellAccount(std::string elements, const devservice::Script& other = {});
   // The lines of an output in JSON.
   static std::vector<nlohmann::json> Objects(const std::string& lines);
+  // What the last of them sums up; null: it is no summary.
+  static nlohmann::json Summary(const std::string& lines);
   // The names in a folder below the test's, sorted.
   Words Names(const std::string& folder) const;
 

@@ -199,7 +199,8 @@ TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
            {"id": null, "named": "caf\u00E9", "error": {"code": 4112, "message":
             "there is nothing with the id, name or path 'caf\u00E9'; 'kelo tree' shows what there is"}},
            {"id": null, "named": "Journeys",
-            "error": {"code": 4112, "message": "'Journeys' is a folder; name an item"}}])",
+            "error": {"code": 4112, "message": "'Journeys' is a folder; name an item"}},
+           {"summary": {"added": 1, "failed": 2, "exitCode": 1}}])",
        1},
       {{"check", here, "a", "x"},
        R"([{"id": null, "named": "x", "error": {"code": 4112, "message":

@@ -12,6 +12,11 @@ namespace {
 class MemoryTest : public PutTest {
  protected:
   Outcome PutElsewhere() { return Kelo({"put", In()}, Elsewhere()); }
+  // The only one in the home.
+  fs::path DatabasePath() const {
+    const std::string folder = "home/.local/state/kelo/memory";
+    return folder_ / folder / Names(folder).front();
+  }
   size_t Requests() const { return Arrived("CheckUploadItems") + Arrived("UploadItems"); }
 };
 
@@ -91,11 +96,9 @@ TEST_F(MemoryTest, UnchangedFilesAreNotOpened) {
 TEST_F(MemoryTest, ABrokenOneIsSetAside) {
   Set("a.jpg", "picture");
   EXPECT_EQ(Put().exitCode, 0);
-  const fs::path folder = folder_ / "home/.local/state/kelo/memory";
-  ASSERT_EQ(Names("home/.local/state/kelo/memory").size(), 1u);
-  const fs::path database = folder / Names("home/.local/state/kelo/memory").front();
+  const fs::path database = DatabasePath();
   EXPECT_EQ(fs::status(database).permissions(), fs::perms(0600));
-  Database(database).Run("PRAGMA user_version = 2");
+  Database(database).Run("PRAGMA user_version = 3");
   EXPECT_THAT(Put().err, HasSubstr("a later version of kelo has made it"));
   std::ofstream(database) << std::string(5000, 'x');
   const Outcome put = Put();
@@ -103,6 +106,70 @@ TEST_F(MemoryTest, ABrokenOneIsSetAside) {
   EXPECT_THAT(put.err, AllOf(HasSubstr("file is not a database"), HasSubstr(".broken")));
   EXPECT_EQ(ReadFile(database.string() + ".broken"), std::string(5000, 'x'));
   EXPECT_THAT(Put().err, Not(HasSubstr("memory")));
+}
+
+// One run after the other over one folder.
+TEST_F(MemoryTest, WhatCanNeverBeSentIsNamedOnce) {
+  const fs::path file = In() / "file.jpg";
+  const auto write = [&](const char* content) {
+    return [&, content] { fs::remove(file), Write("in/file.jpg", content); };
+  };
+  const auto writeIntoPipe = [&] {
+    Set("a.jpg", "aaa");
+    const int pipe = ::open(file.c_str(), O_RDWR | O_NONBLOCK);
+    EXPECT_EQ(::write(pipe, "x", 1), 1);
+    ::close(pipe);
+  };
+  const auto makeOlder = [&] {
+    Database(DatabasePath()).Run("DROP TABLE unfit; PRAGMA user_version = 1;");
+  };
+  const std::string is = "kelo: " + file.string() + ": ";
+  const std::string isPipe = is + "it is not a regular file\n";
+  const std::string isGone = is + "No such file or directory\n";
+  const std::string before = "1 file cannot be sent, as told before; --dry-run names it\n";
+  const char* const unfit = R"({"unfit": 1, "exitCode": 3})";
+  const char* const alsoThere = R"({"alreadyThere": 1, "unfit": 1, "exitCode": 3})";
+  const char* const gone = R"({"alreadyThere": 1, "failed": 1, "exitCode": 1})";
+  struct Case {
+    std::function<void()> change;
+    Words options;
+    std::string told;
+    std::string summary;  // what is not 0
+  };
+  const auto nothing = [] {};
+  const Case cases[] = {
+      {[&] { fs::create_directory(In()); }, {}, "nothing to send: PATH holds no files\n", "{}"},
+      {[&] { Write("in/.x.jpg", "x"); },
+       {},
+       "nothing to send; left out: 1 hidden (--all-files sends such files)\n",
+       R"({"leftOut": 1, "leftOutBy": {"hidden": 1}})"},
+      {[&] { fs::remove(In() / ".x.jpg"), ::mkfifo(file.c_str(), 0600); }, "--dry-run", isPipe,
+       unfit},
+      {nothing, {}, isPipe, unfit},
+      {writeIntoPipe, {}, before, R"({"stored": 1, "unfit": 1, "bytes": 3, "exitCode": 3})"},
+      {makeOlder, {}, isPipe, alsoThere},
+      {write(""), {}, is + "it is empty; empty files are not sent\n", alsoThere},
+      {nothing, {}, before, alsoThere},
+      {write("picture"), {}, "", R"({"stored": 1, "alreadyThere": 1, "bytes": 7})"},
+      {[&] { fs::remove(file), fs::create_symlink("nowhere", file); }, {}, isGone, gone},
+      {nothing, {}, isGone, gone},
+      {[&] { AnswerWith(Refusal(301), "UploadItems"), write("other")(); },
+       {},
+       is + "a value of the request was refused (4112)\n",
+       gone},
+  };
+  for (const Case& one : cases) {
+    one.change();
+    const Outcome put = Put(one.options + "--json");
+    nlohmann::json summary = Summary(put.out);
+    ASSERT_TRUE(summary.is_object()) << put.err;
+    EXPECT_THAT(put.err, StartsWith(one.told));
+    EXPECT_LE(std::count(put.err.begin(), put.err.end(), '\n'), 2) << put.err;  // with the sums
+    EXPECT_EQ(summary["exitCode"], put.exitCode);
+    for (auto at = summary.begin(); at != summary.end();)
+      at = at->empty() || *at == 0 ? summary.erase(at) : std::next(at);
+    EXPECT_EQ(summary, nlohmann::json::parse(one.summary)) << one.told;
+  }
 }
 
 TEST_F(GetTest, WhatIsHereIsKnownByItsBytes) {

@@ -48,7 +48,7 @@ TEST_F(PutTest, JunkIsLeftOutAndCounted) {
   const Words trash = {"put", In() / ".trash"};
   const Outcome nothing = Kelo(trash + "--exclude *");
   EXPECT_EQ(nothing.exitCode, 0);
-  EXPECT_EQ(nothing.err, "left out: 1 by the filter\n");
+  EXPECT_EQ(nothing.out, "nothing to send; left out: 1 by the filter\n");
   const std::string list = In() / "no list";
   EXPECT_EQ(Kelo(trash + Words{"--files-from", list}).err,
             "kelo: cannot read the list " + list + ": No such file or directory\n");
@@ -147,7 +147,12 @@ TEST_F(PutTest, JsonTellsEachFile) {
   const Outcome put = Put("--json --album Journeys/J");
   EXPECT_EQ(put.exitCode, 1);
   std::map<std::string, nlohmann::json> files;
-  for (nlohmann::json& file : Objects(put.out)) {
+  auto objects = Objects(put.out);
+  EXPECT_EQ(Summary(put.out), nlohmann::json::parse(R"({
+    "stored": 1, "alreadyThere": 0, "alreadyInAlbum": 0, "placed": 0, "notPlaced": 0, "notSent": 0,
+    "failed": 1, "unfit": 1, "bytes": 3, "leftOut": 0, "leftOutBy": {}, "exitCode": 1})"));
+  objects.pop_back();
+  for (nlohmann::json& file : objects) {
     std::string name = fs::path(file["path"].get<std::string>()).filename();
     if (file.contains("id")) EXPECT_EQ(file["id"].get<std::string>().size(), 27u);
     file.erase("path");
@@ -160,7 +165,7 @@ TEST_F(PutTest, JsonTellsEachFile) {
   nlohmann::json failed = album;
   failed["outcome"] = "failed";
   failed["error"] = {{"code", 4112}, {"message", "a value of the request was refused"}};
-  const nlohmann::json misnamed = {{"outcome", "failed"},
+  const nlohmann::json misnamed = {{"outcome", "unfit"},
                                    {"error", {{"message", "its name is not UTF-8"}}}};
   EXPECT_THAT(files, UnorderedElementsAre(::testing::Pair("\"a\" & <a>\n.jpg", stored),
                                           ::testing::Pair("c.jpg", failed),

@@ -207,7 +207,7 @@ TEST_F(LockTest, OneRunAtATimeChangesAnAccount) {
       "caption x x", "link x x", "mail x --to a@x.example"};
   for (const Words& command : changing) {
     const Outcome outcome = Kelo(command + "--no-wait");
-    EXPECT_EQ(outcome.exitCode, 3) << command[0] << outcome.err;
+    EXPECT_EQ(outcome.exitCode, 4) << command[0] << outcome.err;
     EXPECT_THAT(outcome.err, StartsWith("kelo: another run changes this account: kelo put, since"));
   }
   for (const Words& command : {Words{"put", In(), "--dry-run"}, Words("ls"), Words("quota")})
@@ -232,7 +232,7 @@ TEST_F(LockTest, OneRunAtATimeChangesAnAccount) {
 TEST_F(LockTest, NoRunIsHeldUpByOneThatIsNoMoreOrByAFolderWithoutLocks) {
   KeloProcess dying(PutNew(), Environment());
   ASSERT_TRUE(WaitFor("UploadItems"));
-  EXPECT_EQ(MakeAlbum("A"), 3);
+  EXPECT_EQ(MakeAlbum("A"), 4);
   dying.Signal(SIGKILL);
   dying.Wait();
   EXPECT_EQ(MakeAlbum("A"), 0);
