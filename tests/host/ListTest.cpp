@@ -203,7 +203,7 @@ TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
            {"summary": {"added": 1, "failed": 2, "exitCode": 1}}])",
        1},
       {{"check", here, "a", "x"},
-       R"([{"id": null, "named": "x", "error": {"code": 4112, "message":
+       R"([{"id": null, "named": "x", "outcome": "notFound", "error": {"code": 4112, "message":
             "there is nothing with the id, name or path 'x'; 'kelo tree' shows what there is"}},
            {"path": ")" +
            here + R"(", "bytes": 1, "outcome": "onlyHere"},
