@@ -5,14 +5,25 @@
 
 namespace kelo::host {
 
-std::optional<Item> AccountItems::Find(const std::string& id) {
-  if (id.size() + 1 >= KELO_ID_FIELD_SIZE) return std::nullopt;
+namespace {
+
+// What cannot be had is none: an id that is no entry's, or that of an album which is yet to be
+// made.
+template <typename Call>
+auto IfAny(const Call& call) -> std::optional<decltype(call())> {
   try {
-    return library_.Info(id);
+    return call();
   } catch (const Error& failure) {
     if (failure.Code() == kKELOResult_Aborted) throw;
     return std::nullopt;
   }
+}
+
+}  // namespace
+
+std::optional<Item> AccountItems::Find(const std::string& id) {
+  if (id.size() + 1 >= KELO_ID_FIELD_SIZE) return std::nullopt;
+  return IfAny([&] { return library_.Info(id); });
 }
 
 bool AccountItems::IsOwnAlbum(const std::string& id) {
@@ -33,7 +44,8 @@ std::optional<std::string> AccountItems::NameOf(const std::string& id) {
 bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
   const auto [known, isNew] = itemsOf_.try_emplace(albumId);
   if (isNew)
-    for (const Item& item : library_.List(albumId, Kind::FileItem)) known->second.insert(item.id);
+    if (const auto items = IfAny([&] { return library_.List(albumId, Kind::FileItem); }))
+      for (const Item& item : *items) known->second.insert(item.id);
   return known->second.contains(id);
 }
 
