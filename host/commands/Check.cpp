@@ -43,7 +43,7 @@ class Reporter {
     ++counts_[static_cast<size_t>(compared.agreement)];
     taken_ += compared.isTaken ? 1 : 0;
     TellDone();
-    const std::string path = Shown(compared.file.path.string());
+    const std::string path = Shown(compared.file.path);
     if (out_.IsJson()) out_.Result("", ToJson(compared));
     if (compared.agreement == Agreement::kUnknown)
       out_.Problem(fmt::format("{}: {}", path, Shown(compared.problem)));
@@ -98,7 +98,7 @@ class Reporter {
   Json ToJson(const ComparedFile& compared) const {
     constexpr const char* kWords[] = {"same", "changed", "onlyHere", "failed"};
     const File& file = compared.file;
-    Json object = {{"path", file.path.string()}};
+    Json object = {{"path", file.path}};
     if (file.reason.empty()) object["bytes"] = file.size;
     object["outcome"] = kWords[static_cast<size_t>(compared.agreement)];
     if (compared.isTaken) object["takenBy"] = "nameSizeAndDate";
@@ -138,7 +138,8 @@ int Check(Host& host, const CheckOptions& options) {
   std::vector<File> files =
       FindFiles(paths.empty() ? here : paths, options.filter, false, &leftOut);
   if (paths.empty())
-    for (File& file : files) file.path = file.path.lexically_normal();
+    for (File& file : files)
+      file.path = std::filesystem::path(file.path).lexically_normal().string();
   if (files.empty()) out.Note("there are no files to compare");
   Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
   Workers workers(library, DoTask, host.WorkersTerms(options.transfers));

@@ -87,7 +87,8 @@ void DemoStory::MakeFriendAlbum(const UploadPlan& plan) {
   for (const File* file : plan.files) {
     if (count == kFriendPictures || file->IsVoiceMemo()) continue;
     const fs::path copy =
-        friendAlbum_ / fmt::format("picture {}{}", count + 1, file->path.extension().string());
+        friendAlbum_ / fmt::format("picture {}{}", count + 1,
+                                   std::filesystem::path(file->path).extension().string());
     std::error_code failed;
     count += fs::copy_file(file->path, copy, failed) ? 1 : 0;
   }
@@ -97,7 +98,7 @@ void DemoStory::StartService() {
   std::vector<File> files = FindFiles({pictures_.string()});
   const UploadPlan plan = PlanUpload(files, true);
   for (const File* file : plan.unfit)
-    out_.Line(fmt::format("left out: {}: {}", Shown(file->path.string()), file->reason));
+    out_.Line(fmt::format("left out: {}: {}", Shown(file->path), file->reason));
   if (plan.files.empty())
     throw Failure(fmt::format("'{}' holds no pictures that can be sent; name another folder",
                               Shown(pictures_.string())));
@@ -152,8 +153,7 @@ void DemoStory::UploadOnceMore(const std::vector<std::string>& paths) {
   size_t held = 0;
   const auto files = Upload(paths);
   for (const File& file : files) {
-    if (file.outcome == UploadOutcome::kStored)
-      Prove(false, Shown(file.path.string()) + " was sent twice");
+    if (file.outcome == UploadOutcome::kStored) Prove(false, Shown(file.path) + " was sent twice");
     held += file.Held() ? 1 : 0;
   }
   // What was refused before is tried again, and refused again.

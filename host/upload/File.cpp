@@ -29,11 +29,12 @@ std::string Lower(std::string text) {
 }
 
 bool File::IsVoiceMemo() const {
-  return Lower(path.extension().string()) == ".wav";
+  return Lower(std::filesystem::path(path).extension().string()) == ".wav";
 }
 
 std::string File::PairKey() const {
-  return (path.parent_path() / Lower(path.stem().string())).string();
+  const std::filesystem::path picture = path;
+  return (picture.parent_path() / Lower(picture.stem().string())).string();
 }
 
 std::uint64_t SizeOf(const Files& files) {
@@ -65,7 +66,7 @@ bool Describe(File& file) {
   return true;
 }
 
-std::optional<File> NowAt(const std::filesystem::path& path) {
+std::optional<File> NowAt(const std::string& path) {
   File file{.path = path};
   if (!Describe(file)) return std::nullopt;
   return file;

@@ -47,7 +47,7 @@ enum class UploadOutcome {
 };
 
 struct File {
-  std::filesystem::path path;
+  std::string path;  // a path object takes 160 bytes more
   // What the file system tells.
   std::uint64_t size = 0;
   std::string modifyDate{};  // "2024-05-17T10:11:12Z"
@@ -72,7 +72,7 @@ struct File {
   std::string reason{};    // why it is unreadable or unfit
   bool wasTold = false;    // it is unfit, and an earlier run has said so
 
-  std::string Name() const { return path.filename().string(); }
+  std::string Name() const { return path.substr(path.rfind('/') + 1); }
   // ".wav": goes with the picture of its name.
   bool IsVoiceMemo() const;
   // "IMG_1.JPG" and "img_1.wav" of one folder belong together: they have the same.
@@ -102,7 +102,7 @@ std::uint64_t SizeOf(const Files& files);
 // one; it then has its outcome and the reason.
 bool Describe(File& file);
 // The same of the file that is there now; nothing when it cannot be read.
-std::optional<File> NowAt(const std::filesystem::path& path);
+std::optional<File> NowAt(const std::string& path);
 
 // What the service's check compares, as far as it is known without opening the file; `name` may be
 // another one for it.

@@ -118,7 +118,7 @@ bool BringMetadata(Output& out, Library& library, const UploadPlan& plan) {
   if (std::ranges::any_of(all, [](const Words& one) { return !one.tags.empty(); })) library.Load();
   size_t brought = 0;
   for (const Words& one : all) {
-    const std::string path = Shown(one.file->path.string());
+    const std::string path = Shown(one.file->path);
     try {
       if (HasProperties(one)) library.Modify(one.file->itemId, one.properties);
       if (!one.tags.empty()) library.AddTags(one.file->itemId, one.tags);

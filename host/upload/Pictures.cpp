@@ -92,8 +92,7 @@ auto OpenPicture(const File& file, const std::string& beginning) {
   const bool isHeif = beginning.rfind("ftyp", 4) == 4;  // it is read as a whole
   const std::uint64_t most = isHeif ? kMaxBytes : kMaxPart;
   if (beginning.size() < file.size)
-    return Exiv2::ImageFactory::open(
-        IoPointer(new Bounded<Exiv2::FileIo>(most, file.path.string())));
+    return Exiv2::ImageFactory::open(IoPointer(new Bounded<Exiv2::FileIo>(most, file.path)));
   return Exiv2::ImageFactory::open(IoPointer(
       new Bounded<Exiv2::MemIo>(most, reinterpret_cast<const Exiv2::byte*>(beginning.data()),
                                 static_cast<Count>(beginning.size()))));

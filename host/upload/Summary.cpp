@@ -62,7 +62,7 @@ bool IsTaken(const File& file) {
 }
 
 Json ObjectOf(const File& file, const std::string& words, bool dryRun) {
-  Json object = {{"path", file.path.string()}};
+  Json object = {{"path", file.path}};
   if (!file.CannotGo()) object["bytes"] = file.size;
   object["outcome"] = OutcomeName(file.outcome, dryRun);
   if (file.wasOther) object["changed"] = true;
@@ -161,7 +161,7 @@ std::string OutcomeText(const File& file, bool dryRun) {
 
 void TellOutcome(Output& out, const File& file, bool dryRun) {
   const std::string words = OutcomeText(file, dryRun);
-  const std::string path = Shown(file.path.string());
+  const std::string path = Shown(file.path);
   const std::string line = path + ": " + words;
   const bool good = file.Held() && file.outcome != UploadOutcome::kNotPlaced;
   if (out.IsJson())

@@ -10,7 +10,7 @@ namespace kelo::host {
 namespace {
 
 Message MessageOf(const File& file) {
-  return {{"path", file.path.string()}, {"size", file.size},   {"modifyDate", file.modifyDate},
+  return {{"path", file.path},          {"size", file.size},   {"modifyDate", file.modifyDate},
           {"shotDate", file.shotDate},  {"width", file.width}, {"height", file.height},
           {"maybeSent", file.maybeSent}};
 }

@@ -74,7 +74,7 @@ class Walker {
       top_ = isOneOfSeveral ? NameOf(path) : fs::path();
       Walk(path, {});
     } else if (!IsLeftOut(filter_.File(path.filename(), true))) {
-      files_.push_back({.path = path});
+      files_.push_back({.path = path.string()});
     }
   }
 
@@ -124,14 +124,16 @@ class Walker {
     for (fs::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed))
       Sort(*at, below, files, folders);
     if (failed)
-      files_.push_back(
-          {.path = folder, .outcome = UploadOutcome::kUnreadable, .reason = failed.message()});
+      files_.push_back({.path = folder.string(),
+                        .outcome = UploadOutcome::kUnreadable,
+                        .reason = failed.message()});
     std::ranges::sort(files, {}, &fs::path::native);
     std::ranges::sort(folders, {}, &fs::path::native);
     const AlbumName album =
         albums_ ? AlbumOfFolder(below.empty() ? top_ : top_ / below, !folders.empty())
                 : AlbumName();
-    for (const fs::path& name : files) files_.push_back({.path = folder / name, .album = album});
+    for (const fs::path& name : files)
+      files_.push_back({.path = (folder / name).string(), .album = album});
     for (const fs::path& name : folders) Walk(folder / name, below / name);
   }
 

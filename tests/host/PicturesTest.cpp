@@ -213,7 +213,7 @@ TEST_F(PicturesTest, DamagedFilesCostNothing) {
   const std::clock_t begin = std::clock();
   for (const auto& [name, bytes] : cases) {
     fs::resize_file(Write(name, bytes), 300 << 20);
-    File file{.path = folder_ / name};
+    File file{.path = (folder_ / name).string()};
     ReadPictureFacts({&file}, false);
     EXPECT_EQ(file.shotDate, "") << name;
   }
