@@ -74,10 +74,7 @@ class Reporter {
         Count(Agreement::kChanged), Count(Agreement::kOnlyHere),
         items_.AreAll() ? "" : fmt::format(", {} only there", onlyThere),
         Also(Count(Agreement::kUnknown), "could not be compared"), Also(unseen, "left out there"));
-    if (out_.IsJson())
-      out_.Note(text);
-    else
-      out_.Line(text);
+    out_.Sum(text);
     return Count(Agreement::kSame) == files_ && onlyThere + unseen == 0 ? 0 : 1;
   }
 
@@ -130,6 +127,7 @@ int Check(Host& host, const CheckOptions& options) {
   std::vector<std::string> targets;
   for (const std::string& named : options.named) (IsHere(named) ? paths : targets).push_back(named);
   Library& library = host.Loaded();
+  host.BeginSummary({{"same", 0}, {"changed", 0}, {"onlyHere", 0}, {"failed", 0}});
   const std::vector<Item> entries = FindEach(library, targets);
   if (entries.empty() && !targets.empty()) return 1;
   CheckedItems items(library, entries, options.filter.wish);

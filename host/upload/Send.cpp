@@ -139,9 +139,13 @@ class Sender {
     const UploadAnswer answer =
         PerformThere(lane_, shared_.library, request,
                      part_ ? OnProgress(std::ref(*part_)) : OnProgress(), checkOnly, other);
+    const bool hasPairs = request.HasPairs();
     Files decided = TakeOut(
         request.files, [](const File* file) { return file->outcome != UploadOutcome::kUndecided; });
-    for (File* file : TakeOut(decided, [this](File* each) { return IsOther(*each); })) {
+    // The memo of a picture that is sent as a new one goes with it.
+    const bool isWhole = hasPairs && !decided.empty() && IsOther(*decided.front());
+    const auto isOther = [this](File* file) { return IsOther(*file); };
+    for (File* file : isWhole ? std::exchange(decided, {}) : TakeOut(decided, isOther)) {
       file->outcome = UploadOutcome::kUndecided;
       file->itemId.clear();
       others_.push_back(file);

@@ -207,7 +207,9 @@ TEST_F(JsonTest, EachResultIsAnObjectOfItsCommand) {
             "there is nothing with the id, name or path 'x'; 'kelo tree' shows what there is"}},
            {"path": ")" +
            here + R"(", "bytes": 1, "outcome": "onlyHere"},
-           {"outcome": "onlyThere", "id": "i1", "itemPath": "/Journeys/Lis/bon/caf\uFFFD.jpg"}])",
+           {"outcome": "onlyThere", "id": "i1", "itemPath": "/Journeys/Lis/bon/caf\uFFFD.jpg"},
+           {"summary": {"same": 0, "changed": 0, "onlyHere": 1, "onlyThere": 1, "failed": 0,
+            "notFound": 1, "exitCode": 1}}])",
        1},
       {"ls nowhere", "[]", 1}};
   for (const Case& one : cases)

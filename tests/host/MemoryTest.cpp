@@ -42,6 +42,12 @@ TEST_F(MemoryTest, OtherBytesAreNeverThere) {
     EXPECT_THAT(Put().out, EndsWith("0 stored, 1 already there, 0 not stored\n"));
   }
   EXPECT_EQ(Account().size(), 4u);  // with the root album
+  // A voice memo goes with its picture.
+  Set("b.jpg", "first");
+  Set("b.wav", "sound");
+  EXPECT_EQ(Put().exitCode, 0);
+  Set("b.jpg", "other");
+  EXPECT_THAT(Put().out, EndsWith("2 stored, 1 already there, 0 not stored\n"));
 }
 
 TEST_F(MemoryTest, WhatIsKnownByItsBytesIsNotSentAgain) {
