@@ -24,6 +24,12 @@ EXPECTED = [
     ("kelo get", "2 already here"),
     ("kelo put here", "0 stored"),
     ("kelo help mail", "Usage: kelo mail"),
+    ("kelo put mine", "7 files taken for the same"),
+    ("kelo check mine --download", "7 the same"),
+    ("kelo check mine || kelo put mine", "it has changed since it was sent"),
+    ("touch mine/dawn.jpg", "0 stored, 7 already there"),
+    ("kelo check mine", "7 the same"),
+    ("kelo get --all", "0 already here"),
     ("KELO_URLS_FILE", "bytes in first.jpg"),
     ("kelo logout", "logged out"),
 ]
@@ -33,7 +39,7 @@ def blocks():
     """The lines of each shell block of the tour."""
     tour = (source / "README.md").read_text(encoding="utf-8").partition("## A short tour\n")[2]
     found = [block.splitlines() for block in re.findall(r"```sh\n(.*?)```", tour, re.S)]
-    assert len(found) == 3, f"the tour has {len(found)} blocks"
+    assert len(found) == 4, f"the tour has {len(found)} blocks"
     return found
 
 
@@ -70,10 +76,10 @@ def main(folder):
     (folder / "build").mkdir()
     (folder / "build/demo").symlink_to(build)
     environment = {"HOME": str(folder), "PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8"}
-    first, second, third = blocks()
+    first, *rest = blocks()
     service, credentials = start(folder, first, environment)
     try:
-        walk(folder, second + third, credentials, environment)
+        walk(folder, sum(rest, []), credentials, environment)
     finally:
         service.terminate()
         service.communicate()
