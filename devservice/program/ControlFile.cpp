@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -42,14 +43,18 @@ ControlFile::ControlFile(fs::path path, std::string url)
   const fs::file_status there = fs::symlink_status(path_, ignored);
   if (fs::exists(there) && !fs::is_regular_file(there) && !fs::is_symlink(there))
     FailToWrite(path_, "not a regular file; give another --control-file");
-  const bool isFree = unlink(path_.c_str()) == 0 || errno == ENOENT;
-  // Nothing that somebody puts there meanwhile is written to, nor followed.
-  const Descriptor file(isFree ? open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)
-                               : -1);
+  // Takes the place of what is there at one go: a second service may be starting now, and a link
+  // that somebody left is not followed.
+  std::string whole = path_.string() + ".XXXXXX";
+  const Descriptor file(mkostemp(whole.data(), O_CLOEXEC));
+  if (file.Get() < 0) FailToWrite(path_, std::strerror(errno));
   const std::string line = url_ + "\n";
-  if (file.Get() < 0 || fchmod(file.Get(), S_IRUSR | S_IWUSR) != 0 ||
-      write(file.Get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
-    FailToWrite(path_, std::strerror(errno));
+  if (write(file.Get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()) ||
+      rename(whole.c_str(), path_.c_str()) != 0) {
+    const int why = errno;
+    unlink(whole.c_str());
+    FailToWrite(path_, std::strerror(why));
+  }
 }
 
 ControlFile::~ControlFile() {

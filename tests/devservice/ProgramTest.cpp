@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <deque>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -125,6 +126,15 @@ TEST_F(ServiceProgram, CtlAsksAndChangesTheServiceThatRuns) {
   if (chown(controlFile[1].c_str(), 65534, ~0u) == 0)
     EXPECT_THAT(Ctl({"faults"}).err, HasSubstr("belongs to another user"));
   EXPECT_EQ(next.End(SIGTERM).exitCode, 0);
+  EXPECT_EQ(folder.EntryCount(), 0u);
+}
+
+TEST_F(ServiceProgram, SeveralThatStartAtOnceAllServe) {
+  std::deque<ServiceProcess> services;
+  for (int i = 0; i < 20; ++i) services.emplace_back(controlFile);
+  for (ServiceProcess& service : services) EXPECT_TRUE(service.IsServing());
+  EXPECT_EQ(Ctl({"faults"}).exitCode, 0);
+  for (ServiceProcess& service : services) EXPECT_EQ(service.End(SIGTERM).err, "");
   EXPECT_EQ(folder.EntryCount(), 0u);
 }
 
