@@ -31,9 +31,9 @@ bool IsHere(const std::string& named) {
 }
 
 // Tells each difference as it comes, and counts.
-class Reporter {
+class CheckReporter {
  public:
-  Reporter(Output& out, CheckedItems& items, size_t files)
+  CheckReporter(Output& out, CheckedItems& items, size_t files)
       : out_(out), items_(items), files_(files) {
     TellDone();
   }
@@ -69,20 +69,17 @@ class Reporter {
                       "bytes",
                       CountText(taken_, "file")));
     const size_t unseen = items_.AreAll() ? 0 : items_.LeftOutCount();
-    const std::string text = fmt::format(
-        "{} the same, {} changed, {} only here{}{}{}", Count(Agreement::kSame),
-        Count(Agreement::kChanged), Count(Agreement::kOnlyHere),
-        items_.AreAll() ? "" : fmt::format(", {} only there", onlyThere),
-        Also(Count(Agreement::kUnknown), "could not be compared"), Also(unseen, "left out there"));
+    const std::string text =
+        fmt::format("{} the same, {} changed, {} only here{}{}{}", Count(Agreement::kSame),
+                    Count(Agreement::kChanged), Count(Agreement::kOnlyHere),
+                    items_.AreAll() ? "" : fmt::format(", {} only there", onlyThere),
+                    AlsoText(Count(Agreement::kUnknown), "could not be compared"),
+                    AlsoText(unseen, "left out there"));
     out_.Sum(text);
     return Count(Agreement::kSame) == files_ && onlyThere + unseen == 0 ? 0 : 1;
   }
 
  private:
-  static std::string Also(size_t count, std::string_view words) {
-    return count == 0 ? "" : fmt::format(", {} {}", count, words);
-  }
-
   size_t Count(Agreement agreement) const { return counts_[static_cast<size_t>(agreement)]; }
 
   // What an abort would say.
@@ -141,7 +138,7 @@ int Check(Host& host, const CheckOptions& options) {
   if (files.empty()) out.Note("there are no files to compare");
   Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
   Workers workers(library, DoTask, host.WorkersTerms(options.transfers));
-  Reporter reporter(out, items, files.size());
+  CheckReporter reporter(out, items, files.size());
   CompareFiles(
       {.library = library, .workers = workers, .memory = memory, .downloads = options.download},
       files, items, std::ref(reporter));

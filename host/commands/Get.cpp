@@ -27,9 +27,9 @@ struct GetOptions {
 };
 
 // Tells each file's fate as it comes, and counts.
-class Reporter {
+class FetchReporter {
  public:
-  Reporter(Output& out, const DownloadPlan& plan, const FetchOptions& options)
+  FetchReporter(Output& out, const DownloadPlan& plan, const FetchOptions& options)
       : out_(out),
         toFetch_(CountToFetch(plan, options)),
         leftOut_(plan.leftOut),
@@ -64,24 +64,21 @@ class Reporter {
     out_.Line(fmt::format("{}, {} already here{}{}{}{}",
                           dryRun_ ? fmt::format("{} to download", Count(FetchOutcome::kNotTried))
                                   : fmt::format("{} downloaded", Count(FetchOutcome::kFetched)),
-                          Count(FetchOutcome::kHere), Also(Count(FetchOutcome::kFailed), "failed"),
-                          Also(untried, "not tried"), Also(leftOut_, "left out"),
-                          Also(filteredOut_, "left out by the filter")));
+                          Count(FetchOutcome::kHere),
+                          AlsoText(Count(FetchOutcome::kFailed), "failed"),
+                          AlsoText(untried, "not tried"), AlsoText(leftOut_, "left out"),
+                          AlsoText(filteredOut_, "left out by the filter")));
     if (Count(FetchOutcome::kFailed) + untried > 0) return kExitFailed;
     return leftOut_ > 0 ? kExitUnfit : kExitDone;
   }
 
  private:
-  static std::string Also(size_t count, std::string_view words) {
-    return count == 0 ? "" : fmt::format(", {} {}", count, words);
-  }
-
   size_t Count(FetchOutcome outcome) const { return counts_[static_cast<size_t>(outcome)]; }
 
   // What an abort would say.
   void TellDone() {
     out_.SetDone(fmt::format("{} of {} downloaded{}", Count(FetchOutcome::kFetched), toFetch_,
-                             Also(Count(FetchOutcome::kHere), "already here")));
+                             AlsoText(Count(FetchOutcome::kHere), "already here")));
   }
 
   // Empty where there is nothing to tell but the count at the end.
@@ -125,7 +122,7 @@ int Get(Host& host, const GetOptions& options) {
     throw CLI::ValidationError("get", "give either TARGETs or --all");
   const std::vector<std::string> targets = WithListed(options.targets, options.list);
   Library& library = host.Loaded();
-  host.BeginSummary(Reporter::EmptySummary(options.fetch.dryRun));
+  host.BeginSummary(FetchReporter::EmptySummary(options.fetch.dryRun));
   Wanted wanted{
       .entries = FindEach(library, targets), .all = options.all, .filter = options.filter};
   for (Item& album : FindEach(library, options.albums, FindAlbum))
@@ -141,7 +138,7 @@ int Get(Host& host, const GetOptions& options) {
   Memory memory(host.Out(), StateFile::MemoryFolder(), host.Restored().account);
   FetchOptions fetch = options.fetch;
   fetch.memory = &memory;
-  Reporter reporter(host.Out(), plan, fetch);
+  FetchReporter reporter(host.Out(), plan, fetch);
   Workers workers(library, DoTask, host.WorkersTerms(options.transfers));
   FetchPlan(library, workers, std::move(plan), fetch, std::ref(reporter));
   const int status = reporter.Finish();

@@ -161,4 +161,8 @@ std::string CountText(std::uint64_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
+std::string AlsoText(std::uint64_t count, std::string_view words) {
+  return count == 0 ? "" : fmt::format(", {} {}", count, words);
+}
+
 }  // namespace kelo::host

@@ -40,4 +40,7 @@ std::string DurationText(std::chrono::seconds duration);
 // "1 file", "2 files".
 std::string CountText(std::uint64_t count, std::string_view noun);
 
+// ", 2 failed", to follow another count; empty for none.
+std::string AlsoText(std::uint64_t count, std::string_view words);
+
 }  // namespace kelo::host

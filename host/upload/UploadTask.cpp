@@ -25,7 +25,7 @@ File FileOf(const Message& message) {
           .maybeSent = message.at("maybeSent")};
 }
 
-Message OutcomeOf(const File& file) {
+Message OutcomeMessage(const File& file) {
   return {{"maybeSent", file.maybeSent},
           {"outcome", file.outcome},
           {"code", file.code},
@@ -87,7 +87,7 @@ Message DoUploadTask(Library& library, const Message& task, int, const OnProgres
   const UploadAnswer answer =
       Perform(library, request, progress, task.at("checkOnly"), task.at("other"));
   Message outcomes = Message::array();
-  for (const File& file : files) outcomes.push_back(OutcomeOf(file));
+  for (const File& file : files) outcomes.push_back(OutcomeMessage(file));
   return {{"code", answer.code}, {"mayPass", answer.mayPass}, {"files", std::move(outcomes)}};
 }
 

@@ -9,8 +9,6 @@
 namespace kelo {
 namespace {
 
-constexpr auto npos = std::string_view::npos;
-
 // Also keeps two overlapping keys from matching in a text too short for both.
 bool CanHold(std::string_view source, std::string_view start, std::string_view end) {
   return !start.empty() && !end.empty() && source.size() >= start.size() + end.size();
@@ -19,19 +17,19 @@ bool CanHold(std::string_view source, std::string_view start, std::string_view e
 // The last `key` of the source. Looks at the first byte before it compares: an end key that is far
 // from the end, or absent, must not cost a call for each byte of a large answer.
 size_t FindLastKey(std::string_view source, std::string_view key) {
-  if (key.size() > source.size()) return npos;
+  if (key.size() > source.size()) return std::string::npos;
   for (size_t at = source.size() - key.size() + 1; at-- > 0;)
     if (source[at] == key.front() && source.substr(at, key.size()) == key) return at;
-  return npos;
+  return std::string::npos;
 }
 
 std::optional<std::string_view> FindOutermost(std::string_view source, std::string_view start,
                                               std::string_view end) {
-  const size_t at = CanHold(source, start, end) ? source.find(start) : npos;
-  if (at == npos) return std::nullopt;
+  const size_t at = CanHold(source, start, end) ? source.find(start) : std::string::npos;
+  if (at == std::string::npos) return std::nullopt;
   const std::string_view tail = source.substr(at + start.size());
   const size_t length = FindLastKey(tail, end);
-  if (length == npos) return std::nullopt;
+  if (length == std::string::npos) return std::nullopt;
   return tail.substr(0, length);
 }
 
@@ -39,7 +37,7 @@ std::optional<std::string_view> FindOutermost(std::string_view source, std::stri
 std::optional<std::string_view> FindUntil(std::string_view source, size_t begin,
                                           std::string_view end) {
   const size_t stop = source.find(end, begin);
-  if (stop == npos) return std::nullopt;
+  if (stop == std::string::npos) return std::nullopt;
   return source.substr(begin, stop - begin);
 }
 
@@ -47,14 +45,14 @@ std::optional<std::string_view> FindInside(std::string_view source, std::string_
                                            std::string_view end) {
   if (!CanHold(source, start, end)) return std::nullopt;
   const size_t at = source.find(start);
-  return FindUntil(source, at == npos ? 0 : at + start.size(), end);
+  return FindUntil(source, at == std::string::npos ? 0 : at + start.size(), end);
 }
 
 // Behind the first start key at or after `from`.
 std::optional<std::string_view> FindNext(std::string_view source, std::string_view start,
                                          std::string_view end, size_t from) {
-  const size_t at = CanHold(source, start, end) ? source.find(start, from) : npos;
-  if (at == npos) return std::nullopt;
+  const size_t at = CanHold(source, start, end) ? source.find(start, from) : std::string::npos;
+  if (at == std::string::npos) return std::nullopt;
   return FindUntil(source, at + start.size(), end);
 }
 
@@ -156,7 +154,7 @@ void XMLUtility::ReplaceAllString(std::string_view source, std::string_view sear
   if (!search.empty()) {
     result.reserve(source.size());
     size_t from = 0;
-    for (size_t at; (at = source.find(search, from)) != npos;) {
+    for (size_t at; (at = source.find(search, from)) != std::string::npos;) {
       result.append(source.substr(from, at - from)).append(replacement);
       from = at + search.size();
     }
