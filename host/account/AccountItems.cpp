@@ -4,7 +4,6 @@
 #include <utility>
 
 namespace kelo::host {
-
 namespace {
 
 // What cannot be had is none: an id that is no entry's, or that of an album which is yet to be

@@ -150,9 +150,7 @@ std::optional<ComparedFile> Matcher::NotDownloaded(const File& file) {
 
 void Matcher::Keep(const File& file, const std::string& itemId) {
   const auto known = memory_.FileAt(file.path);
-  const KnownFile row{.stamp = file.stampHolds ? file.stamp : Stamp(),
-                      .digest = file.digest,
-                      .itemId = itemId.empty() && known ? known->itemId : itemId};
+  const KnownFile row = RowOf(file, itemId.empty() && known ? known->itemId : itemId);
   if (known == row) return;
   // What was written to meanwhile is not what was looked at.
   const auto now = NowAt(file.path);

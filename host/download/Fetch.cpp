@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "host/download/Arrival.h"
@@ -26,6 +27,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kGiveUpAfter = 3;
+constexpr std::uint64_t kLarge = 1'000'000;  // bytes; reading them takes a while
 
 // Failures of one file, which say nothing of the next.
 bool IsItsOwn(std::uint32_t code) {
@@ -88,8 +90,15 @@ class Fetcher {
     const Stamp stamp = Stamp::Of(status);
     if (const auto known = memory.FileAt(file.path); known && known->stamp == stamp)
       return known->digest;
-    const bool showsChanges = stamp.ShowsChanges();
-    const std::string digest = lane_.Aside([&] { return Sha256OfFile(file.path); });
+    bool showsChanges = stamp.ShowsChanges();
+    const std::string digest = lane_.Aside([&] {
+      // To read a large file once more in the next run takes longer.
+      if (!showsChanges && stamp.size >= kLarge) {
+        std::this_thread::sleep_for(Stamp::kFineMoment);
+        showsChanges = stamp.ShowsChanges();
+      }
+      return Sha256OfFile(file.path);
+    });
     if (!digest.empty() && !shared_.options.dryRun)
       memory.Keep(
           file.path,

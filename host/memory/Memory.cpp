@@ -33,8 +33,10 @@ CREATE TABLE IF NOT EXISTS unfit (
 PRAGMA user_version = 2;
 )";
 
-std::string KeyOf(const fs::path& path) {
-  return fs::absolute(path).lexically_normal().native();
+// With a slash behind it.
+std::string WorkingFolder() {
+  std::error_code failed;  // somebody has removed it
+  return fs::current_path(failed).native() + "/";
 }
 
 // That of a row whose first columns are those of a stamp.
@@ -70,17 +72,15 @@ Stamp Stamp::Of(const struct stat& status) {
 }
 
 bool Stamp::ShowsChanges() const {
-  constexpr std::int64_t kMillisecond = 1'000'000;
+  using namespace std::chrono;
   // Some file systems count in twos of seconds.
-  const bool isFine = changed % kMillisecond != 0;
-  timespec now{};
-  ::clock_gettime(CLOCK_REALTIME, &now);
-  const std::int64_t age = now.tv_sec * 1000 * kMillisecond + now.tv_nsec - changed;
-  return age > (isFine ? 20 : 2000) * kMillisecond;
+  const bool isFine = changed % nanoseconds(1ms).count() != 0;
+  const nanoseconds age = system_clock::now().time_since_epoch() - nanoseconds(changed);
+  return age > (isFine ? kFineMoment : 2s);
 }
 
 Memory::Memory(Output& out, const fs::path& folder, const std::string& account)
-    : out_(out), path_(folder / (account + ".db")) {
+    : out_(out), path_(folder / (account + ".db")), here_(WorkingFolder()) {
   Try([this] { Open(); });
   if (!database_ && !fs::exists(path_)) Try([this] { Open(); });  // it was broken
 }
@@ -95,6 +95,13 @@ void Memory::Open() {
     throw DatabaseError(SQLITE_MISMATCH, "a later version of kelo has made it");
   if (version < kVersion) database_->Run(kTables);
   database_->Count("SELECT count(*) FROM (SELECT id FROM items LIMIT 1)");
+}
+
+// To take a path apart takes longer than to look up its row.
+std::string Memory::KeyOf(const fs::path& path) const {
+  std::string key = path.is_absolute() ? path.native() : here_ + path.native();
+  const bool isNormal = key.find("//") == std::string::npos && key.find("/.") == std::string::npos;
+  return isNormal ? key : fs::path(key).lexically_normal().native();
 }
 
 template <typename Call>

@@ -8,6 +8,7 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -32,8 +33,9 @@ struct Stamp {
   static Stamp Of(const struct stat& status);
 
   // Whether a change from now on would show: not while the file system's clock may still give it
-  // the same moment.
+  // the same moment. Most file systems have finer moments than seconds.
   bool ShowsChanges() const;
+  static constexpr std::chrono::milliseconds kFineMoment{20};
 };
 
 // Digests are as Sha256 gives them.
@@ -87,11 +89,13 @@ class Memory {
   template <typename Call>
   void Try(const Call& call);
   void Transact(const char* begin, const std::function<void()>& call);
+  std::string KeyOf(const std::filesystem::path& path) const;
   void Open();
   void SetAside();
 
   Output& out_;
   const std::filesystem::path path_;
+  const std::string here_;            // the working folder
   std::optional<Database> database_;  // none after a failure
 };
 

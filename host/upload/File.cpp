@@ -66,6 +66,10 @@ bool Describe(File& file) {
   return true;
 }
 
+KnownFile RowOf(const File& file, const std::string& itemId) {
+  return {.stamp = file.stampHolds ? file.stamp : Stamp(), .digest = file.digest, .itemId = itemId};
+}
+
 std::optional<File> NowAt(const std::string& path) {
   File file{.path = path};
   if (!Describe(file)) return std::nullopt;

@@ -62,6 +62,7 @@ struct File {
   std::string digest{};     // empty: not known, or not asked for
   std::string knownItem{};  // an item of the account that has them
   bool isCertain = true;    // false where the service has taken it for its item by name, size, date
+  bool isKept = false;      // the memory holds all this already
   bool wasOther = false;    // it is the item of an earlier run with other bytes
   Duplicate duplicate = Duplicate::kNone;
   size_t place = 0;        // among the files of the plan
@@ -97,6 +98,9 @@ std::string Lower(std::string text);
 
 // Bytes of all.
 std::uint64_t SizeOf(const Files& files);
+
+// What the memory keeps of it. Its stamp is of use only where a change since would show.
+KnownFile RowOf(const File& file, const std::string& itemId);
 
 // Adds to the path what the file system tells. False where the file cannot be read or is no regular
 // one; it then has its outcome and the reason.

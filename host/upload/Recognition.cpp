@@ -26,21 +26,26 @@ void Recognition::Recognise(File& file) {
   const auto known = memory_.FileAt(file.path);
   if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
   if (file.digest.empty()) return;
-  // Only an item's own digest tells its bytes. That the file has come from it does not.
-  std::vector<std::string> ids = memory_.ItemsWith(file.digest);
-  const auto own = known ? std::ranges::find(ids, known->itemId) : ids.end();
-  const bool hasOwn = own != ids.end();
-  if (hasOwn) std::rotate(ids.begin(), own, own + 1);
-  for (const std::string& id : ids) {
-    if (isOfThisRun_.contains(id) || Account() == nullptr) continue;
-    const std::optional<std::string> name = Account()->NameOf(id);
-    const bool isOwn = hasOwn && id == known->itemId;
-    const bool isMeant = isOwn || std::ranges::count(CatalogueNamesOf(file.Name()), name) > 0;
-    if (!name || !isMeant) continue;
-    file.knownItem = id;
-    file.isCertain = memory_.ItemOf(id).value_or(KnownItem{}).certain;
+  file.isKept = false;
+  if (known && Take(file, known->itemId, true)) {
+    file.isKept = *known == RowOf(file, known->itemId);
     return;
   }
+  for (const std::string& id : memory_.ItemsWith(file.digest))
+    if (Take(file, id, false)) return;
+}
+
+// Only the item's own digest tells its bytes. That the file has come from it does not.
+bool Recognition::Take(File& file, const std::string& id, bool isOwn) {
+  if (isOfThisRun_.contains(id)) return false;
+  const auto item = memory_.ItemOf(id);
+  if (!item || item->digest != file.digest || Account() == nullptr) return false;
+  const std::optional<std::string> name = Account()->NameOf(id);
+  if (!name || !(isOwn || std::ranges::count(CatalogueNamesOf(file.Name()), name) > 0))
+    return false;
+  file.knownItem = id;
+  file.isCertain = item->certain;
+  return true;
 }
 
 bool Recognition::IsInAlbum(const File& file, const std::string& albumId) {
@@ -66,9 +71,6 @@ void Recognition::Keep(const Files& files) {
 
 void Recognition::Keep(const File& file) {
   if (file.digest.empty() || file.itemId.empty()) return;
-  const KnownFile row{.stamp = file.stampHolds ? file.stamp : Stamp(),
-                      .digest = file.digest,
-                      .itemId = file.itemId};
   const bool isStored = file.outcome == UploadOutcome::kStored;
   if (isStored) isOfThisRun_.insert(file.itemId);
   if (file.knownItem.empty()) {
@@ -76,10 +78,10 @@ void Recognition::Keep(const File& file) {
     const auto now = NowAt(file.path);
     if (!now || now->stamp != file.stamp) return;
     memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored});
-  } else if (memory_.FileAt(file.path) == row) {
+  } else if (file.isKept) {
     return;
   }
-  memory_.Keep(file.path, row);
+  memory_.Keep(file.path, RowOf(file, file.itemId));
 }
 
 }  // namespace kelo::host

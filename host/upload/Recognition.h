@@ -36,6 +36,9 @@ class Recognition {
   void Keep(const Files& files);
 
  private:
+  // Whether the item has the file's bytes, is in the account, and is called like it; one that is
+  // the file's own may be called otherwise. If so, names it.
+  bool Take(File& file, const std::string& id, bool isOwn);
   void Keep(const File& file);
   AccountItems* Account();  // null: it could not be loaded
 

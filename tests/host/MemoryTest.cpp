@@ -81,12 +81,18 @@ TEST_F(MemoryTest, AnotherMachineIsBelievedUntilTheFileChanges) {
 
 TEST_F(MemoryTest, UnchangedFilesAreNotOpened) {
   for (int at = 0; at < 150; ++at) Set(std::to_string(at) + ".jpg", std::to_string(at));
+  Set("large.jpg", std::string(1'000'000, 'x'));
   // A file that was written a moment before may change once more within that moment.
   for (int time = 0; time < 2; ++time) EXPECT_EQ(Put().exitCode, 0);
+  const fs::path out = In().parent_path() / "out";
+  const Words get{"get", "--all", "--include", "large.jpg", "--to", out};
+  EXPECT_EQ(Kelo(get).exitCode, 0);
   service_.ClearArrived();
   const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
   ASSERT_GE(::inotify_add_watch(watch, In().c_str(), IN_OPEN), 0);
-  EXPECT_THAT(Put().out, EndsWith("0 stored, 150 already there, 0 not stored\n"));
+  ASSERT_GE(::inotify_add_watch(watch, out.c_str(), IN_OPEN), 0);
+  EXPECT_THAT(Kelo(get).out, HasSubstr("0 downloaded, 1 already here"));
+  EXPECT_THAT(Put().out, EndsWith("0 stored, 151 already there, 0 not stored\n"));
   EXPECT_EQ(Kelo({"check", In(), "root"}).exitCode, 0);
   alignas(inotify_event) char events[4096];
   for (ssize_t size; (size = ::read(watch, events, sizeof events)) > 0;)
