@@ -1,6 +1,7 @@
 // Looks items up one by one, and lists an album the first time that somebody asks for it.
 #include "host/account/AccountItems.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kelo::host {
@@ -40,12 +41,25 @@ std::optional<std::string> AccountItems::NameOf(const std::string& id) {
   return std::move(item->raw.name);
 }
 
-bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
+const AccountItems::Names& AccountItems::ItemsOf(const std::string& albumId) {
   const auto [known, isNew] = itemsOf_.try_emplace(albumId);
   if (isNew)
     if (const auto items = IfAny([&] { return library_.List(albumId, Kind::FileItem); }))
-      for (const Item& item : *items) known->second.insert(item.id);
-  return known->second.contains(id);
+      for (const Item& item : *items) known->second.emplace(item.id, item.raw.name);
+  return known->second;
+}
+
+bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
+  return ItemsOf(albumId).contains(id);
+}
+
+std::optional<std::string> AccountItems::Beside(const std::string& id,
+                                                const std::vector<std::string>& names) {
+  const std::optional<Item> item = Find(id);
+  if (item)
+    for (const auto& [other, name] : ItemsOf(item->parentId))
+      if (std::ranges::count(names, name) > 0) return other;
+  return std::nullopt;
 }
 
 }  // namespace kelo::host

@@ -4,7 +4,8 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
+#include <vector>
 
 #include "host/library/Library.h"
 
@@ -19,14 +20,19 @@ class AccountItems {
   // As the catalogue has it (CatalogueNames.h); nothing: there is no such item.
   std::optional<std::string> NameOf(const std::string& id);
   bool IsIn(const std::string& id, const std::string& albumId);
+  // Id of an item with one of these names in the album where this item was found first.
+  std::optional<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
 
  private:
+  using Names = std::unordered_map<std::string, std::string>;  // by ids
+
   std::optional<Item> Find(const std::string& id);
   bool IsOwnAlbum(const std::string& id);
+  const Names& ItemsOf(const std::string& albumId);
 
   Library& library_;
-  std::map<std::string, bool> isOwnAlbum_;                          // by id
-  std::map<std::string, std::unordered_set<std::string>> itemsOf_;  // ids by those of albums
+  std::map<std::string, bool> isOwnAlbum_;  // by id
+  std::map<std::string, Names> itemsOf_;    // by ids of albums
 };
 
 }  // namespace kelo::host

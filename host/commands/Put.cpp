@@ -78,7 +78,8 @@ int Put(Host& host, const PutOptions& options) {
               stored += file.outcome == UploadOutcome::kStored ? 1 : 0;
               setDone();
             });
-  const bool isBrought = !options.metadata || options.dryRun || BringMetadata(out, library, plan);
+  const bool isBrought =
+      options.dryRun || BringMetadata(out, library, plan, {options.metadata, options.tags});
   const int status = TellSums(out, plan, leftOut, options.dryRun);
   return isBrought ? status : kExitFailed;
 }
@@ -119,7 +120,8 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
   put->add_flag("--albums-from-folders", options->albumsFromFolders,
                 "Put each folder's files into an album of its name")
       ->excludes(album);
-  put->add_option("--tags", options->tags, "Tags for each of them")->check(AtMost(903));
+  put->add_option("--tags", options->tags, "Tags for each of them, also those already there")
+      ->check(AtMost(903));
   AddFilterOptions(*put, options->filter.wish, "Send");
   AddSizeOptions(*put, options->filter.wish);
   put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");

@@ -47,8 +47,16 @@ struct Shared {
   InOrder<FetchedFile> told;
   std::optional<Progress> progress{};  // none where nothing is fetched
   std::map<fs::path, int> failed{};    // folders, with what went wrong
-  int failures = 0;                    // in a row
+  int failures = 0;                    // in a row, in the order of the plan
   bool aborted = false;
+
+  void Count(const FetchedFile& file) {
+    const bool fails = file.outcome == FetchOutcome::kFailed;
+    if (fails && !IsItsOwn(file.code))
+      ++failures;
+    else if (fails || file.outcome == FetchOutcome::kFetched)
+      failures = 0;
+  }
 };
 
 // Fetches one file after the other, into one folder after the other.
@@ -152,7 +160,6 @@ class Fetcher {
     if (const int error = Enter(folder); error != 0) return FailHere(fetched, error);
     const std::uint32_t code = Transfer(fetched.file);
     shared_.aborted = shared_.aborted || code == kKELOResult_Aborted;
-    shared_.failures = code == kKELOResult_Success || IsItsOwn(code) ? 0 : shared_.failures + 1;
     if (code != kKELOResult_Success)
       return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
     if (shared_.options.bytesOnly) return Learn(fetched);
@@ -237,8 +244,13 @@ void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const Fetc
                const std::function<void(const FetchedFile&)>& report) {
   const size_t toFetch = options.dryRun ? 0 : CountToFetch(plan, options);
   if (toFetch > 0) Prepare(plan.to);
-  Shared shared{
-      .library = library, .plan = plan, .options = options, .told = {plan.files.size(), report}};
+  Shared shared{.library = library,
+                .plan = plan,
+                .options = options,
+                .told = {plan.files.size(), [&](const FetchedFile& file) {
+                           shared.Count(file);
+                           report(file);
+                         }}};
   if (toFetch > 0)
     shared.progress.emplace(library.Out(), Job{.doing = "fetching", .files = toFetch});
   size_t next = 0;

@@ -13,12 +13,20 @@
 namespace kelo::host {
 namespace {
 
+using std::chrono::milliseconds;
+
 // Finished item records kept by the library, in bytes: a few hundred of them.
 constexpr std::uint32_t kRecordBudget = 1u << 20;
 
 // The least time for a try, the last one within the patience.
-std::chrono::milliseconds LastTry(std::chrono::milliseconds patience) {
-  return std::min<std::chrono::milliseconds>(patience / 20, std::chrono::seconds(1));
+milliseconds LastTry(milliseconds patience) {
+  return std::min<milliseconds>(patience / 20, std::chrono::seconds(1));
+}
+
+// The least silence, of a question whether the service is back, that is no answer. Connections are
+// tried again after 1, 3 and 7 s of silence, so it is noticed within 5 s.
+milliseconds LongestSilence(milliseconds patience) {
+  return std::min<milliseconds>(patience / 20, std::chrono::seconds(10));
 }
 
 bool MayPass(Trouble trouble) {
@@ -39,9 +47,9 @@ Library::Library(Output& out, Persistence persistence, const Moments* moments)
       out_(out),
       persistence_(persistence),
       moments_(moments),
-      outage_(persistence.Patience()) {
-  if (!persistence.isLong) stillness_.emplace([this] { Abort(); });
-}
+      outage_(persistence.Patience()),
+      // Abort() would end all that the caller wants, not only this command.
+      stillness_([] { KELOAccessCommand(kKELOCommand_Abort, nullptr); }) {}
 
 std::uint32_t Library::SendOnce(std::uint32_t code, tagCommandControlInfo* record,
                                 const OnProgress& progress) {
@@ -78,8 +86,12 @@ Library::Attempt Library::Try(std::uint32_t code, tagCommandControlInfo* record,
     moved = Outage::Clock::now();
     return progress(event);
   };
+  const bool isProbe = probe_ != nullptr;
   std::optional<Stillness::Watched> limit;
-  if (stillness_) limit.emplace(*stillness_, std::max(LastTry(outage_.Patience()), outage_.Left()));
+  if (!persistence_.isLong)
+    limit.emplace(stillness_, std::max(LastTry(outage_.Patience()), outage_.Left()));
+  else if (isProbe)
+    limit.emplace(stillness_, LongestSilence(outage_.Patience()));
   const std::uint32_t result = SendOnce(code, record, progress ? OnProgress(watched) : progress);
   const bool wasStill = limit && limit->WasEnded() && result == kKELOResult_Aborted;
   limit.reset();
@@ -89,7 +101,7 @@ Library::Attempt Library::Try(std::uint32_t code, tagCommandControlInfo* record,
     hadSession_ = hadSession_ || result == kKELOResult_Success;
   if (attempt.answered) Answered();
   if (MayPass(attempt.trouble)) outage_.Began(moved);
-  if (wasStill) outage_.GiveUp();
+  if (wasStill && !isProbe) outage_.GiveUp();
   return attempt;
 }
 
@@ -179,23 +191,27 @@ bool Library::PauseBeforeRetry(unsigned& failed, std::uint32_t result) {
   for (bool wasSilent = false;; ++failed) {
     if (persistence_.retries && failed > *persistence_.retries) return false;
     const bool asks = failed > kBlindTries;
+    const auto begun = Outage::Clock::now();
     const std::optional<bool> answers = asks ? ServiceAnswers() : std::nullopt;
     if (answers.value_or(false)) {
       if (wasSilent) failed = 0;
       return wasSilent;
     }
     wasSilent = answers.has_value();
-    if (!Wait(PauseAfterFailures(failed, outage_.Patience()), result)) return false;
+    const auto pause = PauseAfterFailures(failed, outage_.Patience());
+    const auto asked = round<milliseconds>(Outage::Clock::now() - begun);
+    if (!Wait(std::max(pause - asked, PauseAfterFailures(1, outage_.Patience())), result))
+      return false;
     if (!wasSilent) return true;
   }
 }
 
-bool Library::Pause(std::chrono::milliseconds pause) {
+bool Library::Pause(milliseconds pause) {
   std::unique_lock lock(mutex_);
   return !wake_.wait_for(lock, pause, [this] { return stopped_; });
 }
 
-bool Library::Wait(std::chrono::milliseconds pause, std::uint32_t result) {
+bool Library::Wait(milliseconds pause, std::uint32_t result) {
   const auto since = outage_.Since();
   if (!since) return !IsStopped();  // another thread has had an answer
   const auto patience = outage_.Patience();

@@ -126,7 +126,7 @@ class Library : private Requests, public kelo::Library {
   std::condition_variable wake_;
   bool stopped_ = false;
   std::function<void()> alsoStop_;
-  std::optional<Stillness> stillness_;  // none in a long run
+  Stillness stillness_;
 };
 
 }  // namespace kelo::host

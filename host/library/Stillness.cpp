@@ -54,6 +54,7 @@ Stillness::Watched::Watched(Stillness& stillness, std::chrono::milliseconds limi
   stillness_.limit_ = limit;
   stillness_.ended_ = false;
   stillness_.since_ = Clock::now();
+  stillness_.wake_.notify_all();
 }
 
 Stillness::Watched::~Watched() {
@@ -77,6 +78,7 @@ bool Stillness::IsTooLong() {
 void Stillness::Watch() {
   std::unique_lock lock(mutex_);
   while (!wake_.wait_for(lock, kLook, [this] { return closing_; })) {
+    wake_.wait(lock, [this] { return closing_ || limit_; });
     if (!IsTooLong()) continue;
     ended_ = true;
     lock.unlock();

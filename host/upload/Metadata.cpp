@@ -7,6 +7,7 @@
 #include <exiv2/exiv2.hpp>
 #include <utility>
 
+#include "host/library/Interrupt.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
 #include "host/upload/Pictures.h"
@@ -85,13 +86,15 @@ void AddKeywords(Words& words, std::vector<std::string> keywords) {
       words.isCut = true;
       continue;
     }
-    words.tags += (added.empty() ? "" : ",") + keyword;
+    words.tags += (words.tags.empty() ? "" : ",") + keyword;
     added.push_back(std::move(keyword));
   }
 }
 
-Words WordsOf(const File& file) {
+Words WordsOf(const File& file, const WantedMetadata& wanted) {
   Words words{.file = &file};
+  if (file.outcome != UploadOutcome::kStored) words.tags = wanted.tags;
+  if (!wanted.ofPictures || Interrupt::Signal() != 0) return words;
   ReadPicture(file, [&words](const Exiv2::Image& picture) {
     AddCaption(words, FirstOf(picture, {"Iptc.Application2.Caption", "Xmp.dc.description",
                                         "Exif.Image.ImageDescription"}));
@@ -109,10 +112,12 @@ bool HasProperties(const Words& words) {
 
 }  // namespace
 
-bool BringMetadata(Output& out, Library& library, const UploadPlan& plan) {
+bool BringMetadata(Output& out, Library& library, const UploadPlan& plan,
+                   const WantedMetadata& wanted) {
+  if (!wanted.ofPictures && wanted.tags.empty()) return true;
   std::vector<Words> all;
   for (const File* file : plan.files)
-    if (file->Held() && !file->itemId.empty()) all.push_back(WordsOf(*file));
+    if (file->Held() && !file->itemId.empty()) all.push_back(WordsOf(*file, wanted));
   std::erase_if(all, [](const Words& one) { return !HasProperties(one) && one.tags.empty(); });
   // Tags are only added to what is in the catalogue, which does not know the new items yet.
   if (std::ranges::any_of(all, [](const Words& one) { return !one.tags.empty(); })) library.Load();
@@ -133,7 +138,11 @@ bool BringMetadata(Output& out, Library& library, const UploadPlan& plan) {
   }
   out.Count("metadataBrought", brought);
   out.Count("metadataFailed", all.size() - brought);
-  out.Note(fmt::format("metadata of {} brought to their items", CountText(brought, "file")));
+  const std::string files = CountText(brought, "file");
+  if (wanted.ofPictures)
+    out.Note(fmt::format("metadata of {} brought to their items", files));
+  else if (brought > 0)
+    out.Note(fmt::format("tags added to the items of {} already there", files));
   return brought == all.size();
 }
 

@@ -1,5 +1,8 @@
-// Brings captions, ratings and keywords of files to their items.
+// Brings captions, ratings and keywords of files to their items, and tags to what was there
+// already.
 #pragma once
+
+#include <string>
 
 #include "host/library/Library.h"
 #include "host/terminal/Output.h"
@@ -7,8 +10,14 @@
 
 namespace kelo::host {
 
+struct WantedMetadata {
+  bool ofPictures = false;  // what they say themselves
+  std::string tags{};       // for items that were there already: new ones came with theirs
+};
+
 // For each file of the plan that the service holds. What fails costs only the metadata of its item,
 // and is told; so are the sums. Whether all could be brought. May throw Error when it is aborted.
-bool BringMetadata(Output& out, Library& library, const UploadPlan& plan);
+bool BringMetadata(Output& out, Library& library, const UploadPlan& plan,
+                   const WantedMetadata& wanted);
 
 }  // namespace kelo::host

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "host/library/Digest.h"
+#include "host/library/Interrupt.h"
 #include "host/upload/MovieDate.h"
 #include "host/upload/ShotDate.h"
 
@@ -158,7 +159,8 @@ void ReadPicture(const File& file, const std::function<void(const Exiv2::Image&)
 }
 
 void ReadPictureFacts(const Files& files, bool digests) {
-  for (File* file : files) ReadFactsOf(*file, digests);
+  for (File* file : files)
+    if (Interrupt::Signal() == 0) ReadFactsOf(*file, digests);
 }
 
 }  // namespace kelo::host

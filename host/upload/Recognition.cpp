@@ -49,7 +49,7 @@ bool Recognition::Take(File& file, const std::string& id, bool isOwn) {
 }
 
 bool Recognition::IsInAlbum(const File& file, const std::string& albumId) {
-  return Account() != nullptr && Account()->IsIn(file.knownItem, albumId);
+  return Account() != nullptr && Account()->IsIn(file.itemId, albumId);
 }
 
 bool Recognition::IsMeant(File& file) {
@@ -60,6 +60,18 @@ bool Recognition::IsMeant(File& file) {
   const auto former = known ? memory_.ItemOf(known->itemId) : std::nullopt;
   file.wasOther = former && former->digest != file.digest;
   return false;
+}
+
+bool Recognition::IsThereToo(File& memo, const std::string& picture) {
+  const auto known = memory_.FileAt(memo.path);
+  memo.wasOther = known && !memo.digest.empty() && known->digest != memo.digest;
+  if (memo.wasOther) return false;
+  memo.isCertain = false;
+  // This run may have stored the picture, and the memo with it.
+  if (Account() == nullptr || !Account()->NameOf(picture)) return true;
+  const auto item = Account()->Beside(picture, CatalogueNamesOf(memo.Name()));
+  if (item) memo.itemId = *item;
+  return item.has_value();
 }
 
 void Recognition::Keep(const Files& files) {

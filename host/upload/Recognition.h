@@ -25,12 +25,16 @@ class Recognition {
   // from an earlier run. A file without a digest is known while its stamp is what it was then; it
   // is not opened.
   void Recognise(File& file);
-  // Whether that item is in the album.
+  // Whether the item that it names is in the album.
   bool IsInAlbum(const File& file, const std::string& albumId);
 
   // The service has taken the file for the item that it names. False if that item is known to have
   // other bytes; the file is then to be sent as a new one.
   bool IsMeant(File& file);
+  // The account holds the picture of this memo, and the service is never asked about memos. Names
+  // the memo's item: one of its name in the picture's album. False if there is none, or if the memo
+  // has changed since it was sent; it is then to be sent alone.
+  bool IsThereToo(File& memo, const std::string& picture);
 
   // What became of decided files, for the runs to come.
   void Keep(const Files& files);

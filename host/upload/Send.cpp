@@ -93,14 +93,28 @@ class Sender {
     for (File* file : request.files) recognition->Recognise(*file);
     const auto isKnown = [](const File* file) { return !file->knownItem.empty(); };
     if (request.HasPairs() && !isKnown(request.files.front())) return;
-    const Files known = TakeOut(request.files, isKnown);
+    const bool hasPairs = request.HasPairs();
+    Files known = TakeOut(request.files, isKnown);
     for (File* file : known) {
       file->itemId = file->knownItem;
-      file->outcome = !file->album.Empty() && recognition->IsInAlbum(*file, request.albumId)
-                          ? UploadOutcome::kAlreadyInAlbum
-                          : UploadOutcome::kAlreadyThere;
+      SetThere(*file, request);
     }
+    if (hasPairs)
+      for (File* memo : std::exchange(request.files, {}))
+        (IsThereToo(*memo, known.front()->itemId, request) ? known : others_).push_back(memo);
     PlaceAndReport(request, known);
+  }
+
+  bool IsThereToo(File& memo, const std::string& picture, const UploadRequest& request) {
+    if (!shared_.options.recognition->IsThereToo(memo, picture)) return false;
+    SetThere(memo, request);
+    return true;
+  }
+
+  void SetThere(File& file, const UploadRequest& request) const {
+    const bool isInAlbum =
+        !file.album.Empty() && shared_.options.recognition->IsInAlbum(file, request.albumId);
+    file.outcome = isInAlbum ? UploadOutcome::kAlreadyInAlbum : UploadOutcome::kAlreadyThere;
   }
 
   void SendOrPreview(UploadRequest request, Duplicate duplicate) {
@@ -144,7 +158,10 @@ class Sender {
         request.files, [](const File* file) { return file->outcome != UploadOutcome::kUndecided; });
     // The memo of a picture that is sent as a new one goes with it.
     const bool isWhole = hasPairs && !decided.empty() && IsOther(*decided.front());
-    const auto isOther = [this](File* file) { return IsOther(*file); };
+    const std::string picture = hasPairs && !decided.empty() ? decided.front()->itemId : "";
+    const auto isOther = [&](File* file) {
+      return file->IsVoiceMemo() ? IsLeftOut(*file, picture, request) : IsOther(*file);
+    };
     for (File* file : isWhole ? std::exchange(decided, {}) : TakeOut(decided, isOther)) {
       file->outcome = UploadOutcome::kUndecided;
       file->itemId.clear();
@@ -155,12 +172,21 @@ class Sender {
     return answer;
   }
 
-  // The service has taken the file for an item with other bytes.
+  // The service has taken the file for an item with other bytes. One that may have been sent since
+  // may be so too.
   bool IsOther(File& file) {
     Recognition* const recognition = shared_.options.recognition;
     const bool isTaken = file.outcome == UploadOutcome::kAlreadyThere ||
-                         file.outcome == UploadOutcome::kAlreadyInAlbum;
+                         file.outcome == UploadOutcome::kAlreadyInAlbum ||
+                         (IsStored(&file) && file.maybeSent);
     return isTaken && recognition != nullptr && !recognition->IsMeant(file);
+  }
+
+  // The check counts the memo of a picture that is there as there too, without a look.
+  bool IsLeftOut(File& memo, const std::string& picture, const UploadRequest& request) {
+    const bool isCounted = memo.outcome == UploadOutcome::kAlreadyThere && memo.itemId.empty();
+    return isCounted && shared_.options.recognition != nullptr &&
+           !IsThereToo(memo, picture, request);
   }
 
   void PlaceAndReport(const UploadRequest& request, const Files& decided) {
@@ -276,8 +302,20 @@ class Sender {
     for (size_t other = 0; other <= most && most != 0; ++other) {
       asked.files =
           TakeOutWhole(request, [&](const File* file) { return MayBeThereAs(*file, other); });
-      if (!asked.files.empty()) Ask(asked, other);
+      AskUntilAnswered(asked, other);
       request.files.insert(request.files.end(), asked.files.begin(), asked.files.end());
+    }
+  }
+
+  // Without an answer, what is there by another name would be sent once more.
+  void AskUntilAnswered(UploadRequest& request, size_t other) {
+    for (unsigned failed = 1; !request.files.empty(); ++failed) {
+      const auto [result, mayPass] = Ask(request, other);
+      if (!IsUnclear(result)) return;  // what is refused by that name cannot have it
+      if (mayPass && Pause(failed, result)) continue;
+      EndIfHopeless(result);
+      Fail(request, result);
+      request.files.clear();
     }
   }
 

@@ -40,9 +40,9 @@ void SetOutcome(File& file, const Message& outcome) {
 }
 
 // The worker died, or was ended.
-UploadAnswer Lost(const Library& library, const UploadRequest& request, bool checkOnly) {
+UploadAnswer Lost(const Library& library, const UploadRequest& request, bool hasSetOut) {
   if (library.IsStopped()) return {.code = kKELOResult_Aborted};
-  for (File* file : request.files) file->maybeSent |= request.check && !checkOnly;
+  for (File* file : request.files) file->maybeSent |= request.check && hasSetOut;
   return {.code = kKELOResult_ConnectionLost, .mayPass = true};
 }
 
@@ -62,14 +62,18 @@ UploadAnswer PerformThere(Workers::Lane& lane, Library& library, const UploadReq
                           const OnProgress& progress, bool checkOnly, size_t other) {
   Message files = Message::array();
   for (const File* file : request.files) files.push_back(MessageOf(*file));
+  bool hasSetOut = false;  // the first event comes before the upload does, and behind the check
   const auto done = lane.Do({{"files", std::move(files)},
                              {"check", request.check},
                              {"albumId", request.albumId},
                              {"tags", request.tags},
                              {"checkOnly", checkOnly},
                              {"other", other}},
-                            -1, progress);
-  if (!done) return Lost(library, request, checkOnly);
+                            -1, [&](const kelo::Progress& event) {
+                              hasSetOut = true;
+                              return !progress || progress(event);
+                            });
+  if (!done) return Lost(library, request, hasSetOut);
   for (size_t at = 0; at < request.files.size(); ++at)
     SetOutcome(*request.files[at], done->at("files").at(at));
   library.Note(done->at("code"));

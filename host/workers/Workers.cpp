@@ -74,6 +74,7 @@ class Child {
     if (terms->at("reopens")) library.OnEndedSession([&] { Reopen(library); });
     OwnedFile file;
     while (const std::optional<Message> task = peer_.Receive(&file)) {
+      toldAt_ = {};  // the first event of each task is told
       Send({{"done", work_(library, *task, file.Number(), std::ref(*this))},
             {"why", library.Explanation()}});
       file.Close();
@@ -142,8 +143,10 @@ Nursery::Nursery(const Work& work) {
   ::signal(SIGCHLD, SIG_IGN);  // nobody waits for them
   OwnedFile socket;
   while (there.Receive(&socket)) {
-    if (::fork() != 0) {
+    const pid_t worker = ::fork();
+    if (worker != 0) {
       socket.Close();  // or nobody would see the end of its worker
+      there.Send({{"forked", worker > 0}});
       continue;
     }
     there = Peer();
@@ -160,7 +163,10 @@ Nursery::Nursery(const Work& work) {
 
 std::optional<Peer> Nursery::Fork() {
   auto [here, there] = Peer::Pair();
+  const std::lock_guard lock(asking_);
   if (!peer_.Send(Message(), there.Number())) return std::nullopt;
+  const std::optional<Message> answer = peer_.Receive();
+  if (!answer || !answer->at("forked")) return std::nullopt;
   return std::move(here);
 }
 

@@ -37,11 +37,12 @@ class Nursery {
   Nursery(const Nursery&) = delete;
   Nursery& operator=(const Nursery&) = delete;
 
-  // The connection to a new worker; nothing when none could be made.
+  // The connection to a new worker; nothing when none could be made. Any thread.
   std::optional<Peer> Fork();
 
  private:
   const Moments moments_;  // of its workers
+  std::mutex asking_;
   Peer peer_;
 };
 

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <future>
 
 #include "HostTest.h"
 #include "host/download/Fetch.h"
@@ -50,6 +52,20 @@ TEST_F(GetTest, AFailureCostsItsFileAndManyInARowTheRest) {
     EXPECT_THAT(get.err,
                 AllOf(HasSubstr("1.jpg: "), HasSubstr(one.status == 404 ? "(4098)" : "(4114)")));
   }
+}
+
+// "In a row" is in the order of the plan, whichever file is over first.
+TEST_F(GetTest, FailuresAreInARowInTheOrderOfThePlan) {
+  std::promise<void> last;
+  const auto asked = last.get_future().share();
+  ScriptAccount({{"0.jpg"}, {"1.jpg"}, {"2.jpg"}, {"3.jpg"}, {"4.jpg"}, {"5.jpg"}, {"6.jpg"}},
+                [&](const std::string& id) {
+                  const int number = id.back() - '0';
+                  if (number == 6) last.set_value();
+                  if (number % 2 == 0) asked.wait_for(std::chrono::seconds(5));
+                  return Reply{.status = number % 2 == 0 ? 200 : 500, .body = "x"};
+                });
+  EXPECT_THAT(Get("root --transfers 4").out, EndsWith("4 downloaded, 0 already here, 3 failed\n"));
 }
 
 TEST_F(GetTest, ALostConnectionCostsOnlyTheFileThatMoved) {

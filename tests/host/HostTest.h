@@ -23,6 +23,7 @@ namespace fs = std::filesystem;
 using devservice::ClientRequest;
 using devservice::Reply;
 using ::testing::AllOf;
+using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;

@@ -79,6 +79,38 @@ TEST_F(MemoryTest, AnotherMachineIsBelievedUntilTheFileChanges) {
   EXPECT_THAT(put.err, HasSubstr("1 file" + std::string(kTaken)));
 }
 
+// The service is never asked about memos. One that is new or edited beside a picture that is there
+// goes up alone; no other does, here or elsewhere.
+TEST_F(MemoryTest, AMemoIsNotThereForItsPictureAlone) {
+  struct Step {
+    const char* name;
+    const char* content;
+    bool elsewhere;
+    const char* sums;
+  };
+  const Step steps[] = {
+      {"a.wav", "sound", false, "2 stored, 0"},     {"a.wav", "edited", false, "1 stored, 1"},
+      {"a.wav", "edited", true, "0 stored, 2"},     {"b.jpg", "other", false, "1 stored, 2"},
+      {"b.wav", "later", false, "1 stored, 3"},     {"b.wav", "later", true, "0 stored, 4"},
+      {"c.jpg", "third", false, "1 stored, 4"},     {"c.wav", "elsewhere", true, "1 stored, 5"},
+      {"c.wav", "elsewhere", false, "0 stored, 6"},
+  };
+  Set("a.jpg", "first");
+  for (const Step& step : steps) {
+    Set(step.name, step.content);
+    const Words environment = step.elsewhere ? Elsewhere() : Environment();
+    const Words put = {"put", In(), "--album", "Party"};
+    const std::string sums = step.sums + std::string(" already there, 0 not stored\n");
+    EXPECT_THAT(Kelo(put, environment).out, EndsWith(sums)) << step.name;
+    for (const Words& more : {Words("--dry-run"), Words()}) {
+      const Outcome again = Kelo(put + more, environment);
+      EXPECT_EQ(again.exitCode, 0) << again.err;
+      EXPECT_THAT(again.out, HasSubstr(" already there, 0 not stored\n"));
+      EXPECT_THAT(again.out, AnyOf(HasSubstr("\n0 stored, "), HasSubstr("\n0 would be stored, ")));
+    }
+  }
+}
+
 TEST_F(MemoryTest, UnchangedFilesAreNotOpened) {
   for (int at = 0; at < 150; ++at) Set(std::to_string(at) + ".jpg", std::to_string(at));
   Set("large.jpg", std::string(1'000'000, 'x'));

@@ -78,6 +78,14 @@ TEST_F(OutageTest, GivesARequestUpThatIsSilent) {
       {"login", "", {.silent = true}, 1 << 20, 1, 0, 0},
       {"mail Party --to a@x.example", "ShareAlbum", {.silent = true}, 1, 1, 0, 0},
   });
+  // Nobody waits long for the answer whether the service is back.
+  service_.SetScript([left = std::make_shared<std::atomic<int>>(6)](const auto& request) {
+    const bool asks = request.method == "GetStorageCapacity";
+    return (*left)-- > 0 ? std::optional(Reply{.reset = !asks, .silent = asks}) : std::nullopt;
+  });
+  const Outcome get = Kelo({"get", "Party", "--to", Out(), "--give-up-after", "6s"});
+  EXPECT_EQ(get.exitCode, 0) << get.err;
+  EXPECT_EQ(CountOf("the service answers again, after 0:0", get.err), 1u) << get.err;
 }
 
 TEST_F(OutageTest, ShowsAnOutageOfWorkersInTheLiveLine) {

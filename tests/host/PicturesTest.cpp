@@ -179,6 +179,7 @@ TEST_F(PutTest, CaptionsRatingsAndKeywordsCanBeTakenAlong) {
   ASSERT_EQ(Put().exitCode, 0);
   EXPECT_EQ(Arrived("ModifyProps"), 0u);
   Write("in/exif.jpg", Jpeg({{"Exif.Image.ImageDescription", "new"},
+                             {"Exif.Image.Rating", "3"},
                              {"Iptc.Application2.Keywords", "new"},
                              {"Xmp.dc.subject", "new"}}));
   const Outcome put = Put("--metadata");
@@ -188,6 +189,7 @@ TEST_F(PutTest, CaptionsRatingsAndKeywordsCanBeTakenAlong) {
        {std::pair<const char*, std::string>("ModifyProps", "value=\"At sea\""),
         {"ModifyProps", "value=\"" + Repeated("&#233;", 159) + "\""},
         {"ModifyProps", "name=\"rating\" value=\"4\""},
+        {"ModifyProps", "name=\"rating\" value=\"3\""},
         {"ModifyProps", "value=\"new\""},
         {"AddTags", "tagList=\"boats,sea  sun\""},
         {"AddTags", "tagList=\"new\""}})
@@ -199,6 +201,11 @@ TEST_F(PutTest, CaptionsRatingsAndKeywordsCanBeTakenAlong) {
   EXPECT_EQ(failed.exitCode, 1);
   EXPECT_THAT(failed.err, AllOf(HasSubstr("iptc.jpg: its metadata were not brought to its item: "),
                                 HasSubstr("metadata of 2 files brought")));
+  service_.ClearArrived();
+  Write("in/z.jpg", "new");
+  EXPECT_THAT(Put("--tags late").err, HasSubstr("tags added to the items of 4 files already"));
+  EXPECT_EQ(Arrived("AddTags"), 4u);
+  EXPECT_TRUE(WaitFor("UploadItems", "late"));
 }
 
 // Of 300 MiB each; all together they may take so many seconds of the processor.

@@ -55,6 +55,20 @@ TEST_F(PutTest, AnUploadWhoseOutcomeIsUnknownIsCheckedFirst) {
   }
 }
 
+// As the item would have been called before 'get' gave it a number.
+TEST_F(PutTest, ALostQuestionByAnotherNameIsAskedAgain) {
+  Set("a.jpg", "picture");
+  ASSERT_EQ(Put().exitCode, 0);
+  fs::rename(In() / "a.jpg", In() / "a (2).jpg");
+  std::atomic<int> asked = 0;
+  AnswerWith({.reset = true}, "CheckUploadItems", [&](const ClientRequest& request) {
+    return request.body.find("\"a.jpg\"") != std::string::npos && ++asked == 1;
+  });
+  const Outcome put = Kelo({"put", In()}, Elsewhere());
+  EXPECT_EQ(asked, 2);
+  EXPECT_THAT(put.out, EndsWith("0 stored, 1 already there, 0 not stored\n")) << put.err;
+}
+
 // The check's answer is the moment between planning and sending at which a file can change. The
 // third folder is looked at again behind the first.
 TEST_F(PutTest, AFileThatChangesMeanwhileGoesWholeOrCostsOnlyItself) {
