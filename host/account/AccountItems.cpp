@@ -2,7 +2,6 @@
 #include "host/account/AccountItems.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace kelo::host {
 namespace {
@@ -21,24 +20,28 @@ auto IfAny(const Call& call) -> std::optional<decltype(call())> {
 
 }  // namespace
 
-std::optional<Item> AccountItems::Find(const std::string& id) {
+// A record as it is: to make an Item of it takes longer than to look it up.
+std::optional<tagKELO_ItemInfo> AccountItems::Find(const std::string& id) {
   if (id.size() + 1 >= KELO_ID_FIELD_SIZE) return std::nullopt;
-  return IfAny([&] { return library_.Info(id); });
+  return IfAny([&] { return library_.InfoRecord(id); });
 }
 
 bool AccountItems::IsOwnAlbum(const std::string& id) {
   const auto [known, isNew] = isOwnAlbum_.try_emplace(id);
   if (isNew) {
-    const std::optional<Item> album = Find(id);
-    known->second = album && (Is(album->kind, Kind::Album) || album->kind == Kind::RootAlbum);
+    const auto album = Find(id);
+    const Kind kind = album ? static_cast<Kind>(album->kind) : Kind::None;
+    known->second = Is(kind, Kind::Album) || kind == Kind::RootAlbum;
   }
   return known->second;
 }
 
 std::optional<std::string> AccountItems::NameOf(const std::string& id) {
-  std::optional<Item> item = Find(id);
-  if (!item || !Is(item->kind, Kind::FileItem) || !IsOwnAlbum(item->parentId)) return std::nullopt;
-  return std::move(item->raw.name);
+  const auto item = Find(id);
+  if (!item || !Is(static_cast<Kind>(item->kind), Kind::FileItem) ||
+      !IsOwnAlbum(std::string(FieldText(item->parentId))))
+    return std::nullopt;
+  return std::string(FieldText(item->name));
 }
 
 const AccountItems::Names& AccountItems::ItemsOf(const std::string& albumId) {
@@ -55,9 +58,9 @@ bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
 
 std::optional<std::string> AccountItems::Beside(const std::string& id,
                                                 const std::vector<std::string>& names) {
-  const std::optional<Item> item = Find(id);
+  const auto item = Find(id);
   if (item)
-    for (const auto& [other, name] : ItemsOf(item->parentId))
+    for (const auto& [other, name] : ItemsOf(std::string(FieldText(item->parentId))))
       if (std::ranges::count(names, name) > 0) return other;
   return std::nullopt;
 }

@@ -26,7 +26,7 @@ class AccountItems {
  private:
   using Names = std::unordered_map<std::string, std::string>;  // by ids
 
-  std::optional<Item> Find(const std::string& id);
+  std::optional<tagKELO_ItemInfo> Find(const std::string& id);
   bool IsOwnAlbum(const std::string& id);
   const Names& ItemsOf(const std::string& albumId);
 

@@ -44,18 +44,17 @@ int Put(Host& host, const PutOptions& options) {
   Albums albums(
       out, [&]() -> Library& { return host.Loaded(); }, options.dryRun);
   const AlbumName album = albums.Meant(options.album);
-  LeftOutCounts leftOut;
-  std::vector<File> files = FindFiles(paths, options.filter, options.albumsFromFolders, &leftOut);
-  if (!options.albumsFromFolders)
-    for (File& file : files) file.album = album;
   Library& library = host.WithSession();
   Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
   Recognition recognition(memory, [&]() -> Library& { return host.Loaded(); });
-  if (!options.force)
-    memory.AskTogether([&] {
-      for (File& file : files)
-        if (file.outcome == UploadOutcome::kUndecided) recognition.Recognise(file);
-    });
+  LeftOutCounts leftOut;
+  std::vector<File> files = FindFiles(paths, options.filter, options.albumsFromFolders, &leftOut,
+                                      [&](const std::vector<File>& found) {
+                                        if (!options.force) recognition.Expect(found);
+                                      });
+  if (!options.albumsFromFolders)
+    for (File& file : files) file.album = album;
+  if (!options.force) recognition.Recognise(files);
   // A dry run adds up what would be stored, in the order of the plan.
   Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
   const UploadPlan plan = PlanUpload(files, !options.force, workers.Most());

@@ -2,7 +2,6 @@
 #include "host/library/Digest.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <openssl/evp.h>
 
 #include <cerrno>
@@ -14,6 +13,8 @@
 
 namespace kelo::host {
 namespace {
+
+constexpr char kDigits[] = "0123456789abcdef";
 
 class Hash {
  public:
@@ -30,7 +31,8 @@ class Hash {
     unsigned size = 0;
     Check(EVP_DigestFinal_ex(context_.get(), digest, &size) == 1);
     std::string digits;
-    for (unsigned at = 0; at < size; ++at) digits += fmt::format("{:02x}", digest[at]);
+    for (unsigned at = 0; at < size; ++at)
+      (digits += kDigits[digest[at] >> 4]) += kDigits[digest[at] & 15];
     return digits;
   }
 

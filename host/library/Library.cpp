@@ -33,6 +33,12 @@ bool MayPass(Trouble trouble) {
   return trouble == Trouble::kMayPass || trouble == Trouble::kMayHaveBeenDone;
 }
 
+// Whether the command is answered from memory.
+bool NeverAsks(std::uint32_t code, const tagCommandControlInfo* record) {
+  return code == kKELOCommand_GetItemInfo && record != nullptr &&
+         (record->outputOptions & kKELOOption_AskService) == 0;
+}
+
 bool IsDark(std::uint32_t result) {
   return result == kKELOResult_TransportFailure || result == kKELOResult_GeneralFailure;
 }
@@ -65,6 +71,7 @@ std::uint32_t Library::Command(std::uint32_t code, tagCommandControlInfo* record
     *probe_ = Try(code, record, progress);
     return probe_->result;
   }
+  if (NeverAsks(code, record)) return kelo::Library::Command(code, record, progress);
   for (Tries tries;;) {
     const Attempt attempt = Try(code, record, progress);
     failureMayPass_ = attempt.trouble == Trouble::kMayHaveBeenDone;

@@ -29,7 +29,9 @@ std::string Lower(std::string text) {
 }
 
 bool File::IsVoiceMemo() const {
-  return Lower(std::filesystem::path(path).extension().string()) == ".wav";
+  constexpr size_t kLength = 4;  // of the extension, behind a name
+  return path.size() > kLength && path[path.size() - kLength - 1] != '/' &&
+         Lower(path.substr(path.size() - kLength)) == ".wav";
 }
 
 std::string File::PairKey() const {
@@ -43,27 +45,39 @@ std::uint64_t SizeOf(const Files& files) {
   return size;
 }
 
-bool Describe(File& file) {
+namespace {
+
+bool Leave(File& file, UploadOutcome outcome, const char* reason) {
+  file.outcome = outcome;
+  file.reason = reason;
+  return false;
+}
+
+// Never opened, which takes longer, and could wait for a pipe.
+bool Look(File& file) {
   struct stat status {};
-  const auto leave = [&file](UploadOutcome outcome, const char* reason) {
-    file.outcome = outcome;
-    file.reason = reason;
-    return false;
-  };
-  // Never opened, which takes longer, and could wait for a pipe.
   if (::stat(file.path.c_str(), &status) != 0)
-    return leave(UploadOutcome::kUnreadable, std::strerror(errno));
+    return Leave(file, UploadOutcome::kUnreadable, std::strerror(errno));
   if (!S_ISREG(status.st_mode)) {
     // Its dates change when something is written to it.
     file.stamp = {.device = status.st_dev, .inode = status.st_ino};
-    return leave(UploadOutcome::kUnfit, "it is not a regular file");
+    return Leave(file, UploadOutcome::kUnfit, "it is not a regular file");
   }
-  if (::access(file.path.c_str(), R_OK) != 0)
-    return leave(UploadOutcome::kUnreadable, std::strerror(errno));
   file.size = static_cast<std::uint64_t>(status.st_size);
   file.modifyDate = UniversalDate(status.st_mtime);
   file.stamp = Stamp::Of(status);
   return true;
+}
+
+}  // namespace
+
+bool IsReadable(const std::string& path) {
+  return ::access(path.c_str(), R_OK) == 0;
+}
+
+bool Describe(File& file) {
+  return Look(file) &&
+         (IsReadable(file.path) || Leave(file, UploadOutcome::kUnreadable, std::strerror(errno)));
 }
 
 KnownFile RowOf(const File& file, const std::string& itemId) {
@@ -72,7 +86,7 @@ KnownFile RowOf(const File& file, const std::string& itemId) {
 
 std::optional<File> NowAt(const std::string& path) {
   File file{.path = path};
-  if (!Describe(file)) return std::nullopt;
+  if (!Look(file)) return std::nullopt;
   return file;
 }
 

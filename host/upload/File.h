@@ -105,8 +105,9 @@ KnownFile RowOf(const File& file, const std::string& itemId);
 // Adds to the path what the file system tells. False where the file cannot be read or is no regular
 // one; it then has its outcome and the reason.
 bool Describe(File& file);
-// The same of the file that is there now; nothing when it cannot be read.
+// The same of the file that is there now, readable or not; nothing if there is no regular one.
 std::optional<File> NowAt(const std::string& path);
+bool IsReadable(const std::string& path);
 
 // What the service's check compares, as far as it is known without opening the file; `name` may be
 // another one for it.

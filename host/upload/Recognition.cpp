@@ -12,7 +12,7 @@ namespace kelo::host {
 AccountItems* Recognition::Account() {
   if (!std::exchange(isAsked_, true)) {
     try {
-      account_.emplace(loaded_());
+      account_.emplace(loading_.valid() ? *loading_.get() : loaded_());
     } catch (const Error& failure) {
       // The service's check decides alone then, and tells of its own failures.
       if (failure.Code() == kKELOResult_Aborted) throw;
@@ -23,14 +23,45 @@ AccountItems* Recognition::Account() {
 
 void Recognition::Recognise(File& file) {
   if (!file.knownItem.empty()) return;
+  Recall(file);
+  Confirm(file);
+}
+
+void Recognition::Recognise(std::vector<File>& files) {
+  const auto forEach = [&](const auto& call) {
+    for (File& file : files)
+      if (file.outcome == UploadOutcome::kUndecided) call(file);
+  };
+  memory_.AskTogether([&] {
+    forEach([this](File& file) { Recall(file); });
+    if (loading_.valid()) Account();
+    forEach([this](File& file) { Confirm(file); });
+  });
+}
+
+void Recognition::Expect(const std::vector<File>& files) {
+  if (!memory_.KnowsFiles()) return;
+  bool isKnown = false;
+  memory_.AskTogether([&] {
+    isKnown = std::ranges::any_of(
+        files, [this](const File& file) { return memory_.FileAt(file.path).has_value(); });
+  });
+  if (isKnown) loading_ = std::async(std::launch::async, [this] { return &loaded_(); });
+}
+
+void Recognition::Recall(File& file) {
   const auto known = memory_.FileAt(file.path);
   if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
-  if (file.digest.empty()) return;
+  if (!known || file.digest.empty()) return;
+  file.knownItem = known->itemId;
+  file.isKept = *known == RowOf(file, known->itemId);
+}
+
+void Recognition::Confirm(File& file) {
+  const std::string own = std::exchange(file.knownItem, {});
+  if (!own.empty() && Take(file, own, true)) return;
   file.isKept = false;
-  if (known && Take(file, known->itemId, true)) {
-    file.isKept = *known == RowOf(file, known->itemId);
-    return;
-  }
+  if (file.digest.empty()) return;
   for (const std::string& id : memory_.ItemsWith(file.digest))
     if (Take(file, id, false)) return;
 }

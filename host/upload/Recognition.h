@@ -4,9 +4,11 @@
 #pragma once
 
 #include <functional>
+#include <future>
 #include <optional>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
 #include "host/account/AccountItems.h"
 #include "host/memory/Memory.h"
@@ -25,6 +27,11 @@ class Recognition {
   // from an earlier run. A file without a digest is known while its stamp is what it was then; it
   // is not opened.
   void Recognise(File& file);
+  // These files will be recognised. If one is known by its path, another thread loads the account
+  // until then.
+  void Expect(const std::vector<File>& files);
+  // Those of the files that can be sent.
+  void Recognise(std::vector<File>& files);
   // Whether the item that it names is in the album.
   bool IsInAlbum(const File& file, const std::string& albumId);
 
@@ -43,12 +50,17 @@ class Recognition {
   // Whether the item has the file's bytes, is in the account, and is called like it; one that is
   // the file's own may be called otherwise. If so, names it.
   bool Take(File& file, const std::string& id, bool isOwn);
+  // What the memory says of the file: its digest, and the item that it was.
+  void Recall(File& file);
+  // Whether that, or else another one, is an item of the account.
+  void Confirm(File& file);
   void Keep(const File& file);
   AccountItems* Account();  // null: it could not be loaded
 
   Memory& memory_;
   const std::function<Library&()> loaded_;
   bool isAsked_ = false;  // the service, for the account
+  std::future<Library*> loading_;
   std::optional<AccountItems> account_;
   std::unordered_set<std::string> isOfThisRun_;  // ids of what it has stored
 };

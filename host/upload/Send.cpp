@@ -24,7 +24,7 @@ bool IsStored(const File* file) {
 // Or has become shorter.
 bool IsUnreadable(const File* file) {
   const auto now = NowAt(file->path);
-  return !now || now->size < file->size;
+  return !now || now->size < file->size || !IsReadable(file->path);
 }
 
 // Takes the files out that are meant; all keep their order.

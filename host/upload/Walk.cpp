@@ -78,6 +78,8 @@ class Walker {
     }
   }
 
+  const std::vector<File>& Found() const { return files_; }
+
   std::vector<File> Finish(LeftOutCounts* leftOut) {
     ExamineAll(files_);
     std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
@@ -161,9 +163,11 @@ class Walker {
 }  // namespace
 
 std::vector<File> FindFiles(const std::vector<std::string>& paths, const UploadFilter& filter,
-                            bool albums, LeftOutCounts* leftOut) {
+                            bool albums, LeftOutCounts* leftOut,
+                            const std::function<void(const std::vector<File>&)>& onFound) {
   Walker walker(filter, albums);
   for (const std::string& path : paths) walker.Add(path, paths.size() > 1);
+  if (onFound) onFound(walker.Found());
   return walker.Finish(leftOut);
 }
 

@@ -1,6 +1,7 @@
 // Finds the local files that an upload's command line names: the first of its steps.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,10 @@ namespace kelo::host {
 // A file that is reached twice, by links too, is taken once; with `albums` once for each album.
 // Links to files are followed; those to folders only where the command line names them, so that no
 // walk goes in a circle.
+//
+// `onFound` gets the paths before the file system is asked about each.
 std::vector<File> FindFiles(const std::vector<std::string>& paths, const UploadFilter& filter = {},
-                            bool albums = false, LeftOutCounts* leftOut = nullptr);
+                            bool albums = false, LeftOutCounts* leftOut = nullptr,
+                            const std::function<void(const std::vector<File>&)>& onFound = {});
 
 }  // namespace kelo::host
