@@ -21,11 +21,13 @@ std::string PlacePath(const AccountPlace& place) {
 
 }  // namespace
 
-CheckedItems::CheckedItems(Library& library, const std::vector<Item>& entries, const Filter& filter)
+CheckedItems::CheckedItems(Library& library, const std::vector<Item>& entries, const Filter& filter,
+                           bool misses)
     : library_(library),
       filter_(filter),
       areAll_(entries.empty()),
-      tree_(library, areAll_ ? AccountTree::Tells::kNo : AccountTree::Tells::kYes) {
+      misses_(misses),
+      tree_(library, misses ? AccountTree::Tells::kYes : AccountTree::Tells::kNo) {
   for (const AccountPlace& place : tree_.Places())
     places_.emplace(place.entry.id, PlacePath(place));
   for (const Item& entry : areAll_ ? tree_.Top() : entries) Add(entry);
@@ -46,7 +48,7 @@ void CheckedItems::Add(const Item& entry) {
 void CheckedItems::AddItem(const Item& item, const std::string& place) {
   if (item.id.empty() || item.id.size() + 1 >= KELO_ID_FIELD_SIZE) {
     ++nameless_;
-    if (!areAll_)
+    if (misses_)
       library_.Out().Problem(
           fmt::format("{} [{}]: left out: its id is not whole", EntryName(item), EntryId(item)));
     return;

@@ -24,12 +24,15 @@ struct CheckedItem {
 class CheckedItems {
  public:
   // All items that the entries are or hold, in the account's order; without entries, all of one's
-  // own account. What cannot be looked at is told if there are entries. What the filter leaves out
-  // here is not missed here: such items count as met. Needs the hierarchy.
-  CheckedItems(Library& library, const std::vector<Item>& entries, const Filter& filter);
+  // own account. `misses`: those that no file here is are to be told, and so is what cannot be
+  // looked at. What the filter leaves out here is not missed: such items count as met. Needs the
+  // hierarchy.
+  CheckedItems(Library& library, const std::vector<Item>& entries, const Filter& filter,
+               bool misses);
 
   // Whether these are all items of one's own account.
   bool AreAll() const { return areAll_; }
+  bool Misses() const { return misses_; }
   const std::vector<CheckedItem>& InOrder() const { return items_; }
   // Null: there is no such item among them.
   CheckedItem* Find(const std::string& id);
@@ -47,6 +50,7 @@ class CheckedItems {
   Library& library_;
   const Filter& filter_;
   const bool areAll_;
+  const bool misses_;
   AccountTree tree_;
   std::unordered_map<std::string, std::string> places_;  // paths of albums by their ids
   std::vector<CheckedItem> items_;

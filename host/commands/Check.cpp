@@ -19,6 +19,7 @@ namespace {
 struct CheckOptions {
   std::vector<std::string> named;
   UploadFilter filter;
+  bool all = false;
   bool download = false;
   unsigned transfers = kTransfers;
   bool json = false;
@@ -54,7 +55,7 @@ class CheckReporter {
   // The items that no file is, and the sums. Gives the exit code.
   int Finish(const LeftOutCounts& leftOut) {
     size_t onlyThere = 0;
-    if (!items_.AreAll())
+    if (items_.Misses())
       for (const CheckedItem& item : items_.InOrder())
         if (!item.isMet) {
           ++onlyThere;
@@ -68,11 +69,11 @@ class CheckReporter {
           fmt::format("{} taken for the same by name, size and date; --download compares the "
                       "bytes",
                       CountText(taken_, "file")));
-    const size_t unseen = items_.AreAll() ? 0 : items_.LeftOutCount();
+    const size_t unseen = items_.Misses() ? items_.LeftOutCount() : 0;
     const std::string text =
         fmt::format("{} the same, {} changed, {} only here{}{}{}", Count(Agreement::kSame),
                     Count(Agreement::kChanged), Count(Agreement::kOnlyHere),
-                    items_.AreAll() ? "" : fmt::format(", {} only there", onlyThere),
+                    items_.Misses() ? fmt::format(", {} only there", onlyThere) : "",
                     AlsoText(Count(Agreement::kUnknown), "could not be compared"),
                     AlsoText(unseen, "left out there"));
     out_.Sum(text);
@@ -123,11 +124,13 @@ int Check(Host& host, const CheckOptions& options) {
   std::vector<std::string> paths;
   std::vector<std::string> targets;
   for (const std::string& named : options.named) (IsHere(named) ? paths : targets).push_back(named);
+  if (options.all && !targets.empty())
+    throw CLI::ValidationError("check", "give either TARGETs or --all");
   Library& library = host.Loaded();
   host.BeginSummary({{"same", 0}, {"changed", 0}, {"onlyHere", 0}, {"failed", 0}});
   const std::vector<Item> entries = FindEach(library, targets);
   if (entries.empty() && !targets.empty()) return 1;
-  CheckedItems items(library, entries, options.filter.wish);
+  CheckedItems items(library, entries, options.filter.wish, options.all || !targets.empty());
   LeftOutCounts leftOut;
   const std::vector<std::string> here = {"."};
   std::vector<File> files =
@@ -154,7 +157,7 @@ constexpr const char* kAbout =
     "'/Album' or its id means the album.\n"
     "Files are looked for among the items of the TARGETs, and items that no file here is are 'only "
     "there'. Without a TARGET, files are looked for in your whole account, and what is only there "
-    "is not told.\n"
+    "is told only with --all.\n"
     "What this machine has sent or downloaded is known by its content, whatever its name and date "
     "are now: that needs no question and no download. What others have sent counts as the same by "
     "name, size and dates, as 'kelo put' takes it, and is counted once more. --download compares "
@@ -173,6 +176,7 @@ void AddCheckCommand(CLI::App& app, Action& chosen) {
   check->add_option("PATH|TARGET", options->named,
                     "Files and folders here, and ids, names or paths of items, albums and folders");
   AddFilterOptions(*check, options->filter.wish, "Compare");
+  check->add_flag("--all", options->all, "Tell also what of your whole account is only there");
   check->add_flag("--all-files", options->filter.allFiles,
                   "Compare junk and files of other kinds too");
   check->add_flag("--download", options->download,
