@@ -47,13 +47,16 @@ std::optional<std::string> AccountItems::NameOf(const std::string& id) {
 const AccountItems::Names& AccountItems::ItemsOf(const std::string& albumId) {
   const auto [known, isNew] = itemsOf_.try_emplace(albumId);
   if (isNew)
-    if (const auto items = IfAny([&] { return library_.List(albumId, Kind::FileItem); }))
-      for (const Item& item : *items) known->second.emplace(item.id, item.raw.name);
+    if (const auto items = IfAny([&] { return library_.ListRecords(albumId, Kind::FileItem); }))
+      for (const tagKELO_ItemInfo& item : *items)
+        known->second.emplace(FieldText(item.itemId), FieldText(item.name));
   return known->second;
 }
 
 bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
-  return ItemsOf(albumId).contains(id);
+  // To list an album takes much memory, and few items are in more than one.
+  const auto item = Find(id);
+  return item && (FieldText(item->parentId) == albumId || ItemsOf(albumId).contains(id));
 }
 
 std::optional<std::string> AccountItems::Beside(const std::string& id,

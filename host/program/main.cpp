@@ -1,4 +1,6 @@
 // kelo: the command-line host of the photo service library.
+#include <malloc.h>
+
 #include <CLI/CLI.hpp>
 #include <optional>
 #include <string_view>
@@ -50,7 +52,16 @@ bool IsLong(std::string_view command) {
   return command == "get" || command == "put" || command == "check";
 }
 
+// The threads that read files would each get their own memory to take from, and keep what they have
+// given back: a tenth of all with 100,000 files.
+void ShareMemory() {
+#ifdef M_ARENA_MAX
+  ::mallopt(M_ARENA_MAX, 2);
+#endif
+}
+
 int Main(int argc, char** argv) {
+  ShareMemory();
   Output::HoldClosedStreams();
   Interrupt::BlockSignals();
   CLI::App app("Command-line host of the photo storage and sharing service");
