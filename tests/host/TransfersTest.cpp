@@ -137,10 +137,10 @@ TEST_F(GetTest, AWorkerThatDiesCostsOneMoreTry) {
 
 // Of new files, whose upload may have arrived, and of edited ones, whose check has only begun.
 TEST_F(PutTest, WorkersThatDieLoseNothingAndSendNothingTwice) {
-  std::string strikes;
+  std::atomic<const char*> strikes = "";
   std::atomic<size_t> killed = 0;
   service_.SetScript([&](const ClientRequest& request) -> std::optional<Reply> {
-    if (request.method == strikes && killed == 0)
+    if (request.method == strikes.load() && killed == 0)
       for (const pid_t worker : Workers()) killed += ::kill(worker, SIGKILL) == 0 ? 1 : 0;
     return std::nullopt;
   });
