@@ -23,8 +23,8 @@ milliseconds LastTry(milliseconds patience) {
   return std::min<milliseconds>(patience / 20, std::chrono::seconds(1));
 }
 
-// The least silence, of a question whether the service is back, that is no answer. Connections are
-// tried again after 1, 3 and 7 s of silence, so it is noticed within 5 s.
+// How long the question whether the service is back may go without a byte. The system tries a
+// connection again after 1, 3 and 7 s, so a service that is back is noticed within 5 s.
 milliseconds LongestSilence(milliseconds patience) {
   return std::min<milliseconds>(patience / 20, std::chrono::seconds(10));
 }
