@@ -78,7 +78,7 @@ int Put(Host& host, const PutOptions& options) {
               setDone();
             });
   const bool isBrought =
-      options.dryRun || BringMetadata(out, library, plan, {options.metadata, options.tags});
+      options.dryRun || BringMetadata(out, library, memory, plan, {options.metadata, options.tags});
   const int status = TellSums(out, plan, leftOut, options.dryRun);
   return isBrought ? status : kExitFailed;
 }

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t kVersion = 2;
+constexpr std::int64_t kVersion = 3;
 
 // Each version has added to those before it.
 constexpr const char* kTables = R"(
@@ -30,7 +30,8 @@ CREATE INDEX IF NOT EXISTS items_by_digest ON items (digest);
 CREATE TABLE IF NOT EXISTS unfit (
   path TEXT PRIMARY KEY, device INTEGER, inode INTEGER, size INTEGER, modified INTEGER,
   changed INTEGER, reason TEXT NOT NULL) WITHOUT ROWID;
-PRAGMA user_version = 2;
+CREATE TABLE IF NOT EXISTS brought (id TEXT PRIMARY KEY, digest TEXT NOT NULL) WITHOUT ROWID;
+PRAGMA user_version = 3;
 )";
 
 // With a slash behind it.
@@ -174,6 +175,21 @@ std::vector<std::string> Memory::ItemsWith(const std::string& digest) {
                              digest);
     });
   return ids;
+}
+
+std::string Memory::BroughtTo(const std::string& id) {
+  std::string digest;
+  if (database_)
+    Try([&] {
+      Statement row = database_->Query("SELECT digest FROM brought WHERE id = ?", id);
+      if (row.Step()) digest = row.Text(0);
+    });
+  return digest;
+}
+
+void Memory::KeepBrought(const std::string& id, const std::string& digest) {
+  if (database_)
+    Try([&] { database_->Execute("INSERT OR REPLACE INTO brought VALUES (?, ?)", id, digest); });
 }
 
 void Memory::Keep(const fs::path& path, const KnownFile& file) {

@@ -76,6 +76,10 @@ class Memory {
   // As what it was told of last, here.
   std::optional<UnfitFile> UnfitAt(const std::filesystem::path& path);
 
+  // A digest of the metadata that were brought to the item last; empty: none were, from here.
+  std::string BroughtTo(const std::string& id);
+  void KeepBrought(const std::string& id, const std::string& digest);
+
   void Keep(const std::filesystem::path& path, const KnownFile& file);
   void Keep(const std::filesystem::path& path, const UnfitFile& file);
   // What is certain is not replaced by what is not.

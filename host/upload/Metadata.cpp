@@ -7,6 +7,7 @@
 #include <exiv2/exiv2.hpp>
 #include <utility>
 
+#include "host/library/Digest.h"
 #include "host/library/Interrupt.h"
 #include "host/names/Names.h"
 #include "host/names/ResultText.h"
@@ -24,6 +25,7 @@ struct Words {
   const File* file = nullptr;
   Properties properties{};  // the caption and the rating
   std::string tags{};
+  std::string digest{};  // of all that the item is to have
   bool isCut = false;
 };
 
@@ -92,17 +94,22 @@ void AddKeywords(Words& words, std::vector<std::string> keywords) {
 }
 
 Words WordsOf(const File& file, const WantedMetadata& wanted) {
-  Words words{.file = &file};
-  if (file.outcome != UploadOutcome::kStored) words.tags = wanted.tags;
-  if (!wanted.ofPictures || Interrupt::Signal() != 0) return words;
-  ReadPicture(file, [&words](const Exiv2::Image& picture) {
-    AddCaption(words, FirstOf(picture, {"Iptc.Application2.Caption", "Xmp.dc.description",
-                                        "Exif.Image.ImageDescription"}));
-    AddRating(words, FirstOf(picture, {"Xmp.xmp.Rating", "Exif.Image.Rating"}));
-    std::vector<std::string> keywords = TextsOf(picture, "Iptc.Application2.Keywords");
-    for (std::string& one : TextsOf(picture, "Xmp.dc.subject")) keywords.push_back(std::move(one));
-    AddKeywords(words, std::move(keywords));
-  });
+  Words words{.file = &file, .tags = wanted.tags};
+  if (wanted.ofPictures && Interrupt::Signal() == 0)
+    ReadPicture(file, [&words](const Exiv2::Image& picture) {
+      AddCaption(words, FirstOf(picture, {"Iptc.Application2.Caption", "Xmp.dc.description",
+                                          "Exif.Image.ImageDescription"}));
+      AddRating(words, FirstOf(picture, {"Xmp.xmp.Rating", "Exif.Image.Rating"}));
+      std::vector<std::string> keywords = TextsOf(picture, "Iptc.Application2.Keywords");
+      for (std::string& one : TextsOf(picture, "Xmp.dc.subject"))
+        keywords.push_back(std::move(one));
+      AddKeywords(words, std::move(keywords));
+    });
+  const Properties& properties = words.properties;
+  words.digest = Sha256(fmt::format("{} {} {}", properties.rating.value_or(0), words.tags,
+                                    properties.caption.value_or("")));
+  if (file.outcome == UploadOutcome::kStored && !wanted.tags.empty())
+    words.tags.erase(0, wanted.tags.size() + 1);  // with the comma
   return words;
 }
 
@@ -110,15 +117,24 @@ bool HasProperties(const Words& words) {
   return words.properties.caption || words.properties.rating;
 }
 
+bool IsNothing(const Words& words) {
+  return !HasProperties(words) && words.tags.empty();
+}
+
 }  // namespace
 
-bool BringMetadata(Output& out, Library& library, const UploadPlan& plan,
+bool BringMetadata(Output& out, Library& library, Memory& memory, const UploadPlan& plan,
                    const WantedMetadata& wanted) {
   if (!wanted.ofPictures && wanted.tags.empty()) return true;
   std::vector<Words> all;
-  for (const File* file : plan.files)
-    if (file->Held() && !file->itemId.empty()) all.push_back(WordsOf(*file, wanted));
-  std::erase_if(all, [](const Words& one) { return !HasProperties(one) && one.tags.empty(); });
+  for (const File* file : plan.files) {
+    if (!file->Held() || file->itemId.empty()) continue;
+    Words words = WordsOf(*file, wanted);
+    if (!IsNothing(words) && memory.BroughtTo(file->itemId) != words.digest)
+      all.push_back(std::move(words));
+    else if (file->outcome == UploadOutcome::kStored)  // it came with the file
+      memory.KeepBrought(file->itemId, words.digest);
+  }
   // Tags are only added to what is in the catalogue, which does not know the new items yet.
   if (std::ranges::any_of(all, [](const Words& one) { return !one.tags.empty(); })) library.Load();
   size_t brought = 0;
@@ -127,6 +143,7 @@ bool BringMetadata(Output& out, Library& library, const UploadPlan& plan,
     try {
       if (HasProperties(one)) library.Modify(one.file->itemId, one.properties);
       if (!one.tags.empty()) library.AddTags(one.file->itemId, one.tags);
+      memory.KeepBrought(one.file->itemId, one.digest);
       ++brought;
       if (one.isCut) out.Note(path + ": its caption or keywords are too long, and were cut");
     } catch (const Error& failure) {
