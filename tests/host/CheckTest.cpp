@@ -106,10 +106,8 @@ TEST_F(CheckTest, AsksAboutWhatIsNamed) {
       {"", "4 the same, 0 changed, 0 only here\n"},
       {"a.jpg ./s.jpg -q", "2 the same, 0 changed, 0 only here\n"},
       {"--all", "4 the same, 0 changed, 0 only here, 0 only there\n"},
-      {"a.jpg ./s.jpg --all",
-       "only there: Lisbon/s.wav\nonly there: Party/b.jpg\n"
-       "2 the same, 0 changed, 0 only here, 2 only there\n",
-       1},
+      {"a.jpg ./s.jpg b.jpg --all",
+       "only there: Lisbon/s.wav\n3 the same, 0 changed, 0 only here, 1 only there\n", 1},
       {"Lisbon --all", "", 2},
       {"Lisbon --exclude s*",
        "only here: b.jpg\n1 the same, 0 changed, 1 only here, 0 only there\n", 1},
