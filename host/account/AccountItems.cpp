@@ -59,13 +59,13 @@ bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
   return item && (FieldText(item->parentId) == albumId || ItemsOf(albumId).contains(id));
 }
 
-std::optional<std::string> AccountItems::Beside(const std::string& id,
-                                                const std::vector<std::string>& names) {
-  const auto item = Find(id);
-  if (item)
+std::vector<std::string> AccountItems::Beside(const std::string& id,
+                                              const std::vector<std::string>& names) {
+  std::vector<std::string> ids;
+  if (const auto item = Find(id))
     for (const auto& [other, name] : ItemsOf(std::string(FieldText(item->parentId))))
-      if (std::ranges::count(names, name) > 0) return other;
-  return std::nullopt;
+      if (std::ranges::count(names, name) > 0) ids.push_back(other);
+  return ids;
 }
 
 }  // namespace kelo::host

@@ -20,8 +20,8 @@ class AccountItems {
   // As the catalogue has it (CatalogueNames.h); nothing: there is no such item.
   std::optional<std::string> NameOf(const std::string& id);
   bool IsIn(const std::string& id, const std::string& albumId);
-  // Id of an item with one of these names in the album where this item was found first.
-  std::optional<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
+  // Ids of the items with one of these names in the album where this item was found first.
+  std::vector<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
 
  private:
   using Names = std::unordered_map<std::string, std::string>;  // by ids

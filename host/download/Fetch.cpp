@@ -51,11 +51,10 @@ struct Shared {
   bool aborted = false;
 
   void Count(const FetchedFile& file) {
-    const bool fails = file.outcome == FetchOutcome::kFailed;
-    if (fails && !IsItsOwn(file.code))
+    if (file.outcome == FetchOutcome::kFetched || file.code == kKELOResult_NotFound)
+      failures = 0;  // the service has answered
+    else if (file.outcome == FetchOutcome::kFailed && !IsItsOwn(file.code))
       ++failures;
-    else if (fails || file.outcome == FetchOutcome::kFetched)
-      failures = 0;
   }
 };
 

@@ -123,15 +123,6 @@ void Memory::SetAside() {
   out_.Note(fmt::format("it is kept as {}, and a new one is made", Shown(aside.string())));
 }
 
-bool Memory::KnowsFiles() {
-  bool knows = false;
-  if (database_)
-    Try([&] {
-      knows = database_->Count("SELECT count(*) FROM (SELECT 1 FROM files LIMIT 1)") > 0;
-    });
-  return knows;
-}
-
 std::optional<KnownFile> Memory::FileAt(const fs::path& path) {
   std::optional<KnownFile> file;
   if (database_)

@@ -66,7 +66,6 @@ class Memory {
   // name of the file.
   Memory(Output& out, const std::filesystem::path& folder, const std::string& account);
 
-  bool KnowsFiles();
   // What the last run here knew of the file; nothing: it has not seen it.
   std::optional<KnownFile> FileAt(const std::filesystem::path& path);
   std::optional<KnownItem> ItemOf(const std::string& id);

@@ -106,8 +106,8 @@ Words WordsOf(const File& file, const WantedMetadata& wanted) {
       AddKeywords(words, std::move(keywords));
     });
   const Properties& properties = words.properties;
-  words.digest = Sha256(fmt::format("{} {} {}", properties.rating.value_or(0), words.tags,
-                                    properties.caption.value_or("")));
+  words.digest = Sha256(fmt::format("{}{}{}{}{}", properties.rating.value_or(0), '\0', words.tags,
+                                    '\0', properties.caption.value_or("")));
   if (file.outcome == UploadOutcome::kStored && !wanted.tags.empty())
     words.tags.erase(0, wanted.tags.size() + 1);  // with the comma
   return words;

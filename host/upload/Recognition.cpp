@@ -40,7 +40,6 @@ void Recognition::Recognise(std::vector<File>& files) {
 }
 
 void Recognition::Expect(const std::vector<File>& files) {
-  if (!memory_.KnowsFiles()) return;
   bool isKnown = false;
   memory_.AskTogether([&] {
     isKnown = std::ranges::any_of(
@@ -94,15 +93,19 @@ bool Recognition::IsMeant(File& file) {
 }
 
 bool Recognition::IsThereToo(File& memo, const std::string& picture) {
+  const auto isItem = [&](const std::string& id) {
+    memo.itemId = id;
+    const bool is = IsMeant(memo);
+    if (!is) memo.itemId.clear();
+    return is;
+  };
   const auto known = memory_.FileAt(memo.path);
-  memo.wasOther = known && !memo.digest.empty() && known->digest != memo.digest;
-  if (memo.wasOther) return false;
+  if (known && !isItem(known->itemId)) return false;
+  memo.itemId.clear();
   memo.isCertain = false;
   // This run may have stored the picture, and the memo with it.
   if (Account() == nullptr || !Account()->NameOf(picture)) return true;
-  const auto item = Account()->Beside(picture, CatalogueNamesOf(memo.Name()));
-  if (item) memo.itemId = *item;
-  return item.has_value();
+  return std::ranges::any_of(Account()->Beside(picture, CatalogueNamesOf(memo.Name())), isItem);
 }
 
 void Recognition::Keep(const Files& files) {

@@ -105,8 +105,12 @@ class Sender {
     PlaceAndReport(request, known);
   }
 
+  // Whether the account holds the memo of a picture that it holds. The check says so without a
+  // look.
   bool IsThereToo(File& memo, const std::string& picture, const UploadRequest& request) {
-    if (!shared_.options.recognition->IsThereToo(memo, picture)) return false;
+    Recognition* const recognition = shared_.options.recognition;
+    if (recognition == nullptr) return true;
+    if (!recognition->IsThereToo(memo, picture)) return false;
     SetThere(memo, request);
     return true;
   }
@@ -160,7 +164,9 @@ class Sender {
     const bool isWhole = hasPairs && !decided.empty() && IsOther(*decided.front());
     const std::string picture = hasPairs && !decided.empty() ? decided.front()->itemId : "";
     const auto isOther = [&](File* file) {
-      return file->IsVoiceMemo() ? IsLeftOut(*file, picture, request) : IsOther(*file);
+      const bool isCounted = file->outcome == UploadOutcome::kAlreadyThere && file->itemId.empty();
+      return isCounted && file->IsVoiceMemo() ? !IsThereToo(*file, picture, request)
+                                              : IsOther(*file);
     };
     for (File* file : isWhole ? std::exchange(decided, {}) : TakeOut(decided, isOther)) {
       file->outcome = UploadOutcome::kUndecided;
@@ -172,21 +178,14 @@ class Sender {
     return answer;
   }
 
-  // The service has taken the file for an item with other bytes. One that may have been sent since
-  // may be so too.
+  // The service has taken the file for an item with other bytes. So may one that counts as stored
+  // since its request may have been: of what a dead worker had, some was not to be sent.
   bool IsOther(File& file) {
     Recognition* const recognition = shared_.options.recognition;
     const bool isTaken = file.outcome == UploadOutcome::kAlreadyThere ||
                          file.outcome == UploadOutcome::kAlreadyInAlbum ||
                          (IsStored(&file) && file.maybeSent);
     return isTaken && recognition != nullptr && !recognition->IsMeant(file);
-  }
-
-  // The check counts the memo of a picture that is there as there too, without a look.
-  bool IsLeftOut(File& memo, const std::string& picture, const UploadRequest& request) {
-    const bool isCounted = memo.outcome == UploadOutcome::kAlreadyThere && memo.itemId.empty();
-    return isCounted && shared_.options.recognition != nullptr &&
-           !IsThereToo(memo, picture, request);
   }
 
   void PlaceAndReport(const UploadRequest& request, const Files& decided) {

@@ -135,7 +135,8 @@ TEST_F(GetTest, AWorkerThatDiesCostsOneMoreTry) {
   EXPECT_EQ(Names("out").size(), 9u);
 }
 
-// Of new files, whose upload may have arrived, and of edited ones, whose check has only begun.
+// Of new files, whose upload may have arrived; of edited ones, whose check has only begun; and of
+// both in one request, of which the service is sent the new ones first.
 TEST_F(PutTest, WorkersThatDieLoseNothingAndSendNothingTwice) {
   std::atomic<const char*> strikes = "";
   std::atomic<size_t> killed = 0;
@@ -144,18 +145,30 @@ TEST_F(PutTest, WorkersThatDieLoseNothingAndSendNothingTwice) {
       for (const pid_t worker : Workers()) killed += ::kill(worker, SIGKILL) == 0 ? 1 : 0;
     return std::nullopt;
   });
-  size_t entries = 1;  // the root album
-  for (const auto& [method, content] :
-       {std::pair("UploadItems", "new"), {"CheckUploadItems", "old"}}) {
-    for (int at = 0; at < 6; ++at)  // each pair has a request of its own
-      for (const char* kind : {"jpg", "wav"}) Set(fmt::format("{}.{}", at, kind), content);
+  struct Round {
+    const char* method;
+    const char* content;
+    size_t added;  // files of each album
+  };
+  size_t files = 0;
+  size_t entries = 4;  // the albums
+  for (const auto& [method, content, added] : {Round{"UploadItems", "new", 1},
+                                               {"CheckUploadItems", "old", 0},
+                                               {"UploadItems", "odd", 1}}) {
+    files += 3 * added;
+    for (const char* album : {"a", "b", "c"})
+      for (size_t at = 0; at < files / 3; ++at)
+        Set(fmt::format("{0}/{0}{1}.jpg", album, at), content);
     strikes = method;
     killed = 0;
-    const Outcome put = Put("--transfers 3");
+    const Outcome put = Put("--albums-from-folders --transfers 3");
     EXPECT_GT(killed, 0u);
-    EXPECT_THAT(put.out, EndsWith("12 stored, 0 already there, 0 not stored\n")) << put.err;
-    EXPECT_EQ(Account().size(), entries += 12);
-    EXPECT_THAT(Put().out, EndsWith("0 stored, 12 already there, 0 not stored\n"));
+    EXPECT_THAT(put.out,
+                EndsWith(fmt::format("\n{} stored, 0 already there, 0 not stored\n", files)))
+        << put.err;
+    EXPECT_EQ(Account().size(), entries += files);
+    EXPECT_THAT(Put("--albums-from-folders").out,
+                EndsWith(fmt::format("\n0 stored, {} already there, 0 not stored\n", files)));
   }
 }
 
