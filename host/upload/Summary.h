@@ -4,8 +4,8 @@
 #include <string>
 
 #include "host/terminal/Output.h"
-#include "host/upload/Filter.h"
 #include "host/upload/Plan.h"
+#include "host/upload/UploadFilter.h"
 
 namespace kelo::host {
 

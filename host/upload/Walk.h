@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/upload/File.h"
-#include "host/upload/Filter.h"
+#include "host/upload/UploadFilter.h"
 
 namespace kelo::host {
 

@@ -1,5 +1,5 @@
 // Decides which files an upload takes, by tables of names and extensions.
-#include "host/upload/Filter.h"
+#include "host/upload/UploadFilter.h"
 
 #include <fmt/format.h>
 
