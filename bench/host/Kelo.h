@@ -15,12 +15,6 @@
 
 namespace kelo::bench {
 
-// A disk's file system takes longer to find room for many new files, of which as many have just
-// gone, than the clients that are compared take together.
-inline void KeepInMemory() {
-  if (std::filesystem::is_directory("/dev/shm")) setenv("TMPDIR", "/dev/shm", 0);
-}
-
 // Of any size: what follows a picture does not matter.
 inline void MakePicture(const std::string& path, std::uint64_t size) {
   std::filesystem::copy_file(KELO_SAMPLE, path);

@@ -1,11 +1,15 @@
-// The upload command beside bare libcurl posting the very same bytes, from memory and from a file,
-// to the same service, which checks and stores them.
+// The upload command beside bare libcurl posting the very same bytes to the same service, which
+// checks and stores them. As the command has to, the yardstick reads many files into one buffer,
+// and copies a large body to a file of its own.
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "KELOAccess.h"
@@ -66,27 +70,38 @@ class Uploads {
   }
 
   void PostFromMemory(benchmark::State& state) {
-    const std::unique_ptr<CURL, void (*)(CURL*)> easy(curl_easy_init(), &curl_easy_cleanup);
-    curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, inMemory_.data());
+    const auto body = std::make_unique_for_overwrite<char[]>(bodySize_);
+    char* end = std::copy(head_.begin(), head_.end(), body.get());
+    for (size_t i = 0; i < files_.size(); ++i) {
+      const std::string head = PartHead(i);
+      end = std::copy(head.begin(), head.end(), end);
+      const File file(std::fopen(paths_[i].c_str(), "rb"), &std::fclose);
+      end += std::fread(end, 1, static_cast<size_t>(files_[i].fileSize), file.get());
+    }
+    std::copy(kEnd.begin(), kEnd.end(), end);
+    const Easy easy(curl_easy_init(), &curl_easy_cleanup);
+    curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, body.get());
     Post(easy.get(), state);
   }
 
   void PostFromFile(benchmark::State& state) {
-    const std::unique_ptr<CURL, void (*)(CURL*)> easy(curl_easy_init(), &curl_easy_cleanup);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> body(
-        std::fopen((scratch_ / "body").c_str(), "rb"), &std::fclose);
+    const Scratch spool("/tmp");
+    const std::string copy = spool / "copy";
+    std::filesystem::copy_file(scratch_ / "body", copy);
+    const Easy easy(curl_easy_init(), &curl_easy_cleanup);
+    const File body(std::fopen(copy.c_str(), "rb"), &std::fclose);
     curl_easy_setopt(easy.get(), CURLOPT_READFUNCTION, &FromFile);
     curl_easy_setopt(easy.get(), CURLOPT_READDATA, body.get());
     Post(easy.get(), state);
   }
 
-  void LoadBody() {
-    std::ifstream file(scratch_ / "body", std::ios::binary);
-    inMemory_.assign(std::istreambuf_iterator<char>(file), {});
-  }
   uint64_t BodySize() const { return bodySize_; }
 
  private:
+  using Easy = std::unique_ptr<CURL, void (*)(CURL*)>;
+  using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+  static constexpr std::string_view kEnd = "\r\n--BOUNDARY--\r\n";
+
   static devservice::Service::Options ServiceOptions() {
     devservice::Service::Options options;
     options.quotaBytes = uint64_t{1} << 42;
@@ -105,18 +120,21 @@ class Uploads {
                    " fileModifyDate=\"2008-05-17T10:11:12Z\" />\r\n";
     }
     document_ += "</items>\r\n</UploadItems>\r\n";
+    head_ =
+        "--BOUNDARY\r\nContent-Disposition: form-data; name=\"XML\"\r\n"
+        "Content-Type: text/plain; charset=UTF-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n" +
+        document_;
     std::ofstream body(scratch_ / "body", std::ios::binary);
-    body << "--BOUNDARY\r\nContent-Disposition: form-data; name=\"XML\"\r\n"
-            "Content-Type: text/plain; charset=UTF-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
-         << document_;
-    for (size_t i = 0; i < files_.size(); ++i) {
-      body << "\r\n--BOUNDARY\r\nContent-Disposition: form-data; name=\"" << Name(i)
-           << "\"\r\nContent-Type: application/octet-stream\r\n"
-              "Content-Transfer-Encoding: binary\r\n\r\n"
-           << std::ifstream(paths_[i], std::ios::binary).rdbuf();
-    }
-    body << "\r\n--BOUNDARY--\r\n";
+    body << head_;
+    for (size_t i = 0; i < files_.size(); ++i)
+      body << PartHead(i) << std::ifstream(paths_[i], std::ios::binary).rdbuf();
+    body << kEnd;
     bodySize_ = static_cast<uint64_t>(body.tellp());
+  }
+  std::string PartHead(size_t i) const {
+    return "\r\n--BOUNDARY\r\nContent-Disposition: form-data; name=\"" + Name(i) +
+           "\"\r\nContent-Type: application/octet-stream\r\n"
+           "Content-Transfer-Encoding: binary\r\n\r\n";
   }
   std::string Name(size_t i) const { return paths_[i].substr(paths_[i].rfind('/') + 1); }
 
@@ -147,15 +165,16 @@ class Uploads {
   std::vector<std::string> paths_;
   std::vector<tagKELO_LoadInfo> files_;
   std::string document_;
-  std::string inMemory_;
+  std::string head_;  // of the body, up to the first file
   uint64_t bodySize_ = 0;
   int callId_ = 0;
 };
 
 void Upload1000Files(benchmark::State& state) {
+  KeepInMemory();
   Uploads uploads(Sized(1000u, 10u), 65536);
+  uploads.UploadByCommand(state);  // what is loaded at first use does not count
   const double growth = ResidentGrowthMiB([&] { uploads.UploadByCommand(state); });
-  uploads.LoadBody();
   Compare(
       state, 1.3, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromMemory(state); });
   TellBounded(state, "rss_growth_over_body_MiB",
@@ -165,6 +184,7 @@ BENCHMARK(Upload1000Files)->UseManualTime()->Iterations(Sized(5, 1))->Unit(bench
 
 void Upload512MiB(benchmark::State& state) {
   Uploads uploads(1, Sized(size_t{512} << 20, size_t{1} << 20));
+  uploads.UploadByCommand(state);
   const double growth = ResidentGrowthMiB([&] { uploads.UploadByCommand(state); });
   Compare(
       state, 1.3, [&] { uploads.UploadByCommand(state); }, [&] { uploads.PostFromFile(state); });
