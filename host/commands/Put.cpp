@@ -54,7 +54,7 @@ int Put(Host& host, const PutOptions& options) {
                                       });
   if (!options.albumsFromFolders)
     for (File& file : files) file.album = album;
-  if (!options.force) recognition.Recognise(files);
+  if (!options.force) recognition.Recognise(PointersTo(files));
   // A dry run adds up what would be stored, in the order of the plan.
   Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
   const UploadPlan plan = PlanUpload(files, !options.force, workers.Most());

@@ -39,6 +39,13 @@ std::string File::PairKey() const {
   return (picture.parent_path() / Lower(picture.stem().string())).string();
 }
 
+Files PointersTo(std::vector<File>& files) {
+  Files pointers;
+  pointers.reserve(files.size());
+  for (File& file : files) pointers.push_back(&file);
+  return pointers;
+}
+
 std::uint64_t SizeOf(const Files& files) {
   std::uint64_t size = 0;
   for (const File* file : files) size += file->size;

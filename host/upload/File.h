@@ -89,6 +89,7 @@ struct File {
 };
 
 using Files = std::vector<File*>;
+Files PointersTo(std::vector<File>& files);
 
 // Largest file that the upload record can describe.
 constexpr std::uint64_t kMaxFile = (1ull << 31) - 1;

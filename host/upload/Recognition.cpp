@@ -21,21 +21,15 @@ AccountItems* Recognition::Account() {
   return account_ ? &*account_ : nullptr;
 }
 
-void Recognition::Recognise(File& file) {
-  if (!file.knownItem.empty()) return;
-  Recall(file);
-  Confirm(file);
-}
-
-void Recognition::Recognise(std::vector<File>& files) {
-  const auto forEach = [&](const auto& call) {
-    for (File& file : files)
-      if (file.outcome == UploadOutcome::kUndecided) call(file);
-  };
+void Recognition::Recognise(const Files& files) {
+  Files open;
+  std::ranges::copy_if(files, std::back_inserter(open), [](const File* file) {
+    return file->outcome == UploadOutcome::kUndecided && file->knownItem.empty();
+  });
   memory_.AskTogether([&] {
-    forEach([this](File& file) { Recall(file); });
+    for (File* file : open) Recall(*file);
     if (loading_.valid()) Account();
-    forEach([this](File& file) { Confirm(file); });
+    for (File* file : open) Confirm(*file);
   });
 }
 

@@ -23,15 +23,13 @@ class Recognition {
   Recognition(Memory& memory, std::function<Library&()> loaded)
       : memory_(memory), loaded_(std::move(loaded)) {}
 
-  // Names the item of the account that has the file's bytes and a name for them, if one is known
-  // from an earlier run. A file without a digest is known while its stamp is what it was then; it
-  // is not opened.
-  void Recognise(File& file);
+  // Names, for each file that is undecided and has none yet, the item of the account that has its
+  // bytes and a name for them, if one is known from an earlier run. A file without a digest is
+  // known while its stamp is what it was then; it is not opened.
+  void Recognise(const Files& files);
   // These files will be recognised. If one is known by its path, another thread loads the account
   // until then.
   void Expect(const std::vector<File>& files);
-  // Those of the files that can be sent.
-  void Recognise(std::vector<File>& files);
   // Whether the item that it names is in the album.
   bool IsInAlbum(const File& file, const std::string& albumId);
 

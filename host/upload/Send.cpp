@@ -90,7 +90,7 @@ class Sender {
   void DecideKnown(UploadRequest& request) {
     Recognition* const recognition = shared_.options.recognition;
     if (recognition == nullptr) return;
-    for (File* file : request.files) recognition->Recognise(*file);
+    recognition->Recognise(request.files);
     const auto isKnown = [](const File* file) { return !file->knownItem.empty(); };
     if (request.HasPairs() && !isKnown(request.files.front())) return;
     const bool hasPairs = request.HasPairs();

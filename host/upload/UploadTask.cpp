@@ -83,11 +83,10 @@ UploadAnswer PerformThere(Workers::Lane& lane, Library& library, const UploadReq
 Message DoUploadTask(Library& library, const Message& task, int, const OnProgress& progress) {
   std::vector<File> files;
   for (const Message& file : task.at("files")) files.push_back(FileOf(file));
-  UploadRequest request{.files = {},
+  UploadRequest request{.files = PointersTo(files),
                         .check = task.at("check"),
                         .albumId = task.at("albumId"),
                         .tags = task.at("tags")};
-  for (File& file : files) request.files.push_back(&file);
   const UploadAnswer answer =
       Perform(library, request, progress, task.at("checkOnly"), task.at("other"));
   Message outcomes = Message::array();
