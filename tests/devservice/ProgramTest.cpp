@@ -174,7 +174,7 @@ TEST_F(ServiceProgram, TheLogHasALineForEachRequestAndNoSecret) {
          {service.key, service.account.authToken, service.account.secret, client.token, signature})
       EXPECT_THAT(text, Not(HasSubstr(secret)));
     EXPECT_EQ(text.starts_with('{'), log.back() == "--log-json") << text;
-    if (log.back() == "--log-json") EXPECT_EQ(text, shown);
+    EXPECT_THAT(text, HasSubstr(log.back() == "--log-json" ? shown : " ms, 0 bytes in, "));
   }
 }
 

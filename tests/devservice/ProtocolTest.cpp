@@ -111,6 +111,7 @@ TEST_F(ProtocolTest, PropertiesAreCheckedAndKept) {
   client.Call("AddTags", " itemIdList=\"" + item + "\" tagList=\"sea,sun\"");
   const Response info = client.Call(
       "GetItemsInfo", " itemIdList=\"" + item + "\" sortBy=\"UploadDate\" sortOrder=\"desc\"");
+  EXPECT_NE(info.body.find("\">\r\n<property"), std::string::npos) << info.body;
   EXPECT_EQ(Between(info.body, "<property name=\"", "\" />"),
             (std::vector<std::string>{cases[0].first, cases[1].first, cases[2].first,
                                       "size\" value=\"5013", "tagList\" value=\"sea,sun"}));

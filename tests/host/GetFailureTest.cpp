@@ -53,6 +53,7 @@ TEST_F(GetTest, AFailureCostsItsFileAndManyInARowTheRest) {
     EXPECT_THAT(get.err,
                 AllOf(HasSubstr("1.jpg: "), HasSubstr(one.status == 404 ? "(4098)" : "(4114)")));
   }
+  EXPECT_EQ(Objects(Get("root --json").out).at(1)["error"]["code"], 4098);
 }
 
 // "In a row" is in the order of the plan, whichever file is over first.

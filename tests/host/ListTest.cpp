@@ -124,7 +124,7 @@ class JsonTest : public HostTest {
         R"(<rootAlbum><items>)"
         R"(<item itemId="i0" fileName="a &quot;b&quot; &#10;&#26716;.jpg" fileFormat="image/jpeg")"
         R"( shotDate="2024:05:17 10:11:12" modifyDate="2024-05-17T08:11:12Z")"
-        R"( origUrl="http://x/?a=1&amp;b=2"/></items></rootAlbum>)"
+        R"( origUrl="http://x/?a=1&amp;b=2" screenUrl="http://x/s"/></items></rootAlbum>)"
         R"(<folders><folder folderId="f" folderName="Journeys" albumCount="1"><albums>)"
         R"(<album albumId="a" albumName="Lis/bon" shareFlag="true" itemsCount="1"><items>)"
         "<item itemId=\"i1\" fileName=\"caf\xE9.jpg\"/></items></album>"
@@ -150,7 +150,8 @@ TEST_F(JsonTest, EntriesHaveOneShape) {
       "parentId": null, "itemCount": 1})");
   const Json picture = Json::parse(R"({"id": "i0", "kind": "item", "name": "a \"b\" \n\u685C.jpg",
       "parentId": "root", "format": "JPEG", "modified": "2024-05-17T08:11:12Z",
-      "shot": "2024-05-17T10:11:12", "originalUrl": "http://x/?a=1&b=2"})");
+      "shot": "2024-05-17T10:11:12", "originalUrl": "http://x/?a=1&b=2",
+      "screenUrl": "http://x/s"})");
   const Json folder = Json::parse(R"({"id": "f", "kind": "folder", "name": "Journeys",
       "parentId": null, "itemCount": 1})");
   const Json album = Json::parse(R"({"id": "a", "kind": "sharedAlbum", "name": "Lis/bon",
@@ -167,6 +168,7 @@ TEST_F(JsonTest, EntriesHaveOneShape) {
   EXPECT_EQ(Results("ls Journeys --json --sort name"), Entries{album});
   EXPECT_EQ(Results("info i1 --json -q"), Entries{broken});
   EXPECT_THAT(Kelo("info i1").out, HasSubstr("\nin        Lis/bon  [a]\n"));
+  EXPECT_THAT(Kelo("info i0").out, HasSubstr("\nscreen    http://x/s\n"));
   EXPECT_EQ(Results("tree --items --json"),
             (Entries{at(root, "/root"), at(picture, "/root/a \"b\" \n\u685C.jpg"),
                      at(folder, "/Journeys"), at(album, "/Journeys/Lis/bon"),

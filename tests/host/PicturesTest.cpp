@@ -196,6 +196,7 @@ TEST_F(PutTest, CaptionsRatingsAndKeywordsCanBeTakenAlong) {
     EXPECT_EQ(again.exitCode, 0);
     EXPECT_THAT(again.err, HasSubstr("metadata of " + std::string(brought) + " brought"));
   }
+  EXPECT_EQ(Summary(Put("--metadata --json").out)["metadataBrought"], 0);
   for (const auto& [method, text] :
        {std::pair<const char*, std::string>("ModifyProps", "value=\"At sea\""),
         {"ModifyProps", "value=\"" + Repeated("&#233;", 159) + "\""},

@@ -136,6 +136,10 @@ TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
     EXPECT_LT(put.err.size(), 1000u) << put.err;
     EXPECT_LE(Arrived(one.method), one.arrived) << one.words;
   }
+  AnswerWith(Refusal(999), "CheckUploadItems");
+  const Outcome preview = Put("--dry-run");
+  EXPECT_EQ(preview.exitCode, 1);
+  EXPECT_THAT(preview.out, EndsWith("0 would be stored, 0 already there, 120 not stored\n"));
 }
 
 class FullStorageTest : public PutTest {
@@ -146,12 +150,12 @@ class FullStorageTest : public PutTest {
 TEST_F(FullStorageTest, WhatStillFitsIsSent) {
   Write("in/1.jpg", std::string(600, '1'));
   ASSERT_EQ(Put().exitCode, 0);
-  EXPECT_EQ(Kelo("quota").out, "600 bytes of 1.0 kB used (60.0 %)\n");
+  EXPECT_EQ(Kelo("-q quota").out, "600 bytes of 1.0 kB used (60.0 %)\n");
   Write("in/2.jpg", std::string(500, '2'));
   Write("in/3.jpg", std::string(300, '3'));
   Write("in/4.jpg", std::string(200, '4'));
   Write("in/4.wav", std::string(50, 'm'));
-  Write("in/5.jpg", std::string(90, '5'));
+  Write("in/5.jpg", std::string(100, '5'));  // to the last byte
   const Outcome preview = Put("--album All --dry-run");
   EXPECT_EQ(preview.exitCode, 1);
   EXPECT_THAT(preview.err, HasSubstr("the album All would be made\n"));

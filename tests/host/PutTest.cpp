@@ -170,6 +170,7 @@ TEST_F(PutTest, JsonTellsEachFile) {
   EXPECT_THAT(files, UnorderedElementsAre(::testing::Pair("\"a\" & <a>\n.jpg", stored),
                                           ::testing::Pair("c.jpg", failed),
                                           ::testing::Pair("b\xEF\xBF\xBD.jpg", misnamed)));
+  EXPECT_FALSE(Objects(Put("--json").out).at(0).contains("album"));
 }
 
 TEST(PlanUpload, BoundsRequestsAndGivesAllLanesTheSame) {

@@ -96,6 +96,11 @@ TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
   EXPECT_EQ(help.exitCode, 0) << help.err;
   EXPECT_THAT(help.out, StartsWith("Usage: kelo put "));
   EXPECT_EQ(help.out, Kelo("put --help").out);
+  EXPECT_EQ(CountOf("--help", help.out), 1u);
+  EXPECT_THAT(help.out, HasSubstr("  --transfers N  "));
+  std::istringstream lines(help.out.substr(help.out.find('\n')));
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
+  EXPECT_THAT(Kelo("--man").out, HasSubstr("\n\\fICOMMAND\\fR [\\fIARGUMENTS\\fR]\n"));
   EXPECT_EQ(Kelo("help").out, Kelo("--help").out);
   EXPECT_EQ(service_.RequestCount(), 0u);
 }
