@@ -155,7 +155,7 @@ bool Library::TriesAgain(const Attempt& attempt, Tries& tries) {
       return ++tries.callIdsTaken <= kMaxCallIdsTaken &&
              Pause(PauseAfterTakenCallIds(tries.callIdsTaken));
     case Trouble::kSessionEnded:
-      return Reopens(tries);
+      return Reopens();
     case Trouble::kNone:
     case Trouble::kMayHaveBeenDone:
       break;
@@ -164,10 +164,8 @@ bool Library::TriesAgain(const Attempt& attempt, Tries& tries) {
 }
 
 // Opening a session may send more than one command, and those must not open another one.
-bool Library::Reopens(Tries& tries) {
-  if (!reopen_ || reopening_ || tries.reopened == kMaxReopened || reopened_ == kMaxReopened)
-    return false;
-  ++tries.reopened;
+bool Library::Reopens() {
+  if (!reopen_ || reopening_ || reopened_ == kMaxReopened) return false;
   ++reopened_;
   struct Reopening {
     explicit Reopening(bool& flag) : flag_(flag) { flag_ = true; }

@@ -103,7 +103,7 @@ class Library : private Requests, public kelo::Library {
   Attempt JudgeLast(std::uint32_t code, std::uint32_t result);
   void Answered();
   bool TriesAgain(const Attempt& attempt, Tries& tries);
-  bool Reopens(Tries& tries);
+  bool Reopens();
   std::optional<bool> ServiceAnswers();         // nothing: it could not be asked
   bool Pause(std::chrono::milliseconds pause);  // false when the library was stopped
   // The same in an outage, whose end ends the pause; false too when the patience is over.

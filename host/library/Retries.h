@@ -32,7 +32,6 @@ bool AlwaysAsks(std::uint32_t command);
 struct Tries {
   unsigned failed = 0;
   unsigned callIdsTaken = 0;
-  unsigned reopened = 0;  // the session
 };
 
 // Call ids are milliseconds. Programs on one session sometimes choose the same. One with more than

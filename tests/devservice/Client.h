@@ -114,6 +114,10 @@ class Client {
     const std::string query = "keloSessToken=" + token + "&callId=" + NextCallId();
     return query + "&keloApiSig=" + Sha1Hex(secret + "?" + query + "\r\n" + document);
   }
+  Response ItemInfo(const std::string& id) {
+    return Call("GetItemsInfo",
+                " itemIdList=\"" + id + "\" sortBy=\"UploadDate\" sortOrder=\"desc\"");
+  }
   Response GetHierarchy(
       const std::string& order =
           " folderSortBy=\"ModifyDate\" folderSortOrder=\"desc\" albumSortBy=\"ModifyDate\""

@@ -109,8 +109,7 @@ TEST_F(ProtocolTest, PropertiesAreCheckedAndKept) {
     EXPECT_EQ(client.SendDocument(Client::kDeclarations + document).Outcome(), outcome) << property;
   }
   client.Call("AddTags", " itemIdList=\"" + item + "\" tagList=\"sea,sun\"");
-  const Response info = client.Call(
-      "GetItemsInfo", " itemIdList=\"" + item + "\" sortBy=\"UploadDate\" sortOrder=\"desc\"");
+  const Response info = client.ItemInfo(item);
   EXPECT_NE(info.body.find("\">\r\n<property"), std::string::npos) << info.body;
   EXPECT_EQ(Between(info.body, "<property name=\"", "\" />"),
             (std::vector<std::string>{cases[0].first, cases[1].first, cases[2].first,

@@ -87,7 +87,7 @@ TEST_F(ServiceTest, FindsEveryStatusOfACheck) {
   const std::string asked = " albumId=\"" + album + "\"";
   ASSERT_EQ(Post(client, MakeUpload({{"root.jpg", "abc", dates},
                                      {"empty.jpg", "", dates},
-                                     {"album.jpg", "abcd", dates + asked},
+                                     {"album.jpg", "abcd", dates + asked + " tagList=\"sea\""},
                                      {"virus.EXE", "abc"}}))
                 .Outcome(),
             "ok");
@@ -116,7 +116,9 @@ TEST_F(ServiceTest, FindsEveryStatusOfACheck) {
   const Response response =
       client.SendDocument(document + "</items>\r\n</CheckUploadItems>\r\n", true);
   EXPECT_EQ(Between(response.body, "status=\"", "\""), expected) << response.body;
-  EXPECT_EQ(Between(response.body, "itemId=\"", "\"").size(), 6u) << response.body;
+  const auto ids = Between(response.body, "itemId=\"", "\"");
+  ASSERT_EQ(ids.size(), 6u) << response.body;
+  EXPECT_NE(client.ItemInfo(ids[3]).body.find("\"tagList\" value=\"sea\""), std::string::npos);
 }
 
 TEST_F(ServiceTest, NegotiatesByDigest) {

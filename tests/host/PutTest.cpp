@@ -171,6 +171,9 @@ TEST_F(PutTest, JsonTellsEachFile) {
                                           ::testing::Pair("c.jpg", failed),
                                           ::testing::Pair("b\xEF\xBF\xBD.jpg", misnamed)));
   EXPECT_FALSE(Objects(Put("--json").out).at(0).contains("album"));
+  const Outcome refused = Kelo({"put", Write("d.exe", "d").string(), "--force", "--json"});
+  EXPECT_EQ(refused.exitCode, 1);
+  EXPECT_THAT(Objects(refused.out).at(0)["error"]["message"], HasSubstr("not confirmed"));
 }
 
 TEST(PlanUpload, BoundsRequestsAndGivesAllLanesTheSame) {

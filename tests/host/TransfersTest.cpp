@@ -73,10 +73,12 @@ TEST_F(PutTest, SeveralAtATimeMakeTheSameAccount) {
     const Words environment = EnvironmentOf(service);
     ASSERT_EQ(Kelo("login --remember", environment).exitCode, 0);
     ASSERT_EQ(Kelo({"put", In() / "a/2.jpg"}, environment).exitCode, 0);
-    const Outcome put =
-        Kelo({"put", In(), "--albums-from-folders", "--json", "--quiet", "--transfers", transfers},
-             environment);
+    const fs::path log = folder_ / ("log" + std::string(transfers));
+    const Outcome put = Kelo({"put", In(), "--albums-from-folders", "--json", "--quiet",
+                              "--transfers", transfers, "--log-file", log},
+                             environment);
     EXPECT_EQ(put.exitCode, 3) << put.err;
+    EXPECT_GE(CountOf(" UploadItems out=", ReadFile(log)), 3u) << "of all workers";
     auto objects = Objects(put.out);
     for (auto& object : objects) object.erase("id");  // counted by the service
     told.insert(objects);
