@@ -45,7 +45,7 @@ void Recognition::Expect(const std::vector<File>& files) {
 void Recognition::Recall(File& file) {
   const auto known = memory_.FileAt(file.path);
   if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
-  if (!known || file.digest.empty()) return;
+  if (!known || file.digest.empty() || !HasBytesOf(known->itemId, file)) return;
   file.knownItem = known->itemId;
   file.isKept = *known == RowOf(file, known->itemId);
 }
@@ -56,19 +56,24 @@ void Recognition::Confirm(File& file) {
   file.isKept = false;
   if (file.digest.empty()) return;
   for (const std::string& id : memory_.ItemsWith(file.digest))
-    if (Take(file, id, false)) return;
+    if (HasBytesOf(id, file) && Take(file, id, false)) return;
 }
 
 // Only the item's own digest tells its bytes. That the file has come from it does not.
-bool Recognition::Take(File& file, const std::string& id, bool isOwn) {
+bool Recognition::HasBytesOf(const std::string& id, File& file) {
   if (isOfThisRun_.contains(id)) return false;
   const auto item = memory_.ItemOf(id);
-  if (!item || item->digest != file.digest || Account() == nullptr) return false;
+  if (!item || item->digest != file.digest) return false;
+  file.isCertain = item->certain;
+  return true;
+}
+
+bool Recognition::Take(File& file, const std::string& id, bool isOwn) {
+  if (Account() == nullptr) return false;
   const std::optional<std::string> name = Account()->NameOf(id);
   if (!name || !(isOwn || std::ranges::count(CatalogueNamesOf(file.Name()), name) > 0))
     return false;
   file.knownItem = id;
-  file.isCertain = item->certain;
   return true;
 }
 

@@ -45,12 +45,13 @@ class Recognition {
   void Keep(const Files& files);
 
  private:
-  // Whether the item has the file's bytes, is in the account, and is called like it; one that is
-  // the file's own may be called otherwise. If so, names it.
+  bool HasBytesOf(const std::string& id, File& file);
+  // Whether the item is in the account and called like the file; one that is the file's own may be
+  // called otherwise. If so, names it.
   bool Take(File& file, const std::string& id, bool isOwn);
-  // What the memory says of the file: its digest, and the item that it was.
+  // What the memory says of the file: its digest, and the item that it was and still has its bytes.
   void Recall(File& file);
-  // Whether that, or else another one, is an item of the account.
+  // Whether that, or else another one with its bytes, is an item of the account.
   void Confirm(File& file);
   void Keep(const File& file);
   AccountItems* Account();  // null: it could not be loaded
