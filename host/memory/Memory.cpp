@@ -49,14 +49,25 @@ Stamp StampOf(const Statement& row) {
           .changed = row.Number(4)};
 }
 
+[[noreturn]] void FailToOpen() {
+  throw DatabaseError(SQLITE_CANTOPEN, std::strerror(errno));
+}
+
+// Other programs neither make the file nor set it aside meanwhile.
+OwnedFile LockFolderOf(const fs::path& path) {
+  OwnedFile folder = OpenPrivateFolder(path.parent_path());
+  if (!folder) FailToOpen();
+  static_cast<void>(Lock(folder, true));
+  return folder;
+}
+
 // SQLite gives what it puts beside the file the same rights.
-void MakePrivate(const fs::path& path) {
-  const OwnedFile folder = OpenPrivateFolder(path.parent_path());
-  const std::string name = path.filename();
-  const OwnedFile file(folder ? ::openat(folder.Number(), name.c_str(),
-                                         O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)
-                              : -1);
-  if (!file) throw DatabaseError(SQLITE_CANTOPEN, std::strerror(errno));
+struct stat MakePrivate(const OwnedFile& folder, const fs::path& path) {
+  const OwnedFile file(::openat(folder.Number(), path.filename().c_str(),
+                                O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  struct stat status {};
+  if (!file || ::fstat(file.Number(), &status) != 0) FailToOpen();
+  return status;
 }
 
 }  // namespace
@@ -83,11 +94,13 @@ bool Stamp::ShowsChanges() const {
 Memory::Memory(Output& out, const fs::path& folder, const std::string& account)
     : out_(out), path_(folder / (account + ".db")), here_(WorkingFolder()) {
   Try([this] { Open(); });
-  if (!database_ && !fs::exists(path_)) Try([this] { Open(); });  // it was broken
+  if (!database_ && !IsThere()) Try([this] { Open(); });  // it was broken
 }
 
 void Memory::Open() {
-  MakePrivate(path_);
+  const OwnedFile folder = LockFolderOf(path_);
+  const struct stat status = MakePrivate(folder, path_);
+  opened_ = {status.st_dev, status.st_ino};
   database_.emplace(path_.string());
   database_->Run(
       "PRAGMA busy_timeout = 10000; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;");
@@ -115,11 +128,18 @@ void Memory::Try(const Call& call) try {
   if (failure.IsDamage()) SetAside();
 }
 
+bool Memory::IsThere() const {
+  struct stat status {};
+  return ::stat(path_.c_str(), &status) == 0 && opened_ == std::pair(status.st_dev, status.st_ino);
+}
+
 void Memory::SetAside() {
+  const OwnedFile folder = LockFolderOf(path_);
+  if (!IsThere()) return;  // another program has been faster
   const fs::path aside = path_.string() + ".broken";
   std::error_code failed;
-  fs::rename(path_, aside, failed);
   for (const char* beside : {"-wal", "-shm"}) fs::remove(path_.string() + beside, failed);
+  fs::rename(path_, aside, failed);
   out_.Note(fmt::format("it is kept as {}, and a new one is made", Shown(aside.string())));
 }
 

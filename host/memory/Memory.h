@@ -14,6 +14,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "database/Database.h"
@@ -95,11 +96,14 @@ class Memory {
   void Transact(const char* begin, const std::function<void()>& call);
   std::string KeyOf(const std::filesystem::path& path) const;
   void Open();
+  // Whether the file that was opened still stands in its place.
+  bool IsThere() const;
   void SetAside();
 
   Output& out_;
   const std::filesystem::path path_;
-  const std::string here_;            // the working folder
+  const std::string here_;  // the working folder
+  std::pair<dev_t, ino_t> opened_{};
   std::optional<Database> database_;  // none after a failure
 };
 

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sys/inotify.h>
 
+#include <list>
+
 #include "HostTest.h"
 #include "database/Database.h"
 
@@ -153,6 +155,16 @@ TEST_F(MemoryTest, ABrokenOneIsSetAside) {
   EXPECT_THAT(put.err, AllOf(HasSubstr("file is not a database"), HasSubstr(".broken")));
   EXPECT_EQ(ReadFile(database.string() + ".broken"), std::string(5000, 'x'));
   EXPECT_THAT(Put().err, Not(HasSubstr("memory")));
+  // By several at once: none sets aside what another one has made anew.
+  for (int round = 0; round < 5; ++round) {
+    std::ofstream(database) << std::string(5000, 'y');
+    std::list<KeloProcess> several;
+    for (int at = 0; at < 6; ++at)
+      several.emplace_back(Words{"check", In(), "root"}, Environment());
+    for (KeloProcess& one : several) EXPECT_EQ(one.Wait().exitCode, 0);
+    EXPECT_EQ(ReadFile(database.string() + ".broken"), std::string(5000, 'y'));
+    EXPECT_EQ(Database(database).Count("SELECT count(*) FROM files"), 1);
+  }
 }
 
 // One run after the other over one folder.
