@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "host/library/Library.h"
@@ -24,15 +25,18 @@ class AccountItems {
   std::vector<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
 
  private:
-  using Names = std::unordered_map<std::string, std::string>;  // by ids
+  struct Contents {
+    std::unordered_set<std::string> ids;
+    std::unordered_multimap<std::string, std::string> idsByName;
+  };
 
   std::optional<tagKELO_ItemInfo> Find(const std::string& id);
   bool IsOwnAlbum(const std::string& id);
-  const Names& ItemsOf(const std::string& albumId);
+  const Contents& ContentsOf(const std::string& albumId);
 
   Library& library_;
-  std::map<std::string, bool> isOwnAlbum_;  // by id
-  std::map<std::string, Names> itemsOf_;    // by ids of albums
+  std::map<std::string, bool> isOwnAlbum_;      // by id
+  std::map<std::string, Contents> contentsOf_;  // by ids of albums
 };
 
 }  // namespace kelo::host
