@@ -35,6 +35,20 @@ bool HasNoAlbum(const UploadPlan& plan) {
       plan.files, [](const File* file) { return file->album.Empty(); });
 }
 
+// The files with their albums, and those that are known named as such.
+std::vector<File> FilesOf(const std::vector<std::string>& paths, const PutOptions& options,
+                          const AlbumName& album, Recognition& recognition,
+                          LeftOutCounts& leftOut) {
+  std::vector<File> files = FindFiles(paths, options.filter, options.albumsFromFolders, &leftOut,
+                                      [&](const std::vector<File>& found) {
+                                        if (!options.force) recognition.Expect(found);
+                                      });
+  if (!options.albumsFromFolders)
+    for (File& file : files) file.album = album;
+  if (!options.force) recognition.Recognise(PointersTo(files));
+  return files;
+}
+
 int Put(Host& host, const PutOptions& options) {
   Output& out = host.Out();
   if (options.paths.empty() && options.list.empty())
@@ -48,13 +62,7 @@ int Put(Host& host, const PutOptions& options) {
   Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
   Recognition recognition(memory, [&]() -> Library& { return host.Loaded(); });
   LeftOutCounts leftOut;
-  std::vector<File> files = FindFiles(paths, options.filter, options.albumsFromFolders, &leftOut,
-                                      [&](const std::vector<File>& found) {
-                                        if (!options.force) recognition.Expect(found);
-                                      });
-  if (!options.albumsFromFolders)
-    for (File& file : files) file.album = album;
-  if (!options.force) recognition.Recognise(PointersTo(files));
+  std::vector<File> files = FilesOf(paths, options, album, recognition, leftOut);
   // A dry run adds up what would be stored, in the order of the plan.
   Workers workers(library, DoTask, host.WorkersTerms(options.dryRun ? 1 : options.transfers));
   const UploadPlan plan = PlanUpload(files, !options.force, workers.Most());

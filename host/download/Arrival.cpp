@@ -92,8 +92,8 @@ void Arrival::TakeName() {
     Check(static_cast<bool>(lock_));
     const LockResult result = Lock(lock_, false);
     struct stat status {};
-    // Another run may have taken the new file for a leftover before it was locked.
     if (result == LockResult::kNone) return;
+    // Another run may have taken the new file for a leftover before it was locked.
     if (result == LockResult::kTaken && ::fstat(lock_.Number(), &status) == 0 &&
         status.st_nlink > 0)
       return;

@@ -37,8 +37,8 @@ class Arrival {
   // The digest of the arrived file, which has no name any more while it is read: an abort leaves
   // nothing, however long that takes. Empty when it cannot be read.
   std::string TakeDigest() const;
-  // Dates the arrived file and writes it to the disk, which may take long. Then Settle gives it the
-  // name in the folder: EEXIST where something has that, or, with `replace`, in its place at once.
+  // Dates the arrived file and writes it to the disk, which may take long. Then Settle renames it.
+  // Where something has the name: EEXIST, or with `replace` it takes that place in one step.
   // Both: 0 or errno; after a failure there is no arrived file. Through descriptors alone: no link
   // is followed.
   int Finish(std::optional<std::time_t> modified);

@@ -65,8 +65,8 @@ class AccountFolders {
     }
   }
 
-  // An album of its folder's own name holds what lies in the folder itself: so a folder becomes an
-  // account's.
+  // An album of its folder's own name holds what lies in the folder itself. `put` makes such an
+  // album of the files beside folders.
   void PlaceAlbums(const Item& folder, const fs::path& path) {
     std::vector<Item> albums = tree_.Below(folder);
     if (const auto own = OwnAlbum(folder, albums, path); own != albums.end()) {
@@ -193,7 +193,6 @@ class Planner {
     });
     for (const auto& item : items) {
       if (!IsNew(item, folder)) continue;
-      // A URL is an attribute of the service's answer: "&" arrives as a reference.
       plan_.files.push_back({.itemId = std::string(item.id),
                              .name = Composed(item.name),
                              .url = item.originalUrl,

@@ -26,7 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kGiveUpAfter = 3;
+constexpr int kMaxFailedInARow = 3;
 constexpr std::uint64_t kLarge = 1'000'000;  // bytes; reading them takes a while
 
 // Failures of one file, which say nothing of the next.
@@ -72,7 +72,7 @@ class Fetcher {
     Compare(fetched.file);
     if (!IsWanted(fetched.file, shared_.options))
       Skip(fetched);
-    else if (!shared_.options.dryRun && shared_.failures < kGiveUpAfter)
+    else if (!shared_.options.dryRun && shared_.failures < kMaxFailedInARow)
       Download(fetched);
     if (shared_.aborted) return;
     shared_.told.Tell(at, std::move(fetched));

@@ -37,7 +37,8 @@ size_t CountToFetch(const DownloadPlan& plan, const FetchOptions& options);
 // As many files at a time as there are workers; `report` hears of each when it is over, in the
 // order of the plan. A file has its name only when it is whole and dated. After three failures in a
 // row that are not the file's own (no connection, no space) no more are begun. After an abort
-// nothing more is told. Throws Failure when the folder of the plan cannot be made.
+// only what was whole by then is still told. Throws Failure when the folder of the plan cannot be
+// made.
 void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const FetchOptions& options,
                const std::function<void(const FetchedFile&)>& report);
 

@@ -34,7 +34,7 @@ class PathGiver {
   using MarksOf = std::function<std::vector<Mark>(size_t)>;
 
   // A path for each. Of equal ones the earlier gets the lower number. An existing file belongs to
-  // the first with a fitting mark. Linear time.
+  // the first with a fitting mark. Many files of one name take no longer than many names.
   std::vector<Given> Give(const std::vector<std::filesystem::path>& wanted, Named named,
                           const MarksOf& marksOf);
   // A path for one more.

@@ -1,4 +1,4 @@
-// Digests by OpenSSL. A file is read piece by piece, past the cache of its stream.
+// Digests by OpenSSL. A file is read in pieces.
 #include "host/library/Digest.h"
 
 #include <fcntl.h>

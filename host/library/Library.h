@@ -1,5 +1,5 @@
 // The library as this program uses it: kelo::Library, whose commands try again and can be stopped.
-// Calls come from one thread; Abort and Stop may come from another one.
+// One call at a time, from any thread; Abort and Stop may come from another one.
 //
 // What fails by what may pass (a lost connection, a time-out, a refused connection) is sent again
 // after a pause, if that can do no harm: commands that only read, downloads, edits that come to the
@@ -66,12 +66,13 @@ class Library : private Requests, public kelo::Library {
   // command throws. Not called where it has helped nothing before (kMaxReopened).
   void OnEndedSession(std::function<void()> reopen) { reopen_ = std::move(reopen); }
 
-  // An upload that has left is not repeated here. FailureMayPass: the last command failed by
-  // something that may pass, and was not repeated. PauseBeforeRetry: the `failed`-th try ended with
-  // `result`; pauses until the next, which may be the end of an outage, and then counts from 0
-  // again. False if there were too many tries, the service answers and only this fails, the
-  // patience is over, or the library was stopped. From any thread.
+  // The last command failed by something that may pass, and was not repeated here: it was an upload
+  // that had left.
   bool FailureMayPass() const { return failureMayPass_; }
+  // The `failed`-th try of such an upload ended with `result`. Pauses until the next, which may be
+  // the end of an outage, and then counts from 0 again. False if there were too many tries, the
+  // service answers and only this fails, the patience is over, or the library was stopped. From any
+  // thread.
   bool PauseBeforeRetry(unsigned& failed, std::uint32_t result);
   // Why a failure is one of the connection: what was waited for, which proxy fails; or nothing.
   std::string Explanation() const { return outage_.Explanation(); }

@@ -1,6 +1,6 @@
 // What a command's failure means for sending it once more: one table of causes and one of commands,
-// the same for all. Nothing else decides that of one command; an upload that has left goes on in
-// upload/Send.h.
+// the same for all. Library.cpp adds two causes: a name that was never found, and a request that
+// was ended because it was silent. An upload that has left goes on in upload/Send.h.
 #pragma once
 
 #include <chrono>

@@ -68,7 +68,8 @@ bool Stillness::Watched::WasEnded() const {
 }
 
 bool Stillness::IsTooLong() {
-  if (!limit_ || ended_) return limit_.has_value();  // an end that came too early is told again
+  // The abort may have come before the command began: it is repeated.
+  if (!limit_ || ended_) return limit_.has_value();
   const auto moved = BytesMoved();
   // A connection that was closed makes it less; that, too, was no stillness.
   if (!moved || std::exchange(moved_, *moved) != *moved) since_ = Clock::now();

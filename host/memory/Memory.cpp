@@ -1,5 +1,5 @@
-// Tables of the local files by their paths, of the account's items by their ids, and of the files
-// that cannot be sent.
+// Tables in SQLite: of the local files by their paths, of the account's items by their ids, of the
+// files that cannot be sent, and of the metadata that items have got.
 #include "host/memory/Memory.h"
 
 #include <fcntl.h>
@@ -49,24 +49,22 @@ Stamp StampOf(const Statement& row) {
           .changed = row.Number(4)};
 }
 
-[[noreturn]] void FailToOpen() {
-  throw DatabaseError(SQLITE_CANTOPEN, std::strerror(errno));
-}
-
-// Other programs neither make the file nor set it aside meanwhile.
-OwnedFile LockFolderOf(const fs::path& path) {
-  OwnedFile folder = OpenPrivateFolder(path.parent_path());
-  if (!folder) FailToOpen();
-  static_cast<void>(Lock(folder, true));
-  return folder;
+// While it lives, no other program makes a memory in the folder or sets one aside, if the file
+// system has locks.
+OwnedFile LockMemories(const OwnedFile& folder) {
+  OwnedFile file = OpenLockFile(folder, "memory.lock");
+  if (file) static_cast<void>(Lock(file, true));
+  return file;
 }
 
 // SQLite gives what it puts beside the file the same rights.
 struct stat MakePrivate(const OwnedFile& folder, const fs::path& path) {
-  const OwnedFile file(::openat(folder.Number(), path.filename().c_str(),
-                                O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  const OwnedFile file(folder ? ::openat(folder.Number(), path.filename().c_str(),
+                                         O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)
+                              : -1);
   struct stat status {};
-  if (!file || ::fstat(file.Number(), &status) != 0) FailToOpen();
+  if (!file || ::fstat(file.Number(), &status) != 0)
+    throw DatabaseError(SQLITE_CANTOPEN, std::strerror(errno));
   return status;
 }
 
@@ -79,7 +77,7 @@ Stamp Stamp::Of(const struct stat& status) {
   return {.device = status.st_dev,
           .inode = status.st_ino,
           .size = static_cast<std::uint64_t>(status.st_size),
-          .modified = nanoseconds(status.st_mtim),
+          .modified = nanoseconds(status.st_mtim),  // Linux's: the names of these two
           .changed = nanoseconds(status.st_ctim)};
 }
 
@@ -94,11 +92,12 @@ bool Stamp::ShowsChanges() const {
 Memory::Memory(Output& out, const fs::path& folder, const std::string& account)
     : out_(out), path_(folder / (account + ".db")), here_(WorkingFolder()) {
   Try([this] { Open(); });
-  if (!database_ && !IsThere()) Try([this] { Open(); });  // it was broken
+  if (isSetAside_) Try([this] { Open(); });
 }
 
 void Memory::Open() {
-  const OwnedFile folder = LockFolderOf(path_);
+  const OwnedFile folder = OpenPrivateFolder(path_.parent_path());
+  const OwnedFile lock = folder ? LockMemories(folder) : OwnedFile();
   const struct stat status = MakePrivate(folder, path_);
   opened_ = {status.st_dev, status.st_ino};
   database_.emplace(path_.string());
@@ -108,7 +107,7 @@ void Memory::Open() {
   if (version > kVersion)
     throw DatabaseError(SQLITE_MISMATCH, "a later version of kelo has made it");
   if (version < kVersion) database_->Run(kTables);
-  database_->Count("SELECT count(*) FROM (SELECT id FROM items LIMIT 1)");
+  database_->Count("SELECT count(*) FROM (SELECT id FROM items LIMIT 1)");  // damage shows now
 }
 
 // To take a path apart takes longer than to look up its row.
@@ -134,12 +133,17 @@ bool Memory::IsThere() const {
 }
 
 void Memory::SetAside() {
-  const OwnedFile folder = LockFolderOf(path_);
-  if (!IsThere()) return;  // another program has been faster
+  const OwnedFile folder = OpenPrivateFolder(path_.parent_path());
+  if (!folder) return;
+  const OwnedFile lock = LockMemories(folder);
+  isSetAside_ = !IsThere();  // another program has been faster
+  if (isSetAside_) return;
   const fs::path aside = path_.string() + ".broken";
   std::error_code failed;
-  for (const char* beside : {"-wal", "-shm"}) fs::remove(path_.string() + beside, failed);
   fs::rename(path_, aside, failed);
+  isSetAside_ = !failed;
+  if (failed) return;
+  for (const char* beside : {"-wal", "-shm"}) fs::remove(path_.string() + beside, failed);
   out_.Note(fmt::format("it is kept as {}, and a new one is made", Shown(aside.string())));
 }
 

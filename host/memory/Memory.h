@@ -73,7 +73,7 @@ class Memory {
   // The items that have these bytes.
   std::vector<std::string> ItemsWith(const std::string& digest);
 
-  // As what it was told of last, here.
+  // The file as it was when this machine called it unfit last.
   std::optional<UnfitFile> UnfitAt(const std::filesystem::path& path);
 
   // A digest of the metadata that were brought to the item last; empty: none were, from here.
@@ -102,8 +102,9 @@ class Memory {
 
   Output& out_;
   const std::filesystem::path path_;
-  const std::string here_;  // the working folder
-  std::pair<dev_t, ino_t> opened_{};
+  const std::string here_;            // the working folder
+  std::pair<dev_t, ino_t> opened_{};  // the file
+  bool isSetAside_ = false;
   std::optional<Database> database_;  // none after a failure
 };
 

@@ -1,6 +1,7 @@
 // The record of a local file on its way up. Each step of an upload fills its part: Walk.h finds the
-// file, Pictures.h looks into it, Plan.h finds what goes together, Send.h decides its outcome, and
-// Summary.h tells that. Whoever has found the files owns them; the later steps point to them.
+// file, Recognition.h knows it by its bytes, Plan.h finds what goes together, Pictures.h looks into
+// it, Send.h decides its outcome, and Summary.h tells that. Whoever has found the files owns them;
+// the later steps point to them.
 #pragma once
 
 #include <cstdint>

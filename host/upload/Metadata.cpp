@@ -73,7 +73,7 @@ void AddCaption(Words& words, std::string caption) {
   words.properties.captionFlag = true;
 }
 
-// Without rating is 0, and rejected below.
+// 0 means no rating, and less than that rejected. Neither is brought.
 void AddRating(Words& words, const std::string& rating) {
   if (rating.size() == 1 && rating[0] >= '1' && rating[0] <= '5')
     words.properties.rating = static_cast<std::uint32_t>(rating[0] - '0');

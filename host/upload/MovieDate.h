@@ -11,7 +11,7 @@ namespace kelo::host {
 bool IsMovie(std::string_view beginning);
 
 // "2024-05-17T08:11:12" on the clock that the camera has written, by the rules universal time;
-// empty: not known. Reads a few hundred bytes, and no more of a damaged file.
+// empty: not known. Reads the heads of at most 2000 parts, whatever the file holds.
 std::string MovieDate(const std::filesystem::path& movie);
 
 }  // namespace kelo::host

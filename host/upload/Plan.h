@@ -13,11 +13,11 @@ struct UploadPlan {
   Files unfit;  // or unreadable
 };
 
-// The bounds of a request; a single larger file has one of its own. Requests beside others become
-// as small as it takes for all lanes to have the same to do. The third is the least of those: a
-// request costs some round trips.
+// The bounds of a request; a single larger file has one of its own.
 constexpr size_t kRequestFiles = 100;
 constexpr std::uint64_t kRequestBytes = 64ull << 20;
+// Requests beside others become as small as it takes for all lanes to have the same to do, but no
+// smaller than this: a request costs some round trips.
 constexpr std::uint64_t kLeastBytes = 2ull << 20;
 
 // Marks duplicates, and points to the files, which must stay where they are. `check`: the service

@@ -77,11 +77,11 @@ class Sender {
     if (request.check) DecideKnown(request);
     if (duplicate == Duplicate::kLookalike) SendLookalikes(request);
     if (request.check) AskByOtherNames(request);
-    SendOrPreview(request, duplicate);
+    SendOrPreview(request, duplicate == Duplicate::kCopy);
     // After the check once more nobody would know which of the two it has found.
     if (request.files = std::exchange(others_, {}); request.files.empty()) return;
     request.check = false;
-    SendOrPreview(std::move(request), Duplicate::kLookalike);
+    SendOrPreview(std::move(request), false);
     Report(std::exchange(others_, {}), UploadOutcome::kNotConfirmed, 0);
   }
 
@@ -121,9 +121,9 @@ class Sender {
     file.outcome = isInAlbum ? UploadOutcome::kAlreadyInAlbum : UploadOutcome::kAlreadyThere;
   }
 
-  void SendOrPreview(UploadRequest request, Duplicate duplicate) {
+  void SendOrPreview(UploadRequest request, bool areCopies) {
     if (request.files.empty()) return;
-    if (shared_.options.dryRun) return Preview(std::move(request), duplicate);
+    if (shared_.options.dryRun) return Preview(std::move(request), areCopies);
     if (shared_.full) KeepWhatFits(request);
     SendUntilDecided(std::move(request));
   }
@@ -288,7 +288,7 @@ class Sender {
     unchecked.files = TakeOutWhole(request, [this](const File* file) {
       return shared_.stored.contains(CheckKey(*file, file->Name()));
     });
-    if (shared_.options.dryRun) return Preview(std::move(unchecked), Duplicate::kLookalike);
+    if (shared_.options.dryRun) return Preview(std::move(unchecked), false);
     SendUntilDecided(std::move(unchecked));
   }
 
@@ -328,14 +328,14 @@ class Sender {
   }
 
   // What the service would do with the request.
-  void Preview(UploadRequest request, Duplicate duplicate) {
+  void Preview(UploadRequest request, bool areCopies) {
     const std::uint32_t result = request.check ? Ask(request).code : 0;
     if (request.files.empty()) return;
     if (result != 0) {
       shared_.ended = result;
       return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     }
-    if (duplicate == Duplicate::kCopy) {
+    if (areCopies) {
       const bool placed = !request.files.front()->album.Empty();
       return Report(request.files, placed ? UploadOutcome::kPlaced : UploadOutcome::kAlreadyThere,
                     0);

@@ -14,8 +14,8 @@ std::string OutcomeText(const File& file, bool dryRun = false);
 
 void TellOutcome(Output& out, const File& file, bool dryRun);
 
-// Tells of the files that no request can have. Those that can never be sent are kept. In words they
-// are named again when they have changed, and in a dry run.
+// Tells of the files that no request can have. Those that can never be sent are kept. A line
+// names one that was named before only if it has changed, or in a dry run.
 void TellUnfit(Output& out, Memory& memory, const Files& files, bool dryRun);
 
 // What the summary in JSON begins with.

@@ -77,7 +77,7 @@ std::string LeftOutText(const LeftOutCounts& counts) {
   return fmt::format("{}", fmt::join(parts, ", "));
 }
 
-std::optional<LeftOut> UploadFilter::File(const fs::path& below, bool named) const {
+std::optional<LeftOut> UploadFilter::LeavesFileOut(const fs::path& below, bool named) const {
   if (!wish.TakesName(below)) return LeftOut::kByFilter;
   if (allFiles) return std::nullopt;
   const fs::path name = below.filename();
@@ -89,7 +89,7 @@ std::optional<LeftOut> UploadFilter::File(const fs::path& below, bool named) con
   return Contains(kSidecars, extension) ? LeftOut::kSidecar : LeftOut::kOtherKind;
 }
 
-std::optional<LeftOut> UploadFilter::Folder(const fs::path& below) const {
+std::optional<LeftOut> UploadFilter::LeavesFolderOut(const fs::path& below) const {
   if (wish.Excludes(below)) return LeftOut::kByFilter;
   if (!allFiles && below.filename().string().starts_with('.')) return LeftOut::kHidden;
   return std::nullopt;

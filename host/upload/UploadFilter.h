@@ -25,11 +25,11 @@ struct UploadFilter {
   Filter wish{};          // of the command line
   bool allFiles = false;  // junk and files of other kinds as well
 
-  // By its name. `below` is the path below the folder that the command line named. A file that was
-  // named itself (`named`) may be hidden and of any kind.
-  std::optional<LeftOut> File(const std::filesystem::path& below, bool named) const;
+  // Why, if it does, by its name. `below` is the path below the folder that the command line named.
+  // A file that was named itself (`named`) may be hidden and of any kind.
+  std::optional<LeftOut> LeavesFileOut(const std::filesystem::path& below, bool named) const;
   // A folder that is left out is not entered.
-  std::optional<LeftOut> Folder(const std::filesystem::path& below) const;
+  std::optional<LeftOut> LeavesFolderOut(const std::filesystem::path& below) const;
 };
 
 }  // namespace kelo::host

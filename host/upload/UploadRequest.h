@@ -32,7 +32,7 @@ struct UploadAnswer {
 UploadAnswer Perform(Library& library, const UploadRequest& request,
                      const OnProgress& progress = {}, bool checkOnly = false, size_t other = 0);
 
-// So many requests fail one after the other only where it is not for the files.
+// After so many failures in a row the cause is not the files.
 constexpr unsigned kMaxFailuresInARow = 5;
 // Whether the next request would meet the same failure: asks whether the service is there at all.
 // Throws Error when aborted.

@@ -73,7 +73,7 @@ class Walker {
     if (fs::is_directory(path, failed)) {
       top_ = isOneOfSeveral ? NameOf(path) : fs::path();
       Walk(path, {});
-    } else if (!IsLeftOut(filter_.File(path.filename(), true))) {
+    } else if (!IsLeftOut(filter_.LeavesFileOut(path.filename(), true))) {
       files_.push_back({.path = path.string()});
     }
   }
@@ -144,8 +144,8 @@ class Walker {
     std::error_code ignored;
     fs::path name = entry.path().filename();
     if (!entry.is_directory(ignored)) {
-      if (!IsLeftOut(filter_.File(below / name, false))) files.push_back(std::move(name));
-    } else if (!IsLeftOut(filter_.Folder(below / name))) {
+      if (!IsLeftOut(filter_.LeavesFileOut(below / name, false))) files.push_back(std::move(name));
+    } else if (!IsLeftOut(filter_.LeavesFolderOut(below / name))) {
       if (!entry.is_symlink(ignored))
         folders.push_back(std::move(name));
       else

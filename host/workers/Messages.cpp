@@ -54,7 +54,7 @@ bool ReceiveAll(int socket, void* bytes, size_t size, OwnedFile* descriptor) {
     Ancillary ancillary{};
     iovec piece{static_cast<char*>(bytes) + received, size - received};
     msghdr header = HeaderOf(piece, &ancillary);
-    const ssize_t count = ::recvmsg(socket, &header, MSG_CMSG_CLOEXEC);
+    const ssize_t count = ::recvmsg(socket, &header, MSG_CMSG_CLOEXEC);  // Linux's: the flag
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return false;
     received += static_cast<size_t>(count);
@@ -72,6 +72,7 @@ bool ReceiveAll(int socket, void* bytes, size_t size, OwnedFile* descriptor) {
 
 std::pair<Peer, Peer> Peer::Pair() {
   int ends[2];
+  // Linux's: SOCK_CLOEXEC.
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
     throw Failure(std::string("cannot make a connection between processes: ") +
                   std::strerror(errno));
@@ -96,6 +97,7 @@ std::optional<Message> Peer::Receive(OwnedFile* descriptor) {
 
 void Peer::AwaitEnd() const {
   // What lies there to be read does not count.
+  // Linux's: POLLRDHUP.
   pollfd socket{.fd = socket_.Number(), .events = POLLRDHUP, .revents = 0};
   while (::poll(&socket, 1, -1) < 0 && errno == EINTR) {
   }

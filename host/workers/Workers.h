@@ -6,7 +6,7 @@
 // share. While its worker works, it lets the others have the turn.
 //
 // A worker ends with its connection to this process, whatever ends that: nobody has to look for
-// workers after an abort or a crash. What the library was doing in it leaves nothing behind.
+// workers after an abort or a crash.
 #pragma once
 
 #include <cstdint>
@@ -52,9 +52,10 @@ class Workers {
     unsigned most = 1;           // at a time
     Nursery* nursery = nullptr;  // none: one lane, which works in this process
     Persistence persistence{};
-    // The session to work with. The second opens another one in place of what the worker had, if
-    // nobody has done so yet; it throws where it cannot. Called by a lane that has the turn.
+    // The session to work with. Called by a lane that has the turn, as is the next.
     std::function<Kept()> session{};
+    // Opens another one in place of what the worker had, if nobody has done so yet. Throws where it
+    // cannot.
     std::function<Kept(const Kept& ended)> reopened{};
   };
   class Lane;

@@ -1,4 +1,5 @@
-// Scripted answers that no other test asks for, connections, and the end of them.
+// The service's faults: what they may be, that each spoils what it says, and that slow and silent
+// answers end when the service does.
 #include <gmock/gmock.h>
 
 #include <map>

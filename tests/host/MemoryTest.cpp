@@ -155,6 +155,12 @@ TEST_F(MemoryTest, ABrokenOneIsSetAside) {
   EXPECT_THAT(put.err, AllOf(HasSubstr("file is not a database"), HasSubstr(".broken")));
   EXPECT_EQ(ReadFile(database.string() + ".broken"), std::string(5000, 'x'));
   EXPECT_THAT(Put().err, Not(HasSubstr("memory")));
+  const fs::path folder = database.parent_path();
+  fs::rename(folder, folder.string() + "2");
+  std::ofstream(folder) << "in the way";
+  EXPECT_EQ(CountOf("cannot use the memory", Put().err), 1u);
+  fs::remove(folder);
+  fs::rename(folder.string() + "2", folder);
   // By several at once: none sets aside what another one has made anew.
   for (int round = 0; round < 5; ++round) {
     std::ofstream(database) << std::string(5000, 'y');

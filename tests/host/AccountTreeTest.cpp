@@ -26,7 +26,7 @@ struct Odd {
   bool unseen = false;  // of one album nobody can tell what is in it
 };
 
-class WalkTest : public GetTest {
+class AccountTreeTest : public GetTest {
  protected:
   void Script(const Odd& odd) {
     const std::string account = "<folders>" + odd.folders + "</folders><albums>" + odd.albums +
@@ -75,7 +75,7 @@ class WalkTest : public GetTest {
   }
 };
 
-TEST_F(WalkTest, AnAccountNeedNotBeATree) {
+TEST_F(AccountTreeTest, AnAccountNeedNotBeATree) {
   const std::string in = PictureOf("in", "in");
   const Odd accounts[] = {
       {},
@@ -105,7 +105,7 @@ TEST_F(WalkTest, AnAccountNeedNotBeATree) {
   for (const Odd& odd : accounts) ExpectEveryWalkEnds(odd);
 }
 
-TEST_F(WalkTest, AnIdMayMeanSomethingElse) {
+TEST_F(AccountTreeTest, AnIdMayMeanSomethingElse) {
   const std::string p40(40, 'p');
   const std::string all(27, '\xFF');
   const std::string loose(27, '\xF8');
@@ -139,7 +139,7 @@ TEST_F(WalkTest, AnIdMayMeanSomethingElse) {
   for (const Odd& odd : accounts) ExpectEveryWalkEnds(odd);
 }
 
-TEST_F(WalkTest, AnAlbumThatGotANamesakeKeepsItsFolder) {
+TEST_F(AccountTreeTest, AnAlbumThatGotANamesakeKeepsItsFolder) {
   const std::string later = AlbumOf("b", "A", PictureOf("y", "y"));
   const std::string both = AlbumOf("a", "A", PictureOf("x", "x")) + later;
   // Also the folder, and the album in it that has its name.
