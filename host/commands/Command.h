@@ -36,6 +36,15 @@ auto AddCommand(CLI::App& app, Action& chosen, const std::string& name, const st
   return std::pair(command, options);
 }
 
+// Tags, separated by commas.
+inline CLI::Validator HasATag() {
+  return CLI::Validator(
+      [](const std::string& tags) {
+        return tags.find_first_not_of(", ") == tags.npos ? "there is no tag in it" : "";
+      },
+      "");
+}
+
 // A text that is longer than its record is an error.
 inline CLI::Validator AtMost(size_t bytes) {
   return CLI::Validator(

@@ -169,11 +169,7 @@ void AddEditCommands(CLI::App& app, Action& chosen) {
   tag->add_option("TAGS", tagged->text, "The tags, separated by commas")
       ->required()
       ->check(AtMost(903))
-      ->check(CLI::Validator(
-          [](const std::string& tags) {
-            return tags.find_first_not_of(", ") == tags.npos ? "there is no tag in it" : "";
-          },
-          ""));
+      ->check(HasATag());
   tag->add_flag("--json", tagged->json, kJsonHelp);
 
   const auto [link, linked] = AddCommand(app, chosen, "link", "Add stored items to an album", Link);

@@ -128,7 +128,8 @@ void AddPutCommand(CLI::App& app, Action& chosen) {
                 "Put each folder's files into an album of its name")
       ->excludes(album);
   put->add_option("--tags", options->tags, "Tags for each of them, also those already there")
-      ->check(AtMost(903));
+      ->check(AtMost(903))
+      ->check(HasATag());
   AddFilterOptions(*put, options->filter.wish, "Send");
   AddSizeOptions(*put, options->filter.wish);
   put->add_flag("--all-files", options->filter.allFiles, "Send junk and files of other kinds too");

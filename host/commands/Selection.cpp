@@ -88,8 +88,12 @@ std::vector<std::string> WithListed(std::vector<std::string> names, const std::s
   errno = 0;
   if (list != "-") file.open(list);
   std::istream& lines = list == "-" ? std::cin : file;
-  for (std::string line; std::getline(lines, line);)
+  for (std::string line; std::getline(lines, line);) {
+    // As other systems write lists.
+    if (line.ends_with('\r')) line.pop_back();
+    if (line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);
     if (!line.empty()) names.push_back(line);
+  }
   // At its end, a list that was read is neither bad nor closed.
   if (lines.bad() || (list != "-" && !file.is_open()))
     throw Failure(fmt::format("cannot read the list {}: {}", Shown(list), std::strerror(errno)));

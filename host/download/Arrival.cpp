@@ -7,6 +7,7 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <string_view>
@@ -98,6 +99,15 @@ void Arrival::TakeName() {
         status.st_nlink > 0)
       return;
   }
+}
+
+bool Arrival::IsMessage() const {
+  const OwnedFile file(
+      ::openat(folder_.Number(), name_.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  char beginning[128];
+  const ssize_t count = file ? ::read(file.Number(), beginning, sizeof beginning) : 0;
+  const std::string_view text(beginning, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+  return text.find("<?protocol version=\"KELO-API") != text.npos;
 }
 
 void Arrival::Clear() const {

@@ -34,6 +34,9 @@ class Arrival {
 
   // Removes what a worker has left that died of it.
   void Clear() const;
+  // Whether the arrived file is a document of the protocol: some services answer so instead of with
+  // an error.
+  bool IsMessage() const;
   // The digest of the arrived file, which has no name any more while it is read: an abort leaves
   // nothing, however long that takes. Empty when it cannot be read.
   std::string TakeDigest() const;

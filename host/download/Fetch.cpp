@@ -161,6 +161,11 @@ class Fetcher {
     shared_.aborted = shared_.aborted || code == kKELOResult_Aborted;
     if (code != kKELOResult_Success)
       return Fail(fetched, code, ResultWords(code, kKELOCommand_Download));
+    if (arrival_->IsMessage()) {
+      arrival_->Clear();
+      return Fail(fetched, kKELOResult_GeneralFailure,
+                  "the service sent a message instead of the file");
+    }
     if (shared_.options.bytesOnly) return Learn(fetched);
     const int error = Settle(fetched.file);
     if (error == EEXIST) return Skip(fetched);

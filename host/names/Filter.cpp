@@ -2,6 +2,7 @@
 #include "host/names/Filter.h"
 
 #include <fnmatch.h>
+#include <locale.h>
 
 #include <algorithm>
 #include <cctype>
@@ -9,6 +10,7 @@
 #include <limits>
 
 #include "host/names/Dates.h"
+#include "text/Unicode.h"
 
 namespace kelo::host {
 namespace {
@@ -17,8 +19,21 @@ namespace fs = std::filesystem;
 
 constexpr size_t kMaxGlobs = 10'000;
 
+// Characters of UTF-8, however they are composed. Where the system has no such locale, and in a
+// name that is none, bytes.
 bool Matches(const std::string& glob, const std::string& text) {
-  return fnmatch(glob.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+  static const locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  std::string composedGlob;
+  std::string composedText;
+  const std::string_view left = ComposeUtf8(glob, composedGlob);
+  const std::string_view right = ComposeUtf8(text, composedText);
+  const bool isUtf8 = utf8 != nullptr && left.data() != nullptr && right.data() != nullptr;
+  if (!isUtf8) return fnmatch(glob.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+  const locale_t before = ::uselocale(utf8);
+  const bool matches =
+      fnmatch(std::string(left).c_str(), std::string(right).c_str(), FNM_CASEFOLD) == 0;
+  ::uselocale(before);
+  return matches;
 }
 
 // As in other programs: a "/" in front begins at the top, one at the end means all that is in such

@@ -2,6 +2,7 @@
 #include <malloc.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <optional>
 #include <string_view>
 
@@ -62,6 +63,7 @@ void ShareMemory() {
 
 int Main(int argc, char** argv) {
   ShareMemory();
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is a failure of Output, not the end
   Output::HoldClosedStreams();
   Interrupt::BlockSignals();
   CLI::App app("Command-line host of the photo storage and sharing service");

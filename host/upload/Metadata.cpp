@@ -121,6 +121,17 @@ bool IsNothing(const Words& words) {
   return !HasProperties(words) && words.tags.empty();
 }
 
+bool Loads(Output& out, Library& library) {
+  try {
+    library.Load();
+    return true;
+  } catch (const Error& failure) {
+    if (failure.Code() == kKELOResult_Aborted) throw;
+    out.Problem(Sentence(failure));
+    return false;
+  }
+}
+
 }  // namespace
 
 bool BringMetadata(Output& out, Library& library, Memory& memory, const UploadPlan& plan,
@@ -136,9 +147,11 @@ bool BringMetadata(Output& out, Library& library, Memory& memory, const UploadPl
       memory.KeepBrought(file->itemId, words.digest);
   }
   // Tags are only added to what is in the catalogue, which does not know the new items yet.
-  if (std::ranges::any_of(all, [](const Words& one) { return !one.tags.empty(); })) library.Load();
+  const bool isLoaded =
+      std::ranges::all_of(all, [](const Words& one) { return one.tags.empty(); }) ||
+      Loads(out, library);
   size_t brought = 0;
-  for (const Words& one : all) {
+  for (const Words& one : isLoaded ? all : std::vector<Words>()) {
     const std::string path = Shown(one.file->path);
     try {
       if (HasProperties(one)) library.Modify(one.file->itemId, one.properties);

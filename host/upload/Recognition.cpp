@@ -5,17 +5,24 @@
 #include <utility>
 #include <vector>
 
+#include "host/library/Digest.h"
 #include "host/names/CatalogueNames.h"
 
 namespace kelo::host {
+namespace {
+
+// That of an item whose bytes nobody knows: no file is taken for it.
+constexpr const char* kNoFilesDigest = "unknown";
+
+}  // namespace
 
 AccountItems* Recognition::Account() {
   if (!std::exchange(isAsked_, true)) {
     try {
       account_.emplace(loading_.valid() ? *loading_.get() : loaded_());
     } catch (const Error& failure) {
-      // The service's check decides alone then, and tells of its own failures.
       if (failure.Code() == kKELOResult_Aborted) throw;
+      failure_ = failure;
     }
   }
   return account_ ? &*account_ : nullptr;
@@ -69,7 +76,7 @@ bool Recognition::HasBytesOf(const std::string& id, File& file) {
 }
 
 bool Recognition::Take(File& file, const std::string& id, bool isOwn) {
-  if (Account() == nullptr) return false;
+  if (Account() == nullptr) throw Error(*failure_);
   const std::optional<std::string> name = Account()->NameOf(id);
   if (!name || !(isOwn || std::ranges::count(CatalogueNamesOf(file.Name()), name) > 0))
     return false;
@@ -102,27 +109,35 @@ bool Recognition::IsThereToo(File& memo, const std::string& picture) {
   if (known && !isItem(known->itemId)) return false;
   memo.itemId.clear();
   memo.isCertain = false;
-  // This run may have stored the picture, and the memo with it.
-  if (Account() == nullptr || !Account()->NameOf(picture)) return true;
+  // This run may have stored the picture, and the memo with it or with a copy of it.
+  if (Account() == nullptr || !Account()->NameOf(picture))
+    return known || memo.maybeSent ||
+           std::ranges::any_of(memory_.ItemsWith(memo.digest),
+                               [this](const std::string& id) { return isOfThisRun_.contains(id); });
   return std::ranges::any_of(Account()->Beside(picture, CatalogueNamesOf(memo.Name())), isItem);
 }
 
 void Recognition::Keep(const Files& files) {
   memory_.KeepTogether([&] {
-    for (const File* file : files)
+    for (File* file : files)
       if (file->Held()) Keep(*file);
   });
 }
 
-void Recognition::Keep(const File& file) {
+void Recognition::Keep(File& file) {
   if (file.digest.empty() || file.itemId.empty()) return;
   const bool isStored = file.outcome == UploadOutcome::kStored;
   if (isStored) isOfThisRun_.insert(file.itemId);
   if (file.knownItem.empty()) {
-    // What was written to meanwhile is not what was sent.
     const auto now = NowAt(file.path);
-    if (!now || now->stamp != file.stamp) return;
-    memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored});
+    if (!now) return;
+    if (now->stamp != file.stamp) {
+      if (!isStored || Sha256OfFile(file.path) == file.digest) return;
+      file.outcome = UploadOutcome::kChanged;
+      return memory_.Keep(file.itemId, {.digest = kNoFilesDigest});
+    }
+    // One that the check has found since it may have been sent may be another machine's.
+    memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored && file.code == 0});
   } else if (file.isKept) {
     return;
   }

@@ -19,7 +19,7 @@ namespace kelo::host {
 class Recognition {
  public:
   // `loaded` gives the library with the account loaded; it is asked only when some file's bytes are
-  // known. If it throws Error, nothing is known, unless that is an abort.
+  // known. What it throws, Recognise throws for those files: nobody knows whether they are there.
   Recognition(Memory& memory, std::function<Library&()> loaded)
       : memory_(memory), loaded_(std::move(loaded)) {}
 
@@ -41,7 +41,8 @@ class Recognition {
   // has changed since it was sent; it is then to be sent alone.
   bool IsThereToo(File& memo, const std::string& picture);
 
-  // What became of decided files, for the runs to come.
+  // What became of decided files, for the runs to come. A stored file that has other bytes by then
+  // changed while it was sent.
   void Keep(const Files& files);
 
  private:
@@ -53,8 +54,9 @@ class Recognition {
   void Recall(File& file);
   // Whether that, or else another one with its bytes, is an item of the account.
   void Confirm(File& file);
-  void Keep(const File& file);
-  AccountItems* Account();  // null: it could not be loaded
+  void Keep(File& file);
+  AccountItems* Account();  // null: it could not be loaded, for this reason
+  std::optional<Error> failure_;
 
   Memory& memory_;
   const std::function<Library&()> loaded_;

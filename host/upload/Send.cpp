@@ -69,12 +69,12 @@ class Sender {
     request.tags = shared_.options.tags;
     try {
       if (!first.album.Empty()) request.albumId = shared_.options.albumId(first.album);
+      if (request.check) DecideKnown(request);
     } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       EndIfHopeless(failure.Code());
       return Fail(request, failure.Code(), UploadOutcome::kNotSent);
     }
-    if (request.check) DecideKnown(request);
     if (duplicate == Duplicate::kLookalike) SendLookalikes(request);
     if (request.check) AskByOtherNames(request);
     SendOrPreview(request, duplicate == Duplicate::kCopy);

@@ -82,10 +82,11 @@ class Walker {
 
   std::vector<File> Finish(LeftOutCounts* leftOut) {
     ExamineAll(files_);
-    std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName>> seen;
+    // A file that is named twice goes once; a link of another name is a copy.
+    std::set<std::tuple<std::uint64_t, std::uint64_t, AlbumName, std::string>> seen;
     std::erase_if(files_, [&](const File& file) {
       return file.outcome == UploadOutcome::kUndecided &&
-             !seen.emplace(file.stamp.device, file.stamp.inode, file.album).second;
+             !seen.emplace(file.stamp.device, file.stamp.inode, file.album, file.Name()).second;
     });
     if (filter_.wish.HasBounds()) LeaveOutByBounds();
     if (leftOut != nullptr) *leftOut = std::move(leftOut_);

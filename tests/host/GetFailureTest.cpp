@@ -54,6 +54,13 @@ TEST_F(GetTest, AFailureCostsItsFileAndManyInARowTheRest) {
                 AllOf(HasSubstr("1.jpg: "), HasSubstr(one.status == 404 ? "(4098)" : "(4114)")));
   }
   EXPECT_EQ(Objects(Get("root --json").out).at(1)["error"]["code"], 4098);
+  fs::remove_all(Out());
+  ScriptAccount({{"0.jpg"}}, [](const auto&) {
+    return Reply{.body =
+                     "<?xml version=\"1.1\"?>\r\n<?protocol version=\"KELO-API/XML-R/1.0\"?>\r\n"};
+  });
+  EXPECT_THAT(Get("root").err, HasSubstr("0.jpg: the service sent a message instead of the file"));
+  EXPECT_THAT(Names("out"), ElementsAre());
 }
 
 // "In a row" is in the order of the plan, whichever file is over first.

@@ -58,7 +58,10 @@ TEST_F(GetTest, FindsWhatItIsToldAndPutsItWhereItIsInTheAccount) {
       {{"Anna's garden"}, {"d.jpg"}},
       {{"/Journeys"}, {lisbon, porto, loose}},
       {{"/Journeys", "Lisbon", ids["c.jpg"]}, {lisbon, porto, loose, "c.jpg"}},
-      {{"Lisbon", "--files-from", Write("list", "Anna's garden\n\nroot")},
+      {{"Lisbon", "--files-from",
+        Write("list",
+              "\xEF\xBB\xBF"
+              "Anna's garden\r\n\r\nroot")},
        {theirs, lisbon, "top.jpg"}},
       {{"--all"}, {theirs, lisbon, porto, loose, party, "top.jpg"}},
   };

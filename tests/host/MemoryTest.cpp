@@ -113,6 +113,31 @@ TEST_F(MemoryTest, AMemoIsNotThereForItsPictureAlone) {
       EXPECT_THAT(again.out, AnyOf(HasSubstr("\n0 stored, "), HasSubstr("\n0 would be stored, ")));
     }
   }
+  // That of a copy goes up too, though this run has stored its picture.
+  for (const char* name : {"1/d.jpg", "2/d.jpg"}) Set(name, "copied");
+  Set("2/d.wav", "its own");
+  EXPECT_THAT(Put().out, EndsWith("2 stored, 7 already there, 0 not stored\n"));
+}
+
+TEST_F(MemoryTest, NothingIsGuessedWhereItCouldBeKnown) {
+  Set("a.jpg", "first");
+  ASSERT_EQ(Put().exitCode, 0);
+  // Known by its bytes, but whether the account still has it cannot be asked.
+  Set("a.jpg", "first", 5);
+  AnswerWith({.status = 500}, "GetHierarchy");
+  const Outcome put = Put();
+  EXPECT_EQ(put.exitCode, 1);
+  EXPECT_THAT(put.err, HasSubstr("1 file not sent: "));
+  // Edited while it is sent, its size and date kept.
+  Set("b.jpg", "second");
+  service_.SetScript([&](const ClientRequest& request) {
+    if (request.method == "UploadItems") Set("b.jpg", "SECOND");
+    return std::optional<Reply>();
+  });
+  const Outcome edited = Kelo({"put", In() / "b.jpg"});
+  EXPECT_EQ(edited.exitCode, 1);
+  EXPECT_THAT(edited.err, HasSubstr("b.jpg: it changed while it was sent"));
+  EXPECT_THAT(Put().out, EndsWith("1 stored, 1 already there, 0 not stored\n"));
 }
 
 TEST_F(MemoryTest, UnchangedFilesAreNotOpened) {

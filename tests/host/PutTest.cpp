@@ -137,6 +137,14 @@ TEST_F(PutTest, ADateOfAShotAndARatingArrive) {
     EXPECT_TRUE(WaitFor(method, text)) << method;
 }
 
+TEST_F(PutTest, ALinkOfAnotherNameIsACopy) {
+  Write("in/a.jpg", "aaa");
+  fs::create_hard_link(In() / "a.jpg", In() / "b.jpg");
+  fs::create_symlink("a.jpg", In() / "c.jpg");
+  EXPECT_THAT(Kelo({"put", In(), In() / "a.jpg"}).out,
+              EndsWith("3 stored, 0 already there, 0 not stored\n"));
+}
+
 TEST_F(PutTest, JsonTellsEachFile) {
   Write("in/\"a\" & <a>\n.jpg", "aaa");
   Write("in/b\xE9.jpg", "bbb");

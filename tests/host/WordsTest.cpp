@@ -30,6 +30,10 @@ TEST(FilterTest, ReadsWhatAPersonWrites) {
       {Repeated("{a,b}", 30), {}}};
   for (const auto& [glob, all] : globs) EXPECT_EQ(WithoutBraces(glob), all) << glob;
 
+  const Filter filter{.exclude = {"\u00DCBER*", "Caf?.jpg"}};
+  for (const char* name : {"\u00FCber.jpg", "cafe\u0301.JPG"}) EXPECT_TRUE(filter.Excludes(name));
+  EXPECT_FALSE(filter.Excludes("uber.jpg"));
+
   constexpr std::time_t kNow = 1715940673;  // 2024-05-17T10:11:13Z
   const auto at = [](const char* date) { return ShownSeconds(date, DateClock::kCamera); };
   const auto then = [](const char* date) { return ShownSeconds(date, DateClock::kUniversal); };
@@ -68,6 +72,7 @@ TEST_F(WordsTest, PointsToWhatWasMeantAndWhereToReadOn) {
       {"mail x", "--to is required", " mail"},
       {"rate id", "N is required", " rate"},
       {{"tag", "id", " ,"}, "TAGS: there is no tag in it", " tag"},
+      {"put x --tags ,", "--tags: there is no tag in it", " put"},
       {"quota --give-up-after 5", "--give-up-after: '5' is no time such as 30s, 5m or 1h",
        " quota"},
       {"put x --larger-than 5x", "--larger-than: '5x' is no size such as 4096, 500k, 10M or 2G",
