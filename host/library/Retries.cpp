@@ -25,6 +25,10 @@ constexpr CauseRow kCauses[] = {
     {"lost", 0, Trouble::kMayHaveBeenDone},
     {"silent", 0, Trouble::kMayHaveBeenDone},
     {"status", 408, Trouble::kMayHaveBeenDone},
+    {"status", 429, Trouble::kMayHaveBeenDone},
+    // What stands in front of a service that is just being started again.
+    {"status", 502, Trouble::kMayHaveBeenDone},
+    {"status", 503, Trouble::kMayHaveBeenDone},
     {"status", 504, Trouble::kMayHaveBeenDone},
     {"service", 104, Trouble::kCallIdTaken},
     {"service", 107, Trouble::kSessionEnded},

@@ -122,7 +122,7 @@ TEST_F(PutTest, AFailureThatIsNotForTheFilesIsToldOnce) {
       {"", {.status = 504}, "--all-files", "not answer in time (4128)", 4},
       {"", {.status = 504}, "--albums-from-folders", "not answer in time (4128)", 4},
       {"GetHierarchy", Refusal(107), "--albums-from-folders", "'kelo login' (4116)"},
-      {"GetHierarchy", {.status = 503}, "--albums-from-folders", "(4114)"},
+      {"GetHierarchy", {.status = 500}, "--albums-from-folders", "(4114)"},
       {"AddAlbum", Refusal(301), "--albums-from-folders", "request was refused (4112)"},
       {"UploadItems", Refusal(999), "--all-files", "(4144)", 20},  // five files in a row failed
   };
