@@ -8,6 +8,7 @@
 
 #include "host/account/Find.h"
 #include "host/names/CatalogueNames.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
 
 namespace kelo::host {
@@ -30,7 +31,13 @@ AlbumName Albums::Meant(const std::string& words) {
   }
   const size_t slash = wanted.find('/');
   if (slash == std::string::npos) return {.folder = {}, .album = wanted};
-  return {.folder = wanted.substr(0, slash), .album = wanted.substr(slash + 1)};
+  const AlbumName name{.folder = wanted.substr(0, slash), .album = wanted.substr(slash + 1)};
+  if (name.album.find('/') != std::string::npos)
+    throw Failure(fmt::format(
+        "'{}' is no album and cannot be made: an album lies at the top or in a folder there; 'kelo "
+        "mkalbum --force' makes one with a slash in its name",
+        Shown(words)));
+  return name;
 }
 
 std::string Albums::Id(const AlbumName& name) {

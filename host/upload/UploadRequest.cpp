@@ -98,6 +98,10 @@ UploadAnswer Perform(Library& library, const UploadRequest& request, const OnPro
     answer.code = failure.Code();
     mayBeStored = failure.MayBeStored();
     told = failure.Files();
+  } catch (const Error& failure) {  // the session has ended, and no other could be opened
+    const bool isAborted = failure.Code() == kKELOResult_Aborted;
+    answer.code = isAborted ? kKELOResult_Aborted : kKELOResult_NoSession;
+    return answer;
   }
   answer.mayPass = library.FailureMayPass();
   Decide(request, checkOnly, mayBeStored, answer, std::move(told));

@@ -73,6 +73,7 @@ TEST_F(PutTest, FilesThatAreThereArePlacedInTheAlbum) {
   };
   for (const Case& one : cases)
     EXPECT_THAT(Put({"--album", one.album}).out, EndsWith(one.sums)) << one.album;
+  EXPECT_THAT(Put("--album X/Y/Z").err, HasSubstr("'X/Y/Z' is no album and cannot be made: "));
   EXPECT_THAT(Account(), ElementsAre("/Journeys", "/Journeys/Lisbon", "/Journeys/Lisbon/a.jpg",
                                      "/Journeys/Lisbon/b.jpg", "/Journeys/Lisbon/c.jpg",
                                      "/New & old", "/New & old/a.jpg", "/New & old/b.jpg",

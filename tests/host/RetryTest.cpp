@@ -62,7 +62,8 @@ TEST_F(RetryTest, SendsAgainWhatDoesNoHarm) {
     const std::string which = ::testing::PrintToString(one.command) + one.reply.body;
     EXPECT_EQ(outcome.exitCode, one.exitCode) << which << outcome.err;
     EXPECT_EQ(Arrived(one.method), one.arrived) << which;
-    const bool passes = one.reply.closeAtOnce || (one.reply.status > 400 && one.reply.status != 500);
+    const bool passes =
+        one.reply.closeAtOnce || (one.reply.status > 400 && one.reply.status != 500);
     const bool again = passes && one.arrived > 1;
     EXPECT_EQ(outcome.err.find("; trying again for up to 0:20\n") != std::string::npos, again)
         << which << outcome.err;

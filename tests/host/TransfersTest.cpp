@@ -93,6 +93,22 @@ TEST_F(PutTest, SeveralAtATimeMakeTheSameAccount) {
   EXPECT_EQ(told.begin()->size(), 27u);
 }
 
+TEST_F(PutTest, ASessionThatCannotBeOpenedAgainEndsTheRun) {
+  for (const char* name : {"a", "b", "c"})
+    fs::resize_file(Write(std::string("in/") + name + ".jpg", name), 2 << 20);
+  for (const char* transfers : kNumbers) {
+    AnswerWith({}, "nothing");
+    ASSERT_EQ(Kelo("login --remember").exitCode, 0);
+    service_.ExpireTokens();
+    AnswerWith(Refusal(101), "OpenSession");
+    const Outcome put = Put({"--transfers", transfers});
+    EXPECT_EQ(put.exitCode, 1);
+    EXPECT_THAT(put.out, EndsWith("0 stored, 0 already there, 3 not stored\n"));
+    EXPECT_THAT(put.err, AllOf(HasSubstr("3 files not sent: "), HasSubstr("(4116)"),
+                               Not(HasSubstr("lost"))));
+  }
+}
+
 // Each picture with a memo has a request of its own. Lanes that took their call ids as they come
 // had every second upload refused; chance leaves a few of a hundred.
 TEST_F(PutTest, LanesSeldomTakeTheSameCallId) {
