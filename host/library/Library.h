@@ -31,20 +31,6 @@
 
 namespace kelo::host {
 
-struct Persistence {
-  std::optional<unsigned> retries{};  // none: as many as the time allows
-  // So long may nothing answer; none: as long as fits the run.
-  std::optional<std::chrono::milliseconds> giveUpAfter{};
-  // A run that may take hours goes on through an outage, and its requests may be silent as long as
-  // the library allows. In any other one a person waits: a request that is silent is ended.
-  bool isLong = false;
-  bool verbose = false;  // shows the requests on standard error
-
-  std::chrono::milliseconds Patience() const {
-    return giveUpAfter.value_or(isLong ? std::chrono::minutes(5) : std::chrono::seconds(20));
-  }
-};
-
 // Requests is a base, so that it begins before the library and ends after it.
 class Library : private Requests, public kelo::Library {
  public:

@@ -1,14 +1,30 @@
-// What a command's failure means for sending it once more: one table of causes and one of commands,
-// the same for all. Library.cpp adds two causes: a name that was never found, and a request that
-// was ended because it was silent. An upload that has left goes on in upload/Send.h.
+// How often and for how long a run tries again, and what a command's failure means for sending it
+// once more: one table of causes and one of commands, the same for all. Library.cpp adds two
+// causes: a name that was never found, and a request that was ended because it was silent. An
+// upload that has left goes on in upload/Send.h.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 
 #include "host/library/Requests.h"
 
 namespace kelo::host {
+
+struct Persistence {
+  std::optional<unsigned> retries{};  // none: as many as the time allows
+  // So long may nothing answer; none: as long as fits the run.
+  std::optional<std::chrono::milliseconds> giveUpAfter{};
+  // A run that may take hours goes on through an outage, and its requests may be silent as long as
+  // the library allows. In any other one a person waits: a request that is silent is ended.
+  bool isLong = false;
+  bool verbose = false;  // shows the requests on standard error
+
+  std::chrono::milliseconds Patience() const {
+    return giveUpAfter.value_or(isLong ? std::chrono::minutes(5) : std::chrono::seconds(20));
+  }
+};
 
 enum class Trouble {
   kNone,             // success, or a failure that would come again

@@ -5,8 +5,8 @@ One line for each check, 'ok NAME' or 'failed NAME' with what was found above it
 """
 import sys
 
-from contents import Contents
-from reading import Reading
+from check_contents import Contents
+from check_reading import Reading
 
 
 class Checks(Contents, Reading):

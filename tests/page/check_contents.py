@@ -1,7 +1,7 @@
 """What the page shows: account, requests, outbox and faults."""
 import json
 
-from page_checks import PageChecks, has_text, must, texts
+from page_base import PageChecks, has_text, must, texts
 
 
 class Contents(PageChecks):

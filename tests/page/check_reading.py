@@ -7,7 +7,7 @@ import shutil
 import tempfile
 
 from browser import Page
-from page_checks import MARKUP, PageChecks, Service, has_text, must, texts
+from page_base import MARKUP, PageChecks, Service, has_text, must, texts
 
 API = "/P2PwebCmdController"
 ITEMS, ALBUMS = 20_000, 100  # of the large account
