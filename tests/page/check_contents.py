@@ -106,12 +106,12 @@ class Contents(PageChecks):
 
     def check_fault(self):
         self.page.click("#tab-faults")
-        self.switch_on("GetAddressList", "status", "503", times=2)
-        self.page.wait(has_text("#faults li", "GetAddressList:status=503,times=2"))
+        self.switch_on("GetAddressList", "status", "500", times=2)
+        self.page.wait(has_text("#faults li", "GetAddressList:status=500,times=2"))
         self.kelo("contacts", status=1)
         self.page.wait(has_text("#faults li", "fired 1 of 2 times"))
-        self.page.wait(has_text("#fires .row .fault", "status=503,times=2"))
-        self.page.wait(has_text("#requests .row .fault", "503, fault status=503"))
+        self.page.wait(has_text("#fires .row .fault", "status=500,times=2"))
+        self.page.wait(has_text("#requests .row .fault", "500, fault status=500"))
         self.page.click("#faults button")
         self.page.wait("document.querySelectorAll('#faults li').length === 0")
         self.kelo("contacts")
