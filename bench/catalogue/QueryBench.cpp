@@ -21,8 +21,8 @@ std::unique_ptr<KELOAccessCacheManager> Account(const AccountSize& size, uint32_
   return cache;
 }
 
-// The yardstick: a hash map of plain items, and a list of ids for each album, as
-// a host would keep them.
+// The yardstick: a hash map of plain items, and a list of ids for each album, as a host would keep
+// them.
 class PlainItems {
  public:
   void Add(const std::string& album, const std::string& id) {

@@ -1,6 +1,8 @@
 // Looks items up one by one, and lists an album the first time that somebody asks for it.
 #include "host/account/AccountItems.h"
 
+#include <algorithm>
+
 namespace kelo::host {
 namespace {
 
@@ -42,31 +44,31 @@ std::optional<std::string> AccountItems::NameOf(const std::string& id) {
   return std::string(FieldText(item->name));
 }
 
-const AccountItems::Contents& AccountItems::ContentsOf(const std::string& albumId) {
-  const auto [known, isNew] = contentsOf_.try_emplace(albumId);
+const AccountItems::Ids& AccountItems::IdsIn(const std::string& albumId) {
+  const auto [known, isNew] = idsIn_.try_emplace(albumId);
   if (isNew)
     if (const auto items = IfAny([&] { return library_.ListRecords(albumId, Kind::FileItem); }))
-      for (const tagKELO_ItemInfo& item : *items) {
-        known->second.ids.emplace(FieldText(item.itemId));
-        known->second.idsByName.emplace(FieldText(item.name), FieldText(item.itemId));
-      }
+      for (const tagKELO_ItemInfo& item : *items)
+        known->second.emplace(FieldText(item.name), FieldText(item.itemId));
   return known->second;
 }
 
 bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
   // To list an album takes much memory, and few items are in more than one.
   const auto item = Find(id);
-  return item && (FieldText(item->parentId) == albumId || ContentsOf(albumId).ids.contains(id));
+  if (!item || FieldText(item->parentId) == albumId) return item.has_value();
+  const auto [first, last] = IdsIn(albumId).equal_range(std::string(FieldText(item->name)));
+  return std::any_of(first, last, [&](const auto& named) { return named.second == id; });
 }
 
 std::vector<std::string> AccountItems::Beside(const std::string& id,
                                               const std::vector<std::string>& names) {
   const auto item = Find(id);
   if (!item) return {};
-  const Contents& contents = ContentsOf(std::string(FieldText(item->parentId)));
+  const Ids& all = IdsIn(std::string(FieldText(item->parentId)));
   std::vector<std::string> ids;
   for (const std::string& name : names) {
-    const auto [first, last] = contents.idsByName.equal_range(name);
+    const auto [first, last] = all.equal_range(name);
     for (auto each = first; each != last; ++each) ids.push_back(each->second);
   }
   return ids;

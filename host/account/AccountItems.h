@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "host/library/Library.h"
@@ -25,18 +24,15 @@ class AccountItems {
   std::vector<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
 
  private:
-  struct Contents {
-    std::unordered_set<std::string> ids;
-    std::unordered_multimap<std::string, std::string> idsByName;
-  };
+  using Ids = std::unordered_multimap<std::string, std::string>;  // by names
 
   std::optional<tagKELO_ItemInfo> Find(const std::string& id);
   bool IsOwnAlbum(const std::string& id);
-  const Contents& ContentsOf(const std::string& albumId);
+  const Ids& IdsIn(const std::string& albumId);
 
   Library& library_;
-  std::map<std::string, bool> isOwnAlbum_;      // by id
-  std::map<std::string, Contents> contentsOf_;  // by ids of albums
+  std::map<std::string, bool> isOwnAlbum_;  // by id
+  std::map<std::string, Ids> idsIn_;        // by ids of albums
 };
 
 }  // namespace kelo::host

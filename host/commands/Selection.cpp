@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <utility>
 
 #include "host/names/Failure.h"
 #include "host/names/Names.h"
@@ -88,10 +89,11 @@ std::vector<std::string> WithListed(std::vector<std::string> names, const std::s
   errno = 0;
   if (list != "-") file.open(list);
   std::istream& lines = list == "-" ? std::cin : file;
+  bool isFirst = true;
   for (std::string line; std::getline(lines, line);) {
     // As other systems write lists.
     if (line.ends_with('\r')) line.pop_back();
-    if (line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);
+    if (std::exchange(isFirst, false) && line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);
     if (!line.empty()) names.push_back(line);
   }
   // At its end, a list that was read is neither bad nor closed.

@@ -132,6 +132,27 @@ bool Loads(Output& out, Library& library) {
   }
 }
 
+// To how many.
+size_t Bring(Output& out, Library& library, Memory& memory, const std::vector<Words>& all) {
+  size_t brought = 0;
+  for (const Words& one : all) {
+    const std::string path = Shown(one.file->path);
+    try {
+      if (HasProperties(one)) library.Modify(one.file->itemId, one.properties);
+      if (!one.tags.empty()) library.AddTags(one.file->itemId, one.tags);
+      memory.KeepBrought(one.file->itemId, one.digest);
+      ++brought;
+      if (one.isCut) out.Note(path + ": its caption or keywords are too long, and were cut");
+    } catch (const Error& failure) {
+      if (failure.Code() == kKELOResult_Aborted) throw;
+      out.Problem(fmt::format("{}: its metadata were not brought to its item: {}", path,
+                              ResultText(failure.Code(), failure.Command())));
+      if (failure.Code() == kKELOResult_NoSession) break;  // as would all others
+    }
+  }
+  return brought;
+}
+
 }  // namespace
 
 bool BringMetadata(Output& out, Library& library, Memory& memory, const UploadPlan& plan,
@@ -147,25 +168,8 @@ bool BringMetadata(Output& out, Library& library, Memory& memory, const UploadPl
       memory.KeepBrought(file->itemId, words.digest);
   }
   // Tags are only added to what is in the catalogue, which does not know the new items yet.
-  const bool isLoaded =
-      std::ranges::all_of(all, [](const Words& one) { return one.tags.empty(); }) ||
-      Loads(out, library);
-  size_t brought = 0;
-  for (const Words& one : isLoaded ? all : std::vector<Words>()) {
-    const std::string path = Shown(one.file->path);
-    try {
-      if (HasProperties(one)) library.Modify(one.file->itemId, one.properties);
-      if (!one.tags.empty()) library.AddTags(one.file->itemId, one.tags);
-      memory.KeepBrought(one.file->itemId, one.digest);
-      ++brought;
-      if (one.isCut) out.Note(path + ": its caption or keywords are too long, and were cut");
-    } catch (const Error& failure) {
-      if (failure.Code() == kKELOResult_Aborted) throw;
-      out.Problem(fmt::format("{}: its metadata were not brought to its item: {}", path,
-                              ResultText(failure.Code(), failure.Command())));
-      if (failure.Code() == kKELOResult_NoSession) break;  // as would all others
-    }
-  }
+  const bool hasTags = std::ranges::any_of(all, [](const Words& one) { return !one.tags.empty(); });
+  const size_t brought = hasTags && !Loads(out, library) ? 0 : Bring(out, library, memory, all);
   out.Count("metadataBrought", brought);
   out.Count("metadataFailed", all.size() - brought);
   const std::string files = CountText(brought, "file");

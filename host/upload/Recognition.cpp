@@ -17,7 +17,7 @@ constexpr const char* kNoFilesDigest = "unknown";
 }  // namespace
 
 AccountItems* Recognition::Account() {
-  if (!std::exchange(isAsked_, true)) {
+  if (!account_ && !failure_) {
     try {
       account_.emplace(loading_.valid() ? *loading_.get() : loaded_());
     } catch (const Error& failure) {

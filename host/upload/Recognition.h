@@ -60,7 +60,6 @@ class Recognition {
 
   Memory& memory_;
   const std::function<Library&()> loaded_;
-  bool isAsked_ = false;  // the service, for the account
   std::future<Library*> loading_;
   std::optional<AccountItems> account_;
   std::unordered_set<std::string> isOfThisRun_;  // ids of what it has stored
