@@ -147,7 +147,11 @@ bool Filter::TakesSize(std::uint64_t bytes) const {
 
 std::vector<std::string> WithoutBraces(const std::string& glob) {
   std::vector<std::string> globs;
-  AddWithoutBraces(glob, 0, globs);
+  constexpr std::string_view kFolders = "/**/";  // or no folder
+  std::string spelled = glob;
+  for (size_t at = 0; (at = spelled.find(kFolders, at)) != spelled.npos; at += kFolders.size() + 2)
+    spelled.replace(at, kFolders.size(), "{/,/**/}");
+  AddWithoutBraces(spelled, 0, globs);
   return globs.size() <= kMaxGlobs ? globs : std::vector<std::string>();
 }
 

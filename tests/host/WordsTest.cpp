@@ -25,6 +25,7 @@ TEST(FilterTest, ReadsWhatAPersonWrites) {
   const std::pair<std::string, Words> globs[] = {
       {"{a,b{1,,2}}.{x,y}", {"a.x", "a.y", "b1.x", "b1.y", "b.x", "b.y", "b2.x", "b2.y"}},
       {"{a{b,c}", {"{ab", "{ac"}},
+      {"/**/a/**/b/**", {"/a/b/**", "/a/**/b/**", "/**/a/b/**", "/**/a/**/b/**"}},
       {"{4F2A}}{,{", {"{4F2A}}{,{"}},
       {"\\{a,b}{c\\,d,\\}}", {"\\{a,b}c\\,d", "\\{a,b}\\}"}},
       {Repeated("{a,b}", 30), {}}};
