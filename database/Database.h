@@ -20,6 +20,8 @@ class DatabaseError : public std::runtime_error {
  public:
   DatabaseError(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
   bool IsConstraint() const { return (code_ & 0xFF) == SQLITE_CONSTRAINT; }
+  // Another program has held it for longer than this one waits.
+  bool IsBusy() const { return (code_ & 0xFF) == SQLITE_BUSY; }
   // The file is no database, or a broken one.
   bool IsDamage() const {
     return (code_ & 0xFF) == SQLITE_NOTADB || (code_ & 0xFF) == SQLITE_CORRUPT;

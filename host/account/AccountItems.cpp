@@ -2,6 +2,9 @@
 #include "host/account/AccountItems.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "host/account/AccountTree.h"
 
 namespace kelo::host {
 namespace {
@@ -53,6 +56,16 @@ const AccountItems::Ids& AccountItems::IdsIn(const std::string& albumId) {
   return known->second;
 }
 
+std::vector<std::string> AccountItems::Named(const std::vector<std::string>& names,
+                                             const Ids& all) {
+  std::vector<std::string> ids;
+  for (const std::string& name : names) {
+    const auto [first, last] = all.equal_range(name);
+    for (auto each = first; each != last; ++each) ids.push_back(each->second);
+  }
+  return ids;
+}
+
 bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
   // To list an album takes much memory, and few items are in more than one.
   const auto item = Find(id);
@@ -65,12 +78,14 @@ std::vector<std::string> AccountItems::Beside(const std::string& id,
                                               const std::vector<std::string>& names) {
   const auto item = Find(id);
   if (!item) return {};
-  const Ids& all = IdsIn(std::string(FieldText(item->parentId)));
-  std::vector<std::string> ids;
-  for (const std::string& name : names) {
-    const auto [first, last] = all.equal_range(name);
-    for (auto each = first; each != last; ++each) ids.push_back(each->second);
-  }
+  return Named(names, IdsIn(std::string(FieldText(item->parentId))));
+}
+
+std::set<std::string> AccountItems::Called(const std::vector<std::string>& names) {
+  std::set<std::string> ids;
+  for (const AccountPlace& place : AccountTree(library_, AccountTree::Tells::kNo).Places())
+    if (IsOwnAlbum(place.entry.id))
+      for (std::string& id : Named(names, IdsIn(place.entry.id))) ids.insert(std::move(id));
   return ids;
 }
 

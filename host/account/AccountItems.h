@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -22,6 +23,8 @@ class AccountItems {
   bool IsIn(const std::string& id, const std::string& albumId);
   // Ids of the items with one of these names in the album where this item was found first.
   std::vector<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
+  // Of all items with one of these names, wherever they lie.
+  std::set<std::string> Called(const std::vector<std::string>& names);
 
  private:
   using Ids = std::unordered_multimap<std::string, std::string>;  // by names
@@ -29,6 +32,7 @@ class AccountItems {
   std::optional<tagKELO_ItemInfo> Find(const std::string& id);
   bool IsOwnAlbum(const std::string& id);
   const Ids& IdsIn(const std::string& albumId);
+  static std::vector<std::string> Named(const std::vector<std::string>& names, const Ids& all);
 
   Library& library_;
   std::map<std::string, bool> isOwnAlbum_;  // by id

@@ -6,6 +6,7 @@
 
 #include "host/commands/Command.h"
 #include "host/commands/Selection.h"
+#include "host/download/Fetch.h"
 #include "host/names/ResultText.h"
 #include "host/upload/Albums.h"
 #include "host/upload/Metadata.h"
@@ -60,7 +61,9 @@ int Put(Host& host, const PutOptions& options) {
   const AlbumName album = albums.Meant(options.album);
   Library& library = host.WithSession();
   Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
-  Recognition recognition(memory, [&]() -> Library& { return host.Loaded(); });
+  Recognition recognition(
+      memory, [&]() -> Library& { return host.Loaded(); },
+      [&](const std::string& id) { return FetchDigest(library, id, StateFile::MemoryFolder()); });
   LeftOutCounts leftOut;
   std::vector<File> files = FilesOf(paths, options, album, recognition, leftOut);
   // A dry run adds up what would be stored, in the order of the plan.
@@ -77,9 +80,9 @@ int Put(Host& host, const PutOptions& options) {
   setDone();
   SendFiles(library, workers, plan,
             {.albumId = [&](const AlbumName& name) { return albums.Id(name); },
+             .recognition = recognition,
              .tags = options.tags,
-             .dryRun = options.dryRun,
-             .recognition = &recognition},
+             .dryRun = options.dryRun},
             [&](const File& file) {
               TellOutcome(out, file, options.dryRun);
               stored += file.outcome == UploadOutcome::kStored ? 1 : 0;

@@ -11,6 +11,7 @@
 
 #include "devservice/DevService.h"
 #include "host/account/PrintTree.h"
+#include "host/download/Fetch.h"
 #include "host/library/StateFile.h"
 #include "host/names/EntryWords.h"
 #include "host/names/Failure.h"
@@ -142,8 +143,18 @@ std::vector<File> DemoStory::Upload(const std::vector<std::string>& paths) {
   for (File& file : files) file.album = {.folder = {}, .album = kAlbum};
   std::vector<File> decided;
   Workers alone(library_, DoUploadTask, {});
+  // Each time it remembers nothing, so that the service is asked.
+  const DemoFolder folder;
+  Memory memory(out_, folder.Path(), "demo");
+  const auto digestOf = [&](const std::string& id) {
+    return FetchDigest(library_, id, folder.Path());
+  };
+  Recognition recognition(
+      memory, [this]() -> Library& { return library_; }, digestOf);
   SendFiles(library_, alone, PlanUpload(files, true),
-            {.albumId = [&](const AlbumName&) { return albumId_; }, .tags = "demo"},
+            {.albumId = [&](const AlbumName&) { return albumId_; },
+             .recognition = recognition,
+             .tags = "demo"},
             [&](const File& file) { decided.push_back(file); });
   return decided;
 }

@@ -47,14 +47,16 @@ struct Shared {
   InOrder<FetchedFile> told;
   std::optional<Progress> progress{};  // none where nothing is fetched
   std::map<fs::path, int> failed{};    // folders, with what went wrong
-  int failures = 0;                    // in a row, in the order of the plan
+  int failures = 0;                    // in a row, in the order in which files are told
   bool aborted = false;
 
-  void Count(const FetchedFile& file) {
+  // More of those that were under way together may fail than would have failed one by one.
+  FetchedFile Counted(FetchedFile file) {
     if (file.outcome == FetchOutcome::kFetched || file.code == kKELOResult_NotFound)
       failures = 0;  // the service has answered
     else if (file.outcome == FetchOutcome::kFailed && !IsItsOwn(file.code))
-      ++failures;
+      if (failures++ >= kMaxFailedInARow) return {.file = std::move(file.file)};
+    return file;
   }
 };
 
@@ -248,13 +250,11 @@ void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const Fetc
                const std::function<void(const FetchedFile&)>& report) {
   const size_t toFetch = options.dryRun ? 0 : CountToFetch(plan, options);
   if (toFetch > 0) Prepare(plan.to);
-  Shared shared{.library = library,
-                .plan = plan,
-                .options = options,
-                .told = {plan.files.size(), [&](const FetchedFile& file) {
-                           shared.Count(file);
-                           report(file);
-                         }}};
+  Shared shared{
+      .library = library,
+      .plan = plan,
+      .options = options,
+      .told = {plan.files.size(), [&](const FetchedFile& file) { report(shared.Counted(file)); }}};
   if (toFetch > 0)
     shared.progress.emplace(library.Out(), Job{.doing = "fetching", .files = toFetch});
   size_t next = 0;
@@ -275,6 +275,18 @@ Message DoDownloadTask(Library& library, const Message& task, int folder,
   } catch (const Error& failure) {
     return {{"code", failure.Code()}, {"size", 0}};
   }
+}
+
+std::string FetchDigest(Library& library, const std::string& id, const fs::path& folder) try {
+  const Arrival arrival(folder);
+  const Message task = {
+      {"url", library.Info(id).originalUrl}, {"folder", folder.string()}, {"name", arrival.Name()}};
+  const std::uint32_t code = DoDownloadTask(library, task, arrival.Folder(), {}).at("code");
+  if (code == kKELOResult_Aborted || IsUnclear(code))
+    throw Error("download", code, kKELOCommand_Download);
+  return code != 0 || arrival.IsMessage() ? "" : arrival.TakeDigest();
+} catch (const std::system_error&) {
+  return {};
 }
 
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<Item>& items,

@@ -46,6 +46,11 @@ void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const Fetc
 Message DoDownloadTask(Library& library, const Message& task, int folder,
                        const OnProgress& progress);
 
+// The digest of the item's bytes, which arrive in `folder` and leave nothing there; empty: the
+// service has none for it, or there is no room. Throws Error where asking again may help.
+std::string FetchDigest(Library& library, const std::string& id,
+                        const std::filesystem::path& folder);
+
 // The originals of `items` into `folder`, in their order, by this process alone.
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<Item>& items,
                                const std::filesystem::path& folder);

@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "host/library/FileLock.h"
+#include "host/names/Failure.h"
 #include "host/names/Names.h"
 
 namespace kelo::host {
@@ -23,7 +24,8 @@ constexpr std::int64_t kVersion = 3;
 constexpr const char* kTables = R"(
 CREATE TABLE IF NOT EXISTS files (
   path TEXT PRIMARY KEY, device INTEGER, inode INTEGER, size INTEGER, modified INTEGER,
-  changed INTEGER, digest TEXT NOT NULL, item TEXT NOT NULL, seen INTEGER) WITHOUT ROWID;
+  changed INTEGER, digest TEXT NOT NULL, item TEXT NOT NULL, seen INTEGER  -- null: it is open
+) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS items (
   id TEXT PRIMARY KEY, digest TEXT NOT NULL, certain INTEGER NOT NULL) WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS items_by_digest ON items (digest);
@@ -121,6 +123,9 @@ template <typename Call>
 void Memory::Try(const Call& call) try {
   call();
 } catch (const DatabaseError& failure) {
+  if (failure.IsBusy())
+    throw Failure(fmt::format("another program holds the memory of what was sent, {}; try again",
+                              Shown(path_.string())));
   database_.reset();
   out_.Note(fmt::format("cannot use the memory of what was sent, {}: {}", Shown(path_.string()),
                         failure.what()));
@@ -152,10 +157,14 @@ std::optional<KnownFile> Memory::FileAt(const fs::path& path) {
   if (database_)
     Try([&] {
       Statement row = database_->Query(
-          "SELECT device, inode, size, modified, changed, digest, item FROM files WHERE path = ?",
+          "SELECT device, inode, size, modified, changed, digest, item, seen IS NULL FROM files "
+          "WHERE path = ?",
           KeyOf(path));
       if (!row.Step()) return;
-      file = {.stamp = StampOf(row), .digest = row.Text(5), .itemId = row.Text(6)};
+      file = {.stamp = StampOf(row),
+              .digest = row.Text(5),
+              .itemId = row.Text(6),
+              .isOpen = row.Number(7) != 0};
     });
   return file;
 }
@@ -214,6 +223,19 @@ void Memory::Keep(const fs::path& path, const KnownFile& file) {
       database_->Execute("INSERT OR REPLACE INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
                          KeyOf(path), stamp.device, stamp.inode, stamp.size, stamp.modified,
                          stamp.changed, file.digest, file.itemId, std::time(nullptr));
+    });
+}
+
+void Memory::KeepOpen(const fs::path& path, const Stamp& stamp, const std::string& digest) {
+  if (database_)
+    Try([&] {
+      database_->Execute(
+          "INSERT INTO files VALUES (?, ?, ?, ?, ?, ?, ?, '', NULL) ON CONFLICT (path) DO UPDATE "
+          "SET device = excluded.device, inode = excluded.inode, size = excluded.size, modified = "
+          "excluded.modified, changed = excluded.changed, digest = excluded.digest, seen = NULL "
+          "WHERE seen IS NOT NULL",
+          KeyOf(path), stamp.device, stamp.inode, stamp.size, stamp.modified, stamp.changed,
+          digest);
     });
 }
 

@@ -3,7 +3,8 @@
 // without this a file that was edited in place would be taken for the stored one.
 //
 // A database for each account, in the state folder and for its owner alone. Several programs may
-// use it at once. Where it cannot be had, that is told once, and nothing is known.
+// use it at once. Where it cannot be had, that is told once, and nothing is known. Where another
+// program holds it for long, the calls throw Failure: what could be known is not to be guessed.
 #pragma once
 
 #include <sys/stat.h>
@@ -43,7 +44,8 @@ struct Stamp {
 struct KnownFile {
   Stamp stamp{};
   std::string digest;
-  std::string itemId;  // that it went to, or came from
+  std::string itemId;   // that it went to, or came from
+  bool isOpen = false;  // it set out with these bytes, and nobody knows what became of them
   bool operator==(const KnownFile&) const = default;
 };
 
@@ -81,6 +83,9 @@ class Memory {
   void KeepBrought(const std::string& id, const std::string& digest);
 
   void Keep(const std::filesystem::path& path, const KnownFile& file);
+  // The file sets out now: its row is open until Keep knows what became of it. One that is open
+  // stays as it is: what set out first may have come too. A row keeps the item that it had.
+  void KeepOpen(const std::filesystem::path& path, const Stamp& stamp, const std::string& digest);
   void Keep(const std::filesystem::path& path, const UnfitFile& file);
   // What is certain is not replaced by what is not.
   void Keep(const std::string& id, const KnownItem& item);

@@ -28,8 +28,8 @@ struct AlbumName {
 // sent like any other.
 enum class Duplicate {
   kNone,
-  kCopy,      // the same bytes: sent later, so that the check finds the first
-  kLookalike  // other bytes: sent unchecked if this run stored the first
+  kLookalike,  // other bytes: sent later, and unchecked if this run stored the first
+  kCopy        // the same bytes as one before it, its original: decided last, by what became of it
 };
 
 enum class UploadOutcome {
@@ -65,9 +65,11 @@ struct File {
   bool isCertain = true;    // false where the service has taken it for its item by name, size, date
   bool isKept = false;      // the memory holds all this already
   bool wasOther = false;    // it is the item of an earlier run with other bytes
+  bool isInDoubt = false;   // an earlier run has sent it, and never knew whether it came
   Duplicate duplicate = Duplicate::kNone;
-  size_t place = 0;        // among the files of the plan
-  bool maybeSent = false;  // the check found it new, and it was sent since: it may be stored
+  const File* original = nullptr;  // of a copy
+  size_t place = 0;                // among the files of the plan
+  bool maybeSent = false;          // by a request of this run that had no answer: it may be stored
   UploadOutcome outcome = UploadOutcome::kUndecided;
   std::uint32_t code = 0;  // of a failure; of kNotSent: why the upload ended, 0: another reason
   std::string itemId{};    // where the service named one

@@ -39,14 +39,19 @@ bool HaveSameBytes(const File& left, const File& right) {
 }
 
 void MarkDuplicates(const std::vector<Files>& groups) {
-  std::unordered_map<std::string, const File*> firsts;
-  firsts.reserve(groups.size());
+  std::unordered_multimap<std::string, const File*> originals;
+  originals.reserve(groups.size());
   for (const Files& group : groups) {
-    const File& file = *group.front();
-    const auto [first, isFirst] = firsts.emplace(CheckKey(file, file.Name()), &file);
-    if (isFirst) continue;
-    const bool isCopy = HaveSameBytes(*first->second, file);
-    for (File* each : group) each->duplicate = isCopy ? Duplicate::kCopy : Duplicate::kLookalike;
+    File& file = *group.front();
+    const std::string key = CheckKey(file, file.Name());
+    const auto [first, last] = originals.equal_range(key);
+    const auto same = std::find_if(
+        first, last, [&file](const auto& each) { return HaveSameBytes(*each.second, file); });
+    if (same != last) file.original = same->second;
+    if (first != last)
+      for (File* each : group)
+        each->duplicate = file.original == nullptr ? Duplicate::kLookalike : Duplicate::kCopy;
+    if (same == last) originals.emplace(key, &file);
   }
 }
 
@@ -125,7 +130,7 @@ UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes) {
   AddMemos(memos, check, groups, plan.unfit);
   if (check) MarkDuplicates(groups);
   // The duplicates go when the first of each has gone.
-  for (const Duplicate kind : {Duplicate::kNone, Duplicate::kCopy, Duplicate::kLookalike}) {
+  for (const Duplicate kind : {Duplicate::kNone, Duplicate::kLookalike, Duplicate::kCopy}) {
     std::vector<Files> meant;
     for (const Files& group : groups)
       if (group.front()->duplicate == kind) meant.push_back(group);

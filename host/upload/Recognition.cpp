@@ -2,6 +2,8 @@
 #include "host/upload/Recognition.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -43,14 +45,17 @@ void Recognition::Recognise(const Files& files) {
 void Recognition::Expect(const std::vector<File>& files) {
   bool isKnown = false;
   memory_.AskTogether([&] {
-    isKnown = std::ranges::any_of(
-        files, [this](const File& file) { return memory_.FileAt(file.path).has_value(); });
+    isKnown = std::ranges::any_of(files, [this](const File& file) {
+      const auto known = memory_.FileAt(file.path);
+      return known && !known->itemId.empty();
+    });
   });
   if (isKnown) loading_ = std::async(std::launch::async, [this] { return &loaded_(); });
 }
 
 void Recognition::Recall(File& file) {
   const auto known = memory_.FileAt(file.path);
+  file.isInDoubt = known && known->isOpen;
   if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
   if (!known || file.digest.empty() || !HasBytesOf(known->itemId, file)) return;
   file.knownItem = known->itemId;
@@ -91,10 +96,15 @@ bool Recognition::IsInAlbum(const File& file, const std::string& albumId) {
 bool Recognition::IsMeant(File& file) {
   const auto item = memory_.ItemOf(file.itemId);
   file.isCertain = item && item->certain && item->digest == file.digest;
-  if (!item || file.digest.empty() || item->digest == file.digest) return true;
+  if (file.digest.empty() || (item && item->digest == file.digest)) return true;
   const auto known = memory_.FileAt(file.path);
+  const bool hasSetOutSo = file.isInDoubt && known && known->digest == file.digest;
+  if (!item && (hasSetOutSo || !file.isInDoubt || !known)) return true;
+  if (hasSetOutSo && FindByBytes({&file})) return true;
+  // It is what set out then.
+  if (!item) memory_.Keep(file.itemId, {.digest = known->digest, .certain = false});
   const auto former = known ? memory_.ItemOf(known->itemId) : std::nullopt;
-  file.wasOther = former && former->digest != file.digest;
+  file.wasOther = !item || (former && former->digest != file.digest);
   return false;
 }
 
@@ -115,6 +125,46 @@ bool Recognition::IsThereToo(File& memo, const std::string& picture) {
            std::ranges::any_of(memory_.ItemsWith(memo.digest),
                                [this](const std::string& id) { return isOfThisRun_.contains(id); });
   return std::ranges::any_of(Account()->Beside(picture, CatalogueNamesOf(memo.Name())), isItem);
+}
+
+void Recognition::SetOut(const Files& files) {
+  memory_.KeepTogether([&] {
+    for (const File* file : files)
+      if (!file->digest.empty()) memory_.KeepOpen(file->path, RowOf(*file, "").stamp, file->digest);
+  });
+}
+
+void Recognition::FindStored(const Files& files) {
+  Library& library = loaded_();
+  library.Load();
+  account_.emplace(library);
+  FindByBytes(files);
+  for (File* file : files)
+    if (!file->itemId.empty()) {
+      file->outcome = UploadOutcome::kStored;
+      file->code = 0;
+    }
+}
+
+bool Recognition::FindByBytes(const Files& files) {
+  if (Account() == nullptr) throw Error(*failure_);
+  std::set<std::string> unknown;
+  for (const File* file : files)
+    for (const std::string& id : Account()->Called(CatalogueNamesOf(file->Name())))
+      if (!memory_.ItemOf(id)) unknown.insert(id);
+  std::multimap<std::string, std::string> ids;  // by digests
+  for (const std::string& id : unknown) {
+    const std::string digest = digestOf_(id);
+    if (digest.empty()) continue;
+    memory_.Keep(id, {.digest = digest});
+    ids.emplace(digest, id);
+  }
+  for (File* file : files) {
+    auto found = ids.extract(file->digest);
+    file->itemId = found ? std::move(found.mapped()) : "";
+    file->isCertain = true;
+  }
+  return std::ranges::none_of(files, [](const File* file) { return file->itemId.empty(); });
 }
 
 void Recognition::Keep(const Files& files) {

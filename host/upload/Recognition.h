@@ -20,8 +20,11 @@ class Recognition {
  public:
   // `loaded` gives the library with the account loaded; it is asked only when some file's bytes are
   // known. What it throws, Recognise throws for those files: nobody knows whether they are there.
-  Recognition(Memory& memory, std::function<Library&()> loaded)
-      : memory_(memory), loaded_(std::move(loaded)) {}
+  // `digestOf` downloads an item for the digest of its bytes; empty: the service has none for it.
+  // May throw Error.
+  Recognition(Memory& memory, std::function<Library&()> loaded,
+              std::function<std::string(const std::string& id)> digestOf)
+      : memory_(memory), loaded_(std::move(loaded)), digestOf_(std::move(digestOf)) {}
 
   // Names, for each file that is undecided and has none yet, the item of the account that has its
   // bytes and a name for them, if one is known from an earlier run. A file without a digest is
@@ -41,6 +44,14 @@ class Recognition {
   // has changed since it was sent; it is then to be sent alone.
   bool IsThereToo(File& memo, const std::string& picture);
 
+  // These files leave now. Should this run end before it knows what became of them, the next one
+  // knows which bytes they had.
+  void SetOut(const Files& files);
+  // Finds those that a request without an answer has stored: among the account's new items of their
+  // names, by their bytes. They are kStored then, the others as they were. Throws Error where the
+  // account cannot be loaded anew, or an item that may be it cannot be had.
+  void FindStored(const Files& files);
+
   // What became of decided files, for the runs to come. A stored file that has other bytes by then
   // changed while it was sent.
   void Keep(const Files& files);
@@ -54,12 +65,16 @@ class Recognition {
   void Recall(File& file);
   // Whether that, or else another one with its bytes, is an item of the account.
   void Confirm(File& file);
+  // Downloads the items of the files' names whose bytes nobody knows, and names each file's, if it
+  // is among them. Whether all are.
+  bool FindByBytes(const Files& files);
   void Keep(File& file);
   AccountItems* Account();  // null: it could not be loaded, for this reason
   std::optional<Error> failure_;
 
   Memory& memory_;
   const std::function<Library&()> loaded_;
+  const std::function<std::string(const std::string& id)> digestOf_;
   std::future<Library*> loading_;
   std::optional<AccountItems> account_;
   std::unordered_set<std::string> isOfThisRun_;  // ids of what it has stored

@@ -47,13 +47,23 @@ Files TakeOutWhole(UploadRequest& request, IsMeant isMeant) {
 struct Shared {
   Library& library;
   const SendOptions& options;
-  InOrder<const File*> told;
+  InOrder<File*> told;
   std::optional<Progress> progress{};        // none in a dry run
   std::unordered_set<std::string> stored{};  // the keys of what was stored
-  unsigned failedInARow = 0;
-  bool full = false;            // the storage
-  std::uint64_t previewed = 0;  // bytes that a dry run would have stored
-  std::uint32_t ended = 0;      // by which failure, 0: it goes on
+  unsigned failedInARow = 0;                 // in the order in which files are told
+  bool full = false;                         // the storage
+  std::uint64_t previewed = 0;               // bytes that a dry run would have stored
+  std::uint32_t ended = 0;                   // by which failure, 0: it goes on
+
+  // More of those that were under way together may fail than would have failed one by one.
+  void Count(File& file) {
+    if (file.Held()) failedInARow = 0;
+    if (file.outcome != UploadOutcome::kFailed || !IsUnclear(file.code)) return;
+    if (failedInARow == kMaxFailuresInARow)
+      file.outcome = UploadOutcome::kNotSent;
+    else if (++failedInARow == kMaxFailuresInARow)
+      ended = file.code;
+  }
 };
 
 class Sender {
@@ -73,24 +83,21 @@ class Sender {
     } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       EndIfHopeless(failure.Code());
-      return Fail(request, failure.Code(), UploadOutcome::kNotSent);
+      return Report(request.files, UploadOutcome::kNotSent, failure.Code());
     }
     if (duplicate == Duplicate::kLookalike) SendLookalikes(request);
     if (request.check) AskByOtherNames(request);
     SendOrPreview(request, duplicate == Duplicate::kCopy);
-    // After the check once more nobody would know which of the two it has found.
-    if (request.files = std::exchange(others_, {}); request.files.empty()) return;
+    request.files = std::exchange(others_, {});
     request.check = false;
     SendOrPreview(std::move(request), false);
-    Report(std::exchange(others_, {}), UploadOutcome::kNotConfirmed, 0);
   }
 
  private:
   // What the account holds by its bytes needs no question. A memo goes with its picture.
   void DecideKnown(UploadRequest& request) {
-    Recognition* const recognition = shared_.options.recognition;
-    if (recognition == nullptr) return;
-    recognition->Recognise(request.files);
+    Recognised().Recognise(request.files);
+    for (File* file : request.files) KnowByOriginal(*file);
     const auto isKnown = [](const File* file) { return !file->knownItem.empty(); };
     if (request.HasPairs() && !isKnown(request.files.front())) return;
     const bool hasPairs = request.HasPairs();
@@ -105,21 +112,37 @@ class Sender {
     PlaceAndReport(request, known);
   }
 
-  // Whether the account holds the memo of a picture that it holds. The check says so without a
-  // look.
+  // By one that this run has stored. Both may have changed since they were compared.
+  static void KnowByOriginal(File& copy) {
+    const File* const original = copy.original;
+    const bool isStored = original != nullptr && IsStored(original);
+    if (!isStored || original->digest != copy.digest || !copy.knownItem.empty()) return;
+    copy.knownItem = original->itemId;
+    copy.isCertain = original->isCertain;
+  }
+
+  // Whether the account holds the memo of a picture that it holds.
   bool IsThereToo(File& memo, const std::string& picture, const UploadRequest& request) {
-    Recognition* const recognition = shared_.options.recognition;
-    if (recognition == nullptr) return true;
-    if (!recognition->IsThereToo(memo, picture)) return false;
+    if (!Recognised().IsThereToo(memo, picture)) return false;
     SetThere(memo, request);
     return true;
   }
 
   void SetThere(File& file, const UploadRequest& request) const {
-    const bool isInAlbum =
-        !file.album.Empty() && shared_.options.recognition->IsInAlbum(file, request.albumId);
-    file.outcome = isInAlbum ? UploadOutcome::kAlreadyInAlbum : UploadOutcome::kAlreadyThere;
+    file.outcome =
+        IsInAlbum(file, request) ? UploadOutcome::kAlreadyInAlbum : UploadOutcome::kAlreadyThere;
   }
+
+  bool IsInAlbum(const File& file, const UploadRequest& request) const {
+    if (file.album.Empty()) return false;
+    // The account was loaded before this run stored anything.
+    const File* const original = file.original;
+    if (original != nullptr && IsStored(original) && original->itemId == file.itemId)
+      return original->album == file.album;
+    return Recognised().IsInAlbum(file, request.albumId);
+  }
+
+  Recognition& Recognised() const { return shared_.options.recognition; }
 
   void SendOrPreview(UploadRequest request, bool areCopies) {
     if (request.files.empty()) return;
@@ -131,14 +154,15 @@ class Sender {
   void SendUntilDecided(UploadRequest request) {
     if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     for (unsigned failed = 1; !request.files.empty(); ++failed) {
+      if (!request.check) TakeStored(request);
+      if (request.files.empty()) return;
       const auto [result, mayPass] = Try(request);
       if (request.files.empty()) return;
       if (result == kKELOResult_NotFound && Drop(request, IsUnreadable, result)) continue;
       if (result == kKELOResult_NoSpace && KeepWhatFits(request)) continue;
       if (IsUnclear(result)) {
-        // Memos alone cannot be asked about: nobody would know whether they are stored.
-        if (std::ranges::all_of(request.files, &File::IsVoiceMemo)) return Fail(request, result);
-        request.check = true;
+        // The check would not look at memos alone.
+        if (std::ranges::all_of(request.files, &File::IsVoiceMemo)) request.check = false;
         // A request in which the bad file is searched for is halved at once.
         const bool retries = mayPass && (!request.searching || request.files.size() == 1);
         if (retries && Pause(failed, result)) continue;
@@ -150,10 +174,26 @@ class Sender {
     }
   }
 
+  // Of what may be stored without the check, the account itself tells. Without it nobody does.
+  void TakeStored(UploadRequest& request) try {
+    Files sent = request.files;
+    std::erase_if(sent, [](const File* file) { return !file->maybeSent; });
+    if (sent.empty()) return;
+    Recognised().FindStored(sent);
+    PlaceAndReport(request, TakeOut(request.files, IsStored));
+  } catch (const Error& failure) {
+    if (failure.Code() == kKELOResult_Aborted) throw;
+    EndIfHopeless(failure.Code());
+    Report(std::exchange(request.files, {}), UploadOutcome::kNotConfirmed, 0);
+  }
+
   // Files whose outcome is then known are reported and leave the request; those that the service
   // held already are put into the album first.
   UploadAnswer Try(UploadRequest& request, bool checkOnly = false, size_t other = 0) {
-    if (part_ && !checkOnly) Announce(request.files, *part_);
+    if (part_ && !checkOnly) {
+      Announce(request.files, *part_);
+      Recognised().SetOut(request.files);
+    }
     const UploadAnswer answer =
         PerformThere(lane_, shared_.library, request,
                      part_ ? OnProgress(std::ref(*part_)) : OnProgress(), checkOnly, other);
@@ -178,21 +218,20 @@ class Sender {
     return answer;
   }
 
-  // The service has taken the file for an item with other bytes. So may one that counts as stored
-  // since its request may have been: of what a dead worker had, some was not to be sent.
+  // The service has taken the file for an item with other bytes. So it may have one that counts as
+  // stored since the check has found it behind its request: of what a dead worker had, some was not
+  // to be sent.
   bool IsOther(File& file) {
-    Recognition* const recognition = shared_.options.recognition;
     const bool isTaken = file.outcome == UploadOutcome::kAlreadyThere ||
                          file.outcome == UploadOutcome::kAlreadyInAlbum ||
-                         (IsStored(&file) && file.maybeSent);
-    return isTaken && recognition != nullptr && !recognition->IsMeant(file);
+                         (IsStored(&file) && file.code != 0);
+    return isTaken && !Recognised().IsMeant(file);
   }
 
   void PlaceAndReport(const UploadRequest& request, const Files& decided) {
     Place(shared_.library, request, decided, shared_.options.dryRun);
-    if (shared_.options.recognition != nullptr && !shared_.options.dryRun)
-      shared_.options.recognition->Keep(decided);
-    for (const File* file : decided) Report(*file);
+    if (!shared_.options.dryRun) Recognised().Keep(decided);
+    for (File* file : decided) Report(*file);
   }
 
   UploadAnswer Ask(UploadRequest& request, size_t other = 0) { return Try(request, true, other); }
@@ -201,8 +240,7 @@ class Sender {
     return lane_.Aside([&] { return shared_.library.PauseBeforeRetry(failed, result); });
   }
 
-  void Report(const File& file) {
-    if (file.Held()) shared_.failedInARow = 0;
+  void Report(File& file) {
     if (IsStored(&file)) shared_.stored.insert(CheckKey(file, file.Name()));
     if (part_) part_->Over(1, file.size);
     shared_.told.Tell(file.place, &file);
@@ -216,10 +254,8 @@ class Sender {
     }
   }
 
-  void Fail(const UploadRequest& request, std::uint32_t code,
-            UploadOutcome outcome = UploadOutcome::kFailed) {
-    Report(request.files, outcome, code);
-    if (IsUnclear(code) && ++shared_.failedInARow == kMaxFailuresInARow) shared_.ended = code;
+  void Fail(const UploadRequest& request, std::uint32_t code) {
+    Report(request.files, UploadOutcome::kFailed, code);
   }
 
   // The next request would meet the same failure.
@@ -355,12 +391,10 @@ void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>&
   // Reading pictures takes longer than anything else here, so it goes on while others are sent.
   std::vector<std::future<void>> reading;
   reading.reserve(requests.size());  // they stay where they are
-  const bool digests = shared.options.recognition != nullptr;
   const auto readUntil = [&](size_t end) {
     while (reading.size() < std::min(end, requests.size()) && shared.ended == 0)
-      reading.push_back(std::async([&files = requests[reading.size()].files, digests] {
-        ReadPictureFacts(files, digests);
-      }));
+      reading.push_back(
+          std::async([&files = requests[reading.size()].files] { ReadPictureFacts(files, true); }));
   };
   for (size_t next = 0; next < requests.size();) {
     const Duplicate kind = requests[next].files.front()->duplicate;
@@ -386,9 +420,11 @@ void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>&
 
 void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
                const SendOptions& options, const std::function<void(const File&)>& report) {
-  Shared shared{.library = library,
-                .options = options,
-                .told = {plan.files.size(), [&](const File* file) { report(*file); }}};
+  Shared shared{
+      .library = library, .options = options, .told = {plan.files.size(), [&](File* file) {
+                                                         shared.Count(*file);
+                                                         report(*file);
+                                                       }}};
   if (!options.dryRun)
     shared.progress.emplace(
         library.Out(),

@@ -39,14 +39,14 @@ bool HasChanged(const File& file) {
   return now && (now->size != file.size || now->modifyDate != file.modifyDate);
 }
 
-UploadOutcome OutcomeOf(const File& file) {
+UploadOutcome OutcomeOf(const File& file, const UploadRequest& request) {
   switch (file.code) {
     case kKELOResult_Success:
       if (file.itemId.empty()) return UploadOutcome::kNotConfirmed;
       break;
-    // What was new at an earlier check is there because it has been sent.
+    // What may have been sent is there because it was; then it is in the album, too.
     case kKELOResult_AlreadyExists:
-      if (!file.maybeSent) return UploadOutcome::kAlreadyThere;
+      if (!file.maybeSent || !request.albumId.empty()) return UploadOutcome::kAlreadyThere;
       break;
     case kKELOResult_AlreadyInAlbum:
       if (!file.maybeSent) return UploadOutcome::kAlreadyInAlbum;
@@ -71,12 +71,12 @@ void Decide(const UploadRequest& request, bool checkOnly, bool mayBeStored,
     File& file = *request.files[at];
     const auto& error = told[at].error;
     if (!isOver && (!error || error->Code() == answer.code)) {
-      file.maybeSent |= request.check && mayBeStored && !checkOnly;
+      file.maybeSent |= mayBeStored && !checkOnly;
       continue;
     }
     file.code = error ? error->Code() : std::uint32_t{kKELOResult_Success};
     file.itemId = std::move(told[at].id);
-    file.outcome = !error && !pictureSent ? UploadOutcome::kNotSent : OutcomeOf(file);
+    file.outcome = !error && !pictureSent ? UploadOutcome::kNotSent : OutcomeOf(file, request);
   }
 }
 

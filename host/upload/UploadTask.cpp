@@ -42,7 +42,7 @@ void SetOutcome(File& file, const Message& outcome) {
 // The worker died, or was ended.
 UploadAnswer Lost(const Library& library, const UploadRequest& request, bool hasSetOut) {
   if (library.IsStopped()) return {.code = kKELOResult_Aborted};
-  for (File* file : request.files) file->maybeSent |= request.check && hasSetOut;
+  for (File* file : request.files) file->maybeSent |= hasSetOut;
   return {.code = kKELOResult_ConnectionLost, .mayPass = true};
 }
 

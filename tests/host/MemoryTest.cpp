@@ -44,6 +44,10 @@ TEST_F(MemoryTest, OtherBytesAreNeverThere) {
     EXPECT_THAT(Put().out, EndsWith("0 stored, 1 already there, 0 not stored\n"));
   }
   EXPECT_EQ(Account().size(), 4u);  // with the root album
+  // Of the name, size and date of another one; the third is a copy of the second.
+  Set("1/c.jpg", "first"), Set("2/c.jpg", "other"), Set("3/c.jpg", "other");
+  EXPECT_THAT(Put().out, EndsWith("2 stored, 2 already there, 0 not stored\n"));
+  fs::remove_all(In() / "1"), fs::remove_all(In() / "2"), fs::remove_all(In() / "3");
   // A voice memo goes with its picture.
   Set("b.jpg", "first");
   Set("b.wav", "sound");

@@ -95,10 +95,9 @@ class RoundTripTest : public GetTest {
                                  "albums, {} not stored\n",
                                  all_ - copies, copies, counts_["refused"])));
     EXPECT_EQ(Changes(), std::vector<size_t>(4));
-    std::atomic<int> pairs = 0;
-    const auto isLast = [&](const ClientRequest& request) {  // a picture and its memo
-      return request.method == "UploadItems" &&
-             request.body.find("\"dawn.wav\"") != request.body.npos && ++pairs == 2;
+    std::atomic<size_t> placed = 0;
+    const auto isLast = [&](const ClientRequest& request) {
+      return request.method == "AddItemsToAlbum" && ++placed == copies;
     };
     const auto up = OnTerminal(Put(In(), "--transfers=1"), 1, isLast,
                                fmt::format("sending {}/{}  ", all_ - 1, all_));

@@ -46,6 +46,24 @@ TEST_F(GetTest, SeveralAtATimeTellWhatOneTells) {
   EXPECT_EQ(trees.begin()->size(), 11u);
 }
 
+// Of those that were under way, more fail than would have failed one by one.
+TEST_F(GetTest, SeveralThatFailTellWhatOneTells) {
+  std::set<std::string> told;
+  for (int at = 0; at < 12; ++at)
+    for (const char* kind : {"jpg", "wav"}) Write(fmt::format("in/{}.{}", at, kind), "x");
+  for (const Words& command : {Words{"put", In()}, Words{"get", "root", "--to", Out()}}) {
+    for (const char* transfers : kNumbers) {
+      ScriptAccount(Pictures(12), [&](const std::string&) { return Reply{.status = 500}; });
+      if (command.front() == "put") AnswerWith(Refusal(999), "UploadItems");
+      const Words rest{"--json", "--quiet", "--retries", "0", "--transfers", transfers};
+      const Outcome outcome = Kelo(command + rest);
+      EXPECT_EQ(outcome.exitCode, 1);
+      told.insert(outcome.out + outcome.err);
+    }
+    EXPECT_EQ(told.size(), command.front() == "put" ? 1u : 2u) << ::testing::PrintToString(told);
+  }
+}
+
 // Albums and folders, memos with their pictures, copies, lookalikes, a file that cannot go. Large
 // ones, of which several lanes make several requests, and one in their midst that is there already.
 TEST_F(PutTest, SeveralAtATimeMakeTheSameAccount) {
