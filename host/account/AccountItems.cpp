@@ -56,14 +56,11 @@ const AccountItems::Ids& AccountItems::IdsIn(const std::string& albumId) {
   return known->second;
 }
 
-std::vector<std::string> AccountItems::Named(const std::vector<std::string>& names,
-                                             const Ids& all) {
-  std::vector<std::string> ids;
-  for (const std::string& name : names) {
-    const auto [first, last] = all.equal_range(name);
-    for (auto each = first; each != last; ++each) ids.push_back(each->second);
-  }
-  return ids;
+const std::vector<std::string>& AccountItems::Albums() {
+  if (albums_.empty())
+    for (const AccountPlace& place : AccountTree(library_, AccountTree::Tells::kNo).Places())
+      if (IsOwnAlbum(place.entry.id)) albums_.push_back(place.entry.id);
+  return albums_;
 }
 
 bool AccountItems::IsIn(const std::string& id, const std::string& albumId) {
@@ -78,14 +75,25 @@ std::vector<std::string> AccountItems::Beside(const std::string& id,
                                               const std::vector<std::string>& names) {
   const auto item = Find(id);
   if (!item) return {};
-  return Named(names, IdsIn(std::string(FieldText(item->parentId))));
+  return In(std::string(FieldText(item->parentId)), names);
+}
+
+std::vector<std::string> AccountItems::In(const std::string& albumId,
+                                          const std::vector<std::string>& names) {
+  if (albumId.empty()) return Albums().empty() ? Albums() : In(Albums().front(), names);
+  const Ids& all = IdsIn(albumId);
+  std::vector<std::string> ids;
+  for (const std::string& name : names) {
+    const auto [first, last] = all.equal_range(name);
+    for (auto each = first; each != last; ++each) ids.push_back(each->second);
+  }
+  return ids;
 }
 
 std::set<std::string> AccountItems::Called(const std::vector<std::string>& names) {
   std::set<std::string> ids;
-  for (const AccountPlace& place : AccountTree(library_, AccountTree::Tells::kNo).Places())
-    if (IsOwnAlbum(place.entry.id))
-      for (std::string& id : Named(names, IdsIn(place.entry.id))) ids.insert(std::move(id));
+  for (const std::string& album : Albums())
+    for (std::string& id : In(album, names)) ids.insert(std::move(id));
   return ids;
 }
 

@@ -23,7 +23,9 @@ class AccountItems {
   bool IsIn(const std::string& id, const std::string& albumId);
   // Ids of the items with one of these names in the album where this item was found first.
   std::vector<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
-  // Of all items with one of these names, wherever they lie.
+  // The same in an album; without an id: in no album.
+  std::vector<std::string> In(const std::string& albumId, const std::vector<std::string>& names);
+  // The same anywhere.
   std::set<std::string> Called(const std::vector<std::string>& names);
 
  private:
@@ -32,11 +34,12 @@ class AccountItems {
   std::optional<tagKELO_ItemInfo> Find(const std::string& id);
   bool IsOwnAlbum(const std::string& id);
   const Ids& IdsIn(const std::string& albumId);
-  static std::vector<std::string> Named(const std::vector<std::string>& names, const Ids& all);
+  const std::vector<std::string>& Albums();
 
   Library& library_;
   std::map<std::string, bool> isOwnAlbum_;  // by id
   std::map<std::string, Ids> idsIn_;        // by ids of albums
+  std::vector<std::string> albums_;         // ids; the first is of the root album
 };
 
 }  // namespace kelo::host

@@ -92,7 +92,7 @@ class Comparison {
       std::uint64_t done = 0;
       for (size_t at = 0; at < files.size() && !terms_.library.IsStopped(); ++at) {
         done += files[at]->size;
-        ReadPictureFacts({files[at]}, true);
+        ReadPictureFacts({files[at]});
         part({.isUpload = true,
               .done = number(done),
               .total = number(all),

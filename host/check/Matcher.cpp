@@ -150,7 +150,6 @@ std::optional<ComparedFile> Matcher::NotDownloaded(const File& file) {
 
 void Matcher::Keep(const File& file, const std::string& itemId) {
   const auto known = memory_.FileAt(file.path);
-  if (known && known->isOpen && itemId.empty()) return;
   const KnownFile row = RowOf(file, itemId.empty() && known ? known->itemId : itemId);
   if (known == row) return;
   // What was written to meanwhile is not what was looked at.

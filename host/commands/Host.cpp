@@ -82,9 +82,9 @@ void AddTransfersOption(CLI::App& command, unsigned& transfers) {
       ->capture_default_str();
 }
 
-Library& Host::Loaded() {
+Library& Host::Loaded(bool anew) {
   WithSession();
-  if (!loaded_) library_.Load();
+  if (!loaded_ || anew) library_.Load();
   loaded_ = true;
   return library_;
 }

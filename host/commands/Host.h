@@ -51,8 +51,8 @@ class Host {
   // With the stored session restored, and opened again when it turns out to be over and the
   // credentials are kept. Throws Failure when there is none.
   Library& WithSession();
-  // With the session and the account's hierarchy loaded, both once.
-  Library& Loaded();
+  // With the session and the account's hierarchy loaded, both once; or the account `anew`.
+  Library& Loaded(bool anew = false);
   // The session is restored, and no other run changes its account while this one lives. To be
   // called before anything of the account is looked at. Throws Failure.
   void LockAccount();

@@ -62,7 +62,7 @@ int Put(Host& host, const PutOptions& options) {
   Library& library = host.WithSession();
   Memory memory(out, StateFile::MemoryFolder(), host.Restored().account);
   Recognition recognition(
-      memory, [&]() -> Library& { return host.Loaded(); },
+      memory, [&](bool anew) -> Library& { return host.Loaded(anew); },
       [&](const std::string& id) { return FetchDigest(library, id, StateFile::MemoryFolder()); });
   LeftOutCounts leftOut;
   std::vector<File> files = FilesOf(paths, options, album, recognition, leftOut);

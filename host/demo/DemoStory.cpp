@@ -150,7 +150,12 @@ std::vector<File> DemoStory::Upload(const std::vector<std::string>& paths) {
     return FetchDigest(library_, id, folder.Path());
   };
   Recognition recognition(
-      memory, [this]() -> Library& { return library_; }, digestOf);
+      memory,
+      [this](bool) -> Library& {
+        library_.Load();
+        return library_;
+      },
+      digestOf);
   SendFiles(library_, alone, PlanUpload(files, true),
             {.albumId = [&](const AlbumName&) { return albumId_; },
              .recognition = recognition,

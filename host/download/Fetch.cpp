@@ -259,8 +259,13 @@ void FetchPlan(Library& library, Workers& workers, DownloadPlan plan, const Fetc
     shared.progress.emplace(library.Out(), Job{.doing = "fetching", .files = toFetch});
   size_t next = 0;
   workers.Run(toFetch, [&](Workers::Lane& lane) {
-    for (Fetcher fetcher(shared, lane); next < plan.files.size() && !shared.aborted;)
-      fetcher.Fetch(next++);
+    try {
+      for (Fetcher fetcher(shared, lane); next < plan.files.size() && !shared.aborted;)
+        fetcher.Fetch(next++);
+    } catch (...) {
+      shared.aborted = true;  // for the others, too
+      throw;
+    }
   });
   shared.told.TellRest();
 }
@@ -279,14 +284,18 @@ Message DoDownloadTask(Library& library, const Message& task, int folder,
 
 std::string FetchDigest(Library& library, const std::string& id, const fs::path& folder) try {
   const Arrival arrival(folder);
-  const Message task = {
-      {"url", library.Info(id).originalUrl}, {"folder", folder.string()}, {"name", arrival.Name()}};
-  const std::uint32_t code = DoDownloadTask(library, task, arrival.Folder(), {}).at("code");
-  if (code == kKELOResult_Aborted || IsUnclear(code))
-    throw Error("download", code, kKELOCommand_Download);
-  return code != 0 || arrival.IsMessage() ? "" : arrival.TakeDigest();
+  const Message task = {{"url", library.FreshInfo(id).originalUrl},
+                        {"folder", folder.string()},
+                        {"name", arrival.Name()}};
+  std::uint32_t code = DoDownloadTask(library, task, arrival.Folder(), {}).at("code");
+  if (code == kKELOResult_NotFound) return {};
+  if (code == 0 && arrival.IsMessage()) code = kKELOResult_GeneralFailure;
+  std::string digest = code == 0 ? arrival.TakeDigest() : "";
+  if (code == 0 && digest.empty()) code = kKELOResult_DestinationUnusable;
+  if (code != 0) throw Error("download", code, kKELOCommand_Download);
+  return digest;
 } catch (const std::system_error&) {
-  return {};
+  throw Error("download", kKELOResult_DestinationUnusable, kKELOCommand_Download);
 }
 
 std::vector<FetchedFile> Fetch(Library& library, const std::vector<Item>& items,

@@ -47,7 +47,7 @@ Message DoDownloadTask(Library& library, const Message& task, int folder,
                        const OnProgress& progress);
 
 // The digest of the item's bytes, which arrive in `folder` and leave nothing there; empty: the
-// service has none for it, or there is no room. Throws Error where asking again may help.
+// service has none for it. Throws Error where they cannot be had.
 std::string FetchDigest(Library& library, const std::string& id,
                         const std::filesystem::path& folder);
 

@@ -18,14 +18,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t kVersion = 3;
+constexpr std::int64_t kVersion = 4;
 
 // Each version has added to those before it.
 constexpr const char* kTables = R"(
 CREATE TABLE IF NOT EXISTS files (
   path TEXT PRIMARY KEY, device INTEGER, inode INTEGER, size INTEGER, modified INTEGER,
-  changed INTEGER, digest TEXT NOT NULL, item TEXT NOT NULL, seen INTEGER  -- null: it is open
-) WITHOUT ROWID;
+  changed INTEGER, digest TEXT NOT NULL, item TEXT NOT NULL, seen INTEGER) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS items (
   id TEXT PRIMARY KEY, digest TEXT NOT NULL, certain INTEGER NOT NULL) WITHOUT ROWID;
 CREATE INDEX IF NOT EXISTS items_by_digest ON items (digest);
@@ -33,7 +32,9 @@ CREATE TABLE IF NOT EXISTS unfit (
   path TEXT PRIMARY KEY, device INTEGER, inode INTEGER, size INTEGER, modified INTEGER,
   changed INTEGER, reason TEXT NOT NULL) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS brought (id TEXT PRIMARY KEY, digest TEXT NOT NULL) WITHOUT ROWID;
-PRAGMA user_version = 3;
+CREATE TABLE IF NOT EXISTS unanswered (
+  key TEXT NOT NULL, digest TEXT NOT NULL, PRIMARY KEY (key, digest)) WITHOUT ROWID;
+PRAGMA user_version = 4;
 )";
 
 // With a slash behind it.
@@ -121,11 +122,18 @@ std::string Memory::KeyOf(const fs::path& path) const {
 
 template <typename Call>
 void Memory::Try(const Call& call) try {
-  call();
+  constexpr int kTries = 30;  // five minutes
+  for (int at = 1; at <= kTries; ++at) try {
+      return call();
+    } catch (const DatabaseError& failure) {
+      if (!failure.IsBusy()) throw;
+      if (at == 1)
+        out_.Note(
+            fmt::format("waiting for another program, which holds {}", Shown(path_.string())));
+    }
+  throw Failure(fmt::format("another program holds the memory of what was sent, {}; try again",
+                            Shown(path_.string())));
 } catch (const DatabaseError& failure) {
-  if (failure.IsBusy())
-    throw Failure(fmt::format("another program holds the memory of what was sent, {}; try again",
-                              Shown(path_.string())));
   database_.reset();
   out_.Note(fmt::format("cannot use the memory of what was sent, {}: {}", Shown(path_.string()),
                         failure.what()));
@@ -157,14 +165,10 @@ std::optional<KnownFile> Memory::FileAt(const fs::path& path) {
   if (database_)
     Try([&] {
       Statement row = database_->Query(
-          "SELECT device, inode, size, modified, changed, digest, item, seen IS NULL FROM files "
-          "WHERE path = ?",
+          "SELECT device, inode, size, modified, changed, digest, item FROM files WHERE path = ?",
           KeyOf(path));
       if (!row.Step()) return;
-      file = {.stamp = StampOf(row),
-              .digest = row.Text(5),
-              .itemId = row.Text(6),
-              .isOpen = row.Number(7) != 0};
+      file = {.stamp = StampOf(row), .digest = row.Text(5), .itemId = row.Text(6)};
     });
   return file;
 }
@@ -226,16 +230,28 @@ void Memory::Keep(const fs::path& path, const KnownFile& file) {
     });
 }
 
-void Memory::KeepOpen(const fs::path& path, const Stamp& stamp, const std::string& digest) {
+std::vector<UnansweredFile> Memory::Unanswered() {
+  std::vector<UnansweredFile> files;
   if (database_)
     Try([&] {
-      database_->Execute(
-          "INSERT INTO files VALUES (?, ?, ?, ?, ?, ?, ?, '', NULL) ON CONFLICT (path) DO UPDATE "
-          "SET device = excluded.device, inode = excluded.inode, size = excluded.size, modified = "
-          "excluded.modified, changed = excluded.changed, digest = excluded.digest, seen = NULL "
-          "WHERE seen IS NOT NULL",
-          KeyOf(path), stamp.device, stamp.inode, stamp.size, stamp.modified, stamp.changed,
-          digest);
+      Statement row = database_->Query("SELECT key, digest FROM unanswered");
+      while (row.Step()) files.push_back({.key = row.Text(0), .digest = row.Text(1)});
+    });
+  return files;
+}
+
+void Memory::KeepUnanswered(const UnansweredFile& file) {
+  if (database_)
+    Try([&] {
+      database_->Execute("INSERT OR IGNORE INTO unanswered VALUES (?, ?)", file.key, file.digest);
+    });
+}
+
+void Memory::DropUnanswered(const UnansweredFile& file) {
+  if (database_)
+    Try([&] {
+      database_->Execute("DELETE FROM unanswered WHERE key = ? AND digest = ?", file.key,
+                         file.digest);
     });
 }
 

@@ -4,7 +4,7 @@
 //
 // A database for each account, in the state folder and for its owner alone. Several programs may
 // use it at once. Where it cannot be had, that is told once, and nothing is known. Where another
-// program holds it for long, the calls throw Failure: what could be known is not to be guessed.
+// program holds it for minutes, the calls throw Failure: what could be known is not to be guessed.
 #pragma once
 
 #include <sys/stat.h>
@@ -44,8 +44,7 @@ struct Stamp {
 struct KnownFile {
   Stamp stamp{};
   std::string digest;
-  std::string itemId;   // that it went to, or came from
-  bool isOpen = false;  // it set out with these bytes, and nobody knows what became of them
+  std::string itemId;  // that it went to, or came from
   bool operator==(const KnownFile&) const = default;
 };
 
@@ -54,6 +53,14 @@ struct KnownItem {
   // Its bytes went up or came down here. Otherwise the service has taken it for a file with this
   // digest, by name, size and date.
   bool certain = true;
+};
+
+// A file that set out, and nobody knows whether it came. `key` has all by which the service knows
+// it (CheckKey).
+struct UnansweredFile {
+  std::string key;
+  std::string digest;
+  auto operator<=>(const UnansweredFile&) const = default;
 };
 
 // A file that no upload can take, while it is as it was.
@@ -78,14 +85,16 @@ class Memory {
   // The file as it was when this machine called it unfit last.
   std::optional<UnfitFile> UnfitAt(const std::filesystem::path& path);
 
+  // What has no answer, from whichever run.
+  std::vector<UnansweredFile> Unanswered();
+  void KeepUnanswered(const UnansweredFile& file);
+  void DropUnanswered(const UnansweredFile& file);
+
   // A digest of the metadata that were brought to the item last; empty: none were, from here.
   std::string BroughtTo(const std::string& id);
   void KeepBrought(const std::string& id, const std::string& digest);
 
   void Keep(const std::filesystem::path& path, const KnownFile& file);
-  // The file sets out now: its row is open until Keep knows what became of it. One that is open
-  // stays as it is: what set out first may have come too. A row keeps the item that it had.
-  void KeepOpen(const std::filesystem::path& path, const Stamp& stamp, const std::string& digest);
   void Keep(const std::filesystem::path& path, const UnfitFile& file);
   // What is certain is not replaced by what is not.
   void Keep(const std::string& id, const KnownItem& item);

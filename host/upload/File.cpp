@@ -35,8 +35,8 @@ bool File::IsVoiceMemo() const {
 }
 
 std::string File::PairKey() const {
-  const std::filesystem::path picture = path;
-  return (picture.parent_path() / Lower(picture.stem().string())).string();
+  const std::filesystem::path whole = path;
+  return (whole.parent_path() / Lower(whole.stem().string())).string();
 }
 
 Files PointersTo(std::vector<File>& files) {

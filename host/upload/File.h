@@ -65,9 +65,9 @@ struct File {
   bool isCertain = true;    // false where the service has taken it for its item by name, size, date
   bool isKept = false;      // the memory holds all this already
   bool wasOther = false;    // it is the item of an earlier run with other bytes
-  bool isInDoubt = false;   // an earlier run has sent it, and never knew whether it came
   Duplicate duplicate = Duplicate::kNone;
   const File* original = nullptr;  // of a copy
+  const File* picture = nullptr;   // of a voice memo that goes with one
   size_t place = 0;                // among the files of the plan
   bool maybeSent = false;          // by a request of this run that had no answer: it may be stored
   UploadOutcome outcome = UploadOutcome::kUndecided;

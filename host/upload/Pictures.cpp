@@ -131,7 +131,7 @@ void AddPictureFacts(File& file, const std::string& beginning) {
   });
 }
 
-void ReadFactsOf(File& file, bool digests) {
+void ReadFactsOf(File& file) {
   const auto now = NowAt(file.path);
   if (!now) return;
   if (now->stamp != file.stamp) {
@@ -147,7 +147,7 @@ void ReadFactsOf(File& file, bool digests) {
   }
   const std::string beginning = Beginning(file);
   AddPictureFacts(file, beginning);
-  if (digests && file.digest.empty())
+  if (file.digest.empty())
     file.digest = beginning.size() == file.size ? Sha256(beginning) : Sha256OfFile(file.path);
 }
 
@@ -158,9 +158,9 @@ void ReadPicture(const File& file, const std::function<void(const Exiv2::Image&)
   if (!IsMovie(beginning)) ReadPicture(file, beginning, use);
 }
 
-void ReadPictureFacts(const Files& files, bool digests) {
+void ReadPictureFacts(const Files& files) {
   for (File* file : files)
-    if (Interrupt::Signal() == 0) ReadFactsOf(*file, digests);
+    if (Interrupt::Signal() == 0) ReadFactsOf(*file);
 }
 
 }  // namespace kelo::host

@@ -7,6 +7,8 @@
 #include <optional>
 #include <unordered_map>
 
+#include "host/library/Digest.h"
+
 namespace kelo::host {
 namespace {
 
@@ -19,7 +21,8 @@ void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files&
   for (File* memo : memos) {
     const auto found = pictures.find(memo->PairKey());
     if (found != pictures.end()) {
-      memo->album = groups[found->second].front()->album;
+      memo->picture = groups[found->second].front();
+      memo->album = memo->picture->album;
       groups[found->second].push_back(memo);
     } else if (!check) {
       groups.push_back({memo});
@@ -33,25 +36,25 @@ void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files&
   }
 }
 
-bool HaveSameBytes(const File& left, const File& right) {
-  return left.digest.empty() || right.digest.empty() ? SameContent(left.path, right.path)
-                                                     : left.digest == right.digest;
+// What cannot be read is like no other.
+const std::string& DigestOf(File& file) {
+  if (file.digest.empty()) file.digest = Sha256OfFile(file.path);
+  return file.digest;
 }
 
 void MarkDuplicates(const std::vector<Files>& groups) {
-  std::unordered_multimap<std::string, const File*> originals;
-  originals.reserve(groups.size());
+  std::unordered_map<std::string, File*> firsts;
+  firsts.reserve(groups.size());
+  std::map<std::pair<const File*, std::string>, const File*> originals;  // by firsts and digests
   for (const Files& group : groups) {
     File& file = *group.front();
-    const std::string key = CheckKey(file, file.Name());
-    const auto [first, last] = originals.equal_range(key);
-    const auto same = std::find_if(
-        first, last, [&file](const auto& each) { return HaveSameBytes(*each.second, file); });
-    if (same != last) file.original = same->second;
-    if (first != last)
-      for (File* each : group)
-        each->duplicate = file.original == nullptr ? Duplicate::kLookalike : Duplicate::kCopy;
-    if (same == last) originals.emplace(key, &file);
+    const auto [first, isFirst] = firsts.emplace(CheckKey(file, file.Name()), &file);
+    if (isFirst) continue;
+    originals.try_emplace({first->second, DigestOf(*first->second)}, first->second);
+    const auto [same, isNew] = originals.try_emplace({first->second, DigestOf(file)}, &file);
+    if (!isNew && !file.digest.empty()) file.original = same->second;
+    for (File* each : group)
+      each->duplicate = file.original == nullptr ? Duplicate::kLookalike : Duplicate::kCopy;
   }
 }
 
@@ -66,11 +69,6 @@ std::uint64_t ShareOf(std::uint64_t files, std::uint64_t bytes, unsigned lanes) 
   return bytes / std::max<std::uint64_t>(1, std::min(requests, bytes / kLeastBytes)) + 1;
 }
 
-// Whether the check asks about a memo's picture, and must ask about nothing else.
-bool IsPair(const Files& group, bool check) {
-  return check && group.size() > 1;
-}
-
 bool IsKnown(const Files& group) {
   return !group.front()->knownItem.empty();
 }
@@ -81,8 +79,7 @@ void Cut(const std::vector<Files>& groups, bool check, unsigned lanes,
          std::vector<UploadRequest>& requests) {
   Files shared;
   for (const Files& group : groups)
-    if (!IsPair(group, check) && !IsKnown(group))
-      shared.insert(shared.end(), group.begin(), group.end());
+    if (!IsKnown(group)) shared.insert(shared.end(), group.begin(), group.end());
   const std::uint64_t share = ShareOf(shared.size(), SizeOf(shared), lanes);
   std::uint64_t before = 0;  // bytes of those shared
   struct Open {
@@ -91,10 +88,6 @@ void Cut(const std::vector<Files>& groups, bool check, unsigned lanes,
   };
   std::map<std::pair<AlbumName, std::optional<std::uint64_t>>, Open> albums;
   for (const Files& group : groups) {
-    if (IsPair(group, check)) {
-      requests.push_back({.files = group, .check = check});
-      continue;
-    }
     const std::uint64_t size = SizeOf(group);
     std::optional<std::uint64_t> mine;  // the how-many-th share; none: known
     if (!IsKnown(group)) {

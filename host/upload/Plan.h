@@ -23,8 +23,7 @@ constexpr std::uint64_t kLeastBytes = 2ull << 20;
 // Marks duplicates, and points to the files, which must stay where they are. `check`: the service
 // is asked which files it holds. `lanes`: so many requests go at a time.
 //
-// A voice memo goes with the picture of its name. With the check the pair has a request of its own:
-// the check ignores memos, and all memos of a request are sent if any picture in it is new.
+// A voice memo goes with the picture of its name, behind it.
 UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes = 1);
 
 }  // namespace kelo::host

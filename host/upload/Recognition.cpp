@@ -18,10 +18,17 @@ constexpr const char* kNoFilesDigest = "unknown";
 
 }  // namespace
 
+Recognition::Recognition(Memory& memory, std::function<Library&(bool anew)> loaded,
+                         std::function<std::string(const std::string& id)> digestOf)
+    : memory_(memory), loaded_(std::move(loaded)), digestOf_(std::move(digestOf)) {
+  for (UnansweredFile& file : memory_.Unanswered()) earlier_.insert(std::move(file));
+  unanswered_ = earlier_;
+}
+
 AccountItems* Recognition::Account() {
   if (!account_ && !failure_) {
     try {
-      account_.emplace(loading_.valid() ? *loading_.get() : loaded_());
+      account_.emplace(loading_.valid() ? *loading_.get() : loaded_(false));
     } catch (const Error& failure) {
       if (failure.Code() == kKELOResult_Aborted) throw;
       failure_ = failure;
@@ -45,17 +52,14 @@ void Recognition::Recognise(const Files& files) {
 void Recognition::Expect(const std::vector<File>& files) {
   bool isKnown = false;
   memory_.AskTogether([&] {
-    isKnown = std::ranges::any_of(files, [this](const File& file) {
-      const auto known = memory_.FileAt(file.path);
-      return known && !known->itemId.empty();
-    });
+    isKnown = std::ranges::any_of(
+        files, [this](const File& file) { return memory_.FileAt(file.path).has_value(); });
   });
-  if (isKnown) loading_ = std::async(std::launch::async, [this] { return &loaded_(); });
+  if (isKnown) loading_ = std::async(std::launch::async, [this] { return &loaded_(false); });
 }
 
 void Recognition::Recall(File& file) {
   const auto known = memory_.FileAt(file.path);
-  file.isInDoubt = known && known->isOpen;
   if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
   if (!known || file.digest.empty() || !HasBytesOf(known->itemId, file)) return;
   file.knownItem = known->itemId;
@@ -97,18 +101,50 @@ bool Recognition::IsMeant(File& file) {
   const auto item = memory_.ItemOf(file.itemId);
   file.isCertain = item && item->certain && item->digest == file.digest;
   if (file.digest.empty() || (item && item->digest == file.digest)) return true;
+  if (!item && !MayBeOther(file)) return true;
+  if (!item && Learn(file.itemId) == file.digest) return file.isCertain = true;
+  if (MayHaveCome(file) && FindByBytes(file)) return true;
   const auto known = memory_.FileAt(file.path);
-  const bool hasSetOutSo = file.isInDoubt && known && known->digest == file.digest;
-  if (!item && (hasSetOutSo || !file.isInDoubt || !known)) return true;
-  if (hasSetOutSo && FindByBytes({&file})) return true;
-  // It is what set out then.
-  if (!item) memory_.Keep(file.itemId, {.digest = known->digest, .certain = false});
   const auto former = known ? memory_.ItemOf(known->itemId) : std::nullopt;
   file.wasOther = !item || (former && former->digest != file.digest);
   return false;
 }
 
+bool Recognition::MayBeOther(const File& file) const {
+  const std::string key = CheckKey(file, file.Name());
+  for (auto at = unanswered_.lower_bound({key, ""}); at != unanswered_.end(); ++at) {
+    if (at->key != key) return false;
+    if (at->digest != file.digest) return true;
+  }
+  return false;
+}
+
+bool Recognition::MayHaveCome(const File& file) const {
+  return earlier_.contains({CheckKey(file, file.Name()), file.digest});
+}
+
+std::string Recognition::Learn(const std::string& id) {
+  if (const auto item = memory_.ItemOf(id); item && item->certain) return item->digest;
+  const std::string digest = digestOf_(id);
+  if (digest.empty()) return digest;
+  learnt_.insert(id);
+  memory_.Keep(id, {.digest = digest});
+  return digest;
+}
+
+bool Recognition::FindByBytes(File& file) {
+  if (Account() == nullptr) throw Error(*failure_);
+  for (const std::string& id : Account()->Called(CatalogueNamesOf(file.Name()))) {
+    if (Learn(id) != file.digest) continue;
+    file.itemId = id;
+    return file.isCertain = true;
+  }
+  return false;
+}
+
 bool Recognition::IsThereToo(File& memo, const std::string& picture) {
+  memo.itemId = memo.knownItem;
+  if (!memo.itemId.empty()) return true;
   const auto isItem = [&](const std::string& id) {
     memo.itemId = id;
     const bool is = IsMeant(memo);
@@ -116,11 +152,11 @@ bool Recognition::IsThereToo(File& memo, const std::string& picture) {
     return is;
   };
   const auto known = memory_.FileAt(memo.path);
-  if (known && !isItem(known->itemId)) return false;
+  if (known && !known->itemId.empty() && !isItem(known->itemId)) return false;
   memo.itemId.clear();
   memo.isCertain = false;
   // This run may have stored the picture, and the memo with it or with a copy of it.
-  if (Account() == nullptr || !Account()->NameOf(picture))
+  if (isOfThisRun_.contains(picture) || Account() == nullptr || !Account()->NameOf(picture))
     return known || memo.maybeSent ||
            std::ranges::any_of(memory_.ItemsWith(memo.digest),
                                [this](const std::string& id) { return isOfThisRun_.contains(id); });
@@ -129,69 +165,65 @@ bool Recognition::IsThereToo(File& memo, const std::string& picture) {
 
 void Recognition::SetOut(const Files& files) {
   memory_.KeepTogether([&] {
-    for (const File* file : files)
-      if (!file->digest.empty()) memory_.KeepOpen(file->path, RowOf(*file, "").stamp, file->digest);
+    for (const File* file : files) {
+      if (file->digest.empty()) continue;
+      const auto [added, isNew] = unanswered_.insert({CheckKey(*file, file->Name()), file->digest});
+      if (isNew) memory_.KeepUnanswered(*added);
+    }
   });
 }
 
-void Recognition::FindStored(const Files& files) {
-  Library& library = loaded_();
-  library.Load();
-  account_.emplace(library);
-  FindByBytes(files);
+void Recognition::FindStored(const Files& files, const std::string& albumId) {
+  account_.emplace(loaded_(true));
   for (File* file : files)
-    if (!file->itemId.empty()) {
+    for (const std::string& id : account_->In(albumId, CatalogueNamesOf(file->Name()))) {
+      const auto item = memory_.ItemOf(id);
+      const bool wasThere = item && item->certain && !learnt_.contains(id);
+      if (wasThere || isOfThisRun_.contains(id) || Learn(id) != file->digest) continue;
+      file->itemId = id;
       file->outcome = UploadOutcome::kStored;
       file->code = 0;
+      file->isCertain = isOfThisRun_.insert(id).second;
+      break;
     }
-}
-
-bool Recognition::FindByBytes(const Files& files) {
-  if (Account() == nullptr) throw Error(*failure_);
-  std::set<std::string> unknown;
-  for (const File* file : files)
-    for (const std::string& id : Account()->Called(CatalogueNamesOf(file->Name())))
-      if (!memory_.ItemOf(id)) unknown.insert(id);
-  std::multimap<std::string, std::string> ids;  // by digests
-  for (const std::string& id : unknown) {
-    const std::string digest = digestOf_(id);
-    if (digest.empty()) continue;
-    memory_.Keep(id, {.digest = digest});
-    ids.emplace(digest, id);
-  }
-  for (File* file : files) {
-    auto found = ids.extract(file->digest);
-    file->itemId = found ? std::move(found.mapped()) : "";
-    file->isCertain = true;
-  }
-  return std::ranges::none_of(files, [](const File* file) { return file->itemId.empty(); });
+  for (File* file : files) file->maybeSent = false;
 }
 
 void Recognition::Keep(const Files& files) {
+  Files known;
+  for (File* file : files)
+    if (file->Held() && !file->digest.empty() && !file->itemId.empty() && IsAsItWas(*file))
+      known.push_back(file);
   memory_.KeepTogether([&] {
-    for (File* file : files)
-      if (file->Held()) Keep(*file);
+    for (const File* file : known) Keep(*file);
   });
 }
 
-void Recognition::Keep(File& file) {
-  if (file.digest.empty() || file.itemId.empty()) return;
+// Reads the file again where it must, which may take long, and nobody else could keep anything in a
+// transaction. Of one that is gone, and of one that was not sent and is no more what it was, there
+// is nothing to keep.
+bool Recognition::IsAsItWas(File& file) {
+  if (!file.knownItem.empty()) return true;
+  const auto now = NowAt(file.path);
+  if (!now || now->stamp == file.stamp) return now.has_value();
+  if (file.outcome != UploadOutcome::kStored) return false;
+  file.stampHolds = false;
+  if (Sha256OfFile(file.path) != file.digest) file.outcome = UploadOutcome::kChanged;
+  return true;
+}
+
+void Recognition::Keep(const File& file) {
   const bool isStored = file.outcome == UploadOutcome::kStored;
   if (isStored) isOfThisRun_.insert(file.itemId);
-  if (file.knownItem.empty()) {
-    const auto now = NowAt(file.path);
-    if (!now) return;
-    if (now->stamp != file.stamp) {
-      if (!isStored || Sha256OfFile(file.path) == file.digest) return;
-      file.outcome = UploadOutcome::kChanged;
-      return memory_.Keep(file.itemId, {.digest = kNoFilesDigest});
-    }
-    // One that the check has found since it may have been sent may be another machine's.
+  if (const UnansweredFile answered{CheckKey(file, file.Name()), file.digest};
+      unanswered_.erase(answered) > 0)
+    memory_.DropUnanswered(answered);
+  if (file.outcome == UploadOutcome::kChanged)
+    return memory_.Keep(file.itemId, {.digest = kNoFilesDigest});
+  // One that the check has found since it may have been sent may be another machine's.
+  if (file.knownItem.empty())
     memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored && file.code == 0});
-  } else if (file.isKept) {
-    return;
-  }
-  memory_.Keep(file.path, RowOf(file, file.itemId));
+  if (!file.isKept) memory_.Keep(file.path, RowOf(file, file.itemId));
 }
 
 }  // namespace kelo::host

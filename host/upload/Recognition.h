@@ -6,6 +6,7 @@
 #include <functional>
 #include <future>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -18,13 +19,12 @@ namespace kelo::host {
 
 class Recognition {
  public:
-  // `loaded` gives the library with the account loaded; it is asked only when some file's bytes are
-  // known. What it throws, Recognise throws for those files: nobody knows whether they are there.
-  // `digestOf` downloads an item for the digest of its bytes; empty: the service has none for it.
-  // May throw Error.
-  Recognition(Memory& memory, std::function<Library&()> loaded,
-              std::function<std::string(const std::string& id)> digestOf)
-      : memory_(memory), loaded_(std::move(loaded)), digestOf_(std::move(digestOf)) {}
+  // `loaded` gives the library with the account loaded, where it must be anew; it is asked only
+  // when some file's bytes are known, or in doubt. What it throws, Recognise throws for those
+  // files: nobody knows whether they are there. `digestOf` downloads an item for the digest of its
+  // bytes; empty: the service has none for it. May throw Error.
+  Recognition(Memory& memory, std::function<Library&(bool anew)> loaded,
+              std::function<std::string(const std::string& id)> digestOf);
 
   // Names, for each file that is undecided and has none yet, the item of the account that has its
   // bytes and a name for them, if one is known from an earlier run. A file without a digest is
@@ -36,21 +36,25 @@ class Recognition {
   // Whether the item that it names is in the album.
   bool IsInAlbum(const File& file, const std::string& albumId);
 
-  // The service has taken the file for the item that it names. False if that item is known to have
-  // other bytes; the file is then to be sent as a new one.
+  // The service has taken the file for the item that it names. False if that item has other bytes;
+  // the file is then to be sent as a new one. Where an item's bytes are nobody's knowledge, it is
+  // believed, unless it may be what set out with other bytes and had no answer: then it is
+  // downloaded. So are those of its name where the file itself may have come. May throw Error.
   bool IsMeant(File& file);
   // The account holds the picture of this memo, and the service is never asked about memos. Names
-  // the memo's item: one of its name in the picture's album. False if there is none, or if the memo
-  // has changed since it was sent; it is then to be sent alone.
+  // the memo's item: that with its name and bytes, or else one of its name in the picture's album.
+  // False if there is none, or if the memo has changed since it was sent; it is then to be sent
+  // alone.
   bool IsThereToo(File& memo, const std::string& picture);
 
   // These files leave now. Should this run end before it knows what became of them, the next one
   // knows which bytes they had.
   void SetOut(const Files& files);
-  // Finds those that a request without an answer has stored: among the account's new items of their
-  // names, by their bytes. They are kStored then, the others as they were. Throws Error where the
-  // account cannot be loaded anew, or an item that may be it cannot be had.
-  void FindStored(const Files& files);
+  // Finds those that a request without an answer has stored: in the album where they went, among
+  // the items of their names that nobody knew before, by their bytes. They are kStored then, the
+  // others as they were. Throws Error where the account cannot be loaded anew, or an item not be
+  // downloaded.
+  void FindStored(const Files& files, const std::string& albumId);
 
   // What became of decided files, for the runs to come. A stored file that has other bytes by then
   // changed while it was sent.
@@ -65,19 +69,28 @@ class Recognition {
   void Recall(File& file);
   // Whether that, or else another one with its bytes, is an item of the account.
   void Confirm(File& file);
-  // Downloads the items of the files' names whose bytes nobody knows, and names each file's, if it
-  // is among them. Whether all are.
-  bool FindByBytes(const Files& files);
-  void Keep(File& file);
+  // Names the item of the file's name with its bytes; false if there is none.
+  bool FindByBytes(File& file);
+  // Downloads the item, unless its bytes are known for certain.
+  std::string Learn(const std::string& id);
+  // Whether some file of this name, size and date has no answer: with other bytes; or with these,
+  // from an earlier run.
+  bool MayBeOther(const File& file) const;
+  bool MayHaveCome(const File& file) const;
+  static bool IsAsItWas(File& file);
+  void Keep(const File& file);
   AccountItems* Account();  // null: it could not be loaded, for this reason
   std::optional<Error> failure_;
 
   Memory& memory_;
-  const std::function<Library&()> loaded_;
+  const std::function<Library&(bool anew)> loaded_;
   const std::function<std::string(const std::string& id)> digestOf_;
   std::future<Library*> loading_;
   std::optional<AccountItems> account_;
   std::unordered_set<std::string> isOfThisRun_;  // ids of what it has stored
+  std::unordered_set<std::string> learnt_;       // ids of what it has downloaded
+  std::set<UnansweredFile> earlier_;             // of earlier runs
+  std::set<UnansweredFile> unanswered_;          // and of this one
 };
 
 }  // namespace kelo::host

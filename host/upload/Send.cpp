@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <future>
+#include <map>
 #include <optional>
 #include <unordered_set>
 #include <utility>
@@ -27,6 +28,19 @@ bool IsUnreadable(const File* file) {
   return !now || now->size < file->size || !IsReadable(file->path);
 }
 
+bool IsNoMemo(const File* file) {
+  return file->picture == nullptr;
+}
+
+// Its picture, or itself.
+const File* WhatItGoesWith(const File& file) {
+  return file.picture == nullptr ? &file : file.picture;
+}
+
+void Append(Files& files, const Files& more) {
+  files.insert(files.end(), more.begin(), more.end());
+}
+
 // Takes the files out that are meant; all keep their order.
 template <typename IsMeant>
 Files TakeOut(Files& files, IsMeant isMeant) {
@@ -36,18 +50,16 @@ Files TakeOut(Files& files, IsMeant isMeant) {
   return taken;
 }
 
-// The same, but that a picture takes its memo along.
-template <typename IsMeant>
-Files TakeOutWhole(UploadRequest& request, IsMeant isMeant) {
-  if (!request.HasPairs()) return TakeOut(request.files, isMeant);
-  return isMeant(request.files.front()) ? std::exchange(request.files, {}) : Files();
-}
+struct Told {
+  File* file = nullptr;
+  bool counts = true;  // false: as one failure with another file
+};
 
 // What all lanes know.
 struct Shared {
   Library& library;
   const SendOptions& options;
-  InOrder<File*> told;
+  InOrder<Told> told;
   std::optional<Progress> progress{};        // none in a dry run
   std::unordered_set<std::string> stored{};  // the keys of what was stored
   unsigned failedInARow = 0;                 // in the order in which files are told
@@ -56,12 +68,13 @@ struct Shared {
   std::uint32_t ended = 0;                   // by which failure, 0: it goes on
 
   // More of those that were under way together may fail than would have failed one by one.
-  void Count(File& file) {
+  void Count(const Told& of) {
+    File& file = *of.file;
     if (file.Held()) failedInARow = 0;
     if (file.outcome != UploadOutcome::kFailed || !IsUnclear(file.code)) return;
     if (failedInARow == kMaxFailuresInARow)
       file.outcome = UploadOutcome::kNotSent;
-    else if (++failedInARow == kMaxFailuresInARow)
+    else if (of.counts && ++failedInARow == kMaxFailuresInARow)
       ended = file.code;
   }
 };
@@ -75,7 +88,6 @@ class Sender {
   void Send(UploadRequest request) {
     if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     const File& first = *request.files.front();
-    const Duplicate duplicate = first.duplicate;  // all are
     request.tags = shared_.options.tags;
     try {
       if (!first.album.Empty()) request.albumId = shared_.options.albumId(first.album);
@@ -85,45 +97,70 @@ class Sender {
       EndIfHopeless(failure.Code());
       return Report(request.files, UploadOutcome::kNotSent, failure.Code());
     }
-    if (duplicate == Duplicate::kLookalike) SendLookalikes(request);
-    if (request.check) AskByOtherNames(request);
-    SendOrPreview(request, duplicate == Duplicate::kCopy);
-    request.files = std::exchange(others_, {});
-    request.check = false;
-    SendOrPreview(std::move(request), false);
+    if (request.check) SendNew(request);
+    SendOrPreview(std::move(request));
   }
 
  private:
-  // What the account holds by its bytes needs no question. A memo goes with its picture.
+  // What the account holds by its bytes needs no question.
   void DecideKnown(UploadRequest& request) {
     Recognised().Recognise(request.files);
     for (File* file : request.files) KnowByOriginal(*file);
-    const auto isKnown = [](const File* file) { return !file->knownItem.empty(); };
-    if (request.HasPairs() && !isKnown(request.files.front())) return;
-    const bool hasPairs = request.HasPairs();
-    Files known = TakeOut(request.files, isKnown);
+    const Files known = TakeOut(request.files, [](const File* file) {
+      return !file->IsVoiceMemo() && (!file->knownItem.empty() || IsCopyOfStored(*file));
+    });
     for (File* file : known) {
       file->itemId = file->knownItem;
       SetThere(*file, request);
     }
-    if (hasPairs)
-      for (File* memo : std::exchange(request.files, {}))
-        (IsThereToo(*memo, known.front()->itemId, request) ? known : others_).push_back(memo);
     PlaceAndReport(request, known);
   }
 
-  // By one that this run has stored. Both may have changed since they were compared.
-  static void KnowByOriginal(File& copy) {
-    const File* const original = copy.original;
-    const bool isStored = original != nullptr && IsStored(original);
-    if (!isStored || original->digest != copy.digest || !copy.knownItem.empty()) return;
-    copy.knownItem = original->itemId;
-    copy.isCertain = original->isCertain;
+  // By one that this run has stored, or would. Both may have changed since they were compared.
+  static bool IsCopyOfStored(const File& file) {
+    return file.original != nullptr && IsStored(file.original) &&
+           file.original->digest == file.digest;
   }
 
-  // Whether the account holds the memo of a picture that it holds.
-  bool IsThereToo(File& memo, const std::string& picture, const UploadRequest& request) {
-    if (!Recognised().IsThereToo(memo, picture)) return false;
+  static void KnowByOriginal(File& copy) {
+    if (!copy.knownItem.empty() || !IsCopyOfStored(copy)) return;
+    copy.knownItem = copy.original->itemId;
+    copy.isCertain = copy.original->isCertain;
+  }
+
+  // With the check. What is to be sent without it is then the request.
+  void SendNew(UploadRequest& request) {
+    const Files memos = TakeOut(request.files, &File::IsVoiceMemo);
+    // The check would take these for the files that were stored just now.
+    others_ = TakeOut(request.files, [this](const File* file) {
+      return file->duplicate == Duplicate::kLookalike &&
+             shared_.stored.contains(CheckKey(*file, file->Name()));
+    });
+    AskByOtherNames(request);
+    // Memos go with their pictures, and without the check. So the pictures are asked about first.
+    if (!memos.empty() && AskUntilAnswered(request) == kKELOResult_Success)
+      Append(others_, std::exchange(request.files, {}));
+    SendOrPreview(request);
+    DecideMemos(request, memos);
+    request.check = false;
+    request.files = std::exchange(others_, {});
+    std::ranges::sort(request.files, {}, &File::place);
+  }
+
+  // Those of pictures that the account holds. The others go with theirs, or without.
+  void DecideMemos(const UploadRequest& request, const Files& memos) {
+    Files known;
+    for (File* memo : memos) {
+      const bool isThere = memo->picture->Held() && IsThereToo(*memo, request);
+      (isThere ? known : others_).push_back(memo);
+    }
+    PlaceAndReport(request, known);
+  }
+
+  // Whether the account holds the memo of a picture that it holds, or would hold.
+  bool IsThereToo(File& memo, const UploadRequest& request) {
+    const bool wouldBe = shared_.options.dryRun && IsCopyOfStored(*memo.picture);
+    if (!wouldBe && !Recognised().IsThereToo(memo, memo.picture->itemId)) return false;
     SetThere(memo, request);
     return true;
   }
@@ -144,9 +181,9 @@ class Sender {
 
   Recognition& Recognised() const { return shared_.options.recognition; }
 
-  void SendOrPreview(UploadRequest request, bool areCopies) {
+  void SendOrPreview(UploadRequest request) {
     if (request.files.empty()) return;
-    if (shared_.options.dryRun) return Preview(std::move(request), areCopies);
+    if (shared_.options.dryRun) return Preview(std::move(request));
     if (shared_.full) KeepWhatFits(request);
     SendUntilDecided(std::move(request));
   }
@@ -154,6 +191,7 @@ class Sender {
   void SendUntilDecided(UploadRequest request) {
     if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
     for (unsigned failed = 1; !request.files.empty(); ++failed) {
+      LeaveOrphans(request);
       if (!request.check) TakeStored(request);
       if (request.files.empty()) return;
       const auto [result, mayPass] = Try(request);
@@ -161,11 +199,11 @@ class Sender {
       if (result == kKELOResult_NotFound && Drop(request, IsUnreadable, result)) continue;
       if (result == kKELOResult_NoSpace && KeepWhatFits(request)) continue;
       if (IsUnclear(result)) {
-        // The check would not look at memos alone.
-        if (std::ranges::all_of(request.files, &File::IsVoiceMemo)) request.check = false;
         // A request in which the bad file is searched for is halved at once.
         const bool retries = mayPass && (!request.searching || request.files.size() == 1);
         if (retries && Pause(failed, result)) continue;
+        if (!request.check) TakeStored(request);
+        if (request.files.empty()) return;
       }
       EndIfHopeless(result);
       if (shared_.ended != 0) return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
@@ -179,7 +217,7 @@ class Sender {
     Files sent = request.files;
     std::erase_if(sent, [](const File* file) { return !file->maybeSent; });
     if (sent.empty()) return;
-    Recognised().FindStored(sent);
+    Recognised().FindStored(sent, request.albumId);
     PlaceAndReport(request, TakeOut(request.files, IsStored));
   } catch (const Error& failure) {
     if (failure.Code() == kKELOResult_Aborted) throw;
@@ -197,18 +235,9 @@ class Sender {
     const UploadAnswer answer =
         PerformThere(lane_, shared_.library, request,
                      part_ ? OnProgress(std::ref(*part_)) : OnProgress(), checkOnly, other);
-    const bool hasPairs = request.HasPairs();
     Files decided = TakeOut(
         request.files, [](const File* file) { return file->outcome != UploadOutcome::kUndecided; });
-    // The memo of a picture that is sent as a new one goes with it.
-    const bool isWhole = hasPairs && !decided.empty() && IsOther(*decided.front());
-    const std::string picture = hasPairs && !decided.empty() ? decided.front()->itemId : "";
-    const auto isOther = [&](File* file) {
-      const bool isCounted = file->outcome == UploadOutcome::kAlreadyThere && file->itemId.empty();
-      return isCounted && file->IsVoiceMemo() ? !IsThereToo(*file, picture, request)
-                                              : IsOther(*file);
-    };
-    for (File* file : isWhole ? std::exchange(decided, {}) : TakeOut(decided, isOther)) {
+    for (File* file : TakeOut(decided, [this](File* each) { return IsOther(*each); })) {
       file->outcome = UploadOutcome::kUndecided;
       file->itemId.clear();
       others_.push_back(file);
@@ -225,7 +254,14 @@ class Sender {
     const bool isTaken = file.outcome == UploadOutcome::kAlreadyThere ||
                          file.outcome == UploadOutcome::kAlreadyInAlbum ||
                          (IsStored(&file) && file.code != 0);
-    return isTaken && !Recognised().IsMeant(file);
+    try {
+      return isTaken && !Recognised().IsMeant(file);
+    } catch (const Error& failure) {  // nobody knows
+      if (failure.Code() == kKELOResult_Aborted) throw;
+      file.outcome = UploadOutcome::kFailed;
+      file.code = failure.Code();
+      return false;
+    }
   }
 
   void PlaceAndReport(const UploadRequest& request, const Files& decided) {
@@ -240,17 +276,17 @@ class Sender {
     return lane_.Aside([&] { return shared_.library.PauseBeforeRetry(failed, result); });
   }
 
-  void Report(File& file) {
+  void Report(File& file, bool counts = true) {
     if (IsStored(&file)) shared_.stored.insert(CheckKey(file, file.Name()));
     if (part_) part_->Over(1, file.size);
-    shared_.told.Tell(file.place, &file);
+    shared_.told.Tell(file.place, {.file = &file, .counts = counts});
   }
 
   void Report(const Files& files, UploadOutcome outcome, std::uint32_t code) {
     for (File* file : files) {
       file->outcome = outcome;
       file->code = code;
-      Report(*file);
+      Report(*file, file == files.front());
     }
   }
 
@@ -266,20 +302,26 @@ class Sender {
   void Halve(UploadRequest request) {
     request.searching = true;
     UploadRequest rest = request;
-    const bool hasPairs = request.HasPairs();
-    if (hasPairs) {
-      rest.files = TakeOut(request.files, &File::IsVoiceMemo);
-      rest.check = false;
-    } else {
-      const size_t half = request.files.size() / 2;
-      rest.files.erase(rest.files.begin(), rest.files.begin() + static_cast<std::ptrdiff_t>(half));
-      request.files.resize(half);
-    }
-    const Files before = request.files;
+    // A memo stays with its picture, unless they are alone.
+    auto half = request.files.begin() + static_cast<std::ptrdiff_t>(request.files.size() / 2);
+    half = std::find_if(half, request.files.end(), IsNoMemo);
+    if (half == request.files.end()) half = request.files.begin() + 1;
+    rest.files.assign(half, request.files.end());
+    request.files.erase(half, request.files.end());
     SendUntilDecided(std::move(request));
-    if (hasPairs && std::ranges::none_of(before, IsStored))
-      return Report(rest.files, UploadOutcome::kNotSent, shared_.ended);
     SendUntilDecided(std::move(rest));
+  }
+
+  // Memos whose pictures did not go.
+  void LeaveOrphans(UploadRequest& request) {
+    Report(TakeOut(
+               request.files,
+               [](const File* file) {
+                 return file->picture != nullptr &&
+                        file->picture->outcome != UploadOutcome::kUndecided &&
+                        !file->picture->Held();
+               }),
+           UploadOutcome::kNotSent, 0);
   }
 
   // Takes out, and reports, what is bad; true when there was any.
@@ -306,26 +348,15 @@ class Sender {
       if (failure.Code() == kKELOResult_Aborted) throw;
       return false;
     }
-    const bool whole = request.HasPairs();
-    const std::uint64_t all = SizeOf(request.files);
+    std::map<const File*, std::uint64_t> sizes;  // of pictures, with their memos
+    for (const File* file : request.files) sizes[WhatItGoesWith(*file)] += file->size;
     const auto isBeyond = [&](const File* file) {
-      if (whole) return all > room;
-      if (file->size > room) return true;
-      room -= file->size;
+      std::uint64_t& size = sizes[WhatItGoesWith(*file)];
+      if (size > room) return true;
+      room -= std::exchange(size, 0);
       return false;
     };
     return Drop(request, isBeyond, kKELOResult_NoSpace);
-  }
-
-  // The check would take these for the files that were stored just now.
-  void SendLookalikes(UploadRequest& request) {
-    UploadRequest unchecked = request;
-    unchecked.check = false;
-    unchecked.files = TakeOutWhole(request, [this](const File* file) {
-      return shared_.stored.contains(CheckKey(*file, file->Name()));
-    });
-    if (shared_.options.dryRun) return Preview(std::move(unchecked), false);
-    SendUntilDecided(std::move(unchecked));
   }
 
   // `get` numbers pictures of one name, and writes characters that a file name cannot have as in
@@ -336,22 +367,24 @@ class Sender {
     UploadRequest asked = request;
     for (size_t other = 0; other <= most && most != 0; ++other) {
       asked.files =
-          TakeOutWhole(request, [&](const File* file) { return MayBeThereAs(*file, other); });
+          TakeOut(request.files, [&](const File* file) { return MayBeThereAs(*file, other); });
       AskUntilAnswered(asked, other);
-      request.files.insert(request.files.end(), asked.files.begin(), asked.files.end());
+      Append(request.files, asked.files);
     }
   }
 
-  // Without an answer, what is there by another name would be sent once more.
-  void AskUntilAnswered(UploadRequest& request, size_t other) {
+  // Without an answer, what is there would be sent once more. Gives the result; a refused question
+  // tells nothing.
+  std::uint32_t AskUntilAnswered(UploadRequest& request, size_t other = 0) {
     for (unsigned failed = 1; !request.files.empty(); ++failed) {
       const auto [result, mayPass] = Ask(request, other);
-      if (!IsUnclear(result)) return;  // what is refused by that name cannot have it
+      if (!IsUnclear(result)) return result;
       if (mayPass && Pause(failed, result)) continue;
       EndIfHopeless(result);
       Fail(request, result);
       request.files.clear();
     }
+    return kKELOResult_Success;
   }
 
   // What this run has stored itself is no such picture.
@@ -364,17 +397,12 @@ class Sender {
   }
 
   // What the service would do with the request.
-  void Preview(UploadRequest request, bool areCopies) {
+  void Preview(UploadRequest request) {
     const std::uint32_t result = request.check ? Ask(request).code : 0;
     if (request.files.empty()) return;
     if (result != 0) {
       shared_.ended = result;
       return Report(request.files, UploadOutcome::kNotSent, shared_.ended);
-    }
-    if (areCopies) {
-      const bool placed = !request.files.front()->album.Empty();
-      return Report(request.files, placed ? UploadOutcome::kPlaced : UploadOutcome::kAlreadyThere,
-                    0);
     }
     DropBeyondRoom(request);
     shared_.previewed += SizeOf(request.files);
@@ -394,7 +422,7 @@ void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>&
   const auto readUntil = [&](size_t end) {
     while (reading.size() < std::min(end, requests.size()) && shared.ended == 0)
       reading.push_back(
-          std::async([&files = requests[reading.size()].files] { ReadPictureFacts(files, true); }));
+          std::async([&files = requests[reading.size()].files] { ReadPictureFacts(files); }));
   };
   for (size_t next = 0; next < requests.size();) {
     const Duplicate kind = requests[next].files.front()->duplicate;
@@ -406,11 +434,16 @@ void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>&
                                              }) -
                                          requests.begin());
     workers.Run(end - next, [&](Workers::Lane& lane) {
-      for (Sender sender(shared, lane); next < end;) {
-        const size_t at = next++;
-        readUntil(at + 1 + workers.Most());
-        if (at < reading.size()) lane.Aside([&mine = reading[at]] { mine.get(); });
-        sender.Send(requests[at]);
+      try {
+        for (Sender sender(shared, lane); next < end;) {
+          const size_t at = next++;
+          readUntil(at + 1 + workers.Most());
+          if (at < reading.size()) lane.Aside([&mine = reading[at]] { mine.get(); });
+          sender.Send(requests[at]);
+        }
+      } catch (...) {
+        next = end;  // for the others, too
+        throw;
       }
     });
   }
@@ -421,9 +454,9 @@ void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>&
 void SendFiles(Library& library, Workers& workers, const UploadPlan& plan,
                const SendOptions& options, const std::function<void(const File&)>& report) {
   Shared shared{
-      .library = library, .options = options, .told = {plan.files.size(), [&](File* file) {
-                                                         shared.Count(*file);
-                                                         report(*file);
+      .library = library, .options = options, .told = {plan.files.size(), [&](const Told& told) {
+                                                         shared.Count(told);
+                                                         report(*told.file);
                                                        }}};
   if (!options.dryRun)
     shared.progress.emplace(

@@ -225,9 +225,9 @@ int TellSums(Output& out, const UploadPlan& plan, const LeftOutCounts& leftOut, 
     out.Note(fmt::format("{} cannot be sent, as told before; --dry-run names {}",
                          CountText(sums.toldBefore, "file"), sums.toldBefore == 1 ? "it" : "them"));
   if (sums.taken > 0)
-    out.Note(fmt::format(
-        "{} taken for the same by name, size and date: the bytes were not sent from here",
-        CountText(sums.taken, "file")));
+    out.Note(
+        fmt::format("{} taken for the same by name, size and date: the bytes were not compared",
+                    CountText(sums.taken, "file")));
   if (sums.endedBy != 0)
     out.Problem(fmt::format("{} not sent: {}", CountText(sums.Of(UploadOutcome::kNotSent), "file"),
                             ResultText(sums.endedBy, kKELOCommand_Upload)));

@@ -60,13 +60,9 @@ UploadOutcome OutcomeOf(const File& file, const UploadRequest& request) {
 // Writes into each file what was told of it. `answer` is that of the whole.
 void Decide(const UploadRequest& request, bool checkOnly, bool mayBeStored,
             const UploadAnswer& answer, std::vector<UploadedFile> told) {
-  // With the check, memos leave only when some picture does.
-  bool pictureSent = !request.check;
-  for (size_t at = 0; at < told.size(); ++at)
-    pictureSent |= !told[at].error && !request.files[at]->IsVoiceMemo();
   // After a success every file is decided, but for those that a check alone would send; after a
   // failure those that the check decided before.
-  const bool isOver = answer.code == kKELOResult_Success && !(checkOnly && pictureSent);
+  const bool isOver = answer.code == kKELOResult_Success && !checkOnly;
   for (size_t at = 0; at < told.size(); ++at) {
     File& file = *request.files[at];
     const auto& error = told[at].error;
@@ -76,7 +72,7 @@ void Decide(const UploadRequest& request, bool checkOnly, bool mayBeStored,
     }
     file.code = error ? error->Code() : std::uint32_t{kKELOResult_Success};
     file.itemId = std::move(told[at].id);
-    file.outcome = !error && !pictureSent ? UploadOutcome::kNotSent : OutcomeOf(file, request);
+    file.outcome = OutcomeOf(file, request);
   }
 }
 
@@ -124,8 +120,8 @@ void Place(Library& library, const UploadRequest& request, const Files& files, b
   Files placed;
   std::vector<std::string> ids;
   for (File* file : files) {
-    const bool isElsewhere = file->outcome == UploadOutcome::kAlreadyThere && !file->itemId.empty();
-    if (file->album.Empty() || !isElsewhere) continue;
+    const bool isElsewhere = file->outcome == UploadOutcome::kAlreadyThere;
+    if (file->album.Empty() || !isElsewhere || (file->itemId.empty() && !dryRun)) continue;
     ids.push_back(file->itemId);
     placed.push_back(file);
   }

@@ -1,7 +1,6 @@
 // One upload command for a few files, whose answer is written into them.
 #pragma once
 
-#include <algorithm>
 #include <string>
 
 #include "host/library/Library.h"
@@ -12,13 +11,10 @@ namespace kelo::host {
 // Files for one album, that fail together.
 struct UploadRequest {
   Files files;
-  bool check = true;       // do not send what is stored already
+  bool check = true;       // do not send what is stored already; never with voice memos
   bool searching = false;  // for the file that a larger request failed by
   std::string albumId{};   // empty: none, or one that is not made yet
   std::string tags{};
-
-  // A memo goes with its picture, or behind it, while the check decides.
-  bool HasPairs() const { return check && std::ranges::any_of(files, &File::IsVoiceMemo); }
 };
 
 struct UploadAnswer {

@@ -176,7 +176,7 @@ TEST_F(MemoryTest, ABrokenOneIsSetAside) {
   EXPECT_EQ(Put().exitCode, 0);
   const fs::path database = DatabasePath();
   EXPECT_EQ(fs::status(database).permissions(), fs::perms(0600));
-  Database(database).Run("PRAGMA user_version = 4");
+  Database(database).Run("PRAGMA user_version = 5");
   EXPECT_THAT(Put().err, HasSubstr("a later version of kelo has made it"));
   std::ofstream(database) << std::string(5000, 'x');
   const Outcome put = Put();

@@ -40,56 +40,6 @@ TEST_F(PutTest, ARefusedRequestIsHalvedUntilTheBadFileStandsAlone) {
   }
 }
 
-// The first answer is lost behind the stored files: nothing is sent twice. Of what goes without the
-// check (forced; edited; of the name, size and date of another one; a memo that has its picture
-// there), the account tells. `ends`: the run gives up at once, and the next one looks.
-TEST_F(PutTest, AnUploadWhoseOutcomeIsUnknownIsLookedForFirst) {
-  const auto set = [this](const char* content) {
-    for (const char* name : {"a.jpg", "b.jpg", "c.jpg"}) Set(name, content);
-  };
-  struct Case {
-    std::function<void()> change;
-    const char* options;
-    int stored;
-    int there = 0;
-    bool ends = false;
-  };
-  const Case cases[] = {
-      {[&] { set("first"); }, "", 3},
-      {[] {}, "--force", 3},
-      {[&] { set("again"); }, "", 3},
-      {[&] { Set("a.jpg", "third"); }, "", 0, 3, true},
-      {[&] { Set("a.jpg", "forth"), Set("2/a.jpg", "other"), Set("3/a.jpg", "OTHER"); }, "", 3, 2},
-      {[&] { Set("2/a.jpg", "fifth"), Set("3/a.jpg", "fifth"); }, "", 1, 4},
-      {[&] { Set("b.wav", "sound"); }, "", 1, 5},
-      {[&] { Set("b.wav", "noise"); }, "", 0, 6, true},
-  };
-  size_t items = 1;  // the root album
-  for (const Case& one : cases) {
-    one.change();
-    const auto fault = service_.AddFault("UploadItems:cut,times=1");
-    if (one.ends) EXPECT_EQ(Kelo({"put", In(), "--retries", "0"}).exitCode, 1);
-    const Outcome put = Put(one.options);
-    EXPECT_EQ(service_.FaultFired(fault), 1u);
-    EXPECT_EQ(put.exitCode, 0) << put.err;
-    EXPECT_THAT(put.out, EndsWith(fmt::format("{} stored, {} already there, 0 not stored\n",
-                                              one.stored, one.there)));
-    EXPECT_EQ(Account().size(), items += one.ends ? 1 : one.stored);
-  }
-}
-
-// A run that ends before the answer: what it has stored is not taken for the file as it is now.
-TEST_F(PutTest, WhatWasOnItsWayIsNotTheEditedFile) {
-  Set("a.jpg", "first");
-  service_.AddFault("UploadItems:cut,times=1");
-  EXPECT_EQ(Kelo({"put", In(), "--retries", "0"}).exitCode, 1);
-  Set("a.jpg", "other");
-  const Outcome put = Put();
-  EXPECT_THAT(put.out, HasSubstr("a.jpg: stored, 5 bytes, as a new item"));
-  EXPECT_EQ(Account().size(), 3u);
-  EXPECT_THAT(Put().out, EndsWith("0 stored, 1 already there, 0 not stored\n"));
-}
-
 // As the item would have been called before 'get' gave it a number.
 TEST_F(PutTest, ALostQuestionByAnotherNameIsAskedAgain) {
   Set("a.jpg", "picture");
