@@ -75,7 +75,11 @@ std::vector<std::string> AccountItems::Beside(const std::string& id,
                                               const std::vector<std::string>& names) {
   const auto item = Find(id);
   if (!item) return {};
-  return In(std::string(FieldText(item->parentId)), names);
+  // To list the others takes longer.
+  std::vector<std::string> ids = In(std::string(FieldText(item->parentId)), names);
+  for (const std::string& album : ids.empty() ? Albums() : std::vector<std::string>())
+    if (IsIn(id, album)) std::ranges::copy(In(album, names), std::back_inserter(ids));
+  return ids;
 }
 
 std::vector<std::string> AccountItems::In(const std::string& albumId,

@@ -21,7 +21,7 @@ class AccountItems {
   // As the catalogue has it (CatalogueNames.h); nothing: there is no such item.
   std::optional<std::string> NameOf(const std::string& id);
   bool IsIn(const std::string& id, const std::string& albumId);
-  // Ids of the items with one of these names in the album where this item was found first.
+  // Ids of the items with one of these names in an album where this item lies.
   std::vector<std::string> Beside(const std::string& id, const std::vector<std::string>& names);
   // The same in an album; without an id: in no album.
   std::vector<std::string> In(const std::string& albumId, const std::vector<std::string>& names);

@@ -26,6 +26,10 @@ struct Case {
   std::multiset<std::string> holds;  // albums and contents, as another machine gets them
 };
 
+void PrintTo(const Case& one, std::ostream* out) {
+  *out << one.name;
+}
+
 const char* const kLost = "cut,times=1";
 const char* const kNeverCame = "reset,times=1";
 const char* const kAnswered = "delay=1,times=1";
