@@ -7,7 +7,10 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
+#include <chrono>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Measure.h"
@@ -32,8 +35,9 @@ class Kelo {
     Run({"login"});
   }
 
-  // Seconds of processor time; negative when it failed. Its output is thrown away.
-  double Run(std::vector<std::string> words) {
+  // Seconds of processor time; negative when it failed. Its output is thrown away. `watch` is
+  // called while it runs, each 20 ms.
+  double Run(std::vector<std::string> words, const std::function<void(pid_t)>& watch = {}) {
     words.insert(words.begin(), KELO_PROGRAM);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -45,7 +49,12 @@ class Kelo {
     posix_spawn_file_actions_destroy(&actions);
     int status = 1;
     rusage used{};
-    if (failed != 0 || wait4(process, &status, 0, &used) != process || status != 0) return -1;
+    pid_t ended = 0;
+    while (failed == 0 && (ended = wait4(process, &status, watch ? WNOHANG : 0, &used)) == 0) {
+      watch(process);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    if (failed != 0 || ended != process || status != 0) return -1;
     return Seconds(used.ru_utime) + Seconds(used.ru_stime);
   }
 

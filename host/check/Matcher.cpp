@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "host/names/ResultText.h"
+#include "host/upload/Recognition.h"
 
 namespace kelo::host {
 namespace {
@@ -14,6 +15,11 @@ bool IsTaken(const File& file) {
 }
 
 }  // namespace
+
+Matcher::Matcher(Memory& memory, CheckedItems& items, bool downloads)
+    : memory_(memory), items_(items), downloads_(downloads) {
+  for (UnansweredFile& file : memory_.Unanswered()) unanswered_.insert(std::move(file));
+}
 
 void Matcher::Recall(File& file) {
   const auto known = memory_.FileAt(file.path);
@@ -104,7 +110,11 @@ ComparedFile Matcher::Decide(const File& file) {
     return Same(file, *item, true);
   }
   CheckedItem* const taken = IsTaken(file) ? items_.Find(file.itemId) : nullptr;
-  if (taken != nullptr && !BytesOf(*taken)) return Same(file, *taken, true);
+  if (taken != nullptr && !BytesOf(*taken)) {
+    if (HasOtherBytes(unanswered_, file))
+      return Unknown(file, 0, "a file like it was sent, and had no answer; --download compares");
+    return Same(file, *taken, true);
+  }
   // An item that has come since the account was loaded.
   if (IsTaken(file) && taken == nullptr && items_.AreAll())
     return {.file = file, .agreement = Agreement::kSame, .itemId = file.itemId, .isTaken = true};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -16,8 +17,7 @@ namespace kelo::host {
 class Matcher {
  public:
   // `downloads`: only what is certain tells that a file is the same.
-  Matcher(Memory& memory, CheckedItems& items, bool downloads)
-      : memory_(memory), items_(items), downloads_(downloads) {}
+  Matcher(Memory& memory, CheckedItems& items, bool downloads);
 
   // Adds the digest of a file that is as it was.
   void Recall(File& file);
@@ -51,6 +51,7 @@ class Matcher {
   Memory& memory_;
   CheckedItems& items_;
   const bool downloads_;
+  std::set<UnansweredFile> unanswered_;
   std::unordered_map<std::string, FetchedFile> fetched_;  // by the ids of the items
 };
 

@@ -24,14 +24,6 @@ struct AlbumName {
   auto operator<=>(const AlbumName&) const = default;
 };
 
-// The service recognises a file by name, size and dates. Of files that agree in those, the first is
-// sent like any other.
-enum class Duplicate {
-  kNone,
-  kLookalike,  // other bytes: sent later, and unchecked if this run stored the first
-  kCopy        // the same bytes as one before it, its original: decided last, by what became of it
-};
-
 enum class UploadOutcome {
   kStored,
   kAlreadyThere,
@@ -65,8 +57,7 @@ struct File {
   bool isCertain = true;    // false where the service has taken it for its item by name, size, date
   bool isKept = false;      // the memory holds all this already
   bool wasOther = false;    // it is the item of an earlier run with other bytes
-  Duplicate duplicate = Duplicate::kNone;
-  const File* original = nullptr;  // of a copy
+  const File* original = nullptr;  // of a copy, and of its memo: the first like it
   const File* picture = nullptr;   // of a voice memo that goes with one
   size_t place = 0;                // among the files of the plan
   bool maybeSent = false;          // by a request of this run that had no answer: it may be stored

@@ -1,4 +1,4 @@
-// Pairs pictures with their voice memos, marks duplicates, and makes requests of the files.
+// Pairs pictures with their voice memos, marks copies, and makes requests of the files.
 #include "host/upload/Plan.h"
 
 #include <algorithm>
@@ -36,25 +36,34 @@ void AddMemos(const Files& memos, bool check, std::vector<Files>& groups, Files&
   }
 }
 
-// What cannot be read is like no other.
+// Of what cannot be read: none.
 const std::string& DigestOf(File& file) {
   if (file.digest.empty()) file.digest = Sha256OfFile(file.path);
   return file.digest;
 }
 
-void MarkDuplicates(const std::vector<Files>& groups) {
-  std::unordered_map<std::string, File*> firsts;
+// A copy and the memos that have their likes beside the original.
+void MarkCopy(const Files& group, const Files& original) {
+  group.front()->original = original.front();
+  for (size_t at = 1; at < group.size(); ++at)
+    for (size_t other = 1; other < original.size(); ++other)
+      if (group[at]->Name() == original[other]->Name() && !DigestOf(*group[at]).empty() &&
+          DigestOf(*group[at]) == DigestOf(*original[other]))
+        group[at]->original = original[other];
+}
+
+// By name, size and date, and then by their bytes.
+void MarkCopies(const std::vector<Files>& groups) {
+  std::unordered_map<std::string, const Files*> firsts;
   firsts.reserve(groups.size());
-  std::map<std::pair<const File*, std::string>, const File*> originals;  // by firsts and digests
+  std::map<std::pair<const Files*, std::string>, const Files*> originals;  // by firsts and digests
   for (const Files& group : groups) {
     File& file = *group.front();
-    const auto [first, isFirst] = firsts.emplace(CheckKey(file, file.Name()), &file);
-    if (isFirst) continue;
-    originals.try_emplace({first->second, DigestOf(*first->second)}, first->second);
-    const auto [same, isNew] = originals.try_emplace({first->second, DigestOf(file)}, &file);
-    if (!isNew && !file.digest.empty()) file.original = same->second;
-    for (File* each : group)
-      each->duplicate = file.original == nullptr ? Duplicate::kLookalike : Duplicate::kCopy;
+    const auto [first, isFirst] = firsts.emplace(CheckKey(file, file.Name()), &group);
+    if (isFirst || DigestOf(file).empty()) continue;
+    originals.try_emplace({first->second, DigestOf(*first->second->front())}, first->second);
+    const auto [same, isNew] = originals.try_emplace({first->second, file.digest}, &group);
+    if (!isNew) MarkCopy(group, *same->second);
   }
 }
 
@@ -121,12 +130,11 @@ UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes) {
     else
       groups.push_back({&file});
   AddMemos(memos, check, groups, plan.unfit);
-  if (check) MarkDuplicates(groups);
-  // The duplicates go when the first of each has gone.
-  for (const Duplicate kind : {Duplicate::kNone, Duplicate::kLookalike, Duplicate::kCopy}) {
+  if (check) MarkCopies(groups);
+  for (const bool areCopies : {false, true}) {
     std::vector<Files> meant;
     for (const Files& group : groups)
-      if (group.front()->duplicate == kind) meant.push_back(group);
+      if ((group.front()->original != nullptr) == areCopies) meant.push_back(group);
     Cut(meant, check, lanes, plan.requests);
     for (const Files& group : meant)
       plan.files.insert(plan.files.end(), group.begin(), group.end());

@@ -20,8 +20,9 @@ constexpr std::uint64_t kRequestBytes = 64ull << 20;
 // smaller than this: a request costs some round trips.
 constexpr std::uint64_t kLeastBytes = 2ull << 20;
 
-// Marks duplicates, and points to the files, which must stay where they are. `check`: the service
-// is asked which files it holds. `lanes`: so many requests go at a time.
+// Points to the files, which must stay where they are. `check`: the service is asked which files it
+// holds; copies are marked then, and go when all others have gone. `lanes`: so many requests go at
+// a time.
 //
 // A voice memo goes with the picture of its name, behind it.
 UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes = 1);

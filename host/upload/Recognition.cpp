@@ -9,6 +9,7 @@
 
 #include "host/library/Digest.h"
 #include "host/names/CatalogueNames.h"
+#include "host/names/Names.h"
 
 namespace kelo::host {
 namespace {
@@ -17,6 +18,17 @@ namespace {
 constexpr const char* kNoFilesDigest = "unknown";
 
 }  // namespace
+
+bool HasOtherBytes(const std::set<UnansweredFile>& files, const File& file) {
+  std::vector<std::string> names = NamesBehind(file.Name());
+  names.push_back(file.Name());
+  return std::ranges::any_of(names, [&](const std::string& name) {
+    const std::string key = CheckKey(file, name);
+    auto at = files.lower_bound({key, ""});
+    while (at != files.end() && at->key == key && at->digest == file.digest) ++at;
+    return at != files.end() && at->key == key;
+  });
+}
 
 Recognition::Recognition(Memory& memory, std::function<Library&(bool anew)> loaded,
                          std::function<std::string(const std::string& id)> digestOf)
@@ -101,21 +113,14 @@ bool Recognition::IsMeant(File& file) {
   const auto item = memory_.ItemOf(file.itemId);
   file.isCertain = item && item->certain && item->digest == file.digest;
   if (file.digest.empty() || (item && item->digest == file.digest)) return true;
-  if (!item && !MayBeOther(file)) return true;
+  if (!item && !HasOtherBytes(unanswered_, file) &&
+      believed_.try_emplace(file.itemId, file.digest).first->second == file.digest)
+    return true;
   if (!item && Learn(file.itemId) == file.digest) return file.isCertain = true;
-  if (MayHaveCome(file) && FindByBytes(file)) return true;
+  if ((!item || MayHaveCome(file)) && FindByBytes(file)) return true;
   const auto known = memory_.FileAt(file.path);
   const auto former = known ? memory_.ItemOf(known->itemId) : std::nullopt;
-  file.wasOther = !item || (former && former->digest != file.digest);
-  return false;
-}
-
-bool Recognition::MayBeOther(const File& file) const {
-  const std::string key = CheckKey(file, file.Name());
-  for (auto at = unanswered_.lower_bound({key, ""}); at != unanswered_.end(); ++at) {
-    if (at->key != key) return false;
-    if (at->digest != file.digest) return true;
-  }
+  file.wasOther = former ? former->digest != file.digest : HasOtherBytes(earlier_, file);
   return false;
 }
 
@@ -155,11 +160,8 @@ bool Recognition::IsThereToo(File& memo, const std::string& picture) {
   if (known && !known->itemId.empty() && !isItem(known->itemId)) return false;
   memo.itemId.clear();
   memo.isCertain = false;
-  // This run may have stored the picture, and the memo with it or with a copy of it.
-  if (isOfThisRun_.contains(picture) || Account() == nullptr || !Account()->NameOf(picture))
-    return known || memo.maybeSent ||
-           std::ranges::any_of(memory_.ItemsWith(memo.digest),
-                               [this](const std::string& id) { return isOfThisRun_.contains(id); });
+  if (isOfThisRun_.contains(picture)) return false;
+  if (Account() == nullptr) throw Error(*failure_);
   return std::ranges::any_of(Account()->Beside(picture, CatalogueNamesOf(memo.Name())), isItem);
 }
 
@@ -203,7 +205,7 @@ void Recognition::Keep(const Files& files) {
 // transaction. Of one that is gone, and of one that was not sent and is no more what it was, there
 // is nothing to keep.
 bool Recognition::IsAsItWas(File& file) {
-  if (!file.knownItem.empty()) return true;
+  if (file.knownItem == file.itemId) return true;
   const auto now = NowAt(file.path);
   if (!now || now->stamp == file.stamp) return now.has_value();
   if (file.outcome != UploadOutcome::kStored) return false;
@@ -215,15 +217,17 @@ bool Recognition::IsAsItWas(File& file) {
 void Recognition::Keep(const File& file) {
   const bool isStored = file.outcome == UploadOutcome::kStored;
   if (isStored) isOfThisRun_.insert(file.itemId);
+  // What an earlier run has sent may be there beside what this one has stored.
   if (const UnansweredFile answered{CheckKey(file, file.Name()), file.digest};
-      unanswered_.erase(answered) > 0)
+      !(isStored && earlier_.contains(answered)) && unanswered_.erase(answered) > 0)
     memory_.DropUnanswered(answered);
   if (file.outcome == UploadOutcome::kChanged)
     return memory_.Keep(file.itemId, {.digest = kNoFilesDigest});
   // One that the check has found since it may have been sent may be another machine's.
-  if (file.knownItem.empty())
+  const bool wasKnown = file.knownItem == file.itemId;
+  if (!wasKnown)
     memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored && file.code == 0});
-  if (!file.isKept) memory_.Keep(file.path, RowOf(file, file.itemId));
+  if (!wasKnown || !file.isKept) memory_.Keep(file.path, RowOf(file, file.itemId));
 }
 
 }  // namespace kelo::host

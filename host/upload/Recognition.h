@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -16,6 +17,10 @@
 #include "host/upload/File.h"
 
 namespace kelo::host {
+
+// Whether a file of this name (or of one that it stands for), size and date, but with other bytes,
+// is among them.
+bool HasOtherBytes(const std::set<UnansweredFile>& files, const File& file);
 
 class Recognition {
  public:
@@ -37,14 +42,14 @@ class Recognition {
   bool IsInAlbum(const File& file, const std::string& albumId);
 
   // The service has taken the file for the item that it names. False if that item has other bytes;
-  // the file is then to be sent as a new one. Where an item's bytes are nobody's knowledge, it is
-  // believed, unless it may be what set out with other bytes and had no answer: then it is
-  // downloaded. So are those of its name where the file itself may have come. May throw Error.
+  // the file is then to be sent as a new one. Where nobody knows an item's bytes, it is believed,
+  // unless it was taken for another file already, or may be what set out with other bytes and had
+  // no answer: then it is downloaded, and so are others of its name. May throw Error.
   bool IsMeant(File& file);
   // The account holds the picture of this memo, and the service is never asked about memos. Names
   // the memo's item: that with its name and bytes, or else one of its name in the picture's album.
   // False if there is none, or if the memo has changed since it was sent; it is then to be sent
-  // alone.
+  // alone. May throw Error.
   bool IsThereToo(File& memo, const std::string& picture);
 
   // These files leave now. Should this run end before it knows what became of them, the next one
@@ -55,6 +60,9 @@ class Recognition {
   // others as they were. Throws Error where the account cannot be loaded anew, or an item not be
   // downloaded.
   void FindStored(const Files& files, const std::string& albumId);
+
+  // Whether this run has stored the item.
+  bool IsOfThisRun(const std::string& id) const { return isOfThisRun_.contains(id); }
 
   // What became of decided files, for the runs to come. A stored file that has other bytes by then
   // changed while it was sent.
@@ -73,9 +81,7 @@ class Recognition {
   bool FindByBytes(File& file);
   // Downloads the item, unless its bytes are known for certain.
   std::string Learn(const std::string& id);
-  // Whether some file of this name, size and date has no answer: with other bytes; or with these,
-  // from an earlier run.
-  bool MayBeOther(const File& file) const;
+  // Whether an earlier run has sent such a file, and had no answer.
   bool MayHaveCome(const File& file) const;
   static bool IsAsItWas(File& file);
   void Keep(const File& file);
@@ -87,10 +93,11 @@ class Recognition {
   const std::function<std::string(const std::string& id)> digestOf_;
   std::future<Library*> loading_;
   std::optional<AccountItems> account_;
-  std::unordered_set<std::string> isOfThisRun_;  // ids of what it has stored
-  std::unordered_set<std::string> learnt_;       // ids of what it has downloaded
-  std::set<UnansweredFile> earlier_;             // of earlier runs
-  std::set<UnansweredFile> unanswered_;          // and of this one
+  std::unordered_set<std::string> isOfThisRun_;            // ids of what it has stored
+  std::unordered_set<std::string> learnt_;                 // ids of what it has downloaded
+  std::unordered_map<std::string, std::string> believed_;  // digests, by the ids taken for them
+  std::set<UnansweredFile> earlier_;                       // of earlier runs
+  std::set<UnansweredFile> unanswered_;                    // and of this one
 };
 
 }  // namespace kelo::host

@@ -6,7 +6,6 @@
 #include <future>
 #include <map>
 #include <optional>
-#include <unordered_set>
 #include <utility>
 
 #include "host/library/Retries.h"
@@ -26,10 +25,6 @@ bool IsStored(const File* file) {
 bool IsUnreadable(const File* file) {
   const auto now = NowAt(file->path);
   return !now || now->size < file->size || !IsReadable(file->path);
-}
-
-bool IsNoMemo(const File* file) {
-  return file->picture == nullptr;
 }
 
 // Its picture, or itself.
@@ -60,12 +55,11 @@ struct Shared {
   Library& library;
   const SendOptions& options;
   InOrder<Told> told;
-  std::optional<Progress> progress{};        // none in a dry run
-  std::unordered_set<std::string> stored{};  // the keys of what was stored
-  unsigned failedInARow = 0;                 // in the order in which files are told
-  bool full = false;                         // the storage
-  std::uint64_t previewed = 0;               // bytes that a dry run would have stored
-  std::uint32_t ended = 0;                   // by which failure, 0: it goes on
+  std::optional<Progress> progress{};  // none in a dry run
+  unsigned failedInARow = 0;           // in the order in which files are told
+  bool full = false;                   // the storage
+  std::uint64_t previewed = 0;         // bytes that a dry run would have stored
+  std::uint32_t ended = 0;             // by which failure, 0: it goes on
 
   // More of those that were under way together may fail than would have failed one by one.
   void Count(const Told& of) {
@@ -131,11 +125,6 @@ class Sender {
   // With the check. What is to be sent without it is then the request.
   void SendNew(UploadRequest& request) {
     const Files memos = TakeOut(request.files, &File::IsVoiceMemo);
-    // The check would take these for the files that were stored just now.
-    others_ = TakeOut(request.files, [this](const File* file) {
-      return file->duplicate == Duplicate::kLookalike &&
-             shared_.stored.contains(CheckKey(*file, file->Name()));
-    });
     AskByOtherNames(request);
     // Memos go with their pictures, and without the check. So the pictures are asked about first.
     if (!memos.empty() && AskUntilAnswered(request) == kKELOResult_Success)
@@ -149,20 +138,31 @@ class Sender {
 
   // Those of pictures that the account holds. The others go with theirs, or without.
   void DecideMemos(const UploadRequest& request, const Files& memos) {
-    Files known;
     for (File* memo : memos) {
-      const bool isThere = memo->picture->Held() && IsThereToo(*memo, request);
-      (isThere ? known : others_).push_back(memo);
+      try {
+        if (memo->picture->Held() && IsThereToo(*memo)) SetThere(*memo, request);
+      } catch (const Error& failure) {
+        SetFailed(*memo, failure);
+      }
+      if (memo->outcome == UploadOutcome::kUndecided)
+        others_.push_back(memo);
+      else
+        PlaceAndReport(request, {memo});
     }
-    PlaceAndReport(request, known);
+  }
+
+  // What it is cannot be found out.
+  static void SetFailed(File& file, const Error& failure) {
+    if (failure.Code() == kKELOResult_Aborted) throw Error(failure);
+    file.outcome = UploadOutcome::kFailed;
+    file.code = failure.Code();
   }
 
   // Whether the account holds the memo of a picture that it holds, or would hold.
-  bool IsThereToo(File& memo, const UploadRequest& request) {
-    const bool wouldBe = shared_.options.dryRun && IsCopyOfStored(*memo.picture);
-    if (!wouldBe && !Recognised().IsThereToo(memo, memo.picture->itemId)) return false;
-    SetThere(memo, request);
-    return true;
+  bool IsThereToo(File& memo) {
+    KnowByOriginal(memo);
+    memo.itemId = memo.knownItem;
+    return IsCopyOfStored(memo) || Recognised().IsThereToo(memo, memo.picture->itemId);
   }
 
   void SetThere(File& file, const UploadRequest& request) const {
@@ -184,6 +184,7 @@ class Sender {
   void SendOrPreview(UploadRequest request) {
     if (request.files.empty()) return;
     if (shared_.options.dryRun) return Preview(std::move(request));
+    if (!request.check) TakeStored(request);
     if (shared_.full) KeepWhatFits(request);
     SendUntilDecided(std::move(request));
   }
@@ -213,15 +214,20 @@ class Sender {
   }
 
   // Of what may be stored without the check, the account itself tells. Without it nobody does.
-  void TakeStored(UploadRequest& request) try {
+  void TakeStored(UploadRequest& request) {
     Files sent = request.files;
     std::erase_if(sent, [](const File* file) { return !file->maybeSent; });
     if (sent.empty()) return;
-    Recognised().FindStored(sent, request.albumId);
+    std::uint32_t failed = 0;
+    try {
+      Recognised().FindStored(sent, request.albumId);
+    } catch (const Error& failure) {
+      failed = failure.Code();
+    }
     PlaceAndReport(request, TakeOut(request.files, IsStored));
-  } catch (const Error& failure) {
-    if (failure.Code() == kKELOResult_Aborted) throw;
-    EndIfHopeless(failure.Code());
+    if (failed == kKELOResult_Aborted) throw Error("upload", failed, kKELOCommand_Upload);
+    if (failed == 0) return;
+    EndIfHopeless(failed);
     Report(std::exchange(request.files, {}), UploadOutcome::kNotConfirmed, 0);
   }
 
@@ -237,14 +243,24 @@ class Sender {
                      part_ ? OnProgress(std::ref(*part_)) : OnProgress(), checkOnly, other);
     Files decided = TakeOut(
         request.files, [](const File* file) { return file->outcome != UploadOutcome::kUndecided; });
-    for (File* file : TakeOut(decided, [this](File* each) { return IsOther(*each); })) {
-      file->outcome = UploadOutcome::kUndecided;
-      file->itemId.clear();
-      others_.push_back(file);
-    }
+    // `get` has not numbered what this run has stored itself.
+    if (other != 0)
+      Append(request.files,
+             Undecided(TakeOut(
+                 decided,
+                 [this](const File* file) { return Recognised().IsOfThisRun(file->itemId); })));
+    Append(others_, Undecided(TakeOut(decided, [this](File* file) { return IsOther(*file); })));
     PlaceAndReport(request, decided);
     if (answer.code == kKELOResult_Aborted) throw Error("upload", answer.code, kKELOCommand_Upload);
     return answer;
+  }
+
+  static Files Undecided(Files files) {
+    for (File* file : files) {
+      file->outcome = UploadOutcome::kUndecided;
+      file->itemId.clear();
+    }
+    return files;
   }
 
   // The service has taken the file for an item with other bytes. So it may have one that counts as
@@ -256,10 +272,8 @@ class Sender {
                          (IsStored(&file) && file.code != 0);
     try {
       return isTaken && !Recognised().IsMeant(file);
-    } catch (const Error& failure) {  // nobody knows
-      if (failure.Code() == kKELOResult_Aborted) throw;
-      file.outcome = UploadOutcome::kFailed;
-      file.code = failure.Code();
+    } catch (const Error& failure) {
+      SetFailed(file, failure);
       return false;
     }
   }
@@ -277,7 +291,6 @@ class Sender {
   }
 
   void Report(File& file, bool counts = true) {
-    if (IsStored(&file)) shared_.stored.insert(CheckKey(file, file.Name()));
     if (part_) part_->Over(1, file.size);
     shared_.told.Tell(file.place, {.file = &file, .counts = counts});
   }
@@ -304,7 +317,8 @@ class Sender {
     UploadRequest rest = request;
     // A memo stays with its picture, unless they are alone.
     auto half = request.files.begin() + static_cast<std::ptrdiff_t>(request.files.size() / 2);
-    half = std::find_if(half, request.files.end(), IsNoMemo);
+    while (half != request.files.end() && WhatItGoesWith(**half) == WhatItGoesWith(**(half - 1)))
+      ++half;
     if (half == request.files.end()) half = request.files.begin() + 1;
     rest.files.assign(half, request.files.end());
     request.files.erase(half, request.files.end());
@@ -366,8 +380,10 @@ class Sender {
     for (const File* file : request.files) most = std::max(most, NamesBehind(file->Name()).size());
     UploadRequest asked = request;
     for (size_t other = 0; other <= most && most != 0; ++other) {
-      asked.files =
-          TakeOut(request.files, [&](const File* file) { return MayBeThereAs(*file, other); });
+      asked.files = TakeOut(request.files, [other](const File* file) {
+        const size_t names = NamesBehind(file->Name()).size();
+        return names > 0 && other <= names;
+      });
       AskUntilAnswered(asked, other);
       Append(request.files, asked.files);
     }
@@ -387,17 +403,9 @@ class Sender {
     return kKELOResult_Success;
   }
 
-  // What this run has stored itself is no such picture.
-  bool MayBeThereAs(const File& file, size_t other) const {
-    const std::vector<std::string> names = NamesBehind(file.Name());
-    if (other == 0) return !names.empty();
-    if (other > names.size()) return false;
-    const std::string& name = names[other - 1];
-    return name.find('/') != name.npos || !shared_.stored.contains(CheckKey(file, name));
-  }
-
   // What the service would do with the request.
   void Preview(UploadRequest request) {
+    LeaveOrphans(request);
     const std::uint32_t result = request.check ? Ask(request).code : 0;
     if (request.files.empty()) return;
     if (result != 0) {
@@ -415,6 +423,10 @@ class Sender {
   Files others_;  // which the service takes for items with other bytes
 };
 
+bool IsCopy(const UploadRequest& request) {
+  return request.files.front()->original != nullptr;
+}
+
 void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>& requests) {
   // Reading pictures takes longer than anything else here, so it goes on while others are sent.
   std::vector<std::future<void>> reading;
@@ -425,14 +437,10 @@ void SendAll(Shared& shared, Workers& workers, const std::vector<UploadRequest>&
           std::async([&files = requests[reading.size()].files] { ReadPictureFacts(files); }));
   };
   for (size_t next = 0; next < requests.size();) {
-    const Duplicate kind = requests[next].files.front()->duplicate;
-    const auto end = static_cast<size_t>(std::ranges::find_if(
-                                             requests.begin() + static_cast<std::ptrdiff_t>(next),
-                                             requests.end(),
-                                             [kind](const UploadRequest& request) {
-                                               return request.files.front()->duplicate != kind;
-                                             }) -
-                                         requests.begin());
+    // The copies go when all others have gone.
+    const bool areCopies = IsCopy(requests[next]);
+    auto end = next;
+    while (end < requests.size() && IsCopy(requests[end]) == areCopies) ++end;
     workers.Run(end - next, [&](Workers::Lane& lane) {
       try {
         for (Sender sender(shared, lane); next < end;) {

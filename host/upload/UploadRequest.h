@@ -11,7 +11,7 @@ namespace kelo::host {
 // Files for one album, that fail together.
 struct UploadRequest {
   Files files;
-  bool check = true;       // do not send what is stored already; never with voice memos
+  bool check = true;       // do not send what is stored already
   bool searching = false;  // for the file that a larger request failed by
   std::string albumId{};   // empty: none, or one that is not made yet
   std::string tags{};
