@@ -45,27 +45,28 @@ struct File {
   std::uint64_t size = 0;
   std::string modifyDate{};  // "2024-05-17T10:11:12Z"
   Stamp stamp{};
-  bool stampHolds = true;  // a change after the look into it would show
-  AlbumName album{};       // where it goes
+  AlbumName album{};  // where it goes
   // What a picture tells.
   std::string shotDate{};  // "2024-05-17T10:11:12", the camera's clock; empty: unknown
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   // What is known of its bytes (Recognition.h).
-  std::string digest{};     // empty: not known, or not asked for
-  std::string knownItem{};  // an item of the account that has them
-  bool isCertain = true;    // false where the service has taken it for its item by name, size, date
-  bool isKept = false;      // the memory holds all this already
-  bool wasOther = false;    // it is the item of an earlier run with other bytes
+  std::string digest{};   // empty: not known, or not asked for
+  bool isKnown = false;   // its item is known by them, without a question
+  bool isCertain = true;  // false where the service has taken it for its item by name, size, date
+  bool isKept = false;    // the memory holds all this already
+  bool wasOther = false;  // it is the item of an earlier run with other bytes
+  // The small ones of other parts stand together, where they take least memory.
+  bool stampHolds = true;          // a change after the look into it would show
+  bool maybeSent = false;          // by a request of this run that had no answer: it may be stored
+  bool wasTold = false;            // it is unfit, and an earlier run has said so
   const File* original = nullptr;  // of a copy, and of its memo: the first like it
   const File* picture = nullptr;   // of a voice memo that goes with one
   size_t place = 0;                // among the files of the plan
-  bool maybeSent = false;          // by a request of this run that had no answer: it may be stored
   UploadOutcome outcome = UploadOutcome::kUndecided;
   std::uint32_t code = 0;  // of a failure; of kNotSent: why the upload ended, 0: another reason
-  std::string itemId{};    // where the service named one
+  std::string itemId{};    // the item that it is, if any
   std::string reason{};    // why it is unreadable or unfit
-  bool wasTold = false;    // it is unfit, and an earlier run has said so
 
   std::string Name() const { return path.substr(path.rfind('/') + 1); }
   // ".wav": goes with the picture of its name.

@@ -136,9 +136,10 @@ void ReadFactsOf(File& file) {
   if (!now) return;
   if (now->stamp != file.stamp) {
     file.digest.clear();
-    file.knownItem.clear();
+    file.itemId.clear();
+    file.isKnown = false;
   }
-  if (!file.knownItem.empty()) return;
+  if (file.isKnown) return;
   file.stamp = now->stamp;
   file.stampHolds = now->stamp.ShowsChanges();
   if (now->size > 0 && now->size <= kMaxFile) {

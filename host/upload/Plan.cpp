@@ -5,6 +5,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <span>
 #include <unordered_map>
 
 #include "host/library/Digest.h"
@@ -52,18 +53,37 @@ void MarkCopy(const Files& group, const Files& original) {
         group[at]->original = original[other];
 }
 
-// By name, size and date, and then by their bytes.
+struct Hashed {
+  size_t hash = 0;  // of the key
+  const Files* group = nullptr;
+};
+
+std::string KeyOf(const Files& group) {
+  return CheckKey(*group.front(), group.front()->Name());
+}
+
+void MarkCopiesAmong(std::span<const Hashed> some) {
+  std::map<std::pair<std::string, std::string>, const Files*> originals;  // by keys and digests
+  for (const Hashed& each : some) {
+    const std::string& digest = DigestOf(*each.group->front());
+    if (digest.empty()) continue;
+    const auto [same, isNew] = originals.try_emplace({KeyOf(*each.group), digest}, each.group);
+    if (!isNew) MarkCopy(*each.group, *same->second);
+  }
+}
+
+// By name, size and date, and then by their bytes. All keys at once would take much memory.
 void MarkCopies(const std::vector<Files>& groups) {
-  std::unordered_map<std::string, const Files*> firsts;
-  firsts.reserve(groups.size());
-  std::map<std::pair<const Files*, std::string>, const Files*> originals;  // by firsts and digests
-  for (const Files& group : groups) {
-    File& file = *group.front();
-    const auto [first, isFirst] = firsts.emplace(CheckKey(file, file.Name()), &group);
-    if (isFirst || DigestOf(file).empty()) continue;
-    originals.try_emplace({first->second, DigestOf(*first->second->front())}, first->second);
-    const auto [same, isNew] = originals.try_emplace({first->second, file.digest}, &group);
-    if (!isNew) MarkCopy(group, *same->second);
+  std::vector<Hashed> all;
+  all.reserve(groups.size());
+  for (const Files& group : groups)
+    all.push_back({.hash = std::hash<std::string>()(KeyOf(group)), .group = &group});
+  std::ranges::stable_sort(all, {}, &Hashed::hash);
+  for (auto from = all.begin(); from != all.end();) {
+    const auto to =
+        std::find_if(from, all.end(), [&](const Hashed& each) { return each.hash != from->hash; });
+    if (to - from > 1) MarkCopiesAmong({from, to});
+    from = to;
   }
 }
 
@@ -79,12 +99,12 @@ std::uint64_t ShareOf(std::uint64_t files, std::uint64_t bytes, unsigned lanes) 
 }
 
 bool IsKnown(const Files& group) {
-  return !group.front()->knownItem.empty();
+  return group.front()->isKnown;
 }
 
 // Adds requests of these groups, each for files of one album. What is known needs no question and
 // is not sent, so it is together.
-void Cut(const std::vector<Files>& groups, bool check, unsigned lanes,
+void Cut(std::span<const Files> groups, bool check, unsigned lanes,
          std::vector<UploadRequest>& requests) {
   Files shared;
   for (const Files& group : groups)
@@ -131,10 +151,10 @@ UploadPlan PlanUpload(std::vector<File>& files, bool check, unsigned lanes) {
       groups.push_back({&file});
   AddMemos(memos, check, groups, plan.unfit);
   if (check) MarkCopies(groups);
-  for (const bool areCopies : {false, true}) {
-    std::vector<Files> meant;
-    for (const Files& group : groups)
-      if ((group.front()->original != nullptr) == areCopies) meant.push_back(group);
+  const std::span<const Files> copies = std::ranges::stable_partition(
+      groups, [](const Files& group) { return group.front()->original == nullptr; });
+  const std::span<const Files> others(groups.data(), groups.size() - copies.size());
+  for (const std::span<const Files> meant : {others, copies}) {
     Cut(meant, check, lanes, plan.requests);
     for (const Files& group : meant)
       plan.files.insert(plan.files.end(), group.begin(), group.end());

@@ -17,6 +17,12 @@ namespace {
 // That of an item whose bytes nobody knows: no file is taken for it.
 constexpr const char* kNoFilesDigest = "unknown";
 
+// A memo that is known goes all the same where its picture is new.
+bool WasThere(const File& file) {
+  return file.isKnown && file.outcome != UploadOutcome::kStored &&
+         file.outcome != UploadOutcome::kChanged;
+}
+
 }  // namespace
 
 bool HasOtherBytes(const std::set<UnansweredFile>& files, const File& file) {
@@ -52,7 +58,7 @@ AccountItems* Recognition::Account() {
 void Recognition::Recognise(const Files& files) {
   Files open;
   std::ranges::copy_if(files, std::back_inserter(open), [](const File* file) {
-    return file->outcome == UploadOutcome::kUndecided && file->knownItem.empty();
+    return file->outcome == UploadOutcome::kUndecided && !file->isKnown;
   });
   memory_.AskTogether([&] {
     for (File* file : open) Recall(*file);
@@ -74,12 +80,14 @@ void Recognition::Recall(File& file) {
   const auto known = memory_.FileAt(file.path);
   if (file.digest.empty() && known && known->stamp == file.stamp) file.digest = known->digest;
   if (!known || file.digest.empty() || !HasBytesOf(known->itemId, file)) return;
-  file.knownItem = known->itemId;
+  file.itemId = known->itemId;
+  file.isKnown = true;
   file.isKept = *known == RowOf(file, known->itemId);
 }
 
 void Recognition::Confirm(File& file) {
-  const std::string own = std::exchange(file.knownItem, {});
+  const std::string own = std::exchange(file.itemId, {});
+  file.isKnown = false;
   if (!own.empty() && Take(file, own, true)) return;
   file.isKept = false;
   if (file.digest.empty()) return;
@@ -101,7 +109,8 @@ bool Recognition::Take(File& file, const std::string& id, bool isOwn) {
   const std::optional<std::string> name = Account()->NameOf(id);
   if (!name || !(isOwn || std::ranges::count(CatalogueNamesOf(file.Name()), name) > 0))
     return false;
-  file.knownItem = id;
+  file.itemId = id;
+  file.isKnown = true;
   return true;
 }
 
@@ -148,8 +157,7 @@ bool Recognition::FindByBytes(File& file) {
 }
 
 bool Recognition::IsThereToo(File& memo, const std::string& picture) {
-  memo.itemId = memo.knownItem;
-  if (!memo.itemId.empty()) return true;
+  if (memo.isKnown) return true;
   const auto isItem = [&](const std::string& id) {
     memo.itemId = id;
     const bool is = IsMeant(memo);
@@ -205,7 +213,7 @@ void Recognition::Keep(const Files& files) {
 // transaction. Of one that is gone, and of one that was not sent and is no more what it was, there
 // is nothing to keep.
 bool Recognition::IsAsItWas(File& file) {
-  if (file.knownItem == file.itemId) return true;
+  if (WasThere(file)) return true;
   const auto now = NowAt(file.path);
   if (!now || now->stamp == file.stamp) return now.has_value();
   if (file.outcome != UploadOutcome::kStored) return false;
@@ -224,10 +232,9 @@ void Recognition::Keep(const File& file) {
   if (file.outcome == UploadOutcome::kChanged)
     return memory_.Keep(file.itemId, {.digest = kNoFilesDigest});
   // One that the check has found since it may have been sent may be another machine's.
-  const bool wasKnown = file.knownItem == file.itemId;
-  if (!wasKnown)
+  if (!WasThere(file))
     memory_.Keep(file.itemId, {.digest = file.digest, .certain = isStored && file.code == 0});
-  if (!wasKnown || !file.isKept) memory_.Keep(file.path, RowOf(file, file.itemId));
+  if (!WasThere(file) || !file.isKept) memory_.Keep(file.path, RowOf(file, file.itemId));
 }
 
 }  // namespace kelo::host

@@ -100,13 +100,9 @@ class Sender {
   void DecideKnown(UploadRequest& request) {
     Recognised().Recognise(request.files);
     for (File* file : request.files) KnowByOriginal(*file);
-    const Files known = TakeOut(request.files, [](const File* file) {
-      return !file->IsVoiceMemo() && (!file->knownItem.empty() || IsCopyOfStored(*file));
-    });
-    for (File* file : known) {
-      file->itemId = file->knownItem;
-      SetThere(*file, request);
-    }
+    const Files known = TakeOut(
+        request.files, [](const File* file) { return !file->IsVoiceMemo() && file->isKnown; });
+    for (File* file : known) SetThere(*file, request);
     PlaceAndReport(request, known);
   }
 
@@ -117,8 +113,9 @@ class Sender {
   }
 
   static void KnowByOriginal(File& copy) {
-    if (!copy.knownItem.empty() || !IsCopyOfStored(copy)) return;
-    copy.knownItem = copy.original->itemId;
+    if (copy.isKnown || !IsCopyOfStored(copy)) return;
+    copy.isKnown = true;
+    copy.itemId = copy.original->itemId;
     copy.isCertain = copy.original->isCertain;
   }
 
@@ -161,8 +158,7 @@ class Sender {
   // Whether the account holds the memo of a picture that it holds, or would hold.
   bool IsThereToo(File& memo) {
     KnowByOriginal(memo);
-    memo.itemId = memo.knownItem;
-    return IsCopyOfStored(memo) || Recognised().IsThereToo(memo, memo.picture->itemId);
+    return memo.isKnown || Recognised().IsThereToo(memo, memo.picture->itemId);
   }
 
   void SetThere(File& file, const UploadRequest& request) const {

@@ -312,7 +312,7 @@ TEST_F(GetTest, TwoNamesOfOneFileAreSeenAsSuch) {
     EXPECT_EQ(ReadFile(Out() / "same (2).jpg"), "item1");
   }
   fs::remove(Out() / "same.jpg");
-  EXPECT_THAT(Get("root --replace").out, EndsWith("2 downloaded, 0 already here\n"));
+  EXPECT_THAT(Get("root --replace --transfers 1").out, EndsWith("2 downloaded, 0 already here\n"));
   EXPECT_EQ(ReadFile(Out() / "Same.jpg"), "item0");
 }
 
