@@ -222,13 +222,17 @@ bool Recognition::IsAsItWas(File& file) {
   return true;
 }
 
+// What an earlier run has sent may be there beside what this one has stored.
+void Recognition::DropUnanswered(const File& file) {
+  const UnansweredFile answered{CheckKey(file, file.Name()), file.digest};
+  if (file.outcome == UploadOutcome::kStored && earlier_.contains(answered)) return;
+  if (unanswered_.erase(answered) > 0) memory_.DropUnanswered(answered);
+}
+
 void Recognition::Keep(const File& file) {
   const bool isStored = file.outcome == UploadOutcome::kStored;
   if (isStored) isOfThisRun_.insert(file.itemId);
-  // What an earlier run has sent may be there beside what this one has stored.
-  if (const UnansweredFile answered{CheckKey(file, file.Name()), file.digest};
-      !(isStored && earlier_.contains(answered)) && unanswered_.erase(answered) > 0)
-    memory_.DropUnanswered(answered);
+  if (!unanswered_.empty()) DropUnanswered(file);
   if (file.outcome == UploadOutcome::kChanged)
     return memory_.Keep(file.itemId, {.digest = kNoFilesDigest});
   // One that the check has found since it may have been sent may be another machine's.

@@ -84,6 +84,7 @@ class Recognition {
   // Whether an earlier run has sent such a file, and had no answer.
   bool MayHaveCome(const File& file) const;
   static bool IsAsItWas(File& file);
+  void DropUnanswered(const File& file);
   void Keep(const File& file);
   AccountItems* Account();  // null: it could not be loaded, for this reason
   std::optional<Error> failure_;
