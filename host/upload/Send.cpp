@@ -255,6 +255,7 @@ class Sender {
     for (File* file : files) {
       file->outcome = UploadOutcome::kUndecided;
       file->itemId.clear();
+      file->isCertain = true;
     }
     return files;
   }
