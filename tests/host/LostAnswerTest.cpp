@@ -164,12 +164,10 @@ class LostAnswerTest : public PutTest,
   // taken would use up the fault.
   void Kill(const Words& put) {
     const Words there = Elsewhere();
-    const auto items = [&] {
-      return Objects(Kelo({"tree", "--items", "--json"}, there).out).size();
-    };
-    const size_t before = items();
+    const auto stored = [&] { return Kelo("quota", there).out; };
+    const std::string before = stored();
     KeloProcess kelo(put, Environment());
-    for (int waited = 0; items() <= before && waited < 1000; ++waited)
+    for (int waited = 0; stored() == before && waited < 1000; ++waited)
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     kelo.Signal(SIGKILL);
     kelo.Wait();
